@@ -1,0 +1,75 @@
+// The values that go into and come out of an HTTP transfer.
+#pragma once
+
+#include <chrono>
+#include <cstdint>
+#include <filesystem>
+#include <functional>
+#include <optional>
+#include <stdexcept>
+#include <string>
+#include <string_view>
+#include <variant>
+#include <vector>
+
+namespace quorvel {
+
+struct HTTPHeader {
+    std::string name;
+    std::string value;
+    bool operator==(const HTTPHeader&) const = default;
+};
+
+/// `length` bytes of the file at `path` from `offset` on, read while they are sent.
+struct FileSlice {
+    std::filesystem::path path;
+    std::uint64_t offset = 0;
+    std::uint64_t length = 0;
+};
+
+/// Called with the bytes moved so far and the total (0 when unknown), on the transfer's own thread; must not
+/// block.
+using TransferProgress = std::function<void(std::uint64_t moved, std::uint64_t total)>;
+
+enum class RedirectPolicy { refuse, follow };
+
+struct HTTPRequest {
+    std::string method = "GET";
+    std::string url;
+    std::vector<HTTPHeader> headers;
+    std::variant<std::monostate, std::string, FileSlice> body;
+    std::chrono::milliseconds timeout{60'000};
+    RedirectPolicy redirects =
+        RedirectPolicy::refuse; // followed ones never carry the Authorization header along
+    TransferProgress uploadProgress;
+};
+
+struct HTTPResponse {
+    int status = 0;
+    std::vector<HTTPHeader> headers;
+    std::string body;
+
+    /// The first value of the header, its name compared without regard to case.
+    [[nodiscard]] std::optional<std::string_view> header(std::string_view name) const;
+};
+
+/// A transfer that did not yield a whole HTTP answer. The text never holds a header or a body.
+class TransportError : public std::runtime_error {
+  public:
+    enum class Kind {
+        refusedURL,      // no URL, an unknown scheme, or plain http to a host that is not this machine
+        couldNotConnect, // name resolution, connecting, proxy
+        untrusted,       // TLS handshake or certificate
+        timedOut,
+        notHTTP,     // something answered, but not HTTP; an answer whose header or body is too large
+        interrupted, // connection lost, or the answer ended early
+        localFile,   // the file to send or to write failed
+    };
+    TransportError(Kind kind, const std::string& text) : std::runtime_error(text), kind_(kind) {}
+    [[nodiscard]] Kind kind() const { return kind_; }
+
+  private:
+    Kind kind_;
+};
+
+} // namespace quorvel

@@ -1,0 +1,44 @@
+// Unicode text: counting as people count, cutting, trimming, words.
+#pragma once
+
+#include <cstddef>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace quorvel {
+
+/// The number of user-perceived characters (extended grapheme clusters, UAX #29) of UTF-8 `text`.
+/// Ill-formed bytes count as one replacement character each.
+[[nodiscard]] std::size_t graphemeCount(std::string_view text);
+
+/// The longest prefix of `text` with at most `count` grapheme clusters.
+[[nodiscard]] std::string_view graphemePrefix(std::string_view text, std::size_t count);
+
+/// The byte offsets of all grapheme cluster boundaries, from 0 to `text.size()`; {0} for an empty text.
+[[nodiscard]] std::vector<std::size_t> graphemeBoundaries(std::string_view text);
+
+[[nodiscard]] std::size_t codePointCount(std::string_view text);
+[[nodiscard]] bool isValidUTF8(std::string_view text);
+
+/// `text` without white space and line breaks (Unicode's White_Space) at both ends.
+[[nodiscard]] std::string_view trim(std::string_view text);
+[[nodiscard]] bool isBlank(std::string_view text);
+
+/// `text` cut at word boundaries (UAX #29, with the text library's dictionaries for scripts without blanks):
+/// words, runs of white space and single marks in order; joined they are `text` again.
+[[nodiscard]] std::vector<std::string_view> wordSegments(std::string_view text);
+
+/// The number of terminal cells that `text` takes (East Asian wide characters and emoji two, marks none).
+[[nodiscard]] std::size_t displayWidth(std::string_view text);
+
+/// `text` with control characters replaced by visible escapes ("\n", "\x1B"), for messages and terminals.
+[[nodiscard]] std::string escapeControls(std::string_view text);
+
+/// Whether `left` sorts before `right` when runs of digits compare as numbers ("2" before "10"), else by
+/// bytes.
+[[nodiscard]] bool naturalLess(std::string_view left, std::string_view right);
+
+[[nodiscard]] std::string asciiLowercase(std::string_view text);
+
+} // namespace quorvel

@@ -1,0 +1,104 @@
+// A local stand-in for App Store Connect, over real HTTP on 127.0.0.1, to rehearse a release on.
+#pragma once
+
+#include "Platform/json/JSONValue.h"
+
+#include <cstdint>
+#include <filesystem>
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace quorvel::sandbox {
+
+enum class Seed {
+    demo,  // a small believable account: three apps, one in 40 locales on two platforms
+    empty, // one app without a version
+};
+
+/// Something that goes wrong on purpose. `route` is a method and a path pattern such as
+/// "PATCH /v1/appStoreVersionLocalizations/*"; "*" alone stands for every route of the service.
+struct Fault {
+    std::string route = "*";
+    std::optional<int> status;         // answer this status with Apple's error document instead of working
+    std::optional<std::string> action; // or: "reset", "resetAfter" (work done, no answer), "statusAfter"
+                                       // (work done, `status` answered), "truncate" (half a body), "slow"
+                                       // (byte by byte), "expireToken" (401)
+    double probability = 1;
+    std::optional<std::int64_t> count; // how often at the most; no bound when empty
+    std::optional<double> retryAfter;  // seconds, for 429 and 503
+};
+
+/// Reads a fault from the form of the command line: "ROUTE:STATUS_OR_ACTION[:PROBABILITY[:COUNT]]", such as
+/// "GET /v1/apps:503:0.2". Throws `std::invalid_argument` that names what is wrong.
+[[nodiscard]] Fault parseFault(std::string_view text);
+
+struct Options {
+    std::filesystem::path stateFolder; // resources, key and endpoints.json are kept here; made when missing
+    Seed seed = Seed::demo;            // used when the state folder holds no state yet
+    std::uint16_t port = 0;            // 0: any free one
+    int latencyMilliseconds = 0;       // before each answer
+    std::vector<Fault> faults;
+    std::uint64_t faultSeed = 1;
+    int hourlyQuota = 3600;
+};
+
+/// How to reach a running sandbox.
+struct Access {
+    std::string url; // such as "http://127.0.0.1:8460"
+    std::filesystem::path endpointsFile;
+    std::string keyID;
+    std::string issuerID;
+    std::filesystem::path privateKeyFile;
+    std::string vendorNumber;
+};
+
+/// A request that the sandbox was sent.
+struct RecordedRequest {
+    std::string method;
+    std::string path;   // without the query
+    std::string target; // path and query as sent
+    std::string body;
+    int status = 0;            // 0: the connection was cut
+    std::string authorization; // only its scheme and the token's key id, never the token
+};
+
+/// Serves until it is destroyed. Its control routes (GET /__sandbox/state, GET and DELETE
+/// /__sandbox/requests, POST /__sandbox/faults, /__sandbox/advance, /__sandbox/states, /__sandbox/keys) do
+/// the same as the operations here.
+class SandboxServer {
+  public:
+    /// Starts to serve. Throws `std::runtime_error` when the port is taken or the state folder cannot be
+    /// used.
+    explicit SandboxServer(Options options);
+    ~SandboxServer();
+    SandboxServer(const SandboxServer&) = delete;
+    SandboxServer& operator=(const SandboxServer&) = delete;
+
+    [[nodiscard]] const Access& access() const;
+    /// One line of JSON that tells how to reach it: ready, url, endpoints, keyID, issuerID, privateKey,
+    /// vendorNumber.
+    [[nodiscard]] std::string readyLine() const;
+
+    void setFaults(std::vector<Fault> faults);
+    void setLatency(int milliseconds);
+    void setHourlyQuota(int requests);
+    [[nodiscard]] std::vector<RecordedRequest> requests() const;
+    void forgetRequests();
+    /// Moves the virtual clock on.
+    void advance(double seconds);
+    /// Revokes or reinstates the account's key.
+    void revokeKey(bool revoked);
+    /// Moves a version (by id) to an App Store state as App Review would.
+    void setVersionState(std::string_view versionID, std::string_view state);
+    /// All resources: an object of resource types, each an object of ids.
+    [[nodiscard]] JSONValue state() const;
+
+  private:
+    struct Implementation;
+    std::unique_ptr<Implementation> implementation_;
+};
+
+} // namespace quorvel::sandbox
