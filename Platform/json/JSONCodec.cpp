@@ -94,12 +94,15 @@ void readAliases(const Reader& reader, const dom::object& object, void* target, 
                  std::uint64_t& seen) {
     for (const JSONAlias& alias : record.aliases) {
         const std::size_t at = findField(record, alias.member, 0);
-        if (at == unknownField || (seen >> at & 1)) continue;
+        if (at == unknownField) continue;
+        const Field& field = record.fields[at];
+        const bool empty = field.type->hasValue && !field.type->hasValue(field.member(target));
+        if ((seen >> at & 1) && !empty) continue;
         dom::element value;
         if (object.at_key(alias.key).get(value)) continue;
         seen |= std::uint64_t{1} << at;
         Reader member{value, {&reader.frame, alias.key, 0}};
-        record.fields[at].type->read(member, record.fields[at].member(target));
+        field.type->read(member, field.member(target));
     }
 }
 

@@ -39,7 +39,7 @@ class JSONError : public std::runtime_error {
     std::string path_;
 };
 
-/// A second spelling of a member that other programs send; read when the member's own name is absent.
+/// A second spelling of a member that other programs send; read when the member's own name is absent or null.
 struct JSONAlias {
     std::string_view key;
     std::string_view member;

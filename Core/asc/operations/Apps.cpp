@@ -1,0 +1,55 @@
+#include "Core/asc/operations/Shapes.h"
+
+namespace quorvel {
+
+using namespace operations;
+
+ASCList<ASCAppAttributes> ASCClientProtocol::listApps(std::optional<std::string_view> bundleID,
+                                                      ASCListBound bound) const {
+    ASCRequest request = ASCRequest::get("v1/apps");
+    if (bundleID) request.query.emplace_back("filter[bundleId]", *bundleID);
+    request.query.emplace_back("limit", limitFor(bound));
+    return collect<ASCAppAttributes>(*this, std::move(request), bound);
+}
+
+ASCList<AppInfoAttributes> ASCClientProtocol::listAppInfos(std::string_view appID) const {
+    return collect<AppInfoAttributes>(*this, ASCRequest::get(ascPath("apps", appID, "appInfos")));
+}
+
+ASCList<AppInfoLocalizationAttributes>
+ASCClientProtocol::listAppInfoLocalizations(std::string_view appInfoID) const {
+    return collect<AppInfoLocalizationAttributes>(
+        *this,
+        ASCRequest::get(ascPath("appInfos", appInfoID, "appInfoLocalizations"), {{"limit", limitFor({})}}));
+}
+
+ASCResource<AppInfoLocalizationAttributes>
+ASCClientProtocol::createAppInfoLocalization(std::string_view appInfoID,
+                                             const AppInfoLocalizationCreateAttributes& attributes) const {
+    return createResource<AppInfoLocalizationAttributes>(*this, "appInfoLocalizations", attributes,
+                                                         {.appInfo = relationTo("appInfos", appInfoID)});
+}
+
+ASCResource<AppInfoLocalizationAttributes>
+ASCClientProtocol::updateAppInfoLocalization(std::string_view id,
+                                             const AppInfoLocalizationPatchAttributes& attributes) const {
+    return patchResource<AppInfoLocalizationAttributes>(*this, "appInfoLocalizations", id, attributes);
+}
+
+ASCResource<AppInfoLocalizationAttributes> ASCClientProtocol::updateAppInfoLocalization(
+    std::string_view id, const AppInfoLocalizationPrivacyPatchAttributes& attributes) const {
+    return patchResource<AppInfoLocalizationAttributes>(*this, "appInfoLocalizations", id, attributes);
+}
+
+void ASCClientProtocol::updateAppInfoCategories(std::string_view appInfoID,
+                                                std::optional<std::string> primaryCategory,
+                                                std::optional<std::string> secondaryCategory) const {
+    AppInfoCategoryPatchEnvelope document{{"appInfos", std::string(appInfoID), {}}};
+    if (primaryCategory)
+        document.data.relationships.primaryCategory = relationTo("appCategories", *primaryCategory);
+    if (secondaryCategory)
+        document.data.relationships.secondaryCategory = relationTo("appCategories", *secondaryCategory);
+    (void)exchange(ASCRequest::patch(ascPath("appInfos", appInfoID), document));
+}
+
+} // namespace quorvel

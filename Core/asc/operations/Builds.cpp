@@ -1,0 +1,79 @@
+#include "Core/asc/operations/Shapes.h"
+
+#include <map>
+
+namespace quorvel {
+
+using namespace operations;
+
+namespace {
+
+/// A build with the reference from which its marketing version is found among the included resources.
+struct BuildWithPreReleaseVersion {
+    struct OptionalRef {
+        std::optional<ASCRelationshipRef> data;
+        QUORVEL_RECORD(OptionalRef, data)
+    };
+    struct Relationships {
+        std::optional<OptionalRef> preReleaseVersion;
+        QUORVEL_RECORD(Relationships, preReleaseVersion)
+    };
+    std::string id;
+    std::string type;
+    ASCBuildAttributes attributes;
+    std::optional<Relationships> relationships;
+    QUORVEL_RECORD(BuildWithPreReleaseVersion, id, type, attributes, relationships)
+};
+using BuildPage = ASCResponseWithIncluded<std::vector<BuildWithPreReleaseVersion>,
+                                          ASCResource<PreReleaseVersionAttributes>>;
+
+std::optional<std::string>
+marketingVersionOf(const BuildWithPreReleaseVersion& build,
+                   const std::map<std::string, std::optional<std::string>>& versions) {
+    if (!build.relationships || !build.relationships->preReleaseVersion) return std::nullopt;
+    const auto& reference = build.relationships->preReleaseVersion->data;
+    if (!reference) return std::nullopt;
+    const auto found = versions.find(reference->id);
+    return found == versions.end() ? std::nullopt : found->second;
+}
+
+} // namespace
+
+std::vector<ASCBuildSummary> ASCClientProtocol::listBuilds(std::string_view appID,
+                                                           std::optional<std::string_view> marketingVersion,
+                                                           ASCListBound bound) const {
+    ASCRequest request = ASCRequest::get("v1/builds", {{"filter[app]", std::string(appID)}});
+    if (marketingVersion) request.query.emplace_back("filter[preReleaseVersion.version]", *marketingVersion);
+    request.query.emplace_back("sort", "-uploadedDate");
+    request.query.emplace_back("include", "preReleaseVersion");
+    request.query.emplace_back("limit", limitFor(bound));
+
+    std::vector<ASCBuildSummary> summaries;
+    forEachPage<BuildPage>(*this, std::move(request), bound, [&](BuildPage&& page) {
+        std::map<std::string, std::optional<std::string>> versions;
+        if (page.included)
+            for (const auto& version : *page.included)
+                versions[version.id] = version.attributes.version;
+        for (auto& build : page.data) {
+            auto version = marketingVersionOf(build, versions);
+            summaries.push_back(
+                {{std::move(build.id), std::move(build.type), std::move(build.attributes)}, version});
+        }
+        return summaries.size();
+    });
+    if (bound.maximum && summaries.size() > static_cast<std::size_t>(*bound.maximum))
+        summaries.erase(summaries.begin() + *bound.maximum, summaries.end());
+    return summaries;
+}
+
+ASCResource<ASCBuildAttributes> ASCClientProtocol::getBuild(std::string_view id) const {
+    return send<ASCResponse<ASCResource<ASCBuildAttributes>>>(ASCRequest::get(ascPath("builds", id))).data;
+}
+
+void ASCClientProtocol::setExportCompliance(std::string_view buildID,
+                                            const BuildPatchAttributes& attributes) const {
+    const ASCPatchEnvelope<BuildPatchAttributes> document{{"builds", std::string(buildID), attributes}};
+    (void)exchange(ASCRequest::patch(ascPath("builds", buildID), document));
+}
+
+} // namespace quorvel

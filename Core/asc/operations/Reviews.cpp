@@ -1,0 +1,103 @@
+#include "Core/asc/operations/Shapes.h"
+
+#include <fmt/format.h>
+#include <fmt/ranges.h>
+
+namespace quorvel {
+
+using namespace operations;
+
+namespace {
+
+/// A review with the reference that tells whether a response exists.
+struct ReviewWithResponse {
+    struct OptionalIdentity {
+        std::optional<ASCIdentity> data;
+        QUORVEL_RECORD(OptionalIdentity, data)
+    };
+    struct Relationships {
+        std::optional<OptionalIdentity> response;
+        QUORVEL_RECORD(Relationships, response)
+    };
+    std::string id;
+    std::string type;
+    CustomerReviewAttributes attributes;
+    std::optional<Relationships> relationships;
+    QUORVEL_RECORD(ReviewWithResponse, id, type, attributes, relationships)
+
+    [[nodiscard]] bool hasResponse() const {
+        return relationships && relationships->response && relationships->response->data;
+    }
+};
+using ReviewPage = ASCResponse<std::vector<ReviewWithResponse>>;
+
+} // namespace
+
+ASCList<ReviewSubmissionAttributes>
+ASCClientProtocol::listReviewSubmissions(std::string_view appID,
+                                         const std::vector<ReviewSubmissionState>& states) const {
+    std::vector<std::string_view> rawStates;
+    for (const ReviewSubmissionState state : states)
+        rawStates.push_back(rawValue(state));
+    ASCRequest request = ASCRequest::get("v1/reviewSubmissions", {{"filter[app]", std::string(appID)}});
+    if (!rawStates.empty())
+        request.query.emplace_back("filter[state]", fmt::format("{}", fmt::join(rawStates, ",")));
+    request.query.emplace_back("limit", limitFor({}));
+    return collect<ReviewSubmissionAttributes>(*this, std::move(request));
+}
+
+ASCResource<ReviewSubmissionAttributes>
+ASCClientProtocol::createReviewSubmission(std::string_view appID, ASCPlatform platform) const {
+    return createResource<ReviewSubmissionAttributes>(
+        *this, "reviewSubmissions", ReviewSubmissionCreateAttributes{std::string(rawValue(platform))},
+        {.app = relationTo("apps", appID)});
+}
+
+ASCResource<ReviewSubmissionItemAttributes>
+ASCClientProtocol::addReviewSubmissionItem(std::string_view submissionID, std::string_view versionID) const {
+    const ASCRelationshipOnlyCreateEnvelope document{
+        {"reviewSubmissionItems",
+         {.appStoreVersion = relationTo("appStoreVersions", versionID),
+          .reviewSubmission = relationTo("reviewSubmissions", submissionID)}}};
+    return send<ASCResponse<ASCResource<ReviewSubmissionItemAttributes>>>(
+               ASCRequest::post("v1/reviewSubmissionItems", document))
+        .data;
+}
+
+ASCResource<ReviewSubmissionAttributes>
+ASCClientProtocol::submitReviewSubmission(std::string_view submissionID) const {
+    return patchResource<ReviewSubmissionAttributes>(*this, "reviewSubmissions", submissionID,
+                                                     ReviewSubmissionPatchAttributes{true});
+}
+
+std::vector<ASCCustomerReview>
+ASCClientProtocol::listCustomerReviews(std::string_view appID, Responses responses,
+                                       std::optional<std::string_view> territory, ASCListBound bound) const {
+    ASCRequest request =
+        ASCRequest::get(ascPath("apps", appID, "customerReviews"), {{"sort", "-createdDate"}});
+    if (responses == Responses::include) request.query.emplace_back("include", "response");
+    if (territory) request.query.emplace_back("filter[territory]", *territory);
+    request.query.emplace_back("limit", limitFor(bound));
+
+    std::vector<ASCCustomerReview> reviews;
+    forEachPage<ReviewPage>(*this, std::move(request), bound, [&](ReviewPage&& page) {
+        for (auto& review : page.data) {
+            const bool hasResponse = review.hasResponse();
+            reviews.push_back(
+                {{std::move(review.id), std::move(review.type), std::move(review.attributes)}, hasResponse});
+        }
+        return reviews.size();
+    });
+    if (bound.maximum && reviews.size() > static_cast<std::size_t>(*bound.maximum))
+        reviews.erase(reviews.begin() + *bound.maximum, reviews.end());
+    return reviews;
+}
+
+ASCResource<CustomerReviewResponseAttributes>
+ASCClientProtocol::createReviewResponse(std::string_view reviewID, std::string_view responseBody) const {
+    return createResource<CustomerReviewResponseAttributes>(
+        *this, "customerReviewResponses", CustomerReviewResponseCreateAttributes{std::string(responseBody)},
+        {.review = relationTo("customerReviews", reviewID)});
+}
+
+} // namespace quorvel

@@ -1,0 +1,111 @@
+#include "Core/asc/operations/Shapes.h"
+
+#include <fmt/format.h>
+#include <fmt/ranges.h>
+
+namespace quorvel {
+
+using namespace operations;
+
+namespace {
+
+/// Replaces a to-one relationship; an empty one clears it.
+struct RelationshipReplaceDocument {
+    std::optional<ASCRelationshipRef> data;
+    QUORVEL_RECORD(RelationshipReplaceDocument, data)
+};
+
+ASCCreateRelationships toVersion(std::string_view versionID) {
+    return {.appStoreVersion = relationTo("appStoreVersions", versionID)};
+}
+
+} // namespace
+
+ASCList<AppStoreVersionAttributes>
+ASCClientProtocol::listAppStoreVersions(std::string_view appID, std::optional<ASCPlatform> platform,
+                                        const std::vector<std::string>& states, ASCListBound bound) const {
+    ASCRequest request = ASCRequest::get(ascPath("apps", appID, "appStoreVersions"));
+    if (platform) request.query.emplace_back("filter[platform]", rawValue(*platform));
+    if (!states.empty())
+        request.query.emplace_back("filter[appStoreState]", fmt::format("{}", fmt::join(states, ",")));
+    request.query.emplace_back("limit", limitFor(bound));
+    return collect<AppStoreVersionAttributes>(*this, std::move(request), bound);
+}
+
+ASCResource<AppStoreVersionAttributes>
+ASCClientProtocol::createAppStoreVersion(std::string_view appID,
+                                         const AppStoreVersionCreateAttributes& attributes) const {
+    return createResource<AppStoreVersionAttributes>(*this, "appStoreVersions", attributes,
+                                                     {.app = relationTo("apps", appID)});
+}
+
+ASCResource<AppStoreVersionAttributes>
+ASCClientProtocol::updateAppStoreVersion(std::string_view id,
+                                         const AppStoreVersionPatchAttributes& attributes) const {
+    return patchResource<AppStoreVersionAttributes>(*this, "appStoreVersions", id, attributes);
+}
+
+ASCList<AppStoreVersionLocalizationAttributes>
+ASCClientProtocol::listVersionLocalizations(std::string_view versionID) const {
+    return collect<AppStoreVersionLocalizationAttributes>(
+        *this, ASCRequest::get(ascPath("appStoreVersions", versionID, "appStoreVersionLocalizations"),
+                               {{"limit", limitFor({})}}));
+}
+
+ASCResource<AppStoreVersionLocalizationAttributes>
+ASCClientProtocol::createVersionLocalization(std::string_view versionID,
+                                             const VersionLocalizationCreateAttributes& attributes) const {
+    return createResource<AppStoreVersionLocalizationAttributes>(*this, "appStoreVersionLocalizations",
+                                                                 attributes, toVersion(versionID));
+}
+
+ASCResource<AppStoreVersionLocalizationAttributes>
+ASCClientProtocol::updateVersionLocalization(std::string_view id,
+                                             const VersionLocalizationPatchAttributes& attributes) const {
+    return patchResource<AppStoreVersionLocalizationAttributes>(*this, "appStoreVersionLocalizations", id,
+                                                                attributes);
+}
+
+std::optional<ASCResource<AppStoreReviewDetailAttributes>>
+ASCClientProtocol::getReviewDetail(std::string_view versionID) const {
+    return findOne<AppStoreReviewDetailAttributes>(
+        *this, ASCRequest::get(ascPath("appStoreVersions", versionID, "appStoreReviewDetail")));
+}
+
+void ASCClientProtocol::attachBuild(std::string_view versionID, std::string_view buildID) const {
+    const RelationshipReplaceDocument document{ASCRelationshipRef{"builds", std::string(buildID)}};
+    (void)exchange(
+        ASCRequest::patch(ascPath("appStoreVersions", versionID, "relationships/build"), document));
+}
+
+void ASCClientProtocol::requestVersionRelease(std::string_view versionID) const {
+    const ASCRelationshipOnlyCreateEnvelope document{
+        {"appStoreVersionReleaseRequests", toVersion(versionID)}};
+    (void)exchange(ASCRequest::post("v1/appStoreVersionReleaseRequests", document));
+}
+
+std::optional<ASCResource<AppStoreVersionPhasedReleaseAttributes>>
+ASCClientProtocol::getPhasedRelease(std::string_view versionID) const {
+    return findOne<AppStoreVersionPhasedReleaseAttributes>(
+        *this, ASCRequest::get(ascPath("appStoreVersions", versionID, "appStoreVersionPhasedRelease")));
+}
+
+ASCResource<AppStoreVersionPhasedReleaseAttributes>
+ASCClientProtocol::createPhasedRelease(std::string_view versionID,
+                                       const PhasedReleaseCreateAttributes& attributes) const {
+    return createResource<AppStoreVersionPhasedReleaseAttributes>(*this, "appStoreVersionPhasedReleases",
+                                                                  attributes, toVersion(versionID));
+}
+
+ASCResource<AppStoreVersionPhasedReleaseAttributes>
+ASCClientProtocol::updatePhasedRelease(std::string_view id,
+                                       const PhasedReleasePatchAttributes& attributes) const {
+    return patchResource<AppStoreVersionPhasedReleaseAttributes>(*this, "appStoreVersionPhasedReleases", id,
+                                                                 attributes);
+}
+
+void ASCClientProtocol::deletePhasedRelease(std::string_view id) const {
+    (void)exchange(ASCRequest::remove(ascPath("appStoreVersionPhasedReleases", id)));
+}
+
+} // namespace quorvel
