@@ -3,25 +3,10 @@
 #include "Platform/text/UTF8.h"
 
 #include <algorithm>
-#include <cstring>
 
 namespace quorvel {
 
 namespace {
-
-// The length of the run of ASCII at the start of `text`.
-std::size_t asciiRun(std::string_view text) {
-    constexpr std::uint64_t highBits = 0x8080808080808080;
-    std::size_t at = 0;
-    for (; at + 32 <= text.size(); at += 32) {
-        std::uint64_t words[4];
-        std::memcpy(words, text.data() + at, sizeof words);
-        if (((words[0] | words[1] | words[2] | words[3]) & highBits) != 0) break;
-    }
-    while (at < text.size() && static_cast<std::uint8_t>(text[at]) < 0x80)
-        ++at;
-    return at;
-}
 
 // In ASCII only a carriage return and its line feed share a cluster.
 std::size_t asciiCount(std::string_view text) {

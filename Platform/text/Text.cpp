@@ -88,12 +88,26 @@ std::size_t codePointCount(std::string_view text) {
 }
 
 bool isValidUTF8(std::string_view text) {
-    for (std::size_t at = 0; at < text.size();) {
+    for (std::size_t at = asciiRun(text); at < text.size(); at += asciiRun(text.substr(at))) {
         const CodePoint next = decodeUTF8(text, at);
         if (!next.isWellFormed) return false;
         at += next.size;
     }
     return true;
+}
+
+std::string repairUTF8(std::string_view text) {
+    std::string result;
+    result.reserve(text.size());
+    for (std::size_t at = 0; at < text.size();) {
+        const CodePoint next = decodeUTF8(text, at);
+        if (next.isWellFormed)
+            result.append(text, at, next.size);
+        else
+            result += "\xEF\xBF\xBD";
+        at += next.size;
+    }
+    return result;
 }
 
 std::string_view trim(std::string_view text) {

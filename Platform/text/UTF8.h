@@ -3,6 +3,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <cstring>
 #include <string_view>
 
 namespace quorvel {
@@ -17,6 +18,20 @@ constexpr CodePoint replacementForOneByte = {0xFFFD, 1, false};
 
 constexpr bool isContinuation(char byte) {
     return (static_cast<std::uint8_t>(byte) & 0xC0) == 0x80;
+}
+
+/// The length of the run of ASCII at the start of `text`.
+inline std::size_t asciiRun(std::string_view text) {
+    constexpr std::uint64_t highBits = 0x8080808080808080;
+    std::size_t at = 0;
+    for (; at + 32 <= text.size(); at += 32) {
+        std::uint64_t words[4];
+        std::memcpy(words, text.data() + at, sizeof words);
+        if (((words[0] | words[1] | words[2] | words[3]) & highBits) != 0) break;
+    }
+    while (at < text.size() && static_cast<std::uint8_t>(text[at]) < 0x80)
+        ++at;
+    return at;
 }
 
 /// The code point at `at`, which must lie inside `text`. An ill-formed byte is U+FFFD by itself.
