@@ -24,7 +24,9 @@ struct Frame {
 
     [[nodiscard]] std::string path() const {
         if (!parent) return "$";
-        return parent->path() + (key.data() ? "." + escapeControls(key) : "[" + std::to_string(index) + "]");
+        std::string text = parent->path();
+        if (key.data()) return text.append(".").append(escapeControls(key));
+        return text.append("[").append(std::to_string(index)).append("]");
     }
 };
 
@@ -227,7 +229,9 @@ void readRecord(Reader& reader, void* target, const Record& record) {
 }
 
 void failUnknownRawValue(Reader& reader, std::string_view raw) {
-    throw JSONError(reader.frame.path(), "unknown value \"" + escapeControls(graphemePrefix(raw, 60)) + "\"");
+    std::string problem = "unknown value \"";
+    problem.append(escapeControls(graphemePrefix(raw, 60))).append("\"");
+    throw JSONError(reader.frame.path(), problem);
 }
 
 void decodeText(std::string_view text, void* object, const Type& type) {
