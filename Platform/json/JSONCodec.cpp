@@ -76,7 +76,7 @@ void mergeDuplicates(JSONValue::Object& members) {
     std::size_t kept = 0;
     for (std::size_t at = 0; at < members.size(); ++at)
         if (!superfluous[at]) std::swap(members[kept++], members[at]);
-    members.resize(kept);
+    members.erase(members.begin() + static_cast<std::ptrdiff_t>(kept), members.end());
 }
 
 void fill(const dom::element& element, JSONValue& value) {
