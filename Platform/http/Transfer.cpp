@@ -58,6 +58,8 @@ Transfer::Transfer(const HTTPRequest& request, const URLSession::Options& option
 }
 
 void Transfer::end(Ending ending, CURLcode code) {
+    // libcurl takes a header that breaks off for a whole one.
+    if (ending == Ending::finished && code == CURLE_OK && !headerComplete_) code = CURLE_PARTIAL_FILE;
     if (ending == Ending::finished && code == CURLE_OK) finishReceiving();
     // Notified under the lock: the waiter may otherwise destroy the condition while it is being notified.
     const std::scoped_lock lock(mutex_);
