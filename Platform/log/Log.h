@@ -2,6 +2,7 @@
 #pragma once
 
 #include <functional>
+#include <memory>
 #include <string>
 #include <string_view>
 
@@ -53,7 +54,7 @@ class LogCapture {
 
   private:
     struct State;
-    State* state_;
+    std::shared_ptr<State> state_;
 };
 
 } // namespace quorvel

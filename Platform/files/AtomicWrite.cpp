@@ -1,0 +1,157 @@
+#include "Platform/files/FileDescriptor.h"
+#include "Platform/files/Files.h"
+
+#include <fmt/format.h>
+
+#include <fcntl.h>
+#include <sys/file.h>
+#include <sys/stat.h>
+
+#include <cerrno>
+#include <functional>
+
+namespace quorvel {
+
+namespace {
+
+constexpr const char* action = "cannot be written";
+
+// Where `path` leads: links are followed, also to a target that does not exist yet.
+std::filesystem::path resolveLinks(const std::filesystem::path& path) {
+    std::filesystem::path target = path;
+    for (int hops = 0; hops < 40; ++hops) {
+        std::error_code error;
+        const auto next = std::filesystem::read_symlink(target, error);
+        if (error) return target; // no link; what else is wrong shows when the file is made
+        target = next.is_absolute() ? next : target.parent_path() / next;
+    }
+    throw FileError(path, action, ELOOP);
+}
+
+// The mode that the new file will have, and the one that it is made with: nothing may be readable by others
+// before the final mode is known to allow it.
+struct Modes {
+    mode_t made;
+    std::optional<struct stat> kept;
+};
+
+Modes chooseModes(const std::filesystem::path& path, const std::filesystem::path& target, FileMode mode) {
+    struct stat status {};
+    if (::lstat(target.c_str(), &status) != 0) {
+        if (errno != ENOENT) throw FileError(path, action, errno);
+        return {static_cast<mode_t>(mode), std::nullopt};
+    }
+    if (S_ISDIR(status.st_mode)) throw FileError(path, action, EISDIR);
+    if (!S_ISREG(status.st_mode)) throw FileError(path, "cannot be written, as it is no regular file", 0);
+    if (mode == FileMode::secret) status.st_mode = static_cast<mode_t>(mode);
+    return {static_cast<mode_t>(FileMode::secret), status};
+}
+
+bool isStillAt(const FileDescriptor& file, const std::filesystem::path& name) {
+    struct stat open {
+    }, named{};
+    return ::fstat(file.number(), &open) == 0 && ::lstat(name.c_str(), &named) == 0 &&
+           open.st_dev == named.st_dev && open.st_ino == named.st_ino;
+}
+
+bool lock(const FileDescriptor& file) {
+    return uninterrupted([&] { return ::flock(file.number(), LOCK_EX | LOCK_NB); }) == 0;
+}
+
+// A file beside the target that is being written; removed unless it took the target's place.
+//
+// Each target has a few fixed names, and a writer holds a lock on the one that it uses. A file that nobody
+// has locked was left by a writer that was killed, and the next writer removes it: leftovers cannot pile up,
+// and no folder has to be searched for them.
+class TemporaryFile {
+  public:
+    TemporaryFile(const std::filesystem::path& path, const std::filesystem::path& target, mode_t mode) {
+        constexpr int slots = 100;
+        for (int slot = 0; slot < slots; ++slot) {
+            name_ = target.parent_path() / nameOf(target.filename().native(), slot);
+            removeAbandoned();
+            file_ = FileDescriptor(uninterrupted([&] {
+                return ::open(name_.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, mode);
+            }));
+            if (!file_.isOpen() && errno != EEXIST) throw FileError(path, action, errno);
+            if (file_.isOpen() && isOurs()) return;
+        }
+        throw FileError(path, action, EBUSY);
+    }
+    TemporaryFile(const TemporaryFile&) = delete;
+    TemporaryFile& operator=(const TemporaryFile&) = delete;
+    ~TemporaryFile() {
+        if (!moved_) ::unlink(name_.c_str());
+    }
+
+    [[nodiscard]] int number() const { return file_.number(); }
+
+    [[nodiscard]] bool moveTo(const std::filesystem::path& target) {
+        moved_ = ::rename(name_.c_str(), target.c_str()) == 0;
+        return moved_;
+    }
+
+  private:
+    static std::string nameOf(const std::string& target, int slot) {
+        constexpr std::size_t longestName = 255;
+        const std::string suffix = slot == 0 ? "" : fmt::format("~{}", slot);
+        std::string name = ".tmp-quorvel-" + target + suffix;
+        if (name.size() <= longestName) return name;
+        return fmt::format(".tmp-quorvel-{:016x}{}", std::hash<std::string>{}(target), suffix);
+    }
+
+    // Another writer may have taken the new file for an abandoned one before it was locked. Where the file
+    // system knows no locks, nobody removes anything.
+    [[nodiscard]] bool isOurs() const {
+        return (lock(file_) || errno != EWOULDBLOCK) && isStillAt(file_, name_);
+    }
+
+    void removeAbandoned() const {
+        const FileDescriptor left(uninterrupted(
+            [&] { return ::open(name_.c_str(), O_RDONLY | O_NONBLOCK | O_NOFOLLOW | O_CLOEXEC); }));
+        if (left.isOpen() && lock(left) && isStillAt(left, name_)) ::unlink(name_.c_str());
+    }
+
+    std::filesystem::path name_;
+    FileDescriptor file_;
+    bool moved_ = false;
+};
+
+bool writeAll(int file, std::string_view bytes) {
+    while (!bytes.empty()) {
+        const auto count = uninterrupted([&] { return ::write(file, bytes.data(), bytes.size()); });
+        if (count < 0) return false;
+        bytes.remove_prefix(static_cast<std::size_t>(count));
+    }
+    return true;
+}
+
+bool keepAttributes(int file, const struct stat& kept) {
+    // Only an administrator can give a file back to its owner; nothing is lost where even that is refused.
+    if (::geteuid() == 0) [[maybe_unused]]
+        const int refused = ::fchown(file, kept.st_uid, kept.st_gid);
+    return ::fchmod(file, kept.st_mode & 0777) == 0;
+}
+
+// The new file is in place already: a folder that cannot be synced is no reason to call the write failed.
+void syncFolder(const std::filesystem::path& folder) {
+    const FileDescriptor descriptor(::open(folder.empty() ? "." : folder.c_str(), O_RDONLY | O_CLOEXEC));
+    if (descriptor.isOpen()) ::fsync(descriptor.number());
+}
+
+} // namespace
+
+void writeFileAtomically(const std::filesystem::path& path, std::string_view bytes, FileMode mode) {
+    if (path.native().find('\0') != std::string::npos) throw FileError(path, action, EINVAL);
+    if (path.filename().empty()) throw FileError(path, action, EISDIR);
+    const std::filesystem::path target = resolveLinks(path);
+    const Modes modes = chooseModes(path, target, mode);
+    TemporaryFile temporary(path, target, modes.made);
+    if (!writeAll(temporary.number(), bytes) ||
+        (modes.kept && !keepAttributes(temporary.number(), *modes.kept)) ||
+        uninterrupted([&] { return ::fsync(temporary.number()); }) != 0 || !temporary.moveTo(target))
+        throw FileError(path, action, errno);
+    syncFolder(target.parent_path());
+}
+
+} // namespace quorvel

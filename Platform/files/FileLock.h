@@ -1,0 +1,25 @@
+// A lock that processes and threads take turns at.
+#pragma once
+
+#include <filesystem>
+#include <memory>
+
+namespace quorvel {
+
+class FileDescriptor;
+
+/// Holds an exclusive lock on a file of its own while it lives; the system gives the lock up for a process
+/// that ends in any way. The file is made when missing, for this user only, and stays.
+class FileLock {
+  public:
+    /// Waits for the lock. Throws `FileError` when the file cannot be made.
+    explicit FileLock(const std::filesystem::path& file);
+    ~FileLock();
+    FileLock(const FileLock&) = delete;
+    FileLock& operator=(const FileLock&) = delete;
+
+  private:
+    std::unique_ptr<FileDescriptor> descriptor_;
+};
+
+} // namespace quorvel
