@@ -95,4 +95,9 @@ struct ASCErrorEnvelope {
     QUORVEL_RECORD(ASCErrorEnvelope, errors)
 };
 
+/// The entries of an error document, each followed in the end by the causes that the document lists beside
+/// them
+/// (`meta.associatedErrors`); empty when `body` is no error document.
+[[nodiscard]] std::vector<ASCError::APIError> decodeErrorDocument(std::string_view body);
+
 } // namespace quorvel

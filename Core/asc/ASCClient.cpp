@@ -1,0 +1,168 @@
+#include "Core/asc/ASCClient.h"
+
+#include "Core/asc/ASCError.h"
+#include "Platform/task/Task.h"
+#include "Platform/text/Text.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <cmath>
+#include <random>
+
+namespace quorvel {
+
+namespace {
+
+enum class Slash { encode, keep };
+
+void appendPercentEncoded(std::string& url, std::string_view text, Slash slash) {
+    constexpr std::string_view digits = "0123456789ABCDEF";
+    for (const char character : text) {
+        const auto byte = static_cast<unsigned char>(character);
+        const bool plain = (byte >= 'a' && byte <= 'z') || (byte >= 'A' && byte <= 'Z') ||
+                           (byte >= '0' && byte <= '9') || byte == '-' || byte == '.' || byte == '_' ||
+                           byte == '~' || (byte == '/' && slash == Slash::keep);
+        if (plain) {
+            url.push_back(character);
+            continue;
+        }
+        url.push_back('%');
+        url.push_back(digits[byte >> 4]);
+        url.push_back(digits[byte & 15]);
+    }
+}
+
+// Scheme, host and port of a URL.
+std::string_view originOf(std::string_view url) {
+    const std::size_t scheme = url.find("://");
+    if (scheme == std::string_view::npos) return url;
+    return url.substr(0, std::min(url.find_first_of("/?#", scheme + 3), url.size()));
+}
+
+// A link is followed with the key's token only to where the token belongs; rehearsals stay on this machine.
+bool mayCarryToken(std::string_view link, std::string_view baseURL) {
+    if (problemOfURL(link)) return false;
+    const auto isPlain = [](std::string_view url) { return url.starts_with("http://"); };
+    return originOf(link) == originOf(baseURL) || (isPlain(link) && isPlain(baseURL));
+}
+
+std::optional<std::string> asText(std::string body) {
+    if (!isValidUTF8(body)) return std::nullopt;
+    return body;
+}
+
+} // namespace
+
+double defaultBackoff(int attempt) {
+    thread_local std::minstd_rand generator{std::random_device{}()};
+    return std::pow(2.0, std::max(attempt - 1, 0)) +
+           std::uniform_real_distribution<double>(0, 0.5)(generator);
+}
+
+std::string ascPath(std::string_view collection, std::string_view id, std::string_view rest) {
+    std::string path = fmt::format("v1/{}/", collection);
+    appendPercentEncoded(path, id, Slash::encode);
+    if (!rest.empty()) path.append("/").append(rest);
+    return path;
+}
+
+void throwDecodingFailed(const JSONError& error, std::string_view body) {
+    const bool isMarkup = trim(body.substr(0, 1024)).starts_with('<');
+    throw ASCError(ASCError::DecodingFailed{
+        isMarkup
+            ? "a web page came instead of JSON; a proxy or a sign-in page of this network may be in the way"
+            : escapeControls(error.what())});
+}
+
+ASCClient::ASCClient(Parts parts) : parts_(std::move(parts)) {
+    if (!parts_.sleepFor) parts_.sleepFor = quorvel::sleepFor;
+    while (parts_.baseURL.ends_with('/'))
+        parts_.baseURL.pop_back();
+}
+
+std::string ASCClient::urlOf(const ASCRequest& request) const {
+    if (request.absoluteURL) {
+        if (!mayCarryToken(*request.absoluteURL, parts_.baseURL))
+            throw ASCError(ASCError::DecodingFailed{"the link to the next page leads to another server"});
+        return *request.absoluteURL;
+    }
+    std::string url = parts_.baseURL + "/" + request.path;
+    char separator = '?';
+    for (const auto& [name, value] : request.query) {
+        url.push_back(std::exchange(separator, '&'));
+        appendPercentEncoded(url, name, Slash::encode);
+        url.push_back('=');
+        appendPercentEncoded(url, value, Slash::keep);
+    }
+    return url;
+}
+
+HTTPResponse ASCClient::sendOnce(const ASCRequest& request, const std::string& url) const {
+    const ASCQuota::Place place(*parts_.quota);
+    if (const double delay = parts_.quota->reserveDelay(); delay > 0) {
+        logger_.info(fmt::format("The key's quota runs low: waiting {:.1f}s before the next request", delay));
+        parts_.sleepFor(delay);
+    }
+    HTTPRequest http{.method = request.method, .url = url};
+    http.headers = {{"Authorization", "Bearer " + parts_.tokens->token()}, {"Accept", request.accept}};
+    if (request.body) {
+        http.headers.push_back({"Content-Type", "application/json"});
+        http.body = *request.body;
+    }
+    try {
+        return parts_.http->send(http);
+    } catch (const ASCError&) {
+        throw;
+    } catch (const CancellationError&) {
+        throw;
+    } catch (const std::exception& error) {
+        throw ASCError(ASCError::NetworkFailure{error.what()});
+    }
+}
+
+void ASCClient::learnFrom(const HTTPResponse& response) const {
+    if (const auto header = response.header("X-Rate-Limit"))
+        if (const auto limit = parseRateLimit(*header)) parts_.quota->note(*limit);
+    if (const auto header = response.header("Date"))
+        if (const auto date = parseHTTPDate(*header)) parts_.tokens->noteServerDate(*date);
+}
+
+void ASCClient::waitBeforeRetry(int status, double delay, int attempt) const {
+    logger_.warning(fmt::format("ASC {} — retrying in {:.1f}s (attempt {} of {})", status, delay, attempt,
+                                parts_.maxRetries));
+    parts_.sleepFor(delay);
+}
+
+std::string ASCClient::exchange(const ASCRequest& request) const {
+    const std::string url = urlOf(request);
+    for (int attempt = 1;; ++attempt) {
+        checkCancellation();
+        HTTPResponse response = sendOnce(request, url);
+        learnFrom(response);
+        const int status = response.status;
+        if (status >= 200 && status <= 299) return std::move(response.body);
+        if (status == 429) {
+            const auto header = response.header("Retry-After");
+            const auto retryAfter = header ? parseRetryAfter(*header) : std::nullopt;
+            if (parts_.maxRetries < attempt) throw ASCError(ASCError::RateLimited{retryAfter});
+            waitBeforeRetry(status, retryAfter ? *retryAfter : parts_.backoff(attempt), attempt);
+            continue;
+        }
+        if (status == 401) {
+            parts_.tokens->invalidate();
+            throw ASCError(ASCError::APIErrors{decodeErrorDocument(response.body)});
+        }
+        if (status >= 500 && status <= 599) {
+            if (parts_.maxRetries < attempt)
+                throw ASCError(ASCError::HTTPStatus{status, asText(std::move(response.body))});
+            waitBeforeRetry(status, parts_.backoff(attempt), attempt);
+            continue;
+        }
+        if (auto errors = decodeErrorDocument(response.body); !errors.empty())
+            throw ASCError(ASCError::APIErrors{std::move(errors)});
+        throw ASCError(ASCError::HTTPStatus{status, asText(std::move(response.body))});
+    }
+}
+
+} // namespace quorvel
