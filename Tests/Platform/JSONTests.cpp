@@ -225,10 +225,10 @@ TEST(JSON, numbersKeepTheirValueAndTheirPlainForm) {
     // Beyond 64 bits a number is a double, wherever it stands, and digits in texts are left alone.
     EXPECT_EQ(value("18446744073709551615"), JSONValue(18446744073709551615.0));
     EXPECT_EQ(value(R"({"12345678901234567890123":[123456789012345678901234567890,-99999999999999999999, 7],)"
-                    R"("a\"\\":"\"98765432109876543210987654321"})"),
+                    R"("text":"\\ \"98765432109876543210987654321\""})"),
               JSONValue::object({{"12345678901234567890123",
                                   JSONValue::array({123456789012345678901234567890.0, -1e20, 7})},
-                                 {"a\"\\", "\"98765432109876543210987654321"}}));
+                                 {"text", "\\ \"98765432109876543210987654321\""}}));
     EXPECT_EQ(decodeJSON<double>("100000000000000000000"), 1e20);
     EXPECT_EQ(decodeJSON<Wheel>(R"({"name":"a","unknown":123456789012345678901234567890})").name, "a");
     EXPECT_EQ(decodeJSON<int>("2147483647"), 2147483647);
