@@ -50,7 +50,7 @@ constexpr const char* least = R"({"title":"t","id":1,"electric":true,"wheels":[]
 // `least` with one of its members replaced.
 std::string leastWith(std::string_view key, const std::string& json) {
     std::string text = least;
-    const std::string start = "\"" + std::string(key) + "\":";
+    const std::string start = std::string("\"").append(key).append("\":");
     const auto at = text.find(start) + start.size();
     return text.replace(at, text.find(",\"", at) - at, json);
 }
