@@ -1,5 +1,6 @@
 // Comparing a tree of 40 locales × 6 fields against only opening and reading the same files.
 #include "Benchmarks/Ratio.h"
+#include "Core/metadata/Locales.h"
 #include "Core/metadata/MetadataDiff.h"
 #include "Tests/support/TemporaryFolder.h"
 
