@@ -82,14 +82,13 @@ void validate(const Fault& fault) {
                         "\"GET /v1/apps\".",
                         fault.route));
     if (fault.status && (*fault.status < 400 || *fault.status > 599))
-        throw std::invalid_argument(
-            fmt::format("The status {} of the fault is no failure: it must be from 400 to 599.", *fault.status));
+        throw std::invalid_argument(fmt::format(
+            "The status {} of the fault is no failure: it must be from 400 to 599.", *fault.status));
     if (fault.action && std::ranges::find(actions, *fault.action) == actions.end())
         throw std::invalid_argument(
             fmt::format("The action \"{}\" of the fault is unknown: it must be a status or one of {}.",
                         *fault.action, fmt::join(actions, ", ")));
-    if (!fault.status && !fault.action)
-        throw std::invalid_argument("A fault needs a status or an action.");
+    if (!fault.status && !fault.action) throw std::invalid_argument("A fault needs a status or an action.");
     if (fault.action == "statusAfter" && !fault.status)
         throw std::invalid_argument("A fault with the action \"statusAfter\" needs a status.");
     if (!(fault.probability >= 0 && fault.probability <= 1))

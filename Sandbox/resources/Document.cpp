@@ -41,13 +41,13 @@ JSONValue relationship(const Store& store, const Resource& resource, const Relat
     JSONValue data = included ? linkage(store, resource, relation) : JSONValue();
     if (data.items()) {
         const auto total = static_cast<std::int64_t>(related(store, resource, relation.name).size());
-        member.set("meta", JSONValue::object({{"paging", JSONValue::object({{"total", total},
-                                                                            {"limit", std::int64_t{50}}})}}));
+        member.set("meta",
+                   JSONValue::object(
+                       {{"paging", JSONValue::object({{"total", total}, {"limit", std::int64_t{50}}})}}));
     }
     if (!data.isNull()) member.set("data", std::move(data));
-    member.set("links",
-               JSONValue::object({{"self", fmt::format("{}/relationships/{}", self, relation.name)},
-                                  {"related", fmt::format("{}/{}", self, relation.name)}}));
+    member.set("links", JSONValue::object({{"self", fmt::format("{}/relationships/{}", self, relation.name)},
+                                           {"related", fmt::format("{}/{}", self, relation.name)}}));
     return member;
 }
 
@@ -83,7 +83,8 @@ JSONValue::Array includedObjects(const Store& store, const std::vector<const Res
 
 } // namespace
 
-JSONValue documentOf(const Store& store, const Resource& resource, const Shape& shape, std::string_view self) {
+JSONValue documentOf(const Store& store, const Resource& resource, const Shape& shape,
+                     std::string_view self) {
     JSONValue document = JSONValue::object({{"data", resourceObject(store, resource, shape)}});
     if (!shape.include.empty()) document.set("included", includedObjects(store, {&resource}, shape));
     document.set("links", JSONValue::object({{"self", self}}));
@@ -101,8 +102,8 @@ JSONValue documentOf(const Store& store, const std::vector<const Resource*>& res
     JSONValue links = JSONValue::object({{"self", self}});
     if (!page.next.empty()) links.set("next", page.next);
     document.set("links", std::move(links));
-    JSONValue paging = JSONValue::object({{"total", static_cast<std::int64_t>(page.total)},
-                                          {"limit", static_cast<std::int64_t>(page.limit)}});
+    JSONValue paging = JSONValue::object(
+        {{"total", static_cast<std::int64_t>(page.total)}, {"limit", static_cast<std::int64_t>(page.limit)}});
     document.set("meta", JSONValue::object({{"paging", std::move(paging)}}));
     return document;
 }

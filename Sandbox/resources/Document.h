@@ -12,16 +12,16 @@ namespace quorvel::sandbox {
 
 /// What an answer shows beside the resources themselves.
 struct Shape {
-    std::string baseURL;
-    std::vector<std::string> include;                            // relationships of the primary resources
-    std::map<std::string, std::set<std::string>> fields;         // the members wanted per type; all when absent
+    std::string baseURL = {};
+    std::vector<std::string> include = {};                    // relationships of the primary resources
+    std::map<std::string, std::set<std::string>> fields = {}; // the members wanted per type; all when absent
 };
 
 /// A page of a list.
 struct Page {
     std::size_t total = 0;
     std::size_t limit = 0;
-    std::string next; // absolute; empty on the last page
+    std::string next = {}; // absolute; empty on the last page
 };
 
 [[nodiscard]] JSONValue documentOf(const Store& store, const Resource& resource, const Shape& shape,

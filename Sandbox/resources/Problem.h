@@ -13,12 +13,12 @@ namespace quorvel::sandbox {
 /// One entry of an error document.
 struct Problem {
     int status = 409;
-    std::string code;
-    std::string title;
-    std::string detail;
-    std::string pointer;   // of the member of the body that is meant; empty when none
-    std::string parameter; // of the query; empty when none
-    JSONValue associatedErrors; // an object of resource paths, each a list of entries; null when none
+    std::string code = {};
+    std::string title = {};
+    std::string detail = {};
+    std::string pointer = {};        // of the member of the body that is meant; empty when none
+    std::string parameter = {};      // of the query; empty when none
+    JSONValue associatedErrors = {}; // an object of resource paths, each a list of entries; null when none
 
     [[nodiscard]] JSONValue document() const;
 };

@@ -139,17 +139,18 @@ constexpr Written written[] = {
 };
 
 constexpr std::string_view locales[] = {
-    "ar-SA", "bn-BD", "ca",    "cs",    "da",    "de-DE", "el",    "en-AU",   "en-CA",   "en-GB",
-    "en-US", "es-ES", "es-MX", "fi",    "fr-CA", "fr-FR", "gu-IN", "he",      "hi",      "hr",
-    "hu",    "id",    "it",    "ja",    "kn-IN", "ko",    "ml-IN", "mr-IN",   "ms",      "nl-NL",
-    "no",    "or-IN", "pa-IN", "pl",    "pt-BR", "pt-PT", "ro",    "ru",      "sk",      "sl-SI",
-    "sv",    "ta-IN", "te-IN", "th",    "tr",    "uk",    "ur-PK", "vi",      "zh-Hans", "zh-Hant"};
+    "ar-SA", "bn-BD", "ca",    "cs", "da",    "de-DE", "el",    "en-AU", "en-CA",   "en-GB",
+    "en-US", "es-ES", "es-MX", "fi", "fr-CA", "fr-FR", "gu-IN", "he",    "hi",      "hr",
+    "hu",    "id",    "it",    "ja", "kn-IN", "ko",    "ml-IN", "mr-IN", "ms",      "nl-NL",
+    "no",    "or-IN", "pa-IN", "pl", "pt-BR", "pt-PT", "ro",    "ru",    "sk",      "sl-SI",
+    "sv",    "ta-IN", "te-IN", "th", "tr",    "uk",    "ur-PK", "vi",    "zh-Hans", "zh-Hant"};
 
 } // namespace
 
 std::span<const Relation> relationsOf(std::string_view type) {
     const auto begin = std::ranges::find(relations, type, &Relation::type);
-    const auto end = std::find_if(begin, std::end(relations), [&](const Relation& r) { return r.type != type; });
+    const auto end =
+        std::find_if(begin, std::end(relations), [&](const Relation& r) { return r.type != type; });
     return {begin, end};
 }
 
@@ -168,7 +169,9 @@ bool isAppStoreLocale(std::string_view locale) {
     return std::ranges::find(locales, locale) != std::end(locales);
 }
 
-std::span<const std::string_view> appStoreLocales() { return locales; }
+std::span<const std::string_view> appStoreLocales() {
+    return locales;
+}
 
 bool isChoice(std::string_view choices, std::string_view value) {
     while (!choices.empty()) {

@@ -22,8 +22,8 @@ struct Attribute {
     std::string_view name;
     Kind kind = Kind::text;
     Use use = Use::optional;
-    int limit = 0;                // grapheme clusters; 0: none
-    int minimum = 0;              // grapheme clusters of a value that is given
+    int limit = 0;                 // grapheme clusters; 0: none
+    int minimum = 0;               // grapheme clusters of a value that is given
     std::string_view choices = {}; // joined by "|"
 };
 

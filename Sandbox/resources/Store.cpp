@@ -22,11 +22,13 @@ std::uint64_t mixed(std::uint64_t value) { // the finaliser of splitmix64
 std::string idOf(std::int64_t number) {
     const std::uint64_t high = mixed(static_cast<std::uint64_t>(number));
     const std::uint64_t low = mixed(high);
-    return fmt::format("{:08x}-{:04x}-4{:03x}-{:04x}-{:012x}", high >> 32, (high >> 16) & 0xFFFF, high & 0xFFF,
-                       0x8000 | ((low >> 48) & 0x3FFF), low & 0xFFFFFFFFFFFFULL);
+    return fmt::format("{:08x}-{:04x}-4{:03x}-{:04x}-{:012x}", high >> 32, (high >> 16) & 0xFFFF,
+                       high & 0xFFF, 0x8000 | ((low >> 48) & 0x3FFF), low & 0xFFFFFFFFFFFFULL);
 }
 
-bool byOrder(const Resource* left, const Resource* right) { return left->order < right->order; }
+bool byOrder(const Resource* left, const Resource* right) {
+    return left->order < right->order;
+}
 
 JSONValue documentOf(const Resource& resource) {
     JSONValue links = JSONValue::object();
@@ -44,7 +46,8 @@ JSONValue documentOf(const Resource& resource) {
 
 const JSONValue::Object& membersOf(const JSONValue* value, std::string_view what) {
     if (!value || !value->members())
-        throw std::runtime_error(fmt::format("The sandbox's state holds no object where {} are expected.", what));
+        throw std::runtime_error(
+            fmt::format("The sandbox's state holds no object where {} are expected.", what));
     return *value->members();
 }
 

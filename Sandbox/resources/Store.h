@@ -49,14 +49,16 @@ class Store {
     [[nodiscard]] Resource* find(std::string_view type, std::string_view id);
     [[nodiscard]] const Resource* find(std::string_view type, std::string_view id) const;
     /// The resources of `type` that link to the one with `parentID`, in order.
-    [[nodiscard]] const std::vector<Resource*>& children(std::string_view parentID, std::string_view type) const;
+    [[nodiscard]] const std::vector<Resource*>& children(std::string_view parentID,
+                                                         std::string_view type) const;
     /// The first of the children, or null.
     [[nodiscard]] Resource* child(std::string_view parentID, std::string_view type) const;
     [[nodiscard]] std::vector<Resource*> all(std::string_view type) const;
 
     /// An object of types, each an object of ids.
     [[nodiscard]] JSONValue document() const;
-    /// Takes over what `document` and `lastOrder` gave. Throws `std::runtime_error` when it is of another form.
+    /// Takes over what `document` and `lastOrder` gave. Throws `std::runtime_error` when it is of another
+    /// form.
     void restore(const JSONValue& document, std::int64_t lastOrder);
     /// Grows with each resource added or moved, so that no id is made twice.
     [[nodiscard]] std::int64_t lastOrder() const { return lastOrder_; }

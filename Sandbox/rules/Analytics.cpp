@@ -34,24 +34,23 @@ Segment segmentFile(std::string_view report, std::string_view date) {
 void produceReports(World& world, const Resource& request) {
     const int today = dayNumber(world.now());
     for (const Report& kind : reports) {
-        const Resource& report =
-            world.store.add("analyticsReports",
-                            JSONValue::object({{"name", kind.name}, {"category", kind.category}}),
-                            {{"analyticsReportRequest", request.id}});
+        const Resource& report = world.store.add(
+            "analyticsReports", JSONValue::object({{"name", kind.name}, {"category", kind.category}}),
+            {{"analyticsReportRequest", request.id}});
         for (int day = today - daysKept; day < today; ++day) {
             const std::string date = calendarDate(day);
-            const Resource& instance = world.store.add(
-                "analyticsReportInstances",
-                JSONValue::object({{"granularity", "DAILY"}, {"processingDate", date}}),
-                {{"analyticsReport", report.id}});
+            const Resource& instance =
+                world.store.add("analyticsReportInstances",
+                                JSONValue::object({{"granularity", "DAILY"}, {"processingDate", date}}),
+                                {{"analyticsReport", report.id}});
             Resource& segment = world.store.add("analyticsReportSegments", JSONValue::object(),
                                                 {{"analyticsReportInstance", instance.id}});
             const Segment file = segmentFile(kind.name, date);
             segment.hidden = JSONValue::object({{"report", kind.name}, {"date", date}});
-            segment.attributes = JSONValue::object(
-                {{"checksum", file.checksum},
-                 {"sizeInBytes", static_cast<std::int64_t>(file.bytes.size())},
-                 {"url", fmt::format("{}/report/{}", world.baseURL, segment.id)}});
+            segment.attributes =
+                JSONValue::object({{"checksum", file.checksum},
+                                   {"sizeInBytes", static_cast<std::int64_t>(file.bytes.size())},
+                                   {"url", fmt::format("{}/report/{}", world.baseURL, segment.id)}});
         }
     }
 }

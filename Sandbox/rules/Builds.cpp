@@ -10,11 +10,14 @@
 namespace quorvel::sandbox {
 namespace {
 
-bool isTrue(const JSONValue* value) { return value && value->boolean() && *value->boolean(); }
+bool isTrue(const JSONValue* value) {
+    return value && value->boolean() && *value->boolean();
+}
 
 void requireTestable(const Resource& build) {
     if (build.text("processingState") != "VALID" || isTrue(build.attributes.find("expired")))
-        throw Refusal(invalidState(build.type, build.id, "Only a processed build that has not expired can be tested."));
+        throw Refusal(
+            invalidState(build.type, build.id, "Only a processed build that has not expired can be tested."));
     if (build.attributes.find("usesNonExemptEncryption")->isNull())
         throw Refusal(invalidState(build.type, build.id, "The build is missing its export compliance."));
 }
@@ -57,10 +60,10 @@ Answer createBetaBuildLocalization(World& world, const Change& change) {
             throw Refusal(duplicate(
                 "locale", fmt::format("Entity with locale: '{}' already exists. Try updating.", locale)));
     const JSONValue* notes = change.given("whatsNew");
-    const Resource& made = world.store.add(
-        "betaBuildLocalizations",
-        JSONValue::object({{"whatsNew", notes ? *notes : JSONValue()}, {"locale", locale}}),
-        {{"build", build.id}});
+    const Resource& made =
+        world.store.add("betaBuildLocalizations",
+                        JSONValue::object({{"whatsNew", notes ? *notes : JSONValue()}, {"locale", locale}}),
+                        {{"build", build.id}});
     return {.status = 201, .resource = &made};
 }
 
@@ -76,7 +79,8 @@ Answer submitForBetaReview(World& world, const Change& change) {
         const Resource* submission = world.store.child(other->id, "betaAppReviewSubmissions");
         if (!submission) continue;
         if (other == &build)
-            throw Refusal(invalidState(build.type, build.id, "The build was already submitted for beta review."));
+            throw Refusal(
+                invalidState(build.type, build.id, "The build was already submitted for beta review."));
         const bool sameTrain = other->link("preReleaseVersion") == build.link("preReleaseVersion");
         if (sameTrain && submission->text("betaReviewState") != "APPROVED" &&
             submission->text("betaReviewState") != "REJECTED")

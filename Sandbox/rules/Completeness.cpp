@@ -35,7 +35,9 @@ class Shortcomings {
     JSONValue byPath_ = JSONValue::object();
 };
 
-bool isTrue(const JSONValue* value) { return value && value->boolean() && *value->boolean(); }
+bool isTrue(const JSONValue* value) {
+    return value && value->boolean() && *value->boolean();
+}
 
 bool hasScreenshots(const World& world, const Resource& localization) {
     return std::ranges::any_of(
@@ -78,11 +80,10 @@ void checkTexts(const World& world, const Resource& version, std::string_view pr
 void checkReviewDetail(const World& world, const Resource& version, Shortcomings& shortcomings) {
     const Resource* detail = world.store.child(version.id, "appStoreReviewDetails");
     if (!detail) {
-        shortcomings.add(version,
-                         invalidRelationship("appStoreReviewDetail",
-                                             fmt::format("The appStoreReviewDetail associated with "
-                                                         "appStoreVersions {} was not found.",
-                                                         version.id)));
+        shortcomings.add(version, invalidRelationship("appStoreReviewDetail",
+                                                      fmt::format("The appStoreReviewDetail associated with "
+                                                                  "appStoreVersions {} was not found.",
+                                                                  version.id)));
         return;
     }
     for (const std::string_view attribute :
@@ -110,8 +111,9 @@ void requireComplete(const World& world, const Resource& version) {
             for (const Resource* localization : world.store.children(info->id, "appInfoLocalizations"))
                 shortcomings.require(*localization, "name");
     if (shortcomings.byPath().members()->empty()) return;
-    Problem problem = invalidState(version.type, version.id,
-                                   "This resource cannot be reviewed, please check associated errors to see why.");
+    Problem problem =
+        invalidState(version.type, version.id,
+                     "This resource cannot be reviewed, please check associated errors to see why.");
     problem.associatedErrors = shortcomings.byPath();
     throw Refusal(std::move(problem));
 }

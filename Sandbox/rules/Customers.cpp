@@ -17,7 +17,8 @@ Answer createReviewResponse(World& world, const Change& change) {
     if (response)
         response->attributes = std::move(attributes); // the service keeps one response and replaces it
     else
-        response = &world.store.add("customerReviewResponses", std::move(attributes), {{"review", review.id}});
+        response =
+            &world.store.add("customerReviewResponses", std::move(attributes), {{"review", review.id}});
     world.forget(event::responsePublished, response->id);
     world.after(event::day, event::responsePublished, response->id);
     return {.status = 201, .resource = response};
@@ -28,8 +29,8 @@ Answer createAnalyticsRequest(World& world, const Change& change) {
     const std::string accessType = change.text("accessType");
     for (const Resource* other : world.store.children(app.id, "analyticsReportRequests"))
         if (other->text("accessType") == accessType)
-            throw Refusal(stateConflict(
-                fmt::format("You already have such an entity: a request with the access type {}.", accessType)));
+            throw Refusal(stateConflict(fmt::format(
+                "You already have such an entity: a request with the access type {}.", accessType)));
     const Resource& made =
         world.store.add("analyticsReportRequests",
                         JSONValue::object({{"accessType", accessType}, {"stoppedDueToInactivity", false}}),

@@ -13,8 +13,7 @@ constexpr int phasedDays = 7;
 
 void finishReview(World& world, Resource& version) {
     const std::string releaseType = version.text("releaseType");
-    if (releaseType == "MANUAL")
-        return moveVersion(world, version, "PENDING_DEVELOPER_RELEASE");
+    if (releaseType == "MANUAL") return moveVersion(world, version, "PENDING_DEVELOPER_RELEASE");
     const auto release = parseISO8601(version.text("earliestReleaseDate"));
     if (releaseType == "SCHEDULED" && release && *release > world.now()) {
         moveVersion(world, version, "PENDING_APPLE_RELEASE");
@@ -43,7 +42,10 @@ struct Action {
 
 constexpr Action actions[] = {
     {event::buildProcessed, "builds",
-     [](World&, Resource& build) { build.attributes.set("processingState", "VALID"); }},
+     [](World&, Resource& build) {
+         const JSONValue* outcome = build.hidden.find("processingState");
+         build.attributes.set("processingState", outcome ? *outcome : JSONValue("VALID"));
+     }},
     {event::screenshotProcessed, "appScreenshots", completeScreenshot},
     {event::reviewBegins, "appStoreVersions",
      [](World& world, Resource& version) { moveVersion(world, version, "IN_REVIEW"); }},

@@ -27,7 +27,8 @@ void apply(Resource& localization, const JSONValue& attributes) {
 
 void refuseReleaseNotesOfFirstVersion(const World& world, const Resource& version, const Change& change) {
     const JSONValue* notes = change.given("whatsNew");
-    if (notes && !notes->isNull() && isFirstVersion(world, version)) throw Refusal(lockedAttribute("whatsNew"));
+    if (notes && !notes->isNull() && isFirstVersion(world, version))
+        throw Refusal(lockedAttribute("whatsNew"));
 }
 
 bool changesPromotionalTextOnly(const Change& change) {
@@ -50,9 +51,9 @@ Answer createVersionLocalization(World& world, const Change& change) {
     requireEditable(version, version.type, version.id);
     refuseSecondLocale(world, version, "appStoreVersionLocalizations", change.text("locale"));
     refuseReleaseNotesOfFirstVersion(world, version, change);
-    Resource& made = world.store.add("appStoreVersionLocalizations",
-                                     versionLocalizationAttributes(change.text("locale")),
-                                     {{"appStoreVersion", version.id}});
+    Resource& made =
+        world.store.add("appStoreVersionLocalizations", versionLocalizationAttributes(change.text("locale")),
+                        {{"appStoreVersion", version.id}});
     apply(made, change.attributes);
     return {.status = 201, .resource = &made};
 }

@@ -16,8 +16,8 @@ namespace quorvel::sandbox {
 struct Answer {
     int status = 200;
     const Resource* resource = nullptr;
-    std::optional<JSONValue> document;
-    std::string bytes;
+    std::optional<JSONValue> document = std::nullopt;
+    std::string bytes = {};
     std::string contentType = "application/json";
 };
 
@@ -25,9 +25,9 @@ struct Answer {
 struct Change {
     Resource* target = nullptr; // of an update or a removal; the owner of a relationship
     JSONValue attributes = JSONValue::object();
-    std::map<std::string, Resource*, std::less<>> relations;   // null pointers: sent as null
-    std::map<std::string, std::string, std::less<>> foreign;   // ids of types that the sandbox does not hold
-    std::vector<std::string> ids;                              // of a relationship to many
+    std::map<std::string, Resource*, std::less<>> relations; // null pointers: sent as null
+    std::map<std::string, std::string, std::less<>> foreign; // ids of types that the sandbox does not hold
+    std::vector<std::string> ids;                            // of a relationship to many
 
     [[nodiscard]] const JSONValue* given(std::string_view attribute) const;
     [[nodiscard]] std::string text(std::string_view attribute) const;

@@ -36,9 +36,8 @@ constexpr Filter buildFilters[] = {{"version"},
                                    {"app"},
                                    {"appStoreVersion"},
                                    {"id"}};
-constexpr Filter submissionFilters[] = {{"app", {}, Need::required},
-                                        {"state", choices::submissionStates},
-                                        {"platform", choices::platforms}};
+constexpr Filter submissionFilters[] = {
+    {"app", {}, Need::required}, {"state", choices::submissionStates}, {"platform", choices::platforms}};
 constexpr Filter reviewFilters[] = {{"territory", "alpha-3"}, {"rating", "1|2|3|4|5"}};
 constexpr Filter eventFilters[] = {{"eventState", choices::eventStates}, {"id"}};
 constexpr Filter purchaseFilters[] = {{"productId"},
@@ -112,7 +111,9 @@ constexpr ReadOperation reads[] = {
      .type = "builds",
      .result = Result::one,
      .includes = buildIncludes},
-    {.pattern = "/v1/builds/{id}/betaBuildLocalizations", .owner = "builds", .type = "betaBuildLocalizations"},
+    {.pattern = "/v1/builds/{id}/betaBuildLocalizations",
+     .owner = "builds",
+     .type = "betaBuildLocalizations"},
     {.pattern = "/v1/apps/{id}/betaGroups", .owner = "apps", .type = "betaGroups"},
     {.pattern = "/v1/reviewSubmissions",
      .owner = "",
@@ -164,24 +165,38 @@ constexpr RelationRule toBuild[] = {{"build", "builds"}};
 constexpr RelationRule toReview[] = {{"review", "customerReviews"}};
 constexpr RelationRule toSubmission[] = {{"reviewSubmission", "reviewSubmissions"},
                                          {"appStoreVersion", "appStoreVersions", optional}};
-constexpr RelationRule toCategories[] = {
-    {"primaryCategory", "appCategories", foreign},       {"primarySubcategoryOne", "appCategories", foreign},
-    {"primarySubcategoryTwo", "appCategories", foreign}, {"secondaryCategory", "appCategories", foreign},
-    {"secondarySubcategoryOne", "appCategories", foreign},
-    {"secondarySubcategoryTwo", "appCategories", foreign}};
+constexpr RelationRule toCategories[] = {{"primaryCategory", "appCategories", foreign},
+                                         {"primarySubcategoryOne", "appCategories", foreign},
+                                         {"primarySubcategoryTwo", "appCategories", foreign},
+                                         {"secondaryCategory", "appCategories", foreign},
+                                         {"secondarySubcategoryOne", "appCategories", foreign},
+                                         {"secondarySubcategoryTwo", "appCategories", foreign}};
 
 constexpr WriteOperation writes[] = {
     {"POST", "/v1/appStoreVersions", Form::create, "appStoreVersions", toAppAndBuild, createVersion},
     {"PATCH", "/v1/appStoreVersions/{id}", Form::update, "appStoreVersions", toOptionalBuild, updateVersion},
-    {"PATCH", "/v1/appStoreVersions/{id}/relationships/build", Form::linkOne, "builds", {}, attachBuild,
+    {"PATCH",
+     "/v1/appStoreVersions/{id}/relationships/build",
+     Form::linkOne,
+     "builds",
+     {},
+     attachBuild,
      "appStoreVersions"},
     {"POST", "/v1/appStoreVersionLocalizations", Form::create, "appStoreVersionLocalizations", toVersion,
      createVersionLocalization},
-    {"PATCH", "/v1/appStoreVersionLocalizations/{id}", Form::update, "appStoreVersionLocalizations", {},
+    {"PATCH",
+     "/v1/appStoreVersionLocalizations/{id}",
+     Form::update,
+     "appStoreVersionLocalizations",
+     {},
      updateVersionLocalization},
     {"POST", "/v1/appInfoLocalizations", Form::create, "appInfoLocalizations", toAppInfo,
      createAppInfoLocalization},
-    {"PATCH", "/v1/appInfoLocalizations/{id}", Form::update, "appInfoLocalizations", {},
+    {"PATCH",
+     "/v1/appInfoLocalizations/{id}",
+     Form::update,
+     "appInfoLocalizations",
+     {},
      updateAppInfoLocalization},
     {"PATCH", "/v1/appInfos/{id}", Form::update, "appInfos", toCategories, updateAppInfo},
     {"PATCH", "/v1/builds/{id}", Form::update, "builds", {}, updateBuild},
@@ -190,8 +205,13 @@ constexpr WriteOperation writes[] = {
     {"POST", "/v1/appScreenshots", Form::create, "appScreenshots", toSet, reserveScreenshot},
     {"PATCH", "/v1/appScreenshots/{id}", Form::update, "appScreenshots", {}, commitScreenshot},
     {"DELETE", "/v1/appScreenshots/{id}", Form::remove, "appScreenshots", {}, deleteScreenshot},
-    {"PATCH", "/v1/appScreenshotSets/{id}/relationships/appScreenshots", Form::linkMany, "appScreenshots", {},
-     reorderScreenshots, "appScreenshotSets"},
+    {"PATCH",
+     "/v1/appScreenshotSets/{id}/relationships/appScreenshots",
+     Form::linkMany,
+     "appScreenshots",
+     {},
+     reorderScreenshots,
+     "appScreenshotSets"},
     {"POST", "/v1/reviewSubmissions", Form::create, "reviewSubmissions", toApp, createSubmission},
     {"POST", "/v1/reviewSubmissionItems", Form::create, "reviewSubmissionItems", toSubmission,
      addSubmissionItem},
@@ -200,19 +220,36 @@ constexpr WriteOperation writes[] = {
      requestRelease},
     {"POST", "/v1/appStoreVersionPhasedReleases", Form::create, "appStoreVersionPhasedReleases", toVersion,
      createPhasedRelease},
-    {"PATCH", "/v1/appStoreVersionPhasedReleases/{id}", Form::update, "appStoreVersionPhasedReleases", {},
+    {"PATCH",
+     "/v1/appStoreVersionPhasedReleases/{id}",
+     Form::update,
+     "appStoreVersionPhasedReleases",
+     {},
      updatePhasedRelease},
-    {"DELETE", "/v1/appStoreVersionPhasedReleases/{id}", Form::remove, "appStoreVersionPhasedReleases", {},
+    {"DELETE",
+     "/v1/appStoreVersionPhasedReleases/{id}",
+     Form::remove,
+     "appStoreVersionPhasedReleases",
+     {},
      deletePhasedRelease},
     {"POST", "/v1/customerReviewResponses", Form::create, "customerReviewResponses", toReview,
      createReviewResponse},
     {"POST", "/v1/analyticsReportRequests", Form::create, "analyticsReportRequests", toApp,
      createAnalyticsRequest},
-    {"POST", "/v1/betaGroups/{id}/relationships/builds", Form::linkMany, "builds", {}, addBuildsToGroup,
+    {"POST",
+     "/v1/betaGroups/{id}/relationships/builds",
+     Form::linkMany,
+     "builds",
+     {},
+     addBuildsToGroup,
      "betaGroups"},
     {"POST", "/v1/betaBuildLocalizations", Form::create, "betaBuildLocalizations", toBuild,
      createBetaBuildLocalization},
-    {"PATCH", "/v1/betaBuildLocalizations/{id}", Form::update, "betaBuildLocalizations", {},
+    {"PATCH",
+     "/v1/betaBuildLocalizations/{id}",
+     Form::update,
+     "betaBuildLocalizations",
+     {},
      updateBetaBuildLocalization},
     {"POST", "/v1/betaAppReviewSubmissions", Form::create, "betaAppReviewSubmissions", toBuild,
      submitForBetaReview},
@@ -220,7 +257,11 @@ constexpr WriteOperation writes[] = {
 
 } // namespace
 
-std::span<const ReadOperation> readOperations() { return reads; }
-std::span<const WriteOperation> writeOperations() { return writes; }
+std::span<const ReadOperation> readOperations() {
+    return reads;
+}
+std::span<const WriteOperation> writeOperations() {
+    return writes;
+}
 
 } // namespace quorvel::sandbox

@@ -35,8 +35,9 @@ std::size_t readLimit(std::string_view name, const std::string& value, int large
     const auto limit = number(value);
     if (!limit || *limit < 1 || *limit > static_cast<std::size_t>(largest))
         throw Refusal(invalidParameter(
-            name, fmt::format("'{}' is not a valid value for the parameter '{}': it must be a number from 1 to {}",
-                              value, name, largest)));
+            name,
+            fmt::format("'{}' is not a valid value for the parameter '{}': it must be a number from 1 to {}",
+                        value, name, largest)));
     return *limit;
 }
 
@@ -105,7 +106,8 @@ void readParameter(const ReadOperation& operation, const std::string& name, cons
             if (!isChoice(operation.includes, item)) refuseValue(name, item);
     } else if (const auto filter = bracketed(name, "filter")) {
         readFilter(operation, *filter, name, value, query);
-    } else if (const auto present = bracketed(name, "exists"); present && isChoice(operation.exists, *present)) {
+    } else if (const auto present = bracketed(name, "exists");
+               present && isChoice(operation.exists, *present)) {
         if (!isChoice("true|false", value)) refuseValue(name, value);
         query.exists.emplace_back(*present, value == "true");
     } else if (const auto included = bracketed(name, "limit");
@@ -125,17 +127,20 @@ Query readQuery(const ReadOperation& operation, const Request& request) {
     Query query;
     std::set<std::string> seen;
     for (const auto& [name, value] : request.query) {
-        if (!seen.insert(name).second) throw Refusal(invalidParameter(name, "A parameter may be given once only"));
+        if (!seen.insert(name).second)
+            throw Refusal(invalidParameter(name, "A parameter may be given once only"));
         readParameter(operation, name, value, query);
     }
     for (const Filter& filter : operation.filters) {
         const std::string name = fmt::format("filter[{}]", filter.name);
-        if (filter.need == Filter::Need::required && !seen.contains(name)) throw Refusal(missingParameter(name));
+        if (filter.need == Filter::Need::required && !seen.contains(name))
+            throw Refusal(missingParameter(name));
     }
     return query;
 }
 
-std::string nextPage(std::string_view baseURL, const Request& request, std::size_t offset, std::size_t limit) {
+std::string nextPage(std::string_view baseURL, const Request& request, std::size_t offset,
+                     std::size_t limit) {
     std::string target(request.target.substr(0, request.target.find('?')));
     target += fmt::format("?cursor={}{}", cursorMark, offset);
     for (const auto& [name, value] : request.query)

@@ -100,7 +100,7 @@ Answer readList(World& world, const ReadOperation& operation, std::string_view o
     });
     for (auto key = query.sorts.rbegin(); key != query.sorts.rend(); ++key)
         sortBy(world.store, found, *key);
-    Page page{.total = found.size(), .limit = query.limit, .next = {}};
+    Page page{.total = found.size(), .limit = query.limit};
     const size_t begin = std::min(query.offset, found.size());
     const size_t end = std::min(begin + query.limit, found.size());
     if (end < found.size()) page.next = nextPage(world.baseURL, request, end, query.limit);
@@ -116,11 +116,9 @@ Answer read(World& world, const ReadOperation& operation, std::string_view id, c
     query.shape.baseURL = world.baseURL;
     const Resource* owner = id.empty() ? nullptr : world.store.find(operation.owner, id);
     if (!id.empty() && !owner) throw Refusal(resourceNotFound(operation.owner, id));
-    if (operation.result == Result::list)
-        return readList(world, operation, id, request, query);
+    if (operation.result == Result::list) return readList(world, operation, id, request, query);
     const std::string self = world.baseURL + request.target;
-    const Resource* shown =
-        operation.result == Result::one ? owner : world.store.child(id, operation.type);
+    const Resource* shown = operation.result == Result::one ? owner : world.store.child(id, operation.type);
     return {.document = shown ? documentOf(world.store, *shown, query.shape, self) : emptyDocument(self)};
 }
 

@@ -45,16 +45,16 @@ struct Market {
     std::string_view country, customerCurrency, proceedsCurrency;
     double price, proceeds;
 };
-constexpr Market markets[] = {{"US", "USD", "USD", 4.99, 4.24},    {"DE", "EUR", "EUR", 4.99, 3.57},
-                              {"FR", "EUR", "EUR", 4.99, 3.54},    {"GB", "GBP", "GBP", 4.99, 3.53},
-                              {"JP", "JPY", "JPY", 700, 541},      {"CA", "CAD", "CAD", 6.99, 5.94},
-                              {"AU", "AUD", "AUD", 7.99, 6.17},    {"CH", "CHF", "CHF", 5.0, 3.93},
-                              {"BR", "BRL", "BRL", 24.90, 19.92},  {"SE", "SEK", "SEK", 59, 40.12},
-                              {"UA", "USD", "USD", 4.99, 3.53},    {"EG", "EGP", "USD", 149.99, 2.11}};
+constexpr Market markets[] = {
+    {"US", "USD", "USD", 4.99, 4.24}, {"DE", "EUR", "EUR", 4.99, 3.57}, {"FR", "EUR", "EUR", 4.99, 3.54},
+    {"GB", "GBP", "GBP", 4.99, 3.53}, {"JP", "JPY", "JPY", 700, 541},   {"CA", "CAD", "CAD", 6.99, 5.94},
+    {"AU", "AUD", "AUD", 7.99, 6.17}, {"CH", "CHF", "CHF", 5.0, 3.93},  {"BR", "BRL", "BRL", 24.90, 19.92},
+    {"SE", "SEK", "SEK", 59, 40.12},  {"UA", "USD", "USD", 4.99, 3.53}, {"EG", "EGP", "USD", 149.99, 2.11}};
 
 /// Reports hold the same figures whenever they are asked for.
 unsigned figure(int day, std::size_t market, std::size_t app, unsigned salt) {
-    std::uint64_t value = static_cast<std::uint64_t>(day) * 1'000'003U + market * 7'919U + app * 104'729U + salt;
+    std::uint64_t value =
+        static_cast<std::uint64_t>(day) * 1'000'003U + market * 7'919U + app * 104'729U + salt;
     value = (value ^ (value >> 15)) * 0x2C1B3C6DU;
     value = (value ^ (value >> 12)) * 0x297A2D39U;
     return static_cast<unsigned>((value >> 15) & 0xFFFF);
@@ -74,12 +74,13 @@ struct Row {
 void append(std::string& table, const Row& row, const Market& market, int day) {
     const std::string date = reportDate(day);
     const bool paid = row.price > 0;
-    table += fmt::format(
-        "APPLE\tUS\t{}\tFernhollow Studio\t{}\t{}\t{}\t{}\t{:.2f}\t{}\t{}\t{}\t{}\t{}\t{}\t{:.2f}\t \t{}\t \t "
-        "\tProductivity\t\t{}\t{}\t \t \t \t \n",
-        row.sku, row.title, row.version, row.kind, row.units, row.proceeds, date, date, market.customerCurrency,
-        market.country, paid ? market.proceedsCurrency : std::string_view(" "), row.appleID, row.price,
-        row.parent, row.device, row.platform);
+    table += fmt::format("APPLE\tUS\t{}\tFernhollow "
+                         "Studio\t{}\t{}\t{}\t{}\t{:.2f}\t{}\t{}\t{}\t{}\t{}\t{}\t{:.2f}\t \t{}\t \t "
+                         "\tProductivity\t\t{}\t{}\t \t \t \t \n",
+                         row.sku, row.title, row.version, row.kind, row.units, row.proceeds, date, date,
+                         market.customerCurrency, market.country,
+                         paid ? market.proceedsCurrency : std::string_view(" "), row.appleID, row.price,
+                         row.parent, row.device, row.platform);
 }
 
 void appendApp(std::string& table, const World& world, const Resource& app, std::size_t index, int day) {
@@ -156,15 +157,14 @@ void checkParameters(const World& world, const Request& request) {
                                       "SALES|PRE_ORDER|NEWSSTAND|SUBSCRIPTION|SUBSCRIPTION_EVENT|SUBSCRIBER|"
                                       "SUBSCRIPTION_OFFER_CODE_REDEMPTION|INSTALLS|FIRST_ANNUAL|"
                                       "WIN_BACK_ELIGIBILITY");
-    const std::string subType =
-        required(request, "reportSubType",
-                 "SUMMARY|DETAILED|SUMMARY_INSTALL_TYPE|SUMMARY_TERRITORY|SUMMARY_CHANNEL");
+    const std::string subType = required(
+        request, "reportSubType", "SUMMARY|DETAILED|SUMMARY_INSTALL_TYPE|SUMMARY_TERRITORY|SUMMARY_CHANNEL");
     const std::string frequency = required(request, "frequency", "DAILY|WEEKLY|MONTHLY|YEARLY");
     const std::string version = request.parameter("filter[version]").value_or("1_0");
     if (version != "1_0")
-        throw Refusal(invalidParameter("filter[version]",
-                                       "The version parameter you have specified is invalid. The latest version "
-                                       "for this report is 1_0."));
+        throw Refusal(invalidParameter(
+            "filter[version]", "The version parameter you have specified is invalid. The latest version "
+                               "for this report is 1_0."));
     if (vendor != world.vendorNumber) throw Refusal(problemOfStatus(500));
     if (type != "SALES" || subType != "SUMMARY" || frequency != "DAILY")
         throw Refusal(noReport("There were no sales for the date specified."));
@@ -194,9 +194,10 @@ Answer salesReport(const World& world, const Request& request) {
     checkParameters(world, request);
     const int day = requestedDay(world, request);
     if (day >= dayNumber(world.now()))
-        throw Refusal(noReport("Report is not available yet. Daily reports for the Americas are available by 5 am "
-                               "Pacific Time; Japan, Australia, and New Zealand by 5 am Japan Standard Time; and "
-                               "5 am Central European Time for all other territories."));
+        throw Refusal(
+            noReport("Report is not available yet. Daily reports for the Americas are available by 5 am "
+                     "Pacific Time; Japan, Australia, and New Zealand by 5 am Japan Standard Time; and "
+                     "5 am Central European Time for all other territories."));
     if (world.firstSalesDay == 0 || day < static_cast<int>(world.firstSalesDay))
         throw Refusal(noReport("There were no sales for the date specified."));
     return {.bytes = gzip(salesTable(world, day)), .contentType = "application/a-gzip"};

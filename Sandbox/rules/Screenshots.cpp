@@ -1,8 +1,8 @@
 // Screenshot sets, and the protocol of reserving, uploading and committing.
+#include "Sandbox/rules/Screenshots.h"
 #include "Sandbox/resources/Problem.h"
 #include "Sandbox/rules/Events.h"
 #include "Sandbox/rules/Rules.h"
-#include "Sandbox/rules/Screenshots.h"
 #include "Sandbox/rules/Uploads.h"
 #include "Sandbox/rules/VersionStates.h"
 
@@ -21,13 +21,13 @@ struct Entry {
     std::string_view displayType;
     int width, height;
 };
-constexpr Entry sizes[] = {{"APP_IPHONE_67", 1290, 2796},          {"APP_IPHONE_65", 1242, 2688},
-                           {"APP_IPHONE_61", 1179, 2556},          {"APP_IPHONE_58", 1125, 2436},
-                           {"APP_IPHONE_55", 1242, 2208},          {"APP_IPHONE_47", 750, 1334},
-                           {"APP_IPAD_PRO_3GEN_129", 2048, 2732},  {"APP_IPAD_PRO_3GEN_11", 1668, 2388},
-                           {"APP_IPAD_PRO_129", 2048, 2732},       {"APP_DESKTOP", 2880, 1800},
-                           {"APP_APPLE_TV", 3840, 2160},           {"APP_APPLE_VISION_PRO", 3840, 2160},
-                           {"APP_WATCH_ULTRA", 410, 502},          {"APP_WATCH_SERIES_10", 416, 496}};
+constexpr Entry sizes[] = {{"APP_IPHONE_67", 1290, 2796},         {"APP_IPHONE_65", 1242, 2688},
+                           {"APP_IPHONE_61", 1179, 2556},         {"APP_IPHONE_58", 1125, 2436},
+                           {"APP_IPHONE_55", 1242, 2208},         {"APP_IPHONE_47", 750, 1334},
+                           {"APP_IPAD_PRO_3GEN_129", 2048, 2732}, {"APP_IPAD_PRO_3GEN_11", 1668, 2388},
+                           {"APP_IPAD_PRO_129", 2048, 2732},      {"APP_DESKTOP", 2880, 1800},
+                           {"APP_APPLE_TV", 3840, 2160},          {"APP_APPLE_VISION_PRO", 3840, 2160},
+                           {"APP_WATCH_ULTRA", 410, 502},         {"APP_WATCH_SERIES_10", 416, 496}};
 
 void requireEditableSet(const World& world, const Resource& set) {
     const Resource& localization =
@@ -48,8 +48,7 @@ JSONValue deliveryState(std::string_view state, JSONValue::Array errors = {}) {
 JSONValue uploadOperations(const World& world, const std::string& id, const std::vector<UploadPart>& parts) {
     JSONValue::Array operations;
     for (std::size_t i = 0; i < parts.size(); ++i) {
-        const JSONValue header =
-            JSONValue::object({{"name", "Content-Type"}, {"value", uploadContentType}});
+        const JSONValue header = JSONValue::object({{"name", "Content-Type"}, {"value", uploadContentType}});
         operations.push_back(JSONValue::object({{"method", "PUT"},
                                                 {"url", fmt::format("{}/upload/{}.{}", world.baseURL, id, i)},
                                                 {"length", parts[i].length},
@@ -83,12 +82,12 @@ Answer createScreenshotSet(World& world, const Change& change) {
     const std::string displayType = change.text("screenshotDisplayType");
     for (const Resource* other : world.store.children(localization.id, "appScreenshotSets"))
         if (other->text("screenshotDisplayType") == displayType)
-            throw Refusal(duplicate("screenshotDisplayType",
-                                    fmt::format("A screenshot set of the type '{}' already exists.",
-                                                displayType)));
-    const Resource& made = world.store.add("appScreenshotSets",
-                                           JSONValue::object({{"screenshotDisplayType", displayType}}),
-                                           {{"appStoreVersionLocalization", localization.id}});
+            throw Refusal(
+                duplicate("screenshotDisplayType",
+                          fmt::format("A screenshot set of the type '{}' already exists.", displayType)));
+    const Resource& made =
+        world.store.add("appScreenshotSets", JSONValue::object({{"screenshotDisplayType", displayType}}),
+                        {{"appStoreVersionLocalization", localization.id}});
     return {.status = 201, .resource = &made};
 }
 

@@ -9,7 +9,9 @@
 namespace quorvel::sandbox {
 namespace {
 
-bool isTrue(const JSONValue* value) { return value && value->boolean() && *value->boolean(); }
+bool isTrue(const JSONValue* value) {
+    return value && value->boolean() && *value->boolean();
+}
 
 std::vector<Resource*> versionsOf(World& world, const Resource& submission) {
     std::vector<Resource*> versions;
@@ -27,7 +29,8 @@ Resource& submit(World& world, Resource& submission) {
                                    fmt::format("A submission in the state {} can not be submitted.", state)));
     const auto versions = versionsOf(world, submission);
     if (versions.empty())
-        throw Refusal(invalidState(submission.type, submission.id, "The submission holds no items to review."));
+        throw Refusal(
+            invalidState(submission.type, submission.id, "The submission holds no items to review."));
     for (const Resource* version : versions)
         requireComplete(world, *version);
     submission.attributes.set("submittedDate", serviceDate(world.now()));
@@ -57,8 +60,8 @@ Answer createSubmission(World& world, const Change& change) {
     const std::string platform = change.text("platform").empty() ? "IOS" : change.text("platform");
     for (const Resource* other : world.store.children(app.id, "reviewSubmissions"))
         if (other->text("platform") == platform && other->text("state") != "COMPLETE")
-            throw Refusal(stateConflict(fmt::format(
-                "There is another reviewSubmission with id {} still in progress.", other->id)));
+            throw Refusal(stateConflict(
+                fmt::format("There is another reviewSubmission with id {} still in progress.", other->id)));
     const Resource& made = world.store.add(
         "reviewSubmissions",
         JSONValue::object(
@@ -70,7 +73,8 @@ Answer createSubmission(World& world, const Change& change) {
 Answer addSubmissionItem(World& world, const Change& change) {
     Resource& submission = change.relation("reviewSubmission");
     const auto found = change.relations.find("appStoreVersion");
-    if (found == change.relations.end() || !found->second) throw Refusal(missingRelationship("appStoreVersion"));
+    if (found == change.relations.end() || !found->second)
+        throw Refusal(missingRelationship("appStoreVersion"));
     Resource& version = *found->second;
     if (submission.text("state") != "READY_FOR_REVIEW" && submission.text("state") != "UNRESOLVED_ISSUES")
         throw Refusal(invalidState(submission.type, submission.id, "Items can not be added to it any more."));

@@ -39,7 +39,7 @@ class MD5 {
 };
 
 Response refused(int status, std::string text) {
-    return {.status = status, .contentType = "text/plain", .body = std::move(text), .headers = {}};
+    return {.status = status, .contentType = "text/plain", .body = std::move(text)};
 }
 
 std::optional<Response> problemOfPart(const Request& request, const UploadPart& part) {
@@ -102,12 +102,12 @@ class Uploads::Upload {
             lock.lock();
             keep(index, arriving, whole && length == parts_[index].length);
         }
-        if (!whole) return {.status = 400, .contentType = {}, .body = {}, .headers = {}};
+        if (!whole) return {.status = 400};
         if (length != parts_[index].length)
-            return refused(400, fmt::format("The upload part must have {} bytes, not {}.", parts_[index].length,
-                                            length));
+            return refused(400, fmt::format("The upload part must have {} bytes, not {}.",
+                                            parts_[index].length, length));
         digestWaiting();
-        return {.status = 200, .contentType = {}, .body = {}, .headers = {}};
+        return {.status = 200};
     }
 
     [[nodiscard]] std::optional<std::string> finish() {

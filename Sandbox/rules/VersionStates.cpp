@@ -13,8 +13,8 @@ namespace {
 
 constexpr std::string_view editableStates =
     "PREPARE_FOR_SUBMISSION|DEVELOPER_REJECTED|REJECTED|METADATA_REJECTED|INVALID_BINARY";
-constexpr std::string_view releasedStates =
-    "READY_FOR_SALE|REPLACED_WITH_NEW_VERSION|REMOVED_FROM_SALE|DEVELOPER_REMOVED_FROM_SALE|PREORDER_READY_FOR_SALE";
+constexpr std::string_view releasedStates = "READY_FOR_SALE|REPLACED_WITH_NEW_VERSION|REMOVED_FROM_SALE|"
+                                            "DEVELOPER_REMOVED_FROM_SALE|PREORDER_READY_FOR_SALE";
 
 /// What follows from a version's state elsewhere. Empty: unchanged.
 struct Consequence {
@@ -113,9 +113,15 @@ void followSubmission(World& world, const Resource& version, const Consequence& 
 
 } // namespace
 
-bool isEditable(std::string_view state) { return isChoice(editableStates, state); }
-bool wasReleased(std::string_view state) { return isChoice(releasedStates, state); }
-bool isVersionState(std::string_view state) { return isChoice(choices::appStoreStates, state); }
+bool isEditable(std::string_view state) {
+    return isChoice(editableStates, state);
+}
+bool wasReleased(std::string_view state) {
+    return isChoice(releasedStates, state);
+}
+bool isVersionState(std::string_view state) {
+    return isChoice(choices::appStoreStates, state);
+}
 
 std::string appVersionState(std::string_view state) {
     if (state == "READY_FOR_SALE" || state == "PREORDER_READY_FOR_SALE") return "READY_FOR_DISTRIBUTION";
@@ -191,7 +197,8 @@ void requireEditable(const Resource& version, std::string_view type, std::string
     const std::string state = version.text("appStoreState");
     if (isEditable(state)) return;
     throw Refusal(invalidState(
-        type, id, fmt::format("The resource cannot be changed while its version is in the state {}.", state)));
+        type, id,
+        fmt::format("The resource cannot be changed while its version is in the state {}.", state)));
 }
 
 } // namespace quorvel::sandbox

@@ -64,7 +64,8 @@ void checkBuild(const World& world, const Resource& version, const Resource& bui
     if (build.link("app") != version.link("app"))
         throw Refusal(unattachable("The build belongs to another app."));
     if (build.text("processingState") != "VALID")
-        throw Refusal(unattachable(fmt::format("Its processing state is {}.", build.text("processingState"))));
+        throw Refusal(
+            unattachable(fmt::format("Its processing state is {}.", build.text("processingState"))));
     if (expired && expired->boolean() && *expired->boolean()) throw Refusal(unattachable("It has expired."));
     if (!train || train->text("platform") != version.text("platform"))
         throw Refusal(unattachable("The build is for another platform."));
@@ -76,8 +77,8 @@ void checkBuild(const World& world, const Resource& version, const Resource& bui
 void copyScreenshots(World& world, const Resource& from, const Resource& to) {
     const std::vector<Resource*> sets = world.store.children(from.id, "appScreenshotSets");
     for (const Resource* set : sets) {
-        const Resource& copy = world.store.add("appScreenshotSets", set->attributes,
-                                               {{"appStoreVersionLocalization", to.id}});
+        const Resource& copy =
+            world.store.add("appScreenshotSets", set->attributes, {{"appStoreVersionLocalization", to.id}});
         const std::vector<Resource*> screenshots = world.store.children(set->id, "appScreenshots");
         for (const Resource* screenshot : screenshots)
             world.store.add("appScreenshots", screenshot->attributes, {{"appScreenshotSet", copy.id}});
@@ -109,12 +110,13 @@ Answer createVersion(World& world, const Change& change) {
     const Resource& app = change.relation("app");
     const std::string platform = change.text("platform");
     const std::string versionString = change.text("versionString");
-    const std::string releaseType = change.given("releaseType") ? change.text("releaseType") : "AFTER_APPROVAL";
+    const std::string releaseType =
+        change.given("releaseType") ? change.text("releaseType") : "AFTER_APPROVAL";
     checkVersionString(versionString);
     checkSchedule(change, releaseType);
     refuseSecondVersion(world, app.id, platform, versionString, nullptr);
-    JSONValue attributes = versionAttributes(platform, versionString, "PREPARE_FOR_SUBMISSION",
-                                             serviceDate(world.now()));
+    JSONValue attributes =
+        versionAttributes(platform, versionString, "PREPARE_FOR_SUBMISSION", serviceDate(world.now()));
     for (const auto& [name, value] : *change.attributes.members())
         attributes.set(name, value);
     attributes.set("releaseType", releaseType.empty() ? "AFTER_APPROVAL" : releaseType);
@@ -139,22 +141,22 @@ Answer createVersion(World& world, const Change& change) {
 Answer updateVersion(World& world, const Change& change) {
     Resource& version = *change.target;
     const std::string state = version.text("appStoreState");
-    const bool releasable =
-        state == "PENDING_DEVELOPER_RELEASE" || state == "PENDING_APPLE_RELEASE" || state == "IN_REVIEW" ||
-        state == "WAITING_FOR_REVIEW" || state == "READY_FOR_REVIEW";
-    const bool onlyRelease = change.relations.empty() &&
-                             std::ranges::all_of(*change.attributes.members(), [](const auto& attribute) {
-                                 return attribute.first == "releaseType" ||
-                                        attribute.first == "earliestReleaseDate";
-                             });
+    const bool releasable = state == "PENDING_DEVELOPER_RELEASE" || state == "PENDING_APPLE_RELEASE" ||
+                            state == "IN_REVIEW" || state == "WAITING_FOR_REVIEW" ||
+                            state == "READY_FOR_REVIEW";
+    const bool onlyRelease =
+        change.relations.empty() &&
+        std::ranges::all_of(*change.attributes.members(), [](const auto& attribute) {
+            return attribute.first == "releaseType" || attribute.first == "earliestReleaseDate";
+        });
     if (!(releasable && onlyRelease)) requireEditable(version, version.type, version.id);
     const std::string releaseType =
         change.given("releaseType") ? change.text("releaseType") : version.text("releaseType");
     checkSchedule(change, releaseType);
     if (change.given("versionString")) {
         checkVersionString(change.text("versionString"));
-        refuseSecondVersion(world, version.link("app"), version.text("platform"), change.text("versionString"),
-                            &version);
+        refuseSecondVersion(world, version.link("app"), version.text("platform"),
+                            change.text("versionString"), &version);
     }
     if (const auto build = change.relations.find("build"); build != change.relations.end()) {
         if (build->second) checkBuild(world, version, *build->second);
@@ -201,7 +203,8 @@ Answer createPhasedRelease(World& world, const Change& change) {
                                    "The first version of an app can not be released in phases."));
     const std::string state = change.text("phasedReleaseState");
     if (!state.empty() && state != "INACTIVE" && state != "ACTIVE")
-        throw Refusal(invalidAttribute("phasedReleaseState", "A phased release can not begin in this state."));
+        throw Refusal(
+            invalidAttribute("phasedReleaseState", "A phased release can not begin in this state."));
     const Resource& phased = world.store.add("appStoreVersionPhasedReleases",
                                              JSONValue::object({{"phasedReleaseState", "INACTIVE"},
                                                                 {"startDate", nullptr},
@@ -216,11 +219,12 @@ Answer updatePhasedRelease(World& world, const Change& change) {
     const std::string before = phased.text("phasedReleaseState");
     const std::string after = change.text("phasedReleaseState");
     const bool runs = before == "ACTIVE" || before == "PAUSED";
-    const bool allowed =
-        after.empty() || after == before || (runs && (after == "ACTIVE" || after == "PAUSED" || after == "COMPLETE"));
+    const bool allowed = after.empty() || after == before ||
+                         (runs && (after == "ACTIVE" || after == "PAUSED" || after == "COMPLETE"));
     if (!allowed)
-        throw Refusal(invalidState(phased.type, phased.id,
-                                   fmt::format("The phased release can not go from {} to {}.", before, after)));
+        throw Refusal(
+            invalidState(phased.type, phased.id,
+                         fmt::format("The phased release can not go from {} to {}.", before, after)));
     if (after.empty() || after == before) return {.resource = &phased};
     phased.attributes.set("phasedReleaseState", after);
     world.forget(event::phasedDay, phased.id);

@@ -15,7 +15,9 @@ double number(const JSONValue* value) {
     return real ? *real : 0;
 }
 
-std::string string(const JSONValue* value) { return value && value->text() ? *value->text() : ""; }
+std::string string(const JSONValue* value) {
+    return value && value->text() ? *value->text() : "";
+}
 
 /// Replaces the address that the service had in an earlier run, wherever it stands.
 void readdress(JSONValue& value, const std::string& before, const std::string& after) {
@@ -63,8 +65,7 @@ bool World::settle() {
 JSONValue World::document() const {
     JSONValue::Array ahead;
     for (const Event& event : events)
-        ahead.push_back(
-            JSONValue::object({{"due", event.due}, {"action", event.action}, {"id", event.id}}));
+        ahead.push_back(JSONValue::object({{"due", event.due}, {"action", event.action}, {"id", event.id}}));
     return JSONValue::object({{"format", 1},
                               {"clockOffset", clockOffset},
                               {"firstSalesDay", firstSalesDay},
@@ -77,26 +78,31 @@ JSONValue World::document() const {
 void World::restore(const JSONValue& document) {
     const JSONValue* resources = document.find("resources");
     if (!resources || number(document.find("format")) != 1)
-        throw std::runtime_error("The sandbox's state.json is of another form. Delete the state folder to begin "
-                                 "with a fresh account.");
+        throw std::runtime_error(
+            "The sandbox's state.json is of another form. Delete the state folder to begin "
+            "with a fresh account.");
     clockOffset = number(document.find("clockOffset"));
     firstSalesDay = number(document.find("firstSalesDay"));
     events.clear();
     if (const JSONValue* ahead = document.find("events"); ahead && ahead->items())
         for (const JSONValue& event : *ahead->items())
-            events.push_back({number(event.find("due")), string(event.find("action")), string(event.find("id"))});
+            events.push_back(
+                {number(event.find("due")), string(event.find("action")), string(event.find("id"))});
     JSONValue moved = *resources;
     readdress(moved, string(document.find("baseURL")), baseURL);
     store.restore(moved, static_cast<std::int64_t>(number(document.find("lastOrder"))));
 }
 
 std::string serviceDate(Date date) {
-    std::string text = formatISO8601(dateFromSecondsSince1970(std::floor(secondsSince1970(date)) - 7 * 3600.0));
+    std::string text =
+        formatISO8601(dateFromSecondsSince1970(std::floor(secondsSince1970(date)) - 7 * 3600.0));
     text.pop_back(); // the "Z"
     return text + "-07:00";
 }
 
-int dayNumber(Date date) { return static_cast<int>(std::floor(secondsSince1970(date) / 86400)); }
+int dayNumber(Date date) {
+    return static_cast<int>(std::floor(secondsSince1970(date) / 86400));
+}
 
 std::string calendarDate(int day) {
     return formatISO8601(dateFromSecondsSince1970(day * 86400.0)).substr(0, 10);

@@ -73,8 +73,8 @@ void checkText(const Attribute& attribute, const std::string& text, Problems& pr
         problems.push_back(invalidAttribute(
             name, fmt::format("'{}' is not a valid value for the attribute '{}'.", text, name)));
     if (attribute.kind == Kind::locale && !isAppStoreLocale(text))
-        problems.push_back(invalidAttribute(
-            name, fmt::format("The locale '{}' is not supported on the App Store.", text)));
+        problems.push_back(
+            invalidAttribute(name, fmt::format("The locale '{}' is not supported on the App Store.", text)));
     if (attribute.kind == Kind::date && !parseISO8601(text))
         problems.push_back(
             invalidAttribute(name, fmt::format("'{}' is not a valid date with a time.", text)));
@@ -134,9 +134,9 @@ std::string readReference(const JSONValue& reference, std::string_view type, std
         return "";
     }
     if (*sentType->text() != type) {
-        problems.push_back(invalidRelationship(
-            name, fmt::format("The relationship '{}' expects the type '{}', not '{}'.", name, type,
-                              *sentType->text())));
+        problems.push_back(
+            invalidRelationship(name, fmt::format("The relationship '{}' expects the type '{}', not '{}'.",
+                                                  name, type, *sentType->text())));
         return "";
     }
     return *id->text();
@@ -189,7 +189,8 @@ void checkIdentity(const WriteOperation& operation, const JSONValue& data, std::
                    Problems& problems) {
     const JSONValue* type = data.find("type");
     if (!type || !type->text() || *type->text() != operation.type)
-        problems.push_back(mismatch("type", fmt::format("The type of this entity must be '{}'.", operation.type)));
+        problems.push_back(
+            mismatch("type", fmt::format("The type of this entity must be '{}'.", operation.type)));
     const JSONValue* sentID = data.find("id");
     if (operation.form == Form::create) {
         if (sentID) problems.push_back(unknownMember("MEMBER", "id", "/data/id"));
@@ -249,13 +250,17 @@ Answer write(World& world, const WriteOperation& operation, std::string_view id,
     return operation.rule(world, change);
 }
 
-const JSONValue* Change::given(std::string_view attribute) const { return attributes.find(attribute); }
+const JSONValue* Change::given(std::string_view attribute) const {
+    return attributes.find(attribute);
+}
 
 std::string Change::text(std::string_view attribute) const {
     const JSONValue* value = attributes.find(attribute);
     return value && value->text() ? *value->text() : std::string();
 }
 
-Resource& Change::relation(std::string_view name) const { return *relations.find(name)->second; }
+Resource& Change::relation(std::string_view name) const {
+    return *relations.find(name)->second;
+}
 
 } // namespace quorvel::sandbox

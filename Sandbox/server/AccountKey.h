@@ -33,8 +33,8 @@ struct TokenRules {
 };
 
 /// Whether the value of an Authorization header holds a token that is accepted at `now`.
-[[nodiscard]] bool acceptsToken(std::string_view authorization, const TokenRules& rules, const AccountKey& key,
-                                Date now);
+[[nodiscard]] bool acceptsToken(std::string_view authorization, const TokenRules& rules,
+                                const AccountKey& key, Date now);
 
 /// The scheme and the token's key id, such as "Bearer 2X9R4HXF34"; never the token.
 [[nodiscard]] std::string describeAuthorization(std::string_view authorization);

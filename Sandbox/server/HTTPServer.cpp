@@ -192,6 +192,8 @@ HTTPServer::HTTPServer(std::uint16_t port, Handler handler)
     Server& server = implementation_->server;
     server.new_task_queue = [] { return new ConnectionThreads; }; // the library deletes it
     server.set_tcp_nodelay(true);
+    server.set_keep_alive_max_count(1'000'000);
+    server.set_keep_alive_timeout(30);
     server.set_payload_max_length(size_t{1} << 40);
     server.set_socket_options([](socket_t socket) { // not the library's: a port in use must be refused
         const int on = 1;
@@ -215,7 +217,9 @@ HTTPServer::~HTTPServer() {
     if (implementation_->thread.joinable()) implementation_->thread.join();
 }
 
-std::uint16_t HTTPServer::port() const { return implementation_->port; }
+std::uint16_t HTTPServer::port() const {
+    return implementation_->port;
+}
 
 void HTTPServer::start() {
     implementation_->thread = std::thread([this] { (void)implementation_->server.listen_after_bind(); });
@@ -251,7 +255,8 @@ std::string percentDecode(std::string_view text, PlusSign plus) {
 std::string percentEncode(std::string_view text) {
     std::string encoded;
     for (const char c : text) {
-        const bool plain = std::isalnum(static_cast<unsigned char>(c)) || std::string_view("-._~").find(c) != std::string_view::npos;
+        const bool plain = std::isalnum(static_cast<unsigned char>(c)) ||
+                           std::string_view("-._~").find(c) != std::string_view::npos;
         encoded += plain ? std::string(1, c) : fmt::format("%{:02X}", static_cast<unsigned char>(c));
     }
     return encoded;

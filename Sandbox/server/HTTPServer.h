@@ -31,9 +31,9 @@ enum class Ending { whole, reset, truncated, slow };
 
 struct Response {
     int status = 200; // 0: none, the connection is to be reset
-    std::string contentType;
-    std::string body;
-    std::vector<std::pair<std::string, std::string>> headers;
+    std::string contentType = {};
+    std::string body = {};
+    std::vector<std::pair<std::string, std::string>> headers = {};
     Ending ending = Ending::whole;
 };
 

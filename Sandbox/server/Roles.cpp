@@ -34,7 +34,9 @@ bool startsWithOne(std::string_view beginnings, std::string_view path) {
 
 } // namespace
 
-bool isRole(std::string_view role) { return std::ranges::find(roles, role, &Role::name) != std::end(roles); }
+bool isRole(std::string_view role) {
+    return std::ranges::find(roles, role, &Role::name) != std::end(roles);
+}
 
 void requireRole(std::string_view role, std::string_view method, std::string_view pattern) {
     const auto found = std::ranges::find(roles, role, &Role::name);

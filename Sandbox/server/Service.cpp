@@ -38,15 +38,23 @@ std::optional<std::string> matchPattern(std::string_view pattern, std::string_vi
     return id.find('/') == id.npos ? std::optional<std::string>(id) : std::nullopt;
 }
 
-std::int64_t wholeSeconds(Date date) { return static_cast<std::int64_t>(std::floor(secondsSince1970(date))); }
+std::int64_t wholeSeconds(Date date) {
+    return static_cast<std::int64_t>(std::floor(secondsSince1970(date)));
+}
 
-bool isService(std::string_view path) { return path.starts_with("/v1/") || path.starts_with("/upload/"); }
+bool isService(std::string_view path) {
+    return path.starts_with("/v1/") || path.starts_with("/upload/");
+}
 
 } // namespace
 
 Service::Service(World& world, const AccountKey& key, TokenRules tokenRules, const Options& options)
-    : world_(world), key_(key), tokenRules_(std::move(tokenRules)), faults_(options.faultSeed),
-      quota_(options.hourlyQuota), latency_(options.latencyMilliseconds) {
+    : world_(world),
+      key_(key),
+      tokenRules_(std::move(tokenRules)),
+      faults_(options.faultSeed),
+      quota_(options.hourlyQuota),
+      latency_(options.latencyMilliseconds) {
     faults_.set(options.faults);
 }
 
@@ -92,8 +100,9 @@ Response Service::upload(const Request& request) {
     const std::string id(name.substr(0, dot));
     std::size_t part = 0;
     for (const char digit : dot == name.npos ? std::string_view("x") : name.substr(dot + 1))
-        part = digit >= '0' && digit <= '9' && part < 100'000 ? part * 10 + static_cast<std::size_t>(digit - '0')
-                                                              : 1'000'000;
+        part = digit >= '0' && digit <= '9' && part < 100'000
+                   ? part * 10 + static_cast<std::size_t>(digit - '0')
+                   : 1'000'000;
     return world_.uploads->receive(id, part, request);
 }
 
@@ -118,11 +127,11 @@ Response Service::answer(const Request& request) {
     try {
         Answer answer = dispatch(request);
         if (request.method != "GET") changed_ = true;
-        Response response{.status = answer.status, .contentType = answer.contentType, .body = {}, .headers = {}};
+        Response response{.status = answer.status, .contentType = answer.contentType};
         if (answer.resource) {
-            const Shape shape{.baseURL = world_.baseURL, .include = {}, .fields = {}};
-            const std::string self = fmt::format("{}/v1/{}/{}", world_.baseURL, answer.resource->type,
-                                                 answer.resource->id);
+            const Shape shape{.baseURL = world_.baseURL};
+            const std::string self =
+                fmt::format("{}/v1/{}/{}", world_.baseURL, answer.resource->type, answer.resource->id);
             response.body = encodeJSON(documentOf(world_.store, *answer.resource, shape, self));
         } else if (answer.document) {
             response.body = encodeJSON(*answer.document);
@@ -169,8 +178,8 @@ bool Service::isAuthorized(const Request& request) const {
         virtualDate = world_.now();
         real = dateFromSecondsSince1970(secondsSince1970(virtualDate) - world_.clockOffset);
     }
-    // A client that knows nothing of the virtual clock signs by the real one; one that follows the Date header
-    // signs by the virtual one. Both are right.
+    // A client that knows nothing of the virtual clock signs by the real one; one that follows the Date
+    // header signs by the virtual one. Both are right.
     const std::string authorization = request.header("Authorization").value_or("");
     return acceptsToken(authorization, tokenRules_, key_, virtualDate) ||
            (real != virtualDate && acceptsToken(authorization, tokenRules_, key_, real));
@@ -179,8 +188,7 @@ bool Service::isAuthorized(const Request& request) const {
 Response Service::failure(const std::vector<Problem>& problems) const {
     return {.status = problems.front().status,
             .contentType = "application/json",
-            .body = encodeJSON(errorDocument(problems)),
-            .headers = {}};
+            .body = encodeJSON(errorDocument(problems))};
 }
 
 Response Service::faultAnswer(const Fault& fault) const {
@@ -196,8 +204,8 @@ void Service::addCommonHeaders(Response& response) {
     const Date now = world_.now();
     const int remaining = quota_.remaining(wholeSeconds(now));
     response.headers.emplace_back("Date", formatHTTPDate(now));
-    response.headers.emplace_back("X-Rate-Limit", fmt::format("user-hour-lim:{};user-hour-rem:{};",
-                                                              quota_.limit(), remaining));
+    response.headers.emplace_back(
+        "X-Rate-Limit", fmt::format("user-hour-lim:{};user-hour-rem:{};", quota_.limit(), remaining));
 }
 
 void Service::record(const Request& request, const Response& response) {
