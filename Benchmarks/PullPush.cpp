@@ -1,11 +1,11 @@
 // Pull and push at 80 ms latency against what the network alone takes, and the requests against the least
 // possible.
 #include "Benchmarks/Ratio.h"
-#include "Benchmarks/Rehearsal.h"
 #include "Core/metadata/ContextsStore.h"
 #include "Core/metadata/MetadataDiff.h"
 #include "Core/metadata/MetadataPuller.h"
 #include "Core/metadata/MetadataPusher.h"
+#include "Tests/support/Rehearsal.h"
 
 #include <cmath>
 #include <stdexcept>
@@ -32,7 +32,7 @@ struct Pulled {
     PullResult pull(const std::filesystem::path& root) const {
         return pullApp(rehearsal.client, systemClock(), appID, MetadataFolder{root}, "ios/next");
     }
-    benchmarks::Rehearsal rehearsal{sandbox::Seed::demo};
+    test::Rehearsal rehearsal{{.hourlyQuota = 100'000'000}};
     std::string appID;
 };
 

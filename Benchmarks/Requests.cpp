@@ -1,8 +1,8 @@
 // Requests per second through the client against libcurl's multi interface alone, on the same server and with
 // as many requests at once.
 #include "Benchmarks/Ratio.h"
-#include "Benchmarks/Rehearsal.h"
 #include "Platform/task/Task.h"
+#include "Tests/support/Rehearsal.h"
 
 #include <curl/curl.h>
 
@@ -57,7 +57,7 @@ void bareTransfers(const std::string& url, const std::string& token, int width) 
 }
 
 void requestsPerSecond(benchmark::State& state) {
-    const benchmarks::Rehearsal rehearsal(sandbox::Seed::demo);
+    const test::Rehearsal rehearsal({.hourlyQuota = 100'000'000});
     const int width = static_cast<int>(state.range(0));
     const std::vector<int> calls(requests);
     const std::string url = rehearsal.server.access().url + "/v1/apps?limit=1";
