@@ -108,6 +108,7 @@ TEST(Locales, knowWhatTheAppStoreTakesAndHintAtTheRest) {
         EXPECT_TRUE(isAppStoreLocale(locale));
         EXPECT_EQ(nearestAppStoreLocale(locale), locale);
     }
+    EXPECT_TRUE(isAppStoreLocale("bn") && isAppStoreLocale("bn-BD")); // seen in both spellings
     const std::vector<std::pair<std::string_view, std::optional<std::string_view>>> hints = {
         {"de", "de-DE"},
         {"de_DE", "de-DE"},
