@@ -175,6 +175,10 @@ JSONValue SandboxServer::state() const {
     return implementation_->service->state();
 }
 
+void SandboxServer::addReviews(std::string_view appOrBundleID, int count) {
+    implementation_->service->generateReviews(appOrBundleID, count);
+}
+
 std::string SandboxServer::addBuild(std::string_view appOrBundleID, std::string_view platform,
                                     std::string_view version, std::string_view number) {
     BuildUpload upload;

@@ -67,10 +67,10 @@ struct RecordedRequest {
     std::string authorization; // only its scheme and the token's key id, never the token
 };
 
-/// Serves until it is destroyed. Its control routes (GET /__sandbox/state, GET and DELETE
-/// /__sandbox/requests, POST /__sandbox/faults, /__sandbox/advance, /__sandbox/states, /__sandbox/keys,
-/// /__sandbox/builds, /__sandbox/generate, /__sandbox/latency, /__sandbox/quota, /__sandbox/clock) do the
-/// same as the operations here.
+/// Serves until it is destroyed. Its control routes do the same as the operations here: GET /__sandbox/state,
+/// GET and DELETE /__sandbox/requests, and with a JSON object each POST /__sandbox/faults, advance, states,
+/// keys (also `role`), builds, generate, latency, quota, clock (`skew`) and nulls (`sent`: whether attributes
+/// without a value are sent as null instead of left out).
 class SandboxServer {
   public:
     /// Starts to serve. Throws `std::runtime_error` when the port is taken or the state folder cannot be
@@ -98,6 +98,9 @@ class SandboxServer {
     /// Returns its id. Throws `std::invalid_argument` when there is no such app or platform.
     std::string addBuild(std::string_view appOrBundleID, std::string_view platform, std::string_view version,
                          std::string_view number);
+    /// Adds reviews to an app, the newest an hour old. Throws `std::invalid_argument` when there is no such
+    /// app.
+    void addReviews(std::string_view appOrBundleID, int count);
     /// Revokes or reinstates the account's key.
     void revokeKey(bool revoked);
     /// Moves a version (by id) to an App Store state as App Review would.

@@ -56,7 +56,8 @@ JSONValue resourceObject(const Store& store, const Resource& resource, const Sha
     JSONValue object = JSONValue::object({{"type", resource.type}, {"id", resource.id}});
     JSONValue::Object attributes;
     for (const auto& [name, value] : *resource.attributes.members())
-        if (wants(shape, resource, name)) attributes.emplace_back(name, value);
+        if (wants(shape, resource, name) && (shape.nulls == NullAttributes::sent || !value.isNull()))
+            attributes.emplace_back(name, value);
     if (!attributes.empty()) object.set("attributes", std::move(attributes));
     JSONValue::Object relationships;
     for (const Relation& relation : relationsOf(resource.type))

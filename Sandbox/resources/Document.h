@@ -10,9 +10,14 @@
 
 namespace quorvel::sandbox {
 
+/// Whether attributes without a value are left out, as the service's published description has it, or sent as
+/// null, as the service really does.
+enum class NullAttributes { omitted, sent };
+
 /// What an answer shows beside the resources themselves.
 struct Shape {
     std::string baseURL = {};
+    NullAttributes nulls = NullAttributes::omitted;
     std::vector<std::string> include = {};                    // relationships of the primary resources
     std::map<std::string, std::set<std::string>> fields = {}; // the members wanted per type; all when absent
 };

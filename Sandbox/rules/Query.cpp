@@ -139,6 +139,16 @@ Query readQuery(const ReadOperation& operation, const Request& request) {
     return query;
 }
 
+std::string ownAddress(std::string_view baseURL, const Request& request) {
+    std::string address = fmt::format("{}{}", baseURL, request.target.substr(0, request.target.find('?')));
+    char separator = '?';
+    for (const auto& [name, value] : request.query) {
+        address += fmt::format("{}{}={}", separator, percentEncode(name), percentEncode(value));
+        separator = '&';
+    }
+    return address;
+}
+
 std::string nextPage(std::string_view baseURL, const Request& request, std::size_t offset,
                      std::size_t limit) {
     std::string target(request.target.substr(0, request.target.find('?')));

@@ -29,6 +29,9 @@ struct Query {
 /// Throws `Refusal` for parameters that the operation does not take or whose values it does not know.
 [[nodiscard]] Query readQuery(const ReadOperation& operation, const Request& request);
 
+/// The absolute address that was asked for.
+[[nodiscard]] std::string ownAddress(std::string_view baseURL, const Request& request);
+
 /// The absolute address of the page that begins at `offset`.
 [[nodiscard]] std::string nextPage(std::string_view baseURL, const Request& request, std::size_t offset,
                                    std::size_t limit);

@@ -106,7 +106,8 @@ Answer readList(World& world, const ReadOperation& operation, std::string_view o
     if (end < found.size()) page.next = nextPage(world.baseURL, request, end, query.limit);
     const std::vector<const Resource*> shown(found.begin() + static_cast<std::ptrdiff_t>(begin),
                                              found.begin() + static_cast<std::ptrdiff_t>(end));
-    return {.document = documentOf(world.store, shown, page, query.shape, world.baseURL + request.target)};
+    return {.document =
+                documentOf(world.store, shown, page, query.shape, ownAddress(world.baseURL, request))};
 }
 
 } // namespace
@@ -114,10 +115,11 @@ Answer readList(World& world, const ReadOperation& operation, std::string_view o
 Answer read(World& world, const ReadOperation& operation, std::string_view id, const Request& request) {
     Query query = readQuery(operation, request);
     query.shape.baseURL = world.baseURL;
+    query.shape.nulls = world.nulls;
     const Resource* owner = id.empty() ? nullptr : world.store.find(operation.owner, id);
     if (!id.empty() && !owner) throw Refusal(resourceNotFound(operation.owner, id));
     if (operation.result == Result::list) return readList(world, operation, id, request, query);
-    const std::string self = world.baseURL + request.target;
+    const std::string self = ownAddress(world.baseURL, request);
     const Resource* shown = operation.result == Result::one ? owner : world.store.child(id, operation.type);
     return {.document = shown ? documentOf(world.store, *shown, query.shape, self) : emptyDocument(self)};
 }

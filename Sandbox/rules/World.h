@@ -2,6 +2,7 @@
 #pragma once
 
 #include "Platform/time/Date.h"
+#include "Sandbox/resources/Document.h"
 #include "Sandbox/resources/Store.h"
 
 #include <memory>
@@ -25,7 +26,8 @@ struct World {
     std::string baseURL;
     std::shared_ptr<Uploads> uploads;
     std::string vendorNumber;
-    double clockOffset = 0;   // seconds that the virtual clock was advanced
+    NullAttributes nulls = NullAttributes::omitted; // of answers
+    double clockOffset = 0;                         // seconds that the virtual clock was advanced
     double clockSkew = 0;     // seconds that the service's clocks differ from this machine's
     double firstSalesDay = 0; // days since 1970
     std::vector<Event> events;

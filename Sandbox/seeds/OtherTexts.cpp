@@ -63,14 +63,14 @@ constexpr DemoTexts texts[] = {
      "ini.\n\n• Peringatan cuaca dingin\n• Foto tiap tanaman",
      "Musim tanam: 60 sayuran baru dengan tanggal semai.",
      "• Panen per bedeng dan tahun\n• Impor foto lebih cepat"},
-    {"ms", "Mosswick: Jurnal Kebun", "Rancang batas, jaga setiap pokok",
+    {"ms", "Mosswick: Jurnal Kebun", "Rancang batas, jaga pokok",
      "kebun,pokok,siram,sayur,benih,jurnal,kompos,tuaian",
      "Mosswick mengemaskan kebun anda. Lukis batas, catat setiap semaian dan lihat apa yang perlu disiram "
      "hari "
      "ini.\n\n• Foto setiap pokok\n• Berfungsi tanpa talian",
      "Musim baharu: 60 sayur dengan tarikh semaian.",
      "• Hasil mengikut batas dan tahun\n• Import foto lebih pantas"},
-    {"tr", "Mosswick: Bahçe Günlüğü", "Yastıkları planla, bitkiyi izle",
+    {"tr", "Mosswick: Bahçe Günlüğü", "Yastık planla, bitkiyi izle",
      "bahçe,bitki,sulama,sebze,tohum,günlük,don,kompost,hasat",
      "Mosswick bahçeni düzenli tutar. Yastıkları çiz, ekimleri not et, bugün neyin su istediğini hemen "
      "gör.\n\n• "
@@ -88,7 +88,7 @@ constexpr DemoTexts texts[] = {
      "сьогодні.\n\n• "
      "Попередження про заморозки\n• Фото кожної рослини",
      "Весна: 60 нових овочів із датами посіву.", "• Урожай за грядками й роками\n• Швидший імпорт фото"},
-    {"pl", "Mosswick: dziennik ogrodu", "Planuj grządki, doglądaj roślin",
+    {"pl", "Mosswick: dziennik ogrodu", "Planuj grządki, dbaj o rośliny",
      "ogród,rośliny,podlewanie,warzywa,nasiona,dziennik,mróz,kompost,zbiory",
      "Mosswick porządkuje ogród. Narysuj grządki, zapisuj siewy i od razu zobacz, co dziś podlać.\n\n• "
      "Ostrzeżenia "
@@ -99,7 +99,7 @@ constexpr DemoTexts texts[] = {
      "Mosswick udrží zahradu v pořádku. Nakreslete záhony, zapište výsev a hned uvidíte, co dnes zalít.\n\n• "
      "Varování před mrazem\n• Fotky každé rostliny",
      "Jaro je tu: 60 nových druhů zeleniny.", "• Sklizeň podle záhonů a let\n• Rychlejší import fotek"},
-    {"sk", "Mosswick: záhradný denník", "Plánujte záhony a starostlivosť",
+    {"sk", "Mosswick: záhradný denník", "Plánujte záhony a opateru",
      "záhrada,rastliny,polievanie,zelenina,semená,denník,mráz,kompost,úroda",
      "Mosswick udrží záhradu v poriadku. Nakreslite záhony, zapíšte výsev a hneď uvidíte, čo dnes "
      "poliať.\n\n• "

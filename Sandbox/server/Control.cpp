@@ -118,6 +118,13 @@ Response skewClock(Service& service, const JSONValue& body) {
     return done();
 }
 
+Response sendNulls(Service& service, const JSONValue& body) {
+    const JSONValue* sent = body.find("sent");
+    if (!sent || !sent->boolean()) missing("sent", "true or false");
+    service.sendNulls(*sent->boolean() ? NullAttributes::sent : NullAttributes::omitted);
+    return done();
+}
+
 Response listRequests(Service& service) {
     JSONValue::Array entries;
     for (const RecordedRequest& request : service.requests())
@@ -136,7 +143,8 @@ struct Action {
 };
 constexpr Action actions[] = {{"faults", setFaults},   {"advance", advance}, {"states", moveState},
                               {"keys", changeKey},     {"builds", addBuild}, {"generate", generate},
-                              {"latency", setLatency}, {"quota", setQuota},  {"clock", skewClock}};
+                              {"latency", setLatency}, {"quota", setQuota},  {"clock", skewClock},
+                              {"nulls", sendNulls}};
 
 } // namespace
 

@@ -129,7 +129,7 @@ Response Service::answer(const Request& request) {
         if (request.method != "GET") changed_ = true;
         Response response{.status = answer.status, .contentType = answer.contentType};
         if (answer.resource) {
-            const Shape shape{.baseURL = world_.baseURL};
+            const Shape shape{.baseURL = world_.baseURL, .nulls = world_.nulls};
             const std::string self =
                 fmt::format("{}/v1/{}/{}", world_.baseURL, answer.resource->type, answer.resource->id);
             response.body = encodeJSON(documentOf(world_.store, *answer.resource, shape, self));

@@ -41,6 +41,7 @@ class Service {
     void forgetRequests();
     void advance(double seconds);
     void skewClock(double seconds);
+    void sendNulls(NullAttributes nulls);
     void revokeKey(bool revoked);
     /// Throws `std::invalid_argument` for an unknown role.
     void setRole(std::string_view role);
