@@ -1,0 +1,43 @@
+// The texts of locales as plain values.
+#pragma once
+
+#include "Core/metadata/FieldType.h"
+#include "Platform/json/JSON.h"
+
+#include <algorithm>
+#include <array>
+#include <map>
+#include <optional>
+#include <string>
+
+namespace quorvel {
+
+/// One field of one locale.
+struct FieldKey {
+    std::string locale;
+    FieldType field = FieldType::name;
+    QUORVEL_RECORD(FieldKey, locale, field)
+    auto operator<=>(const FieldKey&) const = default;
+};
+
+/// The six texts of one locale; none where there is no file, or where App Store Connect has no localization.
+struct FieldTexts {
+    std::array<std::optional<std::string>, allFieldTypes.size()> texts;
+
+    [[nodiscard]] std::optional<std::string>& operator[](FieldType field) {
+        return texts[static_cast<std::size_t>(field)];
+    }
+    [[nodiscard]] const std::optional<std::string>& operator[](FieldType field) const {
+        return texts[static_cast<std::size_t>(field)];
+    }
+    /// Whether there is no text at all, not even an empty one.
+    [[nodiscard]] bool isAbsent() const {
+        return std::ranges::none_of(texts, [](const auto& text) { return text.has_value(); });
+    }
+    bool operator==(const FieldTexts&) const = default;
+};
+
+/// Locale code → its texts; iterates in sorted order.
+using LocaleTexts = std::map<std::string, FieldTexts, std::less<>>;
+
+} // namespace quorvel

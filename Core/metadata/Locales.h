@@ -1,0 +1,18 @@
+// The locale codes that the App Store takes.
+#pragma once
+
+#include <optional>
+#include <span>
+#include <string_view>
+
+namespace quorvel {
+
+/// All fifty, sorted by bytes.
+[[nodiscard]] std::span<const std::string_view> appStoreLocales();
+[[nodiscard]] bool isAppStoreLocale(std::string_view code);
+
+/// The App Store locale that `code` probably means, for a hint: "de" and "de_DE" mean "de-DE". Nothing when
+/// no locale has that language. Never to be used in place of what was given.
+[[nodiscard]] std::optional<std::string_view> nearestAppStoreLocale(std::string_view code);
+
+} // namespace quorvel

@@ -1,0 +1,85 @@
+// Copies an app's store texts from App Store Connect into a metadata tree.
+#pragma once
+
+#include "Core/asc/ASCClientProtocol.h"
+#include "Core/metadata/MetadataStore.h"
+#include "Core/metadata/PullDecision.h"
+#include "Platform/time/Date.h"
+
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace quorvel {
+
+struct PullSummary {
+    std::optional<std::string> versionString;
+    std::optional<std::string> appStoreState;
+    std::optional<std::string> appInfoState; // of the app info that name and subtitle came from
+    std::vector<std::string> locales;        // sorted
+    std::int64_t writtenFields = 0; // local field files that hold what came, those included that did already
+    std::vector<std::string> warnings;
+    QUORVEL_RECORD(PullSummary, versionString, appStoreState, appInfoState, locales, writtenFields, warnings)
+    bool operator==(const PullSummary&) const = default;
+};
+
+/// A local text that was put aside before it was replaced.
+struct KeptEdit {
+    std::string locale;
+    FieldType field = FieldType::name;
+    std::string path; // absolute
+    QUORVEL_RECORD(KeptEdit, locale, field, path)
+    bool operator==(const KeptEdit&) const = default;
+};
+
+struct PullResult {
+    PullSummary summary;
+    std::vector<FieldKey> updated;   // local files that a new text was written to
+    std::vector<KeptEdit> kept;      // edits put aside
+    std::vector<FieldKey> leftEdits; // edits left in place
+    QUORVEL_RECORD(PullResult, summary, updated, kept, leftEdits)
+};
+
+/// What App Store Connect has of an app, as far as a pull needs it.
+struct AppDiscovery {
+    std::vector<PlatformContext> contexts; // none: the app has no version
+    ASCList<AppInfoAttributes> appInfos;
+};
+
+/// The app info whose texts belong to versions of this slot: for `editable` the one that takes changes, for
+/// `live` the one on sale; the only one when there is one. Nothing when there is none.
+[[nodiscard]] std::optional<ASCResource<AppInfoAttributes>>
+chooseAppInfo(const ASCList<AppInfoAttributes>& appInfos, AppStoreVersionStateClass stateClass);
+
+/// Blocking; throws `ASCError`, `CancellationError`, `MetadataError`, `FileError`. Nothing is written before
+/// everything was fetched.
+class MetadataPuller {
+  public:
+    MetadataPuller(const ASCClientProtocol& client, Clock clock);
+
+    /// Lists the app's versions and app infos, both at once.
+    [[nodiscard]] AppDiscovery discover(std::string_view appID) const;
+
+    /// Pulls one context into its folder; lists the localizations of the app info and of the version at once.
+    [[nodiscard]] PullResult pull(const ASCList<AppInfoAttributes>& appInfos, const PlatformContext& context,
+                                  const MetadataFolder& contextFolder,
+                                  LocalEdits edits = LocalEdits::keepBeside) const;
+    /// Like the other when the app infos are not at hand.
+    [[nodiscard]] PullResult pull(std::string_view appID, const PlatformContext& context,
+                                  const MetadataFolder& contextFolder,
+                                  LocalEdits edits = LocalEdits::keepBeside) const;
+
+  private:
+    const ASCClientProtocol& client_;
+    Clock clock_;
+    Logger logger_{"MetadataPuller"};
+};
+
+/// Discovers the app, pulls the context `wanted` (such as "ios/next"; the one selected last when empty) into
+/// its folder under the app's root and saves the contexts. Two dependent round trips, four requests.
+[[nodiscard]] PullResult pullApp(const ASCClientProtocol& client, const Clock& clock, std::string_view appID,
+                                 const MetadataFolder& appFolder, const std::optional<std::string>& wanted,
+                                 LocalEdits edits = LocalEdits::keepBeside);
+
+} // namespace quorvel

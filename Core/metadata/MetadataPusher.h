@@ -1,0 +1,56 @@
+// Sends changed store texts to App Store Connect.
+#pragma once
+
+#include "Core/asc/ASCClientProtocol.h"
+#include "Core/metadata/MetadataStore.h"
+#include "Core/metadata/PendingChange.h"
+
+#include <functional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace quorvel {
+
+/// Called from the push's threads, one at a time: first with 0 once the resources are resolved, then after
+/// each of the localizations written.
+using PushProgress = std::function<void(std::size_t done, std::size_t total)>;
+
+/// A request that a push would send.
+struct PlannedRequest {
+    std::string method;
+    std::string path;
+    std::string body; // JSON
+    QUORVEL_RECORD(PlannedRequest, method, path, body)
+    bool operator==(const PlannedRequest&) const = default;
+};
+
+/// Writes each localization with one request that holds all of its changed fields, six at a time. Where that
+/// is refused, each field is tried by itself, so that every change has an outcome of its own.
+///
+/// A change that App Store Connect took refreshes its pulled copy at once: the comparison is right without
+/// another pull, and a push that is cancelled or fails half way sends only what is missing when it is
+/// repeated.
+class MetadataPusher {
+  public:
+    /// `store` is over the context's folder.
+    MetadataPusher(const ASCClientProtocol& client, MetadataStore store);
+
+    /// One outcome per change, in the order given. Throws `MetadataError` (READ_ONLY_CONTEXT) for a version
+    /// that takes no changes, and after an interrupted pull; `ASCError` when the localizations cannot be
+    /// listed; `CancellationError`.
+    [[nodiscard]] std::vector<PushOutcome> push(std::string_view appID, const PlatformContext& context,
+                                                const std::vector<PendingChange>& changes,
+                                                const PushProgress& progress = {}) const;
+
+    /// The requests that `push` would send after listing the localizations. Throws like `push`.
+    [[nodiscard]] std::vector<PlannedRequest> plan(std::string_view appID, const PlatformContext& context,
+                                                   const std::vector<PendingChange>& changes) const;
+
+  private:
+    const ASCClientProtocol& client_;
+    MetadataStore store_;
+    Logger logger_{"MetadataPusher"};
+};
+
+} // namespace quorvel

@@ -1,0 +1,75 @@
+// Reads and writes the field files of one metadata tree.
+#pragma once
+
+#include "Core/metadata/FieldTexts.h"
+#include "Core/metadata/MetadataError.h"
+#include "Core/metadata/MetadataFolder.h"
+#include "Core/metadata/MetadataSnapshot.h"
+#include "Platform/log/Log.h"
+#include "Platform/time/Date.h"
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace quorvel {
+
+/// All reads and writes of field files go through this value. A file holds exactly its field's text in UTF-8.
+///
+/// Everything throws `MetadataError` for a name that may not become a path, a link that leads out of the
+/// tree, a file above `fileLimit` (not read then), and bytes that are no text; `FileError` where the file
+/// system refuses. Safe to use from several threads at once for different locales.
+class MetadataStore {
+  public:
+    static constexpr std::uint64_t fileLimit = 1ULL << 20; // bytes
+
+    explicit MetadataStore(MetadataFolder folder, Logger logger = Logger("MetadataStore"));
+
+    [[nodiscard]] const MetadataFolder& folder() const { return folder_; }
+
+    /// The text of a field; nothing when there is no file.
+    [[nodiscard]] std::optional<std::string> read(std::string_view locale, FieldType field,
+                                                  TextSide side = TextSide::local) const;
+    [[nodiscard]] FieldTexts readLocale(std::string_view locale, TextSide side = TextSide::local) const;
+    /// The texts of all locales that have a folder on that side.
+    [[nodiscard]] LocaleTexts readAll(TextSide side = TextSide::local) const;
+
+    /// Replaces a text in one step, making the folders.
+    void write(std::string_view locale, FieldType field, std::string_view text,
+               TextSide side = TextSide::local) const;
+    /// Removes a text; whether there was one. A pulled locale without any text left loses its folder too.
+    bool remove(std::string_view locale, FieldType field, TextSide side) const;
+
+    [[nodiscard]] bool exists(std::string_view locale, FieldType field,
+                              TextSide side = TextSide::local) const;
+    /// The names of the folders under the root, hidden ones left out, sorted; empty when there is no root.
+    [[nodiscard]] std::vector<std::string> localesOnDisk(TextSide side = TextSide::local) const;
+
+    /// Makes the locale's folder and an empty file for each field that has none; existing files stay.
+    void createLocaleLocally(std::string_view locale) const;
+
+    /// The grid of all locales on disk.
+    [[nodiscard]] MetadataSnapshot snapshot() const;
+
+    /// Whether a pull into this tree began to write and did not end: the pulled copies cannot be trusted
+    /// until the next pull, as a text that came from App Store Connect may look like a local edit.
+    [[nodiscard]] bool hasInterruptedPull() const;
+    void beginPull() const;
+    void endPull() const;
+
+    /// Puts a local text aside under .brevant/kept/<moment>/<locale>/, so that it can be replaced; returns
+    /// its new path. A file that stands there already is not replaced.
+    [[nodiscard]] std::filesystem::path keepBeside(std::string_view locale, FieldType field,
+                                                   std::string_view text, Date moment) const;
+
+  private:
+    [[nodiscard]] std::filesystem::path checkedFile(std::string_view locale, FieldType field,
+                                                    TextSide side) const;
+
+    MetadataFolder folder_;
+    Logger logger_;
+};
+
+} // namespace quorvel

@@ -1,0 +1,66 @@
+// Trees of one file per field and locale as other release tools keep them: in, out, and tidied.
+#pragma once
+
+#include "Core/metadata/MetadataPuller.h"
+#include "Core/metadata/MetadataStore.h"
+
+#include <filesystem>
+#include <string>
+#include <vector>
+
+namespace quorvel {
+
+enum class Run { perform, rehearse }; // rehearse: report only, write nothing
+
+/// An entry of a tree that was not taken.
+struct SkippedEntry {
+    std::string path; // relative to the tree
+    std::string reason;
+    QUORVEL_RECORD(SkippedEntry, path, reason)
+    bool operator==(const SkippedEntry&) const = default;
+};
+
+struct ImportReport {
+    std::vector<std::string> locales; // with at least one field taken
+    std::vector<FieldKey> imported;   // local files that took a new text
+    std::int64_t unchanged = 0;       // fields that held the text already
+    std::int64_t stripped = 0;        // texts that lost one final line break
+    std::vector<KeptEdit> kept;
+    std::vector<FieldKey> overLimit; // taken, but too long for a push
+    std::vector<SkippedEntry> skipped;
+    QUORVEL_RECORD(ImportReport, locales, imported, unchanged, stripped, kept, overLimit, skipped)
+};
+
+struct ExportReport {
+    std::int64_t written = 0;
+    std::int64_t unchanged = 0;
+    std::vector<FieldKey> replaced; // files there that held another text
+    QUORVEL_RECORD(ExportReport, written, unchanged, replaced)
+};
+
+struct TidiedField {
+    std::string locale;
+    FieldType field = FieldType::name;
+    bool finalLineBreak = false; // stripped
+    bool byteOrderMark = false;  // stripped
+    QUORVEL_RECORD(TidiedField, locale, field, finalLineBreak, byteOrderMark)
+    bool operator==(const TidiedField&) const = default;
+};
+
+/// Takes the texts of `tree` into the local files of `store`: one final line break is stripped, everything
+/// else stays byte for byte. An edit that would be replaced is kept beside; a blank file replaces no text.
+/// Folders that are no App Store locale and files that are no field are skipped and named. Throws
+/// `MetadataError` when `tree` is no folder, and `FileError`.
+[[nodiscard]] ImportReport importTree(const std::filesystem::path& tree, const MetadataStore& store,
+                                      const Clock& clock, Run run = Run::perform);
+
+/// Writes the local texts of `store` into `tree` with one final line break each, which is what an import
+/// strips again; an empty text becomes an empty file.
+[[nodiscard]] ExportReport exportTree(const MetadataStore& store, const std::filesystem::path& tree,
+                                      Run run = Run::perform);
+
+/// Strips one final line break and a byte order mark from every local text that is not exactly what App Store
+/// Connect holds.
+[[nodiscard]] std::vector<TidiedField> tidyTree(const MetadataStore& store, Run run = Run::perform);
+
+} // namespace quorvel

@@ -1,0 +1,44 @@
+// A field whose local text differs from what App Store Connect held at the last pull.
+#pragma once
+
+#include "Core/metadata/FieldTexts.h"
+
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace quorvel {
+
+/// Locale and field together identify a change.
+struct PendingChange {
+    std::string locale;
+    FieldType field = FieldType::name;
+    std::string remote; // the pulled copy; empty when there is none
+    std::string local;  // the text on disk; empty when there is no file
+    bool isOverLimit = false;
+    bool isNewLocale = false; // the locale has no pulled copy at all
+    QUORVEL_RECORD(PendingChange, locale, field, remote, local, isOverLimit, isNewLocale)
+
+    [[nodiscard]] FieldKey key() const { return {locale, field}; }
+    /// Whether pushing this removes the field's text.
+    [[nodiscard]] bool clears() const;
+    /// What a push sends: the local text, or an empty one where that is blank.
+    [[nodiscard]] std::string_view textToSend() const;
+    bool operator==(const PendingChange&) const = default;
+};
+
+/// What a push did with one change.
+struct PushOutcome {
+    PendingChange change;
+    bool success = false;
+    std::optional<std::string> errorMessage; // with `success`: only the pulled copy could not be written
+    QUORVEL_RECORD(PushOutcome, change, success, errorMessage)
+    bool operator==(const PushOutcome&) const = default;
+};
+
+/// The report of a push, such as "Pushed 3 fields · 2 locales", with the number of failures and the first
+/// error when something failed.
+[[nodiscard]] std::string pushReport(const std::vector<PushOutcome>& outcomes);
+
+} // namespace quorvel

@@ -1,0 +1,65 @@
+// Chooses what a push sends, and says what it leaves out and why.
+#pragma once
+
+#include "Core/metadata/PendingChange.h"
+
+#include <string>
+#include <vector>
+
+namespace quorvel {
+
+enum class Clearing { leaveOut, allow };
+
+/// What the user asked for; an empty list stands for all.
+struct PushFilter {
+    std::vector<std::string> locales;
+    std::vector<FieldType> fields;
+    Clearing clearing = Clearing::leaveOut;
+};
+
+enum class LeftOutReason {
+    notAnAppStoreLocale, // a folder whose name App Store Connect does not know
+    byteOrderMark,
+    onlyFinalLineBreak, // chosen when the filter names both its locale and its field
+    overLimit,
+    clearsField,
+};
+
+template <>
+struct RawValues<LeftOutReason> {
+    static constexpr std::pair<LeftOutReason, std::string_view> values[] = {
+        {LeftOutReason::notAnAppStoreLocale, "notAnAppStoreLocale"},
+        {LeftOutReason::byteOrderMark, "byteOrderMark"},
+        {LeftOutReason::onlyFinalLineBreak, "onlyFinalLineBreak"},
+        {LeftOutReason::overLimit, "overLimit"},
+        {LeftOutReason::clearsField, "clearsField"},
+    };
+};
+
+struct LeftOutChange {
+    PendingChange change;
+    LeftOutReason reason = LeftOutReason::overLimit;
+    std::string explanation; // why, and what to do
+    QUORVEL_RECORD(LeftOutChange, change, reason, explanation)
+    bool operator==(const LeftOutChange&) const = default;
+};
+
+struct PushWarning {
+    std::string locale;
+    std::optional<FieldType> field; // none: about the locale
+    std::string text;
+    QUORVEL_RECORD(PushWarning, locale, field, text)
+    bool operator==(const PushWarning&) const = default;
+};
+
+struct PushSelection {
+    std::vector<PendingChange> chosen;  // in the order given
+    std::vector<LeftOutChange> leftOut; // of those that the filter takes
+    std::vector<PushWarning> warnings;  // about chosen changes
+    QUORVEL_RECORD(PushSelection, chosen, leftOut, warnings)
+};
+
+[[nodiscard]] PushSelection selectForPush(const std::vector<PendingChange>& changes,
+                                          const PushFilter& filter = {});
+
+} // namespace quorvel
