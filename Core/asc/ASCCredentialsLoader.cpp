@@ -43,7 +43,9 @@ ASCAuth makeAuth(const ASCCredentialsLoader::RawCredentials& texts) {
     try {
         return {keyID, issuerID, P256PrivateKey::fromPEM(pem)};
     } catch (const CryptoError& error) {
-        throw ASCError(ASCError::InvalidPrivateKey{error.what()});
+        std::string reason = error.what();
+        if (reason.ends_with('.')) reason.pop_back(); // it stands in brackets within a sentence
+        throw ASCError(ASCError::InvalidPrivateKey{std::move(reason)});
     }
 }
 

@@ -21,8 +21,7 @@ constexpr std::size_t excerptLength = 300; // grapheme clusters
 std::string excerptOf(const std::optional<std::string>& body) {
     if (!body) return {};
     std::string line;
-    for (const std::string_view segment :
-         wordSegments(std::string_view(*body).substr(0, 16 * excerptLength))) {
+    for (const std::string_view segment : wordSegments(graphemePrefix(*body, 4 * excerptLength))) {
         if (!isBlank(segment))
             line += segment;
         else if (!line.empty() && line.back() != ' ')

@@ -39,6 +39,12 @@ std::optional<T> valueAs(const std::filesystem::path& file, std::string_view key
     return value ? std::optional(std::move(*value)) : std::nullopt;
 }
 
+std::filesystem::path lockOf(const std::filesystem::path& file) {
+    std::string name = ".";
+    name.append(file.filename().native()).append(".lock");
+    return file.parent_path() / name;
+}
+
 void moveAside(const std::filesystem::path& file) {
     std::filesystem::path aside = file;
     aside += ".damaged";
@@ -51,7 +57,7 @@ void moveAside(const std::filesystem::path& file) {
 template <typename Change>
 bool update(const std::filesystem::path& file, Change change) {
     createFolders(file.parent_path());
-    const FileLock lock(file.parent_path() / ("." + file.filename().string() + ".lock"));
+    const FileLock lock(lockOf(file));
     Stored stored = load(file);
     const JSONValue before = stored.values;
     change(stored.values);

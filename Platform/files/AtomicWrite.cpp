@@ -95,7 +95,7 @@ class TemporaryFile {
     static std::string nameOf(const std::string& target, int slot) {
         constexpr std::size_t longestName = 255;
         const std::string suffix = slot == 0 ? "" : fmt::format("~{}", slot);
-        std::string name = ".tmp-quorvel-" + target + suffix;
+        const std::string name = fmt::format(".tmp-quorvel-{}{}", target, suffix);
         if (name.size() <= longestName) return name;
         return fmt::format(".tmp-quorvel-{:016x}{}", std::hash<std::string>{}(target), suffix);
     }

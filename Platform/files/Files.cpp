@@ -78,6 +78,7 @@ std::optional<std::string> readFile(const std::filesystem::path& path, std::uint
 
 void createFolders(const std::filesystem::path& path, FolderMode mode) {
     constexpr const char* action = "cannot be created as a folder";
+    if (path.empty()) return; // the current folder, as the parent of a bare name
     struct stat status {};
     if (::stat(systemPath(path, action), &status) == 0) {
         if (!S_ISDIR(status.st_mode)) throw FileError(path, action, ENOTDIR);

@@ -35,13 +35,13 @@ enum class RedirectPolicy { refuse, follow };
 
 struct HTTPRequest {
     std::string method = "GET";
-    std::string url;
-    std::vector<HTTPHeader> headers;
-    std::variant<std::monostate, std::string, FileSlice> body;
+    std::string url = {};
+    std::vector<HTTPHeader> headers = {};
+    std::variant<std::monostate, std::string, FileSlice> body = {};
     std::chrono::milliseconds timeout{60'000};
-    RedirectPolicy redirects =
-        RedirectPolicy::refuse; // followed ones never carry the Authorization header along
-    TransferProgress uploadProgress;
+    // Followed ones (at most five) never carry the Authorization header along.
+    RedirectPolicy redirects = RedirectPolicy::refuse;
+    TransferProgress uploadProgress = {};
 };
 
 struct HTTPResponse {
@@ -57,7 +57,9 @@ struct HTTPResponse {
 class TransportError : public std::runtime_error {
   public:
     enum class Kind {
-        refusedURL,      // no URL, an unknown scheme, or plain http to a host that is not this machine
+        // Not sent: no URL, an unknown scheme, plain http to a host that is not this machine (also as the
+        // target of a redirect), or a method or header that HTTP does not allow.
+        refusedURL,
         couldNotConnect, // name resolution, connecting, proxy
         untrusted,       // TLS handshake or certificate
         timedOut,

@@ -17,7 +17,7 @@ namespace quorvel {
 class URLSession {
   public:
     struct Options {
-        std::filesystem::path certificateFile; // instead of the system's trust store, when not empty
+        std::filesystem::path certificateFile = {}; // instead of the system's trust store, when not empty
         long maximumHostConnections = 8;
         std::uint64_t maximumBodyBytes = 512ULL << 20; // of an answer that is kept in memory
     };

@@ -1,9 +1,13 @@
 #include "Platform/json/JSON.h"
 
+#include "Platform/json/LargeIntegers.h"
+#include "Platform/text/Text.h"
+
 #include <simdjson.h>
 
 #include <algorithm>
 #include <cmath>
+#include <numeric>
 
 namespace quorvel::json {
 
@@ -20,7 +24,9 @@ struct Frame {
 
     [[nodiscard]] std::string path() const {
         if (!parent) return "$";
-        return parent->path() + (key.data() ? "." + std::string(key) : "[" + std::to_string(index) + "]");
+        std::string text = parent->path();
+        if (key.data()) return text.append(".").append(escapeControls(key));
+        return text.append("[").append(std::to_string(index)).append("]");
     }
 };
 
@@ -38,6 +44,39 @@ template <typename Result>
 auto require(Result result, const Reader& reader, const char* problem) {
     if (result.error()) throw JSONError(reader.frame.path(), problem);
     return result.value_unsafe();
+}
+
+// A quick no for the usual, small object.
+bool mayHoldDuplicates(const JSONValue::Object& members) {
+    if (members.size() > 16) return true;
+    for (auto member = members.begin(); member != members.end(); ++member)
+        for (auto earlier = members.begin(); earlier != member; ++earlier)
+            if (earlier->first == member->first) return true;
+    return false;
+}
+
+// Keeps the last value of members that share a name, at the place of the first.
+void mergeDuplicates(JSONValue::Object& members) {
+    if (!mayHoldDuplicates(members)) return;
+    std::vector<std::size_t> order(members.size());
+    std::iota(order.begin(), order.end(), std::size_t{0});
+    std::ranges::stable_sort(order, {},
+                             [&](std::size_t at) -> std::string_view { return members[at].first; });
+    std::vector<bool> superfluous(members.size());
+    bool found = false;
+    for (std::size_t at = 1, first = 0; at < order.size(); ++at) {
+        if (members[order[at]].first != members[order[first]].first) {
+            first = at;
+            continue;
+        }
+        members[order[first]].second = std::move(members[order[at]].second);
+        superfluous[order[at]] = found = true;
+    }
+    if (!found) return;
+    std::size_t kept = 0;
+    for (std::size_t at = 0; at < members.size(); ++at)
+        if (!superfluous[at]) std::swap(members[kept++], members[at]);
+    members.erase(members.begin() + static_cast<std::ptrdiff_t>(kept), members.end());
 }
 
 void fill(const dom::element& element, JSONValue& value) {
@@ -73,6 +112,7 @@ void fill(const dom::element& element, JSONValue& value) {
         JSONValue::Object members;
         for (const auto member : source)
             fill(member.value, members.emplace_back(std::string(member.key), JSONValue{}).second);
+        mergeDuplicates(members);
         value.value = std::move(members);
         break;
     }
@@ -119,8 +159,8 @@ std::int64_t readInteger(Reader& reader, std::int64_t minimum, std::int64_t maxi
     } else {
         constexpr double exact = 9007199254740992.0; // 2^53: beyond it a double is no certain integer
         const double number = require(reader.value.get_double(), reader, "expected an integer");
-        if (!(std::fabs(number) <= exact) || number != std::floor(number))
-            throw JSONError(reader.frame.path(), "expected an integer");
+        if (number != std::floor(number)) throw JSONError(reader.frame.path(), "expected an integer");
+        if (std::fabs(number) > exact) throw JSONError(reader.frame.path(), "integer out of range");
         value = static_cast<std::int64_t>(number);
     }
     if (value < minimum || value > maximum) throw JSONError(reader.frame.path(), "integer out of range");
@@ -192,63 +232,27 @@ void readRecord(Reader& reader, void* target, const Record& record) {
 }
 
 void failUnknownRawValue(Reader& reader, std::string_view raw) {
-    throw JSONError(reader.frame.path(), "unknown value \"" + std::string(raw.substr(0, 60)) + "\"");
-}
-
-void writeRecord(Writer& writer, const void* object, const Record& record) {
-    std::vector<const Field*> order;
-    order.reserve(record.fields.size());
-    for (const Field& field : record.fields)
-        order.push_back(&field);
-    if (writer.sortsKeys()) std::ranges::sort(order, {}, [](const Field* field) { return field->name; });
-    writer.begin('{');
-    for (const Field* field : order) {
-        const void* member = field->member(const_cast<void*>(object));
-        if (field->type->hasValue && !field->type->hasValue(member)) continue;
-        writer.key(field->name);
-        field->type->write(writer, member);
-    }
-    writer.end('}');
-}
-
-void writeValue(Writer& writer, const JSONValue& value) {
-    struct Visitor {
-        Writer& writer;
-        void operator()(std::nullptr_t) const { writer.null(); }
-        void operator()(bool boolean) const { writer.boolean(boolean); }
-        void operator()(std::int64_t integer) const { writer.integer(integer); }
-        void operator()(double number) const { writer.number(number); }
-        void operator()(const std::string& text) const { writer.string(text); }
-        void operator()(const JSONValue::Array& items) const {
-            writer.begin('[');
-            for (const JSONValue& item : items) {
-                writer.item();
-                writeValue(writer, item);
-            }
-            writer.end(']');
-        }
-        void operator()(const JSONValue::Object& members) const {
-            std::vector<const JSONValue::Object::value_type*> order;
-            for (const auto& member : members)
-                order.push_back(&member);
-            if (writer.sortsKeys())
-                std::ranges::sort(order, {}, [](const auto* member) { return member->first; });
-            writer.begin('{');
-            for (const auto* member : order) {
-                writer.key(member->first);
-                writeValue(writer, member->second);
-            }
-            writer.end('}');
-        }
-    };
-    std::visit(Visitor{writer}, value.value);
+    std::string problem = "unknown value \"";
+    problem.append(escapeControls(graphemePrefix(raw, 60))).append("\"");
+    throw JSONError(reader.frame.path(), problem);
 }
 
 void decodeText(std::string_view text, void* object, const Type& type) {
     thread_local dom::parser parser;
+    // A parser takes many times the room of the text, and keeps it for the next one.
+    struct Trim {
+        ~Trim() {
+            if (parser.capacity() > std::size_t{4} << 20) parser = dom::parser();
+        }
+    } const trim;
+    if (text.starts_with("\xEF\xBB\xBF")) text.remove_prefix(3);
     dom::element root;
-    if (const auto error = parser.parse(text.data(), text.size()).get(root))
-        throw JSONError("$", simdjson::error_message(error));
+    auto error = parser.parse(text.data(), text.size()).get(root);
+    if (error) {
+        if (const auto adapted = withLargeIntegersAsDoubles(text))
+            error = parser.parse(adapted->data(), adapted->size()).get(root);
+    }
+    if (error) throw JSONError("$", simdjson::error_message(error));
     Reader reader{root, {}};
     type.read(reader, object);
 }

@@ -1,5 +1,9 @@
 #include "Platform/json/JSONWriter.h"
 
+#include "Platform/json/JSONFields.h"
+#include "Platform/text/Text.h"
+
+#include <algorithm>
 #include <array>
 #include <charconv>
 #include <cmath>
@@ -52,9 +56,11 @@ void Writer::number(double value) {
     const auto result = std::to_chars(digits.data(), digits.data() + digits.size(), value,
                                       exponent ? std::chars_format::scientific : std::chars_format::fixed);
     text_.append(digits.data(), result.ptr);
+    if (value == 0 && std::signbit(value)) text_ += ".0"; // "-0" would be read as the integer 0
 }
 
 void Writer::string(std::string_view value) {
+    if (!isValidUTF8(value)) return string(repairUTF8(value)); // else no reader would take the document
     const auto isPlain = [](char character) {
         return static_cast<unsigned char>(character) >= 0x20 && character != '"' && character != '\\';
     };
@@ -91,6 +97,55 @@ void Writer::string(std::string_view value) {
     }
     text_.append(value, start);
     text_.push_back('"');
+}
+
+void writeRecord(Writer& writer, const void* object, const Record& record) {
+    std::vector<const Field*> order;
+    order.reserve(record.fields.size());
+    for (const Field& field : record.fields)
+        order.push_back(&field);
+    if (writer.sortsKeys()) std::ranges::sort(order, {}, [](const Field* field) { return field->name; });
+    writer.begin('{');
+    for (const Field* field : order) {
+        const void* member = field->member(const_cast<void*>(object));
+        if (field->type->hasValue && !field->type->hasValue(member)) continue;
+        writer.key(field->name);
+        field->type->write(writer, member);
+    }
+    writer.end('}');
+}
+
+void writeValue(Writer& writer, const JSONValue& value) {
+    struct Visitor {
+        Writer& writer;
+        void operator()(std::nullptr_t) const { writer.null(); }
+        void operator()(bool boolean) const { writer.boolean(boolean); }
+        void operator()(std::int64_t integer) const { writer.integer(integer); }
+        void operator()(double number) const { writer.number(number); }
+        void operator()(const std::string& text) const { writer.string(text); }
+        void operator()(const JSONValue::Array& items) const {
+            writer.begin('[');
+            for (const JSONValue& item : items) {
+                writer.item();
+                writeValue(writer, item);
+            }
+            writer.end(']');
+        }
+        void operator()(const JSONValue::Object& members) const {
+            std::vector<const JSONValue::Object::value_type*> order;
+            for (const auto& member : members)
+                order.push_back(&member);
+            if (writer.sortsKeys())
+                std::ranges::sort(order, {}, [](const auto* member) { return member->first; });
+            writer.begin('{');
+            for (const auto* member : order) {
+                writer.key(member->first);
+                writeValue(writer, member->second);
+            }
+            writer.end('}');
+        }
+    };
+    std::visit(Visitor{writer}, value.value);
 }
 
 } // namespace quorvel::json

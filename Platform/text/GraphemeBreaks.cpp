@@ -3,9 +3,6 @@
 #include <unicode/uchar.h>
 #include <unicode/uscript.h>
 
-#include <array>
-#include <atomic>
-
 namespace quorvel {
 
 namespace {
@@ -41,7 +38,25 @@ GraphemeClass classOfOther(UChar32 character) {
     return GraphemeClass::plain;
 }
 
-GraphemeClass lookUp(UChar32 character) {
+bool isControl(GraphemeClass value) {
+    return value == GraphemeClass::carriageReturn || value == GraphemeClass::lineFeed ||
+           value == GraphemeClass::control;
+}
+
+// Hangul syllables.
+bool isSyllable(GraphemeClass before, GraphemeClass next) {
+    using enum GraphemeClass;
+    if (before == leading)
+        return next == leading || next == vowel || next == leadingVowel || next == leadingVowelTrailing;
+    if (before == leadingVowel || before == vowel) return next == vowel || next == trailing;
+    if (before == leadingVowelTrailing || before == trailing) return next == trailing;
+    return false;
+}
+
+} // namespace
+
+GraphemeClass lookUpGraphemeClass(char32_t codePoint) {
+    const auto character = static_cast<UChar32>(codePoint);
     switch (u_getIntPropertyValue(character, UCHAR_GRAPHEME_CLUSTER_BREAK)) {
     case U_GCB_CR:
         return GraphemeClass::carriageReturn;
@@ -72,37 +87,6 @@ GraphemeClass lookUp(UChar32 character) {
     default:
         return classOfOther(character);
     }
-}
-
-bool isControl(GraphemeClass value) {
-    return value == GraphemeClass::carriageReturn || value == GraphemeClass::lineFeed ||
-           value == GraphemeClass::control;
-}
-
-// Hangul syllables.
-bool isSyllable(GraphemeClass before, GraphemeClass next) {
-    using enum GraphemeClass;
-    if (before == leading)
-        return next == leading || next == vowel || next == leadingVowel || next == leadingVowelTrailing;
-    if (before == leadingVowel || before == vowel) return next == vowel || next == trailing;
-    if (before == leadingVowelTrailing || before == trailing) return next == trailing;
-    return false;
-}
-
-} // namespace
-
-GraphemeClass graphemeClass(char32_t codePoint) {
-    // The first two planes hold nearly every character in use. Each entry is found out when it is first
-    // needed: threads that race for one write the same value.
-    static std::array<std::atomic<GraphemeClass>, 0x20000> known{};
-    if (codePoint >= known.size()) return lookUp(static_cast<UChar32>(codePoint));
-    auto& entry = known[codePoint];
-    GraphemeClass found = entry.load(std::memory_order_relaxed);
-    if (found == GraphemeClass::unknown) {
-        found = lookUp(static_cast<UChar32>(codePoint));
-        entry.store(found, std::memory_order_relaxed);
-    }
-    return found;
 }
 
 bool GraphemeBreaks::joins(GraphemeClass next) const {
@@ -143,12 +127,6 @@ void GraphemeBreaks::remember(GraphemeClass next) {
 
     oddRegionals_ = next == regional && !oddRegionals_;
     previous_ = next;
-}
-
-bool GraphemeBreaks::beginsCluster(GraphemeClass next) {
-    const bool joined = joins(next);
-    remember(next);
-    return !joined;
 }
 
 } // namespace quorvel

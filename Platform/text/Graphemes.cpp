@@ -3,32 +3,51 @@
 #include "Platform/text/UTF8.h"
 
 #include <algorithm>
-#include <cstring>
 
 namespace quorvel {
 
 namespace {
 
-// The length of the run of ASCII at the start of `text`.
-std::size_t asciiRun(std::string_view text) {
-    constexpr std::uint64_t highBits = 0x8080808080808080;
-    std::size_t at = 0;
-    for (; at + 32 <= text.size(); at += 32) {
-        std::uint64_t words[4];
-        std::memcpy(words, text.data() + at, sizeof words);
-        if (((words[0] | words[1] | words[2] | words[3]) & highBits) != 0) break;
+bool isSimpleASCII(char character) {
+    return static_cast<std::uint8_t>(character) < 0x80 && character != '\r';
+}
+
+// The end of the run of ASCII without carriage returns at `at`.
+std::size_t endOfSimpleASCII(std::string_view text, std::size_t at) {
+    constexpr std::size_t step = 32;
+    for (; text.size() - at >= step; at += step) {
+        std::uint8_t other = 0;
+        for (std::size_t index = 0; index < step; ++index) {
+            const auto byte = static_cast<std::uint8_t>(text[at + index]);
+            other |= static_cast<std::uint8_t>((byte & 0x80) | (byte == '\r'));
+        }
+        if (other != 0) break;
     }
-    while (at < text.size() && static_cast<std::uint8_t>(text[at]) < 0x80)
+    while (at < text.size() && isSimpleASCII(text[at]))
         ++at;
     return at;
 }
 
-// In ASCII only a carriage return and its line feed share a cluster.
-std::size_t asciiCount(std::string_view text) {
-    std::size_t pairs = 0;
-    for (std::size_t at = 1; at < text.size(); ++at)
-        pairs += static_cast<std::size_t>((text[at - 1] == '\r') & (text[at] == '\n'));
-    return text.size() - pairs;
+// Passes over characters that each begin a cluster whatever stands beside them in the run; how many.
+std::size_t passSimpleRun(std::string_view text, std::size_t& at, GraphemeBreaks& breaks) {
+    std::size_t count = 0;
+    GraphemeClass last = GraphemeClass::unknown;
+    while (at < text.size()) {
+        if (isSimpleASCII(text[at])) {
+            const std::size_t end = endOfSimpleASCII(text, at);
+            count += end - at;
+            at = end;
+            last = graphemeClass(static_cast<std::uint8_t>(text[at - 1]));
+            continue;
+        }
+        const CodePoint next = decodeUTF8(text, at);
+        if (graphemeClass(next.value) != GraphemeClass::plain) break;
+        last = GraphemeClass::plain;
+        at += next.size;
+        ++count;
+    }
+    if (count > 0) breaks.passSimpleRun(last);
+    return count;
 }
 
 } // namespace
@@ -37,17 +56,8 @@ std::size_t graphemeCount(std::string_view text) {
     GraphemeBreaks breaks;
     std::size_t count = 0;
     for (std::size_t at = 0; at < text.size();) {
-        // The last character of a run may be joined by what follows, the first by what came before.
-        if (const std::size_t run = asciiRun(text.substr(at)); run > 2) {
-            count += breaks.beginsCluster(graphemeClass(static_cast<std::uint8_t>(text[at]))) ? 1 : 0;
-            count += asciiCount(text.substr(at, run)) - 1;
-            static_cast<void>(
-                breaks.beginsCluster(graphemeClass(static_cast<std::uint8_t>(text[at + run - 2]))));
-            static_cast<void>(
-                breaks.beginsCluster(graphemeClass(static_cast<std::uint8_t>(text[at + run - 1]))));
-            at += run;
-            continue;
-        }
+        if (breaks.isBeforeSimpleRun()) count += passSimpleRun(text, at, breaks);
+        if (at == text.size()) break;
         const CodePoint next = decodeUTF8(text, at);
         count += breaks.beginsCluster(graphemeClass(next.value)) ? 1 : 0;
         at += next.size;

@@ -44,18 +44,15 @@ void appendEscape(std::string& result, CodePoint codePoint, char byte) {
         result.push_back(digits[value >> shift & 15]);
 }
 
-bool isWide(char32_t value) {
-    const int width = u_getIntPropertyValue(static_cast<UChar32>(value), UCHAR_EAST_ASIAN_WIDTH);
-    return width == U_EA_WIDE || width == U_EA_FULLWIDTH;
-}
-
 std::size_t cellsOf(char32_t value, GraphemeClass kind) {
     using enum GraphemeClass;
+    const int width = u_getIntPropertyValue(static_cast<UChar32>(value), UCHAR_EAST_ASIAN_WIDTH);
     switch (kind) {
+    case extend:
+        return width == U_EA_HALFWIDTH ? 1 : 0; // the voiced sound marks of half-width kana have a cell
     case carriageReturn:
     case lineFeed:
     case control:
-    case extend:
     case extendMark:
     case virama:
     case joiner:
@@ -64,7 +61,7 @@ std::size_t cellsOf(char32_t value, GraphemeClass kind) {
     case trailing:
         return 0;
     default:
-        return isWide(value) ? 2 : 1;
+        return width == U_EA_WIDE || width == U_EA_FULLWIDTH ? 2 : 1;
     }
 }
 
@@ -91,12 +88,26 @@ std::size_t codePointCount(std::string_view text) {
 }
 
 bool isValidUTF8(std::string_view text) {
-    for (std::size_t at = 0; at < text.size();) {
+    for (std::size_t at = asciiRun(text); at < text.size(); at += asciiRun(text.substr(at))) {
         const CodePoint next = decodeUTF8(text, at);
         if (!next.isWellFormed) return false;
         at += next.size;
     }
     return true;
+}
+
+std::string repairUTF8(std::string_view text) {
+    std::string result;
+    result.reserve(text.size());
+    for (std::size_t at = 0; at < text.size();) {
+        const CodePoint next = decodeUTF8(text, at);
+        if (next.isWellFormed)
+            result.append(text, at, next.size);
+        else
+            result += "\xEF\xBF\xBD";
+        at += next.size;
+    }
+    return result;
 }
 
 std::string_view trim(std::string_view text) {

@@ -20,6 +20,8 @@ namespace quorvel {
 
 [[nodiscard]] std::size_t codePointCount(std::string_view text);
 [[nodiscard]] bool isValidUTF8(std::string_view text);
+/// `text` with U+FFFD for each ill-formed byte.
+[[nodiscard]] std::string repairUTF8(std::string_view text);
 
 /// `text` without white space and line breaks (Unicode's White_Space) at both ends.
 [[nodiscard]] std::string_view trim(std::string_view text);

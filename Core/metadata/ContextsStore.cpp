@@ -1,0 +1,28 @@
+#include "Core/metadata/ContextsStore.h"
+
+#include "Platform/files/Files.h"
+
+namespace quorvel {
+
+ContextsStore::ContextsStore(MetadataFolder appFolder, Clock clock)
+    : folder_(std::move(appFolder)), clock_(std::move(clock)) {}
+
+std::optional<PersistedContexts> ContextsStore::load() const {
+    try {
+        const auto text = readFile(folder_.contextsFile());
+        return text ? std::optional(decodeJSON<PersistedContexts>(*text)) : std::nullopt;
+    } catch (const std::exception& error) {
+        // The file is only a memory of the last pull; the next one writes it anew.
+        logger_.warning(error.what());
+        return std::nullopt;
+    }
+}
+
+void ContextsStore::save(const std::vector<PlatformContext>& contexts,
+                         const std::optional<std::string>& selectedContextId) const {
+    createFolders(folder_.privateFolder());
+    const PersistedContexts persisted{clock_(), contexts, selectedContextId};
+    writeFileAtomically(folder_.contextsFile(), encodeJSON(persisted, JSONFormat::stateFile()));
+}
+
+} // namespace quorvel

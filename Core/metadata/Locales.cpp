@@ -1,0 +1,76 @@
+#include "Core/metadata/Locales.h"
+
+#include "Platform/text/Text.h"
+
+#include <algorithm>
+#include <array>
+#include <string>
+#include <utility>
+
+namespace quorvel {
+
+namespace {
+
+constexpr std::array<std::string_view, 50> locales = {
+    "ar-SA", "bn",    "ca",    "cs", "da",    "de-DE", "el", "en-AU", "en-CA",   "en-GB",
+    "en-US", "es-ES", "es-MX", "fi", "fr-CA", "fr-FR", "gu", "he",    "hi",      "hr",
+    "hu",    "id",    "it",    "ja", "kn",    "ko",    "ml", "mr",    "ms",      "nl-NL",
+    "no",    "or",    "pa",    "pl", "pt-BR", "pt-PT", "ro", "ru",    "sk",      "sl",
+    "sv",    "ta",    "te",    "th", "tr",    "uk",    "ur", "vi",    "zh-Hans", "zh-Hant"};
+static_assert(std::ranges::is_sorted(locales));
+
+// The languages that joined last are seen with and without a region; both are taken as they are.
+constexpr std::array<std::string_view, 11> withRegion = {"bn-BD", "gu-IN", "kn-IN", "ml-IN", "mr-IN", "or-IN",
+                                                         "pa-IN", "sl-SI", "ta-IN", "te-IN", "ur-PK"};
+static_assert(std::ranges::is_sorted(withRegion));
+
+// What people write for a locale that is spelled otherwise, in lower case; also the default of languages
+// that have several.
+constexpr std::pair<std::string_view, std::string_view> otherSpellings[] = {
+    {"zh-cn", "zh-Hans"}, {"zh-sg", "zh-Hans"}, {"zh", "zh-Hans"},    {"zh-hans", "zh-Hans"},
+    {"zh-tw", "zh-Hant"}, {"zh-hk", "zh-Hant"}, {"zh-mo", "zh-Hant"}, {"zh-hant", "zh-Hant"},
+    {"en", "en-US"},      {"es", "es-ES"},      {"fr", "fr-FR"},      {"pt", "pt-PT"},
+    {"nb", "no"},         {"nn", "no"},         {"iw", "he"},         {"in", "id"},
+    {"es-419", "es-MX"},  {"cmn", "zh-Hans"},   {"fil", ""},          {"tl", ""}};
+
+std::string normalised(std::string_view code) {
+    std::string lower = asciiLowercase(code);
+    std::ranges::replace(lower, '_', '-');
+    return lower;
+}
+
+std::string_view languageOf(std::string_view code) {
+    return code.substr(0, code.find('-'));
+}
+
+std::optional<std::string_view> spelledOtherwise(std::string_view code) {
+    for (const auto& [spelling, locale] : otherSpellings)
+        if (spelling == code && !locale.empty()) return locale;
+    return std::nullopt;
+}
+
+} // namespace
+
+std::span<const std::string_view> appStoreLocales() {
+    return locales;
+}
+
+bool isAppStoreLocale(std::string_view code) {
+    return std::ranges::binary_search(locales, code) || std::ranges::binary_search(withRegion, code);
+}
+
+std::optional<std::string_view> nearestAppStoreLocale(std::string_view code) {
+    const std::string wanted = normalised(code);
+    for (const std::string_view locale : locales)
+        if (asciiLowercase(locale) == wanted) return locale;
+    // "zh-Hant-TW" is told by its script, "en-NZ" by its language.
+    for (std::string_view shorter = wanted; !shorter.empty();
+         shorter = shorter.substr(
+             0, shorter.find_last_of('-') == std::string_view::npos ? 0 : shorter.find_last_of('-')))
+        if (const auto locale = spelledOtherwise(shorter)) return locale;
+    for (const std::string_view locale : locales)
+        if (languageOf(locale) == languageOf(wanted)) return locale;
+    return std::nullopt;
+}
+
+} // namespace quorvel

@@ -1,0 +1,56 @@
+// Writes the fields of one localization to App Store Connect, making the localization when it is missing.
+#pragma once
+
+#include "Core/asc/ASCClientProtocol.h"
+#include "Core/metadata/FieldTexts.h"
+
+#include <map>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+namespace quorvel {
+
+/// Locale → id of the localization.
+using LocalizationIDs = std::map<std::string, std::string, std::less<>>;
+
+/// The localizations of a version or of an app info.
+[[nodiscard]] LocalizationIDs listLocalizations(const ASCClientProtocol& client, FieldHome home,
+                                                std::string_view parentID);
+
+class LocalizationWriter {
+  public:
+    /// A field and the text to send for it.
+    using Value = std::pair<FieldType, std::string>;
+
+    struct Target {
+        FieldHome home = FieldHome::versionLocalization;
+        std::string parentID; // of the version or of the app info
+        std::string locale;
+        std::optional<std::string> id; // none: the localization does not exist yet
+        // What an app info localization is created with when its name is not among the values.
+        std::optional<std::string> fallbackName;
+    };
+    struct Result {
+        std::map<FieldType, std::string> failures; // field → error text; all others were taken
+        std::optional<std::string> sentName;       // the fallback name, when it was taken
+    };
+
+    LocalizationWriter(const ASCClientProtocol& client, Target target);
+
+    /// Sends all values in one request; when that is refused for what it holds, each in a request of its own.
+    /// Throws only `CancellationError`.
+    [[nodiscard]] Result write(std::vector<Value> values);
+
+  private:
+    void send(const std::vector<Value>& values);
+    void create(std::vector<Value> values);
+
+    const ASCClientProtocol& client_;
+    Target target_;
+    std::optional<std::string> sentName_;
+};
+
+} // namespace quorvel

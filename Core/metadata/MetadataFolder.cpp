@@ -1,0 +1,35 @@
+#include "Core/metadata/MetadataFolder.h"
+
+#include "Core/metadata/MetadataError.h"
+#include "Platform/files/Files.h"
+
+namespace quorvel {
+
+MetadataFolder MetadataFolder::contextFolder(const ContextID& context) const {
+    return {rootURL / platformFolderName(context.platform) / slotName(context.stateClass)};
+}
+
+MetadataFolder MetadataFolder::platformFolder(ASCPlatform platform) const {
+    return platform == ASCPlatform::iOS ? *this : MetadataFolder{rootURL / platformFolderName(platform)};
+}
+
+std::filesystem::path MetadataFolder::textsFolder(TextSide side) const {
+    return side == TextSide::local ? rootURL : privateFolder() / "asc";
+}
+
+std::filesystem::path MetadataFolder::localeFolder(std::string_view locale, TextSide side) const {
+    if (!isSafeName(locale)) throw MetadataError::unsafeLocale(locale);
+    return textsFolder(side) / locale;
+}
+
+std::filesystem::path MetadataFolder::fieldFile(std::string_view locale, FieldType field,
+                                                TextSide side) const {
+    return localeFolder(locale, side) / fileNameOf(field);
+}
+
+MetadataFolder defaultAppFolder(const Home& home, std::string_view slug) {
+    if (!isSafeName(slug)) throw MetadataError::unsafeName("app name", slug);
+    return {home.documents() / "Brevant" / slug};
+}
+
+} // namespace quorvel

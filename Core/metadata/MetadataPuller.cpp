@@ -1,0 +1,132 @@
+#include "Core/metadata/MetadataPuller.h"
+
+#include "Core/metadata/ContextsStore.h"
+#include "Core/metadata/PullWriter.h"
+#include "Platform/files/Files.h"
+#include "Platform/task/Task.h"
+
+#include <fmt/format.h>
+#include <fmt/ranges.h>
+
+#include <algorithm>
+#include <functional>
+
+namespace quorvel {
+
+namespace {
+
+using AppInfo = ASCResource<AppInfoAttributes>;
+
+void runTogether(const std::vector<std::function<void()>>& jobs) {
+    parallelForEach(jobs, jobs.size(), [](const std::function<void()>& job) { job(); });
+}
+
+// How well an app info in this state belongs to a version of this slot.
+int fitness(const AppInfo& info, AppStoreVersionStateClass stateClass) {
+    const std::string state = info.attributes.appStoreState.value_or("");
+    if (state.starts_with("REPLACED_WITH_NEW")) return 0;
+    if (stateClassOf(state) != stateClass) return 1;
+    return stateClass == AppStoreVersionStateClass::editable && isEditableState(state) ? 3 : 2;
+}
+
+IncomingTexts textsOf(const ASCList<AppInfoLocalizationAttributes>& localizations) {
+    IncomingTexts incoming{FieldHome::appInfoLocalization, {}};
+    for (const auto& [id, type, attributes] : localizations) {
+        FieldTexts& texts = incoming.locales[attributes.locale];
+        texts[FieldType::name] = attributes.name.value_or("");
+        texts[FieldType::subtitle] = attributes.subtitle.value_or("");
+    }
+    return incoming;
+}
+
+IncomingTexts textsOf(const ASCList<AppStoreVersionLocalizationAttributes>& localizations) {
+    IncomingTexts incoming{FieldHome::versionLocalization, {}};
+    for (const auto& [id, type, attributes] : localizations) {
+        FieldTexts& texts = incoming.locales[attributes.locale];
+        texts[FieldType::description] = attributes.description.value_or("");
+        texts[FieldType::promotionalText] = attributes.promotionalText.value_or("");
+        texts[FieldType::releaseNotes] = attributes.whatsNew.value_or("");
+        texts[FieldType::keywords] = attributes.keywords.value_or("");
+    }
+    return incoming;
+}
+
+PullResult write(const PlatformContext& context, const std::optional<AppInfo>& info,
+                 const std::vector<IncomingTexts>& incoming, const MetadataFolder& folder, LocalEdits edits,
+                 Date moment) {
+    PullResult result = writePulledTexts(MetadataStore(folder), incoming, edits, moment);
+    result.summary.versionString = context.versionString;
+    result.summary.appStoreState = context.appStoreState;
+    if (info)
+        result.summary.appInfoState = info->attributes.appStoreState;
+    else
+        result.summary.warnings.insert(result.summary.warnings.begin(),
+                                       "No editable AppInfo found — name and subtitle were not pulled.");
+    return result;
+}
+
+} // namespace
+
+std::optional<AppInfo> chooseAppInfo(const ASCList<AppInfoAttributes>& appInfos,
+                                     AppStoreVersionStateClass stateClass) {
+    const auto best = std::ranges::max_element(
+        appInfos, {}, [&](const AppInfo& info) { return fitness(info, stateClass); });
+    return best == appInfos.end() ? std::nullopt : std::optional(*best);
+}
+
+MetadataPuller::MetadataPuller(const ASCClientProtocol& client, Clock clock)
+    : client_(client), clock_(std::move(clock)) {}
+
+AppDiscovery MetadataPuller::discover(std::string_view appID) const {
+    AppDiscovery discovery;
+    runTogether({[&] { discovery.contexts = contextsOf(client_.listAppStoreVersions(appID)); },
+                 [&] { discovery.appInfos = client_.listAppInfos(appID); }});
+    return discovery;
+}
+
+PullResult MetadataPuller::pull(const ASCList<AppInfoAttributes>& appInfos, const PlatformContext& context,
+                                const MetadataFolder& contextFolder, LocalEdits edits) const {
+    const auto info = chooseAppInfo(appInfos, context.stateClass);
+    std::vector<IncomingTexts> incoming(info ? 2 : 1);
+    std::vector<std::function<void()>> lists = {
+        [&] { incoming[0] = textsOf(client_.listVersionLocalizations(context.versionId)); }};
+    if (info) lists.emplace_back([&] { incoming[1] = textsOf(client_.listAppInfoLocalizations(info->id)); });
+    runTogether(lists);
+    return write(context, info, incoming, contextFolder, edits, clock_());
+}
+
+PullResult MetadataPuller::pull(std::string_view appID, const PlatformContext& context,
+                                const MetadataFolder& contextFolder, LocalEdits edits) const {
+    std::optional<AppInfo> info;
+    std::vector<IncomingTexts> incoming(1);
+    runTogether({[&] { incoming[0] = textsOf(client_.listVersionLocalizations(context.versionId)); },
+                 [&] { info = chooseAppInfo(client_.listAppInfos(appID), context.stateClass); }});
+    if (info) incoming.push_back(textsOf(client_.listAppInfoLocalizations(info->id)));
+    return write(context, info, incoming, contextFolder, edits, clock_());
+}
+
+PullResult pullApp(const ASCClientProtocol& client, const Clock& clock, std::string_view appID,
+                   const MetadataFolder& appFolder, const std::optional<std::string>& wanted,
+                   LocalEdits edits) {
+    const ContextsStore store(appFolder, clock);
+    const auto persisted = store.load();
+    const auto selected = persisted ? persisted->selectedContextId : std::nullopt;
+
+    const MetadataPuller puller(client, clock);
+    const AppDiscovery found = puller.discover(appID);
+    const auto context = chooseContext(found.contexts, wanted ? wanted : selected);
+    if (!context) throw MetadataError::noVersions();
+    if (wanted && context->id() != *wanted) {
+        std::vector<std::string> known;
+        std::ranges::transform(found.contexts, std::back_inserter(known), &PlatformContext::id);
+        throw MetadataError::unknownContext(*wanted, fmt::format("{}", fmt::join(known, ", ")));
+    }
+    PullResult result =
+        puller.pull(found.appInfos, *context, appFolder.contextFolder(context->contextID()), edits);
+    const auto stillThere =
+        std::ranges::find(found.contexts, selected, [](const auto& one) { return std::optional(one.id()); });
+    store.save(found.contexts, stillThere == found.contexts.end() ? context->id() : selected);
+    return result;
+}
+
+} // namespace quorvel

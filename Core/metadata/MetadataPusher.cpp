@@ -1,0 +1,197 @@
+#include "Core/metadata/MetadataPusher.h"
+
+#include "Core/metadata/LocalizationWriter.h"
+#include "Core/metadata/MetadataPuller.h"
+#include "Platform/task/Task.h"
+#include "Platform/text/Text.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <functional>
+#include <mutex>
+
+namespace quorvel {
+
+namespace {
+
+// More at once earns random refusals from App Store Connect.
+constexpr std::size_t requestsAtOnce = 6;
+constexpr std::string_view noAppInfo =
+    "ASC has no AppInfo for this app — name and subtitle cannot be created. "
+    "Add a localization in ASC web UI first.";
+
+// The changes of one localization, by their places in the list given.
+struct Job {
+    std::string locale;
+    FieldHome home = FieldHome::versionLocalization;
+    std::vector<std::size_t> changes;
+};
+
+// The localizations that exist; no app info: the app has none.
+struct Resolution {
+    LocalizationIDs versionLocalizations;
+    std::optional<std::string> appInfoID;
+    LocalizationIDs appInfoLocalizations;
+};
+
+std::vector<Job> jobsOf(const std::vector<PendingChange>& changes) {
+    std::vector<Job> jobs;
+    for (std::size_t index = 0; index < changes.size(); ++index) {
+        const FieldHome home = homeOf(changes[index].field);
+        auto job = std::ranges::find_if(
+            jobs, [&](const Job& one) { return one.locale == changes[index].locale && one.home == home; });
+        if (job == jobs.end()) job = jobs.insert(job, {changes[index].locale, home, {}});
+        job->changes.push_back(index);
+    }
+    return jobs;
+}
+
+Resolution resolve(const ASCClientProtocol& client, std::string_view appID, const PlatformContext& context,
+                   const std::vector<Job>& jobs) {
+    Resolution resolution;
+    std::vector<std::function<void()>> lists;
+    const auto isNeeded = [&](FieldHome home) {
+        return std::ranges::find(jobs, home, &Job::home) != jobs.end();
+    };
+    if (isNeeded(FieldHome::versionLocalization))
+        lists.emplace_back([&] {
+            resolution.versionLocalizations =
+                listLocalizations(client, FieldHome::versionLocalization, context.versionId);
+        });
+    if (isNeeded(FieldHome::appInfoLocalization))
+        lists.emplace_back([&] {
+            const auto info = chooseAppInfo(client.listAppInfos(appID), context.stateClass);
+            if (!info) return;
+            resolution.appInfoID = info->id;
+            resolution.appInfoLocalizations =
+                listLocalizations(client, FieldHome::appInfoLocalization, info->id);
+        });
+    parallelForEach(lists, lists.size(), [](const std::function<void()>& list) { list(); });
+    return resolution;
+}
+
+// Sends one job and tells the outcome of each of its changes.
+class JobRunner {
+  public:
+    JobRunner(const ASCClientProtocol& client, const MetadataStore& store, const PlatformContext& context,
+              const Resolution& resolution, const std::vector<PendingChange>& changes)
+        : client_(client), store_(store), context_(context), resolution_(resolution), changes_(changes) {}
+
+    [[nodiscard]] LocalizationWriter::Result run(const Job& job) const {
+        LocalizationWriter::Result result;
+        if (job.home == FieldHome::appInfoLocalization && !resolution_.appInfoID) {
+            for (const std::size_t index : job.changes)
+                result.failures[changes_[index].field] = noAppInfo;
+            return result;
+        }
+        std::vector<LocalizationWriter::Value> values;
+        for (const std::size_t index : job.changes)
+            values.emplace_back(changes_[index].field, changes_[index].textToSend());
+        return LocalizationWriter(client_, targetOf(job)).write(std::move(values));
+    }
+
+  private:
+    [[nodiscard]] LocalizationWriter::Target targetOf(const Job& job) const {
+        const bool ofVersion = job.home == FieldHome::versionLocalization;
+        const auto& ids = ofVersion ? resolution_.versionLocalizations : resolution_.appInfoLocalizations;
+        const auto found = ids.find(job.locale);
+        LocalizationWriter::Target target{
+            job.home, ofVersion ? context_.versionId : *resolution_.appInfoID, job.locale, {}, {}};
+        if (found != ids.end())
+            target.id = found->second;
+        else if (!ofVersion)
+            target.fallbackName = localName(job.locale);
+        return target;
+    }
+
+    [[nodiscard]] std::optional<std::string> localName(const std::string& locale) const {
+        auto name = store_.read(locale, FieldType::name);
+        return name && !isBlank(*name) ? name : std::nullopt;
+    }
+
+    const ASCClientProtocol& client_;
+    const MetadataStore& store_;
+    const PlatformContext& context_;
+    const Resolution& resolution_;
+    const std::vector<PendingChange>& changes_;
+};
+
+// Takes every write for done, so that a plan is made by the very code that pushes.
+class RecordingClient : public ASCClientProtocol {
+  public:
+    [[nodiscard]] std::string exchange(const ASCRequest& request) const override {
+        requests.push_back({request.method, request.path, request.body.value_or("")});
+        return R"({"data":{"type":"planned","id":"planned","attributes":{"locale":""}}})";
+    }
+    mutable std::vector<PlannedRequest> requests;
+};
+
+void requireChangeable(const PlatformContext& context, const MetadataStore& store) {
+    if (!context.takesPushes()) throw MetadataError::readOnlyContext(context.appStoreState);
+    if (store.hasInterruptedPull()) throw MetadataError::interruptedPull(store.folder().rootURL);
+}
+
+// The change is on App Store Connect whatever becomes of its copy.
+std::optional<std::string> refreshCopy(const MetadataStore& store, const std::string& locale, FieldType field,
+                                       std::string_view text) {
+    try {
+        store.write(locale, field, text, TextSide::pulled);
+        return std::nullopt;
+    } catch (const std::exception& error) {
+        return fmt::format("Pushed, but the pulled copy could not be written, so the change is listed until "
+                           "the next pull: {}",
+                           error.what());
+    }
+}
+
+} // namespace
+
+MetadataPusher::MetadataPusher(const ASCClientProtocol& client, MetadataStore store)
+    : client_(client), store_(std::move(store)) {}
+
+std::vector<PushOutcome> MetadataPusher::push(std::string_view appID, const PlatformContext& context,
+                                              const std::vector<PendingChange>& changes,
+                                              const PushProgress& progress) const {
+    requireChangeable(context, store_);
+    const std::vector<Job> jobs = jobsOf(changes);
+    const Resolution resolution = resolve(client_, appID, context, jobs);
+    const JobRunner runner(client_, store_, context, resolution, changes);
+    std::vector<PushOutcome> outcomes(changes.size());
+    std::mutex mutex;
+    std::size_t done = 0;
+    if (progress) progress(done, jobs.size());
+    parallelForEach(jobs, requestsAtOnce, [&](const Job& job) {
+        const LocalizationWriter::Result result = runner.run(job);
+        for (const std::size_t index : job.changes) {
+            const PendingChange& change = changes[index];
+            const auto failure = result.failures.find(change.field);
+            if (failure != result.failures.end())
+                outcomes[index] = {change, false, failure->second};
+            else
+                outcomes[index] = {change, true,
+                                   refreshCopy(store_, job.locale, change.field, change.textToSend())};
+        }
+        if (result.sentName) (void)refreshCopy(store_, job.locale, FieldType::name, *result.sentName);
+        const std::lock_guard lock(mutex);
+        if (progress) progress(++done, jobs.size());
+    });
+    const auto failed = std::ranges::count(outcomes, false, &PushOutcome::success);
+    logger_.info(
+        fmt::format("Pushed {} changes in {} localizations, {} failed", changes.size(), jobs.size(), failed));
+    return outcomes;
+}
+
+std::vector<PlannedRequest> MetadataPusher::plan(std::string_view appID, const PlatformContext& context,
+                                                 const std::vector<PendingChange>& changes) const {
+    requireChangeable(context, store_);
+    const std::vector<Job> jobs = jobsOf(changes);
+    const Resolution resolution = resolve(client_, appID, context, jobs);
+    const RecordingClient recorder;
+    const JobRunner runner(recorder, store_, context, resolution, changes);
+    for (const Job& job : jobs)
+        (void)runner.run(job);
+    return recorder.requests;
+}
+
+} // namespace quorvel

@@ -1,0 +1,119 @@
+#include "Core/metadata/MetadataStore.h"
+
+#include "Core/metadata/TreeReader.h"
+#include "Platform/files/Files.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+
+namespace quorvel {
+
+namespace {
+
+std::filesystem::path pullMarker(const MetadataFolder& folder) {
+    return folder.privateFolder() / "pulling";
+}
+
+// A moment as a folder's name, such as "2026-03-01T12-30-00Z"; a later one of the same second has a number.
+std::string folderNameOf(Date moment, int attempt) {
+    std::string name = formatISO8601(moment);
+    std::ranges::replace(name, ':', '-');
+    return attempt == 1 ? name : fmt::format("{}-{}", name, attempt);
+}
+
+} // namespace
+
+MetadataStore::MetadataStore(MetadataFolder folder, Logger logger)
+    : folder_(std::move(folder)), logger_(std::move(logger)) {}
+
+std::optional<std::string> MetadataStore::read(std::string_view locale, FieldType field,
+                                               TextSide side) const {
+    return TreeReader(folder_, side).read(locale, field);
+}
+
+FieldTexts MetadataStore::readLocale(std::string_view locale, TextSide side) const {
+    return TreeReader(folder_, side).readLocale(locale);
+}
+
+LocaleTexts MetadataStore::readAll(TextSide side) const {
+    const TreeReader reader(folder_, side);
+    LocaleTexts all;
+    for (const std::string& locale : reader.locales())
+        all.emplace_hint(all.end(), locale, reader.readLocale(locale));
+    return all;
+}
+
+void MetadataStore::write(std::string_view locale, FieldType field, std::string_view text,
+                          TextSide side) const {
+    const std::filesystem::path file = checkedFile(locale, field, side);
+    createFolders(file.parent_path());
+    writeFileAtomically(file, text);
+}
+
+bool MetadataStore::remove(std::string_view locale, FieldType field, TextSide side) const {
+    const std::filesystem::path file = checkedFile(locale, field, side);
+    const bool removed = removeFile(file);
+    std::error_code notEmpty;
+    if (side == TextSide::pulled) std::filesystem::remove(file.parent_path(), notEmpty);
+    return removed;
+}
+
+bool MetadataStore::exists(std::string_view locale, FieldType field, TextSide side) const {
+    std::error_code unreachable;
+    return std::filesystem::exists(folder_.fieldFile(locale, field, side), unreachable);
+}
+
+std::vector<std::string> MetadataStore::localesOnDisk(TextSide side) const {
+    return TreeReader(folder_, side).locales();
+}
+
+void MetadataStore::createLocaleLocally(std::string_view locale) const {
+    createFolders(folder_.localeFolder(locale));
+    for (const FieldType field : allFieldTypes)
+        if (!exists(locale, field)) write(locale, field, "");
+    logger_.info(fmt::format("Created the files of locale {}", locale));
+}
+
+MetadataSnapshot MetadataStore::snapshot() const {
+    return MetadataSnapshot::of(readAll());
+}
+
+bool MetadataStore::hasInterruptedPull() const {
+    return std::filesystem::exists(pullMarker(folder_));
+}
+
+void MetadataStore::beginPull() const {
+    createFolders(folder_.privateFolder());
+    writeFileAtomically(pullMarker(folder_), "");
+}
+
+void MetadataStore::endPull() const {
+    removeFile(pullMarker(folder_));
+}
+
+std::filesystem::path MetadataStore::keepBeside(std::string_view locale, FieldType field,
+                                                std::string_view text, Date moment) const {
+    const std::filesystem::path name = folder_.localeFolder(locale).filename(); // throws for an unsafe one
+    for (int attempt = 1;; ++attempt) {
+        const std::filesystem::path file =
+            folder_.privateFolder() / "kept" / folderNameOf(moment, attempt) / name / fileNameOf(field);
+        requireInside(file, folder_.rootURL);
+        const auto present = readFile(file);
+        if (present == text) return file;
+        if (present) continue;
+        createFolders(file.parent_path());
+        writeFileAtomically(file, text);
+        logger_.info(fmt::format("Kept the local {} of {} before it is replaced", rawValue(field), locale));
+        return file;
+    }
+}
+
+std::filesystem::path MetadataStore::checkedFile(std::string_view locale, FieldType field,
+                                                 TextSide side) const {
+    const std::filesystem::path file = folder_.fieldFile(locale, field, side);
+    requireInside(file, folder_.rootURL);
+    return file;
+}
+
+} // namespace quorvel

@@ -1,0 +1,42 @@
+#include "Core/metadata/PendingChange.h"
+
+#include "Platform/text/Text.h"
+
+#include <fmt/format.h>
+
+#include <set>
+
+namespace quorvel {
+
+bool PendingChange::clears() const {
+    return isBlank(local) && !isBlank(remote);
+}
+
+std::string_view PendingChange::textToSend() const {
+    return isBlank(local) ? std::string_view() : std::string_view(local);
+}
+
+std::string pushReport(const std::vector<PushOutcome>& outcomes) {
+    std::size_t fields = 0;
+    std::set<std::string_view> locales;
+    const PushOutcome* firstFailure = nullptr;
+    for (const PushOutcome& outcome : outcomes) {
+        if (!outcome.success) {
+            if (!firstFailure) firstFailure = &outcome;
+            continue;
+        }
+        ++fields;
+        locales.insert(outcome.change.locale);
+    }
+    const auto counted = [](std::size_t count, std::string_view noun) {
+        return fmt::format("{} {}{}", count, noun, count == 1 ? "" : "s");
+    };
+    std::string report =
+        fmt::format("Pushed {} · {}", counted(fields, "field"), counted(locales.size(), "locale"));
+    if (firstFailure)
+        report += fmt::format(". {} failed.\nFirst error: {}", outcomes.size() - fields,
+                              firstFailure->errorMessage.value_or("unknown"));
+    return report;
+}
+
+} // namespace quorvel

@@ -1,0 +1,110 @@
+#include "Core/metadata/PushSelection.h"
+
+#include "Core/metadata/Locales.h"
+#include "Core/metadata/TextRemarks.h"
+#include "Platform/text/Text.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <map>
+
+namespace quorvel {
+
+namespace {
+
+bool names(const auto& list, const auto& item) {
+    return std::ranges::find(list, item) != list.end();
+}
+
+bool takes(const PushFilter& filter, const PendingChange& change) {
+    return (filter.locales.empty() || names(filter.locales, change.locale)) &&
+           (filter.fields.empty() || names(filter.fields, change.field));
+}
+
+bool differsInFinalLineBreakOnly(const PendingChange& change) {
+    return !isBlank(change.local) &&
+           withoutFinalLineBreak(change.local) == withoutFinalLineBreak(change.remote);
+}
+
+std::optional<LeftOutReason> reasonToLeaveOut(const PendingChange& change, const PushFilter& filter) {
+    if (change.isNewLocale && !isAppStoreLocale(change.locale)) return LeftOutReason::notAnAppStoreLocale;
+    if (withoutByteOrderMark(change.local).size() < change.local.size()) return LeftOutReason::byteOrderMark;
+    const bool isNamed = names(filter.locales, change.locale) && names(filter.fields, change.field);
+    if (differsInFinalLineBreakOnly(change) && !isNamed) return LeftOutReason::onlyFinalLineBreak;
+    if (change.isOverLimit) return LeftOutReason::overLimit;
+    if (change.clears() && filter.clearing == Clearing::leaveOut) return LeftOutReason::clearsField;
+    return std::nullopt;
+}
+
+std::string explainOverLimit(const PendingChange& change) {
+    const std::size_t limit = limitOf(change.field);
+    const std::string_view stripped = withoutFinalLineBreak(change.local);
+    if (stripped.size() < change.local.size() && !isOverLimit(stripped, change.field))
+        return fmt::format("{} has {} characters where {} are allowed, only because of its final line break. "
+                           "\"quorvel metadata tidy\" removes it.",
+                           fileNameOf(change.field), graphemeCount(change.local), limit);
+    return fmt::format("{} has {} characters where {} are allowed. Shorten it.", fileNameOf(change.field),
+                       graphemeCount(change.local), limit);
+}
+
+std::string explainLocale(std::string_view locale) {
+    if (const auto nearest = nearestAppStoreLocale(locale))
+        return fmt::format("\"{}\" is no App Store locale. Did you mean \"{}\"? Rename the folder.",
+                           escapeControls(locale), *nearest);
+    return fmt::format("\"{}\" is no App Store locale, so its folder is not pushed.", escapeControls(locale));
+}
+
+std::string explain(const PendingChange& change, LeftOutReason reason) {
+    switch (reason) {
+    case LeftOutReason::notAnAppStoreLocale:
+        return explainLocale(change.locale);
+    case LeftOutReason::byteOrderMark:
+        return std::string(explain(TextRemark::byteOrderMark));
+    case LeftOutReason::onlyFinalLineBreak:
+        return "Differs from App Store Connect only by a final line break. \"quorvel metadata tidy\" removes "
+               "it; naming this locale and field pushes it.";
+    case LeftOutReason::overLimit:
+        return explainOverLimit(change);
+    case LeftOutReason::clearsField:
+        return fmt::format(
+            "Would remove the {} of {} from App Store Connect. Allow it with --allow-clear, or "
+            "pull to get the text back.",
+            shortLabelOf(change.field), change.locale);
+    }
+    return {};
+}
+
+// A locale that App Store Connect gets with nothing but release notes cannot be submitted.
+void warnOfBareLocales(PushSelection& selection) {
+    std::map<std::string_view, bool> hasMore; // new locale → has another field of the version
+    for (const PendingChange& change : selection.chosen)
+        if (change.isNewLocale && homeOf(change.field) == FieldHome::versionLocalization)
+            hasMore[change.locale] |= change.field != FieldType::releaseNotes;
+    for (const auto& [locale, more] : hasMore)
+        if (!more)
+            selection.warnings.push_back(
+                {std::string(locale), std::nullopt,
+                 "This new locale gets release notes only; without a description the version cannot be "
+                 "submitted."});
+}
+
+} // namespace
+
+PushSelection selectForPush(const std::vector<PendingChange>& changes, const PushFilter& filter) {
+    PushSelection selection;
+    for (const PendingChange& change : changes) {
+        if (!takes(filter, change)) continue;
+        if (const auto reason = reasonToLeaveOut(change, filter)) {
+            selection.leftOut.push_back({change, *reason, explain(change, *reason)});
+            continue;
+        }
+        selection.chosen.push_back(change);
+        for (const TextRemark remark : remarksOn(change.local, change.field))
+            selection.warnings.push_back({change.locale, change.field, std::string(explain(remark))});
+    }
+    warnOfBareLocales(selection);
+    return selection;
+}
+
+} // namespace quorvel

@@ -1,0 +1,162 @@
+#include "Core/metadata/TreeReader.h"
+
+#include "Core/metadata/MetadataStore.h"
+#include "Platform/files/Files.h"
+#include "Platform/text/Text.h"
+
+#include <dirent.h>
+#include <fcntl.h>
+#include <sys/stat.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <memory>
+
+namespace quorvel {
+
+namespace {
+
+constexpr int folderFlags = O_RDONLY | O_DIRECTORY | O_CLOEXEC;
+constexpr int fileFlags = O_RDONLY | O_NONBLOCK | O_CLOEXEC; // opening a FIFO must not wait for its writer
+
+FileDescriptor openAt(int parent, const char* name, int flags) {
+    return FileDescriptor(uninterrupted([&] { return ::openat(parent, name, flags); }));
+}
+
+bool isFolder(int parent, const dirent& entry) {
+    if (entry.d_type == DT_DIR) return true;
+    if (entry.d_type != DT_LNK && entry.d_type != DT_UNKNOWN) return false;
+    struct stat status {};
+    return ::fstatat(parent, entry.d_name, &status, 0) == 0 && S_ISDIR(status.st_mode);
+}
+
+// The length of the well-formed sequence that `text` begins with; 0 when it begins with none.
+std::size_t sequenceLength(std::string_view text) {
+    for (std::size_t length = 1; length <= std::min<std::size_t>(4, text.size()); ++length)
+        if (isValidUTF8(text.substr(0, length))) return length;
+    return 0;
+}
+
+std::size_t firstIllFormedByte(std::string_view text) {
+    std::size_t offset = 0;
+    while (const std::size_t length = sequenceLength(text.substr(offset)))
+        offset += length;
+    return offset;
+}
+
+// `path` is a function, as it is only needed for errors.
+template <typename Path>
+std::string readText(const FileDescriptor& file, const Path& path) {
+    struct stat status {};
+    if (::fstat(file.number(), &status) != 0) throw MetadataError::cannotRead(path(), errno);
+    if (!S_ISREG(status.st_mode)) throw MetadataError::notAFile(path());
+    const auto size = static_cast<std::uint64_t>(status.st_size);
+    if (size > MetadataStore::fileLimit)
+        throw MetadataError::tooLarge(path(), size, MetadataStore::fileLimit);
+    std::string bytes(size, '\0');
+    std::size_t end = 0;
+    while (end < bytes.size()) {
+        const auto count =
+            uninterrupted([&] { return ::read(file.number(), bytes.data() + end, bytes.size() - end); });
+        if (count < 0) throw MetadataError::cannotRead(path(), errno);
+        if (count == 0) break; // became shorter meanwhile
+        end += static_cast<std::size_t>(count);
+    }
+    bytes.resize(end);
+    if (const std::size_t nul = bytes.find('\0'); nul != std::string::npos)
+        throw MetadataError::holdsNUL(path(), nul);
+    if (!isValidUTF8(bytes)) throw MetadataError::notUTF8(path(), firstIllFormedByte(bytes));
+    return bytes;
+}
+
+// The folder's open listing; closed by its deleter.
+auto openListing(int folder) {
+    const auto close = [](DIR* listing) { ::closedir(listing); };
+    const int number = uninterrupted([&] { return ::openat(folder, ".", folderFlags); });
+    return std::unique_ptr<DIR, decltype(close)>(number < 0 ? nullptr : ::fdopendir(number), close);
+}
+
+} // namespace
+
+void requireInside(const std::filesystem::path& path, const std::filesystem::path& root) {
+    std::filesystem::path target = path;
+    // weakly_canonical() would take a link to what does not exist yet for a plain name.
+    for (int hops = 0; hops < 40 && std::filesystem::is_symlink(target); ++hops)
+        target = target.parent_path() / std::filesystem::read_symlink(target);
+    const auto whole = std::filesystem::weakly_canonical(target);
+    const auto base = std::filesystem::weakly_canonical(root);
+    if (std::ranges::mismatch(base, whole).in1 != base.end()) throw MetadataError::leadsOutside(path, root);
+}
+
+TreeReader::TreeReader(const MetadataFolder& folder, TextSide side) : folder_(folder), side_(side) {
+    FileDescriptor root = openAt(AT_FDCWD, folder.rootURL.c_str(), folderFlags);
+    if (!root.isOpen() && errno != ENOENT) throw MetadataError::cannotRead(folder.rootURL, errno);
+    if (side == TextSide::pulled && root.isOpen()) {
+        const FileDescriptor ours = openFolder(root, ".brevant", folder.privateFolder());
+        root = ours.isOpen() ? openFolder(ours, "asc", folder.textsFolder(side)) : FileDescriptor();
+    }
+    texts_ = std::move(root);
+}
+
+std::vector<std::string> TreeReader::locales() const {
+    std::vector<std::string> names;
+    if (!texts_.isOpen()) return names;
+    const auto folder = openListing(texts_.number());
+    if (!folder) throw MetadataError::cannotRead(folder_.textsFolder(side_), errno);
+    for (;;) {
+        errno = 0;
+        const dirent* entry = ::readdir(folder.get());
+        if (!entry && errno != 0) throw MetadataError::cannotRead(folder_.textsFolder(side_), errno);
+        if (!entry) break;
+        if (isSafeName(entry->d_name) && isFolder(texts_.number(), *entry)) names.emplace_back(entry->d_name);
+    }
+    std::ranges::sort(names);
+    return names;
+}
+
+FieldTexts TreeReader::readLocale(std::string_view locale) const {
+    FieldTexts texts;
+    const FileDescriptor folder = openLocale(locale);
+    if (!folder.isOpen()) return texts;
+    for (const FieldType field : allFieldTypes)
+        texts[field] = readFieldFile(folder, locale, field);
+    return texts;
+}
+
+std::optional<std::string> TreeReader::read(std::string_view locale, FieldType field) const {
+    const FileDescriptor folder = openLocale(locale);
+    return folder.isOpen() ? readFieldFile(folder, locale, field) : std::nullopt;
+}
+
+FileDescriptor TreeReader::openFolder(const FileDescriptor& parent, const std::string& name,
+                                      const std::filesystem::path& path) const {
+    FileDescriptor folder = openAt(parent.number(), name.c_str(), folderFlags | O_NOFOLLOW);
+    if (!folder.isOpen() && (errno == ELOOP || errno == ENOTDIR)) { // a link, or no folder at all
+        requireInside(path, folder_.rootURL);
+        folder = openAt(parent.number(), name.c_str(), folderFlags);
+    }
+    if (!folder.isOpen() && errno != ENOENT) throw MetadataError::cannotRead(path, errno);
+    return folder;
+}
+
+FileDescriptor TreeReader::openLocale(std::string_view locale) const {
+    if (!isSafeName(locale)) throw MetadataError::unsafeLocale(locale);
+    if (!texts_.isOpen()) return FileDescriptor();
+    return openFolder(texts_, std::string(locale), folder_.localeFolder(locale, side_));
+}
+
+std::optional<std::string> TreeReader::readFieldFile(const FileDescriptor& folder, std::string_view locale,
+                                                     FieldType field) const {
+    const std::string name(fileNameOf(field));
+    const auto path = [&] { return folder_.fieldFile(locale, field, side_); };
+    FileDescriptor file = openAt(folder.number(), name.c_str(), fileFlags | O_NOFOLLOW);
+    if (!file.isOpen() && errno == ELOOP) {
+        requireInside(path(), folder_.rootURL);
+        file = openAt(folder.number(), name.c_str(), fileFlags);
+    }
+    if (!file.isOpen() && errno == ENOENT) return std::nullopt;
+    if (!file.isOpen()) throw MetadataError::cannotRead(path(), errno);
+    return readText(file, path);
+}
+
+} // namespace quorvel

@@ -1,0 +1,41 @@
+// Reads the field files of one side of a metadata tree.
+#pragma once
+
+#include "Core/metadata/FieldTexts.h"
+#include "Core/metadata/MetadataFolder.h"
+#include "Platform/files/FileDescriptor.h"
+
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace quorvel {
+
+/// Works relative to open folders: no path is walked twice, and a link is noticed without asking for the kind
+/// of every entry first. Throws what `MetadataStore` throws.
+class TreeReader {
+  public:
+    TreeReader(const MetadataFolder& folder, TextSide side);
+
+    /// The names of the folders, hidden and unusable ones left out, sorted.
+    [[nodiscard]] std::vector<std::string> locales() const;
+    [[nodiscard]] FieldTexts readLocale(std::string_view locale) const;
+    [[nodiscard]] std::optional<std::string> read(std::string_view locale, FieldType field) const;
+
+  private:
+    [[nodiscard]] FileDescriptor openFolder(const FileDescriptor& parent, const std::string& name,
+                                            const std::filesystem::path& path) const;
+    [[nodiscard]] FileDescriptor openLocale(std::string_view locale) const;
+    [[nodiscard]] std::optional<std::string> readFieldFile(const FileDescriptor& folder,
+                                                           std::string_view locale, FieldType field) const;
+
+    MetadataFolder folder_;
+    TextSide side_;
+    FileDescriptor texts_; // the parent of the locale folders; not open when there is none
+};
+
+/// Throws `MetadataError` when `path`, its links followed, lies outside of `root`.
+void requireInside(const std::filesystem::path& path, const std::filesystem::path& root);
+
+} // namespace quorvel

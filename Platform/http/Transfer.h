@@ -1,0 +1,107 @@
+// One sending of a request and the answer to it: what libcurl is told and what it calls back.
+#pragma once
+
+#include "Platform/http/BodySource.h"
+#include "Platform/http/CurlHandles.h"
+#include "Platform/http/DownloadFile.h"
+#include "Platform/http/HTTPMessage.h"
+#include "Platform/http/URLSession.h"
+
+#include <array>
+#include <condition_variable>
+#include <exception>
+#include <mutex>
+#include <optional>
+
+namespace quorvel {
+
+/// Where the body of a 2xx answer goes instead of into memory.
+struct DownloadTarget {
+    const std::filesystem::path& file;
+    const TransferProgress& progress;
+};
+
+/// Set up and read by the thread that asks, run by the loop's thread in between. The request, the options and
+/// the target must live until the transfer has ended.
+class Transfer {
+  public:
+    enum class Ending { finished, cancelled, timedOut };
+    using Deadline = std::chrono::steady_clock::time_point;
+
+    /// Sends at most `sendsLeft` times, libcurl's own repetitions included. Throws `TransportError` when the
+    /// request must not be sent or its file cannot be.
+    Transfer(const HTTPRequest& request, const URLSession::Options& options,
+             const std::optional<DownloadTarget>& target, EasyHandle handle, int sendsLeft);
+    Transfer(const Transfer&) = delete;
+    Transfer& operator=(const Transfer&) = delete;
+
+    [[nodiscard]] CURL* handle() const { return handle_.get(); }
+    [[nodiscard]] int sendsLeft() const { return sendsLeft_; }
+
+    /// Called once, by the loop, when libcurl no longer uses the transfer.
+    void end(Ending ending, CURLcode code);
+
+    /// Waits for the end; false when `deadline` comes first.
+    [[nodiscard]] bool waitUntil(Deadline deadline);
+    void wait();
+
+    /// Of an ended transfer: whether it broke before any answer came and may be sent again.
+    [[nodiscard]] bool mayBeSentAgain() const;
+
+    /// Of an ended transfer: the whole answer, its file in place. Throws what ended it otherwise; the
+    /// temporary file is gone then.
+    [[nodiscard]] HTTPResponse takeResponse();
+
+    /// Of an ended transfer.
+    [[nodiscard]] EasyHandle releaseHandle() { return std::move(handle_); }
+
+  private:
+    void setUpConnection(const URLSession::Options& options);
+    void setUpRequest();
+    void setUpCallbacks();
+    void addHeaders();
+
+    // Each of these runs in one of libcurl's callbacks, where no exception may pass.
+    void receiveHeaderLine(std::string_view line);
+    void receiveBody(std::string_view bytes);
+    void beginBody();
+    void reportUpload(std::uint64_t moved);
+    [[nodiscard]] bool beginSending();
+    void finishReceiving();
+    template <typename Function>
+    [[nodiscard]] bool guarded(Function&& function) noexcept;
+
+    static std::size_t onHeader(char* data, std::size_t size, std::size_t count, void* self);
+    static std::size_t onBody(char* data, std::size_t size, std::size_t count, void* self);
+    static std::size_t onRead(char* buffer, std::size_t size, std::size_t count, void* self);
+    static int onSeek(void* self, curl_off_t offset, int origin);
+    static int onSend(void* self, char*, char*, int, int);
+    static int onProgress(void* self, curl_off_t, curl_off_t, curl_off_t, curl_off_t uploaded);
+
+    const HTTPRequest& request_;
+    const std::uint64_t maximumBodyBytes_;
+    const std::optional<DownloadTarget>& target_;
+    EasyHandle handle_;
+    HeaderList headers_;
+    BodySource source_;
+    std::array<char, CURL_ERROR_SIZE> curlText_{};
+    int sendsLeft_;
+    bool wasSent_ = false;
+    std::exception_ptr failure_; // of a callback
+
+    HTTPResponse response_;
+    std::uint64_t headerBytes_ = 0;
+    bool headerComplete_ = false;
+    std::unique_ptr<DownloadFile> file_;
+    bool bodyBegan_ = false;
+    std::uint64_t bodyBytes_ = 0;
+    std::uint64_t bodyTotal_ = 0; // 0 when unknown
+    std::optional<std::uint64_t> uploaded_;
+
+    std::mutex mutex_;
+    std::condition_variable ended_;
+    std::optional<Ending> ending_;
+    CURLcode code_ = CURLE_OK;
+};
+
+} // namespace quorvel

@@ -1,0 +1,22 @@
+// What the session wants to know about a URL, read by the very parser that the transfer uses.
+#pragma once
+
+#include <optional>
+#include <string>
+#include <string_view>
+
+namespace quorvel {
+
+[[nodiscard]] bool isLoopbackURL(std::string_view url);
+
+/// Scheme, host, port and path of `url` for messages: query, fragment and user-info can hold secrets. "the
+/// URL" when it cannot be parsed.
+[[nodiscard]] std::string urlWithoutSecrets(std::string_view url);
+
+/// The absolute URL that `location` means in an answer of `base`; nothing when it is no URL.
+[[nodiscard]] std::optional<std::string> resolveURL(std::string_view base, std::string_view location);
+
+/// Whether both have the same scheme, host and port.
+[[nodiscard]] bool haveSameOrigin(std::string_view left, std::string_view right);
+
+} // namespace quorvel
