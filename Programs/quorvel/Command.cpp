@@ -33,7 +33,7 @@ std::optional<long> Arguments::number(std::string_view name, long minimum, long 
     long number = 0;
     const auto [end, error] = std::from_chars(text->data(), text->data() + text->size(), number);
     if (error != std::errc{} || end != text->data() + text->size() || number < minimum || number > maximum)
-        throw UsageError(fmt::format("{} is no value of {}", quoted(*text), name),
+        throw UsageError(fmt::format("{} is no value of {}", quotedWord(*text), name),
                          fmt::format("It takes a whole number from {} to {}.", minimum, maximum));
     return number;
 }

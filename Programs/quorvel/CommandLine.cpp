@@ -106,7 +106,7 @@ class Tree {
         }
         const auto nearest = nearestSpelling(name, known);
         const std::string_view kind = isOption ? "option" : takesSubcommand ? "command" : "argument";
-        throw UsageError(fmt::format("unknown {} {}{}", kind, quoted(isOption ? name : word),
+        throw UsageError(fmt::format("unknown {} {}{}", kind, quotedWord(isOption ? name : word),
                                      line.command ? fmt::format(" of \"{}\"", line.command->name) : ""),
                          nearest ? fmt::format("Did you mean {}?", *nearest)
                                  : fmt::format("See 'quorvel{}{} --help'.", line.command ? " " : "",
@@ -120,7 +120,7 @@ class Tree {
 void checkChoice(const ArgumentSpec& spec, const std::string& value) {
     if (spec.choices.empty() || std::ranges::find(spec.choices, value) != spec.choices.end()) return;
     const auto nearest = nearestSpelling(value, spec.choices);
-    throw UsageError(fmt::format("{} is no value of {}", quoted(value), spec.name),
+    throw UsageError(fmt::format("{} is no value of {}", quotedWord(value), spec.name),
                      nearest ? fmt::format("Did you mean {}?", *nearest)
                              : fmt::format("It takes one of: {}.", fmt::join(spec.choices, ", ")));
 }
@@ -129,9 +129,9 @@ void checkArguments(std::span<const ArgumentSpec> specs, const ParsedLine& line)
     for (const ArgumentSpec& spec : specs) {
         const auto values = line.arguments.values(spec.name);
         if (values.empty() && spec.need == ArgumentSpec::Need::required)
-            throw UsageError(fmt::format("\"{}\" needs {}", line.command->name, spec.isPositional()
-                                                                                    ? std::string(spec.name)
-                                                                                    : fmt::format("{} {}", spec.name, spec.value)),
+            throw UsageError(fmt::format("\"{}\" needs {}", line.command->name,
+                                         spec.isPositional() ? std::string(spec.name)
+                                                             : fmt::format("{} {}", spec.name, spec.value)),
                              fmt::format("See 'quorvel {} --help'.", line.command->name));
         if (spec.isFlag()) continue;
         if (values.size() > 1 && spec.count == ArgumentSpec::Count::once)
@@ -148,8 +148,8 @@ void refuseMissingValues(const std::vector<std::string>& words) {
     for (const std::string& word : words) {
         if (word == "--") return;
         if (word.starts_with("--") && word.ends_with('=') && word.find('=') == word.size() - 1)
-            throw UsageError(
-                fmt::format("the value of {} is empty", quoted(std::string_view(word).substr(0, word.size() - 1))));
+            throw UsageError(fmt::format("the value of {} is empty",
+                                         quotedWord(std::string_view(word).substr(0, word.size() - 1))));
     }
 }
 

@@ -40,8 +40,8 @@ CredentialSource storedCredentials(const KeychainStore& keychain) {
     // The loader takes an unreadable file for an empty one; here it is a reason to stop.
     (void)keychain.read(accountName(KeychainStore::AccountKey::keyID));
     const auto raw = ASCCredentialsLoader{keychain}.loadRaw();
-    return {"stored key", std::string(trim(raw.keyID)), std::string(trim(raw.issuerID)), raw.privateKeyPEM,
-            {}};
+    return {
+        "stored key", std::string(trim(raw.keyID)), std::string(trim(raw.issuerID)), raw.privateKeyPEM, {}};
 }
 
 bool hasKey(const CredentialSource& source) {
@@ -51,17 +51,16 @@ bool hasKey(const CredentialSource& source) {
 void checkForm(const Credentials& credentials) {
     if (credentials.keySource == "stored key") return;
     if (const auto problem = problemOfKeyID(credentials.texts.keyID))
-        throw CommandError(ExitStatus::noCredentials,
-                           fmt::format("the Key ID of the {} is not one. {}", credentials.keySource, *problem));
+        throw CommandError(ExitStatus::noCredentials, fmt::format("the Key ID of the {} is not one. {}",
+                                                                  credentials.keySource, *problem));
     if (const auto problem = problemOfIssuerID(credentials.texts.issuerID))
-        throw CommandError(
-            ExitStatus::noCredentials,
-            fmt::format("the Issuer ID of the {} is not one. {}", credentials.issuerSource, *problem));
+        throw CommandError(ExitStatus::noCredentials, fmt::format("the Issuer ID of the {} is not one. {}",
+                                                                  credentials.issuerSource, *problem));
 }
 
 std::string missingKeyText(const Credentials& credentials) {
     return fmt::format("the {} name key {} but not its private key", credentials.keySource,
-                       quoted(credentials.texts.keyID));
+                       quotedWord(credentials.texts.keyID));
 }
 
 } // namespace
@@ -106,8 +105,7 @@ Credentials resolveCredentials(const GlobalOptions& global, const Surroundings& 
         found.texts.keyID =
             orEmpty(keyIDFromFileName(std::filesystem::path(found.privateKeyFile).filename().string()));
     if (found.texts.privateKeyPEM.empty() && found.privateKeyFile.empty())
-        if (const auto file =
-                findKeyFile(found.texts.keyID, keyFolders(home, surroundings.workingFolder)))
+        if (const auto file = findKeyFile(found.texts.keyID, keyFolders(home, surroundings.workingFolder)))
             found.privateKeyFile = file->string();
     if (!found.privateKeyFile.empty())
         found.texts.privateKeyPEM = readKeyFile(found.privateKeyFile, surroundings);

@@ -25,7 +25,7 @@ struct CredentialSource {
 
 struct Credentials {
     ASCCredentialsLoader::RawCredentials texts;
-    std::string keySource;      // of the Key ID and the private key, which always come together
+    std::string keySource; // of the Key ID and the private key, which always come together
     std::string issuerSource;
     std::string privateKeyFile; // the file that was read; empty when the text came otherwise
 };

@@ -88,7 +88,7 @@ ErrorReport reportOf(const std::exception& error) {
     return {ExitStatus::failed, onOneLine(error.what()), {}};
 }
 
-std::string quoted(std::string_view word) {
+std::string quotedWord(std::string_view word) {
     if (word.find("PRIVATE KEY") != std::string_view::npos || word.find('\n') != std::string_view::npos ||
         word.size() > longestQuote)
         return "(a long text, not shown)";

@@ -43,6 +43,6 @@ class ASCError;
 [[nodiscard]] ExitStatus exitStatusOf(const ASCError& error);
 
 /// A word that the user gave, quoted for a message; not shown when it looks like a secret.
-[[nodiscard]] std::string quoted(std::string_view word);
+[[nodiscard]] std::string quotedWord(std::string_view word);
 
 } // namespace quorvel

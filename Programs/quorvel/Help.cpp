@@ -28,8 +28,7 @@ std::string nameWithValue(const ArgumentSpec& argument) {
 
 Entry entryOf(const ArgumentSpec& argument) {
     std::string description(argument.description);
-    if (!argument.choices.empty())
-        description += fmt::format(" ({})", fmt::join(argument.choices, ", "));
+    if (!argument.choices.empty()) description += fmt::format(" ({})", fmt::join(argument.choices, ", "));
     return {nameWithValue(argument), std::move(description)};
 }
 
@@ -72,10 +71,10 @@ std::string usageOf(const Command& command) {
     std::string line = fmt::format("Usage: quorvel {}", command.name);
     if (!command.run) return line + " COMMAND [options]\n";
     for (const ArgumentSpec& argument : command.arguments) {
-        const std::string name = argument.isPositional()
-                                     ? std::string(argument.name)
-                                     : fmt::format("{}{}{}", argument.name, argument.value.empty() ? "" : " ",
-                                                   argument.value);
+        const std::string name =
+            argument.isPositional()
+                ? std::string(argument.name)
+                : fmt::format("{}{}{}", argument.name, argument.value.empty() ? "" : " ", argument.value);
         if (argument.need == ArgumentSpec::Need::required) line += " " + name;
     }
     if (std::ranges::find(command.heeds, "--app") != command.heeds.end()) line += " --app ID";
@@ -132,8 +131,8 @@ std::string helpOf(const Command& command) {
     text += section("Arguments", positionals) + section("Options", options);
     if (!command.details.empty()) text += "\n" + paragraphs(command.details);
     return text + "\n" +
-           paragraphs(fmt::format("Options of all commands (see 'quorvel --help'): {}.",
-                                  fmt::join(others, ", ")));
+           paragraphs(
+               fmt::format("Options of all commands (see 'quorvel --help'): {}.", fmt::join(others, ", ")));
 }
 
 } // namespace quorvel

@@ -9,8 +9,7 @@ namespace quorvel {
 namespace {
 
 std::string withStyle(Style style, std::string_view text) {
-    static constexpr std::array<std::string_view, 7> codes = {"",   "1",  "2", "31",
-                                                              "32", "33", "36"};
+    static constexpr std::array<std::string_view, 7> codes = {"", "1", "2", "31", "32", "33", "36"};
     if (style == Style::plain || text.empty()) return std::string(text);
     return "\x1b[" + std::string(codes[static_cast<std::size_t>(style)]) + "m" + std::string(text) +
            "\x1b[0m";
@@ -31,7 +30,9 @@ std::string printable(std::string_view text) {
 } // namespace
 
 Output::Output(const Streams& streams, Form form, Noise noise, Colour colour)
-    : streams_(streams), form_(form), noise_(noise),
+    : streams_(streams),
+      form_(form),
+      noise_(noise),
       outColours_(colour == Colour::automatic && streams.outIsTerminal),
       errorColours_(colour == Colour::automatic && streams.errorIsTerminal) {}
 

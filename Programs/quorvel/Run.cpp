@@ -41,17 +41,16 @@ Output makeOutput(const GlobalOptions& global, const Surroundings& surroundings)
 ExitStatus fail(Output& output, const ErrorReport& report) {
     output.error(report.text, report.hint);
     if (!output.hasDocument())
-        output.document(
-            ErrorRecord{{static_cast<std::int64_t>(report.status), report.text,
-                         report.hint.empty() ? std::nullopt : std::optional(report.hint)}});
+        output.document(ErrorRecord{{static_cast<std::int64_t>(report.status), report.text,
+                                     report.hint.empty() ? std::nullopt : std::optional(report.hint)}});
     return report.status;
 }
 
 void noteQuota(Output& output, const Composition& composition) {
     const auto limit = composition.rateLimit();
     if (!limit || !limit->hourRemaining || !limit->hourLimit) return;
-    output.warning(fmt::format("{} of {} requests are left this hour", *limit->hourRemaining,
-                               *limit->hourLimit));
+    output.warning(
+        fmt::format("{} of {} requests are left this hour", *limit->hourRemaining, *limit->hourLimit));
 }
 
 ExitStatus showDryRun(Output& output, const PlannedRequest& request) {
@@ -70,7 +69,8 @@ ExitStatus runCommand(Invocation& invocation) {
         ErrorReport report = reportOf(error);
         // A key is not wrong because this machine's clock is.
         if (invocation.composition.rememberWhatWasLearnt() && report.status == ExitStatus::noCredentials)
-            report.hint = "This machine's clock is off; that is corrected from now on. Run the command again.";
+            report.hint =
+                "This machine's clock is off; that is corrected from now on. Run the command again.";
         return fail(invocation.output, report);
     }
 }
@@ -89,6 +89,9 @@ ExitStatus runParsed(const ParsedLine& line, const GlobalOptions& global, Output
     if (!line.command->run)
         return fail(output, {ExitStatus::usage, fmt::format("\"{}\" needs a command", line.command->name),
                              fmt::format("See 'quorvel {} --help'.", line.command->name)});
+    if (global.dryRun && std::ranges::find(line.command->heeds, "--dry-run") == line.command->heeds.end())
+        return fail(output,
+                    {ExitStatus::usage, fmt::format("\"{}\" has no dry run", line.command->name), {}});
     if (global.verbose) logToStandardError(LogLevel::debug);
     Composition composition(global, surroundings);
     Invocation invocation{*line.command, line.arguments, global, surroundings, output, composition};

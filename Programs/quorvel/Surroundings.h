@@ -1,5 +1,5 @@
-// What the program finds around itself: its streams, its environment, its folder. Handed in, so that a command
-// line can also be run inside the program with others.
+// What the program finds around itself: its streams, its environment, its folder. Handed in, so that a
+// command line can also be run inside the program with others.
 #pragma once
 
 #include <cstddef>

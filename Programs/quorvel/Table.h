@@ -19,8 +19,7 @@ struct Table {
     struct Cell {
         std::string text;
         Style style{}; // plain
-        Cell(std::string cellText = {}, Style cellStyle = {})
-            : text(std::move(cellText)), style(cellStyle) {}
+        Cell(std::string cellText = {}, Style cellStyle = {}) : text(std::move(cellText)), style(cellStyle) {}
         Cell(std::string_view cellText) : text(cellText) {}
         Cell(const char* cellText) : text(cellText) {}
     };
