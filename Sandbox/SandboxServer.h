@@ -19,7 +19,8 @@ enum class Seed {
 };
 
 /// Something that goes wrong on purpose. `route` is a method and a path pattern such as
-/// "PATCH /v1/appStoreVersionLocalizations/*"; "*" alone stands for every route of the service.
+/// "PATCH /v1/appStoreVersionLocalizations/*" ("*" is one segment of a path, "**" all that follow); "*" alone
+/// stands for every route of the service.
 struct Fault {
     std::string route = "*";
     std::optional<int> status;         // answer this status with Apple's error document instead of working
@@ -32,7 +33,8 @@ struct Fault {
 };
 
 /// Reads a fault from the form of the command line: "ROUTE:STATUS_OR_ACTION[:PROBABILITY[:COUNT]]", such as
-/// "GET /v1/apps:503:0.2". Throws `std::invalid_argument` that names what is wrong.
+/// "GET /v1/apps:503:0.2"; "503After" is the action "statusAfter" with the status 503. Throws
+/// `std::invalid_argument` that names what is wrong.
 [[nodiscard]] Fault parseFault(std::string_view text);
 
 struct Options {
@@ -65,9 +67,10 @@ struct RecordedRequest {
     std::string authorization; // only its scheme and the token's key id, never the token
 };
 
-/// Serves until it is destroyed. Its control routes (GET /__sandbox/state, GET and DELETE
-/// /__sandbox/requests, POST /__sandbox/faults, /__sandbox/advance, /__sandbox/states, /__sandbox/keys) do
-/// the same as the operations here.
+/// Serves until it is destroyed. Its control routes do the same as the operations here: GET /__sandbox/state,
+/// GET and DELETE /__sandbox/requests, and with a JSON object each POST /__sandbox/faults, advance, states,
+/// keys (also `role`), builds, generate, latency, quota, clock (`skew`) and nulls (`sent`: whether attributes
+/// without a value are sent as null instead of left out).
 class SandboxServer {
   public:
     /// Starts to serve. Throws `std::runtime_error` when the port is taken or the state folder cannot be
@@ -89,6 +92,15 @@ class SandboxServer {
     void forgetRequests();
     /// Moves the virtual clock on.
     void advance(double seconds);
+    /// Makes the service's clocks differ from this machine's, for tokens and the Date header alike.
+    void skewClock(double seconds);
+    /// Delivers a build as the upload tool would; it is processed for five minutes of the virtual clock.
+    /// Returns its id. Throws `std::invalid_argument` when there is no such app or platform.
+    std::string addBuild(std::string_view appOrBundleID, std::string_view platform, std::string_view version,
+                         std::string_view number);
+    /// Adds reviews to an app, the newest an hour old. Throws `std::invalid_argument` when there is no such
+    /// app.
+    void addReviews(std::string_view appOrBundleID, int count);
     /// Revokes or reinstates the account's key.
     void revokeKey(bool revoked);
     /// Moves a version (by id) to an App Store state as App Review would.

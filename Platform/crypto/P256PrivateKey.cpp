@@ -38,6 +38,18 @@ struct SecretBytes {
     ~SecretBytes() { OPENSSL_cleanse(bytes.data(), bytes.size()); }
 };
 
+// Variables of build services often hold a key as one line with "\n" spelled out.
+SecretBytes withLineBreaks(std::string_view text) {
+    SecretBytes result;
+    result.bytes.reserve(text.size()); // so that no copy of a part stays behind
+    for (; !text.empty(); text.remove_prefix(1)) {
+        const bool isSpelledOut = text.starts_with("\\n");
+        result.bytes.push_back(isSpelledOut ? '\n' : text.front());
+        if (isSpelledOut) text.remove_prefix(1);
+    }
+    return result;
+}
+
 [[noreturn]] void fail(const char* text) {
     ERR_clear_error();
     throw CryptoError(text);
@@ -89,7 +101,7 @@ void requirePrivateKey(const Block& block) {
     const auto contains = [&](std::string_view part) {
         return block.label.find(part) != std::string_view::npos;
     };
-    if (contains("ENCRYPTED") || block.body.find("ENCRYPTED") != std::string_view::npos)
+    if (contains("ENCRYPTED") || block.body.find("4,ENCRYPTED") != std::string_view::npos)
         fail("The private key is encrypted with a password. Use the .p8 file as it was downloaded, or remove "
              "the password first.");
     if (contains("PUBLIC KEY")) fail("This is a public key. The private key (the .p8 file) is needed.");
@@ -159,9 +171,10 @@ P256PrivateKey::P256PrivateKey(std::shared_ptr<const Key> key) : key_(std::move(
 
 P256PrivateKey P256PrivateKey::fromPEM(std::string_view pem) {
     if (pem.starts_with("\xEF\xBB\xBF")) pem.remove_prefix(3);
-    pem = withoutBlanks(pem);
-    if (pem.empty()) fail("The private key is empty.");
-    Block block = firstBlock(pem);
+    const SecretBytes broken = withLineBreaks(pem);
+    const std::string_view text = withoutBlanks(broken.bytes);
+    if (text.empty()) fail("The private key is empty.");
+    Block block = firstBlock(text);
     if (block.label == "EC PARAMETERS" && !block.rest.empty()) block = firstBlock(block.rest);
     requirePrivateKey(block);
     if (!block.rest.empty())

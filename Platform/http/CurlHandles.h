@@ -4,8 +4,6 @@
 #include <curl/curl.h>
 
 #include <memory>
-#include <mutex>
-#include <vector>
 
 namespace quorvel {
 
@@ -23,16 +21,5 @@ struct ListDeleter {
     void operator()(curl_slist* list) const { curl_slist_free_all(list); }
 };
 using HeaderList = std::unique_ptr<curl_slist, ListDeleter>;
-
-/// Easy handles that wait for their next transfer with their buffers allocated.
-class EasyHandlePool {
-  public:
-    [[nodiscard]] EasyHandle take();
-    void giveBack(EasyHandle handle);
-
-  private:
-    std::mutex mutex_;
-    std::vector<EasyHandle> idle_;
-};
 
 } // namespace quorvel

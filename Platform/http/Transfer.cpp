@@ -45,21 +45,24 @@ bool hasHeader(const HTTPRequest& request, std::string_view name) {
 } // namespace
 
 Transfer::Transfer(const HTTPRequest& request, const URLSession::Options& options,
-                   const std::optional<DownloadTarget>& target, EasyHandle handle, int sendsLeft)
+                   const std::optional<DownloadTarget>& target, int sendsLeft)
     : request_(request),
       maximumBodyBytes_(options.maximumBodyBytes),
       target_(target),
-      handle_(std::move(handle)),
+      handle_(curl_easy_init()),
       source_(request),
       sendsLeft_(sendsLeft) {
+    if (!handle_) throw std::bad_alloc();
     setUpConnection(options);
     setUpRequest();
     setUpCallbacks();
 }
 
 void Transfer::end(Ending ending, CURLcode code) {
-    // libcurl takes a header that breaks off for a whole one.
-    if (ending == Ending::finished && code == CURLE_OK && !headerComplete_) code = CURLE_PARTIAL_FILE;
+    // libcurl takes a header that breaks off for a whole one, and over HTTP/2 one that never came for the
+    // start of an answer.
+    if (ending == Ending::finished && !headerComplete_ && (code == CURLE_OK || code == CURLE_PARTIAL_FILE))
+        code = headerBytes_ == 0 ? CURLE_GOT_NOTHING : CURLE_PARTIAL_FILE;
     if (ending == Ending::finished && code == CURLE_OK) finishReceiving();
     // Notified under the lock: the waiter may otherwise destroy the condition while it is being notified.
     const std::scoped_lock lock(mutex_);
@@ -97,7 +100,7 @@ HTTPResponse Transfer::takeResponse() {
     const std::unique_ptr<DownloadFile> file = std::move(file_);
     if (ending_ == Ending::cancelled) throw CancellationError();
     if (ending_ == Ending::timedOut) throw timedOut(request_);
-    if (failure_) std::rethrow_exception(failure_);
+    if (failure_) std::rethrow_exception(std::exchange(failure_, nullptr));
     if (code_ != CURLE_OK) {
         long errorNumber = 0;
         curl_easy_getinfo(handle_.get(), CURLINFO_OS_ERRNO, &errorNumber);
@@ -113,7 +116,7 @@ HTTPResponse Transfer::takeResponse() {
 
 void Transfer::setUpConnection(const URLSession::Options& options) {
     CURL* handle = handle_.get();
-    const bool isEncrypted = request_.url.size() > 5 && asciiLowercased(request_.url[4]) == 's';
+    const bool isEncrypted = isEncryptedURL(request_.url);
     set(handle, CURLOPT_URL, request_.url.c_str());
     set(handle, CURLOPT_PROTOCOLS_STR, "https,http");
     set(handle, CURLOPT_HTTP_VERSION, long(isEncrypted ? CURL_HTTP_VERSION_2TLS : CURL_HTTP_VERSION_1_1));

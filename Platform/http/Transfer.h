@@ -31,7 +31,7 @@ class Transfer {
     /// Sends at most `sendsLeft` times, libcurl's own repetitions included. Throws `TransportError` when the
     /// request must not be sent or its file cannot be.
     Transfer(const HTTPRequest& request, const URLSession::Options& options,
-             const std::optional<DownloadTarget>& target, EasyHandle handle, int sendsLeft);
+             const std::optional<DownloadTarget>& target, int sendsLeft);
     Transfer(const Transfer&) = delete;
     Transfer& operator=(const Transfer&) = delete;
 
@@ -51,9 +51,6 @@ class Transfer {
     /// Of an ended transfer: the whole answer, its file in place. Throws what ended it otherwise; the
     /// temporary file is gone then.
     [[nodiscard]] HTTPResponse takeResponse();
-
-    /// Of an ended transfer.
-    [[nodiscard]] EasyHandle releaseHandle() { return std::move(handle_); }
 
   private:
     void setUpConnection(const URLSession::Options& options);

@@ -71,6 +71,10 @@ std::optional<std::string> problemOfURL(std::string_view url) {
     return std::nullopt;
 }
 
+bool isEncryptedURL(std::string_view url) {
+    return isSameHeaderName(url.substr(0, 6), "https:");
+}
+
 bool isLoopbackURL(std::string_view url) {
     const URLHandle handle(curl_url());
     return parse(handle.get(), url, parseFlags) == CURLUE_OK &&

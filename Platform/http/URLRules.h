@@ -7,6 +7,9 @@
 
 namespace quorvel {
 
+/// Whether `url`, in which `problemOfURL` found nothing, is https.
+[[nodiscard]] bool isEncryptedURL(std::string_view url);
+
 [[nodiscard]] bool isLoopbackURL(std::string_view url);
 
 /// Scheme, host, port and path of `url` for messages: query, fragment and user-info can hold secrets. "the

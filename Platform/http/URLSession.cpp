@@ -84,6 +84,8 @@ std::optional<std::string> redirectTarget(const HTTPRequest& request, const HTTP
     const auto url = resolveURL(request.url, *location);
     const auto problem = url ? problemOfURL(*url) : "is not a URL";
     if (problem) throw refusedRedirect(request, *problem);
+    if (isEncryptedURL(request.url) && !isEncryptedURL(*url))
+        throw refusedRedirect(request, "is not encrypted, as the request was");
     return url;
 }
 
@@ -120,7 +122,6 @@ struct URLSession::Implementation {
     };
 
     const Options options;
-    EasyHandlePool handles;
     TransferLoop loop;
     std::mutex mutex;
     std::condition_variable callerLeft;
@@ -173,14 +174,10 @@ HTTPResponse URLSession::Implementation::sendOnce(const HTTPRequest& request,
     int sendsLeft = isIdempotent(request.method) ? mostSends : 1;
     while (true) {
         checkCancellation();
-        const auto transfer = std::make_shared<Transfer>(request, options, target, handles.take(), sendsLeft);
+        const auto transfer = std::make_shared<Transfer>(request, options, target, sendsLeft);
         run(transfer, deadline);
+        if (!transfer->mayBeSentAgain()) return transfer->takeResponse();
         sendsLeft = transfer->sendsLeft();
-        const bool again = transfer->mayBeSentAgain();
-        std::optional<HTTPResponse> response;
-        if (!again) response = transfer->takeResponse();
-        handles.giveBack(transfer->releaseHandle());
-        if (response) return std::move(*response);
     }
 }
 

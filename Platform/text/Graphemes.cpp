@@ -28,26 +28,26 @@ std::size_t endOfSimpleASCII(std::string_view text, std::size_t at) {
     return at;
 }
 
-// Passes over characters that each begin a cluster whatever stands beside them in the run; how many.
-std::size_t passSimpleRun(std::string_view text, std::size_t& at, GraphemeBreaks& breaks) {
+// Characters that each begin a cluster whatever stands beside them in the run.
+struct SimpleRun {
+    std::size_t end;
     std::size_t count = 0;
     GraphemeClass last = GraphemeClass::unknown;
-    while (at < text.size()) {
-        if (isSimpleASCII(text[at])) {
-            const std::size_t end = endOfSimpleASCII(text, at);
-            count += end - at;
-            at = end;
-            last = graphemeClass(static_cast<std::uint8_t>(text[at - 1]));
+};
+
+SimpleRun simpleRunAt(std::string_view text, std::size_t at) {
+    SimpleRun run{at};
+    while (run.end < text.size()) {
+        if (isSimpleASCII(text[run.end])) {
+            const std::size_t end = endOfSimpleASCII(text, run.end);
+            run = {end, run.count + end - run.end, graphemeClass(static_cast<std::uint8_t>(text[end - 1]))};
             continue;
         }
-        const CodePoint next = decodeUTF8(text, at);
+        const CodePoint next = decodeUTF8(text, run.end);
         if (graphemeClass(next.value) != GraphemeClass::plain) break;
-        last = GraphemeClass::plain;
-        at += next.size;
-        ++count;
+        run = {run.end + next.size, run.count + 1, GraphemeClass::plain};
     }
-    if (count > 0) breaks.passSimpleRun(last);
-    return count;
+    return run;
 }
 
 } // namespace
@@ -56,8 +56,13 @@ std::size_t graphemeCount(std::string_view text) {
     GraphemeBreaks breaks;
     std::size_t count = 0;
     for (std::size_t at = 0; at < text.size();) {
-        if (breaks.isBeforeSimpleRun()) count += passSimpleRun(text, at, breaks);
-        if (at == text.size()) break;
+        if (breaks.isBeforeSimpleRun()) {
+            const SimpleRun run = simpleRunAt(text, at);
+            if (run.count > 0) breaks.passSimpleRun(run.last);
+            count += run.count;
+            at = run.end;
+            if (at == text.size()) break;
+        }
         const CodePoint next = decodeUTF8(text, at);
         count += breaks.beginsCluster(graphemeClass(next.value)) ? 1 : 0;
         at += next.size;

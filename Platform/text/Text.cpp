@@ -12,7 +12,7 @@ namespace quorvel {
 namespace {
 
 bool isWhiteSpace(CodePoint codePoint) {
-    return codePoint.isWellFormed && u_isUWhiteSpace(static_cast<UChar32>(codePoint.value));
+    return u_isUWhiteSpace(static_cast<UChar32>(codePoint.value));
 }
 
 // Embeddings, overrides and isolates turn the text around them about, and the line and paragraph separators

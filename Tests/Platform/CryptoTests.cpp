@@ -209,14 +209,16 @@ TEST(P256PrivateKey, readsEveryCommonSpelling) {
     std::string crlf = plain;
     for (std::size_t at = 0; (at = crlf.find('\n', at)) != std::string::npos; at += 2)
         crlf.insert(at, 1, '\r');
-    std::string oneLine = plain;
+    std::string oneLine = plain, spelledOut = plain;
     std::erase(oneLine, '\n');
+    for (std::size_t at = 0; (at = spelledOut.find('\n', at)) != std::string::npos;)
+        spelledOut.replace(at, 1, "\\n");
     const std::string parameters =
         "-----BEGIN EC PARAMETERS-----\nBggqhkjOPQMBBw==\n-----END EC PARAMETERS-----\n";
     const std::string publicPEM = P256PrivateKey::fromPEM(plain).publicKeyPEM();
     for (const std::string& pem :
          {plain, plain.substr(0, plain.size() - 1), crlf, "\xEF\xBB\xBF" + crlf, " \r\n\t" + plain + "\n \n",
-          oneLine, traditional(key.get()), parameters + traditional(key.get())}) {
+          oneLine, spelledOut, traditional(key.get()), parameters + traditional(key.get())}) {
         ASSERT_EQ(reasonOf(pem), "accepted");
         const auto read = P256PrivateKey::fromPEM(pem);
         EXPECT_EQ(read.toPEM(), plain);
@@ -237,6 +239,7 @@ TEST(P256PrivateKey, saysWhyATextIsNoUsableKey) {
     std::string foreign = body;
     std::erase(foreign, '\n');
     foreign = base64Decode(foreign).value();
+    const std::string longer = foreign + "more";
     foreign[50] = static_cast<char>(foreign[50] ^ 1);
 
     const std::vector<std::pair<std::string, std::string>> table = {
@@ -259,6 +262,7 @@ TEST(P256PrivateKey, saysWhyATextIsNoUsableKey) {
         {begin + end, "not Base64"},
         {begin + base64Encode(secret) + "\n" + end, "enclose no key"},
         {begin + body.substr(0, 64) + "\n" + end, "enclose no key"},
+        {begin + base64Encode(longer) + "\n" + end, "enclose no key"},
         {begin + base64Encode(foreign) + "\n" + end, "do not fit"},
         {begin + body, "cut off"},
         {begin + body + "-----END EC PRIVATE KEY-----\n", "cut off"},

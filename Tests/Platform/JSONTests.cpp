@@ -50,7 +50,7 @@ constexpr const char* least = R"({"title":"t","id":1,"electric":true,"wheels":[]
 // `least` with one of its members replaced.
 std::string leastWith(std::string_view key, const std::string& json) {
     std::string text = least;
-    const std::string start = "\"" + std::string(key) + "\":";
+    const std::string start = std::string("\"").append(key).append("\":");
     const auto at = text.find(start) + start.size();
     return text.replace(at, text.find(",\"", at) - at, json);
 }
@@ -151,8 +151,9 @@ TEST(JSON, errorsNameThePlaceAndTheProblem) {
         {leastWith("counts", R"({},"built":1772368200)"), "$.built: expected a string"}};
     for (const auto& [text, expected] : table)
         EXPECT_EQ(errorOf<Car>(text), expected) << text;
-    const std::string cut = errorOf<Colour>("\"" + std::string(59, 'x') + "日本語\"");
-    EXPECT_EQ(cut, "$: unknown value \"" + std::string(59, 'x') + "日\"");
+    // A long value is cut, but never within a character.
+    const std::string start(59, 'x');
+    EXPECT_EQ(errorOf<Colour>(encodeJSON(start + "日本語")), "$: unknown value " + encodeJSON(start + "日"));
 }
 
 TEST(JSON, refusesTextsThatAreNoDocument) {
@@ -225,10 +226,10 @@ TEST(JSON, numbersKeepTheirValueAndTheirPlainForm) {
     // Beyond 64 bits a number is a double, wherever it stands, and digits in texts are left alone.
     EXPECT_EQ(value("18446744073709551615"), JSONValue(18446744073709551615.0));
     EXPECT_EQ(value(R"({"12345678901234567890123":[123456789012345678901234567890,-99999999999999999999, 7],)"
-                    R"("a\"\\":"\"98765432109876543210987654321"})"),
+                    R"("text":"\\ \"98765432109876543210987654321\""})"),
               JSONValue::object({{"12345678901234567890123",
                                   JSONValue::array({123456789012345678901234567890.0, -1e20, 7})},
-                                 {"a\"\\", "\"98765432109876543210987654321"}}));
+                                 {"text", "\\ \"98765432109876543210987654321\""}}));
     EXPECT_EQ(decodeJSON<double>("100000000000000000000"), 1e20);
     EXPECT_EQ(decodeJSON<Wheel>(R"({"name":"a","unknown":123456789012345678901234567890})").name, "a");
     EXPECT_EQ(decodeJSON<int>("2147483647"), 2147483647);

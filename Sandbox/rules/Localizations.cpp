@@ -1,0 +1,109 @@
+// The texts of versions and of the app's information.
+#include "Sandbox/resources/Problem.h"
+#include "Sandbox/rules/Rules.h"
+#include "Sandbox/rules/Seeding.h"
+#include "Sandbox/rules/VersionStates.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+
+namespace quorvel::sandbox {
+namespace {
+
+void refuseSecondLocale(const World& world, const Resource& parent, std::string_view type,
+                        std::string_view locale) {
+    for (const Resource* other : world.store.children(parent.id, type))
+        if (other->text("locale") == locale)
+            throw Refusal(duplicate(
+                "locale", fmt::format("Entity with locale: '{}' already exists. Try updating.", locale)));
+}
+
+/// Sets what was sent; an empty text clears.
+void apply(Resource& localization, const JSONValue& attributes) {
+    for (const auto& [name, value] : *attributes.members())
+        localization.attributes.set(name, value.text() && value.text()->empty() ? JSONValue() : value);
+}
+
+void refuseReleaseNotesOfFirstVersion(const World& world, const Resource& version, const Change& change) {
+    const JSONValue* notes = change.given("whatsNew");
+    if (notes && !notes->isNull() && isFirstVersion(world, version))
+        throw Refusal(lockedAttribute("whatsNew"));
+}
+
+bool changesPromotionalTextOnly(const Change& change) {
+    const auto& attributes = *change.attributes.members();
+    return !attributes.empty() && std::ranges::all_of(attributes, [](const auto& attribute) {
+        return attribute.first == "promotionalText";
+    });
+}
+
+const Resource& editableInfo(const World& world, const Resource& localization) {
+    const Resource& info = *world.store.find("appInfos", localization.link("appInfo"));
+    requireEditable(info, localization.type, localization.id);
+    return info;
+}
+
+} // namespace
+
+Answer createVersionLocalization(World& world, const Change& change) {
+    const Resource& version = change.relation("appStoreVersion");
+    requireEditable(version, version.type, version.id);
+    refuseSecondLocale(world, version, "appStoreVersionLocalizations", change.text("locale"));
+    refuseReleaseNotesOfFirstVersion(world, version, change);
+    Resource& made =
+        world.store.add("appStoreVersionLocalizations", versionLocalizationAttributes(change.text("locale")),
+                        {{"appStoreVersion", version.id}});
+    apply(made, change.attributes);
+    return {.status = 201, .resource = &made};
+}
+
+Answer updateVersionLocalization(World& world, const Change& change) {
+    Resource& localization = *change.target;
+    const Resource& version = *world.store.find("appStoreVersions", localization.link("appStoreVersion"));
+    const bool live = version.text("appStoreState") == "READY_FOR_SALE";
+    if (!(live && changesPromotionalTextOnly(change)))
+        requireEditable(version, localization.type, localization.id);
+    refuseReleaseNotesOfFirstVersion(world, version, change);
+    apply(localization, change.attributes);
+    return {.resource = &localization};
+}
+
+Answer createAppInfoLocalization(World& world, const Change& change) {
+    const Resource& info = change.relation("appInfo");
+    requireEditable(info, info.type, info.id);
+    refuseSecondLocale(world, info, "appInfoLocalizations", change.text("locale"));
+    Resource& made = world.store.add(
+        "appInfoLocalizations", appInfoLocalizationAttributes(change.text("locale")), {{"appInfo", info.id}});
+    apply(made, change.attributes);
+    return {.status = 201, .resource = &made};
+}
+
+Answer updateAppInfoLocalization(World& world, const Change& change) {
+    (void)editableInfo(world, *change.target);
+    apply(*change.target, change.attributes);
+    return {.resource = change.target};
+}
+
+Answer updateAppInfo(World& world, const Change& change) {
+    Resource& info = *change.target;
+    requireEditable(info, info.type, info.id);
+    Links wanted = info.links;
+    for (const auto& [name, id] : change.foreign)
+        wanted[name] = id;
+    for (const std::string_view rank : {"primary", "secondary"}) {
+        const std::string category = wanted[fmt::format("{}Category", rank)];
+        for (const std::string_view place : {"One", "Two"})
+            if (const std::string name = fmt::format("{}Subcategory{}", rank, place);
+                !wanted[name].empty() && category.empty())
+                throw Refusal(invalidRelationship(name, "A subcategory needs its category."));
+    }
+    if (!wanted["secondaryCategory"].empty() && wanted["secondaryCategory"] == wanted["primaryCategory"])
+        throw Refusal(
+            invalidRelationship("secondaryCategory", "The primary and the secondary category must differ."));
+    for (const auto& [name, id] : change.foreign)
+        world.store.link(info, name, id);
+    return {.resource = &info};
+}
+
+} // namespace quorvel::sandbox

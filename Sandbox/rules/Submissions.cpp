@@ -1,0 +1,116 @@
+// Submitting versions to App Review.
+#include "Sandbox/resources/Problem.h"
+#include "Sandbox/rules/Completeness.h"
+#include "Sandbox/rules/Rules.h"
+#include "Sandbox/rules/VersionStates.h"
+
+#include <fmt/format.h>
+
+namespace quorvel::sandbox {
+namespace {
+
+bool isTrue(const JSONValue* value) {
+    return value && value->boolean() && *value->boolean();
+}
+
+std::vector<Resource*> versionsOf(World& world, const Resource& submission) {
+    std::vector<Resource*> versions;
+    for (const Resource* item : world.store.children(submission.id, "reviewSubmissionItems"))
+        if (item->text("state") != "REMOVED")
+            if (const auto id = item->link("appStoreVersion"); !id.empty())
+                versions.push_back(world.store.find("appStoreVersions", id));
+    return versions;
+}
+
+Resource& submit(World& world, Resource& submission) {
+    const std::string state = submission.text("state");
+    if (state != "READY_FOR_REVIEW" && state != "UNRESOLVED_ISSUES")
+        throw Refusal(invalidState(submission.type, submission.id,
+                                   fmt::format("A submission in the state {} can not be submitted.", state)));
+    const auto versions = versionsOf(world, submission);
+    if (versions.empty())
+        throw Refusal(
+            invalidState(submission.type, submission.id, "The submission holds no items to review."));
+    for (const Resource* version : versions)
+        requireComplete(world, *version);
+    submission.attributes.set("submittedDate", serviceDate(world.now()));
+    for (Resource* version : versions)
+        moveVersion(world, *version, "WAITING_FOR_REVIEW");
+    return submission;
+}
+
+Resource& cancel(World& world, Resource& submission) {
+    const std::string state = submission.text("state");
+    if (state == "COMPLETE" || state == "COMPLETING" || state == "CANCELING")
+        throw Refusal(invalidState(submission.type, submission.id,
+                                   fmt::format("A submission in the state {} can not be canceled.", state)));
+    const bool submitted = state != "READY_FOR_REVIEW";
+    for (Resource* version : versionsOf(world, submission))
+        moveVersion(world, *version, submitted ? "DEVELOPER_REJECTED" : "PREPARE_FOR_SUBMISSION");
+    for (Resource* item : world.store.children(submission.id, "reviewSubmissionItems"))
+        item->attributes.set("state", "REMOVED");
+    submission.attributes.set("state", "COMPLETE");
+    return submission;
+}
+
+} // namespace
+
+Answer createSubmission(World& world, const Change& change) {
+    const Resource& app = change.relation("app");
+    const std::string platform = change.text("platform").empty() ? "IOS" : change.text("platform");
+    for (const Resource* other : world.store.children(app.id, "reviewSubmissions"))
+        if (other->text("platform") == platform && other->text("state") != "COMPLETE")
+            throw Refusal(stateConflict(
+                fmt::format("There is another reviewSubmission with id {} still in progress.", other->id)));
+    const Resource& made = world.store.add(
+        "reviewSubmissions",
+        JSONValue::object(
+            {{"platform", platform}, {"submittedDate", nullptr}, {"state", "READY_FOR_REVIEW"}}),
+        {{"app", app.id}});
+    return {.status = 201, .resource = &made};
+}
+
+Answer addSubmissionItem(World& world, const Change& change) {
+    Resource& submission = change.relation("reviewSubmission");
+    const auto found = change.relations.find("appStoreVersion");
+    if (found == change.relations.end() || !found->second)
+        throw Refusal(missingRelationship("appStoreVersion"));
+    Resource& version = *found->second;
+    if (submission.text("state") != "READY_FOR_REVIEW" && submission.text("state") != "UNRESOLVED_ISSUES")
+        throw Refusal(invalidState(submission.type, submission.id, "Items can not be added to it any more."));
+    if (version.link("app") != submission.link("app") ||
+        version.text("platform") != submission.text("platform"))
+        throw Refusal(invalidRelationship("appStoreVersion", "The version is of another app or platform."));
+    for (const Resource* item : world.store.children(version.id, "reviewSubmissionItems")) {
+        const Resource* other = world.store.find("reviewSubmissions", item->link("reviewSubmission"));
+        if (item->text("state") != "REMOVED" && other && other->text("state") != "COMPLETE")
+            throw Refusal({.status = 409,
+                           .code = "STATE_ERROR.ITEM_PART_OF_ANOTHER_SUBMISSION",
+                           .title = "The item is already part of a submission.",
+                           .detail = fmt::format("appStoreVersions with id {} was already added to another "
+                                                 "reviewSubmission with id {}",
+                                                 version.id, other->id)});
+    }
+    requireEditable(version, version.type, version.id);
+    requireComplete(world, version);
+    const Resource& made =
+        world.store.add("reviewSubmissionItems", JSONValue::object({{"state", "READY_FOR_REVIEW"}}),
+                        {{"appStoreVersion", version.id}, {"reviewSubmission", submission.id}});
+    world.store.link(submission, "appStoreVersionForReview", version.id);
+    moveVersion(world, version, "READY_FOR_REVIEW");
+    return {.status = 201, .resource = &made};
+}
+
+Answer updateSubmission(World& world, const Change& change) {
+    Resource& submission = *change.target;
+    if (isTrue(change.given("canceled"))) return {.resource = &cancel(world, submission)};
+    if (isTrue(change.given("submitted"))) return {.resource = &submit(world, submission)};
+    if (change.given("platform") && change.text("platform") != submission.text("platform")) {
+        if (!world.store.children(submission.id, "reviewSubmissionItems").empty())
+            throw Refusal(lockedAttribute("platform"));
+        submission.attributes.set("platform", change.text("platform"));
+    }
+    return {.resource = &submission};
+}
+
+} // namespace quorvel::sandbox

@@ -1,0 +1,55 @@
+// Everything that the sandbox plays: its resources, its clock, and what will happen by itself.
+#pragma once
+
+#include "Platform/time/Date.h"
+#include "Sandbox/resources/Document.h"
+#include "Sandbox/resources/Store.h"
+
+#include <memory>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace quorvel::sandbox {
+
+class Uploads;
+
+/// Something that the service does on its own after a while.
+struct Event {
+    double due = 0; // seconds since 1970, on the virtual clock
+    std::string action;
+    std::string id; // of the resource that it happens to
+};
+
+struct World {
+    Store store;
+    std::string baseURL;
+    std::shared_ptr<Uploads> uploads;
+    std::string vendorNumber;
+    NullAttributes nulls = NullAttributes::omitted; // of answers
+    double clockOffset = 0;                         // seconds that the virtual clock was advanced
+    double clockSkew = 0;     // seconds that the service's clocks differ from this machine's
+    double firstSalesDay = 0; // days since 1970
+    std::vector<Event> events;
+
+    /// The virtual clock: the real one, moved on by what tests advanced it.
+    [[nodiscard]] Date now() const;
+    void after(double seconds, std::string_view action, std::string_view id);
+    /// Whether an event of that kind lies ahead for the resource.
+    [[nodiscard]] bool expects(std::string_view action, std::string_view id) const;
+    void forget(std::string_view action, std::string_view id);
+    /// Carries out what is due, in order; whether there was anything.
+    bool settle();
+
+    [[nodiscard]] JSONValue document() const;
+    void restore(const JSONValue& document);
+};
+
+/// A date as the service writes it: with whole seconds and its own offset from UTC.
+[[nodiscard]] std::string serviceDate(Date date);
+/// The days since 1970 of `date` in UTC.
+[[nodiscard]] int dayNumber(Date date);
+/// The calendar date of a day since 1970, such as "2026-03-01".
+[[nodiscard]] std::string calendarDate(int day);
+
+} // namespace quorvel::sandbox

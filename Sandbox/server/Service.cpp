@@ -1,0 +1,224 @@
+#include "Sandbox/server/Service.h"
+
+#include "Platform/json/JSON.h"
+#include "Sandbox/resources/Document.h"
+#include "Sandbox/resources/Problem.h"
+#include "Sandbox/resources/Schema.h"
+#include "Sandbox/rules/Analytics.h"
+#include "Sandbox/rules/Reading.h"
+#include "Sandbox/rules/SalesReports.h"
+#include "Sandbox/rules/Uploads.h"
+#include "Sandbox/rules/Writing.h"
+#include "Sandbox/server/Control.h"
+#include "Sandbox/server/Files.h"
+#include "Sandbox/server/Roles.h"
+
+#include <fmt/format.h>
+
+#include <chrono>
+#include <cmath>
+#include <thread>
+
+namespace quorvel::sandbox {
+namespace {
+
+constexpr std::size_t mostRecorded = 100'000;
+constexpr std::size_t longestRecordedBody = 64 * 1024;
+
+/// The id in `path` when it has the form of `pattern`; nothing when it has another.
+std::optional<std::string> matchPattern(std::string_view pattern, std::string_view path) {
+    constexpr std::string_view place = "{id}";
+    const std::size_t begin = pattern.find(place);
+    if (begin == pattern.npos) return pattern == path ? std::optional<std::string>("") : std::nullopt;
+    const std::string_view head = pattern.substr(0, begin);
+    const std::string_view tail = pattern.substr(begin + place.size());
+    if (path.size() <= head.size() + tail.size() || !path.starts_with(head) || !path.ends_with(tail))
+        return std::nullopt;
+    const std::string_view id = path.substr(head.size(), path.size() - head.size() - tail.size());
+    return id.find('/') == id.npos ? std::optional<std::string>(id) : std::nullopt;
+}
+
+std::int64_t wholeSeconds(Date date) {
+    return static_cast<std::int64_t>(std::floor(secondsSince1970(date)));
+}
+
+bool isService(std::string_view path) {
+    return path.starts_with("/v1/") || path.starts_with("/upload/");
+}
+
+} // namespace
+
+Service::Service(World& world, const AccountKey& key, TokenRules tokenRules, const Options& options)
+    : world_(world),
+      key_(key),
+      tokenRules_(std::move(tokenRules)),
+      faults_(options.faultSeed),
+      quota_(options.hourlyQuota),
+      latency_(options.latencyMilliseconds) {
+    faults_.set(options.faults);
+}
+
+Response Service::handle(const Request& request) {
+    if (request.path.starts_with(controlPrefix)) return control(*this, request);
+    if (latency_ > 0) std::this_thread::sleep_for(std::chrono::milliseconds(latency_));
+    const auto fault = isService(request.path) ? takeFault(request) : std::nullopt;
+    const std::string action = fault ? fault->action.value_or("status") : "";
+    Response response;
+    if (action == "status" || action == "expireToken") {
+        response = faultAnswer(*fault);
+    } else if (action == "reset") {
+        response.status = 0;
+    } else {
+        response = work(request);
+        if (action == "statusAfter") response = faultAnswer(*fault);
+        if (action == "resetAfter") response.status = 0;
+        if (action == "truncate") response.ending = Ending::truncated;
+        if (action == "slow") response.ending = Ending::slow;
+    }
+    if (response.status == 0) response.ending = Ending::reset;
+    record(request, response);
+    return response;
+}
+
+std::optional<Fault> Service::takeFault(const Request& request) {
+    const std::lock_guard lock(mutex_);
+    return faults_.take(request.method, request.path);
+}
+
+Response Service::work(const Request& request) {
+    if (request.path.starts_with("/upload/")) return upload(request);
+    if (!request.path.starts_with("/v1/")) {
+        const std::lock_guard lock(mutex_);
+        return file(world_, request);
+    }
+    return interface(request);
+}
+
+Response Service::upload(const Request& request) {
+    const std::string_view name = std::string_view(request.path).substr(std::string_view("/upload/").size());
+    const std::size_t dot = name.rfind('.');
+    const std::string id(name.substr(0, dot));
+    std::size_t part = 0;
+    for (const char digit : dot == name.npos ? std::string_view("x") : name.substr(dot + 1))
+        part = digit >= '0' && digit <= '9' && part < 100'000
+                   ? part * 10 + static_cast<std::size_t>(digit - '0')
+                   : 1'000'000;
+    return world_.uploads->receive(id, part, request);
+}
+
+Response Service::interface(const Request& request) {
+    const bool authorized = isAuthorized(request);
+    const std::lock_guard lock(mutex_);
+    if (world_.settle()) changed_ = true;
+    Response response;
+    if (!authorized) {
+        response = failure({notAuthorized()});
+    } else if (!quota_.take(wholeSeconds(world_.now()))) {
+        response = failure({problemOfStatus(429)});
+        response.headers.emplace_back("Retry-After", std::to_string(quota_.wait(wholeSeconds(world_.now()))));
+    } else {
+        response = answer(request);
+    }
+    addCommonHeaders(response);
+    return response;
+}
+
+Response Service::answer(const Request& request) {
+    try {
+        Answer answer = dispatch(request);
+        if (request.method != "GET") changed_ = true;
+        Response response{.status = answer.status, .contentType = answer.contentType};
+        if (answer.resource) {
+            const Shape shape{.baseURL = world_.baseURL, .nulls = world_.nulls};
+            const std::string self =
+                fmt::format("{}/v1/{}/{}", world_.baseURL, answer.resource->type, answer.resource->id);
+            response.body = encodeJSON(documentOf(world_.store, *answer.resource, shape, self));
+        } else if (answer.document) {
+            response.body = encodeJSON(*answer.document);
+        } else {
+            response.body = std::move(answer.bytes);
+        }
+        return response;
+    } catch (const Refusal& refusal) {
+        return failure(refusal.problems());
+    }
+}
+
+Answer Service::dispatch(const Request& request) {
+    if (request.path == "/v1/salesReports" && request.method == "GET") {
+        requireRole(role_, request.method, request.path);
+        return salesReport(world_, request);
+    }
+    std::string allowed;
+    for (const ReadOperation& operation : readOperations())
+        if (const auto id = matchPattern(operation.pattern, request.path)) {
+            if (request.method == "GET") {
+                requireRole(role_, request.method, operation.pattern);
+                return read(world_, operation, *id, request);
+            }
+            allowed = "GET";
+        }
+    for (const WriteOperation& operation : writeOperations())
+        if (const auto id = matchPattern(operation.pattern, request.path)) {
+            if (request.method == operation.method) {
+                requireRole(role_, request.method, operation.pattern);
+                return write(world_, operation, *id, request);
+            }
+            allowed += fmt::format("{}{}", allowed.empty() ? "" : ", ", operation.method);
+        }
+    if (request.path == "/v1/salesReports") allowed = "GET";
+    throw Refusal(allowed.empty() ? pathNotFound(request.path) : methodNotAllowed(request.method, allowed));
+}
+
+bool Service::isAuthorized(const Request& request) const {
+    Date real, virtualDate;
+    {
+        const std::lock_guard lock(mutex_);
+        if (revoked_) return false;
+        virtualDate = world_.now();
+        real = dateFromSecondsSince1970(secondsSince1970(virtualDate) - world_.clockOffset);
+    }
+    // A client that knows nothing of the virtual clock signs by the real one; one that follows the Date
+    // header signs by the virtual one. Both are right.
+    const std::string authorization = request.header("Authorization").value_or("");
+    return acceptsToken(authorization, tokenRules_, key_, virtualDate) ||
+           (real != virtualDate && acceptsToken(authorization, tokenRules_, key_, real));
+}
+
+Response Service::failure(const std::vector<Problem>& problems) const {
+    return {.status = problems.front().status,
+            .contentType = "application/json",
+            .body = encodeJSON(errorDocument(problems))};
+}
+
+Response Service::faultAnswer(const Fault& fault) const {
+    const int status = fault.action == "expireToken" ? 401 : fault.status.value_or(500);
+    Response response = failure({problemOfStatus(status)});
+    if (fault.retryAfter) response.headers.emplace_back("Retry-After", fmt::format("{}", *fault.retryAfter));
+    const std::lock_guard lock(mutex_);
+    response.headers.emplace_back("Date", formatHTTPDate(world_.now()));
+    return response;
+}
+
+void Service::addCommonHeaders(Response& response) {
+    const Date now = world_.now();
+    const int remaining = quota_.remaining(wholeSeconds(now));
+    response.headers.emplace_back("Date", formatHTTPDate(now));
+    response.headers.emplace_back(
+        "X-Rate-Limit", fmt::format("user-hour-lim:{};user-hour-rem:{};", quota_.limit(), remaining));
+}
+
+void Service::record(const Request& request, const Response& response) {
+    RecordedRequest entry{.method = request.method,
+                          .path = request.path,
+                          .target = request.target,
+                          .body = request.body.substr(0, longestRecordedBody),
+                          .status = response.status,
+                          .authorization =
+                              describeAuthorization(request.header("Authorization").value_or(""))};
+    const std::lock_guard lock(mutex_);
+    if (requests_.size() == mostRecorded) requests_.pop_front();
+    requests_.push_back(std::move(entry));
+}
+
+} // namespace quorvel::sandbox

@@ -1,0 +1,85 @@
+// Everything behind the sandbox's HTTP server: who may ask, what goes wrong, and which rule answers.
+#pragma once
+
+#include "Sandbox/SandboxServer.h"
+#include "Sandbox/faults/FaultTable.h"
+#include "Sandbox/resources/Problem.h"
+#include "Sandbox/rules/Operation.h"
+#include "Sandbox/rules/World.h"
+#include "Sandbox/server/AccountKey.h"
+#include "Sandbox/server/HTTPServer.h"
+#include "Sandbox/server/Quota.h"
+
+#include <atomic>
+#include <deque>
+#include <mutex>
+
+namespace quorvel::sandbox {
+
+/// A build as the upload tool would deliver it.
+struct BuildUpload {
+    std::string app; // its id or bundle id
+    std::string platform = "IOS";
+    std::string version;
+    std::string number;
+    std::string processingState = "VALID"; // what processing ends with
+    double processingSeconds = 300;
+};
+
+/// Safe to use from any thread.
+class Service {
+  public:
+    Service(World& world, const AccountKey& key, TokenRules tokenRules, const Options& options);
+
+    [[nodiscard]] Response handle(const Request& request);
+
+    // What the control routes do.
+    void setFaults(std::vector<Fault> faults, std::optional<std::uint64_t> seed = {});
+    void setLatency(int milliseconds) { latency_ = milliseconds; }
+    void setHourlyQuota(int requests);
+    [[nodiscard]] std::vector<RecordedRequest> requests() const;
+    void forgetRequests();
+    void advance(double seconds);
+    void skewClock(double seconds);
+    void sendNulls(NullAttributes nulls);
+    void revokeKey(bool revoked);
+    /// Throws `std::invalid_argument` for an unknown role.
+    void setRole(std::string_view role);
+    /// Throws `std::invalid_argument` for an unknown version or state.
+    void setVersionState(std::string_view versionID, std::string_view state);
+    /// Adds a build and returns its id. Throws `std::invalid_argument`.
+    std::string addBuild(const BuildUpload& upload);
+    /// Adds `count` reviews to an app. Throws `std::invalid_argument`.
+    void generateReviews(std::string_view app, int count);
+    [[nodiscard]] JSONValue state() const;
+
+    /// The whole state to keep, when it changed since the last call.
+    [[nodiscard]] std::optional<JSONValue> changedDocument();
+
+  private:
+    [[nodiscard]] std::optional<Fault> takeFault(const Request& request);
+    [[nodiscard]] Response work(const Request& request);
+    [[nodiscard]] Response upload(const Request& request);
+    [[nodiscard]] Response interface(const Request& request);
+    [[nodiscard]] Response answer(const Request& request);
+    [[nodiscard]] Answer dispatch(const Request& request);
+    [[nodiscard]] bool isAuthorized(const Request& request) const;
+    [[nodiscard]] Response failure(const std::vector<Problem>& problems) const;
+    [[nodiscard]] Response faultAnswer(const Fault& fault) const;
+    void addCommonHeaders(Response& response);
+    void record(const Request& request, const Response& response);
+
+    World& world_;
+    const AccountKey& key_;
+    TokenRules tokenRules_;
+    mutable std::mutex mutex_; // guards all below, and the world
+    FaultTable faults_;
+    Quota quota_;
+    bool revoked_ = false;
+    std::string role_ = "ADMIN";
+    bool changed_ = true;
+    std::deque<RecordedRequest> requests_;
+    std::atomic<int> latency_;
+};
+
+} // namespace quorvel::sandbox
