@@ -20,7 +20,7 @@ namespace quorvel {
 
 inline constexpr std::vector<Command> (*commandGroups[])() = {
     authCommands, appCommands,  versionCommands, pullCommands,    compareCommands,
-    pushCommands, treeCommands, demoCommands,    sandboxCommands, shellCommands,
+    pushCommands, treeCommands, sandboxCommands, shellCommands,
 };
 
 } // namespace quorvel
