@@ -56,8 +56,7 @@ class Tree {
         ParsedLine line{.command = named()};
         collect(root_, globalArguments(), line.arguments);
         if (line.command) collect(*apps_.at(line.command->name), line.command->arguments, line.arguments);
-        if (!line.command || line.command->arguments.empty())
-            collect(root_, {&versionFlag, 1}, line.arguments);
+        line.wantsVersion = root_.get_option(std::string(versionFlag.name))->count() > 0;
         refuseUnknown(line, root_.remaining(true));
         return line;
     }
@@ -138,6 +137,9 @@ void checkArguments(std::span<const ArgumentSpec> specs, const ParsedLine& line)
             throw UsageError(fmt::format("{} is given more than once", spec.name));
         for (const std::string& value : values) {
             if (value.empty()) throw UsageError(fmt::format("the value of {} is empty", spec.name));
+            if (value.starts_with("--"))
+                throw UsageError(
+                    fmt::format("{} needs a value, and {} is an option", spec.name, quotedWord(value)));
             checkChoice(spec, value);
         }
     }
@@ -166,7 +168,7 @@ ParsedLine parseCommandLine(const std::vector<std::string>& words) {
     } catch (const CLI::Error& error) {
         throw UsageError(error.what());
     }
-    if (line.arguments.has("--help") || line.arguments.has("--version")) return line;
+    if (line.arguments.has("--help") || line.wantsVersion) return line;
     checkArguments(globalArguments(), line);
     if (line.command) checkArguments(line.command->arguments, line);
     return line;

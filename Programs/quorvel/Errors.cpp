@@ -8,8 +8,6 @@
 
 #include <fmt/format.h>
 
-#include <array>
-
 namespace quorvel {
 
 namespace {
@@ -51,13 +49,19 @@ std::string hintFor(const ASCError& error) {
 
 ErrorReport reportOf(const MetadataError& error) {
     // The codes under which the tree's own refusals are known.
-    static constexpr std::array<std::pair<std::string_view, ExitStatus>, 3> statuses = {{
-        {"READ_ONLY_CONTEXT", ExitStatus::refusedByState},
-        {"NO_VERSIONS", ExitStatus::notFound},
-        {"UNKNOWN_CONTEXT", ExitStatus::notFound},
-    }};
-    for (const auto& [code, status] : statuses)
-        if (error.code() == code) return {status, onOneLine(error.what()), {}};
+    struct Meaning {
+        std::string_view code;
+        ExitStatus status;
+        std::string_view hint;
+    };
+    static constexpr Meaning meanings[] = {
+        {"READ_ONLY_CONTEXT", ExitStatus::refusedByState, "Make one with 'quorvel versions create'."},
+        {"NO_VERSIONS", ExitStatus::notFound, "Make one with 'quorvel versions create'."},
+        {"UNKNOWN_CONTEXT", ExitStatus::notFound, "Choose one with --context."},
+    };
+    for (const Meaning& meaning : meanings)
+        if (error.code() == meaning.code)
+            return {meaning.status, onOneLine(error.what()), std::string(meaning.hint)};
     return {ExitStatus::failed, onOneLine(error.what()), {}};
 }
 

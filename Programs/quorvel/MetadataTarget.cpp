@@ -97,10 +97,9 @@ MetadataStore MetadataTarget::storeOf(const ContextID& context) {
 
 PlatformContext MetadataTarget::currentContext() {
     const auto given = givenContext();
-    const auto versions = invocation_.composition.client().listAppStoreVersions(app().id);
-    const auto contexts = contextsOf(versions);
+    const auto contexts = contextsOf(versions());
     if (contexts.empty()) throw MetadataError::noVersions();
-    requireSameApp(versions);
+    requireSameApp();
     std::optional<std::string> wanted;
     if (given || savedContexts() || !contextsOnDisk(appFolder()).empty()) wanted = localContext().text();
     const auto chosen = chooseContext(contexts, wanted);
@@ -112,12 +111,17 @@ PlatformContext MetadataTarget::currentContext() {
     return *chosen;
 }
 
-void MetadataTarget::requireSameApp(const ASCList<AppStoreVersionAttributes>& versions) {
+const ASCList<AppStoreVersionAttributes>& MetadataTarget::versions() {
+    if (!versions_) versions_ = invocation_.composition.client().listAppStoreVersions(app().id);
+    return *versions_;
+}
+
+void MetadataTarget::requireSameApp() {
     const auto& saved = savedContexts();
     if (!saved || saved->contexts.empty()) return;
     const bool known = std::ranges::any_of(saved->contexts, [&](const PlatformContext& context) {
-        return std::ranges::find(versions, context.versionId, [](const auto& one) { return one.id; }) !=
-               versions.end();
+        return std::ranges::any_of(versions(),
+                                   [&](const auto& version) { return version.id == context.versionId; });
     });
     if (!known)
         throw CommandError(ExitStatus::failed,

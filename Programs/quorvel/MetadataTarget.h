@@ -37,13 +37,15 @@ class MetadataTarget {
 
   private:
     [[nodiscard]] std::optional<ContextID> givenContext() const;
-    void requireSameApp(const ASCList<AppStoreVersionAttributes>& versions);
+    [[nodiscard]] const ASCList<AppStoreVersionAttributes>& versions();
+    void requireSameApp();
     void noteNewVersion(const PlatformContext& context);
 
     Invocation& invocation_;
     std::optional<AppListEntry> app_;
     std::optional<MetadataFolder> appFolder_;
     std::optional<std::optional<PersistedContexts>> savedContexts_;
+    std::optional<ASCList<AppStoreVersionAttributes>> versions_;
 };
 
 /// The option that names the app's folder, for the tables of commands.

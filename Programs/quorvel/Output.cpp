@@ -83,6 +83,11 @@ void Output::note(std::string_view text) {
     streams_.error(printable(text) + "\n");
 }
 
+void Output::detail(std::string_view text) {
+    clearProgress();
+    streams_.error(printable(text) + "\n");
+}
+
 void Output::warning(std::string_view text) {
     clearProgress();
     const std::string lead = errorColours_ ? withStyle(Style::yellow, "warning:") : "warning:";

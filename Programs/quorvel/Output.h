@@ -41,6 +41,8 @@ class Output {
 
     /// A message beside the result; silent with --quiet.
     void note(std::string_view text);
+    /// What --verbose tells.
+    void detail(std::string_view text);
     /// A message that --quiet does not silence.
     void warning(std::string_view text);
     void error(std::string_view text, std::string_view hint);

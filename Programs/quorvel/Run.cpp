@@ -77,11 +77,11 @@ ExitStatus runCommand(Invocation& invocation) {
 
 ExitStatus runParsed(const ParsedLine& line, const GlobalOptions& global, Output& output,
                      const Surroundings& surroundings) {
-    if (line.arguments.has("--help") || (!line.command && !line.arguments.has("--version"))) {
+    if (line.arguments.has("--help") || (!line.command && !line.wantsVersion)) {
         output.raw(line.command ? helpOf(*line.command) : helpOfProgram());
         return ExitStatus::done;
     }
-    if (!line.command) {
+    if (line.wantsVersion) {
         output.line(versionLine());
         output.document(VersionRecord{QUORVEL_VERSION});
         return ExitStatus::done;

@@ -10,7 +10,8 @@
 int main(int count, char** words) {
     using namespace quorvel;
     signal(SIGPIPE, SIG_IGN); // a reader that goes away shows up where it is written to
-    if (count == 2 && std::string_view(words[1]) == "--version") return std::puts(versionLine().c_str()) < 0;
+    if (count == 2 && std::string_view(words[1]) == "--version")
+        return std::puts(versionLine().c_str()) < 0 || std::fflush(stdout) != 0;
     const Interrupt interrupt;
     const TaskScope task(interrupt.token());
     const Surroundings surroundings = surroundingsOfProcess(count > 0 ? words[0] : "quorvel");

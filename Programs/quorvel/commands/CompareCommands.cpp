@@ -225,7 +225,7 @@ ExitStatus showDiff(Invocation& invocation) {
             output.styled(Style::bold, fmt::format("{} {}", change.locale, shortLabelOf(change.field))) +
             output.styled(Style::dim, fmt::format("  {}", MetadataDiff::explain(change))));
         for (const std::string& line : renderDiff(segments, marksFor(output)))
-            output.line("    " + line);
+            output.line(line.empty() ? line : "    " + line);
         output.line();
     }
     output.document(records);

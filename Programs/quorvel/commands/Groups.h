@@ -20,7 +20,7 @@ namespace quorvel {
 
 inline constexpr std::vector<Command> (*commandGroups[])() = {
     authCommands, appCommands,  versionCommands, pullCommands,    compareCommands,
-    pushCommands, treeCommands, sandboxCommands, shellCommands,
+    pushCommands, treeCommands, demoCommands,    sandboxCommands, shellCommands,
 };
 
 } // namespace quorvel

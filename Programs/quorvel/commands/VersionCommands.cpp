@@ -108,7 +108,7 @@ ExitStatus listBuilds(Invocation& invocation) {
 std::vector<Command> versionCommands() {
     return {
         {.name = "versions",
-         .summary = "List the versions of an app and their states, newest first",
+         .summary = "List the versions of an app and their states",
          .arguments = {{"--platform", "PLATFORM", "Only this platform", platformChoices}},
          .heeds = {"--app"},
          .run = listVersions},
