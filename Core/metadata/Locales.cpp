@@ -12,17 +12,17 @@ namespace quorvel {
 namespace {
 
 constexpr std::array<std::string_view, 50> locales = {
-    "ar-SA", "bn",    "ca",    "cs", "da",    "de-DE", "el", "en-AU", "en-CA",   "en-GB",
-    "en-US", "es-ES", "es-MX", "fi", "fr-CA", "fr-FR", "gu", "he",    "hi",      "hr",
-    "hu",    "id",    "it",    "ja", "kn",    "ko",    "ml", "mr",    "ms",      "nl-NL",
-    "no",    "or",    "pa",    "pl", "pt-BR", "pt-PT", "ro", "ru",    "sk",      "sl",
-    "sv",    "ta",    "te",    "th", "tr",    "uk",    "ur", "vi",    "zh-Hans", "zh-Hant"};
+    "ar-SA", "bn-BD", "ca",    "cs", "da",    "de-DE", "el",    "en-AU", "en-CA",   "en-GB",
+    "en-US", "es-ES", "es-MX", "fi", "fr-CA", "fr-FR", "gu-IN", "he",    "hi",      "hr",
+    "hu",    "id",    "it",    "ja", "kn-IN", "ko",    "ml-IN", "mr-IN", "ms",      "nl-NL",
+    "no",    "or-IN", "pa-IN", "pl", "pt-BR", "pt-PT", "ro",    "ru",    "sk",      "sl-SI",
+    "sv",    "ta-IN", "te-IN", "th", "tr",    "uk",    "ur-PK", "vi",    "zh-Hans", "zh-Hant"};
 static_assert(std::ranges::is_sorted(locales));
 
-// The languages that joined last are seen with and without a region; both are taken as they are.
-constexpr std::array<std::string_view, 11> withRegion = {"bn-BD", "gu-IN", "kn-IN", "ml-IN", "mr-IN", "or-IN",
-                                                         "pa-IN", "sl-SI", "ta-IN", "te-IN", "ur-PK"};
-static_assert(std::ranges::is_sorted(withRegion));
+// The languages that joined last are seen without their region too; both spellings are taken as they are.
+constexpr std::array<std::string_view, 11> withoutRegion = {"bn", "gu", "kn", "ml", "mr", "or",
+                                                            "pa", "sl", "ta", "te", "ur"};
+static_assert(std::ranges::is_sorted(withoutRegion));
 
 // What people write for a locale that is spelled otherwise, in lower case; also the default of languages
 // that have several.
@@ -56,7 +56,7 @@ std::span<const std::string_view> appStoreLocales() {
 }
 
 bool isAppStoreLocale(std::string_view code) {
-    return std::ranges::binary_search(locales, code) || std::ranges::binary_search(withRegion, code);
+    return std::ranges::binary_search(locales, code) || std::ranges::binary_search(withoutRegion, code);
 }
 
 std::optional<std::string_view> nearestAppStoreLocale(std::string_view code) {

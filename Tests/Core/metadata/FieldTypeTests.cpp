@@ -1,0 +1,142 @@
+#include "Core/metadata/FieldType.h"
+
+#include "Core/metadata/Locales.h"
+#include "Core/metadata/MetadataSnapshot.h"
+
+#include <gtest/gtest.h>
+
+#include <string>
+
+using namespace quorvel;
+
+namespace {
+
+std::string repeated(std::string_view text, std::size_t count) {
+    std::string all;
+    for (std::size_t i = 0; i < count; ++i)
+        all += text;
+    return all;
+}
+
+constexpr std::string_view family = "\U0001F468\u200D\U0001F469\u200D\U0001F467"; // one character, 18 bytes
+using Status = MetadataSnapshot::CellStatus;
+
+} // namespace
+
+TEST(FieldType, countsWhatPeopleSeeAgainstEachLimit) {
+    struct Case {
+        FieldType field;
+        std::string text;
+        Status status;
+        std::int64_t count;
+    };
+    const std::vector<Case> cases = {
+        {FieldType::name, repeated("a", 30), Status::ok, 30},
+        {FieldType::name, repeated("a", 31), Status::overLimit, 31},
+        {FieldType::name, repeated(family, 30), Status::ok, 30},
+        {FieldType::name, repeated(family, 31), Status::overLimit, 31},
+        {FieldType::name, repeated("e\u0301", 30), Status::ok, 30},
+        {FieldType::name, repeated("a", 30) + "\n", Status::overLimit, 31},
+        {FieldType::subtitle, repeated("ü", 31), Status::overLimit, 31},
+        {FieldType::description, repeated("漢", 4000), Status::ok, 4000},
+        {FieldType::description, repeated("漢", 4001), Status::overLimit, 4001},
+        {FieldType::promotionalText, repeated("a", 171), Status::overLimit, 171},
+        {FieldType::releaseNotes, repeated("a\r\n", 2000), Status::ok, 4000},
+        {FieldType::keywords, "a,b,c", Status::ok, 5},
+        {FieldType::keywords, "a, b, c", Status::ok, 7},
+        {FieldType::keywords, repeated("ك", 100), Status::ok, 100},
+        {FieldType::keywords, repeated("ك", 101), Status::overLimit, 101},
+        {FieldType::description, "", Status::empty, 0},
+        {FieldType::description, "\n", Status::empty, 0},
+        {FieldType::description, " \u00A0\r\n\t", Status::empty, 0},
+    };
+    for (const Case& one : cases) {
+        SCOPED_TRACE(std::string(rawValue(one.field)) + " of " + std::to_string(one.text.size()) + " bytes");
+        const auto cell = MetadataSnapshot::cellOf(one.text, one.field);
+        EXPECT_EQ(cell.status, one.status);
+        EXPECT_EQ(cell.charCount, one.count);
+        EXPECT_EQ(isOverLimit(one.text, one.field), one.status == Status::overLimit);
+    }
+}
+
+TEST(MetadataSnapshot, answersForCellsThatItDoesNotHold) {
+    FieldTexts texts;
+    texts[FieldType::name] = repeated(family, 100);
+    const auto grid = MetadataSnapshot::of({{"de-DE", texts}});
+    EXPECT_EQ(grid.locales, std::vector<std::string>{"de-DE"});
+    EXPECT_EQ(grid.cell("de-DE", FieldType::name).preview, repeated(family, 80));
+    const MetadataSnapshot::Cell missing{Status::notPulled, 0, 100, "", {}};
+    EXPECT_EQ(grid.cell("de-DE", FieldType::keywords), missing);
+    EXPECT_EQ(grid.cell("fr-FR", FieldType::keywords), missing);
+}
+
+TEST(TextRemarks, nameWhatIsOddAboutAText) {
+    using R = TextRemark;
+    struct Case {
+        FieldType field;
+        std::string text;
+        std::vector<TextRemark> remarks;
+    };
+    const std::vector<Case> cases = {
+        {FieldType::keywords, "a,b,c", {}},
+        {FieldType::keywords, "a, b", {R::blankAfterComma}},
+        {FieldType::keywords, "a ,b", {R::blankAfterComma}},
+        {FieldType::keywords, "a,\u3000b", {R::blankAfterComma}},
+        {FieldType::keywords, "two words,b", {}},
+        {FieldType::keywords, "日本、猫", {R::foreignComma}},
+        {FieldType::keywords, "日本，猫", {R::foreignComma}},
+        {FieldType::keywords, "قط،كلب", {R::foreignComma}},
+        {FieldType::keywords, "Cat,dog,cat", {R::repeatedKeyword}},
+        {FieldType::keywords, "a,,b,", {}},
+        {FieldType::keywords, "a,b\n", {R::finalLineBreak}},
+        {FieldType::description, "日本、猫, a, a", {}},
+        {FieldType::description, "one\r\ntwo", {R::carriageReturn}},
+        {FieldType::description, "one\r\n", {R::carriageReturn, R::finalLineBreak}},
+        {FieldType::description, "\uFEFFone", {R::byteOrderMark}},
+        {FieldType::description, "one\uFEFF", {}},
+        {FieldType::name, repeated("ক্ষ", 30), {R::codePointsOverLimit}},
+        {FieldType::name, repeated("ক্ষ", 31), {}}, // over the limit anyway
+        {FieldType::name, "\n", {}},
+    };
+    for (const Case& one : cases)
+        EXPECT_EQ(remarksOn(one.text, one.field), one.remarks) << rawValue(one.field) << ": " << one.text;
+}
+
+TEST(Locales, knowWhatTheAppStoreTakesAndHintAtTheRest) {
+    EXPECT_EQ(appStoreLocales().size(), 50u);
+    for (const std::string_view locale : appStoreLocales()) {
+        EXPECT_TRUE(isAppStoreLocale(locale));
+        EXPECT_EQ(nearestAppStoreLocale(locale), locale);
+    }
+    EXPECT_TRUE(isAppStoreLocale("bn") && isAppStoreLocale("bn-BD")); // seen in both spellings
+    const std::vector<std::pair<std::string_view, std::optional<std::string_view>>> hints = {
+        {"de", "de-DE"},
+        {"de_DE", "de-DE"},
+        {"DE-de", "de-DE"},
+        {"de-AT", "de-DE"},
+        {"en", "en-US"},
+        {"en_us", "en-US"},
+        {"en-NZ", "en-US"},
+        {"es", "es-ES"},
+        {"es-419", "es-MX"},
+        {"pt", "pt-PT"},
+        {"fr-BE", "fr-FR"},
+        {"zh", "zh-Hans"},
+        {"zh-CN", "zh-Hans"},
+        {"zh_TW", "zh-Hant"},
+        {"zh-Hant-HK", "zh-Hant"},
+        {"nb-NO", "no"},
+        {"no-NO", "no"},
+        {"tr-TR", "tr"},
+        {"iw", "he"},
+        {"si-LK", std::nullopt},
+        {"default", std::nullopt},
+        {"review_information", std::nullopt},
+        {"", std::nullopt},
+        {"-", std::nullopt},
+        {"android", std::nullopt}};
+    for (const auto& [code, nearest] : hints) {
+        EXPECT_FALSE(isAppStoreLocale(code)) << code;
+        EXPECT_EQ(nearestAppStoreLocale(code), nearest) << code;
+    }
+}

@@ -1,0 +1,134 @@
+#include "Core/metadata/MetadataDiff.h"
+#include "Core/metadata/MetadataTransfer.h"
+#include "Platform/files/Files.h"
+#include "Tests/support/TemporaryFolder.h"
+
+#include <gmock/gmock.h>
+
+using namespace quorvel;
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::IsEmpty;
+using testing::SizeIs;
+
+namespace {
+
+struct Trees {
+    test::TemporaryFolder outer;
+    std::filesystem::path foreign = outer / "foreign";
+    MetadataStore store{MetadataFolder{outer / "ios/next"}};
+    Clock clock = [] { return dateFromSecondsSince1970(1772368200); };
+
+    Trees() { createFolders(foreign); }
+    void put(const std::filesystem::path& path, std::string_view bytes) const {
+        createFolders((foreign / path).parent_path());
+        writeFileAtomically(foreign / path, bytes);
+    }
+    [[nodiscard]] std::vector<std::string> skipped(const ImportReport& report) const {
+        std::vector<std::string> lines;
+        for (const auto& [path, reason] : report.skipped)
+            lines.push_back(path + ": " + reason);
+        return lines;
+    }
+};
+
+} // namespace
+
+TEST(MetadataTransfer, importsFieldsAndNamesTheRest) {
+    const Trees trees;
+    trees.put("de-DE/name.txt", "Name\n");
+    trees.put("de-DE/description.txt", "\uFEFFeins\r\nzwei\r\n\r\n");
+    trees.put("de-DE/keywords.txt", std::string(101, 'k'));
+    trees.put("de-DE/marketing_url.txt", "https://example.test\n");
+    trees.put("de-DE/subtitle.txt", "\xFF");
+    trees.put("de/name.txt", "Name");
+    trees.put("default/release_notes.txt", "Notes");
+    trees.put("copyright.txt", "me");
+    trees.put(".hidden/name.txt", "x");
+    trees.put("fr-FR/name.txt", "");
+    const auto before = importTree(trees.foreign, trees.store, trees.clock, Run::rehearse);
+    EXPECT_THAT(trees.store.localesOnDisk(), IsEmpty());
+
+    const auto report = importTree(trees.foreign, trees.store, trees.clock);
+    EXPECT_EQ(encodeJSON(before), encodeJSON(report));
+    EXPECT_EQ(trees.store.read("de-DE", FieldType::name), "Name");
+    EXPECT_EQ(trees.store.read("de-DE", FieldType::description), "\uFEFFeins\r\nzwei\r\n");
+    EXPECT_THAT(report.locales, ElementsAre("de-DE", "fr-FR"));
+    EXPECT_THAT(report.imported, SizeIs(4));
+    EXPECT_EQ(report.stripped, 2);
+    EXPECT_THAT(report.overLimit, ElementsAre(FieldKey{"de-DE", FieldType::keywords}));
+    EXPECT_THAT(trees.skipped(report),
+                ElementsAre("copyright.txt: is no locale folder",
+                            HasSubstr("de: is no App Store locale; rename it to \"de-DE\""),
+                            "de-DE/marketing_url.txt: is no field of the metadata",
+                            HasSubstr("de-DE/subtitle.txt: is not valid UTF-8 at byte 0"),
+                            "default: is no App Store locale"));
+    EXPECT_EQ(importTree(trees.foreign, trees.store, trees.clock).unchanged, 4);
+    EXPECT_THROW((void)importTree(trees.outer / "none", trees.store, trees.clock), MetadataError);
+    EXPECT_THROW((void)importTree(trees.store.folder().rootURL, trees.store, trees.clock), MetadataError);
+}
+
+TEST(MetadataTransfer, importsOverEditsOnlyAfterKeepingThem) {
+    const Trees trees;
+    for (const FieldType field : {FieldType::name, FieldType::subtitle, FieldType::keywords}) {
+        trees.store.write("de-DE", field, "pulled", TextSide::pulled);
+        trees.store.write("de-DE", field, "pulled");
+    }
+    trees.store.write("de-DE", FieldType::name, "mine");
+    trees.put("de-DE/name.txt", "theirs\n");
+    trees.put("de-DE/subtitle.txt", "theirs");
+    trees.put("de-DE/keywords.txt", "\n");
+    const auto report = importTree(trees.foreign, trees.store, trees.clock);
+    ASSERT_THAT(report.kept, SizeIs(1));
+    EXPECT_EQ(readFile(report.kept[0].path), "mine");
+    EXPECT_EQ(trees.store.read("de-DE", FieldType::name), "theirs");
+    EXPECT_EQ(trees.store.read("de-DE", FieldType::subtitle), "theirs");
+    EXPECT_EQ(trees.store.read("de-DE", FieldType::keywords), "pulled"); // a blank file erases nothing
+    EXPECT_THAT(trees.skipped(report), ElementsAre(HasSubstr("is blank")));
+    EXPECT_EQ(trees.store.read("de-DE", FieldType::name, TextSide::pulled), "pulled");
+}
+
+TEST(MetadataTransfer, exportsWhatAnImportTakesBack) {
+    const Trees trees;
+    const LocaleTexts texts = [] {
+        LocaleTexts all;
+        all["de-DE"][FieldType::name] = "Name";
+        all["de-DE"][FieldType::description] = "ends with a break\n";
+        all["ja"][FieldType::keywords] = "";
+        return all;
+    }();
+    for (const auto& [locale, fields] : texts)
+        for (const FieldType field : allFieldTypes)
+            if (fields[field]) trees.store.write(locale, field, *fields[field]);
+    trees.put("de-DE/name.txt", "Other\n");
+    trees.put("de-DE/support_url.txt", "stays");
+    const auto report = exportTree(trees.store, trees.foreign);
+    EXPECT_EQ(report.written, 3);
+    EXPECT_THAT(report.replaced, ElementsAre(FieldKey{"de-DE", FieldType::name}));
+    EXPECT_EQ(readFile(trees.foreign / "de-DE/name.txt"), "Name\n");
+    EXPECT_EQ(readFile(trees.foreign / "ja/keywords.txt"), "");
+    EXPECT_EQ(readFile(trees.foreign / "de-DE/support_url.txt"), "stays");
+    EXPECT_EQ(exportTree(trees.store, trees.foreign).unchanged, 3);
+
+    const MetadataStore back(MetadataFolder{trees.outer / "back"});
+    (void)importTree(trees.foreign, back, trees.clock);
+    EXPECT_EQ(back.readAll(), texts);
+    EXPECT_THROW((void)exportTree(trees.store, trees.store.folder().rootURL), MetadataError);
+}
+
+TEST(MetadataTransfer, tidiesSlipsOfEditorsOnly) {
+    const Trees trees;
+    trees.store.write("de-DE", FieldType::name, "Name\n");
+    trees.store.write("de-DE", FieldType::name, "Name", TextSide::pulled);
+    trees.store.write("de-DE", FieldType::subtitle, "from App Store Connect\n");
+    trees.store.write("de-DE", FieldType::subtitle, "from App Store Connect\n", TextSide::pulled);
+    trees.store.write("de-DE", FieldType::description, "\uFEFFtext\r\n");
+    trees.store.write("de-DE", FieldType::keywords, "a,b");
+    const auto expected = ElementsAre(TidiedField{"de-DE", FieldType::name, true, false},
+                                      TidiedField{"de-DE", FieldType::description, true, true});
+    EXPECT_THAT(tidyTree(trees.store, Run::rehearse), expected);
+    EXPECT_THAT(tidyTree(trees.store), expected);
+    EXPECT_THAT(tidyTree(trees.store), IsEmpty());
+    EXPECT_EQ(trees.store.read("de-DE", FieldType::description), "text");
+    EXPECT_THAT(MetadataDiff::compare(trees.store), SizeIs(2)); // the name is as it was pulled again
+}

@@ -1,0 +1,179 @@
+#include "Core/metadata/ContextsStore.h"
+#include "Core/metadata/MetadataDiff.h"
+#include "Core/metadata/MetadataPuller.h"
+#include "Platform/files/Files.h"
+#include "Tests/Core/metadata/FakeConnect.h"
+#include "Tests/support/TemporaryFolder.h"
+
+#include <gmock/gmock.h>
+
+#include <condition_variable>
+#include <mutex>
+
+using namespace quorvel;
+using test::FakeConnect;
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::IsEmpty;
+using testing::SizeIs;
+
+namespace {
+
+struct Account {
+    test::TemporaryFolder outer;
+    MetadataFolder app{outer / "app"};
+    MetadataStore store{app.contextFolder({})};
+    FakeConnect connect;
+    Clock clock = [] { return dateFromSecondsSince1970(1772368200); };
+
+    Account() {
+        connect.addVersion("v1", "IOS", "PREPARE_FOR_SUBMISSION");
+        connect.addAppInfo("i1", "PREPARE_FOR_SUBMISSION");
+        connect.localizations[FakeConnect::ofVersion] = {
+            {"de-DE", {{"locale", "de-DE"}, {"description", "Text"}, {"keywords", "a,b"}}},
+            {"ja", {{"locale", "ja"}, {"whatsNew", "新"}}}};
+        connect.localizations[FakeConnect::ofAppInfo] = {
+            {"de-DE", {{"locale", "de-DE"}, {"name", "Name"}, {"subtitle", "Unter"}}}};
+    }
+    [[nodiscard]] PullResult pull(LocalEdits edits = LocalEdits::keepBeside,
+                                  const std::optional<std::string>& wanted = {}) const {
+        return pullApp(connect, clock, "app1", app, wanted, edits);
+    }
+};
+
+// Answers no request before its whole round of two has come.
+class Meeting : public ASCClientProtocol {
+  public:
+    explicit Meeting(const FakeConnect& connect) : connect_(connect) {}
+    [[nodiscard]] std::string exchange(const ASCRequest& request) const override {
+        {
+            std::unique_lock lock(mutex_);
+            const int round = came_++ / 2;
+            arrived_.notify_all();
+            arrived_.wait(lock, [&] { return came_ >= (round + 1) * 2; });
+        }
+        return connect_.exchange(request);
+    }
+
+  private:
+    const FakeConnect& connect_;
+    mutable std::mutex mutex_;
+    mutable std::condition_variable arrived_;
+    mutable int came_ = 0;
+};
+
+} // namespace
+
+TEST(Pull, asksFourTimesInTwoRoundsAndFillsBothSides) {
+    Account account;
+    const Meeting together(account.connect);
+    const auto result = pullApp(together, account.clock, "app1", account.app, {});
+    EXPECT_THAT(account.connect.requests, SizeIs(4));
+    EXPECT_EQ(
+        result.summary,
+        (PullSummary{"2.4.3", "PREPARE_FOR_SUBMISSION", "PREPARE_FOR_SUBMISSION", {"de-DE", "ja"}, 10, {}}));
+    EXPECT_THAT(result.updated, SizeIs(10));
+    for (const TextSide side : {TextSide::local, TextSide::pulled}) {
+        EXPECT_EQ(account.store.read("de-DE", FieldType::subtitle, side), "Unter");
+        EXPECT_EQ(account.store.read("de-DE", FieldType::promotionalText, side), "");
+        EXPECT_EQ(account.store.read("ja", FieldType::name, side), std::nullopt);
+    }
+    EXPECT_THAT(MetadataDiff::compare(account.store), IsEmpty());
+    EXPECT_FALSE(account.store.hasInterruptedPull());
+    EXPECT_EQ(ContextsStore(account.app, account.clock).load()->selectedContextId, "ios/next");
+}
+
+TEST(Pull, keepsEditsBesideAndForgetsLocalesThatAreGone) {
+    Account account;
+    (void)account.pull();
+    account.store.write("de-DE", FieldType::name, "Mein Name");
+    account.store.write("de-DE", FieldType::keywords, "");
+    account.store.createLocaleLocally("it");
+    account.connect.localizations[FakeConnect::ofAppInfo]["de-DE"]["name"] = "Neu";
+    account.connect.localizations[FakeConnect::ofVersion].erase("ja");
+    const auto result = account.pull();
+    ASSERT_THAT(result.kept, SizeIs(2));
+    EXPECT_EQ(readFile(result.kept[0].path), "Mein Name");
+    EXPECT_EQ(result.kept[0].path,
+              account.store.folder().rootURL / ".brevant/kept/2026-03-01T12-30-00Z/de-DE/name.txt");
+    EXPECT_THAT(result.updated,
+                ElementsAre(FieldKey{"de-DE", FieldType::name}, FieldKey{"de-DE", FieldType::keywords}));
+    EXPECT_EQ(account.store.read("de-DE", FieldType::name), "Neu");
+    EXPECT_THAT(result.summary.warnings, ElementsAre(HasSubstr("ja is no longer on App Store Connect")));
+    EXPECT_EQ(account.store.read("ja", FieldType::releaseNotes), "新");
+    EXPECT_THAT(account.store.localesOnDisk(TextSide::pulled), ElementsAre("de-DE"));
+    const auto changes = MetadataDiff::compare(account.store);
+    ASSERT_THAT(changes, SizeIs(1));
+    EXPECT_TRUE(changes[0].isNewLocale && changes[0].locale == "ja");
+}
+
+TEST(Pull, leavesEditsInPlaceWhenAsked) {
+    Account account;
+    (void)account.pull();
+    account.store.write("de-DE", FieldType::name, "Mein Name");
+    std::filesystem::remove(account.store.folder().fieldFile("de-DE", FieldType::keywords));
+    account.connect.localizations[FakeConnect::ofAppInfo]["de-DE"]["name"] = "Neu";
+    const auto result = account.pull(LocalEdits::leaveInPlace);
+    EXPECT_THAT(result.leftEdits,
+                ElementsAre(FieldKey{"de-DE", FieldType::name}, FieldKey{"de-DE", FieldType::keywords}));
+    EXPECT_THAT(result.kept, IsEmpty());
+    EXPECT_EQ(account.store.read("de-DE", FieldType::name), "Mein Name");
+    EXPECT_EQ(account.store.read("de-DE", FieldType::name, TextSide::pulled), "Neu");
+    EXPECT_FALSE(account.store.exists("de-DE", FieldType::keywords));
+}
+
+TEST(Pull, touchesNoFileThatHoldsWhatCame) {
+    Account account;
+    (void)account.pull();
+    const auto file = account.store.folder().fieldFile("de-DE", FieldType::name);
+    const auto identity = fileIdentity(file);
+    const auto result = account.pull();
+    EXPECT_EQ(fileIdentity(file), identity); // a write would have replaced the file
+    EXPECT_THAT(result.updated, IsEmpty());
+    EXPECT_EQ(result.summary.writtenFields, 10);
+}
+
+TEST(Pull, worksWithoutAppInfoAndRefusesWhatItCannotPlace) {
+    Account account;
+    account.connect.appInfos.clear();
+    const auto result = account.pull();
+    EXPECT_THAT(result.summary.warnings,
+                ElementsAre("No editable AppInfo found — name and subtitle were not pulled."));
+    EXPECT_EQ(result.summary.appInfoState, std::nullopt);
+    EXPECT_EQ(result.summary.writtenFields, 8);
+    EXPECT_THROW((void)account.pull(LocalEdits::keepBeside, "macos/next"), MetadataError);
+
+    Account hostile;
+    hostile.connect.localizations[FakeConnect::ofVersion]["../../up"] = {{"locale", "../../up"}};
+    EXPECT_THROW((void)hostile.pull(), MetadataError);
+    EXPECT_FALSE(std::filesystem::exists(hostile.app.rootURL)); // nothing was written before the refusal
+
+    Account bare;
+    bare.connect.versions.clear();
+    EXPECT_THROW((void)bare.pull(), MetadataError);
+}
+
+TEST(Pull, writesNothingWhenAListFails) {
+    Account account;
+    account.connect.before = [](const ASCRequest& request) {
+        if (request.path.ends_with(FakeConnect::ofAppInfo))
+            throw ASCError(ASCError::HTTPStatus{503, std::nullopt});
+    };
+    EXPECT_THROW((void)account.pull(), ASCError);
+    EXPECT_FALSE(std::filesystem::exists(account.app.rootURL));
+}
+
+TEST(Pull, keepsTheSelectedContext) {
+    Account account;
+    account.connect.addVersion("v2", "MAC_OS", "READY_FOR_SALE");
+    const ContextsStore contexts(account.app, account.clock);
+    (void)account.pull(LocalEdits::keepBeside, "macos/live");
+    EXPECT_EQ(contexts.load()->selectedContextId, "macos/live");
+    (void)account.pull(LocalEdits::keepBeside, "ios/next");
+    EXPECT_EQ(contexts.load()->selectedContextId, "macos/live");
+    EXPECT_THAT(account.pull().updated, IsEmpty()); // the selected one again
+    account.connect.versions.pop_back();
+    (void)account.pull();
+    EXPECT_EQ(contexts.load()->selectedContextId, "ios/next");
+    EXPECT_THAT(contexts.load()->contexts, SizeIs(1));
+}

@@ -1,0 +1,295 @@
+#include "Core/metadata/MetadataDiff.h"
+#include "Core/metadata/MetadataPuller.h"
+#include "Core/metadata/MetadataPusher.h"
+#include "Core/metadata/PushSelection.h"
+#include "Platform/files/Files.h"
+#include "Platform/task/Task.h"
+#include "Tests/Core/metadata/FakeConnect.h"
+#include "Tests/support/TemporaryFolder.h"
+
+#include <gmock/gmock.h>
+
+#include <atomic>
+
+using namespace quorvel;
+using test::FakeConnect;
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::IsEmpty;
+using testing::SizeIs;
+using testing::UnorderedElementsAre;
+
+namespace {
+
+struct Account {
+    test::TemporaryFolder outer;
+    MetadataStore store{MetadataFolder{outer / "ios/next"}};
+    FakeConnect connect;
+    PlatformContext context{ASCPlatform::iOS, AppStoreVersionStateClass::editable, "2.4.3",
+                            "PREPARE_FOR_SUBMISSION", "v1"};
+
+    Account() {
+        connect.addVersion("v1", "IOS", "PREPARE_FOR_SUBMISSION");
+        connect.addAppInfo("i1", "PREPARE_FOR_SUBMISSION");
+        for (const std::string locale : {"de-DE", "ja"}) {
+            connect.localizations[FakeConnect::ofVersion][locale] = {{"locale", locale}};
+            connect.localizations[FakeConnect::ofAppInfo][locale] = {{"locale", locale}, {"name", "Name"}};
+        }
+        const Clock clock = [] { return dateFromSecondsSince1970(1772368200); };
+        (void)MetadataPuller(connect, clock).pull("app1", context, store.folder());
+        connect.requests.clear();
+    }
+    [[nodiscard]] std::vector<PushOutcome> pushAll() const {
+        return MetadataPusher(connect, store).push("app1", context, MetadataDiff::compare(store));
+    }
+    [[nodiscard]] std::vector<std::string> writes() const {
+        std::vector<std::string> list;
+        for (const std::string& request : connect.requests)
+            if (!request.starts_with("GET")) list.push_back(request);
+        return list;
+    }
+    // Refuses requests whose body names one of these attributes.
+    void refuse(std::vector<std::string> attributes) {
+        connect.before = [attributes](const ASCRequest& request) {
+            for (const std::string& attribute : attributes)
+                if (request.body && request.body->find("\"" + attribute + "\"") != std::string::npos)
+                    throw FakeConnect::refusal("409", "ENTITY_ERROR.ATTRIBUTE.INVALID", "bad " + attribute);
+        };
+    }
+};
+
+std::vector<bool> successes(const std::vector<PushOutcome>& outcomes) {
+    std::vector<bool> list;
+    for (const PushOutcome& outcome : outcomes)
+        list.push_back(outcome.success);
+    return list;
+}
+
+} // namespace
+
+TEST(Push, sendsOneRequestPerLocalizationAndRefreshesTheCopies) {
+    Account account;
+    account.store.write("de-DE", FieldType::description, "Text");
+    account.store.write("de-DE", FieldType::keywords, "a,b");
+    account.store.write("de-DE", FieldType::subtitle, "Unter");
+    account.store.write("ja", FieldType::releaseNotes, "新");
+    account.store.createLocaleLocally("it");
+    account.store.write("it", FieldType::name, "Nome");
+    account.store.write("it", FieldType::description, "Testo");
+    const auto plan = MetadataPusher(account.connect, account.store)
+                          .plan("app1", account.context, MetadataDiff::compare(account.store));
+    EXPECT_THAT(account.writes(), IsEmpty());
+
+    const auto outcomes = account.pushAll();
+    EXPECT_EQ(pushReport(outcomes), "Pushed 6 fields · 3 locales");
+    EXPECT_THAT(account.writes(),
+                UnorderedElementsAre("PATCH v1/appStoreVersionLocalizations/de-DE",
+                                     "PATCH v1/appInfoLocalizations/de-DE",
+                                     "PATCH v1/appStoreVersionLocalizations/ja",
+                                     "POST v1/appStoreVersionLocalizations", "POST v1/appInfoLocalizations"));
+    std::vector<std::string> planned;
+    for (const PlannedRequest& request : plan)
+        planned.push_back(request.method + " " + request.path);
+    EXPECT_THAT(planned, testing::UnorderedElementsAreArray(account.writes()));
+    EXPECT_EQ(plan[0].body, R"({"data":{"type":"appInfoLocalizations","id":"de-DE",)"
+                            R"("attributes":{"subtitle":"Unter"}}})");
+    EXPECT_THAT(MetadataDiff::compare(account.store), IsEmpty());
+    EXPECT_EQ(account.connect.localizations[FakeConnect::ofVersion]["it"],
+              (FakeConnect::Attributes{{"locale", "it"}, {"description", "Testo"}}));
+    account.connect.requests.clear();
+    EXPECT_THAT(account.pushAll(), IsEmpty());
+    EXPECT_THAT(account.connect.requests, IsEmpty());
+}
+
+TEST(Push, listsOnlyWhatItNeeds) {
+    Account account;
+    account.store.write("ja", FieldType::keywords, "猫");
+    (void)account.pushAll();
+    EXPECT_THAT(account.connect.requests,
+                ElementsAre("GET v1/appStoreVersions/v1/appStoreVersionLocalizations",
+                            "PATCH v1/appStoreVersionLocalizations/ja"));
+}
+
+TEST(Push, givesEachChangeItsOwnOutcomeWhenTheLotIsRefused) {
+    Account account;
+    account.refuse({"whatsNew", "subtitle"});
+    account.store.write("de-DE", FieldType::description, "Text");
+    account.store.write("de-DE", FieldType::releaseNotes, "Neu");
+    account.store.write("de-DE", FieldType::keywords, "a,b");
+    account.store.write("it", FieldType::name, "Nome");
+    account.store.write("it", FieldType::subtitle, "Sotto");
+    account.store.write("ja", FieldType::subtitle, "副");
+    const auto outcomes = account.pushAll();
+    EXPECT_THAT(successes(outcomes), ElementsAre(true, false, true, true, false, false));
+    EXPECT_THAT(*outcomes[1].errorMessage, HasSubstr("bad whatsNew"));
+    EXPECT_THAT(pushReport(outcomes), HasSubstr("Pushed 3 fields · 2 locales. 3 failed.\nFirst error: "));
+    std::vector<FieldKey> left;
+    for (const PendingChange& change : MetadataDiff::compare(account.store))
+        left.push_back(change.key());
+    EXPECT_THAT(left, ElementsAre(FieldKey{"de-DE", FieldType::releaseNotes},
+                                  FieldKey{"it", FieldType::subtitle}, FieldKey{"ja", FieldType::subtitle}));
+    // The only field of a request is not tried twice: 1 + 3 for de-DE, 1 + 2 for it, 1 for ja.
+    EXPECT_THAT(account.writes(), SizeIs(8));
+}
+
+TEST(Push, doesNotSplitWhatIsNotRefusedForItsContent) {
+    struct Case {
+        ASCError error;
+        std::string words;
+    };
+    for (const ASCError& error :
+         {FakeConnect::refusal("403", "FORBIDDEN_ERROR", "no role"),
+          FakeConnect::refusal("404", "NOT_FOUND", "gone"),
+          FakeConnect::refusal("429", "RATE_LIMIT_EXCEEDED", "slow"),
+          ASCError(ASCError::HTTPStatus{500, std::nullopt}), ASCError(ASCError::NetworkFailure{"cut"})}) {
+        Account account;
+        account.connect.before = [&](const ASCRequest& request) {
+            if (request.method == "PATCH") throw error;
+        };
+        account.store.write("de-DE", FieldType::description, "Text");
+        account.store.write("de-DE", FieldType::keywords, "a,b");
+        EXPECT_THAT(successes(account.pushAll()), ElementsAre(false, false)) << error.description();
+        EXPECT_THAT(account.writes(), SizeIs(1)) << error.description();
+    }
+}
+
+TEST(Push, createsAnAppInfoLocalizationOnlyWithAName) {
+    Account account;
+    account.store.write("it", FieldType::subtitle, "Sotto");
+    auto outcomes = account.pushAll();
+    ASSERT_THAT(successes(outcomes), ElementsAre(false));
+    EXPECT_THAT(*outcomes[0].errorMessage, HasSubstr("needs a name to create it. Fill in it/name.txt"));
+    EXPECT_THAT(account.writes(), IsEmpty());
+
+    // The name is sent along though it was not chosen, and is no change any more.
+    account.store.write("it", FieldType::name, "Nome");
+    std::vector<PendingChange> subtitle =
+        selectForPush(MetadataDiff::compare(account.store), {{"it"}, {FieldType::subtitle}, {}}).chosen;
+    outcomes = MetadataPusher(account.connect, account.store).push("app1", account.context, subtitle);
+    EXPECT_THAT(successes(outcomes), ElementsAre(true));
+    EXPECT_EQ(account.connect.localizations[FakeConnect::ofAppInfo]["it"],
+              (FakeConnect::Attributes{{"locale", "it"}, {"name", "Nome"}, {"subtitle", "Sotto"}}));
+    EXPECT_THAT(MetadataDiff::compare(account.store), IsEmpty());
+}
+
+TEST(Push, writesToALocalizationThatTurnsOutToExist) {
+    struct Case {
+        std::string name;
+        bool isDone; // whether the create was carried out
+        std::optional<ASCError> error;
+        bool success;
+    };
+    const std::vector<Case> cases = {
+        {"made meanwhile", true, std::nullopt, true}, // refused as a duplicate
+        {"cut after the work", true, ASCError(ASCError::NetworkFailure{"cut"}), true},
+        {"503 after the work", true, ASCError(ASCError::HTTPStatus{503, std::nullopt}), true},
+        {"503 without work", false, ASCError(ASCError::HTTPStatus{503, std::nullopt}), false},
+        {"another refusal", false, FakeConnect::refusal("422", "ENTITY_ERROR", "no"), false},
+    };
+    for (const Case& one : cases) {
+        SCOPED_TRACE(one.name);
+        Account account;
+        account.store.write("it", FieldType::description, "Testo");
+        account.connect.before = [&](const ASCRequest& request) {
+            if (request.method != "POST") return;
+            if (one.isDone) account.connect.localizations[FakeConnect::ofVersion]["it"] = {{"locale", "it"}};
+            if (one.error) throw *one.error;
+        };
+        const auto outcomes = account.pushAll();
+        EXPECT_THAT(successes(outcomes), ElementsAre(one.success));
+        const auto& made = account.connect.localizations[FakeConnect::ofVersion];
+        EXPECT_EQ(made.contains("it") && made.at("it").contains("description"), one.success);
+        EXPECT_EQ(MetadataDiff::compare(account.store).empty(), one.success);
+    }
+}
+
+TEST(Push, clearsAFieldWithAnEmptyText) {
+    Account account;
+    account.store.write("de-DE", FieldType::name, " \n");
+    const auto changes = MetadataDiff::compare(account.store);
+    const auto chosen = selectForPush(changes, {{}, {}, Clearing::allow}).chosen;
+    (void)MetadataPusher(account.connect, account.store).push("app1", account.context, chosen);
+    EXPECT_EQ(account.connect.localizations[FakeConnect::ofAppInfo]["de-DE"]["name"], "");
+    EXPECT_THAT(MetadataDiff::compare(account.store), IsEmpty());
+}
+
+TEST(Push, failsNameAndSubtitleOfAnAppWithoutAppInfo) {
+    Account account;
+    account.connect.appInfos.clear();
+    account.store.write("de-DE", FieldType::name, "Neu");
+    account.store.write("de-DE", FieldType::keywords, "a");
+    const auto outcomes = account.pushAll();
+    EXPECT_THAT(successes(outcomes), ElementsAre(false, true));
+    EXPECT_EQ(
+        outcomes[0].errorMessage,
+        "ASC has no AppInfo for this app — name and subtitle cannot be created. Add a localization in ASC "
+        "web UI first.");
+}
+
+TEST(Push, refusesBeforeAnyRequest) {
+    Account account;
+    account.store.write("de-DE", FieldType::name, "Neu");
+    const auto changes = MetadataDiff::compare(account.store);
+    const MetadataPusher pusher(account.connect, account.store);
+    const auto codeOf = [&](const PlatformContext& context) {
+        try {
+            (void)pusher.push("app1", context, changes);
+        } catch (const MetadataError& error) {
+            return error.code() + ": " + error.what();
+        }
+        return std::string("pushed");
+    };
+    PlatformContext locked = account.context;
+    locked.appStoreState = "IN_REVIEW";
+    EXPECT_EQ(codeOf(locked),
+              "READ_ONLY_CONTEXT: Current state is IN_REVIEW. Create a new editable version on "
+              "App Store Connect to push changes.");
+    account.store.beginPull();
+    EXPECT_THAT(codeOf(account.context), HasSubstr("INTERRUPTED_PULL: "));
+    EXPECT_THROW((void)pusher.plan("app1", account.context, changes), MetadataError);
+    EXPECT_THAT(account.connect.requests, IsEmpty());
+    account.store.endPull();
+    account.connect.before = [](const ASCRequest&) {
+        throw FakeConnect::refusal("401", "NOT_AUTHORIZED", "no");
+    };
+    EXPECT_THROW((void)pusher.push("app1", account.context, changes), ASCError);
+}
+
+TEST(Push, leavesWhatWasDoneBehindWhenItIsCancelled) {
+    Account account;
+    for (int i = 0; i < 30; ++i) {
+        const std::string locale = "x-" + std::to_string(10 + i);
+        account.connect.localizations[FakeConnect::ofVersion][locale] = {{"locale", locale}};
+        account.store.write(locale, FieldType::keywords, "new");
+        account.store.write(locale, FieldType::description, "", TextSide::pulled);
+    }
+    std::stop_source source;
+    std::atomic<int> patches = 0;
+    account.connect.before = [&](const ASCRequest& request) {
+        checkCancellation();
+        if (request.method == "PATCH" && ++patches == 10) source.request_stop();
+    };
+    {
+        const TaskScope scope(source.get_token());
+        EXPECT_THROW((void)account.pushAll(), CancellationError);
+    }
+    std::size_t sent = 0;
+    for (const auto& [locale, attributes] : account.connect.localizations[FakeConnect::ofVersion])
+        sent += attributes.contains("keywords");
+    EXPECT_GE(sent, 10u);
+    EXPECT_LT(sent, 30u);
+    EXPECT_THAT(MetadataDiff::compare(account.store), SizeIs(30 - sent));
+}
+
+TEST(Push, saysWhenOnlyTheCopyCouldNotBeWritten) {
+    Account account;
+    account.store.write("de-DE", FieldType::keywords, "a");
+    const auto changes = MetadataDiff::compare(account.store);
+    const auto copy = account.store.folder().fieldFile("de-DE", FieldType::keywords, TextSide::pulled);
+    std::filesystem::remove(copy);
+    createFolders(copy);
+    const auto outcomes =
+        MetadataPusher(account.connect, account.store).push("app1", account.context, changes);
+    EXPECT_THAT(successes(outcomes), ElementsAre(true));
+    EXPECT_THAT(*outcomes[0].errorMessage, HasSubstr("Pushed, but the pulled copy could not be written"));
+}

@@ -1,0 +1,200 @@
+// Pull, edit and push through the real client, real files and the sandbox.
+#include "Core/asc/ASCClient.h"
+#include "Core/asc/ASCError.h"
+#include "Core/metadata/MetadataDiff.h"
+#include "Core/metadata/MetadataPuller.h"
+#include "Core/metadata/MetadataPusher.h"
+#include "Core/metadata/PushSelection.h"
+#include "Platform/files/Files.h"
+#include "Sandbox/SandboxServer.h"
+#include "Tests/support/TemporaryFolder.h"
+
+#include <gmock/gmock.h>
+
+using namespace quorvel;
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::IsEmpty;
+using testing::SizeIs;
+using testing::UnorderedElementsAre;
+
+namespace {
+
+constexpr std::string_view gardenApp = "6700000101"; // forty locales, a live and a next version
+constexpr std::string_view firstVersionApp = "6700000103";
+
+struct Rehearsal {
+    explicit Rehearsal(std::string_view id) : appID(id) {}
+
+    test::TemporaryFolder outer;
+    std::string appID;
+    sandbox::SandboxServer server{{.stateFolder = outer / "sandbox"}};
+    ASCClient client{{.baseURL = server.access().url,
+                      .http = std::make_shared<URLSessionHTTPClient>(std::make_shared<URLSession>()),
+                      .tokens = std::make_shared<ASCTokenProvider>(
+                          ASCAuth{server.access().keyID, server.access().issuerID,
+                                  P256PrivateKey::fromPEM(*readFile(server.access().privateKeyFile))}),
+                      .backoff = [](int) { return 0.0; },
+                      .sleepFor = [](double) {}}};
+    MetadataFolder app{outer / "app"};
+    MetadataStore store{app.contextFolder({})};
+    PlatformContext context;
+
+    PullResult pull() {
+        const MetadataPuller puller(client, [] { return dateFromSecondsSince1970(1772368200); });
+        const AppDiscovery found = puller.discover(appID);
+        context = found.contexts.at(0);
+        return puller.pull(found.appInfos, context, store.folder());
+    }
+    [[nodiscard]] std::vector<PushOutcome> push(const PushFilter& filter = {}) const {
+        const auto chosen = selectForPush(MetadataDiff::compare(store), filter).chosen;
+        return MetadataPusher(client, store).push(appID, context, chosen);
+    }
+    [[nodiscard]] std::vector<std::string> requests() const {
+        std::vector<std::string> list;
+        for (const auto& request : server.requests())
+            list.push_back(request.method + " " + request.path.substr(0, request.path.find('/', 4)));
+        return list;
+    }
+    // The localizations of this version that the service holds for a locale.
+    [[nodiscard]] std::size_t versionLocalizations(std::string_view locale) const {
+        const auto all = client.listVersionLocalizations(context.versionId);
+        return static_cast<std::size_t>(std::ranges::count_if(
+            all, [&](const auto& localization) { return localization.attributes.locale == locale; }));
+    }
+};
+
+} // namespace
+
+TEST(MetadataJourney, pullsEditsPushesAndHasNothingPending) {
+    Rehearsal rehearsal(gardenApp);
+    const auto pulled = rehearsal.pull();
+    EXPECT_THAT(rehearsal.server.requests(), SizeIs(4));
+    EXPECT_THAT(pulled.summary.locales, SizeIs(40));
+    EXPECT_EQ(pulled.summary.writtenFields, 240);
+    EXPECT_THAT(pulled.summary.warnings, IsEmpty());
+    EXPECT_THAT(MetadataDiff::compare(rehearsal.store), IsEmpty());
+
+    const MetadataStore& store = rehearsal.store;
+    store.write("de-DE", FieldType::description, "Neuer Text\r\nmit \U0001F331 und \"Zeichen\"\n\nEnde");
+    store.write("de-DE", FieldType::keywords, "garten,beet");
+    store.write("fr-FR", FieldType::subtitle, "Nouveau");
+    store.write("ja", FieldType::promotionalText, "");
+    store.createLocaleLocally("ta-IN");
+    store.write("ta-IN", FieldType::name, "தோட்டம்");
+    store.write("ta-IN", FieldType::description, "உரை");
+    rehearsal.server.forgetRequests();
+    const auto outcomes = rehearsal.push({{}, {}, Clearing::allow});
+    EXPECT_EQ(pushReport(outcomes), "Pushed 6 fields · 4 locales");
+    EXPECT_THAT(rehearsal.requests(),
+                UnorderedElementsAre("GET /v1/appStoreVersions", "GET /v1/apps", "GET /v1/appInfos",
+                                     "PATCH /v1/appStoreVersionLocalizations",
+                                     "PATCH /v1/appStoreVersionLocalizations",
+                                     "PATCH /v1/appInfoLocalizations", "POST /v1/appInfoLocalizations",
+                                     "POST /v1/appStoreVersionLocalizations"));
+    EXPECT_THAT(MetadataDiff::compare(store), IsEmpty());
+
+    const LocaleTexts local = store.readAll();
+    const auto again = rehearsal.pull();
+    EXPECT_THAT(again.updated, IsEmpty());
+    EXPECT_THAT(again.kept, IsEmpty());
+    EXPECT_THAT(again.summary.locales, SizeIs(41));
+    EXPECT_EQ(store.readAll(), local);
+    EXPECT_THAT(MetadataDiff::compare(store), IsEmpty());
+}
+
+TEST(MetadataJourney, tellsPerFieldWhatIsRefused) {
+    Rehearsal rehearsal(firstVersionApp);
+    const auto locale = rehearsal.pull().summary.locales.at(0);
+    rehearsal.store.write(locale, FieldType::description, "Text");
+    rehearsal.store.write(locale, FieldType::releaseNotes, "A first version has none");
+    rehearsal.store.write(locale, FieldType::keywords, "a,b");
+    const auto outcomes = rehearsal.push();
+    ASSERT_THAT(outcomes, SizeIs(3));
+    EXPECT_TRUE(outcomes[0].success && !outcomes[1].success && outcomes[2].success);
+    EXPECT_THAT(*outcomes[1].errorMessage, HasSubstr("whatsNew"));
+    const auto left = MetadataDiff::compare(rehearsal.store);
+    ASSERT_THAT(left, SizeIs(1));
+    EXPECT_EQ(left[0].field, FieldType::releaseNotes);
+}
+
+TEST(MetadataJourney, makesNoSecondLocalizationWhenACreateIsNotAnswered) {
+    for (const std::string fault : {"resetAfter", "503After", "truncate"}) {
+        SCOPED_TRACE(fault);
+        Rehearsal rehearsal(gardenApp);
+        (void)rehearsal.pull();
+        rehearsal.store.write("ta-IN", FieldType::description, "உரை");
+        rehearsal.server.setFaults(
+            {sandbox::parseFault("POST /v1/appStoreVersionLocalizations:" + fault + ":1:1")});
+        EXPECT_EQ(pushReport(rehearsal.push()), "Pushed 1 field · 1 locale");
+        EXPECT_EQ(rehearsal.versionLocalizations("ta-IN"), 1u);
+        EXPECT_THAT(rehearsal.pull().updated, SizeIs(3)); // the fields that the new locale has none of
+        EXPECT_THAT(MetadataDiff::compare(rehearsal.store), IsEmpty());
+    }
+}
+
+TEST(MetadataJourney, getsEverythingThroughAFaultyServiceInTheEnd) {
+    Rehearsal rehearsal(gardenApp);
+    const auto locales = rehearsal.pull().summary.locales;
+    for (const std::string& locale : locales) {
+        rehearsal.store.write(locale, FieldType::promotionalText, "New in " + locale);
+        rehearsal.store.write(locale, FieldType::subtitle, "In " + locale);
+    }
+    for (const std::string locale : {"ta-IN", "te-IN", "ur-PK"}) {
+        rehearsal.store.write(locale, FieldType::name, "Name " + locale);
+        rehearsal.store.write(locale, FieldType::description, "Text " + locale);
+    }
+    std::vector<sandbox::Fault> faults;
+    for (const std::string fault : {"503:0.05", "reset:0.05", "resetAfter:0.05", "503After:0.05"})
+        for (const std::string method : {"POST", "PATCH"})
+            faults.push_back(sandbox::parseFault(method + " /v1/**:" + fault));
+    rehearsal.server.setFaults(faults);
+    int rounds = 0;
+    std::size_t failures = 0;
+    while (!MetadataDiff::compare(rehearsal.store).empty()) {
+        ASSERT_LE(++rounds, 10);
+        for (const PushOutcome& outcome : rehearsal.push())
+            failures += !outcome.success;
+    }
+    EXPECT_GT(failures, 0u);
+    rehearsal.server.setFaults({});
+    const LocaleTexts local = rehearsal.store.readAll();
+    EXPECT_THAT(rehearsal.pull().kept, IsEmpty());
+    EXPECT_THAT(MetadataDiff::compare(rehearsal.store), IsEmpty());
+    for (const auto& [locale, fields] : rehearsal.store.readAll())
+        for (const FieldType field : allFieldTypes)
+            EXPECT_EQ(fields[field].value_or(""), local.at(locale)[field].value_or("")) << locale;
+    for (const std::string locale : {"ta-IN", "te-IN", "ur-PK"})
+        EXPECT_EQ(rehearsal.versionLocalizations(locale), 1u);
+}
+
+TEST(MetadataJourney, sendsNothingToAVersionThatIsLocked) {
+    Rehearsal rehearsal(gardenApp);
+    (void)rehearsal.pull();
+    rehearsal.store.write("de-DE", FieldType::description, "Neu");
+    // The lock came after the pull: the service refuses and says why; the change stays pending.
+    rehearsal.server.setVersionState(rehearsal.context.versionId, "WAITING_FOR_REVIEW");
+    const auto refused = rehearsal.push();
+    ASSERT_THAT(refused, SizeIs(1));
+    EXPECT_FALSE(refused[0].success);
+    EXPECT_THAT(MetadataDiff::compare(rehearsal.store), SizeIs(1));
+
+    rehearsal.store.write("de-DE", FieldType::description,
+                          *rehearsal.store.read("de-DE", FieldType::description, TextSide::pulled));
+    (void)rehearsal.pull();
+    EXPECT_EQ(rehearsal.context.id(), "ios/next"); // a version in review does not take the live one's place
+    rehearsal.store.write("de-DE", FieldType::description, "Neu");
+    rehearsal.server.forgetRequests();
+    EXPECT_THROW((void)rehearsal.push(), MetadataError);
+    EXPECT_THAT(rehearsal.server.requests(), IsEmpty());
+}
+
+TEST(MetadataJourney, throwsForARefusedKeyBeforeAnyChange) {
+    Rehearsal rehearsal(gardenApp);
+    (void)rehearsal.pull();
+    rehearsal.store.write("de-DE", FieldType::description, "Neu");
+    rehearsal.server.revokeKey(true);
+    EXPECT_THROW((void)rehearsal.push(), ASCError);
+    EXPECT_THROW((void)rehearsal.pull(), ASCError);
+    EXPECT_EQ(rehearsal.store.read("de-DE", FieldType::description), "Neu");
+}
