@@ -17,9 +17,9 @@ constexpr std::size_t threads = 32;
 
 TEST(ASCClientUnderLoad, sharesOneTokenAndSurvivesFaults) {
     test::Rehearsal rehearsal(
-        {.faults = {{.route = "GET /**", .status = 503, .probability = 0.07},
-                    {.route = "GET /**", .status = 429, .probability = 0.07, .retryAfter = 1},
-                    {.route = "GET /**", .action = "reset", .probability = 0.06}},
+        {.faults = {{.route = "GET /**", .status = 503, .probability = 0.08},
+                    {.route = "GET /**", .status = 429, .probability = 0.08, .retryAfter = 1},
+                    {.route = "GET /**", .action = "reset", .probability = 0.04}},
          .faultSeed = 7},
         20);
     const std::vector<int> calls(requests);
