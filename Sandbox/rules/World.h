@@ -6,6 +6,7 @@
 #include "Sandbox/resources/Store.h"
 
 #include <memory>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -31,6 +32,7 @@ struct World {
     double clockSkew = 0;     // seconds that the service's clocks differ from this machine's
     double firstSalesDay = 0; // days since 1970
     std::vector<Event> events;
+    std::optional<double> moment; // that an event takes place at, while it is carried out
 
     /// The virtual clock: the real one, moved on by what tests advanced it.
     [[nodiscard]] Date now() const;
