@@ -69,8 +69,9 @@ struct RecordedRequest {
 
 /// Serves until it is destroyed. Its control routes do the same as the operations here: GET /__sandbox/state,
 /// GET and DELETE /__sandbox/requests, and with a JSON object each POST /__sandbox/faults, advance, states,
-/// keys (also `role`), builds, generate, latency, quota, clock (`skew`) and nulls (`sent`: whether attributes
-/// without a value are sent as null instead of left out).
+/// keys (also `role`), builds, generate, latency, quota, clock (`skew`), pace (`screenshots`: seconds that
+/// they are processed, `screenshotsFail`, `visibility`: seconds until lists show what was created) and nulls
+/// (`sent`: whether attributes without a value are sent as null instead of left out).
 class SandboxServer {
   public:
     /// Starts to serve. Throws `std::runtime_error` when the port is taken or the state folder cannot be

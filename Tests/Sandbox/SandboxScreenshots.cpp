@@ -148,6 +148,26 @@ TEST(SandboxScreenshots, processingGivesAnUploadItsPicture) {
     EXPECT_THAT(picture.response.body, HasSubstr("PNG"));
 }
 
+TEST(SandboxScreenshots, processingTakesAndMakesWhatTheTestSays) {
+    Rehearsal rehearsal;
+    const std::string set = makeSet(rehearsal);
+    const auto shownState = [&] {
+        const Reply list = rehearsal.get("/v1/appScreenshotSets/" + set + "/appScreenshots");
+        return list.list().empty()
+                   ? std::string("nothing")
+                   : *list.list().back().at("attributes", "assetDeliveryState", "state")->text();
+    };
+    const JSONValue pace =
+        JSONValue::object({{"screenshots", 50}, {"screenshotsFail", true}, {"visibility", 10}});
+    ASSERT_EQ(rehearsal.post("/__sandbox/pace", pace).status, 200);
+    ASSERT_EQ(rehearsal.upload(set, "one.png", someBytes(100)).status, 200);
+    EXPECT_EQ(shownState(), "nothing");
+    rehearsal.server().advance(10.5);
+    EXPECT_EQ(shownState(), "UPLOAD_COMPLETE");
+    rehearsal.server().advance(40);
+    EXPECT_EQ(shownState(), "FAILED");
+}
+
 TEST(SandboxScreenshots, aSetHoldsTenInTheOrderThatIsNamed) {
     Rehearsal rehearsal;
     const std::string set = makeSet(rehearsal);
