@@ -1,8 +1,13 @@
-// Any bytes as a private key: a key that signs, or a reason that quotes nothing of the input.
+// Any bytes as a private key: a key that signs, or one of a few reasons, none of which can thus quote the
+// input.
 #include "Platform/crypto/P256PrivateKey.h"
 
 #include <cstdint>
 #include <cstdlib>
+#include <set>
+#include <string>
+
+constexpr std::size_t mostReasons = 30;
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     using namespace quorvel;
@@ -10,9 +15,8 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     try {
         if (P256PrivateKey::fromPEM(text).sign("message").size() != 64) std::abort();
     } catch (const CryptoError& error) {
-        const std::string reason = error.what();
-        if (reason.empty()) std::abort();
-        if (size >= 24 && reason.find(text.substr(0, 24)) != std::string::npos) std::abort();
+        static std::set<std::string> reasons;
+        if (reasons.insert(error.what()).second && reasons.size() > mostReasons) std::abort();
     }
     return 0;
 }

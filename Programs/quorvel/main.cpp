@@ -1,3 +1,19 @@
-int main() {
-    return 0;
+#include "Platform/task/Task.h"
+#include "Programs/quorvel/Interrupt.h"
+#include "Programs/quorvel/Run.h"
+
+#include <signal.h>
+
+#include <cstdio>
+#include <string_view>
+
+int main(int count, char** words) {
+    using namespace quorvel;
+    signal(SIGPIPE, SIG_IGN); // a reader that goes away shows up where it is written to
+    if (count == 2 && std::string_view(words[1]) == "--version")
+        return std::puts(versionLine().c_str()) < 0 || std::fflush(stdout) != 0;
+    const Interrupt interrupt;
+    const TaskScope task(interrupt.token());
+    const Surroundings surroundings = surroundingsOfProcess(count > 0 ? words[0] : "quorvel");
+    return static_cast<int>(run({words + (count > 0 ? 1 : 0), words + count}, surroundings));
 }

@@ -1,0 +1,46 @@
+// Comparing a tree of 40 locales × 6 fields against only opening and reading the same files.
+#include "Benchmarks/Ratio.h"
+#include "Core/metadata/Locales.h"
+#include "Core/metadata/MetadataDiff.h"
+#include "Tests/support/TemporaryFolder.h"
+
+#include <fcntl.h>
+#include <unistd.h>
+
+using namespace quorvel;
+
+namespace {
+
+void readOnly(const std::vector<std::string>& files) {
+    std::string buffer(1 << 16, '\0');
+    for (const std::string& file : files) {
+        const int descriptor = open(file.c_str(), O_RDONLY | O_CLOEXEC);
+        while (read(descriptor, buffer.data(), buffer.size()) > 0)
+            benchmark::ClobberMemory();
+        close(descriptor);
+    }
+}
+
+void compareTree(benchmark::State& state) {
+    const test::TemporaryFolder folder;
+    const MetadataStore store(MetadataFolder{folder.path()});
+    std::vector<std::string> files;
+    for (std::size_t i = 0; i < 40; ++i) {
+        const std::string locale(appStoreLocales()[i]);
+        for (const FieldType field : allFieldTypes) {
+            const std::string text(limitOf(field) / 2, 'x');
+            store.write(locale, field, i % 8 == 0 ? text + "!" : text);
+            store.write(locale, field, text, TextSide::pulled);
+            files.push_back(folder / locale / fileNameOf(field));
+            files.push_back(folder / ".brevant" / "asc" / locale / fileNameOf(field));
+        }
+    }
+    benchmarks::reportRatio(
+        state, 1.3, [&] { benchmark::DoNotOptimize(MetadataDiff::compare(store)); },
+        [&] { readOnly(files); });
+}
+
+} // namespace
+
+BENCHMARK(compareTree)->UseManualTime();
+BENCHMARK_MAIN();

@@ -1,0 +1,92 @@
+// Pull and push at 80 ms latency against what the network alone takes, and the requests against the least
+// possible.
+#include "Benchmarks/Ratio.h"
+#include "Core/metadata/ContextsStore.h"
+#include "Core/metadata/MetadataDiff.h"
+#include "Core/metadata/MetadataPuller.h"
+#include "Core/metadata/MetadataPusher.h"
+#include "Tests/support/Rehearsal.h"
+
+#include <cmath>
+#include <stdexcept>
+
+using namespace quorvel;
+
+namespace {
+
+constexpr double latency = 0.08;
+constexpr double width = ASCQuota::defaultWidth;
+
+std::string appWithManyLocales(const ASCClient& client) {
+    for (const auto& app : client.listApps())
+        for (const auto& version : client.listAppStoreVersions(app.id, ASCPlatform::iOS))
+            if (client.listVersionLocalizations(version.id).size() >= 40) return app.id;
+    throw std::runtime_error("the sandbox has no app of 40 locales");
+}
+
+struct Pulled {
+    Pulled() : appID(appWithManyLocales(rehearsal.client)) {
+        pull(rehearsal.folder / "tree");
+        rehearsal.server.setLatency(static_cast<int>(latency * 1e3));
+    }
+    PullResult pull(const std::filesystem::path& root) const {
+        return pullApp(rehearsal.client, systemClock(), appID, MetadataFolder{root}, "ios/next");
+    }
+    test::Rehearsal rehearsal{{.hourlyQuota = 100'000'000}};
+    std::string appID;
+};
+
+void report(benchmark::State& state, double seconds, double criticalPath, double limit) {
+    state.counters["ours_ms"] = seconds * 1e3;
+    state.counters["critical_path_ms"] = criticalPath * 1e3;
+    state.counters["ratio"] = seconds / criticalPath;
+    state.counters["limit"] = limit;
+}
+
+void pullOf40Locales(benchmark::State& state) {
+    const Pulled pulled;
+    std::vector<double> times;
+    for (auto _ : state) {
+        const auto root = pulled.rehearsal.folder / ("tree" + std::to_string(times.size()));
+        times.push_back(benchmarks::secondsOf([&] { (void)pulled.pull(root); }));
+        state.SetIterationTime(times.back());
+    }
+    report(state, benchmarks::median(times), 2 * latency, 1.15);
+}
+
+void pushOf240Fields(benchmark::State& state) {
+    Pulled pulled;
+    const MetadataFolder root{pulled.rehearsal.folder / "tree"};
+    const auto contexts = ContextsStore(root, systemClock()).load().value().contexts;
+    const auto context = chooseContext(contexts, "ios/next").value();
+    const MetadataStore store(root.contextFolder(context.contextID()));
+    std::vector<double> times;
+    std::size_t sent = 0, jobs = 0;
+    for (auto _ : state) {
+        for (const std::string& locale : store.localesOnDisk())
+            for (const FieldType field : allFieldTypes)
+                store.write(locale, field, "Edit " + std::to_string(times.size()) + " of " + locale);
+        const auto changes = MetadataDiff::compare(store);
+        if (changes.size() < 240) throw std::runtime_error("fewer than 240 changes");
+        pulled.rehearsal.server.forgetRequests();
+        times.push_back(benchmarks::secondsOf([&] {
+            for (const auto& outcome :
+                 MetadataPusher(pulled.rehearsal.client, store).push(pulled.appID, context, changes))
+                if (!outcome.success) throw std::runtime_error(outcome.errorMessage.value_or("failed"));
+        }));
+        state.SetIterationTime(times.back());
+        sent = pulled.rehearsal.server.requests().size();
+        jobs = changes.size() / allFieldTypes.size() * 2;
+    }
+    // Least: one patch per localization, and the three lists that find them.
+    const std::size_t least = jobs + 3;
+    report(state, benchmarks::median(times), std::ceil(static_cast<double>(least) / width) * latency, 1.2);
+    state.counters["requests"] = static_cast<double>(sent);
+    state.counters["requests_ratio"] = static_cast<double>(sent) / static_cast<double>(least);
+}
+
+} // namespace
+
+BENCHMARK(pullOf40Locales)->UseManualTime()->Iterations(7);
+BENCHMARK(pushOf240Fields)->UseManualTime()->Iterations(3);
+BENCHMARK_MAIN();

@@ -1,0 +1,6 @@
+// What starting any C++ program takes.
+#include <iostream>
+
+int main() {
+    std::cout << "empty\n";
+}

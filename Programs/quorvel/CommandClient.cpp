@@ -1,0 +1,23 @@
+#include "Programs/quorvel/CommandClient.h"
+
+namespace quorvel {
+
+std::string CommandClient::exchange(const ASCRequest& request) const {
+    if (request.method == "GET") return inner_.exchange(request);
+    if (changes_ == Changes::rehearse)
+        throw DryRunReached{{request.method, request.path, request.body.value_or("")}};
+    try {
+        return inner_.exchange(request);
+    } catch (const ASCError& error) {
+        const std::lock_guard lock(mutex_);
+        refusals_.push_back(error);
+        throw;
+    }
+}
+
+std::vector<ASCError> CommandClient::refusals() const {
+    const std::lock_guard lock(mutex_);
+    return refusals_;
+}
+
+} // namespace quorvel

@@ -1,0 +1,38 @@
+// App Store Connect as one command uses it: what was refused is remembered, and a dry run sends no change.
+#pragma once
+
+#include "Core/asc/ASCClientProtocol.h"
+#include "Core/asc/ASCError.h"
+#include "Core/metadata/MetadataPusher.h"
+
+#include <memory>
+#include <mutex>
+#include <vector>
+
+namespace quorvel {
+
+/// Thrown in a dry run in place of sending a request that changes something.
+struct DryRunReached {
+    PlannedRequest request;
+};
+
+/// Thread-safe.
+class CommandClient : public ASCClientProtocol {
+  public:
+    enum class Changes { send, rehearse };
+
+    CommandClient(const ASCClientProtocol& inner, Changes changes) : inner_(inner), changes_(changes) {}
+
+    [[nodiscard]] std::string exchange(const ASCRequest& request) const override;
+
+    /// The errors of the requests that changed something, in the order in which they came back.
+    [[nodiscard]] std::vector<ASCError> refusals() const;
+
+  private:
+    const ASCClientProtocol& inner_;
+    Changes changes_;
+    mutable std::mutex mutex_;
+    mutable std::vector<ASCError> refusals_; // guarded by mutex_
+};
+
+} // namespace quorvel

@@ -1,0 +1,162 @@
+#include "Programs/quorvel/Credentials.h"
+
+#include "Core/asc/ASCError.h"
+#include "Core/asc/ASCSettingsViewModel.h"
+#include "Platform/files/Files.h"
+#include "Platform/text/Text.h"
+#include "Programs/quorvel/Errors.h"
+
+#include <fmt/format.h>
+#include <fmt/ranges.h>
+
+#include <cerrno>
+
+namespace quorvel {
+
+namespace {
+
+constexpr std::uint64_t keyFileLimit = 64 << 10;
+
+std::string orEmpty(const std::optional<std::string>& text) {
+    return text.value_or("");
+}
+
+// A key in a variable often comes with its line breaks written as "\n".
+std::string withLineBreaks(std::string pem) {
+    if (pem.find('\n') != std::string::npos) return pem;
+    std::string result;
+    for (std::size_t index = 0; index < pem.size(); ++index) {
+        if (pem.compare(index, 2, "\\n") == 0) {
+            result += '\n';
+            ++index;
+        } else {
+            result += pem[index];
+        }
+    }
+    return result;
+}
+
+CredentialSource storedCredentials(const KeychainStore& keychain) {
+    // The loader takes an unreadable file for an empty one; here it is a reason to stop.
+    (void)keychain.read(accountName(KeychainStore::AccountKey::keyID));
+    const auto raw = ASCCredentialsLoader{keychain}.loadRaw();
+    return {
+        "stored key", std::string(trim(raw.keyID)), std::string(trim(raw.issuerID)), raw.privateKeyPEM, {}};
+}
+
+bool hasKey(const CredentialSource& source) {
+    return !source.keyID.empty() || !source.privateKeyPEM.empty() || !source.privateKeyFile.empty();
+}
+
+void checkForm(const Credentials& credentials) {
+    if (credentials.keySource == "stored key") return;
+    if (const auto problem = problemOfKeyID(credentials.texts.keyID))
+        throw CommandError(ExitStatus::noCredentials, fmt::format("the Key ID of the {} is not one. {}",
+                                                                  credentials.keySource, *problem));
+    if (const auto problem = problemOfIssuerID(credentials.texts.issuerID))
+        throw CommandError(ExitStatus::noCredentials, fmt::format("the Issuer ID of the {} is not one. {}",
+                                                                  credentials.issuerSource, *problem));
+}
+
+std::string missingKeyText(const Credentials& credentials) {
+    return fmt::format("the {} name key {} but not its private key", credentials.keySource,
+                       quotedWord(credentials.texts.keyID));
+}
+
+} // namespace
+
+std::vector<CredentialSource> givenCredentials(const GlobalOptions& global,
+                                               const Surroundings& surroundings) {
+    const auto variable = [&](std::string_view name) { return orEmpty(surroundings.variable(name)); };
+    const auto family = [&](std::string_view prefix, std::string_view key, std::string_view file) {
+        const std::string start(prefix);
+        return CredentialSource{fmt::format("environment variables {}…", prefix), variable(start + "KEY_ID"),
+                                variable(start + "ISSUER_ID"),
+                                withLineBreaks(variable(start + std::string(key))),
+                                variable(start + std::string(file))};
+    };
+    return {{"options", orEmpty(global.keyID), orEmpty(global.issuerID), {}, orEmpty(global.privateKeyFile)},
+            family("ASC_", "PRIVATE_KEY", "PRIVATE_KEY_PATH"),
+            family("APP_STORE_CONNECT_API_KEY_", "KEY", "KEY_FILEPATH")};
+}
+
+Credentials resolveCredentials(const GlobalOptions& global, const Surroundings& surroundings,
+                               const Home& home, const KeychainStore& keychain) {
+    auto sources = givenCredentials(global, surroundings);
+    // A complete key on the command line or in the environment works whatever the state of the store.
+    const bool complete = !sources[0].issuerID.empty() && !sources[0].privateKeyFile.empty();
+    if (!complete) sources.push_back(storedCredentials(keychain));
+
+    Credentials found;
+    for (const CredentialSource& source : sources) {
+        if (found.issuerSource.empty() && !source.issuerID.empty()) {
+            found.texts.issuerID = source.issuerID;
+            found.issuerSource = source.name;
+        }
+        if (!found.keySource.empty() || !hasKey(source)) continue;
+        found.keySource = source.name;
+        found.texts.keyID = source.keyID;
+        found.texts.privateKeyPEM = source.privateKeyPEM;
+        found.privateKeyFile = source.privateKeyPEM.empty() ? source.privateKeyFile : "";
+    }
+    if (found.keySource.empty() || found.issuerSource.empty()) throw ASCError(ASCError::MissingCredentials{});
+
+    if (found.texts.keyID.empty())
+        found.texts.keyID =
+            orEmpty(keyIDFromFileName(std::filesystem::path(found.privateKeyFile).filename().string()));
+    if (found.texts.privateKeyPEM.empty() && found.privateKeyFile.empty())
+        if (const auto file = findKeyFile(found.texts.keyID, keyFolders(home, surroundings.workingFolder)))
+            found.privateKeyFile = file->string();
+    if (!found.privateKeyFile.empty())
+        found.texts.privateKeyPEM = readKeyFile(found.privateKeyFile, surroundings);
+    const CredentialSource& last = sources.back();
+    if (found.texts.privateKeyPEM.empty() && last.keyID == found.texts.keyID)
+        found.texts.privateKeyPEM = last.privateKeyPEM;
+    if (found.texts.keyID.empty())
+        throw CommandError(ExitStatus::noCredentials,
+                           fmt::format("the {} hold a private key but not its Key ID", found.keySource),
+                           "Give it with --key-id or ASC_KEY_ID.");
+    if (found.texts.privateKeyPEM.empty() && found.keySource != "stored key")
+        throw CommandError(ExitStatus::noCredentials, missingKeyText(found),
+                           "Give its file with --p8 or ASC_PRIVATE_KEY_PATH.");
+    checkForm(found);
+    return found;
+}
+
+std::vector<std::filesystem::path> keyFolders(const Home& home, const std::filesystem::path& workingFolder) {
+    return {workingFolder / "private_keys", home.root / "private_keys", home.root / ".private_keys",
+            home.root / ".appstoreconnect" / "private_keys"};
+}
+
+std::optional<std::filesystem::path> findKeyFile(std::string_view keyID,
+                                                 const std::vector<std::filesystem::path>& folders) {
+    std::vector<std::string> found;
+    for (const auto& folder : folders) {
+        const auto entries = listFolder(folder);
+        if (!entries) continue;
+        for (const FolderEntry& entry : *entries) {
+            const auto id = keyIDFromFileName(entry.name);
+            if (!id || !entry.name.ends_with(".p8") || entry.kind == FolderEntry::Kind::folder) continue;
+            if (*id == keyID) return folder / entry.name;
+            if (keyID.empty()) found.push_back((folder / entry.name).string());
+        }
+    }
+    if (found.empty()) return std::nullopt;
+    if (found.size() > 1)
+        throw UsageError("there are several key files; say which one with --p8 or --key-id",
+                         fmt::format("Found {}.", fmt::join(found, ", ")));
+    return found.front();
+}
+
+std::string readKeyFile(const std::string& file, const Surroundings& surroundings) {
+    if (file.find("PRIVATE KEY") != std::string::npos)
+        throw UsageError("--p8 takes the name of a file, not the key itself",
+                         "Put the key into a file that only you can read, or hand it over on standard input "
+                         "with --p8 -.");
+    if (file == "-") return surroundings.streams.readAll();
+    auto pem = readFile(surroundings.workingFolder / file, keyFileLimit);
+    if (!pem) throw FileError(surroundings.workingFolder / file, "there is no such key file", ENOENT);
+    return std::move(*pem);
+}
+
+} // namespace quorvel

@@ -1,0 +1,48 @@
+// The errors of the command line, and what every error means for the exit status.
+#pragma once
+
+#include "Programs/quorvel/ExitStatus.h"
+
+#include <exception>
+#include <stdexcept>
+#include <string>
+#include <string_view>
+
+namespace quorvel {
+
+/// A command that cannot go on: what to say, what to do about it, and how the program ends.
+class CommandError : public std::runtime_error {
+  public:
+    CommandError(ExitStatus status, const std::string& text, std::string hint = {})
+        : std::runtime_error(text), status_(status), hint_(std::move(hint)) {}
+    [[nodiscard]] ExitStatus status() const { return status_; }
+    [[nodiscard]] const std::string& hint() const { return hint_; }
+
+  private:
+    ExitStatus status_;
+    std::string hint_;
+};
+
+/// A command line that is not understood.
+class UsageError : public CommandError {
+  public:
+    explicit UsageError(const std::string& text, std::string hint = {})
+        : CommandError(ExitStatus::usage, text, std::move(hint)) {}
+};
+
+struct ErrorReport {
+    ExitStatus status = ExitStatus::failed;
+    std::string text; // one line
+    std::string hint; // what to do; empty when the text says it
+};
+
+/// What an exception means.
+[[nodiscard]] ErrorReport reportOf(const std::exception& error);
+
+class ASCError;
+[[nodiscard]] ExitStatus exitStatusOf(const ASCError& error);
+
+/// A word that the user gave, quoted for a message; not shown when it looks like a secret.
+[[nodiscard]] std::string quotedWord(std::string_view word);
+
+} // namespace quorvel

@@ -1,0 +1,138 @@
+#include "Programs/quorvel/Help.h"
+
+#include "Programs/quorvel/Table.h"
+
+#include <fmt/format.h>
+#include <fmt/ranges.h>
+
+#include <algorithm>
+
+namespace quorvel {
+
+namespace {
+
+constexpr std::size_t lineWidth = 100;
+constexpr std::size_t indent = 2;
+
+struct Entry {
+    std::string name;
+    std::string description;
+};
+
+std::string nameWithValue(const ArgumentSpec& argument) {
+    std::string name = argument.name == "--help" ? "-h, --help" : std::string(argument.name);
+    if (!argument.value.empty() && !argument.isPositional()) name += fmt::format(" {}", argument.value);
+    if (argument.count == ArgumentSpec::Count::repeated) name += " …";
+    return name;
+}
+
+Entry entryOf(const ArgumentSpec& argument) {
+    std::string description(argument.description);
+    if (!argument.choices.empty()) description += fmt::format(" ({})", fmt::join(argument.choices, ", "));
+    return {nameWithValue(argument), std::move(description)};
+}
+
+std::string section(std::string_view title, const std::vector<Entry>& entries) {
+    if (entries.empty()) return {};
+    std::size_t width = 0;
+    for (const Entry& entry : entries)
+        width = std::max(width, entry.name.size());
+    std::string text = fmt::format("\n{}:\n", title);
+    for (const Entry& entry : entries) {
+        std::string lead = std::string(indent, ' ') + padToWidth(entry.name, width, Table::Align::left);
+        for (const std::string& line : wrap(entry.description, lineWidth - width - indent - 2)) {
+            text += fmt::format("{}  {}\n", lead, line);
+            lead.assign(indent + width, ' ');
+        }
+    }
+    return text;
+}
+
+std::string paragraphs(std::string_view text) {
+    std::string result;
+    while (!text.empty()) {
+        const std::size_t end = std::min(text.find('\n'), text.size());
+        result += fmt::format("{}\n", fmt::join(wrap(text.substr(0, end), lineWidth), "\n"));
+        text.remove_prefix(std::min(end + 1, text.size()));
+    }
+    return result;
+}
+
+std::vector<Entry> membersOf(std::string_view parent) {
+    std::vector<Entry> entries;
+    for (const Command& command : allCommands())
+        if (command.parent() == parent)
+            entries.push_back({std::string(parent.empty() ? command.name : command.lastWord()),
+                               std::string(command.summary)});
+    return entries;
+}
+
+std::string usageOf(const Command& command) {
+    std::string line = fmt::format("Usage: quorvel {}", command.name);
+    if (!command.run) return line + " COMMAND [options]\n";
+    for (const ArgumentSpec& argument : command.arguments) {
+        const std::string name =
+            argument.isPositional()
+                ? std::string(argument.name)
+                : fmt::format("{}{}{}", argument.name, argument.value.empty() ? "" : " ", argument.value);
+        if (argument.need == ArgumentSpec::Need::required) line += " " + name;
+    }
+    if (std::ranges::find(command.heeds, "--app") != command.heeds.end()) line += " --app ID";
+    return line + " [options]\n";
+}
+
+} // namespace
+
+std::string helpOfProgram() {
+    std::vector<Entry> options;
+    for (const ArgumentSpec& argument : globalArguments())
+        options.push_back(entryOf(argument));
+    options.push_back({"--version", "Print the version"});
+    return "quorvel: store texts, versions and builds of apps on App Store Connect\n\n"
+           "Usage: quorvel COMMAND [SUBCOMMAND] [options]\n" +
+           section("Commands", membersOf("")) + section("Options of all commands", options) +
+           section("Exit statuses", {{"0", "done"},
+                                     {"1", "failed"},
+                                     {"2", "the command line was not understood"},
+                                     {"3", "no credentials, or refused ones"},
+                                     {"4", "not found"},
+                                     {"5", "refused by the state on App Store Connect"},
+                                     {"6", "network or service trouble"},
+                                     {"7", "partly done: some items failed, each is listed"},
+                                     {"130", "interrupted"}}) +
+           section("Environment",
+                   {{"QUORVEL_HOME", "like --home"},
+                    {"QUORVEL_ENDPOINTS", "like --endpoints"},
+                    {"NO_COLOR", "like --no-color"},
+                    {"ASC_KEY_ID, ASC_ISSUER_ID, ASC_PRIVATE_KEY_PATH",
+                     "the API key (or ASC_PRIVATE_KEY with the text of the .p8 file); the names "
+                     "APP_STORE_CONNECT_API_KEY_KEY_ID, …_ISSUER_ID, …_KEY and …_KEY_FILEPATH too"}}) +
+           "\n" +
+           paragraphs("No account at hand? 'quorvel demo' shows a whole round of work on a private "
+                      "stand-in. 'quorvel COMMAND --help' tells more of a command.");
+}
+
+std::string helpOf(const Command& command) {
+    std::vector<Entry> positionals;
+    std::vector<Entry> options;
+    for (const ArgumentSpec& argument : command.arguments)
+        (argument.isPositional() ? positionals : options).push_back(entryOf(argument));
+    std::vector<Entry> heeded;
+    std::vector<std::string_view> others;
+    for (const ArgumentSpec& argument : globalArguments()) {
+        if (std::ranges::find(command.heeds, argument.name) != command.heeds.end())
+            heeded.push_back(entryOf(argument));
+        else
+            others.push_back(argument.name);
+    }
+    options.insert(options.end(), heeded.begin(), heeded.end());
+    std::string text = fmt::format("{}\n\n{}", command.summary, usageOf(command));
+    text += section("Commands", membersOf(command.name));
+    text += section("Arguments", positionals) + section("Options", options);
+    if (!command.details.empty()) text += "\n" + paragraphs(command.details);
+    return text + "\n" +
+           paragraphs(
+               fmt::format("Options of all commands (see 'quorvel --help'): {}.", fmt::join(others, ", ")));
+}
+
+} // namespace quorvel

@@ -1,0 +1,15 @@
+// The texts of --help, written from the table of commands.
+#pragma once
+
+#include "Programs/quorvel/Command.h"
+
+#include <string>
+
+namespace quorvel {
+
+/// The overview of the program.
+[[nodiscard]] std::string helpOfProgram();
+/// The help of a command, or of a group and its members.
+[[nodiscard]] std::string helpOf(const Command& command);
+
+} // namespace quorvel

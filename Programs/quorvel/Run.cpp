@@ -1,0 +1,126 @@
+#include "Programs/quorvel/Run.h"
+
+#include "Core/asc/ASCRateLimit.h"
+#include "Platform/log/Log.h"
+#include "Programs/quorvel/CommandLine.h"
+#include "Programs/quorvel/Errors.h"
+#include "Programs/quorvel/Help.h"
+#include "Programs/quorvel/Invocation.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+
+namespace quorvel {
+
+namespace {
+
+struct VersionRecord {
+    std::string version;
+    QUORVEL_RECORD(VersionRecord, version)
+};
+
+struct ErrorRecord {
+    struct Details {
+        std::int64_t exitStatus = 0;
+        std::string text;
+        std::optional<std::string> hint;
+        QUORVEL_RECORD(Details, exitStatus, text, hint)
+    };
+    Details error;
+    QUORVEL_RECORD(ErrorRecord, error)
+};
+
+Output makeOutput(const GlobalOptions& global, const Surroundings& surroundings) {
+    const bool noColour = global.noColor || surroundings.variable("NO_COLOR");
+    return {surroundings.streams, global.json ? Output::Form::json : Output::Form::text,
+            global.quiet ? Output::Noise::quiet : Output::Noise::normal,
+            noColour ? Output::Colour::never : Output::Colour::automatic};
+}
+
+ExitStatus fail(Output& output, const ErrorReport& report) {
+    output.error(report.text, report.hint);
+    if (!output.hasDocument())
+        output.document(ErrorRecord{{static_cast<std::int64_t>(report.status), report.text,
+                                     report.hint.empty() ? std::nullopt : std::optional(report.hint)}});
+    return report.status;
+}
+
+void noteQuota(Output& output, const Composition& composition) {
+    const auto limit = composition.rateLimit();
+    if (!limit || !limit->hourRemaining || !limit->hourLimit) return;
+    output.warning(
+        fmt::format("{} of {} requests are left this hour", *limit->hourRemaining, *limit->hourLimit));
+}
+
+ExitStatus showDryRun(Output& output, const PlannedRequest& request) {
+    output.document(std::vector{request});
+    output.line(fmt::format("{} {}\n{}", request.method, request.path, request.body));
+    output.note("Dry run: nothing was sent.");
+    return ExitStatus::done;
+}
+
+ExitStatus runCommand(Invocation& invocation) {
+    try {
+        return invocation.command.run(invocation);
+    } catch (const DryRunReached& reached) {
+        return showDryRun(invocation.output, reached.request);
+    } catch (const std::exception& error) {
+        ErrorReport report = reportOf(error);
+        // A key is not wrong because this machine's clock is.
+        if (invocation.composition.rememberWhatWasLearnt() && report.status == ExitStatus::noCredentials)
+            report.hint =
+                "This machine's clock is off; that is corrected from now on. Run the command again.";
+        return fail(invocation.output, report);
+    }
+}
+
+ExitStatus runParsed(const ParsedLine& line, const GlobalOptions& global, Output& output,
+                     const Surroundings& surroundings) {
+    if (line.arguments.has("--help") || (!line.command && !line.wantsVersion)) {
+        output.raw(line.command ? helpOf(*line.command) : helpOfProgram());
+        return ExitStatus::done;
+    }
+    if (line.wantsVersion) {
+        output.line(versionLine());
+        output.document(VersionRecord{QUORVEL_VERSION});
+        return ExitStatus::done;
+    }
+    if (!line.command->run)
+        return fail(output, {ExitStatus::usage, fmt::format("\"{}\" needs a command", line.command->name),
+                             fmt::format("See 'quorvel {} --help'.", line.command->name)});
+    if (global.dryRun && std::ranges::find(line.command->heeds, "--dry-run") == line.command->heeds.end())
+        return fail(output,
+                    {ExitStatus::usage, fmt::format("\"{}\" has no dry run", line.command->name), {}});
+    if (global.verbose) logToStandardError(LogLevel::debug);
+    Composition composition(global, surroundings);
+    Invocation invocation{*line.command, line.arguments, global, surroundings, output, composition};
+    const ExitStatus status = runCommand(invocation);
+    composition.rememberWhatWasLearnt();
+    if (global.verbose) noteQuota(output, composition);
+    return status;
+}
+
+} // namespace
+
+std::string versionLine() {
+    return "quorvel " QUORVEL_VERSION;
+}
+
+ExitStatus run(const std::vector<std::string>& words, const Surroundings& surroundings) {
+    ParsedLine line;
+    GlobalOptions global;
+    // A line that is not understood still says how it wants to be answered.
+    global.json = std::ranges::find(words, "--json") != words.end();
+    try {
+        line = parseCommandLine(words);
+        global = GlobalOptions::from(line.arguments);
+        Output output = makeOutput(global, surroundings);
+        return runParsed(line, global, output, surroundings);
+    } catch (const std::exception& error) {
+        Output output = makeOutput(global, surroundings);
+        return fail(output, reportOf(error));
+    }
+}
+
+} // namespace quorvel

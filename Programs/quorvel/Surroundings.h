@@ -1,0 +1,37 @@
+// What the program finds around itself: its streams, its environment, its folder. Handed in, so that a
+// command line can also be run inside the program with others.
+#pragma once
+
+#include <cstddef>
+#include <filesystem>
+#include <functional>
+#include <optional>
+#include <string>
+#include <string_view>
+
+namespace quorvel {
+
+struct Streams {
+    std::function<void(std::string_view)> out;
+    std::function<void(std::string_view)> error;
+    /// The next line of standard input without its line break; nothing at its end. Obeys the current task.
+    std::function<std::optional<std::string>()> readLine;
+    /// All of standard input. Obeys the current task.
+    std::function<std::string()> readAll;
+    bool outIsTerminal = false;
+    bool errorIsTerminal = false;
+    bool inputIsTerminal = false;
+    std::size_t width = 0; // columns of the terminal; 0: no bound
+};
+
+struct Surroundings {
+    Streams streams;
+    std::function<std::optional<std::string>(std::string_view name)> variable; // of the environment
+    std::filesystem::path workingFolder;
+    std::filesystem::path program; // how this program was called
+};
+
+/// Those of this process.
+[[nodiscard]] Surroundings surroundingsOfProcess(std::string_view program);
+
+} // namespace quorvel

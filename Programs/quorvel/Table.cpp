@@ -1,0 +1,76 @@
+#include "Programs/quorvel/Table.h"
+
+#include "Platform/text/Text.h"
+
+#include <algorithm>
+#include <numeric>
+
+namespace quorvel {
+
+namespace {
+
+constexpr std::size_t gap = 2;
+constexpr std::size_t narrowest = 6;
+
+std::size_t widthOf(std::string_view text) {
+    const bool plain = std::ranges::all_of(text, [](char byte) { return byte >= ' ' && byte <= '~'; });
+    return plain ? text.size() : displayWidth(text);
+}
+
+} // namespace
+
+std::string cutToWidth(std::string_view text, std::size_t width) {
+    if (widthOf(text) <= width) return std::string(text);
+    if (width == 0) return {};
+    const auto boundaries = graphemeBoundaries(text);
+    std::size_t used = 0;
+    std::size_t end = 0;
+    for (std::size_t index = 0; index + 1 < boundaries.size(); ++index) {
+        used += displayWidth(text.substr(boundaries[index], boundaries[index + 1] - boundaries[index]));
+        if (used > width - 1) break;
+        end = boundaries[index + 1];
+    }
+    return std::string(text.substr(0, end)) + "…";
+}
+
+std::string padToWidth(std::string_view text, std::size_t width, Table::Align align) {
+    const std::size_t used = widthOf(text);
+    const std::string blanks(used < width ? width - used : 0, ' ');
+    return align == Table::Align::left ? std::string(text) + blanks : blanks + std::string(text);
+}
+
+std::vector<std::size_t> columnWidths(const Table& table, std::size_t maximum) {
+    std::vector<std::size_t> widths;
+    for (const auto& column : table.columns)
+        widths.push_back(widthOf(column.title));
+    for (const auto& row : table.rows)
+        for (std::size_t index = 0; index < row.size() && index < widths.size(); ++index)
+            widths[index] = std::max(widths[index], widthOf(row[index].text));
+    if (maximum == 0 || widths.empty()) return widths;
+    const auto total = [&] {
+        return std::accumulate(widths.begin(), widths.end(), gap * (widths.size() - 1));
+    };
+    while (total() > maximum) {
+        const auto widest = std::ranges::max_element(widths);
+        if (*widest <= narrowest) break;
+        --*widest;
+    }
+    return widths;
+}
+
+std::vector<std::string> wrap(std::string_view text, std::size_t width) {
+    std::vector<std::string> lines(1);
+    std::size_t position = 0;
+    while (position < text.size()) {
+        const std::size_t end = std::min(text.find(' ', position), text.size());
+        const std::string_view word = text.substr(position, end - position);
+        position = end + 1;
+        if (word.empty()) continue;
+        if (!lines.back().empty() && widthOf(lines.back()) + 1 + widthOf(word) > width) lines.emplace_back();
+        if (!lines.back().empty()) lines.back() += ' ';
+        lines.back() += word;
+    }
+    return lines;
+}
+
+} // namespace quorvel

@@ -1,0 +1,42 @@
+// Tables of texts in columns.
+#pragma once
+
+#include <cstddef>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace quorvel {
+
+enum class Style;
+
+struct Table {
+    enum class Align { left, right };
+    struct Column {
+        std::string title;
+        Align align = Align::left;
+    };
+    struct Cell {
+        std::string text;
+        Style style{}; // plain
+        Cell(std::string cellText = {}, Style cellStyle = {}) : text(std::move(cellText)), style(cellStyle) {}
+        Cell(std::string_view cellText) : text(cellText) {}
+        Cell(const char* cellText) : text(cellText) {}
+    };
+    std::vector<Column> columns;
+    std::vector<std::vector<Cell>> rows;
+};
+
+/// `text` cut to `width` terminal cells, with "…" at its end when something was cut off.
+[[nodiscard]] std::string cutToWidth(std::string_view text, std::size_t width);
+/// `text` filled up with blanks to `width` terminal cells.
+[[nodiscard]] std::string padToWidth(std::string_view text, std::size_t width, Table::Align align);
+
+/// The widths of the columns in terminal cells, the widest narrowed until the whole takes at most `maximum`
+/// (0: no bound); two blanks stand between columns.
+[[nodiscard]] std::vector<std::size_t> columnWidths(const Table& table, std::size_t maximum);
+
+/// `text` broken at blanks into lines of at most `width` terminal cells.
+[[nodiscard]] std::vector<std::string> wrap(std::string_view text, std::size_t width);
+
+} // namespace quorvel

@@ -1,0 +1,260 @@
+#include "Core/metadata/Locales.h"
+#include "Core/metadata/MetadataSnapshot.h"
+#include "Platform/text/Text.h"
+#include "Programs/quorvel/MetadataTarget.h"
+#include "Programs/quorvel/WordDiff.h"
+#include "Programs/quorvel/commands/Groups.h"
+#include "Programs/quorvel/commands/MetadataRecords.h"
+
+#include <fmt/format.h>
+
+#include <map>
+
+namespace quorvel {
+
+template <>
+struct RawValues<DiffSegment::Kind> {
+    using K = DiffSegment::Kind;
+    static constexpr std::pair<K, std::string_view> values[] = {
+        {K::same, "same"}, {K::removed, "removed"}, {K::added, "added"}};
+};
+
+namespace {
+
+using Cell = MetadataSnapshot::Cell;
+using CellStatus = MetadataSnapshot::CellStatus;
+
+struct StatusDocument {
+    std::string folder;
+    std::string context;
+    std::optional<std::string> versionString;
+    std::optional<std::string> appStoreState; // at the last pull
+    bool interruptedPull = false;
+    std::vector<std::string> locales;
+    std::map<std::string, std::map<std::string, Cell>> cells; // locale → field
+    std::vector<ChangeRecord> changes;
+    std::vector<LeftOutChange> leftOut;
+    std::vector<PushWarning> warnings;
+    QUORVEL_RECORD(StatusDocument, folder, context, versionString, appStoreState, interruptedPull, locales,
+                   cells, changes, leftOut, warnings)
+};
+
+struct Comparison {
+    MetadataSnapshot grid;
+    std::vector<PendingChange> changes;
+    PushSelection selection;
+};
+
+Comparison compare(const MetadataStore& store) {
+    const LocaleTexts local = store.readAll(TextSide::local);
+    Comparison result{
+        MetadataSnapshot::of(local), MetadataDiff::compare(store.readAll(TextSide::pulled), local), {}};
+    result.selection = selectForPush(result.changes);
+    return result;
+}
+
+StatusDocument documentOf(MetadataTarget& target, const MetadataStore& store, const Comparison& comparison) {
+    const ContextID context = target.localContext();
+    StatusDocument document{.folder = store.folder().rootURL.string(), .context = context.text()};
+    if (const auto& saved = target.savedContexts())
+        for (const PlatformContext& known : saved->contexts)
+            if (known.contextID() == context) {
+                document.versionString = known.versionString;
+                document.appStoreState = known.appStoreState;
+            }
+    document.interruptedPull = store.hasInterruptedPull();
+    document.locales = comparison.grid.locales;
+    for (const auto& [locale, cells] : comparison.grid.cells)
+        for (const auto& [field, cell] : cells)
+            document.cells[locale][std::string(rawValue(field))] = cell;
+    document.changes = recordsOf(comparison.changes);
+    document.leftOut = comparison.selection.leftOut;
+    document.warnings = comparison.selection.warnings;
+    return document;
+}
+
+char markOf(const PendingChange* change) {
+    if (!change) return ' ';
+    if (change->isNewLocale) return '+';
+    return change->clears() ? '-' : '*';
+}
+
+Table::Cell gridCell(const Cell& cell, const PendingChange* change) {
+    const char mark = markOf(change);
+    switch (cell.status) {
+    case CellStatus::notPulled:
+        return {fmt::format("·{}", mark), Style::dim};
+    case CellStatus::empty:
+        return {fmt::format("–{}", mark), change ? Style::yellow : Style::dim};
+    case CellStatus::overLimit:
+        return {fmt::format("!{}{}", cell.charCount, mark), Style::red};
+    case CellStatus::ok:
+        break;
+    }
+    return {fmt::format("{}{}{}", cell.remarks.empty() ? "" : "?", cell.charCount, mark),
+            change ? Style::cyan : Style::plain};
+}
+
+void printGrid(Output& output, const Comparison& comparison) {
+    std::map<FieldKey, const PendingChange*> changeOf;
+    for (const PendingChange& change : comparison.changes)
+        changeOf[change.key()] = &change;
+    Table table{.columns = {{"Locale"}}, .rows = {}};
+    for (const FieldType field : allFieldTypes)
+        table.columns.push_back(
+            {fmt::format("{}/{} ", shortLabelOf(field), limitOf(field)), Table::Align::right});
+    for (const std::string& locale : comparison.grid.locales) {
+        auto& row = table.rows.emplace_back();
+        row.push_back({locale, isAppStoreLocale(locale) ? Style::plain : Style::yellow});
+        for (const FieldType field : allFieldTypes) {
+            const auto found = changeOf.find({locale, field});
+            row.push_back(gridCell(comparison.grid.cell(locale, field),
+                                   found == changeOf.end() ? nullptr : found->second));
+        }
+    }
+    output.table(table);
+    output.note("Characters per field. * edited, + new locale, - cleared, ! over the limit, ? has a remark, "
+                "– empty, · no "
+                "file.");
+}
+
+// What is odd about the texts that are not pending, which the push would not tell.
+void printRemarks(Output& output, const Comparison& comparison) {
+    std::map<TextRemark, std::vector<std::string>> places;
+    for (const auto& [locale, cells] : comparison.grid.cells)
+        for (const auto& [field, cell] : cells)
+            for (const TextRemark remark : cell.remarks)
+                places[remark].push_back(fmt::format("{} {}", locale, shortLabelOf(field)));
+    constexpr std::size_t namedAtMost = 5;
+    for (auto& [remark, where] : places) {
+        std::string list;
+        for (std::size_t index = 0; index < where.size() && index < namedAtMost; ++index)
+            list += (index ? ", " : "") + where[index];
+        if (where.size() > namedAtMost) list += fmt::format(" and {} more", where.size() - namedAtMost);
+        output.warning(fmt::format("{} ({})", explain(remark), list));
+    }
+}
+
+void printSummary(Output& output, const StatusDocument& document, const Comparison& comparison) {
+    std::size_t over = 0;
+    for (const auto& [locale, cells] : comparison.grid.cells)
+        for (const auto& [field, cell] : cells)
+            over += cell.status == CellStatus::overLimit;
+    const std::size_t waiting = comparison.changes.size();
+    output.line();
+    output.line(fmt::format(
+        "{} on disk. {} {}", counted(document.locales.size(), "locale"),
+        waiting == 0 ? "Local matches App Store Connect." : fmt::format("{} waiting for Push.", waiting),
+        over == 0 ? "Nothing over a character limit." : fmt::format("{} to trim before Push.", over)));
+}
+
+ExitStatus showStatus(Invocation& invocation) {
+    MetadataTarget target(invocation);
+    const MetadataStore store = target.localStore();
+    const Comparison comparison = compare(store);
+    const StatusDocument document = documentOf(target, store, comparison);
+    Output& output = invocation.output;
+    output.document(document);
+    output.line(fmt::format(
+        "{} {}{}", document.context, document.versionString.value_or("not pulled yet"),
+        document.appStoreState ? fmt::format(" ({} at the last pull)", *document.appStoreState) : ""));
+    output.line(document.folder);
+    output.line();
+    if (document.locales.empty()) {
+        output.line("No locales here. Pull, or add one with 'quorvel locale add'.");
+        return ExitStatus::done;
+    }
+    printGrid(output, comparison);
+    printSummary(output, document, comparison);
+    if (!comparison.changes.empty()) {
+        output.line();
+        printChanges(output, comparison.changes);
+    }
+    printLeftOut(output, comparison.selection.leftOut);
+    if (document.interruptedPull)
+        output.warning(
+            "the last pull was interrupted, so pulled texts may look like local edits; pull again");
+    printRemarks(output, comparison);
+    return ExitStatus::done;
+}
+
+struct SegmentRecord {
+    DiffSegment::Kind kind = DiffSegment::Kind::same;
+    std::string text;
+    QUORVEL_RECORD(SegmentRecord, kind, text)
+};
+
+struct DiffRecord {
+    std::string locale;
+    FieldType field = FieldType::name;
+    std::string remote;
+    std::string local;
+    bool isOverLimit = false;
+    bool isNewLocale = false;
+    std::string explanation;
+    std::vector<SegmentRecord> segments;
+    QUORVEL_RECORD(DiffRecord, locale, field, remote, local, isOverLimit, isNewLocale, explanation, segments)
+};
+
+DiffMarks marksFor(const Output& output) {
+    if (!output.showsColours()) return {"[-", "-]", "{+", "+}"};
+    return {"\x1b[31;9m", "\x1b[0m", "\x1b[32m", "\x1b[0m"};
+}
+
+ExitStatus showDiff(Invocation& invocation) {
+    MetadataTarget target(invocation);
+    const auto changes = MetadataDiff::compare(target.localStore());
+    Output& output = invocation.output;
+    std::vector<DiffRecord> records;
+    for (const PendingChange& change : changes) {
+        const auto segments = wordDiff(change.remote, change.local);
+        if (output.isJSON()) {
+            auto& record = records.emplace_back(DiffRecord{change.locale,
+                                                           change.field,
+                                                           change.remote,
+                                                           change.local,
+                                                           change.isOverLimit,
+                                                           change.isNewLocale,
+                                                           MetadataDiff::explain(change),
+                                                           {}});
+            for (const DiffSegment& segment : segments)
+                record.segments.push_back({segment.kind, segment.text});
+            continue;
+        }
+        output.line(
+            output.styled(Style::bold, fmt::format("{} {}", change.locale, shortLabelOf(change.field))) +
+            output.styled(Style::dim, fmt::format("  {}", MetadataDiff::explain(change))));
+        for (const std::string& line : renderDiff(segments, marksFor(output)))
+            output.line(line.empty() ? line : "    " + line);
+        output.line();
+    }
+    output.document(records);
+    if (changes.empty())
+        output.line("No pending changes — local matches the last-pulled ASC snapshot.");
+    else
+        output.line(fmt::format("{} in all.", counted(changes.size(), "change")));
+    return ExitStatus::done;
+}
+
+} // namespace
+
+std::vector<Command> compareCommands() {
+    return {
+        {.name = "status",
+         .summary = "Show the grid of locales and fields, what changed, and what a push would leave out",
+         .arguments = {folderArgument()},
+         .heeds = {"--app", "--context"},
+         .run = showStatus,
+         .details = "Compares with the copies of the last pull; asks App Store Connect for nothing but the "
+                    "app's name, and not for that with --folder."},
+        {.name = "diff",
+         .summary = "Show the pending changes word by word",
+         .arguments = {folderArgument()},
+         .heeds = {"--app", "--context"},
+         .run = showDiff,
+         .details =
+             "Removed words stand in [-…-] and added ones in {+…+}, or in red and green on a terminal."},
+    };
+}
+
+} // namespace quorvel

@@ -1,0 +1,285 @@
+#include "Core/metadata/MetadataStore.h"
+#include "Platform/task/Task.h"
+#include "Programs/quorvel/Errors.h"
+#include "Programs/quorvel/Invocation.h"
+#include "Programs/quorvel/Run.h"
+#include "Programs/quorvel/TemporaryFolder.h"
+#include "Programs/quorvel/commands/DemoEdits.h"
+#include "Programs/quorvel/commands/Groups.h"
+#include "Sandbox/SandboxServer.h"
+
+#include <fmt/format.h>
+#include <fmt/ranges.h>
+
+#include <algorithm>
+#include <optional>
+#include <set>
+
+namespace quorvel {
+
+namespace {
+
+constexpr std::string_view app = "studio.fernhollow.mosswick";
+constexpr std::string_view slug = "mosswick-garden-journal";
+
+struct DemoRecord {
+    struct Step {
+        std::string command;
+        std::int64_t exitStatus = 0;
+        QUORVEL_RECORD(Step, command, exitStatus)
+    };
+    std::vector<Step> steps;
+    std::int64_t requestsSent = 0;    // that changed something, by the push
+    std::int64_t requestsLeast = 0;   // localizations that had changes
+    std::int64_t requestsRefused = 0; // on purpose, and therefore repeated
+    std::int64_t textsCompared = 0;
+    std::int64_t textsDiffering = 0;
+    std::optional<std::string> folder; // when it was kept
+    QUORVEL_RECORD(DemoRecord, steps, requestsSent, requestsLeast, requestsRefused, textsCompared,
+                   textsDiffering, folder)
+};
+
+// The lines of a command's output, each moved in a little.
+class Indented {
+  public:
+    explicit Indented(std::function<void(std::string_view)> sink) : sink_(std::move(sink)) {}
+    void write(std::string_view text) {
+        std::string moved;
+        for (const char character : text) {
+            if (atStart_ && character != '\n') moved += "   ";
+            moved += character;
+            atStart_ = character == '\n';
+        }
+        sink_(moved);
+    }
+
+  private:
+    std::function<void(std::string_view)> sink_;
+    bool atStart_ = true;
+};
+
+class Demo {
+  public:
+    explicit Demo(Invocation& invocation)
+        : invocation_(invocation),
+          folder_("quorvel-demo-"),
+          server_({.stateFolder = folder_.path() / "sandbox", .seed = sandbox::Seed::demo}),
+          indented_([this](std::string_view text) { say(text); }),
+          inner_(innerSurroundings()),
+          work_(MetadataFolder{folder_.path() / "home/Documents/Brevant" / slug / "ios/next"}),
+          second_(MetadataFolder{folder_.path() / "second/ios/next"}) {}
+
+    ExitStatus play() {
+        introduce();
+        storeKey();
+        lookAround();
+        edit();
+        push();
+        prove();
+        return conclude();
+    }
+
+  private:
+    // Narration goes to standard output, unless the result is a JSON document.
+    void say(std::string_view text) {
+        (invocation_.output.isJSON() ? invocation_.surroundings.streams.error
+                                     : invocation_.surroundings.streams.out)(text);
+    }
+    [[nodiscard]] std::string styled(Style style, std::string_view text) const {
+        return invocation_.output.isJSON() ? std::string(text) : invocation_.output.styled(style, text);
+    }
+
+    void step(std::string_view title, std::string_view text) {
+        ++number_;
+        say("\n" + styled(Style::bold, fmt::format("{}. {}", number_, title)) + "\n");
+        tell(text);
+    }
+
+    void tell(std::string_view text) {
+        constexpr std::size_t width = 96;
+        for (const std::string& line : wrap(text, width))
+            say("   " + line + "\n");
+    }
+
+    void command(const std::vector<std::string>& words) {
+        const std::string line = fmt::format("quorvel {}", fmt::join(words, " "));
+        say("\n" + styled(Style::cyan, " $ " + line) + "\n");
+        const ExitStatus status = run(words, inner_);
+        record_.steps.push_back({line, static_cast<std::int64_t>(status)});
+        if (status == ExitStatus::interrupted) throw CancellationError();
+        if (status != ExitStatus::done)
+            throw CommandError(status, fmt::format("the demo's \"{}\" ended with status {}", line,
+                                                   static_cast<int>(status)));
+    }
+
+    Surroundings innerSurroundings() {
+        const auto write = [this](std::string_view text) { indented_.write(text); };
+        const Surroundings& outer = invocation_.surroundings;
+        Surroundings inner;
+        const std::size_t width = outer.streams.width > 20 ? outer.streams.width - 3 : 0;
+        inner.streams = {.out = write,
+                         .error = write,
+                         .readLine = [] { return std::nullopt; },
+                         .readAll = [] { return std::string(); },
+                         .outIsTerminal = invocation_.output.showsColours() && !invocation_.output.isJSON(),
+                         .errorIsTerminal = false,
+                         .inputIsTerminal = false,
+                         .width = width};
+        inner.variable = [this](std::string_view name) -> std::optional<std::string> {
+            if (name == "QUORVEL_HOME") return (folder_.path() / "home").string();
+            if (name == "QUORVEL_ENDPOINTS") return server_.access().endpointsFile.string();
+            return std::nullopt;
+        };
+        inner.workingFolder = folder_.path();
+        inner.program = outer.program;
+        return inner;
+    }
+
+    void introduce() {
+        say(styled(Style::bold, "A round of work with quorvel") + "\n");
+        tell("on a stand-in for App Store Connect that runs inside this program for as long as this takes. "
+             "Nothing leaves this machine, and your own keys and folders are not touched. What you see are "
+             "the commands as you would type them, and what they really print.");
+        say(fmt::format("\n   cd {}\n   export QUORVEL_HOME=$PWD/home QUORVEL_ENDPOINTS=$PWD/sandbox/{}\n",
+                        folder_.path().string(), server_.access().endpointsFile.filename().string()));
+    }
+
+    void storeKey() {
+        const sandbox::Access& access = server_.access();
+        step("The key",
+             "An API key is verified with App Store Connect before it is stored. Its Key ID stands in "
+             "the name of its file.");
+        command({"auth", "set", "--issuer-id", access.issuerID, "--p8",
+                 access.privateKeyFile.lexically_relative(folder_.path()).string()});
+    }
+
+    void lookAround() {
+        step("The account", "Which apps are there, and in which state are the versions of one of them?");
+        command({"apps", "--remote"});
+        command({"versions", "--app", std::string(app), "--platform", "ios"});
+        step("Pull", "The texts of the coming version come down as plain files, one per field and locale.");
+        command({"pull", "--app", std::string(app)});
+    }
+
+    void edit() {
+        step("Edit", "A few texts change. Any editor will do; here the demo writes the files itself.");
+        for (const DemoEdit& edit : demoEdits()) {
+            work_.write(edit.locale, edit.field,
+                        edit.apply(work_.read(edit.locale, edit.field).value_or("")));
+            say(styled(Style::dim,
+                       fmt::format("   edited ios/next/{}/{}", edit.locale, fileNameOf(edit.field))) +
+                "\n");
+        }
+        tell("A new locale is a folder; the next push creates it.");
+        const DemoLocale locale = demoLocale();
+        command({"locale", "add", std::string(locale.locale), "--app", std::string(slug)});
+        for (const auto& [field, text] : locale.texts)
+            work_.write(locale.locale, field, text);
+        step("Compare",
+             "The grid counts characters as the App Store does, and shows that one name is too long.");
+        command({"status", "--app", std::string(slug)});
+        const DemoEdit trimmed = demoTrimming();
+        work_.write(trimmed.locale, trimmed.field, trimmed.apply(""));
+        tell(fmt::format("The name of {} is shortened. What a push would change, word by word:",
+                         trimmed.locale));
+        command({"diff", "--app", std::string(slug)});
+    }
+
+    void push() {
+        step("Push",
+             "Now the stand-in misbehaves on purpose: the first change is turned away with 429 (too many "
+             "requests, wait a second), and one more with 503 (service unavailable). The push waits and "
+             "tries again by itself.");
+        server_.forgetRequests();
+        server_.setFaults({{.route = "PATCH /v1/appStoreVersionLocalizations/*",
+                            .status = 429,
+                            .count = 1,
+                            .retryAfter = 1},
+                           {.route = "PATCH /v1/appInfoLocalizations/*", .status = 503, .count = 1}});
+        command({"push", "--app", std::string(app), "--yes"});
+        server_.setFaults({});
+        countRequests();
+    }
+
+    void countRequests() {
+        std::set<std::string> localizations; // one request each is the least
+        for (const sandbox::RecordedRequest& request : server_.requests()) {
+            if (request.method == "GET") continue;
+            ++record_.requestsSent;
+            if (request.status >= 400)
+                ++record_.requestsRefused;
+            else
+                localizations.insert(request.method == "POST" ? request.path + request.body : request.path);
+        }
+        record_.requestsLeast = static_cast<std::int64_t>(localizations.size());
+    }
+
+    void prove() {
+        step("Proof", "A second pull into another folder shows what App Store Connect holds now.");
+        command({"pull", "--app", std::string(app), "--folder", "second"});
+        const LocaleTexts mine = work_.readAll();
+        const LocaleTexts theirs = second_.readAll();
+        for (const auto& [locale, texts] : mine)
+            for (const FieldType field : allFieldTypes) {
+                ++record_.textsCompared;
+                const auto found = theirs.find(locale);
+                if (found == theirs.end() || found->second[field].value_or("") != texts[field].value_or(""))
+                    ++record_.textsDiffering;
+            }
+        if (mine.size() != theirs.size()) ++record_.textsDiffering;
+        command({"diff", "--app", std::string(slug)});
+    }
+
+    ExitStatus conclude() {
+        const bool keeps = invocation_.arguments.has("--keep");
+        const bool least = record_.requestsSent == record_.requestsLeast + record_.requestsRefused;
+        const bool held = record_.textsDiffering == 0 && least && record_.requestsRefused == 2;
+        step("Summary", fmt::format("{} of {} texts differ between the edited folder and the second pull.",
+                                    record_.textsDiffering, record_.textsCompared));
+        tell(fmt::format("The push sent {} requests that change something: {} for as many localizations with "
+                         "changes, which is the least possible, and {} again because they were refused on "
+                         "purpose.",
+                         record_.requestsSent, record_.requestsLeast, record_.requestsRefused));
+        if (keeps) {
+            folder_.keep();
+            record_.folder = folder_.path().string();
+            tell(
+                fmt::format("Everything stays in {}. 'quorvel sandbox --state {}/sandbox' serves the account "
+                            "again.",
+                            folder_.path().string(), folder_.path().string()));
+        }
+        say("\n" +
+            (held ? styled(Style::green, "Everything held.")
+                  : styled(Style::red, "Something did not hold; that should not happen.")) +
+            "\n");
+        invocation_.output.document(record_);
+        return held ? ExitStatus::done : ExitStatus::failed;
+    }
+
+    Invocation& invocation_;
+    TemporaryFolder folder_;
+    sandbox::SandboxServer server_;
+    Indented indented_;
+    Surroundings inner_;
+    MetadataStore work_;
+    MetadataStore second_;
+    DemoRecord record_;
+    int number_ = 0;
+};
+
+ExitStatus playDemo(Invocation& invocation) {
+    return Demo(invocation).play();
+}
+
+} // namespace
+
+std::vector<Command> demoCommands() {
+    return {
+        {.name = "demo",
+         .summary = "Show a whole round of work on a private stand-in, without an account",
+         .arguments = {{"--keep", "", "Leave the demo's folder in place and say where it is"}},
+         .run = playDemo},
+    };
+}
+
+} // namespace quorvel

@@ -1,0 +1,37 @@
+// How the metadata commands print changes, and their JSON forms.
+#pragma once
+
+#include "Core/metadata/MetadataDiff.h"
+#include "Core/metadata/PushSelection.h"
+#include "Programs/quorvel/Output.h"
+
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace quorvel {
+
+struct ChangeRecord {
+    std::string locale;
+    FieldType field = FieldType::name;
+    std::string remote;
+    std::string local;
+    bool isOverLimit = false;
+    bool isNewLocale = false;
+    std::string explanation;
+    QUORVEL_RECORD(ChangeRecord, locale, field, remote, local, isOverLimit, isNewLocale, explanation)
+};
+
+[[nodiscard]] ChangeRecord recordOf(const PendingChange& change);
+[[nodiscard]] std::vector<ChangeRecord> recordsOf(const std::vector<PendingChange>& changes);
+
+/// "1 field", "3 fields".
+[[nodiscard]] std::string counted(std::size_t count, std::string_view noun);
+
+/// The changes with what each is, one a line.
+void printChanges(Output& output, const std::vector<PendingChange>& changes);
+/// What a push leaves out and why, when there is anything.
+void printLeftOut(Output& output, const std::vector<LeftOutChange>& leftOut);
+void printWarnings(Output& output, const std::vector<PushWarning>& warnings);
+
+} // namespace quorvel

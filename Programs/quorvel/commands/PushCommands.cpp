@@ -1,0 +1,176 @@
+#include "Core/metadata/MetadataPusher.h"
+#include "Platform/text/Text.h"
+#include "Programs/quorvel/Errors.h"
+#include "Programs/quorvel/MetadataTarget.h"
+#include "Programs/quorvel/commands/Groups.h"
+#include "Programs/quorvel/commands/MetadataRecords.h"
+
+#include <fmt/format.h>
+#include <fmt/ranges.h>
+
+#include <algorithm>
+#include <set>
+
+namespace quorvel {
+
+namespace {
+
+struct PushDocument {
+    std::vector<PushOutcome> outcomes;
+    std::vector<LeftOutChange> leftOut;
+    std::vector<PushWarning> warnings;
+    std::string report;
+    QUORVEL_RECORD(PushDocument, outcomes, leftOut, warnings, report)
+};
+
+struct PlannedRequestRecord {
+    std::string method;
+    std::string path;
+    JSONValue body;
+    QUORVEL_RECORD(PlannedRequestRecord, method, path, body)
+};
+
+PushFilter filterOf(const Invocation& invocation, const MetadataStore& store) {
+    PushFilter filter;
+    const auto onDisk = store.localesOnDisk();
+    for (const std::string& locale : invocation.arguments.values("--locale")) {
+        if (std::ranges::find(onDisk, locale) == onDisk.end())
+            throw CommandError(ExitStatus::notFound,
+                               fmt::format("there is no locale {} in {}", quotedWord(locale),
+                                           store.folder().rootURL.string()),
+                               fmt::format("There are {}.", fmt::join(onDisk, ", ")));
+        filter.locales.push_back(locale);
+    }
+    for (const std::string& field : invocation.arguments.values("--field"))
+        filter.fields.push_back(*fromRawValue<FieldType>(field));
+    filter.clearing = invocation.arguments.has("--allow-clear") ? Clearing::allow : Clearing::leaveOut;
+    return filter;
+}
+
+std::size_t localeCount(const std::vector<PendingChange>& changes) {
+    std::set<std::string_view> locales;
+    for (const PendingChange& change : changes)
+        locales.insert(change.locale);
+    return locales.size();
+}
+
+ExitStatus showPlan(Output& output, const std::vector<PlannedRequest>& requests,
+                    const PushSelection& selection) {
+    std::vector<PlannedRequestRecord> records;
+    for (const PlannedRequest& request : requests)
+        records.push_back({request.method, request.path, decodeJSON<JSONValue>(request.body)});
+    output.document(records);
+    for (const PlannedRequestRecord& record : records) {
+        output.line(fmt::format("{} {}", record.method, record.path));
+        output.line(encodeJSON(record.body, {JSONLayout::pretty, JSONKeyOrder::declared}));
+    }
+    printLeftOut(output, selection.leftOut);
+    output.note(fmt::format("Dry run: {} would be sent, nothing was.", counted(requests.size(), "request")));
+    return ExitStatus::done;
+}
+
+// When nothing at all could be pushed, the reason that all failures share says how the program ends.
+ExitStatus statusOf(const std::vector<PushOutcome>& outcomes, const std::vector<ASCError>& refusals) {
+    const auto failed = std::ranges::count(outcomes, false, &PushOutcome::success);
+    if (failed == 0) return ExitStatus::done;
+    if (static_cast<std::size_t>(failed) < outcomes.size()) return ExitStatus::partlyDone;
+    if (refusals.empty()) return ExitStatus::failed;
+    const ExitStatus first = exitStatusOf(refusals.front());
+    const bool shared = std::ranges::all_of(
+        refusals, [&](const ASCError& refusal) { return exitStatusOf(refusal) == first; });
+    return shared ? first : ExitStatus::failed;
+}
+
+void printOutcomes(Output& output, const std::vector<PushOutcome>& outcomes) {
+    Table table{.columns = {{"Locale"}, {"Field"}, {"Result"}}, .rows = {}};
+    for (const PushOutcome& outcome : outcomes) {
+        const std::string problem = outcome.errorMessage.value_or("");
+        Table::Cell result =
+            outcome.success ? Table::Cell{"pushed", Style::green} : Table::Cell{"FAILED", Style::red};
+        table.rows.push_back({outcome.change.locale, shortLabelOf(outcome.change.field), std::move(result)});
+    }
+    output.table(table);
+    // Whole, whatever the width of the terminal.
+    for (const PushOutcome& outcome : outcomes)
+        if (outcome.errorMessage)
+            output.warning(fmt::format("{} {}: {}", outcome.change.locale, shortLabelOf(outcome.change.field),
+                                       *outcome.errorMessage));
+}
+
+ExitStatus nothingToPush(Output& output, const PushSelection& selection, bool anyChange) {
+    const std::string text = anyChange ? "Nothing selected to push."
+                                       : "No pending changes — local matches the last-pulled ASC snapshot.";
+    output.document(PushDocument{{}, selection.leftOut, selection.warnings, text});
+    output.line(text);
+    printLeftOut(output, selection.leftOut);
+    return ExitStatus::done;
+}
+
+ExitStatus push(Invocation& invocation) {
+    MetadataTarget target(invocation);
+    Output& output = invocation.output;
+    (void)target.appFolder();
+    const MetadataStore store = target.storeOf(target.knownContext());
+    const auto changes = MetadataDiff::compare(store);
+    const PushSelection selection = selectForPush(changes, filterOf(invocation, store));
+    if (selection.chosen.empty()) return nothingToPush(output, selection, !changes.empty());
+
+    const PlatformContext context = target.currentContext();
+    const MetadataPusher pusher(invocation.composition.client(), store);
+    if (invocation.global.dryRun)
+        return showPlan(output, pusher.plan(target.app().id, context, selection.chosen), selection);
+
+    const std::string what = fmt::format("{} · {} to {} {} ({})", counted(selection.chosen.size(), "field"),
+                                         counted(localeCount(selection.chosen), "locale"), target.app().name,
+                                         context.versionString, context.id());
+    if (!invocation.global.yes && output.canAsk()) {
+        printChanges(output, selection.chosen);
+        if (!output.confirm(fmt::format("Push {}?", what)))
+            throw CommandError(ExitStatus::failed, "Nothing was pushed.");
+    }
+    output.note(fmt::format("Pushing {}.", what));
+    printWarnings(output, selection.warnings);
+    const auto outcomes =
+        pusher.push(target.app().id, context, selection.chosen, [&](std::size_t done, std::size_t total) {
+            output.progress(fmt::format("Pushed {} of {} localizations", done, total));
+        });
+    const std::string report = pushReport(outcomes);
+    output.document(PushDocument{outcomes, selection.leftOut, selection.warnings, report});
+    printOutcomes(output, outcomes);
+    output.line();
+    output.line(report);
+    printLeftOut(output, selection.leftOut);
+    return statusOf(outcomes, invocation.composition.client().refusals());
+}
+
+} // namespace
+
+std::vector<Command> pushCommands() {
+    std::vector<std::string_view> fields;
+    for (const FieldType field : allFieldTypes)
+        fields.push_back(rawValue(field));
+    return {
+        {.name = "push",
+         .summary = "Send changed texts to App Store Connect",
+         .arguments = {folderArgument(),
+                       {"--locale",
+                        "LOCALE",
+                        "Only this locale",
+                        {},
+                        ArgumentSpec::Need::optional,
+                        ArgumentSpec::Count::repeated},
+                       {"--field", "FIELD", "Only this field", fields, ArgumentSpec::Need::optional,
+                        ArgumentSpec::Count::repeated},
+                       {"--allow-clear", "", "Also push changes that remove a text"}},
+         .heeds = {"--app", "--context", "--dry-run", "--yes"},
+         .run = push,
+         .details =
+             "Only what changed is sent, one request per locale and resource. Texts over a limit, folders "
+             "that are no App Store locale, and changes of nothing but a final line break are left out and "
+             "named. A failed change does not stop the others, and pushing again sends only what is missing. "
+             "On a terminal the push is confirmed first, unless --yes is given; without a terminal nothing "
+             "is asked."},
+    };
+}
+
+} // namespace quorvel

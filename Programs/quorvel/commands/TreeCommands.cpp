@@ -1,0 +1,106 @@
+#include "Core/metadata/MetadataTransfer.h"
+#include "Platform/text/Text.h"
+#include "Programs/quorvel/MetadataTarget.h"
+#include "Programs/quorvel/commands/Groups.h"
+#include "Programs/quorvel/commands/MetadataRecords.h"
+
+#include <fmt/format.h>
+
+namespace quorvel {
+
+namespace {
+
+Run runOf(const Invocation& invocation) {
+    return invocation.global.dryRun ? Run::rehearse : Run::perform;
+}
+
+void noteDryRun(const Invocation& invocation) {
+    if (invocation.global.dryRun) invocation.output.note("Dry run: nothing was written.");
+}
+
+ExitStatus importMetadata(Invocation& invocation) {
+    MetadataTarget target(invocation);
+    const MetadataStore store = target.storeOf(target.knownContext());
+    const auto tree = invocation.surroundings.workingFolder / *invocation.arguments.value("DIR");
+    const ImportReport report = importTree(tree, store, invocation.composition.clock(), runOf(invocation));
+    Output& output = invocation.output;
+    output.document(report);
+    output.line(fmt::format("Imported {} of {} into {}; {} unchanged, {} lost a final line break.",
+                            counted(report.imported.size(), "field"),
+                            counted(report.locales.size(), "locale"), store.folder().rootURL.string(),
+                            report.unchanged, report.stripped));
+    for (const KeptEdit& kept : report.kept)
+        output.warning(fmt::format("the local {} of {} was edited; it was put aside as {}",
+                                   shortLabelOf(kept.field), kept.locale, kept.path));
+    for (const FieldKey& over : report.overLimit)
+        output.warning(fmt::format("{} {} is over its limit of {} characters and will not be pushed",
+                                   over.locale, shortLabelOf(over.field), limitOf(over.field)));
+    for (const SkippedEntry& skipped : report.skipped)
+        output.warning(fmt::format("skipped {}: {}", skipped.path, skipped.reason));
+    noteDryRun(invocation);
+    return ExitStatus::done;
+}
+
+ExitStatus exportMetadata(Invocation& invocation) {
+    MetadataTarget target(invocation);
+    const auto tree = invocation.surroundings.workingFolder / *invocation.arguments.value("DIR");
+    const ExportReport report = exportTree(target.localStore(), tree, runOf(invocation));
+    Output& output = invocation.output;
+    output.document(report);
+    output.line(fmt::format("Exported into {}: {} files written, {} of them over another text; {} unchanged.",
+                            tree.string(), report.written, report.replaced.size(), report.unchanged));
+    noteDryRun(invocation);
+    return ExitStatus::done;
+}
+
+std::string_view whatWasTidied(const TidiedField& field) {
+    if (field.finalLineBreak && field.byteOrderMark) return "final line break and byte order mark";
+    return field.finalLineBreak ? "final line break" : "byte order mark";
+}
+
+ExitStatus tidyMetadata(Invocation& invocation) {
+    MetadataTarget target(invocation);
+    const auto tidied = tidyTree(target.localStore(), runOf(invocation));
+    Output& output = invocation.output;
+    output.document(tidied);
+    Table table{.columns = {{"Locale"}, {"Field"}, {"Removed"}}, .rows = {}};
+    for (const TidiedField& field : tidied)
+        table.rows.push_back({field.locale, shortLabelOf(field.field), whatWasTidied(field)});
+    if (tidied.empty())
+        output.line("Nothing to tidy.");
+    else
+        output.table(table);
+    noteDryRun(invocation);
+    return ExitStatus::done;
+}
+
+ArgumentSpec treeArgument(std::string_view description) {
+    return {"DIR", "DIR", description, {}, ArgumentSpec::Need::required};
+}
+
+} // namespace
+
+std::vector<Command> treeCommands() {
+    return {
+        {.name = "metadata", .summary = "Exchange store texts with trees of other release tools"},
+        {.name = "metadata import",
+         .summary = "Take the texts of a tree of <locale>/<field>.txt files",
+         .arguments = {treeArgument("The tree"), folderArgument()},
+         .heeds = {"--app", "--context", "--dry-run"},
+         .run = importMetadata,
+         .details = "One final line break of each file is dropped. What is no locale or no field is skipped "
+                    "and named. Push sends the imported texts."},
+        {.name = "metadata export",
+         .summary = "Write the local texts as a tree of <locale>/<field>.txt files",
+         .arguments = {treeArgument("Where to write"), folderArgument()},
+         .heeds = {"--app", "--context", "--dry-run"},
+         .run = exportMetadata},
+        {.name = "metadata tidy",
+         .summary = "Strip final line breaks and byte order marks from the local texts",
+         .arguments = {folderArgument()},
+         .heeds = {"--app", "--context", "--dry-run"},
+         .run = tidyMetadata},
+    };
+}
+
+} // namespace quorvel

@@ -1,0 +1,135 @@
+#include "Programs/quorvel/AppLocator.h"
+#include "Programs/quorvel/Errors.h"
+#include "Programs/quorvel/Invocation.h"
+#include "Programs/quorvel/commands/Groups.h"
+
+#include "Core/metadata/PlatformContext.h"
+#include "Platform/text/Text.h"
+
+#include <fmt/format.h>
+
+namespace quorvel {
+
+namespace {
+
+const std::vector<std::string_view> platformChoices = {"ios", "macos", "tvos", "visionos"};
+
+std::optional<ASCPlatform> platformOf(const std::optional<std::string>& name) {
+    if (name)
+        for (const auto& [platform, raw] : RawValues<ASCPlatform>::values)
+            if (platformFolderName(platform) == *name) return platform;
+    return std::nullopt;
+}
+
+std::string platformName(const std::optional<std::string>& raw) {
+    const auto platform = fromRawValue<ASCPlatform>(raw.value_or(""));
+    return platform ? std::string(platformFolderName(*platform)) : raw.value_or("");
+}
+
+Style styleOfState(std::string_view state) {
+    if (isEditableState(state)) return Style::cyan;
+    return stateClassOf(state) == AppStoreVersionStateClass::live ? Style::green : Style::yellow;
+}
+
+ExitStatus listVersions(Invocation& invocation) {
+    const CommandClient& client = invocation.composition.client();
+    const AppListEntry app = locateApp(client, invocation.global.app.value_or(""));
+    const auto versions =
+        client.listAppStoreVersions(app.id, platformOf(invocation.arguments.value("--platform")));
+    invocation.output.document(versions);
+    Table table{.columns = {{"Platform"}, {"Version"}, {"State"}, {"Release"}, {"Created"}, {"ID"}},
+                .rows = {}};
+    for (const auto& version : versions) {
+        const auto& attributes = version.attributes;
+        const std::string state = attributes.appStoreState.value_or("");
+        table.rows.push_back({platformName(attributes.platform),
+                              attributes.versionString.value_or(""),
+                              {state, styleOfState(state)},
+                              attributes.releaseType.value_or(""),
+                              attributes.createdDate.value_or(""),
+                              version.id});
+    }
+    invocation.output.table(table);
+    if (versions.empty())
+        invocation.output.note(fmt::format("{} has no version yet. Make one with 'quorvel versions create'.",
+                                           escapeControls(app.name)));
+    return ExitStatus::done;
+}
+
+ExitStatus createVersion(Invocation& invocation) {
+    const CommandClient& client = invocation.composition.client();
+    const AppListEntry app = locateApp(client, invocation.global.app.value_or(""));
+    const auto platform = platformOf(invocation.arguments.value("--platform"));
+    const auto version =
+        client.createAppStoreVersion(app.id, {.platform = std::string(rawValue(*platform)),
+                                              .versionString = *invocation.arguments.value("--version"),
+                                              .releaseType = invocation.arguments.value("--release-type")});
+    invocation.output.document(version);
+    invocation.output.line(fmt::format("Made version {} of {} for {}: {}.",
+                                       version.attributes.versionString.value_or(""),
+                                       escapeControls(app.name), platformFolderName(*platform),
+                                       version.attributes.appStoreState.value_or("state unknown")));
+    return ExitStatus::done;
+}
+
+std::string stateOf(const ASCBuildAttributes& build) {
+    return build.expired.value_or(false) ? "EXPIRED" : build.processingState.value_or("");
+}
+
+ExitStatus listBuilds(Invocation& invocation) {
+    const CommandClient& client = invocation.composition.client();
+    const AppListEntry app = locateApp(client, invocation.global.app.value_or(""));
+    constexpr long mostBuilds = 100'000;
+    const auto limit = invocation.arguments.number("--limit", 1, mostBuilds).value_or(50);
+    const auto marketingVersion = invocation.arguments.value("--version");
+    const auto builds = client.listBuilds(app.id, marketingVersion, {static_cast<int>(limit)});
+    invocation.output.document(builds);
+    Table table{.columns = {{"Version"}, {"Build", Table::Align::right}, {"State"}, {"Uploaded"}, {"ID"}},
+                .rows = {}};
+    for (const ASCBuildSummary& summary : builds) {
+        const auto& attributes = summary.build.attributes;
+        const std::string state = stateOf(attributes);
+        const Style style = state == "VALID"        ? Style::green
+                            : state == "PROCESSING" ? Style::yellow
+                                                    : Style::red;
+        table.rows.push_back({summary.marketingVersion.value_or(""),
+                              attributes.version.value_or(""),
+                              {state, style},
+                              attributes.uploadedDate.value_or(""),
+                              summary.build.id});
+    }
+    invocation.output.table(table);
+    if (builds.empty()) invocation.output.note("No such build.");
+    return ExitStatus::done;
+}
+
+} // namespace
+
+std::vector<Command> versionCommands() {
+    return {
+        {.name = "versions",
+         .summary = "List the versions of an app and their states",
+         .arguments = {{"--platform", "PLATFORM", "Only this platform", platformChoices}},
+         .heeds = {"--app"},
+         .run = listVersions},
+        {.name = "versions create",
+         .summary = "Make a new version of an app",
+         .arguments = {{"--platform", "PLATFORM", "Platform of the version", platformChoices,
+                        ArgumentSpec::Need::required},
+                       {"--version", "VERSION", "Version, such as 1.2.0", {}, ArgumentSpec::Need::required},
+                       {"--release-type",
+                        "TYPE",
+                        "When an approved version comes out",
+                        {"MANUAL", "AFTER_APPROVAL", "SCHEDULED"}}},
+         .heeds = {"--app", "--dry-run"},
+         .run = createVersion},
+        {.name = "builds",
+         .summary = "List the builds of an app, newest first",
+         .arguments = {{"--version", "VERSION", "Only builds of this version"},
+                       {"--limit", "NUMBER", "At most so many (50)"}},
+         .heeds = {"--app"},
+         .run = listBuilds},
+    };
+}
+
+} // namespace quorvel
