@@ -153,8 +153,8 @@ PullResult writePulledTexts(const MetadataStore& store, const std::vector<Incomi
     if (toWrite.empty() && !store.hasInterruptedPull()) return result;
 
     createFolders(store.folder().privateFolder());
-    const FileLock lock(store.folder().privateFolder() /
-                        "lock"); // another pull may end only after its writes
+    // One pull at a time: the first to end would remove the marker of the other.
+    const FileLock lock(store.folder().privateFolder() / "lock");
     store.beginPull();
     for (const LocaleResult& one : parallelMap(toWrite, writers, [&](const LocaleWork& work) {
              return writeLocale(store, work, edits, moment);
