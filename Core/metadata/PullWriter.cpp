@@ -102,8 +102,12 @@ LocaleResult writeLocale(const MetadataStore& store, const LocaleWork& work, Loc
         if (decision.keepsBeside)
             result.kept.push_back(
                 {work.locale, field, store.keepBeside(work.locale, field, *local[field], moment).native()});
-        if (decision.writesLocal) store.write(work.locale, field, *work.incoming[field], TextSide::local);
-        if (decision.writesPulled) store.write(work.locale, field, *work.incoming[field], TextSide::pulled);
+        // The marker that calls for another pull stands until all of them are synced together.
+        const auto replace = [&](TextSide side) {
+            store.write(work.locale, field, *work.incoming[field], side, Durability::later);
+        };
+        if (decision.writesLocal) replace(TextSide::local);
+        if (decision.writesPulled) replace(TextSide::pulled);
     }
     for (const FieldType field : work.vanished)
         store.remove(work.locale, field, TextSide::pulled);
