@@ -73,58 +73,67 @@ class Uploads::Upload {
         if (auto problem = problemOfPart(request, parts_[index])) return *problem;
         std::unique_lock lock(mutex_);
         const bool inOrder = index == digested_ && !digesting_;
-        std::int64_t length = 0;
-        bool whole = false;
-        if (inOrder) {
-            digesting_ = true;
-            MD5 digest = digest_;
-            lock.unlock();
-            whole = request.readBody([&](std::string_view bytes) {
-                digest.update(bytes);
-                length += static_cast<std::int64_t>(bytes.size());
-            });
-            lock.lock();
-            digesting_ = false;
-            if (whole && length == parts_[index].length) {
-                digest_ = std::move(digest);
-                ++digested_;
-            }
-        } else {
-            lock.unlock();
-            const std::filesystem::path arriving = fmt::format("{}.{}", fileOf(index).string(), nextName());
-            {
-                std::ofstream file(arriving, std::ios::binary);
-                whole = request.readBody([&](std::string_view bytes) {
-                    file.write(bytes.data(), static_cast<std::streamsize>(bytes.size()));
-                    length += static_cast<std::int64_t>(bytes.size());
-                });
-            }
-            lock.lock();
-            keep(index, arriving, whole && length == parts_[index].length);
-        }
-        if (!whole) return {.status = 0}; // the connection is gone
-        if (length != parts_[index].length)
+        const Arrival arrival = inOrder ? digest(index, request, lock) : store(index, request, lock);
+        if (!arrival.whole) return {.status = 0}; // the connection is gone
+        if (arrival.length != parts_[index].length)
             return refused(400, fmt::format("The upload part must have {} bytes, not {}.",
-                                            parts_[index].length, length));
+                                            parts_[index].length, arrival.length));
         digestWaiting();
         return {.status = 200};
     }
 
     [[nodiscard]] std::optional<std::string> finish() {
         const std::lock_guard lock(mutex_);
+        digestWaiting();
         if (digested_ < parts_.size()) return std::nullopt;
         return digest_.finish();
     }
 
   private:
+    struct Arrival {
+        bool whole = false; // the connection lasted to its end
+        std::int64_t length = 0;
+    };
+
+    /// Receives the next part into the digest; the lock is open meanwhile.
+    Arrival digest(std::size_t index, const Request& request, std::unique_lock<std::mutex>& lock) {
+        digesting_ = true;
+        MD5 grown = digest_;
+        lock.unlock();
+        Arrival arrival;
+        arrival.whole = request.readBody([&](std::string_view bytes) {
+            grown.update(bytes);
+            arrival.length += static_cast<std::int64_t>(bytes.size());
+        });
+        lock.lock();
+        digesting_ = false;
+        if (arrival.whole && arrival.length == parts_[index].length) {
+            digest_ = std::move(grown);
+            ++digested_;
+        }
+        return arrival;
+    }
+
+    /// Receives a part into a file of its own; the lock is open meanwhile.
+    Arrival store(std::size_t index, const Request& request, std::unique_lock<std::mutex>& lock) {
+        const std::filesystem::path path = fmt::format("{}.{}", fileOf(index).string(), ++arrivals_);
+        lock.unlock();
+        Arrival arrival;
+        {
+            std::ofstream file(path, std::ios::binary);
+            arrival.whole = request.readBody([&](std::string_view bytes) {
+                file.write(bytes.data(), static_cast<std::streamsize>(bytes.size()));
+                arrival.length += static_cast<std::int64_t>(bytes.size());
+            });
+        }
+        lock.lock();
+        keep(index, path, arrival.whole && arrival.length == parts_[index].length);
+        return arrival;
+    }
+
     [[nodiscard]] std::filesystem::path fileOf(std::size_t index) const {
         return folder_ / fmt::format("{}-{}", id_, index);
     }
-    [[nodiscard]] int nextName() {
-        const std::lock_guard lock(mutex_);
-        return ++arrivals_;
-    }
-
     void keep(std::size_t index, const std::filesystem::path& arrived, bool good) {
         std::error_code ignored;
         if (good && index >= digested_) {
