@@ -1,6 +1,10 @@
+#include "Platform/text/Text.h"
 #include "Tests/Programs/QuorvelFixture.h"
 
 #include <signal.h>
+
+#include <random>
+#include <thread>
 
 namespace quorvel::test {
 namespace {
@@ -25,6 +29,17 @@ class MetadataCommands : public QuorvelAccountTest {
     }
     std::string read(std::string_view locale, std::string_view file) const {
         return readFile(text(locale, file)).value_or("(no file)");
+    }
+    static void expectRebuilds(const JSONValue& change) {
+        std::string remote;
+        std::string local;
+        for (const JSONValue& segment : *change.find("segments")->items()) {
+            const std::string& kind = *segment.find("kind")->text();
+            if (kind != "added") remote += *segment.find("text")->text();
+            if (kind != "removed") local += *segment.find("text")->text();
+        }
+        EXPECT_EQ(remote, *change.find("remote")->text());
+        EXPECT_EQ(local, *change.find("local")->text());
     }
     JSONValue document(std::vector<std::string> words) {
         words.push_back("--json");
@@ -120,17 +135,64 @@ TEST_F(MetadataCommands, showsWordsThatChangedInAnyScriptAndRebuildsBothTexts) {
     EXPECT_THAT(shown.out, HasSubstr("4 changes in all."));
 
     const JSONValue changes = document({"diff", "--folder", "texts"});
-    for (const JSONValue& change : *changes.items()) {
-        std::string remote;
-        std::string local;
-        for (const JSONValue& segment : *change.find("segments")->items()) {
-            const std::string& kind = *segment.find("kind")->text();
-            if (kind != "added") remote += *segment.find("text")->text();
-            if (kind != "removed") local += *segment.find("text")->text();
+    for (const JSONValue& change : *changes.items())
+        expectRebuilds(change);
+}
+
+TEST_F(MetadataCommands, rebuildsAnyTwoTextsFromTheirDiff) {
+    const std::vector<std::string> words = {"a", "b",    "cc", " ", "  ", "\n",
+                                            ",", "日本", "語", "é", "🌿",  "x"};
+    std::mt19937 random(7);
+    const auto randomText = [&](std::size_t length) {
+        std::string result;
+        for (std::size_t index = 0; index < length; ++index)
+            result += words[random() % words.size()];
+        return result + ".";
+    };
+    std::map<std::string, std::pair<std::string, std::string>> texts;
+    for (const std::string locale :
+         {"ar-SA", "ca", "cs", "da", "de-DE", "el", "en-AU", "en-CA", "en-GB", "en-US"}) {
+        for (const auto* field : {"description.txt", "release_notes.txt"}) {
+            const std::string before = randomText(random() % 300);
+            std::string after = randomText(random() % 300);
+            const std::string half = before.substr(0, before.size() / 2);
+            if (random() % 2 && isValidUTF8(half)) after = half + after;
+            write(locale, field, after);
+            const auto copy = folder / "texts/ios/next/.brevant/asc" / locale / field;
+            createFolders(copy.parent_path());
+            writeFileAtomically(copy, before);
         }
-        EXPECT_EQ(remote, *change.find("remote")->text());
-        EXPECT_EQ(local, *change.find("local")->text());
     }
+    const JSONValue changes = document({"diff", "--folder", "texts"});
+    EXPECT_GE(changes.items()->size(), 19u);
+    for (const JSONValue& change : *changes.items())
+        expectRebuilds(change);
+}
+
+TEST_F(MetadataCommands, asksOnATerminalBeforeItPushes) {
+    ASSERT_EQ(pull().status, 0);
+    write("de-DE", "subtitle.txt", "Eins");
+    for (const auto& [answer, status] : {std::pair{"n\n", 1}, {"\n", 1}, {"\x04", 1}, {"y\n", 0}}) {
+        auto asking = call({"push", "--app", app, "--folder", "texts"});
+        asking.streams = ProgramCall::Streams::terminal;
+        asking.input = answer;
+        server.forgetRequests();
+        const auto result = runProgram(asking);
+        EXPECT_EQ(result.status, status) << result.out;
+        EXPECT_THAT(result.out,
+                    HasSubstr("Push 1 field · 1 locale to Mosswick: Garden Journal 3.5 (ios/next)? [y/N]"));
+        EXPECT_EQ(changesSent(), status == 0 ? 1u : 0u);
+    }
+    auto waiting = call({"auth", "set"});
+    forgetEnvironmentKey();
+    waiting.environment = environment;
+    waiting.streams = ProgramCall::Streams::terminal;
+    ChildProgram asking(waiting);
+    std::string seen;
+    while (seen.find("Issuer ID") == std::string::npos)
+        seen += asking.readSome();
+    asking.signal(SIGTERM);
+    EXPECT_EQ(asking.wait().status, 130);
 }
 
 TEST_F(MetadataCommands, listsEachFailureAndGoesOn) {

@@ -4,10 +4,13 @@
 #include <poll.h>
 #include <signal.h>
 #include <spawn.h>
+#include <sys/ioctl.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <array>
+#include <cerrno>
+#include <cstdlib>
 #include <stdexcept>
 #include <system_error>
 #include <utility>
@@ -53,16 +56,37 @@ int inputHolding(const std::string& text) {
 } // namespace
 
 ChildProgram::ChildProgram(const ProgramCall& call) {
+    if (call.streams == ProgramCall::Streams::terminal) {
+        out_ = posix_openpt(O_RDWR | O_NOCTTY | O_CLOEXEC);
+        if (out_ < 0 || grantpt(out_) != 0 || unlockpt(out_) != 0)
+            throw std::system_error(errno, std::generic_category(), "terminal");
+        const int terminal = open(ptsname(out_), O_RDWR | O_NOCTTY | O_CLOEXEC);
+        const winsize size{.ws_row = 40, .ws_col = 80, .ws_xpixel = 0, .ws_ypixel = 0};
+        ioctl(terminal, TIOCSWINSZ, &size);
+        if (write(out_, call.input.data(), call.input.size()) != static_cast<ssize_t>(call.input.size()))
+            throw std::runtime_error("the terminal takes no input");
+        spawn(call, terminal, terminal, terminal);
+        close(terminal);
+        return;
+    }
     const Pipe out = makePipe();
     const Pipe error = makePipe();
     const int input = inputHolding(call.input);
+    out_ = out.read;
+    error_ = error.read;
+    spawn(call, input, out.write, error.write);
+    close(input);
+    close(out.write);
+    close(error.write);
+}
+
+void ChildProgram::spawn(const ProgramCall& call, int input, int out, int error) {
     posix_spawn_file_actions_t actions;
     posix_spawn_file_actions_init(&actions);
     posix_spawn_file_actions_adddup2(&actions, input, STDIN_FILENO);
-    posix_spawn_file_actions_adddup2(&actions, out.write, STDOUT_FILENO);
-    posix_spawn_file_actions_adddup2(&actions, error.write, STDERR_FILENO);
+    posix_spawn_file_actions_adddup2(&actions, out, STDOUT_FILENO);
+    posix_spawn_file_actions_adddup2(&actions, error, STDERR_FILENO);
     posix_spawn_file_actions_addchdir_np(&actions, call.workingFolder.c_str());
-
     std::vector<std::string> words = {call.program.string()};
     words.insert(words.end(), call.arguments.begin(), call.arguments.end());
     std::vector<std::string> variables;
@@ -71,11 +95,6 @@ ChildProgram::ChildProgram(const ProgramCall& call) {
     const int failure = posix_spawn(&process_, call.program.c_str(), &actions, nullptr,
                                     pointersTo(words).data(), pointersTo(variables).data());
     posix_spawn_file_actions_destroy(&actions);
-    close(input);
-    close(out.write);
-    close(error.write);
-    out_ = out.read;
-    error_ = error.read;
     if (failure != 0) throw std::system_error(failure, std::generic_category(), call.program.string());
 }
 
@@ -97,6 +116,14 @@ std::string ChildProgram::readLine() {
         line += byte;
     }
     return line;
+}
+
+std::string ChildProgram::readSome() {
+    char buffer[4096];
+    const ssize_t count = read(out_, buffer, sizeof buffer);
+    if (count <= 0) return {};
+    result_.out.append(buffer, static_cast<std::size_t>(count));
+    return {buffer, static_cast<std::size_t>(count)};
 }
 
 void ChildProgram::signal(int number) const {

@@ -23,7 +23,8 @@ struct ProgramCall {
     std::vector<std::string> arguments;
     std::map<std::string, std::string> environment; // all of it
     std::filesystem::path workingFolder = "/";
-    std::string input; // standard input, closed at its end
+    std::string input;                                               // standard input, closed at its end
+    enum class Streams { pipes, terminal } streams = Streams::pipes; // terminal: `out` holds everything
 };
 
 /// A child that runs beside the test; killed when the object goes away.
@@ -36,6 +37,8 @@ class ChildProgram {
 
     /// The next line of its standard output; empty at the end.
     [[nodiscard]] std::string readLine();
+    /// What its standard output has next; empty at the end.
+    [[nodiscard]] std::string readSome();
     void signal(int number) const;
     /// Closes our end of its standard output, as a reader that goes away does.
     void closeOutput();
@@ -43,6 +46,7 @@ class ChildProgram {
     [[nodiscard]] ProgramResult wait();
 
   private:
+    void spawn(const ProgramCall& call, int input, int out, int error);
     void drain();
 
     pid_t process_ = -1;

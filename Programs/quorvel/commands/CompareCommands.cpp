@@ -7,6 +7,7 @@
 #include "Programs/quorvel/commands/MetadataRecords.h"
 
 #include <fmt/format.h>
+#include <fmt/ranges.h>
 
 #include <map>
 
@@ -101,8 +102,7 @@ void printGrid(Output& output, const Comparison& comparison) {
         changeOf[change.key()] = &change;
     Table table{.columns = {{"Locale"}}, .rows = {}};
     for (const FieldType field : allFieldTypes)
-        table.columns.push_back(
-            {fmt::format("{}/{} ", shortLabelOf(field), limitOf(field)), Table::Align::right});
+        table.columns.push_back({fmt::format("{} ", shortLabelOf(field)), Table::Align::right});
     for (const std::string& locale : comparison.grid.locales) {
         auto& row = table.rows.emplace_back();
         row.push_back({locale, isAppStoreLocale(locale) ? Style::plain : Style::yellow});
@@ -113,9 +113,13 @@ void printGrid(Output& output, const Comparison& comparison) {
         }
     }
     output.table(table);
-    output.note("Characters per field. * edited, + new locale, - cleared, ! over the limit, ? has a remark, "
-                "– empty, · no "
-                "file.");
+    std::vector<std::string> limits;
+    for (const FieldType field : allFieldTypes)
+        limits.push_back(fmt::format("{} {}", shortLabelOf(field), limitOf(field)));
+    output.note(
+        fmt::format("Characters per field; limits: {}.\n"
+                    "* edited, + new locale, - cleared, ! over the limit, ? has a remark, – empty, · no file",
+                    fmt::join(limits, " · ")));
 }
 
 // What is odd about the texts that are not pending, which the push would not tell.
