@@ -16,7 +16,7 @@ namespace quorvel {
 
 namespace {
 
-constexpr int mostSends = 3; // of a request that may be repeated
+constexpr int mostSends = 5; // of a request that may be repeated
 constexpr int mostRedirects = 5;
 constexpr std::chrono::hours longestTimeout{24 * 365}; // the clock overflows beyond 292 years
 

@@ -12,8 +12,8 @@ namespace quorvel {
 /// the current task and ends at once when that is cancelled (`CancellationError`).
 ///
 /// Plain http is accepted for loopback hosts only. An idempotent request (GET, HEAD, PUT, DELETE) whose
-/// connection was lost before any byte of an answer came is sent again, at most twice; a POST or PATCH never
-/// is.
+/// connection was lost before any byte of an answer came is sent again, at most four times; a POST or PATCH
+/// never is.
 class URLSession {
   public:
     struct Options {
