@@ -3,6 +3,7 @@
 #include "Platform/crypto/Digest.h"
 #include "Platform/files/Files.h"
 #include "Platform/json/JSON.h"
+#include "Platform/log/Log.h"
 #include "Sandbox/rules/Uploads.h"
 #include "Sandbox/rules/World.h"
 #include "Sandbox/seeds/Seeds.h"
@@ -39,6 +40,17 @@ std::string accountText(const JSONValue& state, std::string_view name) {
     return *value->text();
 }
 
+JSONValue decodedState(std::string_view text) {
+    try {
+        return decodeJSON<JSONValue>(text);
+    } catch (const JSONError& error) {
+        throw std::runtime_error(
+            fmt::format("The sandbox's state.json cannot be read ({}). Delete the state folder "
+                        "to begin with a fresh account.",
+                        error.what()));
+    }
+}
+
 } // namespace
 
 struct SandboxServer::Implementation {
@@ -60,7 +72,7 @@ struct SandboxServer::Implementation {
     void openAccount() {
         const auto text = readFile(stateFile());
         if (text) {
-            const auto state = decodeJSON<JSONValue>(*text);
+            const JSONValue state = decodedState(*text);
             access.keyID = accountText(state, "keyID");
             access.issuerID = accountText(state, "issuerID");
             access.vendorNumber = accountText(state, "vendorNumber");
@@ -94,11 +106,15 @@ struct SandboxServer::Implementation {
             std::unique_lock lock(mutex);
             wake.wait_for(lock, token, saveInterval, [] { return false; });
             lock.unlock();
-            try {
-                save();
-            } catch (const std::exception&) {
-                // A full disk must not end a rehearsal; the next change is saved again.
-            }
+            trySave();
+        }
+    }
+
+    void trySave() {
+        try {
+            save();
+        } catch (const std::exception& error) { // a full disk must not end a rehearsal
+            Logger("SandboxServer").error(fmt::format("The state was not saved: {}", error.what()));
         }
     }
 
@@ -129,7 +145,8 @@ SandboxServer::SandboxServer(Options options)
 
 SandboxServer::~SandboxServer() {
     implementation_->server.reset();
-    implementation_->saver = {}; // saves once more as it ends
+    implementation_->saver = {};
+    implementation_->trySave();
 }
 
 const Access& SandboxServer::access() const {

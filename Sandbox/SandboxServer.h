@@ -23,13 +23,13 @@ enum class Seed {
 /// stands for every route of the service.
 struct Fault {
     std::string route = "*";
-    std::optional<int> status;         // answer this status with Apple's error document instead of working
-    std::optional<std::string> action; // or: "reset", "resetAfter" (work done, no answer), "statusAfter"
-                                       // (work done, `status` answered), "truncate" (half a body), "slow"
-                                       // (byte by byte), "expireToken" (401)
+    std::optional<int> status = {}; // answer this status with Apple's error document instead of working
+    std::optional<std::string> action = {}; // or: "reset", "resetAfter" (work done, no answer), "statusAfter"
+                                            // (work done, `status` answered), "truncate" (half a body),
+                                            // "slow" (byte by byte), "expireToken" (401)
     double probability = 1;
-    std::optional<std::int64_t> count; // how often at the most; no bound when empty
-    std::optional<double> retryAfter;  // seconds, for 429 and 503
+    std::optional<std::int64_t> count = {}; // how often at the most; no bound when empty
+    std::optional<double> retryAfter = {};  // seconds, for 429 and 503
 };
 
 /// Reads a fault from the form of the command line: "ROUTE:STATUS_OR_ACTION[:PROBABILITY[:COUNT]]", such as
@@ -69,8 +69,9 @@ struct RecordedRequest {
 
 /// Serves until it is destroyed. Its control routes do the same as the operations here: GET /__sandbox/state,
 /// GET and DELETE /__sandbox/requests, and with a JSON object each POST /__sandbox/faults, advance, states,
-/// keys (also `role`), builds, generate, latency, quota, clock (`skew`) and nulls (`sent`: whether attributes
-/// without a value are sent as null instead of left out).
+/// keys (also `role`), builds, generate, latency, quota, clock (`skew`), pace (`screenshots`: seconds that
+/// they are processed, `screenshotsFail`, `visibility`: seconds until lists show what was created) and nulls
+/// (`sent`: whether attributes without a value are sent as null instead of left out).
 class SandboxServer {
   public:
     /// Starts to serve. Throws `std::runtime_error` when the port is taken or the state folder cannot be

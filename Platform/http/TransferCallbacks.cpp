@@ -83,7 +83,8 @@ void Transfer::receiveBody(std::string_view bytes) {
 void Transfer::finishReceiving() {
     static_cast<void>(guarded([this] {
         if (request_.uploadProgress) reportUpload(source_.size());
-        if (!bodyBegan_ && target_) beginBody(); // an empty file is a whole file
+        const bool isEmptyFile = !bodyBegan_ && target_ && response_.status / 100 == 2;
+        if (isEmptyFile) beginBody();
     }));
 }
 

@@ -174,6 +174,7 @@ HTTPResponse URLSession::Implementation::sendOnce(const HTTPRequest& request,
     int sendsLeft = isIdempotent(request.method) ? mostSends : 1;
     while (true) {
         checkCancellation();
+        if (std::chrono::steady_clock::now() >= deadline) throw timedOut(request);
         const auto transfer = std::make_shared<Transfer>(request, options, target, sendsLeft);
         run(transfer, deadline);
         if (!transfer->mayBeSentAgain()) return transfer->takeResponse();

@@ -18,7 +18,6 @@ inline constexpr std::string_view responsePublished = "responsePublished";
 inline constexpr std::string_view reportsReady = "reportsReady";
 
 inline constexpr double buildProcessing = 300;
-inline constexpr double screenshotProcessing = 1;
 inline constexpr double reviewQueue = 3600;
 inline constexpr double review = 3600;
 inline constexpr double distribution = 60;

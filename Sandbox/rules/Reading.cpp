@@ -88,15 +88,24 @@ void sortBy(const Store& store, std::vector<const Resource*>& resources, const S
     std::ranges::transform(keyed, resources.begin(), [](const auto& entry) { return entry.second; });
 }
 
+bool isHidden(const Resource& resource, double now) {
+    const JSONValue* begin = resource.hidden.find("visibleFrom");
+    const double* seconds = begin ? std::get_if<double>(&begin->value) : nullptr;
+    return seconds && *seconds > now;
+}
+
 Answer readList(World& world, const ReadOperation& operation, std::string_view owner, const Request& request,
                 const Query& query) {
     auto found = candidates(world, operation, owner);
+    const double now = secondsSince1970(world.now());
     std::erase_if(found, [&](const Resource* resource) {
-        return !std::ranges::all_of(query.filters, [&](const auto& filter) {
-            return matches(world.store, *resource, filter);
-        }) || !std::ranges::all_of(query.exists, [&](const auto& entry) {
-            return exists(world.store, *resource, entry.first) == entry.second;
-        });
+        return isHidden(*resource, now) ||
+               !std::ranges::all_of(
+                   query.filters,
+                   [&](const auto& filter) { return matches(world.store, *resource, filter); }) ||
+               !std::ranges::all_of(query.exists, [&](const auto& entry) {
+                   return exists(world.store, *resource, entry.first) == entry.second;
+               });
     });
     for (auto key = query.sorts.rbegin(); key != query.sorts.rend(); ++key)
         sortBy(world.store, found, *key);

@@ -136,12 +136,14 @@ Answer commitScreenshot(World& world, const Change& change) {
                   "The checksum differs from that of the bytes that were uploaded.");
     } else {
         screenshot.attributes.set("assetDeliveryState", deliveryState("UPLOAD_COMPLETE"));
-        world.after(event::screenshotProcessing, event::screenshotProcessed, screenshot.id);
+        world.after(world.pace.screenshots, event::screenshotProcessed, screenshot.id);
     }
     return {.resource = &screenshot};
 }
 
 void completeScreenshot(World& world, Resource& screenshot) {
+    if (world.pace.screenshotsFail)
+        return setFailed(screenshot, "IMAGE_UNREADABLE", "The picture can not be read.");
     const std::string type = setOf(world, screenshot).text("screenshotDisplayType");
     screenshot.attributes.set("imageAsset", imageAsset(world, screenshot.id, type));
     screenshot.attributes.set("assetDeliveryState", deliveryState("COMPLETE"));

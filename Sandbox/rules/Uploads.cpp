@@ -102,7 +102,7 @@ class Uploads::Upload {
             lock.lock();
             keep(index, arriving, whole && length == parts_[index].length);
         }
-        if (!whole) return {.status = 400};
+        if (!whole) return {.status = 0}; // the connection is gone
         if (length != parts_[index].length)
             return refused(400, fmt::format("The upload part must have {} bytes, not {}.",
                                             parts_[index].length, length));

@@ -34,6 +34,7 @@ void readdress(JSONValue& value, const std::string& before, const std::string& a
 } // namespace
 
 Date World::now() const {
+    if (moment) return dateFromSecondsSince1970(*moment);
     return dateFromSecondsSince1970(secondsSince1970(systemClock()()) + clockSkew + clockOffset);
 }
 
@@ -57,7 +58,9 @@ bool World::settle() {
         if (next == events.end() || next->due > current) return happened;
         const Event event = *next;
         events.erase(next);
+        moment = event.due; // what follows from it counts from there, however late it is noticed
         carryOut(*this, event);
+        moment.reset();
         happened = true;
     }
 }

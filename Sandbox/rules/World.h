@@ -6,6 +6,7 @@
 #include "Sandbox/resources/Store.h"
 
 #include <memory>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -21,16 +22,25 @@ struct Event {
     std::string id; // of the resource that it happens to
 };
 
+/// How long the service takes, in seconds of the virtual clock, and what it makes of screenshots.
+struct Pace {
+    double screenshots = 1;
+    double visibility = 0; // until lists show what was created
+    bool screenshotsFail = false;
+};
+
 struct World {
     Store store;
     std::string baseURL;
     std::shared_ptr<Uploads> uploads;
     std::string vendorNumber;
     NullAttributes nulls = NullAttributes::omitted; // of answers
-    double clockOffset = 0;                         // seconds that the virtual clock was advanced
+    Pace pace;
+    double clockOffset = 0;   // seconds that the virtual clock was advanced
     double clockSkew = 0;     // seconds that the service's clocks differ from this machine's
     double firstSalesDay = 0; // days since 1970
     std::vector<Event> events;
+    std::optional<double> moment; // that an event takes place at, while it is carried out
 
     /// The virtual clock: the real one, moved on by what tests advanced it.
     [[nodiscard]] Date now() const;

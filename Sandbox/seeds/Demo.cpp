@@ -127,11 +127,11 @@ void addMosswickBuilds(World& world, const Resource& app, Resource& liveVersion)
     addBuildTo(world, app, "IOS", "3.5", "351", 4 * day).attributes.set("processingState", "FAILED");
     Resource& candidate = addBuildTo(world, app, "IOS", "3.5", "352", 2 * day);
     candidate.attributes.set("usesNonExemptEncryption", false);
-    for (const std::string_view locale : {"en-US", "de-DE"})
+    forEachLocale([&](std::string_view locale, const DemoTexts& texts) {
         world.store.add("betaBuildLocalizations",
-                        JSONValue::object({{"whatsNew", "Harvest totals: please try several years at once."},
-                                           {"locale", locale}}),
+                        JSONValue::object({{"whatsNew", texts.whatsNew}, {"locale", locale}}),
                         {{"build", candidate.id}});
+    });
     addBuildTo(world, app, "IOS", "3.5", "353", day); // valid, its export compliance not answered
     // Stuck where a rehearsal can see it: nothing moves this build on.
     addBuildTo(world, app, "IOS", "3.5", "354", 600).attributes.set("processingState", "PROCESSING");

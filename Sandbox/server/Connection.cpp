@@ -14,13 +14,13 @@ namespace {
 
 constexpr int idleMilliseconds = 30'000;
 constexpr int bodyMilliseconds = 20'000;
-constexpr auto slowPause = std::chrono::milliseconds(5);
+constexpr auto slowPause = std::chrono::milliseconds(2);
 #ifdef MSG_NOSIGNAL
 constexpr int sendFlags = MSG_NOSIGNAL;
 #else
 constexpr int sendFlags = 0;
 #endif
-constexpr size_t slowBytes = 200; // of an answer that go out one by one; the rest follows at once
+constexpr size_t slowBytes = 64; // of an answer that go out one by one; the rest follows at once
 
 } // namespace
 

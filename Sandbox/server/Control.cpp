@@ -118,6 +118,17 @@ Response skewClock(Service& service, const JSONValue& body) {
     return done();
 }
 
+Response setPace(Service& service, const JSONValue& body) {
+    Pace pace;
+    pace.screenshots = number(body, "screenshots", pace.screenshots);
+    pace.visibility = number(body, "visibility", pace.visibility);
+    const JSONValue* fail = body.find("screenshotsFail");
+    if (fail && !fail->boolean()) missing("screenshotsFail", "true or false");
+    pace.screenshotsFail = fail && *fail->boolean();
+    service.setPace(pace);
+    return done();
+}
+
 Response sendNulls(Service& service, const JSONValue& body) {
     const JSONValue* sent = body.find("sent");
     if (!sent || !sent->boolean()) missing("sent", "true or false");
@@ -144,7 +155,7 @@ struct Action {
 constexpr Action actions[] = {{"faults", setFaults},   {"advance", advance}, {"states", moveState},
                               {"keys", changeKey},     {"builds", addBuild}, {"generate", generate},
                               {"latency", setLatency}, {"quota", setQuota},  {"clock", skewClock},
-                              {"nulls", sendNulls}};
+                              {"nulls", sendNulls},    {"pace", setPace}};
 
 } // namespace
 

@@ -13,6 +13,7 @@
 #include <thread>
 
 #include <sys/socket.h>
+#include <unistd.h>
 
 namespace quorvel::sandbox {
 namespace {
@@ -70,7 +71,10 @@ class Server : public httplib::Server {
 
     void cutConnections() {
         stopping_ = true;
-        stop();
+        if (is_running())
+            stop();
+        else
+            ::close(svr_sock_.exchange(INVALID_SOCKET));
         const std::lock_guard lock(mutex_);
         for (const socket_t socket : open_)
             ::shutdown(socket, SHUT_RDWR);

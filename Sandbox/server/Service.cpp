@@ -127,6 +127,7 @@ Response Service::answer(const Request& request) {
     try {
         Answer answer = dispatch(request);
         if (request.method != "GET") changed_ = true;
+        if (answer.status == 201 && answer.resource) delayVisibility(*answer.resource);
         Response response{.status = answer.status, .contentType = answer.contentType};
         if (answer.resource) {
             const Shape shape{.baseURL = world_.baseURL, .nulls = world_.nulls};
@@ -142,6 +143,12 @@ Response Service::answer(const Request& request) {
     } catch (const Refusal& refusal) {
         return failure(refusal.problems());
     }
+}
+
+void Service::delayVisibility(const Resource& made) {
+    if (world_.pace.visibility <= 0) return;
+    const double begin = secondsSince1970(world_.now()) + world_.pace.visibility;
+    world_.store.find(made.type, made.id)->hidden.set("visibleFrom", begin);
 }
 
 Answer Service::dispatch(const Request& request) {

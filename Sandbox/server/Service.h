@@ -41,6 +41,7 @@ class Service {
     void forgetRequests();
     void advance(double seconds);
     void skewClock(double seconds);
+    void setPace(Pace pace);
     void sendNulls(NullAttributes nulls);
     void revokeKey(bool revoked);
     /// Throws `std::invalid_argument` for an unknown role.
@@ -62,6 +63,7 @@ class Service {
     [[nodiscard]] Response upload(const Request& request);
     [[nodiscard]] Response interface(const Request& request);
     [[nodiscard]] Response answer(const Request& request);
+    void delayVisibility(const Resource& made);
     [[nodiscard]] Answer dispatch(const Request& request);
     [[nodiscard]] bool isAuthorized(const Request& request) const;
     [[nodiscard]] Response failure(const std::vector<Problem>& problems) const;

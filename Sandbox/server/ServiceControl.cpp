@@ -55,6 +55,11 @@ void Service::skewClock(double seconds) {
     world_.clockSkew = seconds;
 }
 
+void Service::setPace(Pace pace) {
+    const std::lock_guard lock(mutex_);
+    world_.pace = pace;
+}
+
 void Service::sendNulls(NullAttributes nulls) {
     const std::lock_guard lock(mutex_);
     world_.nulls = nulls;

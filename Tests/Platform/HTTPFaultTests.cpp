@@ -119,13 +119,6 @@ TEST(URLSession, repeatsWithinTheSameLimitsOnAConnectionThatWasUsedBefore) {
         }
 }
 
-TEST(URLSession, doesNotRepeatWhatWasPartlyAnswered) {
-    ScriptedServer server({{Receive{}, Send{"HTTP/1.1 200 OK\r\n"}, Reset{}}, answered});
-    URLSession session;
-    EXPECT_EQ(failureOf(session, {.url = server.url()}).first, Kind::interrupted);
-    EXPECT_EQ(server.connections(), 1U);
-}
-
 TEST(URLSession, tellsNoConnectionFromNoTrust) {
     std::string closedPort;
     {

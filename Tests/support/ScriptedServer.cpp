@@ -21,12 +21,18 @@ constexpr int sendFlags = MSG_NOSIGNAL;
 constexpr int sendFlags = 0;
 #endif
 
-int listenOnLoopback() {
-    const int listener = ::socket(AF_INET, SOCK_STREAM, 0);
+sockaddr_in loopbackAddress(int port) {
     sockaddr_in address{};
     address.sin_family = AF_INET;
     address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    if (listener < 0 || ::bind(listener, reinterpret_cast<sockaddr*>(&address), sizeof address) != 0 ||
+    address.sin_port = htons(static_cast<in_port_t>(port));
+    return address;
+}
+
+int listenOnLoopback() {
+    const int listener = ::socket(AF_INET, SOCK_STREAM, 0);
+    const sockaddr_in address = loopbackAddress(0);
+    if (listener < 0 || ::bind(listener, reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0 ||
         ::listen(listener, 64) != 0)
         throw std::runtime_error("cannot listen on the loopback interface");
     return listener;
@@ -80,10 +86,18 @@ ScriptedServer::~ScriptedServer() {
         const std::scoped_lock lock(mutex_);
         ending_ = true;
         if (current_ >= 0) ::shutdown(current_, SHUT_RDWR);
-        if (listener_ >= 0) ::shutdown(listener_, SHUT_RDWR);
+        if (listener_ >= 0) wakeListener();
         changed_.notify_all();
     }
     thread_.join();
+}
+
+// Not every system lets accept return when its socket is shut down.
+void ScriptedServer::wakeListener() const {
+    const sockaddr_in address = loopbackAddress(port_);
+    const int socket = ::socket(AF_INET, SOCK_STREAM, 0);
+    static_cast<void>(::connect(socket, reinterpret_cast<const sockaddr*>(&address), sizeof address));
+    ::close(socket);
 }
 
 std::string ScriptedServer::url(std::string_view path) const {

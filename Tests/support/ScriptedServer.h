@@ -66,6 +66,7 @@ class ScriptedServer {
     bool sendAll(int socket, std::string_view bytes);
     bool awaitRelease();
     void record(std::string request);
+    void wakeListener() const;
 
     const std::vector<Connection> script_;
     int listener_ = -1;
