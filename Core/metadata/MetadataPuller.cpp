@@ -53,8 +53,10 @@ IncomingTexts textsOf(const ASCList<AppStoreVersionLocalizationAttributes>& loca
 
 PullResult write(const PlatformContext& context, const std::optional<AppInfo>& info,
                  const std::vector<IncomingTexts>& incoming, const MetadataFolder& folder, LocalEdits edits,
-                 Date moment) {
+                 Date moment, const Logger& logger) {
     PullResult result = writePulledTexts(MetadataStore(folder), incoming, edits, moment);
+    logger.info(fmt::format("Pulled {}: {} locales, {} fields changed, {} edits kept beside", context.id(),
+                            result.summary.locales.size(), result.updated.size(), result.kept.size()));
     result.summary.versionString = context.versionString;
     result.summary.appStoreState = context.appStoreState;
     if (info)
@@ -92,7 +94,7 @@ PullResult MetadataPuller::pull(const ASCList<AppInfoAttributes>& appInfos, cons
         [&] { incoming[0] = textsOf(client_.listVersionLocalizations(context.versionId)); }};
     if (info) lists.emplace_back([&] { incoming[1] = textsOf(client_.listAppInfoLocalizations(info->id)); });
     runTogether(lists);
-    return write(context, info, incoming, contextFolder, edits, clock_());
+    return write(context, info, incoming, contextFolder, edits, clock_(), logger_);
 }
 
 PullResult MetadataPuller::pull(std::string_view appID, const PlatformContext& context,
@@ -102,7 +104,7 @@ PullResult MetadataPuller::pull(std::string_view appID, const PlatformContext& c
     runTogether({[&] { incoming[0] = textsOf(client_.listVersionLocalizations(context.versionId)); },
                  [&] { info = chooseAppInfo(client_.listAppInfos(appID), context.stateClass); }});
     if (info) incoming.push_back(textsOf(client_.listAppInfoLocalizations(info->id)));
-    return write(context, info, incoming, contextFolder, edits, clock_());
+    return write(context, info, incoming, contextFolder, edits, clock_(), logger_);
 }
 
 PullResult pullApp(const ASCClientProtocol& client, const Clock& clock, std::string_view appID,

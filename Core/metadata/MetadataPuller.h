@@ -28,7 +28,7 @@ struct PullSummary {
 struct KeptEdit {
     std::string locale;
     FieldType field = FieldType::name;
-    std::string path; // absolute
+    std::string path; // under the tree's root
     QUORVEL_RECORD(KeptEdit, locale, field, path)
     bool operator==(const KeptEdit&) const = default;
 };

@@ -106,8 +106,12 @@ class JobRunner {
     }
 
     [[nodiscard]] std::optional<std::string> localName(const std::string& locale) const {
-        auto name = store_.read(locale, FieldType::name);
-        return name && !isBlank(*name) ? name : std::nullopt;
+        try {
+            auto name = store_.read(locale, FieldType::name);
+            return name && !isBlank(*name) ? name : std::nullopt;
+        } catch (const MetadataError&) {
+            return std::nullopt; // a file that is no text is no name
+        }
     }
 
     const ASCClientProtocol& client_;

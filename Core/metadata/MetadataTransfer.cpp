@@ -123,7 +123,6 @@ class Importer {
 ImportReport importTree(const std::filesystem::path& tree, const MetadataStore& store, const Clock& clock,
                         Run run) {
     requireOtherTree(tree, store);
-    if (run == Run::perform) createFolders(store.folder().rootURL);
     return Importer(tree, store, clock(), run).importAll();
 }
 

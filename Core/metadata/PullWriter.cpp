@@ -1,6 +1,7 @@
 #include "Core/metadata/PullWriter.h"
 
 #include "Core/metadata/TreeReader.h"
+#include "Platform/files/FileLock.h"
 #include "Platform/files/Files.h"
 #include "Platform/task/Task.h"
 
@@ -149,12 +150,17 @@ PullResult writePulledTexts(const MetadataStore& store, const std::vector<Incomi
         else
             add(result, resultOf(work, decisions));
     }
-    if (!toWrite.empty()) store.beginPull();
+    if (toWrite.empty() && !store.hasInterruptedPull()) return result;
+
+    createFolders(store.folder().privateFolder());
+    const FileLock lock(store.folder().privateFolder() /
+                        "lock"); // another pull may end only after its writes
+    store.beginPull();
     for (const LocaleResult& one : parallelMap(toWrite, writers, [&](const LocaleWork& work) {
              return writeLocale(store, work, edits, moment);
          }))
         add(result, one);
-    if (store.hasInterruptedPull()) store.endPull();
+    store.endPull();
     return result;
 }
 
