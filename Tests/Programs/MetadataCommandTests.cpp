@@ -242,6 +242,7 @@ TEST_F(MetadataCommands, endsWithTheStatusThatTellsWhy) {
          {"push", "--app", "pocket-tides", "--folder", "texts"},
          1,
          "another app"},
+        {"a pull over another app", {"pull", "--app", "pocket-tides", "--folder", "texts"}, 1, "another app"},
         {"no such tree", {"metadata", "import", "nowhere", "--folder", "texts"}, 1, "nowhere"},
     };
     for (const Case& one : cases) {
