@@ -144,6 +144,7 @@ SandboxServer::SandboxServer(Options options)
 }
 
 SandboxServer::~SandboxServer() {
+    implementation_->service->setLatency(0); // answers held back would hold up the end
     implementation_->server.reset();
     implementation_->saver = {};
     implementation_->trySave();

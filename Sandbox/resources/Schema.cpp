@@ -138,12 +138,14 @@ constexpr Written written[] = {
     {"analyticsReportRequests", analyticsRequest},
 };
 
+// The languages that joined last are seen with and without a region; both are taken.
 constexpr std::string_view locales[] = {
-    "ar-SA", "bn-BD", "ca",    "cs", "da",    "de-DE", "el",    "en-AU", "en-CA",   "en-GB",
-    "en-US", "es-ES", "es-MX", "fi", "fr-CA", "fr-FR", "gu-IN", "he",    "hi",      "hr",
-    "hu",    "id",    "it",    "ja", "kn-IN", "ko",    "ml-IN", "mr-IN", "ms",      "nl-NL",
-    "no",    "or-IN", "pa-IN", "pl", "pt-BR", "pt-PT", "ro",    "ru",    "sk",      "sl-SI",
-    "sv",    "ta-IN", "te-IN", "th", "tr",    "uk",    "ur-PK", "vi",    "zh-Hans", "zh-Hant"};
+    "bn",    "gu",    "kn",    "ml",    "mr",      "or",     "pa",    "sl",    "ta",    "te",    "ur",
+    "ar-SA", "bn-BD", "ca",    "cs",    "da",      "de-DE",  "el",    "en-AU", "en-CA", "en-GB", "en-US",
+    "es-ES", "es-MX", "fi",    "fr-CA", "fr-FR",   "gu-IN",  "he",    "hi",    "hr",    "hu",    "id",
+    "it",    "ja",    "kn-IN", "ko",    "ml-IN",   "mr-IN",  "ms",    "nl-NL", "no",    "or-IN", "pa-IN",
+    "pl",    "pt-BR", "pt-PT", "ro",    "ru",      "sk",     "sl-SI", "sv",    "ta-IN", "te-IN", "th",
+    "tr",    "uk",    "ur-PK", "vi",    "zh-Hans", "zh-Hant"};
 
 } // namespace
 

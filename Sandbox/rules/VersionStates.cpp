@@ -186,6 +186,8 @@ Resource* liveVersion(const World& world, std::string_view appID, std::string_vi
 }
 
 bool isFirstVersion(const World& world, const Resource& version) {
+    const Resource* app = world.store.find("apps", version.link("app"));
+    if (app && app->hidden.find("hadVersions")) return false;
     return std::ranges::none_of(
         world.store.children(version.link("app"), "appStoreVersions"), [&](const Resource* other) {
             return other != &version && other->text("platform") == version.text("platform") &&

@@ -129,7 +129,7 @@ std::string readReference(const JSONValue& reference, std::string_view type, std
                           Problems& problems) {
     const JSONValue* sentType = reference.find("type");
     const JSONValue* id = reference.find("id");
-    if (!sentType || !sentType->text() || !id || !id->text()) {
+    if (!sentType || !sentType->text() || !id || !id->text() || id->text()->empty()) {
         problems.push_back(invalidRelationship(name, "A relationship's data needs a 'type' and an 'id'."));
         return "";
     }

@@ -22,6 +22,8 @@ Resource& train(World& world, const Resource& app, std::string_view platform, st
 void plantEmpty(World& world) {
     Resource& app = addApp(world, "6700000001", "Blank Canvas", "studio.fernhollow.blankcanvas",
                            "BLANKCANVAS01", "en-US");
+    // It was on sale once, so that its next version takes release notes, as nearly every version does.
+    app.hidden.set("hadVersions", true);
     app.hidden.set("reviewDetail", JSONValue::object({{"contactFirstName", "Ines"},
                                                       {"contactLastName", "Okafor"},
                                                       {"contactPhone", "+49 30 5550142"},

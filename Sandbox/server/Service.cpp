@@ -60,7 +60,7 @@ Service::Service(World& world, const AccountKey& key, TokenRules tokenRules, con
 
 Response Service::handle(const Request& request) {
     if (request.path.starts_with(controlPrefix)) return control(*this, request);
-    if (latency_ > 0) std::this_thread::sleep_for(std::chrono::milliseconds(latency_));
+    holdBack();
     const auto fault = isService(request.path) ? takeFault(request) : std::nullopt;
     const std::string action = fault ? fault->action.value_or("status") : "";
     Response response;
@@ -78,6 +78,20 @@ Response Service::handle(const Request& request) {
     if (response.status == 0) response.ending = Ending::reset;
     record(request, response);
     return response;
+}
+
+void Service::holdBack() {
+    std::unique_lock lock(latencyMutex_);
+    const auto until = std::chrono::steady_clock::now() + std::chrono::milliseconds(latency_);
+    latencyChanged_.wait_until(lock, until, [this, since = latency_] { return latency_ != since; });
+}
+
+void Service::setLatency(int milliseconds) {
+    {
+        const std::lock_guard lock(latencyMutex_);
+        latency_ = milliseconds;
+    }
+    latencyChanged_.notify_all();
 }
 
 std::optional<Fault> Service::takeFault(const Request& request) {

@@ -10,7 +10,7 @@
 #include "Sandbox/server/HTTPServer.h"
 #include "Sandbox/server/Quota.h"
 
-#include <atomic>
+#include <condition_variable>
 #include <deque>
 #include <mutex>
 
@@ -35,7 +35,8 @@ class Service {
 
     // What the control routes do.
     void setFaults(std::vector<Fault> faults, std::optional<std::uint64_t> seed = {});
-    void setLatency(int milliseconds) { latency_ = milliseconds; }
+    /// Also for answers that are being held back: they go out at once.
+    void setLatency(int milliseconds);
     void setHourlyQuota(int requests);
     [[nodiscard]] std::vector<RecordedRequest> requests() const;
     void forgetRequests();
@@ -58,6 +59,7 @@ class Service {
     [[nodiscard]] std::optional<JSONValue> changedDocument();
 
   private:
+    void holdBack();
     [[nodiscard]] std::optional<Fault> takeFault(const Request& request);
     [[nodiscard]] Response work(const Request& request);
     [[nodiscard]] Response upload(const Request& request);
@@ -81,7 +83,9 @@ class Service {
     std::string role_ = "ADMIN";
     bool changed_ = true;
     std::deque<RecordedRequest> requests_;
-    std::atomic<int> latency_;
+    std::mutex latencyMutex_; // guards the two below
+    std::condition_variable latencyChanged_;
+    int latency_;
 };
 
 } // namespace quorvel::sandbox

@@ -2,6 +2,7 @@
 #include "Platform/task/Task.h"
 #include "Tests/support/ScriptedServer.h"
 
+#include <fmt/format.h>
 #include <gmock/gmock.h>
 
 namespace quorvel::test {
@@ -138,7 +139,7 @@ TEST(URLSession, servesManyThreadsAtOnce) {
     URLSession session;
     std::vector<std::string> bodies(requests);
     for (std::size_t index = 0; index < requests; ++index)
-        bodies[index] = std::to_string(index) + std::string(20'000 + index, 'z');
+        bodies[index] = fmt::format("{:z>{}}", index, 20'000 + index);
     parallelForEach(bodies, 16, [&](const std::string& body) {
         const auto response = session.send({.method = "POST", .url = server.url(), .body = body});
         EXPECT_EQ(response.body.size(), 70'000U);
