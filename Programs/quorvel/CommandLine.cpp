@@ -42,7 +42,6 @@ class Tree {
   public:
     Tree() : root_("", "quorvel") {
         configure(root_);
-        root_.require_subcommand(0, 1);
         for (const ArgumentSpec& argument : globalArguments())
             add(root_, argument);
         add(root_, versionFlag);
@@ -65,6 +64,7 @@ class Tree {
     static void configure(CLI::App& app) {
         app.set_help_flag();
         app.allow_extras();
+        app.require_subcommand(0, 1); // behind one, the names of others are plain words
     }
 
     void addCommand(const Command& command) {

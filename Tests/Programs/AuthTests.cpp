@@ -212,6 +212,34 @@ TEST_F(Auth, refusesEndpointsThatAreNoneAndServersThatAreNoService) {
     }
 }
 
+TEST_F(Auth, remembersThatTheClockIsOffFromOneRunToTheNext) {
+    environment["ASC_KEY_ID"] = server.access().keyID;
+    environment["ASC_ISSUER_ID"] = server.access().issuerID;
+    environment["ASC_PRIVATE_KEY_PATH"] = key;
+    const auto correction = [&] {
+        const auto text = readFile(folder / "home/Library/Preferences/com.halvorne.brevant.json");
+        const JSONValue settings = onlyDocument(text.value_or("{}"));
+        const auto* stored = settings.find("ASCTokenProvider.clockCorrectionMilliseconds");
+        return stored ? *stored->integer() : 0;
+    };
+    EXPECT_EQ(run({"auth", "check"}).status, 0);
+    EXPECT_EQ(correction(), 0);
+    server.advance(3600);
+    EXPECT_EQ(run({"auth", "check"}).status, 0);
+    EXPECT_NEAR(static_cast<double>(correction()), 3'600'000, 30'000);
+
+    // A refusal that only the clock explains says so, once.
+    const Connection refusal = {
+        Receive{}, Send{answer("401 Unauthorized", "{}", "Date: Fri, 01 Jan 2100 00:00:00 GMT\r\n")}};
+    const ScriptedServer far({refusal, refusal});
+    environment["QUORVEL_ENDPOINTS"] = write("far.json", "{\"appStoreConnect\": \"" + far.url("") + "\"}");
+    for (const auto* hint : {"clock is off", "auth status"}) {
+        const auto result = run({"auth", "check"});
+        EXPECT_EQ(result.status, 3);
+        EXPECT_THAT(result.error, HasSubstr(hint));
+    }
+}
+
 TEST_F(Auth, neverAsksWithoutATerminal) {
     for (const std::vector<std::string>& words :
          {std::vector<std::string>{"auth", "set"}, {"auth", "set", "--key-id", "ABCDEFGHIJ"}}) {

@@ -311,8 +311,8 @@ TEST_F(EmptyAccount, takesATreeOfAnotherToolToAnAppWithoutAVersion) {
     ASSERT_EQ(apps.items()->size(), 1u);
     const std::string bundleID = *apps.items()->front().at("attributes", "bundleId")->text();
     const auto writeTree = [&](const std::string& name, std::string_view content) {
-        createFolders((folder / "tree" / name).parent_path());
-        writeFileAtomically(folder / "tree" / name, content);
+        createFolders((folder / "export" / name).parent_path());
+        writeFileAtomically(folder / "export" / name, content);
     };
     writeTree("en-US/name.txt", "Orchard\n");
     writeTree("en-US/description.txt", "Two lines\nof text\n");
@@ -322,7 +322,7 @@ TEST_F(EmptyAccount, takesATreeOfAnotherToolToAnAppWithoutAVersion) {
     writeTree("default/name.txt", "Fallback\n");
     writeTree("review_information/notes.txt", "Notes\n");
 
-    const std::vector<std::string> import = {"metadata", "import",   "tree", "--app",
+    const std::vector<std::string> import = {"metadata", "import",   "export", "--app",
                                              bundleID,   "--folder", "texts"};
     const auto early = run(import);
     EXPECT_EQ(early.status, 4);
