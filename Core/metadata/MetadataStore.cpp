@@ -44,11 +44,11 @@ LocaleTexts MetadataStore::readAll(TextSide side) const {
     return all;
 }
 
-void MetadataStore::write(std::string_view locale, FieldType field, std::string_view text,
-                          TextSide side) const {
+void MetadataStore::write(std::string_view locale, FieldType field, std::string_view text, TextSide side,
+                          Durability durability) const {
     const std::filesystem::path file = checkedFile(locale, field, side);
     createFolders(file.parent_path());
-    writeFileAtomically(file, text);
+    writeFileAtomically(file, text, FileMode::shared, durability);
 }
 
 bool MetadataStore::remove(std::string_view locale, FieldType field, TextSide side) const {
@@ -89,6 +89,7 @@ void MetadataStore::beginPull() const {
 }
 
 void MetadataStore::endPull() const {
+    syncFiles(folder_.rootURL);
     removeFile(pullMarker(folder_));
 }
 

@@ -5,6 +5,7 @@
 #include "Core/metadata/MetadataError.h"
 #include "Core/metadata/MetadataFolder.h"
 #include "Core/metadata/MetadataSnapshot.h"
+#include "Platform/files/Files.h"
 #include "Platform/log/Log.h"
 #include "Platform/time/Date.h"
 
@@ -38,7 +39,7 @@ class MetadataStore {
 
     /// Replaces a text in one step, making the folders.
     void write(std::string_view locale, FieldType field, std::string_view text,
-               TextSide side = TextSide::local) const;
+               TextSide side = TextSide::local, Durability durability = Durability::now) const;
     /// Removes a text; whether there was one. A pulled locale without any text left loses its folder too.
     bool remove(std::string_view locale, FieldType field, TextSide side) const;
 

@@ -102,8 +102,12 @@ LocaleResult writeLocale(const MetadataStore& store, const LocaleWork& work, Loc
         if (decision.keepsBeside)
             result.kept.push_back(
                 {work.locale, field, store.keepBeside(work.locale, field, *local[field], moment).native()});
-        if (decision.writesLocal) store.write(work.locale, field, *work.incoming[field], TextSide::local);
-        if (decision.writesPulled) store.write(work.locale, field, *work.incoming[field], TextSide::pulled);
+        // The marker that calls for another pull stands until all of them are synced together.
+        const auto replace = [&](TextSide side) {
+            store.write(work.locale, field, *work.incoming[field], side, Durability::later);
+        };
+        if (decision.writesLocal) replace(TextSide::local);
+        if (decision.writesPulled) replace(TextSide::pulled);
     }
     for (const FieldType field : work.vanished)
         store.remove(work.locale, field, TextSide::pulled);
@@ -153,8 +157,8 @@ PullResult writePulledTexts(const MetadataStore& store, const std::vector<Incomi
     if (toWrite.empty() && !store.hasInterruptedPull()) return result;
 
     createFolders(store.folder().privateFolder());
-    const FileLock lock(store.folder().privateFolder() /
-                        "lock"); // another pull may end only after its writes
+    // One pull at a time: the first to end would remove the marker of the other.
+    const FileLock lock(store.folder().privateFolder() / "lock");
     store.beginPull();
     for (const LocaleResult& one : parallelMap(toWrite, writers, [&](const LocaleWork& work) {
              return writeLocale(store, work, edits, moment);

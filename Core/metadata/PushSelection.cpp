@@ -27,8 +27,14 @@ bool differsInFinalLineBreakOnly(const PendingChange& change) {
            withoutFinalLineBreak(change.local) == withoutFinalLineBreak(change.remote);
 }
 
+// App Store Connect may take locales that are newer than the list here: one that is named and is no slip in
+// the spelling of another is up to App Store Connect.
+bool mayBeLocale(std::string_view locale, const PushFilter& filter) {
+    return isAppStoreLocale(locale) || (names(filter.locales, locale) && !nearestAppStoreLocale(locale));
+}
+
 std::optional<LeftOutReason> reasonToLeaveOut(const PendingChange& change, const PushFilter& filter) {
-    if (change.isNewLocale && !isAppStoreLocale(change.locale)) return LeftOutReason::notAnAppStoreLocale;
+    if (change.isNewLocale && !mayBeLocale(change.locale, filter)) return LeftOutReason::notAnAppStoreLocale;
     if (withoutByteOrderMark(change.local).size() < change.local.size()) return LeftOutReason::byteOrderMark;
     const bool isNamed = names(filter.locales, change.locale) && names(filter.fields, change.field);
     if (differsInFinalLineBreakOnly(change) && !isNamed) return LeftOutReason::onlyFinalLineBreak;
@@ -52,7 +58,8 @@ std::string explainLocale(std::string_view locale) {
     if (const auto nearest = nearestAppStoreLocale(locale))
         return fmt::format("\"{}\" is no App Store locale. Did you mean \"{}\"? Rename the folder.",
                            escapeControls(locale), *nearest);
-    return fmt::format("\"{}\" is no App Store locale, so its folder is not pushed.", escapeControls(locale));
+    return fmt::format("\"{}\" is no known App Store locale, so its folder is pushed only when it is named.",
+                       escapeControls(locale));
 }
 
 std::string explain(const PendingChange& change, LeftOutReason reason) {

@@ -18,7 +18,7 @@ struct PushFilter {
 };
 
 enum class LeftOutReason {
-    notAnAppStoreLocale, // a folder whose name App Store Connect does not know
+    notAnAppStoreLocale, // a folder whose name is no known locale, unless the filter names it
     byteOrderMark,
     onlyFinalLineBreak, // chosen when the filter names both its locale and its field
     overLimit,

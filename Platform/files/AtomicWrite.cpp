@@ -6,6 +6,7 @@
 #include <fcntl.h>
 #include <sys/file.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include <cerrno>
 #include <functional>
@@ -141,7 +142,8 @@ void syncFolder(const std::filesystem::path& folder) {
 
 } // namespace
 
-void writeFileAtomically(const std::filesystem::path& path, std::string_view bytes, FileMode mode) {
+void writeFileAtomically(const std::filesystem::path& path, std::string_view bytes, FileMode mode,
+                         Durability durability) {
     if (path.native().find('\0') != std::string::npos) throw FileError(path, action, EINVAL);
     if (path.filename().empty()) throw FileError(path, action, EISDIR);
     const std::filesystem::path target = resolveLinks(path);
@@ -149,9 +151,20 @@ void writeFileAtomically(const std::filesystem::path& path, std::string_view byt
     TemporaryFile temporary(path, target, modes.made);
     if (!writeAll(temporary.number(), bytes) ||
         (modes.kept && !keepAttributes(temporary.number(), *modes.kept)) ||
-        uninterrupted([&] { return ::fsync(temporary.number()); }) != 0 || !temporary.moveTo(target))
+        (durability == Durability::now && uninterrupted([&] { return ::fsync(temporary.number()); }) != 0) ||
+        !temporary.moveTo(target))
         throw FileError(path, action, errno);
-    syncFolder(target.parent_path());
+    if (durability == Durability::now) syncFolder(target.parent_path());
+}
+
+void syncFiles(const std::filesystem::path& path) {
+#ifdef __linux__
+    const FileDescriptor folder(::open(path.c_str(), O_RDONLY | O_CLOEXEC));
+    if (!folder.isOpen() || ::syncfs(folder.number()) != 0) throw FileError(path, "cannot be synced", errno);
+#else
+    static_cast<void>(path);
+    ::sync();
+#endif
 }
 
 } // namespace quorvel

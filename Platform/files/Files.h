@@ -33,12 +33,19 @@ constexpr std::uint64_t defaultReadLimit = 64ULL << 20;
 [[nodiscard]] std::optional<std::string> readFile(const std::filesystem::path& path,
                                                   std::uint64_t limit = defaultReadLimit);
 
+/// Whether a written file survives a power failure at once, or from the next `syncFiles` on. A program that
+/// is killed leaves a whole file either way.
+enum class Durability { now, later };
+
 /// Replaces the file at `path` in one step: a temporary file in the same folder is written, synced and
-/// renamed, then the folder is synced. A symbolic link at `path` is replaced at its target. An existing file
-/// keeps its mode unless `mode` is `secret`. Throws `FileError`; `path` is untouched then and no temporary
-/// file stays.
+/// renamed, then the folder is synced (both only with `Durability::now`). A symbolic link at `path` is
+/// replaced at its target. An existing file keeps its mode unless `mode` is `secret`. Throws `FileError`;
+/// `path` is untouched then and no temporary file stays.
 void writeFileAtomically(const std::filesystem::path& path, std::string_view bytes,
-                         FileMode mode = FileMode::shared);
+                         FileMode mode = FileMode::shared, Durability durability = Durability::now);
+
+/// Makes everything that was written to the file system of `path` survive a power failure.
+void syncFiles(const std::filesystem::path& path);
 
 /// Creates `path` and its missing parents; folders made get `mode`, existing ones stay as they are.
 void createFolders(const std::filesystem::path& path, FolderMode mode = FolderMode::shared);

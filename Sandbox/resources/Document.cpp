@@ -124,8 +124,8 @@ std::vector<const Resource*> related(const Store& store, const Resource& resourc
         add(resource.link(name));
     } else if (relation->reach == Reach::child || relation->reach == Reach::children) {
         const auto& children = store.children(resource.id, relation->target);
-        found.assign(children.begin(), children.end());
-        if (relation->reach == Reach::child && found.size() > 1) found.resize(1);
+        for (const Resource* child : children)
+            if (found.empty() || relation->reach == Reach::children) found.push_back(child);
     } else if (const auto members = resource.members.find(name); members != resource.members.end()) {
         for (const std::string& id : members->second)
             add(id);

@@ -187,6 +187,7 @@ TEST(SandboxRelease, anEmptyAccountReachesItsFirstReview) {
                                           {{"locale", "en-US"},
                                            {"description", "Draw."},
                                            {"keywords", "draw,paint"},
+                                           {"whatsNew", "A canvas at last."},
                                            {"supportUrl", "https://fernhollow.example/help"}},
                                           {{"appStoreVersion", version}})
                                   .id();

@@ -202,19 +202,30 @@ TEST(SandboxRules, aPlatformHasOneVersionInPreparationAndEachNumberOnce) {
 }
 
 TEST(SandboxRules, theFirstVersionHasNoReleaseNotes) {
+    Rehearsal rehearsal;
+    const std::string app = rehearsal.app("studio.fernhollow.mosswick.sketchbook");
+    const std::string version =
+        *rehearsal.get("/v1/apps/" + app + "/appStoreVersions").list()[0].find("id")->text();
+    const Reply refused =
+        rehearsal.create("appStoreVersionLocalizations", {{"locale", "en-US"}, {"whatsNew", "New"}},
+                         {{"appStoreVersion", version}});
+    EXPECT_EQ(refused.codes(), "STATE_ERROR");
+    EXPECT_EQ(refused.detail(), "Attribute 'whatsNew' cannot be edited at this time");
+    const Reply made = rehearsal.create("appStoreVersionLocalizations", {{"locale", "en-US"}},
+                                        {{"appStoreVersion", version}});
+    EXPECT_EQ(rehearsal.update("appStoreVersionLocalizations", made.id(), {{"whatsNew", "New"}}).status, 409);
+}
+
+TEST(SandboxRules, theEmptyAccountGetsItsAppInfoWithAVersionThatTakesReleaseNotes) {
     Rehearsal rehearsal(Seed::empty);
     const std::string app = rehearsal.app("studio.fernhollow.blankcanvas");
     EXPECT_TRUE(rehearsal.get("/v1/apps/" + app + "/appInfos").list().empty());
     const Reply version =
         rehearsal.create("appStoreVersions", {{"platform", "IOS"}, {"versionString", "1.0"}}, {{"app", app}});
-    const Reply refused =
-        rehearsal.create("appStoreVersionLocalizations", {{"locale", "en-US"}, {"whatsNew", "New"}},
+    const Reply made =
+        rehearsal.create("appStoreVersionLocalizations", {{"locale", "bn"}, {"whatsNew", "New"}},
                          {{"appStoreVersion", version.id()}});
-    EXPECT_EQ(refused.codes(), "STATE_ERROR");
-    EXPECT_EQ(refused.detail(), "Attribute 'whatsNew' cannot be edited at this time");
-    const Reply made = rehearsal.create("appStoreVersionLocalizations", {{"locale", "en-US"}},
-                                        {{"appStoreVersion", version.id()}});
-    EXPECT_EQ(rehearsal.update("appStoreVersionLocalizations", made.id(), {{"whatsNew", "New"}}).status, 409);
+    EXPECT_EQ(made.status, 201);
     const Reply infos = rehearsal.get("/v1/apps/" + app + "/appInfos");
     ASSERT_EQ(infos.list().size(), 1U) << "made with the first version";
     const std::string info = *infos.list()[0].find("id")->text();

@@ -110,7 +110,7 @@ TEST(PushSelection, leavesOutWhatNobodyMeansToPush) {
         {change("de-DE", FieldType::description, "a", ""), R::clearsField, "--allow-clear"},
         {change("de-DE", FieldType::description, "a", " \n"), R::clearsField, "Description of de-DE"},
         {ofNewLocale("de", FieldType::name, "b"), R::notAnAppStoreLocale, "Did you mean \"de-DE\"?"},
-        {ofNewLocale("default", FieldType::name, "b"), R::notAnAppStoreLocale, "is not pushed"},
+        {ofNewLocale("default", FieldType::name, "b"), R::notAnAppStoreLocale, "only when it is named"},
         {change("xx", FieldType::name, "a", "b"), {}, ""}, // App Store Connect has it
     };
     for (const auto& [one, reason, explanation] : cases) {
@@ -139,6 +139,9 @@ TEST(PushSelection, obeysTheFilter) {
     EXPECT_EQ(counts({{"de-DE"}, {FieldType::description}, {}}), (Counts{1, 0})); // named, so it is meant
     EXPECT_EQ(counts({{}, {FieldType::name}, Clearing::allow}), (Counts{2, 0}));
     EXPECT_EQ(counts({{"it"}, {}, {}}), (Counts{0, 0}));
+    for (const auto& [locale, chosen] : {std::pair("be", 1), std::pair("de", 0)}) // a slip stays one
+        EXPECT_THAT(selectForPush({ofNewLocale(locale, FieldType::name, "b")}, {{locale}, {}, {}}).chosen,
+                    SizeIs(chosen));
 }
 
 TEST(PushSelection, warnsOfWhatItSendsAllTheSame) {
