@@ -1,8 +1,11 @@
 #include "Programs/quorvel/CommandClient.h"
 
+#include <fmt/format.h>
+
 namespace quorvel {
 
 std::string CommandClient::exchange(const ASCRequest& request) const {
+    logger_.debug(fmt::format("{} {}", request.method, request.path));
     if (request.method == "GET") return inner_.exchange(request);
     if (changes_ == Changes::rehearse)
         throw DryRunReached{{request.method, request.path, request.body.value_or("")}};

@@ -4,6 +4,7 @@
 #include "Core/asc/ASCClientProtocol.h"
 #include "Core/asc/ASCError.h"
 #include "Core/metadata/MetadataPusher.h"
+#include "Platform/log/Log.h"
 
 #include <memory>
 #include <mutex>
@@ -31,6 +32,7 @@ class CommandClient : public ASCClientProtocol {
   private:
     const ASCClientProtocol& inner_;
     Changes changes_;
+    Logger logger_{"CommandClient"};
     mutable std::mutex mutex_;
     mutable std::vector<ASCError> refusals_; // guarded by mutex_
 };

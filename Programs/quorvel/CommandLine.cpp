@@ -42,7 +42,6 @@ class Tree {
   public:
     Tree() : root_("", "quorvel") {
         configure(root_);
-        root_.require_subcommand(0, 1);
         for (const ArgumentSpec& argument : globalArguments())
             add(root_, argument);
         add(root_, versionFlag);
@@ -65,6 +64,7 @@ class Tree {
     static void configure(CLI::App& app) {
         app.set_help_flag();
         app.allow_extras();
+        app.require_subcommand(0, 1); // behind one, the names of others are plain words
     }
 
     void addCommand(const Command& command) {
@@ -124,6 +124,13 @@ void checkChoice(const ArgumentSpec& spec, const std::string& value) {
                              : fmt::format("It takes one of: {}.", fmt::join(spec.choices, ", ")));
 }
 
+bool isOption(std::string_view word, const Command* command) {
+    const auto isIn = [&](std::span<const ArgumentSpec> specs) {
+        return std::ranges::find(specs, word, &ArgumentSpec::name) != specs.end();
+    };
+    return word.starts_with("--") && (isIn(globalArguments()) || (command && isIn(command->arguments)));
+}
+
 void checkArguments(std::span<const ArgumentSpec> specs, const ParsedLine& line) {
     for (const ArgumentSpec& spec : specs) {
         const auto values = line.arguments.values(spec.name);
@@ -137,7 +144,7 @@ void checkArguments(std::span<const ArgumentSpec> specs, const ParsedLine& line)
             throw UsageError(fmt::format("{} is given more than once", spec.name));
         for (const std::string& value : values) {
             if (value.empty()) throw UsageError(fmt::format("the value of {} is empty", spec.name));
-            if (value.starts_with("--"))
+            if (isOption(value, line.command))
                 throw UsageError(
                     fmt::format("{} needs a value, and {} is an option", spec.name, quotedWord(value)));
             checkChoice(spec, value);

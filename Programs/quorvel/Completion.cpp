@@ -68,41 +68,11 @@ std::string pattern(std::string_view command, std::string_view option) {
     return (command == "*" ? "*" : singleQuoted(command)) + ":" + std::string(option);
 }
 
-std::string bashScript() {
-    std::string script =
-        "# Completion of quorvel for bash.\n_quorvel() {\n"
-        "    local current=${COMP_WORDS[COMP_CWORD]} previous=${COMP_WORDS[COMP_CWORD - 1]}\n"
-        "    local command= words= index word\n"
-        "    for ((index = 1; index < COMP_CWORD; index++)); do\n"
-        "        word=\"${command:+$command }${COMP_WORDS[index]}\"\n"
-        "        case \"$word\" in\n";
-    script += fmt::format("        {}) command=$word ;;\n", namesAsPatterns());
-    script += "        esac\n    done\n    case \"$command:$previous\" in\n";
-    forEachValue([&](std::string_view command, const ArgumentSpec& argument) {
-        static constexpr std::string_view actions[] = {"-W \"{}\"", "-f", "-d", "-W ''"};
-        const auto kind = completionOf(argument);
-        const std::string action = kind == Completes::words
-                                       ? fmt::format("-W \"{}\"", fmt::join(argument.choices, " "))
-                                       : std::string(actions[static_cast<std::size_t>(kind)]);
-        script += fmt::format("    {}) COMPREPLY=($(compgen {} -- \"$current\")); return ;;\n",
-                              pattern(command, argument.name), action);
-    });
-    script += "    esac\n    case \"$command\" in\n";
-    const auto add = [&](std::string_view name) {
-        std::vector<std::string_view> words;
-        for (const Candidate& candidate : candidatesAfter(name))
-            words.push_back(candidate.word);
-        script += fmt::format("    {}) words=\"{}\" ;;\n", singleQuoted(name), fmt::join(words, " "));
-    };
-    add("");
-    for (const Command& command : allCommands())
-        add(command.name);
-    std::vector<std::string_view> globals;
-    for (const ArgumentSpec& argument : globalArguments())
-        globals.push_back(argument.name);
-    return script + fmt::format("    esac\n    COMPREPLY=($(compgen -W \"$words {}\" -- \"$current\"))\n}}\n"
-                                "complete -o bashdefault -o default -F _quorvel quorvel\n",
-                                fmt::join(globals, " "));
+std::string wordsOf(const std::vector<Candidate>& candidates) {
+    std::vector<std::string_view> words;
+    for (const Candidate& candidate : candidates)
+        words.push_back(candidate.word);
+    return fmt::format("{}", fmt::join(words, " "));
 }
 
 std::string described(const std::vector<Candidate>& candidates) {
@@ -112,47 +82,106 @@ std::string described(const std::vector<Candidate>& candidates) {
     return fmt::format("{}", fmt::join(entries, " "));
 }
 
-std::string zshScript() {
-    std::string script = "#compdef quorvel\n# Completion of quorvel for zsh.\n_quorvel() {\n"
-                         "    local command= word index\n    local -a candidates\n"
-                         "    for ((index = 2; index < CURRENT; index++)); do\n"
-                         "        word=\"${command:+$command }${words[index]}\"\n"
-                         "        case \"$word\" in\n";
-    script += fmt::format("        ({}) command=$word ;;\n", namesAsPatterns());
-    script += "        esac\n    done\n    case \"$command:${words[CURRENT - 1]}\" in\n";
-    forEachValue([&](std::string_view command, const ArgumentSpec& argument) {
-        std::string action;
-        switch (completionOf(argument)) {
-        case Completes::words:
-            action = fmt::format("compadd -- {}", fmt::join(argument.choices, " "));
-            break;
-        case Completes::files:
-            action = "_files";
-            break;
-        case Completes::folders:
-            action = "_files -/";
-            break;
-        case Completes::nothing:
-            action = "_message value";
-            break;
-        }
-        script += fmt::format("    ({}) {}; return ;;\n", pattern(command, argument.name), action);
-    });
-    script += "    esac\n    case \"$command\" in\n";
-    const auto add = [&](std::string_view name) {
-        script += fmt::format("    ({}) candidates=({}) ;;\n", singleQuoted(name),
-                              described(candidatesAfter(name)));
-    };
-    add("");
-    for (const Command& command : allCommands())
-        add(command.name);
-    std::vector<Candidate> globals;
+std::vector<Candidate> globalCandidates() {
+    std::vector<Candidate> candidates;
     for (const ArgumentSpec& argument : globalArguments())
-        globals.push_back({argument.name, argument.description});
-    return script + fmt::format("    esac\n    candidates+=({})\n    _describe quorvel candidates\n}}\n"
-                                "if [ \"${{funcstack[1]}}\" = _quorvel ]; then\n    _quorvel \"$@\"\nelse\n"
-                                "    compdef _quorvel quorvel\nfi\n",
-                                described(globals));
+        candidates.push_back({argument.name, argument.description});
+    return candidates;
+}
+
+// A branch of a shell's "case" for the start of the line and for each command.
+std::string branches(const std::function<std::string(std::string_view command)>& branch) {
+    std::string text = branch("");
+    for (const Command& command : allCommands())
+        text += branch(command.name);
+    return text;
+}
+
+std::string bashValues() {
+    std::string text;
+    forEachValue([&](std::string_view command, const ArgumentSpec& argument) {
+        static constexpr std::string_view actions[] = {"", "-f", "-d", "-W ''"};
+        const auto kind = completionOf(argument);
+        const std::string action = kind == Completes::words
+                                       ? fmt::format("-W \"{}\"", fmt::join(argument.choices, " "))
+                                       : std::string(actions[static_cast<std::size_t>(kind)]);
+        text += fmt::format("    {}) COMPREPLY=($(compgen {} -- \"$current\")); return ;;\n",
+                            pattern(command, argument.name), action);
+    });
+    return text;
+}
+
+std::string bashScript() {
+    return fmt::format(
+        R"(# Completion of quorvel for bash.
+_quorvel() {{
+    local current=${{COMP_WORDS[COMP_CWORD]}} previous=${{COMP_WORDS[COMP_CWORD - 1]}}
+    local command= words= index word
+    for ((index = 1; index < COMP_CWORD; index++)); do
+        word="${{command:+$command }}${{COMP_WORDS[index]}}"
+        case "$word" in
+        {}) command=$word ;;
+        esac
+    done
+    case "$command:$previous" in
+{}    esac
+    case "$command" in
+{}    esac
+    COMPREPLY=($(compgen -W "$words {}" -- "$current"))
+}}
+complete -o bashdefault -o default -F _quorvel quorvel
+)",
+        namesAsPatterns(), bashValues(), branches([](std::string_view command) {
+            return fmt::format("    {}) words=\"{}\" ;;\n", singleQuoted(command),
+                               wordsOf(candidatesAfter(command)));
+        }),
+        wordsOf(globalCandidates()));
+}
+
+std::string zshValues() {
+    std::string text;
+    forEachValue([&](std::string_view command, const ArgumentSpec& argument) {
+        static constexpr std::string_view actions[] = {"", "_files", "_files -/", "_message value"};
+        const auto kind = completionOf(argument);
+        const std::string action = kind == Completes::words
+                                       ? fmt::format("compadd -- {}", fmt::join(argument.choices, " "))
+                                       : std::string(actions[static_cast<std::size_t>(kind)]);
+        text += fmt::format("    ({}) {}; return ;;\n", pattern(command, argument.name), action);
+    });
+    return text;
+}
+
+std::string zshScript() {
+    return fmt::format(
+        R"(#compdef quorvel
+# Completion of quorvel for zsh.
+_quorvel() {{
+    local command= word index
+    local -a candidates
+    for ((index = 2; index < CURRENT; index++)); do
+        word="${{command:+$command }}${{words[index]}}"
+        case "$word" in
+        ({}) command=$word ;;
+        esac
+    done
+    case "$command:${{words[CURRENT - 1]}}" in
+{}    esac
+    case "$command" in
+{}    esac
+    candidates+=({})
+    _describe quorvel candidates
+}}
+if [ "${{funcstack[1]}}" = _quorvel ]; then
+    _quorvel "$@"
+else
+    compdef _quorvel quorvel
+fi
+)",
+        namesAsPatterns(), zshValues(), branches([](std::string_view command) {
+            return fmt::format("    ({}) candidates=({}) ;;\n", singleQuoted(command),
+                               described(candidatesAfter(command)));
+        }),
+        described(globalCandidates()));
 }
 
 std::string fishOption(const ArgumentSpec& argument) {

@@ -16,6 +16,7 @@ namespace quorvel {
 namespace {
 
 constexpr std::uint64_t keyFileLimit = 64 << 10;
+constexpr std::string_view storedName = "stored key";
 
 std::string orEmpty(const std::optional<std::string>& text) {
     return text.value_or("");
@@ -48,19 +49,54 @@ bool hasKey(const CredentialSource& source) {
     return !source.keyID.empty() || !source.privateKeyPEM.empty() || !source.privateKeyFile.empty();
 }
 
-void checkForm(const Credentials& credentials) {
-    if (credentials.keySource == "stored key") return;
-    if (const auto problem = problemOfKeyID(credentials.texts.keyID))
-        throw CommandError(ExitStatus::noCredentials, fmt::format("the Key ID of the {} is not one. {}",
-                                                                  credentials.keySource, *problem));
-    if (const auto problem = problemOfIssuerID(credentials.texts.issuerID))
-        throw CommandError(ExitStatus::noCredentials, fmt::format("the Issuer ID of the {} is not one. {}",
-                                                                  credentials.issuerSource, *problem));
+// What the sources say, each item from the first that has it; Key ID and key stay together.
+Credentials gather(const std::vector<CredentialSource>& sources) {
+    Credentials found;
+    for (const CredentialSource& source : sources) {
+        if (found.issuerSource.empty() && !source.issuerID.empty()) {
+            found.texts.issuerID = source.issuerID;
+            found.issuerSource = source.name;
+        }
+        if (!found.keySource.empty() || !hasKey(source)) continue;
+        found.keySource = source.name;
+        found.texts.keyID = source.keyID;
+        found.texts.privateKeyPEM = source.privateKeyPEM;
+        found.privateKeyFile = source.privateKeyPEM.empty() ? source.privateKeyFile : "";
+    }
+    return found;
 }
 
-std::string missingKeyText(const Credentials& credentials) {
-    return fmt::format("the {} name key {} but not its private key", credentials.keySource,
-                       quotedWord(credentials.texts.keyID));
+// A Key ID from the file's name, a key from the customary folders or from the store under the same Key ID.
+void findOtherHalf(Credentials& found, const CredentialSource& last,
+                   const std::vector<std::filesystem::path>& folders, const Surroundings& surroundings) {
+    if (found.texts.keyID.empty())
+        found.texts.keyID =
+            orEmpty(keyIDFromFileName(std::filesystem::path(found.privateKeyFile).filename().string()));
+    if (found.texts.privateKeyPEM.empty() && found.privateKeyFile.empty())
+        if (const auto file = findKeyFile(found.texts.keyID, folders)) found.privateKeyFile = file->string();
+    if (!found.privateKeyFile.empty())
+        found.texts.privateKeyPEM = readKeyFile(found.privateKeyFile, surroundings);
+    else if (found.texts.privateKeyPEM.empty() && last.keyID == found.texts.keyID)
+        found.texts.privateKeyPEM = last.privateKeyPEM;
+}
+
+// A stored key was checked when it was stored.
+void requireUsable(const Credentials& found) {
+    if (found.keySource == storedName) return;
+    const auto refuse = [](const std::string& text, std::string hint = {}) {
+        throw CommandError(ExitStatus::noCredentials, text, std::move(hint));
+    };
+    if (found.texts.keyID.empty())
+        refuse(fmt::format("the {} hold a private key but not its Key ID", found.keySource),
+               "Give it with --key-id or ASC_KEY_ID.");
+    if (found.texts.privateKeyPEM.empty())
+        refuse(fmt::format("the {} name key {} but not its private key", found.keySource,
+                           quotedWord(found.texts.keyID)),
+               "Give its file with --p8 or ASC_PRIVATE_KEY_PATH.");
+    if (const auto problem = problemOfKeyID(found.texts.keyID))
+        refuse(fmt::format("the Key ID of the {} is not one. {}", found.keySource, *problem));
+    if (const auto problem = problemOfIssuerID(found.texts.issuerID))
+        refuse(fmt::format("the Issuer ID of the {} is not one. {}", found.issuerSource, *problem));
 }
 
 } // namespace
@@ -87,39 +123,10 @@ Credentials resolveCredentials(const GlobalOptions& global, const Surroundings& 
     const bool complete = !sources[0].issuerID.empty() && !sources[0].privateKeyFile.empty();
     if (!complete) sources.push_back(storedCredentials(keychain));
 
-    Credentials found;
-    for (const CredentialSource& source : sources) {
-        if (found.issuerSource.empty() && !source.issuerID.empty()) {
-            found.texts.issuerID = source.issuerID;
-            found.issuerSource = source.name;
-        }
-        if (!found.keySource.empty() || !hasKey(source)) continue;
-        found.keySource = source.name;
-        found.texts.keyID = source.keyID;
-        found.texts.privateKeyPEM = source.privateKeyPEM;
-        found.privateKeyFile = source.privateKeyPEM.empty() ? source.privateKeyFile : "";
-    }
+    Credentials found = gather(sources);
     if (found.keySource.empty() || found.issuerSource.empty()) throw ASCError(ASCError::MissingCredentials{});
-
-    if (found.texts.keyID.empty())
-        found.texts.keyID =
-            orEmpty(keyIDFromFileName(std::filesystem::path(found.privateKeyFile).filename().string()));
-    if (found.texts.privateKeyPEM.empty() && found.privateKeyFile.empty())
-        if (const auto file = findKeyFile(found.texts.keyID, keyFolders(home, surroundings.workingFolder)))
-            found.privateKeyFile = file->string();
-    if (!found.privateKeyFile.empty())
-        found.texts.privateKeyPEM = readKeyFile(found.privateKeyFile, surroundings);
-    const CredentialSource& last = sources.back();
-    if (found.texts.privateKeyPEM.empty() && last.keyID == found.texts.keyID)
-        found.texts.privateKeyPEM = last.privateKeyPEM;
-    if (found.texts.keyID.empty())
-        throw CommandError(ExitStatus::noCredentials,
-                           fmt::format("the {} hold a private key but not its Key ID", found.keySource),
-                           "Give it with --key-id or ASC_KEY_ID.");
-    if (found.texts.privateKeyPEM.empty() && found.keySource != "stored key")
-        throw CommandError(ExitStatus::noCredentials, missingKeyText(found),
-                           "Give its file with --p8 or ASC_PRIVATE_KEY_PATH.");
-    checkForm(found);
+    findOtherHalf(found, sources.back(), keyFolders(home, surroundings.workingFolder), surroundings);
+    requireUsable(found);
     return found;
 }
 

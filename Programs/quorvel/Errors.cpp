@@ -8,6 +8,8 @@
 
 #include <fmt/format.h>
 
+#include <algorithm>
+
 namespace quorvel {
 
 namespace {
@@ -29,9 +31,14 @@ std::string onOneLine(std::string_view text) {
     }
 }
 
-bool isAboutState(const ASCError& error) {
-    return error.as<ASCError::HTTPStatus>() || error.hasCodeContaining("STATE") ||
-           error.hasCodeContaining("INVALID.NOT_ALLOWED");
+// App Store Connect answers 409 both to changes that the state does not allow and to values that it refuses.
+bool isAboutValuesOnly(const ASCError& error) {
+    const auto* refused = error.as<ASCError::APIErrors>();
+    return refused && std::ranges::all_of(refused->errors, [](const ASCError::APIError& entry) {
+               const std::string_view code = entry.code ? std::string_view(*entry.code) : "";
+               return (code.starts_with("ENTITY_ERROR.ATTRIBUTE") || code.starts_with("PARAMETER_ERROR")) &&
+                      code.find("STATE") == std::string_view::npos;
+           });
 }
 
 std::string hintFor(const ASCError& error) {
@@ -76,7 +83,7 @@ ExitStatus exitStatusOf(const ASCError& error) {
     if (!status) return error.as<ASCError::APIErrors>() ? ExitStatus::failed : ExitStatus::serviceTrouble;
     if (*status == 401 || *status == 403) return ExitStatus::noCredentials;
     if (*status == 404) return ExitStatus::notFound;
-    if (*status == 409) return isAboutState(error) ? ExitStatus::refusedByState : ExitStatus::failed;
+    if (*status == 409) return isAboutValuesOnly(error) ? ExitStatus::failed : ExitStatus::refusedByState;
     if (*status == 429 || *status >= 500) return ExitStatus::serviceTrouble;
     return ExitStatus::failed;
 }

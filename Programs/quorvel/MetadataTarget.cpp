@@ -127,7 +127,7 @@ void MetadataTarget::requireSameApp() {
         throw CommandError(ExitStatus::failed,
                            fmt::format("{} holds the texts of another app than {}",
                                        appFolder().rootURL.string(), app().name),
-                           "Name this app's folder with --folder, or pull first.");
+                           "Name this app's own folder with --folder, or a new one.");
 }
 
 void MetadataTarget::noteNewVersion(const PlatformContext& context) {

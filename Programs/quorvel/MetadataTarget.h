@@ -34,11 +34,13 @@ class MetadataTarget {
     /// The context as App Store Connect has it now; what was not saved before is saved. Throws
     /// `MetadataError` when there is none, and `CommandError` when the folder belongs to another app.
     [[nodiscard]] PlatformContext currentContext();
+    /// Throws `CommandError` when the folder holds the contexts of another app. Asks App Store Connect only
+    /// when there are any.
+    void requireSameApp();
 
   private:
     [[nodiscard]] std::optional<ContextID> givenContext() const;
     [[nodiscard]] const ASCList<AppStoreVersionAttributes>& versions();
-    void requireSameApp();
     void noteNewVersion(const PlatformContext& context);
 
     Invocation& invocation_;

@@ -147,6 +147,33 @@ class Collector {
     std::string pendingBlank_;
 };
 
+// How many words both lists begin and end with.
+std::pair<std::ptrdiff_t, std::ptrdiff_t> commonEnds(const Words& before, const Words& after) {
+    const auto prefix = std::ranges::mismatch(before, after).in1 - before.begin();
+    const auto most = static_cast<std::ptrdiff_t>(std::min(before.size(), after.size())) - prefix;
+    std::ptrdiff_t suffix = 0;
+    while (suffix < most && before.end()[-1 - suffix] == after.end()[-1 - suffix])
+        ++suffix;
+    return {prefix, suffix};
+}
+
+void collectMiddle(Collector& collector, const Words& before, const Words& after) {
+    const auto kept = ShortestEdit(before, after).search();
+    std::size_t column = 0;
+    for (std::size_t row = 0; row < before.size(); ++row) {
+        if (!kept || !kept->before[row]) {
+            collector.removed(before[row]);
+            continue;
+        }
+        for (; !kept->after[column]; ++column)
+            collector.added(after[column]);
+        collector.same(before[row]);
+        ++column;
+    }
+    for (; column < after.size(); ++column)
+        collector.added(after[column]);
+}
+
 bool isMostlyShared(const std::vector<DiffSegment>& segments, std::size_t longer) {
     std::size_t shared = 0;
     for (const DiffSegment& segment : segments)
@@ -158,39 +185,21 @@ bool isMostlyShared(const std::vector<DiffSegment>& segments, std::size_t longer
 } // namespace
 
 std::vector<DiffSegment> wordDiff(std::string_view before, std::string_view after) {
-    Words left = wordSegments(before);
-    Words right = wordSegments(after);
-    const auto prefix = static_cast<std::size_t>(std::ranges::mismatch(left, right).in1 - left.begin());
-    const std::size_t most = std::min(left.size(), right.size()) - prefix;
-    std::size_t suffix = 0;
-    while (suffix < most && left[left.size() - 1 - suffix] == right[right.size() - 1 - suffix])
-        ++suffix;
-    const Words head(left.begin(), left.begin() + static_cast<std::ptrdiff_t>(prefix));
-    const Words tail(left.end() - static_cast<std::ptrdiff_t>(suffix), left.end());
-    left = Words(left.begin() + static_cast<std::ptrdiff_t>(prefix),
-                 left.end() - static_cast<std::ptrdiff_t>(suffix));
-    right = Words(right.begin() + static_cast<std::ptrdiff_t>(prefix),
-                  right.end() - static_cast<std::ptrdiff_t>(suffix));
+    const Words allBefore = wordSegments(before);
+    const Words allAfter = wordSegments(after);
+    const auto [prefix, suffix] = commonEnds(allBefore, allAfter);
+    const auto middle = [&](const Words& words) {
+        return Words(words.begin() + prefix, words.end() - suffix);
+    };
 
     Collector collector;
-    for (const std::string_view word : head)
-        collector.same(word);
-    const auto kept = ShortestEdit(left, right).search();
-    std::size_t column = 0;
-    for (std::size_t row = 0; row < left.size(); ++row) {
-        if (!kept || !kept->before[row]) {
-            collector.removed(left[row]);
-            continue;
-        }
-        for (; !kept->after[column]; ++column)
-            collector.added(right[column]);
-        collector.same(left[row]);
-        ++column;
-    }
-    for (; column < right.size(); ++column)
-        collector.added(right[column]);
-    for (const std::string_view word : tail)
-        collector.same(word);
+    const auto addSame = [&](auto first, auto last) {
+        std::for_each(first, last, [&](std::string_view word) { collector.same(word); });
+    };
+    addSame(allBefore.begin(), allBefore.begin() + prefix);
+    collectMiddle(collector, middle(allBefore), middle(allAfter));
+    addSame(allBefore.end() - suffix, allBefore.end());
+
     auto segments = collector.take();
     if (isMostlyShared(segments, std::max(before.size(), after.size()))) return segments;
     std::vector<DiffSegment> whole;

@@ -7,6 +7,7 @@
 #include "Programs/quorvel/commands/MetadataRecords.h"
 
 #include <fmt/format.h>
+#include <fmt/ranges.h>
 
 #include <map>
 
@@ -101,8 +102,7 @@ void printGrid(Output& output, const Comparison& comparison) {
         changeOf[change.key()] = &change;
     Table table{.columns = {{"Locale"}}, .rows = {}};
     for (const FieldType field : allFieldTypes)
-        table.columns.push_back(
-            {fmt::format("{}/{} ", shortLabelOf(field), limitOf(field)), Table::Align::right});
+        table.columns.push_back({fmt::format("{} ", shortLabelOf(field)), Table::Align::right});
     for (const std::string& locale : comparison.grid.locales) {
         auto& row = table.rows.emplace_back();
         row.push_back({locale, isAppStoreLocale(locale) ? Style::plain : Style::yellow});
@@ -113,9 +113,13 @@ void printGrid(Output& output, const Comparison& comparison) {
         }
     }
     output.table(table);
-    output.note("Characters per field. * edited, + new locale, - cleared, ! over the limit, ? has a remark, "
-                "– empty, · no "
-                "file.");
+    std::vector<std::string> limits;
+    for (const FieldType field : allFieldTypes)
+        limits.push_back(fmt::format("{} {}", shortLabelOf(field), limitOf(field)));
+    output.note(
+        fmt::format("Characters per field; limits: {}.\n"
+                    "* edited, + new locale, - cleared, ! over the limit, ? has a remark, – empty, · no file",
+                    fmt::join(limits, " · ")));
 }
 
 // What is odd about the texts that are not pending, which the push would not tell.
@@ -201,6 +205,28 @@ DiffMarks marksFor(const Output& output) {
     return {"\x1b[31;9m", "\x1b[0m", "\x1b[32m", "\x1b[0m"};
 }
 
+DiffRecord diffRecordOf(const PendingChange& change, const std::vector<DiffSegment>& segments) {
+    DiffRecord record{change.locale,
+                      change.field,
+                      change.remote,
+                      change.local,
+                      change.isOverLimit,
+                      change.isNewLocale,
+                      MetadataDiff::explain(change),
+                      {}};
+    for (const DiffSegment& segment : segments)
+        record.segments.push_back({segment.kind, segment.text});
+    return record;
+}
+
+void printDiff(Output& output, const PendingChange& change, const std::vector<DiffSegment>& segments) {
+    output.line(output.styled(Style::bold, fmt::format("{} {}", change.locale, shortLabelOf(change.field))) +
+                output.styled(Style::dim, fmt::format("  {}", MetadataDiff::explain(change))));
+    for (const std::string& line : renderDiff(segments, marksFor(output)))
+        output.line(line.empty() ? line : "    " + line);
+    output.line();
+}
+
 ExitStatus showDiff(Invocation& invocation) {
     MetadataTarget target(invocation);
     const auto changes = MetadataDiff::compare(target.localStore());
@@ -208,25 +234,10 @@ ExitStatus showDiff(Invocation& invocation) {
     std::vector<DiffRecord> records;
     for (const PendingChange& change : changes) {
         const auto segments = wordDiff(change.remote, change.local);
-        if (output.isJSON()) {
-            auto& record = records.emplace_back(DiffRecord{change.locale,
-                                                           change.field,
-                                                           change.remote,
-                                                           change.local,
-                                                           change.isOverLimit,
-                                                           change.isNewLocale,
-                                                           MetadataDiff::explain(change),
-                                                           {}});
-            for (const DiffSegment& segment : segments)
-                record.segments.push_back({segment.kind, segment.text});
-            continue;
-        }
-        output.line(
-            output.styled(Style::bold, fmt::format("{} {}", change.locale, shortLabelOf(change.field))) +
-            output.styled(Style::dim, fmt::format("  {}", MetadataDiff::explain(change))));
-        for (const std::string& line : renderDiff(segments, marksFor(output)))
-            output.line(line.empty() ? line : "    " + line);
-        output.line();
+        if (output.isJSON())
+            records.push_back(diffRecordOf(change, segments));
+        else
+            printDiff(output, change, segments);
     }
     output.document(records);
     if (changes.empty())

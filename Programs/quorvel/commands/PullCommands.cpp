@@ -28,6 +28,8 @@ ExitStatus pull(Invocation& invocation) {
     MetadataTarget target(invocation);
     const AppListEntry& app = target.app();
     if (invocation.global.context) (void)target.localContext(); // refuses a misspelt one before anything else
+    // The default folder is the app's own; one that was named may be another's.
+    if (invocation.arguments.has("--folder")) target.requireSameApp();
     const auto edits =
         invocation.arguments.has("--leave-edits") ? LocalEdits::leaveInPlace : LocalEdits::keepBeside;
     invocation.output.progress(fmt::format("Pulling {}…", app.name));

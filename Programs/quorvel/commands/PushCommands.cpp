@@ -106,29 +106,28 @@ ExitStatus nothingToPush(Output& output, const PushSelection& selection, bool an
     return ExitStatus::done;
 }
 
-ExitStatus push(Invocation& invocation) {
-    MetadataTarget target(invocation);
+void confirmPush(Invocation& invocation, const std::vector<PendingChange>& changes, std::string_view what) {
     Output& output = invocation.output;
-    (void)target.appFolder();
-    const MetadataStore store = target.storeOf(target.knownContext());
-    const auto changes = MetadataDiff::compare(store);
-    const PushSelection selection = selectForPush(changes, filterOf(invocation, store));
-    if (selection.chosen.empty()) return nothingToPush(output, selection, !changes.empty());
+    if (!invocation.global.yes && output.canAsk()) {
+        printChanges(output, changes);
+        if (!output.confirm(fmt::format("Push {}?", what)))
+            throw CommandError(ExitStatus::failed, "Nothing was pushed.");
+    }
+    output.note(fmt::format("Pushing {}.", what));
+}
 
+ExitStatus pushSelection(Invocation& invocation, MetadataTarget& target, const MetadataStore& store,
+                         const PushSelection& selection) {
+    Output& output = invocation.output;
     const PlatformContext context = target.currentContext();
     const MetadataPusher pusher(invocation.composition.client(), store);
     if (invocation.global.dryRun)
         return showPlan(output, pusher.plan(target.app().id, context, selection.chosen), selection);
 
-    const std::string what = fmt::format("{} · {} to {} {} ({})", counted(selection.chosen.size(), "field"),
-                                         counted(localeCount(selection.chosen), "locale"), target.app().name,
-                                         context.versionString, context.id());
-    if (!invocation.global.yes && output.canAsk()) {
-        printChanges(output, selection.chosen);
-        if (!output.confirm(fmt::format("Push {}?", what)))
-            throw CommandError(ExitStatus::failed, "Nothing was pushed.");
-    }
-    output.note(fmt::format("Pushing {}.", what));
+    confirmPush(invocation, selection.chosen,
+                fmt::format("{} · {} to {} {} ({})", counted(selection.chosen.size(), "field"),
+                            counted(localeCount(selection.chosen), "locale"), target.app().name,
+                            context.versionString, context.id()));
     printWarnings(output, selection.warnings);
     const auto outcomes =
         pusher.push(target.app().id, context, selection.chosen, [&](std::size_t done, std::size_t total) {
@@ -141,6 +140,15 @@ ExitStatus push(Invocation& invocation) {
     output.line(report);
     printLeftOut(output, selection.leftOut);
     return statusOf(outcomes, invocation.composition.client().refusals());
+}
+
+ExitStatus push(Invocation& invocation) {
+    MetadataTarget target(invocation);
+    const MetadataStore store = target.storeOf(target.knownContext());
+    const auto changes = MetadataDiff::compare(store);
+    const PushSelection selection = selectForPush(changes, filterOf(invocation, store));
+    if (selection.chosen.empty()) return nothingToPush(invocation.output, selection, !changes.empty());
+    return pushSelection(invocation, target, store, selection);
 }
 
 } // namespace

@@ -14,6 +14,10 @@ namespace {
 
 const std::vector<std::string_view> platformChoices = {"ios", "macos", "tvos", "visionos"};
 
+// As much of an ISO 8601 date as a table shows; --json has all of it.
+constexpr std::size_t lengthOfDay = 10;
+constexpr std::size_t lengthOfMinute = 16;
+
 std::optional<ASCPlatform> platformOf(const std::optional<std::string>& name) {
     if (name)
         for (const auto& [platform, raw] : RawValues<ASCPlatform>::values)
@@ -46,7 +50,7 @@ ExitStatus listVersions(Invocation& invocation) {
                               attributes.versionString.value_or(""),
                               {state, styleOfState(state)},
                               attributes.releaseType.value_or(""),
-                              attributes.createdDate.value_or(""),
+                              attributes.createdDate.value_or("").substr(0, lengthOfDay),
                               version.id});
     }
     invocation.output.table(table);
@@ -95,7 +99,7 @@ ExitStatus listBuilds(Invocation& invocation) {
         table.rows.push_back({summary.marketingVersion.value_or(""),
                               attributes.version.value_or(""),
                               {state, style},
-                              attributes.uploadedDate.value_or(""),
+                              attributes.uploadedDate.value_or("").substr(0, lengthOfMinute),
                               summary.build.id});
     }
     invocation.output.table(table);

@@ -1,0 +1,203 @@
+#include "Tests/Programs/QuorvelFixture.h"
+
+#include <fstream>
+#include <sstream>
+
+namespace quorvel::test {
+namespace {
+
+using testing::HasSubstr;
+using testing::IsEmpty;
+using testing::Not;
+using testing::StartsWith;
+
+class CommandLine : public QuorvelTest {
+  protected:
+    // The names in a section of a help text.
+    static std::vector<std::string> namesIn(const std::string& help, const std::string& section) {
+        std::vector<std::string> names;
+        std::istringstream lines(help);
+        bool inside = false;
+        for (std::string line; std::getline(lines, line);) {
+            if (line == section + ":")
+                inside = true;
+            else if (line.empty())
+                inside = false;
+            else if (inside && line.starts_with("  ") && line[2] != ' ')
+                names.push_back(line.substr(2, line.find(' ', 2) - 2));
+        }
+        return names;
+    }
+
+    // Every command with its words, found by walking the help.
+    std::vector<std::vector<std::string>> allCommands(const std::vector<std::string>& above = {}) {
+        std::vector<std::vector<std::string>> commands;
+        auto words = above;
+        words.push_back("--help");
+        const auto help = run(words);
+        EXPECT_EQ(help.status, 0);
+        for (const auto& name : namesIn(help.out, "Commands")) {
+            auto command = above;
+            command.push_back(name);
+            commands.push_back(command);
+            for (auto& deeper : allCommands(command))
+                commands.push_back(std::move(deeper));
+        }
+        return commands;
+    }
+};
+
+std::string joined(const std::vector<std::string>& words) {
+    std::string text;
+    for (const auto& word : words)
+        text += (text.empty() ? "" : " ") + word;
+    return text;
+}
+
+TEST_F(CommandLine, namesWhatIsWrongAndTheNearestSpelling) {
+    struct Case {
+        std::vector<std::string> words;
+        std::string problem, hint;
+    };
+    const std::vector<Case> cases = {
+        {{"statsu"}, "unknown command \"statsu\"", "Did you mean status?"},
+        {{"frobnicate"}, "unknown command \"frobnicate\"", "--help"},
+        {{"auth"}, "\"auth\" needs a command", "auth --help"},
+        {{"auth", "chekc"}, "unknown command \"chekc\" of \"auth\"", "Did you mean check?"},
+        {{"pull", "--flder", "x"}, "unknown option \"--flder\"", "Did you mean --folder?"},
+        {{"pull", "--flder=x"}, "unknown option \"--flder\"", "Did you mean --folder?"},
+        {{"pull", "extra"}, "unknown argument \"extra\"", ""},
+        {{"pull", "--app"}, "--app needs a value", ""},
+        {{"pull", "--app="}, "\"--app\" is empty", ""},
+        {{"pull", "--app=", "--yes"}, "\"--app\" is empty", ""},
+        {{"pull", "--app", "--yes"}, "--app needs a value, and \"--yes\" is an option", ""},
+        {{"pull", "--app", "a", "--app", "b"}, "--app is given more than once", ""},
+        {{"pull", "--context", "ios"}, "--app", ""}, // judged once the app is known
+        {{"push", "--field", "titel"}, "\"titel\" is no value of --field", "subtitle"},
+        {{"push", "--field", "keyword"}, "\"keyword\" is no value", "Did you mean keywords?"},
+        {{"versions", "create", "--version", "1.0"}, "needs --platform", ""},
+        {{"versions", "create", "--platform", "ios"}, "needs --version", ""},
+        {{"versions", "create", "--platform", "watch"}, "\"watch\" is no value of --platform", "ios, macos"},
+        {{"metadata", "import"}, "needs DIR", ""},
+        {{"sandbox", "--state", "s", "--port", "70000"}, "\"70000\" is no value of --port", "0 to 65535"},
+        {{"sandbox", "--state", "s", "--port", "8x"}, "\"8x\" is no value of --port", ""},
+        {{"sandbox", "--state", "s", "--fault", "GET /v1/apps"}, "is no value of --fault", "ROUTE"},
+        {{"completion", "powershell"}, "\"powershell\" is no value of SHELL", "bash, zsh, fish"},
+        {{"pull", "--dry-run", "--app", "a"}, "\"pull\" has no dry run", ""},
+        {{"apps"}, "needs --remote", ""},
+        {{"locale", "add", "de_DE"}, "\"de_DE\" is no App Store locale", "Did you mean de-DE?"},
+    };
+    environment["ASC_KEY_ID"] = "incomplete";
+    for (const Case& one : cases) {
+        const auto result = run(one.words);
+        const bool needsAccount = one.problem == "--app";
+        EXPECT_EQ(result.status, needsAccount ? 3 : 2) << joined(one.words) << "\n" << result.all();
+        EXPECT_THAT(result.error, HasSubstr(needsAccount ? "" : one.problem)) << joined(one.words);
+        EXPECT_THAT(result.error, HasSubstr(one.hint)) << joined(one.words);
+        EXPECT_THAT(result.error, StartsWith("quorvel: ")) << joined(one.words);
+        EXPECT_THAT(result.out, IsEmpty()) << joined(one.words);
+
+        auto words = one.words;
+        words.push_back("--json");
+        if (joined(one.words).ends_with("--app")) continue;
+        const auto json = run(words);
+        EXPECT_EQ(json.status, result.status) << joined(words);
+        const JSONValue document = onlyDocument(json.out);
+        const auto* status = document.at("error", "exitStatus");
+        ASSERT_NE(status, nullptr) << joined(words);
+        EXPECT_EQ(*status->integer(), result.status) << joined(words);
+    }
+}
+
+TEST_F(CommandLine, helpsForEveryCommandAndAcceptsGlobalOptionsOnBothSides) {
+    const auto commands = allCommands();
+    EXPECT_GE(commands.size(), 20u);
+    for (const auto& command : commands) {
+        auto words = command;
+        words.insert(words.begin(), "--quiet");
+        words.push_back("-h");
+        const auto help = run(words);
+        EXPECT_EQ(help.status, 0) << joined(words);
+        EXPECT_THAT(help.out, HasSubstr("Usage: quorvel " + joined(command))) << joined(words);
+        EXPECT_THAT(help.error, IsEmpty());
+    }
+    EXPECT_THAT(run({}).out, HasSubstr("Usage: quorvel COMMAND"));
+    for (const std::vector<std::string>& words :
+         {std::vector<std::string>{"--version"}, {"status", "--version"}, {"--no-color", "--version"}})
+        EXPECT_THAT(run(words).out, StartsWith("quorvel ")) << joined(words);
+    EXPECT_NE(onlyDocument(run({"--version", "--json"}).out).find("version"), nullptr);
+
+    // A file that is not there shows that the option was heard.
+    for (const std::vector<std::string>& words :
+         {std::vector<std::string>{"--endpoints", "none", "auth", "status"},
+          {"auth", "--endpoints=none", "status"},
+          {"auth", "status", "--endpoints", "none"}})
+        EXPECT_THAT(run(words).error, HasSubstr("no such file of endpoints")) << joined(words);
+}
+
+TEST_F(CommandLine, completesEveryCommandInEveryShell) {
+    for (const std::string shell : {"bash", "zsh", "fish"}) {
+        const auto script = run({"completion", shell});
+        ASSERT_EQ(script.status, 0);
+        for (const auto& command : allCommands())
+            EXPECT_THAT(script.out, HasSubstr(command.back())) << shell;
+        EXPECT_EQ(*onlyDocument(run({"completion", shell, "--json"}).out).find("script")->text(), script.out);
+    }
+}
+
+TEST_F(CommandLine, completesInBash) {
+    struct Case {
+        std::string words, expected;
+    };
+    const std::vector<Case> cases = {
+        {"quorvel sta", "status"},
+        {"quorvel auth ch", "check"},
+        {"quorvel --json auth f", "forget"},
+        {"quorvel versions create --platform mac", "macos"},
+        {"quorvel push --field key", "keywords"},
+        {"quorvel sandbox --se", "--seed"},
+        {"quorvel sandbox --seed e", "empty"},
+        {"quorvel completion zs", "zsh"},
+        {"quorvel push --allow", "--allow-clear"},
+        {"quorvel pull --verb", "--verbose"},
+    };
+    std::string script = "eval \"$('" QUORVEL_PROGRAM "' completion bash)\"\n";
+    for (const Case& one : cases)
+        script +=
+            "COMP_WORDS=(" + one.words +
+            "); COMP_CWORD=$((${#COMP_WORDS[@]} - 1)); COMPREPLY=(); _quorvel; echo \"${COMPREPLY[*]}\"\n";
+    const auto result = runProgram({"/bin/bash", {"-c", script}, environment, folder.path(), ""});
+    std::string expected;
+    for (const Case& one : cases)
+        expected += one.expected + "\n";
+    EXPECT_EQ(result.out, expected) << result.error;
+}
+
+TEST_F(CommandLine, hasAReferenceThatIsCurrent) {
+    const std::filesystem::path source = QUORVEL_SOURCE_DIR;
+    const auto written =
+        runProgram({source / "scripts/commands", {QUORVEL_PROGRAM}, environment, folder.path(), ""});
+    ASSERT_EQ(written.status, 0) << written.error;
+    EXPECT_EQ(written.out, readFile(source / "docs/commands.md").value_or(""))
+        << "Write it anew: scripts/commands build/dev/bin/quorvel > docs/commands.md";
+}
+
+TEST_F(CommandLine, isQuietWhenItsReaderGoesAwayAndLoudWhenTheDiskIsFull) {
+    ChildProgram reader(call({"--help"}));
+    reader.closeOutput();
+    const auto result = reader.wait();
+    EXPECT_EQ(result.status, 0);
+    EXPECT_THAT(result.error, IsEmpty());
+    if (std::filesystem::exists("/dev/full")) {
+        const auto full = runProgram({"/bin/sh",
+                                      {"-c", "'" QUORVEL_PROGRAM "' completion bash > /dev/full"},
+                                      environment,
+                                      folder.path(),
+                                      ""});
+        EXPECT_EQ(full.status, 1);
+        EXPECT_THAT(full.error, HasSubstr("standard output"));
+    }
+}
+
+} // namespace
+} // namespace quorvel::test

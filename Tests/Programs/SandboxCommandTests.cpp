@@ -1,0 +1,48 @@
+#include "Tests/Programs/QuorvelFixture.h"
+
+#include <signal.h>
+
+namespace quorvel::test {
+namespace {
+
+using testing::HasSubstr;
+using testing::Not;
+
+class SandboxCommand : public QuorvelTest {};
+
+TEST_F(SandboxCommand, servesUntilItIsAskedToEnd) {
+    for (const int signal : {SIGTERM, SIGINT}) {
+        ChildProgram server(call({"sandbox", "--state", "state", "--seed", "empty", "--port", "0"}));
+        const JSONValue ready = onlyDocument(server.readLine());
+        ASSERT_NE(ready.find("url"), nullptr);
+        const std::vector<std::string> endpoints = {"--endpoints", *ready.find("endpoints")->text()};
+        const auto set = run({"auth", "set", "--key-id", *ready.find("keyID")->text(), "--issuer-id",
+                              *ready.find("issuerID")->text(), "--p8", *ready.find("privateKey")->text(),
+                              endpoints[0], endpoints[1]});
+        EXPECT_EQ(set.status, 0) << set.all();
+        EXPECT_EQ(run({"apps", "--remote", endpoints[0], endpoints[1]}).status, 0);
+        server.signal(signal);
+        EXPECT_EQ(server.wait().status, 0);
+    }
+}
+
+class Demo : public QuorvelTest {};
+
+TEST_F(Demo, playsTheWholeRoundAndLeavesNothingBehind) {
+    const auto shown = run({"demo"});
+    EXPECT_EQ(shown.status, 0) << shown.all();
+    EXPECT_THAT(shown.out, HasSubstr("Everything held."));
+    EXPECT_THAT(shown.out, HasSubstr("0 of 246 texts differ"));
+    for (const auto* secret : {"PRIVATE KEY", "eyJ"})
+        EXPECT_THAT(shown.all(), Not(HasSubstr(secret)));
+    EXPECT_THAT(listFolder(folder.path()).value(), testing::IsEmpty());
+
+    const auto kept = run({"demo", "--keep", "--json"});
+    const JSONValue record = onlyDocument(kept.out);
+    EXPECT_EQ(*record.find("requestsSent")->integer(),
+              *record.find("requestsLeast")->integer() + *record.find("requestsRefused")->integer());
+    EXPECT_TRUE(std::filesystem::exists(*record.find("folder")->text() + "/second/ios/next/bn-BD/name.txt"));
+}
+
+} // namespace
+} // namespace quorvel::test
