@@ -136,11 +136,12 @@ void requireChangeable(const PlatformContext& context, const MetadataStore& stor
     if (store.hasInterruptedPull()) throw MetadataError::interruptedPull(store.folder().rootURL);
 }
 
-// The change is on App Store Connect whatever becomes of its copy.
+// The change is on App Store Connect whatever becomes of its copy: one that is lost with the power is only
+// listed and sent once more.
 std::optional<std::string> refreshCopy(const MetadataStore& store, const std::string& locale, FieldType field,
                                        std::string_view text) {
     try {
-        store.write(locale, field, text, TextSide::pulled);
+        store.write(locale, field, text, TextSide::pulled, Durability::later);
         return std::nullopt;
     } catch (const std::exception& error) {
         return fmt::format("Pushed, but the pulled copy could not be written, so the change is listed until "

@@ -78,7 +78,24 @@ auto openListing(int folder) {
 
 } // namespace
 
+namespace {
+
+// Whether `path`, which begins with `root` as it is written, has no link below it; links above are the user's
+// own way to the tree.
+bool hasNoLinkBelow(const std::filesystem::path& path, const std::filesystem::path& root) {
+    const auto [rest, end] = std::ranges::mismatch(path, root);
+    if (end != root.end()) return false;
+    std::filesystem::path walked = root;
+    return std::none_of(rest, path.end(), [&](const std::filesystem::path& name) {
+        walked /= name;
+        return name == ".." || std::filesystem::is_symlink(walked);
+    });
+}
+
+} // namespace
+
 void requireInside(const std::filesystem::path& path, const std::filesystem::path& root) {
+    if (hasNoLinkBelow(path, root)) return;
     std::filesystem::path target = path;
     // weakly_canonical() would take a link to what does not exist yet for a plain name.
     for (int hops = 0; hops < 40 && std::filesystem::is_symlink(target); ++hops)
