@@ -61,6 +61,10 @@ bool isRefusalOfContent(const ASCError& error) {
            std::ranges::find(otherReasons, status) == otherReasons.end();
 }
 
+bool isRefusalByState(const ASCError& error) {
+    return error.hasCodeContaining("STATE_ERROR") || error.hasCodeContaining("ENTITY_STATE_INVALID");
+}
+
 // Whether a create that failed so may have been carried out all the same.
 bool mayHaveBeenDone(const ASCError& error) {
     return error.as<ASCError::NetworkFailure>() || error.as<ASCError::InvalidResponse>() ||
@@ -107,6 +111,7 @@ LocalizationWriter::LocalizationWriter(const ASCClientProtocol& client, Target t
 LocalizationWriter::Result LocalizationWriter::write(std::vector<Value> values) {
     std::ranges::sort(values, {}, &Value::first); // the name first, as a create needs it
     Result result;
+    std::set<FieldType> closed;
     // Whether the values may be tried one by one.
     const auto attempt = [&](const std::vector<Value>& some) {
         bool refused = false;
@@ -117,6 +122,7 @@ LocalizationWriter::Result LocalizationWriter::write(std::vector<Value> values) 
         } catch (const ASCError& error) {
             if (error.as<ASCError::Cancelled>()) throw CancellationError();
             refused = isRefusalOfContent(error);
+            if (some.size() == 1 && isRefusalByState(error)) closed.insert(some.front().first);
             problem = error.description();
         } catch (const MetadataError& error) {
             problem = error.what();
@@ -129,6 +135,7 @@ LocalizationWriter::Result LocalizationWriter::write(std::vector<Value> values) 
         result.failures.clear();
         for (const Value& value : values)
             attempt({value});
+        if (closed.size() < values.size()) result.closedFields = std::move(closed);
     }
     result.sentName = sentName_;
     return result;

@@ -6,6 +6,7 @@
 
 #include <map>
 #include <optional>
+#include <set>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -35,7 +36,9 @@ class LocalizationWriter {
     };
     struct Result {
         std::map<FieldType, std::string> failures; // field → error text; all others were taken
-        std::optional<std::string> sentName;       // the fallback name, when it was taken
+        // Of those, the fields that the version's state does not take in any locale, while it took others.
+        std::set<FieldType> closedFields;
+        std::optional<std::string> sentName; // the fallback name, when it was taken
     };
 
     LocalizationWriter(const ASCClientProtocol& client, Target target);

@@ -75,10 +75,16 @@ Resolution resolve(const ASCClientProtocol& client, std::string_view appID, cons
 class JobRunner {
   public:
     JobRunner(const ASCClientProtocol& client, const MetadataStore& store, const PlatformContext& context,
-              const Resolution& resolution, const std::vector<PendingChange>& changes)
-        : client_(client), store_(store), context_(context), resolution_(resolution), changes_(changes) {}
+              const Resolution& resolution, const std::vector<PendingChange>& changes,
+              const std::string& appName)
+        : client_(client),
+          store_(store),
+          context_(context),
+          resolution_(resolution),
+          changes_(changes),
+          appName_(appName) {}
 
-    [[nodiscard]] LocalizationWriter::Result run(const Job& job) const {
+    [[nodiscard]] LocalizationWriter::Result run(const Job& job) {
         LocalizationWriter::Result result;
         if (job.home == FieldHome::appInfoLocalization && !resolution_.appInfoID) {
             for (const std::size_t index : job.changes)
@@ -86,9 +92,16 @@ class JobRunner {
             return result;
         }
         std::vector<LocalizationWriter::Value> values;
+        const auto closed = closedFields();
         for (const std::size_t index : job.changes)
-            values.emplace_back(changes_[index].field, changes_[index].textToSend());
-        return LocalizationWriter(client_, targetOf(job)).write(std::move(values));
+            if (!closed.contains(changes_[index].field))
+                values.emplace_back(changes_[index].field, changes_[index].textToSend());
+        if (!values.empty()) result = LocalizationWriter(client_, targetOf(job)).write(std::move(values));
+        remember(result);
+        for (const std::size_t index : job.changes)
+            if (const auto known = closed.find(changes_[index].field); known != closed.end())
+                result.failures.insert(*known);
+        return result;
     }
 
   private:
@@ -101,17 +114,31 @@ class JobRunner {
         if (found != ids.end())
             target.id = found->second;
         else if (!ofVersion)
-            target.fallbackName = localName(job.locale);
+            target.fallbackName = fallbackName(job.locale);
         return target;
     }
 
-    [[nodiscard]] std::optional<std::string> localName(const std::string& locale) const {
+    [[nodiscard]] std::optional<std::string> fallbackName(const std::string& locale) const {
+        const auto isUsable = [](const std::string& name) {
+            return !isBlank(name) && !isOverLimit(name, FieldType::name);
+        };
         try {
-            auto name = store_.read(locale, FieldType::name);
-            return name && !isBlank(*name) ? name : std::nullopt;
+            if (auto own = store_.read(locale, FieldType::name); own && isUsable(*own)) return own;
         } catch (const MetadataError&) {
-            return std::nullopt; // a file that is no text is no name
+            // a file that is no text is no name
         }
+        return isUsable(appName_) ? std::optional(appName_) : std::nullopt;
+    }
+
+    [[nodiscard]] std::map<FieldType, std::string> closedFields() {
+        const std::lock_guard lock(mutex_);
+        return closedFields_;
+    }
+
+    void remember(const LocalizationWriter::Result& result) {
+        const std::lock_guard lock(mutex_);
+        for (const FieldType field : result.closedFields)
+            closedFields_.emplace(field, result.failures.at(field));
     }
 
     const ASCClientProtocol& client_;
@@ -119,6 +146,9 @@ class JobRunner {
     const PlatformContext& context_;
     const Resolution& resolution_;
     const std::vector<PendingChange>& changes_;
+    const std::string& appName_;
+    std::mutex mutex_;
+    std::map<FieldType, std::string> closedFields_; // with the refusal
 };
 
 // Takes every write for done, so that a plan is made by the very code that pushes.
@@ -150,10 +180,27 @@ std::optional<std::string> refreshCopy(const MetadataStore& store, const std::st
     }
 }
 
+// A name that the locale was created with becomes its own; says so when it was not its own before.
+std::optional<std::string> adoptName(const MetadataStore& store, const std::string& locale,
+                                     const std::string& name) {
+    auto remark = refreshCopy(store, locale, FieldType::name, name);
+    try {
+        const auto local = store.read(locale, FieldType::name);
+        if (local == name) return remark;
+        if (!local || isBlank(*local)) store.write(locale, FieldType::name, name);
+    } catch (const std::exception& error) {
+        return error.what();
+    }
+    return fmt::format(
+        "{} was created with the name \"{}\", as App Store Connect takes no locale without one. "
+        "Write another into {}/{} and push again if it should differ.",
+        locale, name, locale, fileNameOf(FieldType::name));
+}
+
 } // namespace
 
-MetadataPusher::MetadataPusher(const ASCClientProtocol& client, MetadataStore store)
-    : client_(client), store_(std::move(store)) {}
+MetadataPusher::MetadataPusher(const ASCClientProtocol& client, MetadataStore store, std::string appName)
+    : client_(client), store_(std::move(store)), appName_(std::move(appName)) {}
 
 std::vector<PushOutcome> MetadataPusher::push(std::string_view appID, const PlatformContext& context,
                                               const std::vector<PendingChange>& changes,
@@ -161,7 +208,7 @@ std::vector<PushOutcome> MetadataPusher::push(std::string_view appID, const Plat
     requireChangeable(context, store_);
     const std::vector<Job> jobs = jobsOf(changes);
     const Resolution resolution = resolve(client_, appID, context, jobs);
-    const JobRunner runner(client_, store_, context, resolution, changes);
+    JobRunner runner(client_, store_, context, resolution, changes, appName_);
     std::vector<PushOutcome> outcomes(changes.size());
     std::mutex mutex;
     std::size_t done = 0;
@@ -177,7 +224,9 @@ std::vector<PushOutcome> MetadataPusher::push(std::string_view appID, const Plat
                 outcomes[index] = {change, true,
                                    refreshCopy(store_, job.locale, change.field, change.textToSend())};
         }
-        if (result.sentName) (void)refreshCopy(store_, job.locale, FieldType::name, *result.sentName);
+        if (result.sentName)
+            if (const auto remark = adoptName(store_, job.locale, *result.sentName))
+                outcomes[job.changes.front()].errorMessage = remark;
         const std::lock_guard lock(mutex);
         if (progress) progress(++done, jobs.size());
     });
@@ -193,7 +242,7 @@ std::vector<PlannedRequest> MetadataPusher::plan(std::string_view appID, const P
     const std::vector<Job> jobs = jobsOf(changes);
     const Resolution resolution = resolve(client_, appID, context, jobs);
     const RecordingClient recorder;
-    const JobRunner runner(recorder, store_, context, resolution, changes);
+    JobRunner runner(recorder, store_, context, resolution, changes, appName_);
     for (const Job& job : jobs)
         (void)runner.run(job);
     return recorder.requests;

@@ -28,13 +28,17 @@ struct PlannedRequest {
 /// Writes each localization with one request that holds all of its changed fields, six at a time. Where that
 /// is refused, each field is tried by itself, so that every change has an outcome of its own.
 ///
+/// A field that the version's state does not take (release notes of a first version) is tried until that is
+/// known, and not again for the other locales.
+///
 /// A change that App Store Connect took refreshes its pulled copy at once: the comparison is right without
 /// another pull, and a push that is cancelled or fails half way sends only what is missing when it is
 /// repeated.
 class MetadataPusher {
   public:
-    /// `store` is over the context's folder.
-    MetadataPusher(const ASCClientProtocol& client, MetadataStore store);
+    /// `store` is over the context's folder. `appName` is what a locale without a name of its own is created
+    /// with, as App Store Connect takes none without; when empty, such a locale's subtitle fails and says so.
+    MetadataPusher(const ASCClientProtocol& client, MetadataStore store, std::string appName = {});
 
     /// One outcome per change, in the order given. Throws `MetadataError` (READ_ONLY_CONTEXT) for a version
     /// that takes no changes, and after an interrupted pull; `ASCError` when the localizations cannot be
@@ -50,6 +54,7 @@ class MetadataPusher {
   private:
     const ASCClientProtocol& client_;
     MetadataStore store_;
+    std::string appName_;
     Logger logger_{"MetadataPusher"};
 };
 

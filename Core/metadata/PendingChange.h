@@ -32,7 +32,7 @@ struct PendingChange {
 struct PushOutcome {
     PendingChange change;
     bool success = false;
-    std::optional<std::string> errorMessage; // with `success`: only the pulled copy could not be written
+    std::optional<std::string> errorMessage; // with `success`: a remark
     QUORVEL_RECORD(PushOutcome, change, success, errorMessage)
     bool operator==(const PushOutcome&) const = default;
 };

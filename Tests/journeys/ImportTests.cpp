@@ -34,6 +34,7 @@ std::filesystem::path makeTree(const std::filesystem::path& root) {
     put(root / "de-DE" / "name.txt", "Farnblatt und noch viel mehr Text\n");
     put(root / "de-DE" / "keywords.txt", std::string(100, 'k') + "\n");
     put(root / "fr-FR" / "description.txt", "Seulement une description\n");
+    put(root / "ko" / "subtitle.txt", "식물 돌보기\n");
     put(root / "default" / "release_notes.txt", "Bug fixes\n");
     put(root / "review_information" / "notes.txt", "none\n");
     put(root / "copyright.txt", "2026\n");
@@ -52,7 +53,8 @@ struct ImportJourney {
         imported = importTree(tree, local, systemClock());
         selection = selectForPush(MetadataDiff::compare(local));
         rehearsal.server.forgetRequests();
-        outcomes = MetadataPusher(rehearsal.client, local).push(app, context, selection.chosen);
+        outcomes =
+            MetadataPusher(rehearsal.client, local, "Blank Canvas").push(app, context, selection.chosen);
         requests = rehearsal.server.requests();
         const MetadataFolder other{rehearsal.folder / "other"};
         (void)pullApp(rehearsal.client, systemClock(), app, other, "ios/next");
@@ -108,6 +110,7 @@ TEST(ImportJourney, takesATreeOfAnotherToolToTheStoreByteForByte) {
     EXPECT_EQ(journey.selection.leftOut[0].change.field, FieldType::name);
     EXPECT_EQ(journey.selection.leftOut[0].reason, LeftOutReason::overLimit);
     EXPECT_FALSE(journey.arrived.contains("default"));
+    EXPECT_EQ(journey.arrived.at("ko")[FieldType::name], "Blank Canvas");
 }
 
 TEST(ImportJourney, takesTheTreeOfTheEnvironment) {

@@ -120,7 +120,7 @@ ExitStatus pushSelection(Invocation& invocation, MetadataTarget& target, const M
                          const PushSelection& selection) {
     Output& output = invocation.output;
     const PlatformContext context = target.currentContext();
-    const MetadataPusher pusher(invocation.composition.client(), store);
+    const MetadataPusher pusher(invocation.composition.client(), store, target.app().name);
     if (invocation.global.dryRun)
         return showPlan(output, pusher.plan(target.app().id, context, selection.chosen), selection);
 

@@ -1,13 +1,10 @@
 // Pull, edit and push through the real client, real files and the sandbox.
-#include "Core/asc/ASCClient.h"
 #include "Core/asc/ASCError.h"
 #include "Core/metadata/MetadataDiff.h"
 #include "Core/metadata/MetadataPuller.h"
 #include "Core/metadata/MetadataPusher.h"
 #include "Core/metadata/PushSelection.h"
-#include "Platform/files/Files.h"
-#include "Sandbox/SandboxServer.h"
-#include "Tests/support/TemporaryFolder.h"
+#include "Tests/support/Rehearsal.h"
 
 #include <gmock/gmock.h>
 
@@ -23,20 +20,11 @@ namespace {
 constexpr std::string_view gardenApp = "6700000101"; // forty locales, a live and a next version
 constexpr std::string_view firstVersionApp = "6700000103";
 
-struct Rehearsal {
+struct Rehearsal : test::Rehearsal {
     explicit Rehearsal(std::string_view id) : appID(id) {}
 
-    test::TemporaryFolder outer;
     std::string appID;
-    sandbox::SandboxServer server{{.stateFolder = outer / "sandbox"}};
-    ASCClient client{{.baseURL = server.access().url,
-                      .http = std::make_shared<URLSessionHTTPClient>(std::make_shared<URLSession>()),
-                      .tokens = std::make_shared<ASCTokenProvider>(
-                          ASCAuth{server.access().keyID, server.access().issuerID,
-                                  P256PrivateKey::fromPEM(*readFile(server.access().privateKeyFile))}),
-                      .backoff = [](int) { return 0.0; },
-                      .sleepFor = [](double) {}}};
-    MetadataFolder app{outer / "app"};
+    MetadataFolder app{folder / "app"};
     MetadataStore store{app.contextFolder({})};
     PlatformContext context;
 
@@ -197,4 +185,24 @@ TEST(MetadataJourney, throwsForARefusedKeyBeforeAnyChange) {
     EXPECT_THROW((void)rehearsal.push(), ASCError);
     EXPECT_THROW((void)rehearsal.pull(), ASCError);
     EXPECT_EQ(rehearsal.store.read("de-DE", FieldType::description), "Neu");
+}
+
+TEST(SandboxJourney, asksOnceForAFieldThatTheVersionsStateDoesNotTake) {
+    Rehearsal rehearsal(firstVersionApp);
+    (void)rehearsal.pull();
+    const std::vector<std::string> locales = {"de-DE", "en-US", "fr-FR", "it", "ja", "ko", "nl-NL",
+                                              "pl",    "ru",    "sv",    "th", "tr", "uk", "vi"};
+    for (const std::string& locale : locales) {
+        rehearsal.store.write(locale, FieldType::description, "Draw.");
+        rehearsal.store.write(locale, FieldType::releaseNotes, "First release");
+    }
+    rehearsal.server.forgetRequests();
+    for (const auto& outcome : rehearsal.push()) {
+        EXPECT_EQ(outcome.success, outcome.change.field == FieldType::description) << outcome.change.locale;
+        EXPECT_THAT(outcome.errorMessage.value_or("cannot be edited"), HasSubstr("cannot be edited"));
+    }
+    // A list, one request per locale, and two more for each of those that were under way when it became
+    // known.
+    EXPECT_LE(rehearsal.server.requests().size(), 1 + locales.size() + 2 * 6);
+    EXPECT_GE(rehearsal.server.requests().size(), 1 + locales.size() + 2);
 }
