@@ -3,8 +3,11 @@
 #include "Core/metadata/MetadataError.h"
 #include "Platform/files/Files.h"
 #include "Platform/json/JSON.h"
+#include "Platform/log/Log.h"
+#include "Platform/text/Text.h"
 
-#include <optional>
+#include <fmt/format.h>
+
 #include <system_error>
 #include <vector>
 
@@ -79,6 +82,14 @@ BookmarkResolver::Resolved BookmarkResolver::resolve(std::string_view bookmark) 
         if (fileIdentity(candidate) == wanted && isFolder(candidate / ".brevant")) return {candidate, true};
     if (isFolder(path)) return {path, true};
     throw MetadataError::lostFolder(path);
+}
+
+std::optional<std::string> BookmarkResolver::renew(const Resolved& resolved, std::string_view name) {
+    if (!resolved.isStale) return std::nullopt;
+    std::string fresh = bookmark(resolved.url);
+    Logger("BookmarkResolver")
+        .info(fmt::format("Wrote fresh bookmark for {} → {}", name, escapeControls(resolved.url.native())));
+    return fresh;
 }
 
 } // namespace quorvel

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <filesystem>
+#include <optional>
 #include <string>
 #include <string_view>
 
@@ -23,6 +24,10 @@ class BookmarkResolver {
     /// grandparent; a metadata folder found there, or another folder in its old place, is stale. Throws
     /// `MetadataError` when there is no such folder, and for bytes that are no bookmark.
     [[nodiscard]] static Resolved resolve(std::string_view bookmark);
+
+    /// The new bookmark to store for a stale folder, logged under the owner's `name`; nothing when the
+    /// bookmark need not be made anew. Throws like `bookmark`.
+    [[nodiscard]] static std::optional<std::string> renew(const Resolved& resolved, std::string_view name);
 };
 
 } // namespace quorvel

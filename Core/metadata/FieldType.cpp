@@ -1,5 +1,6 @@
 #include "Core/metadata/FieldType.h"
 
+#include "Core/metadata/FieldRule.h"
 #include "Platform/text/Text.h"
 
 namespace quorvel {
@@ -43,6 +44,13 @@ std::string_view fileNameOf(FieldType field) {
 }
 std::string_view shortLabelOf(FieldType field) {
     return factsOf(field).shortLabel;
+}
+
+std::size_t limitOf(FieldType field, std::span<const FieldRule> rules) {
+    for (const FieldRule& rule : rules)
+        if (rule.fieldTypeValue() == field && rule.maxLength.value_or(0) > 0)
+            return static_cast<std::size_t>(*rule.maxLength);
+    return limitOf(field);
 }
 
 bool isOverLimit(std::string_view text, FieldType field) {

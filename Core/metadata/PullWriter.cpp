@@ -1,9 +1,12 @@
 #include "Core/metadata/PullWriter.h"
 
+#include "Core/metadata/MetadataTexts.h"
 #include "Core/metadata/TreeReader.h"
 #include "Platform/files/FileLock.h"
 #include "Platform/files/Files.h"
+#include "Platform/log/Log.h"
 #include "Platform/task/Task.h"
+#include "Platform/text/Text.h"
 
 #include <fmt/format.h>
 
@@ -125,6 +128,16 @@ std::string explainVanished(const LocaleWork& work) {
                        work.locale, work.vanished.size());
 }
 
+void makeFolder(const MetadataFolder& folder) {
+    try {
+        createFolders(folder.privateFolder());
+    } catch (const FileError& error) {
+        Logger("PullWriter")
+            .error(metadataFolderFailedText(escapeControls(folder.rootURL.native()), error.what()));
+        throw;
+    }
+}
+
 void add(PullResult& total, const LocaleResult& one) {
     const auto append = [](auto& list, const auto& more) {
         list.insert(list.end(), more.begin(), more.end());
@@ -156,7 +169,7 @@ PullResult writePulledTexts(const MetadataStore& store, const std::vector<Incomi
     }
     if (toWrite.empty() && !store.hasInterruptedPull()) return result;
 
-    createFolders(store.folder().privateFolder());
+    makeFolder(store.folder());
     // One pull at a time: the first to end would remove the marker of the other.
     const FileLock lock(store.folder().privateFolder() / "lock");
     store.beginPull();

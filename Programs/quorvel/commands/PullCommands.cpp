@@ -1,5 +1,8 @@
 #include "Core/metadata/Locales.h"
 #include "Core/metadata/MetadataPuller.h"
+#include "Core/metadata/MetadataTexts.h"
+#include "Platform/files/Files.h"
+#include "Platform/log/Log.h"
 #include "Platform/text/Text.h"
 #include "Programs/quorvel/Errors.h"
 #include "Programs/quorvel/MetadataTarget.h"
@@ -56,6 +59,15 @@ struct LocaleAddedRecord {
     QUORVEL_RECORD(LocaleAddedRecord, locale, folder, existed)
 };
 
+void createLocale(const MetadataStore& store, const std::string& locale) {
+    try {
+        store.createLocaleLocally(locale);
+    } catch (const FileError& error) {
+        Logger("LocaleCommand").error(fmt::format("Add locale failed: {}", error.what()));
+        throw CommandError(ExitStatus::failed, localeFolderFailedText(error.what()));
+    }
+}
+
 ExitStatus addLocale(Invocation& invocation) {
     const std::string locale = *invocation.arguments.value("LOCALE");
     if (!isAppStoreLocale(locale)) {
@@ -68,7 +80,7 @@ ExitStatus addLocale(Invocation& invocation) {
     const MetadataStore store = target.storeOf(target.knownContext());
     const std::string folder = store.folder().localeFolder(locale).string();
     const bool existed = std::filesystem::exists(folder);
-    if (!invocation.global.dryRun) store.createLocaleLocally(locale);
+    if (!invocation.global.dryRun) createLocale(store, locale);
     invocation.output.document(LocaleAddedRecord{locale, folder, existed});
     invocation.output.line(existed ? fmt::format("{} is there already, in {}.", locale, folder)
                                    : fmt::format("Added {}: write its texts in {}. The next push creates the "
@@ -96,7 +108,8 @@ std::vector<Command> pullCommands() {
          .arguments = {{"LOCALE", "LOCALE", "The locale, such as pt-BR", {}, ArgumentSpec::Need::required},
                        folderArgument()},
          .heeds = {"--app", "--context", "--dry-run"},
-         .run = addLocale},
+         .run = addLocale,
+         .details = addLocaleText},
     };
 }
 

@@ -1,3 +1,4 @@
+#include "Core/metadata/FieldRule.h"
 #include "Core/metadata/FieldType.h"
 
 #include "Core/metadata/Locales.h"
@@ -100,6 +101,22 @@ TEST(TextRemarks, nameWhatIsOddAboutAText) {
     };
     for (const Case& one : cases)
         EXPECT_EQ(remarksOn(one.text, one.field), one.remarks) << rawValue(one.field) << ": " << one.text;
+}
+
+TEST(FieldRule, readsWhatItKnowsAndHasItsOwnLimit) {
+    const std::vector<FieldRule> rules = {FieldRule::of(FieldType::subtitle, TranslateMode::optimized, 25),
+                                          FieldRule::of(FieldType::keywords, TranslateMode::off),
+                                          {"description", "sometimes", 0},
+                                          {"tagline", "on", 5}};
+    EXPECT_EQ(rules[0], (FieldRule{"subtitle", "optimized", 25}));
+    EXPECT_EQ(rules[0].fieldTypeValue(), FieldType::subtitle);
+    EXPECT_EQ(rules[0].translateModeValue(), TranslateMode::optimized);
+    EXPECT_EQ(rules[2].translateModeValue(), std::nullopt);
+    EXPECT_EQ(rules[3].fieldTypeValue(), std::nullopt);
+    EXPECT_EQ(limitOf(FieldType::subtitle, rules), 25u);
+    EXPECT_EQ(limitOf(FieldType::keywords, rules), 100u);
+    EXPECT_EQ(limitOf(FieldType::description, rules), 4000u);
+    EXPECT_EQ(limitOf(FieldType::name, rules), 30u);
 }
 
 TEST(Locales, knowWhatTheAppStoreTakesAndHintAtTheRest) {

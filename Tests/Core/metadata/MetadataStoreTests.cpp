@@ -165,6 +165,9 @@ TEST(BookmarkResolver, noticesMovedReplacedAndLostFolders) {
     }
     createFolders(home); // another folder in the old place does not hide the moved one
     EXPECT_EQ(BookmarkResolver::resolve(bookmark), (Resolved{place, true}));
+    EXPECT_EQ(BookmarkResolver::renew({home, false}, "app"), std::nullopt);
+    const auto fresh = BookmarkResolver::renew({place, true}, "app");
+    EXPECT_EQ(BookmarkResolver::resolve(fresh.value()), (Resolved{place, false}));
     std::filesystem::remove_all(place);
     EXPECT_EQ(BookmarkResolver::resolve(bookmark), (Resolved{home, true}));
     std::filesystem::remove_all(home);

@@ -1,0 +1,23 @@
+// The words about metadata that more than one face of the program shows.
+#pragma once
+
+#include <string>
+#include <string_view>
+
+namespace quorvel {
+
+/// Beside the choice of a context.
+inline constexpr std::string_view switchContextText =
+    "Switch context — each (platform × Live/Next) is pulled into its own folder. Push is only enabled for "
+    "editable "
+    "Next contexts.";
+inline constexpr std::string_view addLocaleText =
+    "Creates the files on disk now; the next Push creates the localization on App Store Connect.";
+/// The limits that editors restate; the long texts' are left out.
+inline constexpr std::string_view shortLimitsText = "Name 30 · Subtitle 30 · Promo 170 · Keywords 100";
+
+/// What is said when a locale's folder or an app's metadata folder cannot be made, followed by the error.
+[[nodiscard]] std::string localeFolderFailedText(std::string_view error);
+[[nodiscard]] std::string metadataFolderFailedText(std::string_view folder, std::string_view error);
+
+} // namespace quorvel
