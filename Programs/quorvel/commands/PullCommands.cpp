@@ -12,6 +12,8 @@
 #include <fmt/format.h>
 #include <fmt/ranges.h>
 
+#include <algorithm>
+
 namespace quorvel {
 
 namespace {
@@ -25,6 +27,15 @@ void reportKept(Output& output, const PullResult& result) {
     for (const FieldKey& left : result.leftEdits)
         output.warning(fmt::format("the local {} of {} was edited and left in place",
                                    shortLabelOf(left.field), left.locale));
+}
+
+// For somebody who does not know yet that an app has several.
+void reportContexts(Output& output, const MetadataFolder& app, const Clock& clock) {
+    const auto persisted = ContextsStore(app, clock).load();
+    if (!persisted || persisted->contexts.size() < 2) return;
+    std::vector<std::string> names;
+    std::ranges::transform(persisted->contexts, std::back_inserter(names), &PlatformContext::id);
+    output.note(fmt::format("The app has {}. {}", fmt::join(names, ", "), switchContextText));
 }
 
 ExitStatus pull(Invocation& invocation) {
@@ -49,6 +60,7 @@ ExitStatus pull(Invocation& invocation) {
                                ? "Nothing new on App Store Connect."
                                : fmt::format("{} took a new text.", counted(result.updated.size(), "field")));
     reportKept(invocation.output, result);
+    reportContexts(invocation.output, target.appFolder(), invocation.composition.clock());
     return ExitStatus::done;
 }
 
@@ -82,10 +94,11 @@ ExitStatus addLocale(Invocation& invocation) {
     const bool existed = std::filesystem::exists(folder);
     if (!invocation.global.dryRun) createLocale(store, locale);
     invocation.output.document(LocaleAddedRecord{locale, folder, existed});
-    invocation.output.line(existed ? fmt::format("{} is there already, in {}.", locale, folder)
-                                   : fmt::format("Added {}: write its texts in {}. The next push creates the "
-                                                 "localization on App Store Connect.",
-                                                 locale, folder));
+    invocation.output.line(existed
+                               ? fmt::format("{} is there already, in {}.", locale, folder)
+                               : fmt::format("Added {}: write its texts in {} ({}). The next push creates "
+                                             "the localization on App Store Connect.",
+                                             locale, folder, shortLimitsText));
     return ExitStatus::done;
 }
 
