@@ -1,6 +1,7 @@
 #include "Programs/quorvel/Run.h"
 
 #include "Core/asc/ASCRateLimit.h"
+#include "Platform/files/Files.h"
 #include "Platform/log/Log.h"
 #include "Programs/quorvel/CommandLine.h"
 #include "Programs/quorvel/Errors.h"
@@ -40,9 +41,12 @@ Output makeOutput(const GlobalOptions& global, const Surroundings& surroundings)
 
 ExitStatus fail(Output& output, const ErrorReport& report) {
     output.error(report.text, report.hint);
-    if (!output.hasDocument())
-        output.document(ErrorRecord{{static_cast<std::int64_t>(report.status), report.text,
-                                     report.hint.empty() ? std::nullopt : std::optional(report.hint)}});
+    try {
+        if (!output.hasDocument())
+            output.document(ErrorRecord{{static_cast<std::int64_t>(report.status), report.text,
+                                         report.hint.empty() ? std::nullopt : std::optional(report.hint)}});
+    } catch (const FileError&) { // the text on standard error has to do
+    }
     return report.status;
 }
 

@@ -2,13 +2,26 @@
 #include "Programs/quorvel/Interrupt.h"
 #include "Programs/quorvel/Run.h"
 
+#include <fcntl.h>
 #include <signal.h>
+#include <unistd.h>
 
 #include <cstdio>
 #include <string_view>
 
+namespace {
+
+// A standard stream that the caller closed must not become a file or socket that is opened later.
+void occupyStandardStreams() {
+    for (const int descriptor : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO})
+        if (::fcntl(descriptor, F_GETFD) < 0) (void)::open("/dev/null", O_RDWR);
+}
+
+} // namespace
+
 int main(int count, char** words) {
     using namespace quorvel;
+    occupyStandardStreams();
     signal(SIGPIPE, SIG_IGN); // a reader that goes away shows up where it is written to
     if (count == 2 && std::string_view(words[1]) == "--version")
         return std::puts(versionLine().c_str()) < 0 || std::fflush(stdout) != 0;

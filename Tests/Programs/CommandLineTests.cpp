@@ -189,13 +189,16 @@ TEST_F(CommandLine, isQuietWhenItsReaderGoesAwayAndLoudWhenTheDiskIsFull) {
     EXPECT_EQ(result.status, 0);
     EXPECT_THAT(result.error, IsEmpty());
     if (std::filesystem::exists("/dev/full")) {
-        const auto full = runProgram({"/bin/sh",
-                                      {"-c", "'" QUORVEL_PROGRAM "' completion bash > /dev/full"},
-                                      environment,
-                                      folder.path(),
-                                      ""});
-        EXPECT_EQ(full.status, 1);
-        EXPECT_THAT(full.error, HasSubstr("standard output"));
+        for (const std::string form : {"", "--json"}) {
+            const auto full =
+                runProgram({"/bin/sh",
+                            {"-c", "'" QUORVEL_PROGRAM "' completion bash " + form + " > /dev/full"},
+                            environment,
+                            folder.path(),
+                            ""});
+            EXPECT_EQ(full.status, 1);
+            EXPECT_THAT(full.error, HasSubstr("standard output"));
+        }
     }
 }
 

@@ -290,6 +290,20 @@ TEST_F(MetadataCommands, endsWithTheStatusThatTellsWhy) {
     EXPECT_THAT(nobody.error, HasSubstr("quorvel auth set"));
 }
 
+TEST_F(MetadataCommands, writesIntoNoConnectionWhenItsStreamsAreClosed) {
+    if (!std::filesystem::exists("/proc/self/fd")) GTEST_SKIP() << "no list of open files";
+    server.setFaults({{.route = "*", .status = 429, .retryAfter = 600}});
+    ChildProgram waiting({"/bin/sh",
+                          {"-c", "echo $$; exec '" QUORVEL_PROGRAM "' apps --remote <&- >&- 2>&-"},
+                          environment,
+                          folder.path()});
+    const std::filesystem::path files = "/proc/" + waiting.readLine() + "/fd";
+    while (server.requests().empty()) // until its connections are open
+        std::this_thread::yield();
+    for (const auto* descriptor : {"0", "1", "2"})
+        EXPECT_EQ(std::filesystem::read_symlink(files / descriptor), "/dev/null");
+}
+
 TEST_F(MetadataCommands, canBeInterrupted) {
     server.setFaults({{.route = "*", .status = 429, .retryAfter = 600}});
     ChildProgram waiting(call({"apps", "--remote"}));
