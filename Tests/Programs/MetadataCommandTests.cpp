@@ -1,4 +1,5 @@
 #include "Platform/text/Text.h"
+#include "Platform/time/Date.h"
 #include "Tests/Programs/QuorvelFixture.h"
 
 #include <signal.h>
@@ -221,6 +222,16 @@ TEST_F(MetadataCommands, listsEachFailureAndGoesOn) {
     const auto again = push();
     EXPECT_EQ(again.status, 0);
     EXPECT_THAT(again.out, HasSubstr("Pushed 1 field · 1 locale"));
+}
+
+TEST_F(MetadataCommands, showsTimesOfBuildsInUTC) {
+    const JSONValue builds = document({"builds", "--app", app, "--limit", "1"});
+    const std::string& raw = *builds.items()->front().at("build", "attributes", "uploadedDate")->text();
+    const auto uploaded = parseISO8601(raw);
+    ASSERT_TRUE(uploaded) << raw;
+    const auto shown = run({"builds", "--app", app, "--limit", "1"});
+    EXPECT_THAT(shown.out, HasSubstr("  " + formatISO8601(*uploaded).substr(0, 16) + "Z  "));
+    EXPECT_THAT(run({"versions", "--app", app}).out, HasSubstr("Created (UTC)"));
 }
 
 TEST_F(MetadataCommands, endsWithTheStatusThatTellsWhy) {

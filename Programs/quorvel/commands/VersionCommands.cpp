@@ -5,6 +5,7 @@
 
 #include "Core/metadata/PlatformContext.h"
 #include "Platform/text/Text.h"
+#include "Platform/time/Date.h"
 
 #include <fmt/format.h>
 
@@ -14,9 +15,16 @@ namespace {
 
 const std::vector<std::string_view> platformChoices = {"ios", "macos", "tvos", "visionos"};
 
-// As much of an ISO 8601 date as a table shows; --json has all of it.
-constexpr std::size_t lengthOfDay = 10;
-constexpr std::size_t lengthOfMinute = 16;
+// As much of a date as a table shows, in UTC; --json has all of it as it came.
+enum class Precision { day, minute };
+
+std::string shortDate(const std::optional<std::string>& text, Precision precision) {
+    const auto date = parseISO8601(text.value_or(""));
+    if (!date) return text.value_or("");
+    const std::string whole = formatISO8601(*date); // 2026-03-01T12:30:00Z
+    return precision == Precision::day ? whole.substr(0, whole.find('T'))
+                                       : whole.substr(0, whole.rfind(':')) + "Z";
+}
 
 std::optional<ASCPlatform> platformOf(const std::optional<std::string>& name) {
     if (name)
@@ -41,7 +49,7 @@ ExitStatus listVersions(Invocation& invocation) {
     const auto versions =
         client.listAppStoreVersions(app.id, platformOf(invocation.arguments.value("--platform")));
     invocation.output.document(versions);
-    Table table{.columns = {{"Platform"}, {"Version"}, {"State"}, {"Release"}, {"Created"}, {"ID"}},
+    Table table{.columns = {{"Platform"}, {"Version"}, {"State"}, {"Release"}, {"Created (UTC)"}, {"ID"}},
                 .rows = {}};
     for (const auto& version : versions) {
         const auto& attributes = version.attributes;
@@ -50,7 +58,7 @@ ExitStatus listVersions(Invocation& invocation) {
                               attributes.versionString.value_or(""),
                               {state, styleOfState(state)},
                               attributes.releaseType.value_or(""),
-                              attributes.createdDate.value_or("").substr(0, lengthOfDay),
+                              shortDate(attributes.createdDate, Precision::day),
                               version.id});
     }
     invocation.output.table(table);
@@ -99,7 +107,7 @@ ExitStatus listBuilds(Invocation& invocation) {
         table.rows.push_back({summary.marketingVersion.value_or(""),
                               attributes.version.value_or(""),
                               {state, style},
-                              attributes.uploadedDate.value_or("").substr(0, lengthOfMinute),
+                              shortDate(attributes.uploadedDate, Precision::minute),
                               summary.build.id});
     }
     invocation.output.table(table);
