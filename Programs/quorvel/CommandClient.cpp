@@ -4,6 +4,11 @@
 
 namespace quorvel {
 
+PlannedRequestRecord recordOf(const PlannedRequest& request) {
+    return {request.method, request.path,
+            request.body.empty() ? JSONValue{} : decodeJSON<JSONValue>(request.body)};
+}
+
 std::string CommandClient::exchange(const ASCRequest& request) const {
     logger_.debug(fmt::format("{} {}", request.method, request.path));
     if (request.method == "GET") return inner_.exchange(request);

@@ -4,6 +4,7 @@
 #include "Core/asc/ASCClientProtocol.h"
 #include "Core/asc/ASCError.h"
 #include "Core/metadata/MetadataPusher.h"
+#include "Platform/json/JSON.h"
 #include "Platform/log/Log.h"
 
 #include <memory>
@@ -16,6 +17,15 @@ namespace quorvel {
 struct DryRunReached {
     PlannedRequest request;
 };
+
+/// A request that a dry run shows, as --json prints it.
+struct PlannedRequestRecord {
+    std::string method;
+    std::string path;
+    JSONValue body;
+    QUORVEL_RECORD(PlannedRequestRecord, method, path, body)
+};
+[[nodiscard]] PlannedRequestRecord recordOf(const PlannedRequest& request);
 
 /// Thread-safe.
 class CommandClient : public ASCClientProtocol {

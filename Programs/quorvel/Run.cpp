@@ -32,6 +32,11 @@ struct ErrorRecord {
     QUORVEL_RECORD(ErrorRecord, error)
 };
 
+struct DryRunRecord {
+    std::vector<PlannedRequestRecord> requests;
+    QUORVEL_RECORD(DryRunRecord, requests)
+};
+
 Output makeOutput(const GlobalOptions& global, const Surroundings& surroundings) {
     const bool noColour = global.noColor || surroundings.variable("NO_COLOR");
     return {surroundings.streams, global.json ? Output::Form::json : Output::Form::text,
@@ -58,8 +63,10 @@ void noteQuota(Output& output, const Composition& composition) {
 }
 
 ExitStatus showDryRun(Output& output, const PlannedRequest& request) {
-    output.document(std::vector{request});
-    output.line(fmt::format("{} {}\n{}", request.method, request.path, request.body));
+    const PlannedRequestRecord record = recordOf(request);
+    output.document(DryRunRecord{{record}});
+    output.line(fmt::format("{} {}\n{}", record.method, record.path,
+                            encodeJSON(record.body, {JSONLayout::pretty, JSONKeyOrder::declared})));
     output.note("Dry run: nothing was sent.");
     return ExitStatus::done;
 }

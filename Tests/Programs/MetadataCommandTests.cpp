@@ -51,6 +51,9 @@ class MetadataCommands : public QuorvelAccountTest {
 };
 
 TEST_F(MetadataCommands, pullsEditsComparesAndPushesWithTheFewestRequests) {
+    EXPECT_EQ(*document({"apps", "--remote"}).items()->front().find("slug")->text(),
+              "mosswick-garden-journal");
+    server.forgetRequests();
     const JSONValue pulled = document({"pull", "--app", app, "--folder", "texts"});
     EXPECT_EQ(pulled.at("summary", "locales")->items()->size(), 40u);
     EXPECT_EQ(server.requests().size(), 5u); // the apps, then two and two lists at once
@@ -81,7 +84,9 @@ TEST_F(MetadataCommands, pullsEditsComparesAndPushesWithTheFewestRequests) {
     EXPECT_THAT(shown.out, HasSubstr("!31*"));
 
     const JSONValue plan = document({"push", "--app", app, "--folder", "texts", "--dry-run"});
-    EXPECT_EQ(plan.items()->size(), 3u); // one for each resource that has changes
+    EXPECT_EQ(plan.find("requests")->items()->size(), 3u); // one for each resource that has changes
+    EXPECT_EQ(plan.find("leftOut")->items()->size(), 4u);
+    EXPECT_NE(plan.find("warnings"), nullptr);
     EXPECT_EQ(changesSent(), 0u);
 
     server.forgetRequests();
@@ -202,7 +207,7 @@ TEST_F(MetadataCommands, listsEachFailureAndGoesOn) {
     write("fr-FR", "subtitle.txt", "Deux");
     const JSONValue plan =
         document({"push", "--app", app, "--folder", "texts", "--locale", "de-DE", "--dry-run"});
-    const std::string german = "PATCH /" + *plan.items()->front().find("path")->text();
+    const std::string german = "PATCH /" + *plan.find("requests")->items()->front().find("path")->text();
     const auto outcomeOf = [](const JSONValue& push, std::size_t index) {
         return *(*push.find("outcomes")->items())[index].find("success")->boolean();
     };
@@ -224,8 +229,9 @@ TEST_F(MetadataCommands, listsEachFailureAndGoesOn) {
     EXPECT_THAT(again.out, HasSubstr("Pushed 1 field · 1 locale"));
 }
 
-TEST_F(MetadataCommands, showsTimesOfBuildsInUTC) {
+TEST_F(MetadataCommands, showsBuildsWithTheirPlatformsAndTimesInUTC) {
     const JSONValue builds = document({"builds", "--app", app, "--limit", "1"});
+    EXPECT_EQ(*builds.items()->front().find("platform")->text(), "IOS");
     const std::string& raw = *builds.items()->front().at("build", "attributes", "uploadedDate")->text();
     const auto uploaded = parseISO8601(raw);
     ASSERT_TRUE(uploaded) << raw;
@@ -357,6 +363,8 @@ TEST_F(EmptyAccount, takesATreeOfAnotherToolToAnAppWithoutAVersion) {
     auto rehearsed = create;
     rehearsed.push_back("--dry-run");
     EXPECT_THAT(run(rehearsed).out, HasSubstr("POST v1/appStoreVersions"));
+    const JSONValue plan = document(rehearsed);
+    EXPECT_NE(plan.find("requests")->items()->front().at("body", "data", "attributes"), nullptr);
     ASSERT_EQ(run(create).status, 0);
 
     const auto imported = run(import);

@@ -8,7 +8,7 @@ using namespace operations;
 
 namespace {
 
-/// A build with the reference from which its marketing version is found among the included resources.
+/// A build with the reference from which its pre-release version is found among the included resources.
 struct BuildWithPreReleaseVersion {
     struct OptionalRef {
         std::optional<ASCRelationshipRef> data;
@@ -27,14 +27,15 @@ struct BuildWithPreReleaseVersion {
 using BuildPage = ASCResponseWithIncluded<std::vector<BuildWithPreReleaseVersion>,
                                           ASCResource<PreReleaseVersionAttributes>>;
 
-std::optional<std::string>
-marketingVersionOf(const BuildWithPreReleaseVersion& build,
-                   const std::map<std::string, std::optional<std::string>>& versions) {
-    if (!build.relationships || !build.relationships->preReleaseVersion) return std::nullopt;
+using PreReleaseVersions = std::map<std::string, PreReleaseVersionAttributes>;
+
+PreReleaseVersionAttributes preReleaseVersionOf(const BuildWithPreReleaseVersion& build,
+                                                const PreReleaseVersions& versions) {
+    if (!build.relationships || !build.relationships->preReleaseVersion) return {};
     const auto& reference = build.relationships->preReleaseVersion->data;
-    if (!reference) return std::nullopt;
+    if (!reference) return {};
     const auto found = versions.find(reference->id);
-    return found == versions.end() ? std::nullopt : found->second;
+    return found == versions.end() ? PreReleaseVersionAttributes{} : found->second;
 }
 
 } // namespace
@@ -50,14 +51,15 @@ std::vector<ASCBuildSummary> ASCClientProtocol::listBuilds(std::string_view appI
 
     std::vector<ASCBuildSummary> summaries;
     forEachPage<BuildPage>(*this, std::move(request), bound, [&](BuildPage&& page) {
-        std::map<std::string, std::optional<std::string>> versions;
+        PreReleaseVersions versions;
         if (page.included)
             for (const auto& version : *page.included)
-                versions[version.id] = version.attributes.version;
+                versions[version.id] = version.attributes;
         for (auto& build : page.data) {
-            auto version = marketingVersionOf(build, versions);
-            summaries.push_back(
-                {{std::move(build.id), std::move(build.type), std::move(build.attributes)}, version});
+            auto version = preReleaseVersionOf(build, versions);
+            summaries.push_back({{std::move(build.id), std::move(build.type), std::move(build.attributes)},
+                                 std::move(version.version),
+                                 std::move(version.platform)});
         }
         return summaries.size();
     });

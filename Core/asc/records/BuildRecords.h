@@ -107,11 +107,12 @@ struct BetaGroupAddBuildsEnvelope {
     QUORVEL_RECORD(BetaGroupAddBuildsEnvelope, data)
 };
 
-/// A build with the marketing version of its pre-release version.
+/// A build with the marketing version and the platform of its pre-release version.
 struct ASCBuildSummary {
     ASCResource<ASCBuildAttributes> build;
     std::optional<std::string> marketingVersion;
-    QUORVEL_RECORD(ASCBuildSummary, build, marketingVersion)
+    std::optional<std::string> platform;
+    QUORVEL_RECORD(ASCBuildSummary, build, marketingVersion, platform)
     bool operator==(const ASCBuildSummary&) const = default;
 };
 

@@ -23,11 +23,11 @@ struct PushDocument {
     QUORVEL_RECORD(PushDocument, outcomes, leftOut, warnings, report)
 };
 
-struct PlannedRequestRecord {
-    std::string method;
-    std::string path;
-    JSONValue body;
-    QUORVEL_RECORD(PlannedRequestRecord, method, path, body)
+struct PushPlanDocument {
+    std::vector<PlannedRequestRecord> requests;
+    std::vector<LeftOutChange> leftOut;
+    std::vector<PushWarning> warnings;
+    QUORVEL_RECORD(PushPlanDocument, requests, leftOut, warnings)
 };
 
 PushFilter filterOf(const Invocation& invocation, const MetadataStore& store) {
@@ -58,12 +58,13 @@ ExitStatus showPlan(Output& output, const std::vector<PlannedRequest>& requests,
                     const PushSelection& selection) {
     std::vector<PlannedRequestRecord> records;
     for (const PlannedRequest& request : requests)
-        records.push_back({request.method, request.path, decodeJSON<JSONValue>(request.body)});
-    output.document(records);
+        records.push_back(recordOf(request));
+    output.document(PushPlanDocument{records, selection.leftOut, selection.warnings});
     for (const PlannedRequestRecord& record : records) {
         output.line(fmt::format("{} {}", record.method, record.path));
         output.line(encodeJSON(record.body, {JSONLayout::pretty, JSONKeyOrder::declared}));
     }
+    printWarnings(output, selection.warnings);
     printLeftOut(output, selection.leftOut);
     output.note(fmt::format("Dry run: {} would be sent, nothing was.", counted(requests.size(), "request")));
     return ExitStatus::done;

@@ -96,15 +96,18 @@ ExitStatus listBuilds(Invocation& invocation) {
     const auto marketingVersion = invocation.arguments.value("--version");
     const auto builds = client.listBuilds(app.id, marketingVersion, {static_cast<int>(limit)});
     invocation.output.document(builds);
-    Table table{.columns = {{"Version"}, {"Build", Table::Align::right}, {"State"}, {"Uploaded"}, {"ID"}},
-                .rows = {}};
+    Table table{
+        .columns =
+            {{"Platform"}, {"Version"}, {"Build", Table::Align::right}, {"State"}, {"Uploaded"}, {"ID"}},
+        .rows = {}};
     for (const ASCBuildSummary& summary : builds) {
         const auto& attributes = summary.build.attributes;
         const std::string state = stateOf(attributes);
         const Style style = state == "VALID"        ? Style::green
                             : state == "PROCESSING" ? Style::yellow
                                                     : Style::red;
-        table.rows.push_back({summary.marketingVersion.value_or(""),
+        table.rows.push_back({platformName(summary.platform),
+                              summary.marketingVersion.value_or(""),
                               attributes.version.value_or(""),
                               {state, style},
                               shortDate(attributes.uploadedDate, Precision::minute),

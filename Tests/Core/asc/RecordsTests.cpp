@@ -61,14 +61,14 @@ TEST(Records, readSecondSpellings) {
               "ACCEPTED");
 }
 
-TEST(Records, aBuildFindsItsMarketingVersionAmongTheIncluded) {
+TEST(Records, aBuildFindsItsMarketingVersionAndPlatformAmongTheIncluded) {
     const CannedClient client(R"({"data":[
         {"id":"1","type":"builds","attributes":{"version":"12"},
          "relationships":{"preReleaseVersion":{"data":{"type":"preReleaseVersions","id":"p"}}}},
         {"id":"2","type":"builds","attributes":{},"relationships":{"preReleaseVersion":{"links":{}}}},
         {"id":"3","type":"builds","attributes":{},"relationships":{}},
         {"id":"4","type":"builds","attributes":{}}],
-        "included":[{"id":"p","type":"preReleaseVersions","attributes":{"version":"2.4.3"}}]})");
+        "included":[{"id":"p","type":"preReleaseVersions","attributes":{"version":"2.4.3","platform":"TV_OS"}}]})");
     const auto builds = client.listBuilds("a", "2.4.3");
     EXPECT_EQ(client.last.query, (std::vector<std::pair<std::string, std::string>>{
                                      {"filter[app]", "a"},
@@ -78,8 +78,11 @@ TEST(Records, aBuildFindsItsMarketingVersionAmongTheIncluded) {
                                      {"limit", "50"}}));
     ASSERT_EQ(builds.size(), 4u);
     EXPECT_EQ(builds[0].marketingVersion, "2.4.3");
-    for (int i = 1; i < 4; ++i)
+    EXPECT_EQ(builds[0].platform, "TV_OS");
+    for (int i = 1; i < 4; ++i) {
         EXPECT_EQ(builds[i].marketingVersion, std::nullopt);
+        EXPECT_EQ(builds[i].platform, std::nullopt);
+    }
 }
 
 TEST(Records, aReviewTellsWhetherItHasAResponse) {
