@@ -79,7 +79,7 @@ bool looksLikeKeyText(std::string_view text) {
 std::string readPrivateKeyFile(const std::filesystem::path& file) {
     try {
         auto pem = readFile(file, keyFileLimit);
-        if (!pem) throw FileError(file, "there is no such key file", ENOENT);
+        if (!pem) throw FileError(file, "cannot be read as a key file", ENOENT);
         return std::move(*pem);
     } catch (const FileError& error) {
         // A file that is there has a harmless name, however long.

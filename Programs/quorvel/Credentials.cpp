@@ -142,8 +142,8 @@ std::string readKeyFile(const std::string& file, const Surroundings& surrounding
     if (file == "-") return surroundings.streams.readAll();
     try {
         return readPrivateKeyFile(surroundings.workingFolder / file);
-    } catch (const FileError&) {
-        if (!looksLikeKeyText(file)) throw;
+    } catch (const FileError& error) {
+        if (!looksLikeKeyText(file)) throw CommandError(ExitStatus::noCredentials, error.what());
     }
     throw UsageError("--p8 and the variables like it take the name of a file, not the key itself",
                      "Put the key into a file that only you can read, or hand it over on standard input "

@@ -88,7 +88,13 @@ ExitStatus runCommand(Invocation& invocation) {
 
 ExitStatus runParsed(const ParsedLine& line, const GlobalOptions& global, Output& output,
                      const Surroundings& surroundings) {
-    if (line.arguments.has("--help") || (!line.command && !line.wantsVersion)) {
+    if (!line.command && !line.wantsVersion && !line.arguments.has("--help")) {
+        if (output.isJSON())
+            return fail(output, {ExitStatus::usage, "no command is given", "See 'quorvel --help'."});
+        surroundings.streams.error(helpOfProgram());
+        return ExitStatus::usage;
+    }
+    if (line.arguments.has("--help")) {
         output.raw(line.command ? helpOf(*line.command) : helpOfProgram());
         return ExitStatus::done;
     }

@@ -121,7 +121,13 @@ TEST_F(CommandLine, helpsForEveryCommandAndAcceptsGlobalOptionsOnBothSides) {
         EXPECT_THAT(help.out, HasSubstr("Usage: quorvel " + joined(command))) << joined(words);
         EXPECT_THAT(help.error, IsEmpty());
     }
-    EXPECT_THAT(run({}).out, HasSubstr("Usage: quorvel COMMAND"));
+    EXPECT_THAT(run({"--help"}).out, HasSubstr("Usage: quorvel COMMAND"));
+    const auto nothing = run({});
+    EXPECT_EQ(nothing.status, 2);
+    EXPECT_THAT(nothing.error, HasSubstr("Usage: quorvel COMMAND"));
+    const auto nothingButJSON = run({"--json"});
+    EXPECT_EQ(nothingButJSON.status, 2);
+    EXPECT_NE(onlyDocument(nothingButJSON.out).find("error"), nullptr);
     for (const std::vector<std::string>& words :
          {std::vector<std::string>{"--version"}, {"status", "--version"}, {"--no-color", "--version"}})
         EXPECT_THAT(run(words).out, StartsWith("quorvel ")) << joined(words);

@@ -270,7 +270,7 @@ TEST_F(MetadataCommands, endsWithTheStatusThatTellsWhy) {
          1,
          "another app"},
         {"a pull over another app", {"pull", "--app", "pocket-tides", "--folder", "texts"}, 1, "another app"},
-        {"no such tree", {"metadata", "import", "nowhere", "--folder", "texts"}, 1, "nowhere"},
+        {"no such tree", {"metadata", "import", "nowhere", "--folder", "texts"}, 4, "nowhere"},
     };
     for (const Case& one : cases) {
         const auto result = run(one.words);
@@ -301,6 +301,13 @@ TEST_F(MetadataCommands, endsWithTheStatusThatTellsWhy) {
     server.setFaults({{.route = "*", .status = 429, .retryAfter = 0}});
     EXPECT_EQ(run({"apps", "--remote"}).status, 6);
     server.setFaults({});
+    environment["ASC_PRIVATE_KEY_PATH"] = "missing.p8";
+    for (const auto& words : {std::vector<std::string>{"apps", "--remote"},
+                              {"apps", "--remote", "--key-id", "ABCDEFGHIJ", "--p8", "missing.p8"}}) {
+        const auto keyless = run(words);
+        EXPECT_EQ(keyless.status, 3);
+        EXPECT_THAT(keyless.error, HasSubstr("missing.p8"));
+    }
     forgetEnvironmentKey();
     const auto nobody = run({"apps", "--remote"});
     EXPECT_EQ(nobody.status, 3);

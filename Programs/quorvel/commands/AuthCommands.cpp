@@ -97,7 +97,7 @@ void fillIn(Invocation& invocation, ASCSettingsViewModel& model) {
         given.privateKeyPEM = readKeyFile(given.privateKeyFile, invocation.surroundings);
     else if (!given.privateKeyFile.empty() &&
              !model.pickPrivateKey(invocation.surroundings.workingFolder / given.privateKeyFile))
-        throw CommandError(ExitStatus::failed, model.status());
+        throw CommandError(ExitStatus::noCredentials, model.status());
     if (!given.privateKeyPEM.empty()) model.setPrivateKeyPEM(given.privateKeyPEM);
     // A Key ID that was named stands above the one in the file's name.
     if (!given.keyID.empty()) model.keyID = given.keyID;

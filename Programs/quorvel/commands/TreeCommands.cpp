@@ -1,5 +1,6 @@
 #include "Core/metadata/MetadataTransfer.h"
 #include "Platform/text/Text.h"
+#include "Programs/quorvel/Errors.h"
 #include "Programs/quorvel/MetadataTarget.h"
 #include "Programs/quorvel/commands/Groups.h"
 #include "Programs/quorvel/commands/MetadataRecords.h"
@@ -19,9 +20,11 @@ void noteDryRun(const Invocation& invocation) {
 }
 
 ExitStatus importMetadata(Invocation& invocation) {
+    const auto tree = invocation.surroundings.workingFolder / *invocation.arguments.value("DIR");
+    if (!std::filesystem::is_directory(tree))
+        throw CommandError(ExitStatus::notFound, fmt::format("there is no folder {}", tree.string()));
     MetadataTarget target(invocation);
     const MetadataStore store = target.storeOf(target.knownContext());
-    const auto tree = invocation.surroundings.workingFolder / *invocation.arguments.value("DIR");
     const ImportReport report = importTree(tree, store, invocation.composition.clock(), runOf(invocation));
     Output& output = invocation.output;
     output.document(report);
