@@ -160,6 +160,13 @@ TEST_F(Auth, refusesBadInputAndKeepsWhatIsStored) {
         }
         EXPECT_EQ(readFile(credentials()), stored) << one.text;
     }
+    for (const auto& [file, status, text] : {std::tuple{"missing.p8", 3, "missing.p8"},
+                                             {"none.p8", 3, "can't be read"},
+                                             {"other.p8", 2, "needs --key-id"}}) {
+        const auto nameless = run({"auth", "set", "--issuer-id", access.issuerID, "--p8", file});
+        EXPECT_EQ(nameless.status, status) << file;
+        EXPECT_THAT(nameless.error, HasSubstr(text));
+    }
     EXPECT_EQ(run({"auth", "set", "--vendor-number", "12x"}).status, 2);
     EXPECT_EQ(run({"auth", "check"}).status, 0);
 }

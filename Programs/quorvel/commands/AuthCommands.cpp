@@ -62,8 +62,17 @@ void askForMissing(Invocation& invocation, const ASCSettingsViewModel& model, Cr
     if (begins && !named) ask(given.keyID, "Key ID (10 letters and digits):");
 }
 
+void requireKeyFile(const std::string& file, const Surroundings& surroundings) {
+    if (file.empty() || file == "-") return;
+    try {
+        (void)makeAuth({"any", "any", readKeyFile(file, surroundings)});
+    } catch (const ASCError& error) {
+        throw CommandError(ExitStatus::noCredentials, error.description());
+    }
+}
+
 void refuseMissing(const ASCSettingsViewModel& model, const CredentialSource& given,
-                   const std::vector<std::filesystem::path>& folders) {
+                   const std::vector<std::filesystem::path>& folders, const Surroundings& surroundings) {
     std::vector<std::string_view> missing;
     const bool hasKey = !given.privateKeyFile.empty() || !given.privateKeyPEM.empty();
     const bool sameKey =
@@ -74,6 +83,7 @@ void refuseMissing(const ASCSettingsViewModel& model, const CredentialSource& gi
     if (given.keyID.empty() && !keyIDFromFileName(fileName) && (hasKey || model.savedKeyID().empty()))
         missing.push_back("--key-id ID");
     if (missing.empty()) return;
+    requireKeyFile(given.privateKeyFile, surroundings); // no Key ID helps a file that is no key
     std::vector<std::string> places;
     for (const auto& folder : folders)
         places.push_back(folder.string());
@@ -89,7 +99,7 @@ void fillIn(Invocation& invocation, ASCSettingsViewModel& model) {
     if (given.privateKeyFile.empty() && given.privateKeyPEM.empty() && wantsKey)
         if (const auto file = findKeyFile(given.keyID, folders)) given.privateKeyFile = file->string();
     if (invocation.output.canAsk()) askForMissing(invocation, model, given);
-    refuseMissing(model, given, folders);
+    refuseMissing(model, given, folders, invocation.surroundings);
 
     if (!given.keyID.empty()) model.keyID = given.keyID;
     if (!given.issuerID.empty()) model.issuerID = given.issuerID;
