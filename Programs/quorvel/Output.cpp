@@ -2,6 +2,9 @@
 
 #include "Platform/text/Text.h"
 
+#include <fmt/format.h>
+
+#include <algorithm>
 #include <array>
 
 namespace quorvel {
@@ -27,6 +30,27 @@ std::string printable(std::string_view text) {
     }
 }
 
+// The lines of a cell in a column of this width.
+std::vector<std::string> piecesOf(std::string_view text, Table::Fit fit, std::size_t width) {
+    const std::string shown = escapeControls(text);
+    if (fit == Table::Fit::wrap) return wrap(shown, width);
+    return {fit == Table::Fit::cut ? cutToWidth(shown, width) : shown};
+}
+
+// Each line broken at blanks where the terminal would break it within a word.
+std::string wrapped(const std::string& text, std::size_t width) {
+    if (width == 0) return text;
+    std::string result;
+    std::size_t position = 0;
+    while (position <= text.size()) {
+        const std::size_t end = std::min(text.find('\n', position), text.size());
+        for (const std::string& line : wrap(std::string_view(text).substr(position, end - position), width))
+            result += (result.empty() ? "" : "\n") + line;
+        position = end + 1;
+    }
+    return result;
+}
+
 } // namespace
 
 Output::Output(const Streams& streams, Form form, Noise noise, Colour colour)
@@ -49,19 +73,38 @@ void Output::raw(std::string_view text) {
 
 void Output::table(const Table& table) {
     if (isJSON()) return;
-    const auto widths = columnWidths(table, streams_.outIsTerminal ? streams_.width : 0);
+    const std::size_t maximum = streams_.outIsTerminal ? streams_.width : 0;
+    const auto widths = columnWidths(table, maximum);
+    const auto breaks = lineBreaks(widths, maximum);
+    const auto end = [&](std::string& text) {
+        line(std::string_view(text).substr(0, text.find_last_not_of(' ') + 1));
+        text.clear();
+    };
     const auto print = [&](const std::vector<Table::Cell>& cells, bool isTitle) {
         std::string text;
+        std::size_t start = 0; // of the column
         for (std::size_t index = 0; index < cells.size() && index < widths.size(); ++index) {
-            const std::string cut = cutToWidth(escapeControls(cells[index].text), widths[index]);
-            const bool last = index + 1 == widths.size();
-            const bool left = table.columns[index].align == Table::Align::left;
-            const std::string padded =
-                last && left ? cut : padToWidth(cut, widths[index], table.columns[index].align);
-            text += styled(isTitle ? Style::bold : cells[index].style, padded);
-            if (!last) text += "  ";
+            const Style style = isTitle ? Style::bold : cells[index].style;
+            if (breaks[index]) {
+                end(text);
+                text.assign(start = tableLayout::continuation, ' ');
+            }
+            const auto pieces = piecesOf(cells[index].text, table.columns[index].fit, widths[index]);
+            for (std::size_t piece = 0; piece < pieces.size(); ++piece) {
+                if (piece > 0) {
+                    end(text);
+                    text.assign(start, ' ');
+                }
+                const bool bare =
+                    index + 1 == widths.size() && table.columns[index].align == Table::Align::left;
+                text += styled(style,
+                               bare ? pieces[piece]
+                                    : padToWidth(pieces[piece], widths[index], table.columns[index].align));
+            }
+            text.append(tableLayout::gap, ' ');
+            start += widths[index] + tableLayout::gap;
         }
-        line(std::string_view(text).substr(0, text.find_last_not_of(' ') + 1));
+        end(text);
     };
     std::vector<Table::Cell> titles;
     for (const auto& column : table.columns)
@@ -80,7 +123,7 @@ void Output::printDocument(const std::string& text) {
 void Output::note(std::string_view text) {
     if (noise_ == Noise::quiet) return;
     clearProgress();
-    streams_.error(printable(text) + "\n");
+    streams_.error(wrapped(printable(text), messageWidth()) + "\n");
 }
 
 void Output::detail(std::string_view text) {
@@ -90,8 +133,10 @@ void Output::detail(std::string_view text) {
 
 void Output::warning(std::string_view text) {
     clearProgress();
-    const std::string lead = errorColours_ ? withStyle(Style::yellow, "warning:") : "warning:";
-    streams_.error(lead + " " + printable(text) + "\n");
+    constexpr std::string_view lead = "warning:";
+    const std::string whole = wrapped(fmt::format("{} {}", lead, printable(text)), messageWidth());
+    streams_.error((errorColours_ ? withStyle(Style::yellow, lead) : std::string(lead)) +
+                   whole.substr(lead.size()) + "\n");
 }
 
 void Output::error(std::string_view text, std::string_view hint) {

@@ -63,6 +63,7 @@ class Output {
   private:
     void printDocument(const std::string& text);
     void clearProgress();
+    [[nodiscard]] std::size_t messageWidth() const { return streams_.errorIsTerminal ? streams_.width : 0; }
 
     const Streams& streams_;
     Form form_;

@@ -9,8 +9,10 @@ namespace quorvel {
 
 namespace {
 
-constexpr std::size_t gap = 2;
+using namespace tableLayout;
+
 constexpr std::size_t narrowest = 6;
+constexpr std::size_t narrowestText = 20;
 
 std::size_t widthOf(std::string_view text) {
     const bool plain = std::ranges::all_of(text, [](char byte) { return byte >= ' ' && byte <= '~'; });
@@ -51,11 +53,26 @@ std::vector<std::size_t> columnWidths(const Table& table, std::size_t maximum) {
         return std::accumulate(widths.begin(), widths.end(), gap * (widths.size() - 1));
     };
     while (total() > maximum) {
-        const auto widest = std::ranges::max_element(widths);
-        if (*widest <= narrowest) break;
+        std::size_t* widest = nullptr;
+        for (std::size_t index = 0; index < widths.size(); ++index)
+            if (table.columns[index].fit != Table::Fit::keep && (!widest || widths[index] > *widest))
+                widest = &widths[index];
+        const bool last = widest == &widths.back();
+        const bool wraps = table.columns.back().fit == Table::Fit::wrap;
+        if (!widest || *widest <= (last && wraps ? narrowestText : narrowest)) break;
         --*widest;
     }
     return widths;
+}
+
+std::vector<bool> lineBreaks(const std::vector<std::size_t>& widths, std::size_t maximum) {
+    std::vector<bool> breaks;
+    std::size_t used = 0;
+    for (const std::size_t width : widths) {
+        breaks.push_back(maximum > 0 && used > 0 && used + gap + width > maximum);
+        used = breaks.back() ? continuation + width : used + (used > 0 ? gap : 0) + width;
+    }
+    return breaks;
 }
 
 std::vector<std::string> wrap(std::string_view text, std::size_t width) {

@@ -12,9 +12,13 @@ enum class Style;
 
 struct Table {
     enum class Align { left, right };
+    /// What becomes of a column when the table is wider than the terminal: kept whole, for words that
+    /// somebody types again; cut; or broken at blanks, for the sentences of a last column.
+    enum class Fit { keep, cut, wrap };
     struct Column {
         std::string title;
         Align align = Align::left;
+        Fit fit = Fit::keep;
     };
     struct Cell {
         std::string text;
@@ -27,14 +31,23 @@ struct Table {
     std::vector<std::vector<Cell>> rows;
 };
 
+namespace tableLayout {
+constexpr std::size_t gap = 2;          // between columns
+constexpr std::size_t continuation = 4; // before a row's further lines
+} // namespace tableLayout
+
 /// `text` cut to `width` terminal cells, with "…" at its end when something was cut off.
 [[nodiscard]] std::string cutToWidth(std::string_view text, std::size_t width);
 /// `text` filled up with blanks to `width` terminal cells.
 [[nodiscard]] std::string padToWidth(std::string_view text, std::size_t width, Table::Align align);
 
-/// The widths of the columns in terminal cells, the widest narrowed until the whole takes at most `maximum`
-/// (0: no bound); two blanks stand between columns.
+/// The widths of the columns in terminal cells, the widest of those that may be narrowed until the whole
+/// takes at most `maximum` (0: no bound); two blanks stand between columns.
 [[nodiscard]] std::vector<std::size_t> columnWidths(const Table& table, std::size_t maximum);
+
+/// For each column, whether a row that must not be wider than `maximum` (0: no bound) goes on in a new line
+/// there.
+[[nodiscard]] std::vector<bool> lineBreaks(const std::vector<std::size_t>& widths, std::size_t maximum);
 
 /// `text` broken at blanks into lines of at most `width` terminal cells.
 [[nodiscard]] std::vector<std::string> wrap(std::string_view text, std::size_t width);

@@ -5,6 +5,7 @@
 #include <signal.h>
 
 #include <random>
+#include <sstream>
 #include <thread>
 
 namespace quorvel::test {
@@ -238,6 +239,43 @@ TEST_F(MetadataCommands, showsBuildsWithTheirPlatformsAndTimesInUTC) {
     const auto shown = run({"builds", "--app", app, "--limit", "1"});
     EXPECT_THAT(shown.out, HasSubstr("  " + formatISO8601(*uploaded).substr(0, 16) + "Z  "));
     EXPECT_THAT(run({"versions", "--app", app}).out, HasSubstr("Created (UTC)"));
+}
+
+TEST_F(MetadataCommands, keepsWhatIsTypedAgainWholeOnANarrowTerminal) {
+    const auto onTerminal = [&](std::vector<std::string> words) {
+        auto asking = call(std::move(words));
+        asking.streams = ProgramCall::Streams::terminal; // 80 columns
+        return runProgram(asking).out;
+    };
+    const auto expectNarrow = [](const std::string& shown) {
+        std::istringstream lines(shown);
+        for (std::string line; std::getline(lines, line);)
+            if (line.find('\x1b') == std::string::npos) EXPECT_LE(displayWidth(line), 81u) << line;
+    };
+    const std::string apps = onTerminal({"apps", "--remote", "--no-color"});
+    expectNarrow(apps);
+    const JSONValue records = document({"apps", "--remote"});
+    for (const JSONValue& one : *records.items())
+        for (const std::string& word :
+             {*one.find("slug")->text(), *one.find("id")->text(), *one.at("attributes", "bundleId")->text()})
+            EXPECT_THAT(apps, HasSubstr(word));
+
+    const std::string versions = onTerminal({"versions", "--app", app});
+    EXPECT_THAT(versions, HasSubstr("REPLACED_WITH_NEW_VERSION"));
+    EXPECT_THAT(versions, Not(HasSubstr("\x1b[32mREPLACED")));
+    EXPECT_THAT(versions, HasSubstr("\x1b[32mREADY_FOR_SALE"));
+
+    ASSERT_EQ(pull().status, 0);
+    write("de-DE", "subtitle.txt", "Eins");
+    write("de-DE", "promotional_text.txt", std::string(170, 'x') + "\n\n");
+    const std::string status = onTerminal({"status", "--folder", "texts", "--no-color"});
+    expectNarrow(status);
+    EXPECT_THAT(status, HasSubstr("warning: "));
+    EXPECT_THAT(status, HasSubstr("Push to update ASC."));
+
+    const std::string key = onTerminal({"auth", "status", "--no-color"});
+    EXPECT_THAT(key, HasSubstr(server.access().privateKeyFile.string()));
+    EXPECT_THAT(key, Not(HasSubstr("…\r")));
 }
 
 TEST_F(MetadataCommands, endsWithTheStatusThatTellsWhy) {

@@ -27,7 +27,11 @@ ExitStatus listRemoteApps(Invocation& invocation) {
     for (std::size_t index = 0; index < apps.size(); ++index)
         records.push_back({apps[index].id, apps[index].type, apps[index].attributes, entries[index].slug});
     invocation.output.document(records);
-    Table table{.columns = {{"Name"}, {"Short name"}, {"Bundle ID"}, {"App Store ID"}, {"Primary locale"}},
+    Table table{.columns = {{"Name", Table::Align::left, Table::Fit::cut},
+                            {"Short name"},
+                            {"Bundle ID"},
+                            {"App Store ID"},
+                            {"Primary locale"}},
                 .rows = {}};
     for (const AppListEntry& app : entries)
         table.rows.push_back({app.name, app.slug, app.bundleID, app.id, app.primaryLocale});

@@ -102,7 +102,8 @@ void printGrid(Output& output, const Comparison& comparison) {
         changeOf[change.key()] = &change;
     Table table{.columns = {{"Locale"}}, .rows = {}};
     for (const FieldType field : allFieldTypes)
-        table.columns.push_back({fmt::format("{} ", shortLabelOf(field)), Table::Align::right});
+        table.columns.push_back(
+            {fmt::format("{} ", shortLabelOf(field)), Table::Align::right, Table::Fit::cut});
     for (const std::string& locale : comparison.grid.locales) {
         auto& row = table.rows.emplace_back();
         row.push_back({locale, isAppStoreLocale(locale) ? Style::plain : Style::yellow});

@@ -28,7 +28,8 @@ std::string counted(std::size_t count, std::string_view noun) {
 }
 
 void printChanges(Output& output, const std::vector<PendingChange>& changes) {
-    Table table{.columns = {{"Locale"}, {"Field"}, {"What"}}, .rows = {}};
+    Table table{.columns = {{"Locale"}, {"Field"}, {"What", Table::Align::left, Table::Fit::wrap}},
+                .rows = {}};
     for (const PendingChange& change : changes) {
         const Style style = change.clears() ? Style::yellow : Style::plain;
         table.rows.push_back(

@@ -40,6 +40,7 @@ std::string platformName(const std::optional<std::string>& raw) {
 
 Style styleOfState(std::string_view state) {
     if (isEditableState(state)) return Style::cyan;
+    if (state.starts_with("REPLACED") || state.ends_with("REMOVED_FROM_SALE")) return Style::dim;
     return stateClassOf(state) == AppStoreVersionStateClass::live ? Style::green : Style::yellow;
 }
 
@@ -49,7 +50,12 @@ ExitStatus listVersions(Invocation& invocation) {
     const auto versions =
         client.listAppStoreVersions(app.id, platformOf(invocation.arguments.value("--platform")));
     invocation.output.document(versions);
-    Table table{.columns = {{"Platform"}, {"Version"}, {"State"}, {"Release"}, {"Created (UTC)"}, {"ID"}},
+    Table table{.columns = {{"Platform"},
+                            {"Version"},
+                            {"State"},
+                            {"Release"},
+                            {"Created (UTC)"},
+                            {"ID", Table::Align::left, Table::Fit::cut}},
                 .rows = {}};
     for (const auto& version : versions) {
         const auto& attributes = version.attributes;
@@ -96,10 +102,13 @@ ExitStatus listBuilds(Invocation& invocation) {
     const auto marketingVersion = invocation.arguments.value("--version");
     const auto builds = client.listBuilds(app.id, marketingVersion, {static_cast<int>(limit)});
     invocation.output.document(builds);
-    Table table{
-        .columns =
-            {{"Platform"}, {"Version"}, {"Build", Table::Align::right}, {"State"}, {"Uploaded"}, {"ID"}},
-        .rows = {}};
+    Table table{.columns = {{"Platform"},
+                            {"Version"},
+                            {"Build", Table::Align::right},
+                            {"State"},
+                            {"Uploaded"},
+                            {"ID", Table::Align::left, Table::Fit::cut}},
+                .rows = {}};
     for (const ASCBuildSummary& summary : builds) {
         const auto& attributes = summary.build.attributes;
         const std::string state = stateOf(attributes);
