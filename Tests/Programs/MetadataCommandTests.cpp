@@ -217,8 +217,11 @@ TEST_F(MetadataCommands, listsEachFailureAndGoesOn) {
         server.setFaults({{.route = german, .status = refusal, .retryAfter = 0}});
         const auto alone = push({"--locale", "de-DE"});
         EXPECT_EQ(alone.status, status) << alone.all();
-        EXPECT_THAT(alone.out, HasSubstr("FAILED"));
-        EXPECT_THAT(alone.error, HasSubstr("de-DE Subtitle: "));
+        EXPECT_THAT(alone.out, testing::ContainsRegex("de-DE +Subtitle +FAILED"));
+        const std::string_view shown = alone.out;
+        const std::string_view problem = trim(shown.substr(shown.find("First error: ") + 13));
+        EXPECT_FALSE(problem.empty());
+        EXPECT_EQ(alone.all().find(problem), alone.all().rfind(problem)) << alone.all();
     }
     const auto partly = push({"--json"});
     EXPECT_EQ(partly.status, 7) << partly.all();
@@ -397,6 +400,8 @@ TEST_F(EmptyAccount, takesATreeOfAnotherToolToAnAppWithoutAVersion) {
     writeTree("de-DE/keywords.txt", std::string(101, 'k'));
     writeTree("default/name.txt", "Fallback\n");
     writeTree("review_information/notes.txt", "Notes\n");
+    for (const char letter : std::string("abcdefg"))
+        writeTree(std::string("en-US/other_") + letter + ".txt", "Of another tool\n");
 
     const std::vector<std::string> import = {"metadata", "import",   "export", "--app",
                                              bundleID,   "--folder", "texts"};
@@ -415,6 +420,13 @@ TEST_F(EmptyAccount, takesATreeOfAnotherToolToAnAppWithoutAVersion) {
     const auto imported = run(import);
     ASSERT_EQ(imported.status, 0) << imported.error;
     EXPECT_THAT(imported.error, HasSubstr("skipped default"));
+    EXPECT_THAT(imported.error, HasSubstr("skipped 7 entries (en-US/other_"));
+    EXPECT_THAT(imported.error, HasSubstr(" and 2 more): is no field of the metadata"));
+    auto again = import;
+    again.insert(again.end(), {"--verbose", "--dry-run"});
+    EXPECT_THAT(run(again).error, HasSubstr("skipped en-US/other_g.txt: "));
+    EXPECT_THAT(run({"status", "--app", bundleID, "--folder", "texts"}).out,
+                testing::ContainsRegex("de-DE +3 fields +New locale"));
     EXPECT_THAT(imported.error, HasSubstr("de-DE Keywords is over its limit of 100"));
     server.forgetRequests();
     const auto pushed = run({"push", "--app", bundleID, "--folder", "texts"});

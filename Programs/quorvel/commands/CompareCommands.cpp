@@ -130,14 +130,8 @@ void printRemarks(Output& output, const Comparison& comparison) {
         for (const auto& [field, cell] : cells)
             for (const TextRemark remark : cell.remarks)
                 places[remark].push_back(fmt::format("{} {}", locale, shortLabelOf(field)));
-    constexpr std::size_t namedAtMost = 5;
-    for (auto& [remark, where] : places) {
-        std::string list;
-        for (std::size_t index = 0; index < where.size() && index < namedAtMost; ++index)
-            list += (index ? ", " : "") + where[index];
-        if (where.size() > namedAtMost) list += fmt::format(" and {} more", where.size() - namedAtMost);
-        output.warning(fmt::format("{} ({})", explain(remark), list));
-    }
+    for (const auto& [remark, where] : places)
+        output.warning(fmt::format("{} ({})", explain(remark), someOf(where)));
 }
 
 void printSummary(Output& output, const StatusDocument& document, const Comparison& comparison) {

@@ -3,6 +3,10 @@
 #include "Platform/text/Text.h"
 
 #include <fmt/format.h>
+#include <fmt/ranges.h>
+
+#include <algorithm>
+#include <map>
 
 namespace quorvel {
 
@@ -27,13 +31,29 @@ std::string counted(std::size_t count, std::string_view noun) {
     return fmt::format("{} {}{}", count, noun, count == 1 ? "" : "s");
 }
 
+std::string someOf(const std::vector<std::string>& names) {
+    constexpr std::size_t namedAtMost = 5;
+    const std::size_t named = std::min(names.size(), namedAtMost);
+    std::string list =
+        fmt::format("{}", fmt::join(names.begin(), names.begin() + static_cast<std::ptrdiff_t>(named), ", "));
+    if (names.size() > named) list += fmt::format(" and {} more", names.size() - named);
+    return list;
+}
+
 void printChanges(Output& output, const std::vector<PendingChange>& changes) {
     Table table{.columns = {{"Locale"}, {"Field"}, {"What", Table::Align::left, Table::Fit::wrap}},
                 .rows = {}};
+    std::map<std::string_view, std::vector<std::string_view>> newLocales;
+    for (const PendingChange& change : changes)
+        if (change.isNewLocale) newLocales[change.locale].push_back(shortLabelOf(change.field));
     for (const PendingChange& change : changes) {
         const Style style = change.clears() ? Style::yellow : Style::plain;
-        table.rows.push_back(
-            {change.locale, shortLabelOf(change.field), {MetadataDiff::explain(change), style}});
+        if (!change.isNewLocale)
+            table.rows.push_back(
+                {change.locale, shortLabelOf(change.field), {MetadataDiff::explain(change), style}});
+        else if (const auto fields = newLocales.extract(change.locale))
+            table.rows.push_back({change.locale, counted(fields.mapped().size(), "field"),
+                                  fmt::format("New locale — {}", fmt::join(fields.mapped(), ", "))});
     }
     output.table(table);
 }

@@ -28,7 +28,10 @@ struct ChangeRecord {
 /// "1 field", "3 fields".
 [[nodiscard]] std::string counted(std::size_t count, std::string_view noun);
 
-/// The changes with what each is, one a line.
+/// The first few of `names` and how many more there are, separated by commas.
+[[nodiscard]] std::string someOf(const std::vector<std::string>& names);
+
+/// The changes with what each is, one a line, and one line for each new locale.
 void printChanges(Output& output, const std::vector<PendingChange>& changes);
 /// What a push leaves out and why, when there is anything.
 void printLeftOut(Output& output, const std::vector<LeftOutChange>& leftOut);

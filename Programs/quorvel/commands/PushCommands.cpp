@@ -85,15 +85,15 @@ ExitStatus statusOf(const std::vector<PushOutcome>& outcomes, const std::vector<
 void printOutcomes(Output& output, const std::vector<PushOutcome>& outcomes) {
     Table table{.columns = {{"Locale"}, {"Field"}, {"Result"}}, .rows = {}};
     for (const PushOutcome& outcome : outcomes) {
-        const std::string problem = outcome.errorMessage.value_or("");
         Table::Cell result =
             outcome.success ? Table::Cell{"pushed", Style::green} : Table::Cell{"FAILED", Style::red};
         table.rows.push_back({outcome.change.locale, shortLabelOf(outcome.change.field), std::move(result)});
     }
     output.table(table);
-    // Whole, whatever the width of the terminal.
+    // The report below has the first error.
+    const auto first = std::ranges::find(outcomes, false, &PushOutcome::success);
     for (const PushOutcome& outcome : outcomes)
-        if (outcome.errorMessage)
+        if (outcome.errorMessage && outcome.errorMessage != first->errorMessage)
             output.warning(fmt::format("{} {}: {}", outcome.change.locale, shortLabelOf(outcome.change.field),
                                        *outcome.errorMessage));
 }

@@ -7,6 +7,8 @@
 
 #include <fmt/format.h>
 
+#include <map>
+
 namespace quorvel {
 
 namespace {
@@ -17,6 +19,21 @@ Run runOf(const Invocation& invocation) {
 
 void noteDryRun(const Invocation& invocation) {
     if (invocation.global.dryRun) invocation.output.note("Dry run: nothing was written.");
+}
+
+// A tree of another tool holds many files of the same few kinds.
+void printSkipped(const Invocation& invocation, const std::vector<SkippedEntry>& skipped) {
+    std::map<std::string_view, std::vector<std::string>> pathsOf; // by reason
+    for (const SkippedEntry& entry : skipped) {
+        if (invocation.global.verbose)
+            invocation.output.warning(fmt::format("skipped {}: {}", entry.path, entry.reason));
+        else
+            pathsOf[entry.reason].push_back(entry.path);
+    }
+    for (const auto& [reason, paths] : pathsOf)
+        invocation.output.warning(paths.size() == 1 ? fmt::format("skipped {}: {}", paths.front(), reason)
+                                                    : fmt::format("skipped {} entries ({}): {}", paths.size(),
+                                                                  someOf(paths), reason));
 }
 
 ExitStatus importMetadata(Invocation& invocation) {
@@ -38,8 +55,7 @@ ExitStatus importMetadata(Invocation& invocation) {
     for (const FieldKey& over : report.overLimit)
         output.warning(fmt::format("{} {} is over its limit of {} characters and will not be pushed",
                                    over.locale, shortLabelOf(over.field), limitOf(over.field)));
-    for (const SkippedEntry& skipped : report.skipped)
-        output.warning(fmt::format("skipped {}: {}", skipped.path, skipped.reason));
+    printSkipped(invocation, report.skipped);
     noteDryRun(invocation);
     return ExitStatus::done;
 }
