@@ -74,10 +74,16 @@ std::span<const ArgumentSpec> globalArguments() {
         {"--yes", "", "Answer every question with yes"},
         {"--dry-run", "", "Show the changes that would be made and make none"},
         {"--app", "ID", "The app: bundle id, App Store id, or the short name that 'apps --remote' shows"},
-        {"--context", "PLATFORM/SLOT",
+        {"--context",
+         "PLATFORM/SLOT",
          "The version to work on: ios, macos, tvos or visionos, and next or live, such as ios/next. Each is "
          "pulled into "
-         "its own folder; only next takes a push"},
+         "its own folder; only next takes a push",
+         {},
+         ArgumentSpec::Need::optional,
+         ArgumentSpec::Count::once,
+         {"ios/next", "ios/live", "macos/next", "macos/live", "tvos/next", "tvos/live", "visionos/next",
+          "visionos/live"}},
         {"--key-id", "ID", "Key ID of the API key, instead of the environment's or the stored one"},
         {"--issuer-id", "ID", "Issuer ID of the API key"},
         {"--p8", "FILE", "The key's .p8 file; - reads it from standard input"},

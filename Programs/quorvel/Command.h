@@ -25,6 +25,7 @@ struct ArgumentSpec {
     std::vector<std::string_view> choices = {}; // all values that it takes; any when empty
     Need need = Need::optional;
     Count count = Count::once;
+    std::vector<std::string_view> suggestions = {}; // values that completion offers, though others are taken
 
     [[nodiscard]] bool isPositional() const { return !name.starts_with('-'); }
     [[nodiscard]] bool isFlag() const { return value.empty() && !isPositional(); }

@@ -27,7 +27,8 @@ void add(CLI::App& app, const ArgumentSpec& argument) {
     }
     // Repetitions are judged below, where the message can name them.
     auto* option = app.add_option(name, CLI::callback_t([](const CLI::results_t&) { return true; }));
-    option->expected(1)->allow_extra_args(false)->multi_option_policy(CLI::MultiOptionPolicy::TakeAll);
+    const bool takesMore = argument.isPositional() && argument.count == ArgumentSpec::Count::repeated;
+    option->expected(1)->allow_extra_args(takesMore)->multi_option_policy(CLI::MultiOptionPolicy::TakeAll);
 }
 
 void collect(const CLI::App& app, std::span<const ArgumentSpec> specs, Arguments& arguments) {

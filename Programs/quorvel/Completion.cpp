@@ -13,8 +13,12 @@ namespace {
 
 enum class Completes { words, files, folders, nothing };
 
+const std::vector<std::string_view>& wordsFor(const ArgumentSpec& argument) {
+    return argument.choices.empty() ? argument.suggestions : argument.choices;
+}
+
 Completes completionOf(const ArgumentSpec& argument) {
-    if (!argument.choices.empty()) return Completes::words;
+    if (!wordsFor(argument).empty()) return Completes::words;
     if (argument.value == "FILE") return Completes::files;
     if (argument.value == "DIR" || argument.name == "DIR") return Completes::folders;
     return Completes::nothing;
@@ -35,7 +39,7 @@ std::vector<Candidate> candidatesAfter(std::string_view name) {
     for (const ArgumentSpec& argument : command->arguments) {
         if (!argument.isPositional()) candidates.push_back({argument.name, argument.description});
         if (argument.isPositional())
-            for (const std::string_view choice : argument.choices)
+            for (const std::string_view choice : wordsFor(argument))
                 candidates.push_back({choice, argument.description});
     }
     return candidates;
@@ -103,7 +107,7 @@ std::string bashValues() {
         static constexpr std::string_view actions[] = {"", "-f", "-d", "-W ''"};
         const auto kind = completionOf(argument);
         const std::string action = kind == Completes::words
-                                       ? fmt::format("-W \"{}\"", fmt::join(argument.choices, " "))
+                                       ? fmt::format("-W \"{}\"", fmt::join(wordsFor(argument), " "))
                                        : std::string(actions[static_cast<std::size_t>(kind)]);
         text += fmt::format("    {}) COMPREPLY=($(compgen {} -- \"$current\")); return ;;\n",
                             pattern(command, argument.name), action);
@@ -144,7 +148,7 @@ std::string zshValues() {
         static constexpr std::string_view actions[] = {"", "_files", "_files -/", "_message value"};
         const auto kind = completionOf(argument);
         const std::string action = kind == Completes::words
-                                       ? fmt::format("compadd -- {}", fmt::join(argument.choices, " "))
+                                       ? fmt::format("compadd -- {}", fmt::join(wordsFor(argument), " "))
                                        : std::string(actions[static_cast<std::size_t>(kind)]);
         text += fmt::format("    ({}) {}; return ;;\n", pattern(command, argument.name), action);
     });
@@ -188,7 +192,7 @@ std::string fishOption(const ArgumentSpec& argument) {
     std::string text = fmt::format(" -l {}", argument.name.substr(2));
     switch (argument.isFlag() ? Completes::nothing : completionOf(argument)) {
     case Completes::words:
-        text += fmt::format(" -x -a {}", singleQuoted(fmt::format("{}", fmt::join(argument.choices, " "))));
+        text += fmt::format(" -x -a {}", singleQuoted(fmt::format("{}", fmt::join(wordsFor(argument), " "))));
         break;
     case Completes::files:
         text += " -r -F";
@@ -227,9 +231,9 @@ std::string fishScript() {
                 script += condition(command.name) + fishOption(argument) + "\n";
             else if (completionOf(argument) == Completes::folders)
                 script += condition(command.name) + " -a '(__fish_complete_directories)'\n";
-            else if (!argument.choices.empty())
+            else if (!wordsFor(argument).empty())
                 script += condition(command.name) + " -a " +
-                          singleQuoted(fmt::format("{}", fmt::join(argument.choices, " "))) + "\n";
+                          singleQuoted(fmt::format("{}", fmt::join(wordsFor(argument), " "))) + "\n";
         }
     }
     return script;

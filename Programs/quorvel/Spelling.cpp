@@ -4,25 +4,26 @@
 
 #include <algorithm>
 #include <numeric>
-#include <utility>
 #include <vector>
 
 namespace quorvel {
 
 namespace {
 
+// Two neighbours that changed places are one slip.
 std::size_t editDistance(std::string_view left, std::string_view right) {
-    std::vector<std::size_t> row(right.size() + 1);
-    std::iota(row.begin(), row.end(), std::size_t{0});
-    for (std::size_t i = 0; i < left.size(); ++i) {
-        std::size_t diagonal = std::exchange(row[0], i + 1);
-        for (std::size_t j = 0; j < right.size(); ++j) {
-            const std::size_t replaced = diagonal + (left[i] == right[j] ? 0 : 1);
-            diagonal = row[j + 1];
-            row[j + 1] = std::min({replaced, row[j] + 1, diagonal + 1});
+    std::vector<std::vector<std::size_t>> cost(left.size() + 1, std::vector<std::size_t>(right.size() + 1));
+    std::iota(cost[0].begin(), cost[0].end(), std::size_t{0});
+    for (std::size_t i = 1; i <= left.size(); ++i) {
+        cost[i][0] = i;
+        for (std::size_t j = 1; j <= right.size(); ++j) {
+            const std::size_t replaced = cost[i - 1][j - 1] + (left[i - 1] == right[j - 1] ? 0 : 1);
+            cost[i][j] = std::min({replaced, cost[i - 1][j] + 1, cost[i][j - 1] + 1});
+            if (i > 1 && j > 1 && left[i - 1] == right[j - 2] && left[i - 2] == right[j - 1])
+                cost[i][j] = std::min(cost[i][j], cost[i - 2][j - 2] + 1);
         }
     }
-    return row.back();
+    return cost[left.size()][right.size()];
 }
 
 constexpr std::size_t longestWord = 64;

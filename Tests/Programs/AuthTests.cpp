@@ -86,7 +86,9 @@ TEST_F(Auth, storesChecksShowsAndForgetsAKey) {
     server.revokeKey(true);
     EXPECT_EQ(run({"auth", "check"}).status, 3);
     EXPECT_EQ(run({"auth", "status"}).status, 0); // says what is stored, without asking
-    EXPECT_EQ(run({"auth", "forget"}).status, 0); // no terminal: no question
+    EXPECT_EQ(run({"auth", "forget"}).status, 2); // no terminal: no question
+    EXPECT_EQ(run({"auth", "status"}).status, 0);
+    EXPECT_EQ(run({"auth", "forget", "--yes"}).status, 0);
     EXPECT_EQ(run({"auth", "status"}).status, 3);
 }
 

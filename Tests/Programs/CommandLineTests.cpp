@@ -61,6 +61,9 @@ TEST_F(CommandLine, namesWhatIsWrongAndTheNearestSpelling) {
     };
     const std::vector<Case> cases = {
         {{"statsu"}, "unknown command \"statsu\"", "Did you mean status?"},
+        {{"psuh"}, "unknown command \"psuh\"", "Did you mean push?"},
+        {{"help", "psuh"}, "unknown command \"psuh\"", "Did you mean push?"},
+        {{"help", "auth", "sett"}, "unknown command \"auth sett\"", "Did you mean auth set?"},
         {{"frobnicate"}, "unknown command \"frobnicate\"", "--help"},
         {{"auth"}, "\"auth\" needs a command", "auth --help"},
         {{"auth", "chekc"}, "unknown command \"chekc\" of \"auth\"", "Did you mean check?"},
@@ -122,6 +125,9 @@ TEST_F(CommandLine, helpsForEveryCommandAndAcceptsGlobalOptionsOnBothSides) {
         EXPECT_THAT(help.error, IsEmpty());
     }
     EXPECT_THAT(run({"--help"}).out, HasSubstr("Usage: quorvel COMMAND"));
+    EXPECT_EQ(run({"help"}).out, run({"--help"}).out);
+    EXPECT_EQ(run({"help", "push"}).out, run({"push", "--help"}).out);
+    EXPECT_EQ(run({"help", "auth", "set"}).out, run({"auth", "set", "--help"}).out);
     const auto nothing = run({});
     EXPECT_EQ(nothing.status, 2);
     EXPECT_THAT(nothing.error, HasSubstr("Usage: quorvel COMMAND"));
@@ -161,6 +167,9 @@ TEST_F(CommandLine, completesInBash) {
         {"quorvel --json auth f", "forget"},
         {"quorvel versions create --platform mac", "macos"},
         {"quorvel push --field key", "keywords"},
+        {"quorvel push --locale de", "de-DE"},
+        {"quorvel locale add pt-B", "pt-BR"},
+        {"quorvel status --context tvos/l", "tvos/live"},
         {"quorvel sandbox --se", "--seed"},
         {"quorvel sandbox --seed e", "empty"},
         {"quorvel completion zs", "zsh"},

@@ -239,8 +239,9 @@ ExitStatus forgetKey(Invocation& invocation) {
         output.line("No key is stored.");
         return ExitStatus::done;
     }
-    if (!invocation.global.yes && output.canAsk() &&
-        !output.confirm(fmt::format("Forget key {}?", escapeControls(keyID))))
+    if (!invocation.global.yes && !output.canAsk())
+        throw UsageError("\"auth forget\" needs --yes where nobody can be asked", "Nothing was changed.");
+    if (!invocation.global.yes && !output.confirm(fmt::format("Forget key {}?", escapeControls(keyID))))
         throw CommandError(ExitStatus::failed, "Nothing was changed.");
     model.forget();
     output.document(ForgetRecord{keyID});

@@ -1,3 +1,4 @@
+#include "Core/metadata/Locales.h"
 #include "Core/metadata/MetadataPusher.h"
 #include "Platform/text/Text.h"
 #include "Programs/quorvel/Errors.h"
@@ -167,7 +168,8 @@ std::vector<Command> pushCommands() {
                         "Only this locale",
                         {},
                         ArgumentSpec::Need::optional,
-                        ArgumentSpec::Count::repeated},
+                        ArgumentSpec::Count::repeated,
+                        {appStoreLocales().begin(), appStoreLocales().end()}},
                        {"--field", "FIELD", "Only this field", fields, ArgumentSpec::Need::optional,
                         ArgumentSpec::Count::repeated},
                        {"--allow-clear", "", "Also push changes that remove a text"}},
