@@ -94,7 +94,7 @@ void printOutcomes(Output& output, const std::vector<PushOutcome>& outcomes) {
     // The report below has the first error.
     const auto first = std::ranges::find(outcomes, false, &PushOutcome::success);
     for (const PushOutcome& outcome : outcomes)
-        if (outcome.errorMessage && outcome.errorMessage != first->errorMessage)
+        if (outcome.errorMessage && (outcome.success || outcome.errorMessage != first->errorMessage))
             output.warning(fmt::format("{} {}: {}", outcome.change.locale, shortLabelOf(outcome.change.field),
                                        *outcome.errorMessage));
 }
