@@ -161,11 +161,6 @@ class RecordingClient : public ASCClientProtocol {
     mutable std::vector<PlannedRequest> requests;
 };
 
-void requireChangeable(const PlatformContext& context, const MetadataStore& store) {
-    if (!context.takesPushes()) throw MetadataError::readOnlyContext(context.appStoreState);
-    if (store.hasInterruptedPull()) throw MetadataError::interruptedPull(store.folder().rootURL);
-}
-
 // The change is on App Store Connect whatever becomes of its copy: one that is lost with the power is only
 // listed and sent once more.
 std::optional<std::string> refreshCopy(const MetadataStore& store, const std::string& locale, FieldType field,
@@ -205,7 +200,7 @@ MetadataPusher::MetadataPusher(const ASCClientProtocol& client, MetadataStore st
 std::vector<PushOutcome> MetadataPusher::push(std::string_view appID, const PlatformContext& context,
                                               const std::vector<PendingChange>& changes,
                                               const PushProgress& progress) const {
-    requireChangeable(context, store_);
+    requireChangeable(context);
     const std::vector<Job> jobs = jobsOf(changes);
     const Resolution resolution = resolve(client_, appID, context, jobs);
     JobRunner runner(client_, store_, context, resolution, changes, appName_);
@@ -236,9 +231,14 @@ std::vector<PushOutcome> MetadataPusher::push(std::string_view appID, const Plat
     return outcomes;
 }
 
+void MetadataPusher::requireChangeable(const PlatformContext& context) const {
+    if (!context.takesPushes()) throw MetadataError::readOnlyContext(context.appStoreState);
+    if (store_.hasInterruptedPull()) throw MetadataError::interruptedPull(store_.folder().rootURL);
+}
+
 std::vector<PlannedRequest> MetadataPusher::plan(std::string_view appID, const PlatformContext& context,
                                                  const std::vector<PendingChange>& changes) const {
-    requireChangeable(context, store_);
+    requireChangeable(context);
     const std::vector<Job> jobs = jobsOf(changes);
     const Resolution resolution = resolve(client_, appID, context, jobs);
     const RecordingClient recorder;

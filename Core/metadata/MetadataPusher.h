@@ -40,9 +40,12 @@ class MetadataPusher {
     /// with, as App Store Connect takes none without; when empty, such a locale's subtitle fails and says so.
     MetadataPusher(const ASCClientProtocol& client, MetadataStore store, std::string appName = {});
 
-    /// One outcome per change, in the order given. Throws `MetadataError` (READ_ONLY_CONTEXT) for a version
-    /// that takes no changes, and after an interrupted pull; `ASCError` when the localizations cannot be
-    /// listed; `CancellationError`.
+    /// Throws `MetadataError` for a version that takes no changes (READ_ONLY_CONTEXT) and after an
+    /// interrupted pull.
+    void requireChangeable(const PlatformContext& context) const;
+
+    /// One outcome per change, in the order given. Throws like `requireChangeable`; `ASCError` when the
+    /// localizations cannot be listed; `CancellationError`.
     [[nodiscard]] std::vector<PushOutcome> push(std::string_view appID, const PlatformContext& context,
                                                 const std::vector<PendingChange>& changes,
                                                 const PushProgress& progress = {}) const;

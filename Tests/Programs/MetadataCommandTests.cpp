@@ -179,6 +179,7 @@ TEST_F(MetadataCommands, rebuildsAnyTwoTextsFromTheirDiff) {
 TEST_F(MetadataCommands, asksOnATerminalBeforeItPushes) {
     ASSERT_EQ(pull().status, 0);
     write("de-DE", "subtitle.txt", "Eins");
+    write("default", "name.txt", "Not a locale");
     for (const auto& [answer, status] : {std::pair{"n\n", 1}, {"\n", 1}, {"\x04", 1}, {"y\n", 0}}) {
         auto asking = call({"push", "--app", app, "--folder", "texts"});
         asking.streams = ProgramCall::Streams::terminal;
@@ -189,7 +190,13 @@ TEST_F(MetadataCommands, asksOnATerminalBeforeItPushes) {
         EXPECT_THAT(result.out,
                     HasSubstr("Push 1 field · 1 locale to Mosswick: Garden Journal 3.5 (ios/next)? [y/N]"));
         EXPECT_EQ(changesSent(), status == 0 ? 1u : 0u);
+        EXPECT_LT(result.out.find("default Name: "), result.out.find("[y/N]"));
     }
+    write("de-DE", "subtitle.txt", "Zwei");
+    writeFileAtomically(folder / "texts/ios/next/.brevant/pulling", "");
+    auto refused = call({"push", "--app", app, "--folder", "texts"});
+    refused.streams = ProgramCall::Streams::terminal;
+    EXPECT_THAT(runProgram(refused).out, testing::AllOf(HasSubstr("interrupted"), Not(HasSubstr("[y/N]"))));
     auto waiting = call({"auth", "set"});
     forgetEnvironmentKey();
     waiting.environment = environment;

@@ -126,11 +126,13 @@ ExitStatus pushSelection(Invocation& invocation, MetadataTarget& target, const M
     if (invocation.global.dryRun)
         return showPlan(output, pusher.plan(target.app().id, context, selection.chosen), selection);
 
+    pusher.requireChangeable(context); // before anything is asked
+    printWarnings(output, selection.warnings);
+    printLeftOut(output, selection.leftOut);
     confirmPush(invocation, selection.chosen,
                 fmt::format("{} · {} to {} {} ({})", counted(selection.chosen.size(), "field"),
                             counted(localeCount(selection.chosen), "locale"), target.app().name,
                             context.versionString, context.id()));
-    printWarnings(output, selection.warnings);
     const auto outcomes =
         pusher.push(target.app().id, context, selection.chosen, [&](std::size_t done, std::size_t total) {
             output.progress(fmt::format("Pushed {} of {} localizations", done, total));
@@ -140,7 +142,6 @@ ExitStatus pushSelection(Invocation& invocation, MetadataTarget& target, const M
     printOutcomes(output, outcomes);
     output.line();
     output.line(report);
-    printLeftOut(output, selection.leftOut);
     return statusOf(outcomes, invocation.composition.client().refusals());
 }
 
