@@ -39,6 +39,7 @@ std::optional<LeftOutReason> reasonToLeaveOut(const PendingChange& change, const
     const bool isNamed = names(filter.locales, change.locale) && names(filter.fields, change.field);
     if (differsInFinalLineBreakOnly(change) && !isNamed) return LeftOutReason::onlyFinalLineBreak;
     if (change.isOverLimit) return LeftOutReason::overLimit;
+    if (change.clears() && change.field == FieldType::name) return LeftOutReason::clearsName;
     if (change.clears() && filter.clearing == Clearing::leaveOut) return LeftOutReason::clearsField;
     return std::nullopt;
 }
@@ -78,6 +79,8 @@ std::string explain(const PendingChange& change, LeftOutReason reason) {
             "Would remove the {} of {} from App Store Connect. Allow it with --allow-clear, or "
             "pull to get the text back.",
             shortLabelOf(change.field), change.locale);
+    case LeftOutReason::clearsName:
+        return "A name cannot be removed; write one, or pull to get it back.";
     }
     return {};
 }

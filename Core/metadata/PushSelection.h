@@ -23,6 +23,7 @@ enum class LeftOutReason {
     onlyFinalLineBreak, // chosen when the filter names both its locale and its field
     overLimit,
     clearsField,
+    clearsName, // which every localization has
 };
 
 template <>
@@ -33,6 +34,7 @@ struct RawValues<LeftOutReason> {
         {LeftOutReason::onlyFinalLineBreak, "onlyFinalLineBreak"},
         {LeftOutReason::overLimit, "overLimit"},
         {LeftOutReason::clearsField, "clearsField"},
+        {LeftOutReason::clearsName, "clearsName"},
     };
 };
 

@@ -109,6 +109,7 @@ TEST(PushSelection, leavesOutWhatNobodyMeansToPush) {
         {change("de-DE", FieldType::description, "a", "\uFEFFb"), R::byteOrderMark, "metadata tidy"},
         {change("de-DE", FieldType::description, "a", ""), R::clearsField, "--allow-clear"},
         {change("de-DE", FieldType::description, "a", " \n"), R::clearsField, "Description of de-DE"},
+        {change("de-DE", FieldType::name, "a", ""), R::clearsName, "write one"},
         {ofNewLocale("de", FieldType::name, "b"), R::notAnAppStoreLocale, "Did you mean \"de-DE\"?"},
         {ofNewLocale("default", FieldType::name, "b"), R::notAnAppStoreLocale, "only when it is named"},
         {change("xx", FieldType::name, "a", "b"), {}, ""}, // App Store Connect has it
@@ -127,17 +128,19 @@ TEST(PushSelection, leavesOutWhatNobodyMeansToPush) {
 TEST(PushSelection, obeysTheFilter) {
     const std::vector<PendingChange> changes = {
         change("de-DE", FieldType::name, "a", "b"), change("de-DE", FieldType::description, "a", "a\n"),
-        change("fr-FR", FieldType::name, "a", ""), change("fr-FR", FieldType::keywords, "a", "b")};
+        change("fr-FR", FieldType::name, "a", ""), change("fr-FR", FieldType::subtitle, "a", ""),
+        change("fr-FR", FieldType::keywords, "a", "b")};
     const auto counts = [&](const PushFilter& filter) {
         const auto selection = selectForPush(changes, filter);
         return std::pair(selection.chosen.size(), selection.leftOut.size());
     };
     using Counts = std::pair<std::size_t, std::size_t>;
-    EXPECT_EQ(counts({}), (Counts{2, 2}));
+    EXPECT_EQ(counts({}), (Counts{2, 3}));
     EXPECT_EQ(counts({{"de-DE"}, {}, {}}), (Counts{1, 1}));
     EXPECT_EQ(counts({{}, {FieldType::description}, {}}), (Counts{0, 1}));
     EXPECT_EQ(counts({{"de-DE"}, {FieldType::description}, {}}), (Counts{1, 0})); // named, so it is meant
-    EXPECT_EQ(counts({{}, {FieldType::name}, Clearing::allow}), (Counts{2, 0}));
+    EXPECT_EQ(counts({{}, {FieldType::subtitle}, Clearing::allow}), (Counts{1, 0}));
+    EXPECT_EQ(counts({{}, {FieldType::name}, Clearing::allow}), (Counts{1, 1})); // never removed
     EXPECT_EQ(counts({{"it"}, {}, {}}), (Counts{0, 0}));
     for (const auto& [locale, chosen] : {std::pair("be", 1), std::pair("de", 0)}) // a slip stays one
         EXPECT_THAT(selectForPush({ofNewLocale(locale, FieldType::name, "b")}, {{locale}, {}, {}}).chosen,
