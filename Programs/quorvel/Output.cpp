@@ -75,7 +75,6 @@ void Output::table(const Table& table) {
     if (isJSON()) return;
     const std::size_t maximum = streams_.outIsTerminal ? streams_.width : 0;
     const auto widths = columnWidths(table, maximum);
-    const auto breaks = lineBreaks(widths, maximum);
     const auto end = [&](std::string& text) {
         line(std::string_view(text).substr(0, text.find_last_not_of(' ') + 1));
         text.clear();
@@ -85,11 +84,13 @@ void Output::table(const Table& table) {
         std::size_t start = 0; // of the column
         for (std::size_t index = 0; index < cells.size() && index < widths.size(); ++index) {
             const Style style = isTitle ? Style::bold : cells[index].style;
-            if (breaks[index]) {
+            const auto pieces = piecesOf(cells[index].text, table.columns[index].fit, widths[index]);
+            const bool keeps = table.columns[index].fit == Table::Fit::keep;
+            const std::size_t needed = keeps ? displayWidth(pieces.front()) : widths[index];
+            if (maximum > 0 && start > 0 && start + needed > maximum) {
                 end(text);
                 text.assign(start = tableLayout::continuation, ' ');
             }
-            const auto pieces = piecesOf(cells[index].text, table.columns[index].fit, widths[index]);
             for (std::size_t piece = 0; piece < pieces.size(); ++piece) {
                 if (piece > 0) {
                     end(text);

@@ -65,16 +65,6 @@ std::vector<std::size_t> columnWidths(const Table& table, std::size_t maximum) {
     return widths;
 }
 
-std::vector<bool> lineBreaks(const std::vector<std::size_t>& widths, std::size_t maximum) {
-    std::vector<bool> breaks;
-    std::size_t used = 0;
-    for (const std::size_t width : widths) {
-        breaks.push_back(maximum > 0 && used > 0 && used + gap + width > maximum);
-        used = breaks.back() ? continuation + width : used + (used > 0 ? gap : 0) + width;
-    }
-    return breaks;
-}
-
 std::vector<std::string> wrap(std::string_view text, std::size_t width) {
     std::vector<std::string> lines(1);
     std::size_t position = 0;

@@ -45,10 +45,6 @@ constexpr std::size_t continuation = 4; // before a row's further lines
 /// takes at most `maximum` (0: no bound); two blanks stand between columns.
 [[nodiscard]] std::vector<std::size_t> columnWidths(const Table& table, std::size_t maximum);
 
-/// For each column, whether a row that must not be wider than `maximum` (0: no bound) goes on in a new line
-/// there.
-[[nodiscard]] std::vector<bool> lineBreaks(const std::vector<std::size_t>& widths, std::size_t maximum);
-
 /// `text` broken at blanks into lines of at most `width` terminal cells.
 [[nodiscard]] std::vector<std::string> wrap(std::string_view text, std::size_t width);
 
