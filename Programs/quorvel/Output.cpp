@@ -61,6 +61,10 @@ Output::Output(const Streams& streams, Form form, Noise noise, Colour colour)
       errorColours_(colour == Colour::automatic && streams.errorIsTerminal) {}
 
 void Output::line(std::string_view text) {
+    styledLine(printable(text));
+}
+
+void Output::styledLine(std::string_view text) {
     if (isJSON()) return;
     clearProgress();
     streams_.out(std::string(text) + "\n");
@@ -76,7 +80,7 @@ void Output::table(const Table& table) {
     const std::size_t maximum = streams_.outIsTerminal ? streams_.width : 0;
     const auto widths = columnWidths(table, maximum);
     const auto end = [&](std::string& text) {
-        line(std::string_view(text).substr(0, text.find_last_not_of(' ') + 1));
+        styledLine(std::string_view(text).substr(0, text.find_last_not_of(' ') + 1));
         text.clear();
     };
     const auto print = [&](const std::vector<Table::Cell>& cells, bool isTitle) {
@@ -85,8 +89,9 @@ void Output::table(const Table& table) {
         for (std::size_t index = 0; index < cells.size() && index < widths.size(); ++index) {
             const Style style = isTitle ? Style::bold : cells[index].style;
             const auto pieces = piecesOf(cells[index].text, table.columns[index].fit, widths[index]);
+            const bool isLeft = table.columns[index].align == Table::Align::left;
             const bool keeps = table.columns[index].fit == Table::Fit::keep;
-            const std::size_t needed = keeps ? displayWidth(pieces.front()) : widths[index];
+            const std::size_t needed = keeps && isLeft ? displayWidth(pieces.front()) : widths[index];
             if (maximum > 0 && start > 0 && start + needed > maximum) {
                 end(text);
                 text.assign(start = tableLayout::continuation, ' ');
@@ -96,8 +101,7 @@ void Output::table(const Table& table) {
                     end(text);
                     text.assign(start, ' ');
                 }
-                const bool bare =
-                    index + 1 == widths.size() && table.columns[index].align == Table::Align::left;
+                const bool bare = isLeft && index + 1 == widths.size();
                 text += styled(style,
                                bare ? pieces[piece]
                                     : padToWidth(pieces[piece], widths[index], table.columns[index].align));
