@@ -155,6 +155,7 @@ void LocalizationWriter::create(std::vector<Value> values) {
     const std::vector<Value> wanted = values;
     if (addsName) {
         if (!target_.fallbackName) failWithoutName(target_.locale);
+        std::erase_if(values, [](const Value& value) { return value.first == FieldType::name; });
         values.insert(values.begin(), {FieldType::name, *target_.fallbackName});
     }
     try {

@@ -226,7 +226,11 @@ std::vector<PushOutcome> MetadataPusher::push(std::string_view appID, const Plat
         }
         if (result.sentName)
             if (const auto remark = adoptName(store_, job.locale, *result.sentName))
-                outcomes[job.changes.front()].errorMessage = remark;
+                for (const std::size_t index : job.changes)
+                    if (outcomes[index].success) {
+                        outcomes[index].errorMessage = remark;
+                        break;
+                    }
         const std::lock_guard lock(mutex);
         if (progress) progress(++done, jobs.size());
     });
