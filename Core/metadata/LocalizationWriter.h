@@ -2,11 +2,11 @@
 #pragma once
 
 #include "Core/asc/ASCClientProtocol.h"
+#include "Core/metadata/ClosedFields.h"
 #include "Core/metadata/FieldTexts.h"
 
 #include <map>
 #include <optional>
-#include <set>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -36,24 +36,30 @@ class LocalizationWriter {
     };
     struct Result {
         std::map<FieldType, std::string> failures; // field → error text; all others were taken
-        // Of those, the fields that the version's state does not take in any locale, while it took others.
-        std::set<FieldType> closedFields;
-        std::optional<std::string> sentName; // the fallback name, when it was taken
+        std::optional<std::string> sentName;       // the fallback name, when it was taken
     };
 
-    LocalizationWriter(const ASCClientProtocol& client, Target target);
+    LocalizationWriter(const ASCClientProtocol& client, Target target, ClosedFields& closed);
 
     /// Sends all values in one request; when that is refused for what it holds, each in a request of its own.
-    /// Throws only `CancellationError`.
+    /// Fields that are known to be closed fail without a request, and those that turn out so are noted.
+    /// To be called once. Throws only `CancellationError`.
     [[nodiscard]] Result write(std::vector<Value> values);
 
   private:
+    enum class Refusal { none, ofContent, ofState }; // none: taken, or failed for a reason beyond the values
+
+    [[nodiscard]] bool isClosed(const Value& value) const;
+    void leaveOutClosed(std::vector<Value>& values);
+    void writeOneByOne(const std::vector<Value>& values);
+    Refusal attempt(const std::vector<Value>& values);
     void send(const std::vector<Value>& values);
     void create(std::vector<Value> values);
 
     const ASCClientProtocol& client_;
     Target target_;
-    std::optional<std::string> sentName_;
+    ClosedFields& closed_;
+    Result result_;
 };
 
 } // namespace quorvel

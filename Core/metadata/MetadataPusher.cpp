@@ -92,16 +92,9 @@ class JobRunner {
             return result;
         }
         std::vector<LocalizationWriter::Value> values;
-        const auto closed = closedFields();
         for (const std::size_t index : job.changes)
-            if (!closed.contains(changes_[index].field))
-                values.emplace_back(changes_[index].field, changes_[index].textToSend());
-        if (!values.empty()) result = LocalizationWriter(client_, targetOf(job)).write(std::move(values));
-        remember(result);
-        for (const std::size_t index : job.changes)
-            if (const auto known = closed.find(changes_[index].field); known != closed.end())
-                result.failures.insert(*known);
-        return result;
+            values.emplace_back(changes_[index].field, changes_[index].textToSend());
+        return LocalizationWriter(client_, targetOf(job), closed_).write(std::move(values));
     }
 
   private:
@@ -130,25 +123,13 @@ class JobRunner {
         return isUsable(appName_) ? std::optional(appName_) : std::nullopt;
     }
 
-    [[nodiscard]] std::map<FieldType, std::string> closedFields() {
-        const std::lock_guard lock(mutex_);
-        return closedFields_;
-    }
-
-    void remember(const LocalizationWriter::Result& result) {
-        const std::lock_guard lock(mutex_);
-        for (const FieldType field : result.closedFields)
-            closedFields_.emplace(field, result.failures.at(field));
-    }
-
     const ASCClientProtocol& client_;
     const MetadataStore& store_;
     const PlatformContext& context_;
     const Resolution& resolution_;
     const std::vector<PendingChange>& changes_;
     const std::string& appName_;
-    std::mutex mutex_;
-    std::map<FieldType, std::string> closedFields_; // with the refusal
+    ClosedFields closed_;
 };
 
 // Takes every write for done, so that a plan is made by the very code that pushes.
@@ -226,7 +207,11 @@ std::vector<PushOutcome> MetadataPusher::push(std::string_view appID, const Plat
         }
         if (result.sentName)
             if (const auto remark = adoptName(store_, job.locale, *result.sentName))
-                outcomes[job.changes.front()].errorMessage = remark;
+                for (const std::size_t index : job.changes)
+                    if (outcomes[index].success) {
+                        outcomes[index].errorMessage = remark;
+                        break;
+                    }
         const std::lock_guard lock(mutex);
         if (progress) progress(++done, jobs.size());
     });

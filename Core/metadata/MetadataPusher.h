@@ -28,8 +28,8 @@ struct PlannedRequest {
 /// Writes each localization with one request that holds all of its changed fields, six at a time. Where that
 /// is refused, each field is tried by itself, so that every change has an outcome of its own.
 ///
-/// A field that the version's state does not take (release notes of a first version) is tried until that is
-/// known, and not again for the other locales.
+/// A field that the version's state does not take (release notes of a first version, all but the promotional
+/// text of one in review) is tried until that is known, and not again for the other locales.
 ///
 /// A change that App Store Connect took refreshes its pulled copy at once: the comparison is right without
 /// another pull, and a push that is cancelled or fails half way sends only what is missing when it is

@@ -138,6 +138,18 @@ void makeFolder(const MetadataFolder& folder) {
     }
 }
 
+// One pull at a time: the first to end would remove the marker of the other.
+FileLock waitForTurn(const MetadataFolder& folder) {
+    constexpr double pause = 0.05; // seconds
+    const auto file = folder.privateFolder() / "lock";
+    auto lock = FileLock::tryLock(file);
+    if (!lock) Logger("PullWriter").warning("Waiting for another pull of this folder…");
+    for (; !lock; lock = FileLock::tryLock(file))
+        sleepFor(pause);
+    checkCancellation(); // the marker below would stop pushes though nothing was written
+    return std::move(*lock);
+}
+
 void add(PullResult& total, const LocaleResult& one) {
     const auto append = [](auto& list, const auto& more) {
         list.insert(list.end(), more.begin(), more.end());
@@ -170,8 +182,7 @@ PullResult writePulledTexts(const MetadataStore& store, const std::vector<Incomi
     if (toWrite.empty() && !store.hasInterruptedPull()) return result;
 
     makeFolder(store.folder());
-    // One pull at a time: the first to end would remove the marker of the other.
-    const FileLock lock(store.folder().privateFolder() / "lock");
+    const FileLock lock = waitForTurn(store.folder());
     store.beginPull();
     for (const LocaleResult& one : parallelMap(toWrite, writers, [&](const LocaleWork& work) {
              return writeLocale(store, work, edits, moment);

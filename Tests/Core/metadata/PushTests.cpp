@@ -172,6 +172,40 @@ TEST(Push, createsAnAppInfoLocalizationOnlyWithAName) {
     EXPECT_THAT(MetadataDiff::compare(account.store), IsEmpty());
 }
 
+TEST(Push, createsALocaleWhoseNameIsClearedWithTheAppsName) {
+    for (const bool subtitleIsTaken : {true, false}) {
+        Account account;
+        // The copies are of a localization that was removed on App Store Connect since.
+        account.store.write("it", FieldType::name, "Nome", TextSide::pulled);
+        account.store.write("it", FieldType::name, "");
+        account.store.write("it", FieldType::subtitle, "Sotto");
+        if (!subtitleIsTaken) account.refuse({"subtitle"});
+        const auto outcomes = MetadataPusher(account.connect, account.store, "The App")
+                                  .push("app1", account.context, MetadataDiff::compare(account.store));
+        EXPECT_THAT(successes(outcomes), ElementsAre(true, subtitleIsTaken));
+        EXPECT_THAT(outcomes[0].errorMessage.value_or(""), HasSubstr("created with the name \"The App\""));
+        EXPECT_THAT(outcomes[1].errorMessage.value_or(""),
+                    subtitleIsTaken ? testing::IsEmpty()
+                                    : testing::Matcher<std::string>(HasSubstr("bad subtitle")));
+        EXPECT_EQ(account.connect.localizations[FakeConnect::ofAppInfo]["it"]["name"], "The App");
+    }
+    // The failure of the first change stays its own when the locale is made by a later one.
+    Account account;
+    account.store.write("it", FieldType::subtitle, "Sotto");
+    account.store.write("it", FieldType::name, "x", TextSide::pulled);
+    account.store.write("it", FieldType::name, "");
+    int writes = 0;
+    account.connect.before = [&](const ASCRequest& request) {
+        if (request.method == "POST" && ++writes <= 2)
+            throw FakeConnect::refusal("409", "ENTITY_ERROR.ATTRIBUTE.INVALID", "bad name");
+    };
+    const auto outcomes = MetadataPusher(account.connect, account.store, "The App")
+                              .push("app1", account.context, MetadataDiff::compare(account.store));
+    ASSERT_THAT(successes(outcomes), ElementsAre(false, true));
+    EXPECT_THAT(*outcomes[0].errorMessage, HasSubstr("bad name"));
+    EXPECT_THAT(outcomes[1].errorMessage.value_or(""), HasSubstr("created with the name"));
+}
+
 TEST(Push, writesToALocalizationThatTurnsOutToExist) {
     struct Case {
         std::string name;

@@ -206,3 +206,49 @@ TEST(SandboxJourney, asksOnceForAFieldThatTheVersionsStateDoesNotTake) {
     EXPECT_LE(rehearsal.server.requests().size(), 1 + locales.size() + 2 * 6);
     EXPECT_GE(rehearsal.server.requests().size(), 1 + locales.size() + 2);
 }
+
+TEST(SandboxJourney, asksOnceWhetherAVersionThatWasLockedTakesAnything) {
+    Rehearsal rehearsal(gardenApp);
+    (void)rehearsal.pull();
+    for (const std::string locale : {"de-DE", "fr-FR", "ja"})
+        for (const FieldType field : {FieldType::description, FieldType::promotionalText,
+                                      FieldType::releaseNotes, FieldType::keywords})
+            rehearsal.store.write(locale, field, "new");
+    rehearsal.server.setVersionState(rehearsal.context.versionId, "WAITING_FOR_REVIEW");
+    rehearsal.server.forgetRequests();
+    const auto outcomes = rehearsal.push();
+    EXPECT_THAT(outcomes, SizeIs(12));
+    for (const auto& outcome : outcomes) {
+        EXPECT_FALSE(outcome.success);
+        EXPECT_THAT(outcome.errorMessage.value_or(""), HasSubstr("WAITING_FOR_REVIEW"));
+    }
+    // A list, one request per locale at the most, and one per field of the first.
+    EXPECT_LE(rehearsal.server.requests().size(), 1u + 3 + 4);
+    EXPECT_GE(rehearsal.server.requests().size(), 1u + 1 + 4);
+}
+
+TEST(SandboxJourney, asksOnceForALoneFieldThatIsClosed) {
+    Rehearsal rehearsal(firstVersionApp);
+    (void)rehearsal.pull();
+    const std::vector<std::string> locales = {"de-DE", "en-US", "fr-FR", "it", "ja",
+                                              "ko",    "nl-NL", "pl",    "ru", "sv"};
+    for (const std::string& locale : locales)
+        rehearsal.store.write(locale, FieldType::releaseNotes, "First release");
+    rehearsal.server.forgetRequests();
+    for (const auto& outcome : rehearsal.push())
+        EXPECT_FALSE(outcome.success);
+    EXPECT_LE(rehearsal.server.requests().size(), 1u + 6); // those under way when it became known
+}
+
+TEST(SandboxJourney, takesPromotionalTextsWhereTheStateTakesNothingElse) {
+    Rehearsal rehearsal(gardenApp);
+    (void)rehearsal.pull();
+    for (const std::string locale : {"da", "de-DE", "es-ES", "fr-FR", "it", "ja", "ko", "sv"}) {
+        rehearsal.store.write(locale, FieldType::description, "new");
+        rehearsal.store.write(locale, FieldType::keywords, "new");
+    }
+    rehearsal.store.write("zh-Hant", FieldType::promotionalText, "new");
+    rehearsal.server.setVersionState(rehearsal.context.versionId, "READY_FOR_SALE");
+    for (const auto& outcome : rehearsal.push())
+        EXPECT_EQ(outcome.success, outcome.change.field == FieldType::promotionalText);
+}
