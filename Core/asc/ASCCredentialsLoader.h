@@ -4,8 +4,10 @@
 #include "Core/asc/ASCAuth.h"
 #include "Core/asc/KeychainStore.h"
 
+#include <filesystem>
 #include <optional>
 #include <string>
+#include <string_view>
 
 namespace quorvel {
 
@@ -30,5 +32,12 @@ struct ASCCredentialsLoader {
 /// Parses texts that a user stored or gave; white space around them does not count.
 /// Throws `ASCError::MissingCredentials` or `ASCError::InvalidPrivateKey`.
 [[nodiscard]] ASCAuth makeAuth(const ASCCredentialsLoader::RawCredentials& texts);
+
+/// Whether a text that should name something is a private key itself, also without its frame; such a text is
+/// never shown.
+[[nodiscard]] bool looksLikeKeyText(std::string_view text);
+
+/// The text of a .p8 file. Throws `FileError`, which does not name a file whose name looks like a key.
+[[nodiscard]] std::string readPrivateKeyFile(const std::filesystem::path& file);
 
 } // namespace quorvel

@@ -16,7 +16,6 @@ namespace {
 
 using Key = KeychainStore::AccountKey;
 constexpr std::size_t keyIDLength = 10;
-constexpr std::uint64_t keyFileLimit = 64 << 10;
 
 bool isLetterOrDigit(char character) {
     return (character >= 'a' && character <= 'z') || (character >= 'A' && character <= 'Z') ||
@@ -70,12 +69,10 @@ std::string ASCSettingsViewModel::stored(Key key) const {
 
 bool ASCSettingsViewModel::pickPrivateKey(const std::filesystem::path& file) {
     try {
-        auto pem = readFile(file, keyFileLimit);
-        if (!pem) throw FileError(file, "there is no such file", ENOENT);
-        setPrivateKeyPEM(std::move(*pem));
+        setPrivateKeyPEM(readPrivateKeyFile(file));
     } catch (const FileError& error) {
         logger_.error(
-            fmt::format("Failed to read .p8 at {}: {}", escapeControls(file.string()), error.what()));
+            fmt::format("Failed to read .p8 at {}: {}", escapeControls(error.path().string()), error.what()));
         status_ = fmt::format("Could not read .p8 file: {}", error.what());
         return false;
     }

@@ -9,32 +9,14 @@
 #include <fmt/format.h>
 #include <fmt/ranges.h>
 
-#include <cerrno>
-
 namespace quorvel {
 
 namespace {
 
-constexpr std::uint64_t keyFileLimit = 64 << 10;
 constexpr std::string_view storedName = "stored key";
 
 std::string orEmpty(const std::optional<std::string>& text) {
     return text.value_or("");
-}
-
-// A key in a variable often comes with its line breaks written as "\n".
-std::string withLineBreaks(std::string pem) {
-    if (pem.find('\n') != std::string::npos) return pem;
-    std::string result;
-    for (std::size_t index = 0; index < pem.size(); ++index) {
-        if (pem.compare(index, 2, "\\n") == 0) {
-            result += '\n';
-            ++index;
-        } else {
-            result += pem[index];
-        }
-    }
-    return result;
 }
 
 CredentialSource storedCredentials(const KeychainStore& keychain) {
@@ -107,8 +89,7 @@ std::vector<CredentialSource> givenCredentials(const GlobalOptions& global,
     const auto family = [&](std::string_view prefix, std::string_view key, std::string_view file) {
         const std::string start(prefix);
         return CredentialSource{fmt::format("environment variables {}…", prefix), variable(start + "KEY_ID"),
-                                variable(start + "ISSUER_ID"),
-                                withLineBreaks(variable(start + std::string(key))),
+                                variable(start + "ISSUER_ID"), variable(start + std::string(key)),
                                 variable(start + std::string(file))};
     };
     return {{"options", orEmpty(global.keyID), orEmpty(global.issuerID), {}, orEmpty(global.privateKeyFile)},
@@ -119,11 +100,13 @@ std::vector<CredentialSource> givenCredentials(const GlobalOptions& global,
 Credentials resolveCredentials(const GlobalOptions& global, const Surroundings& surroundings,
                                const Home& home, const KeychainStore& keychain) {
     auto sources = givenCredentials(global, surroundings);
-    // A complete key on the command line or in the environment works whatever the state of the store.
-    const bool complete = !sources[0].issuerID.empty() && !sources[0].privateKeyFile.empty();
-    if (!complete) sources.push_back(storedCredentials(keychain));
-
     Credentials found = gather(sources);
+    // A complete key on the command line or in the environment works whatever the state of the store.
+    const bool hasPrivateKey = !found.texts.privateKeyPEM.empty() || !found.privateKeyFile.empty();
+    if (found.issuerSource.empty() || !hasPrivateKey) {
+        sources.push_back(storedCredentials(keychain));
+        found = gather(sources);
+    }
     if (found.keySource.empty() || found.issuerSource.empty()) throw ASCError(ASCError::MissingCredentials{});
     findOtherHalf(found, sources.back(), keyFolders(home, surroundings.workingFolder), surroundings);
     requireUsable(found);
@@ -156,14 +139,15 @@ std::optional<std::filesystem::path> findKeyFile(std::string_view keyID,
 }
 
 std::string readKeyFile(const std::string& file, const Surroundings& surroundings) {
-    if (file.find("PRIVATE KEY") != std::string::npos)
-        throw UsageError("--p8 takes the name of a file, not the key itself",
-                         "Put the key into a file that only you can read, or hand it over on standard input "
-                         "with --p8 -.");
     if (file == "-") return surroundings.streams.readAll();
-    auto pem = readFile(surroundings.workingFolder / file, keyFileLimit);
-    if (!pem) throw FileError(surroundings.workingFolder / file, "there is no such key file", ENOENT);
-    return std::move(*pem);
+    try {
+        return readPrivateKeyFile(surroundings.workingFolder / file);
+    } catch (const FileError&) {
+        if (!looksLikeKeyText(file)) throw;
+    }
+    throw UsageError("--p8 and the variables like it take the name of a file, not the key itself",
+                     "Put the key into a file that only you can read, or hand it over on standard input "
+                     "with --p8 -.");
 }
 
 } // namespace quorvel

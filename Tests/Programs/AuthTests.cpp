@@ -29,6 +29,14 @@ class Auth : public QuorvelAccountTest {
         writeFileAtomically(folder / name, content);
         return name;
     }
+    // The key without its frame and on one line, as build services keep it.
+    std::string bareKey() const {
+        std::string body = readFile(key).value_or("");
+        body = body.substr(body.find('\n') + 1);
+        body.resize(body.find("-----"));
+        std::erase(body, '\n');
+        return body;
+    }
     std::string otherCurve() const {
         const std::string file = (folder / "p384.pem").string();
         const auto made =
@@ -138,6 +146,8 @@ TEST_F(Auth, refusesBadInputAndKeepsWhatIsStored) {
         {good, access.issuerID, other, 3, "Apple didn't accept this key."},
         {"ABCDEFGHIJ", access.issuerID, key, 3, "Apple didn't accept this key."},
         {good, access.issuerID, readFile(key).value(), 2, "not the key itself"},
+        {good, access.issuerID, bareKey(), 2, "not the key itself"},
+        {good, access.issuerID, bareKey() + " ", 2, "not the key itself"},
     };
     for (const Case& one : cases) {
         for (const std::string form : {"--quiet", "--json", "--verbose"}) {
@@ -177,6 +187,19 @@ TEST_F(Auth, saysPlainlyThatTheStoreIsDamagedOrCannotBeWritten) {
         run({"auth", "set", "--key-id", access.keyID, "--issuer-id", access.issuerID, "--p8", key});
     EXPECT_EQ(blocked.status, 1) << blocked.all();
     EXPECT_THAT(blocked.error, HasSubstr("Credential I/O failed"));
+}
+
+TEST_F(Auth, usesACompleteKeyOfTheEnvironmentWhateverTheStoreHolds) {
+    createFolders(credentials().parent_path());
+    writeFileAtomically(credentials(), "{\"asc-key-id\": 12");
+    const auto& access = server.access();
+    environment["ASC_ISSUER_ID"] = access.issuerID;
+    EXPECT_EQ(run({"auth", "check", "--key-id", access.keyID, "--p8", key}).status, 0);
+    environment["ASC_KEY_ID"] = access.keyID;
+    EXPECT_THAT(run({"auth", "check"}).error, HasSubstr("credentials.json is damaged"));
+    environment["ASC_PRIVATE_KEY"] = readFile(key).value();
+    const auto checked = run({"auth", "check"});
+    EXPECT_EQ(checked.status, 0) << checked.error;
 }
 
 TEST_F(Auth, refusesEndpointsThatAreNoneAndServersThatAreNoService) {
@@ -280,6 +303,20 @@ TEST_F(Auth, showsNoSecretInAnyOutput) {
             expectNoSecret(result, command[0]);
             if (form == "--json") onlyDocument(result.out);
         }
+    environment["ASC_KEY_ID"] = access.keyID;
+    environment["ASC_ISSUER_ID"] = access.issuerID;
+    std::string spelledOut = bareKey();
+    spelledOut.insert(64, "\\n");
+    for (const std::string& value : {bareKey(), spelledOut, readFile(key).value()})
+        for (const auto& command : {std::vector<std::string>{"apps", "--remote"}, {"auth", "set"}})
+            for (const std::string form : {"--verbose", "--json"}) {
+                environment["ASC_PRIVATE_KEY_PATH"] = value;
+                auto words = command;
+                words.push_back(form);
+                const auto result = run(words);
+                EXPECT_EQ(result.status, 2) << result.all();
+                expectNoSecret(result, "the key in place of its file's name");
+            }
 }
 
 } // namespace

@@ -93,7 +93,7 @@ void fillIn(Invocation& invocation, ASCSettingsViewModel& model) {
 
     if (!given.keyID.empty()) model.keyID = given.keyID;
     if (!given.issuerID.empty()) model.issuerID = given.issuerID;
-    if (given.privateKeyFile == "-" || given.privateKeyFile.find("PRIVATE KEY") != std::string::npos)
+    if (given.privateKeyFile == "-" || looksLikeKeyText(given.privateKeyFile))
         given.privateKeyPEM = readKeyFile(given.privateKeyFile, invocation.surroundings);
     else if (!given.privateKeyFile.empty() &&
              !model.pickPrivateKey(invocation.surroundings.workingFolder / given.privateKeyFile))

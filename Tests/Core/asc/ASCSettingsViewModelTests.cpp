@@ -240,5 +240,13 @@ TEST(ASCSettingsViewModel, logsNoSecret) {
     EXPECT_NE(log.text().find("Validation failed: "), std::string::npos);
     EXPECT_NE(log.text().find("Failed to read .p8 at "), std::string::npos);
     const std::string pem = test::privateKey().toPEM();
-    EXPECT_EQ(log.text().find(pem.substr(40, 20)), std::string::npos);
+    const std::string start = pem.substr(40, 20);
+    std::string body = pem.substr(pem.find('\n') + 1);
+    body.resize(body.find("-----"));
+    std::erase(body, '\n');
+    for (const std::string& picked : {pem, body}) {
+        EXPECT_FALSE(model.pickPrivateKey(screen.folder / picked));
+        EXPECT_EQ(model.status().find(start), std::string::npos);
+    }
+    EXPECT_EQ(log.text().find(start), std::string::npos);
 }
