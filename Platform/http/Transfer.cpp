@@ -13,7 +13,7 @@ namespace quorvel {
 
 namespace {
 
-constexpr long receiveBufferBytes = 128 << 10;
+constexpr long downloadBufferBytes = 128 << 10;
 constexpr long uploadBufferBytes = 256 << 10;
 constexpr long connectTimeoutMilliseconds = 30'000;
 
@@ -64,21 +64,8 @@ void Transfer::end(Ending ending, CURLcode code) {
     if (ending == Ending::finished && !headerComplete_ && (code == CURLE_OK || code == CURLE_PARTIAL_FILE))
         code = headerBytes_ == 0 ? CURLE_GOT_NOTHING : CURLE_PARTIAL_FILE;
     if (ending == Ending::finished && code == CURLE_OK) finishReceiving();
-    // Notified under the lock: the waiter may otherwise destroy the condition while it is being notified.
-    const std::scoped_lock lock(mutex_);
     ending_ = ending;
     code_ = code;
-    ended_.notify_all();
-}
-
-bool Transfer::waitUntil(Deadline deadline) {
-    std::unique_lock lock(mutex_);
-    return ended_.wait_until(lock, deadline, [this] { return ending_.has_value(); });
-}
-
-void Transfer::wait() {
-    std::unique_lock lock(mutex_);
-    ended_.wait(lock, [this] { return ending_.has_value(); });
 }
 
 bool Transfer::mayBeSentAgain() const {
@@ -126,10 +113,11 @@ void Transfer::setUpConnection(const URLSession::Options& options) {
     set(handle, CURLOPT_TCP_KEEPALIVE, 1L);
     // Otherwise an ended transfer waits for a name that is still being resolved, and all others with it.
     set(handle, CURLOPT_QUICK_EXIT, 1L);
-    // The deadline of the whole transfer is kept by the thread that waits: libcurl forgets it for transfers
+    // The deadline of the whole transfer is kept by the loop: libcurl forgets it for transfers
     // that wait for a connection.
     set(handle, CURLOPT_CONNECTTIMEOUT_MS, connectTimeoutMilliseconds);
-    if (isLoopbackURL(request_.url)) set(handle, CURLOPT_PROXY, "");
+    // Plain http is accepted for loopback hosts only.
+    if (!isEncrypted || isLoopbackURL(request_.url)) set(handle, CURLOPT_PROXY, "");
     if (!options.certificateFile.empty()) {
         set(handle, CURLOPT_CAINFO, options.certificateFile.c_str());
         set(handle, CURLOPT_CAPATH, static_cast<char*>(nullptr));
@@ -169,9 +157,9 @@ void Transfer::addHeaders() {
 
 void Transfer::setUpCallbacks() {
     CURL* handle = handle_.get();
-    set(handle, CURLOPT_PRIVATE, this);
     set(handle, CURLOPT_ERRORBUFFER, curlText_.data());
-    set(handle, CURLOPT_BUFFERSIZE, receiveBufferBytes);
+    // An answer for memory is small as a rule; allocating more than libcurl's default would cost more.
+    if (target_) set(handle, CURLOPT_BUFFERSIZE, downloadBufferBytes);
     set(handle, CURLOPT_SUPPRESS_CONNECT_HEADERS, 1L);
     set(handle, CURLOPT_HEADERFUNCTION, &Transfer::onHeader);
     set(handle, CURLOPT_HEADERDATA, this);

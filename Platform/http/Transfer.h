@@ -8,9 +8,7 @@
 #include "Platform/http/URLSession.h"
 
 #include <array>
-#include <condition_variable>
 #include <exception>
-#include <mutex>
 #include <optional>
 
 namespace quorvel {
@@ -21,12 +19,11 @@ struct DownloadTarget {
     const TransferProgress& progress;
 };
 
-/// Set up and read by the thread that asks, run by the loop's thread in between. The request, the options and
-/// the target must live until the transfer has ended.
+/// Set up and read by the thread that asks, run by the thread that drives the loop in between. The request,
+/// the options and the target must live until the transfer has ended.
 class Transfer {
   public:
     enum class Ending { finished, cancelled, timedOut };
-    using Deadline = std::chrono::steady_clock::time_point;
 
     /// Sends at most `sendsLeft` times, libcurl's own repetitions included. Throws `TransportError` when the
     /// request must not be sent or its file cannot be.
@@ -40,10 +37,6 @@ class Transfer {
 
     /// Called once, by the loop, when libcurl no longer uses the transfer.
     void end(Ending ending, CURLcode code);
-
-    /// Waits for the end; false when `deadline` comes first.
-    [[nodiscard]] bool waitUntil(Deadline deadline);
-    void wait();
 
     /// Of an ended transfer: whether it broke before any answer came and may be sent again.
     [[nodiscard]] bool mayBeSentAgain() const;
@@ -95,8 +88,6 @@ class Transfer {
     std::uint64_t bodyTotal_ = 0; // 0 when unknown
     std::optional<std::uint64_t> uploaded_;
 
-    std::mutex mutex_;
-    std::condition_variable ended_;
     std::optional<Ending> ending_;
     CURLcode code_ = CURLE_OK;
 };

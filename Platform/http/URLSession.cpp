@@ -100,8 +100,7 @@ struct URLSession::Implementation {
 
     HTTPResponse exchange(const HTTPRequest& request, const std::optional<DownloadTarget>& target);
     HTTPResponse sendOnce(const HTTPRequest& request, const std::optional<DownloadTarget>& target,
-                          Transfer::Deadline deadline);
-    void run(const std::shared_ptr<Transfer>& transfer, Transfer::Deadline deadline);
+                          TransferLoop::Deadline deadline);
 
     // Callers who still use the session; its destructor waits for them.
     class Visit {
@@ -170,25 +169,16 @@ HTTPResponse URLSession::Implementation::exchange(const HTTPRequest& request,
 
 HTTPResponse URLSession::Implementation::sendOnce(const HTTPRequest& request,
                                                   const std::optional<DownloadTarget>& target,
-                                                  Transfer::Deadline deadline) {
+                                                  TransferLoop::Deadline deadline) {
     int sendsLeft = isIdempotent(request.method) ? mostSends : 1;
     while (true) {
         checkCancellation();
         if (std::chrono::steady_clock::now() >= deadline) throw timedOut(request);
-        const auto transfer = std::make_shared<Transfer>(request, options, target, sendsLeft);
-        run(transfer, deadline);
-        if (!transfer->mayBeSentAgain()) return transfer->takeResponse();
-        sendsLeft = transfer->sendsLeft();
+        Transfer transfer(request, options, target, sendsLeft);
+        loop.run(transfer, deadline, currentStopToken());
+        if (!transfer.mayBeSentAgain()) return transfer.takeResponse();
+        sendsLeft = transfer.sendsLeft();
     }
-}
-
-void URLSession::Implementation::run(const std::shared_ptr<Transfer>& transfer, Transfer::Deadline deadline) {
-    loop.start(transfer);
-    const std::stop_callback onCancel(currentStopToken(),
-                                      [&] { loop.stop(transfer, Transfer::Ending::cancelled); });
-    if (transfer->waitUntil(deadline)) return;
-    loop.stop(transfer, Transfer::Ending::timedOut);
-    transfer->wait();
 }
 
 } // namespace quorvel
