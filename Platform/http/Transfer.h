@@ -5,7 +5,7 @@
 #include "Platform/http/CurlHandles.h"
 #include "Platform/http/DownloadFile.h"
 #include "Platform/http/HTTPMessage.h"
-#include "Platform/http/URLSession.h"
+#include "Platform/http/HandlePool.h"
 
 #include <array>
 #include <exception>
@@ -27,8 +27,9 @@ class Transfer {
 
     /// Sends at most `sendsLeft` times, libcurl's own repetitions included. Throws `TransportError` when the
     /// request must not be sent or its file cannot be.
-    Transfer(const HTTPRequest& request, const URLSession::Options& options,
+    Transfer(const HTTPRequest& request, HandlePool& handles, std::uint64_t maximumBodyBytes,
              const std::optional<DownloadTarget>& target, int sendsLeft);
+    ~Transfer();
     Transfer(const Transfer&) = delete;
     Transfer& operator=(const Transfer&) = delete;
 
@@ -46,7 +47,7 @@ class Transfer {
     [[nodiscard]] HTTPResponse takeResponse();
 
   private:
-    void setUpConnection(const URLSession::Options& options);
+    void setUpConnection();
     void setUpRequest();
     void setUpCallbacks();
     void addHeaders();
@@ -71,6 +72,7 @@ class Transfer {
     const HTTPRequest& request_;
     const std::uint64_t maximumBodyBytes_;
     const std::optional<DownloadTarget>& target_;
+    HandlePool& handles_;
     EasyHandle handle_;
     HeaderList headers_;
     BodySource source_;

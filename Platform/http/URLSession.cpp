@@ -93,7 +93,9 @@ std::optional<std::string> redirectTarget(const HTTPRequest& request, const HTTP
 
 struct URLSession::Implementation {
     explicit Implementation(Options sessionOptions)
-        : options(std::move(sessionOptions)), loop(options.maximumHostConnections) {}
+        : options(std::move(sessionOptions)),
+          loop(options.maximumHostConnections),
+          handles(options.certificateFile) {}
     ~Implementation();
     Implementation(const Implementation&) = delete;
     Implementation& operator=(const Implementation&) = delete;
@@ -122,6 +124,7 @@ struct URLSession::Implementation {
 
     const Options options;
     TransferLoop loop;
+    HandlePool handles;
     std::mutex mutex;
     std::condition_variable callerLeft;
     int callers = 0;
@@ -174,7 +177,7 @@ HTTPResponse URLSession::Implementation::sendOnce(const HTTPRequest& request,
     while (true) {
         checkCancellation();
         if (std::chrono::steady_clock::now() >= deadline) throw timedOut(request);
-        Transfer transfer(request, options, target, sendsLeft);
+        Transfer transfer(request, handles, options.maximumBodyBytes, target, sendsLeft);
         loop.run(transfer, deadline, currentStopToken());
         if (!transfer.mayBeSentAgain()) return transfer.takeResponse();
         sendsLeft = transfer.sendsLeft();
