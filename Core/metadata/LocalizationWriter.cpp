@@ -1,6 +1,6 @@
 #include "Core/metadata/LocalizationWriter.h"
 
-#include "Core/asc/ASCError.h"
+#include "Core/asc/services/CreateOrAdopt.h"
 #include "Core/metadata/MetadataError.h"
 #include "Platform/task/Task.h"
 
@@ -63,23 +63,6 @@ bool isRefusalOfContent(const ASCError& error) {
 
 bool isRefusalByState(const ASCError& error) {
     return error.hasCodeContaining("STATE_ERROR") || error.hasCodeContaining("ENTITY_STATE_INVALID");
-}
-
-// Whether a create that failed so may have been carried out all the same.
-bool mayHaveBeenDone(const ASCError& error) {
-    return error.as<ASCError::NetworkFailure>() || error.as<ASCError::InvalidResponse>() ||
-           error.as<ASCError::DecodingFailed>() || error.httpStatus().value_or(0) >= 500;
-}
-
-std::optional<std::string> findAfterFailure(const ASCClientProtocol& client,
-                                            const LocalizationWriter::Target& target) {
-    try {
-        const LocalizationIDs ids = listLocalizations(client, target.home, target.parentID);
-        const auto found = ids.find(target.locale);
-        return found == ids.end() ? std::nullopt : std::optional(found->second);
-    } catch (const ASCError&) {
-        return std::nullopt; // the failure of the create says more
-    }
 }
 
 [[noreturn]] void failWithoutName(const std::string& locale) {
@@ -185,16 +168,20 @@ void LocalizationWriter::create(std::vector<Value> values) {
         std::erase_if(values, [](const Value& value) { return value.first == FieldType::name; });
         values.insert(values.begin(), {FieldType::name, *target_.fallbackName});
     }
-    try {
-        target_.id = createLocalization(client_, target_, values);
-        if (addsName) result_.sentName = target_.fallbackName;
-    } catch (const ASCError& error) {
-        if (!error.hasCodeContaining("INVALID.DUPLICATE") && !mayHaveBeenDone(error)) throw;
-        const auto existing = findAfterFailure(client_, target_);
-        if (!existing) throw;
-        target_.id = existing;
-        patchLocalization(client_, target_.home, *existing, wanted);
-    }
+    createOrAdopt(
+        [&] {
+            target_.id = createLocalization(client_, target_, values);
+            if (addsName) result_.sentName = target_.fallbackName;
+        },
+        [&] {
+            const LocalizationIDs ids = listLocalizations(client_, target_.home, target_.parentID);
+            const auto found = ids.find(target_.locale);
+            return found == ids.end() ? std::nullopt : std::optional(found->second);
+        },
+        [&](const std::string& id) {
+            target_.id = id;
+            patchLocalization(client_, target_.home, id, wanted);
+        });
 }
 
 } // namespace quorvel
