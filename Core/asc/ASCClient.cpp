@@ -101,7 +101,8 @@ std::string ASCClient::urlOf(const ASCRequest& request) const {
 HTTPResponse ASCClient::sendOnce(const ASCRequest& request, const std::string& url) const {
     const ASCQuota::Place place(*parts_.quota);
     if (const double delay = parts_.quota->reserveDelay(); delay > 0) {
-        logger_.info(fmt::format("The key's quota runs low: waiting {:.1f}s before the next request", delay));
+        logger_.warning(
+            fmt::format("The key's quota runs low: waiting {:.1f}s before the next request", delay));
         parts_.sleepFor(delay);
     }
     HTTPRequest http{.method = request.method, .url = url};

@@ -11,7 +11,7 @@ enum class ExitStatus {
     notFound = 4,       // no such app, version or context
     refusedByState = 5, // by the state on App Store Connect
     serviceTrouble = 6, // network or service
-    partlyDone = 7,     // some items failed, each listed
+    partlyDone = 7,     // some items failed or were left out, each listed
     interrupted = 130,
 };
 

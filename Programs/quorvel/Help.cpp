@@ -98,7 +98,7 @@ std::string helpOfProgram() {
                                      {"4", "not found"},
                                      {"5", "refused by the state on App Store Connect"},
                                      {"6", "network or service trouble"},
-                                     {"7", "partly done: some items failed, each is listed"},
+                                     {"7", "partly done: some items failed or were left out, each is listed"},
                                      {"130", "interrupted"}}) +
            section("Environment",
                    {{"QUORVEL_HOME", "like --home"},

@@ -88,11 +88,25 @@ ContextID MetadataTarget::localContext() {
 
 ContextID MetadataTarget::knownContext() {
     const bool isKnown = givenContext() || savedContexts() || !contextsOnDisk(appFolder()).empty();
-    return isKnown || !invocation_.global.app ? localContext() : currentContext().contextID();
+    if (isKnown || !invocation_.global.app) return localContext();
+    const PlatformContext context = currentContext();
+    if (!invocation_.global.dryRun)
+        ContextsStore(appFolder(), invocation_.composition.clock())
+            .save(contextsOf(versions()), context.id());
+    return context.contextID();
 }
 
 MetadataStore MetadataTarget::storeOf(const ContextID& context) {
     return MetadataStore(appFolder().contextFolder(context));
+}
+
+MetadataStore MetadataTarget::localStore() {
+    const MetadataFolder folder = appFolder().contextFolder(localContext());
+    if (!std::filesystem::is_directory(folder.rootURL))
+        throw CommandError(ExitStatus::notFound,
+                           fmt::format("{} has not been pulled", folder.rootURL.string()),
+                           "Pull first, or check --folder, --app and --context.");
+    return MetadataStore(folder);
 }
 
 PlatformContext MetadataTarget::currentContext() {
@@ -104,10 +118,7 @@ PlatformContext MetadataTarget::currentContext() {
     if (given || savedContexts() || !contextsOnDisk(appFolder()).empty()) wanted = localContext().text();
     const auto chosen = chooseContext(contexts, wanted);
     if (wanted && chosen->id() != *wanted) throw MetadataError::unknownContext(*wanted, idsOf(contexts));
-    if (savedContexts())
-        noteNewVersion(*chosen);
-    else if (!invocation_.global.dryRun)
-        ContextsStore(appFolder(), invocation_.composition.clock()).save(contexts, chosen->id());
+    requireSameVersion(*chosen);
     return *chosen;
 }
 
@@ -130,13 +141,14 @@ void MetadataTarget::requireSameApp() {
                            "Name this app's own folder with --folder, or a new one.");
 }
 
-void MetadataTarget::noteNewVersion(const PlatformContext& context) {
+void MetadataTarget::requireSameVersion(const PlatformContext& context) {
+    if (!savedContexts()) return;
     for (const PlatformContext& saved : savedContexts()->contexts)
         if (saved.contextID() == context.contextID() && saved.versionId != context.versionId)
-            invocation_.output.warning(
-                fmt::format("{} is now version {}, and the last pull was of version {}; "
-                            "pull to compare with the new one",
-                            context.id(), context.versionString, saved.versionString));
+            throw CommandError(ExitStatus::refusedByState,
+                               fmt::format("{} is now {}, the last pull was of {}", context.id(),
+                                           context.versionString, saved.versionString),
+                               "Pull (--leave-edits keeps your edits in place), then push.");
 }
 
 } // namespace quorvel

@@ -26,13 +26,15 @@ class MetadataTarget {
     /// The context to work on without asking: of --context, the one selected last, the only one on disk, or
     /// ios/next. Throws `UsageError` for a --context that is none.
     [[nodiscard]] ContextID localContext();
-    /// Like `localContext`, but asks App Store Connect where nothing was saved and --context is left out.
+    /// Like `localContext`, but asks App Store Connect where nothing was saved and --context is left out, and
+    /// saves what it answers.
     [[nodiscard]] ContextID knownContext();
-    [[nodiscard]] MetadataStore localStore() { return storeOf(localContext()); }
+    /// The texts of `localContext`. Throws `CommandError` when there is no folder of them.
+    [[nodiscard]] MetadataStore localStore();
     [[nodiscard]] MetadataStore storeOf(const ContextID& context);
 
-    /// The context as App Store Connect has it now; what was not saved before is saved. Throws
-    /// `MetadataError` when there is none, and `CommandError` when the folder belongs to another app.
+    /// The context as App Store Connect has it now. Throws `MetadataError` when there is none, and
+    /// `CommandError` when the folder belongs to another app or holds the texts of an earlier version.
     [[nodiscard]] PlatformContext currentContext();
     /// Throws `CommandError` when the folder holds the contexts of another app. Asks App Store Connect only
     /// when there are any.
@@ -41,7 +43,7 @@ class MetadataTarget {
   private:
     [[nodiscard]] std::optional<ContextID> givenContext() const;
     [[nodiscard]] const ASCList<AppStoreVersionAttributes>& versions();
-    void noteNewVersion(const PlatformContext& context);
+    void requireSameVersion(const PlatformContext& context);
 
     Invocation& invocation_;
     std::optional<AppListEntry> app_;

@@ -37,6 +37,10 @@ Output::Output(const Streams& streams, Form form, Noise noise, Colour colour)
       errorColours_(colour == Colour::automatic && streams.errorIsTerminal) {}
 
 void Output::line(std::string_view text) {
+    styledLine(printable(text));
+}
+
+void Output::styledLine(std::string_view text) {
     if (isJSON()) return;
     clearProgress();
     streams_.out(std::string(text) + "\n");
@@ -61,7 +65,7 @@ void Output::table(const Table& table) {
             text += styled(isTitle ? Style::bold : cells[index].style, padded);
             if (!last) text += "  ";
         }
-        line(std::string_view(text).substr(0, text.find_last_not_of(' ') + 1));
+        styledLine(std::string_view(text).substr(0, text.find_last_not_of(' ') + 1));
     };
     std::vector<Table::Cell> titles;
     for (const auto& column : table.columns)

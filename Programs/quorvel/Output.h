@@ -28,8 +28,10 @@ class Output {
     [[nodiscard]] bool hasDocument() const { return hasDocument_; }
     [[nodiscard]] const Streams& streams() const { return streams_; }
 
-    /// A line of the result; nothing with --json.
+    /// A line of the result, or several; control characters are escaped. Nothing with --json.
     void line(std::string_view text = {});
+    /// Like `line`, for a text with styles whose parts were escaped.
+    void styledLine(std::string_view text);
     void table(const Table& table);
     /// Text as it is, whatever the form.
     void raw(std::string_view text);

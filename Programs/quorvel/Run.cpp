@@ -2,6 +2,7 @@
 
 #include "Core/asc/ASCRateLimit.h"
 #include "Platform/log/Log.h"
+#include "Platform/text/Text.h"
 #include "Programs/quorvel/CommandLine.h"
 #include "Programs/quorvel/Errors.h"
 #include "Programs/quorvel/Help.h"
@@ -10,6 +11,9 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <functional>
+#include <memory>
+#include <mutex>
 
 namespace quorvel {
 
@@ -49,7 +53,7 @@ ExitStatus fail(Output& output, const ErrorReport& report) {
 void noteQuota(Output& output, const Composition& composition) {
     const auto limit = composition.rateLimit();
     if (!limit || !limit->hourRemaining || !limit->hourLimit) return;
-    output.warning(
+    output.detail(
         fmt::format("{} of {} requests are left this hour", *limit->hourRemaining, *limit->hourLimit));
 }
 
@@ -75,6 +79,36 @@ ExitStatus runCommand(Invocation& invocation) {
     }
 }
 
+// Where the log goes while a command runs. Warnings are shown, so that a wait does not look like a hang;
+// errors are left to the command, which reports its own.
+class CommandLog {
+  public:
+    CommandLog(const GlobalOptions& global, const Streams& streams) : isOurs_(!global.verbose) {
+        if (global.verbose)
+            logToStandardError(LogLevel::debug);
+        else
+            setLogSink(LogLevel::warning, global.quiet ? nullptr : sinkTo(streams));
+    }
+    ~CommandLog() {
+        if (isOurs_) setLogSink(LogLevel::error, nullptr);
+    }
+    CommandLog(const CommandLog&) = delete;
+    CommandLog& operator=(const CommandLog&) = delete;
+
+  private:
+    static std::function<void(const LogLine&)> sinkTo(const Streams& streams) {
+        // Lines come from several threads.
+        return [&streams, mutex = std::make_shared<std::mutex>()](const LogLine& line) {
+            if (line.level != LogLevel::warning) return;
+            const std::lock_guard lock(*mutex);
+            streams.error(fmt::format("{}quorvel: {}\n", streams.errorIsTerminal ? "\r\x1b[K" : "",
+                                      escapeControls(line.text)));
+        };
+    }
+
+    bool isOurs_;
+};
+
 ExitStatus runParsed(const ParsedLine& line, const GlobalOptions& global, Output& output,
                      const Surroundings& surroundings) {
     if (line.arguments.has("--help") || (!line.command && !line.wantsVersion)) {
@@ -92,7 +126,7 @@ ExitStatus runParsed(const ParsedLine& line, const GlobalOptions& global, Output
     if (global.dryRun && std::ranges::find(line.command->heeds, "--dry-run") == line.command->heeds.end())
         return fail(output,
                     {ExitStatus::usage, fmt::format("\"{}\" has no dry run", line.command->name), {}});
-    if (global.verbose) logToStandardError(LogLevel::debug);
+    const CommandLog log(global, surroundings.streams);
     Composition composition(global, surroundings);
     Invocation invocation{*line.command, line.arguments, global, surroundings, output, composition};
     const ExitStatus status = runCommand(invocation);

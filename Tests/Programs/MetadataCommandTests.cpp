@@ -1,5 +1,6 @@
 #include "Platform/text/Text.h"
 #include "Tests/Programs/QuorvelFixture.h"
+#include "Tests/support/ScriptedServer.h"
 
 #include <signal.h>
 
@@ -85,12 +86,15 @@ TEST_F(MetadataCommands, pullsEditsComparesAndPushesWithTheFewestRequests) {
 
     server.forgetRequests();
     const auto pushed = push();
-    EXPECT_EQ(pushed.status, 0) << pushed.all();
+    EXPECT_EQ(pushed.status, 7) << pushed.all(); // a text is too long, and one would be removed
     EXPECT_THAT(pushed.out, HasSubstr("Pushed 4 fields · 2 locales"));
     for (const auto* leftOut : {"default Name: ", "fr-FR Name: ", "it Keywords: ", "sv Promo text: "})
         EXPECT_THAT(pushed.out, HasSubstr(leftOut));
     EXPECT_EQ(changesSent(), 3u);
-    EXPECT_THAT(push().out, HasSubstr("Nothing selected to push."));
+    const auto nothing = push();
+    EXPECT_EQ(nothing.status, 1);
+    EXPECT_THAT(nothing.out, HasSubstr("Nothing selected to push."));
+    EXPECT_EQ(push({"--locale", "it"}).status, 0); // only a final line break
 
     EXPECT_EQ(push({"--allow-clear", "--locale", "sv"}).status, 0);
     EXPECT_EQ(push({"--locale", "it", "--field", "keywords"}).status, 0);
@@ -290,6 +294,89 @@ TEST_F(MetadataCommands, endsWithTheStatusThatTellsWhy) {
     EXPECT_THAT(nobody.error, HasSubstr("quorvel auth set"));
 }
 
+TEST_F(MetadataCommands, pushesNothingIntoAVersionThatWasNotPulled) {
+    ASSERT_EQ(pull().status, 0);
+    const auto copies = readFile(folder / "texts/.brevant/contexts.json");
+    const JSONValue versions = document({"versions", "--app", app, "--platform", "ios"});
+    for (const JSONValue& version : *versions.items())
+        if (*version.at("attributes", "versionString")->text() == "3.5")
+            server.setVersionState(*version.find("id")->text(), "READY_FOR_SALE");
+    ASSERT_EQ(run({"versions", "create", "--app", app, "--platform", "ios", "--version", "3.6"}).status, 0);
+    server.forgetRequests();
+    for (const auto* edit : {"", "Beete planen"}) {
+        if (*edit) write("de-DE", "subtitle.txt", edit);
+        const auto early = push();
+        EXPECT_EQ(early.status, 5) << early.all();
+        EXPECT_THAT(early.error, HasSubstr("ios/next is now 3.6, the last pull was of 3.5"));
+    }
+    EXPECT_EQ(changesSent(), 0u);
+    EXPECT_EQ(readFile(folder / "texts/.brevant/contexts.json"), copies);
+    ASSERT_EQ(run({"pull", "--app", app, "--folder", "texts", "--leave-edits"}).status, 0);
+    EXPECT_EQ(push().status, 0);
+    EXPECT_EQ(changesSent(), 1u);
+}
+
+TEST_F(MetadataCommands, makesNoFolderForAMisspeltName) {
+    for (const std::vector<std::string>& command : {std::vector<std::string>{"push"},
+                                                    {"push", "--context", "ios/next"},
+                                                    {"status"},
+                                                    {"diff"},
+                                                    {"metadata", "tidy"},
+                                                    {"metadata", "export", "tree"}}) {
+        auto words = command;
+        words.insert(words.end(), {"--app", app, "--folder", "txets"});
+        const auto result = run(words);
+        EXPECT_EQ(result.status, 4) << result.all();
+        EXPECT_THAT(result.error, HasSubstr("txets/ios/next has not been pulled")) << command[0];
+    }
+    EXPECT_FALSE(std::filesystem::exists(folder / "txets"));
+    EXPECT_FALSE(std::filesystem::exists(folder / "tree"));
+}
+
+TEST_F(MetadataCommands, saysWhatItWaitsFor) {
+    const auto apps = [&](const std::string& form) {
+        server.setFaults({{.route = "*", .status = 429, .count = 1, .retryAfter = 0}});
+        const auto result = run({"apps", "--remote", form});
+        EXPECT_EQ(result.status, 0) << result.error;
+        return result.error;
+    };
+    const std::string told = "ASC 429 — retrying in 0.0s (attempt 1 of";
+    EXPECT_THAT(apps("--json"), HasSubstr("quorvel: " + told));
+    EXPECT_THAT(apps("--verbose"), HasSubstr("warning ASCClient: " + told));
+    EXPECT_EQ(apps("--quiet"), "");
+}
+
+TEST_F(MetadataCommands, showsNoControlCharacterThatTheServiceSent) {
+    const std::string attributes =
+        R"("attributes": {"platform": "IOS", "versionString": "3\u001b[2J.6", "appStoreState": "NEW\u001b[2J"})";
+    const std::string orchard = R"({"name": "Orchard", "bundleId": "studio.fernhollow.orchard"})";
+    const ScriptedServer service(
+        {{Receive{},
+          Send{answer("200 OK", R"({"data": [{"type": "apps", "id": "1", "attributes": )" + orchard + "}]}")},
+          Receive{},
+          Send{answer("201 Created",
+                      R"({"data": {"type": "appStoreVersions", "id": "2", )" + attributes + "}}")}}});
+    writeFileAtomically(folder / "scripted.json", "{\"appStoreConnect\": \"" + service.url("") + "\"}");
+    environment["QUORVEL_ENDPOINTS"] = "scripted.json";
+    createFolders(folder / "texts/.brevant");
+    createFolders(folder / "texts/ios/next");
+    writeFileAtomically(folder / "texts/.brevant/contexts.json",
+                        R"({"lastUpdated": "2026-01-01T00:00:00Z", "contexts": [{"platform": "IOS",)"
+                        R"( "stateClass": "editable", "versionString": "3\u001b[2J.6",)"
+                        R"( "appStoreState": "NEW\u001b[2J", "versionId": "2"}]})");
+    const std::vector<std::vector<std::string>> commands = {
+        {"versions", "create", "--app", "1", "--platform", "ios", "--version", "3.6"},
+        {"status", "--folder", "texts"},
+    };
+    for (const auto& command : commands) {
+        const auto result = run(command);
+        EXPECT_EQ(result.status, 0) << result.all();
+        EXPECT_THAT(result.out, HasSubstr("3\\x1B[2J.6")) << command[0];
+        EXPECT_THAT(result.out, HasSubstr("NEW\\x1B[2J")) << command[0];
+        EXPECT_EQ(result.all().find('\x1b'), std::string::npos) << command[0];
+    }
+}
+
 TEST_F(MetadataCommands, canBeInterrupted) {
     server.setFaults({{.route = "*", .status = 429, .retryAfter = 600}});
     ChildProgram waiting(call({"apps", "--remote"}));
@@ -340,7 +427,7 @@ TEST_F(EmptyAccount, takesATreeOfAnotherToolToAnAppWithoutAVersion) {
     EXPECT_THAT(imported.error, HasSubstr("de-DE Keywords is over its limit of 100"));
     server.forgetRequests();
     const auto pushed = run({"push", "--app", bundleID, "--folder", "texts"});
-    EXPECT_EQ(pushed.status, 0) << pushed.all();
+    EXPECT_EQ(pushed.status, 7) << pushed.all();
     EXPECT_THAT(pushed.out,
                 HasSubstr("de-DE Keywords: keywords.txt has 101 characters where 100 are allowed."));
 

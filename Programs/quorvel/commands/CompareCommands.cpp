@@ -220,10 +220,11 @@ DiffRecord diffRecordOf(const PendingChange& change, const std::vector<DiffSegme
 }
 
 void printDiff(Output& output, const PendingChange& change, const std::vector<DiffSegment>& segments) {
-    output.line(output.styled(Style::bold, fmt::format("{} {}", change.locale, shortLabelOf(change.field))) +
-                output.styled(Style::dim, fmt::format("  {}", MetadataDiff::explain(change))));
+    output.styledLine(output.styled(Style::bold, fmt::format("{} {}", escapeControls(change.locale),
+                                                             shortLabelOf(change.field))) +
+                      output.styled(Style::dim, fmt::format("  {}", MetadataDiff::explain(change))));
     for (const std::string& line : renderDiff(segments, marksFor(output)))
-        output.line(line.empty() ? line : "    " + line);
+        output.styledLine(line.empty() ? line : "    " + line);
     output.line();
 }
 

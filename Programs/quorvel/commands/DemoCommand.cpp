@@ -104,7 +104,9 @@ class Demo {
     void command(const std::vector<std::string>& words) {
         const std::string line = fmt::format("quorvel {}", fmt::join(words, " "));
         say("\n" + styled(Style::cyan, " $ " + line) + "\n");
-        const ExitStatus status = run(words, inner_);
+        std::vector<std::string> all = words;
+        if (invocation_.global.verbose) all.push_back("--verbose");
+        const ExitStatus status = run(all, inner_);
         record_.steps.push_back({line, static_cast<std::int64_t>(status)});
         if (status == ExitStatus::interrupted) throw CancellationError();
         if (status != ExitStatus::done)

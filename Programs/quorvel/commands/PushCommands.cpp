@@ -69,10 +69,19 @@ ExitStatus showPlan(Output& output, const std::vector<PlannedRequest>& requests,
     return ExitStatus::done;
 }
 
+// Whether something that was meant for the store stays behind until somebody does something about it.
+bool someTextWaits(const PushSelection& selection) {
+    return std::ranges::any_of(selection.leftOut, [](const LeftOutChange& one) {
+        return one.reason == LeftOutReason::overLimit || one.reason == LeftOutReason::byteOrderMark ||
+               one.reason == LeftOutReason::clearsField;
+    });
+}
+
 // When nothing at all could be pushed, the reason that all failures share says how the program ends.
-ExitStatus statusOf(const std::vector<PushOutcome>& outcomes, const std::vector<ASCError>& refusals) {
+ExitStatus statusOf(const std::vector<PushOutcome>& outcomes, const std::vector<ASCError>& refusals,
+                    const PushSelection& selection) {
     const auto failed = std::ranges::count(outcomes, false, &PushOutcome::success);
-    if (failed == 0) return ExitStatus::done;
+    if (failed == 0) return someTextWaits(selection) ? ExitStatus::partlyDone : ExitStatus::done;
     if (static_cast<std::size_t>(failed) < outcomes.size()) return ExitStatus::partlyDone;
     if (refusals.empty()) return ExitStatus::failed;
     const ExitStatus first = exitStatusOf(refusals.front());
@@ -103,7 +112,7 @@ ExitStatus nothingToPush(Output& output, const PushSelection& selection, bool an
     output.document(PushDocument{{}, selection.leftOut, selection.warnings, text});
     output.line(text);
     printLeftOut(output, selection.leftOut);
-    return ExitStatus::done;
+    return someTextWaits(selection) ? ExitStatus::failed : ExitStatus::done;
 }
 
 void confirmPush(Invocation& invocation, const std::vector<PendingChange>& changes, std::string_view what) {
@@ -117,9 +126,8 @@ void confirmPush(Invocation& invocation, const std::vector<PendingChange>& chang
 }
 
 ExitStatus pushSelection(Invocation& invocation, MetadataTarget& target, const MetadataStore& store,
-                         const PushSelection& selection) {
+                         const PlatformContext& context, const PushSelection& selection) {
     Output& output = invocation.output;
-    const PlatformContext context = target.currentContext();
     const MetadataPusher pusher(invocation.composition.client(), store, target.app().name);
     if (invocation.global.dryRun)
         return showPlan(output, pusher.plan(target.app().id, context, selection.chosen), selection);
@@ -139,16 +147,18 @@ ExitStatus pushSelection(Invocation& invocation, MetadataTarget& target, const M
     output.line();
     output.line(report);
     printLeftOut(output, selection.leftOut);
-    return statusOf(outcomes, invocation.composition.client().refusals());
+    return statusOf(outcomes, invocation.composition.client().refusals(), selection);
 }
 
 ExitStatus push(Invocation& invocation) {
     MetadataTarget target(invocation);
-    const MetadataStore store = target.storeOf(target.knownContext());
+    const MetadataStore store = target.localStore();
+    // First of all: the copies of one version say nothing about the next one.
+    const PlatformContext context = target.currentContext();
     const auto changes = MetadataDiff::compare(store);
     const PushSelection selection = selectForPush(changes, filterOf(invocation, store));
     if (selection.chosen.empty()) return nothingToPush(invocation.output, selection, !changes.empty());
-    return pushSelection(invocation, target, store, selection);
+    return pushSelection(invocation, target, store, context, selection);
 }
 
 } // namespace
@@ -175,7 +185,9 @@ std::vector<Command> pushCommands() {
          .details =
              "Only what changed is sent, one request per locale and resource. Texts over a limit, folders "
              "that are no App Store locale, and changes of nothing but a final line break are left out and "
-             "named. A failed change does not stop the others, and pushing again sends only what is missing. "
+             "named; a text that is over its limit, begins with a byte order mark or would be removed ends "
+             "the push with status 7, or with 1 when nothing could be sent. A failed change does not stop "
+             "the others, and pushing again sends only what is missing. "
              "On a terminal the push is confirmed first, unless --yes is given; without a terminal nothing "
              "is asked."},
     };

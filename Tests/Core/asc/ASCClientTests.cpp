@@ -1,5 +1,6 @@
 #include "Core/asc/ASCClient.h"
 #include "Core/asc/ASCError.h"
+#include "Platform/log/Log.h"
 #include "Platform/task/Task.h"
 #include "Tests/support/FakeHTTPClient.h"
 #include "Tests/support/TestKey.h"
@@ -199,8 +200,11 @@ TEST(ASCClient, showsTheQuotaAndSlowsDownBeforeItIsEmpty) {
         (void)fixture.client.exchange(ASCRequest::get("v1/apps"));
     EXPECT_EQ(fixture.client.rateLimit()->hourRemaining, 180);
     EXPECT_TRUE(fixture.sleeps.empty());
+    const LogCapture log;
     for (int i = 0; i < 3; ++i)
         (void)fixture.client.exchange(ASCRequest::get("v1/apps"));
+    EXPECT_NE(log.text().find("warning ASCClient: The key's quota runs low: waiting 2.0s"),
+              std::string::npos);
     ASSERT_EQ(fixture.sleeps.size(), 3u);
     EXPECT_NEAR(fixture.sleeps[0], 2, 0.1);
     EXPECT_GT(fixture.sleeps[2], 10);
