@@ -14,6 +14,9 @@ namespace {
 
 using Value = LocalizationWriter::Value;
 
+const std::string cutShortText =
+    "Cancelled while it was being sent; App Store Connect may have taken it. Push again to make sure.";
+
 // One set of attributes of either resource; the patch and create records name their members alike.
 template <typename Attributes>
 Attributes withValues(Attributes attributes, const std::vector<Value>& values) {
@@ -135,11 +138,13 @@ LocalizationWriter::Refusal LocalizationWriter::attempt(const std::vector<Value>
     for (const auto& [field, text] : values)
         result_.failures.erase(field);
     try {
+        if (currentStopToken().stop_requested()) throw MetadataError(std::string(notSentText));
         send(values);
         return Refusal::none;
+    } catch (const CancellationError&) {
+        problem = cutShortText;
     } catch (const ASCError& error) {
-        if (error.as<ASCError::Cancelled>()) throw CancellationError();
-        problem = error.description();
+        problem = error.as<ASCError::Cancelled>() ? cutShortText : error.description();
         if (isRefusalOfContent(error))
             refusal = isRefusalByState(error) ? Refusal::ofState : Refusal::ofContent;
     } catch (const MetadataError& error) {

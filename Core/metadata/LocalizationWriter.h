@@ -21,6 +21,9 @@ using LocalizationIDs = std::map<std::string, std::string, std::less<>>;
 [[nodiscard]] LocalizationIDs listLocalizations(const ASCClientProtocol& client, FieldHome home,
                                                 std::string_view parentID);
 
+/// What is said of a change that a cancelled push did not come to.
+inline constexpr std::string_view notSentText = "Not sent: cancelled.";
+
 class LocalizationWriter {
   public:
     /// A field and the text to send for it.
@@ -43,7 +46,7 @@ class LocalizationWriter {
 
     /// Sends all values in one request; when that is refused for what it holds, each in a request of its own.
     /// Fields that are known to be closed fail without a request, and those that turn out so are noted.
-    /// To be called once. Throws only `CancellationError`.
+    /// To be called once. When the task is cancelled, the values that are left fail and say so.
     [[nodiscard]] Result write(std::vector<Value> values);
 
   private:

@@ -190,11 +190,13 @@ std::vector<PushOutcome> MetadataPusher::push(std::string_view appID, const Plat
     const std::vector<Job> jobs = jobsOf(changes);
     const Resolution resolution = resolve(client_, appID, context, jobs);
     JobRunner runner(client_, store_, context, resolution, changes, appName_);
-    std::vector<PushOutcome> outcomes(changes.size());
+    std::vector<PushOutcome> outcomes;
+    for (const PendingChange& change : changes)
+        outcomes.push_back({change, false, std::string(notSentText)});
     std::mutex mutex;
     std::size_t done = 0;
     if (progress) progress(done, jobs.size());
-    parallelForEach(jobs, requestsAtOnce, [&](const Job& job) {
+    const auto runJob = [&](const Job& job) {
         const LocalizationWriter::Result result = runner.run(job);
         for (const std::size_t index : job.changes) {
             const PendingChange& change = changes[index];
@@ -214,7 +216,12 @@ std::vector<PushOutcome> MetadataPusher::push(std::string_view appID, const Plat
                     }
         const std::lock_guard lock(mutex);
         if (progress) progress(++done, jobs.size());
-    });
+    };
+    try {
+        parallelForEach(jobs, requestsAtOnce, runJob);
+    } catch (const CancellationError&) {
+        // what is on App Store Connect by now must be told
+    }
     const auto failed = std::ranges::count(outcomes, false, &PushOutcome::success);
     logger_.info(
         fmt::format("Pushed {} changes in {} localizations, {} failed", changes.size(), jobs.size(), failed));

@@ -42,7 +42,8 @@ class MetadataPusher {
 
     /// One outcome per change, in the order given. Throws `MetadataError` (READ_ONLY_CONTEXT) for a version
     /// that takes no changes, and after an interrupted pull; `ASCError` when the localizations cannot be
-    /// listed; `CancellationError`.
+    /// listed; `CancellationError` until then. A task that is cancelled later gets its outcomes as well, the
+    /// changes that were not sent failed; the caller ends it with `checkCancellation()` once they are shown.
     [[nodiscard]] std::vector<PushOutcome> push(std::string_view appID, const PlatformContext& context,
                                                 const std::vector<PendingChange>& changes,
                                                 const PushProgress& progress = {}) const;

@@ -1,4 +1,5 @@
 #include "Core/metadata/MetadataPusher.h"
+#include "Platform/task/Task.h"
 #include "Platform/text/Text.h"
 #include "Programs/quorvel/Errors.h"
 #include "Programs/quorvel/MetadataTarget.h"
@@ -147,6 +148,7 @@ ExitStatus pushSelection(Invocation& invocation, MetadataTarget& target, const M
     output.line();
     output.line(report);
     printLeftOut(output, selection.leftOut);
+    checkCancellation();
     return statusOf(outcomes, invocation.composition.client().refusals(), selection);
 }
 

@@ -303,16 +303,46 @@ TEST(Push, leavesWhatWasDoneBehindWhenItIsCancelled) {
         checkCancellation();
         if (request.method == "PATCH" && ++patches == 10) source.request_stop();
     };
+    std::vector<PushOutcome> outcomes;
     {
         const TaskScope scope(source.get_token());
-        EXPECT_THROW((void)account.pushAll(), CancellationError);
+        outcomes = account.pushAll();
     }
-    std::size_t sent = 0;
-    for (const auto& [locale, attributes] : account.connect.localizations[FakeConnect::ofVersion])
-        sent += attributes.contains("keywords");
+    ASSERT_THAT(outcomes, SizeIs(30));
+    std::size_t sent = 0, notSent = 0;
+    for (const PushOutcome& outcome : outcomes) {
+        const auto& service = account.connect.localizations[FakeConnect::ofVersion][outcome.change.locale];
+        EXPECT_EQ(outcome.success, service.contains("keywords")) << outcome.change.locale;
+        sent += outcome.success;
+        notSent += outcome.errorMessage == "Not sent: cancelled.";
+        EXPECT_THAT(outcome.errorMessage.value_or("cancelled"), testing::ContainsRegex("[Cc]ancelled"));
+    }
+    EXPECT_GE(notSent, 30 - sent - 6); // up to six were under way
     EXPECT_GE(sent, 10u);
     EXPECT_LT(sent, 30u);
     EXPECT_THAT(MetadataDiff::compare(account.store), SizeIs(30 - sent));
+}
+
+TEST(Push, tellsOfEachFieldHowFarACancelledLocalizationCame) {
+    Account account;
+    account.store.write("de-DE", FieldType::description, "Text");
+    account.store.write("de-DE", FieldType::promotionalText, "Neu");
+    account.store.write("de-DE", FieldType::releaseNotes, "Neu");
+    account.store.write("de-DE", FieldType::keywords, "a,b");
+    std::stop_source source;
+    int patches = 0;
+    account.connect.before = [&](const ASCRequest& request) {
+        if (request.method != "PATCH") return;
+        if (++patches == 1) throw FakeConnect::refusal("409", "ENTITY_ERROR.ATTRIBUTE.INVALID", "one is bad");
+        if (patches == 3) source.request_stop();
+        checkCancellation();
+    };
+    const TaskScope scope(source.get_token());
+    const auto outcomes = account.pushAll();
+    EXPECT_THAT(successes(outcomes), ElementsAre(true, false, false, false));
+    EXPECT_THAT(outcomes[1].errorMessage.value_or(""), HasSubstr("may have taken it"));
+    EXPECT_EQ(outcomes[2].errorMessage, "Not sent: cancelled.");
+    EXPECT_EQ(outcomes[3].errorMessage, "Not sent: cancelled.");
 }
 
 TEST(Push, saysWhenOnlyTheCopyCouldNotBeWritten) {
