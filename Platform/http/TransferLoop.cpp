@@ -89,8 +89,8 @@ void TransferLoop::wake(Lock& lock) {
 
 void TransferLoop::wait(Caller& caller, Lock& lock) {
     if (caller.isTimedOut) {
-        caller.changed.wait(lock);
-    } else if (caller.changed.wait_until(lock, caller.deadline) == std::cv_status::timeout &&
+        caller.changed->wait(lock);
+    } else if (caller.changed->wait_until(lock, caller.deadline) == std::cv_status::timeout &&
                !caller.hasEnded) {
         caller.isTimedOut = true;
         orders_.push_back({&caller, Transfer::Ending::timedOut});
@@ -132,7 +132,7 @@ void TransferLoop::advance(Lock& lock) {
     curl_multi_perform(multi_.get(), &running);
     collectFinished();
     lock.lock();
-    releaseEnded();
+    releaseEnded(lock);
 }
 
 void TransferLoop::carryOut(const Order& order) {
@@ -167,14 +167,21 @@ void TransferLoop::end(Caller& caller, Transfer::Ending ending, CURLcode code) {
     ended_.push_back(&caller);
 }
 
-// From here on the callers' own threads may end their lives, which orders must not outlive.
-void TransferLoop::releaseEnded() {
+// From here on the callers' own threads may end their lives, which orders must not outlive. They are notified
+// without the lock, for which they would only have to wait.
+void TransferLoop::releaseEnded(Lock& lock) {
+    if (ended_.empty()) return;
     for (Caller* caller : ended_) {
         std::erase_if(orders_, [caller](const Order& order) { return order.caller == caller; });
         caller->hasEnded = true;
-        caller->changed.notify_one();
+        toNotify_.push_back(caller->changed);
     }
     ended_.clear();
+    lock.unlock();
+    for (const auto& changed : toNotify_)
+        changed->notify_one();
+    toNotify_.clear();
+    lock.lock();
 }
 
 void TransferLoop::sleepUntil(Deadline deadline, Lock& lock) {
@@ -191,9 +198,9 @@ void TransferLoop::sleepUntil(Deadline deadline, Lock& lock) {
 // The caller who came last: its answer probably comes last too, so that it drives the longest.
 void TransferLoop::passOn() {
     if (!orders_.empty())
-        orders_.back().caller->changed.notify_one();
+        orders_.back().caller->changed->notify_one();
     else if (!active_.empty())
-        active_.back()->changed.notify_one();
+        active_.back()->changed->notify_one();
 }
 
 } // namespace quorvel

@@ -38,7 +38,9 @@ class TransferLoop {
         Deadline deadline;
         bool isTimedOut = false;
         bool hasEnded = false;
-        std::condition_variable changed = {}; // the transfer has ended, or this caller shall drive
+        // Notified when the transfer has ended or this caller shall drive; shared, because who notifies it
+        // without the lock may do so after the caller has left.
+        std::shared_ptr<std::condition_variable> changed = std::make_shared<std::condition_variable>();
     };
     struct Order {
         Caller* caller = nullptr;
@@ -53,7 +55,7 @@ class TransferLoop {
     void carryOut(const Order& order);
     void collectFinished();
     void end(Caller& caller, Transfer::Ending ending, CURLcode code);
-    void releaseEnded();
+    void releaseEnded(Lock& lock);
     void sleepUntil(Deadline deadline, Lock& lock);
     void passOn();
 
@@ -68,6 +70,7 @@ class TransferLoop {
     std::vector<Order> taken_;
     std::vector<Caller*> active_; // libcurl has their transfers
     std::vector<Caller*> ended_;  // and do not know it yet
+    std::vector<std::shared_ptr<std::condition_variable>> toNotify_;
 };
 
 } // namespace quorvel
