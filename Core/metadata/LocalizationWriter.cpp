@@ -2,6 +2,7 @@
 
 #include "Core/asc/ASCError.h"
 #include "Core/metadata/MetadataError.h"
+#include "Core/metadata/RemoteLocalizations.h"
 #include "Platform/task/Task.h"
 
 #include <fmt/format.h>
@@ -77,9 +78,9 @@ bool mayHaveBeenDone(const ASCError& error) {
 std::optional<std::string> findAfterFailure(const ASCClientProtocol& client,
                                             const LocalizationWriter::Target& target) {
     try {
-        const LocalizationIDs ids = listLocalizations(client, target.home, target.parentID);
-        const auto found = ids.find(target.locale);
-        return found == ids.end() ? std::nullopt : std::optional(found->second);
+        const auto all = listLocalizations(client, target.home, target.parentID);
+        const auto found = all.find(target.locale);
+        return found == all.end() ? std::nullopt : std::optional(found->second.id);
     } catch (const ASCError&) {
         return std::nullopt; // the failure of the create says more
     }
@@ -93,20 +94,6 @@ std::optional<std::string> findAfterFailure(const ASCClientProtocol& client,
 }
 
 } // namespace
-
-LocalizationIDs listLocalizations(const ASCClientProtocol& client, FieldHome home,
-                                  std::string_view parentID) {
-    LocalizationIDs ids;
-    const auto collect = [&](const auto& localizations) {
-        for (const auto& localization : localizations)
-            ids.emplace(localization.attributes.locale, localization.id);
-    };
-    if (home == FieldHome::appInfoLocalization)
-        collect(client.listAppInfoLocalizations(parentID));
-    else
-        collect(client.listVersionLocalizations(parentID));
-    return ids;
-}
 
 LocalizationWriter::LocalizationWriter(const ASCClientProtocol& client, Target target, ClosedFields& closed)
     : client_(client), target_(std::move(target)), closed_(closed) {}
