@@ -2,6 +2,7 @@
 
 #include "Core/asc/services/CreateOrAdopt.h"
 #include "Core/metadata/MetadataError.h"
+#include "Core/metadata/RemoteLocalizations.h"
 #include "Platform/task/Task.h"
 
 #include <fmt/format.h>
@@ -76,20 +77,6 @@ bool isRefusalByState(const ASCError& error) {
 }
 
 } // namespace
-
-LocalizationIDs listLocalizations(const ASCClientProtocol& client, FieldHome home,
-                                  std::string_view parentID) {
-    LocalizationIDs ids;
-    const auto collect = [&](const auto& localizations) {
-        for (const auto& localization : localizations)
-            ids.emplace(localization.attributes.locale, localization.id);
-    };
-    if (home == FieldHome::appInfoLocalization)
-        collect(client.listAppInfoLocalizations(parentID));
-    else
-        collect(client.listVersionLocalizations(parentID));
-    return ids;
-}
 
 LocalizationWriter::LocalizationWriter(const ASCClientProtocol& client, Target target, ClosedFields& closed)
     : client_(client), target_(std::move(target)), closed_(closed) {}
@@ -179,9 +166,9 @@ void LocalizationWriter::create(std::vector<Value> values) {
             if (addsName) result_.sentName = target_.fallbackName;
         },
         [&] {
-            const LocalizationIDs ids = listLocalizations(client_, target_.home, target_.parentID);
-            const auto found = ids.find(target_.locale);
-            return found == ids.end() ? std::nullopt : std::optional(found->second);
+            const auto all = listLocalizations(client_, target_.home, target_.parentID);
+            const auto found = all.find(target_.locale);
+            return found == all.end() ? std::nullopt : std::optional(found->second.id);
         },
         [&](const std::string& id) {
             target_.id = id;

@@ -14,13 +14,6 @@
 
 namespace quorvel {
 
-/// Locale → id of the localization.
-using LocalizationIDs = std::map<std::string, std::string, std::less<>>;
-
-/// The localizations of a version or of an app info.
-[[nodiscard]] LocalizationIDs listLocalizations(const ASCClientProtocol& client, FieldHome home,
-                                                std::string_view parentID);
-
 /// What is said of a change that a cancelled push did not come to.
 inline constexpr std::string_view notSentText = "Not sent: cancelled.";
 

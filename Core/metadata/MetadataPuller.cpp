@@ -2,6 +2,7 @@
 
 #include "Core/metadata/ContextsStore.h"
 #include "Core/metadata/PullWriter.h"
+#include "Core/metadata/RemoteLocalizations.h"
 #include "Platform/files/Files.h"
 #include "Platform/task/Task.h"
 
@@ -29,25 +30,10 @@ int fitness(const AppInfo& info, AppStoreVersionStateClass stateClass) {
     return stateClass == AppStoreVersionStateClass::editable && isEditableState(state) ? 3 : 2;
 }
 
-IncomingTexts textsOf(const ASCList<AppInfoLocalizationAttributes>& localizations) {
-    IncomingTexts incoming{FieldHome::appInfoLocalization, {}};
-    for (const auto& [id, type, attributes] : localizations) {
-        FieldTexts& texts = incoming.locales[attributes.locale];
-        texts[FieldType::name] = attributes.name.value_or("");
-        texts[FieldType::subtitle] = attributes.subtitle.value_or("");
-    }
-    return incoming;
-}
-
-IncomingTexts textsOf(const ASCList<AppStoreVersionLocalizationAttributes>& localizations) {
-    IncomingTexts incoming{FieldHome::versionLocalization, {}};
-    for (const auto& [id, type, attributes] : localizations) {
-        FieldTexts& texts = incoming.locales[attributes.locale];
-        texts[FieldType::description] = attributes.description.value_or("");
-        texts[FieldType::promotionalText] = attributes.promotionalText.value_or("");
-        texts[FieldType::releaseNotes] = attributes.whatsNew.value_or("");
-        texts[FieldType::keywords] = attributes.keywords.value_or("");
-    }
+IncomingTexts textsOf(const ASCClientProtocol& client, FieldHome home, std::string_view parentID) {
+    IncomingTexts incoming{home, {}};
+    for (auto& [locale, localization] : listLocalizations(client, home, parentID))
+        incoming.locales[locale] = std::move(localization.texts);
     return incoming;
 }
 
@@ -91,8 +77,9 @@ PullResult MetadataPuller::pull(const ASCList<AppInfoAttributes>& appInfos, cons
     const auto info = chooseAppInfo(appInfos, context.stateClass);
     std::vector<IncomingTexts> incoming(info ? 2 : 1);
     std::vector<std::function<void()>> lists = {
-        [&] { incoming[0] = textsOf(client_.listVersionLocalizations(context.versionId)); }};
-    if (info) lists.emplace_back([&] { incoming[1] = textsOf(client_.listAppInfoLocalizations(info->id)); });
+        [&] { incoming[0] = textsOf(client_, FieldHome::versionLocalization, context.versionId); }};
+    if (info)
+        lists.emplace_back([&] { incoming[1] = textsOf(client_, FieldHome::appInfoLocalization, info->id); });
     runTogether(lists);
     return write(context, info, incoming, contextFolder, edits, clock_(), logger_);
 }
@@ -101,9 +88,9 @@ PullResult MetadataPuller::pull(std::string_view appID, const PlatformContext& c
                                 const MetadataFolder& contextFolder, LocalEdits edits) const {
     std::optional<AppInfo> info;
     std::vector<IncomingTexts> incoming(1);
-    runTogether({[&] { incoming[0] = textsOf(client_.listVersionLocalizations(context.versionId)); },
+    runTogether({[&] { incoming[0] = textsOf(client_, FieldHome::versionLocalization, context.versionId); },
                  [&] { info = chooseAppInfo(client_.listAppInfos(appID), context.stateClass); }});
-    if (info) incoming.push_back(textsOf(client_.listAppInfoLocalizations(info->id)));
+    if (info) incoming.push_back(textsOf(client_, FieldHome::appInfoLocalization, info->id));
     return write(context, info, incoming, contextFolder, edits, clock_(), logger_);
 }
 

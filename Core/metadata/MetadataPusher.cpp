@@ -2,6 +2,7 @@
 
 #include "Core/metadata/LocalizationWriter.h"
 #include "Core/metadata/MetadataPuller.h"
+#include "Core/metadata/RemoteLocalizations.h"
 #include "Platform/task/Task.h"
 #include "Platform/text/Text.h"
 
@@ -21,6 +22,9 @@ constexpr std::string_view noAppInfo =
     "ASC has no AppInfo for this app — name and subtitle cannot be created. "
     "Add a localization in ASC web UI first.";
 
+constexpr std::string_view overtakenText =
+    "changed on App Store Connect since the last pull; pull to see it, then push again";
+
 // The changes of one localization, by their places in the list given.
 struct Job {
     std::string locale;
@@ -30,9 +34,16 @@ struct Job {
 
 // The localizations that exist; no app info: the app has none.
 struct Resolution {
-    LocalizationIDs versionLocalizations;
+    RemoteLocalizations versionLocalizations;
     std::optional<std::string> appInfoID;
-    LocalizationIDs appInfoLocalizations;
+    RemoteLocalizations appInfoLocalizations;
+
+    [[nodiscard]] const RemoteLocalization* find(const Job& job) const {
+        const auto& all =
+            job.home == FieldHome::versionLocalization ? versionLocalizations : appInfoLocalizations;
+        const auto found = all.find(job.locale);
+        return found == all.end() ? nullptr : &found->second;
+    }
 };
 
 std::vector<Job> jobsOf(const std::vector<PendingChange>& changes) {
@@ -71,6 +82,24 @@ Resolution resolve(const ASCClientProtocol& client, std::string_view appID, cons
     return resolution;
 }
 
+enum class Standing { toSend, alreadyThere, overtaken };
+
+// A service may give back line breaks and white space at the ends otherwise than they were sent.
+std::string withoutMargins(std::string_view text) {
+    std::string bare(trim(text));
+    std::erase(bare, '\r');
+    return bare;
+}
+
+Standing standingOf(const PendingChange& change, const FieldTexts& onService) {
+    const std::string text = onService[change.field].value_or("");
+    if (text == change.textToSend() || (isBlank(text) && isBlank(change.local)))
+        return Standing::alreadyThere;
+    const std::string bare = withoutMargins(text);
+    const bool isKnown = bare == withoutMargins(change.remote) || bare == withoutMargins(change.local);
+    return isKnown ? Standing::toSend : Standing::overtaken;
+}
+
 // Sends one job and tells the outcome of each of its changes.
 class JobRunner {
   public:
@@ -92,20 +121,28 @@ class JobRunner {
             return result;
         }
         std::vector<LocalizationWriter::Value> values;
-        for (const std::size_t index : job.changes)
-            values.emplace_back(changes_[index].field, changes_[index].textToSend());
-        return LocalizationWriter(client_, targetOf(job), closed_).write(std::move(values));
+        const RemoteLocalization* existing = resolution_.find(job);
+        std::vector<FieldType> overtaken;
+        for (const std::size_t index : job.changes) {
+            const PendingChange& change = changes_[index];
+            const Standing standing = existing ? standingOf(change, existing->texts) : Standing::toSend;
+            if (standing == Standing::overtaken) overtaken.push_back(change.field);
+            if (standing == Standing::toSend) values.emplace_back(change.field, change.textToSend());
+        }
+        if (!values.empty())
+            result = LocalizationWriter(client_, targetOf(job), closed_).write(std::move(values));
+        for (const FieldType field : overtaken)
+            result.failures[field] = overtakenText;
+        return result;
     }
 
   private:
     [[nodiscard]] LocalizationWriter::Target targetOf(const Job& job) const {
         const bool ofVersion = job.home == FieldHome::versionLocalization;
-        const auto& ids = ofVersion ? resolution_.versionLocalizations : resolution_.appInfoLocalizations;
-        const auto found = ids.find(job.locale);
         LocalizationWriter::Target target{
             job.home, ofVersion ? context_.versionId : *resolution_.appInfoID, job.locale, {}, {}};
-        if (found != ids.end())
-            target.id = found->second;
+        if (const RemoteLocalization* existing = resolution_.find(job))
+            target.id = existing->id;
         else if (!ofVersion)
             target.fallbackName = fallbackName(job.locale);
         return target;

@@ -31,6 +31,9 @@ struct PlannedRequest {
 /// A field that the version's state does not take (release notes of a first version, all but the promotional
 /// text of one in review) is tried until that is known, and not again for the other locales.
 ///
+/// A text that was changed on App Store Connect since it was pulled is not overwritten: the change fails, or
+/// counts as done where both texts are the same. What somebody changes while the push runs is not noticed.
+///
 /// A change that App Store Connect took refreshes its pulled copy at once: the comparison is right without
 /// another pull, and a push that is cancelled or fails half way sends only what is missing when it is
 /// repeated.

@@ -247,6 +247,19 @@ TEST(Push, clearsAFieldWithAnEmptyText) {
     EXPECT_THAT(MetadataDiff::compare(account.store), IsEmpty());
 }
 
+TEST(Push, takesItsOwnTextBackFromAServiceThatTidiesIt) {
+    Account account;
+    account.connect.after = [&](const ASCRequest& request) {
+        if (request.method == "PATCH")
+            account.connect.localizations[FakeConnect::ofVersion]["ja"]["description"] = "a\nb";
+    };
+    for (const std::string text : {"a\r\nb\n", "another"}) {
+        account.store.write("ja", FieldType::description, text);
+        EXPECT_THAT(successes(account.pushAll()), ElementsAre(true)) << text;
+    }
+    EXPECT_THAT(account.writes(), SizeIs(2));
+}
+
 TEST(Push, failsNameAndSubtitleOfAnAppWithoutAppInfo) {
     Account account;
     account.connect.appInfos.clear();

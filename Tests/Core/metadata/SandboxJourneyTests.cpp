@@ -207,6 +207,53 @@ TEST(SandboxJourney, asksOnceForAFieldThatTheVersionsStateDoesNotTake) {
     EXPECT_GE(rehearsal.server.requests().size(), 1 + locales.size() + 2);
 }
 
+TEST(SandboxJourney, overwritesNoChangeOfAColleague) {
+    Rehearsal rehearsal(gardenApp);
+    (void)rehearsal.pull();
+    const MetadataStore& store = rehearsal.store;
+    const MetadataStore theirs(MetadataFolder{rehearsal.folder / "colleague"});
+    const MetadataPuller puller(rehearsal.client, [] { return dateFromSecondsSince1970(1772368200); });
+    (void)puller.pull(rehearsal.appID, rehearsal.context, theirs.folder());
+    theirs.write("de-DE", FieldType::description, "Ihr Text");
+    theirs.write("de-DE", FieldType::keywords, "gleich");
+    theirs.write("fr-FR", FieldType::promotionalText, "");
+    theirs.write("ja", FieldType::subtitle, "彼女");
+    theirs.write("ta-IN", FieldType::description, "அவள்");
+    const MetadataPusher pusher(rehearsal.client, theirs);
+    for (const auto& outcome : pusher.push(rehearsal.appID, rehearsal.context, MetadataDiff::compare(theirs)))
+        ASSERT_TRUE(outcome.success) << *outcome.errorMessage;
+
+    store.write("de-DE", FieldType::description, "Mein Text");
+    store.write("de-DE", FieldType::promotionalText, "Mein Angebot");
+    store.write("de-DE", FieldType::keywords, "gleich");
+    store.write("fr-FR", FieldType::promotionalText, " \n");
+    store.write("ja", FieldType::subtitle, "私");
+    store.write("ta-IN", FieldType::description, "என்");
+    store.write("ta-IN", FieldType::keywords, "ஒன்று");
+    rehearsal.server.forgetRequests();
+    std::vector<FieldKey> overtaken;
+    for (const auto& outcome : rehearsal.push({{}, {}, Clearing::allow}))
+        if (!outcome.success) {
+            EXPECT_EQ(outcome.errorMessage,
+                      "changed on App Store Connect since the last pull; pull to see it, then push again");
+            overtaken.push_back(outcome.change.key());
+        }
+    EXPECT_THAT(overtaken,
+                ElementsAre(FieldKey{"de-DE", FieldType::description}, FieldKey{"ja", FieldType::subtitle},
+                            FieldKey{"ta-IN", FieldType::description}));
+    EXPECT_THAT(rehearsal.requests(),
+                UnorderedElementsAre("GET /v1/appStoreVersions", "GET /v1/apps", "GET /v1/appInfos",
+                                     "PATCH /v1/appStoreVersionLocalizations",
+                                     "PATCH /v1/appStoreVersionLocalizations"));
+    EXPECT_THAT(MetadataDiff::compare(store), SizeIs(3)); // what they share is no change any more
+
+    // After a pull, the edit that was put aside can be made again.
+    EXPECT_THAT(rehearsal.pull().kept, SizeIs(3));
+    EXPECT_EQ(store.read("de-DE", FieldType::description), "Ihr Text");
+    store.write("de-DE", FieldType::description, "Unser Text");
+    EXPECT_EQ(pushReport(rehearsal.push()), "Pushed 1 field · 1 locale");
+}
+
 TEST(SandboxJourney, asksOnceWhetherAVersionThatWasLockedTakesAnything) {
     Rehearsal rehearsal(gardenApp);
     (void)rehearsal.pull();
