@@ -1,6 +1,7 @@
 #include "Core/metadata/MetadataPuller.h"
 
 #include "Core/metadata/ContextsStore.h"
+#include "Core/metadata/FolderTurn.h"
 #include "Core/metadata/PullWriter.h"
 #include "Core/metadata/RemoteLocalizations.h"
 #include "Platform/files/Files.h"
@@ -37,10 +38,18 @@ IncomingTexts textsOf(const ASCClientProtocol& client, FieldHome home, std::stri
     return incoming;
 }
 
+// The turn is taken before anything is read; a pull that fails leaves no folder behind where there was none.
+std::optional<FileLock> turnIfPulledBefore(const MetadataFolder& folder) {
+    if (!std::filesystem::exists(folder.privateFolder())) return std::nullopt;
+    return takeTurn(folder);
+}
+
 PullResult write(const PlatformContext& context, const std::optional<AppInfo>& info,
                  const std::vector<IncomingTexts>& incoming, const MetadataFolder& folder, LocalEdits edits,
-                 Date moment, const Logger& logger) {
-    PullResult result = writePulledTexts(MetadataStore(folder), incoming, edits, moment);
+                 Date moment, Turn turn, const Logger& logger) {
+    const MetadataStore store(folder);
+    PullResult result = writePulledTexts(store, incoming, edits, moment, turn);
+    store.notePulledVersion(context.versionId);
     logger.info(fmt::format("Pulled {}: {} locales, {} fields changed, {} edits kept beside", context.id(),
                             result.summary.locales.size(), result.updated.size(), result.kept.size()));
     result.summary.versionString = context.versionString;
@@ -74,6 +83,7 @@ AppDiscovery MetadataPuller::discover(std::string_view appID) const {
 
 PullResult MetadataPuller::pull(const ASCList<AppInfoAttributes>& appInfos, const PlatformContext& context,
                                 const MetadataFolder& contextFolder, LocalEdits edits) const {
+    const std::optional<FileLock> turn = turnIfPulledBefore(contextFolder);
     const auto info = chooseAppInfo(appInfos, context.stateClass);
     std::vector<IncomingTexts> incoming(info ? 2 : 1);
     std::vector<std::function<void()>> lists = {
@@ -81,17 +91,20 @@ PullResult MetadataPuller::pull(const ASCList<AppInfoAttributes>& appInfos, cons
     if (info)
         lists.emplace_back([&] { incoming[1] = textsOf(client_, FieldHome::appInfoLocalization, info->id); });
     runTogether(lists);
-    return write(context, info, incoming, contextFolder, edits, clock_(), logger_);
+    return write(context, info, incoming, contextFolder, edits, clock_(), turn ? Turn::held : Turn::notHeld,
+                 logger_);
 }
 
 PullResult MetadataPuller::pull(std::string_view appID, const PlatformContext& context,
                                 const MetadataFolder& contextFolder, LocalEdits edits) const {
+    const std::optional<FileLock> turn = turnIfPulledBefore(contextFolder);
     std::optional<AppInfo> info;
     std::vector<IncomingTexts> incoming(1);
     runTogether({[&] { incoming[0] = textsOf(client_, FieldHome::versionLocalization, context.versionId); },
                  [&] { info = chooseAppInfo(client_.listAppInfos(appID), context.stateClass); }});
     if (info) incoming.push_back(textsOf(client_, FieldHome::appInfoLocalization, info->id));
-    return write(context, info, incoming, contextFolder, edits, clock_(), logger_);
+    return write(context, info, incoming, contextFolder, edits, clock_(), turn ? Turn::held : Turn::notHeld,
+                 logger_);
 }
 
 PullResult pullApp(const ASCClientProtocol& client, const Clock& clock, std::string_view appID,

@@ -1,5 +1,6 @@
 #include "Core/metadata/MetadataPusher.h"
 
+#include "Core/metadata/FolderTurn.h"
 #include "Core/metadata/LocalizationWriter.h"
 #include "Core/metadata/MetadataPuller.h"
 #include "Core/metadata/RemoteLocalizations.h"
@@ -182,6 +183,9 @@ class RecordingClient : public ASCClientProtocol {
 void requireChangeable(const PlatformContext& context, const MetadataStore& store) {
     if (!context.takesPushes()) throw MetadataError::readOnlyContext(context.appStoreState);
     if (store.hasInterruptedPull()) throw MetadataError::interruptedPull(store.folder().rootURL);
+    const auto pulled = store.pulledVersionID();
+    if (pulled && *pulled != context.versionId)
+        throw MetadataError::otherVersionPulled(context.versionString);
 }
 
 // The change is on App Store Connect whatever becomes of its copy: one that is lost with the power is only
@@ -223,6 +227,7 @@ MetadataPusher::MetadataPusher(const ASCClientProtocol& client, MetadataStore st
 std::vector<PushOutcome> MetadataPusher::push(std::string_view appID, const PlatformContext& context,
                                               const std::vector<PendingChange>& changes,
                                               const PushProgress& progress) const {
+    const FileLock turn = takeTurn(store_.folder());
     requireChangeable(context, store_);
     const std::vector<Job> jobs = jobsOf(changes);
     const Resolution resolution = resolve(client_, appID, context, jobs);

@@ -1,8 +1,11 @@
 #include "Core/metadata/MetadataDiff.h"
+#include "Core/metadata/MetadataError.h"
 #include "Core/metadata/MetadataPuller.h"
 #include "Core/metadata/MetadataPusher.h"
 #include "Core/metadata/PushSelection.h"
+#include "Platform/files/FileLock.h"
 #include "Platform/files/Files.h"
+#include "Platform/log/Log.h"
 #include "Platform/task/Task.h"
 #include "Tests/Core/metadata/FakeConnect.h"
 #include "Tests/support/TemporaryFolder.h"
@@ -369,4 +372,29 @@ TEST(Push, saysWhenOnlyTheCopyCouldNotBeWritten) {
         MetadataPusher(account.connect, account.store).push("app1", account.context, changes);
     EXPECT_THAT(successes(outcomes), ElementsAre(true));
     EXPECT_THAT(*outcomes[0].errorMessage, HasSubstr("Pushed, but the pulled copy could not be written"));
+}
+
+TEST(Push, refusesCopiesOfAnotherVersionAndWaitsForItsTurn) {
+    Account account;
+    account.store.write("de-DE", FieldType::name, "Neu");
+    account.store.notePulledVersion("the version before");
+    try {
+        (void)account.pushAll();
+        ADD_FAILURE() << "pushed against the copies of another version";
+    } catch (const MetadataError& error) {
+        EXPECT_EQ(error.code(), "OTHER_VERSION_PULLED");
+    }
+    EXPECT_THAT(account.writes(), IsEmpty());
+    account.store.notePulledVersion(account.context.versionId);
+
+    std::optional<FileLock> other(std::in_place, account.store.folder().privateFolder() / "lock");
+    int waits = 0;
+    const LogCapture putsBackTheSink;
+    setLogSink(LogLevel::warning, [&](const LogLine&) {
+        ++waits;
+        other.reset();
+    });
+    const auto outcomes = account.pushAll();
+    EXPECT_EQ(waits, 1);
+    EXPECT_TRUE(std::ranges::all_of(outcomes, &PushOutcome::success));
 }
