@@ -1,9 +1,11 @@
 #include "Sandbox/SandboxServer.h"
 
 #include "Platform/crypto/Digest.h"
+#include "Platform/files/FileLock.h"
 #include "Platform/files/Files.h"
 #include "Platform/json/JSON.h"
 #include "Platform/log/Log.h"
+#include "Platform/text/Text.h"
 #include "Sandbox/rules/Uploads.h"
 #include "Sandbox/rules/World.h"
 #include "Sandbox/seeds/Seeds.h"
@@ -55,6 +57,7 @@ JSONValue decodedState(std::string_view text) {
 
 struct SandboxServer::Implementation {
     Options options;
+    std::optional<FileLock> folderLock; // of the state folder; given up last
     World world;
     Access access;
     std::optional<AccountKey> key;
@@ -129,6 +132,12 @@ SandboxServer::SandboxServer(Options options)
     : implementation_(std::make_unique<Implementation>(std::move(options))) {
     Implementation& self = *implementation_;
     createFolders(self.options.stateFolder, FolderMode::secret);
+    self.folderLock = FileLock::tryLock(self.options.stateFolder / "lock");
+    if (!self.folderLock)
+        throw std::runtime_error(
+            fmt::format("{}: another sandbox runs over this state folder. End it, or use another "
+                        "folder.",
+                        escapeControls(self.options.stateFolder.native())));
     self.server = std::make_unique<HTTPServer>(
         self.options.port, [&self](const Request& request) { return self.service->handle(request); });
     self.access.url = fmt::format("http://127.0.0.1:{}", self.server->port());

@@ -140,6 +140,8 @@ std::string ASCClient::exchange(const ASCRequest& request) const {
     for (int attempt = 1;; ++attempt) {
         checkCancellation();
         HTTPResponse response = sendOnce(request, url);
+        // Before its date is read: a refusal may mean that what was known of the clock is wrong.
+        if (response.status == 401) parts_.tokens->invalidate();
         learnFrom(response);
         const int status = response.status;
         if (status >= 200 && status <= 299) return std::move(response.body);
@@ -150,10 +152,7 @@ std::string ASCClient::exchange(const ASCRequest& request) const {
             waitBeforeRetry(status, retryAfter ? *retryAfter : parts_.backoff(attempt), attempt);
             continue;
         }
-        if (status == 401) {
-            parts_.tokens->invalidate();
-            throw ASCError(ASCError::APIErrors{decodeErrorDocument(response.body)});
-        }
+        if (status == 401) throw ASCError(ASCError::APIErrors{decodeErrorDocument(response.body)});
         if (status >= 500 && status <= 599) {
             if (parts_.maxRetries < attempt)
                 throw ASCError(ASCError::HTTPStatus{status, asText(std::move(response.body))});

@@ -36,7 +36,20 @@ Accounts load(const std::filesystem::path& file) {
     }
 }
 
+// Replacing a file asks for no leave of the file itself, so what its owner protected has to be looked at.
+void requireWritable(const std::filesystem::path& file) {
+    std::error_code missing;
+    const auto status = std::filesystem::status(file, missing);
+    const bool exists = !missing && std::filesystem::exists(status);
+    if (exists &&
+        (status.permissions() & std::filesystem::perms::owner_write) == std::filesystem::perms::none)
+        throw KeychainError(KeychainError::IOFailed{fmt::format(
+            "{} is read-only. Nothing was changed; make it writable (chmod u+w) to store or forget a key.",
+            escapeControls(file.string()))});
+}
+
 void save(const std::filesystem::path& file, const Accounts& accounts) {
+    requireWritable(file);
     try {
         createFolders(file.parent_path(), FolderMode::secret);
         writeFileAtomically(file, encodeJSON(accounts, JSONFormat::stateFile()), FileMode::secret);

@@ -1,7 +1,8 @@
 #include "Core/metadata/LocalizationWriter.h"
 
-#include "Core/asc/ASCError.h"
+#include "Core/asc/services/CreateOrAdopt.h"
 #include "Core/metadata/MetadataError.h"
+#include "Core/metadata/RemoteLocalizations.h"
 #include "Platform/task/Task.h"
 
 #include <fmt/format.h>
@@ -13,6 +14,9 @@ namespace quorvel {
 namespace {
 
 using Value = LocalizationWriter::Value;
+
+const std::string cutShortText =
+    "Cancelled while it was being sent; App Store Connect may have taken it. Push again to make sure.";
 
 // One set of attributes of either resource; the patch and create records name their members alike.
 template <typename Attributes>
@@ -65,23 +69,6 @@ bool isRefusalByState(const ASCError& error) {
     return error.hasCodeContaining("STATE_ERROR") || error.hasCodeContaining("ENTITY_STATE_INVALID");
 }
 
-// Whether a create that failed so may have been carried out all the same.
-bool mayHaveBeenDone(const ASCError& error) {
-    return error.as<ASCError::NetworkFailure>() || error.as<ASCError::InvalidResponse>() ||
-           error.as<ASCError::DecodingFailed>() || error.httpStatus().value_or(0) >= 500;
-}
-
-std::optional<std::string> findAfterFailure(const ASCClientProtocol& client,
-                                            const LocalizationWriter::Target& target) {
-    try {
-        const LocalizationIDs ids = listLocalizations(client, target.home, target.parentID);
-        const auto found = ids.find(target.locale);
-        return found == ids.end() ? std::nullopt : std::optional(found->second);
-    } catch (const ASCError&) {
-        return std::nullopt; // the failure of the create says more
-    }
-}
-
 [[noreturn]] void failWithoutName(const std::string& locale) {
     throw MetadataError(
         fmt::format("App Store Connect needs a name to create {}. Fill in {}/{} and push again.", locale,
@@ -91,54 +78,69 @@ std::optional<std::string> findAfterFailure(const ASCClientProtocol& client,
 
 } // namespace
 
-LocalizationIDs listLocalizations(const ASCClientProtocol& client, FieldHome home,
-                                  std::string_view parentID) {
-    LocalizationIDs ids;
-    const auto collect = [&](const auto& localizations) {
-        for (const auto& localization : localizations)
-            ids.emplace(localization.attributes.locale, localization.id);
-    };
-    if (home == FieldHome::appInfoLocalization)
-        collect(client.listAppInfoLocalizations(parentID));
-    else
-        collect(client.listVersionLocalizations(parentID));
-    return ids;
-}
-
-LocalizationWriter::LocalizationWriter(const ASCClientProtocol& client, Target target)
-    : client_(client), target_(std::move(target)) {}
+LocalizationWriter::LocalizationWriter(const ASCClientProtocol& client, Target target, ClosedFields& closed)
+    : client_(client), target_(std::move(target)), closed_(closed) {}
 
 LocalizationWriter::Result LocalizationWriter::write(std::vector<Value> values) {
     std::ranges::sort(values, {}, &Value::first); // the name first, as a create needs it
-    Result result;
-    std::set<FieldType> closed;
-    // Whether the values may be tried one by one.
-    const auto attempt = [&](const std::vector<Value>& some) {
-        bool refused = false;
-        std::string problem;
-        try {
-            send(some);
-            return false;
-        } catch (const ASCError& error) {
-            if (error.as<ASCError::Cancelled>()) throw CancellationError();
-            refused = isRefusalOfContent(error);
-            if (some.size() == 1 && isRefusalByState(error)) closed.insert(some.front().first);
-            problem = error.description();
-        } catch (const MetadataError& error) {
-            problem = error.what();
+    for (;;) {
+        leaveOutClosed(values);
+        const Refusal refusal = values.empty() ? Refusal::none : attempt(values);
+        if (refusal == Refusal::none || values.size() == 1) break;
+        std::unique_lock<std::mutex> turn;
+        if (refusal == Refusal::ofState) {
+            turn = closed_.takeTurn();
+            // Another localization found out meanwhile: the rest goes in one request again.
+            if (std::ranges::any_of(values, [&](const Value& value) { return isClosed(value); })) continue;
         }
-        for (const auto& [field, text] : some)
-            result.failures[field] = problem;
-        return refused && some.size() > 1;
-    };
-    if (attempt(values)) {
-        result.failures.clear();
-        for (const Value& value : values)
-            attempt({value});
-        if (closed.size() < values.size()) result.closedFields = std::move(closed);
+        writeOneByOne(values);
+        break;
     }
-    result.sentName = sentName_;
-    return result;
+    return std::move(result_);
+}
+
+bool LocalizationWriter::isClosed(const Value& value) const {
+    return closed_.refusalOf(value.first).has_value();
+}
+
+void LocalizationWriter::leaveOutClosed(std::vector<Value>& values) {
+    std::erase_if(values, [&](const Value& value) {
+        const auto refusal = closed_.refusalOf(value.first);
+        if (refusal) result_.failures[value.first] = *refusal;
+        return refusal.has_value();
+    });
+}
+
+void LocalizationWriter::writeOneByOne(const std::vector<Value>& values) {
+    std::size_t refusedByState = 0;
+    for (const Value& value : values)
+        refusedByState += attempt({value}) == Refusal::ofState;
+    if (refusedByState == values.size())
+        closed_.closeAll(target_.home, result_.failures.at(values.front().first));
+}
+
+LocalizationWriter::Refusal LocalizationWriter::attempt(const std::vector<Value>& values) {
+    Refusal refusal = Refusal::none;
+    std::string problem;
+    for (const auto& [field, text] : values)
+        result_.failures.erase(field);
+    try {
+        if (currentStopToken().stop_requested()) throw MetadataError(std::string(notSentText));
+        send(values);
+        return Refusal::none;
+    } catch (const CancellationError&) {
+        problem = cutShortText;
+    } catch (const ASCError& error) {
+        problem = error.as<ASCError::Cancelled>() ? cutShortText : error.description();
+        if (isRefusalOfContent(error))
+            refusal = isRefusalByState(error) ? Refusal::ofState : Refusal::ofContent;
+    } catch (const MetadataError& error) {
+        problem = error.what();
+    }
+    for (const auto& [field, text] : values)
+        result_.failures[field] = problem;
+    if (refusal == Refusal::ofState && values.size() == 1) closed_.close(values.front().first, problem);
+    return refusal;
 }
 
 void LocalizationWriter::send(const std::vector<Value>& values) {
@@ -155,18 +157,23 @@ void LocalizationWriter::create(std::vector<Value> values) {
     const std::vector<Value> wanted = values;
     if (addsName) {
         if (!target_.fallbackName) failWithoutName(target_.locale);
+        std::erase_if(values, [](const Value& value) { return value.first == FieldType::name; });
         values.insert(values.begin(), {FieldType::name, *target_.fallbackName});
     }
-    try {
-        target_.id = createLocalization(client_, target_, values);
-        if (addsName) sentName_ = target_.fallbackName;
-    } catch (const ASCError& error) {
-        if (!error.hasCodeContaining("INVALID.DUPLICATE") && !mayHaveBeenDone(error)) throw;
-        const auto existing = findAfterFailure(client_, target_);
-        if (!existing) throw;
-        target_.id = existing;
-        patchLocalization(client_, target_.home, *existing, wanted);
-    }
+    createOrAdopt(
+        [&] {
+            target_.id = createLocalization(client_, target_, values);
+            if (addsName) result_.sentName = target_.fallbackName;
+        },
+        [&] {
+            const auto all = listLocalizations(client_, target_.home, target_.parentID);
+            const auto found = all.find(target_.locale);
+            return found == all.end() ? std::nullopt : std::optional(found->second.id);
+        },
+        [&](const std::string& id) {
+            target_.id = id;
+            patchLocalization(client_, target_.home, id, wanted);
+        });
 }
 
 } // namespace quorvel

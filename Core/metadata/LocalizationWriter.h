@@ -2,11 +2,11 @@
 #pragma once
 
 #include "Core/asc/ASCClientProtocol.h"
+#include "Core/metadata/ClosedFields.h"
 #include "Core/metadata/FieldTexts.h"
 
 #include <map>
 #include <optional>
-#include <set>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -14,12 +14,8 @@
 
 namespace quorvel {
 
-/// Locale → id of the localization.
-using LocalizationIDs = std::map<std::string, std::string, std::less<>>;
-
-/// The localizations of a version or of an app info.
-[[nodiscard]] LocalizationIDs listLocalizations(const ASCClientProtocol& client, FieldHome home,
-                                                std::string_view parentID);
+/// What is said of a change that a cancelled push did not come to.
+inline constexpr std::string_view notSentText = "Not sent: cancelled.";
 
 class LocalizationWriter {
   public:
@@ -36,24 +32,30 @@ class LocalizationWriter {
     };
     struct Result {
         std::map<FieldType, std::string> failures; // field → error text; all others were taken
-        // Of those, the fields that the version's state does not take in any locale, while it took others.
-        std::set<FieldType> closedFields;
-        std::optional<std::string> sentName; // the fallback name, when it was taken
+        std::optional<std::string> sentName;       // the fallback name, when it was taken
     };
 
-    LocalizationWriter(const ASCClientProtocol& client, Target target);
+    LocalizationWriter(const ASCClientProtocol& client, Target target, ClosedFields& closed);
 
     /// Sends all values in one request; when that is refused for what it holds, each in a request of its own.
-    /// Throws only `CancellationError`.
+    /// Fields that are known to be closed fail without a request, and those that turn out so are noted.
+    /// To be called once. When the task is cancelled, the values that are left fail and say so.
     [[nodiscard]] Result write(std::vector<Value> values);
 
   private:
+    enum class Refusal { none, ofContent, ofState }; // none: taken, or failed for a reason beyond the values
+
+    [[nodiscard]] bool isClosed(const Value& value) const;
+    void leaveOutClosed(std::vector<Value>& values);
+    void writeOneByOne(const std::vector<Value>& values);
+    Refusal attempt(const std::vector<Value>& values);
     void send(const std::vector<Value>& values);
     void create(std::vector<Value> values);
 
     const ASCClientProtocol& client_;
     Target target_;
-    std::optional<std::string> sentName_;
+    ClosedFields& closed_;
+    Result result_;
 };
 
 } // namespace quorvel

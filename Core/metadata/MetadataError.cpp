@@ -37,6 +37,14 @@ MetadataError MetadataError::unknownContext(std::string_view wanted, std::string
                          {}, "UNKNOWN_CONTEXT");
 }
 
+MetadataError MetadataError::otherVersionPulled(std::string_view versionString) {
+    return MetadataError(
+        fmt::format("The last pull was of another version than {}. Pull (--leave-edits keeps your edits in "
+                    "place), then push.",
+                    escapeControls(versionString)),
+        {}, "OTHER_VERSION_PULLED");
+}
+
 MetadataError MetadataError::interruptedPull(const std::filesystem::path& folder) {
     return MetadataError(fmt::format("{}: the last pull was interrupted, so pulled texts may look like local "
                                      "edits. Pull again.",

@@ -33,6 +33,7 @@ class MetadataError : public std::runtime_error {
     [[nodiscard]] static MetadataError noVersions();
     [[nodiscard]] static MetadataError unknownContext(std::string_view wanted, std::string_view known);
     [[nodiscard]] static MetadataError interruptedPull(const std::filesystem::path& folder);
+    [[nodiscard]] static MetadataError otherVersionPulled(std::string_view versionString);
     [[nodiscard]] static MetadataError unsafeName(std::string_view kind, std::string_view name);
     [[nodiscard]] static MetadataError unsafeLocale(std::string_view locale);
     [[nodiscard]] static MetadataError leadsOutside(const std::filesystem::path& path,

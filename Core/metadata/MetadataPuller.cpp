@@ -1,7 +1,9 @@
 #include "Core/metadata/MetadataPuller.h"
 
 #include "Core/metadata/ContextsStore.h"
+#include "Core/metadata/FolderTurn.h"
 #include "Core/metadata/PullWriter.h"
+#include "Core/metadata/RemoteLocalizations.h"
 #include "Platform/files/Files.h"
 #include "Platform/task/Task.h"
 
@@ -29,32 +31,25 @@ int fitness(const AppInfo& info, AppStoreVersionStateClass stateClass) {
     return stateClass == AppStoreVersionStateClass::editable && isEditableState(state) ? 3 : 2;
 }
 
-IncomingTexts textsOf(const ASCList<AppInfoLocalizationAttributes>& localizations) {
-    IncomingTexts incoming{FieldHome::appInfoLocalization, {}};
-    for (const auto& [id, type, attributes] : localizations) {
-        FieldTexts& texts = incoming.locales[attributes.locale];
-        texts[FieldType::name] = attributes.name.value_or("");
-        texts[FieldType::subtitle] = attributes.subtitle.value_or("");
-    }
+IncomingTexts textsOf(const ASCClientProtocol& client, FieldHome home, std::string_view parentID) {
+    IncomingTexts incoming{home, {}};
+    for (auto& [locale, localization] : listLocalizations(client, home, parentID))
+        incoming.locales[locale] = std::move(localization.texts);
     return incoming;
 }
 
-IncomingTexts textsOf(const ASCList<AppStoreVersionLocalizationAttributes>& localizations) {
-    IncomingTexts incoming{FieldHome::versionLocalization, {}};
-    for (const auto& [id, type, attributes] : localizations) {
-        FieldTexts& texts = incoming.locales[attributes.locale];
-        texts[FieldType::description] = attributes.description.value_or("");
-        texts[FieldType::promotionalText] = attributes.promotionalText.value_or("");
-        texts[FieldType::releaseNotes] = attributes.whatsNew.value_or("");
-        texts[FieldType::keywords] = attributes.keywords.value_or("");
-    }
-    return incoming;
+// The turn is taken before anything is read; a pull that fails leaves no folder behind where there was none.
+std::optional<FileLock> turnIfPulledBefore(const MetadataFolder& folder) {
+    if (!std::filesystem::exists(folder.privateFolder())) return std::nullopt;
+    return takeTurn(folder);
 }
 
 PullResult write(const PlatformContext& context, const std::optional<AppInfo>& info,
                  const std::vector<IncomingTexts>& incoming, const MetadataFolder& folder, LocalEdits edits,
-                 Date moment, const Logger& logger) {
-    PullResult result = writePulledTexts(MetadataStore(folder), incoming, edits, moment);
+                 Date moment, Turn turn, const Logger& logger) {
+    const MetadataStore store(folder);
+    PullResult result = writePulledTexts(store, incoming, edits, moment, turn);
+    store.notePulledVersion(context.versionId);
     logger.info(fmt::format("Pulled {}: {} locales, {} fields changed, {} edits kept beside", context.id(),
                             result.summary.locales.size(), result.updated.size(), result.kept.size()));
     result.summary.versionString = context.versionString;
@@ -88,23 +83,28 @@ AppDiscovery MetadataPuller::discover(std::string_view appID) const {
 
 PullResult MetadataPuller::pull(const ASCList<AppInfoAttributes>& appInfos, const PlatformContext& context,
                                 const MetadataFolder& contextFolder, LocalEdits edits) const {
+    const std::optional<FileLock> turn = turnIfPulledBefore(contextFolder);
     const auto info = chooseAppInfo(appInfos, context.stateClass);
     std::vector<IncomingTexts> incoming(info ? 2 : 1);
     std::vector<std::function<void()>> lists = {
-        [&] { incoming[0] = textsOf(client_.listVersionLocalizations(context.versionId)); }};
-    if (info) lists.emplace_back([&] { incoming[1] = textsOf(client_.listAppInfoLocalizations(info->id)); });
+        [&] { incoming[0] = textsOf(client_, FieldHome::versionLocalization, context.versionId); }};
+    if (info)
+        lists.emplace_back([&] { incoming[1] = textsOf(client_, FieldHome::appInfoLocalization, info->id); });
     runTogether(lists);
-    return write(context, info, incoming, contextFolder, edits, clock_(), logger_);
+    return write(context, info, incoming, contextFolder, edits, clock_(), turn ? Turn::held : Turn::notHeld,
+                 logger_);
 }
 
 PullResult MetadataPuller::pull(std::string_view appID, const PlatformContext& context,
                                 const MetadataFolder& contextFolder, LocalEdits edits) const {
+    const std::optional<FileLock> turn = turnIfPulledBefore(contextFolder);
     std::optional<AppInfo> info;
     std::vector<IncomingTexts> incoming(1);
-    runTogether({[&] { incoming[0] = textsOf(client_.listVersionLocalizations(context.versionId)); },
+    runTogether({[&] { incoming[0] = textsOf(client_, FieldHome::versionLocalization, context.versionId); },
                  [&] { info = chooseAppInfo(client_.listAppInfos(appID), context.stateClass); }});
-    if (info) incoming.push_back(textsOf(client_.listAppInfoLocalizations(info->id)));
-    return write(context, info, incoming, contextFolder, edits, clock_(), logger_);
+    if (info) incoming.push_back(textsOf(client_, FieldHome::appInfoLocalization, info->id));
+    return write(context, info, incoming, contextFolder, edits, clock_(), turn ? Turn::held : Turn::notHeld,
+                 logger_);
 }
 
 PullResult pullApp(const ASCClientProtocol& client, const Clock& clock, std::string_view appID,

@@ -1,7 +1,9 @@
 #include "Core/metadata/MetadataPusher.h"
 
+#include "Core/metadata/FolderTurn.h"
 #include "Core/metadata/LocalizationWriter.h"
 #include "Core/metadata/MetadataPuller.h"
+#include "Core/metadata/RemoteLocalizations.h"
 #include "Platform/task/Task.h"
 #include "Platform/text/Text.h"
 
@@ -21,6 +23,9 @@ constexpr std::string_view noAppInfo =
     "ASC has no AppInfo for this app — name and subtitle cannot be created. "
     "Add a localization in ASC web UI first.";
 
+constexpr std::string_view overtakenText =
+    "changed on App Store Connect since the last pull; pull to see it, then push again";
+
 // The changes of one localization, by their places in the list given.
 struct Job {
     std::string locale;
@@ -30,9 +35,16 @@ struct Job {
 
 // The localizations that exist; no app info: the app has none.
 struct Resolution {
-    LocalizationIDs versionLocalizations;
+    RemoteLocalizations versionLocalizations;
     std::optional<std::string> appInfoID;
-    LocalizationIDs appInfoLocalizations;
+    RemoteLocalizations appInfoLocalizations;
+
+    [[nodiscard]] const RemoteLocalization* find(const Job& job) const {
+        const auto& all =
+            job.home == FieldHome::versionLocalization ? versionLocalizations : appInfoLocalizations;
+        const auto found = all.find(job.locale);
+        return found == all.end() ? nullptr : &found->second;
+    }
 };
 
 std::vector<Job> jobsOf(const std::vector<PendingChange>& changes) {
@@ -71,6 +83,24 @@ Resolution resolve(const ASCClientProtocol& client, std::string_view appID, cons
     return resolution;
 }
 
+enum class Standing { toSend, alreadyThere, overtaken };
+
+// A service may give back line breaks and white space at the ends otherwise than they were sent.
+std::string withoutMargins(std::string_view text) {
+    std::string bare(trim(text));
+    std::erase(bare, '\r');
+    return bare;
+}
+
+Standing standingOf(const PendingChange& change, const FieldTexts& onService) {
+    const std::string text = onService[change.field].value_or("");
+    if (text == change.textToSend() || (isBlank(text) && isBlank(change.local)))
+        return Standing::alreadyThere;
+    const std::string bare = withoutMargins(text);
+    const bool isKnown = bare == withoutMargins(change.remote) || bare == withoutMargins(change.local);
+    return isKnown ? Standing::toSend : Standing::overtaken;
+}
+
 // Sends one job and tells the outcome of each of its changes.
 class JobRunner {
   public:
@@ -92,27 +122,28 @@ class JobRunner {
             return result;
         }
         std::vector<LocalizationWriter::Value> values;
-        const auto closed = closedFields();
-        for (const std::size_t index : job.changes)
-            if (!closed.contains(changes_[index].field))
-                values.emplace_back(changes_[index].field, changes_[index].textToSend());
-        if (!values.empty()) result = LocalizationWriter(client_, targetOf(job)).write(std::move(values));
-        remember(result);
-        for (const std::size_t index : job.changes)
-            if (const auto known = closed.find(changes_[index].field); known != closed.end())
-                result.failures.insert(*known);
+        const RemoteLocalization* existing = resolution_.find(job);
+        std::vector<FieldType> overtaken;
+        for (const std::size_t index : job.changes) {
+            const PendingChange& change = changes_[index];
+            const Standing standing = existing ? standingOf(change, existing->texts) : Standing::toSend;
+            if (standing == Standing::overtaken) overtaken.push_back(change.field);
+            if (standing == Standing::toSend) values.emplace_back(change.field, change.textToSend());
+        }
+        if (!values.empty())
+            result = LocalizationWriter(client_, targetOf(job), closed_).write(std::move(values));
+        for (const FieldType field : overtaken)
+            result.failures[field] = overtakenText;
         return result;
     }
 
   private:
     [[nodiscard]] LocalizationWriter::Target targetOf(const Job& job) const {
         const bool ofVersion = job.home == FieldHome::versionLocalization;
-        const auto& ids = ofVersion ? resolution_.versionLocalizations : resolution_.appInfoLocalizations;
-        const auto found = ids.find(job.locale);
         LocalizationWriter::Target target{
             job.home, ofVersion ? context_.versionId : *resolution_.appInfoID, job.locale, {}, {}};
-        if (found != ids.end())
-            target.id = found->second;
+        if (const RemoteLocalization* existing = resolution_.find(job))
+            target.id = existing->id;
         else if (!ofVersion)
             target.fallbackName = fallbackName(job.locale);
         return target;
@@ -130,25 +161,13 @@ class JobRunner {
         return isUsable(appName_) ? std::optional(appName_) : std::nullopt;
     }
 
-    [[nodiscard]] std::map<FieldType, std::string> closedFields() {
-        const std::lock_guard lock(mutex_);
-        return closedFields_;
-    }
-
-    void remember(const LocalizationWriter::Result& result) {
-        const std::lock_guard lock(mutex_);
-        for (const FieldType field : result.closedFields)
-            closedFields_.emplace(field, result.failures.at(field));
-    }
-
     const ASCClientProtocol& client_;
     const MetadataStore& store_;
     const PlatformContext& context_;
     const Resolution& resolution_;
     const std::vector<PendingChange>& changes_;
     const std::string& appName_;
-    std::mutex mutex_;
-    std::map<FieldType, std::string> closedFields_; // with the refusal
+    ClosedFields closed_;
 };
 
 // Takes every write for done, so that a plan is made by the very code that pushes.
@@ -200,15 +219,18 @@ MetadataPusher::MetadataPusher(const ASCClientProtocol& client, MetadataStore st
 std::vector<PushOutcome> MetadataPusher::push(std::string_view appID, const PlatformContext& context,
                                               const std::vector<PendingChange>& changes,
                                               const PushProgress& progress) const {
+    const FileLock turn = takeTurn(store_.folder());
     requireChangeable(context);
     const std::vector<Job> jobs = jobsOf(changes);
     const Resolution resolution = resolve(client_, appID, context, jobs);
     JobRunner runner(client_, store_, context, resolution, changes, appName_);
-    std::vector<PushOutcome> outcomes(changes.size());
+    std::vector<PushOutcome> outcomes;
+    for (const PendingChange& change : changes)
+        outcomes.push_back({change, false, std::string(notSentText)});
     std::mutex mutex;
     std::size_t done = 0;
     if (progress) progress(done, jobs.size());
-    parallelForEach(jobs, requestsAtOnce, [&](const Job& job) {
+    const auto runJob = [&](const Job& job) {
         const LocalizationWriter::Result result = runner.run(job);
         for (const std::size_t index : job.changes) {
             const PendingChange& change = changes[index];
@@ -221,10 +243,19 @@ std::vector<PushOutcome> MetadataPusher::push(std::string_view appID, const Plat
         }
         if (result.sentName)
             if (const auto remark = adoptName(store_, job.locale, *result.sentName))
-                outcomes[job.changes.front()].errorMessage = remark;
+                for (const std::size_t index : job.changes)
+                    if (outcomes[index].success) {
+                        outcomes[index].errorMessage = remark;
+                        break;
+                    }
         const std::lock_guard lock(mutex);
         if (progress) progress(++done, jobs.size());
-    });
+    };
+    try {
+        parallelForEach(jobs, requestsAtOnce, runJob);
+    } catch (const CancellationError&) {
+        // what is on App Store Connect by now must be told
+    }
     const auto failed = std::ranges::count(outcomes, false, &PushOutcome::success);
     logger_.info(
         fmt::format("Pushed {} changes in {} localizations, {} failed", changes.size(), jobs.size(), failed));
@@ -234,6 +265,9 @@ std::vector<PushOutcome> MetadataPusher::push(std::string_view appID, const Plat
 void MetadataPusher::requireChangeable(const PlatformContext& context) const {
     if (!context.takesPushes()) throw MetadataError::readOnlyContext(context.appStoreState);
     if (store_.hasInterruptedPull()) throw MetadataError::interruptedPull(store_.folder().rootURL);
+    const auto pulled = store_.pulledVersionID();
+    if (pulled && *pulled != context.versionId)
+        throw MetadataError::otherVersionPulled(context.versionString);
 }
 
 std::vector<PlannedRequest> MetadataPusher::plan(std::string_view appID, const PlatformContext& context,

@@ -28,8 +28,11 @@ struct PlannedRequest {
 /// Writes each localization with one request that holds all of its changed fields, six at a time. Where that
 /// is refused, each field is tried by itself, so that every change has an outcome of its own.
 ///
-/// A field that the version's state does not take (release notes of a first version) is tried until that is
-/// known, and not again for the other locales.
+/// A field that the version's state does not take (release notes of a first version, all but the promotional
+/// text of one in review) is tried until that is known, and not again for the other locales.
+///
+/// A text that was changed on App Store Connect since it was pulled is not overwritten: the change fails, or
+/// counts as done where both texts are the same. What somebody changes while the push runs is not noticed.
 ///
 /// A change that App Store Connect took refreshes its pulled copy at once: the comparison is right without
 /// another pull, and a push that is cancelled or fails half way sends only what is missing when it is
@@ -40,12 +43,14 @@ class MetadataPusher {
     /// with, as App Store Connect takes none without; when empty, such a locale's subtitle fails and says so.
     MetadataPusher(const ASCClientProtocol& client, MetadataStore store, std::string appName = {});
 
-    /// Throws `MetadataError` for a version that takes no changes (READ_ONLY_CONTEXT) and after an
-    /// interrupted pull.
+    /// Throws `MetadataError` for a version that takes no changes (READ_ONLY_CONTEXT), after an interrupted
+    /// pull, and when another version was pulled.
     void requireChangeable(const PlatformContext& context) const;
 
     /// One outcome per change, in the order given. Throws like `requireChangeable`; `ASCError` when the
-    /// localizations cannot be listed; `CancellationError`.
+    /// localizations cannot be listed; `CancellationError` until then. A task that is cancelled later gets
+    /// its outcomes as well, the changes that were not sent failed; the caller ends it with
+    /// `checkCancellation()` once they are shown.
     [[nodiscard]] std::vector<PushOutcome> push(std::string_view appID, const PlatformContext& context,
                                                 const std::vector<PendingChange>& changes,
                                                 const PushProgress& progress = {}) const;

@@ -93,6 +93,14 @@ void MetadataStore::endPull() const {
     removeFile(pullMarker(folder_));
 }
 
+std::optional<std::string> MetadataStore::pulledVersionID() const {
+    return readFile(folder_.privateFolder() / "version");
+}
+
+void MetadataStore::notePulledVersion(std::string_view versionID) const {
+    if (pulledVersionID() != versionID) writeFileAtomically(folder_.privateFolder() / "version", versionID);
+}
+
 std::filesystem::path MetadataStore::keepBeside(std::string_view locale, FieldType field,
                                                 std::string_view text, Date moment) const {
     const std::filesystem::path name = folder_.localeFolder(locale).filename(); // throws for an unsafe one

@@ -60,6 +60,11 @@ class MetadataStore {
     void beginPull() const;
     void endPull() const;
 
+    /// The id of the version that the pulled copies are of, as the last pull noted it: copies of one version
+    /// say nothing about the next.
+    [[nodiscard]] std::optional<std::string> pulledVersionID() const;
+    void notePulledVersion(std::string_view versionID) const;
+
     /// Puts a local text aside under .brevant/kept/<moment>/<locale>/, so that it can be replaced; returns
     /// its new path. A file that stands there already is not replaced.
     [[nodiscard]] std::filesystem::path keepBeside(std::string_view locale, FieldType field,

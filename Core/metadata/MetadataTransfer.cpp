@@ -1,5 +1,6 @@
 #include "Core/metadata/MetadataTransfer.h"
 
+#include "Core/metadata/FolderTurn.h"
 #include "Core/metadata/Locales.h"
 #include "Core/metadata/TextRemarks.h"
 #include "Core/metadata/TreeReader.h"
@@ -123,6 +124,8 @@ class Importer {
 ImportReport importTree(const std::filesystem::path& tree, const MetadataStore& store, const Clock& clock,
                         Run run) {
     requireOtherTree(tree, store);
+    std::optional<FileLock> turn;
+    if (run == Run::perform) turn = takeTurn(store.folder());
     return Importer(tree, store, clock(), run).importAll();
 }
 
@@ -147,6 +150,8 @@ ExportReport exportTree(const MetadataStore& store, const std::filesystem::path&
 }
 
 std::vector<TidiedField> tidyTree(const MetadataStore& store, Run run) {
+    std::optional<FileLock> turn;
+    if (run == Run::perform) turn = takeTurn(store.folder());
     const LocaleTexts pulled = store.readAll(TextSide::pulled);
     std::vector<TidiedField> tidied;
     for (const auto& [locale, fields] : store.readAll()) {

@@ -1,12 +1,9 @@
 #include "Core/metadata/PullWriter.h"
 
-#include "Core/metadata/MetadataTexts.h"
+#include "Core/metadata/FolderTurn.h"
 #include "Core/metadata/TreeReader.h"
-#include "Platform/files/FileLock.h"
 #include "Platform/files/Files.h"
-#include "Platform/log/Log.h"
 #include "Platform/task/Task.h"
-#include "Platform/text/Text.h"
 
 #include <fmt/format.h>
 
@@ -128,16 +125,6 @@ std::string explainVanished(const LocaleWork& work) {
                        work.locale, work.vanished.size());
 }
 
-void makeFolder(const MetadataFolder& folder) {
-    try {
-        createFolders(folder.privateFolder());
-    } catch (const FileError& error) {
-        Logger("PullWriter")
-            .error(metadataFolderFailedText(escapeControls(folder.rootURL.native()), error.what()));
-        throw;
-    }
-}
-
 void add(PullResult& total, const LocaleResult& one) {
     const auto append = [](auto& list, const auto& more) {
         list.insert(list.end(), more.begin(), more.end());
@@ -151,7 +138,7 @@ void add(PullResult& total, const LocaleResult& one) {
 } // namespace
 
 PullResult writePulledTexts(const MetadataStore& store, const std::vector<IncomingTexts>& incoming,
-                            LocalEdits edits, Date moment) {
+                            LocalEdits edits, Date moment, Turn turn) {
     const LocaleTexts pulled = store.readAll(TextSide::pulled);
     const TreeReader local(store.folder(), TextSide::local);
     PullResult result;
@@ -169,9 +156,7 @@ PullResult writePulledTexts(const MetadataStore& store, const std::vector<Incomi
     }
     if (toWrite.empty() && !store.hasInterruptedPull()) return result;
 
-    makeFolder(store.folder());
-    // One pull at a time: the first to end would remove the marker of the other.
-    const FileLock lock(store.folder().privateFolder() / "lock");
+    const auto ownTurn = turn == Turn::held ? std::nullopt : std::optional(takeTurn(store.folder()));
     store.beginPull();
     for (const LocaleResult& one : parallelMap(toWrite, writers, [&](const LocaleWork& work) {
              return writeLocale(store, work, edits, moment);

@@ -13,8 +13,12 @@ struct IncomingTexts {
     LocaleTexts locales;
 };
 
-/// Writes both sides of the tree. Everything is read and decided before the first write, so a file that
-/// cannot be read stops the pull with nothing changed; files that hold what came already are not touched.
+/// Whether the caller has the tree's turn (`takeTurn`) already.
+enum class Turn { held, notHeld };
+
+/// Writes both sides of the tree, in its turn. Everything is read and decided
+/// before the first write, so a file that cannot be read stops the pull with nothing changed; files that hold
+/// what came already are not touched.
 ///
 /// An end at any moment loses no edit and leaves a tree that the next pull puts right:
 /// - an edit is put aside before its file is replaced;
@@ -24,6 +28,6 @@ struct IncomingTexts {
 /// - a marker stands from before the first write until after the last, and pushes refuse while it does.
 [[nodiscard]] PullResult writePulledTexts(const MetadataStore& store,
                                           const std::vector<IncomingTexts>& incoming, LocalEdits edits,
-                                          Date moment);
+                                          Date moment, Turn turn = Turn::notHeld);
 
 } // namespace quorvel

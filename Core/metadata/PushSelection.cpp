@@ -55,6 +55,14 @@ std::string explainOverLimit(const PendingChange& change) {
                        graphemeCount(change.local), limit);
 }
 
+std::string explainFinalLineBreak(const PendingChange& change) {
+    if (withoutFinalLineBreak(change.local).size() == change.local.size())
+        return "Differs from App Store Connect only by a final line break there; naming this locale and "
+               "field in the push removes it there.";
+    return "Differs from App Store Connect only by a final line break. \"quorvel metadata tidy\" removes it; "
+           "naming this locale and field pushes it.";
+}
+
 std::string explainLocale(std::string_view locale) {
     if (const auto nearest = nearestAppStoreLocale(locale))
         return fmt::format("\"{}\" is no App Store locale. Did you mean \"{}\"? Rename the folder.",
@@ -70,8 +78,7 @@ std::string explain(const PendingChange& change, LeftOutReason reason) {
     case LeftOutReason::byteOrderMark:
         return std::string(explain(TextRemark::byteOrderMark));
     case LeftOutReason::onlyFinalLineBreak:
-        return "Differs from App Store Connect only by a final line break. \"quorvel metadata tidy\" removes "
-               "it; naming this locale and field pushes it.";
+        return explainFinalLineBreak(change);
     case LeftOutReason::overLimit:
         return explainOverLimit(change);
     case LeftOutReason::clearsField:

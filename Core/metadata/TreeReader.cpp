@@ -1,8 +1,12 @@
 #include "Core/metadata/TreeReader.h"
 
+#include "Core/metadata/Locales.h"
 #include "Core/metadata/MetadataStore.h"
 #include "Platform/files/Files.h"
+#include "Platform/log/Log.h"
 #include "Platform/text/Text.h"
+
+#include <fmt/format.h>
 
 #include <dirent.h>
 #include <fcntl.h>
@@ -125,7 +129,9 @@ std::vector<std::string> TreeReader::locales() const {
         const dirent* entry = ::readdir(folder.get());
         if (!entry && errno != 0) throw MetadataError::cannotRead(folder_.textsFolder(side_), errno);
         if (!entry) break;
-        if (isSafeName(entry->d_name) && isFolder(texts_.number(), *entry)) names.emplace_back(entry->d_name);
+        if (isSafeName(entry->d_name) && isFolder(texts_.number(), *entry) &&
+            !(entry->d_type != DT_DIR && isStrayLink(entry->d_name)))
+            names.emplace_back(entry->d_name);
     }
     std::ranges::sort(names);
     return names;
@@ -143,6 +149,18 @@ FieldTexts TreeReader::readLocale(std::string_view locale) const {
 std::optional<std::string> TreeReader::read(std::string_view locale, FieldType field) const {
     const FileDescriptor folder = openLocale(locale);
     return folder.isOpen() ? readFieldFile(folder, locale, field) : std::nullopt;
+}
+
+bool TreeReader::isStrayLink(const std::string& name) const {
+    if (isAppStoreLocale(name) || std::filesystem::exists(folder_.localeFolder(name, TextSide::pulled)))
+        return false; // to be refused by name when it is read
+    try {
+        requireInside(folder_.localeFolder(name, side_), folder_.rootURL);
+        return false;
+    } catch (const MetadataError& error) {
+        Logger("TreeReader").warning(fmt::format("Left out, as it is no locale: {}", error.what()));
+        return true;
+    }
 }
 
 FileDescriptor TreeReader::openFolder(const FileDescriptor& parent, const std::string& name,

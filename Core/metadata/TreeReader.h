@@ -18,12 +18,14 @@ class TreeReader {
   public:
     TreeReader(const MetadataFolder& folder, TextSide side);
 
-    /// The names of the folders, hidden and unusable ones left out, sorted.
+    /// The names of the folders, sorted; hidden and unusable ones are left out, and so, with a log line, are
+    /// links out of the tree that nothing marks as locales.
     [[nodiscard]] std::vector<std::string> locales() const;
     [[nodiscard]] FieldTexts readLocale(std::string_view locale) const;
     [[nodiscard]] std::optional<std::string> read(std::string_view locale, FieldType field) const;
 
   private:
+    [[nodiscard]] bool isStrayLink(const std::string& name) const;
     [[nodiscard]] FileDescriptor openFolder(const FileDescriptor& parent, const std::string& name,
                                             const std::filesystem::path& path) const;
     [[nodiscard]] FileDescriptor openLocale(std::string_view locale) const;

@@ -3,6 +3,7 @@
 
 #include <filesystem>
 #include <memory>
+#include <optional>
 
 namespace quorvel {
 
@@ -14,11 +15,17 @@ class FileLock {
   public:
     /// Waits for the lock. Throws `FileError` when the file cannot be made.
     explicit FileLock(const std::filesystem::path& file);
+    /// The lock, or nothing while somebody else holds it. Throws like the constructor.
+    [[nodiscard]] static std::optional<FileLock> tryLock(const std::filesystem::path& file);
+    FileLock(FileLock&& other) noexcept;
+    FileLock& operator=(FileLock&& other) noexcept;
     ~FileLock();
     FileLock(const FileLock&) = delete;
     FileLock& operator=(const FileLock&) = delete;
 
   private:
+    explicit FileLock(std::unique_ptr<FileDescriptor> descriptor);
+
     std::unique_ptr<FileDescriptor> descriptor_;
 };
 

@@ -1,9 +1,11 @@
-// Owners of libcurl's handles.
+// Owners of libcurl's handles, and their options.
 #pragma once
 
 #include <curl/curl.h>
 
 #include <memory>
+#include <new>
+#include <stdexcept>
 
 namespace quorvel {
 
@@ -21,5 +23,12 @@ struct ListDeleter {
     void operator()(curl_slist* list) const { curl_slist_free_all(list); }
 };
 using HeaderList = std::unique_ptr<curl_slist, ListDeleter>;
+
+template <typename Value>
+void setOption(CURL* handle, CURLoption option, Value value) {
+    const CURLcode code = curl_easy_setopt(handle, option, value);
+    if (code == CURLE_OUT_OF_MEMORY) throw std::bad_alloc();
+    if (code != CURLE_OK) throw std::logic_error("libcurl lacks an option that transfers need");
+}
 
 } // namespace quorvel

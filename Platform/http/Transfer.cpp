@@ -13,16 +13,8 @@ namespace quorvel {
 
 namespace {
 
-constexpr long receiveBufferBytes = 128 << 10;
+constexpr long downloadBufferBytes = 128 << 10;
 constexpr long uploadBufferBytes = 256 << 10;
-constexpr long connectTimeoutMilliseconds = 30'000;
-
-template <typename Value>
-void set(CURL* handle, CURLoption option, Value value) {
-    const CURLcode code = curl_easy_setopt(handle, option, value);
-    if (code == CURLE_OUT_OF_MEMORY) throw std::bad_alloc();
-    if (code != CURLE_OK) throw std::logic_error("libcurl lacks an option that transfers need");
-}
 
 void append(HeaderList& list, const std::string& line) {
     curl_slist* longer = curl_slist_append(list.get(), line.c_str());
@@ -44,18 +36,23 @@ bool hasHeader(const HTTPRequest& request, std::string_view name) {
 
 } // namespace
 
-Transfer::Transfer(const HTTPRequest& request, const URLSession::Options& options,
+Transfer::Transfer(const HTTPRequest& request, HandlePool& handles, std::uint64_t maximumBodyBytes,
                    const std::optional<DownloadTarget>& target, int sendsLeft)
     : request_(request),
-      maximumBodyBytes_(options.maximumBodyBytes),
+      maximumBodyBytes_(maximumBodyBytes),
       target_(target),
-      handle_(curl_easy_init()),
+      handles_(handles),
+      handle_(target ? handles.make() : handles.take()),
       source_(request),
       sendsLeft_(sendsLeft) {
-    if (!handle_) throw std::bad_alloc();
-    setUpConnection(options);
+    setUpConnection();
     setUpRequest();
     setUpCallbacks();
+}
+
+Transfer::~Transfer() {
+    const bool isReusable = !target_ && ending_ == Ending::finished && code_ == CURLE_OK;
+    if (isReusable) handles_.giveBack(std::move(handle_));
 }
 
 void Transfer::end(Ending ending, CURLcode code) {
@@ -64,21 +61,8 @@ void Transfer::end(Ending ending, CURLcode code) {
     if (ending == Ending::finished && !headerComplete_ && (code == CURLE_OK || code == CURLE_PARTIAL_FILE))
         code = headerBytes_ == 0 ? CURLE_GOT_NOTHING : CURLE_PARTIAL_FILE;
     if (ending == Ending::finished && code == CURLE_OK) finishReceiving();
-    // Notified under the lock: the waiter may otherwise destroy the condition while it is being notified.
-    const std::scoped_lock lock(mutex_);
     ending_ = ending;
     code_ = code;
-    ended_.notify_all();
-}
-
-bool Transfer::waitUntil(Deadline deadline) {
-    std::unique_lock lock(mutex_);
-    return ended_.wait_until(lock, deadline, [this] { return ending_.has_value(); });
-}
-
-void Transfer::wait() {
-    std::unique_lock lock(mutex_);
-    ended_.wait(lock, [this] { return ending_.has_value(); });
 }
 
 bool Transfer::mayBeSentAgain() const {
@@ -114,42 +98,35 @@ HTTPResponse Transfer::takeResponse() {
     return std::move(response_);
 }
 
-void Transfer::setUpConnection(const URLSession::Options& options) {
+// The handle may have been used before: what one transfer sets, each of them must set.
+void Transfer::setUpConnection() {
     CURL* handle = handle_.get();
     const bool isEncrypted = isEncryptedURL(request_.url);
-    set(handle, CURLOPT_URL, request_.url.c_str());
-    set(handle, CURLOPT_PROTOCOLS_STR, "https,http");
-    set(handle, CURLOPT_HTTP_VERSION, long(isEncrypted ? CURL_HTTP_VERSION_2TLS : CURL_HTTP_VERSION_1_1));
+    setOption(handle, CURLOPT_URL, request_.url.c_str());
+    setOption(handle, CURLOPT_HTTP_VERSION,
+              long(isEncrypted ? CURL_HTTP_VERSION_2TLS : CURL_HTTP_VERSION_1_1));
     // Rather wait for a connection that may carry many requests than open another one.
-    set(handle, CURLOPT_PIPEWAIT, isEncrypted ? 1L : 0L);
-    set(handle, CURLOPT_NOSIGNAL, 1L);
-    set(handle, CURLOPT_TCP_KEEPALIVE, 1L);
-    // Otherwise an ended transfer waits for a name that is still being resolved, and all others with it.
-    set(handle, CURLOPT_QUICK_EXIT, 1L);
-    // The deadline of the whole transfer is kept by the thread that waits: libcurl forgets it for transfers
-    // that wait for a connection.
-    set(handle, CURLOPT_CONNECTTIMEOUT_MS, connectTimeoutMilliseconds);
-    if (isLoopbackURL(request_.url)) set(handle, CURLOPT_PROXY, "");
-    if (!options.certificateFile.empty()) {
-        set(handle, CURLOPT_CAINFO, options.certificateFile.c_str());
-        set(handle, CURLOPT_CAPATH, static_cast<char*>(nullptr));
-    }
+    setOption(handle, CURLOPT_PIPEWAIT, isEncrypted ? 1L : 0L);
+    // Plain http is accepted for loopback hosts only.
+    const bool isLoopback = !isEncrypted || isLoopbackURL(request_.url);
+    setOption(handle, CURLOPT_PROXY, isLoopback ? "" : nullptr); // none, or that of the environment
 }
 
 void Transfer::setUpRequest() {
     CURL* handle = handle_.get();
-    if (request_.method == "HEAD") {
-        set(handle, CURLOPT_NOBODY, 1L);
-    } else {
-        if (source_.size() > 0) {
-            set(handle, CURLOPT_UPLOAD, 1L);
-            set(handle, CURLOPT_INFILESIZE_LARGE, static_cast<curl_off_t>(source_.size()));
-            set(handle, CURLOPT_UPLOAD_BUFFERSIZE, uploadBufferBytes);
-        }
-        set(handle, CURLOPT_CUSTOMREQUEST, request_.method.c_str());
+    const bool isHead = request_.method == "HEAD";
+    setOption(handle, CURLOPT_HTTPGET, 1L); // takes NOBODY and UPLOAD back
+    setOption(handle, CURLOPT_CUSTOMREQUEST, isHead ? nullptr : request_.method.c_str());
+    if (isHead) {
+        setOption(handle, CURLOPT_NOBODY, 1L);
+    } else if (source_.size() > 0) {
+        setOption(handle, CURLOPT_UPLOAD, 1L);
+        setOption(handle, CURLOPT_INFILESIZE_LARGE, static_cast<curl_off_t>(source_.size()));
+        setOption(handle, CURLOPT_UPLOAD_BUFFERSIZE, uploadBufferBytes);
     }
     // Who asks for an encoding by name wants the bytes as they were encoded.
-    if (!hasHeader(request_, "Accept-Encoding")) set(handle, CURLOPT_ACCEPT_ENCODING, "gzip, deflate");
+    setOption(handle, CURLOPT_ACCEPT_ENCODING,
+              hasHeader(request_, "Accept-Encoding") ? nullptr : "gzip, deflate");
     addHeaders();
 }
 
@@ -164,29 +141,27 @@ void Transfer::addHeaders() {
     const bool takesBody =
         request_.method == "POST" || request_.method == "PUT" || request_.method == "PATCH";
     if (takesBody && source_.size() == 0) append(headers_, "Content-Length: 0");
-    set(handle_.get(), CURLOPT_HTTPHEADER, headers_.get());
+    setOption(handle_.get(), CURLOPT_HTTPHEADER, headers_.get());
 }
 
 void Transfer::setUpCallbacks() {
     CURL* handle = handle_.get();
-    set(handle, CURLOPT_PRIVATE, this);
-    set(handle, CURLOPT_ERRORBUFFER, curlText_.data());
-    set(handle, CURLOPT_BUFFERSIZE, receiveBufferBytes);
-    set(handle, CURLOPT_SUPPRESS_CONNECT_HEADERS, 1L);
-    set(handle, CURLOPT_HEADERFUNCTION, &Transfer::onHeader);
-    set(handle, CURLOPT_HEADERDATA, this);
-    set(handle, CURLOPT_WRITEFUNCTION, &Transfer::onBody);
-    set(handle, CURLOPT_WRITEDATA, this);
-    set(handle, CURLOPT_READFUNCTION, &Transfer::onRead);
-    set(handle, CURLOPT_READDATA, this);
-    set(handle, CURLOPT_SEEKFUNCTION, &Transfer::onSeek);
-    set(handle, CURLOPT_SEEKDATA, this);
-    set(handle, CURLOPT_PREREQFUNCTION, &Transfer::onSend);
-    set(handle, CURLOPT_PREREQDATA, this);
-    if (!request_.uploadProgress) return;
-    set(handle, CURLOPT_NOPROGRESS, 0L);
-    set(handle, CURLOPT_XFERINFOFUNCTION, &Transfer::onProgress);
-    set(handle, CURLOPT_XFERINFODATA, this);
+    setOption(handle, CURLOPT_ERRORBUFFER, curlText_.data());
+    // An answer for memory is small as a rule; allocating more than libcurl's default would cost more.
+    if (target_) setOption(handle, CURLOPT_BUFFERSIZE, downloadBufferBytes);
+    setOption(handle, CURLOPT_HEADERFUNCTION, &Transfer::onHeader);
+    setOption(handle, CURLOPT_HEADERDATA, this);
+    setOption(handle, CURLOPT_WRITEFUNCTION, &Transfer::onBody);
+    setOption(handle, CURLOPT_WRITEDATA, this);
+    setOption(handle, CURLOPT_READFUNCTION, &Transfer::onRead);
+    setOption(handle, CURLOPT_READDATA, this);
+    setOption(handle, CURLOPT_SEEKFUNCTION, &Transfer::onSeek);
+    setOption(handle, CURLOPT_SEEKDATA, this);
+    setOption(handle, CURLOPT_PREREQFUNCTION, &Transfer::onSend);
+    setOption(handle, CURLOPT_PREREQDATA, this);
+    setOption(handle, CURLOPT_NOPROGRESS, request_.uploadProgress ? 0L : 1L);
+    setOption(handle, CURLOPT_XFERINFOFUNCTION, &Transfer::onProgress);
+    setOption(handle, CURLOPT_XFERINFODATA, this);
 }
 
 } // namespace quorvel

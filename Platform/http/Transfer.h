@@ -5,12 +5,10 @@
 #include "Platform/http/CurlHandles.h"
 #include "Platform/http/DownloadFile.h"
 #include "Platform/http/HTTPMessage.h"
-#include "Platform/http/URLSession.h"
+#include "Platform/http/HandlePool.h"
 
 #include <array>
-#include <condition_variable>
 #include <exception>
-#include <mutex>
 #include <optional>
 
 namespace quorvel {
@@ -21,17 +19,17 @@ struct DownloadTarget {
     const TransferProgress& progress;
 };
 
-/// Set up and read by the thread that asks, run by the loop's thread in between. The request, the options and
-/// the target must live until the transfer has ended.
+/// Set up and read by the thread that asks, run by the thread that drives the loop in between. The request,
+/// the options and the target must live until the transfer has ended.
 class Transfer {
   public:
     enum class Ending { finished, cancelled, timedOut };
-    using Deadline = std::chrono::steady_clock::time_point;
 
     /// Sends at most `sendsLeft` times, libcurl's own repetitions included. Throws `TransportError` when the
     /// request must not be sent or its file cannot be.
-    Transfer(const HTTPRequest& request, const URLSession::Options& options,
+    Transfer(const HTTPRequest& request, HandlePool& handles, std::uint64_t maximumBodyBytes,
              const std::optional<DownloadTarget>& target, int sendsLeft);
+    ~Transfer();
     Transfer(const Transfer&) = delete;
     Transfer& operator=(const Transfer&) = delete;
 
@@ -41,10 +39,6 @@ class Transfer {
     /// Called once, by the loop, when libcurl no longer uses the transfer.
     void end(Ending ending, CURLcode code);
 
-    /// Waits for the end; false when `deadline` comes first.
-    [[nodiscard]] bool waitUntil(Deadline deadline);
-    void wait();
-
     /// Of an ended transfer: whether it broke before any answer came and may be sent again.
     [[nodiscard]] bool mayBeSentAgain() const;
 
@@ -53,7 +47,7 @@ class Transfer {
     [[nodiscard]] HTTPResponse takeResponse();
 
   private:
-    void setUpConnection(const URLSession::Options& options);
+    void setUpConnection();
     void setUpRequest();
     void setUpCallbacks();
     void addHeaders();
@@ -78,6 +72,7 @@ class Transfer {
     const HTTPRequest& request_;
     const std::uint64_t maximumBodyBytes_;
     const std::optional<DownloadTarget>& target_;
+    HandlePool& handles_;
     EasyHandle handle_;
     HeaderList headers_;
     BodySource source_;
@@ -95,8 +90,6 @@ class Transfer {
     std::uint64_t bodyTotal_ = 0; // 0 when unknown
     std::optional<std::uint64_t> uploaded_;
 
-    std::mutex mutex_;
-    std::condition_variable ended_;
     std::optional<Ending> ending_;
     CURLcode code_ = CURLE_OK;
 };

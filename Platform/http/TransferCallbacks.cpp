@@ -1,4 +1,4 @@
-// What libcurl calls while a transfer runs, on the loop's thread.
+// What libcurl calls while a transfer runs, on the thread that drives the loop.
 #include "Platform/http/HeaderText.h"
 #include "Platform/http/Transfer.h"
 #include "Platform/http/TransportErrors.h"

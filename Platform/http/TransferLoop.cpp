@@ -1,5 +1,8 @@
 #include "Platform/http/TransferLoop.h"
 
+#include "Platform/task/Task.h"
+
+#include <algorithm>
 #include <csignal>
 #include <new>
 #include <utility>
@@ -8,7 +11,7 @@ namespace quorvel {
 
 namespace {
 
-constexpr int longestWaitMilliseconds = 60'000; // orders wake the thread, libcurl's own timers too
+constexpr std::chrono::milliseconds longestSleep{60'000}; // orders wake the driver, libcurl's own timers too
 constexpr long idleConnections = 32;
 
 MultiHandle makeMulti(long maximumHostConnections) {
@@ -21,96 +24,127 @@ MultiHandle makeMulti(long maximumHostConnections) {
     return multi;
 }
 
-// A thread inherits the mask: signals are for the program's other threads, and a connection that breaks while
-// TLS writes to it must not end the program.
-class AllSignalsBlocked {
+// A connection that breaks while TLS writes to it must not end the program; how the program itself treats the
+// signal elsewhere is its own affair.
+class BrokenPipesIgnored {
   public:
-    AllSignalsBlocked() {
-        sigset_t all;
-        sigfillset(&all);
-        pthread_sigmask(SIG_SETMASK, &all, &previous_);
+    BrokenPipesIgnored() {
+        sigemptyset(&signal_);
+        sigaddset(&signal_, SIGPIPE);
+        pthread_sigmask(SIG_BLOCK, &signal_, &previous_);
     }
-    ~AllSignalsBlocked() { pthread_sigmask(SIG_SETMASK, &previous_, nullptr); }
-    AllSignalsBlocked(const AllSignalsBlocked&) = delete;
-    AllSignalsBlocked& operator=(const AllSignalsBlocked&) = delete;
+    ~BrokenPipesIgnored() {
+        if (sigismember(&previous_, SIGPIPE) == 1) return;
+        sigset_t pending;
+        sigemptyset(&pending);
+        sigpending(&pending);
+        int received = 0;
+        if (sigismember(&pending, SIGPIPE) == 1) sigwait(&signal_, &received);
+        pthread_sigmask(SIG_SETMASK, &previous_, nullptr);
+    }
+    BrokenPipesIgnored(const BrokenPipesIgnored&) = delete;
+    BrokenPipesIgnored& operator=(const BrokenPipesIgnored&) = delete;
 
   private:
+    sigset_t signal_{};
     sigset_t previous_{};
 };
 
 } // namespace
 
-TransferLoop::TransferLoop(long maximumHostConnections) : multi_(makeMulti(maximumHostConnections)) {
-    const AllSignalsBlocked blocked;
-    thread_ = std::thread([this] { run(); });
-}
+TransferLoop::TransferLoop(long maximumHostConnections) : multi_(makeMulti(maximumHostConnections)) {}
 
-TransferLoop::~TransferLoop() {
-    close();
-    thread_.join();
-}
-
-void TransferLoop::start(std::shared_ptr<Transfer> transfer) {
-    post({std::move(transfer), std::nullopt});
-}
-
-void TransferLoop::stop(std::shared_ptr<Transfer> transfer, Transfer::Ending ending) {
-    post({std::move(transfer), ending});
-}
-
-void TransferLoop::post(Order order) {
-    bool closed = false;
-    {
-        const std::scoped_lock lock(mutex_);
-        closed = closing_;
-        if (!closed) orders_.push_back(std::move(order));
+void TransferLoop::run(Transfer& transfer, Deadline deadline, const std::stop_token& token) {
+    Caller caller{transfer, deadline};
+    post({&caller, std::nullopt});
+    const std::stop_callback onStop(token, [&] { post({&caller, Transfer::Ending::cancelled}); });
+    Lock lock(mutex_);
+    while (!caller.hasEnded) {
+        if (isDriven_)
+            wait(caller, lock);
+        else
+            drive(caller, lock);
     }
-    if (!closed)
-        curl_multi_wakeup(multi_.get());
-    else if (!order.ending)
-        order.transfer->end(Transfer::Ending::cancelled, CURLE_OK);
 }
 
 void TransferLoop::close() {
-    {
-        const std::scoped_lock lock(mutex_);
-        closing_ = true;
-    }
-    curl_multi_wakeup(multi_.get());
+    Lock lock(mutex_);
+    isClosed_ = true;
+    wake(lock);
 }
 
-void TransferLoop::run() {
-    while (takeOrders()) {
-        int running = 0;
-        curl_multi_perform(multi_.get(), &running);
-        collectFinished();
-        curl_multi_poll(multi_.get(), nullptr, 0, longestWaitMilliseconds, nullptr);
-    }
-    while (!active_.empty())
-        end(active_.begin()->first, Transfer::Ending::cancelled, CURLE_OK);
+void TransferLoop::post(Order order) {
+    Lock lock(mutex_);
+    if (order.caller->hasEnded) return;
+    orders_.push_back(order);
+    wake(lock);
 }
 
-bool TransferLoop::takeOrders() {
-    std::vector<Order> orders;
-    bool goesOn = true;
-    {
-        const std::scoped_lock lock(mutex_);
-        orders.swap(orders_);
-        goesOn = !closing_;
+// Unlocks: the driver needs the lock at once.
+void TransferLoop::wake(Lock& lock) {
+    const bool wasAsleep = std::exchange(isAsleep_, false);
+    lock.unlock();
+    if (wasAsleep) curl_multi_wakeup(multi_.get());
+}
+
+void TransferLoop::wait(Caller& caller, Lock& lock) {
+    if (caller.isTimedOut) {
+        caller.changed->wait(lock);
+    } else if (caller.changed->wait_until(lock, caller.deadline) == std::cv_status::timeout &&
+               !caller.hasEnded) {
+        caller.isTimedOut = true;
+        orders_.push_back({&caller, Transfer::Ending::timedOut});
+        wake(lock);
+        lock.lock();
     }
-    for (Order& order : orders)
+}
+
+// A transfer must not be left to libcurl when its caller has gone: nothing may leave here, not even for want
+// of memory.
+void TransferLoop::drive(Caller& caller, Lock& lock) noexcept {
+    const TaskScope ofNobody{std::stop_token()}; // callbacks of others must not see this caller's task
+    const BrokenPipesIgnored ignored;
+    isDriven_ = true;
+    while (true) {
+        advance(lock);
+        if (caller.hasEnded) break;
+        if (orders_.empty() && !isClosed_) sleepUntil(caller.deadline, lock);
+        if (!caller.isTimedOut && std::chrono::steady_clock::now() >= caller.deadline) {
+            caller.isTimedOut = true;
+            orders_.push_back({&caller, Transfer::Ending::timedOut});
+        }
+    }
+    isDriven_ = false;
+    passOn();
+}
+
+// Unlocked while libcurl works: it calls functions that may in turn stop a transfer.
+void TransferLoop::advance(Lock& lock) {
+    taken_.clear();
+    taken_.swap(orders_);
+    const bool isClosed = isClosed_;
+    lock.unlock();
+    for (const Order& order : taken_)
         carryOut(order);
-    return goesOn;
+    while (isClosed && !active_.empty())
+        end(*active_.back(), Transfer::Ending::cancelled, CURLE_OK);
+    int running = 0;
+    curl_multi_perform(multi_.get(), &running);
+    collectFinished();
+    lock.lock();
+    releaseEnded(lock);
 }
 
-void TransferLoop::carryOut(Order& order) {
-    const Transfer* key = order.transfer.get();
+void TransferLoop::carryOut(const Order& order) {
+    Caller& caller = *order.caller;
     if (order.ending) {
-        if (active_.contains(key)) end(key, *order.ending, CURLE_OK);
-    } else if (curl_multi_add_handle(multi_.get(), order.transfer->handle()) == CURLM_OK) {
-        active_.emplace(key, std::move(order.transfer));
+        const bool isActive = std::ranges::find(active_, &caller) != active_.end();
+        if (isActive) end(caller, *order.ending, CURLE_OK);
+    } else if (curl_multi_add_handle(multi_.get(), caller.transfer.handle()) == CURLM_OK) {
+        active_.push_back(&caller);
     } else {
-        order.transfer->end(Transfer::Ending::finished, CURLE_FAILED_INIT);
+        caller.transfer.end(Transfer::Ending::finished, CURLE_FAILED_INIT);
+        ended_.push_back(&caller);
     }
 }
 
@@ -119,18 +153,54 @@ void TransferLoop::collectFinished() {
     while (const CURLMsg* message = curl_multi_info_read(multi_.get(), &left)) {
         if (message->msg != CURLMSG_DONE) continue;
         const CURLcode code = message->data.result; // the message dies with the handle's removal
-        const Transfer* key = nullptr;
-        curl_easy_getinfo(message->easy_handle, CURLINFO_PRIVATE, &key);
-        end(key, Transfer::Ending::finished, code);
+        const auto caller = std::ranges::find_if(active_, [message](const Caller* each) {
+            return each->transfer.handle() == message->easy_handle;
+        });
+        end(**caller, Transfer::Ending::finished, code);
     }
 }
 
-void TransferLoop::end(const Transfer* key, Transfer::Ending ending, CURLcode code) {
-    const auto entry = active_.find(key);
-    const std::shared_ptr<Transfer> transfer = std::move(entry->second);
-    active_.erase(entry);
-    curl_multi_remove_handle(multi_.get(), transfer->handle());
-    transfer->end(ending, code);
+void TransferLoop::end(Caller& caller, Transfer::Ending ending, CURLcode code) {
+    std::erase(active_, &caller);
+    curl_multi_remove_handle(multi_.get(), caller.transfer.handle());
+    caller.transfer.end(ending, code);
+    ended_.push_back(&caller);
+}
+
+// From here on the callers' own threads may end their lives, which orders must not outlive. They are notified
+// without the lock, for which they would only have to wait.
+void TransferLoop::releaseEnded(Lock& lock) {
+    if (ended_.empty()) return;
+    for (Caller* caller : ended_) {
+        std::erase_if(orders_, [caller](const Order& order) { return order.caller == caller; });
+        caller->hasEnded = true;
+        toNotify_.push_back(caller->changed);
+    }
+    ended_.clear();
+    lock.unlock();
+    for (const auto& changed : toNotify_)
+        changed->notify_one();
+    toNotify_.clear();
+    lock.lock();
+}
+
+void TransferLoop::sleepUntil(Deadline deadline, Lock& lock) {
+    isAsleep_ = true;
+    lock.unlock();
+    const auto left =
+        std::chrono::ceil<std::chrono::milliseconds>(deadline - std::chrono::steady_clock::now());
+    const auto timeout = std::clamp(left, std::chrono::milliseconds(0), longestSleep);
+    curl_multi_poll(multi_.get(), nullptr, 0, static_cast<int>(timeout.count()), nullptr);
+    lock.lock();
+    isAsleep_ = false;
+}
+
+// The caller who came last: its answer probably comes last too, so that it drives the longest.
+void TransferLoop::passOn() {
+    if (!orders_.empty())
+        orders_.back().caller->changed->notify_one();
+    else if (!active_.empty())
+        active_.back()->changed->notify_one();
 }
 
 } // namespace quorvel

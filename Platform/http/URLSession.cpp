@@ -93,15 +93,16 @@ std::optional<std::string> redirectTarget(const HTTPRequest& request, const HTTP
 
 struct URLSession::Implementation {
     explicit Implementation(Options sessionOptions)
-        : options(std::move(sessionOptions)), loop(options.maximumHostConnections) {}
+        : options(std::move(sessionOptions)),
+          loop(options.maximumHostConnections),
+          handles(options.certificateFile) {}
     ~Implementation();
     Implementation(const Implementation&) = delete;
     Implementation& operator=(const Implementation&) = delete;
 
     HTTPResponse exchange(const HTTPRequest& request, const std::optional<DownloadTarget>& target);
     HTTPResponse sendOnce(const HTTPRequest& request, const std::optional<DownloadTarget>& target,
-                          Transfer::Deadline deadline);
-    void run(const std::shared_ptr<Transfer>& transfer, Transfer::Deadline deadline);
+                          TransferLoop::Deadline deadline);
 
     // Callers who still use the session; its destructor waits for them.
     class Visit {
@@ -123,6 +124,7 @@ struct URLSession::Implementation {
 
     const Options options;
     TransferLoop loop;
+    HandlePool handles;
     std::mutex mutex;
     std::condition_variable callerLeft;
     int callers = 0;
@@ -170,25 +172,16 @@ HTTPResponse URLSession::Implementation::exchange(const HTTPRequest& request,
 
 HTTPResponse URLSession::Implementation::sendOnce(const HTTPRequest& request,
                                                   const std::optional<DownloadTarget>& target,
-                                                  Transfer::Deadline deadline) {
+                                                  TransferLoop::Deadline deadline) {
     int sendsLeft = isIdempotent(request.method) ? mostSends : 1;
     while (true) {
         checkCancellation();
         if (std::chrono::steady_clock::now() >= deadline) throw timedOut(request);
-        const auto transfer = std::make_shared<Transfer>(request, options, target, sendsLeft);
-        run(transfer, deadline);
-        if (!transfer->mayBeSentAgain()) return transfer->takeResponse();
-        sendsLeft = transfer->sendsLeft();
+        Transfer transfer(request, handles, options.maximumBodyBytes, target, sendsLeft);
+        loop.run(transfer, deadline, currentStopToken());
+        if (!transfer.mayBeSentAgain()) return transfer.takeResponse();
+        sendsLeft = transfer.sendsLeft();
     }
-}
-
-void URLSession::Implementation::run(const std::shared_ptr<Transfer>& transfer, Transfer::Deadline deadline) {
-    loop.start(transfer);
-    const std::stop_callback onCancel(currentStopToken(),
-                                      [&] { loop.stop(transfer, Transfer::Ending::cancelled); });
-    if (transfer->waitUntil(deadline)) return;
-    loop.stop(transfer, Transfer::Ending::timedOut);
-    transfer->wait();
 }
 
 } // namespace quorvel

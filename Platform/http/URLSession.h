@@ -1,4 +1,4 @@
-// HTTP transfers of the whole program over one shared libcurl multi handle on its own thread.
+// HTTP transfers of the whole program over one shared libcurl multi handle.
 #pragma once
 
 #include "Platform/http/HTTPMessage.h"

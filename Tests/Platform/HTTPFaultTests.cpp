@@ -4,6 +4,7 @@
 
 #include <gmock/gmock.h>
 
+#include <atomic>
 #include <future>
 #include <memory>
 
@@ -180,6 +181,54 @@ TEST(URLSession, endsWhenItsTaskIsCancelled) {
         const TaskScope scope(task.get_token());
         EXPECT_THROW(static_cast<void>(session.send({.url = server.url()})), CancellationError);
     }
+}
+
+// One of the callers drives the transfers of all: its own end must not stop those of the others.
+TEST(URLSession, goesOnWithOtherTransfersWhereverOneEnds) {
+    constexpr std::size_t callers = 4;
+    for (std::size_t cancelled = 0; cancelled < callers; ++cancelled) {
+        std::vector<std::unique_ptr<ScriptedServer>> servers;
+        URLSession session;
+        std::vector<std::stop_source> tasks(callers);
+        std::vector<std::future<int>> outcomes;
+        for (std::size_t index = 0; index < callers; ++index) {
+            const Connection held = {Receive{}, AwaitRelease{}, Send{answer("200 OK", "done")}};
+            servers.push_back(std::make_unique<ScriptedServer>(std::vector<Connection>{held}));
+            outcomes.push_back(std::async(std::launch::async, [&session, url = servers[index]->url(),
+                                                               token = tasks[index].get_token()] {
+                const TaskScope scope(token);
+                return session.send({.url = url}).status;
+            }));
+            servers.back()->awaitRequests(1);
+        }
+        tasks[cancelled].request_stop();
+        EXPECT_THROW(static_cast<void>(outcomes[cancelled].get()), CancellationError);
+        for (std::size_t index = 0; index < callers; ++index) {
+            servers[index]->release();
+            if (index == cancelled) continue;
+            EXPECT_EQ(outcomes[index].get(), 200);
+        }
+    }
+}
+
+TEST(URLSession, endsManyWaitingTransfersOfACancelledTask) {
+    constexpr std::size_t connections = 8;
+    ScriptedServer server(std::vector<Connection>(connections, {Receive{}, AwaitClose{}}));
+    URLSession session({.maximumHostConnections = connections});
+    const std::vector<int> calls(200);
+    std::stop_source task;
+    std::atomic<int> cancelled = 0;
+    auto all = std::async(std::launch::async, [&] {
+        parallelForEach(calls, calls.size(), [&](int) {
+            const TaskScope scope(task.get_token());
+            EXPECT_THROW(static_cast<void>(session.send({.url = server.url()})), CancellationError);
+            ++cancelled;
+        });
+    });
+    server.awaitRequests(1);
+    task.request_stop();
+    all.get();
+    EXPECT_EQ(cancelled, 200);
 }
 
 TEST(URLSession, endsItsTransfersWhenItIsDestroyed) {

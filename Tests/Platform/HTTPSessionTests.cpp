@@ -97,6 +97,28 @@ TEST(URLSession, sendsExactlyTheBodyWithOneLengthAndNoExpectation) {
                                    Not(HasSubstr("X-Title")), HasSubstr("Accept-Encoding: gzip, deflate")));
 }
 
+TEST(URLSession, carriesNothingFromOneRequestToTheNext) {
+    const Connection answering = {Receive{}, Send{answer("200 OK", "", "Connection: close\r\n")}};
+    ScriptedServer server(std::vector<Connection>(4, answering));
+    URLSession session;
+    const HTTPRequest plain = {.url = server.url("/plain"), .headers = {{"Accept", "text/plain"}}};
+    EXPECT_EQ(session.send(plain).status, 200);
+    int steps = 0;
+    EXPECT_EQ(session
+                  .send({.method = "PUT",
+                         .url = server.url("/other"),
+                         .headers = {{"X-Other", "1"}, {"Accept-Encoding", "br"}},
+                         .body = "some bytes",
+                         .uploadProgress = [&](std::uint64_t, std::uint64_t) { ++steps; }})
+                  .status,
+              200);
+    EXPECT_EQ(session.send({.method = "HEAD", .url = server.url("/other")}).status, 200);
+    const int stepsOfUpload = steps;
+    EXPECT_EQ(session.send(plain).status, 200);
+    EXPECT_EQ(steps, stepsOfUpload);
+    EXPECT_EQ(server.requests().front(), server.requests().back());
+}
+
 TEST(URLSession, leavesTheEncodingToACallerWhoNamesOne) {
     ScriptedServer server({{Receive{}, Send{answer("200 OK", gzippedHello, "Content-Encoding: gzip\r\n")}}});
     URLSession session;

@@ -43,6 +43,18 @@ TEST(SandboxState, aRestartContinuesWithTheSameAccount) {
         EXPECT_EQ(resources.find(fresh), nullptr) << "ids are not made twice";
 }
 
+TEST(SandboxState, belongsToOneSandboxAtATime) {
+    Rehearsal rehearsal;
+    const std::filesystem::path folder = rehearsal.server().access().endpointsFile.parent_path();
+    try {
+        const SandboxServer second({.stateFolder = folder});
+        ADD_FAILURE() << "a second sandbox runs over the same folder";
+    } catch (const std::runtime_error& error) {
+        EXPECT_THAT(error.what(), testing::HasSubstr("another sandbox"));
+    }
+    rehearsal.restart();
+}
+
 TEST(SandboxState, addressesFollowTheNewPort) {
     Rehearsal rehearsal;
     const std::string url = rehearsal.server().access().url;

@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <iterator>
+#include <set>
 
 namespace quorvel::operations {
 
@@ -21,12 +22,16 @@ inline constexpr int pageLimit = 200;
 /// then; follows `links.next` as given until it is absent or no URL, or the bound is reached.
 template <typename Page, typename Visitor>
 void forEachPage(const ASCClientProtocol& client, ASCRequest first, ASCListBound bound, Visitor&& visit) {
+    std::set<std::string> followed;
     for (ASCRequest request = std::move(first);;) {
         Page page = client.send<Page>(request);
         const std::optional<ASCLinks> links = page.links;
         const std::size_t had = visit(std::move(page));
         if (bound.maximum && had >= static_cast<std::size_t>(std::max(*bound.maximum, 0))) return;
         if (!links || !links->next || !links->next->starts_with("http")) return;
+        if (!followed.insert(*links->next).second)
+            throw ASCError(
+                ASCError::DecodingFailed{"the link to the next page leads back to a page already read"});
         request = ASCRequest::get({});
         request.absoluteURL = links->next;
     }

@@ -2,6 +2,7 @@
 
 #include "Core/asc/ASCError.h"
 #include "Core/asc/operations/Shapes.h"
+#include "Core/asc/services/CreateOrAdopt.h"
 
 #include <algorithm>
 
@@ -9,12 +10,7 @@ namespace quorvel {
 
 namespace {
 
-bool saysItExists(const ASCError& error) {
-    return error.hasCodeContaining("INVALID.DUPLICATE");
-}
-
-/// Patches the localization of `locale` that `list` finds, or creates it; a create that finds it made
-/// meanwhile, by somebody else or by an attempt whose answer was lost, becomes a patch.
+/// Patches the localization of `locale` that `list` finds, or creates it.
 template <typename List, typename Patch, typename Create>
 auto patchOrCreate(const List& list, std::string_view locale, const Patch& patch, const Create& create) {
     const auto find = [&] {
@@ -24,17 +20,15 @@ auto patchOrCreate(const List& list, std::string_view locale, const Patch& patch
         return found == all.end() ? std::optional<std::string>() : std::optional<std::string>(found->id);
     };
     if (const auto id = find()) return patch(*id);
-    try {
-        return create();
-    } catch (const ASCError& error) {
-        if (!saysItExists(error)) throw;
-        const auto id = find();
-        if (!id) throw;
-        return patch(*id);
-    }
+    return createOrAdopt(create, find, patch);
 }
 
 } // namespace
+
+bool mayHaveBeenDone(const ASCError& error) {
+    return error.as<ASCError::NetworkFailure>() || error.as<ASCError::InvalidResponse>() ||
+           error.as<ASCError::DecodingFailed>() || error.httpStatus().value_or(0) >= 500;
+}
 
 std::optional<ASCResource<AppStoreVersionAttributes>> VersionService::find(std::string_view appID,
                                                                            ASCPlatform platform) const {
@@ -115,7 +109,17 @@ ASCResource<ReviewSubmissionAttributes> ReviewSubmissionService::submit(std::str
     const auto open = ofState(State::readyForReview);
     const std::string id =
         open != submissions.end() ? open->id : client_.createReviewSubmission(appID, platform).id;
-    (void)client_.addReviewSubmissionItem(id, versionID);
+    try {
+        (void)client_.addReviewSubmissionItem(id, versionID);
+    } catch (const ASCError& error) {
+        // A submission that was found open may hold the version already, from a run whose answer was lost.
+        if (open == submissions.end() || error.httpStatus() != 409) throw;
+        try {
+            return client_.submitReviewSubmission(id);
+        } catch (const ASCError&) {
+            throw error;
+        }
+    }
     return client_.submitReviewSubmission(id);
 }
 

@@ -28,7 +28,8 @@ class VersionService {
 };
 
 /// Writes texts of one locale: patches the localization when it exists and creates it when it is missing. A
-/// create that is refused because the localization exists (a code with "INVALID.DUPLICATE") becomes a patch.
+/// create that finds it made meanwhile, by somebody else or by an attempt whose answer was lost, becomes a
+/// patch.
 class LocalizationService {
   public:
     explicit LocalizationService(const ASCClientProtocol& client) : client_(client) {}

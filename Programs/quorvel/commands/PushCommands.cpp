@@ -1,5 +1,6 @@
 #include "Core/metadata/Locales.h"
 #include "Core/metadata/MetadataPusher.h"
+#include "Platform/task/Task.h"
 #include "Platform/text/Text.h"
 #include "Programs/quorvel/Errors.h"
 #include "Programs/quorvel/MetadataTarget.h"
@@ -150,6 +151,7 @@ ExitStatus pushSelection(Invocation& invocation, MetadataTarget& target, const M
     printOutcomes(output, outcomes);
     output.line();
     output.line(report);
+    checkCancellation();
     return statusOf(outcomes, invocation.composition.client().refusals(), selection);
 }
 

@@ -165,6 +165,10 @@ TEST(ASCClient, followsPagingLinksAsGivenButNeverToAnotherServer) {
     EXPECT_EQ(bounded.client.listApps({}, {1}).size(), 1u);
     EXPECT_EQ(bounded.http->requests().size(), 1u);
 
+    Fixture circular({page("1", R"("https://example.test/2")")});
+    EXPECT_THROW((void)circular.client.listApps(), ASCError);
+    EXPECT_EQ(circular.http->requests().size(), 2u);
+
     for (const char* foreign :
          {R"("https://elsewhere.test/v1/apps")", R"("http://example.test/v1/apps")",
           R"("https://example.test.evil.test/")", R"("https://example.test@evil.test/")"}) {
@@ -204,6 +208,20 @@ TEST(ASCClient, showsTheQuotaAndSlowsDownBeforeItIsEmpty) {
     ASSERT_EQ(fixture.sleeps.size(), 3u);
     EXPECT_NEAR(fixture.sleeps[0], 2, 0.1);
     EXPECT_GT(fixture.sleeps[2], 10);
+}
+
+TEST(ASCClient, correctsItsIdeaOfTheClockWithOneRefusal) {
+    const Date server = parseHTTPDate("Sun, 06 Nov 1994 08:49:37 GMT").value();
+    Date local = server - std::chrono::hours(1); // behind at first, then put right
+    const auto http = std::make_shared<FakeHTTPClient>(
+        std::vector{FakeHTTPClient::status(401, "", {{"Date", "Sun, 06 Nov 1994 08:49:37 GMT"}})});
+    const auto tokens = std::make_shared<ASCTokenProvider>(test::auth(), [&] { return local; });
+    const ASCClient client({.baseURL = "https://example.test", .http = http, .tokens = tokens});
+    EXPECT_THROW((void)client.listApps(), ASCError);
+    EXPECT_EQ(tokens->clockCorrection(), std::chrono::hours(1));
+    local = server;
+    EXPECT_THROW((void)client.listApps(), ASCError);
+    EXPECT_EQ(tokens->clockCorrection(), std::chrono::hours(0));
 }
 
 TEST(ASCClient, learnsTheServersClockFromAnswers) {

@@ -160,6 +160,13 @@ TEST(ASCSettingsViewModel, verifiesAgainWhenOnlyTheClockWasWrong) {
     EXPECT_EQ(model.save(), Result::saved);
     EXPECT_EQ(calls, 2);
     EXPECT_LT(model.clockCorrection(), std::chrono::hours(-24));
+
+    auto wrongKey = screen.open([&](const HTTPRequest&) {
+        return HTTPResponse{401, {{"Date", formatHTTPDate(systemClock()())}}, ""};
+    });
+    Screen::fill(wrongKey);
+    EXPECT_EQ(wrongKey.save(), Result::refusedByApple);
+    EXPECT_EQ(screen.http->requests().size(), 1u);
 }
 
 TEST(ASCSettingsViewModel, dropsTheVendorNumberOfAnotherTeam) {

@@ -75,6 +75,15 @@ TEST(KeychainStore, failsWhereItCannotWriteAndLeavesWhatWasThere) {
     const KeychainStore keychain(folder / "occupied" / "credentials.json");
     EXPECT_THROW(keychain.write("a", "b"), KeychainStore::KeychainError);
     EXPECT_EQ(readFile(folder / "occupied"), "a file, not a folder");
+
+    const KeychainStore guarded(folder / "credentials.json");
+    guarded.write("a", "b");
+    const auto before = readFile(guarded.file());
+    std::filesystem::permissions(guarded.file(), std::filesystem::perms::owner_read);
+    EXPECT_THROW(guarded.write("a", "c"), KeychainStore::KeychainError);
+    EXPECT_THROW(guarded.remove("a"), KeychainStore::KeychainError);
+    EXPECT_EQ(readFile(guarded.file()), before);
+    EXPECT_EQ(modeOf(guarded.file()), 0400u);
 }
 
 TEST(KeychainStore, survivesAWriterKilledAtAnyMoment) {

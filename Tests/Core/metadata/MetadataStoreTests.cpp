@@ -2,6 +2,7 @@
 #include "Core/metadata/MetadataDiff.h"
 #include "Core/metadata/MetadataStore.h"
 #include "Platform/files/Files.h"
+#include "Platform/log/Log.h"
 #include "Tests/support/TemporaryFolder.h"
 
 #include <gmock/gmock.h>
@@ -123,6 +124,27 @@ TEST(MetadataStore, refusesAPulledTreeThatIsALinkAway) {
     EXPECT_THROW(tree.store.write("de-DE", FieldType::name, "x", TextSide::pulled), MetadataError);
     EXPECT_THROW((void)tree.store.keepBeside("de-DE", FieldType::name, "x", Date()), MetadataError);
     EXPECT_FALSE(std::filesystem::exists(tree.outer / "outside/asc/de-DE"));
+}
+
+TEST(MetadataStore, leavesOutLinksAwayThatAreNoLocales) {
+    const Tree tree;
+    tree.put("de-DE/name.txt", "Name");
+    tree.put("xx-XX/name.txt", "pulled");
+    createFolders(tree.outer / "outside");
+    std::filesystem::create_directory_symlink(tree.outer / "outside", tree.root / "linkdir");
+    const LogCapture log;
+    EXPECT_THAT(tree.store.readAll(), testing::SizeIs(2));
+    EXPECT_EQ(tree.store.localesOnDisk(), (std::vector<std::string>{"de-DE", "xx-XX"}));
+    EXPECT_THAT(log.text(), HasSubstr("tree/linkdir: is a symbolic link that leads out"));
+
+    // One that stands for a locale is an error still.
+    tree.store.write("xx-XX", FieldType::name, "pulled", TextSide::pulled);
+    std::filesystem::remove_all(tree.root / "xx-XX");
+    for (const std::string locale : {"ja", "xx-XX"}) {
+        std::filesystem::create_directory_symlink(tree.outer / "outside", tree.root / locale);
+        EXPECT_THAT(textOfError([&] { (void)tree.store.readAll(); }), HasSubstr("tree/" + locale + ": is a"));
+        std::filesystem::remove(tree.root / locale);
+    }
 }
 
 TEST(MetadataStore, followsLinksInsideTheTree) {

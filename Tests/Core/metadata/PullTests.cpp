@@ -1,7 +1,10 @@
 #include "Core/metadata/ContextsStore.h"
 #include "Core/metadata/MetadataDiff.h"
 #include "Core/metadata/MetadataPuller.h"
+#include "Platform/files/FileLock.h"
 #include "Platform/files/Files.h"
+#include "Platform/log/Log.h"
+#include "Platform/task/Task.h"
 #include "Tests/Core/metadata/FakeConnect.h"
 #include "Tests/support/TemporaryFolder.h"
 
@@ -161,6 +164,44 @@ TEST(Pull, writesNothingWhenAListFails) {
     };
     EXPECT_THROW((void)account.pull(), ASCError);
     EXPECT_FALSE(std::filesystem::exists(account.app.rootURL));
+}
+
+TEST(Pull, waitsForAnotherPullUntilItIsCancelled) {
+    Account account;
+    (void)account.pull();
+    account.connect.localizations[FakeConnect::ofAppInfo]["de-DE"]["name"] = "Neu";
+    std::optional<FileLock> other(std::in_place, account.store.folder().privateFolder() / "lock");
+    std::stop_source source;
+    int warnings = 0;
+    std::function<void()> whenTold;
+    const LogCapture putsBackTheSink;
+    setLogSink(LogLevel::warning, [&](const LogLine& line) {
+        warnings += line.text.starts_with("Waiting for another pull or push");
+        whenTold();
+    });
+    whenTold = [&] { source.request_stop(); };
+    {
+        const TaskScope scope(source.get_token());
+        EXPECT_THROW((void)account.pull(), CancellationError);
+    }
+    EXPECT_FALSE(account.store.hasInterruptedPull());
+    EXPECT_EQ(account.store.read("de-DE", FieldType::name), "Name");
+    whenTold = [&] { other.reset(); };
+    EXPECT_THAT(account.pull().updated, ElementsAre(FieldKey{"de-DE", FieldType::name}));
+    EXPECT_EQ(warnings, 2);
+}
+
+TEST(Pull, leavesNoMarkerWhenItIsCancelledBeforeItWrites) {
+    Account account;
+    std::stop_source source;
+    account.connect.after = [&](const ASCRequest& request) {
+        if (request.path.ends_with(FakeConnect::ofAppInfo)) source.request_stop();
+    };
+    {
+        const TaskScope scope(source.get_token());
+        EXPECT_THROW((void)account.pull(), CancellationError);
+    }
+    EXPECT_FALSE(account.store.hasInterruptedPull());
 }
 
 TEST(Pull, keepsTheSelectedContext) {

@@ -1,8 +1,11 @@
 #include "Core/metadata/MetadataDiff.h"
+#include "Core/metadata/MetadataError.h"
 #include "Core/metadata/MetadataPuller.h"
 #include "Core/metadata/MetadataPusher.h"
 #include "Core/metadata/PushSelection.h"
+#include "Platform/files/FileLock.h"
 #include "Platform/files/Files.h"
+#include "Platform/log/Log.h"
 #include "Platform/task/Task.h"
 #include "Tests/Core/metadata/FakeConnect.h"
 #include "Tests/support/TemporaryFolder.h"
@@ -172,6 +175,40 @@ TEST(Push, createsAnAppInfoLocalizationOnlyWithAName) {
     EXPECT_THAT(MetadataDiff::compare(account.store), IsEmpty());
 }
 
+TEST(Push, createsALocaleWhoseNameIsClearedWithTheAppsName) {
+    for (const bool subtitleIsTaken : {true, false}) {
+        Account account;
+        // The copies are of a localization that was removed on App Store Connect since.
+        account.store.write("it", FieldType::name, "Nome", TextSide::pulled);
+        account.store.write("it", FieldType::name, "");
+        account.store.write("it", FieldType::subtitle, "Sotto");
+        if (!subtitleIsTaken) account.refuse({"subtitle"});
+        const auto outcomes = MetadataPusher(account.connect, account.store, "The App")
+                                  .push("app1", account.context, MetadataDiff::compare(account.store));
+        EXPECT_THAT(successes(outcomes), ElementsAre(true, subtitleIsTaken));
+        EXPECT_THAT(outcomes[0].errorMessage.value_or(""), HasSubstr("created with the name \"The App\""));
+        EXPECT_THAT(outcomes[1].errorMessage.value_or(""),
+                    subtitleIsTaken ? testing::IsEmpty()
+                                    : testing::Matcher<std::string>(HasSubstr("bad subtitle")));
+        EXPECT_EQ(account.connect.localizations[FakeConnect::ofAppInfo]["it"]["name"], "The App");
+    }
+    // The failure of the first change stays its own when the locale is made by a later one.
+    Account account;
+    account.store.write("it", FieldType::subtitle, "Sotto");
+    account.store.write("it", FieldType::name, "x", TextSide::pulled);
+    account.store.write("it", FieldType::name, "");
+    int writes = 0;
+    account.connect.before = [&](const ASCRequest& request) {
+        if (request.method == "POST" && ++writes <= 2)
+            throw FakeConnect::refusal("409", "ENTITY_ERROR.ATTRIBUTE.INVALID", "bad name");
+    };
+    const auto outcomes = MetadataPusher(account.connect, account.store, "The App")
+                              .push("app1", account.context, MetadataDiff::compare(account.store));
+    ASSERT_THAT(successes(outcomes), ElementsAre(false, true));
+    EXPECT_THAT(*outcomes[0].errorMessage, HasSubstr("bad name"));
+    EXPECT_THAT(outcomes[1].errorMessage.value_or(""), HasSubstr("created with the name"));
+}
+
 TEST(Push, writesToALocalizationThatTurnsOutToExist) {
     struct Case {
         std::string name;
@@ -211,6 +248,19 @@ TEST(Push, clearsAFieldWithAnEmptyText) {
     (void)MetadataPusher(account.connect, account.store).push("app1", account.context, chosen);
     EXPECT_EQ(account.connect.localizations[FakeConnect::ofAppInfo]["de-DE"]["name"], "");
     EXPECT_THAT(MetadataDiff::compare(account.store), IsEmpty());
+}
+
+TEST(Push, takesItsOwnTextBackFromAServiceThatTidiesIt) {
+    Account account;
+    account.connect.after = [&](const ASCRequest& request) {
+        if (request.method == "PATCH")
+            account.connect.localizations[FakeConnect::ofVersion]["ja"]["description"] = "a\nb";
+    };
+    for (const std::string text : {"a\r\nb\n", "another"}) {
+        account.store.write("ja", FieldType::description, text);
+        EXPECT_THAT(successes(account.pushAll()), ElementsAre(true)) << text;
+    }
+    EXPECT_THAT(account.writes(), SizeIs(2));
 }
 
 TEST(Push, failsNameAndSubtitleOfAnAppWithoutAppInfo) {
@@ -269,16 +319,46 @@ TEST(Push, leavesWhatWasDoneBehindWhenItIsCancelled) {
         checkCancellation();
         if (request.method == "PATCH" && ++patches == 10) source.request_stop();
     };
+    std::vector<PushOutcome> outcomes;
     {
         const TaskScope scope(source.get_token());
-        EXPECT_THROW((void)account.pushAll(), CancellationError);
+        outcomes = account.pushAll();
     }
-    std::size_t sent = 0;
-    for (const auto& [locale, attributes] : account.connect.localizations[FakeConnect::ofVersion])
-        sent += attributes.contains("keywords");
+    ASSERT_THAT(outcomes, SizeIs(30));
+    std::size_t sent = 0, notSent = 0;
+    for (const PushOutcome& outcome : outcomes) {
+        const auto& service = account.connect.localizations[FakeConnect::ofVersion][outcome.change.locale];
+        EXPECT_EQ(outcome.success, service.contains("keywords")) << outcome.change.locale;
+        sent += outcome.success;
+        notSent += outcome.errorMessage == "Not sent: cancelled.";
+        EXPECT_THAT(outcome.errorMessage.value_or("cancelled"), testing::ContainsRegex("[Cc]ancelled"));
+    }
+    EXPECT_GE(notSent, 30 - sent - 6); // up to six were under way
     EXPECT_GE(sent, 10u);
     EXPECT_LT(sent, 30u);
     EXPECT_THAT(MetadataDiff::compare(account.store), SizeIs(30 - sent));
+}
+
+TEST(Push, tellsOfEachFieldHowFarACancelledLocalizationCame) {
+    Account account;
+    account.store.write("de-DE", FieldType::description, "Text");
+    account.store.write("de-DE", FieldType::promotionalText, "Neu");
+    account.store.write("de-DE", FieldType::releaseNotes, "Neu");
+    account.store.write("de-DE", FieldType::keywords, "a,b");
+    std::stop_source source;
+    int patches = 0;
+    account.connect.before = [&](const ASCRequest& request) {
+        if (request.method != "PATCH") return;
+        if (++patches == 1) throw FakeConnect::refusal("409", "ENTITY_ERROR.ATTRIBUTE.INVALID", "one is bad");
+        if (patches == 3) source.request_stop();
+        checkCancellation();
+    };
+    const TaskScope scope(source.get_token());
+    const auto outcomes = account.pushAll();
+    EXPECT_THAT(successes(outcomes), ElementsAre(true, false, false, false));
+    EXPECT_THAT(outcomes[1].errorMessage.value_or(""), HasSubstr("may have taken it"));
+    EXPECT_EQ(outcomes[2].errorMessage, "Not sent: cancelled.");
+    EXPECT_EQ(outcomes[3].errorMessage, "Not sent: cancelled.");
 }
 
 TEST(Push, saysWhenOnlyTheCopyCouldNotBeWritten) {
@@ -292,4 +372,29 @@ TEST(Push, saysWhenOnlyTheCopyCouldNotBeWritten) {
         MetadataPusher(account.connect, account.store).push("app1", account.context, changes);
     EXPECT_THAT(successes(outcomes), ElementsAre(true));
     EXPECT_THAT(*outcomes[0].errorMessage, HasSubstr("Pushed, but the pulled copy could not be written"));
+}
+
+TEST(Push, refusesCopiesOfAnotherVersionAndWaitsForItsTurn) {
+    Account account;
+    account.store.write("de-DE", FieldType::name, "Neu");
+    account.store.notePulledVersion("the version before");
+    try {
+        (void)account.pushAll();
+        ADD_FAILURE() << "pushed against the copies of another version";
+    } catch (const MetadataError& error) {
+        EXPECT_EQ(error.code(), "OTHER_VERSION_PULLED");
+    }
+    EXPECT_THAT(account.writes(), IsEmpty());
+    account.store.notePulledVersion(account.context.versionId);
+
+    std::optional<FileLock> other(std::in_place, account.store.folder().privateFolder() / "lock");
+    int waits = 0;
+    const LogCapture putsBackTheSink;
+    setLogSink(LogLevel::warning, [&](const LogLine&) {
+        ++waits;
+        other.reset();
+    });
+    const auto outcomes = account.pushAll();
+    EXPECT_EQ(waits, 1);
+    EXPECT_TRUE(std::ranges::all_of(outcomes, &PushOutcome::success));
 }

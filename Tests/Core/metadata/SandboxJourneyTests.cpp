@@ -206,3 +206,96 @@ TEST(SandboxJourney, asksOnceForAFieldThatTheVersionsStateDoesNotTake) {
     EXPECT_LE(rehearsal.server.requests().size(), 1 + locales.size() + 2 * 6);
     EXPECT_GE(rehearsal.server.requests().size(), 1 + locales.size() + 2);
 }
+
+TEST(SandboxJourney, overwritesNoChangeOfAColleague) {
+    Rehearsal rehearsal(gardenApp);
+    (void)rehearsal.pull();
+    const MetadataStore& store = rehearsal.store;
+    const MetadataStore theirs(MetadataFolder{rehearsal.folder / "colleague"});
+    const MetadataPuller puller(rehearsal.client, [] { return dateFromSecondsSince1970(1772368200); });
+    (void)puller.pull(rehearsal.appID, rehearsal.context, theirs.folder());
+    theirs.write("de-DE", FieldType::description, "Ihr Text");
+    theirs.write("de-DE", FieldType::keywords, "gleich");
+    theirs.write("fr-FR", FieldType::promotionalText, "");
+    theirs.write("ja", FieldType::subtitle, "彼女");
+    theirs.write("ta-IN", FieldType::description, "அவள்");
+    const MetadataPusher pusher(rehearsal.client, theirs);
+    for (const auto& outcome : pusher.push(rehearsal.appID, rehearsal.context, MetadataDiff::compare(theirs)))
+        ASSERT_TRUE(outcome.success) << *outcome.errorMessage;
+
+    store.write("de-DE", FieldType::description, "Mein Text");
+    store.write("de-DE", FieldType::promotionalText, "Mein Angebot");
+    store.write("de-DE", FieldType::keywords, "gleich");
+    store.write("fr-FR", FieldType::promotionalText, " \n");
+    store.write("ja", FieldType::subtitle, "私");
+    store.write("ta-IN", FieldType::description, "என்");
+    store.write("ta-IN", FieldType::keywords, "ஒன்று");
+    rehearsal.server.forgetRequests();
+    std::vector<FieldKey> overtaken;
+    for (const auto& outcome : rehearsal.push({{}, {}, Clearing::allow}))
+        if (!outcome.success) {
+            EXPECT_EQ(outcome.errorMessage,
+                      "changed on App Store Connect since the last pull; pull to see it, then push again");
+            overtaken.push_back(outcome.change.key());
+        }
+    EXPECT_THAT(overtaken,
+                ElementsAre(FieldKey{"de-DE", FieldType::description}, FieldKey{"ja", FieldType::subtitle},
+                            FieldKey{"ta-IN", FieldType::description}));
+    EXPECT_THAT(rehearsal.requests(),
+                UnorderedElementsAre("GET /v1/appStoreVersions", "GET /v1/apps", "GET /v1/appInfos",
+                                     "PATCH /v1/appStoreVersionLocalizations",
+                                     "PATCH /v1/appStoreVersionLocalizations"));
+    EXPECT_THAT(MetadataDiff::compare(store), SizeIs(3)); // what they share is no change any more
+
+    // After a pull, the edit that was put aside can be made again.
+    EXPECT_THAT(rehearsal.pull().kept, SizeIs(3));
+    EXPECT_EQ(store.read("de-DE", FieldType::description), "Ihr Text");
+    store.write("de-DE", FieldType::description, "Unser Text");
+    EXPECT_EQ(pushReport(rehearsal.push()), "Pushed 1 field · 1 locale");
+}
+
+TEST(SandboxJourney, asksOnceWhetherAVersionThatWasLockedTakesAnything) {
+    Rehearsal rehearsal(gardenApp);
+    (void)rehearsal.pull();
+    for (const std::string locale : {"de-DE", "fr-FR", "ja"})
+        for (const FieldType field : {FieldType::description, FieldType::promotionalText,
+                                      FieldType::releaseNotes, FieldType::keywords})
+            rehearsal.store.write(locale, field, "new");
+    rehearsal.server.setVersionState(rehearsal.context.versionId, "WAITING_FOR_REVIEW");
+    rehearsal.server.forgetRequests();
+    const auto outcomes = rehearsal.push();
+    EXPECT_THAT(outcomes, SizeIs(12));
+    for (const auto& outcome : outcomes) {
+        EXPECT_FALSE(outcome.success);
+        EXPECT_THAT(outcome.errorMessage.value_or(""), HasSubstr("WAITING_FOR_REVIEW"));
+    }
+    // A list, one request per locale at the most, and one per field of the first.
+    EXPECT_LE(rehearsal.server.requests().size(), 1u + 3 + 4);
+    EXPECT_GE(rehearsal.server.requests().size(), 1u + 1 + 4);
+}
+
+TEST(SandboxJourney, asksOnceForALoneFieldThatIsClosed) {
+    Rehearsal rehearsal(firstVersionApp);
+    (void)rehearsal.pull();
+    const std::vector<std::string> locales = {"de-DE", "en-US", "fr-FR", "it", "ja",
+                                              "ko",    "nl-NL", "pl",    "ru", "sv"};
+    for (const std::string& locale : locales)
+        rehearsal.store.write(locale, FieldType::releaseNotes, "First release");
+    rehearsal.server.forgetRequests();
+    for (const auto& outcome : rehearsal.push())
+        EXPECT_FALSE(outcome.success);
+    EXPECT_LE(rehearsal.server.requests().size(), 1u + 6); // those under way when it became known
+}
+
+TEST(SandboxJourney, takesPromotionalTextsWhereTheStateTakesNothingElse) {
+    Rehearsal rehearsal(gardenApp);
+    (void)rehearsal.pull();
+    for (const std::string locale : {"da", "de-DE", "es-ES", "fr-FR", "it", "ja", "ko", "sv"}) {
+        rehearsal.store.write(locale, FieldType::description, "new");
+        rehearsal.store.write(locale, FieldType::keywords, "new");
+    }
+    rehearsal.store.write("zh-Hant", FieldType::promotionalText, "new");
+    rehearsal.server.setVersionState(rehearsal.context.versionId, "READY_FOR_SALE");
+    for (const auto& outcome : rehearsal.push())
+        EXPECT_EQ(outcome.success, outcome.change.field == FieldType::promotionalText);
+}
