@@ -242,11 +242,13 @@ TEST(Push, writesToALocalizationThatTurnsOutToExist) {
 
 TEST(Push, clearsAFieldWithAnEmptyText) {
     Account account;
-    account.store.write("de-DE", FieldType::name, " \n");
+    account.store.write("de-DE", FieldType::keywords, "a");
+    EXPECT_THAT(successes(account.pushAll()), ElementsAre(true));
+    account.store.write("de-DE", FieldType::keywords, " \n");
     const auto changes = MetadataDiff::compare(account.store);
     const auto chosen = selectForPush(changes, {{}, {}, Clearing::allow}).chosen;
     (void)MetadataPusher(account.connect, account.store).push("app1", account.context, chosen);
-    EXPECT_EQ(account.connect.localizations[FakeConnect::ofAppInfo]["de-DE"]["name"], "");
+    EXPECT_EQ(account.connect.localizations[FakeConnect::ofVersion]["de-DE"]["keywords"], "");
     EXPECT_THAT(MetadataDiff::compare(account.store), IsEmpty());
 }
 
