@@ -63,8 +63,7 @@ std::vector<ASCBuildSummary> ASCClientProtocol::listBuilds(std::string_view appI
         }
         return summaries.size();
     });
-    if (bound.maximum && summaries.size() > static_cast<std::size_t>(*bound.maximum))
-        summaries.erase(summaries.begin() + *bound.maximum, summaries.end());
+    cutTo(bound, summaries);
     return summaries;
 }
 

@@ -88,8 +88,7 @@ ASCClientProtocol::listCustomerReviews(std::string_view appID, Responses respons
         }
         return reviews.size();
     });
-    if (bound.maximum && reviews.size() > static_cast<std::size_t>(*bound.maximum))
-        reviews.erase(reviews.begin() + *bound.maximum, reviews.end());
+    cutTo(bound, reviews);
     return reviews;
 }
 

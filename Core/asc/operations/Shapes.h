@@ -37,6 +37,14 @@ void forEachPage(const ASCClientProtocol& client, ASCRequest first, ASCListBound
     }
 }
 
+/// Leaves no more than `bound` allows; the last page may have brought more.
+template <typename Item>
+void cutTo(ASCListBound bound, std::vector<Item>& items) {
+    const auto most = static_cast<std::size_t>(std::max(bound.maximum.value_or(0), 0));
+    if (bound.maximum && items.size() > most)
+        items.erase(items.begin() + static_cast<std::ptrdiff_t>(most), items.end());
+}
+
 /// All resources of the list that `first` begins, in order.
 template <typename A>
 [[nodiscard]] ASCList<A> collect(const ASCClientProtocol& client, ASCRequest first, ASCListBound bound = {}) {
@@ -46,8 +54,7 @@ template <typename A>
             std::move(page.data.begin(), page.data.end(), std::back_inserter(all));
             return all.size();
         });
-    if (bound.maximum && all.size() > static_cast<std::size_t>(*bound.maximum))
-        all.erase(all.begin() + *bound.maximum, all.end());
+    cutTo(bound, all);
     return all;
 }
 
