@@ -1,0 +1,41 @@
+// Takes apps of App Store Connect into the records.
+#pragma once
+
+#include "Core/asc/ASCClientProtocol.h"
+#include "Core/records/Records.h"
+
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace quorvel {
+
+/// The folder-safe short name of an app: the ASCII letters and digits of its name, else of its bundle id,
+/// with
+/// "-" for what stands between.
+[[nodiscard]] std::string slugOf(std::string_view name, std::string_view bundleID);
+
+struct ImportedApp {
+    ManagedApp app;
+    std::vector<ManagedLocale> locales;
+    bool wasThere = false; // the record existed and was brought up to date
+};
+
+class AppImporter {
+  public:
+    AppImporter(const ASCClientProtocol& client, AppRecords apps);
+
+    /// Makes the record of an app and those of its locales (of its app info's localizations), in the
+    /// workspace, or brings its name, bundle id and locales up to date; the short name, the folder and all
+    /// settings of an existing record stay, and so does its workspace unless one is given. Throws `ASCError`,
+    /// `StoreError`.
+    [[nodiscard]] ImportedApp importApp(const ASCResource<ASCAppAttributes>& app,
+                                        const std::optional<std::string>& workspaceID) const;
+
+  private:
+    const ASCClientProtocol& client_;
+    AppRecords apps_;
+};
+
+} // namespace quorvel

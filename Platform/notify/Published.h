@@ -1,0 +1,61 @@
+// A value that changes as a whole, and those who watch it.
+#pragma once
+
+#include "Platform/notify/NotificationCenter.h"
+
+#include <functional>
+#include <memory>
+#include <mutex>
+#include <utility>
+
+namespace quorvel {
+
+/// Runs a piece of work where its owner wants it: at once, in an event loop, in a queue that a test drains.
+using Executor = std::function<void(std::function<void()>)>;
+
+/// Runs the work at once on the calling thread.
+[[nodiscard]] inline Executor inlineExecutor() {
+    return [](const std::function<void()>& work) { work(); };
+}
+
+/// Keeps an immutable snapshot of a state. Observers are only woken, on the executor that they name; they
+/// fetch the newest snapshot themselves, so that a slow one skips what was replaced meanwhile. Thread-safe.
+template <typename State>
+class Published {
+  public:
+    explicit Published(State state = {}) : state_(std::make_shared<const State>(std::move(state))) {}
+
+    [[nodiscard]] std::shared_ptr<const State> current() const {
+        const std::lock_guard lock(mutex_);
+        return state_;
+    }
+    void publish(State state) {
+        auto next = std::make_shared<const State>(std::move(state));
+        {
+            const std::lock_guard lock(mutex_);
+            state_.swap(next);
+        }
+        changed_.post({"changed", {}});
+    }
+    /// Publishes a copy of the current state that `change` was applied to.
+    template <typename Change>
+    void update(Change&& change) {
+        const std::lock_guard turn(updating_); // two updates must not each start from the same state
+        State copy = *current();
+        std::forward<Change>(change)(copy);
+        publish(std::move(copy));
+    }
+    /// No wake-up is handed to the executor once the subscription's handle is gone.
+    NotificationCenter::Subscription observe(Executor executor, std::function<void()> wake) {
+        return changed_.observe("changed", [executor = std::move(executor),
+                                            wake = std::move(wake)](const Notification&) { executor(wake); });
+    }
+
+  private:
+    mutable std::mutex mutex_;
+    std::mutex updating_;
+    std::shared_ptr<const State> state_;
+    NotificationCenter changed_;
+};
+
+} // namespace quorvel

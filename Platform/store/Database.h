@@ -1,0 +1,72 @@
+// One SQLite file, without the engine's own headers.
+#pragma once
+
+#include "Platform/store/StoreError.h"
+
+#include <chrono>
+#include <cstdint>
+#include <filesystem>
+#include <functional>
+#include <memory>
+#include <span>
+#include <string>
+#include <string_view>
+#include <variant>
+
+namespace quorvel {
+
+/// A column's value: null, integer, floating-point number, text, or bytes.
+struct StoreBytes {
+    std::string bytes;
+    bool operator==(const StoreBytes&) const = default;
+};
+using StoreValue = std::variant<std::monostate, std::int64_t, double, std::string, StoreBytes>;
+
+/// The columns of one row of a result, valid during the call that hands it over.
+class StoreRow {
+  public:
+    virtual ~StoreRow() = default;
+    [[nodiscard]] virtual bool isNull(int column) const = 0;
+    [[nodiscard]] virtual std::int64_t integer(int column) const = 0;
+    [[nodiscard]] virtual double number(int column) const = 0;
+    [[nodiscard]] virtual std::string_view text(int column) const = 0; // bytes as well
+};
+
+/// A connection in WAL mode with foreign keys enforced. Statements are prepared once and kept. One thread at
+/// a time. Everything throws `StoreError`.
+class Database {
+  public:
+    /// Opens or makes the file and sets the connection up; waits up to `busyTimeout` for other processes,
+    /// here and in every later operation.
+    explicit Database(const std::filesystem::path& file,
+                      std::chrono::milliseconds busyTimeout = std::chrono::seconds(30));
+    ~Database();
+    Database(Database&&) noexcept;
+    Database& operator=(Database&&) noexcept;
+
+    /// Runs statements without results, separated by semicolons.
+    void execute(std::string_view sql);
+    /// Runs one statement; the number of rows that it changed.
+    std::int64_t run(std::string_view sql, std::span<const StoreValue> values = {});
+    /// Runs one query and calls `row` for each row of its result.
+    void query(std::string_view sql, std::span<const StoreValue> values,
+               const std::function<void(const StoreRow&)>& row);
+    /// The identity of the row inserted last on this connection.
+    [[nodiscard]] std::int64_t lastInsertedRow() const;
+
+    /// Runs `work` in one transaction that is rolled back when it throws. Takes the writer's turn at once, so
+    /// that it cannot fail half way because of another writer. Inside another one, a part of that.
+    void transaction(const std::function<void()>& work);
+
+    /// The number kept in the file for the version of its schema; 0 in a new one.
+    [[nodiscard]] std::int64_t schemaVersion();
+    void setSchemaVersion(std::int64_t version);
+    /// Throws a `StoreError` of the kind `damaged` that says what the engine found wrong.
+    void checkIntegrity();
+
+  private:
+    struct State;
+    std::unique_ptr<State> state_;
+};
+
+} // namespace quorvel

@@ -1,0 +1,65 @@
+// What the metadata controller of an app shows.
+#pragma once
+
+#include "Core/metadata/MetadataPuller.h"
+#include "Core/metadata/MetadataSnapshot.h"
+#include "Core/metadata/PendingChange.h"
+#include "Core/metadata/PlatformContext.h"
+#include "Platform/json/RawValue.h"
+
+#include <cstddef>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace quorvel {
+
+enum class MetadataOperation { pull, push, addLocale, revert, importTexts, tidy };
+
+template <>
+struct RawValues<MetadataOperation> {
+    using M = MetadataOperation;
+    static constexpr std::pair<M, std::string_view> values[] = {
+        {M::pull, "pull"},     {M::push, "push"},          {M::addLocale, "addLocale"},
+        {M::revert, "revert"}, {M::importTexts, "import"}, {M::tidy, "tidy"}};
+};
+
+/// The words for the metadata step of a release checklist.
+struct MetadataChecklist {
+    struct Line {
+        std::string title;
+        std::string detail;
+        bool holds = false;
+        QUORVEL_RECORD(Line, title, detail, holds)
+        bool operator==(const Line&) const = default;
+    };
+    Line pulled;
+    Line limits;
+    Line pushed;
+    QUORVEL_RECORD(MetadataChecklist, pulled, limits, pushed)
+    bool operator==(const MetadataChecklist&) const = default;
+};
+
+struct MetadataState {
+    struct Progress {
+        std::size_t done = 0;
+        std::size_t total = 0;
+        bool operator==(const Progress&) const = default;
+    };
+
+    std::optional<MetadataOperation> running;
+    std::string status; // what is being done, or what was done last
+    std::optional<Progress> progress;
+    std::optional<std::string> error; // of the last operation, for a banner
+    std::vector<PlatformContext> contexts;
+    std::optional<std::string> selectedContextId;
+    MetadataSnapshot grid;              // of the selected context
+    std::vector<PendingChange> changes; // of the selected context
+    std::optional<PullResult> lastPull;
+    std::vector<PushOutcome> lastPush;
+
+    [[nodiscard]] std::optional<PlatformContext> selectedContext() const;
+    [[nodiscard]] MetadataChecklist checklist() const;
+};
+
+} // namespace quorvel

@@ -1,0 +1,43 @@
+// What the application keeps of an open app until it quits.
+#pragma once
+
+#include "Quorvel/controllers/MetadataController.h"
+
+#include <functional>
+#include <map>
+#include <memory>
+#include <mutex>
+#include <string>
+#include <string_view>
+
+namespace quorvel {
+
+/// The tab that an app's detail view shows.
+enum class AppTab { metadata, screenshots, build, testFlight, revenue, keywords, reviews };
+
+/// The controllers of one open app, made once and then kept, so that switching between apps keeps each app's
+/// pulled state, running work and chosen tab.
+struct AppSession {
+    std::shared_ptr<MetadataController> metadata;
+    AppTab selectedTab = AppTab::metadata;
+};
+
+/// App (id of its record) → session. Thread-safe; a session is made once, also when several threads ask.
+class AppSessionStore {
+  public:
+    using Factory = std::function<std::shared_ptr<AppSession>(std::string_view appID)>;
+
+    explicit AppSessionStore(Factory factory);
+
+    /// The app's session, made when it is first asked for. Throws what the factory throws.
+    [[nodiscard]] std::shared_ptr<AppSession> session(std::string_view appID);
+    /// Forgets the session of an app that was removed.
+    void forget(std::string_view appID);
+
+  private:
+    Factory factory_;
+    std::mutex mutex_;
+    std::map<std::string, std::shared_ptr<AppSession>, std::less<>> sessions_;
+};
+
+} // namespace quorvel
