@@ -14,6 +14,8 @@ std::string Endpoints::appStoreConnectOrDefault() const {
 
 namespace {
 
+constexpr std::size_t longestSecret = 170; // bytes
+
 void check(const std::filesystem::path& file, std::string_view key,
            const std::optional<std::string>& address) {
     if (!address) return;
@@ -38,6 +40,9 @@ Endpoints loadEndpoints(const std::filesystem::path& file) {
         check(file, "marketingFeeds", endpoints.marketingFeeds);
         check(file, "legacyFeeds", endpoints.legacyFeeds);
         check(file, "productSite", endpoints.productSite);
+        if (endpoints.relaySecret.value_or("").size() > longestSecret)
+            throw EndpointsError(fmt::format("{}: \"relaySecret\" is longer than {} bytes.",
+                                             escapeControls(file.string()), longestSecret));
         return endpoints;
     } catch (const FileError& error) {
         throw EndpointsError(error.what());

@@ -20,13 +20,14 @@ class EndpointsError : public std::runtime_error {
 struct Endpoints {
     std::optional<std::string> appStoreConnect;
     std::optional<std::string> relay;
+    std::optional<std::string> relaySecret; // what requests to the relay are signed with; no address
     std::optional<std::string> storeSearch;
     std::optional<std::string> searchHints;
     std::optional<std::string> marketingFeeds;
     std::optional<std::string> legacyFeeds;
     std::optional<std::string> productSite;
-    QUORVEL_RECORD(Endpoints, appStoreConnect, relay, storeSearch, searchHints, marketingFeeds, legacyFeeds,
-                   productSite)
+    QUORVEL_RECORD(Endpoints, appStoreConnect, relay, relaySecret, storeSearch, searchHints, marketingFeeds,
+                   legacyFeeds, productSite)
     bool operator==(const Endpoints&) const = default;
 
     /// The base address of the App Store Connect API.

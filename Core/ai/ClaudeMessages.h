@@ -1,0 +1,63 @@
+// The request and the answer of an AI call, in the program's own form.
+#pragma once
+
+#include "Platform/json/JSON.h"
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace quorvel {
+
+struct ClaudeRequest {
+    struct Message {
+        std::string role; // "user" or "assistant"
+        std::string content;
+        QUORVEL_RECORD(Message, role, content)
+        bool operator==(const Message&) const = default;
+    };
+
+    std::string model;
+    std::int64_t maxTokens = 0; // of the answer
+    std::optional<std::string> system;
+    std::vector<Message> messages;
+    std::optional<double> temperature;
+    std::optional<std::string> responseFormat; // "json_object" where a JSON document is wanted
+    QUORVEL_RECORD(ClaudeRequest, model, maxTokens, system, messages, temperature, responseFormat)
+    bool operator==(const ClaudeRequest&) const = default;
+};
+
+struct ClaudeResponse {
+    struct Block {
+        std::string type; // "text"
+        std::optional<std::string> text;
+        QUORVEL_RECORD(Block, type, text)
+        bool operator==(const Block&) const = default;
+    };
+    struct Usage {
+        std::int64_t inputTokens = 0;
+        std::int64_t outputTokens = 0;
+        QUORVEL_RECORD(Usage, inputTokens, outputTokens)
+        bool operator==(const Usage&) const = default;
+    };
+
+    std::string id;
+    std::string type; // "message"
+    std::string model;
+    std::optional<std::string> stopReason;
+    std::vector<Block> content;
+    Usage usage;
+    QUORVEL_RECORD(ClaudeResponse, id, type, model, stopReason, content, usage)
+
+    /// The answer: the texts of the blocks joined.
+    [[nodiscard]] std::string text() const {
+        std::string joined;
+        for (const Block& block : content)
+            joined += block.text.value_or("");
+        return joined;
+    }
+    bool operator==(const ClaudeResponse&) const = default;
+};
+
+} // namespace quorvel

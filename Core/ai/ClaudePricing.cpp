@@ -1,0 +1,31 @@
+#include "Core/ai/ClaudePricing.h"
+
+#include "Platform/text/Text.h"
+
+#include <utility>
+
+namespace quorvel {
+
+namespace {
+
+constexpr std::pair<std::string_view, ClaudePricing::Tier> tiers[] = {
+    {"claude-haiku", {1, 5}}, {"claude-sonnet", {3, 15}}, {"claude-opus", {15, 75}}};
+constexpr ClaudePricing::Tier fallback = {15, 75};
+
+} // namespace
+
+ClaudePricing::Tier ClaudePricing::tier(std::string_view model) {
+    const std::string lower = asciiLowercase(model);
+    for (const auto& [prefix, tier] : tiers)
+        if (lower.starts_with(prefix)) return tier;
+    return fallback;
+}
+
+double ClaudePricing::cost(std::string_view model, std::int64_t inputTokens, std::int64_t outputTokens) {
+    constexpr double million = 1'000'000;
+    const Tier price = tier(model);
+    return static_cast<double>(inputTokens) / million * price.inputPerMillion +
+           static_cast<double>(outputTokens) / million * price.outputPerMillion;
+}
+
+} // namespace quorvel

@@ -1,0 +1,25 @@
+// What AI calls cost.
+#pragma once
+
+#include <cstdint>
+#include <string_view>
+
+namespace quorvel {
+
+struct ClaudePricing {
+    /// US dollars per million tokens.
+    struct Tier {
+        double inputPerMillion = 0;
+        double outputPerMillion = 0;
+        bool operator==(const Tier&) const = default;
+    };
+
+    /// The tier of a model by the start of its id, letter case ignored; an unknown model gets the most
+    /// expensive one, so that it is never under-counted.
+    [[nodiscard]] static Tier tier(std::string_view model);
+    /// US dollars.
+    [[nodiscard]] static double cost(std::string_view model, std::int64_t inputTokens,
+                                     std::int64_t outputTokens);
+};
+
+} // namespace quorvel
