@@ -79,12 +79,15 @@ struct SandboxServer::Implementation {
             access.keyID = accountText(state, "keyID");
             access.issuerID = accountText(state, "issuerID");
             access.vendorNumber = accountText(state, "vendorNumber");
+            const JSONValue* secret = state.at("account", "relaySecret"); // younger than the others
+            access.relaySecret = secret && secret->text() ? *secret->text() : makeUUID();
             world.vendorNumber = access.vendorNumber;
             world.restore(state);
         } else {
             access.keyID = randomKeyID();
             access.issuerID = makeUUID();
             access.vendorNumber = "80457216";
+            access.relaySecret = makeUUID();
             world.vendorNumber = access.vendorNumber;
             plant(world, options.seed);
         }
@@ -98,7 +101,8 @@ struct SandboxServer::Implementation {
         JSONValue document =
             JSONValue::object({{"account", JSONValue::object({{"keyID", access.keyID},
                                                               {"issuerID", access.issuerID},
-                                                              {"vendorNumber", access.vendorNumber}})}});
+                                                              {"vendorNumber", access.vendorNumber},
+                                                              {"relaySecret", access.relaySecret}})}});
         for (const auto& [name, value] : *changed->members())
             document.members()->emplace_back(name, value);
         writeFileAtomically(stateFile(), encodeJSON(document), FileMode::secret);
@@ -123,8 +127,11 @@ struct SandboxServer::Implementation {
 
     void writeEndpoints() {
         access.endpointsFile = options.stateFolder / "endpoints.json";
-        const JSONValue endpoints = JSONValue::object({{"appStoreConnect", access.url}});
-        writeFileAtomically(access.endpointsFile, encodeJSON(endpoints, JSONFormat::stateFile()) + "\n");
+        const JSONValue endpoints = JSONValue::object({{"appStoreConnect", access.url},
+                                                       {"relay", access.relayURL},
+                                                       {"relaySecret", access.relaySecret}});
+        writeFileAtomically(access.endpointsFile, encodeJSON(endpoints, JSONFormat::stateFile()) + "\n",
+                            FileMode::secret);
     }
 };
 
@@ -141,11 +148,13 @@ SandboxServer::SandboxServer(Options options)
     self.server = std::make_unique<HTTPServer>(
         self.options.port, [&self](const Request& request) { return self.service->handle(request); });
     self.access.url = fmt::format("http://127.0.0.1:{}", self.server->port());
+    self.access.relayURL = self.access.url + "/relay";
     self.world.baseURL = self.access.url;
     self.world.uploads = std::make_shared<Uploads>(self.options.stateFolder / "uploads");
     self.openAccount();
-    self.service = std::make_unique<Service>(
-        self.world, *self.key, TokenRules{self.access.keyID, self.access.issuerID}, self.options);
+    self.service =
+        std::make_unique<Service>(self.world, *self.key, TokenRules{self.access.keyID, self.access.issuerID},
+                                  self.options, self.access.relaySecret);
     self.save();
     self.writeEndpoints();
     self.server->start();
@@ -197,6 +206,12 @@ void SandboxServer::skewClock(double seconds) {
 }
 void SandboxServer::revokeKey(bool revoked) {
     implementation_->service->revokeKey(revoked);
+}
+void SandboxServer::setModelManner(ModelManner manner) {
+    implementation_->service->setModelManner(std::move(manner));
+}
+RelayAccount SandboxServer::relayAccount() const {
+    return implementation_->service->relayAccount();
 }
 JSONValue SandboxServer::state() const {
     return implementation_->service->state();

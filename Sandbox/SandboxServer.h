@@ -47,6 +47,22 @@ struct Options {
     int hourlyQuota = 3600;
 };
 
+/// How the model behind the relay answers.
+struct ModelManner {
+    std::string wrapping = "none"; // around each answer: "fence", "prose", "proseAndFence" or "quotes"
+    int tooLongAnswers = 0;        // to each prompt at first, over the limit that it names
+};
+
+/// What the relay counted. Answers that a fault kept from the client are counted apart.
+struct RelayAccount {
+    std::int64_t calls = 0;
+    std::int64_t promptTokens = 0;
+    std::int64_t completionTokens = 0;
+    std::int64_t repeatedCalls = 0; // with the very body of an earlier call that was answered
+    std::int64_t lostCalls = 0;
+    bool operator==(const RelayAccount&) const = default;
+};
+
 /// How to reach a running sandbox.
 struct Access {
     std::string url; // such as "http://127.0.0.1:8460"
@@ -55,6 +71,8 @@ struct Access {
     std::string issuerID;
     std::filesystem::path privateKeyFile;
     std::string vendorNumber;
+    std::string relayURL;
+    std::string relaySecret; // what requests to the relay are signed with
 };
 
 /// A request that the sandbox was sent.
@@ -70,8 +88,9 @@ struct RecordedRequest {
 /// Serves until it is destroyed. Its control routes do the same as the operations here: GET /__sandbox/state,
 /// GET and DELETE /__sandbox/requests, and with a JSON object each POST /__sandbox/faults, advance, states,
 /// keys (also `role`), builds, generate, latency, quota, clock (`skew`), pace (`screenshots`: seconds that
-/// they are processed, `screenshotsFail`, `visibility`: seconds until lists show what was created) and nulls
-/// (`sent`: whether attributes without a value are sent as null instead of left out).
+/// they are processed, `screenshotsFail`, `visibility`: seconds until lists show what was created), nulls
+/// (`sent`: whether attributes without a value are sent as null instead of left out) and relay (`wrapping`,
+/// `tooLongAnswers`); GET /__sandbox/relay is the relay's account.
 class SandboxServer {
   public:
     /// Starts to serve. Throws `std::runtime_error` when the port is taken or the state folder cannot be
@@ -106,6 +125,9 @@ class SandboxServer {
     void revokeKey(bool revoked);
     /// Moves a version (by id) to an App Store state as App Review would.
     void setVersionState(std::string_view versionID, std::string_view state);
+    /// Throws `std::invalid_argument` for an unknown wrapping.
+    void setModelManner(ModelManner manner);
+    [[nodiscard]] RelayAccount relayAccount() const;
     /// All resources: an object of resource types, each an object of ids.
     [[nodiscard]] JSONValue state() const;
 

@@ -136,6 +136,23 @@ Response sendNulls(Service& service, const JSONValue& body) {
     return done();
 }
 
+Response setModelManner(Service& service, const JSONValue& body) {
+    ModelManner manner;
+    manner.wrapping = text(body, "wrapping", manner.wrapping);
+    manner.tooLongAnswers = static_cast<int>(number(body, "tooLongAnswers", manner.tooLongAnswers));
+    service.setModelManner(std::move(manner));
+    return done();
+}
+
+Response showRelayAccount(const Service& service) {
+    const RelayAccount account = service.relayAccount();
+    return json(200, JSONValue::object({{"calls", account.calls},
+                                        {"promptTokens", account.promptTokens},
+                                        {"completionTokens", account.completionTokens},
+                                        {"repeatedCalls", account.repeatedCalls},
+                                        {"lostCalls", account.lostCalls}}));
+}
+
 Response listRequests(Service& service) {
     JSONValue::Array entries;
     for (const RecordedRequest& request : service.requests())
@@ -155,13 +172,14 @@ struct Action {
 constexpr Action actions[] = {{"faults", setFaults},   {"advance", advance}, {"states", moveState},
                               {"keys", changeKey},     {"builds", addBuild}, {"generate", generate},
                               {"latency", setLatency}, {"quota", setQuota},  {"clock", skewClock},
-                              {"nulls", sendNulls},    {"pace", setPace}};
+                              {"nulls", sendNulls},    {"pace", setPace},    {"relay", setModelManner}};
 
 } // namespace
 
 Response control(Service& service, const Request& request) {
     const std::string_view name = std::string_view(request.path).substr(controlPrefix.size());
     if (name == "state" && request.method == "GET") return json(200, service.state());
+    if (name == "relay" && request.method == "GET") return showRelayAccount(service);
     if (name == "requests" && request.method == "GET") return listRequests(service);
     if (name == "requests" && request.method == "DELETE") {
         service.forgetRequests();

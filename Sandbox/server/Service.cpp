@@ -43,15 +43,17 @@ std::int64_t wholeSeconds(Date date) {
 }
 
 bool isService(std::string_view path) {
-    return path.starts_with("/v1/") || path.starts_with("/upload/");
+    return path.starts_with("/v1/") || path.starts_with("/upload/") || path.starts_with(relayPrefix);
 }
 
 } // namespace
 
-Service::Service(World& world, const AccountKey& key, TokenRules tokenRules, const Options& options)
+Service::Service(World& world, const AccountKey& key, TokenRules tokenRules, const Options& options,
+                 std::string relaySecret)
     : world_(world),
       key_(key),
       tokenRules_(std::move(tokenRules)),
+      relay_(std::move(relaySecret)),
       faults_(options.faultSeed),
       quota_(options.hourlyQuota),
       latency_(options.latencyMilliseconds) {
@@ -65,12 +67,13 @@ Response Service::handle(const Request& request) {
     const std::string action = fault ? fault->action.value_or("status") : "";
     Response response;
     if (action == "status" || action == "expireToken") {
-        response = faultAnswer(*fault);
+        response = faultAnswer(*fault, request);
     } else if (action == "reset") {
         response.status = 0;
     } else {
-        response = work(request);
-        if (action == "statusAfter") response = faultAnswer(*fault);
+        const bool isLost = action == "statusAfter" || action == "resetAfter" || action == "truncate";
+        response = work(request, isLost ? Delivery::lost : Delivery::whole);
+        if (action == "statusAfter") response = faultAnswer(*fault, request);
         if (action == "resetAfter") response.status = 0;
         if (action == "truncate") response.ending = Ending::truncated;
         if (action == "slow") response.ending = Ending::slow;
@@ -99,8 +102,9 @@ std::optional<Fault> Service::takeFault(const Request& request) {
     return faults_.take(request.method, request.path);
 }
 
-Response Service::work(const Request& request) {
+Response Service::work(const Request& request, Delivery delivery) {
     if (request.path.starts_with("/upload/")) return upload(request);
+    if (request.path.starts_with(relayPrefix)) return relay_.handle(request, clocks(), delivery);
     if (!request.path.starts_with("/v1/")) {
         const std::lock_guard lock(mutex_);
         return file(world_, request);
@@ -191,14 +195,18 @@ Answer Service::dispatch(const Request& request) {
     throw Refusal(allowed.empty() ? pathNotFound(request.path) : methodNotAllowed(request.method, allowed));
 }
 
+RelayClocks Service::clocks() const {
+    const std::lock_guard lock(mutex_);
+    const Date simulated = world_.now();
+    return {dateFromSecondsSince1970(secondsSince1970(simulated) - world_.clockOffset), simulated};
+}
+
 bool Service::isAuthorized(const Request& request) const {
-    Date real, virtualDate;
     {
         const std::lock_guard lock(mutex_);
         if (revoked_) return false;
-        virtualDate = world_.now();
-        real = dateFromSecondsSince1970(secondsSince1970(virtualDate) - world_.clockOffset);
     }
+    const auto [real, virtualDate] = clocks();
     // A client that knows nothing of the virtual clock signs by the real one; one that follows the Date
     // header signs by the virtual one. Both are right.
     const std::string authorization = request.header("Authorization").value_or("");
@@ -212,9 +220,11 @@ Response Service::failure(const std::vector<Problem>& problems) const {
             .body = encodeJSON(errorDocument(problems))};
 }
 
-Response Service::faultAnswer(const Fault& fault) const {
+Response Service::faultAnswer(const Fault& fault, const Request& request) const {
     const int status = fault.action == "expireToken" ? 401 : fault.status.value_or(500);
-    Response response = failure({problemOfStatus(status)});
+    Response response = request.path.starts_with(relayPrefix)
+                            ? Relay::failure(status, "This went wrong on purpose.")
+                            : failure({problemOfStatus(status)});
     if (fault.retryAfter) response.headers.emplace_back("Retry-After", fmt::format("{}", *fault.retryAfter));
     const std::lock_guard lock(mutex_);
     response.headers.emplace_back("Date", formatHTTPDate(world_.now()));

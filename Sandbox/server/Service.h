@@ -3,6 +3,7 @@
 
 #include "Sandbox/SandboxServer.h"
 #include "Sandbox/faults/FaultTable.h"
+#include "Sandbox/relay/Relay.h"
 #include "Sandbox/resources/Problem.h"
 #include "Sandbox/rules/Operation.h"
 #include "Sandbox/rules/World.h"
@@ -29,7 +30,8 @@ struct BuildUpload {
 /// Safe to use from any thread.
 class Service {
   public:
-    Service(World& world, const AccountKey& key, TokenRules tokenRules, const Options& options);
+    Service(World& world, const AccountKey& key, TokenRules tokenRules, const Options& options,
+            std::string relaySecret);
 
     [[nodiscard]] Response handle(const Request& request);
 
@@ -53,6 +55,8 @@ class Service {
     std::string addBuild(const BuildUpload& upload);
     /// Adds `count` reviews to an app. Throws `std::invalid_argument`.
     void generateReviews(std::string_view app, int count);
+    void setModelManner(ModelManner manner) { relay_.setManner(std::move(manner)); }
+    [[nodiscard]] RelayAccount relayAccount() const { return relay_.account(); }
     [[nodiscard]] JSONValue state() const;
 
     /// The whole state to keep, when it changed since the last call.
@@ -61,7 +65,7 @@ class Service {
   private:
     void holdBack();
     [[nodiscard]] std::optional<Fault> takeFault(const Request& request);
-    [[nodiscard]] Response work(const Request& request);
+    [[nodiscard]] Response work(const Request& request, Delivery delivery);
     [[nodiscard]] Response upload(const Request& request);
     [[nodiscard]] Response interface(const Request& request);
     [[nodiscard]] Response answer(const Request& request);
@@ -69,13 +73,15 @@ class Service {
     [[nodiscard]] Answer dispatch(const Request& request);
     [[nodiscard]] bool isAuthorized(const Request& request) const;
     [[nodiscard]] Response failure(const std::vector<Problem>& problems) const;
-    [[nodiscard]] Response faultAnswer(const Fault& fault) const;
+    [[nodiscard]] Response faultAnswer(const Fault& fault, const Request& request) const;
+    [[nodiscard]] RelayClocks clocks() const;
     void addCommonHeaders(Response& response);
     void record(const Request& request, const Response& response);
 
     World& world_;
     const AccountKey& key_;
     TokenRules tokenRules_;
+    Relay relay_;
     mutable std::mutex mutex_; // guards all below, and the world
     FaultTable faults_;
     Quota quota_;

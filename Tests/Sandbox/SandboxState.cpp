@@ -79,7 +79,7 @@ TEST(SandboxState, filesTellHowToReachItAndKeepTheKeyToTheOwner) {
     EXPECT_EQ(modeOf(rehearsal.folder() / "state"), 0700U);
     const auto endpoints = decodeJSON<JSONValue>(*readFile(access.endpointsFile));
     EXPECT_EQ(*endpoints.find("appStoreConnect")->text(), access.url);
-    EXPECT_EQ(endpoints.members()->size(), 1U) << "only what is served";
+    EXPECT_EQ(endpoints.members()->size(), 3U) << "only what is served";
 }
 
 TEST(SandboxState, aTakenPortAndASpoiltStateAreSaid) {
