@@ -1,0 +1,125 @@
+#include "Core/ai/translation/EnglishLocaleExpansion.h"
+
+#include "Core/ai/ClaudeError.h"
+#include "Core/ai/ClaudePricing.h"
+#include "Core/ai/translation/OverLimitTexts.h"
+#include "Core/ai/translation/ReplyText.h"
+#include "Core/ai/translation/TextReplacement.h"
+#include "Core/ai/translation/TextTrimming.h"
+#include "Core/metadata/FolderTurn.h"
+#include "Platform/text/Text.h"
+
+#include <fmt/format.h>
+
+namespace quorvel {
+
+namespace {
+
+constexpr std::int64_t maxOutputTokens = 2048;
+
+constexpr std::string_view systemPrompt = "You are an App Store Optimisation specialist working the "
+                                          "**English locale expansion** trick: Apple's App Store "
+                                          "Connect lets you store a separate 100-char keywords field per "
+                                          "locale (en-US, en-GB, en-AU, en-CA), and each "
+                                          "locale's field is what Apple indexes for users in that region. "
+                                          "Filling all four with **different but coordinated** "
+                                          "keywords gives the app effectively 400 chars of indexing for "
+                                          "English-speaking users worldwide.\n\nYour job: given a "
+                                          "base keywords field for en-US, produce per-locale variants "
+                                          "that:\n\n1. Keep the top 2–3 highest-priority terms in "
+                                          "every locale (those    are core, you can't afford to skip them "
+                                          "anywhere).\n2. Use region-specific vocabulary when "
+                                          "meaningful: en-GB/en-AU use    \"colour\" / \"organise\" / "
+                                          "\"favourite\" / \"holiday\" / \"CV\"; en-US/en-CA    use "
+                                          "\"color\" / \"organize\" / \"favorite\" / \"vacation\" / "
+                                          "\"resume\".\n3. Spend the remaining ~70 chars per locale on "
+                                          "different long-tail    terms — so each locale uniquely carries "
+                                          "some keywords. Don't    just translate; pick "
+                                          "different angles.\n4. Each locale's value MUST be ≤ 100 chars and "
+                                          "use comma-separated    format with NO spaces after "
+                                          "commas.\n\nOutput requirement: respond with ONLY a JSON object — "
+                                          "no prose, no code fences. Schema:\n\n{\n  "
+                                          "\"entries\": [\n    {\"locale\": \"en-US\", \"keywords_field\": "
+                                          "\"term1,term2,…\"},\n    {\"locale\": \"en-GB\", "
+                                          "\"keywords_field\": \"term1,term2,…\"},\n    ...\n  ],\n  "
+                                          "\"rationale\": \"one paragraph explaining the per-locale "
+                                          "trade-offs\"\n}";
+
+struct Reply {
+    struct Entry {
+        std::string locale;
+        std::string keywords_field;
+        QUORVEL_RECORD(Entry, locale, keywords_field)
+    };
+    std::vector<Entry> entries;
+    std::optional<std::string> rationale;
+    QUORVEL_RECORD(Reply, entries, rationale)
+};
+
+Reply decodeReply(const std::string& text) {
+    const auto object = objectIn(text);
+    if (!object) throw ClaudeError(ClaudeError::Decoding{"the answer holds no JSON object"});
+    try {
+        return decodeJSON<Reply>(*object);
+    } catch (const JSONError& error) {
+        throw ClaudeError(ClaudeError::Decoding{escapeControls(error.what())});
+    }
+}
+
+EnglishLocaleExpansion::Entry fit(std::string_view locale, std::string_view field) {
+    constexpr FieldType keywords = FieldType::keywords;
+    EnglishLocaleExpansion::Entry entry{.locale = std::string(locale), .keywordsField = tidyKeywords(field)};
+    const std::size_t length = graphemeCount(entry.keywordsField);
+    if (length <= limitOf(keywords)) return entry;
+    const auto whole = wholeTermsWithin(entry.keywordsField, limitOf(keywords));
+    entry.keywordsField = whole ? *whole : trimToBoundary(entry.keywordsField, limitOf(keywords));
+    entry.warning = warningFor({.field = keywords,
+                                .limit = limitOf(keywords),
+                                .before = length,
+                                .after = graphemeCount(entry.keywordsField),
+                                .from = CutText::From::firstAnswer});
+    return entry;
+}
+
+} // namespace
+
+PromptBuilder::Prompt EnglishLocaleExpansion::prompt(const Input& input) {
+    std::string user = fmt::format("Base keywords field (en-US):\n{}", input.baseKeywords);
+    if (!isBlank(input.appName)) user += fmt::format("\n\nApp name: {}", input.appName);
+    if (!isBlank(input.appSubtitle)) user += fmt::format("\n\nApp subtitle: {}", input.appSubtitle);
+    if (!isBlank(input.brand.brandVoice)) user += fmt::format("\n\nBrand voice: {}", input.brand.brandVoice);
+    return {std::string(systemPrompt), std::move(user)};
+}
+
+EnglishLocaleExpansion::Result EnglishLocaleExpansion::expand(const Input& input) const {
+    PromptBuilder::Prompt words = prompt(input);
+    const ClaudeResponse response = claude_->send({.model = model_,
+                                                   .maxTokens = maxOutputTokens,
+                                                   .system = std::move(words.system),
+                                                   .messages = {{"user", std::move(words.user)}},
+                                                   .responseFormat = "json_object"});
+    const Reply reply = decodeReply(response.text());
+    const auto [inputTokens, outputTokens] = response.usage;
+    Result result{.rationale = reply.rationale.value_or(""),
+                  .inputTokens = inputTokens,
+                  .outputTokens = outputTokens,
+                  .costUSD = ClaudePricing::cost(model_, inputTokens, outputTokens)};
+    for (const std::string_view locale : locales)
+        for (const Reply::Entry& entry : reply.entries)
+            if (entry.locale == locale && !tidyKeywords(entry.keywords_field).empty()) {
+                result.entries.push_back(fit(locale, entry.keywords_field));
+                break;
+            }
+    if (result.entries.empty())
+        throw ClaudeError(ClaudeError::Decoding{"the answer holds no keywords for any English locale"});
+    return result;
+}
+
+void EnglishLocaleExpansion::write(const MetadataFolder& folder, const Result& result, Date moment) {
+    const auto turn = takeTurn(folder);
+    const MetadataStore store(folder);
+    for (const Entry& entry : result.entries)
+        replaceText(store, entry.locale, FieldType::keywords, entry.keywordsField, moment);
+}
+
+} // namespace quorvel

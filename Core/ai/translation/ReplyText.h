@@ -1,0 +1,23 @@
+// Takes the text that was asked for out of a model's answer.
+#pragma once
+
+#include "Core/metadata/FieldType.h"
+
+#include <optional>
+#include <string>
+#include <string_view>
+
+namespace quorvel {
+
+/// The translation in an answer: without a code fence, quotation marks, separator lines or an introduction
+/// that the source text does not have as well, without control characters; one line for fields of one line,
+/// keywords tidied. Empty when nothing is left.
+[[nodiscard]] std::string translationIn(std::string_view reply, FieldType field, std::string_view sourceText);
+
+/// `keywords` as the App Store counts them best: separated by bare commas, each term once.
+[[nodiscard]] std::string tidyKeywords(std::string_view keywords);
+
+/// The JSON object in an answer that may have prose or a code fence around it; nothing when there is none.
+[[nodiscard]] std::optional<std::string_view> objectIn(std::string_view reply);
+
+} // namespace quorvel

@@ -1,0 +1,31 @@
+// Which texts are worth translating.
+#pragma once
+
+#include "Core/ai/translation/Translation.h"
+#include "Core/ai/translation/TranslationOrigins.h"
+#include "Core/metadata/FieldRule.h"
+#include "Core/metadata/FieldTexts.h"
+
+#include <span>
+#include <string>
+#include <vector>
+
+namespace quorvel {
+
+struct TranslationWish {
+    std::string sourceLocale;
+    std::vector<std::string> targetLocales;
+    std::vector<FieldType> fields; // all when empty
+    std::vector<FieldRule> rules;  // of the app
+    enum class Which {
+        stale, // those without a text, and those translated from an older source text and not edited since
+        all,
+    } which = Which::stale;
+};
+
+/// The items of the wish that have a source text, locale by locale in the order of the fields. A field whose
+/// rule says `off` is left out, and so is the source locale.
+[[nodiscard]] std::vector<TranslationItem>
+chooseItems(const LocaleTexts& texts, const TranslationOrigins& origins, const TranslationWish& wish);
+
+} // namespace quorvel

@@ -1,0 +1,42 @@
+// Remembers which source text each translated text of a tree was made from.
+#pragma once
+
+#include "Core/metadata/FieldTexts.h"
+#include "Core/metadata/MetadataFolder.h"
+#include "Platform/json/JSON.h"
+
+#include <map>
+#include <optional>
+#include <string>
+#include <string_view>
+
+namespace quorvel {
+
+/// Digests of the two texts, 64 hexadecimal digits each.
+struct TranslationOrigin {
+    std::string source;
+    std::string translation;
+    QUORVEL_RECORD(TranslationOrigin, source, translation)
+    bool operator==(const TranslationOrigin&) const = default;
+};
+
+/// The content of <root>/.brevant/translations.json: locale → field → origin.
+class TranslationOrigins {
+  public:
+    /// Those of the tree. A file that is damaged counts as none, with a warning in the log: what it told is a
+    /// hint only. Throws `FileError` where it cannot be read.
+    [[nodiscard]] static TranslationOrigins load(const MetadataFolder& folder);
+    /// Replaces the file in one step. Throws `FileError`.
+    void save(const MetadataFolder& folder) const;
+
+    void note(std::string_view locale, FieldType field, std::string_view sourceText,
+              std::string_view translation);
+    [[nodiscard]] std::optional<TranslationOrigin> find(std::string_view locale, FieldType field) const;
+
+    bool operator==(const TranslationOrigins&) const = default;
+
+  private:
+    std::map<std::string, std::map<std::string, TranslationOrigin>> origins_;
+};
+
+} // namespace quorvel

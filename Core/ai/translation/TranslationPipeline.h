@@ -1,0 +1,91 @@
+// Fills the texts of an app's locales from its source locale.
+#pragma once
+
+#include "Core/ai/ClaudeClientProtocol.h"
+#include "Core/ai/PenwiseConfig.h"
+#include "Core/ai/translation/PromptBuilder.h"
+#include "Core/ai/translation/TranslationCache.h"
+#include "Core/metadata/FieldRule.h"
+#include "Core/metadata/MetadataFolder.h"
+#include "Platform/log/Log.h"
+#include "Platform/time/Date.h"
+
+#include <cstdint>
+#include <functional>
+#include <map>
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace quorvel {
+
+/// One request per field and locale, several at once; keywords are generated for their market instead of
+/// being translated, after the locale's other texts, whose words they leave out.
+class TranslationPipeline {
+  public:
+    using Item = TranslationItem;
+    using BrandContext = quorvel::BrandContext;
+    using Outcome = TranslationOutcome;
+
+    static constexpr int maxRetries = 2; // after an answer over the limit
+    static constexpr std::int64_t defaultMaxOutputTokens = 8192;
+    static constexpr std::size_t defaultWidth = 4; // requests at once
+
+    struct Parts {
+        std::shared_ptr<const ClaudeClientProtocol> claude;
+        TranslationCache cache;
+        MetadataFolder folder; // of the context being translated
+        std::string model = std::string(PenwiseConfig::defaultModel);
+        std::int64_t maxOutputTokens = defaultMaxOutputTokens; // per request
+        std::size_t width = defaultWidth;
+        Clock clock = systemClock();
+        Logger logger = Logger("TranslationPipeline");
+    };
+
+    /// What the app's records say about translating.
+    struct Settings {
+        BrandContext brand;
+        std::vector<FieldRule> rules;
+        std::map<std::string, LocaleSettings> locales;
+        // Locale → terms that keywords leave out; the words of its name and subtitle where none are given.
+        std::map<std::string, std::vector<std::string>> indexedTerms;
+    };
+
+    struct Progress {
+        std::size_t done = 0;
+        std::size_t total = 0;
+        const Outcome& outcome; // of the item that ended just now
+    };
+
+    /// What an item would take.
+    struct Preview {
+        Item item;
+        std::optional<PromptBuilder::Prompt> prompt; // none when nothing would be sent
+        std::optional<std::string> skippedBecause;
+        bool fromCache = false;
+        double estimatedCostUSD = 0; // of one answer; retries come on top
+        QUORVEL_RECORD(Preview, item, prompt, skippedBecause, fromCache, estimatedCostUSD)
+    };
+
+    explicit TranslationPipeline(Parts parts) : parts_(std::move(parts)) {}
+
+    /// Translates the items and returns their outcomes in the same order. Each accepted text is in its file
+    /// before `progress` hears of it; a text that was there is put aside. An item that fails does not end the
+    /// others, but where every request is bound to fail, no more are sent. The tree is this run's alone
+    /// meanwhile. `progress` is called on any thread, also at the same time. Throws `MetadataError` when
+    /// there is no folder, `FileError` when its private files cannot be used, and `CancellationError`: what
+    /// was done stays done then.
+    [[nodiscard]] std::vector<Outcome>
+    translate(const std::vector<Item>& items, const Settings& settings,
+              const std::function<void(const Progress&)>& progress = {}) const;
+
+    /// What `translate` would send, item by item. Sends and writes nothing.
+    [[nodiscard]] std::vector<Preview> preview(const std::vector<Item>& items,
+                                               const Settings& settings) const;
+
+  private:
+    Parts parts_;
+};
+
+} // namespace quorvel

@@ -1,0 +1,91 @@
+#include "Core/ai/translation/TranslationPreparation.h"
+
+#include "Platform/text/Text.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+
+namespace quorvel {
+
+namespace {
+
+// The App Store refuses what is over its own limit, whatever a rule allows.
+std::size_t effectiveLimit(FieldType field, const std::vector<FieldRule>& rules) {
+    return std::min(limitOf(field), limitOf(field, rules));
+}
+
+std::vector<std::string> wordsOf(const std::optional<std::string>& name,
+                                 const std::optional<std::string>& subtitle) {
+    std::vector<std::string> words;
+    for (const auto& text : {name, subtitle})
+        for (const std::string_view segment :
+             wordSegments(text ? std::string_view(*text) : std::string_view())) {
+            const bool isWord = !isBlank(segment) && graphemeCount(segment) > 1;
+            if (isWord && std::ranges::find(words, segment) == words.end()) words.emplace_back(segment);
+        }
+    return words;
+}
+
+} // namespace
+
+LocaleSettings TranslationPreparation::settingsOf(const std::string& locale) const {
+    const auto found = settings_.locales.find(locale);
+    return found == settings_.locales.end() ? LocaleSettings{} : found->second;
+}
+
+std::optional<std::string> TranslationPreparation::reasonToSkip(const PreparedItem& prepared) const {
+    const auto& [source, target, field] = prepared.item;
+    const std::string_view label = shortLabelOf(field);
+    if (isBlank(prepared.sourceText)) return fmt::format("{} of {} is empty — skipped.", label, source);
+    if (target == source) return fmt::format("{} is the source locale — skipped.", target);
+    if (settingsOf(target).aiSafeMode && !isBlank(store_.read(target, field).value_or("")))
+        return fmt::format("{} of {} has a text, which the locale's safe mode keeps — skipped.", label,
+                           target);
+    return std::nullopt;
+}
+
+PreparedItem TranslationPreparation::prepare(const TranslationItem& item) const {
+    PreparedItem prepared{.item = item,
+                          .sourceText = store_.read(item.sourceLocale, item.field).value_or(""),
+                          .limit = effectiveLimit(item.field, settings_.rules)};
+    static_cast<void>(
+        store_.folder().localeFolder(item.targetLocale)); // throws for one that may not become a path
+    prepared.skippedBecause = reasonToSkip(prepared);
+    const LocaleSettings locale = settingsOf(item.targetLocale);
+    prepared.key = TranslationCache::key({.model = model_,
+                                          .sourceText = prepared.sourceText,
+                                          .targetLocale = item.targetLocale,
+                                          .field = item.field,
+                                          .brand = settings_.brand,
+                                          .preferredScript = locale.preferredScript.value_or("")});
+    return prepared;
+}
+
+PromptBuilder::Prompt TranslationPreparation::promptFor(const PreparedItem& prepared) const {
+    if (prepared.item.field == FieldType::keywords) return keywordsPrompt(prepared);
+    return PromptBuilder::translation(
+        {.item = prepared.item,
+         .sourceText = prepared.sourceText,
+         .limit = prepared.limit,
+         .brand = settings_.brand,
+         .preferredScript = settingsOf(prepared.item.targetLocale).preferredScript});
+}
+
+PromptBuilder::Prompt TranslationPreparation::keywordsPrompt(const PreparedItem& prepared) const {
+    const std::string& locale = prepared.item.targetLocale;
+    const auto name = store_.read(locale, FieldType::name);
+    const auto subtitle = store_.read(locale, FieldType::subtitle);
+    const auto given = settings_.indexedTerms.find(locale);
+    return PromptBuilder::keywords(
+        {.locale = locale,
+         .limit = prepared.limit,
+         .appName = name,
+         .appSubtitle = subtitle,
+         .brand = settings_.brand,
+         .indexedTerms = given == settings_.indexedTerms.end() ? wordsOf(name, subtitle) : given->second,
+         .referenceKeywords = prepared.sourceText,
+         .preferredScript = settingsOf(locale).preferredScript});
+}
+
+} // namespace quorvel

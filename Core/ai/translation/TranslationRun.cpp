@@ -1,0 +1,178 @@
+#include "Core/ai/translation/TranslationRun.h"
+
+#include "Core/ai/ClaudePricing.h"
+#include "Core/ai/translation/OverLimitTexts.h"
+#include "Core/ai/translation/ReplyText.h"
+#include "Core/ai/translation/TextReplacement.h"
+#include "Core/ai/translation/TextTrimming.h"
+#include "Platform/task/Task.h"
+#include "Platform/text/Text.h"
+
+#include <fmt/format.h>
+
+namespace quorvel {
+
+namespace {
+
+std::optional<std::string> wholePartsWithin(const std::string& text, const PreparedItem& prepared) {
+    return prepared.item.field == FieldType::keywords ? wholeTermsWithin(text, prepared.limit)
+                                                      : wholeWordsWithin(text, prepared.limit);
+}
+
+CutText cutOf(const PreparedItem& prepared, std::size_t before, const std::string& after,
+              CutText::From from) {
+    return {.field = prepared.item.field,
+            .limit = prepared.limit,
+            .before = before,
+            .after = graphemeCount(after),
+            .from = from};
+}
+
+} // namespace
+
+TranslationRun::TranslationRun(const TranslationPipeline::Parts& parts,
+                               const TranslationPipeline::Settings& settings)
+    : parts_(parts),
+      store_(parts.folder),
+      preparation_(parts.model, store_, settings),
+      moment_(parts.clock()),
+      origins_(TranslationOrigins::load(parts.folder)) {}
+
+TranslationOutcome TranslationRun::end(const TranslationItem& item) {
+    TranslationOutcome outcome{.item = item};
+    try {
+        checkCancellation();
+        work(preparation_.prepare(item), outcome);
+        return outcome;
+    } catch (const ClaudeError& error) {
+        const std::lock_guard lock(mutex_);
+        if (error.concernsEveryRequest()) hopeless_ = error;
+        outcome.error = error.what();
+    } catch (const MetadataError& error) {
+        outcome.error = error.what();
+    } catch (const FileError& error) {
+        outcome.error = error.what();
+    }
+    outcome.translation.clear();
+    return outcome;
+}
+
+void TranslationRun::work(const PreparedItem& prepared, TranslationOutcome& outcome) {
+    if (prepared.skippedBecause) {
+        outcome.skipped = true;
+        outcome.warning = prepared.skippedBecause;
+        return;
+    }
+    if (!useCached(prepared, outcome)) {
+        const Draft draft = askWithRetries(prepared, outcome);
+        fit(prepared, draft, outcome);
+        keep(prepared, draft, outcome);
+    }
+    write(prepared, outcome.translation);
+}
+
+bool TranslationRun::useCached(const PreparedItem& prepared, TranslationOutcome& outcome) {
+    const auto kept = parts_.cache.lookup(prepared.key);
+    if (!kept || isBlank(kept->translation)) return false;
+    const std::size_t length = graphemeCount(kept->translation);
+    const std::string_view field = rawValue(prepared.item.field);
+    if (length <= prepared.limit) {
+        outcome.translation = kept->translation;
+        outcome.fromCache = true;
+        return true;
+    }
+    // Less than half of what there is room for says too little to be worth keeping.
+    auto salvaged = wholePartsWithin(kept->translation, prepared);
+    if (!salvaged || graphemeCount(*salvaged) * 2 < prepared.limit) {
+        parts_.logger.info(fmt::format("Cached {} for {} is over-limit and not salvageable; re-translating.",
+                                       field, prepared.item.targetLocale));
+        return false;
+    }
+    const CutText cut = cutOf(prepared, length, *salvaged, CutText::From::cache);
+    parts_.logger.info(fmt::format("Salvaged over-limit cached {} for {}: {} → {} chars.", field,
+                                   prepared.item.targetLocale, cut.before, cut.after));
+    outcome.translation = std::move(*salvaged);
+    outcome.isOverLimit = outcome.fromCache = true;
+    outcome.warning = warningFor(cut);
+    return true;
+}
+
+void TranslationRun::throwIfHopeless() {
+    const std::lock_guard lock(mutex_);
+    if (hopeless_) throw ClaudeError(*hopeless_);
+}
+
+TranslationRun::Draft TranslationRun::ask(const PreparedItem& prepared, const PromptBuilder::Prompt& prompt,
+                                          TranslationOutcome& outcome) {
+    throwIfHopeless();
+    const ClaudeResponse response = parts_.claude->send({.model = parts_.model,
+                                                         .maxTokens = parts_.maxOutputTokens,
+                                                         .system = prompt.system,
+                                                         .messages = {{"user", prompt.user}}});
+    const auto [inputTokens, outputTokens] = response.usage;
+    outcome.inputTokens += inputTokens;
+    outcome.outputTokens += outputTokens;
+    outcome.costUSD += ClaudePricing::cost(parts_.model, inputTokens, outputTokens);
+    if (response.stopReason == "length")
+        throw ClaudeError(ClaudeError::Decoding{
+            fmt::format("the text broke off at the limit of {} output tokens", parts_.maxOutputTokens)});
+    Draft draft{.text = translationIn(response.text(), prepared.item.field, prepared.sourceText)};
+    if (draft.text.empty()) throw ClaudeError(ClaudeError::EmptyResponse{});
+    draft.length = graphemeCount(draft.text);
+    return draft;
+}
+
+TranslationRun::Draft TranslationRun::askWithRetries(const PreparedItem& prepared,
+                                                     TranslationOutcome& outcome) {
+    const PromptBuilder::Prompt prompt = preparation_.promptFor(prepared);
+    Draft draft = ask(prepared, prompt, outcome);
+    const auto& [source, target, field] = prepared.item;
+    for (int retry = 1; retry <= TranslationPipeline::maxRetries && draft.length > prepared.limit; ++retry) {
+        parts_.logger.info(fmt::format("Field {} for {} was {}/{} chars; retry {} of {}.", rawValue(field),
+                                       target, draft.length, prepared.limit, retry,
+                                       TranslationPipeline::maxRetries));
+        PromptBuilder::Prompt again = prompt;
+        again.user += PromptBuilder::retryNote(field, prepared.sourceText, draft.length, prepared.limit);
+        draft = ask(prepared, again, outcome);
+    }
+    return draft;
+}
+
+void TranslationRun::fit(const PreparedItem& prepared, const Draft& draft,
+                         TranslationOutcome& outcome) const {
+    outcome.translation = draft.text;
+    outcome.isOverLimit = draft.length > prepared.limit;
+    if (!outcome.isOverLimit) return;
+    const auto whole = wholePartsWithin(draft.text, prepared);
+    outcome.translation = whole ? *whole : trimToBoundary(draft.text, prepared.limit);
+    CutText cut = cutOf(prepared, draft.length, outcome.translation, CutText::From::retries);
+    if (!whole && !wholeWordsWithin(draft.text, prepared.limit)) cut.at = CutText::At::insideWord;
+    parts_.logger.warning(fmt::format("Hard-trimmed {} for {}: {} → {} chars at word boundary.",
+                                      rawValue(prepared.item.field), prepared.item.targetLocale, cut.before,
+                                      cut.after));
+    outcome.warning = warningFor(cut);
+}
+
+void TranslationRun::keep(const PreparedItem& prepared, const Draft& draft,
+                          const TranslationOutcome& outcome) const {
+    parts_.cache.store({.hashKey = prepared.key,
+                        .sourceText = prepared.sourceText,
+                        .targetLocale = prepared.item.targetLocale,
+                        .fieldType = std::string(rawValue(prepared.item.field)),
+                        .model = parts_.model,
+                        .translation = draft.text,
+                        .tokensIn = outcome.inputTokens,
+                        .tokensOut = outcome.outputTokens,
+                        .createdAt = parts_.clock(),
+                        .overLimit = outcome.isOverLimit});
+}
+
+void TranslationRun::write(const PreparedItem& prepared, const std::string& translation) {
+    const TranslationItem& item = prepared.item;
+    replaceText(store_, item.targetLocale, item.field, translation, moment_);
+    const std::lock_guard lock(mutex_);
+    origins_.note(item.targetLocale, item.field, prepared.sourceText, translation);
+    origins_.save(parts_.folder);
+}
+
+} // namespace quorvel
