@@ -124,16 +124,17 @@ TranslationRun::Draft TranslationRun::ask(const PreparedItem& prepared, const Pr
 
 TranslationRun::Draft TranslationRun::askWithRetries(const PreparedItem& prepared,
                                                      TranslationOutcome& outcome) {
-    const PromptBuilder::Prompt prompt = preparation_.promptFor(prepared);
+    PromptBuilder::Prompt prompt = preparation_.promptFor(prepared);
     Draft draft = ask(prepared, prompt, outcome);
     const auto& [source, target, field] = prepared.item;
     for (int retry = 1; retry <= TranslationPipeline::maxRetries && draft.length > prepared.limit; ++retry) {
         parts_.logger.info(fmt::format("Field {} for {} was {}/{} chars; retry {} of {}.", rawValue(field),
                                        target, draft.length, prepared.limit, retry,
                                        TranslationPipeline::maxRetries));
-        PromptBuilder::Prompt again = prompt;
-        again.user += PromptBuilder::retryNote(field, prepared.sourceText, draft.length, prepared.limit);
-        draft = ask(prepared, again, outcome);
+        // Behind the earlier notes: after two answers of one length the request would else be the same again,
+        // and be answered from the response cache.
+        prompt.user += PromptBuilder::retryNote(field, prepared.sourceText, draft.length, prepared.limit);
+        draft = ask(prepared, prompt, outcome);
     }
     return draft;
 }
