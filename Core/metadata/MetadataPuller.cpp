@@ -41,7 +41,7 @@ IncomingTexts textsOf(const ASCClientProtocol& client, FieldHome home, std::stri
 // The turn is taken before anything is read; a pull that fails leaves no folder behind where there was none.
 std::optional<FileLock> turnIfPulledBefore(const MetadataFolder& folder) {
     if (!std::filesystem::exists(folder.privateFolder())) return std::nullopt;
-    return takeTurn(folder);
+    return takeTurn(folder, "a pull");
 }
 
 PullResult write(const PlatformContext& context, const std::optional<AppInfo>& info,

@@ -219,7 +219,7 @@ MetadataPusher::MetadataPusher(const ASCClientProtocol& client, MetadataStore st
 std::vector<PushOutcome> MetadataPusher::push(std::string_view appID, const PlatformContext& context,
                                               const std::vector<PendingChange>& changes,
                                               const PushProgress& progress) const {
-    const FileLock turn = takeTurn(store_.folder());
+    const FileLock turn = takeTurn(store_.folder(), "a push");
     requireChangeable(context);
     const std::vector<Job> jobs = jobsOf(changes);
     const Resolution resolution = resolve(client_, appID, context, jobs);
