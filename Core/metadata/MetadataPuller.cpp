@@ -38,7 +38,7 @@ IncomingTexts listTexts(const ASCClientProtocol& client, FieldHome home, std::st
 // The turn is taken before anything is read; a pull that fails leaves no folder behind where there was none.
 std::optional<FileLock> turnIfPulledBefore(const MetadataFolder& folder) {
     if (!std::filesystem::exists(folder.privateFolder())) return std::nullopt;
-    return takeTurn(folder);
+    return takeTurn(folder, "a pull");
 }
 
 PullResult write(const PlatformContext& context, const std::optional<AppInfo>& info,

@@ -231,7 +231,7 @@ std::vector<PushOutcome> MetadataPusher::push(std::string_view appID, const Plat
                                               const std::vector<PendingChange>& changes,
                                               const PushProgress& progress,
                                               const PushRecording& record) const {
-    const FileLock turn = takeTurn(store_.folder());
+    const FileLock turn = takeTurn(store_.folder(), "a push");
     requireChangeable(context);
     const std::vector<Job> jobs = jobsOf(changes);
     const Resolution resolution = resolve(client_, appID, context, jobs);

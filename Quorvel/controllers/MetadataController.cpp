@@ -5,11 +5,11 @@
 #include "Core/metadata/MetadataDiff.h"
 #include "Core/metadata/MetadataError.h"
 #include "Core/metadata/MetadataTexts.h"
+#include "Core/metadata/OlderLayout.h"
 #include "Platform/task/Task.h"
 #include "Platform/text/Text.h"
 #include "Quorvel/controllers/AppContexts.h"
 #include "Quorvel/controllers/MetadataControllerOperation.h"
-#include "Quorvel/controllers/OlderTree.h"
 #include "Quorvel/workspace/AppFolder.h"
 #include "Quorvel/workspace/WorkspaceIndex.h"
 
@@ -28,6 +28,18 @@ std::string failureText(MetadataOperation kind, std::string_view problem) {
     return std::string(problem);
 }
 
+// For others who wait.
+std::string_view describe(MetadataOperation kind) {
+    switch (kind) {
+    case MetadataOperation::importTexts:
+        return "an import";
+    case MetadataOperation::tidy:
+        return "a tidy-up";
+    default:
+        return "a change";
+    }
+}
+
 bool isFolder(const std::filesystem::path& path) {
     std::error_code unreachable;
     return std::filesystem::is_directory(path, unreachable);
@@ -39,6 +51,22 @@ void requireAppStoreLocale(std::string_view locale) {
     throw MetadataError(fmt::format("\"{}\" is no App Store locale.{}", escapeControls(locale),
                                     nearest ? fmt::format(" Did you mean {}?", *nearest) : ""),
                         {{}, std::string(locale), {}}, "INVALID_LOCALE");
+}
+
+// Locale folders that a named folder happens to hold, of another tool perhaps, are not ours to move; those
+// that were pulled have their copies beside them.
+bool wasPulledInOlderLayout(const MetadataFolder& appFolder) {
+    return std::ranges::any_of(RawValues<ASCPlatform>::values, [&](const auto& platform) {
+        return isFolder(appFolder.platformFolder(platform.first).textsFolder(TextSide::pulled));
+    });
+}
+
+void carryOver(const MetadataFolder& appFolder) {
+    try {
+        (void)carryOverOlderLayout(appFolder);
+    } catch (const FileError& error) {
+        throw OperationRefused(Refusal::folderUnavailable, error.what());
+    }
 }
 
 // The part of the state that is read from a context's folder.
@@ -62,9 +90,9 @@ void readTree(MetadataState& state, const MetadataFolder& folder, const std::vec
 
 } // namespace
 
-FileLock takeTurnOf(const MetadataFolder& appFolder) {
+FileLock takeTurnOf(const MetadataFolder& appFolder, std::string_view what) {
     try {
-        return takeTurn(appFolder);
+        return takeTurn(appFolder, what);
     } catch (const FileError& error) {
         throw OperationRefused(Refusal::folderUnavailable, error.what());
     }
@@ -139,10 +167,7 @@ MetadataFolder MetadataController::folderOf(const ManagedApp& app) const {
                                                           : Refusal::folderUnavailable,
                                error.what());
     }
-    if (hasOlderTree(folder)) {
-        const FileLock turn = takeTurnOf(folder);
-        carryOlderTreeOver(folder);
-    }
+    if (wasPulledInOlderLayout(folder)) carryOver(folder);
     return folder;
 }
 
@@ -202,7 +227,7 @@ void MetadataController::selectContext(std::string_view contextID) {
         &busy_, [](std::atomic<bool>* busy) { *busy = false; });
     const ManagedApp app = record();
     const MetadataFolder folder = folderOf(app);
-    const FileLock turn = takeTurnOf(folder);
+    const FileLock turn = takeTurnOf(folder, "a choice of context");
     const AppContexts contexts(folder, parts_.clock);
     const auto saved = contexts.saved().value_or(PersistedContexts{});
     (void)AppContexts::choose(saved.contexts, std::string(contextID), std::nullopt);
@@ -239,7 +264,7 @@ MetadataController::addLocale(std::string_view locale, const std::optional<std::
         const ManagedApp app = record();
         const Target target{app, folderOf(app)};
         std::optional<FileLock> turn;
-        if (run == Run::perform) turn = takeTurnOf(target.folder);
+        if (run == Run::perform) turn = takeTurnOf(target.folder, "the addition of a locale");
         const MetadataStore store(target.folder.contextFolder(contextForLocale(target, context, run)));
         const auto folder = store.folder().localeFolder(locale);
         added = {std::string(locale), folder.native(), isFolder(folder)};
@@ -261,7 +286,7 @@ void MetadataController::perform(MetadataOperation operation, const std::functio
     run(operation, [&](Operation&) {
         const ManagedApp app = record();
         const Target target{app, folderOf(app)};
-        const FileLock turn = takeTurnOf(target.folder);
+        const FileLock turn = takeTurnOf(target.folder, describe(operation));
         work();
         showResult(target);
     });
@@ -281,7 +306,7 @@ MetadataController::RevertReport MetadataController::revert(std::string_view ses
         const MetadataStore store(target.folder.contextFolder(ofRun.contextID()));
         if (!isFolder(store.folder().rootURL)) throw MetadataError::notAFolder(store.folder().rootURL);
         std::optional<FileLock> turn;
-        if (run == Run::perform) turn = takeTurnOf(target.folder);
+        if (run == Run::perform) turn = takeTurnOf(target.folder, "a revert");
         report = revertEntries(entries, store, disabledLocales(), parts_.clock(), run);
         const auto now = AppContexts(target.folder, parts_.clock).savedContext(ofRun.contextID());
         report.context = now.value_or(ofRun);

@@ -5,6 +5,7 @@
 
 #include <optional>
 #include <string>
+#include <string_view>
 
 namespace quorvel {
 
@@ -27,8 +28,8 @@ class MetadataController::Operation {
     std::optional<std::string> error_;
 };
 
-/// The folder's turn, its folders made. Throws `OperationRefused` where they cannot be.
-[[nodiscard]] FileLock takeTurnOf(const MetadataFolder& appFolder);
+/// The folder's turn for `what`, its folders made. Throws `OperationRefused` where they cannot be.
+[[nodiscard]] FileLock takeTurnOf(const MetadataFolder& appFolder, std::string_view what);
 
 /// What is shown while the versions are listed.
 inline constexpr std::string_view discoveringText = "Discovering versions on App Store Connect…";

@@ -67,7 +67,7 @@ std::vector<ContextPull> MetadataController::pull(const PullRequest& request) {
     std::vector<ContextPull> pulls;
     run(MetadataOperation::pull, [&](Operation& operation) {
         Target target = targetOfTransfer();
-        const FileLock turn = takeTurnOf(target.folder);
+        const FileLock turn = takeTurnOf(target.folder, "a pull");
         const AppContexts contexts(target.folder, parts_.clock);
         if (request.context) (void)contexts.known(request.context); // refuses a misspelt one before all else
         operation.status(std::string(discoveringText));

@@ -106,7 +106,7 @@ MetadataController::PushResult MetadataController::push(const PushPreparation& p
     run(MetadataOperation::push, [&](Operation& operation) {
         const Target target = targetOfTransfer();
         if (preparation.selection.chosen.empty()) throw NothingToPush(Refusal::nothingSelected, preparation);
-        const FileLock turn = takeTurnOf(target.folder);
+        const FileLock turn = takeTurnOf(target.folder, "a push");
         operation.status("Resolving ASC IDs…");
         const auto client = parts_.client();
         const MetadataStore store(target.folder.contextFolder(preparation.context.contextID()));
