@@ -30,20 +30,20 @@ class Published {
         return state_;
     }
     void publish(State state) {
-        auto next = std::make_shared<const State>(std::move(state));
-        {
-            const std::lock_guard lock(mutex_);
-            state_.swap(next);
-        }
+        replace(std::move(state));
         changed_.post({"changed", {}});
     }
-    /// Publishes a copy of the current state that `change` was applied to.
+    /// Publishes a copy of the current state that `change` was applied to. Observers are woken when the next
+    /// update may begin, so that one may update in turn.
     template <typename Change>
     void update(Change&& change) {
-        const std::lock_guard turn(updating_); // two updates must not each start from the same state
-        State copy = *current();
-        std::forward<Change>(change)(copy);
-        publish(std::move(copy));
+        {
+            const std::lock_guard turn(updating_); // two updates must not each start from the same state
+            State copy = *current();
+            std::forward<Change>(change)(copy);
+            replace(std::move(copy));
+        }
+        changed_.post({"changed", {}});
     }
     /// No wake-up is handed to the executor once the subscription's handle is gone.
     NotificationCenter::Subscription observe(Executor executor, std::function<void()> wake) {
@@ -52,6 +52,12 @@ class Published {
     }
 
   private:
+    void replace(State state) {
+        auto next = std::make_shared<const State>(std::move(state));
+        const std::lock_guard lock(mutex_);
+        state_.swap(next);
+    }
+
     mutable std::mutex mutex_;
     std::mutex updating_;
     std::shared_ptr<const State> state_;
