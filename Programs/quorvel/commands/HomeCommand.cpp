@@ -95,7 +95,7 @@ void printHome(Invocation& invocation, const HomeRecord& home) {
         bool isTitled = false;
         for (const AppOverview& app : home.apps) {
             if (app.bucket != bucket) continue;
-            if (!isTitled) table.rows.push_back({Table::Cell(titleOf(bucket), Style::bold)});
+            if (!isTitled) table.rows.push_back({{std::string(titleOf(bucket)), Style::bold}});
             isTitled = true;
             addRows(table, app, now);
         }
