@@ -58,6 +58,18 @@ const std::optional<PersistedContexts>& AppTarget::savedContexts() {
     return *savedContexts_;
 }
 
+LocaleSet AppTarget::disabledLocales() {
+    std::optional<ManagedApp> record = app_;
+    if (!record && invocation_.global.app) record = findRecordedApp(invocation_, *invocation_.global.app);
+    if (!record)
+        if (const auto apps = appsInView(invocation_); apps.size() == 1) record = apps.front();
+    LocaleSet disabled;
+    if (record)
+        for (const ManagedLocale& locale : invocation_.composition.apps().locales(record->id))
+            if (!locale.enabled) disabled.insert(locale.code);
+    return disabled;
+}
+
 std::optional<ContextID> AppTarget::givenContext() const {
     if (!invocation_.global.context) return std::nullopt;
     const auto context = parseContextID(*invocation_.global.context);

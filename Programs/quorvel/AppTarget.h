@@ -28,6 +28,9 @@ class AppTarget {
     /// The contexts that were saved in the folder.
     [[nodiscard]] const std::optional<PersistedContexts>& savedContexts();
 
+    /// The locales that the app's user took out of pulls and pushes; none where only a folder is known.
+    [[nodiscard]] LocaleSet disabledLocales();
+
     /// The --context. Throws `UsageError` for one that is none.
     [[nodiscard]] std::optional<ContextID> givenContext() const;
     /// The context to work on without asking: of --context, the one selected last, the only one on disk, or

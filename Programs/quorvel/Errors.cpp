@@ -67,6 +67,11 @@ ErrorReport reportOf(const MetadataError& error) {
         {"OTHER_VERSION_PULLED", ExitStatus::refusedByState, ""},
         {"NO_VERSIONS", ExitStatus::notFound, "Make one with 'quorvel versions create'."},
         {"UNKNOWN_CONTEXT", ExitStatus::notFound, "Choose one with --context."},
+        {"INVALID_CONTEXT", ExitStatus::usage, ""},
+        {"INVALID_LOCALE", ExitStatus::usage, ""},
+        {"UNKNOWN_LOCALE", ExitStatus::notFound, ""},
+        {"UNKNOWN_RUN", ExitStatus::notFound, "'quorvel history' lists the runs."},
+        {"UNKNOWN_APP", ExitStatus::notFound, "'quorvel apps --all' lists those that are recorded."},
     };
     for (const Meaning& meaning : meanings)
         if (error.code() == meaning.code)

@@ -47,11 +47,11 @@ struct Comparison {
     PushSelection selection;
 };
 
-Comparison compare(const MetadataStore& store) {
+Comparison compare(const MetadataStore& store, const LocaleSet& disabledLocales) {
     const LocaleTexts local = store.readAll(TextSide::local);
     Comparison result{
         MetadataSnapshot::of(local), MetadataDiff::compare(store.readAll(TextSide::pulled), local), {}};
-    result.selection = selectForPush(result.changes);
+    result.selection = selectForPush(result.changes, {}, disabledLocales);
     return result;
 }
 
@@ -151,7 +151,7 @@ void printSummary(Output& output, const StatusDocument& document, const Comparis
 ExitStatus showStatus(Invocation& invocation) {
     AppTarget target(invocation, AppTarget::Reach::records);
     const MetadataStore store = target.localStore();
-    const Comparison comparison = compare(store);
+    const Comparison comparison = compare(store, target.disabledLocales());
     const StatusDocument document = documentOf(target, store, comparison);
     Output& output = invocation.output;
     output.document(document);

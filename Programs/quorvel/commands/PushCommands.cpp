@@ -35,20 +35,11 @@ struct PushPlanDocument {
     QUORVEL_RECORD(PushPlanDocument, requests, leftOut, warnings)
 };
 
-PushFilter filterOf(const Invocation& invocation, const MetadataStore& store) {
-    PushFilter filter;
-    const auto onDisk = store.localesOnDisk();
-    for (const std::string& locale : invocation.arguments.values("--locale")) {
-        if (std::ranges::find(onDisk, locale) == onDisk.end())
-            throw CommandError(ExitStatus::notFound,
-                               fmt::format("there is no locale {} in {}", quotedWord(locale),
-                                           store.folder().rootURL.string()),
-                               fmt::format("There are {}.", fmt::join(onDisk, ", ")));
-        filter.locales.push_back(locale);
-    }
-    for (const std::string& field : invocation.arguments.values("--field"))
+PushFilter filterOf(const Arguments& arguments) {
+    PushFilter filter{.locales = arguments.values("--locale")};
+    for (const std::string& field : arguments.values("--field"))
         filter.fields.push_back(*fromRawValue<FieldType>(field));
-    filter.clearing = invocation.arguments.has("--allow-clear") ? Clearing::allow : Clearing::leaveOut;
+    filter.clearing = arguments.has("--allow-clear") ? Clearing::allow : Clearing::leaveOut;
     return filter;
 }
 
@@ -158,12 +149,12 @@ ExitStatus pushPrepared(Invocation& invocation, AppTarget& target, MetadataContr
 
 ExitStatus push(Invocation& invocation) {
     AppTarget target(invocation, AppTarget::Reach::account);
-    const MetadataStore store = target.localStore();
-    const PushFilter filter = filterOf(invocation, store);
+    (void)target.localStore(); // nothing is imported for a misspelt folder
     const auto controller = target.controller();
     try {
-        return pushPrepared(invocation, target, *controller,
-                            controller->preparePush(filter, target.localContext().text()));
+        return pushPrepared(
+            invocation, target, *controller,
+            controller->preparePush(filterOf(invocation.arguments), target.localContext().text()));
     } catch (const MetadataController::NothingToPush& nothing) {
         return nothingToPush(invocation.output, nothing.preparation.selection, nothing.what());
     }
