@@ -8,6 +8,7 @@
 #include <optional>
 #include <span>
 #include <string>
+#include <utility>
 
 namespace quorvel {
 
@@ -17,11 +18,13 @@ struct FieldRule {
     std::string fieldType;
     std::string translateMode;
     std::optional<std::int64_t> maxLength; // absent: the standard limit
-    QUORVEL_RECORD(FieldRule, fieldType, translateMode, maxLength)
+    std::optional<std::string> app;        // id of its app
+    QUORVEL_RECORD(FieldRule, fieldType, translateMode, maxLength, app)
 
     [[nodiscard]] static FieldRule of(FieldType field, TranslateMode mode,
-                                      std::optional<std::int64_t> maxLength = {}) {
-        return {std::string(rawValue(field)), std::string(rawValue(mode)), maxLength};
+                                      std::optional<std::int64_t> maxLength = {},
+                                      std::optional<std::string> app = {}) {
+        return {std::string(rawValue(field)), std::string(rawValue(mode)), maxLength, std::move(app)};
     }
     /// Empty when the stored string is no field or mode that we know.
     [[nodiscard]] std::optional<FieldType> fieldTypeValue() const {

@@ -6,6 +6,7 @@
 #include "Core/records/Models.h"
 
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <optional>
 #include <span>
@@ -64,6 +65,9 @@ class AppRecords {
     [[nodiscard]] std::vector<FieldRule> rules(std::string_view appID) const; // in the order of the fields
     void setRule(std::string_view appID, const FieldRule& rule) const;
     bool removeRule(std::string_view appID, FieldType field) const;
+
+    /// Runs `work` in one transaction: what the records change in it takes effect together or not at all.
+    void together(const std::function<void()>& work) const;
 
   private:
     SharedContainer container_;

@@ -9,18 +9,13 @@
 #include <functional>
 #include <memory>
 #include <span>
-#include <string>
 #include <string_view>
 #include <variant>
 
 namespace quorvel {
 
-/// A column's value: null, integer, floating-point number, text, or bytes.
-struct StoreBytes {
-    std::string bytes;
-    bool operator==(const StoreBytes&) const = default;
-};
-using StoreValue = std::variant<std::monostate, std::int64_t, double, std::string, StoreBytes>;
+/// A value for a statement: null, integer, floating-point number, or text (any bytes), which is not copied.
+using StoreValue = std::variant<std::monostate, std::int64_t, double, std::string_view>;
 
 /// The columns of one row of a result, valid during the call that hands it over.
 class StoreRow {
@@ -29,15 +24,16 @@ class StoreRow {
     [[nodiscard]] virtual bool isNull(int column) const = 0;
     [[nodiscard]] virtual std::int64_t integer(int column) const = 0;
     [[nodiscard]] virtual double number(int column) const = 0;
-    [[nodiscard]] virtual std::string_view text(int column) const = 0; // bytes as well
+    [[nodiscard]] virtual std::string_view text(int column) const = 0;
 };
 
 /// A connection in WAL mode with foreign keys enforced. Statements are prepared once and kept. One thread at
 /// a time. Everything throws `StoreError`.
 class Database {
   public:
-    /// Opens or makes the file and sets the connection up; waits up to `busyTimeout` for other processes,
-    /// here and in every later operation.
+    /// Opens the file, or makes it for this user only, and sets the connection up. Waits up to `busyTimeout`
+    /// for other processes, here and in every later operation; a cancelled task stops waiting and throws
+    /// `CancellationError`.
     explicit Database(const std::filesystem::path& file,
                       std::chrono::milliseconds busyTimeout = std::chrono::seconds(30));
     ~Database();
@@ -55,7 +51,8 @@ class Database {
     [[nodiscard]] std::int64_t lastInsertedRow() const;
 
     /// Runs `work` in one transaction that is rolled back when it throws. Takes the writer's turn at once, so
-    /// that it cannot fail half way because of another writer. Inside another one, a part of that.
+    /// that it cannot fail half way because of another writer. Inside another one, a part of that, rolled
+    /// back by itself.
     void transaction(const std::function<void()>& work);
 
     /// The number kept in the file for the version of its schema; 0 in a new one.

@@ -26,4 +26,7 @@ class StoreError : public std::runtime_error {
     Kind kind_;
 };
 
+/// What an error of the system (`errno`) on a file of the database amounts to.
+[[nodiscard]] StoreError::Kind kindOfSystemError(int number);
+
 } // namespace quorvel

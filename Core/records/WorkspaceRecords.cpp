@@ -1,0 +1,68 @@
+#include "Core/records/RecordError.h"
+#include "Core/records/RecordMapping.h"
+#include "Core/records/Records.h"
+#include "Platform/crypto/Digest.h"
+#include "Platform/text/Text.h"
+
+#include <fmt/format.h>
+
+namespace quorvel {
+
+using namespace records;
+
+namespace {
+
+std::string usableName(Database& database, std::string_view name, std::string_view ownID) {
+    const std::string_view trimmed = trim(name);
+    if (trimmed.empty()) throw RecordError("A workspace needs a name.");
+    if (selectOne<ManagedWorkspace>(database, "WHERE name = ?1 AND id <> ?2", {trimmed, ownID}))
+        throw RecordError(fmt::format("There is a workspace \"{}\" already; choose another name.",
+                                      escapeControls(trimmed)));
+    return std::string(trimmed);
+}
+
+} // namespace
+
+WorkspaceRecords::WorkspaceRecords(SharedContainer container, Clock clock)
+    : container_(std::move(container)), clock_(std::move(clock)) {}
+
+std::vector<ManagedWorkspace> WorkspaceRecords::all() const {
+    return fetch<ManagedWorkspace>(*container_, "ORDER BY name COLLATE NOCASE, name");
+}
+
+std::optional<ManagedWorkspace> WorkspaceRecords::find(std::string_view id) const {
+    return fetchOne<ManagedWorkspace>(*container_, "WHERE id = ?1", {id});
+}
+
+std::optional<ManagedWorkspace> WorkspaceRecords::locate(std::string_view wanted) const {
+    for (const std::string_view clause :
+         {"WHERE id = ?1", "WHERE name = ?1", "WHERE name = ?1 COLLATE NOCASE"})
+        if (auto found = fetch<ManagedWorkspace>(*container_, clause, {wanted}); found.size() == 1)
+            return std::move(found.front());
+    return std::nullopt;
+}
+
+ManagedWorkspace WorkspaceRecords::create(std::string_view name) const {
+    std::optional<ManagedWorkspace> created;
+    container_->write([&](Database& database) {
+        const std::string id = makeUUID();
+        insert(database, ManagedWorkspace{id, usableName(database, name, id), clock_()});
+        created = selectOne<ManagedWorkspace>(database, "WHERE id = ?1", {id});
+    });
+    return created.value();
+}
+
+void WorkspaceRecords::rename(std::string_view id, std::string_view name) const {
+    container_->write([&](Database& database) {
+        auto workspace = selectOne<ManagedWorkspace>(database, "WHERE id = ?1", {id});
+        if (!workspace) throw RecordError("The workspace is gone; list the workspaces there are.");
+        workspace->name = usableName(database, name, id);
+        insert(database, *workspace);
+    });
+}
+
+bool WorkspaceRecords::remove(std::string_view id) const {
+    return discard<ManagedWorkspace>(*container_, "WHERE id = ?1", {id}) > 0;
+}
+
+} // namespace quorvel
