@@ -15,11 +15,8 @@ namespace {
 
 std::optional<ContextID> firstOnDisk(const MetadataFolder& appFolder) {
     for (const auto& [platform, raw] : RawValues<ASCPlatform>::values)
-        for (const auto slot : {AppStoreVersionStateClass::editable, AppStoreVersionStateClass::live}) {
-            std::error_code unreachable;
-            if (std::filesystem::is_directory(appFolder.contextFolder({platform, slot}).rootURL, unreachable))
-                return ContextID{platform, slot};
-        }
+        for (const auto slot : {AppStoreVersionStateClass::editable, AppStoreVersionStateClass::live})
+            if (isFolder(appFolder.contextFolder({platform, slot}))) return ContextID{platform, slot};
     return std::nullopt;
 }
 
@@ -30,6 +27,11 @@ std::string idsOf(const std::vector<PlatformContext>& contexts) {
 }
 
 } // namespace
+
+bool isFolder(const MetadataFolder& folder) {
+    std::error_code unreachable;
+    return std::filesystem::is_directory(folder.rootURL, unreachable);
+}
 
 AppContexts::AppContexts(const MetadataFolder& appFolder, const Clock& clock)
     : folder_(appFolder), saved_(ContextsStore(appFolder, clock).load()) {}

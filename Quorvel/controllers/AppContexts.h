@@ -11,6 +11,9 @@
 
 namespace quorvel {
 
+/// Whether the tree's folder exists.
+[[nodiscard]] bool isFolder(const MetadataFolder& folder);
+
 /// What an app's metadata folder says of the app's contexts, read once.
 class AppContexts {
   public:

@@ -11,7 +11,6 @@
 #include <fmt/ranges.h>
 
 #include <algorithm>
-#include <system_error>
 
 namespace quorvel {
 
@@ -27,11 +26,11 @@ ContextID contextToPush(const AppContexts& contexts, const MetadataFolder& appFo
                         const std::optional<std::string>& given) {
     const auto context = contexts.known(given);
     if (!context) throw OperationRefused(Refusal::noContextSelected);
-    const auto folder = appFolder.contextFolder(*context).rootURL;
-    std::error_code unreachable;
-    if (!std::filesystem::is_directory(folder, unreachable))
-        throw OperationRefused(Refusal::noContextSelected,
-                               fmt::format("{} has not been pulled", escapeControls(folder.native())));
+    const MetadataFolder folder = appFolder.contextFolder(*context);
+    if (!isFolder(folder))
+        throw OperationRefused(
+            Refusal::noContextSelected,
+            fmt::format("{} has not been pulled", escapeControls(folder.rootURL.native())));
     if (context->stateClass == AppStoreVersionStateClass::live) {
         const auto saved = contexts.savedContext(*context);
         refuseReadOnly(saved ? saved->appStoreState : "");
