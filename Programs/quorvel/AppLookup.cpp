@@ -50,11 +50,10 @@ void requireInWorkspace(Invocation& invocation, const ManagedApp& app) {
     if (app.workspace == meant.id) return;
     const auto other =
         app.workspace ? invocation.composition.workspaces().find(*app.workspace) : std::nullopt;
-    throw CommandError(
-        ExitStatus::notFound,
-        fmt::format("{} is not in the workspace \"{}\"", app.displayName, meant.name),
-        fmt::format("It is in {}; 'quorvel apps move' moves it.",
-                    other ? fmt::format("\"{}\"", other->name) : "none"));
+    throw CommandError(ExitStatus::notFound,
+                       fmt::format("{} is not in the workspace \"{}\"", app.displayName, meant.name),
+                       fmt::format("It is in {}; 'quorvel apps move' moves it.",
+                                   other ? fmt::format("\"{}\"", other->name) : "none"));
 }
 
 // The app of --app, or the only one in view.
@@ -158,12 +157,18 @@ AccountApp locateAmong(const std::vector<AccountApp>& apps, std::string_view wan
 
 ManagedApp importAccountApp(Invocation& invocation, const AccountApp& app) {
     Composition& composition = invocation.composition;
-    const ManagedWorkspace workspace = workspaceForImport(invocation);
-    const auto client = composition.client({.appID = {}, .workspaceID = workspace.id});
-    const ImportedApp imported = AppImporter(*client, composition.apps()).importApp(app, workspace.id);
-    invocation.output.note(fmt::format("{} {} into the workspace \"{}\".",
-                                       imported.wasThere ? "Updated" : "Imported",
-                                       imported.app.displayName, workspace.name));
+    // A recorded app stays in its workspace unless another is named.
+    const auto recorded = composition.apps().locate(app.id);
+    std::optional<std::string> workspaceID;
+    if (!recorded || invocation.global.workspace) workspaceID = workspaceForImport(invocation).id;
+    const KeyOwner owner = recorded ? ownerOf(*recorded) : KeyOwner{{}, workspaceID};
+    const ImportedApp imported =
+        AppImporter(*composition.client(owner), composition.apps()).importApp(app, workspaceID);
+    const auto workspace =
+        imported.app.workspace ? composition.workspaces().find(*imported.app.workspace) : std::nullopt;
+    invocation.output.note(
+        fmt::format("{} {}{}.", imported.wasThere ? "Updated" : "Imported", imported.app.displayName,
+                    workspace ? fmt::format(" in the workspace \"{}\"", workspace->name) : ""));
     return imported.app;
 }
 

@@ -38,8 +38,8 @@ AppTarget::AppTarget(Invocation& invocation, Reach reach) : invocation_(invocati
 
 const ManagedApp& AppTarget::app() {
     if (!app_)
-        app_ = reach_ == Reach::account ? recordedOrImportedApp(invocation_)
-                                        : requireRecordedApp(invocation_);
+        app_ =
+            reach_ == Reach::account ? recordedOrImportedApp(invocation_) : requireRecordedApp(invocation_);
     return *app_;
 }
 

@@ -17,9 +17,9 @@ DiffMarks marksFor(const Output& output) {
 
 void printTextChange(Output& output, const FieldKey& key, std::string_view explanation,
                      const std::vector<DiffSegment>& segments) {
-    output.styledLine(
-        output.styled(Style::bold, fmt::format("{} {}", escapeControls(key.locale), shortLabelOf(key.field))) +
-        output.styled(Style::dim, fmt::format("  {}", escapeControls(explanation))));
+    output.styledLine(output.styled(Style::bold, fmt::format("{} {}", escapeControls(key.locale),
+                                                             shortLabelOf(key.field))) +
+                      output.styled(Style::dim, fmt::format("  {}", escapeControls(explanation))));
     for (const std::string& line : renderDiff(segments, marksFor(output)))
         output.styledLine(line.empty() ? line : "    " + line);
     output.line();

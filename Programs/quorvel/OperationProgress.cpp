@@ -8,9 +8,9 @@ void OperationProgress::follow(MetadataController& controller) {
     subscriptions_.push_back(controller.observe(inlineExecutor(), [this, &controller] {
         const auto state = controller.state();
         if (!state->running || state->status.empty()) return;
-        step(state->progress ? fmt::format("{} ({} of {})", state->status, state->progress->done,
-                                           state->progress->total)
-                             : state->status);
+        step(state->progress
+                 ? fmt::format("{} ({} of {})", state->status, state->progress->done, state->progress->total)
+                 : state->status);
     }));
 }
 

@@ -96,8 +96,9 @@ ExitStatus listApps(Invocation& invocation) {
     const auto overviews = overviewsOf(invocation, apps, PendingChanges::leave);
     invocation.output.document(overviews);
     if (overviews.empty())
-        invocation.output.line("No app is recorded here. 'quorvel apps --remote' lists those of your account, "
-                               "'quorvel apps import' takes them.");
+        invocation.output.line(
+            "No app is recorded here. 'quorvel apps --remote' lists those of your account, "
+            "'quorvel apps import' takes them.");
     else
         printApps(invocation, overviews, all);
     return ExitStatus::done;
@@ -177,8 +178,7 @@ ExitStatus moveApp(Invocation& invocation) {
     const ManagedWorkspace target = requireWorkspace(invocation, *invocation.arguments.value("WORKSPACE"));
     invocation.composition.apps().moveToWorkspace(app.id, target.id);
     invocation.output.document(invocation.composition.apps().find(app.id));
-    invocation.output.line(
-        fmt::format("{} is now in the workspace \"{}\".", app.displayName, target.name));
+    invocation.output.line(fmt::format("{} is now in the workspace \"{}\".", app.displayName, target.name));
     return ExitStatus::done;
 }
 

@@ -34,9 +34,8 @@ struct AppOverview {
 enum class PendingChanges { count, leave };
 
 /// The overviews of `apps`, in their order.
-[[nodiscard]] std::vector<AppOverview> overviewsOf(Invocation& invocation,
-                                                   const std::vector<ManagedApp>& apps,
-                                                   PendingChanges pending);
+[[nodiscard]] std::vector<AppOverview>
+overviewsOf(Invocation& invocation, const std::vector<ManagedApp>& apps, PendingChanges pending);
 
 /// "just now", "5 minutes ago", "yesterday", "3 weeks ago".
 [[nodiscard]] std::string relativeTime(Date then, Date now);

@@ -144,8 +144,8 @@ ExitStatus setRule(Invocation& invocation) {
 
 ExitStatus resetRule(Invocation& invocation) {
     const ManagedApp app = requireRecordedApp(invocation);
-    invocation.composition.apps().removeRule(
-        app.id, *fromRawValue<FieldType>(*invocation.arguments.value("FIELD")));
+    invocation.composition.apps().removeRule(app.id,
+                                             *fromRawValue<FieldType>(*invocation.arguments.value("FIELD")));
     return listRules(invocation);
 }
 
@@ -176,10 +176,18 @@ std::vector<Command> appSettingsCommands() {
                         Count::once,
                         {appStoreLocales().begin(), appStoreLocales().end()}},
                        {"--brand-voice", "TEXT", "The tone of its texts, in your words"},
-                       {"--protected-term", "TERM", "A term that stays untranslated; replaces the former ones",
-                        {}, Need::optional, Count::repeated},
-                       {"--clear", "WHAT", "Forget this setting",
-                        {"brand-voice", "protected-terms", "folder"}, Need::optional, Count::repeated}},
+                       {"--protected-term",
+                        "TERM",
+                        "A term that stays untranslated; replaces the former ones",
+                        {},
+                        Need::optional,
+                        Count::repeated},
+                       {"--clear",
+                        "WHAT",
+                        "Forget this setting",
+                        {"brand-voice", "protected-terms", "folder"},
+                        Need::optional,
+                        Count::repeated}},
          .heeds = {"--workspace"},
          .run = setApp,
          .details = "The texts in the former folder stay where they are."},
@@ -190,8 +198,11 @@ std::vector<Command> appSettingsCommands() {
         {.name = "rules set",
          .summary = "Say how a field is translated and how long it may be",
          .arguments = {field,
-                       {"--translate", "MODE", "Whether and how it is translated",
-                        {"off", "on", "optimized"}, Need::required},
+                       {"--translate",
+                        "MODE",
+                        "Whether and how it is translated",
+                        {"off", "on", "optimized"},
+                        Need::required},
                        {"--max", "NUMBER", "An own limit, below the App Store's"}},
          .heeds = {"--app", "--workspace"},
          .run = setRule},

@@ -289,7 +289,8 @@ std::vector<Command> authCommands() {
          .summary = "Show which key is used and where it comes from, without asking App Store Connect",
          .heeds = {"--key-id", "--issuer-id", "--p8", "--workspace", "--app"},
          .run = showStatus},
-        {.name = "auth forget", .summary = "Forget the stored key",
+        {.name = "auth forget",
+         .summary = "Forget the stored key",
          .heeds = {"--yes", "--workspace", "--app"},
          .run = forgetKey},
     };

@@ -26,9 +26,9 @@ namespace quorvel {
 [[nodiscard]] const Command& homeCommand();
 
 inline constexpr std::vector<Command> (*commandGroups[])() = {
-    authCommands,    workspaceCommands, appCommands,  appSettingsCommands, versionCommands,
-    pullCommands,    compareCommands,   pushCommands, historyCommands,     localeCommands,
-    treeCommands,    demoCommands,      sandboxCommands, shellCommands,
+    authCommands, workspaceCommands, appCommands,     appSettingsCommands, versionCommands,
+    pullCommands, compareCommands,   pushCommands,    historyCommands,     localeCommands,
+    treeCommands, demoCommands,      sandboxCommands, shellCommands,
 };
 
 } // namespace quorvel

@@ -51,8 +51,11 @@ ExitStatus listRuns(Invocation& invocation) {
                             {"Failed", Table::Align::right}},
                 .rows = {}};
     for (const PushRun& run : runs)
-        table.rows.push_back({shortID(history, app.id, run.sessionId), shortTime(run.finished),
-                              run.versionString.value_or(""), contextOf(run), std::to_string(run.fields),
+        table.rows.push_back({shortID(history, app.id, run.sessionId),
+                              shortTime(run.finished),
+                              run.versionString.value_or(""),
+                              contextOf(run),
+                              std::to_string(run.fields),
                               std::to_string(run.locales),
                               {std::to_string(run.failed), run.failed > 0 ? Style::red : Style::dim}});
     if (runs.empty())
@@ -65,7 +68,8 @@ ExitStatus listRuns(Invocation& invocation) {
 PushRun requireRun(Invocation& invocation, const ManagedApp& app) {
     const PushHistory history = invocation.composition.history();
     const std::string wanted = *invocation.arguments.value("RUN");
-    const auto runs = wanted == newestRun ? history.runs(app.id, 1) : history.runsBeginningWith(app.id, wanted);
+    const auto runs =
+        wanted == newestRun ? history.runs(app.id, 1) : history.runsBeginningWith(app.id, wanted);
     for (const PushRun& run : runs)
         if (runs.size() == 1 || run.sessionId == wanted) return run;
     if (runs.empty())
@@ -107,8 +111,8 @@ ExitStatus showRun(Invocation& invocation) {
     output.line();
     for (const PushHistoryEntry& entry : entries)
         printEntry(output, entry);
-    output.line(fmt::format("{} tried, {} failed.",
-                            counted(static_cast<std::size_t>(run.fields), "field"), run.failed));
+    output.line(fmt::format("{} tried, {} failed.", counted(static_cast<std::size_t>(run.fields), "field"),
+                            run.failed));
     return ExitStatus::done;
 }
 

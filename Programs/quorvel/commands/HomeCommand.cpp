@@ -56,7 +56,10 @@ std::string pendingText(const AppOverview& app) {
 
 std::vector<Table::Cell> rowOf(const PlatformContext& context, std::string name) {
     const Style style = styleOfState(context.appStoreState);
-    return {"  " + std::move(name), context.id(), context.versionString, {context.appStoreState, style},
+    return {"  " + std::move(name),
+            context.id(),
+            context.versionString,
+            {context.appStoreState, style},
             Table::Cell(nextStep(context.appStoreState))};
 }
 
@@ -79,9 +82,9 @@ void printHome(Invocation& invocation, const HomeRecord& home) {
     Output& output = invocation.output;
     const std::string attention = attentionText(home.attentionCount);
     output.styledLine(output.styled(
-        Style::bold, fmt::format("{} · {}{}", escapeControls(home.workspace ? home.workspace->name : "All apps"),
-                                 counted(home.apps.size(), "app"),
-                                 attention.empty() ? "" : " · " + attention)));
+        Style::bold,
+        fmt::format("{} · {}{}", escapeControls(home.workspace ? home.workspace->name : "All apps"),
+                    counted(home.apps.size(), "app"), attention.empty() ? "" : " · " + attention)));
     Table table{.columns = {{"", Table::Align::left, Table::Fit::cut},
                             {"Context"},
                             {"Version"},

@@ -25,9 +25,9 @@ ExitStatus addLocale(Invocation& invocation) {
     }
     AppTarget target(invocation, AppTarget::Reach::account);
     const auto context = target.givenContext();
-    const auto added = target.controller()->addLocale(
-        locale, context ? std::optional(context->text()) : std::nullopt,
-        invocation.global.dryRun ? Run::rehearse : Run::perform);
+    const auto added =
+        target.controller()->addLocale(locale, context ? std::optional(context->text()) : std::nullopt,
+                                       invocation.global.dryRun ? Run::rehearse : Run::perform);
     invocation.output.document(added);
     invocation.output.line(added.existed
                                ? fmt::format("{} is there already, in {}.", locale, added.folder)
@@ -43,8 +43,8 @@ ExitStatus listLocales(Invocation& invocation) {
     invocation.output.document(locales);
     Table table{.columns = {{"Locale"}, {"Takes part"}}, .rows = {}};
     for (const ManagedLocale& locale : locales)
-        table.rows.push_back({locale.code, locale.enabled ? Table::Cell{"yes", Style::green}
-                                                          : Table::Cell{"no", Style::dim}});
+        table.rows.push_back(
+            {locale.code, locale.enabled ? Table::Cell{"yes", Style::green} : Table::Cell{"no", Style::dim}});
     if (locales.empty())
         invocation.output.line("No locale is recorded. A pull records those of the app.");
     else
@@ -60,21 +60,20 @@ ExitStatus switchLocales(Invocation& invocation, bool enabled) {
     for (const std::string& code : invocation.arguments.values("LOCALE")) {
         const auto found = std::ranges::find(known, code, &ManagedLocale::code);
         if (found == known.end())
-            throw CommandError(ExitStatus::notFound,
-                               fmt::format("{} does not manage the locale {}", app.displayName,
-                                           quotedWord(code)),
-                               "'quorvel locale list' lists those that it does.");
+            throw CommandError(
+                ExitStatus::notFound,
+                fmt::format("{} does not manage the locale {}", app.displayName, quotedWord(code)),
+                "'quorvel locale list' lists those that it does.");
         changed.push_back(*found);
         changed.back().enabled = enabled;
     }
     apps.setLocales(app.id, changed);
     invocation.output.document(changed);
-    invocation.output.line(enabled ? fmt::format("{} {} part in pull and push again.",
-                                                 counted(changed.size(), "locale"),
-                                                 changed.size() == 1 ? "takes" : "take")
-                                   : fmt::format("{} no longer {} part in pull and push; the texts stay.",
-                                                 counted(changed.size(), "locale"),
-                                                 changed.size() == 1 ? "takes" : "take"));
+    invocation.output.line(
+        enabled ? fmt::format("{} {} part in pull and push again.", counted(changed.size(), "locale"),
+                              changed.size() == 1 ? "takes" : "take")
+                : fmt::format("{} no longer {} part in pull and push; the texts stay.",
+                              counted(changed.size(), "locale"), changed.size() == 1 ? "takes" : "take"));
     return ExitStatus::done;
 }
 

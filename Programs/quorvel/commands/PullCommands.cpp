@@ -105,7 +105,8 @@ AppPull pullApp(Invocation& invocation, const ManagedApp& app, const PullRequest
             if (one.failure)
                 fail(one.context, one.failure);
             else
-                pull.records.push_back({app.bundleId, app.displayName, one.context, std::move(one.result), {}});
+                pull.records.push_back(
+                    {app.bundleId, app.displayName, one.context, std::move(one.result), {}});
         }
     } catch (...) {
         fail({}, std::current_exception());
@@ -132,13 +133,13 @@ void printPulls(Output& output, const std::vector<PullRecord>& records) {
              record.result ? std::to_string(record.result->summary.locales.size()) : "",
              !record.result ? Table::Cell{"FAILED", Style::red}
              : updated == 0 ? Table::Cell{"nothing new", Style::dim}
-                            : Table::Cell{fmt::format("{} new", counted(updated, "text")), Style::green}});
+                            : Table::Cell{counted(updated, "new text"), Style::green}});
     }
     output.table(table);
     for (const PullRecord& record : records) {
-        const std::string where =
-            record.context ? fmt::format("{} {}: ", record.displayName, record.context->id())
-                           : fmt::format("{}: ", record.displayName);
+        const std::string where = record.context
+                                      ? fmt::format("{} {}: ", record.displayName, record.context->id())
+                                      : fmt::format("{}: ", record.displayName);
         if (record.result) reportKept(output, *record.result, where);
         if (record.error) output.warning(where + *record.error);
     }
@@ -166,9 +167,8 @@ ExitStatus pullSeveral(Invocation& invocation, const std::vector<ManagedApp>& ap
     for (const ManagedApp& app : apps) // made here: opening sessions is for one thread
         progress.follow(*composition.sessions().session(app.id)->metadata);
     constexpr std::size_t width = 8; // the limiter lets fewer work
-    const auto pulls = parallelMap(apps, width, [&](const ManagedApp& app) {
-        return pullApp(invocation, app, request, progress);
-    });
+    const auto pulls = parallelMap(
+        apps, width, [&](const ManagedApp& app) { return pullApp(invocation, app, request, progress); });
     std::vector<PullRecord> records;
     for (const AppPull& pull : pulls)
         records.insert(records.end(), pull.records.begin(), pull.records.end());
@@ -195,10 +195,8 @@ ExitStatus pull(Invocation& invocation) {
     if (context && invocation.arguments.has("--all-contexts"))
         throw UsageError("--all-contexts and --context exclude each other");
     const PullRequest request = requestOf(invocation, context);
-    if (invocation.arguments.has("--all-apps"))
-        return pullSeveral(invocation, allApps(invocation), request);
-    if (invocation.arguments.has("--all-contexts"))
-        return pullSeveral(invocation, {target.app()}, request);
+    if (invocation.arguments.has("--all-apps")) return pullSeveral(invocation, allApps(invocation), request);
+    if (invocation.arguments.has("--all-contexts")) return pullSeveral(invocation, {target.app()}, request);
     (void)target.app();
     return pullContext(invocation, target, request);
 }
@@ -211,15 +209,17 @@ std::vector<Command> pullCommands() {
          .summary = "Copy the store texts of an app into its metadata folder",
          .arguments = {folderArgument(),
                        {"--leave-edits", "", "Leave local edits in place instead of putting them aside"},
-                       {"--all-contexts", "", "Every version that can be worked on, each into its own folder"},
+                       {"--all-contexts", "",
+                        "Every version that can be worked on, each into its own folder"},
                        {"--all-apps", "", "Every recorded app of the workspace"}},
          .heeds = {"--app", "--workspace", "--context"},
          .run = pull,
-         .details = "One text file per field and locale, <folder>/ios/next/de-DE/subtitle.txt for example, "
-                    "for any editor. A local text that was edited since the last pull is put aside under "
-                    ".brevant/kept before it is replaced. An app that is not recorded is imported first. When "
-                    "several are pulled, one that fails does not stop the others; status 7 tells that some "
-                    "failed."},
+         .details =
+             "One text file per field and locale, <folder>/ios/next/de-DE/subtitle.txt for example, "
+             "for any editor. A local text that was edited since the last pull is put aside under "
+             ".brevant/kept before it is replaced. An app that is not recorded is imported first. When "
+             "several are pulled, one that fails does not stop the others; status 7 tells that some "
+             "failed."},
     };
 }
 

@@ -104,8 +104,7 @@ void printOutcomes(Output& output, const std::vector<PushOutcome>& outcomes) {
 }
 
 ExitStatus nothingToPush(Output& output, const PushSelection& selection, std::string_view text) {
-    output.document(
-        PushDocument{{}, selection.leftOut, selection.warnings, std::string(text), std::nullopt});
+    output.document(PushDocument{{}, selection.leftOut, selection.warnings, std::string(text), std::nullopt});
     output.line(text);
     printLeftOut(output, selection.leftOut);
     return someTextWaits(selection) ? ExitStatus::failed : ExitStatus::done;

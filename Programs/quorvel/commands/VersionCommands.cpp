@@ -72,10 +72,10 @@ ExitStatus createVersion(Invocation& invocation) {
     const AppReference app = referencedApp(invocation);
     const auto client = invocation.composition.client(app.owner);
     const auto platform = platformOf(invocation.arguments.value("--platform"));
-    const auto version =
-        client->createAppStoreVersion(app.appStoreID, {.platform = std::string(rawValue(*platform)),
-                                              .versionString = *invocation.arguments.value("--version"),
-                                              .releaseType = invocation.arguments.value("--release-type")});
+    const auto version = client->createAppStoreVersion(
+        app.appStoreID, {.platform = std::string(rawValue(*platform)),
+                         .versionString = *invocation.arguments.value("--version"),
+                         .releaseType = invocation.arguments.value("--release-type")});
     invocation.output.document(version);
     invocation.output.line(fmt::format("Made version {} of {} for {}: {}.",
                                        version.attributes.versionString.value_or(""),

@@ -24,9 +24,9 @@ struct WorkspaceRecord {
 WorkspaceRecord recordOf(Invocation& invocation, const ManagedWorkspace& workspace) {
     const auto active = currentWorkspace(invocation);
     const auto apps = invocation.composition.apps().inWorkspace(workspace.id);
-    WorkspaceRecord record{workspace.id,         workspace.name,
-                           workspace.createdAt,  active && active->id == workspace.id,
-                           std::ssize(apps), 0};
+    WorkspaceRecord record{workspace.id,        workspace.name,
+                           workspace.createdAt, active && active->id == workspace.id,
+                           std::ssize(apps),    0};
     for (const AppOverview& overview : overviewsOf(invocation, apps, PendingChanges::leave))
         record.attentionCount += overview.attentionCount;
     return record;
@@ -41,7 +41,9 @@ ExitStatus listWorkspaces(Invocation& invocation) {
     output.document(records);
     Table table{.columns = {{""}, {"Name"}, {"Apps", Table::Align::right}, {"Attention"}}, .rows = {}};
     for (const WorkspaceRecord& record : records)
-        table.rows.push_back({record.isActive ? "*" : "", record.name, std::to_string(record.apps),
+        table.rows.push_back({record.isActive ? "*" : "",
+                              record.name,
+                              std::to_string(record.apps),
                               {attentionText(record.attentionCount), Style::yellow}});
     if (records.empty())
         output.line("There is no workspace yet. The first import of an app makes one.");
@@ -72,10 +74,10 @@ ExitStatus createWorkspace(Invocation& invocation) {
     const ManagedWorkspace made =
         invocation.composition.workspaces().create(*invocation.arguments.value("NAME"));
     if (isFirst) choose(invocation, made.id);
-    return report(invocation, made,
-                  isFirst ? fmt::format("Made the workspace \"{}\" and chose it.", made.name)
-                          : fmt::format("Made the workspace \"{}\"; 'quorvel workspaces use' chooses it.",
-                                        made.name));
+    return report(
+        invocation, made,
+        isFirst ? fmt::format("Made the workspace \"{}\" and chose it.", made.name)
+                : fmt::format("Made the workspace \"{}\"; 'quorvel workspaces use' chooses it.", made.name));
 }
 
 ExitStatus renameWorkspace(Invocation& invocation) {
@@ -83,8 +85,7 @@ ExitStatus renameWorkspace(Invocation& invocation) {
     const std::string before = workspace.name;
     invocation.composition.workspaces().rename(workspace.id, *invocation.arguments.value("NEW"));
     workspace = invocation.composition.workspaces().find(workspace.id).value_or(workspace);
-    return report(invocation, workspace,
-                  fmt::format("\"{}\" is now named \"{}\".", before, workspace.name));
+    return report(invocation, workspace, fmt::format("\"{}\" is now named \"{}\".", before, workspace.name));
 }
 
 ExitStatus useWorkspace(Invocation& invocation) {
@@ -98,9 +99,8 @@ ExitStatus deleteWorkspace(Invocation& invocation) {
     const ManagedWorkspace workspace = namedWorkspace(invocation);
     WorkspaceRecord record = recordOf(invocation, workspace);
     const std::string apps = counted(static_cast<std::size_t>(record.apps), "app");
-    confirmRemoval(invocation,
-                   fmt::format("Delete the workspace \"{}\"? Its {} {}, without a workspace.", workspace.name,
-                               apps, record.apps == 1 ? "stays" : "stay"));
+    confirmRemoval(invocation, fmt::format("Delete the workspace \"{}\"? Its {} {}, without a workspace.",
+                                           workspace.name, apps, record.apps == 1 ? "stays" : "stay"));
     Composition& composition = invocation.composition;
     composition.workspaces().remove(workspace.id);
     if (composition.activeWorkspace().id() == workspace.id) composition.activeWorkspace().choose({});
