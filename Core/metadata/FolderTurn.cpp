@@ -10,7 +10,17 @@
 
 namespace quorvel {
 
-FileLock takeTurn(const MetadataFolder& folder) {
+namespace {
+
+std::string waitingText(const std::optional<FileLock::Holder>& holder, const std::string& folder) {
+    if (!holder) return fmt::format("Waiting for another pull or push, which is at work in {}…", folder);
+    return fmt::format("Waiting for {} (process {}), which is at work in {}…", holder->what,
+                       holder->processID, folder);
+}
+
+} // namespace
+
+FileLock takeTurn(const MetadataFolder& folder, std::string_view what) {
     constexpr double pause = 0.05; // seconds
     const Logger logger("FolderTurn");
     const std::string shown = escapeControls(folder.rootURL.native());
@@ -21,10 +31,18 @@ FileLock takeTurn(const MetadataFolder& folder) {
         throw;
     }
     const auto file = folder.privateFolder() / "lock";
+    bool isTold = false;
     auto lock = FileLock::tryLock(file);
-    if (!lock) logger.warning(fmt::format("Waiting for another pull or push at work in {}…", shown));
-    for (; !lock; lock = FileLock::tryLock(file))
+    for (int attempt = 0; !lock; ++attempt, lock = FileLock::tryLock(file)) {
+        const auto holder = isTold ? std::nullopt : FileLock::holderOf(file);
+        // A holder that came just now gets a moment to say who it is.
+        if (!isTold && (holder || attempt > 0)) {
+            logger.warning(waitingText(holder, shown));
+            isTold = true;
+        }
         sleepFor(pause);
+    }
+    lock->noteHolder(what);
     checkCancellation(); // nothing was begun yet
     return std::move(*lock);
 }

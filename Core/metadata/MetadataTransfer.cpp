@@ -125,7 +125,7 @@ ImportReport importTree(const std::filesystem::path& tree, const MetadataStore& 
                         Run run) {
     requireOtherTree(tree, store);
     std::optional<FileLock> turn;
-    if (run == Run::perform) turn = takeTurn(store.folder());
+    if (run == Run::perform) turn = takeTurn(store.folder(), "an import");
     return Importer(tree, store, clock(), run).importAll();
 }
 
@@ -151,7 +151,7 @@ ExportReport exportTree(const MetadataStore& store, const std::filesystem::path&
 
 std::vector<TidiedField> tidyTree(const MetadataStore& store, Run run) {
     std::optional<FileLock> turn;
-    if (run == Run::perform) turn = takeTurn(store.folder());
+    if (run == Run::perform) turn = takeTurn(store.folder(), "a tidy-up");
     const LocaleTexts pulled = store.readAll(TextSide::pulled);
     std::vector<TidiedField> tidied;
     for (const auto& [locale, fields] : store.readAll()) {

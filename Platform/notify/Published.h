@@ -30,20 +30,23 @@ class Published {
         return state_;
     }
     void publish(State state) {
-        auto next = std::make_shared<const State>(std::move(state));
         {
-            const std::lock_guard lock(mutex_);
-            state_.swap(next);
+            const std::lock_guard turn(updating_);
+            replace(std::move(state));
         }
         changed_.post({"changed", {}});
     }
-    /// Publishes a copy of the current state that `change` was applied to.
+    /// Publishes a copy of the current state that `change` was applied to. One change is made at a time, also
+    /// if it takes long; one that throws changes nothing. `change` must not publish here itself.
     template <typename Change>
     void update(Change&& change) {
-        const std::lock_guard turn(updating_); // two updates must not each start from the same state
-        State copy = *current();
-        std::forward<Change>(change)(copy);
-        publish(std::move(copy));
+        {
+            const std::lock_guard turn(updating_); // two must not each start from the same state
+            State copy = *current();
+            std::forward<Change>(change)(copy);
+            replace(std::move(copy));
+        }
+        changed_.post({"changed", {}});
     }
     /// No wake-up is handed to the executor once the subscription's handle is gone.
     NotificationCenter::Subscription observe(Executor executor, std::function<void()> wake) {
@@ -52,7 +55,13 @@ class Published {
     }
 
   private:
-    mutable std::mutex mutex_;
+    void replace(State state) {
+        auto next = std::make_shared<const State>(std::move(state));
+        const std::lock_guard lock(mutex_);
+        state_.swap(next);
+    }
+
+    mutable std::mutex mutex_; // of state_
     std::mutex updating_;
     std::shared_ptr<const State> state_;
     NotificationCenter changed_;

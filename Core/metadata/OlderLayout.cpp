@@ -1,0 +1,165 @@
+#include "Core/metadata/OlderLayout.h"
+
+#include "Core/metadata/FolderTurn.h"
+#include "Core/metadata/Locales.h"
+#include "Platform/files/Files.h"
+#include "Platform/log/Log.h"
+#include "Platform/text/Text.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <cstdio>
+#include <set>
+
+namespace quorvel {
+
+namespace {
+
+namespace fs = std::filesystem;
+
+constexpr std::array platforms = {ASCPlatform::iOS, ASCPlatform::macOS, ASCPlatform::tvOS,
+                                  ASCPlatform::visionOS};
+
+enum class Step { look, move };
+
+std::vector<FolderEntry> entriesOf(const fs::path& folder) {
+    std::error_code unreachable;
+    if (!fs::is_directory(folder, unreachable)) return {}; // a file called "tvos" concerns nobody
+    return listFolder(folder).value_or(std::vector<FolderEntry>());
+}
+
+bool holdsFieldFile(const fs::path& folder) {
+    return std::ranges::any_of(allFieldTypes, [&](FieldType field) {
+        std::error_code unreachable;
+        return fs::is_regular_file(folder / fileNameOf(field), unreachable);
+    });
+}
+
+bool isOccupied(const fs::path& path) {
+    std::error_code unreachable;
+    const fs::file_status status = fs::symlink_status(path, unreachable);
+    if (fs::is_directory(status)) return !fs::is_empty(path, unreachable);
+    return status.type() != fs::file_type::not_found;
+}
+
+// Whether the folder moved. A rename puts a folder in the place of an empty one only, so nothing is replaced
+// even if somebody makes something there at this moment.
+bool moveFolder(const fs::path& from, const fs::path& to) {
+    createFolders(to.parent_path());
+    if (std::rename(from.c_str(), to.c_str()) == 0) return true;
+    if (errno == ENOTEMPTY || errno == EEXIST || errno == ENOTDIR) return false;
+    throw FileError(from, fmt::format("cannot be moved to {}", escapeControls(to.native())), errno);
+}
+
+MetadataFolder nextFolder(const MetadataFolder& appFolder, ASCPlatform platform) {
+    return appFolder.contextFolder({platform, AppStoreVersionStateClass::editable});
+}
+
+void append(auto& list, const auto& more) {
+    list.insert(list.end(), more.begin(), more.end());
+}
+
+// The older folder of one platform.
+class Carrier {
+  public:
+    Carrier(const MetadataFolder& appFolder, ASCPlatform platform, Step step)
+        : root_(appFolder.rootURL),
+          older_(appFolder.platformFolder(platform)),
+          next_(nextFolder(appFolder, platform)),
+          step_(step) {}
+
+    OlderLayoutReport carry() {
+        carry(TextSide::local);
+        carry(TextSide::pulled);
+        if (step_ == Step::move) {
+            std::error_code notEmpty;
+            fs::remove(older_.textsFolder(TextSide::pulled), notEmpty);
+            fs::remove(older_.privateFolder(), notEmpty);
+        }
+        return std::move(report_);
+    }
+
+  private:
+    void carry(TextSide side) {
+        for (const FolderEntry& entry : entriesOf(older_.textsFolder(side))) {
+            const fs::path from = older_.textsFolder(side) / entry.name;
+            if (!isAppStoreLocale(entry.name) || !holdsFieldFile(from)) continue;
+            const CarriedFolder folder{shown(from), shown(next_.localeFolder(entry.name, side))};
+            if (const std::string reason = carry(entry, side, from); reason.empty())
+                report_.moved.push_back(folder);
+            else {
+                staying_.insert(entry.name);
+                report_.leftInPlace.push_back({folder, fmt::format("{} {}", folder.from, reason)});
+            }
+        }
+    }
+
+    // Why the folder stays; empty when it moved.
+    std::string carry(const FolderEntry& entry, TextSide side, const fs::path& from) {
+        const fs::path to = next_.localeFolder(entry.name, side);
+        const fs::path copyOfOther = next_.localeFolder(entry.name, TextSide::pulled);
+        if (entry.kind != FolderEntry::Kind::folder)
+            return "stays where it is: it is a link. Move what it leads to yourself.";
+        if (staying_.contains(entry.name)) return "stays beside the texts that it is the copy of.";
+        // Texts are not put beside the copy of another pull, which would make edits of them.
+        const fs::path& taken = side == TextSide::local && isOccupied(copyOfOther) ? copyOfOther : to;
+        if (isOccupied(taken) || (step_ == Step::move && !moveFolder(from, to)))
+            return fmt::format("stays where it is: {} is there already. Compare the two and remove one.",
+                               shown(taken));
+        return {};
+    }
+
+    [[nodiscard]] std::string shown(const fs::path& path) const {
+        return path.lexically_relative(root_).generic_string();
+    }
+
+    fs::path root_;
+    MetadataFolder older_;
+    MetadataFolder next_;
+    Step step_;
+    OlderLayoutReport report_;
+    std::set<std::string> staying_;
+};
+
+} // namespace
+
+std::string OlderLayoutReport::description() const {
+    std::string text;
+    if (!moved.empty())
+        text = fmt::format("Carried {} {} of the older layout over, such as {} to {}.", moved.size(),
+                           moved.size() == 1 ? "folder" : "folders", moved.front().from, moved.front().to);
+    for (const LeftFolder& left : leftInPlace)
+        text += fmt::format("{}{}", text.empty() ? "" : "\n", left.explanation);
+    return text;
+}
+
+OlderLayoutReport carryOverOlderLayout(const MetadataFolder& appFolder) {
+    constexpr std::string_view what = "a change of the folder's layout";
+    std::vector<ASCPlatform> concerned;
+    OlderLayoutReport report;
+    for (const ASCPlatform platform : platforms) {
+        const OlderLayoutReport seen = Carrier(appFolder, platform, Step::look).carry();
+        if (seen.moved.empty())
+            append(report.leftInPlace, seen.leftInPlace);
+        else
+            concerned.push_back(platform);
+    }
+    if (concerned.empty()) return report;
+
+    std::vector<FileLock> turns;
+    turns.push_back(takeTurn(appFolder, what));
+    for (const ASCPlatform platform : concerned)
+        turns.push_back(takeTurn(nextFolder(appFolder, platform), what));
+    for (const ASCPlatform platform : concerned) {
+        const OlderLayoutReport done = Carrier(appFolder, platform, Step::move).carry();
+        append(report.moved, done.moved);
+        append(report.leftInPlace, done.leftInPlace);
+    }
+    Logger("OlderLayout").info(report.description());
+    return report;
+}
+
+} // namespace quorvel
