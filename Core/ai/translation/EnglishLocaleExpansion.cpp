@@ -116,7 +116,7 @@ EnglishLocaleExpansion::Result EnglishLocaleExpansion::expand(const Input& input
 }
 
 void EnglishLocaleExpansion::write(const MetadataFolder& folder, const Result& result, Date moment) {
-    const auto turn = takeTurn(folder);
+    const auto turn = takeTurn(folder, "a translation");
     const MetadataStore store(folder);
     for (const Entry& entry : result.entries)
         replaceText(store, entry.locale, FieldType::keywords, entry.keywordsField, moment);

@@ -57,7 +57,7 @@ std::vector<TranslationOutcome>
 TranslationPipeline::translate(const std::vector<Item>& items, const Settings& settings,
                                const std::function<void(const Progress&)>& progress) const {
     requireFolder(parts_.folder);
-    const auto turn = takeTurn(parts_.folder);
+    const auto turn = takeTurn(parts_.folder, "a translation");
     TranslationRun run(parts_, settings);
     std::vector<Outcome> outcomes(items.size());
     std::atomic<std::size_t> done = 0;
