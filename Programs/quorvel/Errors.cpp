@@ -1,5 +1,6 @@
 #include "Programs/quorvel/Errors.h"
 
+#include "Core/ai/ClaudeError.h"
 #include "Core/asc/ASCError.h"
 #include "Core/asc/Endpoints.h"
 #include "Core/metadata/MetadataError.h"
@@ -79,6 +80,13 @@ ErrorReport reportOf(const MetadataError& error) {
     return {ExitStatus::failed, onOneLine(error.what()), {}};
 }
 
+ExitStatus exitStatusOf(const ClaudeError& error) {
+    if (error.concernsEveryRequest()) return ExitStatus::noCredentials;
+    const bool isTrouble = error.as<ClaudeError::RateLimited>() || error.as<ClaudeError::ServerError>() ||
+                           error.as<ClaudeError::Network>();
+    return isTrouble ? ExitStatus::serviceTrouble : ExitStatus::failed;
+}
+
 ErrorReport reportOf(const OperationRefused& error) {
     const auto report = [&](ExitStatus status, std::string_view hint = {}) {
         return ErrorReport{status, onOneLine(error.what()),
@@ -125,6 +133,8 @@ ErrorReport reportOf(const std::exception& error) {
         return {command->status(), onOneLine(command->what()), command->hint()};
     if (const auto* service = dynamic_cast<const ASCError*>(&error))
         return {exitStatusOf(*service), onOneLine(service->description()), hintFor(*service)};
+    if (const auto* model = dynamic_cast<const ClaudeError*>(&error))
+        return {exitStatusOf(*model), onOneLine(model->description()), {}};
     if (const auto* tree = dynamic_cast<const MetadataError*>(&error)) return reportOf(*tree);
     if (const auto* refused = dynamic_cast<const OperationRefused*>(&error)) return reportOf(*refused);
     if (dynamic_cast<const CancellationError*>(&error)) return {ExitStatus::interrupted, "Cancelled.", {}};

@@ -19,6 +19,8 @@ std::string_view describe(MetadataOperation kind) {
         return "an import";
     case MetadataOperation::tidy:
         return "a tidy-up";
+    case MetadataOperation::translate:
+        return "a translation";
     default:
         return "a change";
     }

@@ -15,14 +15,14 @@
 
 namespace quorvel {
 
-enum class MetadataOperation { pull, push, addLocale, revert, importTexts, tidy };
+enum class MetadataOperation { pull, push, addLocale, revert, importTexts, tidy, translate };
 
 template <>
 struct RawValues<MetadataOperation> {
     using M = MetadataOperation;
     static constexpr std::pair<M, std::string_view> values[] = {
         {M::pull, "pull"},     {M::push, "push"},          {M::addLocale, "addLocale"},
-        {M::revert, "revert"}, {M::importTexts, "import"}, {M::tidy, "tidy"}};
+        {M::revert, "revert"}, {M::importTexts, "import"}, {M::tidy, "tidy"},     {M::translate, "translate"}};
 };
 
 /// The words for the metadata step of a release checklist.

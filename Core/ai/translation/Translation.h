@@ -5,6 +5,7 @@
 #include "Core/records/Models.h"
 
 #include <cstdint>
+#include <exception>
 #include <map>
 #include <optional>
 #include <string>
@@ -56,7 +57,8 @@ struct TranslationOutcome {
     bool fromCache = false;
     bool skipped = false;
     std::optional<std::string> warning;
-    std::optional<std::string> error; // what ended this item; nothing was written then
+    std::optional<std::string> error;     // what ended this item; nothing was written then
+    std::exception_ptr failure = nullptr; // what `error` is the text of
     QUORVEL_RECORD(TranslationOutcome, item, translation, inputTokens, outputTokens, costUSD, isOverLimit,
                    fromCache, skipped, warning, error)
     bool operator==(const TranslationOutcome&) const = default;

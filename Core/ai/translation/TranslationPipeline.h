@@ -10,6 +10,7 @@
 #include "Platform/log/Log.h"
 #include "Platform/time/Date.h"
 
+#include <algorithm>
 #include <cstdint>
 #include <functional>
 #include <map>
@@ -67,6 +68,11 @@ class TranslationPipeline {
         double estimatedCostUSD = 0; // of one answer; retries come on top
         QUORVEL_RECORD(Preview, item, prompt, skippedBecause, fromCache, estimatedCostUSD)
     };
+
+    /// The limit that texts of the field are held to: the app's own where that is below the App Store's.
+    [[nodiscard]] static std::size_t limitFor(FieldType field, const Settings& settings) {
+        return std::min(limitOf(field), limitOf(field, settings.rules));
+    }
 
     explicit TranslationPipeline(Parts parts) : parts_(std::move(parts)) {}
 

@@ -10,11 +10,6 @@ namespace quorvel {
 
 namespace {
 
-// The App Store refuses what is over its own limit, whatever a rule allows.
-std::size_t effectiveLimit(FieldType field, const std::vector<FieldRule>& rules) {
-    return std::min(limitOf(field), limitOf(field, rules));
-}
-
 std::vector<std::string> wordsOf(const std::optional<std::string>& name,
                                  const std::optional<std::string>& subtitle) {
     std::vector<std::string> words;
@@ -48,7 +43,7 @@ std::optional<std::string> TranslationPreparation::reasonToSkip(const PreparedIt
 PreparedItem TranslationPreparation::prepare(const TranslationItem& item) const {
     PreparedItem prepared{.item = item,
                           .sourceText = store_.read(item.sourceLocale, item.field).value_or(""),
-                          .limit = effectiveLimit(item.field, settings_.rules)};
+                          .limit = TranslationPipeline::limitFor(item.field, settings_)};
     static_cast<void>(
         store_.folder().localeFolder(item.targetLocale)); // throws for one that may not become a path
     prepared.skippedBecause = reasonToSkip(prepared);

@@ -19,6 +19,12 @@ std::optional<std::string> wholePartsWithin(const std::string& text, const Prepa
                                                       : wholeWordsWithin(text, prepared.limit);
 }
 
+// Called while `error` is being handled.
+void fail(TranslationOutcome& outcome, const std::exception& error) {
+    outcome.error = error.what();
+    outcome.failure = std::current_exception();
+}
+
 CutText cutOf(const PreparedItem& prepared, std::size_t before, const std::string& after,
               CutText::From from) {
     return {.field = prepared.item.field,
@@ -47,11 +53,11 @@ TranslationOutcome TranslationRun::end(const TranslationItem& item) {
     } catch (const ClaudeError& error) {
         const std::lock_guard lock(mutex_);
         if (error.concernsEveryRequest()) hopeless_ = error;
-        outcome.error = error.what();
+        fail(outcome, error);
     } catch (const MetadataError& error) {
-        outcome.error = error.what();
+        fail(outcome, error);
     } catch (const FileError& error) {
-        outcome.error = error.what();
+        fail(outcome, error);
     }
     outcome.translation.clear();
     return outcome;

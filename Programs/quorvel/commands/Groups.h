@@ -18,6 +18,11 @@ namespace quorvel {
 [[nodiscard]] std::vector<Command> historyCommands();
 [[nodiscard]] std::vector<Command> localeCommands();
 [[nodiscard]] std::vector<Command> treeCommands();
+[[nodiscard]] std::vector<Command> translateCommands();
+[[nodiscard]] std::vector<Command> keywordsCommands();
+/// Stands in the group of `keywordsCommands`; it is a kind of translation.
+[[nodiscard]] const Command& generateKeywordsCommand();
+[[nodiscard]] std::vector<Command> costsCommands();
 [[nodiscard]] std::vector<Command> demoCommands();
 [[nodiscard]] std::vector<Command> sandboxCommands();
 [[nodiscard]] std::vector<Command> shellCommands();
@@ -26,9 +31,10 @@ namespace quorvel {
 [[nodiscard]] const Command& homeCommand();
 
 inline constexpr std::vector<Command> (*commandGroups[])() = {
-    authCommands, workspaceCommands, appCommands,     appSettingsCommands, versionCommands,
-    pullCommands, compareCommands,   pushCommands,    historyCommands,     localeCommands,
-    treeCommands, demoCommands,      sandboxCommands, shellCommands,
+    authCommands,    workspaceCommands, appCommands,      appSettingsCommands, versionCommands,
+    pullCommands,    compareCommands,   pushCommands,     historyCommands,     localeCommands,
+    treeCommands,    translateCommands, keywordsCommands, costsCommands,       demoCommands,
+    sandboxCommands, shellCommands,
 };
 
 } // namespace quorvel

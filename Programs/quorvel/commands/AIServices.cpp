@@ -1,0 +1,35 @@
+#include "Programs/quorvel/commands/AIServices.h"
+
+#include "Core/ai/ClaudeError.h"
+#include "Programs/quorvel/Errors.h"
+
+#include <fmt/format.h>
+
+namespace quorvel {
+
+ASOClaudeStack::Components aiStack(Invocation& invocation) {
+    Composition& composition = invocation.composition;
+    const RelayAccess relay = PenwiseConfig::relayAccess(composition.endpoints());
+    if (relay.proxyURL.empty() || relay.sharedSecret.isEmpty())
+        throw ClaudeError(ClaudeError::MissingAPIKey{});
+    return ASOClaudeStack::make({.loader = {composition.keychain()},
+                                 .home = composition.home(),
+                                 .relay = relay,
+                                 .http = std::make_shared<URLSessionHTTPClient>(composition.session()),
+                                 .clock = composition.clock()});
+}
+
+std::string priceText(double dollars) {
+    constexpr double cent = 0.01;
+    return dollars > 0 && dollars < cent ? "less than $0.01" : fmt::format("${:.2f}", dollars);
+}
+
+void confirmCost(Invocation& invocation, double dollars) {
+    constexpr double threshold = 0.5;
+    Output& output = invocation.output;
+    if (dollars <= threshold || invocation.global.yes || !output.canAsk()) return;
+    if (!output.confirm(fmt::format("This is estimated to cost {}. Go on?", priceText(dollars))))
+        throw CommandError(ExitStatus::failed, "Nothing was sent.");
+}
+
+} // namespace quorvel
