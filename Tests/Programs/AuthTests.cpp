@@ -226,6 +226,8 @@ TEST_F(Auth, refusesEndpointsThatAreNoneAndServersThatAreNoService) {
         {endpoint("http://example.com"), 2, "appStoreConnect"},
         {endpoint("ftp://example.com"), 2, "appStoreConnect"},
         {endpoint("nonsense"), 2, "appStoreConnect"},
+        {R"({"relay": "http://example.com"})", 2, "relay"},
+        {"{\"relaySecret\": \"" + std::string(171, 's') + "\"}", 2, "relaySecret"},
         {"[]", 2, "endpoints.json"},
         {"{", 2, "endpoints.json"},
         {endpoint("http://127.0.0.1:1"), 6, "Couldn't reach App Store Connect"},

@@ -32,7 +32,7 @@ TEST_F(Demo, playsTheWholeRoundAndLeavesNothingBehind) {
     const auto shown = run({"demo"});
     EXPECT_EQ(shown.status, 0) << shown.all();
     EXPECT_THAT(shown.out, HasSubstr("Everything held."));
-    EXPECT_THAT(shown.out, HasSubstr("0 of 246 texts differ"));
+    EXPECT_THAT(shown.out, HasSubstr("0 of 258 texts differ"));
     for (const auto* secret : {"PRIVATE KEY", "eyJ"})
         EXPECT_THAT(shown.all(), Not(HasSubstr(secret)));
     EXPECT_THAT(listFolder(folder.path()).value(), testing::IsEmpty());

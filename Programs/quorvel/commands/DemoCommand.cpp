@@ -76,6 +76,7 @@ class Demo {
         chooseApp();
         pull();
         edit();
+        translate();
         push();
         prove();
         revert();
@@ -199,6 +200,17 @@ class Demo {
         tell(fmt::format("The name of {} is shortened. What a push would change, word by word:",
                          trimmed.locale));
         command({"diff"});
+    }
+
+    void translate() {
+        step("Translate", "Locales that are missing are translated, each text within its limit. The "
+                          "stand-in's model writes "
+                          "letters with a dot below, so that its texts are easy to tell. What a prompt looks "
+                          "like, then the "
+                          "texts, and what they cost:");
+        command({"translate", "--to", "pa-IN", "--field", "subtitle", "--dry-run"});
+        command({"translate", "--to", "pa-IN", "--to", "ur-PK"});
+        command({"costs"});
     }
 
     void push() {

@@ -100,7 +100,7 @@ ExitStatus showPrompts(const Invocation& invocation,
         }
         cost += preview.estimatedCostUSD;
     }
-    output.note(fmt::format("Dry run: {} would be sent for about {}, nothing was.",
+    output.note(fmt::format("Dry run: {} would be sent at an estimated cost of {}, nothing was.",
                             counted(requests, "request"), priceText(cost)));
     return ExitStatus::done;
 }

@@ -284,7 +284,8 @@ TEST(ASOClaudeStack, assemblesTheClientInItsFolder) {
     const auto base = folder / "Library/Application Support/Brevant/aso";
     EXPECT_TRUE(std::filesystem::exists(base / "cache" / (ClaudeResponseCache::key(request) + ".json")));
     EXPECT_EQ(stack.costRecorder->entries().size(), 1u);
-    for (const HTTPHeader& header : http->requests().at(0).headers)
+    const HTTPRequest sent = http->requests().at(0);
+    for (const HTTPHeader& header : sent.headers)
         EXPECT_EQ(header.value.find("sk-1"), std::string::npos) << "the user's key plays no part";
 
     writeFileAtomically(folder / "file", "");

@@ -1,0 +1,121 @@
+#include "Sandbox/relay/PseudoLocale.h"
+#include "Tests/Programs/QuorvelFixture.h"
+
+namespace quorvel::test {
+namespace {
+
+using sandbox::undoPseudoLocalisation;
+using testing::HasSubstr;
+using testing::Not;
+
+class TranslateCommands : public QuorvelAccountTest {
+  protected:
+    TranslateCommands() {
+        EXPECT_EQ(run({"apps", "import", app}).status, 0);
+        EXPECT_EQ(run({"pull", "--folder", "texts"}).status, 0);
+    }
+    ProgramResult translate(std::vector<std::string> more) {
+        more.insert(more.begin(), {"translate", "--folder", "texts"});
+        return run(std::move(more));
+    }
+    std::string read(std::string_view locale, std::string_view file) const {
+        return readFile(text(locale, file)).value_or("(no file)");
+    }
+    std::int64_t calls() const { return server.relayAccount().calls; }
+};
+
+TEST_F(TranslateCommands, fillANewLocaleListItForReviewAndPayOnce) {
+    const auto result = translate({"--to", "bn-BD", "--json"});
+    EXPECT_EQ(result.status, 0) << result.error;
+    const JSONValue document = onlyDocument(result.out);
+    const auto& fields = *document.find("fields")->items();
+    ASSERT_EQ(fields.size(), 5u) << "the release notes of the source are empty";
+    for (const JSONValue& field : fields) {
+        EXPECT_TRUE(*field.find("review")->boolean());
+        EXPECT_LE(*field.find("length")->integer(), *field.find("limit")->integer());
+    }
+    EXPECT_EQ(undoPseudoLocalisation(read("bn-BD", "subtitle.txt")), read("en-US", "subtitle.txt"));
+    EXPECT_EQ(calls(), 5);
+
+    EXPECT_THAT(translate({}).out, HasSubstr("Nothing to translate."));
+    writeFileAtomically(text("bn-BD", "name.txt"), "Von Hand");
+    const auto again = translate({"--to", "bn-BD", "--all"});
+    EXPECT_THAT(again.out, HasSubstr("from the cache, review"));
+    EXPECT_THAT(again.out, HasSubstr("Wrote 5 texts for $0.00"));
+    EXPECT_EQ(undoPseudoLocalisation(read("bn-BD", "name.txt")), read("en-US", "name.txt"));
+    EXPECT_EQ(calls(), 5);
+
+    writeFileAtomically(text("en-US", "subtitle.txt"), "A newer one");
+    EXPECT_THAT(translate({}).out, HasSubstr("Wrote 1 text for"));
+    EXPECT_EQ(undoPseudoLocalisation(read("bn-BD", "subtitle.txt")), "A newer one");
+
+    const JSONValue costs = onlyDocument(run({"costs", "--days", "1", "--json"}).out);
+    const JSONValue& model = costs.find("models")->items()->front();
+    EXPECT_EQ(*model.find("calls")->integer(), 6);
+    EXPECT_EQ(*model.find("inputTokens")->integer(), server.relayAccount().promptTokens);
+    EXPECT_EQ(*model.find("outputTokens")->integer(), server.relayAccount().completionTokens);
+}
+
+TEST_F(TranslateCommands, showThePromptsInADryRunWithoutARelay) {
+    environment.erase("QUORVEL_ENDPOINTS");
+    const auto shown = translate({"--to", "bn-BD", "--field", "subtitle", "--dry-run"});
+    EXPECT_EQ(shown.status, 0) << shown.error;
+    EXPECT_THAT(shown.out, HasSubstr("The output for this subtitle MUST be ≤ 30 characters."));
+    EXPECT_THAT(shown.error, HasSubstr("1 request would be sent"));
+    const auto refused = translate({"--to", "bn-BD", "--field", "subtitle"});
+    EXPECT_EQ(refused.status, 3);
+    EXPECT_THAT(refused.error, HasSubstr("The AI service is not configured"));
+    EXPECT_EQ(run({"status", "--folder", "texts"}).status, 0) << "everything else works";
+    EXPECT_FALSE(std::filesystem::exists(text("bn-BD", "subtitle.txt")));
+}
+
+TEST_F(TranslateCommands, warnOfWhatWasCutAndOfWhatFailed) {
+    server.setModelManner({.tooLongAnswers = 9});
+    const auto cut = translate({"--to", "bn-BD", "--field", "subtitle"});
+    EXPECT_EQ(cut.status, 0) << cut.error;
+    EXPECT_THAT(cut.out, HasSubstr("cut, review"));
+    EXPECT_THAT(cut.error, HasSubstr("Translation is over the 30-char limit even after retries."));
+
+    server.setModelManner({});
+    server.setFaults({sandbox::parseFault("POST /relay/**:404:1:1")});
+    const auto partly = translate({"--to", "ur-PK", "--field", "subtitle", "--field", "name"});
+    EXPECT_EQ(partly.status, 7) << partly.all();
+    EXPECT_THAT(partly.error, HasSubstr("This went wrong on purpose."));
+    server.setFaults({sandbox::parseFault("POST /relay/**:reset")});
+    EXPECT_EQ(translate({"--to", "pa-IN", "--field", "subtitle"}).status, 6);
+    server.setFaults({sandbox::parseFault("POST /relay/**:403")});
+    EXPECT_EQ(translate({"--to", "pa-IN"}).status, 3);
+    const auto none = translate({"--to", "de"});
+    EXPECT_EQ(none.status, 2);
+    EXPECT_THAT(none.error, HasSubstr("de-DE"));
+}
+
+TEST_F(TranslateCommands, askBeforeAnExpensiveRunOnATerminal) {
+    ProgramCall asking = call({"translate", "--folder", "texts", "--all"});
+    asking.streams = ProgramCall::Streams::terminal;
+    asking.input = "n\n";
+    const auto refused = runProgram(asking);
+    EXPECT_EQ(refused.status, 1);
+    EXPECT_THAT(refused.out, HasSubstr("This is estimated to cost $"));
+    EXPECT_EQ(calls(), 0);
+}
+
+TEST_F(TranslateCommands, generateKeywordsAndExpandTheEnglishOnes) {
+    const auto generated = run({"keywords", "generate", "--folder", "texts", "--to", "bn-BD"});
+    EXPECT_EQ(generated.status, 0) << generated.error;
+    EXPECT_EQ(undoPseudoLocalisation(read("bn-BD", "keywords.txt")), read("en-US", "keywords.txt"));
+    server.setModelManner({.wrapping = "proseAndFence"});
+    const auto expanded = run({"keywords", "expand-english", "--folder", "texts"});
+    EXPECT_EQ(expanded.status, 0) << expanded.error;
+    EXPECT_THAT(expanded.out, HasSubstr("Wrote the keywords of 4 locales"));
+    EXPECT_NE(read("en-AU", "keywords.txt"), read("en-CA", "keywords.txt"));
+    EXPECT_EQ(std::filesystem::status(folder / "home/Library/Application Support/Brevant/aso/costs.jsonl")
+                  .permissions(),
+              std::filesystem::perms::owner_read | std::filesystem::perms::owner_write);
+    const auto verbose = translate({"--to", "pl", "--all", "--verbose"});
+    EXPECT_THAT(verbose.error, Not(HasSubstr(server.access().relaySecret)));
+    EXPECT_THAT(verbose.error, Not(HasSubstr(read("en-US", "subtitle.txt")))) << "no text reaches the log";
+}
+
+} // namespace
+} // namespace quorvel::test
