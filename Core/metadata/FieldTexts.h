@@ -8,6 +8,7 @@
 #include <array>
 #include <map>
 #include <optional>
+#include <set>
 #include <string>
 
 namespace quorvel {
@@ -39,5 +40,8 @@ struct FieldTexts {
 
 /// Locale code → its texts; iterates in sorted order.
 using LocaleTexts = std::map<std::string, FieldTexts, std::less<>>;
+
+/// Locale codes.
+using LocaleSet = std::set<std::string, std::less<>>;
 
 } // namespace quorvel

@@ -31,11 +31,8 @@ int fitness(const AppInfo& info, AppStoreVersionStateClass stateClass) {
     return stateClass == AppStoreVersionStateClass::editable && isEditableState(state) ? 3 : 2;
 }
 
-IncomingTexts textsOf(const ASCClientProtocol& client, FieldHome home, std::string_view parentID) {
-    IncomingTexts incoming{home, {}};
-    for (auto& [locale, localization] : listLocalizations(client, home, parentID))
-        incoming.locales[locale] = std::move(localization.texts);
-    return incoming;
+IncomingTexts listTexts(const ASCClientProtocol& client, FieldHome home, std::string_view parentID) {
+    return {home, textsOf(listLocalizations(client, home, parentID))};
 }
 
 // The turn is taken before anything is read; a pull that fails leaves no folder behind where there was none.
@@ -45,10 +42,10 @@ std::optional<FileLock> turnIfPulledBefore(const MetadataFolder& folder) {
 }
 
 PullResult write(const PlatformContext& context, const std::optional<AppInfo>& info,
-                 const std::vector<IncomingTexts>& incoming, const MetadataFolder& folder, LocalEdits edits,
-                 Date moment, Turn turn, const Logger& logger) {
+                 const std::vector<IncomingTexts>& incoming, const MetadataFolder& folder,
+                 const PullOptions& options, Date moment, Turn turn, const Logger& logger) {
     const MetadataStore store(folder);
-    PullResult result = writePulledTexts(store, incoming, edits, moment, turn);
+    PullResult result = writePulledTexts(store, incoming, options, moment, turn);
     store.notePulledVersion(context.versionId);
     logger.info(fmt::format("Pulled {}: {} locales, {} fields changed, {} edits kept beside", context.id(),
                             result.summary.locales.size(), result.updated.size(), result.kept.size()));
@@ -76,40 +73,52 @@ MetadataPuller::MetadataPuller(const ASCClientProtocol& client, Clock clock)
 
 AppDiscovery MetadataPuller::discover(std::string_view appID) const {
     AppDiscovery discovery;
-    runTogether({[&] { discovery.contexts = contextsOf(client_.listAppStoreVersions(appID)); },
+    ASCList<AppStoreVersionAttributes> versions;
+    runTogether({[&] { versions = client_.listAppStoreVersions(appID); },
                  [&] { discovery.appInfos = client_.listAppInfos(appID); }});
+    discovery.contexts = contextsOf(versions);
+    for (auto& version : versions)
+        discovery.versionIDs.push_back(std::move(version.id));
     return discovery;
 }
 
 PullResult MetadataPuller::pull(const ASCList<AppInfoAttributes>& appInfos, const PlatformContext& context,
-                                const MetadataFolder& contextFolder, LocalEdits edits) const {
+                                const MetadataFolder& contextFolder, const PullOptions& options) const {
+    AppInfoTexts appInfoTexts(client_, appInfos);
+    return pull(appInfoTexts, context, contextFolder, options);
+}
+
+PullResult MetadataPuller::pull(AppInfoTexts& appInfoTexts, const PlatformContext& context,
+                                const MetadataFolder& contextFolder, const PullOptions& options) const {
     const std::optional<FileLock> turn = turnIfPulledBefore(contextFolder);
-    const auto info = chooseAppInfo(appInfos, context.stateClass);
+    const auto info = chooseAppInfo(appInfoTexts.appInfos(), context.stateClass);
     std::vector<IncomingTexts> incoming(info ? 2 : 1);
     std::vector<std::function<void()>> lists = {
-        [&] { incoming[0] = textsOf(client_, FieldHome::versionLocalization, context.versionId); }};
+        [&] { incoming[0] = listTexts(client_, FieldHome::versionLocalization, context.versionId); }};
     if (info)
-        lists.emplace_back([&] { incoming[1] = textsOf(client_, FieldHome::appInfoLocalization, info->id); });
+        lists.emplace_back([&] {
+            incoming[1] = {FieldHome::appInfoLocalization, appInfoTexts.of(info->id)};
+        });
     runTogether(lists);
-    return write(context, info, incoming, contextFolder, edits, clock_(), turn ? Turn::held : Turn::notHeld,
+    return write(context, info, incoming, contextFolder, options, clock_(), turn ? Turn::held : Turn::notHeld,
                  logger_);
 }
 
 PullResult MetadataPuller::pull(std::string_view appID, const PlatformContext& context,
-                                const MetadataFolder& contextFolder, LocalEdits edits) const {
+                                const MetadataFolder& contextFolder, const PullOptions& options) const {
     const std::optional<FileLock> turn = turnIfPulledBefore(contextFolder);
     std::optional<AppInfo> info;
     std::vector<IncomingTexts> incoming(1);
-    runTogether({[&] { incoming[0] = textsOf(client_, FieldHome::versionLocalization, context.versionId); },
+    runTogether({[&] { incoming[0] = listTexts(client_, FieldHome::versionLocalization, context.versionId); },
                  [&] { info = chooseAppInfo(client_.listAppInfos(appID), context.stateClass); }});
-    if (info) incoming.push_back(textsOf(client_, FieldHome::appInfoLocalization, info->id));
-    return write(context, info, incoming, contextFolder, edits, clock_(), turn ? Turn::held : Turn::notHeld,
+    if (info) incoming.push_back(listTexts(client_, FieldHome::appInfoLocalization, info->id));
+    return write(context, info, incoming, contextFolder, options, clock_(), turn ? Turn::held : Turn::notHeld,
                  logger_);
 }
 
 PullResult pullApp(const ASCClientProtocol& client, const Clock& clock, std::string_view appID,
                    const MetadataFolder& appFolder, const std::optional<std::string>& wanted,
-                   LocalEdits edits) {
+                   const PullOptions& options) {
     const ContextsStore store(appFolder, clock);
     const auto persisted = store.load();
     const auto selected = persisted ? persisted->selectedContextId : std::nullopt;
@@ -124,7 +133,7 @@ PullResult pullApp(const ASCClientProtocol& client, const Clock& clock, std::str
         throw MetadataError::unknownContext(*wanted, fmt::format("{}", fmt::join(known, ", ")));
     }
     PullResult result =
-        puller.pull(found.appInfos, *context, appFolder.contextFolder(context->contextID()), edits);
+        puller.pull(found.appInfos, *context, appFolder.contextFolder(context->contextID()), options);
     const auto stillThere =
         std::ranges::find(found.contexts, selected, [](const auto& one) { return std::optional(one.id()); });
     store.save(found.contexts, stillThere == found.contexts.end() ? context->id() : selected);

@@ -2,6 +2,7 @@
 #pragma once
 
 #include "Core/asc/ASCClientProtocol.h"
+#include "Core/metadata/AppInfoTexts.h"
 #include "Core/metadata/MetadataStore.h"
 #include "Core/metadata/PullDecision.h"
 #include "Platform/time/Date.h"
@@ -9,6 +10,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 namespace quorvel {
@@ -44,7 +46,18 @@ struct PullResult {
 /// What App Store Connect has of an app, as far as a pull needs it.
 struct AppDiscovery {
     std::vector<PlatformContext> contexts; // none: the app has no version
+    std::vector<std::string> versionIDs;   // of all versions, those without a context too
     ASCList<AppInfoAttributes> appInfos;
+};
+
+/// What a pull writes and spares.
+struct PullOptions {
+    // Implicit, as most pulls say only what becomes of local edits.
+    PullOptions(LocalEdits localEdits = LocalEdits::keepBeside, LocaleSet disabled = {})
+        : edits(localEdits), disabledLocales(std::move(disabled)) {}
+
+    LocalEdits edits;
+    LocaleSet disabledLocales; // nothing of them is written or removed
 };
 
 /// The app info whose texts belong to versions of this slot: for `editable` the one that takes changes, for
@@ -63,12 +76,13 @@ class MetadataPuller {
 
     /// Pulls one context into its folder; lists the localizations of the app info and of the version at once.
     [[nodiscard]] PullResult pull(const ASCList<AppInfoAttributes>& appInfos, const PlatformContext& context,
-                                  const MetadataFolder& contextFolder,
-                                  LocalEdits edits = LocalEdits::keepBeside) const;
-    /// Like the other when the app infos are not at hand.
+                                  const MetadataFolder& contextFolder, const PullOptions& options = {}) const;
+    /// Like the other for one of several contexts that share their app infos' texts.
+    [[nodiscard]] PullResult pull(AppInfoTexts& appInfoTexts, const PlatformContext& context,
+                                  const MetadataFolder& contextFolder, const PullOptions& options = {}) const;
+    /// Like the others when the app infos are not at hand.
     [[nodiscard]] PullResult pull(std::string_view appID, const PlatformContext& context,
-                                  const MetadataFolder& contextFolder,
-                                  LocalEdits edits = LocalEdits::keepBeside) const;
+                                  const MetadataFolder& contextFolder, const PullOptions& options = {}) const;
 
   private:
     const ASCClientProtocol& client_;
@@ -80,6 +94,6 @@ class MetadataPuller {
 /// its folder under the app's root and saves the contexts. Two dependent round trips, four requests.
 [[nodiscard]] PullResult pullApp(const ASCClientProtocol& client, const Clock& clock, std::string_view appID,
                                  const MetadataFolder& appFolder, const std::optional<std::string>& wanted,
-                                 LocalEdits edits = LocalEdits::keepBeside);
+                                 const PullOptions& options = {});
 
 } // namespace quorvel

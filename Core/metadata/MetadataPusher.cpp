@@ -180,6 +180,17 @@ class RecordingClient : public ASCClientProtocol {
     mutable std::vector<PlannedRequest> requests;
 };
 
+std::vector<PushOutcome> outcomesOf(const Job& job, const std::vector<PendingChange>& changes,
+                                    const LocalizationWriter::Result& result) {
+    std::vector<PushOutcome> outcomes;
+    for (const std::size_t index : job.changes) {
+        const auto failure = result.failures.find(changes[index].field);
+        const bool failed = failure != result.failures.end();
+        outcomes.push_back({changes[index], !failed, failed ? std::optional(failure->second) : std::nullopt});
+    }
+    return outcomes;
+}
+
 // The change is on App Store Connect whatever becomes of its copy: one that is lost with the power is only
 // listed and sent once more.
 std::optional<std::string> refreshCopy(const MetadataStore& store, const std::string& locale, FieldType field,
@@ -218,7 +229,8 @@ MetadataPusher::MetadataPusher(const ASCClientProtocol& client, MetadataStore st
 
 std::vector<PushOutcome> MetadataPusher::push(std::string_view appID, const PlatformContext& context,
                                               const std::vector<PendingChange>& changes,
-                                              const PushProgress& progress) const {
+                                              const PushProgress& progress,
+                                              const PushRecording& record) const {
     const FileLock turn = takeTurn(store_.folder(), "a push");
     requireChangeable(context);
     const std::vector<Job> jobs = jobsOf(changes);
@@ -232,14 +244,14 @@ std::vector<PushOutcome> MetadataPusher::push(std::string_view appID, const Plat
     if (progress) progress(done, jobs.size());
     const auto runJob = [&](const Job& job) {
         const LocalizationWriter::Result result = runner.run(job);
-        for (const std::size_t index : job.changes) {
-            const PendingChange& change = changes[index];
-            const auto failure = result.failures.find(change.field);
-            if (failure != result.failures.end())
-                outcomes[index] = {change, false, failure->second};
-            else
-                outcomes[index] = {change, true,
-                                   refreshCopy(store_, job.locale, change.field, change.textToSend())};
+        std::vector<PushOutcome> known = outcomesOf(job, changes, result);
+        if (record) record(known);
+        for (std::size_t place = 0; place < known.size(); ++place) {
+            PushOutcome& outcome = known[place];
+            if (outcome.success)
+                outcome.errorMessage =
+                    refreshCopy(store_, job.locale, outcome.change.field, outcome.change.textToSend());
+            outcomes[job.changes[place]] = std::move(outcome);
         }
         if (result.sentName)
             if (const auto remark = adoptName(store_, job.locale, *result.sentName))

@@ -16,6 +16,11 @@ namespace quorvel {
 /// each of the localizations written.
 using PushProgress = std::function<void(std::size_t done, std::size_t total)>;
 
+/// Called from the push's threads, also several at once, with the outcomes of one localization as soon as
+/// they are known: before the pulled copies take the texts, so that nothing which was sent goes unrecorded
+/// when the program is killed.
+using PushRecording = std::function<void(const std::vector<PushOutcome>&)>;
+
 /// A request that a push would send.
 struct PlannedRequest {
     std::string method;
@@ -53,7 +58,8 @@ class MetadataPusher {
     /// `checkCancellation()` once they are shown.
     [[nodiscard]] std::vector<PushOutcome> push(std::string_view appID, const PlatformContext& context,
                                                 const std::vector<PendingChange>& changes,
-                                                const PushProgress& progress = {}) const;
+                                                const PushProgress& progress = {},
+                                                const PushRecording& record = {}) const;
 
     /// The requests that `push` would send after listing the localizations. Throws like `push`.
     [[nodiscard]] std::vector<PlannedRequest> plan(std::string_view appID, const PlatformContext& context,

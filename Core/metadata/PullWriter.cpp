@@ -36,7 +36,8 @@ void merge(FieldTexts& into, const FieldTexts& texts) {
         if (texts[field]) into[field] = texts[field];
 }
 
-std::vector<LocaleWork> gather(const std::vector<IncomingTexts>& incoming, const LocaleTexts& pulled) {
+std::vector<LocaleWork> gather(const std::vector<IncomingTexts>& incoming, const LocaleTexts& pulled,
+                               const LocaleSet& disabled) {
     std::map<std::string, LocaleWork> work;
     const auto workFor = [&](const std::string& locale) -> LocaleWork& {
         if (!isSafeName(locale)) throw MetadataError::unsafeLocale(locale);
@@ -56,7 +57,7 @@ std::vector<LocaleWork> gather(const std::vector<IncomingTexts>& incoming, const
     }
     std::vector<LocaleWork> list;
     for (auto& [locale, one] : work)
-        list.push_back(std::move(one));
+        if (!disabled.contains(locale)) list.push_back(std::move(one));
     return list;
 }
 
@@ -138,17 +139,17 @@ void add(PullResult& total, const LocaleResult& one) {
 } // namespace
 
 PullResult writePulledTexts(const MetadataStore& store, const std::vector<IncomingTexts>& incoming,
-                            LocalEdits edits, Date moment, Turn turn) {
+                            const PullOptions& options, Date moment, Turn turn) {
     const LocaleTexts pulled = store.readAll(TextSide::pulled);
     const TreeReader local(store.folder(), TextSide::local);
     PullResult result;
     std::vector<LocaleWork> toWrite;
-    for (LocaleWork& work : gather(incoming, pulled)) {
+    for (LocaleWork& work : gather(incoming, pulled, options.disabledLocales)) {
         if (!work.incoming.isAbsent()) result.summary.locales.push_back(work.locale);
         if (!work.vanished.empty()) result.summary.warnings.push_back(explainVanished(work));
         const auto copies = pulled.find(work.locale);
         const Decisions decisions = decide(work, copies == pulled.end() ? FieldTexts() : copies->second,
-                                           local.readLocale(work.locale), edits);
+                                           local.readLocale(work.locale), options.edits);
         if (needsWriting(work, decisions))
             toWrite.push_back(std::move(work));
         else
@@ -159,7 +160,7 @@ PullResult writePulledTexts(const MetadataStore& store, const std::vector<Incomi
     const auto ownTurn = turn == Turn::held ? std::nullopt : std::optional(takeTurn(store.folder(), "a pull"));
     store.beginPull();
     for (const LocaleResult& one : parallelMap(toWrite, writers, [&](const LocaleWork& work) {
-             return writeLocale(store, work, edits, moment);
+             return writeLocale(store, work, options.edits, moment);
          }))
         add(result, one);
     store.endPull();

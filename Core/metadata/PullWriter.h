@@ -27,7 +27,7 @@ enum class Turn { held, notHeld };
 ///   text would stand as an edit of the new one, and a push would send it back;
 /// - a marker stands from before the first write until after the last, and pushes refuse while it does.
 [[nodiscard]] PullResult writePulledTexts(const MetadataStore& store,
-                                          const std::vector<IncomingTexts>& incoming, LocalEdits edits,
-                                          Date moment, Turn turn = Turn::notHeld);
+                                          const std::vector<IncomingTexts>& incoming,
+                                          const PullOptions& options, Date moment, Turn turn = Turn::notHeld);
 
 } // namespace quorvel

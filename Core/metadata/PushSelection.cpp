@@ -73,6 +73,11 @@ std::string explainLocale(std::string_view locale) {
 
 std::string explain(const PendingChange& change, LeftOutReason reason) {
     switch (reason) {
+    case LeftOutReason::localeDisabled:
+        return fmt::format(
+            "{} is disabled for this app, so none of its texts are pushed. Enable the locale to "
+            "push it.",
+            change.locale);
     case LeftOutReason::notAnAppStoreLocale:
         return explainLocale(change.locale);
     case LeftOutReason::byteOrderMark:
@@ -108,11 +113,15 @@ void warnOfBareLocales(PushSelection& selection) {
 
 } // namespace
 
-PushSelection selectForPush(const std::vector<PendingChange>& changes, const PushFilter& filter) {
+PushSelection selectForPush(const std::vector<PendingChange>& changes, const PushFilter& filter,
+                            const LocaleSet& disabledLocales) {
     PushSelection selection;
     for (const PendingChange& change : changes) {
         if (!takes(filter, change)) continue;
-        if (const auto reason = reasonToLeaveOut(change, filter)) {
+        const auto reason = disabledLocales.contains(change.locale)
+                                ? std::optional(LeftOutReason::localeDisabled)
+                                : reasonToLeaveOut(change, filter);
+        if (reason) {
             selection.leftOut.push_back({change, *reason, explain(change, *reason)});
             continue;
         }

@@ -18,6 +18,7 @@ struct PushFilter {
 };
 
 enum class LeftOutReason {
+    localeDisabled,      // the user took the locale out of pulls and pushes
     notAnAppStoreLocale, // a folder whose name is no known locale, unless the filter names it
     byteOrderMark,
     onlyFinalLineBreak, // chosen when the filter names both its locale and its field
@@ -29,6 +30,7 @@ enum class LeftOutReason {
 template <>
 struct RawValues<LeftOutReason> {
     static constexpr std::pair<LeftOutReason, std::string_view> values[] = {
+        {LeftOutReason::localeDisabled, "localeDisabled"},
         {LeftOutReason::notAnAppStoreLocale, "notAnAppStoreLocale"},
         {LeftOutReason::byteOrderMark, "byteOrderMark"},
         {LeftOutReason::onlyFinalLineBreak, "onlyFinalLineBreak"},
@@ -62,6 +64,7 @@ struct PushSelection {
 };
 
 [[nodiscard]] PushSelection selectForPush(const std::vector<PendingChange>& changes,
-                                          const PushFilter& filter = {});
+                                          const PushFilter& filter = {},
+                                          const LocaleSet& disabledLocales = {});
 
 } // namespace quorvel

@@ -36,4 +36,11 @@ RemoteLocalizations listLocalizations(const ASCClientProtocol& client, FieldHome
     return localizations;
 }
 
+LocaleTexts textsOf(RemoteLocalizations localizations) {
+    LocaleTexts texts;
+    for (auto& [locale, localization] : localizations)
+        texts.emplace_hint(texts.end(), locale, std::move(localization.texts));
+    return texts;
+}
+
 } // namespace quorvel

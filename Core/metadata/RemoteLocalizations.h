@@ -22,4 +22,7 @@ using RemoteLocalizations = std::map<std::string, RemoteLocalization, std::less<
 [[nodiscard]] RemoteLocalizations listLocalizations(const ASCClientProtocol& client, FieldHome home,
                                                     std::string_view parentID);
 
+/// Their texts alone.
+[[nodiscard]] LocaleTexts textsOf(RemoteLocalizations localizations);
+
 } // namespace quorvel

@@ -12,12 +12,16 @@
 #include "Quorvel/controllers/AutoPullLimiter.h"
 #include "Quorvel/controllers/MetadataState.h"
 #include "Quorvel/controllers/OperationRefused.h"
+#include "Quorvel/controllers/RunReverter.h"
 
+#include <atomic>
+#include <exception>
 #include <functional>
 #include <memory>
 #include <optional>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 namespace quorvel {
@@ -45,11 +49,13 @@ class MetadataController {
         return published_.observe(std::move(executor), std::move(wake));
     }
 
-    /// The app's metadata folder; carries a tree of the older layout over when it meets one.
+    /// The app's metadata folder, which need not exist; carries a tree of the older layout over when it meets
+    /// one. Throws `OperationRefused` when it cannot be told or used.
     [[nodiscard]] MetadataFolder folder() const;
     /// Reads the folder anew: contexts, grid and changes. Asks nobody.
     void refresh();
-    /// Chooses among the known contexts and remembers the choice. Throws `MetadataError` for an unknown one.
+    /// Chooses among the saved contexts and remembers the choice. Throws `MetadataError` for an unknown one,
+    /// `OperationRefused` while an operation runs.
     void selectContext(std::string_view contextID);
 
     struct PullRequest {
@@ -63,6 +69,7 @@ class MetadataController {
         PlatformContext context;
         std::optional<PullResult> result; // nothing: it failed
         std::optional<std::string> error;
+        std::exception_ptr failure = nullptr; // what `error` is the text of
     };
     /// Pulls one context, or each; a failure of one of several does not stop the others. Throws what prevents
     /// the pull as a whole, and the error of the only context.
@@ -74,8 +81,14 @@ class MetadataController {
         std::vector<PendingChange> changes; // all
         PushSelection selection;
     };
+    /// Nothing selected, or nothing pending; `preparation` says what was left out and why.
+    struct NothingToPush : OperationRefused {
+        NothingToPush(Refusal refusal, PushPreparation found)
+            : OperationRefused(refusal), preparation(std::move(found)) {}
+        PushPreparation preparation;
+    };
     /// Asks App Store Connect for the versions (one request) and compares. Throws `OperationRefused` unless
-    /// there is something to push; `detail` of nothingSelected and noPendingChanges is empty.
+    /// there is something to push, `MetadataError` when the tree is not one to push from.
     [[nodiscard]] PushPreparation preparePush(const PushFilter& filter,
                                               const std::optional<std::string>& context = {});
     /// The requests that `push` would send after listing the localizations.
@@ -89,18 +102,20 @@ class MetadataController {
     /// Sends the chosen changes and records each attempt in the history as soon as it is known.
     PushResult push(const PushPreparation& preparation);
 
-    /// Makes a locale's folder and empty files; the next push creates it.
-    void addLocale(std::string_view locale, const std::optional<std::string>& context = {});
-
-    struct RevertReport {
-        PlatformContext context;
-        std::vector<FieldKey> reverted;  // local files that took their previous text
-        std::vector<FieldKey> unchanged; // those that had it already
-        std::vector<KeptEdit> kept;      // newer edits, put aside
-        std::vector<std::string> warnings;
-        QUORVEL_RECORD(RevertReport, context, reverted, unchanged, kept, warnings)
+    struct AddedLocale {
+        std::string locale;
+        std::string folder;
+        bool existed = false; // its files were left as they are
+        QUORVEL_RECORD(AddedLocale, locale, folder, existed)
     };
+    /// Makes a locale's folder and empty files; the next push creates it. Asks App Store Connect for the
+    /// contexts (one request) when none is known. Throws `MetadataError` for what is no App Store locale.
+    AddedLocale addLocale(std::string_view locale, const std::optional<std::string>& context = {},
+                          Run run = Run::perform);
+
+    using RevertReport = quorvel::RevertReport;
     /// Writes into the local files what App Store Connect held before a push run; a push then sends it.
+    /// Pulled copies stay as they are. Throws `MetadataError` for an unknown run.
     RevertReport revert(std::string_view sessionId, Run run = Run::perform);
 
     /// Runs `work` as this app's one operation, with the folder's turn held; for changes of the folder that
@@ -109,9 +124,33 @@ class MetadataController {
 
   private:
     class Operation;
+    struct Target {
+        ManagedApp app;
+        MetadataFolder folder;
+    };
+    struct Pulling; // what the steps of a pull share
+
+    void run(MetadataOperation kind, const std::function<void(Operation&)>& work);
+    [[nodiscard]] ManagedApp record() const;
+    [[nodiscard]] MetadataFolder folderOf(const ManagedApp& app) const;
+    [[nodiscard]] Target targetOfTransfer() const;
+    [[nodiscard]] LocaleSet disabledLocales() const;
+    void show(const Target& target);
+    void showResult(const Target& target);
+    [[nodiscard]] std::vector<PlatformContext> contextsToPull(const Pulling& pulling,
+                                                              const PullRequest& request) const;
+    [[nodiscard]] ContextPull pullContext(Pulling& pulling, const PlatformContext& context) const;
+    void rememberPull(const Pulling& pulling, const std::vector<ContextPull>& pulls);
+    void saveContexts(const MetadataFolder& folder, const std::vector<PlatformContext>& contexts,
+                      const std::optional<std::string>& selected) const;
+    [[nodiscard]] ContextID contextForLocale(const Target& target, const std::optional<std::string>& given,
+                                             Run run) const;
+    void recordOutcomes(const PushPreparation& preparation, const std::string& sessionId,
+                        const std::vector<PushOutcome>& outcomes) const;
 
     Parts parts_;
     AppRecords apps_;
+    std::atomic<bool> busy_ = false;
     Published<MetadataState> published_;
     Logger logger_{"MetadataController"};
 };

@@ -1,6 +1,7 @@
 // What the metadata controller of an app shows.
 #pragma once
 
+#include "Core/metadata/FieldTexts.h"
 #include "Core/metadata/MetadataPuller.h"
 #include "Core/metadata/MetadataSnapshot.h"
 #include "Core/metadata/PendingChange.h"
@@ -54,7 +55,10 @@ struct MetadataState {
     std::vector<PlatformContext> contexts;
     std::optional<std::string> selectedContextId;
     MetadataSnapshot grid;              // of the selected context
-    std::vector<PendingChange> changes; // of the selected context
+    std::vector<PendingChange> changes; // of the selected context, those of disabled locales left out
+    std::size_t pulledLocales = 0;      // of the selected context, those with a copy of App Store Connect
+    std::vector<std::string> missingLocales; // that the app manages but the selected context has no folder of
+    LocaleSet disabledLocales;               // of the app
     std::optional<PullResult> lastPull;
     std::vector<PushOutcome> lastPush;
 

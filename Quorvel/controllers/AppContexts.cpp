@@ -1,0 +1,84 @@
+#include "Quorvel/controllers/AppContexts.h"
+
+#include "Core/metadata/MetadataError.h"
+#include "Platform/text/Text.h"
+
+#include <fmt/format.h>
+#include <fmt/ranges.h>
+
+#include <algorithm>
+#include <system_error>
+
+namespace quorvel {
+
+namespace {
+
+std::optional<ContextID> firstOnDisk(const MetadataFolder& appFolder) {
+    for (const auto& [platform, raw] : RawValues<ASCPlatform>::values)
+        for (const auto slot : {AppStoreVersionStateClass::editable, AppStoreVersionStateClass::live})
+            if (isFolder(appFolder.contextFolder({platform, slot}))) return ContextID{platform, slot};
+    return std::nullopt;
+}
+
+std::string idsOf(const std::vector<PlatformContext>& contexts) {
+    std::vector<std::string> ids;
+    std::ranges::transform(contexts, std::back_inserter(ids), &PlatformContext::id);
+    return fmt::format("{}", fmt::join(ids, ", "));
+}
+
+} // namespace
+
+bool isFolder(const MetadataFolder& folder) {
+    std::error_code unreachable;
+    return std::filesystem::is_directory(folder.rootURL, unreachable);
+}
+
+AppContexts::AppContexts(const MetadataFolder& appFolder, const Clock& clock)
+    : folder_(appFolder), saved_(ContextsStore(appFolder, clock).load()) {}
+
+std::optional<PlatformContext> AppContexts::savedContext(const ContextID& context) const {
+    if (saved_)
+        for (const PlatformContext& one : saved_->contexts)
+            if (one.contextID() == context) return one;
+    return std::nullopt;
+}
+
+std::optional<ContextID> AppContexts::known(const std::optional<std::string>& given) const {
+    if (given) {
+        const auto context = parseContextID(*given);
+        if (!context)
+            throw MetadataError(
+                fmt::format("\"{}\" is no context. A context is ios, macos, tvos or visionos, a "
+                            "slash, and next or live, such as ios/next.",
+                            escapeControls(*given)),
+                {}, "INVALID_CONTEXT");
+        return context;
+    }
+    if (saved_ && saved_->selectedContextId)
+        if (const auto selected = parseContextID(*saved_->selectedContextId)) return selected;
+    return firstOnDisk(folder_);
+}
+
+PlatformContext AppContexts::choose(const std::vector<PlatformContext>& contexts,
+                                    const std::optional<std::string>& given,
+                                    const std::optional<std::string>& selected) {
+    const auto chosen = chooseContext(contexts, given ? given : selected);
+    if (!chosen) throw MetadataError::noVersions();
+    if (given && chosen->id() != *given) throw MetadataError::unknownContext(*given, idsOf(contexts));
+    return *chosen;
+}
+
+void AppContexts::requireSameApp(const std::vector<std::string>& versionIDs, std::string_view appName) const {
+    if (!saved_ || saved_->contexts.empty()) return;
+    const bool known = std::ranges::any_of(saved_->contexts, [&](const PlatformContext& context) {
+        return std::ranges::find(versionIDs, context.versionId) != versionIDs.end();
+    });
+    if (!known)
+        throw MetadataError(
+            fmt::format("{}: holds the texts of another app than {}. Name this app's own folder, "
+                        "or a new one.",
+                        escapeControls(folder_.rootURL.native()), escapeControls(appName)),
+            {folder_.rootURL, {}, {}}, "OTHER_APP");
+}
+
+} // namespace quorvel

@@ -1,0 +1,45 @@
+// Which context of an app an operation works on.
+#pragma once
+
+#include "Core/metadata/ContextsStore.h"
+#include "Core/metadata/MetadataFolder.h"
+
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace quorvel {
+
+/// Whether the tree's folder exists.
+[[nodiscard]] bool isFolder(const MetadataFolder& folder);
+
+/// What an app's metadata folder says of the app's contexts, read once.
+class AppContexts {
+  public:
+    AppContexts(const MetadataFolder& appFolder, const Clock& clock);
+
+    [[nodiscard]] const std::optional<PersistedContexts>& saved() const { return saved_; }
+    [[nodiscard]] std::optional<PlatformContext> savedContext(const ContextID& context) const;
+
+    /// The context to work on without asking: `given` (such as "ios/next"), the one selected last, the first
+    /// that has a folder; nothing when there is none of these. Throws `MetadataError` when `given` is no
+    /// context.
+    [[nodiscard]] std::optional<ContextID> known(const std::optional<std::string>& given) const;
+
+    /// The context of App Store Connect's that a pull is of: `given`, else the one selected last where it is
+    /// still there, else the first worth working on. Throws `MetadataError` when `given` is not among them.
+    [[nodiscard]] static PlatformContext choose(const std::vector<PlatformContext>& contexts,
+                                                const std::optional<std::string>& given,
+                                                const std::optional<std::string>& selected);
+
+    /// Throws `MetadataError` when contexts were saved and none of them is of these versions: the folder is
+    /// another app's.
+    void requireSameApp(const std::vector<std::string>& versionIDs, std::string_view appName) const;
+
+  private:
+    MetadataFolder folder_;
+    std::optional<PersistedContexts> saved_;
+};
+
+} // namespace quorvel

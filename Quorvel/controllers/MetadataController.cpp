@@ -1,0 +1,220 @@
+#include "Quorvel/controllers/MetadataController.h"
+
+#include "Core/metadata/FolderTurn.h"
+#include "Core/metadata/MetadataDiff.h"
+#include "Core/metadata/MetadataError.h"
+#include "Core/metadata/OlderLayout.h"
+#include "Platform/task/Task.h"
+#include "Platform/text/Text.h"
+#include "Quorvel/controllers/AppContexts.h"
+#include "Quorvel/controllers/MetadataControllerOperation.h"
+#include "Quorvel/workspace/AppFolder.h"
+#include "Quorvel/workspace/WorkspaceIndex.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+
+namespace quorvel {
+
+namespace {
+
+std::string failureText(MetadataOperation kind, std::string_view problem) {
+    if (kind == MetadataOperation::pull) return fmt::format("Pull failed: {}", problem);
+    if (kind == MetadataOperation::push) return fmt::format("Push failed: {}", problem);
+    return std::string(problem);
+}
+
+// Locale folders that a named folder happens to hold, of another tool perhaps, are not ours to move; those
+// that were pulled have their copies beside them.
+bool wasPulledInOlderLayout(const MetadataFolder& appFolder) {
+    return std::ranges::any_of(RawValues<ASCPlatform>::values, [&](const auto& platform) {
+        return isFolder({appFolder.platformFolder(platform.first).textsFolder(TextSide::pulled)});
+    });
+}
+
+void carryOver(const MetadataFolder& appFolder) {
+    try {
+        (void)carryOverOlderLayout(appFolder);
+    } catch (const FileError& error) {
+        throw OperationRefused(Refusal::folderUnavailable, error.what());
+    }
+}
+
+// The part of the state that is read from a context's folder.
+void readTree(MetadataState& state, const MetadataFolder& folder, const std::vector<ManagedLocale>& managed) {
+    state.grid = {};
+    state.changes.clear();
+    state.missingLocales.clear();
+    state.pulledLocales = 0;
+    if (!isFolder(folder)) return;
+    const MetadataStore store(folder);
+    const LocaleTexts local = store.readAll();
+    const LocaleTexts pulled = store.readAll(TextSide::pulled);
+    state.grid = MetadataSnapshot::of(local);
+    state.pulledLocales = pulled.size();
+    state.changes = MetadataDiff::compare(pulled, local);
+    std::erase_if(state.changes,
+                  [&](const PendingChange& change) { return state.disabledLocales.contains(change.locale); });
+    for (const ManagedLocale& locale : managed)
+        if (locale.enabled && !local.contains(locale.code)) state.missingLocales.push_back(locale.code);
+}
+
+} // namespace
+
+FileLock takeTurnOf(const MetadataFolder& appFolder, std::string_view what) {
+    try {
+        return takeTurn(appFolder, what);
+    } catch (const FileError& error) {
+        throw OperationRefused(Refusal::folderUnavailable, error.what());
+    }
+}
+
+MetadataController::Operation::Operation(MetadataController& controller, MetadataOperation kind)
+    : controller_(controller) {
+    if (controller_.busy_.exchange(true)) throw OperationRefused(Refusal::operationRunning);
+    controller_.published_.update([&](MetadataState& state) {
+        state.running = kind;
+        state.status.clear();
+        state.progress.reset();
+        state.error.reset();
+    });
+}
+
+MetadataController::Operation::~Operation() {
+    controller_.published_.update([&](MetadataState& state) {
+        state.running.reset();
+        state.progress.reset();
+        if (error_) state.status.clear();
+        state.error = error_;
+        controller_.busy_ = false; // before anybody is woken, who may begin the next operation then
+    });
+}
+
+void MetadataController::Operation::status(std::string text) {
+    controller_.published_.update([&](MetadataState& state) { state.status = std::move(text); });
+}
+
+void MetadataController::Operation::progress(std::size_t done, std::size_t total) {
+    controller_.published_.update([&](MetadataState& state) {
+        state.progress = MetadataState::Progress{done, total};
+    });
+}
+
+MetadataController::MetadataController(Parts parts)
+    : parts_(std::move(parts)), apps_(parts_.container, parts_.clock) {}
+
+MetadataController::~MetadataController() = default;
+
+void MetadataController::run(MetadataOperation kind, const std::function<void(Operation&)>& work) {
+    Operation operation(*this, kind);
+    try {
+        work(operation);
+    } catch (const CancellationError& cancelled) {
+        operation.status(cancelled.what());
+        throw;
+    } catch (const OperationRefused& refusal) {
+        operation.endWithError(refusal.what());
+        throw;
+    } catch (const std::exception& error) {
+        operation.endWithError(failureText(kind, error.what()));
+        throw;
+    }
+}
+
+ManagedApp MetadataController::record() const {
+    auto app = apps_.find(parts_.appID);
+    if (!app)
+        throw MetadataError("The app is no longer among the imported ones. Import it again.", {},
+                            "UNKNOWN_APP");
+    return *std::move(app);
+}
+
+MetadataFolder MetadataController::folderOf(const ManagedApp& app) const {
+    MetadataFolder folder;
+    try {
+        folder = parts_.folder ? *parts_.folder : appFolderOf(app, parts_.home, apps_);
+    } catch (const MetadataError& error) {
+        throw OperationRefused(app.metadataFolderBookmark ? Refusal::folderNotResolved
+                                                          : Refusal::folderUnavailable,
+                               error.what());
+    }
+    if (wasPulledInOlderLayout(folder)) carryOver(folder);
+    return folder;
+}
+
+MetadataController::Target MetadataController::targetOfTransfer() const {
+    ManagedApp app = record();
+    if (isBlank(app.appStoreId)) throw OperationRefused(Refusal::noAppStoreID);
+    MetadataFolder folder = folderOf(app);
+    return {std::move(app), std::move(folder)};
+}
+
+MetadataFolder MetadataController::folder() const {
+    return folderOf(record());
+}
+
+LocaleSet MetadataController::disabledLocales() const {
+    LocaleSet disabled;
+    for (const ManagedLocale& locale : apps_.locales(parts_.appID))
+        if (!locale.enabled) disabled.insert(locale.code);
+    return disabled;
+}
+
+void MetadataController::show(const Target& target) {
+    const AppContexts contexts(target.folder, parts_.clock);
+    const auto managed = apps_.locales(target.app.id);
+    const auto selected = contexts.known(std::nullopt);
+    MetadataState read;
+    read.disabledLocales = disabledLocales();
+    if (selected) readTree(read, target.folder.contextFolder(*selected), managed);
+    published_.update([&](MetadataState& state) {
+        state.contexts = contexts.saved() ? contexts.saved()->contexts : std::vector<PlatformContext>();
+        state.selectedContextId = selected ? std::optional(selected->text()) : std::nullopt;
+        state.grid = std::move(read.grid);
+        state.changes = std::move(read.changes);
+        state.pulledLocales = read.pulledLocales;
+        state.missingLocales = std::move(read.missingLocales);
+        state.disabledLocales = std::move(read.disabledLocales);
+    });
+}
+
+void MetadataController::showResult(const Target& target) {
+    try {
+        show(target);
+    } catch (const std::exception& error) {
+        // What was done is done, and its report must reach the caller.
+        logger_.warning(fmt::format("The state was not read anew: {}", error.what()));
+    }
+}
+
+void MetadataController::refresh() {
+    const ManagedApp app = record();
+    show({app, folderOf(app)});
+}
+
+void MetadataController::selectContext(std::string_view contextID) {
+    if (busy_.exchange(true)) throw OperationRefused(Refusal::operationRunning);
+    const std::unique_ptr<std::atomic<bool>, void (*)(std::atomic<bool>*)> claim(
+        &busy_, [](std::atomic<bool>* busy) { *busy = false; });
+    const ManagedApp app = record();
+    const MetadataFolder folder = folderOf(app);
+    const FileLock turn = takeTurnOf(folder, "a choice of context");
+    const AppContexts contexts(folder, parts_.clock);
+    const auto saved = contexts.saved().value_or(PersistedContexts{});
+    (void)AppContexts::choose(saved.contexts, std::string(contextID), std::nullopt);
+    // The moment stays that of the last pull, which it stands for.
+    ContextsStore(folder, [&] { return saved.lastUpdated; }).save(saved.contexts, std::string(contextID));
+    show({app, folder});
+}
+
+void MetadataController::saveContexts(const MetadataFolder& folder,
+                                      const std::vector<PlatformContext>& contexts,
+                                      const std::optional<std::string>& selected) const {
+    ContextsStore(folder, parts_.clock).save(contexts, selected);
+    if (parts_.notifications)
+        parts_.notifications->post(
+            {std::string(metadataContextsPersistedNotification), {{"app", parts_.appID}}});
+}
+
+} // namespace quorvel

@@ -1,0 +1,113 @@
+#include "Core/metadata/FolderTurn.h"
+#include "Core/metadata/Locales.h"
+#include "Core/metadata/MetadataError.h"
+#include "Core/metadata/MetadataTexts.h"
+#include "Platform/text/Text.h"
+#include "Quorvel/controllers/AppContexts.h"
+#include "Quorvel/controllers/MetadataControllerOperation.h"
+
+#include <fmt/format.h>
+
+namespace quorvel {
+
+namespace {
+
+// For others who wait.
+std::string_view describe(MetadataOperation kind) {
+    switch (kind) {
+    case MetadataOperation::importTexts:
+        return "an import";
+    case MetadataOperation::tidy:
+        return "a tidy-up";
+    default:
+        return "a change";
+    }
+}
+
+void requireAppStoreLocale(std::string_view locale) {
+    if (isAppStoreLocale(locale)) return;
+    const auto nearest = nearestAppStoreLocale(locale);
+    throw MetadataError(fmt::format("\"{}\" is no App Store locale.{}", escapeControls(locale),
+                                    nearest ? fmt::format(" Did you mean {}?", *nearest) : ""),
+                        {{}, std::string(locale), {}}, "INVALID_LOCALE");
+}
+
+} // namespace
+
+ContextID MetadataController::contextForLocale(const Target& target, const std::optional<std::string>& given,
+                                               Run run) const {
+    if (const auto known = AppContexts(target.folder, parts_.clock).known(given)) return *known;
+    if (isBlank(target.app.appStoreId)) throw OperationRefused(Refusal::noAppStoreID);
+    const auto contexts = contextsOf(parts_.client()->listAppStoreVersions(target.app.appStoreId));
+    if (contexts.empty()) throw OperationRefused(Refusal::noVersions);
+    const PlatformContext chosen = AppContexts::choose(contexts, std::nullopt, std::nullopt);
+    if (run == Run::perform) saveContexts(target.folder, contexts, chosen.id());
+    return chosen.contextID();
+}
+
+MetadataController::AddedLocale
+MetadataController::addLocale(std::string_view locale, const std::optional<std::string>& context, Run run) {
+    AddedLocale added;
+    this->run(MetadataOperation::addLocale, [&](Operation& operation) {
+        requireAppStoreLocale(locale);
+        const ManagedApp app = record();
+        const Target target{app, folderOf(app)};
+        std::optional<FileLock> turn;
+        if (run == Run::perform) turn = takeTurnOf(target.folder, "the addition of a locale");
+        const MetadataStore store(target.folder.contextFolder(contextForLocale(target, context, run)));
+        const auto folder = store.folder().localeFolder(locale);
+        added = {std::string(locale), folder.native(), isFolder({folder})};
+        if (run == Run::rehearse) return;
+        try {
+            store.createLocaleLocally(locale);
+        } catch (const FileError& error) {
+            logger_.error(fmt::format("Add locale failed: {}", error.what()));
+            throw MetadataError(localeFolderFailedText(error.what()), {folder, std::string(locale), {}});
+        }
+        apps_.addMissingLocales(app.id, std::vector{std::string(locale)});
+        operation.status(fmt::format("Added {}", locale));
+        showResult(target);
+    });
+    return added;
+}
+
+void MetadataController::perform(MetadataOperation operation, const std::function<void()>& work) {
+    run(operation, [&](Operation&) {
+        const ManagedApp app = record();
+        const Target target{app, folderOf(app)};
+        const FileLock turn = takeTurnOf(target.folder, describe(operation));
+        work();
+        showResult(target);
+    });
+}
+
+MetadataController::RevertReport MetadataController::revert(std::string_view sessionId, Run run) {
+    RevertReport report;
+    this->run(MetadataOperation::revert, [&](Operation& operation) {
+        const auto entries = PushHistory(parts_.container).entriesOfRun(parts_.appID, sessionId);
+        if (entries.empty())
+            throw MetadataError(
+                fmt::format("There is no push \"{}\" in this app's history.", escapeControls(sessionId)), {},
+                "UNKNOWN_RUN");
+        const PlatformContext ofRun = contextOfRun(entries);
+        const ManagedApp app = record();
+        const Target target{app, folderOf(app)};
+        const MetadataStore store(target.folder.contextFolder(ofRun.contextID()));
+        if (!isFolder(store.folder())) throw MetadataError::notAFolder(store.folder().rootURL);
+        std::optional<FileLock> turn;
+        if (run == Run::perform) turn = takeTurnOf(target.folder, "a revert");
+        report = revertEntries(entries, store, disabledLocales(), parts_.clock(), run);
+        const auto now = AppContexts(target.folder, parts_.clock).savedContext(ofRun.contextID());
+        report.context = now.value_or(ofRun);
+        if (now && now->versionString != ofRun.versionString)
+            report.warnings.insert(report.warnings.begin(),
+                                   fmt::format("The push was of version {}; {} is now {}.",
+                                               ofRun.versionString, ofRun.id(), now->versionString));
+        if (run == Run::rehearse) return;
+        operation.status(fmt::format("Reverted {} fields", report.reverted.size()));
+        showResult(target);
+    });
+    return report;
+}
+
+} // namespace quorvel

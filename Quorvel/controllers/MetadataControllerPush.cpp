@@ -1,0 +1,156 @@
+#include "Core/metadata/FolderTurn.h"
+#include "Core/metadata/LocalizationWriter.h"
+#include "Core/metadata/MetadataDiff.h"
+#include "Core/metadata/MetadataError.h"
+#include "Platform/crypto/Digest.h"
+#include "Platform/text/Text.h"
+#include "Quorvel/controllers/AppContexts.h"
+#include "Quorvel/controllers/MetadataControllerOperation.h"
+
+#include <fmt/format.h>
+#include <fmt/ranges.h>
+
+#include <algorithm>
+
+namespace quorvel {
+
+namespace {
+
+[[noreturn]] void refuseReadOnly(std::string_view appStoreState) {
+    throw OperationRefused(Refusal::readOnlyContext,
+                           appStoreState.empty() ? "" : MetadataError::readOnlyContext(appStoreState).what());
+}
+
+// The context whose texts are pushed; the answer of App Store Connect decides on all others than live ones.
+ContextID contextToPush(const AppContexts& contexts, const MetadataFolder& appFolder,
+                        const std::optional<std::string>& given) {
+    const auto context = contexts.known(given);
+    if (!context) throw OperationRefused(Refusal::noContextSelected);
+    const MetadataFolder folder = appFolder.contextFolder(*context);
+    if (!isFolder(folder))
+        throw OperationRefused(
+            Refusal::noContextSelected,
+            fmt::format("{} has not been pulled", escapeControls(folder.rootURL.native())));
+    if (context->stateClass == AppStoreVersionStateClass::live) {
+        const auto saved = contexts.savedContext(*context);
+        refuseReadOnly(saved ? saved->appStoreState : "");
+    }
+    return *context;
+}
+
+void requireLocales(const MetadataStore& store, const std::vector<std::string>& locales) {
+    const auto onDisk = store.localesOnDisk();
+    for (const std::string& locale : locales)
+        if (!std::ranges::binary_search(onDisk, locale))
+            throw MetadataError(
+                fmt::format("There is no locale \"{}\" in {}. There are {}.", escapeControls(locale),
+                            escapeControls(store.folder().rootURL.native()), fmt::join(onDisk, ", ")),
+                {store.folder().rootURL, locale, {}}, "UNKNOWN_LOCALE");
+}
+
+PlatformContext contextOnService(const ASCList<AppStoreVersionAttributes>& versions, const ContextID& context,
+                                 const AppContexts& contexts, const ManagedApp& app) {
+    const auto found = contextsOf(versions);
+    if (found.empty()) throw OperationRefused(Refusal::noVersions);
+    std::vector<std::string> versionIDs;
+    for (const auto& version : versions)
+        versionIDs.push_back(version.id);
+    contexts.requireSameApp(versionIDs, app.displayName);
+    PlatformContext current = AppContexts::choose(found, context.text(), std::nullopt);
+    if (!current.takesPushes()) refuseReadOnly(current.appStoreState);
+    return current;
+}
+
+} // namespace
+
+MetadataController::PushPreparation
+MetadataController::preparePush(const PushFilter& filter, const std::optional<std::string>& context) {
+    PushPreparation preparation;
+    run(MetadataOperation::push, [&](Operation& operation) {
+        const Target target = targetOfTransfer();
+        const AppContexts contexts(target.folder, parts_.clock);
+        const ContextID wanted = contextToPush(contexts, target.folder, context);
+        const MetadataStore store(target.folder.contextFolder(wanted));
+        requireLocales(store, filter.locales);
+        operation.status(std::string(discoveringText));
+        const auto client = parts_.client();
+        preparation.context = contextOnService(client->listAppStoreVersions(target.app.appStoreId), wanted,
+                                               contexts, target.app);
+        MetadataPusher(*client, store).requireChangeable(preparation.context);
+        preparation.changes = MetadataDiff::compare(store);
+        preparation.selection = selectForPush(preparation.changes, filter, disabledLocales());
+        operation.status({});
+        if (preparation.changes.empty()) throw NothingToPush(Refusal::noPendingChanges, preparation);
+        if (preparation.selection.chosen.empty()) throw NothingToPush(Refusal::nothingSelected, preparation);
+    });
+    return preparation;
+}
+
+std::vector<PlannedRequest> MetadataController::planPush(const PushPreparation& preparation) {
+    std::vector<PlannedRequest> requests;
+    run(MetadataOperation::push, [&](Operation& operation) {
+        const Target target = targetOfTransfer();
+        operation.status("Resolving ASC IDs…");
+        const auto client = parts_.client();
+        const MetadataStore store(target.folder.contextFolder(preparation.context.contextID()));
+        requests = MetadataPusher(*client, store, target.app.displayName)
+                       .plan(target.app.appStoreId, preparation.context, preparation.selection.chosen);
+        operation.status({});
+    });
+    return requests;
+}
+
+MetadataController::PushResult MetadataController::push(const PushPreparation& preparation) {
+    PushResult result{makeUUID(), {}, {}};
+    run(MetadataOperation::push, [&](Operation& operation) {
+        const Target target = targetOfTransfer();
+        if (preparation.selection.chosen.empty()) throw NothingToPush(Refusal::nothingSelected, preparation);
+        const FileLock turn = takeTurnOf(target.folder, "a push");
+        operation.status("Resolving ASC IDs…");
+        const auto client = parts_.client();
+        const MetadataStore store(target.folder.contextFolder(preparation.context.contextID()));
+        result.outcomes = MetadataPusher(*client, store, target.app.displayName)
+                              .push(
+                                  target.app.appStoreId, preparation.context, preparation.selection.chosen,
+                                  [&](std::size_t done, std::size_t total) {
+                                      if (done == 0) operation.status("Pushing…");
+                                      operation.progress(done, total);
+                                  },
+                                  [&](const std::vector<PushOutcome>& outcomes) {
+                                      recordOutcomes(preparation, result.sessionId, outcomes);
+                                  });
+        result.report = pushReport(result.outcomes);
+        operation.status(result.report);
+        published_.update([&](MetadataState& state) { state.lastPush = result.outcomes; });
+        showResult(target);
+    });
+    return result;
+}
+
+void MetadataController::recordOutcomes(const PushPreparation& preparation, const std::string& sessionId,
+                                        const std::vector<PushOutcome>& outcomes) const {
+    const PlatformContext& context = preparation.context;
+    std::vector<PushHistoryEntry> entries;
+    for (const PushOutcome& outcome : outcomes) {
+        if (outcome.errorMessage == notSentText) continue; // cancelled before it was tried
+        entries.push_back({.timestamp = parts_.clock(),
+                           .locale = outcome.change.locale,
+                           .fieldType = std::string(rawValue(outcome.change.field)),
+                           .previousValue = outcome.change.remote,
+                           .newValue = std::string(outcome.change.textToSend()),
+                           .success = outcome.success,
+                           .errorMessage = outcome.errorMessage,
+                           .sessionId = sessionId,
+                           .versionString = context.versionString,
+                           .platform = std::string(rawValue(context.platform)),
+                           .stateClass = std::string(rawValue(context.stateClass)),
+                           .app = parts_.appID});
+    }
+    try {
+        PushHistory(parts_.container).record(entries);
+    } catch (const std::exception& error) {
+        logger_.error(fmt::format("Failed to save push history: {}", error.what()));
+    }
+}
+
+} // namespace quorvel
