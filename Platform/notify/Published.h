@@ -30,15 +30,19 @@ class Published {
         return state_;
     }
     void publish(State state) {
-        replace(std::move(state));
+        {
+            const std::lock_guard turn(updating_);
+            replace(std::move(state));
+        }
         changed_.post({"changed", {}});
     }
-    /// Publishes a copy of the current state that `change` was applied to. Observers are woken when the next
-    /// update may begin, so that one may update in turn.
+    /// Publishes a copy of the current state that `change` was applied to. One change is made at a time, also
+    /// if it takes long; one that throws changes nothing. `change` must not publish here itself; observers
+    /// may, as they are woken afterwards.
     template <typename Change>
     void update(Change&& change) {
         {
-            const std::lock_guard turn(updating_); // two updates must not each start from the same state
+            const std::lock_guard turn(updating_); // two must not each start from the same state
             State copy = *current();
             std::forward<Change>(change)(copy);
             replace(std::move(copy));
@@ -58,7 +62,7 @@ class Published {
         state_.swap(next);
     }
 
-    mutable std::mutex mutex_;
+    mutable std::mutex mutex_; // of state_
     std::mutex updating_;
     std::shared_ptr<const State> state_;
     NotificationCenter changed_;

@@ -4,6 +4,7 @@
 #include "Quorvel/controllers/MetadataController.h"
 
 #include <functional>
+#include <future>
 #include <map>
 #include <memory>
 #include <mutex>
@@ -22,22 +23,26 @@ struct AppSession {
     AppTab selectedTab = AppTab::metadata;
 };
 
-/// App (id of its record) → session. Thread-safe; a session is made once, also when several threads ask.
+/// App (id of its record) → session. Thread-safe.
 class AppSessionStore {
   public:
+    /// Makes the session of an app; may ask for other apps' sessions, not for the one that it makes.
     using Factory = std::function<std::shared_ptr<AppSession>(std::string_view appID)>;
 
     explicit AppSessionStore(Factory factory);
 
-    /// The app's session, made when it is first asked for. Throws what the factory throws.
+    /// The app's session, made when it is first asked for; who asks meanwhile waits for it. Throws what the
+    /// factory throws, and the next who asks tries again.
     [[nodiscard]] std::shared_ptr<AppSession> session(std::string_view appID);
-    /// Forgets the session of an app that was removed.
+    /// Forgets the session of an app that was removed; those who have it keep it.
     void forget(std::string_view appID);
 
   private:
+    using Making = std::shared_future<std::shared_ptr<AppSession>>;
+
     Factory factory_;
     std::mutex mutex_;
-    std::map<std::string, std::shared_ptr<AppSession>, std::less<>> sessions_;
+    std::map<std::string, std::shared_ptr<const Making>, std::less<>> sessions_;
 };
 
 } // namespace quorvel

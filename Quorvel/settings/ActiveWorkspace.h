@@ -16,7 +16,8 @@ class ActiveWorkspace {
 
     explicit ActiveWorkspace(std::shared_ptr<UserDefaults> defaults);
 
-    /// The id that was chosen last; the workspace may be gone by now.
+    /// The id that was chosen last; the workspace may be gone by now. Nothing, and a line in the log, when
+    /// the settings cannot be read.
     [[nodiscard]] std::optional<std::string> id() const;
     /// Remembers a choice, or forgets it. A failure is logged as "Couldn't save active workspace: " and the
     /// error; whether it was stored.

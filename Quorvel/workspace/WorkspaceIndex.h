@@ -30,15 +30,18 @@ inline constexpr std::string_view selectAppRequestedNotification = "Quorvel.sele
 class WorkspaceIndex {
   public:
     struct Summary {
-        /// In the order in which the home screen groups its rows.
+        /// In the order in which the home screen groups its rows: something waits for the developer; a
+        /// version is on its way through Apple's hands; all is on sale; nothing is known.
         enum class Bucket { attention, inReview, live, notPulled };
 
-        std::string appID;                       // of the app's record
-        std::optional<PlatformContext> headline; // the context whose state heads the app's row
-        std::vector<PlatformContext> contexts;   // as they were saved at the last pull
-        std::optional<Date> lastUpdated;         // when that was
+        std::string appID; // of the app's record
+        std::optional<PlatformContext>
+            headline;                          // the first that put the app into its bucket, next before live
+        std::vector<PlatformContext> contexts; // as they were saved at the last pull
+        std::optional<Date> lastUpdated;       // when that was
         QUORVEL_RECORD(Summary, appID, headline, contexts, lastUpdated)
 
+        /// The first bucket that one of the contexts falls into.
         [[nodiscard]] Bucket bucket() const;
         /// How many contexts wait for the developer.
         [[nodiscard]] std::int64_t attentionCount() const;
@@ -54,12 +57,13 @@ class WorkspaceIndex {
                    std::shared_ptr<NotificationCenter> notifications);
     ~WorkspaceIndex();
 
-    [[nodiscard]] std::shared_ptr<const State> state() const { return published_.current(); }
+    [[nodiscard]] std::shared_ptr<const State> state() const;
     NotificationCenter::Subscription observe(Executor executor, std::function<void()> wake);
 
-    /// Reads the saved contexts of every app anew. Blocking.
+    /// Reads the saved contexts of every app anew; an app whose folder or contexts cannot be read is
+    /// `notPulled`. Blocking. Throws `StoreError`, `CancellationError`; the state is unchanged then.
     void rebuild();
-    /// Reads those of one app; forgets an app that is gone.
+    /// Reads those of one app; forgets an app that is gone. Throws like the other.
     void rebuild(std::string_view appID);
 
     /// The summary of an app's saved contexts.
@@ -67,12 +71,9 @@ class WorkspaceIndex {
                                            const std::optional<PersistedContexts>& persisted);
 
   private:
-    [[nodiscard]] Summary read(const ManagedApp& app) const;
+    class Reader;
 
-    AppRecords apps_;
-    Home home_;
-    Clock clock_;
-    Published<State> published_;
+    std::shared_ptr<Reader> reader_; // also held by a notification that is being delivered
     NotificationCenter::Subscription subscription_;
 };
 

@@ -1,0 +1,54 @@
+#include "Core/metadata/MetadataError.h"
+#include "Platform/log/Log.h"
+#include "Tests/Quorvel/workspace/WorkspaceFixture.h"
+
+namespace quorvel::test {
+namespace {
+
+using testing::HasSubstr;
+using AppFolder = WorkspaceFixture;
+
+TEST_F(AppFolder, isTheDefaultOneUntilAnotherIsChosen) {
+    const ManagedApp app = addApp("notes");
+    EXPECT_EQ(appFolderOf(app, home, apps).rootURL, home.documents() / "Brevant/notes");
+    EXPECT_FALSE(std::filesystem::exists(home.documents()));
+    const ManagedApp chosen = chooseAppFolder(app, {folder / "my texts/notes"}, apps);
+    EXPECT_EQ(chosen, apps.find(app.id));
+    EXPECT_EQ(appFolderOf(chosen, home, apps).rootURL, folder / "my texts/notes");
+    EXPECT_TRUE(std::filesystem::is_directory(folder / "my texts/notes"));
+
+    writeFileAtomically(folder / "file", "");
+    const LogCapture log;
+    EXPECT_THROW(chooseAppFolder(app, {folder / "file/notes"}, apps), FileError);
+    EXPECT_THAT(log.text(), HasSubstr("Could not create metadata folder "));
+    EXPECT_EQ(apps.find(app.id), chosen);
+}
+
+TEST_F(AppFolder, isFollowedWhenItMovesAndItsBookmarkRenewed) {
+    ManagedApp app = chooseAppFolder(addApp("notes"), {folder / "trees/notes"}, apps);
+    save(app, {});
+    const ManagedApp old = app;
+    app.brandVoice = "calm"; // since the copy that is asked about was read
+    app = apps.update(app);
+    std::filesystem::rename(folder / "trees/notes", folder / "trees/renamed");
+    const LogCapture log;
+    EXPECT_EQ(appFolderOf(old, home, apps).rootURL, folder / "trees/renamed");
+    EXPECT_THAT(log.text(),
+                HasSubstr("Wrote fresh bookmark for notes → " + (folder / "trees/renamed").native()));
+    const ManagedApp now = apps.find(app.id).value();
+    EXPECT_EQ(now.brandVoice, "calm");
+    EXPECT_NE(now.metadataFolderBookmark, old.metadataFolderBookmark);
+    const std::string before = log.text();
+    EXPECT_EQ(appFolderOf(now, home, apps).rootURL, folder / "trees/renamed");
+    EXPECT_EQ(log.text(), before); // nothing left to renew
+
+    std::filesystem::rename(folder / "trees/renamed", folder / "trees/again");
+    ASSERT_TRUE(apps.remove(app.id));
+    EXPECT_EQ(appFolderOf(now, home, apps).rootURL, folder / "trees/again");
+    EXPECT_THAT(log.text(), HasSubstr("Could not store the new bookmark of notes: "));
+    std::filesystem::remove_all(folder / "trees");
+    EXPECT_THROW((void)appFolderOf(now, home, apps), MetadataError);
+}
+
+} // namespace
+} // namespace quorvel::test
