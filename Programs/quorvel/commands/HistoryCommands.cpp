@@ -94,9 +94,8 @@ struct RunRecord {
 void printEntry(Output& output, const PushHistoryEntry& entry) {
     const auto field = fromRawValue<FieldType>(entry.fieldType);
     if (!field) return; // of a field that this version of the program does not know
-    const std::string text =
-        entry.success ? "pushed" : fmt::format("FAILED: {}", entry.errorMessage.value_or("no reason given"));
-    printTextChange(output, {entry.locale, *field}, text, wordDiff(entry.previousValue, entry.newValue));
+    printTextChange(output, {entry.locale, *field}, entry.success ? "pushed" : "FAILED",
+                    wordDiff(entry.previousValue, entry.newValue), entry.errorMessage.value_or(""));
 }
 
 ExitStatus showRun(Invocation& invocation) {
