@@ -46,7 +46,8 @@ TEST_F(HomeCommand, groupsTheAppsByWhatTheyNeed) {
     const auto home = run({});
     EXPECT_EQ(server.requests().size(), 0u);
     EXPECT_THAT(home.out, HasSubstr("My apps · 3 apps · 3 versions need attention"));
-    EXPECT_THAT(home.out, testing::ContainsRegex("Garden Journal +ios/next +3.5 .*1 local edit +just now"));
+    EXPECT_THAT(home.out,
+                testing::ContainsRegex("Garden Journal  pulled just now · 1 local edit\n +ios/next +3.5 "));
     EXPECT_THAT(home.out, testing::ContainsRegex("\n +macos/next +3.5 +PREPARE_FOR_SUBMISSION"));
     EXPECT_LT(home.out.find("Needs attention"), home.out.find("In review"));
     EXPECT_EQ(*document({}).find("attentionCount")->integer(), 3);

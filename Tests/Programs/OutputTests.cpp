@@ -49,6 +49,10 @@ TEST_F(OutputOfCommands, keepsWhatIsTypedAgainWholeOnANarrowTerminal) {
     EXPECT_THAT(versions, HasSubstr("\x1b[32mREADY_FOR_SALE"));
 
     ASSERT_EQ(pull().status, 0);
+    for (const std::vector<std::string>& words :
+         {std::vector<std::string>{"--no-color"}, {"workspaces", "--no-color"}, {"history", "--no-color"}})
+        expectNarrow(onTerminal(words));
+    EXPECT_THAT(onTerminal({"apps", "--no-color"}), HasSubstr("Mosswick: Garden Journal  mosswick-garden-"));
     write("de-DE", "subtitle.txt", "Eins");
     write("de-DE", "promotional_text.txt", std::string(170, 'x') + "\n\n");
     const std::string status = onTerminal({"status", "--folder", "texts", "--no-color"});
