@@ -123,8 +123,12 @@ void ModelContainer::read(const std::function<void(Database&)>& work) const {
     try {
         work(connection_->database);
     } catch (const StoreError& error) {
-        if (error.kind() == Kind::damaged) demandCheck(StoreFiles(file_.parent_path()));
-        throw;
+        if (error.kind() != Kind::damaged) throw;
+        demandCheck(StoreFiles(file_.parent_path()));
+        throw StoreError(Kind::damaged,
+                         fmt::format("{}. Start the program again: the store is checked then, and made anew "
+                                     "when it cannot be used.",
+                                     error.what()));
     }
 }
 

@@ -131,12 +131,16 @@ Database::Database(const std::filesystem::path& file, std::chrono::milliseconds 
     keepPrivate(state_->file);
     sqlite3_busy_handler(connection, &Patience::waitOn, &state_->patience);
     state_->execute("PRAGMA journal_mode = WAL; PRAGMA synchronous = NORMAL; PRAGMA foreign_keys = ON;"
-                    "PRAGMA trusted_schema = OFF; PRAGMA cell_size_check = ON");
+                    "PRAGMA cell_size_check = ON");
 }
 
 Database::~Database() = default;
 Database::Database(Database&&) noexcept = default;
 Database& Database::operator=(Database&&) noexcept = default;
+
+const std::filesystem::path& Database::file() const {
+    return state_->file;
+}
 
 void Database::execute(std::string_view sql) {
     state_->execute(std::string(sql).c_str());

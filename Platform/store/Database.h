@@ -40,6 +40,8 @@ class Database {
     Database(Database&&) noexcept;
     Database& operator=(Database&&) noexcept;
 
+    [[nodiscard]] const std::filesystem::path& file() const;
+
     /// Runs statements without results, separated by semicolons.
     void execute(std::string_view sql);
     /// Runs one statement; the number of rows that it changed.
