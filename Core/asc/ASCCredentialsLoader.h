@@ -19,6 +19,7 @@ struct ASCCredentialsLoader {
         std::string keyID;
         std::string issuerID;
         std::string privateKeyPEM;
+        bool operator==(const RawCredentials&) const = default;
     };
 
     KeychainStore keychain;

@@ -73,7 +73,9 @@ std::span<const ArgumentSpec> globalArguments() {
         {"--no-color", "", "No colours"},
         {"--yes", "", "Answer every question with yes"},
         {"--dry-run", "", "Show the changes that would be made and make none"},
-        {"--app", "ID", "The app: bundle id, App Store id, or the short name that 'apps --remote' shows"},
+        {"--workspace", "NAME", "The workspace to work in, instead of the active one"},
+        {"--app", "ID",
+         "The app: bundle id, App Store id, short name or name; the only recorded one when left out"},
         {"--context",
          "PLATFORM/SLOT",
          "The version to work on: ios, macos, tvos or visionos, and next or live, such as ios/next. Each is "
@@ -102,6 +104,7 @@ GlobalOptions GlobalOptions::from(const Arguments& arguments) {
             .dryRun = arguments.has("--dry-run"),
             .home = arguments.value("--home"),
             .endpoints = arguments.value("--endpoints"),
+            .workspace = arguments.value("--workspace"),
             .app = arguments.value("--app"),
             .context = arguments.value("--context"),
             .keyID = arguments.value("--key-id"),

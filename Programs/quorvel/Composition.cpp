@@ -22,8 +22,20 @@ Home homeFor(const GlobalOptions& global, const Surroundings& surroundings) {
 
 } // namespace
 
-Composition::Composition(const GlobalOptions& global, const Surroundings& surroundings)
-    : global_(global), surroundings_(surroundings), home_(homeFor(global, surroundings)) {}
+// A client and the view of it that commands have.
+struct Composition::Connection {
+    Connection(ASCClient::Parts parts, CommandClient::Changes changes)
+        : client(std::move(parts)), command(client, changes) {}
+    ASCClient client;
+    CommandClient command;
+};
+
+Composition::Composition(const GlobalOptions& global, const Surroundings& surroundings, Output& output)
+    : global_(global),
+      surroundings_(surroundings),
+      output_(output),
+      home_(homeFor(global, surroundings)),
+      sessions_([this](std::string_view appID) { return openSession(appID); }) {}
 
 const Endpoints& Composition::endpoints() {
     if (!endpoints_) {
@@ -49,22 +61,74 @@ std::shared_ptr<URLSession> Composition::session() {
     return session_;
 }
 
-const Credentials& Composition::credentials() {
-    if (!credentials_) credentials_ = resolveCredentials(global_, surroundings_, home_, keychain());
-    return *credentials_;
+Credentials Composition::credentials(const KeyOwner& owner) {
+    const std::lock_guard lock(mutex_);
+    return resolve(owner);
 }
 
-const CommandClient& Composition::client() {
-    if (!client_) {
-        const auto tokens = std::make_shared<ASCTokenProvider>(makeAuth(credentials().texts), clock());
-        tokens->setClockCorrection(clockCorrection());
-        client_.emplace(ASCClient::Parts{.baseURL = endpoints().appStoreConnectOrDefault(),
-                                         .http = std::make_shared<URLSessionHTTPClient>(session()),
-                                         .tokens = tokens});
-        commandClient_.emplace(*client_, global_.dryRun ? CommandClient::Changes::rehearse
-                                                        : CommandClient::Changes::send);
+Credentials Composition::resolve(const KeyOwner& owner) {
+    // Standard input, where a key may come from, can be read once only.
+    for (const auto& [known, credentials] : credentials_)
+        if (credentials.wasGiven || known == owner) return credentials;
+    return credentials_[owner] = resolveCredentials(global_, surroundings_, home_, keychain(), owner);
+}
+
+std::shared_ptr<const CommandClient> Composition::client(const KeyOwner& owner) {
+    const std::lock_guard lock(mutex_);
+    const Credentials used = resolve(owner);
+    std::shared_ptr<Connection> connection;
+    for (const auto& [credentials, known] : connections_)
+        if (credentials.texts == used.texts) connection = known;
+    if (!connection) connection = connections_.emplace_back(used, connect(used)).second;
+    return {connection, &connection->command};
+}
+
+std::shared_ptr<Composition::Connection> Composition::connect(const Credentials& credentials) {
+    const auto tokens = std::make_shared<ASCTokenProvider>(makeAuth(credentials.texts), clock());
+    tokens->setClockCorrection(clockCorrection());
+    return std::make_shared<Connection>(
+        ASCClient::Parts{.baseURL = endpoints().appStoreConnectOrDefault(),
+                         .http = std::make_shared<URLSessionHTTPClient>(session()),
+                         .tokens = tokens},
+        global_.dryRun ? CommandClient::Changes::rehearse : CommandClient::Changes::send);
+}
+
+bool Composition::hasRecords() const {
+    std::error_code ignored;
+    return container_ || std::filesystem::exists(home_.applicationSupport() / storeFileNames[0], ignored);
+}
+
+SharedContainer Composition::container() {
+    if (container_) return container_;
+    const auto opened = ModelContainer::open(home_.applicationSupport(), clock());
+    if (opened->rebuilt()) output_.warning(opened->rebuilt()->description());
+    return container_ = opened;
+}
+
+WorkspaceIndex& Composition::index() {
+    if (!index_) {
+        index_ = std::make_unique<WorkspaceIndex>(apps(), home_, clock(), notifications());
+        index_->rebuild();
     }
-    return *commandClient_;
+    return *index_;
+}
+
+std::shared_ptr<AppSession> Composition::openSession(std::string_view appID) {
+    const AppRecords records = apps();
+    auto session = std::make_shared<AppSession>();
+    session->metadata = std::make_shared<MetadataController>(MetadataController::Parts{
+        .container = container(),
+        .appID = std::string(appID),
+        .client = [this, records, id = std::string(appID)]() -> std::shared_ptr<const ASCClientProtocol> {
+            const auto app = records.find(id);
+            return client({id, app ? app->workspace : std::nullopt});
+        },
+        .home = home_,
+        .clock = clock(),
+        .notifications = notifications(),
+        .folder = folder_,
+    });
+    return session;
 }
 
 std::chrono::milliseconds Composition::clockCorrection() {
@@ -84,15 +148,18 @@ void Composition::rememberClockCorrection(std::chrono::milliseconds correction) 
 }
 
 bool Composition::rememberWhatWasLearnt() {
-    if (!client_) return false;
-    const auto learnt = client_->tokens()->clockCorrection();
-    if (std::chrono::abs(learnt - clockCorrection()) < measuringError) return false;
-    rememberClockCorrection(learnt);
-    return true;
+    const auto before = clockCorrection();
+    for (const auto& [credentials, connection] : connections_) {
+        const auto learnt = connection->client.tokens()->clockCorrection();
+        if (std::chrono::abs(learnt - before) < measuringError) continue;
+        rememberClockCorrection(learnt);
+        return true;
+    }
+    return false;
 }
 
 std::optional<ASCRateLimit> Composition::rateLimit() const {
-    return client_ ? client_->rateLimit() : std::nullopt;
+    return connections_.empty() ? std::nullopt : connections_.front().second->client.rateLimit();
 }
 
 } // namespace quorvel

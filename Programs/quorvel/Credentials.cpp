@@ -19,12 +19,24 @@ std::string orEmpty(const std::optional<std::string>& text) {
     return text.value_or("");
 }
 
-CredentialSource storedCredentials(const KeychainStore& keychain) {
-    // The loader takes an unreadable file for an empty one; here it is a reason to stop.
-    (void)keychain.read(accountName(KeychainStore::AccountKey::keyID));
-    const auto raw = ASCCredentialsLoader{keychain}.loadRaw();
-    return {
-        "stored key", std::string(trim(raw.keyID)), std::string(trim(raw.issuerID)), raw.privateKeyPEM, {}};
+using Key = KeychainStore::AccountKey;
+
+// Exactly what is stored under these accounts; an item that is missing here may come from the next source.
+CredentialSource storedCredentials(const KeychainStore& keychain, std::string_view name,
+                                   const std::optional<std::string>& scope = {}) {
+    const auto item = [&](Key key) { return orEmpty(keychain.read(accountName(key, scope))); };
+    return {std::string(name),
+            std::string(trim(item(Key::keyID))),
+            std::string(trim(item(Key::issuerID))),
+            item(Key::privateKeyPEM),
+            {}};
+}
+
+void addStored(std::vector<CredentialSource>& sources, const KeychainStore& keychain, const KeyOwner& owner) {
+    if (owner.appID) sources.push_back(storedCredentials(keychain, "the app's own key", owner.appID));
+    if (owner.workspaceID)
+        sources.push_back(storedCredentials(keychain, "the workspace's key", owner.workspaceID));
+    sources.push_back(storedCredentials(keychain, storedName));
 }
 
 bool hasKey(const CredentialSource& source) {
@@ -98,13 +110,14 @@ std::vector<CredentialSource> givenCredentials(const GlobalOptions& global,
 }
 
 Credentials resolveCredentials(const GlobalOptions& global, const Surroundings& surroundings,
-                               const Home& home, const KeychainStore& keychain) {
+                               const Home& home, const KeychainStore& keychain, const KeyOwner& owner) {
     auto sources = givenCredentials(global, surroundings);
     Credentials found = gather(sources);
     // A complete key on the command line or in the environment works whatever the state of the store.
     const bool hasPrivateKey = !found.texts.privateKeyPEM.empty() || !found.privateKeyFile.empty();
-    if (found.issuerSource.empty() || !hasPrivateKey) {
-        sources.push_back(storedCredentials(keychain));
+    found.wasGiven = !found.issuerSource.empty() && hasPrivateKey;
+    if (!found.wasGiven) {
+        addStored(sources, keychain, owner);
         found = gather(sources);
     }
     if (found.keySource.empty() || found.issuerSource.empty()) throw ASCError(ASCError::MissingCredentials{});
@@ -148,6 +161,18 @@ std::string readKeyFile(const std::string& file, const Surroundings& surrounding
     throw UsageError("--p8 and the variables like it take the name of a file, not the key itself",
                      "Put the key into a file that only you can read, or hand it over on standard input "
                      "with --p8 -.");
+}
+
+bool forgetScope(const KeychainStore& keychain, const std::string& scope) {
+    std::map<std::string, std::optional<std::string>> values;
+    bool hadKey = false;
+    for (const auto& [key, raw] : RawValues<Key>::values) {
+        const std::string account = accountName(key, scope);
+        hadKey = keychain.read(account).has_value() || hadKey;
+        values[account] = std::nullopt;
+    }
+    if (hadKey) keychain.write(values);
+    return hadKey;
 }
 
 } // namespace quorvel

@@ -13,6 +13,13 @@
 
 namespace quorvel {
 
+/// Whose key is asked for: an app's own goes before its workspace's, and that before the global one.
+struct KeyOwner {
+    std::optional<std::string> appID;       // of the app's record
+    std::optional<std::string> workspaceID; // of the workspace's record
+    auto operator<=>(const KeyOwner&) const = default;
+};
+
 /// What one source (the options, a family of environment variables, the store) says of a key; empty where it
 /// says nothing.
 struct CredentialSource {
@@ -25,6 +32,7 @@ struct CredentialSource {
 
 struct Credentials {
     ASCCredentialsLoader::RawCredentials texts;
+    bool wasGiven = false; // all of it in options or environment, none of it from the store
     std::string keySource; // of the Key ID and the private key, which always come together
     std::string issuerSource;
     std::string privateKeyFile; // the file that was read; empty when the text came otherwise
@@ -38,7 +46,12 @@ struct Credentials {
 /// A Key ID may come from the key file's name, and a key file from the customary folders. Throws
 /// `ASCError::MissingCredentials`, `CommandError`, `FileError`, and `KeychainError` for a damaged store.
 [[nodiscard]] Credentials resolveCredentials(const GlobalOptions& global, const Surroundings& surroundings,
-                                             const Home& home, const KeychainStore& keychain);
+                                             const Home& home, const KeychainStore& keychain,
+                                             const KeyOwner& owner = {});
+
+/// Forgets everything that is stored for a workspace or an app (id of its record); whether there was a key.
+/// Throws `KeychainError`.
+bool forgetScope(const KeychainStore& keychain, const std::string& scope);
 
 /// The folders in which key files are customarily kept.
 [[nodiscard]] std::vector<std::filesystem::path> keyFolders(const Home& home,

@@ -5,6 +5,7 @@
 #include "Core/metadata/MetadataError.h"
 #include "Platform/task/Task.h"
 #include "Platform/text/Text.h"
+#include "Quorvel/controllers/OperationRefused.h"
 
 #include <fmt/format.h>
 
@@ -66,11 +67,41 @@ ErrorReport reportOf(const MetadataError& error) {
         {"OTHER_VERSION_PULLED", ExitStatus::refusedByState, ""},
         {"NO_VERSIONS", ExitStatus::notFound, "Make one with 'quorvel versions create'."},
         {"UNKNOWN_CONTEXT", ExitStatus::notFound, "Choose one with --context."},
+        {"INVALID_CONTEXT", ExitStatus::usage, ""},
+        {"INVALID_LOCALE", ExitStatus::usage, ""},
+        {"UNKNOWN_LOCALE", ExitStatus::notFound, ""},
+        {"UNKNOWN_RUN", ExitStatus::notFound, "'quorvel history' lists the runs."},
+        {"UNKNOWN_APP", ExitStatus::notFound, "'quorvel apps --all' lists those that are recorded."},
     };
     for (const Meaning& meaning : meanings)
         if (error.code() == meaning.code)
             return {meaning.status, onOneLine(error.what()), std::string(meaning.hint)};
     return {ExitStatus::failed, onOneLine(error.what()), {}};
+}
+
+ErrorReport reportOf(const OperationRefused& error) {
+    const auto report = [&](ExitStatus status, std::string_view hint = {}) {
+        return ErrorReport{status, onOneLine(error.what()),
+                           error.detail().empty() ? std::string(hint) : onOneLine(error.detail())};
+    };
+    switch (error.refusal()) {
+    case Refusal::operationRunning:
+    case Refusal::noAppStoreID:
+        return report(ExitStatus::failed);
+    case Refusal::folderNotResolved:
+    case Refusal::folderUnavailable:
+        return report(ExitStatus::notFound, "'quorvel apps set APP --folder DIR' names another.");
+    case Refusal::noVersions:
+        return report(ExitStatus::notFound, "Make one with 'quorvel versions create'.");
+    case Refusal::noContextSelected:
+        return report(ExitStatus::notFound, "'quorvel pull' does.");
+    case Refusal::readOnlyContext:
+        return report(ExitStatus::refusedByState, "Make a version with 'quorvel versions create'.");
+    case Refusal::nothingSelected:
+    case Refusal::noPendingChanges:
+        break;
+    }
+    return report(ExitStatus::done);
 }
 
 } // namespace
@@ -95,6 +126,7 @@ ErrorReport reportOf(const std::exception& error) {
     if (const auto* service = dynamic_cast<const ASCError*>(&error))
         return {exitStatusOf(*service), onOneLine(service->description()), hintFor(*service)};
     if (const auto* tree = dynamic_cast<const MetadataError*>(&error)) return reportOf(*tree);
+    if (const auto* refused = dynamic_cast<const OperationRefused*>(&error)) return reportOf(*refused);
     if (dynamic_cast<const CancellationError*>(&error)) return {ExitStatus::interrupted, "Cancelled.", {}};
     if (dynamic_cast<const EndpointsError*>(&error)) return {ExitStatus::usage, onOneLine(error.what()), {}};
     return {ExitStatus::failed, onOneLine(error.what()), {}};

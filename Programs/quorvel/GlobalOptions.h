@@ -17,6 +17,7 @@ struct GlobalOptions {
     bool dryRun = false;
     std::optional<std::string> home;
     std::optional<std::string> endpoints;
+    std::optional<std::string> workspace;
     std::optional<std::string> app;
     std::optional<std::string> context;
     std::optional<std::string> keyID;

@@ -8,6 +8,7 @@
 #include "Programs/quorvel/Errors.h"
 #include "Programs/quorvel/Help.h"
 #include "Programs/quorvel/Invocation.h"
+#include "Programs/quorvel/commands/Groups.h"
 
 #include <fmt/format.h>
 
@@ -122,12 +123,6 @@ class CommandLog {
 
 ExitStatus runParsed(const ParsedLine& line, const GlobalOptions& global, Output& output,
                      const Surroundings& surroundings) {
-    if (!line.command && !line.wantsVersion && !line.arguments.has("--help")) {
-        if (output.isJSON())
-            return fail(output, {ExitStatus::usage, "no command is given", "See 'quorvel --help'."});
-        surroundings.streams.error(helpOfProgram());
-        return ExitStatus::usage;
-    }
     if (line.arguments.has("--help")) {
         output.raw(line.command ? helpOf(*line.command) : helpOfProgram());
         return ExitStatus::done;
@@ -137,15 +132,15 @@ ExitStatus runParsed(const ParsedLine& line, const GlobalOptions& global, Output
         output.document(VersionRecord{QUORVEL_VERSION});
         return ExitStatus::done;
     }
-    if (!line.command->run)
-        return fail(output, {ExitStatus::usage, fmt::format("\"{}\" needs a command", line.command->name),
-                             fmt::format("See 'quorvel {} --help'.", line.command->name)});
-    if (global.dryRun && std::ranges::find(line.command->heeds, "--dry-run") == line.command->heeds.end())
-        return fail(output,
-                    {ExitStatus::usage, fmt::format("\"{}\" has no dry run", line.command->name), {}});
+    const Command& command = line.command ? *line.command : homeCommand();
+    if (!command.run)
+        return fail(output, {ExitStatus::usage, fmt::format("\"{}\" needs a command", command.name),
+                             fmt::format("See 'quorvel {} --help'.", command.name)});
+    if (global.dryRun && std::ranges::find(command.heeds, "--dry-run") == command.heeds.end())
+        return fail(output, {ExitStatus::usage, fmt::format("\"{}\" has no dry run", command.name), {}});
     const CommandLog log(global, surroundings.streams);
-    Composition composition(global, surroundings);
-    Invocation invocation{*line.command, line.arguments, global, surroundings, output, composition};
+    Composition composition(global, surroundings, output);
+    Invocation invocation{command, line.arguments, global, surroundings, output, composition};
     const ExitStatus status = runCommand(invocation);
     composition.rememberWhatWasLearnt();
     if (global.verbose) noteQuota(output, composition);

@@ -1,8 +1,9 @@
 #include "Core/asc/ASCSettingsViewModel.h"
 #include "Core/asc/HTTPClient.h"
 #include "Platform/text/Text.h"
+#include "Programs/quorvel/AppLookup.h"
 #include "Programs/quorvel/Errors.h"
-#include "Programs/quorvel/Invocation.h"
+#include "Programs/quorvel/Workspaces.h"
 #include "Programs/quorvel/commands/Groups.h"
 
 #include <fmt/format.h>
@@ -17,6 +18,19 @@ namespace {
 using Key = KeychainStore::AccountKey;
 using SaveResult = ASCSettingsViewModel::SaveResult;
 
+// Whose key is stored or forgotten: that of --app or --workspace, else the global one.
+std::optional<std::string> scopeOf(Invocation& invocation) {
+    if (invocation.global.app) return requireRecordedApp(invocation, *invocation.global.app).id;
+    if (invocation.global.workspace) return requireWorkspace(invocation, *invocation.global.workspace).id;
+    return std::nullopt;
+}
+
+// Whose key is used: also one that is not the scope's own.
+KeyOwner ownerInUse(Invocation& invocation) {
+    if (invocation.global.app) return ownerOf(requireRecordedApp(invocation, *invocation.global.app));
+    return currentKeyOwner(invocation);
+}
+
 ASCSettingsViewModel makeModel(Invocation& invocation) {
     Composition& composition = invocation.composition;
     return ASCSettingsViewModel({
@@ -26,7 +40,7 @@ ASCSettingsViewModel makeModel(Invocation& invocation) {
         .httpFactory = [&] { return std::make_shared<URLSessionHTTPClient>(composition.session()); },
         .baseURL = composition.endpoints().appStoreConnectOrDefault(),
         .clock = composition.clock(),
-        .scope = {},
+        .scope = scopeOf(invocation),
         .clockCorrection = composition.clockCorrection(),
     });
 }
@@ -168,8 +182,9 @@ struct CheckRecord {
 };
 
 ExitStatus checkKey(Invocation& invocation) {
-    (void)invocation.composition.client().listApps({}, {1});
-    const Credentials& used = invocation.composition.credentials();
+    const KeyOwner owner = ownerInUse(invocation);
+    (void)invocation.composition.client(owner)->listApps({}, {1});
+    const Credentials used = invocation.composition.credentials(owner);
     const auto limit = invocation.composition.rateLimit();
     const auto left = limit ? limit->hourRemaining : std::nullopt;
     invocation.output.document(
@@ -201,8 +216,10 @@ ExitStatus showStatus(Invocation& invocation) {
     const KeychainStore keychain = composition.keychain();
     StatusRecord record{.credentialsFile = keychain.file().string(),
                         .endpoint = composition.endpoints().appStoreConnectOrDefault()};
-    record.vendorNumber = keychain.read(accountName(Key::vendorNumber));
-    const Credentials& used = composition.credentials();
+    const KeyOwner owner = ownerInUse(invocation);
+    for (const auto& scope : {owner.appID, owner.workspaceID, std::optional<std::string>()})
+        if (!record.vendorNumber) record.vendorNumber = keychain.read(accountName(Key::vendorNumber, scope));
+    const Credentials used = composition.credentials(owner);
     (void)makeAuth(used.texts);
     record.present = true;
     record.keyID = used.texts.keyID;
@@ -239,10 +256,7 @@ ExitStatus forgetKey(Invocation& invocation) {
         output.line("No key is stored.");
         return ExitStatus::done;
     }
-    if (!invocation.global.yes && !output.canAsk())
-        throw UsageError("\"auth forget\" needs --yes where nobody can be asked", "Nothing was changed.");
-    if (!invocation.global.yes && !output.confirm(fmt::format("Forget key {}?", escapeControls(keyID))))
-        throw CommandError(ExitStatus::failed, "Nothing was changed.");
+    confirmRemoval(invocation, fmt::format("Forget key {}?", escapeControls(keyID)));
     model.forget();
     output.document(ForgetRecord{keyID});
     output.line(fmt::format("Key {} is forgotten.", escapeControls(keyID)));
@@ -257,23 +271,28 @@ std::vector<Command> authCommands() {
         {.name = "auth set",
          .summary = "Verify an API key with App Store Connect and store it",
          .arguments = {{"--vendor-number", "NUMBER", "Vendor number, for sales reports"}},
-         .heeds = {"--key-id", "--issuer-id", "--p8"},
+         .heeds = {"--key-id", "--issuer-id", "--p8", "--workspace", "--app"},
          .run = setKey,
          .details =
              "Nothing is stored unless App Store Connect accepts the key. Without --key-id the Key ID is "
              "taken from the file's name; without --p8 the file AuthKey_<Key ID>.p8 is looked for in "
              "./private_keys, ~/private_keys, ~/.private_keys and ~/.appstoreconnect/private_keys. On a "
              "terminal what is missing is asked for.\n"
+             "With --workspace or --app the key is that workspace's or that app's own, which goes before "
+             "the global one. Key ID and private key always come from the same place.\n"
              "The key itself is never taken from the command line, where other users could see it."},
         {.name = "auth check",
          .summary = "Ask App Store Connect whether it accepts the key",
-         .heeds = {"--key-id", "--issuer-id", "--p8"},
+         .heeds = {"--key-id", "--issuer-id", "--p8", "--workspace", "--app"},
          .run = checkKey},
         {.name = "auth status",
          .summary = "Show which key is used and where it comes from, without asking App Store Connect",
-         .heeds = {"--key-id", "--issuer-id", "--p8"},
+         .heeds = {"--key-id", "--issuer-id", "--p8", "--workspace", "--app"},
          .run = showStatus},
-        {.name = "auth forget", .summary = "Forget the stored key", .heeds = {"--yes"}, .run = forgetKey},
+        {.name = "auth forget",
+         .summary = "Forget the stored key",
+         .heeds = {"--yes", "--workspace", "--app"},
+         .run = forgetKey},
     };
 }
 

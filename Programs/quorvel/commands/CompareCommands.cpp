@@ -1,7 +1,8 @@
 #include "Core/metadata/Locales.h"
 #include "Core/metadata/MetadataSnapshot.h"
 #include "Platform/text/Text.h"
-#include "Programs/quorvel/MetadataTarget.h"
+#include "Programs/quorvel/AppTarget.h"
+#include "Programs/quorvel/ChangeRendering.h"
 #include "Programs/quorvel/WordDiff.h"
 #include "Programs/quorvel/commands/Groups.h"
 #include "Programs/quorvel/commands/MetadataRecords.h"
@@ -46,15 +47,15 @@ struct Comparison {
     PushSelection selection;
 };
 
-Comparison compare(const MetadataStore& store) {
+Comparison compare(const MetadataStore& store, const LocaleSet& disabledLocales) {
     const LocaleTexts local = store.readAll(TextSide::local);
     Comparison result{
         MetadataSnapshot::of(local), MetadataDiff::compare(store.readAll(TextSide::pulled), local), {}};
-    result.selection = selectForPush(result.changes);
+    result.selection = selectForPush(result.changes, {}, disabledLocales);
     return result;
 }
 
-StatusDocument documentOf(MetadataTarget& target, const MetadataStore& store, const Comparison& comparison) {
+StatusDocument documentOf(AppTarget& target, const MetadataStore& store, const Comparison& comparison) {
     const ContextID context = target.localContext();
     StatusDocument document{.folder = store.folder().rootURL.string(), .context = context.text()};
     if (const auto& saved = target.savedContexts())
@@ -148,9 +149,9 @@ void printSummary(Output& output, const StatusDocument& document, const Comparis
 }
 
 ExitStatus showStatus(Invocation& invocation) {
-    MetadataTarget target(invocation);
+    AppTarget target(invocation, AppTarget::Reach::records);
     const MetadataStore store = target.localStore();
-    const Comparison comparison = compare(store);
+    const Comparison comparison = compare(store, target.disabledLocales());
     const StatusDocument document = documentOf(target, store, comparison);
     Output& output = invocation.output;
     output.document(document);
@@ -195,11 +196,6 @@ struct DiffRecord {
     QUORVEL_RECORD(DiffRecord, locale, field, remote, local, isOverLimit, isNewLocale, explanation, segments)
 };
 
-DiffMarks marksFor(const Output& output) {
-    if (!output.showsColours()) return {"[-", "-]", "{+", "+}"};
-    return {"\x1b[31;9m", "\x1b[0m", "\x1b[32m", "\x1b[0m"};
-}
-
 DiffRecord diffRecordOf(const PendingChange& change, const std::vector<DiffSegment>& segments) {
     DiffRecord record{change.locale,
                       change.field,
@@ -214,17 +210,8 @@ DiffRecord diffRecordOf(const PendingChange& change, const std::vector<DiffSegme
     return record;
 }
 
-void printDiff(Output& output, const PendingChange& change, const std::vector<DiffSegment>& segments) {
-    output.styledLine(output.styled(Style::bold, fmt::format("{} {}", escapeControls(change.locale),
-                                                             shortLabelOf(change.field))) +
-                      output.styled(Style::dim, fmt::format("  {}", MetadataDiff::explain(change))));
-    for (const std::string& line : renderDiff(segments, marksFor(output)))
-        output.styledLine(line.empty() ? line : "    " + line);
-    output.line();
-}
-
 ExitStatus showDiff(Invocation& invocation) {
-    MetadataTarget target(invocation);
+    AppTarget target(invocation, AppTarget::Reach::records);
     const auto changes = MetadataDiff::compare(target.localStore());
     Output& output = invocation.output;
     std::vector<DiffRecord> records;
@@ -233,7 +220,7 @@ ExitStatus showDiff(Invocation& invocation) {
         if (output.isJSON())
             records.push_back(diffRecordOf(change, segments));
         else
-            printDiff(output, change, segments);
+            printTextChange(output, {change.locale, change.field}, MetadataDiff::explain(change), segments);
     }
     output.document(records);
     if (changes.empty())
@@ -250,14 +237,13 @@ std::vector<Command> compareCommands() {
         {.name = "status",
          .summary = "Show the grid of locales and fields, what changed, and what a push would leave out",
          .arguments = {folderArgument()},
-         .heeds = {"--app", "--context"},
+         .heeds = {"--app", "--workspace", "--context"},
          .run = showStatus,
-         .details = "Compares with the copies of the last pull; asks App Store Connect for nothing but the "
-                    "app's name, and not for that with --folder."},
+         .details = "Compares with the copies of the last pull, without asking App Store Connect."},
         {.name = "diff",
          .summary = "Show the pending changes word by word",
          .arguments = {folderArgument()},
-         .heeds = {"--app", "--context"},
+         .heeds = {"--app", "--workspace", "--context"},
          .run = showDiff,
          .details =
              "Removed words stand in [-…-] and added ones in {+…+}, or in red and green on a terminal."},

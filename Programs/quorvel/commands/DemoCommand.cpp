@@ -34,9 +34,11 @@ struct DemoRecord {
     std::int64_t requestsRefused = 0; // on purpose, and therefore repeated
     std::int64_t textsCompared = 0;
     std::int64_t textsDiffering = 0;
-    std::optional<std::string> folder; // when it was kept
+    std::int64_t textsReverted = 0;     // looked at after the revert
+    std::int64_t revertedDiffering = 0; // of those, not as before the push
+    std::optional<std::string> folder;  // when it was kept
     QUORVEL_RECORD(DemoRecord, steps, requestsSent, requestsLeast, requestsRefused, textsCompared,
-                   textsDiffering, folder)
+                   textsDiffering, textsReverted, revertedDiffering, folder)
 };
 
 // The lines of a command's output, each moved in a little.
@@ -66,16 +68,17 @@ class Demo {
           server_({.stateFolder = folder_.path() / "sandbox", .seed = sandbox::Seed::demo}),
           indented_([this](std::string_view text) { say(text); }),
           inner_(innerSurroundings()),
-          work_(MetadataFolder{folder_.path() / "home/Documents/Brevant" / slug / "ios/next"}),
-          second_(MetadataFolder{folder_.path() / "second/ios/next"}) {}
+          work_(MetadataFolder{folder_.path() / "home/Documents/Brevant" / slug / "ios/next"}) {}
 
     ExitStatus play() {
         introduce();
         storeKey();
-        lookAround();
+        chooseApp();
+        pull();
         edit();
         push();
         prove();
+        revert();
         return conclude();
     }
 
@@ -102,7 +105,7 @@ class Demo {
     }
 
     void command(const std::vector<std::string>& words) {
-        const std::string line = fmt::format("quorvel {}", fmt::join(words, " "));
+        const std::string line = fmt::format("quorvel{}{}", words.empty() ? "" : " ", fmt::join(words, " "));
         say("\n" + styled(Style::cyan, " $ " + line) + "\n");
         std::vector<std::string> all = words;
         if (invocation_.global.verbose) all.push_back("--verbose");
@@ -155,12 +158,23 @@ class Demo {
                  access.privateKeyFile.lexically_relative(folder_.path()).string()});
     }
 
-    void lookAround() {
-        step("The account", "Which apps are there, and in which state are the versions of one of them?");
+    void chooseApp() {
+        step("The workspace",
+             "A workspace is a group of apps. Which apps does the key reach? One of them is taken in.");
+        command({"workspaces", "create", "Fernhollow"});
         command({"apps", "--remote"});
-        command({"versions", "--app", std::string(app), "--platform", "ios"});
-        step("Pull", "The texts of the coming version come down as plain files, one per field and locale.");
-        command({"pull", "--app", std::string(app)});
+        command({"apps", "import", std::string(app)});
+        tell("quorvel alone shows the home: what needs attention, what is in review, what is live.");
+        command({});
+    }
+
+    void pull() {
+        step("Pull",
+             "The texts of the coming version come down as plain files, one per field and locale. As there "
+             "is one app only, its name may be left out.");
+        command({"versions", "--platform", "ios"});
+        command({"pull"});
+        before_ = work_.readAll();
     }
 
     void edit() {
@@ -174,17 +188,17 @@ class Demo {
         }
         tell("A new locale is a folder; the next push creates it.");
         const DemoLocale locale = demoLocale();
-        command({"locale", "add", std::string(locale.locale), "--app", std::string(slug)});
+        command({"locale", "add", std::string(locale.locale)});
         for (const auto& [field, text] : locale.texts)
             work_.write(locale.locale, field, text);
         step("Compare",
              "The grid counts characters as the App Store does, and shows that one name is too long.");
-        command({"status", "--app", std::string(slug)});
+        command({"status"});
         const DemoEdit trimmed = demoTrimming();
         work_.write(trimmed.locale, trimmed.field, trimmed.apply(""));
         tell(fmt::format("The name of {} is shortened. What a push would change, word by word:",
                          trimmed.locale));
-        command({"diff", "--app", std::string(slug)});
+        command({"diff"});
     }
 
     void push() {
@@ -198,7 +212,7 @@ class Demo {
                             .count = 1,
                             .retryAfter = 1},
                            {.route = "PATCH /v1/appInfoLocalizations/*", .status = 503, .count = 1}});
-        command({"push", "--app", std::string(app), "--yes"});
+        command({"push", "--yes"});
         server_.setFaults({});
         countRequests();
     }
@@ -218,30 +232,57 @@ class Demo {
 
     void prove() {
         step("Proof", "A second pull into another folder shows what App Store Connect holds now.");
-        command({"pull", "--app", std::string(app), "--folder", "second"});
+        command({"pull", "--folder", "second"});
         const LocaleTexts mine = work_.readAll();
-        const LocaleTexts theirs = second_.readAll();
-        for (const auto& [locale, texts] : mine)
+        const LocaleTexts theirs =
+            MetadataStore(MetadataFolder{folder_.path() / "second/ios/next"}).readAll();
+        record_.textsCompared = std::ssize(mine) * std::ssize(allFieldTypes);
+        record_.textsDiffering = differences(mine, theirs) + (mine.size() == theirs.size() ? 0 : 1);
+        command({"diff"});
+    }
+
+    // How many of the texts in `wanted` are others in `found`.
+    static std::int64_t differences(const LocaleTexts& wanted, const LocaleTexts& found) {
+        std::int64_t count = 0;
+        for (const auto& [locale, texts] : wanted)
             for (const FieldType field : allFieldTypes) {
-                ++record_.textsCompared;
-                const auto found = theirs.find(locale);
-                if (found == theirs.end() || found->second[field].value_or("") != texts[field].value_or(""))
-                    ++record_.textsDiffering;
+                const auto there = found.find(locale);
+                if (there == found.end() || there->second[field].value_or("") != texts[field].value_or(""))
+                    ++count;
             }
-        if (mine.size() != theirs.size()) ++record_.textsDiffering;
-        command({"diff", "--app", std::string(slug)});
+        return count;
+    }
+
+    void revert() {
+        step("Second thoughts",
+             "Every push is in the history, with the texts that it replaced. Reverting a run puts those back "
+             "into the local files; a push sends them. Texts that did not exist before are removed, which a "
+             "push wants to be told.");
+        command({"history"});
+        command({"history", "revert", "last"});
+        command({"push", "--yes", "--allow-clear"});
+        command({"history"});
+        command({"pull", "--folder", "third"});
+        const LocaleTexts now = MetadataStore(MetadataFolder{folder_.path() / "third/ios/next"}).readAll();
+        record_.textsReverted = std::ssize(before_) * std::ssize(allFieldTypes);
+        record_.revertedDiffering = differences(before_, now);
+        tell("And the home as it is now:");
+        command({});
     }
 
     ExitStatus conclude() {
         const bool keeps = invocation_.arguments.has("--keep");
         const bool least = record_.requestsSent == record_.requestsLeast + record_.requestsRefused;
-        const bool held = record_.textsDiffering == 0 && least && record_.requestsRefused == 2;
+        const bool held = record_.textsDiffering == 0 && least && record_.requestsRefused == 2 &&
+                          record_.revertedDiffering == 0;
         step("Summary", fmt::format("{} of {} texts differ between the edited folder and the second pull.",
                                     record_.textsDiffering, record_.textsCompared));
         tell(fmt::format("The push sent {} requests that change something: {} for as many localizations with "
                          "changes, which is the least possible, and {} again because they were refused on "
                          "purpose.",
                          record_.requestsSent, record_.requestsLeast, record_.requestsRefused));
+        tell(fmt::format("After the revert, {} of {} texts differ from those before the first push.",
+                         record_.revertedDiffering, record_.textsReverted));
         if (keeps) {
             folder_.keep();
             record_.folder = folder_.path().string();
@@ -264,7 +305,7 @@ class Demo {
     Indented indented_;
     Surroundings inner_;
     MetadataStore work_;
-    MetadataStore second_;
+    LocaleTexts before_; // the texts of the first pull
     DemoRecord record_;
     int number_ = 0;
 };

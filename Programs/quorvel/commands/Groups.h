@@ -8,19 +8,27 @@
 namespace quorvel {
 
 [[nodiscard]] std::vector<Command> authCommands();
+[[nodiscard]] std::vector<Command> workspaceCommands();
 [[nodiscard]] std::vector<Command> appCommands();
+[[nodiscard]] std::vector<Command> appSettingsCommands();
 [[nodiscard]] std::vector<Command> versionCommands();
 [[nodiscard]] std::vector<Command> pullCommands();
 [[nodiscard]] std::vector<Command> compareCommands();
 [[nodiscard]] std::vector<Command> pushCommands();
+[[nodiscard]] std::vector<Command> historyCommands();
+[[nodiscard]] std::vector<Command> localeCommands();
 [[nodiscard]] std::vector<Command> treeCommands();
 [[nodiscard]] std::vector<Command> demoCommands();
 [[nodiscard]] std::vector<Command> sandboxCommands();
 [[nodiscard]] std::vector<Command> shellCommands();
 
+/// What runs when no command is named.
+[[nodiscard]] const Command& homeCommand();
+
 inline constexpr std::vector<Command> (*commandGroups[])() = {
-    authCommands, appCommands,  versionCommands, pullCommands,    compareCommands,
-    pushCommands, treeCommands, demoCommands,    sandboxCommands, shellCommands,
+    authCommands, workspaceCommands, appCommands,     appSettingsCommands, versionCommands,
+    pullCommands, compareCommands,   pushCommands,    historyCommands,     localeCommands,
+    treeCommands, demoCommands,      sandboxCommands, shellCommands,
 };
 
 } // namespace quorvel

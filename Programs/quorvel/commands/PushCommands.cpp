@@ -2,8 +2,10 @@
 #include "Core/metadata/MetadataPusher.h"
 #include "Platform/task/Task.h"
 #include "Platform/text/Text.h"
+#include "Programs/quorvel/AppLookup.h"
+#include "Programs/quorvel/AppTarget.h"
 #include "Programs/quorvel/Errors.h"
-#include "Programs/quorvel/MetadataTarget.h"
+#include "Programs/quorvel/OperationProgress.h"
 #include "Programs/quorvel/commands/Groups.h"
 #include "Programs/quorvel/commands/MetadataRecords.h"
 
@@ -22,7 +24,8 @@ struct PushDocument {
     std::vector<LeftOutChange> leftOut;
     std::vector<PushWarning> warnings;
     std::string report;
-    QUORVEL_RECORD(PushDocument, outcomes, leftOut, warnings, report)
+    std::optional<std::string> sessionId; // of the run in the history
+    QUORVEL_RECORD(PushDocument, outcomes, leftOut, warnings, report, sessionId)
 };
 
 struct PushPlanDocument {
@@ -32,20 +35,11 @@ struct PushPlanDocument {
     QUORVEL_RECORD(PushPlanDocument, requests, leftOut, warnings)
 };
 
-PushFilter filterOf(const Invocation& invocation, const MetadataStore& store) {
-    PushFilter filter;
-    const auto onDisk = store.localesOnDisk();
-    for (const std::string& locale : invocation.arguments.values("--locale")) {
-        if (std::ranges::find(onDisk, locale) == onDisk.end())
-            throw CommandError(ExitStatus::notFound,
-                               fmt::format("there is no locale {} in {}", quotedWord(locale),
-                                           store.folder().rootURL.string()),
-                               fmt::format("There are {}.", fmt::join(onDisk, ", ")));
-        filter.locales.push_back(locale);
-    }
-    for (const std::string& field : invocation.arguments.values("--field"))
+PushFilter filterOf(const Arguments& arguments) {
+    PushFilter filter{.locales = arguments.values("--locale")};
+    for (const std::string& field : arguments.values("--field"))
         filter.fields.push_back(*fromRawValue<FieldType>(field));
-    filter.clearing = invocation.arguments.has("--allow-clear") ? Clearing::allow : Clearing::leaveOut;
+    filter.clearing = arguments.has("--allow-clear") ? Clearing::allow : Clearing::leaveOut;
     return filter;
 }
 
@@ -109,10 +103,8 @@ void printOutcomes(Output& output, const std::vector<PushOutcome>& outcomes) {
                                        *outcome.errorMessage));
 }
 
-ExitStatus nothingToPush(Output& output, const PushSelection& selection, bool anyChange) {
-    const std::string text = anyChange ? "Nothing selected to push."
-                                       : "No pending changes — local matches the last-pulled ASC snapshot.";
-    output.document(PushDocument{{}, selection.leftOut, selection.warnings, text});
+ExitStatus nothingToPush(Output& output, const PushSelection& selection, std::string_view text) {
+    output.document(PushDocument{{}, selection.leftOut, selection.warnings, std::string(text), std::nullopt});
     output.line(text);
     printLeftOut(output, selection.leftOut);
     return someTextWaits(selection) ? ExitStatus::failed : ExitStatus::done;
@@ -128,42 +120,43 @@ void confirmPush(Invocation& invocation, const std::vector<PendingChange>& chang
     output.note(fmt::format("Pushing {}.", what));
 }
 
-ExitStatus pushSelection(Invocation& invocation, MetadataTarget& target, const MetadataStore& store,
-                         const PlatformContext& context, const PushSelection& selection) {
+ExitStatus pushPrepared(Invocation& invocation, AppTarget& target, MetadataController& controller,
+                        const MetadataController::PushPreparation& preparation) {
     Output& output = invocation.output;
-    const MetadataPusher pusher(invocation.composition.client(), store, target.app().name);
-    if (invocation.global.dryRun)
-        return showPlan(output, pusher.plan(target.app().id, context, selection.chosen), selection);
+    const PushSelection& selection = preparation.selection;
+    if (invocation.global.dryRun) return showPlan(output, controller.planPush(preparation), selection);
 
-    pusher.requireChangeable(context); // before anything is asked
     printWarnings(output, selection.warnings);
     printLeftOut(output, selection.leftOut);
     confirmPush(invocation, selection.chosen,
                 fmt::format("{} · {} to {} {} ({})", counted(selection.chosen.size(), "field"),
-                            counted(localeCount(selection.chosen), "locale"), target.app().name,
-                            context.versionString, context.id()));
-    const auto outcomes =
-        pusher.push(target.app().id, context, selection.chosen, [&](std::size_t done, std::size_t total) {
-            output.progress(fmt::format("Pushed {} of {} localizations", done, total));
-        });
-    const std::string report = pushReport(outcomes);
-    output.document(PushDocument{outcomes, selection.leftOut, selection.warnings, report});
-    printOutcomes(output, outcomes);
+                            counted(localeCount(selection.chosen), "locale"), target.app().displayName,
+                            preparation.context.versionString, preparation.context.id()));
+    const auto pushed = [&] {
+        const OperationProgress progress(output, controller);
+        return controller.push(preparation);
+    }();
+    output.document(PushDocument{pushed.outcomes, selection.leftOut, selection.warnings, pushed.report,
+                                 pushed.sessionId});
+    printOutcomes(output, pushed.outcomes);
     output.line();
-    output.line(report);
+    output.line(pushed.report);
     checkCancellation();
-    return statusOf(outcomes, invocation.composition.client().refusals(), selection);
+    return statusOf(pushed.outcomes, invocation.composition.client(ownerOf(target.app()))->refusals(),
+                    selection);
 }
 
 ExitStatus push(Invocation& invocation) {
-    MetadataTarget target(invocation);
-    const MetadataStore store = target.localStore();
-    // First of all: the copies of one version say nothing about the next one.
-    const PlatformContext context = target.currentContext();
-    const auto changes = MetadataDiff::compare(store);
-    const PushSelection selection = selectForPush(changes, filterOf(invocation, store));
-    if (selection.chosen.empty()) return nothingToPush(invocation.output, selection, !changes.empty());
-    return pushSelection(invocation, target, store, context, selection);
+    AppTarget target(invocation, AppTarget::Reach::account);
+    (void)target.localStore(); // nothing is imported for a misspelt folder
+    const auto controller = target.controller();
+    try {
+        return pushPrepared(
+            invocation, target, *controller,
+            controller->preparePush(filterOf(invocation.arguments), target.localContext().text()));
+    } catch (const MetadataController::NothingToPush& nothing) {
+        return nothingToPush(invocation.output, nothing.preparation.selection, nothing.what());
+    }
 }
 
 } // namespace
@@ -186,7 +179,7 @@ std::vector<Command> pushCommands() {
                        {"--field", "FIELD", "Only this field", fields, ArgumentSpec::Need::optional,
                         ArgumentSpec::Count::repeated},
                        {"--allow-clear", "", "Also push changes that remove a text"}},
-         .heeds = {"--app", "--context", "--dry-run", "--yes"},
+         .heeds = {"--app", "--workspace", "--context", "--dry-run", "--yes"},
          .run = push,
          .details =
              "Only what changed is sent, one request per locale and resource. Texts over a limit, folders "

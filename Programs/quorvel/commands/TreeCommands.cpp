@@ -1,12 +1,13 @@
 #include "Core/metadata/MetadataTransfer.h"
 #include "Platform/text/Text.h"
+#include "Programs/quorvel/AppTarget.h"
 #include "Programs/quorvel/Errors.h"
-#include "Programs/quorvel/MetadataTarget.h"
 #include "Programs/quorvel/commands/Groups.h"
 #include "Programs/quorvel/commands/MetadataRecords.h"
 
 #include <fmt/format.h>
 
+#include <functional>
 #include <map>
 
 namespace quorvel {
@@ -19,6 +20,15 @@ Run runOf(const Invocation& invocation) {
 
 void noteDryRun(const Invocation& invocation) {
     if (invocation.global.dryRun) invocation.output.note("Dry run: nothing was written.");
+}
+
+// As the app's one operation; a dry run changes nothing and needs no turn.
+void change(const Invocation& invocation, AppTarget& target, MetadataOperation operation,
+            const std::function<void()>& work) {
+    if (invocation.global.dryRun)
+        work();
+    else
+        target.controller()->perform(operation, work);
 }
 
 // A tree of another tool holds many files of the same few kinds.
@@ -40,9 +50,11 @@ ExitStatus importMetadata(Invocation& invocation) {
     const auto tree = invocation.surroundings.workingFolder / *invocation.arguments.value("DIR");
     if (!std::filesystem::is_directory(tree))
         throw CommandError(ExitStatus::notFound, fmt::format("there is no folder {}", tree.string()));
-    MetadataTarget target(invocation);
+    AppTarget target(invocation, AppTarget::Reach::account);
     const MetadataStore store = target.storeOf(target.knownContext());
-    const ImportReport report = importTree(tree, store, invocation.composition.clock(), runOf(invocation));
+    ImportReport report;
+    change(invocation, target, MetadataOperation::importTexts,
+           [&] { report = importTree(tree, store, invocation.composition.clock(), runOf(invocation)); });
     Output& output = invocation.output;
     output.document(report);
     output.line(fmt::format("Imported {} of {} into {}; {} unchanged, {} lost a final line break.",
@@ -61,7 +73,7 @@ ExitStatus importMetadata(Invocation& invocation) {
 }
 
 ExitStatus exportMetadata(Invocation& invocation) {
-    MetadataTarget target(invocation);
+    AppTarget target(invocation, AppTarget::Reach::records);
     const auto tree = invocation.surroundings.workingFolder / *invocation.arguments.value("DIR");
     const ExportReport report = exportTree(target.localStore(), tree, runOf(invocation));
     Output& output = invocation.output;
@@ -78,8 +90,10 @@ std::string_view whatWasTidied(const TidiedField& field) {
 }
 
 ExitStatus tidyMetadata(Invocation& invocation) {
-    MetadataTarget target(invocation);
-    const auto tidied = tidyTree(target.localStore(), runOf(invocation));
+    AppTarget target(invocation, AppTarget::Reach::records);
+    const MetadataStore store = target.localStore();
+    std::vector<TidiedField> tidied;
+    change(invocation, target, MetadataOperation::tidy, [&] { tidied = tidyTree(store, runOf(invocation)); });
     Output& output = invocation.output;
     output.document(tidied);
     Table table{.columns = {{"Locale"}, {"Field"}, {"Removed"}}, .rows = {}};
@@ -105,19 +119,19 @@ std::vector<Command> treeCommands() {
         {.name = "metadata import",
          .summary = "Take the texts of a tree of <locale>/<field>.txt files",
          .arguments = {treeArgument("The tree"), folderArgument()},
-         .heeds = {"--app", "--context", "--dry-run"},
+         .heeds = {"--app", "--workspace", "--context", "--dry-run"},
          .run = importMetadata,
          .details = "One final line break of each file is dropped. What is no locale or no field is skipped "
                     "and named. Push sends the imported texts."},
         {.name = "metadata export",
          .summary = "Write the local texts as a tree of <locale>/<field>.txt files",
          .arguments = {treeArgument("Where to write"), folderArgument()},
-         .heeds = {"--app", "--context", "--dry-run"},
+         .heeds = {"--app", "--workspace", "--context", "--dry-run"},
          .run = exportMetadata},
         {.name = "metadata tidy",
          .summary = "Strip final line breaks and byte order marks from the local texts",
          .arguments = {folderArgument()},
-         .heeds = {"--app", "--context", "--dry-run"},
+         .heeds = {"--app", "--workspace", "--context", "--dry-run"},
          .run = tidyMetadata},
     };
 }

@@ -1,6 +1,6 @@
-#include "Programs/quorvel/AppLocator.h"
+#include "Programs/quorvel/AppLookup.h"
 #include "Programs/quorvel/Errors.h"
-#include "Programs/quorvel/Invocation.h"
+#include "Programs/quorvel/commands/AppOverviews.h"
 #include "Programs/quorvel/commands/Groups.h"
 
 #include "Core/metadata/PlatformContext.h"
@@ -38,17 +38,11 @@ std::string platformName(const std::optional<std::string>& raw) {
     return platform ? std::string(platformFolderName(*platform)) : raw.value_or("");
 }
 
-Style styleOfState(std::string_view state) {
-    if (isEditableState(state)) return Style::cyan;
-    if (state.starts_with("REPLACED") || state.ends_with("REMOVED_FROM_SALE")) return Style::dim;
-    return stateClassOf(state) == AppStoreVersionStateClass::live ? Style::green : Style::yellow;
-}
-
 ExitStatus listVersions(Invocation& invocation) {
-    const CommandClient& client = invocation.composition.client();
-    const AppListEntry app = locateApp(client, invocation.global.app.value_or(""));
+    const AppReference app = referencedApp(invocation);
+    const auto client = invocation.composition.client(app.owner);
     const auto versions =
-        client.listAppStoreVersions(app.id, platformOf(invocation.arguments.value("--platform")));
+        client->listAppStoreVersions(app.appStoreID, platformOf(invocation.arguments.value("--platform")));
     invocation.output.document(versions);
     Table table{.columns = {{"Platform"},
                             {"Version"},
@@ -75,13 +69,13 @@ ExitStatus listVersions(Invocation& invocation) {
 }
 
 ExitStatus createVersion(Invocation& invocation) {
-    const CommandClient& client = invocation.composition.client();
-    const AppListEntry app = locateApp(client, invocation.global.app.value_or(""));
+    const AppReference app = referencedApp(invocation);
+    const auto client = invocation.composition.client(app.owner);
     const auto platform = platformOf(invocation.arguments.value("--platform"));
-    const auto version =
-        client.createAppStoreVersion(app.id, {.platform = std::string(rawValue(*platform)),
-                                              .versionString = *invocation.arguments.value("--version"),
-                                              .releaseType = invocation.arguments.value("--release-type")});
+    const auto version = client->createAppStoreVersion(
+        app.appStoreID, {.platform = std::string(rawValue(*platform)),
+                         .versionString = *invocation.arguments.value("--version"),
+                         .releaseType = invocation.arguments.value("--release-type")});
     invocation.output.document(version);
     invocation.output.line(fmt::format("Made version {} of {} for {}: {}.",
                                        version.attributes.versionString.value_or(""),
@@ -95,12 +89,12 @@ std::string stateOf(const ASCBuildAttributes& build) {
 }
 
 ExitStatus listBuilds(Invocation& invocation) {
-    const CommandClient& client = invocation.composition.client();
-    const AppListEntry app = locateApp(client, invocation.global.app.value_or(""));
+    const AppReference app = referencedApp(invocation);
+    const auto client = invocation.composition.client(app.owner);
     constexpr long mostBuilds = 100'000;
     const auto limit = invocation.arguments.number("--limit", 1, mostBuilds).value_or(50);
     const auto marketingVersion = invocation.arguments.value("--version");
-    const auto builds = client.listBuilds(app.id, marketingVersion, {static_cast<int>(limit)});
+    const auto builds = client->listBuilds(app.appStoreID, marketingVersion, {static_cast<int>(limit)});
     invocation.output.document(builds);
     Table table{.columns = {{"Platform"},
                             {"Version"},
@@ -134,7 +128,7 @@ std::vector<Command> versionCommands() {
         {.name = "versions",
          .summary = "List the versions of an app and their states",
          .arguments = {{"--platform", "PLATFORM", "Only this platform", platformChoices}},
-         .heeds = {"--app"},
+         .heeds = {"--app", "--workspace"},
          .run = listVersions},
         {.name = "versions create",
          .summary = "Make a new version of an app",
@@ -145,13 +139,13 @@ std::vector<Command> versionCommands() {
                         "TYPE",
                         "When an approved version comes out",
                         {"MANUAL", "AFTER_APPROVAL", "SCHEDULED"}}},
-         .heeds = {"--app", "--dry-run"},
+         .heeds = {"--app", "--workspace", "--dry-run"},
          .run = createVersion},
         {.name = "builds",
          .summary = "List the builds of an app, newest first",
          .arguments = {{"--version", "VERSION", "Only builds of this version"},
                        {"--limit", "NUMBER", "At most so many (50)"}},
-         .heeds = {"--app"},
+         .heeds = {"--app", "--workspace"},
          .run = listBuilds},
     };
 }

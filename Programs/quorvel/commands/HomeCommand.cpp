@@ -1,0 +1,152 @@
+#include "Platform/text/Text.h"
+#include "Programs/quorvel/AppLookup.h"
+#include "Programs/quorvel/Help.h"
+#include "Programs/quorvel/Workspaces.h"
+#include "Programs/quorvel/commands/AppOverviews.h"
+#include "Programs/quorvel/commands/Groups.h"
+#include "Programs/quorvel/commands/MetadataRecords.h"
+
+#include <fmt/format.h>
+#include <fmt/ranges.h>
+
+#include <algorithm>
+#include <array>
+
+namespace quorvel {
+
+namespace {
+
+using Bucket = WorkspaceIndex::Summary::Bucket;
+
+struct HomeRecord {
+    std::optional<ManagedWorkspace> workspace;
+    std::int64_t attentionCount = 0;
+    std::vector<AppOverview> apps;
+    QUORVEL_RECORD(HomeRecord, workspace, attentionCount, apps)
+};
+
+constexpr std::string_view welcome =
+    "Welcome to quorvel. The first steps:\n"
+    "\n"
+    "  quorvel auth set --issuer-id ID --p8 AuthKey_….p8   store your App Store Connect API key\n"
+    "  quorvel apps --remote                               see which apps it reaches\n"
+    "  quorvel apps import BUNDLE_ID                       take one into your workspace\n"
+    "  quorvel pull                                        its store texts become plain files\n"
+    "  quorvel                                             this page, then with your apps\n"
+    "\n"
+    "Without an account, 'quorvel demo' shows a whole round of work.\n\n";
+
+std::string_view titleOf(Bucket bucket) {
+    static constexpr std::array<std::string_view, 4> titles = {"Needs attention", "In review", "Live",
+                                                               "Not pulled"};
+    return titles[static_cast<std::size_t>(bucket)];
+}
+
+// What a version in this state waits for.
+std::string_view nextStep(std::string_view state) {
+    if (state == "PREPARE_FOR_SUBMISSION") return "finish it and submit";
+    if (state == "PENDING_DEVELOPER_RELEASE") return "release it";
+    if (state == "INVALID_BINARY") return "upload another build";
+    if (state.ends_with("REMOVED_FROM_SALE")) return "off sale";
+    return asksForAttention(state) ? "mend it and resubmit" : "";
+}
+
+// What stands under an app: its headline, and what else waits for the developer.
+std::vector<PlatformContext> shownContexts(const AppOverview& app) {
+    std::vector<PlatformContext> shown;
+    if (app.headline) shown.push_back(*app.headline);
+    for (const PlatformContext& context : app.contexts)
+        if (asksForAttention(context.appStoreState) && context != app.headline) shown.push_back(context);
+    return shown;
+}
+
+std::string remarksOn(const AppOverview& app, Date now) {
+    std::vector<std::string> remarks;
+    if (app.folder.empty()) remarks.push_back("its folder is not found");
+    if (app.lastUpdated) remarks.push_back("pulled " + relativeTime(*app.lastUpdated, now));
+    if (const auto edits = app.pendingChanges.value_or(0); edits > 0)
+        remarks.push_back(counted(static_cast<std::size_t>(edits), "local edit"));
+    return fmt::format("{}", fmt::join(remarks, " · "));
+}
+
+struct ColumnWidths {
+    std::size_t context = 0;
+    std::size_t version = 0;
+    std::size_t state = 0;
+};
+
+ColumnWidths widthsOf(const std::vector<AppOverview>& apps) {
+    ColumnWidths widths;
+    for (const AppOverview& app : apps)
+        for (const PlatformContext& context : shownContexts(app)) {
+            widths.context = std::max(widths.context, displayWidth(context.id()));
+            widths.version = std::max(widths.version, displayWidth(escapeControls(context.versionString)));
+            widths.state = std::max(widths.state, displayWidth(escapeControls(context.appStoreState)));
+        }
+    return widths;
+}
+
+// Two levels instead of one wide table, so that names and states stay whole on a narrow terminal.
+void printApp(Output& output, const AppOverview& app, const ColumnWidths& widths, Date now) {
+    const std::string remarks = remarksOn(app, now);
+    output.styledLine(fmt::format("  {}{}", escapeControls(app.displayName),
+                                  remarks.empty() ? "" : output.styled(Style::dim, "  " + remarks)));
+    const auto padded = [](std::string_view text, std::size_t width) {
+        return padToWidth(escapeControls(text), width, Table::Align::left);
+    };
+    for (const PlatformContext& context : shownContexts(app)) {
+        const std::string_view next = nextStep(context.appStoreState);
+        const std::string state = escapeControls(context.appStoreState);
+        output.styledLine(fmt::format("    {}  {}  {}{}", padded(context.id(), widths.context),
+                                      padded(context.versionString, widths.version),
+                                      output.styled(styleOfState(context.appStoreState),
+                                                    next.empty() ? state : padded(state, widths.state)),
+                                      next.empty() ? "" : fmt::format("  {}", next)));
+    }
+}
+
+void printHome(Invocation& invocation, const HomeRecord& home) {
+    Output& output = invocation.output;
+    const std::string attention = attentionText(home.attentionCount);
+    output.styledLine(output.styled(
+        Style::bold,
+        fmt::format("{} · {}{}", escapeControls(home.workspace ? home.workspace->name : "All apps"),
+                    counted(home.apps.size(), "app"), attention.empty() ? "" : " · " + attention)));
+    const ColumnWidths widths = widthsOf(home.apps);
+    const Date now = invocation.composition.clock()();
+    for (const auto& [bucket, raw] : RawValues<Bucket>::values) {
+        bool isTitled = false;
+        for (const AppOverview& app : home.apps) {
+            if (app.bucket != bucket) continue;
+            if (!isTitled) output.styledLine("\n" + output.styled(Style::bold, titleOf(bucket)));
+            isTitled = true;
+            printApp(output, app, widths, now);
+        }
+    }
+}
+
+ExitStatus showHome(Invocation& invocation) {
+    HomeRecord home;
+    home.workspace = currentWorkspace(invocation);
+    const auto apps = appsInView(invocation);
+    home.apps = overviewsOf(invocation, apps, PendingChanges::count);
+    for (const AppOverview& app : home.apps)
+        home.attentionCount += app.attentionCount;
+    Output& output = invocation.output;
+    output.document(home);
+    if (output.isJSON()) return ExitStatus::done;
+    if (home.apps.empty())
+        output.raw(std::string(welcome) + helpOfProgram());
+    else
+        printHome(invocation, home);
+    return ExitStatus::done;
+}
+
+} // namespace
+
+const Command& homeCommand() {
+    static const Command command{.name = "", .summary = "", .heeds = {"--workspace"}, .run = showHome};
+    return command;
+}
+
+} // namespace quorvel
