@@ -7,6 +7,7 @@
 
 #include <fmt/format.h>
 
+#include <algorithm>
 #include <mutex>
 
 namespace quorvel {
@@ -83,6 +84,8 @@ class Opening {
     [[noreturn]] void fail(Kind kind, const std::string& reason) const {
         std::string outcome = " Nothing was changed.";
         try {
+            // What the second attempt left must not be taken for a part of the old store.
+            if (!moves_.empty()) std::ranges::for_each(files_.present(), removeFile);
             StoreFiles::putBack(moves_);
             if (!moves_.empty()) outcome = " The old files are in their place.";
         } catch (const FileError& error) {

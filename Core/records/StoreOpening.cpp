@@ -37,6 +37,7 @@ void makeStore(const StoreFiles& files, std::chrono::milliseconds busyTimeout) {
         {
             Database database(made, busyTimeout);
             CoreSchema::create(database);
+            database.checkpoint(); // closing would do it as well, and not tell when the disk is full
         }
         std::filesystem::rename(made, files.main());
     } catch (...) {

@@ -193,6 +193,12 @@ void Database::setSchemaVersion(std::int64_t version) {
     execute(fmt::format("PRAGMA user_version = {}", version));
 }
 
+void Database::checkpoint() {
+    query("PRAGMA wal_checkpoint(TRUNCATE)", {}, [&](const StoreRow& row) {
+        if (row.integer(0) != 0) state_->fail(SQLITE_BUSY);
+    });
+}
+
 void Database::checkIntegrity() {
     std::string found;
     query("PRAGMA quick_check(1)", {}, [&](const StoreRow& row) { found = row.text(0); });

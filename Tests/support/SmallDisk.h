@@ -3,6 +3,7 @@
 
 #include "Tests/support/TemporaryFolder.h"
 
+#include <cstdint>
 #include <fstream>
 #include <string>
 
@@ -35,12 +36,17 @@ class SmallDisk {
         return folder_.path();
     }
 
-    /// Takes all the room that is left with a file of its own.
-    void fill() const {
-        std::ofstream file(path() / "filling", std::ios::binary | std::ios::app);
-        const std::string page(4096, 'x');
-        while (file.write(page.data(), static_cast<std::streamsize>(page.size())).flush())
-            continue;
+    /// Takes all the room that is left with a file of its own, but for some pages of 4096 bytes.
+    void fill(std::uintmax_t pagesLeft = 0) const {
+        constexpr std::uintmax_t pageSize = 4096;
+        const std::string page(pageSize, 'x');
+        {
+            std::ofstream file(path() / "filling", std::ios::binary);
+            while (file.write(page.data(), static_cast<std::streamsize>(page.size())).flush())
+                continue;
+        }
+        const std::uintmax_t filled = file_size(path() / "filling") / pageSize;
+        std::filesystem::resize_file(path() / "filling", (filled - pagesLeft) * pageSize);
     }
     void makeRoom() const {
         std::filesystem::remove(path() / "filling");

@@ -261,26 +261,39 @@ TEST(ModelContainer, leavesABusyStoreAlone) {
 }
 
 TEST(ModelContainer, leavesTheStoreAloneOnAFullDisk) {
-    for (const bool isDamaged : {false, true}) {
-        const test::SmallDisk disk(8 << 20);
-        if (!disk.isMounted()) GTEST_SKIP() << "this process may not mount a disk of its own";
-        const auto file = fillStore(disk.path());
-        if (isDamaged) overwrite(file, std::string(9000, 'x'));
-        const std::string bytes = readFile(file).value();
-        const auto names = namesIn(disk.path());
-        disk.fill();
-        const auto error = failure([&] { (void)test::openStore(disk.path(), noPatience); });
-        EXPECT_EQ(error.kind(), Kind::full) << error.what();
-        EXPECT_THAT(error.what(), StartsWith(finalText));
-        EXPECT_THAT(error.what(),
-                    HasSubstr(isDamaged ? "The old files are in their place." : "Nothing was changed."));
-        EXPECT_EQ(readFile(file), bytes);
-        EXPECT_THAT(namesIn(disk.path() / "Brevant"), ElementsAre("store.lock"));
-        disk.makeRoom();
-        const Garden garden(test::openStore(disk.path()));
-        EXPECT_EQ(garden.container->rebuilt().has_value(), isDamaged);
-        EXPECT_THAT(garden.apps.all(), SizeIs(isDamaged ? 0 : 1));
-    }
+    std::map<bool, int> failures;
+    // Each more room than the one before, so that every step is the one that finds none.
+    for (int pagesLeft = 0; pagesLeft < 120; pagesLeft += 3)
+        for (const bool isDamaged : {false, true}) {
+            SCOPED_TRACE(std::to_string(pagesLeft) + (isDamaged ? " damaged" : ""));
+            const test::SmallDisk disk(2 << 20);
+            if (!disk.isMounted()) GTEST_SKIP() << "this process may not mount a disk of its own";
+            const auto file = fillStore(disk.path(), 2);
+            if (isDamaged) overwrite(file, std::string(9000, 'x'));
+            const std::string bytes = readFile(file).value();
+            disk.fill(static_cast<std::uintmax_t>(pagesLeft));
+            const auto error = failure([&] { (void)test::openStore(disk.path(), noPatience); });
+            if (error.kind() == Kind::full) {
+                ++failures[isDamaged];
+                EXPECT_THAT(error.what(), StartsWith(finalText));
+                EXPECT_THAT(error.what(), HasSubstr(isDamaged ? "The old files are in their place."
+                                                              : "Nothing was changed."));
+                EXPECT_EQ(readFile(file), bytes);
+                EXPECT_THAT(namesIn(disk.path() / "Brevant"), ElementsAre("store.lock"));
+                if (isDamaged) {
+                    EXPECT_THAT(namesIn(disk.path()), ElementsAre("Brevant", "default.store"));
+                }
+            } else {
+                EXPECT_STREQ(error.what(), "no failure");
+            }
+            disk.makeRoom();
+            const Garden garden(test::openStore(disk.path()));
+            EXPECT_EQ(garden.container->rebuilt().has_value(), isDamaged && error.kind() == Kind::full);
+            EXPECT_THAT(garden.apps.all(), SizeIs(isDamaged ? 0 : 1));
+        }
+    EXPECT_GT(failures[false], 0);
+    EXPECT_GT(failures[true], 5);
+    EXPECT_LT(failures[true], 40);
 }
 
 TEST(ModelContainer, leavesTheStoreAloneOnADiskThatCanOnlyBeRead) {
