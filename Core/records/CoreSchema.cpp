@@ -2,8 +2,11 @@
 
 #include "Core/records/RecordMapping.h"
 #include "Platform/store/Database.h"
+#include "Platform/text/Text.h"
 
 #include <fmt/format.h>
+
+#include <boost/mp11/list.hpp>
 
 #include <algorithm>
 #include <array>
@@ -13,10 +16,9 @@ namespace quorvel {
 
 namespace {
 
-constexpr std::array<std::string_view, 11> modelNames = {
-    "ManagedWorkspace",  "ManagedApp",         "ManagedLocale",  "FieldRule",
-    "PushHistoryEntry",  "CachedTranslation",  "TrackedKeyword", "KeywordSnapshot",
-    "TrackedCompetitor", "CompetitorSnapshot", "CachedReview"};
+constexpr auto modelNames = []<typename... Record>(boost::mp11::mp_list<Record...>) {
+    return std::array<std::string_view, sizeof...(Record)>{records::Model<Record>::name...};
+}(records::Models{});
 
 // Dates are microseconds since 1970; lists and maps are JSON. Long texts stand last in their tables, so that
 // what is filtered and counted by lies in front of them.
@@ -42,8 +44,8 @@ CREATE TABLE ManagedApp (
     createdAt INTEGER NOT NULL,
     updatedAt INTEGER NOT NULL,
     brandVoice TEXT NOT NULL,
-    protectedTerms TEXT NOT NULL,
-    glossary TEXT NOT NULL
+    protectedTerms TEXT NOT NULL CHECK (json_valid(protectedTerms)),
+    glossary TEXT NOT NULL CHECK (json_valid(glossary))
 ) STRICT;
 CREATE INDEX ManagedAppByWorkspace ON ManagedApp(workspace);
 
@@ -115,7 +117,7 @@ CREATE TABLE KeywordSnapshot (
     capturedAt INTEGER NOT NULL,
     ourRank INTEGER,
     resultCount INTEGER,
-    competitorRanks TEXT NOT NULL,
+    competitorRanks TEXT NOT NULL CHECK (json_valid(competitorRanks)),
     keyword TEXT REFERENCES TrackedKeyword(id) ON DELETE CASCADE
 ) STRICT;
 CREATE INDEX KeywordSnapshotByTime ON KeywordSnapshot(keyword, capturedAt);
@@ -160,7 +162,7 @@ CREATE TABLE CachedReview (
     createdAtRaw TEXT NOT NULL,
     createdAt INTEGER NOT NULL,
     sentiment TEXT NOT NULL,
-    themes TEXT NOT NULL,
+    themes TEXT NOT NULL CHECK (json_valid(themes)),
     sentimentClassifiedAt INTEGER,
     app TEXT REFERENCES ManagedApp(id) ON DELETE CASCADE
 ) STRICT;
@@ -171,8 +173,12 @@ std::string versionText(std::int64_t number) {
     return fmt::format("{}.{}.{}", number / 1'000'000, number / 1'000 % 1'000, number % 1'000);
 }
 
+std::string nameOf(const Database& database) {
+    return escapeControls(database.file().native());
+}
+
 template <typename... Record>
-void readOneOfEach(Database& database) {
+void readOneOfEach(Database& database, boost::mp11::mp_list<Record...>) {
     (static_cast<void>(records::select<Record>(database, "LIMIT 1")), ...);
 }
 
@@ -200,14 +206,14 @@ void CoreSchema::migrate(Database& database, std::span<const Step> steps, std::i
         for (std::int64_t at = database.schemaVersion(); at != target;) {
             if (at > target)
                 throw StoreError(StoreError::Kind::newerSchema,
-                                 fmt::format("its schema {} is newer than {}, the newest that this version "
-                                             "of the program knows",
-                                             versionText(at), versionText(target)));
+                                 fmt::format("{}: its schema {} is newer than {}, the newest that this "
+                                             "version of the program knows",
+                                             nameOf(database), versionText(at), versionText(target)));
             const auto step = std::ranges::find(steps, at, &Step::from);
             if (step == steps.end() || step->to <= at)
-                throw StoreError(StoreError::Kind::damaged,
-                                 at == 0 ? "it is a database without records of this program"
-                                         : fmt::format("nothing is known of its schema {}", versionText(at)));
+                throw StoreError(
+                    StoreError::Kind::damaged,
+                    fmt::format("{}: nothing is known of its schema {}", nameOf(database), versionText(at)));
             database.execute(step->sql);
             at = step->to;
             database.setSchemaVersion(at);
@@ -217,9 +223,7 @@ void CoreSchema::migrate(Database& database, std::span<const Step> steps, std::i
 
 void CoreSchema::checkTables(Database& database) {
     try {
-        readOneOfEach<ManagedWorkspace, ManagedApp, ManagedLocale, FieldRule, PushHistoryEntry,
-                      CachedTranslation, TrackedKeyword, KeywordSnapshot, TrackedCompetitor,
-                      CompetitorSnapshot, CachedReview>(database);
+        readOneOfEach(database, records::Models{});
     } catch (const StoreError& error) {
         // The engine's answer to a table or column that is missing.
         if (error.kind() != StoreError::Kind::unavailable) throw;

@@ -7,6 +7,7 @@
 
 #include <fmt/format.h>
 
+#include <algorithm>
 #include <mutex>
 
 namespace quorvel {
@@ -83,6 +84,8 @@ class Opening {
     [[noreturn]] void fail(Kind kind, const std::string& reason) const {
         std::string outcome = " Nothing was changed.";
         try {
+            // What the second attempt left must not be taken for a part of the old store.
+            if (!moves_.empty()) std::ranges::for_each(files_.present(), removeFile);
             StoreFiles::putBack(moves_);
             if (!moves_.empty()) outcome = " The old files are in their place.";
         } catch (const FileError& error) {
@@ -123,8 +126,12 @@ void ModelContainer::read(const std::function<void(Database&)>& work) const {
     try {
         work(connection_->database);
     } catch (const StoreError& error) {
-        if (error.kind() == Kind::damaged) demandCheck(StoreFiles(file_.parent_path()));
-        throw;
+        if (error.kind() != Kind::damaged) throw;
+        demandCheck(StoreFiles(file_.parent_path()));
+        throw StoreError(Kind::damaged,
+                         fmt::format("{}. Start the program again: the store is checked then, and made anew "
+                                     "when it cannot be used.",
+                                     error.what()));
     }
 }
 

@@ -3,7 +3,7 @@
 #pragma once
 
 #include "Core/records/ModelContainer.h"
-#include "Core/records/Models.h"
+#include "Core/records/ModelTables.h"
 #include "Platform/store/Database.h"
 
 #include <boost/mp11/algorithm.hpp>
@@ -20,55 +20,6 @@
 #include <vector>
 
 namespace quorvel::records {
-
-/// A model's table and the columns by which a second record of the same values is the same record.
-template <typename Record>
-struct Model;
-
-template <>
-struct Model<ManagedWorkspace> {
-    static constexpr std::string_view name = "ManagedWorkspace", key = "id";
-};
-template <>
-struct Model<ManagedApp> {
-    static constexpr std::string_view name = "ManagedApp", key = "id";
-};
-template <>
-struct Model<ManagedLocale> {
-    static constexpr std::string_view name = "ManagedLocale", key = "app, code";
-};
-template <>
-struct Model<FieldRule> {
-    static constexpr std::string_view name = "FieldRule", key = "app, fieldType";
-};
-template <>
-struct Model<PushHistoryEntry> {
-    static constexpr std::string_view name = "PushHistoryEntry", key = "";
-};
-template <>
-struct Model<CachedTranslation> {
-    static constexpr std::string_view name = "CachedTranslation", key = "hashKey";
-};
-template <>
-struct Model<TrackedKeyword> {
-    static constexpr std::string_view name = "TrackedKeyword", key = "id";
-};
-template <>
-struct Model<KeywordSnapshot> {
-    static constexpr std::string_view name = "KeywordSnapshot", key = "";
-};
-template <>
-struct Model<TrackedCompetitor> {
-    static constexpr std::string_view name = "TrackedCompetitor", key = "id";
-};
-template <>
-struct Model<CompetitorSnapshot> {
-    static constexpr std::string_view name = "CompetitorSnapshot", key = "";
-};
-template <>
-struct Model<CachedReview> {
-    static constexpr std::string_view name = "CachedReview", key = "id";
-};
 
 [[nodiscard]] std::int64_t microsecondsOf(Date date);
 [[nodiscard]] Date dateOfMicroseconds(std::int64_t microseconds);

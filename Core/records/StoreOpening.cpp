@@ -17,6 +17,7 @@ namespace {
 using Path = std::filesystem::path;
 using std::chrono::steady_clock;
 
+constexpr std::uintmax_t smallestDatabase = 512; // a page
 constexpr std::uintmax_t smallStore = 4 << 20;
 constexpr std::chrono::hours checkInterval{24};
 
@@ -36,6 +37,7 @@ void makeStore(const StoreFiles& files, std::chrono::milliseconds busyTimeout) {
         {
             Database database(made, busyTimeout);
             CoreSchema::create(database);
+            database.checkpoint(); // closing would do it as well, and not tell when the disk is full
         }
         std::filesystem::rename(made, files.main());
     } catch (...) {
@@ -53,7 +55,10 @@ void requireWholeFiles(const StoreFiles& files, const std::vector<Path>& present
         fail(StoreError::Kind::unavailable, main, "is a link that leads to no file");
     if (status.type() != std::filesystem::file_type::regular)
         fail(StoreError::Kind::unavailable, main, "is no regular file");
-    if (std::filesystem::file_size(main) == 0) fail(StoreError::Kind::damaged, main, "is empty");
+    // The engine would take it for a new file and write over it. Its content must not be looked at here: that
+    // would give up the locks of another container of this process.
+    if (std::filesystem::file_size(main) < smallestDatabase)
+        fail(StoreError::Kind::damaged, main, "is cut short");
 }
 
 Path checkedFile(const StoreFiles& files) {

@@ -37,7 +37,8 @@ class Published {
         changed_.post({"changed", {}});
     }
     /// Publishes a copy of the current state that `change` was applied to. One change is made at a time, also
-    /// if it takes long; one that throws changes nothing. `change` must not publish here itself.
+    /// if it takes long; one that throws changes nothing. `change` must not publish here itself; observers
+    /// may, as they are woken afterwards.
     template <typename Change>
     void update(Change&& change) {
         {

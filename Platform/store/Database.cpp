@@ -131,12 +131,16 @@ Database::Database(const std::filesystem::path& file, std::chrono::milliseconds 
     keepPrivate(state_->file);
     sqlite3_busy_handler(connection, &Patience::waitOn, &state_->patience);
     state_->execute("PRAGMA journal_mode = WAL; PRAGMA synchronous = NORMAL; PRAGMA foreign_keys = ON;"
-                    "PRAGMA trusted_schema = OFF; PRAGMA cell_size_check = ON");
+                    "PRAGMA cell_size_check = ON");
 }
 
 Database::~Database() = default;
 Database::Database(Database&&) noexcept = default;
 Database& Database::operator=(Database&&) noexcept = default;
+
+const std::filesystem::path& Database::file() const {
+    return state_->file;
+}
 
 void Database::execute(std::string_view sql) {
     state_->execute(std::string(sql).c_str());
@@ -187,6 +191,12 @@ std::int64_t Database::schemaVersion() {
 
 void Database::setSchemaVersion(std::int64_t version) {
     execute(fmt::format("PRAGMA user_version = {}", version));
+}
+
+void Database::checkpoint() {
+    query("PRAGMA wal_checkpoint(TRUNCATE)", {}, [&](const StoreRow& row) {
+        if (row.integer(0) != 0) state_->fail(SQLITE_BUSY);
+    });
 }
 
 void Database::checkIntegrity() {

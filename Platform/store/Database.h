@@ -40,6 +40,8 @@ class Database {
     Database(Database&&) noexcept;
     Database& operator=(Database&&) noexcept;
 
+    [[nodiscard]] const std::filesystem::path& file() const;
+
     /// Runs statements without results, separated by semicolons.
     void execute(std::string_view sql);
     /// Runs one statement; the number of rows that it changed.
@@ -58,6 +60,8 @@ class Database {
     /// The number kept in the file for the version of its schema; 0 in a new one.
     [[nodiscard]] std::int64_t schemaVersion();
     void setSchemaVersion(std::int64_t version);
+    /// Puts all that was stored into the main file, so that it is whole by itself.
+    void checkpoint();
     /// Throws a `StoreError` of the kind `damaged` that says what the engine found wrong.
     void checkIntegrity();
 

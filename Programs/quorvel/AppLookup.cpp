@@ -56,6 +56,19 @@ void requireInWorkspace(Invocation& invocation, const ManagedApp& app) {
                                    other ? fmt::format("\"{}\"", other->name) : "none"));
 }
 
+std::optional<ManagedApp> findByName(const std::vector<ManagedApp>& apps, std::string_view name) {
+    const std::string lowered = asciiLowercase(name);
+    std::optional<ManagedApp> found;
+    for (const ManagedApp& app : apps) {
+        if (asciiLowercase(app.displayName) != lowered) continue;
+        if (found)
+            throw UsageError(fmt::format("several apps are named {}", quotedWord(name)),
+                             fmt::format("Say {} or {}.", found->bundleId, app.bundleId));
+        found = app;
+    }
+    return found;
+}
+
 // The app of --app, or the only one in view.
 std::optional<ManagedApp> meantRecord(Invocation& invocation) {
     if (invocation.global.app) return findRecordedApp(invocation, *invocation.global.app);
@@ -86,14 +99,8 @@ std::optional<ManagedApp> findRecordedApp(Invocation& invocation, std::string_vi
     if (!invocation.composition.hasRecords()) return std::nullopt;
     const AppRecords apps = invocation.composition.apps();
     std::optional<ManagedApp> found = apps.locate(wanted);
-    if (!found)
-        for (const ManagedApp& app : appsInView(invocation))
-            if (asciiLowercase(app.displayName) == asciiLowercase(wanted)) {
-                if (found)
-                    throw UsageError(fmt::format("several apps are named {}", quotedWord(wanted)),
-                                     fmt::format("Say {} or {}.", found->bundleId, app.bundleId));
-                found = app;
-            }
+    if (!found) found = findByName(appsInView(invocation), wanted);
+    if (!found && !invocation.global.workspace) found = findByName(apps.all(), wanted);
     if (found) requireInWorkspace(invocation, *found);
     return found;
 }

@@ -4,6 +4,8 @@
 
 #include <fmt/format.h>
 
+#include <algorithm>
+
 namespace quorvel {
 
 namespace {
@@ -16,10 +18,15 @@ DiffMarks marksFor(const Output& output) {
 } // namespace
 
 void printTextChange(Output& output, const FieldKey& key, std::string_view explanation,
-                     const std::vector<DiffSegment>& segments) {
+                     const std::vector<DiffSegment>& segments, std::string_view remark) {
     output.styledLine(output.styled(Style::bold, fmt::format("{} {}", escapeControls(key.locale),
                                                              shortLabelOf(key.field))) +
                       output.styled(Style::dim, fmt::format("  {}", escapeControls(explanation))));
+    while (!remark.empty()) {
+        const std::size_t end = std::min(remark.find('\n'), remark.size());
+        output.line(fmt::format("    {}", remark.substr(0, end)));
+        remark.remove_prefix(std::min(end + 1, remark.size()));
+    }
     for (const std::string& line : renderDiff(segments, marksFor(output)))
         output.styledLine(line.empty() ? line : "    " + line);
     output.line();

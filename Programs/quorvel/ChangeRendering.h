@@ -10,8 +10,8 @@
 
 namespace quorvel {
 
-/// The field's name, what is said of the change, and the words in marks or colours.
+/// The field's name, what is said of the change, a remark of some lines, and the words in marks or colours.
 void printTextChange(Output& output, const FieldKey& key, std::string_view explanation,
-                     const std::vector<DiffSegment>& segments);
+                     const std::vector<DiffSegment>& segments, std::string_view remark = {});
 
 } // namespace quorvel

@@ -73,10 +73,9 @@ std::span<const ArgumentSpec> globalArguments() {
         {"--no-color", "", "No colours"},
         {"--yes", "", "Answer every question with yes"},
         {"--dry-run", "", "Show the changes that would be made and make none"},
-        {"--workspace", "NAME",
-         "Only the apps of this workspace, and its key; without it the one chosen with 'workspaces use'"},
+        {"--workspace", "NAME", "The workspace to work in, instead of the active one"},
         {"--app", "ID",
-         "The app: bundle id, App Store id, short name or name; not needed where only one is recorded"},
+         "The app: bundle id, App Store id, short name or name; the only recorded one when left out"},
         {"--context",
          "PLATFORM/SLOT",
          "The version to work on: ios, macos, tvos or visionos, and next or live, such as ios/next. Each is "

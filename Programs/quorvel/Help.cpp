@@ -77,7 +77,6 @@ std::string usageOf(const Command& command) {
                 : fmt::format("{}{}{}", argument.name, argument.value.empty() ? "" : " ", argument.value);
         if (argument.need == ArgumentSpec::Need::required) line += " " + name;
     }
-    if (std::ranges::find(command.heeds, "--app") != command.heeds.end()) line += " --app ID";
     return line + " [options]\n";
 }
 

@@ -16,6 +16,8 @@ void OperationProgress::follow(MetadataController& controller) {
 
 void OperationProgress::step(std::string_view text) {
     const std::lock_guard lock(mutex_);
+    if (text == shown_) return;
+    shown_ = text;
     output_.progress(text);
 }
 

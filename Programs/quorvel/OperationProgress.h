@@ -5,6 +5,8 @@
 #include "Quorvel/controllers/MetadataController.h"
 
 #include <mutex>
+#include <string>
+#include <string_view>
 #include <vector>
 
 namespace quorvel {
@@ -27,6 +29,7 @@ class OperationProgress {
   private:
     Output& output_;
     std::mutex mutex_;
+    std::string shown_; // guarded by mutex_
     std::vector<NotificationCenter::Subscription> subscriptions_;
 };
 

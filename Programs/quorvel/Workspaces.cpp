@@ -1,6 +1,6 @@
 #include "Programs/quorvel/Workspaces.h"
 
-#include "Platform/text/Text.h"
+#include "Core/records/RecordError.h"
 #include "Programs/quorvel/Errors.h"
 #include "Programs/quorvel/Spelling.h"
 
@@ -12,6 +12,16 @@ namespace quorvel {
 namespace {
 
 constexpr std::string_view firstWorkspaceName = "My apps";
+
+// Another process may make its first import at the same time.
+ManagedWorkspace createUnlessMade(const WorkspaceRecords& workspaces, std::string_view name) {
+    try {
+        return workspaces.create(name);
+    } catch (const RecordError&) {
+        if (auto made = workspaces.locate(name)) return *made;
+        throw;
+    }
+}
 
 } // namespace
 
@@ -47,7 +57,7 @@ ManagedWorkspace workspaceForImport(Invocation& invocation) {
     if (!workspaces.all().empty())
         throw UsageError("say into which workspace with --workspace",
                          "'quorvel workspaces use NAME' chooses one for all commands.");
-    const ManagedWorkspace made = workspaces.create(firstWorkspaceName);
+    const ManagedWorkspace made = createUnlessMade(workspaces, firstWorkspaceName);
     invocation.composition.activeWorkspace().choose(made.id);
     invocation.output.note(fmt::format("Made the workspace \"{}\".", made.name));
     return made;

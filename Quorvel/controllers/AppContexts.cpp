@@ -63,8 +63,9 @@ PlatformContext AppContexts::choose(const std::vector<PlatformContext>& contexts
                                     const std::optional<std::string>& given,
                                     const std::optional<std::string>& selected) {
     const auto chosen = chooseContext(contexts, given ? given : selected);
-    if (!chosen) throw MetadataError::noVersions();
-    if (given && chosen->id() != *given) throw MetadataError::unknownContext(*given, idsOf(contexts));
+    if (!chosen || (given && chosen->id() != *given))
+        throw MetadataError::unknownContext(given.value_or(""),
+                                            chosen ? idsOf(contexts) : "none yet, pull first");
     return *chosen;
 }
 

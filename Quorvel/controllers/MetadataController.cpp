@@ -47,7 +47,7 @@ void readTree(MetadataState& state, const MetadataFolder& folder, const std::vec
     state.changes.clear();
     state.missingLocales.clear();
     state.pulledLocales = 0;
-    if (!isFolder(folder)) return;
+    if (folder.rootURL.empty() || !isFolder(folder)) return;
     const MetadataStore store(folder);
     const LocaleTexts local = store.readAll();
     const LocaleTexts pulled = store.readAll(TextSide::pulled);
@@ -162,20 +162,15 @@ LocaleSet MetadataController::disabledLocales() const {
 }
 
 void MetadataController::show(const Target& target) {
-    const AppContexts contexts(target.folder, parts_.clock);
-    const auto managed = apps_.locales(target.app.id);
-    const auto selected = contexts.known(std::nullopt);
-    MetadataState read;
-    read.disabledLocales = disabledLocales();
-    if (selected) readTree(read, target.folder.contextFolder(*selected), managed);
+    // Read inside of the update: a slow reading must not replace what a pull showed meanwhile.
     published_.update([&](MetadataState& state) {
+        const AppContexts contexts(target.folder, parts_.clock);
+        const auto selected = contexts.known(std::nullopt);
         state.contexts = contexts.saved() ? contexts.saved()->contexts : std::vector<PlatformContext>();
         state.selectedContextId = selected ? std::optional(selected->text()) : std::nullopt;
-        state.grid = std::move(read.grid);
-        state.changes = std::move(read.changes);
-        state.pulledLocales = read.pulledLocales;
-        state.missingLocales = std::move(read.missingLocales);
-        state.disabledLocales = std::move(read.disabledLocales);
+        state.disabledLocales = disabledLocales();
+        readTree(state, selected ? target.folder.contextFolder(*selected) : MetadataFolder(),
+                 apps_.locales(target.app.id));
     });
 }
 

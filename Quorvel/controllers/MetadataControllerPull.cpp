@@ -132,7 +132,7 @@ void MetadataController::rememberPull(const Pulling& pulling, const std::vector<
         return;
     }
     const Target& target = pulling.target;
-    if (!hasUsableBookmark(target.app)) chooseAppFolder(target.app, target.folder, apps_);
+    if (!parts_.folder && !hasUsableBookmark(target.app)) chooseAppFolder(target.app, target.folder, apps_);
 
     const auto& found = pulling.found.contexts;
     const auto& saved = pulling.contexts.saved();

@@ -173,6 +173,43 @@ TEST_F(Auth, refusesBadInputAndKeepsWhatIsStored) {
     EXPECT_EQ(run({"auth", "check"}).status, 0);
 }
 
+TEST_F(Auth, usesTheKeyOfAnAppBeforeThatOfItsWorkspaceAndTheGlobalOne) {
+    const auto& access = server.access();
+    const auto set = [&](std::vector<std::string> scope) {
+        scope.insert(scope.begin(),
+                     {"auth", "set", "--key-id", access.keyID, "--issuer-id", access.issuerID, "--p8", key});
+        return run(scope).status;
+    };
+    const auto sourceOf = [&](std::vector<std::string> scope) {
+        scope.insert(scope.begin(), {"auth", "status", "--json"});
+        const JSONValue shown = onlyDocument(run(scope).out);
+        return shown.find("keySource") ? *shown.find("keySource")->text() : "none";
+    };
+    EXPECT_EQ(set({"--app", app}), 4); // nothing is recorded yet
+    ASSERT_EQ(set({}), 0);
+    ASSERT_EQ(run({"apps", "import", app}).status, 0);
+    ASSERT_EQ(set({"--app", app}), 0);
+    EXPECT_EQ(run({"auth", "forget", "--yes"}).status, 0);
+    EXPECT_EQ(sourceOf({}), "none");
+    EXPECT_EQ(sourceOf({"--app", app}), "the app's own key");
+    EXPECT_EQ(run({"apps", "--remote"}).status, 3);
+    EXPECT_EQ(run({"pull", "--app", app}).status, 0);
+    ASSERT_EQ(set({"--workspace", "My apps"}), 0);
+    EXPECT_EQ(sourceOf({}), "the workspace's key");
+    EXPECT_EQ(run({"apps", "--remote"}).status, 0);
+    EXPECT_EQ(run({"auth", "forget", "--app", app, "--yes"}).status, 0);
+    EXPECT_EQ(sourceOf({"--app", app}), "the workspace's key");
+    EXPECT_EQ(run({"auth", "check", "--app", app}).status, 0);
+    // A whole key of the environment goes before all of them.
+    environment["ASC_KEY_ID"] = "ABCDEFGHIJ";
+    environment["ASC_ISSUER_ID"] = access.issuerID;
+    environment["ASC_PRIVATE_KEY_PATH"] = key;
+    EXPECT_EQ(run({"pull", "--app", app}).status, 3);
+    forgetEnvironmentKey();
+    EXPECT_THAT(run({"workspaces", "delete", "My apps", "--yes"}).out, HasSubstr("its key forgotten"));
+    EXPECT_EQ(sourceOf({"--app", app}), "none");
+}
+
 TEST_F(Auth, saysPlainlyThatTheStoreIsDamagedOrCannotBeWritten) {
     const auto& access = server.access();
     createFolders(credentials().parent_path());

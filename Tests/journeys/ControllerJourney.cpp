@@ -26,12 +26,6 @@ void edit(const MetadataStore& store) {
     store.write("ja", FieldType::promotionalText, "");
 }
 
-FieldTexts withoutMissing(FieldTexts texts) {
-    for (auto& text : texts.texts)
-        text = text.value_or("");
-    return texts;
-}
-
 } // namespace
 
 TEST(ControllerJourney, pullsEditsPushesAndPullsWithNothingPending) {
@@ -50,16 +44,15 @@ TEST(ControllerJourney, pullsEditsPushesAndPullsWithNothingPending) {
     EXPECT_THAT(rehearsal.requests(), ElementsAre("GET /v1/apps")); // its versions
     const auto pushed = rehearsal.controller.push(preparation);
     EXPECT_EQ(pushed.report, "Pushed 6 fields · 4 locales");
-    // Ten are the least: the versions, as a context's state may have changed since the pull; the app infos and
-    // two lists of localizations, as an identifier may have too and a colleague's text must not be replaced;
-    // and one write for each of the six localizations that differ, as none holds another's fields.
-    EXPECT_THAT(
-        rehearsal.requests(),
-        UnorderedElementsAre("GET /v1/apps", "GET /v1/apps", "GET /v1/appInfos", "GET /v1/appStoreVersions",
-                             "PATCH /v1/appStoreVersionLocalizations", "PATCH /v1/appInfoLocalizations",
-                             "PATCH /v1/appStoreVersionLocalizations",
-                             "PATCH /v1/appStoreVersionLocalizations", "POST /v1/appInfoLocalizations",
-                             "POST /v1/appStoreVersionLocalizations"));
+    // Ten are the least: the versions, as a context's state may have changed since the pull; the app infos
+    // and two lists of localizations, as an identifier may have too and a colleague's text must not be
+    // replaced; and one write for each of the six localizations that differ, as none holds another's fields.
+    EXPECT_THAT(rehearsal.requests(),
+                UnorderedElementsAre(
+                    "GET /v1/apps", "GET /v1/apps", "GET /v1/appInfos", "GET /v1/appStoreVersions",
+                    "PATCH /v1/appStoreVersionLocalizations", "PATCH /v1/appInfoLocalizations",
+                    "PATCH /v1/appStoreVersionLocalizations", "PATCH /v1/appStoreVersionLocalizations",
+                    "POST /v1/appInfoLocalizations", "POST /v1/appStoreVersionLocalizations"));
     EXPECT_THAT(rehearsal.controller.state()->changes, IsEmpty());
 
     const LocaleTexts local = store.readAll();
@@ -130,7 +123,8 @@ TEST(ControllerJourney, keepsTheHistoryOfWhatWasSentBeforeAPushWasKilled) {
     test::FakeConnect connect;
     connect.addVersion("v1", "IOS", "PREPARE_FOR_SUBMISSION");
     connect.addAppInfo("i1", "PREPARE_FOR_SUBMISSION");
-    const std::vector<std::string> locales = {"da", "de-DE", "fi", "fr-FR", "it", "ja", "ko", "sv", "th", "vi"};
+    const std::vector<std::string> locales = {"da", "de-DE", "fi", "fr-FR", "it",
+                                              "ja", "ko",    "sv", "th",    "vi"};
     for (const std::string& locale : locales)
         connect.localizations[test::FakeConnect::ofVersion][locale] = {{"locale", locale}};
     const auto controller = recorded.controllerOver(connect);
@@ -140,8 +134,9 @@ TEST(ControllerJourney, keepsTheHistoryOfWhatWasSentBeforeAPushWasKilled) {
     constexpr std::size_t atOnce = 6;
     std::size_t sent = 0;
     connect.before = [&](const ASCRequest& request) {
-        if (request.method == "PATCH" && ++sent > atOnce)
+        if (request.method == "PATCH" && ++sent > atOnce) {
             EXPECT_GE(recorded.history().size(), sent - atOnce) << sent;
+        }
     };
     controller->push(controller->preparePush({}));
     EXPECT_EQ(sent, locales.size());
@@ -172,8 +167,8 @@ TEST(ControllerJourney, goesOnWithTheOtherContextsWhenOneFails) {
     ControllerRehearsal rehearsal;
     const auto versions = rehearsal.client.listAppStoreVersions(test::gardenApp);
     const auto failing = contextsOf(versions).at(2);
-    rehearsal.server.setFaults({sandbox::parseFault(
-        "GET /v1/appStoreVersions/" + failing.versionId + "/appStoreVersionLocalizations:500")});
+    rehearsal.server.setFaults({sandbox::parseFault("GET /v1/appStoreVersions/" + failing.versionId +
+                                                    "/appStoreVersionLocalizations:500")});
     const auto pulls =
         rehearsal.controller.pull({.contexts = MetadataController::PullRequest::Contexts::all});
     for (const auto& pull : pulls)

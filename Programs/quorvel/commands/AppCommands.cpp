@@ -43,29 +43,25 @@ ExitStatus listRemoteApps(Invocation& invocation) {
     const auto apps = invocation.composition.client(currentKeyOwner(invocation))->listApps();
     const auto records = accountRecords(invocation, apps);
     invocation.output.document(records);
-    Table table{.columns = {{"Name", Table::Align::left, Table::Fit::cut},
+    Table table{.columns = {{""},
+                            {"Name", Table::Align::left, Table::Fit::cut},
                             {"Short name"},
                             {"Bundle ID"},
                             {"App Store ID"},
-                            {"Primary locale"},
-                            {"Imported"}},
+                            {"Primary locale"}},
                 .rows = {}};
     for (const AccountAppRecord& app : records)
-        table.rows.push_back({app.attributes.name.value_or(""), app.slug,
+        table.rows.push_back({app.isImported ? "*" : "", app.attributes.name.value_or(""), app.slug,
                               app.attributes.bundleId.value_or(""), app.id,
-                              app.attributes.primaryLocale.value_or(""), app.isImported ? "yes" : ""});
+                              app.attributes.primaryLocale.value_or("")});
     invocation.output.table(table);
     if (apps.empty()) invocation.output.note("The account has no app that this key may see.");
+    if (std::ranges::any_of(records, &AccountAppRecord::isImported)) invocation.output.note("* recorded");
     return ExitStatus::done;
 }
 
 void printApps(Invocation& invocation, const std::vector<AppOverview>& overviews, bool ofAllWorkspaces) {
-    Table table{.columns = {{"Name", Table::Align::left, Table::Fit::cut},
-                            {"Short name"},
-                            {"Bundle ID"},
-                            {"State"},
-                            {"Last pull"},
-                            {"Folder"}},
+    Table table{.columns = {{"Name"}, {"Short name"}, {"Bundle ID"}, {"State"}, {"Last pull"}, {"Folder"}},
                 .rows = {}};
     if (ofAllWorkspaces) table.columns.insert(table.columns.begin() + 3, {"Workspace"});
     const Date now = invocation.composition.clock()();

@@ -94,9 +94,8 @@ struct RunRecord {
 void printEntry(Output& output, const PushHistoryEntry& entry) {
     const auto field = fromRawValue<FieldType>(entry.fieldType);
     if (!field) return; // of a field that this version of the program does not know
-    const std::string text =
-        entry.success ? "pushed" : fmt::format("FAILED: {}", entry.errorMessage.value_or("no reason given"));
-    printTextChange(output, {entry.locale, *field}, text, wordDiff(entry.previousValue, entry.newValue));
+    printTextChange(output, {entry.locale, *field}, entry.success ? "pushed" : "FAILED",
+                    wordDiff(entry.previousValue, entry.newValue), entry.errorMessage.value_or(""));
 }
 
 ExitStatus showRun(Invocation& invocation) {
@@ -118,24 +117,32 @@ ExitStatus showRun(Invocation& invocation) {
 
 void printReport(Invocation& invocation, const RevertReport& report) {
     Output& output = invocation.output;
+    const bool rehearsed = invocation.global.dryRun;
     Table table{.columns = {{"Locale"}, {"Field"}, {"What"}}, .rows = {}};
     for (const FieldKey& key : report.reverted)
         table.rows.push_back(
-            {key.locale, shortLabelOf(key.field), Table::Cell{"has its previous text", Style::green}});
+            {key.locale, shortLabelOf(key.field),
+             Table::Cell{rehearsed ? "would take its previous text" : "has its previous text",
+                         Style::green}});
     for (const FieldKey& key : report.unchanged)
         table.rows.push_back(
             {key.locale, shortLabelOf(key.field), Table::Cell{"had it already", Style::dim}});
     if (!table.rows.empty()) output.table(table);
     for (const KeptEdit& kept : report.kept)
-        output.warning(fmt::format("the local {} of {} was edited since; it was put aside as {}",
-                                   shortLabelOf(kept.field), kept.locale, kept.path));
+        output.warning(fmt::format("the local {} of {} was edited since; it {}", shortLabelOf(kept.field),
+                                   kept.locale,
+                                   rehearsed ? "would be put aside" : "was put aside as " + kept.path));
     for (const std::string& warning : report.warnings)
         output.warning(warning);
-    output.line(report.reverted.empty()
-                    ? "There is nothing to put back."
-                    : fmt::format("{} of {} put back locally; 'quorvel push' sends that.",
-                                  counted(report.reverted.size(), "text"), report.context.id()));
-    if (invocation.global.dryRun) output.note("Dry run: nothing was written.");
+    const std::string texts =
+        fmt::format("{} of {}", counted(report.reverted.size(), "text"), report.context.id());
+    if (report.reverted.empty())
+        output.line("There is nothing to put back.");
+    else if (rehearsed)
+        output.line(fmt::format("{} would be put back.", texts));
+    else
+        output.line(fmt::format("{} put back locally; 'quorvel push' sends that.", texts));
+    if (rehearsed) output.note("Dry run: nothing was written.");
 }
 
 ExitStatus revertRun(Invocation& invocation) {

@@ -7,7 +7,9 @@
 #include "Programs/quorvel/commands/MetadataRecords.h"
 
 #include <fmt/format.h>
+#include <fmt/ranges.h>
 
+#include <algorithm>
 #include <array>
 
 namespace quorvel {
@@ -49,33 +51,58 @@ std::string_view nextStep(std::string_view state) {
     return asksForAttention(state) ? "mend it and resubmit" : "";
 }
 
-std::string pendingText(const AppOverview& app) {
-    const auto count = app.pendingChanges.value_or(0);
-    return count == 0 ? "" : counted(static_cast<std::size_t>(count), "local edit");
-}
-
-std::vector<Table::Cell> rowOf(const PlatformContext& context, std::string name) {
-    const Style style = styleOfState(context.appStoreState);
-    return {"  " + std::move(name),
-            context.id(),
-            context.versionString,
-            {context.appStoreState, style},
-            Table::Cell(nextStep(context.appStoreState))};
-}
-
-// An app's headline, and below it what else waits for the developer.
-void addRows(Table& table, const AppOverview& app, Date now) {
-    std::vector<Table::Cell> first = app.headline
-                                         ? rowOf(*app.headline, app.displayName)
-                                         : std::vector<Table::Cell>{"  " + app.displayName, "", "", "", ""};
-    const std::string edits = pendingText(app);
-    if (app.bucket == Bucket::notPulled) first[4] = {app.folder.empty() ? "folder not found" : "pull it"};
-    first.push_back({edits, Style::cyan});
-    first.push_back({app.lastUpdated ? relativeTime(*app.lastUpdated, now) : "", Style::dim});
-    table.rows.push_back(std::move(first));
+// What stands under an app: its headline, and what else waits for the developer.
+std::vector<PlatformContext> shownContexts(const AppOverview& app) {
+    std::vector<PlatformContext> shown;
+    if (app.headline) shown.push_back(*app.headline);
     for (const PlatformContext& context : app.contexts)
-        if (asksForAttention(context.appStoreState) && context != app.headline)
-            table.rows.push_back(rowOf(context, ""));
+        if (asksForAttention(context.appStoreState) && context != app.headline) shown.push_back(context);
+    return shown;
+}
+
+std::string remarksOn(const AppOverview& app, Date now) {
+    std::vector<std::string> remarks;
+    if (app.folder.empty()) remarks.push_back("its folder is not found");
+    if (app.lastUpdated) remarks.push_back("pulled " + relativeTime(*app.lastUpdated, now));
+    if (const auto edits = app.pendingChanges.value_or(0); edits > 0)
+        remarks.push_back(counted(static_cast<std::size_t>(edits), "local edit"));
+    return fmt::format("{}", fmt::join(remarks, " · "));
+}
+
+struct ColumnWidths {
+    std::size_t context = 0;
+    std::size_t version = 0;
+    std::size_t state = 0;
+};
+
+ColumnWidths widthsOf(const std::vector<AppOverview>& apps) {
+    ColumnWidths widths;
+    for (const AppOverview& app : apps)
+        for (const PlatformContext& context : shownContexts(app)) {
+            widths.context = std::max(widths.context, displayWidth(context.id()));
+            widths.version = std::max(widths.version, displayWidth(escapeControls(context.versionString)));
+            widths.state = std::max(widths.state, displayWidth(escapeControls(context.appStoreState)));
+        }
+    return widths;
+}
+
+// Two levels instead of one wide table, so that names and states stay whole on a narrow terminal.
+void printApp(Output& output, const AppOverview& app, const ColumnWidths& widths, Date now) {
+    const std::string remarks = remarksOn(app, now);
+    output.styledLine(fmt::format("  {}{}", escapeControls(app.displayName),
+                                  remarks.empty() ? "" : output.styled(Style::dim, "  " + remarks)));
+    const auto padded = [](std::string_view text, std::size_t width) {
+        return padToWidth(escapeControls(text), width, Table::Align::left);
+    };
+    for (const PlatformContext& context : shownContexts(app)) {
+        const std::string_view next = nextStep(context.appStoreState);
+        const std::string state = escapeControls(context.appStoreState);
+        output.styledLine(fmt::format("    {}  {}  {}{}", padded(context.id(), widths.context),
+                                      padded(context.versionString, widths.version),
+                                      output.styled(styleOfState(context.appStoreState),
+                                                    next.empty() ? state : padded(state, widths.state)),
+                                      next.empty() ? "" : fmt::format("  {}", next)));
+    }
 }
 
 void printHome(Invocation& invocation, const HomeRecord& home) {
@@ -85,25 +112,17 @@ void printHome(Invocation& invocation, const HomeRecord& home) {
         Style::bold,
         fmt::format("{} · {}{}", escapeControls(home.workspace ? home.workspace->name : "All apps"),
                     counted(home.apps.size(), "app"), attention.empty() ? "" : " · " + attention)));
-    Table table{.columns = {{"", Table::Align::left, Table::Fit::cut},
-                            {"Context"},
-                            {"Version"},
-                            {"State"},
-                            {"Next"},
-                            {"Edits"},
-                            {"Last pull"}},
-                .rows = {}};
+    const ColumnWidths widths = widthsOf(home.apps);
     const Date now = invocation.composition.clock()();
     for (const auto& [bucket, raw] : RawValues<Bucket>::values) {
         bool isTitled = false;
         for (const AppOverview& app : home.apps) {
             if (app.bucket != bucket) continue;
-            if (!isTitled) table.rows.push_back({{std::string(titleOf(bucket)), Style::bold}});
+            if (!isTitled) output.styledLine("\n" + output.styled(Style::bold, titleOf(bucket)));
             isTitled = true;
-            addRows(table, app, now);
+            printApp(output, app, widths, now);
         }
     }
-    output.table(table);
 }
 
 ExitStatus showHome(Invocation& invocation) {

@@ -174,7 +174,12 @@ ExitStatus pullSeveral(Invocation& invocation, const std::vector<ManagedApp>& ap
         records.insert(records.end(), pull.records.begin(), pull.records.end());
     invocation.output.document(records);
     printPulls(invocation.output, records);
-    const std::string attention = attentionText(index.state()->attentionCount);
+    const auto state = index.state(); // follows the notifications of the pulls
+    std::int64_t waiting = 0;
+    for (const ManagedApp& app : apps)
+        if (const auto found = state->summaries.find(app.id); found != state->summaries.end())
+            waiting += found->second.attentionCount();
+    const std::string attention = attentionText(waiting);
     if (!attention.empty()) invocation.output.note(attention + "; 'quorvel' alone shows the home.");
     return statusOf(pulls);
 }

@@ -178,7 +178,7 @@ TEST(OlderLayout, killedAtAnyMomentLosesNothingAndEndsAtTheNextCall) {
                     older[prefix + file] = carried[prefixOfNext(prefix) + file] = prefix + file;
                 }
     int kills = 0, ends = 0, between = 0;
-    for (double microseconds = 100; ends < 3; microseconds *= 1.05) {
+    for (double microseconds = 100; ends < 3; microseconds *= 1.15) {
         const test::TemporaryFolder folder;
         put(folder.path(), older);
         const pid_t child = ::fork();

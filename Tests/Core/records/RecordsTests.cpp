@@ -1,19 +1,286 @@
-#include "Core/records/Records.h"
-#include "Tests/support/TemporaryFolder.h"
+#include "Core/records/CoreSchema.h"
+#include "Core/records/RecordError.h"
+#include "Tests/Core/records/Garden.h"
 
-#include <gtest/gtest.h>
+#include <gmock/gmock.h>
+
+#include <array>
 
 using namespace quorvel;
+using test::Garden;
+using test::moment;
+using test::pushed;
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::IsEmpty;
+using testing::SizeIs;
 
-TEST(Records, opens) {
+namespace {
+
+const std::string nobody = "00000000-0000-4000-8000-000000000000";
+
+struct Records : testing::Test {
     test::TemporaryFolder folder;
-    auto c = ModelContainer::open(folder.path(), systemClock());
-    WorkspaceRecords w(c, systemClock());
-    auto x = w.create(" Games ");
-    EXPECT_EQ(w.find(x.id), x);
-    AppRecords a(c, systemClock());
-    auto app = a.add({.slug = "a", .displayName = "A", .protectedTerms = {"x"}, .glossary = {{"a", {{"b", "c"}}}}, .workspace = x.id});
-    EXPECT_EQ(a.find(app.id), app);
-    w.remove(x.id);
-    EXPECT_EQ(a.find(app.id)->workspace, std::nullopt);
+    Garden garden{test::openStore(folder.path())};
+
+    // What another process sees and does.
+    [[nodiscard]] Database second() const { return Database(garden.container->file()); }
+};
+
+template <typename Item, typename Member>
+auto each(const std::vector<Item>& items, Member member) {
+    std::vector<std::remove_cvref_t<decltype(std::invoke(member, items.front()))>> values;
+    for (const Item& item : items)
+        values.push_back(std::invoke(member, item));
+    return values;
+}
+
+template <typename Work>
+std::string refusal(Work&& work) {
+    try {
+        work();
+    } catch (const RecordError& error) {
+        return error.what();
+    }
+    return "not refused";
+}
+
+} // namespace
+
+TEST_F(Records, giveBackEveryMemberOfAnApp) {
+    const std::string bytes("\x00\xFF{}", 4);
+    ManagedApp app{.id = "A6D1F9E0-0000-4000-8000-000000000001",
+                   .slug = "garden",
+                   .displayName = "Gärten & \"Mehr\"",
+                   .bundleId = "com.example.garden",
+                   .appStoreId = "6700000101",
+                   .metadataFolderBookmark = bytes,
+                   .brandVoice = "ruhig\n'; DROP TABLE ManagedApp; --",
+                   .protectedTerms = {"Garden+", "", "日本"},
+                   .glossary = {{"bed", {{"de-DE", "Beet"}, {"fr-FR", "parterre"}}}, {"", {}}},
+                   .sourceLocale = "en-US",
+                   .iconURL = "https://example.com/icon.png",
+                   .workspace = garden.workspaces.create("Games").id,
+                   .createdAt = Date(std::chrono::microseconds(-1)),
+                   .updatedAt = moment() + std::chrono::microseconds(1)};
+    EXPECT_EQ(garden.apps.add(app), app);
+    EXPECT_EQ(Garden(test::openStore(folder.path())).apps.find(app.id), app);
+    app.metadataFolderBookmark.reset();
+    app.glossary.clear();
+    app.workspace.reset();
+    EXPECT_EQ(garden.apps.add(app), app);
+    EXPECT_THAT(garden.apps.all(), ElementsAre(app));
+}
+
+TEST_F(Records, giveBackEveryMemberOfTheOthers) {
+    const std::string app = garden.apps.add({.slug = "garden"}).id;
+    const std::vector<ManagedLocale> locales = {{"ar-SA", false, true, "Arab", app},
+                                                {"de-DE", true, false, {}, app}};
+    garden.apps.setLocales(app, locales);
+    EXPECT_EQ(garden.apps.locales(app), locales);
+
+    const PushHistoryEntry entry{moment(),  "de-DE", "name",  "alt", "neu",  false,
+                                 "refused", "run",   "2.4.3", "IOS", "live", app};
+    garden.history.record(std::vector{entry});
+    EXPECT_THAT(garden.history.entries(app), ElementsAre(entry));
+
+    const auto keyword = garden.keywords.add({"", "garden", "us", "iphone", "note", {}, app});
+    EXPECT_THAT(garden.keywords.all(app), ElementsAre(keyword));
+    const KeywordSnapshot rank{moment(), 3, 200, {{"99", 1}, {"98", 2}}, keyword.id};
+    const KeywordSnapshot none{moment(1), {}, {}, {}, keyword.id};
+    garden.keywords.addSnapshots(keyword.id, std::vector{none, rank});
+    EXPECT_THAT(garden.keywords.snapshots(keyword.id), ElementsAre(rank, none));
+    EXPECT_THAT(garden.keywords.snapshots(keyword.id, moment(1)), ElementsAre(none));
+
+    const auto competitor =
+        garden.competitors.add({"", "99", "Beets", "com.example.beets", "us", "https://i", "note", {}, app});
+    EXPECT_EQ(garden.competitors.find(competitor.id), competitor);
+    const CompetitorSnapshot page{moment(), "Beets", "Grow", "1.0", "New",
+                                  4.6,      1200,    0.99,   "USD", competitor.id};
+    garden.competitors.addSnapshots(competitor.id, std::vector{page});
+    EXPECT_THAT(garden.competitors.snapshots(competitor.id), ElementsAre(page));
+
+    const CachedReview review{
+        "r1",     5,          "Good",    "Very",    "me", "DEU", "2026-03-01T04:30:00-08:00",
+        moment(), "positive", {"price"}, moment(9), app};
+    garden.reviews.store(std::vector{review});
+    EXPECT_THAT(garden.reviews.all(app), ElementsAre(review));
+}
+
+TEST_F(Records, keepOneRecordPerUniqueValueWithTheNewerContent) {
+    garden.translations.store({.hashKey = "k", .translation = "old", .tokensIn = 1});
+    const CachedTranslation newer{.hashKey = "k", .translation = "new", .overLimit = true};
+    garden.translations.store(newer);
+    EXPECT_EQ(garden.translations.find("k"), newer);
+    EXPECT_EQ(garden.translations.removeAll(), 1);
+
+    const auto app = garden.plant("garden");
+    garden.apps.setRule(app.id, FieldRule::of(FieldType::subtitle, TranslateMode::off));
+    garden.apps.setRule(app.id, FieldRule::of(FieldType::name, TranslateMode::on));
+    EXPECT_THAT(garden.apps.rules(app.id),
+                ElementsAre(FieldRule::of(FieldType::name, TranslateMode::on, {}, app.id),
+                            FieldRule::of(FieldType::subtitle, TranslateMode::off, {}, app.id)));
+
+    garden.apps.setLocales(app.id, std::vector<ManagedLocale>{{.code = "de-DE", .enabled = false}});
+    garden.apps.addMissingLocales(app.id, std::vector<std::string>{"de-DE", "fr-FR"});
+    EXPECT_THAT(each(garden.apps.locales(app.id), &ManagedLocale::code),
+                ElementsAre("de-DE", "en-US", "fr-FR"));
+    EXPECT_THAT(each(garden.apps.locales(app.id), &ManagedLocale::enabled), ElementsAre(false, true, true));
+
+    // The same term again keeps its identity, its age and its snapshots.
+    const auto first = garden.keywords.all(app.id).at(0);
+    auto again = garden.keywords.add({.term = "garden", .country = "us", .note = "again", .app = app.id});
+    EXPECT_EQ(again.id, first.id);
+    EXPECT_THAT(garden.keywords.snapshots(first.id), SizeIs(1));
+    again.term = "gardens";
+    EXPECT_EQ(garden.keywords.add(again), again);
+    EXPECT_THAT(garden.keywords.all(app.id), ElementsAre(again));
+
+    const std::vector<CachedReview> reviews = {{.id = "review of garden", .body = "other"}, {.id = "second"}};
+    EXPECT_EQ(garden.reviews.addNew(reviews), 1);
+    EXPECT_EQ(garden.reviews.find("review of garden")->body, "");
+    garden.reviews.store(reviews);
+    EXPECT_EQ(garden.reviews.find("review of garden")->body, "other");
+}
+
+TEST_F(Records, loseWithAnAppAllThatBelongsToIt) {
+    const auto app = garden.plant("garden");
+    const auto other = garden.plant("other");
+    Database database = second();
+    const std::map<std::string_view, std::int64_t> left = {
+        {"ManagedWorkspace", 2},   {"ManagedApp", 1},     {"ManagedLocale", 2},    {"FieldRule", 1},
+        {"PushHistoryEntry", 1},   {"TrackedKeyword", 1}, {"KeywordSnapshot", 1},  {"TrackedCompetitor", 1},
+        {"CompetitorSnapshot", 1}, {"CachedReview", 1},   {"CachedTranslation", 0}};
+    EXPECT_EQ(left.size(), CoreSchema::models().size());
+    const auto expectLeft = [&] {
+        for (const std::string_view model : CoreSchema::models())
+            EXPECT_EQ(test::countRows(database, model), left.at(model)) << model;
+    };
+    EXPECT_TRUE(garden.apps.remove(app.id));
+    EXPECT_FALSE(garden.apps.remove(app.id));
+    expectLeft();
+    // The rule is the database's own: a second connection need not know it.
+    garden.plant("third");
+    database.execute("DELETE FROM ManagedWorkspace WHERE name = 'Workspace of garden'");
+    database.execute("DELETE FROM ManagedApp WHERE slug = 'third'");
+    expectLeft();
+    EXPECT_THAT(each(garden.apps.all(), &ManagedApp::id), ElementsAre(other.id));
+}
+
+TEST_F(Records, keepTheAppsOfADeletedWorkspace) {
+    const auto app = garden.plant("garden");
+    const auto other = garden.plant("other");
+    EXPECT_THAT(garden.apps.inWorkspace(app.workspace), SizeIs(1));
+    EXPECT_TRUE(garden.workspaces.remove(*app.workspace));
+    second().execute("DELETE FROM ManagedWorkspace WHERE id = '" + *other.workspace + "'");
+    EXPECT_THAT(each(garden.apps.inWorkspace(std::nullopt), &ManagedApp::slug),
+                ElementsAre("garden", "other"));
+    EXPECT_THAT(garden.apps.locales(app.id), SizeIs(2));
+    EXPECT_THAT(garden.workspaces.all(), IsEmpty());
+}
+
+TEST_F(Records, findWorkspacesAndAppsByWhatUsersType) {
+    const auto games = garden.workspaces.create("  Games\n");
+    EXPECT_EQ(games.name, "Games");
+    const auto tools = garden.workspaces.create("tools");
+    EXPECT_EQ(garden.workspaces.locate("gAMES"), games);
+    EXPECT_EQ(garden.workspaces.locate(tools.id), tools);
+    garden.workspaces.create("TOOLS");
+    EXPECT_EQ(garden.workspaces.locate("tools"), tools);
+    EXPECT_EQ(garden.workspaces.locate("Tools"), std::nullopt) << "which of the two?";
+    garden.workspaces.rename(games.id, "Games");
+    garden.workspaces.rename(tools.id, "Äpfel");
+    EXPECT_THAT(each(garden.workspaces.all(), &ManagedWorkspace::name),
+                ElementsAre("Games", "TOOLS", "Äpfel"));
+
+    const auto first =
+        garden.apps.add({.slug = "one", .displayName = "b", .bundleId = "two", .appStoreId = "1"});
+    const auto other =
+        garden.apps.add({.slug = "two", .displayName = "A", .bundleId = "one.x", .appStoreId = "2"});
+    EXPECT_EQ(garden.apps.locate("two"), first) << "the bundle id comes before the short name";
+    EXPECT_EQ(garden.apps.locate("2"), other);
+    EXPECT_EQ(garden.apps.locate("one"), first);
+    EXPECT_EQ(garden.apps.locate(other.id), other);
+    EXPECT_EQ(garden.apps.locate(""), std::nullopt);
+    EXPECT_THAT(garden.apps.all(), ElementsAre(other, first));
+}
+
+TEST_F(Records, refuseWhatCannotBe) {
+    const auto games = garden.workspaces.create("Games");
+    const auto tools = garden.workspaces.create("Tools");
+    const auto app = garden.apps.add({.slug = "garden"});
+    const struct {
+        std::function<void()> work;
+        std::string_view text;
+    } cases[] = {
+        {[&] { garden.workspaces.create(" \n"); }, "A workspace needs a name."},
+        {[&] { garden.workspaces.create("Games "); },
+         "There is a workspace \"Games\" already; choose another name."},
+        {[&] { garden.workspaces.rename(tools.id, "Games"); },
+         "There is a workspace \"Games\" already; choose another name."},
+        {[&] { garden.workspaces.rename(nobody, "New"); }, "The workspace is gone"},
+        {[&] { garden.apps.add({.slug = "x", .workspace = nobody}); }, "The workspace is gone"},
+        {[&] { garden.apps.moveToWorkspace(app.id, nobody); }, "The workspace is gone"},
+        {[&] { garden.apps.moveToWorkspace(nobody, games.id); }, "The app is no longer"},
+        {[&] { garden.apps.update({.id = nobody, .slug = "x"}); }, "The app is no longer"},
+        {[&] { garden.apps.addMissingLocales(nobody, std::vector<std::string>{"ja"}); },
+         "The app is no longer"},
+    };
+    for (const auto& one : cases)
+        EXPECT_THAT(refusal(one.work), HasSubstr(std::string(one.text)));
+    EXPECT_THROW(garden.apps.add({.slug = "garden"}), StoreError) << "a short name names one folder";
+    EXPECT_THROW(garden.history.record(std::vector{pushed(app.id, "a"), pushed(nobody, "a")}), StoreError);
+    EXPECT_THAT(garden.history.entries(app.id), IsEmpty()) << "all or none";
+    EXPECT_THAT(garden.apps.all(), ElementsAre(app));
+}
+
+TEST_F(Records, dateTheChangesOfAnApp) {
+    auto app = garden.apps.add({.slug = "garden", .updatedAt = moment(5)});
+    EXPECT_EQ(app.createdAt, moment(60));
+    EXPECT_EQ(app.updatedAt, moment(5));
+    app.brandVoice = "calm";
+    EXPECT_EQ(garden.apps.update(app).updatedAt, moment(60));
+    const auto games = garden.workspaces.create("Games");
+    garden.apps.moveToWorkspace(app.id, games.id);
+    EXPECT_EQ(garden.apps.find(app.id)->workspace, games.id);
+    EXPECT_EQ(garden.apps.find(app.id)->brandVoice, "calm");
+}
+
+TEST_F(Records, changeTogetherOrNotAtAll) {
+    EXPECT_THROW(garden.apps.together([&] {
+        garden.plant("garden");
+        throw std::runtime_error("no");
+    }),
+                 std::runtime_error);
+    EXPECT_THAT(garden.apps.all(), IsEmpty());
+    EXPECT_THAT(garden.workspaces.all(), IsEmpty());
+}
+
+TEST_F(Records, listRunsOfPushes) {
+    const std::string app = garden.apps.add({.slug = "garden"}).id;
+    const std::string other = garden.apps.add({.slug = "other"}).id;
+    const auto entry = [&](const std::string& owner, const std::string& run, std::int64_t seconds) {
+        auto made = pushed(owner, run, seconds);
+        made.versionString = "of " + run;
+        return made;
+    };
+    auto failed = entry(app, "ab%1", 12);
+    failed.success = false;
+    failed.locale = "ja";
+    auto loose = entry(app, "", 99);
+    loose.sessionId.reset();
+    // Two runs at once: their entries are recorded in turns.
+    garden.history.record(std::vector{entry(app, "ab%1", 10), entry(app, "abc2", 11), failed,
+                                      entry(app, "abc2", 11), entry(other, "abc3", 20), loose});
+    const PushRun first{"ab%1", moment(10), moment(12), 2, 1, 2, "of ab%1", {}, {}};
+    const PushRun second{"abc2", moment(11), moment(11), 2, 0, 1, "of abc2", {}, {}};
+    EXPECT_THAT(garden.history.runs(app), ElementsAre(first, second));
+    EXPECT_THAT(garden.history.runs(app, 1), ElementsAre(first));
+    EXPECT_THAT(garden.history.runsBeginningWith(app, "ab"), ElementsAre(first, second));
+    EXPECT_THAT(garden.history.runsBeginningWith(app, "ab%"), ElementsAre(first)) << "no wildcard";
+    EXPECT_THAT(garden.history.runsBeginningWith(app, "abc3"), IsEmpty()) << "another app's";
+    EXPECT_THAT(garden.history.entriesOfRun(app, "ab%1"), ElementsAre(entry(app, "ab%1", 10), failed));
+    EXPECT_THAT(each(garden.history.entries(app), &PushHistoryEntry::timestamp),
+                ElementsAre(moment(99), moment(12), moment(11), moment(11), moment(10)));
+    EXPECT_THAT(garden.history.entries(app, 1), ElementsAre(loose));
 }

@@ -1,0 +1,132 @@
+#include "Tests/Programs/MetadataFixture.h"
+
+#include <signal.h>
+
+#include <thread>
+
+namespace quorvel::test {
+namespace {
+
+using testing::HasSubstr;
+
+using ExitStatuses = MetadataCommands;
+
+TEST_F(ExitStatuses, endsWithTheStatusThatTellsWhy) {
+    const auto unnamed = run({"pull"});
+    EXPECT_EQ(unnamed.status, 2);
+    EXPECT_THAT(unnamed.error, testing::AllOf(HasSubstr("say which app with --app"), HasSubstr(app)));
+    ASSERT_EQ(pull().status, 0);
+    write("de-DE", "subtitle.txt", "Eins");
+    struct Case {
+        std::string what;
+        std::vector<std::string> words;
+        int status;
+        std::string text;
+    };
+    const std::vector<Case> cases = {
+        {"an unknown app",
+         {"pull", "--app", "studio.fernhollow.moswick"},
+         4,
+         "Did you mean studio.fernhollow.mosswick"},
+        {"no workspace", {"pull", "--workspace", "Elsewhere"}, 4, "There are My apps."},
+        {"an unknown run", {"history", "show", "f00"}, 4, "has no run \"f00\""},
+        {"an app that is not recorded", {"history", "--app", "pocket-tides"}, 4, "no app \"pocket-tides\""},
+        {"a context that is none", {"pull", "--app", app, "--context", "ios"}, 2, "ios/next"},
+        {"a context without a version", {"pull", "--app", app, "--context", "tvos/next"}, 4, "tvos/next"},
+        {"a locale that is not there",
+         {"push", "--app", app, "--folder", "texts", "--locale", "xx"},
+         4,
+         "\"xx\""},
+        {"a version that is there",
+         {"versions", "create", "--app", app, "--platform", "ios", "--version", "3.5"},
+         5,
+         "[ENTITY_"},
+        {"the folder of another app",
+         {"push", "--app", "pocket-tides", "--folder", "texts"},
+         1,
+         "another app"},
+        {"a pull over another app", {"pull", "--app", "pocket-tides", "--folder", "texts"}, 1, "another app"},
+        {"no such tree", {"metadata", "import", "nowhere", "--folder", "texts"}, 4, "nowhere"},
+    };
+    for (const Case& one : cases) {
+        const auto result = run(one.words);
+        EXPECT_EQ(result.status, one.status) << one.what << "\n" << result.all();
+        EXPECT_THAT(result.error, HasSubstr(one.text)) << one.what;
+    }
+
+    const std::string versionID = [&] {
+        const JSONValue versions = document({"versions", "--app", app, "--platform", "ios"});
+        for (const JSONValue& version : *versions.items())
+            if (*version.at("attributes", "versionString")->text() == "3.5")
+                return *version.find("id")->text();
+        return std::string();
+    }();
+    server.setVersionState(versionID, "WAITING_FOR_REVIEW");
+    const auto waiting = push();
+    EXPECT_EQ(waiting.status, 5) << waiting.all();
+    EXPECT_THAT(waiting.error, HasSubstr("WAITING_FOR_REVIEW"));
+    server.setVersionState(versionID, "PREPARE_FOR_SUBMISSION");
+
+    writeFileAtomically(text("de-DE", "name.txt"), "\xff\xfe");
+    const auto damaged = run({"status", "--folder", "texts"});
+    EXPECT_EQ(damaged.status, 1);
+    EXPECT_THAT(damaged.error, HasSubstr("de-DE/name.txt"));
+
+    server.setFaults({{.route = "*", .status = 404}});
+    EXPECT_EQ(run({"apps", "--remote"}).status, 4);
+    server.setFaults({{.route = "*", .status = 429, .retryAfter = 0}});
+    EXPECT_EQ(run({"apps", "--remote"}).status, 6);
+    server.setFaults({});
+    environment["ASC_PRIVATE_KEY_PATH"] = "missing.p8";
+    for (const auto& words : {std::vector<std::string>{"apps", "--remote"},
+                              {"apps", "--remote", "--key-id", "ABCDEFGHIJ", "--p8", "missing.p8"}}) {
+        const auto keyless = run(words);
+        EXPECT_EQ(keyless.status, 3);
+        EXPECT_THAT(keyless.error, HasSubstr("missing.p8"));
+    }
+    forgetEnvironmentKey();
+    const auto nobody = run({"apps", "--remote"});
+    EXPECT_EQ(nobody.status, 3);
+    EXPECT_THAT(nobody.error, HasSubstr("quorvel auth set"));
+}
+
+TEST_F(ExitStatuses, writesIntoNoConnectionWhenItsStreamsAreClosed) {
+    if (!std::filesystem::exists("/proc/self/fd")) GTEST_SKIP() << "no list of open files";
+    server.setFaults({{.route = "*", .status = 429, .retryAfter = 600}});
+    ChildProgram waiting({"/bin/sh",
+                          {"-c", "echo $$; exec '" QUORVEL_PROGRAM "' apps --remote <&- >&- 2>&-"},
+                          environment,
+                          folder.path()});
+    const std::filesystem::path files = "/proc/" + waiting.readLine() + "/fd";
+    while (server.requests().empty()) // until its connections are open
+        std::this_thread::yield();
+    for (const auto* descriptor : {"0", "1", "2"})
+        EXPECT_EQ(std::filesystem::read_symlink(files / descriptor), "/dev/null");
+}
+
+TEST_F(ExitStatuses, saysWhatItWaitsFor) {
+    const auto apps = [&](const std::string& form) {
+        server.setFaults({{.route = "*", .status = 429, .count = 1, .retryAfter = 0}});
+        const auto result = run({"apps", "--remote", form});
+        EXPECT_EQ(result.status, 0) << result.error;
+        return result.error;
+    };
+    const std::string told = "ASC 429 — retrying in 0.0s (attempt 1 of";
+    EXPECT_THAT(apps("--json"), HasSubstr("quorvel: " + told));
+    EXPECT_THAT(apps("--verbose"), HasSubstr("warning ASCClient: " + told));
+    EXPECT_EQ(apps("--quiet"), "");
+}
+
+TEST_F(ExitStatuses, canBeInterrupted) {
+    server.setFaults({{.route = "*", .status = 429, .retryAfter = 600}});
+    ChildProgram waiting(call({"apps", "--remote"}));
+    while (server.requests().empty()) // until it has begun to wait
+        std::this_thread::yield();
+    waiting.signal(SIGINT);
+    const auto result = waiting.wait();
+    EXPECT_EQ(result.status, 130);
+    EXPECT_THAT(result.error, HasSubstr("Cancelled."));
+}
+
+} // namespace
+} // namespace quorvel::test

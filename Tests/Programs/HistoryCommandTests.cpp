@@ -1,0 +1,57 @@
+#include "Tests/Programs/MetadataFixture.h"
+
+namespace quorvel::test {
+namespace {
+
+using testing::AllOf;
+using testing::HasSubstr;
+
+TEST_F(MetadataCommands, listsShowsAndRevertsARun) {
+    ASSERT_EQ(pull().status, 0);
+    EXPECT_THAT(run({"history"}).out, HasSubstr("Nothing was pushed for Mosswick: Garden Journal yet."));
+    EXPECT_EQ(run({"history", "revert", "last"}).status, 4);
+    const std::string subtitle = read("de-DE", "subtitle.txt");
+    const std::string keywords = read("ja", "keywords.txt");
+    write("de-DE", "subtitle.txt", "Beete planen, Ernten feiern");
+    write("ja", "keywords.txt", keywords + ",園芸");
+    ASSERT_EQ(push().status, 0);
+    write("fr-FR", "subtitle.txt", "Second run");
+    server.setFaults({{.route = "PATCH /v1/appInfoLocalizations/*", .status = 409}});
+    EXPECT_EQ(push().status, 5);
+    server.setFaults({});
+
+    const JSONValue runs = document({"history"});
+    ASSERT_EQ(runs.items()->size(), 2u);
+    EXPECT_EQ(*(*runs.items())[0].find("failed")->integer(), 1);
+    EXPECT_EQ(*(*runs.items())[1].find("fields")->integer(), 2);
+    EXPECT_EQ(*(*runs.items())[1].find("locales")->integer(), 2);
+    const std::string first = *(*runs.items())[1].find("sessionId")->text();
+    EXPECT_EQ(document({"history", "--limit", "1"}).items()->size(), 1u);
+    EXPECT_THAT(run({"history"}).out, HasSubstr(first.substr(0, 8) + "  "));
+
+    const auto failed = run({"history", "show", "last"});
+    EXPECT_THAT(failed.out, AllOf(HasSubstr("fr-FR Subtitle  FAILED\n    The version is in a state"),
+                                  HasSubstr("1 field tried, 1 failed.")));
+    const auto shown = run({"history", "show", first.substr(0, 8)});
+    EXPECT_THAT(shown.out, AllOf(HasSubstr("{+Ernten feiern+}"), HasSubstr("ios/next 3.5")));
+    const JSONValue entries = document({"history", "show", first});
+    EXPECT_EQ(*entries.find("entries")->items()->front().find("previousValue")->text(), subtitle);
+
+    write("ja", "keywords.txt", "新しい");
+    const auto rehearsed = run({"history", "revert", first, "--folder", "texts", "--dry-run"});
+    EXPECT_THAT(rehearsed.error, HasSubstr("nothing was written"));
+    EXPECT_EQ(read("ja", "keywords.txt"), "新しい");
+    server.forgetRequests();
+    const auto reverted = run({"history", "revert", first.substr(0, 6), "--folder", "texts"});
+    EXPECT_EQ(reverted.status, 0) << reverted.all();
+    EXPECT_THAT(reverted.out, HasSubstr("2 texts of ios/next put back locally; 'quorvel push' sends that."));
+    EXPECT_THAT(reverted.error, HasSubstr("ja was edited since; it was put aside as"));
+    EXPECT_EQ(server.requests().size(), 0u);
+    EXPECT_EQ(push({"--locale", "de-DE", "--locale", "ja"}).status, 0);
+    ASSERT_EQ(run({"pull", "--app", app, "--folder", "second"}).status, 0);
+    EXPECT_EQ(readFile(folder / "second/ios/next/de-DE/subtitle.txt"), subtitle);
+    EXPECT_EQ(readFile(folder / "second/ios/next/ja/keywords.txt"), keywords);
+}
+
+} // namespace
+} // namespace quorvel::test

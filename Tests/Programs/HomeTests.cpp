@@ -1,0 +1,107 @@
+#include "Tests/Programs/MetadataFixture.h"
+
+namespace quorvel::test {
+namespace {
+
+using testing::AllOf;
+using testing::HasSubstr;
+using testing::Not;
+
+class HomeCommand : public MetadataCommands {
+  protected:
+    std::string idOfVersion(const std::string& bundleID, const std::string& version) {
+        const JSONValue versions = document({"versions", "--app", bundleID, "--platform", "ios"});
+        for (const JSONValue& one : *versions.items())
+            if (*one.at("attributes", "versionString")->text() == version) return *one.find("id")->text();
+        return {};
+    }
+    std::map<std::string, std::string> buckets() {
+        std::map<std::string, std::string> found; // short name → bucket
+        const JSONValue home = document({});
+        for (const JSONValue& one : *home.find("apps")->items())
+            found[*one.find("slug")->text()] = *one.find("bucket")->text();
+        return found;
+    }
+    std::size_t countIn(const std::string& text, const std::string& part) {
+        std::size_t count = 0;
+        for (auto at = text.find(part); at != std::string::npos; at = text.find(part, at + 1))
+            ++count;
+        return count;
+    }
+};
+
+TEST_F(HomeCommand, groupsTheAppsByWhatTheyNeed) {
+    ASSERT_EQ(run({"apps", "import", "--all"}).status, 0);
+    EXPECT_THAT(run({}).out, AllOf(HasSubstr("My apps · 3 apps\n"), HasSubstr("\nNot pulled\n"),
+                                   Not(HasSubstr("Needs attention"))));
+    server.setVersionState(idOfVersion("studio.fernhollow.tides", "1.9"), "WAITING_FOR_REVIEW");
+    ASSERT_EQ(run({"pull", "--all-apps", "--quiet"}).status, 0);
+    const std::map<std::string, std::string> expected = {{"mosswick-garden-journal", "attention"},
+                                                         {"mosswick-skizzenbuch", "attention"},
+                                                         {"pocket-tides", "inReview"}};
+    EXPECT_EQ(buckets(), expected);
+    const auto journal = folder / "home/Documents/Brevant/mosswick-garden-journal/ios/next/ja/keywords.txt";
+    writeFileAtomically(journal, "庭");
+    server.forgetRequests();
+    const auto home = run({});
+    EXPECT_EQ(server.requests().size(), 0u);
+    EXPECT_THAT(home.out, HasSubstr("My apps · 3 apps · 3 versions need attention"));
+    EXPECT_THAT(home.out,
+                testing::ContainsRegex("Garden Journal  pulled just now · 1 local edit\n +ios/next +3.5 "));
+    EXPECT_THAT(home.out, testing::ContainsRegex("\n +macos/next +3.5 +PREPARE_FOR_SUBMISSION"));
+    EXPECT_LT(home.out.find("Needs attention"), home.out.find("In review"));
+    EXPECT_EQ(*document({}).find("attentionCount")->integer(), 3);
+    // A damaged text keeps nobody from seeing the rest.
+    writeFileAtomically(journal, "\xff");
+    EXPECT_EQ(run({}).status, 0);
+}
+
+TEST_F(HomeCommand, pullsAllAndTellsWhatFailed) {
+    ASSERT_EQ(run({"apps", "import", "--all"}).status, 0);
+    server.forgetRequests();
+    const auto all = run({"pull", "--all-apps", "--all-contexts"});
+    EXPECT_EQ(all.status, 0) << all.all();
+    EXPECT_EQ(countIn(all.out, "new texts"), 7u);
+    const auto journal = folder / "home/Documents/Brevant/mosswick-garden-journal";
+    for (const auto* context : {"ios/next", "ios/live", "macos/next", "macos/live"})
+        EXPECT_TRUE(std::filesystem::exists(journal / context / "de-DE/name.txt")) << context;
+
+    const std::string version = idOfVersion(app, "3.5");
+    server.setFaults(
+        {{.route = "GET /v1/appStoreVersions/" + version + "/appStoreVersionLocalizations", .status = 404}});
+    const auto partly = run({"pull", "--all-contexts", "--app", app, "--json"});
+    EXPECT_EQ(partly.status, 7) << partly.all();
+    const JSONValue pulls = onlyDocument(partly.out);
+    ASSERT_EQ(pulls.items()->size(), 4u);
+    std::size_t failed = 0;
+    for (const JSONValue& one : *pulls.items())
+        failed += one.find("error") != nullptr;
+    EXPECT_EQ(failed, 1u);
+    for (const auto& [refusal, status] : {std::pair{403, 3}, {404, 4}}) {
+        server.setFaults({{.route = "GET /v1/apps/*/appStoreVersions", .status = refusal}});
+        const auto none = run({"pull", "--all-apps"});
+        EXPECT_EQ(none.status, status) << none.all();
+        EXPECT_EQ(countIn(none.out, "FAILED"), 3u);
+        EXPECT_THAT(none.error, HasSubstr("warning: Pocket Tides: "));
+    }
+    EXPECT_EQ(run({"pull", "--all-apps", "--folder", "x"}).status, 2);
+}
+
+TEST_F(HomeCommand, tellsWhatWasLostOfADamagedStoreAndGoesOn) {
+    ASSERT_EQ(run({"pull", "--app", app}).status, 0);
+    const auto store = folder / "home/Library/Application Support/default.store";
+    ASSERT_TRUE(std::filesystem::exists(store));
+    for (const auto* name : {"default.store-wal", "default.store-shm"})
+        std::filesystem::remove(store.parent_path() / name);
+    writeFileAtomically(store, std::string(8192, 'x'));
+    const auto first = run({"apps"});
+    EXPECT_EQ(first.status, 0) << first.all();
+    EXPECT_THAT(first.error, AllOf(HasSubstr("warning: "), HasSubstr("default.store")));
+    EXPECT_EQ(run({"apps"}).error, "");
+    const auto again = run({"pull", "--app", app});
+    EXPECT_EQ(again.status, 0) << again.all();
+    EXPECT_THAT(again.out, HasSubstr("Nothing new on App Store Connect."));
+}
+
+} // namespace
+} // namespace quorvel::test

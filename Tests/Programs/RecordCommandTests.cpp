@@ -1,0 +1,164 @@
+#include "Tests/Programs/MetadataFixture.h"
+
+namespace quorvel::test {
+namespace {
+
+using testing::AllOf;
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::IsEmpty;
+using testing::Not;
+
+constexpr const char* tides = "studio.fernhollow.tides";
+constexpr const char* sketchbook = "studio.fernhollow.mosswick.sketchbook";
+constexpr std::string_view removalText =
+    "Quorvel will stop tracking this app — the local metadata files in ~/Documents/Brevant/ stay on disk so "
+    "you can re-import them later. Tracked keywords, push history and review snapshots for this app are "
+    "deleted.";
+
+class RecordCommands : public MetadataCommands {
+  protected:
+    // The members of the objects of a document, in its order.
+    std::vector<std::string> texts(const std::vector<std::string>& words, std::string_view member) {
+        std::vector<std::string> found;
+        const JSONValue all = document(words);
+        for (const JSONValue& one : *all.items())
+            found.push_back(one.find(member) ? *one.find(member)->text() : "");
+        return found;
+    }
+    ProgramResult onTerminal(std::vector<std::string> words, const std::string& answer) {
+        auto asking = call(std::move(words));
+        asking.streams = ProgramCall::Streams::terminal;
+        asking.input = answer;
+        return runProgram(asking);
+    }
+};
+
+TEST_F(RecordCommands, groupsAppsIntoWorkspaces) {
+    EXPECT_THAT(run({"workspaces"}).out, HasSubstr("There is no workspace yet."));
+    // The first import makes one.
+    const auto imported = run({"apps", "import", app, tides});
+    EXPECT_EQ(imported.status, 0) << imported.all();
+    EXPECT_THAT(imported.error, AllOf(HasSubstr("Made the workspace \"My apps\"."),
+                                      HasSubstr("Imported Pocket Tides in the workspace \"My apps\".")));
+    EXPECT_EQ(run({"workspaces", "create", "Sketches"}).status, 0);
+    EXPECT_EQ(run({"workspaces", "create", "Sketches"}).status, 1);
+    EXPECT_EQ(run({"apps", "import", sketchbook, "--workspace", "sketches"}).status, 0);
+    EXPECT_THAT(texts({"apps"}, "bundleId"), ElementsAre(app, tides));
+    EXPECT_THAT(texts({"apps", "--workspace", "Sketches"}, "bundleId"), ElementsAre(sketchbook));
+    EXPECT_EQ(texts({"apps", "--all"}, "bundleId").size(), 3u);
+
+    EXPECT_EQ(run({"workspaces", "use", "Sketches"}).status, 0);
+    EXPECT_THAT(texts({"apps"}, "bundleId"), ElementsAre(sketchbook));
+    EXPECT_EQ(*document({"apps", "show"}).at("app", "bundleId")->text(), sketchbook); // the only one
+    EXPECT_THAT(run({"pull", "--app", tides, "--workspace", "Sketches"}).error,
+                HasSubstr("Pocket Tides is not in the workspace \"Sketches\""));
+    // An import of what is there moves nothing that was not asked for.
+    EXPECT_EQ(run({"apps", "import", tides}).status, 0);
+    EXPECT_THAT(texts({"apps"}, "bundleId"), ElementsAre(sketchbook));
+    EXPECT_EQ(run({"apps", "move", "Pocket Tides", "Sketches"}).status, 0);
+    EXPECT_EQ(run({"workspaces", "rename", "Sketches", "Drawn"}).status, 0);
+    EXPECT_THAT(run({"workspaces"}).out, testing::ContainsRegex("\\* +Drawn +2"));
+
+    EXPECT_EQ(run({"workspaces", "delete", "Drawn"}).status, 2); // nobody to ask
+    EXPECT_EQ(onTerminal({"workspaces", "delete", "Drawn"}, "n\n").status, 1);
+    EXPECT_EQ(onTerminal({"workspaces", "delete", "Drawn"}, "y\n").status, 0);
+    EXPECT_THAT(texts({"apps", "--all"}, "workspace"), ElementsAre("", "My apps", ""));
+    EXPECT_THAT(run({"workspaces", "use", "Drwn"}).error, HasSubstr("no workspace \"Drwn\""));
+}
+
+TEST_F(RecordCommands, findsAnAppByEachOfItsNamesWithoutTheNetwork) {
+    ASSERT_EQ(run({"apps", "import", "--all"}).status, 0);
+    const std::vector<std::string> names = {app, "mosswick-garden-journal", "mosswick: garden journal",
+                                            *document({"apps", "show", app}).at("app", "appStoreId")->text(),
+                                            *document({"apps", "show", app}).at("app", "id")->text()};
+    server.forgetRequests();
+    for (const std::string& name : names) {
+        const JSONValue shown = document({"apps", "show", name});
+        EXPECT_EQ(*shown.at("app", "bundleId")->text(), app) << name;
+        EXPECT_EQ(shown.find("locales")->items()->size(), 40u);
+    }
+    const auto nobody = run({"apps", "show"});
+    EXPECT_EQ(nobody.status, 2);
+    EXPECT_THAT(nobody.error, AllOf(HasSubstr("say which app with --app"), HasSubstr(tides)));
+    EXPECT_THAT(run({"status", "--app", "pocket-tide"}).error, HasSubstr("Did you mean pocket-tides?"));
+    EXPECT_THAT(server.requests(), IsEmpty());
+    const JSONValue account = document({"apps", "--remote"});
+    for (const JSONValue& one : *account.items())
+        EXPECT_TRUE(*one.find("isImported")->boolean());
+}
+
+TEST_F(RecordCommands, removesAnAppWithItsHistoryAndKeyAndNoFile) {
+    ASSERT_EQ(run({"pull", "--app", app}).status, 0);
+    const auto file = folder / "home/Documents/Brevant/mosswick-garden-journal/ios/next/de-DE/subtitle.txt";
+    writeFileAtomically(file, "Beete planen");
+    ASSERT_EQ(run({"push"}).status, 0);
+    ASSERT_EQ(run({"auth", "set", "--app", app}).status, 0);
+    const auto refused = run({"apps", "remove", app});
+    EXPECT_EQ(refused.status, 2);
+    EXPECT_THAT(refused.error, HasSubstr("needs --yes"));
+    const auto declined = onTerminal({"apps", "remove", app}, "n\n");
+    EXPECT_EQ(declined.status, 1);
+    EXPECT_THAT(declined.out, HasSubstr(removalText));
+    EXPECT_EQ(texts({"history"}, "versionString").size(), 1u);
+
+    const auto removed = run({"apps", "remove", app, "--yes"});
+    EXPECT_EQ(removed.status, 0);
+    EXPECT_THAT(removed.out, HasSubstr("its key forgotten"));
+    EXPECT_THAT(readFile(folder / "home/Library/Application Support/Brevant/credentials.json").value_or(""),
+                Not(HasSubstr("asc-private-key-pem")));
+    EXPECT_THAT(texts({"apps", "--all"}, "slug"), IsEmpty());
+    EXPECT_EQ(readFile(file), "Beete planen");
+    ASSERT_EQ(run({"apps", "import", app}).status, 0);
+    EXPECT_THAT(texts({"history"}, "versionString"), IsEmpty());
+    EXPECT_THAT(run({"status"}).out, HasSubstr("Local matches App Store Connect."));
+}
+
+TEST_F(RecordCommands, keepsWhatIsSetOfAnApp) {
+    ASSERT_EQ(run({"apps", "import", app, "--folder", "own"}).status, 0);
+    ASSERT_EQ(run({"apps", "set", app, "--brand-voice", "Calm, plain", "--protected-term", "Mosswick",
+                   "--protected-term", "Beet", "--source-locale", "de-DE"})
+                  .status,
+              0);
+    JSONValue shown = document({"apps", "show"});
+    EXPECT_EQ(*shown.at("app", "brandVoice")->text(), "Calm, plain");
+    EXPECT_EQ(shown.at("app", "protectedTerms")->items()->size(), 2u);
+    EXPECT_EQ(*shown.at("app", "sourceLocale")->text(), "de-DE");
+    EXPECT_EQ(*shown.find("folder")->text(), (folder / "own").string());
+    EXPECT_EQ(run({"apps", "set", app, "--source-locale", "de"}).status, 2);
+    EXPECT_EQ(run({"apps", "set", app}).status, 2);
+
+    // --folder of another command is for that command alone.
+    ASSERT_EQ(run({"pull", "--folder", "once"}).status, 0);
+    EXPECT_EQ(*document({"apps", "show"}).find("folder")->text(), (folder / "own").string());
+    ASSERT_EQ(run({"apps", "set", app, "--clear", "folder", "--clear", "brand-voice"}).status, 0);
+    ASSERT_EQ(run({"pull", "--folder", "once"}).status, 0);
+    shown = document({"apps", "show"});
+    EXPECT_THAT(*shown.find("folder")->text(), HasSubstr("Documents/Brevant/mosswick-garden-journal"));
+    EXPECT_EQ(*shown.at("app", "brandVoice")->text(), "");
+
+    ASSERT_EQ(run({"rules", "set", "keywords", "--translate", "optimized", "--max", "90"}).status, 0);
+    EXPECT_EQ(run({"rules", "set", "keywords", "--translate", "on", "--max", "101"}).status, 2);
+    EXPECT_THAT(run({"rules"}).out, testing::ContainsRegex("keywords +optimized +100  90"));
+    EXPECT_EQ(document({"rules", "reset", "keywords"}).items()->size(), 0u);
+}
+
+TEST_F(RecordCommands, leavesDisabledLocalesAlone) {
+    ASSERT_EQ(run({"pull", "--app", app, "--folder", "texts"}).status, 0);
+    EXPECT_EQ(run({"locale", "disable", "de-DE", "ja"}).status, 0);
+    EXPECT_EQ(run({"locale", "disable", "xx-XX"}).status, 4);
+    write("de-DE", "subtitle.txt", "Eins");
+    EXPECT_THAT(run({"status", "--folder", "texts"}).out, HasSubstr("1 change left out:"));
+    server.forgetRequests();
+    EXPECT_EQ(push().status, 0);
+    EXPECT_EQ(changesSent(), 0u);
+    EXPECT_EQ(pull().status, 0);
+    EXPECT_EQ(read("de-DE", "subtitle.txt"), "Eins");
+    EXPECT_THAT(run({"locale", "list"}).out, testing::ContainsRegex("ja +no"));
+    EXPECT_EQ(run({"locale", "enable", "de-DE"}).status, 0);
+    EXPECT_EQ(push().status, 0);
+    EXPECT_EQ(changesSent(), 1u);
+}
+
+} // namespace
+} // namespace quorvel::test

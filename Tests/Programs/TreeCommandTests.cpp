@@ -1,0 +1,77 @@
+#include "Tests/Programs/MetadataFixture.h"
+
+namespace quorvel::test {
+namespace {
+
+using testing::HasSubstr;
+
+class EmptyAccount : public MetadataCommands {
+  protected:
+    EmptyAccount() : MetadataCommands(sandbox::Seed::empty) {}
+};
+
+TEST_F(EmptyAccount, takesATreeOfAnotherToolToAnAppWithoutAVersion) {
+    const JSONValue apps = document({"apps", "--remote"});
+    ASSERT_EQ(apps.items()->size(), 1u);
+    const std::string bundleID = *apps.items()->front().at("attributes", "bundleId")->text();
+    const auto writeTree = [&](const std::string& name, std::string_view content) {
+        createFolders((folder / "export" / name).parent_path());
+        writeFileAtomically(folder / "export" / name, content);
+    };
+    writeTree("en-US/name.txt", "Orchard\n");
+    writeTree("en-US/description.txt", "Two lines\nof text\n");
+    writeTree("de-DE/name.txt", "Obstgarten\n");
+    writeTree("de-DE/description.txt", "Zwei Zeilen\n");
+    writeTree("de-DE/keywords.txt", std::string(101, 'k'));
+    writeTree("default/name.txt", "Fallback\n");
+    writeTree("review_information/notes.txt", "Notes\n");
+    for (const char letter : std::string("abcdefg"))
+        writeTree(std::string("en-US/other_") + letter + ".txt", "Of another tool\n");
+
+    const std::vector<std::string> import = {"metadata", "import",   "export", "--app",
+                                             bundleID,   "--folder", "texts"};
+    const auto early = run(import);
+    EXPECT_EQ(early.status, 4);
+    EXPECT_THAT(early.error, HasSubstr("versions create"));
+    const std::vector<std::string> create = {"versions",   "create", "--app",     bundleID,
+                                             "--platform", "ios",    "--version", "1.0"};
+    auto rehearsed = create;
+    rehearsed.push_back("--dry-run");
+    EXPECT_THAT(run(rehearsed).out, HasSubstr("POST v1/appStoreVersions"));
+    const JSONValue plan = document(rehearsed);
+    EXPECT_NE(plan.find("requests")->items()->front().at("body", "data", "attributes"), nullptr);
+    ASSERT_EQ(run(create).status, 0);
+
+    const auto imported = run(import);
+    ASSERT_EQ(imported.status, 0) << imported.error;
+    EXPECT_THAT(imported.error, HasSubstr("skipped 2 entries (default, review_information): "));
+    EXPECT_THAT(imported.error, HasSubstr("skipped 7 entries (en-US/other_"));
+    EXPECT_THAT(imported.error, HasSubstr(" and 2 more): is no field of the metadata"));
+    auto again = import;
+    again.insert(again.end(), {"--verbose", "--dry-run"});
+    EXPECT_THAT(run(again).error, HasSubstr("skipped en-US/other_g.txt: "));
+    EXPECT_THAT(run({"status", "--app", bundleID, "--folder", "texts"}).out,
+                testing::ContainsRegex("de-DE +3 fields +New locale"));
+    EXPECT_THAT(imported.error, HasSubstr("de-DE Keywords is over its limit of 100"));
+    server.forgetRequests();
+    const auto pushed = run({"push", "--app", bundleID, "--folder", "texts"});
+    EXPECT_EQ(pushed.status, 7) << pushed.all();
+    EXPECT_THAT(pushed.out,
+                HasSubstr("de-DE Keywords: keywords.txt has 101 characters where 100 are allowed."));
+
+    ASSERT_EQ(run({"pull", "--app", bundleID, "--folder", "second"}).status, 0);
+    EXPECT_EQ(readFile(folder / "second/ios/next/en-US/description.txt"), "Two lines\nof text");
+    EXPECT_EQ(readFile(folder / "second/ios/next/de-DE/name.txt"), "Obstgarten");
+    ASSERT_EQ(run({"metadata", "export", "out", "--folder", "second"}).status, 0);
+    EXPECT_EQ(readFile(folder / "out/en-US/description.txt"), "Two lines\nof text\n");
+
+    write("en-US", "name.txt", "Orchards\n");
+    EXPECT_THAT(run({"metadata", "tidy", "--folder", "texts", "--dry-run"}).out,
+                HasSubstr("final line break"));
+    EXPECT_EQ(read("en-US", "name.txt"), "Orchards\n");
+    EXPECT_EQ(run({"metadata", "tidy", "--folder", "texts"}).status, 0);
+    EXPECT_EQ(read("en-US", "name.txt"), "Orchards");
+}
+
+} // namespace
+} // namespace quorvel::test

@@ -1,0 +1,259 @@
+#include "Core/metadata/BookmarkResolver.h"
+#include "Core/metadata/ContextsStore.h"
+#include "Core/metadata/LocalizationWriter.h"
+#include "Platform/task/Task.h"
+#include "Quorvel/workspace/WorkspaceIndex.h"
+#include "Tests/Quorvel/controllers/ControllerAccount.h"
+
+#include <gmock/gmock.h>
+
+#include <condition_variable>
+#include <mutex>
+#include <thread>
+
+using namespace quorvel;
+using test::ControllerAccount;
+using testing::Contains;
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::IsEmpty;
+using testing::SizeIs;
+
+namespace {
+
+// What an observer saw, each text once in a row.
+struct Watch {
+    explicit Watch(MetadataController& watched)
+        : controller(watched), subscription(watched.observe(inlineExecutor(), [this] { note(); })) {}
+
+    void note() {
+        const auto state = controller.state();
+        std::string text = state->running ? std::string(rawValue(*state->running)) : "ended";
+        if (state->progress)
+            text +=
+                " " + std::to_string(state->progress->done) + "/" + std::to_string(state->progress->total);
+        text += ": " + state->error.value_or(state->status);
+        if (seen.empty() || seen.back() != text) seen.push_back(std::move(text));
+    }
+
+    MetadataController& controller;
+    std::vector<std::string> seen;
+    NotificationCenter::Subscription subscription;
+};
+
+} // namespace
+
+TEST(MetadataController, publishesWhatItDoesFromBeginningToEnd) {
+    ControllerAccount account;
+    Watch watch(*account.controller);
+    (void)account.pull();
+    EXPECT_THAT(watch.seen, ElementsAre("pull: ", "pull: Discovering versions on App Store Connect…",
+                                        "pull: Pulling ios/next…", "pull 0/1: Pulling ios/next…",
+                                        "pull 1/1: Pulling ios/next…", "pull 1/1: Pulled ios/next 2.4.3",
+                                        "ended: Pulled ios/next 2.4.3"));
+    account.write("de-DE", FieldType::description, "Neu");
+    const auto preparation = account.controller->preparePush({});
+    watch.seen.clear();
+    account.controller->push(preparation);
+    EXPECT_THAT(watch.seen,
+                ElementsAre("push: ", "push: Resolving ASC IDs…", "push: Pushing…", "push 0/1: Pushing…",
+                            "push 1/1: Pushing…", "push 1/1: Pushed 1 field · 1 locale",
+                            "ended: Pushed 1 field · 1 locale"));
+    EXPECT_THAT(account.controller->state()->lastPush, SizeIs(1));
+    watch.seen.clear();
+    EXPECT_THROW((void)account.push(), OperationRefused);
+    EXPECT_THAT(watch.seen.back(), "ended: No pending changes — local matches the last-pulled ASC snapshot.");
+}
+
+TEST(MetadataController, beginsTheNextOperationFromTheWakeThatTellsTheEnd) {
+    ControllerAccount account;
+    int pulls = 0;
+    const auto subscription = account.controller->observe(inlineExecutor(), [&] {
+        if (account.controller->state()->running || pulls == 2) return;
+        ++pulls;
+        (void)account.pull();
+    });
+    (void)account.pull();
+    EXPECT_EQ(pulls, 2);
+    EXPECT_EQ(account.controller->state()->error, std::nullopt);
+}
+
+TEST(MetadataController, runsOneOperationOfManyThreads) {
+    ControllerAccount account;
+    constexpr int others = 7;
+    std::mutex mutex;
+    std::condition_variable changed;
+    int refused = 0;
+    account.connect.before =
+        [&](const ASCRequest&) { // the one that runs goes on when all others were refused
+            std::unique_lock lock(mutex);
+            changed.wait(lock, [&] { return refused == others; });
+        };
+    std::vector<std::jthread> threads;
+    for (int thread = 0; thread <= others; ++thread)
+        threads.emplace_back([&] {
+            try {
+                (void)account.pull();
+            } catch (const OperationRefused& refusal) {
+                EXPECT_EQ(refusal.refusal(), Refusal::operationRunning);
+                const std::lock_guard lock(mutex);
+                ++refused;
+                changed.notify_all();
+            }
+        });
+    threads.clear();
+    EXPECT_EQ(refused, others);
+    EXPECT_THAT(account.connect.requests, SizeIs(4));
+    EXPECT_EQ(account.controller->state()->running, std::nullopt);
+    EXPECT_EQ(account.controller->state()->error, std::nullopt);
+    EXPECT_EQ(account.controller->state()->pulledLocales, 2u);
+}
+
+TEST(MetadataController, endsWithoutAnErrorWhenTheTaskIsCancelled) {
+    ControllerAccount account;
+    std::stop_source task;
+    account.connect.before = [&](const ASCRequest&) {
+        task.request_stop();
+        throw CancellationError();
+    };
+    const TaskScope scope(task.get_token());
+    EXPECT_THROW((void)account.pull(), CancellationError);
+    EXPECT_EQ(account.controller->state()->error, std::nullopt);
+    EXPECT_EQ(account.controller->state()->status, "Cancelled.");
+    EXPECT_EQ(account.controller->state()->running, std::nullopt);
+}
+
+TEST(MetadataController, recordsNothingOfWhatACancelledPushDidNotTry) {
+    ControllerAccount account;
+    (void)account.pull();
+    account.write("de-DE", FieldType::description, "Neu");
+    account.write("de-DE", FieldType::subtitle, "Neu");
+    account.write("ja", FieldType::description, "新しい");
+    const auto preparation = account.controller->preparePush({});
+    std::stop_source task;
+    account.connect.before = [&](const ASCRequest& request) {
+        if (request.method == "PATCH") task.request_stop();
+    };
+    const TaskScope scope(task.get_token());
+    const auto pushed = account.controller->push(preparation);
+    EXPECT_THAT(pushed.outcomes, SizeIs(3));
+    const auto notSent = std::ranges::count(pushed.outcomes, std::optional(std::string(notSentText)),
+                                            &PushOutcome::errorMessage);
+    EXPECT_THAT(account.history(), SizeIs(3 - notSent));
+    EXPECT_THAT(account.history(), testing::Not(IsEmpty()));
+}
+
+TEST(MetadataController, remembersWhatAFirstPullFound) {
+    ControllerAccount account;
+    std::vector<std::string> told;
+    auto subscription = account.notifications->observe(
+        metadataContextsPersistedNotification, [&](const Notification& notification) {
+            EXPECT_TRUE(account.apps.find(account.app.id)->metadataFolderBookmark); // where to read it
+            EXPECT_TRUE(ContextsStore(account.appFolder(), account.clock).load());
+            told.push_back(notification.payload.at("app"));
+        });
+    account.disable("ja");
+    (void)account.pull();
+    subscription = {};
+    EXPECT_THAT(told, ElementsAre(account.app.id));
+    std::vector<std::string> locales;
+    for (const ManagedLocale& locale : account.apps.locales(account.app.id))
+        locales.push_back(locale.code + (locale.enabled ? "" : " off"));
+    EXPECT_THAT(locales, ElementsAre("de-DE", "ja off"));
+    const auto bookmark = account.apps.find(account.app.id)->metadataFolderBookmark;
+    EXPECT_EQ(BookmarkResolver::resolve(bookmark.value()).url, account.appFolder().rootURL);
+
+    // A folder that is named for once never takes its place, not even while it is lost.
+    const MetadataFolder other{account.folder / "other"};
+    account.use(other);
+    (void)account.pull();
+    EXPECT_EQ(account.apps.find(account.app.id)->metadataFolderBookmark, bookmark);
+    std::filesystem::remove_all(account.appFolder().rootURL);
+    (void)account.pull();
+    EXPECT_EQ(account.apps.find(account.app.id)->metadataFolderBookmark, bookmark);
+}
+
+TEST(MetadataController, keepsTheMomentOfThePullWhenAnotherContextIsSelected) {
+    ControllerAccount account;
+    account.controller->pull({.contexts = MetadataController::PullRequest::Contexts::all});
+    const auto before = ContextsStore(account.appFolder(), account.clock).load();
+    EXPECT_EQ(account.controller->state()->selectedContext()->id(), "ios/next");
+    MetadataController later({.container = account.container,
+                              .appID = account.app.id,
+                              .client = [&] { return test::borrowed(account.connect); },
+                              .home = account.home,
+                              .clock = [] { return dateFromSecondsSince1970(1900000000); }});
+    later.selectContext("ios/live");
+    const auto after = ContextsStore(account.appFolder(), account.clock).load();
+    EXPECT_EQ(after->lastUpdated, before->lastUpdated);
+    EXPECT_EQ(after->contexts, before->contexts);
+    EXPECT_EQ(later.state()->selectedContext()->id(), "ios/live");
+    EXPECT_THROW(later.selectContext("macos/next"), MetadataError);
+    EXPECT_EQ(ContextsStore(account.appFolder(), account.clock).load()->selectedContextId, "ios/live");
+}
+
+TEST(MetadataController, showsTheLinesOfTheChecklist) {
+    ControllerAccount account;
+    const auto lines = [&] {
+        account.controller->refresh();
+        std::vector<std::string> list;
+        const MetadataChecklist checklist = account.controller->state()->checklist();
+        for (const auto& line : {checklist.pulled, checklist.limits, checklist.pushed})
+            list.push_back(line.title + ": " + line.detail + (line.holds ? " ✓" : ""));
+        return list;
+    };
+    const std::string limits =
+        "Nothing over a character limit: Name 30 · Subtitle 30 · Promo 170 · Keywords 100 ✓";
+    EXPECT_THAT(lines(), ElementsAre("All locales pulled: Click Pull to fetch App Store Connect", limits,
+                                     "Local edits pushed: Click Pull to fetch App Store Connect"));
+    (void)account.pull();
+    EXPECT_THAT(lines(), ElementsAre("All locales pulled: 2 locales on disk ✓", limits,
+                                     "Local edits pushed: Local matches App Store Connect ✓"));
+    account.controller->addLocale("ko");
+    account.write("ko", FieldType::name, std::string(31, 'x'));
+    account.write("ja", FieldType::keywords, "a,b");
+    std::filesystem::remove_all(account.store().folder().localeFolder("de-DE"));
+    EXPECT_THAT(lines(), ElementsAre("All locales pulled: 1 locale missing",
+                                     "Nothing over a character limit: 1 to trim before Push",
+                                     "Local edits pushed: 2 waiting for Push"));
+}
+
+TEST(MetadataController, carriesTreesOfTheOlderLayoutOverButNotThoseOfOthers) {
+    ControllerAccount account;
+    const MetadataStore older(account.appFolder());
+    older.write("de-DE", FieldType::description, "Alt");
+    account.controller->refresh(); // nothing was pulled into it: it may be another program's
+    EXPECT_EQ(older.read("de-DE", FieldType::description), "Alt");
+    older.write("de-DE", FieldType::description, "Text", TextSide::pulled);
+    account.controller->refresh();
+    EXPECT_EQ(account.text("de-DE", FieldType::description), "Alt");
+    EXPECT_THAT(account.controller->state()->changes, SizeIs(1));
+    EXPECT_EQ(account.controller->state()->selectedContextId, "ios/next");
+}
+
+TEST(MetadataController, asksForTheContextsOnlyWhenALocaleIsAddedToAnEmptyFolder) {
+    ControllerAccount account;
+    const auto rehearsed = account.controller->addLocale("ko", {}, Run::rehearse);
+    EXPECT_FALSE(std::filesystem::exists(account.appFolder().rootURL));
+    const auto added = account.controller->addLocale("ko");
+    EXPECT_THAT(account.connect.requests,
+                ElementsAre("GET v1/apps/app1/appStoreVersions", "GET v1/apps/app1/appStoreVersions"));
+    EXPECT_EQ(added.folder, rehearsed.folder);
+    EXPECT_FALSE(added.existed);
+    EXPECT_TRUE(account.controller->addLocale("ko").existed);
+    EXPECT_THAT(account.connect.requests, SizeIs(2));
+    EXPECT_THAT(account.store().localesOnDisk(), ElementsAre("ko"));
+    EXPECT_THAT(account.apps.locales(account.app.id), SizeIs(1));
+}
+
+TEST(MetadataController, plansThePushWithoutSendingIt) {
+    ControllerAccount account;
+    (void)account.pull();
+    account.write("de-DE", FieldType::subtitle, "Neu");
+    const auto plan = account.controller->planPush(account.controller->preparePush({}));
+    ASSERT_THAT(plan, SizeIs(1));
+    EXPECT_EQ(plan[0].path, "v1/appInfoLocalizations/de-DE");
+    for (const std::string& request : account.connect.requests)
+        EXPECT_THAT(request, testing::StartsWith("GET "));
+    EXPECT_THAT(account.history(), IsEmpty());
+}
