@@ -186,6 +186,9 @@ void SandboxServer::setHourlyQuota(int requests) {
 std::vector<RecordedRequest> SandboxServer::requests() const {
     return implementation_->service->requests();
 }
+std::size_t SandboxServer::requestCount() const {
+    return implementation_->service->requestCount();
+}
 void SandboxServer::forgetRequests() {
     implementation_->service->forgetRequests();
 }

@@ -39,6 +39,7 @@ class Service {
     void setLatency(int milliseconds);
     void setHourlyQuota(int requests);
     [[nodiscard]] std::vector<RecordedRequest> requests() const;
+    [[nodiscard]] std::size_t requestCount() const;
     void forgetRequests();
     void advance(double seconds);
     void skewClock(double seconds);

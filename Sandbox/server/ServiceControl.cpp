@@ -38,6 +38,11 @@ std::vector<RecordedRequest> Service::requests() const {
     return {requests_.begin(), requests_.end()};
 }
 
+std::size_t Service::requestCount() const {
+    const std::lock_guard lock(mutex_);
+    return requests_.size();
+}
+
 void Service::forgetRequests() {
     const std::lock_guard lock(mutex_);
     requests_.clear();
