@@ -1,7 +1,6 @@
 #include "Core/screenshots/ScreenshotPlan.h"
 
 #include "Core/screenshots/ScreenshotError.h"
-#include "Platform/task/Task.h"
 
 #include <fmt/format.h>
 
@@ -15,8 +14,6 @@ namespace {
 
 using Entry = ScreenshotsCatalog::Entry;
 using SetKey = std::pair<std::string, std::string>; // locale, display type
-
-constexpr std::size_t filesAtOnce = 4;
 
 bool isUsable(const Entry& entry) {
     return entry.assetState != assetFailed && entry.assetState != assetAwaitsUpload;
@@ -111,16 +108,13 @@ class SetComparison {
 
 } // namespace
 
-std::vector<LocalScreenshot> inspect(const std::vector<ScreenshotPushItem>& items,
-                                     const ScreenshotsCatalog& catalog) {
-    return parallelMap(items, filesAtOnce, [&](const ScreenshotPushItem& item) {
-        LocalScreenshot local{item, ScreenshotFile(item.fileURL).size(), {}};
-        const auto& set = catalog.setOf(item.locale, item.displayType);
-        if (std::ranges::any_of(
-                set, [&](const Entry& entry) { return mayBe(entry, item.fileName(), local.size); }))
-            local.checksum = fileChecksum(item.fileURL);
-        return local;
-    });
+LocalScreenshot inspect(const ScreenshotPushItem& item, const ScreenshotsCatalog& catalog) {
+    LocalScreenshot local{item, ScreenshotFile(item.fileURL).size(), {}};
+    const auto& set = catalog.setOf(item.locale, item.displayType);
+    if (std::ranges::any_of(set,
+                            [&](const Entry& entry) { return mayBe(entry, item.fileName(), local.size); }))
+        local.checksum = fileChecksum(item.fileURL);
+    return local;
 }
 
 bool isSameScreenshot(const Entry& entry, const LocalScreenshot& local) {

@@ -74,10 +74,9 @@ struct LocalScreenshot {
     std::string checksum; // empty where no screenshot of the same set could be the file
 };
 
-/// Reads the sizes of the files, and the checksums of those that may be on App Store Connect already. Throws
-/// `ScreenshotFileError` for a file that `problemOf` would name.
-[[nodiscard]] std::vector<LocalScreenshot> inspect(const std::vector<ScreenshotPushItem>& items,
-                                                   const ScreenshotsCatalog& catalog);
+/// Reads a file's size, and its checksum when it may be on App Store Connect already. Throws
+/// `ScreenshotFileError` for a file that cannot be read.
+[[nodiscard]] LocalScreenshot inspect(const ScreenshotPushItem& item, const ScreenshotsCatalog& catalog);
 
 struct ScreenshotPlan {
     std::vector<ScreenshotSetEdit> edits;  // of the sets that have something to do

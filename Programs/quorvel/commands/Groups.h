@@ -14,13 +14,14 @@ namespace quorvel {
 [[nodiscard]] std::vector<Command> compareCommands();
 [[nodiscard]] std::vector<Command> pushCommands();
 [[nodiscard]] std::vector<Command> treeCommands();
+[[nodiscard]] std::vector<Command> screenshotCommands();
 [[nodiscard]] std::vector<Command> demoCommands();
 [[nodiscard]] std::vector<Command> sandboxCommands();
 [[nodiscard]] std::vector<Command> shellCommands();
 
 inline constexpr std::vector<Command> (*commandGroups[])() = {
-    authCommands, appCommands,  versionCommands, pullCommands,    compareCommands,
-    pushCommands, treeCommands, demoCommands,    sandboxCommands, shellCommands,
+    authCommands, appCommands,        versionCommands, pullCommands,    compareCommands, pushCommands,
+    treeCommands, screenshotCommands, demoCommands,    sandboxCommands, shellCommands,
 };
 
 } // namespace quorvel
