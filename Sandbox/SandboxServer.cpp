@@ -186,8 +186,8 @@ void SandboxServer::setHourlyQuota(int requests) {
 std::vector<RecordedRequest> SandboxServer::requests() const {
     return implementation_->service->requests();
 }
-std::size_t SandboxServer::requestCount() const {
-    return implementation_->service->requestCount();
+bool SandboxServer::awaitRequests(std::size_t count, const std::stop_token& token) const {
+    return implementation_->service->awaitRequests(count, token);
 }
 void SandboxServer::forgetRequests() {
     implementation_->service->forgetRequests();

@@ -7,6 +7,7 @@
 #include <filesystem>
 #include <memory>
 #include <optional>
+#include <stop_token>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -91,8 +92,9 @@ class SandboxServer {
     void setLatency(int milliseconds);
     void setHourlyQuota(int requests);
     [[nodiscard]] std::vector<RecordedRequest> requests() const;
-    /// How many requests it was sent since it began or forgot them.
-    [[nodiscard]] std::size_t requestCount() const;
+    /// Blocks until it was sent that many requests since it began or forgot them; whether it was, or `token`
+    /// was stopped first.
+    bool awaitRequests(std::size_t count, const std::stop_token& token) const;
     void forgetRequests();
     /// Moves the virtual clock on.
     void advance(double seconds);

@@ -5,6 +5,7 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <set>
 
 namespace quorvel {
 
@@ -47,13 +48,25 @@ bool ScreenshotSelection::takes(const std::string& locale, const std::string& di
     return isAmong(locales, locale) && isAmong(displayTypes, displayType);
 }
 
-PreparedScreenshots prepareScreenshots(const std::filesystem::path& pictures,
-                                       const ScreenshotsCatalog& remote, ScreenshotPushMode mode,
-                                       PictureCheck check, const ScreenshotSelection& selection) {
+ScreenshotPushScanner::ScanResult scanScreenshots(const std::filesystem::path& pictures,
+                                                  const ScreenshotSelection& selection) {
     auto scan = ScreenshotPushScanner(pictures).scan();
     std::erase_if(scan.items, [&](const ScreenshotPushItem& item) {
         return !selection.takes(item.locale, item.displayType);
     });
+    return scan;
+}
+
+std::vector<std::string> localesOf(const ScreenshotPushScanner::ScanResult& scan) {
+    std::set<std::string> locales;
+    for (const ScreenshotPushItem& item : scan.items)
+        locales.insert(item.locale);
+    return {locales.begin(), locales.end()};
+}
+
+PreparedScreenshots prepareScreenshots(ScreenshotPushScanner::ScanResult scan,
+                                       const ScreenshotsCatalog& remote, ScreenshotPushMode mode,
+                                       PictureCheck check, const ScreenshotSelection& selection) {
     const ScreenshotsCatalog catalog = selected(remote, selection);
     std::vector<LocalScreenshot> locals;
     auto failures = std::move(scan.failures);

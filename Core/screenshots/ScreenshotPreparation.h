@@ -25,9 +25,17 @@ struct PreparedScreenshots {
     std::vector<std::string> failures; // files that cannot be sent, and why
 };
 
-/// Scans `pictures`, checks each file and compares those that can be sent with `remote`. Throws
-/// `ScreenshotError` when there is no such folder, and `CancellationError`.
-[[nodiscard]] PreparedScreenshots prepareScreenshots(const std::filesystem::path& pictures,
+/// The pictures under a folder that are of the selection. Throws `ScreenshotError` when there is no such
+/// folder, and `CancellationError`.
+[[nodiscard]] ScreenshotPushScanner::ScanResult scanScreenshots(const std::filesystem::path& pictures,
+                                                                const ScreenshotSelection& selection = {});
+
+/// The locales that have a picture, sorted.
+[[nodiscard]] std::vector<std::string> localesOf(const ScreenshotPushScanner::ScanResult& scan);
+
+/// Checks each file and compares those that can be sent with what `remote` holds of the selection. Throws
+/// `CancellationError`.
+[[nodiscard]] PreparedScreenshots prepareScreenshots(ScreenshotPushScanner::ScanResult scan,
                                                      const ScreenshotsCatalog& remote,
                                                      ScreenshotPushMode mode, PictureCheck check,
                                                      const ScreenshotSelection& selection = {});

@@ -2,7 +2,9 @@
 
 #include "Core/asc/services/CreateOrAdopt.h"
 #include "Core/screenshots/PartSender.h"
+#include "Core/screenshots/Persist.h"
 #include "Core/screenshots/ScreenshotError.h"
+#include "Core/screenshots/ScreenshotLists.h"
 #include "Core/screenshots/SetReservations.h"
 #include "Platform/task/Task.h"
 
@@ -11,29 +13,6 @@
 #include <algorithm>
 
 namespace quorvel {
-
-namespace {
-
-std::string stateOf(const ASCResource<AppScreenshotAttributes>& screenshot) {
-    const auto& state = screenshot.attributes.assetDeliveryState;
-    return state ? state->state.value_or("") : "";
-}
-
-bool isIn(const std::vector<std::string>& ids, const std::string& id) {
-    return std::ranges::find(ids, id) != ids.end();
-}
-
-std::vector<std::string> idsOf(const ASCList<AppScreenshotAttributes>& screenshots) {
-    std::vector<std::string> ids;
-    std::ranges::transform(screenshots, std::back_inserter(ids), &ASCResource<AppScreenshotAttributes>::id);
-    return ids;
-}
-
-std::string counted(std::size_t count) {
-    return fmt::format("{} screenshot{}", count, count == 1 ? "" : "s");
-}
-
-} // namespace
 
 void PushSteps::tell(std::string stage, std::int64_t steps) {
     const std::int64_t completed = completed_ += steps;
@@ -85,9 +64,12 @@ void ScreenshotSetWriter::findOrCreateSet(const std::string& localizationID,
                 if (set.attributes.screenshotDisplayType == edit_.displayType) return set.id;
             return std::nullopt;
         };
-        setID_ = createOrAdopt(
-            [&] { return parts_.client.createScreenshotSet(localizationID, edit_.displayType).id; }, find,
-            [](const std::string& id) { return id; });
+        const auto create = [&] {
+            return parts_.client.createScreenshotSet(localizationID, edit_.displayType).id;
+        };
+        setID_ = persist(parts_.options, [&] {
+            return createOrAdopt(create, find, [](const std::string& id) { return id; });
+        });
         ++outcome_.summary.setsCreated;
     } else {
         setID_ = std::move(*setID);
@@ -96,7 +78,7 @@ void ScreenshotSetWriter::findOrCreateSet(const std::string& localizationID,
 }
 
 ScreenshotSetWriter::Screenshots ScreenshotSetWriter::list() const {
-    Screenshots listed = parts_.client.listScreenshots(setID_);
+    Screenshots listed = persist(parts_.options, [&] { return parts_.client.listScreenshots(setID_); });
     // A list may still show what was deleted a moment ago.
     std::erase_if(listed, [&](const auto& screenshot) { return reservations_->wasRemoved(screenshot.id); });
     return listed;
@@ -135,7 +117,7 @@ void ScreenshotSetWriter::deleteUnwanted() {
     for (const std::string& id : edit_.ascIdsToDelete) {
         try {
             if (isIn(present, id) && !reservations_->wasRemoved(id)) {
-                persist([&] { remove(id); });
+                persist(parts_.options, [&] { remove(id); });
                 ++outcome_.summary.deleted;
             }
         } catch (const ASCError& error) {
@@ -266,99 +248,6 @@ std::optional<std::string> ScreenshotSetWriter::alreadyThere(const ScreenshotPus
             return screenshot.id;
     }
     return std::nullopt;
-}
-
-void ScreenshotSetWriter::arrange() {
-    const auto wanted = wantedOrder();
-    Screenshots listed = listWhole(wanted);
-    if (removeRemains(listed) > 0) listed = list();
-    // The document must name every screenshot of the set, also those that are not ours.
-    const auto present = idsOf(listed);
-    std::vector<std::string> order;
-    std::ranges::copy_if(wanted, std::back_inserter(order),
-                         [&](const auto& id) { return isIn(present, id); });
-    std::ranges::copy_if(present, std::back_inserter(order),
-                         [&](const auto& id) { return !isIn(wanted, id); });
-    if (order.size() < 2 || reorder(order)) compare(listed, order, wanted.size());
-    notePending(listed);
-    parts_.steps.tell(fmt::format("{} · {} · ordered", edit_.locale, edit_.displayType), 1);
-}
-
-std::vector<std::string> ScreenshotSetWriter::wantedOrder() const {
-    std::vector<std::string> wanted;
-    for (const ScreenshotOrderToken& token : edit_.finalOrder) {
-        if (const auto* stays = std::get_if<ScreenshotOrderToken::ASC>(&token.value))
-            wanted.push_back(stays->id);
-        else if (const auto sent = sent_.find(std::get<ScreenshotOrderToken::Local>(token.value).url);
-                 sent != sent_.end())
-            wanted.push_back(sent->second);
-    }
-    return wanted;
-}
-
-ScreenshotSetWriter::Screenshots ScreenshotSetWriter::listWhole(const std::vector<std::string>& wanted) {
-    double waited = 0;
-    for (int attempt = 1;; ++attempt) {
-        Screenshots listed = list();
-        const auto present = idsOf(listed);
-        const bool isWhole = std::ranges::all_of(wanted, [&](const auto& id) { return isIn(present, id); });
-        if (isWhole || waited >= parts_.options.visibilityDeadline) return listed;
-        const double pause = parts_.options.backoff(attempt);
-        parts_.options.sleepFor(pause);
-        waited += pause;
-    }
-}
-
-bool ScreenshotSetWriter::reorder(const std::vector<std::string>& order) {
-    try {
-        persist([&] { parts_.client.reorderScreenshots(setID_, order); });
-        return true;
-    } catch (const ASCError& error) {
-        outcome_.summary.failures.push_back(
-            fmt::format("{}: reorder failed — {}", name_, error.description()));
-        return false;
-    }
-}
-
-void ScreenshotSetWriter::compare(const Screenshots& listed, const std::vector<std::string>& order,
-                                  std::size_t wantedCount) {
-    Screenshots now = order.size() < 2 ? listed : list();
-    double waited = 0;
-    for (int attempt = 1; idsOf(now) != order && waited < parts_.options.visibilityDeadline; ++attempt) {
-        const double pause = parts_.options.backoff(attempt);
-        parts_.options.sleepFor(pause);
-        waited += pause;
-        now = list();
-    }
-    if (now.size() != wantedCount)
-        outcome_.summary.failures.push_back(
-            fmt::format("{}: App Store Connect shows {} instead of {}. Pull, compare and push again.", name_,
-                        counted(now.size()), wantedCount));
-    else if (idsOf(now) != order)
-        outcome_.summary.failures.push_back(
-            fmt::format("{}: App Store Connect shows the screenshots in another order. Push again.", name_));
-}
-
-void ScreenshotSetWriter::notePending(const Screenshots& listed) {
-    for (const ScreenshotPushItem& item : edit_.localsToUpload) {
-        const auto sent = sent_.find(item.fileURL);
-        if (sent == sent_.end()) continue;
-        const auto shown = std::ranges::find(listed, sent->second, &ASCResource<AppScreenshotAttributes>::id);
-        if (shown == listed.end() || stateOf(*shown) != assetComplete)
-            outcome_.pending.push_back({setID_, sent->second, item});
-    }
-}
-
-template <typename Request>
-void ScreenshotSetWriter::persist(Request&& request) const {
-    for (int attempt = 1;; ++attempt) {
-        try {
-            return request();
-        } catch (const ASCError& error) {
-            if (!mayHaveBeenDone(error) || attempt >= parts_.options.attempts) throw;
-        }
-        parts_.options.sleepFor(parts_.options.backoff(attempt));
-    }
 }
 
 } // namespace quorvel

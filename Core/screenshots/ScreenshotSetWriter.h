@@ -91,9 +91,6 @@ class ScreenshotSetWriter {
     [[nodiscard]] bool reorder(const std::vector<std::string>& order);
     void compare(const Screenshots& listed, const std::vector<std::string>& order, std::size_t wantedCount);
     void notePending(const Screenshots& listed);
-    /// Runs `request` again while its failure may pass and it does no harm twice.
-    template <typename Request>
-    void persist(Request&& request) const;
 
     const SetWriterParts& parts_;
     const ScreenshotSetEdit& edit_;

@@ -27,15 +27,18 @@ struct RemoteSet {
     std::string id;
 };
 
-std::vector<RemoteSet> listSets(const ASCClientProtocol& client, const std::string& versionID) {
-    const auto lists = parallelMap(client.listVersionLocalizations(versionID), requestsAtOnce,
-                                   [&](const auto& localization) {
-                                       std::vector<RemoteSet> sets;
-                                       for (const auto& set : client.listScreenshotSets(localization.id))
-                                           sets.push_back({localization.attributes.locale,
-                                                           set.attributes.screenshotDisplayType, set.id});
-                                       return sets;
-                                   });
+std::vector<RemoteSet> listSets(const ASCClientProtocol& client, const std::string& versionID,
+                                const std::vector<std::string>& locales) {
+    auto localizations = client.listVersionLocalizations(versionID);
+    std::erase_if(localizations, [&](const auto& one) {
+        return !locales.empty() && std::ranges::find(locales, one.attributes.locale) == locales.end();
+    });
+    const auto lists = parallelMap(localizations, requestsAtOnce, [&](const auto& localization) {
+        std::vector<RemoteSet> sets;
+        for (const auto& set : client.listScreenshotSets(localization.id))
+            sets.push_back({localization.attributes.locale, set.attributes.screenshotDisplayType, set.id});
+        return sets;
+    });
     std::vector<RemoteSet> all;
     for (const auto& list : lists)
         all.insert(all.end(), list.begin(), list.end());
@@ -80,11 +83,12 @@ ScreenshotsStore::ScreenshotsStore(MetadataFolder folder, PlatformContext contex
       clock_(std::move(clock)),
       paths_(screenshotPaths(folder_, context_.contextID())) {}
 
-ScreenshotsCatalog ScreenshotsStore::readRemote(const ASCClientProtocol& client) const {
+ScreenshotsCatalog ScreenshotsStore::readRemote(const ASCClientProtocol& client,
+                                                const std::vector<std::string>& locales) const {
     ScreenshotsCatalog catalog{.lastPulledAt = clock_(),
                                .versionString = context_.versionString,
                                .versionState = context_.appStoreState};
-    const auto sets = listSets(client, context_.versionId);
+    const auto sets = listSets(client, context_.versionId, locales);
     const auto lists = parallelMap(sets, requestsAtOnce,
                                    [&](const RemoteSet& set) { return client.listScreenshots(set.id); });
     for (std::size_t at = 0; at < sets.size(); ++at) {
@@ -120,9 +124,22 @@ ScreenshotsPullSummary ScreenshotsStore::pull(const ASCClientProtocol& client, H
     return summary;
 }
 
-void ScreenshotsStore::remember(ScreenshotsCatalog remote) const {
-    noteKnownThumbnails(remote);
-    saveCatalog(paths_.catalog, std::move(remote));
+void ScreenshotsStore::remember(const ScreenshotsCatalog& remote,
+                                const std::vector<std::string>& locales) const {
+    std::optional<ScreenshotsCatalog> known;
+    try {
+        known = catalog();
+    } catch (const ScreenshotError& error) { // the next pull says so and mends it
+        logger_.info(error.what());
+    }
+    if (!known || known->versionString != remote.versionString) return;
+    for (const std::string& locale : locales) {
+        const auto read = remote.sets.find(locale);
+        known->sets.erase(locale);
+        if (read != remote.sets.end()) known->sets.insert(*read);
+    }
+    noteKnownThumbnails(*known);
+    saveCatalog(paths_.catalog, std::move(*known));
 }
 
 void ScreenshotsStore::noteKnownThumbnails(ScreenshotsCatalog& catalog) const {

@@ -35,9 +35,10 @@ class ScreenshotsStore {
     /// The catalogue of the last pull; throws as `loadCatalog`.
     [[nodiscard]] std::optional<ScreenshotsCatalog> catalog() const { return loadCatalog(paths_.catalog); }
 
-    /// What App Store Connect holds now, without thumbnails; sets without a screenshot are listed as empty.
-    /// Writes nothing. Throws `ASCError`, `CancellationError`.
-    [[nodiscard]] ScreenshotsCatalog readRemote(const ASCClientProtocol& client) const;
+    /// What App Store Connect holds now of these locales (none given: of all), without thumbnails; sets
+    /// without a screenshot are listed as empty. Writes nothing. Throws `ASCError`, `CancellationError`.
+    [[nodiscard]] ScreenshotsCatalog readRemote(const ASCClientProtocol& client,
+                                                const std::vector<std::string>& locales = {}) const;
 
     /// Reads what App Store Connect holds, downloads the thumbnails that are not there yet through `images`
     /// (to other hosts, without a token), removes those of screenshots that are gone, and writes the
@@ -45,8 +46,9 @@ class ScreenshotsStore {
     /// version, and `FileError`.
     [[nodiscard]] ScreenshotsPullSummary pull(const ASCClientProtocol& client, HTTPClient& images) const;
 
-    /// Writes `remote` as the catalogue, with the thumbnails that are there already.
-    void remember(ScreenshotsCatalog remote) const;
+    /// Takes what was read of these locales into the catalogue, where there is one of the same version.
+    /// Throws `FileError`.
+    void remember(const ScreenshotsCatalog& remote, const std::vector<std::string>& locales) const;
 
   private:
     [[nodiscard]] ScreenshotsPullSummary fetchThumbnails(HTTPClient& images,

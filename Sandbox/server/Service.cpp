@@ -251,6 +251,7 @@ void Service::record(const Request& request, const Response& response) {
     const std::lock_guard lock(mutex_);
     if (requests_.size() == mostRecorded) requests_.pop_front();
     requests_.push_back(std::move(entry));
+    recorded_.notify_all();
 }
 
 } // namespace quorvel::sandbox

@@ -38,9 +38,9 @@ std::vector<RecordedRequest> Service::requests() const {
     return {requests_.begin(), requests_.end()};
 }
 
-std::size_t Service::requestCount() const {
-    const std::lock_guard lock(mutex_);
-    return requests_.size();
+bool Service::awaitRequests(std::size_t count, const std::stop_token& token) const {
+    std::unique_lock lock(mutex_);
+    return recorded_.wait(lock, token, [&] { return requests_.size() >= count; });
 }
 
 void Service::forgetRequests() {

@@ -1,13 +1,8 @@
 // From folders of pictures to the sandbox's sets, through the real client over real HTTP, whatever fails on
 // the way.
 #include "Core/asc/ASCError.h"
-#include "Core/metadata/MetadataPuller.h"
 #include "Core/screenshots/ScreenshotError.h"
-#include "Core/screenshots/ScreenshotPreparation.h"
-#include "Core/screenshots/ScreenshotPusher.h"
-#include "Core/screenshots/ScreenshotsStore.h"
-#include "Tests/support/Rehearsal.h"
-#include "Tests/support/ScreenshotTree.h"
+#include "Tests/support/ScreenshotRehearsal.h"
 
 #include <gmock/gmock.h>
 
@@ -21,25 +16,13 @@ using testing::SizeIs;
 
 namespace {
 
-constexpr std::string_view gardenApp = "6700000101"; // forty locales, a live and a next version
 constexpr const char* locales[] = {"en-US", "de-DE", "fr-FR", "ja",    "it",      "ko",
                                    "nl-NL", "pt-BR", "ru",    "es-ES", "zh-Hans", "sv"};
 constexpr const char* displayTypes[] = {"APP_IPHONE_67", "APP_IPHONE_65", "APP_IPAD_PRO_3GEN_129"};
 
-/// An app, its folder, and pushes whose waits are the sandbox's virtual time.
-struct Shots : test::Rehearsal {
-    explicit Shots(sandbox::Options options = {.hourlyQuota = 1'000'000})
-        : test::Rehearsal(std::move(options)),
-          app{folder / "app"},
-          context(MetadataPuller(client, systemClock()).discover(gardenApp).contexts.at(0)),
-          store(app, context, [] { return dateFromSecondsSince1970(1772368200); }) {
-        push.backoff = [](int) { return 1.0; };
-        push.sleepFor = [this](double seconds) { server.advance(seconds); };
-    }
+struct Shots : test::ScreenshotRehearsal {
+    using ScreenshotRehearsal::ScreenshotRehearsal;
 
-    [[nodiscard]] std::filesystem::path picture(const std::string& path) const {
-        return store.paths().pictures / path;
-    }
     /// Five pictures per set whose natural order is not that of their bytes.
     void drawAll() const {
         unsigned number = 0;
@@ -48,41 +31,6 @@ struct Shots : test::Rehearsal {
                 for (const char* name : {"1.png", "2.png", "3.png", "10.png", "20.png"})
                     put(picture(std::string(locale) + "/" + type + "/" + name), drawn(type, ++number));
     }
-    // Drawing is slow and the numbers are what matters: one picture per type, told apart behind it.
-    [[nodiscard]] std::string drawn(const std::string& type, unsigned number) const {
-        auto& base = drawings[type];
-        if (base.empty()) base = test::pictureFor(type, 3);
-        return test::paddedPicture(base, number % 7 == 0 ? 180'000 + number : number);
-    }
-    [[nodiscard]] PreparedScreenshots prepare(ScreenshotPushMode mode) const {
-        return prepareScreenshots(store.paths().pictures, store.readRemote(client), mode, PictureCheck::full);
-    }
-    ScreenshotPushSummary pushAll(ScreenshotPushMode mode, const ScreenshotPusher::Observer& observer = {}) {
-        auto prepared = prepare(mode);
-        auto summary = ScreenshotPusher(client, *http, context, std::string(gardenApp), push)
-                           .push(prepared.plan.edits, observer);
-        summary.failures.insert(summary.failures.begin(), prepared.failures.begin(), prepared.failures.end());
-        return summary;
-    }
-    [[nodiscard]] test::HeldSets held() const { return test::heldSets(server, context.versionId); }
-    /// The sets that have local files, as the sandbox holds them.
-    [[nodiscard]] test::HeldSets heldOf(const test::HeldSets& wanted) const {
-        auto sets = test::namesAndChecksums(held());
-        std::erase_if(sets, [&](const auto& set) { return !wanted.contains(set.first); });
-        return sets;
-    }
-    [[nodiscard]] std::size_t sent(std::string_view method, std::string_view path) const {
-        const auto requests = server.requests();
-        return static_cast<std::size_t>(std::ranges::count_if(requests, [&](const auto& request) {
-            return request.method == method && request.path.starts_with(path);
-        }));
-    }
-
-    MetadataFolder app;
-    PlatformContext context;
-    ScreenshotsStore store;
-    ScreenshotPushOptions push;
-    mutable std::map<std::string, std::string> drawings;
 };
 
 std::vector<sandbox::Fault> fifteenPercent() {

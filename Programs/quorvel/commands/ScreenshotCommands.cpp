@@ -167,9 +167,10 @@ ExitStatus status(Invocation& invocation) {
             fmt::format("the screenshots of {} have not been pulled into {}", id.text(),
                         target.appFolder().rootURL.string()),
             "Pull them with 'quorvel screenshots pull', or check --folder, --app and --context.");
-    const auto prepared =
-        prepareScreenshots(paths.pictures, *catalog, modeOf(invocation, ScreenshotPushMode::replaceSet),
-                           checkOf(invocation), selectionOf(invocation));
+    const ScreenshotSelection selection = selectionOf(invocation);
+    const auto prepared = prepareScreenshots(scanScreenshots(paths.pictures, selection), *catalog,
+                                             modeOf(invocation, ScreenshotPushMode::replaceSet),
+                                             checkOf(invocation), selection);
     Output& output = invocation.output;
     output.document(StatusDocument{paths.pictures.string(), id.text(), catalog->lastPulledAt,
                                    catalog->versionString, prepared.plan.sets, prepared.guesses,
@@ -276,7 +277,8 @@ ExitStatus showPlan(Output& output, const PreparedScreenshots& prepared) {
 }
 
 ExitStatus pushPrepared(Invocation& invocation, MetadataTarget& target, const PlatformContext& context,
-                        const ScreenshotsStore& store, const PreparedScreenshots& prepared) {
+                        const ScreenshotsStore& store, const std::vector<std::string>& locales,
+                        const PreparedScreenshots& prepared) {
     Output& output = invocation.output;
     const PlannedWork work = workOf(prepared.plan.edits);
     if (!prepared.plan.edits.empty())
@@ -287,7 +289,7 @@ ExitStatus pushPrepared(Invocation& invocation, MetadataTarget& target, const Pl
     ScreenshotPushSummary summary;
     if (!prepared.plan.edits.empty()) {
         summary = carryOut(invocation, target, context, store.paths().pictures, prepared.plan.edits);
-        store.remember(store.readRemote(invocation.composition.client()));
+        store.remember(store.readRemote(invocation.composition.client(), locales), locales);
     }
     const PushDocument document = documentOf(prepared, summary);
     output.document(document);
@@ -314,19 +316,21 @@ ExitStatus push(Invocation& invocation) {
     const PlatformContext context = target.currentContext();
     if (!context.takesPushes()) throw ScreenshotError::readOnlyVersion(context.versionString);
     const ScreenshotsStore store(target.appFolder(), context, invocation.composition.clock());
-    if (!std::filesystem::is_directory(store.paths().pictures))
-        throw ScreenshotError::noFolder(store.paths().pictures);
+    auto scan = scanScreenshots(store.paths().pictures, selection);
+    const auto locales = localesOf(scan);
     // Another push of this folder would take our reservations for remains.
     const FileLock turn = takeTurn(target.appFolder());
     invocation.output.progress("Comparing with App Store Connect…");
     // Not with the catalogue: it may be older than the last push.
+    ScreenshotsCatalog remote;
+    if (!locales.empty()) remote = store.readRemote(invocation.composition.client(), locales);
     const auto prepared =
-        prepareScreenshots(store.paths().pictures, store.readRemote(invocation.composition.client()),
-                           modeOf(invocation, ScreenshotPushMode::append), checkOf(invocation), selection);
+        prepareScreenshots(std::move(scan), remote, modeOf(invocation, ScreenshotPushMode::append),
+                           checkOf(invocation), selection);
     requireSetLimits(prepared.plan.edits);
     printRemarks(invocation.output, prepared);
     if (invocation.global.dryRun) return showPlan(invocation.output, prepared);
-    return pushPrepared(invocation, target, context, store, prepared);
+    return pushPrepared(invocation, target, context, store, locales, prepared);
 }
 
 std::vector<ArgumentSpec> comparingArguments() {
