@@ -53,7 +53,7 @@ ProcessingOutcome awaitProcessing(const ASCClientProtocol& client, std::vector<P
             states.merge(some);
         std::erase_if(pending, [&](const PendingAsset& asset) {
             const ASCAssetDeliveryState& state = states[asset.id];
-            if (state.state == assetFailed) outcome.failures.push_back({asset.item, failureReasonOf(state)});
+            if (state.state == assetFailed) outcome.failures.push_back({asset, failureReasonOf(state)});
             return state.state == assetFailed || state.state == assetComplete;
         });
     }

@@ -10,7 +10,7 @@ namespace quorvel {
 
 struct ProcessingOutcome {
     struct Failure {
-        ScreenshotPushItem item;
+        PendingAsset asset;
         std::string reason; // Apple's
     };
     std::vector<Failure> failures;

@@ -54,6 +54,8 @@ ScreenshotPushScanner::ScanResult scanScreenshots(const std::filesystem::path& p
     std::erase_if(scan.items, [&](const ScreenshotPushItem& item) {
         return !selection.takes(item.locale, item.displayType);
     });
+    std::erase_if(scan.failures,
+                  [&](const auto& failure) { return !isAmong(selection.locales, failure.locale); });
     return scan;
 }
 
@@ -69,7 +71,9 @@ PreparedScreenshots prepareScreenshots(ScreenshotPushScanner::ScanResult scan,
                                        PictureCheck check, const ScreenshotSelection& selection) {
     const ScreenshotsCatalog catalog = selected(remote, selection);
     std::vector<LocalScreenshot> locals;
-    auto failures = std::move(scan.failures);
+    std::vector<std::string> failures;
+    std::ranges::transform(scan.failures, std::back_inserter(failures),
+                           &ScreenshotPushScanner::Failure::text);
     for (Inspected& one : parallelMap(scan.items, filesAtOnce, [&](const ScreenshotPushItem& item) {
              return inspectChecked(item, catalog, check);
          })) {

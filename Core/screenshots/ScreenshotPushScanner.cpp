@@ -111,8 +111,11 @@ void ScreenshotPushScanner::visit(const std::filesystem::path& folder, Walk& wal
                 continue;
             }
             const auto& skipped = std::get<Skipped>(parsed);
-            auto& list = skipped.kind == Skipped::Kind::failed ? walk.result.failures : walk.result.warnings;
-            list.push_back(fmt::format("{}: {}", relativeText(path, root_), skipped.reason));
+            const std::string text = fmt::format("{}: {}", relativeText(path, root_), skipped.reason);
+            if (skipped.locale)
+                walk.result.failures.push_back({*skipped.locale, text});
+            else
+                walk.result.warnings.push_back(text);
         }
     }
     walk.path.pop_back();
@@ -133,14 +136,14 @@ ScreenshotPushScanner::ParseResult ScreenshotPushScanner::parse(const std::files
             return Skipped{fmt::format("No display type found in path, and none has {} pixels. Expected a "
                                        "folder like iphone-67.",
                                        size.text()),
-                           Skipped::Kind::failed};
+                           locale};
         GuessedDisplayType guess{relativeText(file, root_),
                                  std::string(types.front()),
                                  size.text(),
                                  {types.begin() + 1, types.end()}};
         return Parsed{{file, std::move(*locale), guess.displayType}, guess};
     } catch (const ImageError& error) {
-        return Skipped{error.what(), Skipped::Kind::failed};
+        return Skipped{error.what(), locale};
     }
 }
 

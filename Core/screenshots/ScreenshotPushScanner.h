@@ -5,6 +5,7 @@
 #include "Platform/json/JSON.h"
 
 #include <filesystem>
+#include <optional>
 #include <string>
 #include <variant>
 #include <vector>
@@ -39,20 +40,24 @@ struct GuessedDisplayType {
 /// trees <locale>/1.png of other tools are all understood.
 class ScreenshotPushScanner {
   public:
+    struct Failure {
+        std::string locale;
+        std::string text;
+        bool operator==(const Failure&) const = default;
+    };
     struct ScanResult {
         std::vector<ScreenshotPushItem> items; // by locale and display type, in natural order of their paths
         std::vector<std::string> warnings;     // what was left out, and why
         std::vector<GuessedDisplayType> guesses;
-        std::vector<std::string> failures; // pictures of a locale that cannot be read
+        std::vector<Failure> failures; // pictures of a locale that cannot be read
     };
     struct Parsed {
         ScreenshotPushItem item;
         std::optional<GuessedDisplayType> guess;
     };
     struct Skipped {
-        enum class Kind { notOurs, failed };
         std::string reason;
-        Kind kind = Kind::notOurs;
+        std::optional<std::string> locale = {}; // of a picture that belongs to one and cannot be read
     };
     using ParseResult = std::variant<Parsed, Skipped>;
 

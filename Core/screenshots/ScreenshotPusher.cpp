@@ -4,6 +4,7 @@
 #include "Core/asc/ASCError.h"
 #include "Core/metadata/RemoteLocalizations.h"
 #include "Core/screenshots/AssetProcessing.h"
+#include "Core/screenshots/Persist.h"
 #include "Core/screenshots/ScreenshotError.h"
 #include "Core/screenshots/ScreenshotSetWriter.h"
 #include "Platform/task/Task.h"
@@ -26,10 +27,11 @@ struct LocaleSets {
 };
 using AllSets = std::map<std::string, LocaleSets>; // locales that have a localization
 
-LocaleSets setsOf(const ASCClientProtocol& client, const std::string& localizationID) {
+LocaleSets setsOf(const ASCClientProtocol& client, const std::string& localizationID,
+                  const ScreenshotPushOptions& options) {
     LocaleSets result{.localizationID = localizationID};
     try {
-        for (const auto& set : client.listScreenshotSets(localizationID))
+        for (const auto& set : persist(options, [&] { return client.listScreenshotSets(localizationID); }))
             result.sets[set.attributes.screenshotDisplayType] = set.id;
     } catch (const ASCError& error) {
         result.problem = error.description();
@@ -38,15 +40,15 @@ LocaleSets setsOf(const ASCClientProtocol& client, const std::string& localizati
 }
 
 AllSets setsOfEdits(const ASCClientProtocol& client, const RemoteLocalizations& localizations,
-                    const std::vector<ScreenshotSetEdit>& edits, std::size_t width) {
+                    const std::vector<ScreenshotSetEdit>& edits, const ScreenshotPushOptions& options) {
     std::vector<std::pair<std::string, std::string>> wanted; // locale, localization
     for (const ScreenshotSetEdit& edit : edits)
         if (const auto found = localizations.find(edit.locale); found != localizations.end())
             wanted.emplace_back(edit.locale, found->second.id);
     const auto repeated = std::ranges::unique(wanted); // edits come locale by locale
     wanted.erase(repeated.begin(), repeated.end());
-    const auto lists =
-        parallelMap(wanted, width, [&](const auto& one) { return setsOf(client, one.second); });
+    const auto lists = parallelMap(wanted, options.width,
+                                   [&](const auto& one) { return setsOf(client, one.second, options); });
     AllSets all;
     for (std::size_t at = 0; at < wanted.size(); ++at)
         all[wanted[at].first] = lists[at];
@@ -89,9 +91,9 @@ SetOutcome writeSet(const SetWriterParts& parts, const ScreenshotSetEdit& edit, 
 void noteProcessing(ScreenshotPushSummary& summary, const ProcessingOutcome& processing) {
     for (const auto& failure : processing.failures) {
         summary.failures.push_back(fmt::format("{}: App Store Connect could not process it — {}",
-                                               failure.item.text(), failure.reason));
-        std::erase(summary.successfullyUploadedLocalURLs, failure.item.fileURL);
-        --summary.uploaded;
+                                               failure.asset.item.text(), failure.reason));
+        std::erase(summary.successfullyUploadedLocalURLs, failure.asset.item.fileURL);
+        summary.uploaded -= failure.asset.isCounted ? 1 : 0;
     }
     for (const PendingAsset& asset : processing.unfinished)
         summary.warnings.push_back(
@@ -122,8 +124,10 @@ ScreenshotPushSummary ScreenshotPusher::push(const std::vector<ScreenshotSetEdit
     PushSteps steps(observer, std::transform_reduce(edits.begin(), edits.end(), std::int64_t{0}, std::plus(),
                                                     &ScreenshotSetWriter::stepsOf));
     steps.tell("Loading localizations…");
-    const auto localizations = listLocalizations(client_, FieldHome::versionLocalization, context_.versionId);
-    const AllSets all = setsOfEdits(client_, localizations, edits, options_.width);
+    const auto localizations = persist(options_, [&] {
+        return listLocalizations(client_, FieldHome::versionLocalization, context_.versionId);
+    });
+    const AllSets all = setsOfEdits(client_, localizations, edits, options_);
 
     std::counting_semaphore<> places(static_cast<std::ptrdiff_t>(options_.width));
     const std::size_t setsAtOnce = std::clamp<std::size_t>(edits.size(), 1, options_.width);

@@ -95,7 +95,7 @@ void ScreenshotSetWriter::notePending(const Screenshots& listed) {
         if (sent == sent_.end()) continue;
         const auto shown = std::ranges::find(listed, sent->second, &ASCResource<AppScreenshotAttributes>::id);
         if (shown == listed.end() || stateOf(*shown) != assetComplete)
-            outcome_.pending.push_back({setID_, sent->second, item});
+            outcome_.pending.push_back({setID_, sent->second, item, !foundThere_.contains(sent->second)});
     }
 }
 

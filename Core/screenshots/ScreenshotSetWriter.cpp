@@ -137,7 +137,10 @@ void ScreenshotSetWriter::uploadAll() {
             outcome_.summary.failures.push_back(fmt::format("{}: {}", item.text(), results[at].failure));
             continue;
         }
-        if (results[at].how == Sent::How::sent) ++outcome_.summary.uploaded;
+        if (results[at].how == Sent::How::sent)
+            ++outcome_.summary.uploaded;
+        else
+            foundThere_.insert(results[at].id);
         outcome_.summary.successfullyUploadedLocalURLs.push_back(item.fileURL);
         sent_[item.fileURL] = results[at].id;
     }

@@ -8,6 +8,7 @@
 #include <memory>
 #include <optional>
 #include <semaphore>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -35,6 +36,7 @@ struct PendingAsset {
     std::string setID;
     std::string id;
     ScreenshotPushItem item;
+    bool isCounted = true; // among the uploads of this push
 };
 
 struct SetOutcome {
@@ -98,6 +100,7 @@ class ScreenshotSetWriter {
     std::string setID_;
     Screenshots before_;                                // what the set held at the beginning
     std::map<std::filesystem::path, std::string> sent_; // local files → their screenshots
+    std::set<std::string> foundThere_;                  // those of them that were there already
     std::unique_ptr<SetReservations> reservations_;
     SetOutcome outcome_;
 };

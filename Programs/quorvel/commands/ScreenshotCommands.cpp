@@ -168,15 +168,19 @@ ExitStatus status(Invocation& invocation) {
                         target.appFolder().rootURL.string()),
             "Pull them with 'quorvel screenshots pull', or check --folder, --app and --context.");
     const ScreenshotSelection selection = selectionOf(invocation);
-    const auto prepared = prepareScreenshots(scanScreenshots(paths.pictures, selection), *catalog,
-                                             modeOf(invocation, ScreenshotPushMode::replaceSet),
-                                             checkOf(invocation), selection);
+    auto scan = std::filesystem::is_directory(paths.pictures) ? scanScreenshots(paths.pictures, selection)
+                                                              : ScreenshotPushScanner::ScanResult();
+    const auto prepared =
+        prepareScreenshots(std::move(scan), *catalog, modeOf(invocation, ScreenshotPushMode::replaceSet),
+                           checkOf(invocation), selection);
     Output& output = invocation.output;
     output.document(StatusDocument{paths.pictures.string(), id.text(), catalog->lastPulledAt,
                                    catalog->versionString, prepared.plan.sets, prepared.guesses,
                                    prepared.warnings, prepared.failures});
     printSets(output, prepared.plan.sets);
     printRemarks(output, prepared);
+    if (!std::filesystem::is_directory(paths.pictures))
+        output.note(ScreenshotError::noFolder(paths.pictures).what());
     if (catalog->lastPulledAt)
         output.note(fmt::format("As of the pull at {}.", formatISO8601(*catalog->lastPulledAt)));
     return ExitStatus::done;
@@ -319,7 +323,8 @@ ExitStatus push(Invocation& invocation) {
     auto scan = scanScreenshots(store.paths().pictures, selection);
     const auto locales = localesOf(scan);
     // Another push of this folder would take our reservations for remains.
-    const FileLock turn = takeTurn(target.appFolder());
+    std::optional<FileLock> turn;
+    if (!invocation.global.dryRun) turn = takeTurn(target.appFolder());
     invocation.output.progress("Comparing with App Store Connect…");
     // Not with the catalogue: it may be older than the last push.
     ScreenshotsCatalog remote;

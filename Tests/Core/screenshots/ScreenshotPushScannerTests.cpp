@@ -113,11 +113,13 @@ TEST(ScreenshotPushScanner, guessesTheDisplayTypesOfOtherToolsTreesAndShowsEachG
             GuessedDisplayType{"en-US/2_iPhone.png", "APP_IPHONE_67", "2796 × 1290", {"IMESSAGE_APP_IPHONE"}},
             GuessedDisplayType{
                 "en-US/10_iPhone.png", "APP_IPHONE_67", "1320 × 2868", {"IMESSAGE_APP_IPHONE"}}));
-    EXPECT_THAT(
-        result.failures,
-        UnorderedElementsAre(HasSubstr("en-US/holiday.png: No display type found in path, and none has "
-                                       "640 × 480 pixels"),
-                             HasSubstr("en-US/broken.png: is damaged")));
+    std::vector<std::string> failures;
+    for (const auto& failure : result.failures)
+        failures.push_back(failure.locale + " " + failure.text);
+    EXPECT_THAT(failures, UnorderedElementsAre(
+                              HasSubstr("en-US/holiday.png: No display type found in path, and none has "
+                                        "640 × 480 pixels"),
+                              HasSubstr("en-US en-US/broken.png: is damaged")));
 }
 
 TEST(ScreenshotPushScanner, namesWhatItLeavesOut) {
