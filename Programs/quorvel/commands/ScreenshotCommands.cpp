@@ -10,6 +10,7 @@
 #include "Programs/quorvel/TransferBars.h"
 #include "Programs/quorvel/commands/Groups.h"
 #include "Programs/quorvel/commands/MetadataRecords.h"
+#include "Programs/quorvel/commands/ScreenshotRecords.h"
 
 #include <fmt/format.h>
 #include <fmt/ranges.h>
@@ -19,33 +20,6 @@
 namespace quorvel {
 
 namespace {
-
-struct StatusDocument {
-    std::string folder;
-    std::string context;
-    std::optional<Date> lastPulledAt;
-    std::optional<std::string> versionString;
-    std::vector<ScreenshotSetStatus> sets;
-    std::vector<GuessedDisplayType> guesses;
-    std::vector<std::string> warnings;
-    std::vector<std::string> failures;
-    QUORVEL_RECORD(StatusDocument, folder, context, lastPulledAt, versionString, sets, guesses, warnings,
-                   failures)
-};
-
-struct PushDocument {
-    bool dryRun = false;
-    std::int64_t uploaded = 0;
-    std::int64_t deleted = 0;
-    std::int64_t setsCreated = 0;
-    std::vector<std::string> warnings;
-    std::vector<std::string> failures;
-    std::vector<std::string> successfullyUploadedLocalURLs;
-    std::vector<ScreenshotSetStatus> sets; // before the push
-    std::vector<GuessedDisplayType> guesses;
-    QUORVEL_RECORD(PushDocument, dryRun, uploaded, deleted, setsCreated, warnings, failures,
-                   successfullyUploadedLocalURLs, sets, guesses)
-};
 
 CommandError commandErrorOf(const ScreenshotError& error) {
     switch (error.kind()) {
@@ -99,41 +73,6 @@ ScreenshotSelection selectionOf(const Invocation& invocation) {
     return selection;
 }
 
-// Those that are not what is there already come first to the eye.
-void printSets(Output& output, const std::vector<ScreenshotSetStatus>& sets) {
-    Table table{.columns = {{"Locale"},
-                            {"Display type"},
-                            {"Local", Table::Align::right},
-                            {"On ASC", Table::Align::right},
-                            {"Would change", Table::Align::left, Table::Fit::wrap}},
-                .rows = {}};
-    for (const ScreenshotSetStatus& set : sets) {
-        std::vector<std::string> changes;
-        const auto list = [&](std::string_view verb, const std::vector<std::string>& names) {
-            if (!names.empty()) changes.push_back(fmt::format("{} {}", verb, fmt::join(names, ", ")));
-        };
-        list("delete", set.toDelete);
-        list("upload", set.toUpload);
-        list("move", set.moved);
-        table.rows.push_back(
-            {set.locale, set.displayType, std::to_string(set.local), std::to_string(set.remote),
-             changes.empty() ? Table::Cell{set.local == 0 ? "no local files" : "nothing", Style::dim}
-                             : Table::Cell{fmt::format("{}", fmt::join(changes, "; "))}});
-    }
-    output.table(table);
-}
-
-void printRemarks(Output& output, const PreparedScreenshots& prepared) {
-    for (const GuessedDisplayType& guess : prepared.guesses)
-        output.note(fmt::format(
-            "{}: taken for {} by its {} pixels{}", guess.path, guess.displayType, guess.size,
-            guess.otherwise.empty() ? "" : fmt::format(" (could be {})", fmt::join(guess.otherwise, ", "))));
-    for (const std::string& warning : prepared.warnings)
-        output.warning(warning);
-    for (const std::string& failure : prepared.failures)
-        output.warning(failure);
-}
-
 ExitStatus pull(Invocation& invocation) {
     MetadataTarget target(invocation);
     const PlatformContext context = target.currentContext();
@@ -174,10 +113,10 @@ ExitStatus status(Invocation& invocation) {
         prepareScreenshots(std::move(scan), *catalog, modeOf(invocation, ScreenshotPushMode::replaceSet),
                            checkOf(invocation), selection);
     Output& output = invocation.output;
-    output.document(StatusDocument{paths.pictures.string(), id.text(), catalog->lastPulledAt,
-                                   catalog->versionString, prepared.plan.sets, prepared.guesses,
-                                   prepared.warnings, prepared.failures});
-    printSets(output, prepared.plan.sets);
+    output.document(ScreenshotStatusDocument{paths.pictures.string(), id.text(), catalog->lastPulledAt,
+                                             catalog->versionString, prepared.plan.sets, prepared.guesses,
+                                             prepared.warnings, prepared.failures});
+    printScreenshotSets(output, prepared.plan.sets);
     printRemarks(output, prepared);
     if (!std::filesystem::is_directory(paths.pictures))
         output.note(ScreenshotError::noFolder(paths.pictures).what());
@@ -244,36 +183,11 @@ ScreenshotPushSummary carryOut(Invocation& invocation, MetadataTarget& target, c
         .push(edits, observer);
 }
 
-PushDocument documentOf(const PreparedScreenshots& prepared, const ScreenshotPushSummary& summary) {
-    PushDocument document{.uploaded = summary.uploaded,
-                          .deleted = summary.deleted,
-                          .setsCreated = summary.setsCreated,
-                          .warnings = prepared.warnings,
-                          .failures = prepared.failures,
-                          .sets = prepared.plan.sets,
-                          .guesses = prepared.guesses};
-    document.warnings.insert(document.warnings.end(), summary.warnings.begin(), summary.warnings.end());
-    document.failures.insert(document.failures.end(), summary.failures.begin(), summary.failures.end());
-    for (const auto& file : summary.successfullyUploadedLocalURLs)
-        document.successfullyUploadedLocalURLs.push_back(repairUTF8(file.native()));
-    return document;
-}
-
-ExitStatus statusOf(const PushDocument& document, std::size_t planned) {
-    const bool everythingSent = document.successfullyUploadedLocalURLs.size() >= planned;
-    if (document.failures.empty() && everythingSent) return ExitStatus::done;
-    const bool somethingStands =
-        document.uploaded > 0 || document.deleted > 0 || !document.successfullyUploadedLocalURLs.empty() ||
-        std::ranges::any_of(document.sets,
-                            [](const auto& set) { return set.local > 0 && set.unchanged > 0; });
-    return somethingStands ? ExitStatus::partlyDone : ExitStatus::failed;
-}
-
 ExitStatus showPlan(Output& output, const PreparedScreenshots& prepared) {
-    PushDocument document = documentOf(prepared, {});
+    ScreenshotPushDocument document = documentOf(prepared, {});
     document.dryRun = true;
     output.document(document);
-    printSets(output, prepared.plan.sets);
+    printScreenshotSets(output, prepared.plan.sets);
     const PlannedWork work = workOf(prepared.plan.edits);
     output.note(fmt::format("Dry run: {} would be uploaded ({}) and {} deleted, nothing was sent.",
                             counted(work.uploads, "screenshot"), byteCount(work.bytes), work.deletions));
@@ -295,7 +209,7 @@ ExitStatus pushPrepared(Invocation& invocation, MetadataTarget& target, const Pl
         summary = carryOut(invocation, target, context, store.paths().pictures, prepared.plan.edits);
         store.remember(store.readRemote(invocation.composition.client(), locales), locales);
     }
-    const PushDocument document = documentOf(prepared, summary);
+    const ScreenshotPushDocument document = documentOf(prepared, summary);
     output.document(document);
     for (const std::string& warning : summary.warnings)
         output.warning(warning);
