@@ -195,6 +195,9 @@ void SandboxServer::setHourlyQuota(int requests) {
 std::vector<RecordedRequest> SandboxServer::requests() const {
     return implementation_->service->requests();
 }
+bool SandboxServer::awaitRequests(std::size_t count, const std::stop_token& token) const {
+    return implementation_->service->awaitRequests(count, token);
+}
 void SandboxServer::forgetRequests() {
     implementation_->service->forgetRequests();
 }

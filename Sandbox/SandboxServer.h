@@ -7,6 +7,7 @@
 #include <filesystem>
 #include <memory>
 #include <optional>
+#include <stop_token>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -24,9 +25,10 @@ enum class Seed {
 struct Fault {
     std::string route = "*";
     std::optional<int> status = {}; // answer this status with Apple's error document instead of working
-    std::optional<std::string> action = {}; // or: "reset", "resetAfter" (work done, no answer), "statusAfter"
-                                            // (work done, `status` answered), "truncate" (half a body),
-                                            // "slow" (byte by byte), "expireToken" (401)
+    std::optional<std::string> action = {}; // or: "reset", "resetDuring" (in the middle of an upload part),
+                                            // "resetAfter" (work done, no answer), "statusAfter" (work done,
+                                            // `status` answered), "truncate" (half a body), "slow" (byte by
+                                            // byte), "expireToken" (401)
     double probability = 1;
     std::optional<std::int64_t> count = {}; // how often at the most; no bound when empty
     std::optional<double> retryAfter = {};  // seconds, for 429 and 503
@@ -109,6 +111,9 @@ class SandboxServer {
     void setLatency(int milliseconds);
     void setHourlyQuota(int requests);
     [[nodiscard]] std::vector<RecordedRequest> requests() const;
+    /// Blocks until it was sent that many requests since it began or forgot them; whether it was, or `token`
+    /// was stopped first.
+    bool awaitRequests(std::size_t count, const std::stop_token& token) const;
     void forgetRequests();
     /// Moves the virtual clock on.
     void advance(double seconds);

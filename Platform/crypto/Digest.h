@@ -16,6 +16,22 @@ using SHA256Digest = std::array<std::uint8_t, 32>;
 [[nodiscard]] SHA256Digest sha256(std::string_view bytes);
 [[nodiscard]] SHA256Digest hmacSHA256(std::string_view key, std::string_view bytes);
 [[nodiscard]] std::string md5Hex(std::string_view bytes);
+/// An MD5 digest of bytes that come piece by piece.
+class MD5 {
+  public:
+    MD5();
+    ~MD5();
+    MD5(const MD5&) = delete;
+    MD5& operator=(const MD5&) = delete;
+
+    void update(std::string_view bytes);
+    /// The digest in lower-case hexadecimal; nothing may be added after it.
+    [[nodiscard]] std::string finishHex();
+
+  private:
+    struct Context;
+    std::unique_ptr<Context> context_;
+};
 [[nodiscard]] std::string sha256Hex(std::string_view bytes);
 [[nodiscard]] std::string hex(std::string_view bytes);
 

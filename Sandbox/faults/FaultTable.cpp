@@ -10,8 +10,8 @@
 namespace quorvel::sandbox {
 namespace {
 
-constexpr std::array<std::string_view, 6> actions = {"reset",    "resetAfter", "statusAfter",
-                                                     "truncate", "slow",       "expireToken"};
+constexpr std::array<std::string_view, 7> actions = {"reset",    "resetDuring", "resetAfter", "statusAfter",
+                                                     "truncate", "slow",        "expireToken"};
 constexpr int statusOfStatusAfter = 500;
 
 std::vector<std::string_view> split(std::string_view text, char separator) {

@@ -104,6 +104,7 @@ class Uploads::Upload {
         arrival.whole = request.readBody([&](std::string_view bytes) {
             grown.update(bytes);
             arrival.length += static_cast<std::int64_t>(bytes.size());
+            return true;
         });
         lock.lock();
         digesting_ = false;
@@ -124,6 +125,7 @@ class Uploads::Upload {
             arrival.whole = request.readBody([&](std::string_view bytes) {
                 file.write(bytes.data(), static_cast<std::streamsize>(bytes.size()));
                 arrival.length += static_cast<std::int64_t>(bytes.size());
+                return true;
             });
         }
         lock.lock();

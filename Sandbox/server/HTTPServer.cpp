@@ -169,15 +169,12 @@ struct HTTPServer::Implementation {
             [this](const httplib::Request& from, httplib::Response& to, const httplib::ContentReader& read) {
                 Request request = requestFrom(from);
                 bool drained = false;
-                request.readBody = [&](const std::function<void(std::string_view)>& piece) {
+                request.readBody = [&](const std::function<bool(std::string_view)>& piece) {
                     drained = true;
-                    return read([&](const char* bytes, size_t size) {
-                        piece({bytes, size});
-                        return true;
-                    });
+                    return read([&](const char* bytes, size_t size) { return piece({bytes, size}); });
                 };
                 const Response response = handler(request);
-                if (!drained) (void)request.readBody([](std::string_view) {});
+                if (!drained) (void)request.readBody([](std::string_view) { return true; });
                 answer(response, to);
             };
         constexpr const char* everything = "[\\s\\S]*";

@@ -19,8 +19,8 @@ struct Request {
     std::vector<std::pair<std::string, std::string>> query;
     std::string body; // empty for PUT, whose body is read with `readBody`
     std::function<std::optional<std::string>(std::string_view)> header;
-    /// Hands the body over piece by piece; false when the connection was lost before its end.
-    std::function<bool(const std::function<void(std::string_view)>&)> readBody;
+    /// Hands the body over piece by piece, until a piece is answered with false; whether it came to its end.
+    std::function<bool(const std::function<bool(std::string_view)>&)> readBody;
 
     /// The first value of a query parameter.
     [[nodiscard]] std::optional<std::string> parameter(std::string_view name) const;

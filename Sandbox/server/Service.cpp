@@ -17,6 +17,7 @@
 
 #include <chrono>
 #include <cmath>
+#include <cstdlib>
 #include <thread>
 
 namespace quorvel::sandbox {
@@ -40,6 +41,15 @@ std::optional<std::string> matchPattern(std::string_view pattern, std::string_vi
 
 std::int64_t wholeSeconds(Date date) {
     return static_cast<std::int64_t>(std::floor(secondsSince1970(date)));
+}
+
+// Takes about half of a body that is read in pieces, and nothing of another.
+void readHalf(const Request& request) {
+    if (!request.readBody) return;
+    const std::string length = request.header("Content-Length").value_or("");
+    const std::size_t half = std::strtoull(length.c_str(), nullptr, 10) / 2;
+    std::size_t taken = 0;
+    (void)request.readBody([&](std::string_view bytes) { return (taken += bytes.size()) < half; });
 }
 
 bool isService(std::string_view path) {
@@ -68,7 +78,8 @@ Response Service::handle(const Request& request) {
     Response response;
     if (action == "status" || action == "expireToken") {
         response = faultAnswer(*fault, request);
-    } else if (action == "reset") {
+    } else if (action == "reset" || action == "resetDuring") {
+        if (action == "resetDuring") readHalf(request);
         response.status = 0;
     } else {
         const bool isLost = action == "statusAfter" || action == "resetAfter" || action == "truncate";
@@ -250,6 +261,7 @@ void Service::record(const Request& request, const Response& response) {
     const std::lock_guard lock(mutex_);
     if (requests_.size() == mostRecorded) requests_.pop_front();
     requests_.push_back(std::move(entry));
+    recorded_.notify_all();
 }
 
 } // namespace quorvel::sandbox

@@ -14,6 +14,7 @@
 #include <condition_variable>
 #include <deque>
 #include <mutex>
+#include <stop_token>
 
 namespace quorvel::sandbox {
 
@@ -41,6 +42,7 @@ class Service {
     void setLatency(int milliseconds);
     void setHourlyQuota(int requests);
     [[nodiscard]] std::vector<RecordedRequest> requests() const;
+    bool awaitRequests(std::size_t count, const std::stop_token& token) const;
     void forgetRequests();
     void advance(double seconds);
     void skewClock(double seconds);
@@ -89,6 +91,7 @@ class Service {
     std::string role_ = "ADMIN";
     bool changed_ = true;
     std::deque<RecordedRequest> requests_;
+    mutable std::condition_variable_any recorded_;
     std::mutex latencyMutex_; // guards the two below
     std::condition_variable latencyChanged_;
     int latency_;

@@ -38,6 +38,11 @@ std::vector<RecordedRequest> Service::requests() const {
     return {requests_.begin(), requests_.end()};
 }
 
+bool Service::awaitRequests(std::size_t count, const std::stop_token& token) const {
+    std::unique_lock lock(mutex_);
+    return recorded_.wait(lock, token, [&] { return requests_.size() >= count; });
+}
+
 void Service::forgetRequests() {
     const std::lock_guard lock(mutex_);
     requests_.clear();

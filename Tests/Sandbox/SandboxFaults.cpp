@@ -3,6 +3,7 @@
 
 #include <gmock/gmock.h>
 
+#include <algorithm>
 #include <stdexcept>
 
 namespace quorvel::sandbox::test {
@@ -111,6 +112,32 @@ TEST(SandboxFaults, theWorkOfAnAnswerThatFailedAfterwardsWasDone) {
     EXPECT_EQ(kindOf([&] { (void)target.write("Three."); }), TransportError::Kind::interrupted);
     EXPECT_EQ(rehearsal.server().requests().at(0).status, 0);
     EXPECT_EQ(target.notes(), "Two.");
+}
+
+TEST(SandboxFaults, anUploadPartThatIsCutInItsMiddleIsNotTaken) {
+    Rehearsal rehearsal;
+    const std::string version = rehearsal.version(rehearsal.app("studio.fernhollow.mosswick"), "IOS", "3.5");
+    const std::string set =
+        rehearsal
+            .create("appScreenshotSets", {{"screenshotDisplayType", "APP_IPHONE_55"}},
+                    {{"appStoreVersionLocalization", rehearsal.localization(version, "it")}})
+            .id();
+    const std::string bytes(900'000, 'b');
+    rehearsal.server().setFaults({{.route = "PUT /upload/**", .action = "resetDuring", .count = 3}});
+    rehearsal.server().forgetRequests();
+    const Reply committed = rehearsal.upload(set, "one.png", bytes); // PUT is sent again
+    EXPECT_EQ(*committed.body.at("data", "attributes", "assetDeliveryState", "state")->text(),
+              "UPLOAD_COMPLETE");
+    const auto requests = rehearsal.server().requests();
+    EXPECT_EQ(std::ranges::count(requests, 0, &RecordedRequest::status), 3);
+    // Anything else meets it before its work.
+    rehearsal.server().setFaults({{.route = "POST /v1/appScreenshots", .action = "resetDuring", .count = 1}});
+    EXPECT_EQ(kindOf([&] {
+                  (void)rehearsal.create("appScreenshots", {{"fileName", "two.png"}, {"fileSize", 9}},
+                                         {{"appScreenshotSet", set}});
+              }),
+              TransportError::Kind::interrupted);
+    EXPECT_EQ(rehearsal.get("/v1/appScreenshotSets/" + set + "/appScreenshots").list().size(), 1U);
 }
 
 TEST(SandboxFaults, aTruncatedAnswerBreaksOffAndASlowOneArrivesWhole) {

@@ -43,9 +43,18 @@ struct ASCImageAsset {
     bool operator==(const ASCImageAsset&) const = default;
 };
 
+/// Why App Store Connect could not use a file.
+struct ASCAssetProblem {
+    std::optional<std::string> code;
+    std::optional<std::string> description;
+    QUORVEL_RECORD(ASCAssetProblem, code, description)
+    bool operator==(const ASCAssetProblem&) const = default;
+};
+
 struct ASCAssetDeliveryState {
     std::optional<std::string> state;
-    QUORVEL_RECORD(ASCAssetDeliveryState, state)
+    std::optional<std::vector<ASCAssetProblem>> errors; // of the state FAILED
+    QUORVEL_RECORD(ASCAssetDeliveryState, state, errors)
     bool operator==(const ASCAssetDeliveryState&) const = default;
 };
 

@@ -23,6 +23,7 @@ namespace quorvel {
 /// Stands in the group of `keywordsCommands`; it is a kind of translation.
 [[nodiscard]] const Command& generateKeywordsCommand();
 [[nodiscard]] std::vector<Command> costsCommands();
+[[nodiscard]] std::vector<Command> screenshotCommands();
 [[nodiscard]] std::vector<Command> demoCommands();
 [[nodiscard]] std::vector<Command> sandboxCommands();
 [[nodiscard]] std::vector<Command> shellCommands();
@@ -31,10 +32,10 @@ namespace quorvel {
 [[nodiscard]] const Command& homeCommand();
 
 inline constexpr std::vector<Command> (*commandGroups[])() = {
-    authCommands,    workspaceCommands, appCommands,      appSettingsCommands, versionCommands,
-    pullCommands,    compareCommands,   pushCommands,     historyCommands,     localeCommands,
-    treeCommands,    translateCommands, keywordsCommands, costsCommands,       demoCommands,
-    sandboxCommands, shellCommands,
+    authCommands, workspaceCommands, appCommands,      appSettingsCommands, versionCommands,
+    pullCommands, compareCommands,   pushCommands,     historyCommands,     localeCommands,
+    treeCommands, translateCommands, keywordsCommands, costsCommands,       screenshotCommands,
+    demoCommands, sandboxCommands,   shellCommands,
 };
 
 } // namespace quorvel

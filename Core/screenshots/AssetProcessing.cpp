@@ -1,0 +1,74 @@
+#include "Core/screenshots/AssetProcessing.h"
+
+#include "Core/asc/ASCError.h"
+#include "Platform/task/Task.h"
+#include "Platform/text/Text.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <map>
+#include <set>
+
+namespace quorvel {
+
+namespace {
+
+constexpr double longestPause = 30; // seconds
+
+using States = std::map<std::string, ASCAssetDeliveryState>; // by the screenshots' ids
+
+States statesOf(const ASCClientProtocol& client, const std::string& setID) {
+    States states;
+    try {
+        for (const auto& screenshot : client.listScreenshots(setID))
+            if (screenshot.attributes.assetDeliveryState)
+                states[screenshot.id] = *screenshot.attributes.assetDeliveryState;
+    } catch (const ASCError&) { // the next round asks again
+    }
+    return states;
+}
+
+std::vector<std::string> setsOf(const std::vector<PendingAsset>& pending) {
+    std::set<std::string> sets;
+    for (const PendingAsset& asset : pending)
+        sets.insert(asset.setID);
+    return {sets.begin(), sets.end()};
+}
+
+} // namespace
+
+ProcessingOutcome awaitProcessing(const ASCClientProtocol& client, std::vector<PendingAsset> pending,
+                                  const ScreenshotPushOptions& options) {
+    ProcessingOutcome outcome;
+    double waited = 0, pause = 1;
+    while (!pending.empty() && waited < options.processingDeadline) {
+        pause = std::min(pause, options.processingDeadline - waited);
+        options.sleepFor(pause);
+        waited += pause;
+        pause = std::min(pause * 2, longestPause);
+        States states;
+        for (States& some : parallelMap(setsOf(pending), options.width,
+                                        [&](const std::string& set) { return statesOf(client, set); }))
+            states.merge(some);
+        std::erase_if(pending, [&](const PendingAsset& asset) {
+            const ASCAssetDeliveryState& state = states[asset.id];
+            if (state.state == assetFailed) outcome.failures.push_back({asset, failureReasonOf(state)});
+            return state.state == assetFailed || state.state == assetComplete;
+        });
+    }
+    outcome.unfinished = std::move(pending);
+    return outcome;
+}
+
+std::string failureReasonOf(const ASCAssetDeliveryState& state) {
+    std::string reason;
+    for (const ASCAssetProblem& problem : state.errors.value_or(std::vector<ASCAssetProblem>())) {
+        if (!reason.empty()) reason += "; ";
+        reason += problem.code.value_or("");
+        if (problem.description) reason += (problem.code ? ": " : "") + *problem.description;
+    }
+    return reason.empty() ? "App Store Connect gave no reason." : escapeControls(reason);
+}
+
+} // namespace quorvel

@@ -1,0 +1,30 @@
+// Waits until App Store Connect has processed uploaded screenshots.
+#pragma once
+
+#include "Core/screenshots/ScreenshotSetWriter.h"
+
+#include <string>
+#include <vector>
+
+namespace quorvel {
+
+struct ProcessingOutcome {
+    struct Failure {
+        PendingAsset asset;
+        std::string reason; // Apple's
+    };
+    std::vector<Failure> failures;
+    std::vector<PendingAsset> unfinished; // at the deadline
+};
+
+/// Asks again and again, with growing pauses, only for the sets that hold something pending, until everything
+/// is processed or `options.processingDeadline` is over. An answer that fails counts as none. Throws
+/// `CancellationError`.
+[[nodiscard]] ProcessingOutcome awaitProcessing(const ASCClientProtocol& client,
+                                                std::vector<PendingAsset> pending,
+                                                const ScreenshotPushOptions& options);
+
+/// Why an asset failed, in Apple's words: "IMAGE_UNREADABLE: The picture cannot be read."
+[[nodiscard]] std::string failureReasonOf(const ASCAssetDeliveryState& state);
+
+} // namespace quorvel

@@ -1,0 +1,136 @@
+#include "Core/screenshots/ScreenshotDisplayType.h"
+
+#include "Platform/text/Text.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+
+namespace quorvel {
+
+namespace {
+
+constexpr PixelSize iPhone67[] = {{1290, 2796}, {1320, 2868}, {1260, 2736}};
+constexpr PixelSize iPhone65[] = {{1242, 2688}, {1284, 2778}};
+constexpr PixelSize iPhone61[] = {{1179, 2556}, {1206, 2622}};
+constexpr PixelSize iPhone58[] = {{1125, 2436}, {1170, 2532}, {1080, 2340}};
+constexpr PixelSize iPhone55[] = {{1242, 2208}};
+constexpr PixelSize iPhone47[] = {{750, 1334}};
+// With and without the status bar, which lies along the other side of a turned device.
+constexpr PixelSize iPhone40[] = {{640, 1136}, {640, 1096}, {1136, 640}, {1136, 600}};
+constexpr PixelSize iPhone35[] = {{640, 960}, {640, 920}, {960, 640}, {960, 600}};
+constexpr PixelSize iPadPro13[] = {{2048, 2732}, {2064, 2752}};
+constexpr PixelSize iPadPro11[] = {{1668, 2388}, {1668, 2420}, {1640, 2360}, {1488, 2266}};
+constexpr PixelSize iPad129[] = {{2048, 2732}};
+constexpr PixelSize iPad105[] = {{1668, 2224}};
+constexpr PixelSize iPad97[] = {{1536, 2048}, {1536, 2008}, {2048, 1536}, {2048, 1496},
+                                {768, 1024},  {768, 1004},  {1024, 768},  {1024, 748}};
+constexpr PixelSize desktop[] = {{2880, 1800}, {2560, 1600}, {1440, 900}, {1280, 800}};
+constexpr PixelSize appleTV[] = {{3840, 2160}, {1920, 1080}};
+constexpr PixelSize visionPro[] = {{3840, 2160}};
+constexpr PixelSize watchUltra[] = {{410, 502}, {422, 514}};
+constexpr PixelSize watchSeries10[] = {{416, 496}};
+constexpr PixelSize watchSeries7[] = {{396, 484}};
+constexpr PixelSize watchSeries4[] = {{368, 448}};
+
+constexpr auto turnable = DeviceTurning::allowed;
+constexpr auto asListed = DeviceTurning::asListed;
+
+constexpr ScreenshotDisplayType displayTypes[] = {
+    {"APP_IPHONE_67", "iPhone 6.7″", turnable, iPhone67},
+    {"APP_IPHONE_65", "iPhone 6.5″", turnable, iPhone65},
+    {"APP_IPHONE_61", "iPhone 6.1″", turnable, iPhone61},
+    {"APP_IPHONE_58", "iPhone 5.8″", turnable, iPhone58},
+    {"APP_IPHONE_55", "iPhone 5.5″", turnable, iPhone55},
+    {"APP_IPHONE_47", "iPhone 4.7″", turnable, iPhone47},
+    {"APP_IPHONE_40", "iPhone 4″", asListed, iPhone40},
+    {"APP_IPHONE_35", "iPhone 3.5″", asListed, iPhone35},
+    {"APP_IPAD_PRO_3GEN_129", "iPad Pro 12.9″", turnable, iPadPro13},
+    {"APP_IPAD_PRO_3GEN_11", "iPad Pro 11″", turnable, iPadPro11},
+    {"APP_IPAD_PRO_129", "iPad Pro 12.9″ (2nd generation)", turnable, iPad129},
+    {"APP_IPAD_PRO_11", "iPad Pro 11″ (older name)", turnable, iPadPro11},
+    {"APP_IPAD_129", "iPad 12.9″", turnable, iPad129},
+    {"APP_IPAD_105", "iPad 10.5″", turnable, iPad105},
+    {"APP_IPAD_97", "iPad 9.7″", asListed, iPad97},
+    {"APP_DESKTOP", "Mac", asListed, desktop},
+    {"APP_APPLE_TV", "Apple TV", asListed, appleTV},
+    {"APP_APPLE_VISION_PRO", "Apple Vision Pro", asListed, visionPro},
+    {"APP_WATCH_ULTRA", "Apple Watch Ultra", asListed, watchUltra},
+    {"APP_WATCH_SERIES_10", "Apple Watch Series 10", asListed, watchSeries10},
+    {"APP_WATCH_SERIES_7", "Apple Watch Series 7", asListed, watchSeries7},
+    {"APP_WATCH_SERIES_4", "Apple Watch Series 4", asListed, watchSeries4},
+    {"IMESSAGE_APP_IPHONE", "iMessage on iPhone", turnable, iPhone67},
+    {"IMESSAGE_APP_IPAD", "iMessage on iPad", turnable, iPadPro13},
+};
+
+struct Alias {
+    std::string_view folder; // in lower case
+    std::string_view displayType;
+};
+// The 6.9-inch names lead to the 6.7-inch type on purpose: App Store Connect has one for both.
+constexpr Alias aliases[] = {
+    {"iphone-69", "APP_IPHONE_67"},
+    {"iphone69", "APP_IPHONE_67"},
+    {"iphone_69", "APP_IPHONE_67"},
+    {"iphone-67", "APP_IPHONE_67"},
+    {"iphone67", "APP_IPHONE_67"},
+    {"iphone_67", "APP_IPHONE_67"},
+    {"iphone-65", "APP_IPHONE_65"},
+    {"iphone65", "APP_IPHONE_65"},
+    {"iphone_65", "APP_IPHONE_65"},
+    {"iphone-61", "APP_IPHONE_61"},
+    {"iphone61", "APP_IPHONE_61"},
+    {"iphone_61", "APP_IPHONE_61"},
+    {"iphone-58", "APP_IPHONE_58"},
+    {"iphone58", "APP_IPHONE_58"},
+    {"iphone_58", "APP_IPHONE_58"},
+    {"ipad-pro-129", "APP_IPAD_PRO_3GEN_129"},
+    {"ipadpro129", "APP_IPAD_PRO_3GEN_129"},
+    {"ipad-pro-11", "APP_IPAD_PRO_3GEN_11"},
+    {"ipadpro11", "APP_IPAD_PRO_3GEN_11"},
+    {"desktop", "APP_DESKTOP"},
+    {"macos", "APP_DESKTOP"},
+};
+
+constexpr PixelSize turned(PixelSize size) {
+    return {size.height, size.width};
+}
+
+} // namespace
+
+std::string PixelSize::text() const {
+    return fmt::format("{} × {}", width, height);
+}
+
+bool ScreenshotDisplayType::accepts(PixelSize size) const {
+    const auto isListed = [&](PixelSize wanted) { return std::ranges::find(sizes, wanted) != sizes.end(); };
+    return isListed(size) || (turning == DeviceTurning::allowed && isListed(turned(size)));
+}
+
+std::span<const ScreenshotDisplayType> allScreenshotDisplayTypes() {
+    return displayTypes;
+}
+
+const ScreenshotDisplayType* findDisplayType(std::string_view rawValue) {
+    const auto* found = std::ranges::find(displayTypes, rawValue, &ScreenshotDisplayType::rawValue);
+    return found == std::end(displayTypes) ? nullptr : found;
+}
+
+std::optional<std::string> displayTypeOfFolder(std::string_view name) {
+    const std::string lower = asciiLowercase(name);
+    if (const auto* alias = std::ranges::find(aliases, lower, &Alias::folder); alias != std::end(aliases))
+        return std::string(alias->displayType);
+    for (const ScreenshotDisplayType& type : displayTypes)
+        if (asciiLowercase(type.rawValue) == lower) return std::string(type.rawValue);
+    if (name.starts_with("APP_")) return std::string(name);
+    return std::nullopt;
+}
+
+std::vector<std::string_view> displayTypesOfSize(PixelSize size) {
+    std::vector<std::string_view> types;
+    for (const ScreenshotDisplayType& type : displayTypes)
+        if (type.accepts(size)) types.push_back(type.rawValue);
+    return types;
+}
+
+} // namespace quorvel

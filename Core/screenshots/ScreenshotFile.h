@@ -1,0 +1,58 @@
+// A screenshot's file as it is when a push begins with it.
+#pragma once
+
+#include "Core/screenshots/ScreenshotPushScanner.h"
+#include "Platform/files/Files.h"
+
+#include <cstdint>
+#include <filesystem>
+#include <optional>
+#include <stdexcept>
+#include <string>
+
+namespace quorvel {
+
+/// One file that cannot be sent; the text is what is said about it.
+class ScreenshotFileError : public std::runtime_error {
+  public:
+    using std::runtime_error::runtime_error;
+};
+
+/// The MD5 digest of a file in lower-case hexadecimal, read in pieces of 1,048,576 bytes. Throws
+/// `ScreenshotFileError` when it cannot be read, and `CancellationError`.
+[[nodiscard]] std::string fileChecksum(const std::filesystem::path& file);
+
+/// Notices when a file is changed between its first look and the last.
+class ScreenshotFile {
+  public:
+    /// Throws `ScreenshotFileError` when there is no such regular file, or an empty one.
+    explicit ScreenshotFile(std::filesystem::path path);
+
+    [[nodiscard]] const std::filesystem::path& path() const { return path_; }
+    [[nodiscard]] std::uint64_t size() const { return stamp_.size; }
+    /// Throws `ScreenshotFileError` when the file is no longer the one of the first look.
+    void requireUnchanged() const;
+    /// Throws `ScreenshotFileError` when the file has no `length` bytes from `offset` on.
+    void requireBytes(std::int64_t offset, std::int64_t length) const;
+
+  private:
+    struct Stamp {
+        std::uint64_t size = 0;
+        std::filesystem::file_time_type changed;
+        std::optional<FileIdentity> identity;
+        bool operator==(const Stamp&) const = default;
+    };
+    [[nodiscard]] static Stamp look(const std::filesystem::path& path);
+
+    std::filesystem::path path_;
+    Stamp stamp_;
+};
+
+enum class PictureCheck { full, none };
+
+/// Why a screenshot cannot be sent: an unreadable or empty file or a name that no text can hold, and with a
+/// full check also a picture that is damaged, mislabelled, transparent or of a size that its display type
+/// does not take. Nothing when it can.
+[[nodiscard]] std::optional<std::string> problemOf(const ScreenshotPushItem& item, PictureCheck check);
+
+} // namespace quorvel

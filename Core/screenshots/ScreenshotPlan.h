@@ -1,0 +1,99 @@
+// What a push has to do so that App Store Connect shows the local screenshots.
+#pragma once
+
+#include "Core/screenshots/ScreenshotFile.h"
+#include "Core/screenshots/ScreenshotPushScanner.h"
+#include "Core/screenshots/ScreenshotsCatalog.h"
+
+#include <cstdint>
+#include <filesystem>
+#include <optional>
+#include <string>
+#include <variant>
+#include <vector>
+
+namespace quorvel {
+
+/// App Store Connect takes no more in one set.
+inline constexpr std::size_t mostScreenshotsPerSet = 10;
+
+enum class ScreenshotPushMode {
+    append,     // keep what App Store Connect has and add the new files
+    replaceSet, // delete the set's remote screenshots first, except for those that are local files already
+};
+
+/// A place in a set's wanted order: a screenshot that stays, or a file being uploaded.
+struct ScreenshotOrderToken {
+    struct ASC {
+        std::string id;
+        bool operator==(const ASC&) const = default;
+    };
+    struct Local {
+        std::filesystem::path url;
+        bool operator==(const Local&) const = default;
+    };
+    std::variant<ASC, Local> value;
+
+    [[nodiscard]] static ScreenshotOrderToken asc(std::string id) { return {ASC{std::move(id)}}; }
+    [[nodiscard]] static ScreenshotOrderToken local(std::filesystem::path url) {
+        return {Local{std::move(url)}};
+    }
+    bool operator==(const ScreenshotOrderToken&) const = default;
+};
+
+struct ScreenshotSetEdit {
+    std::string locale;
+    std::string displayType;
+    std::vector<std::string> ascIdsToDelete;
+    std::vector<ScreenshotPushItem> localsToUpload;
+    std::vector<ScreenshotOrderToken> finalOrder;
+    bool operator==(const ScreenshotSetEdit&) const = default;
+};
+
+/// How one set differs from its local files, by file names in their order.
+struct ScreenshotSetStatus {
+    std::string locale;
+    std::string displayType;
+    std::vector<std::string> toDelete;
+    std::vector<std::string> toUpload;
+    std::vector<std::string> moved; // stay, but stand elsewhere among those that stay
+    std::int64_t unchanged = 0;
+    std::int64_t local = 0;  // files on disk
+    std::int64_t remote = 0; // screenshots on App Store Connect
+    QUORVEL_RECORD(ScreenshotSetStatus, locale, displayType, toDelete, toUpload, moved, unchanged, local,
+                   remote)
+
+    [[nodiscard]] bool differs() const { return !toDelete.empty() || !toUpload.empty() || !moved.empty(); }
+    bool operator==(const ScreenshotSetStatus&) const = default;
+};
+
+/// A local file with what tells it from others.
+struct LocalScreenshot {
+    ScreenshotPushItem item;
+    std::uint64_t size = 0;
+    std::string checksum; // empty where no screenshot of the same set could be the file
+};
+
+/// Reads a file's size, and its checksum when it may be on App Store Connect already. Throws
+/// `ScreenshotFileError` for a file that cannot be read.
+[[nodiscard]] LocalScreenshot inspect(const ScreenshotPushItem& item, const ScreenshotsCatalog& catalog);
+
+struct ScreenshotPlan {
+    std::vector<ScreenshotSetEdit> edits;  // of the sets that have something to do
+    std::vector<ScreenshotSetStatus> sets; // of all sets that are on either side
+};
+
+/// Whether `entry` is `local`: a whole screenshot of that name with the same checksum, or with the same size
+/// while App Store Connect does not tell its checksum.
+[[nodiscard]] bool isSameScreenshot(const ScreenshotsCatalog::Entry& entry, const LocalScreenshot& local);
+
+/// Compares local files, in the order in which they shall be shown, with what App Store Connect holds. Sets
+/// without a local file are left alone. What is there already is neither deleted nor sent again; remains of
+/// an upload of one of the files that was cut off or failed are deleted in both modes.
+[[nodiscard]] ScreenshotPlan planScreenshots(const std::vector<LocalScreenshot>& locals,
+                                             const ScreenshotsCatalog& catalog, ScreenshotPushMode mode);
+
+/// Throws `ScreenshotError` when a set would hold more screenshots than App Store Connect takes.
+void requireSetLimits(const std::vector<ScreenshotSetEdit>& edits);
+
+} // namespace quorvel

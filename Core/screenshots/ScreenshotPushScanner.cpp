@@ -1,0 +1,150 @@
+#include "Core/screenshots/ScreenshotPushScanner.h"
+
+#include "Core/metadata/Locales.h"
+#include "Core/screenshots/ImageHeader.h"
+#include "Core/screenshots/ScreenshotError.h"
+#include "Platform/files/Files.h"
+#include "Platform/task/Task.h"
+#include "Platform/text/Text.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <array>
+#include <tuple>
+
+namespace quorvel {
+
+namespace {
+
+constexpr std::array<std::string_view, 3> imageExtensions = {".png", ".jpg", ".jpeg"};
+
+using Components = std::vector<std::string>;
+
+bool isImageName(const std::filesystem::path& file) {
+    const std::string extension = asciiLowercase(file.extension().native());
+    return std::ranges::find(imageExtensions, extension) != imageExtensions.end();
+}
+
+// The folders between the root and the file, and the file's name without its extension; empty when the file
+// does not lie under the root.
+Components componentsBelow(const std::filesystem::path& file, const std::filesystem::path& root) {
+    const auto relative = file.lexically_normal().lexically_relative(root.lexically_normal());
+    Components components;
+    if (relative.empty() || *relative.begin() == "..") return components;
+    for (const auto& component : relative.parent_path())
+        components.push_back(component.native());
+    components.push_back(relative.stem().native());
+    return components;
+}
+
+// The innermost folder counts, and the file's own name only where no folder does: "en-US/it.png" is English.
+std::optional<std::string> localeIn(const Components& components) {
+    for (auto at = components.rbegin() + 1; at < components.rend(); ++at)
+        if (isAppStoreLocale(*at)) return *at;
+    if (isAppStoreLocale(components.back())) return components.back();
+    return std::nullopt;
+}
+
+std::optional<std::string> displayTypeIn(const Components& components) {
+    for (auto at = components.rbegin() + 1; at < components.rend(); ++at)
+        if (auto type = displayTypeOfFolder(*at)) return type;
+    return std::nullopt;
+}
+
+std::string relativeText(const std::filesystem::path& file, const std::filesystem::path& root) {
+    const auto relative = file.lexically_relative(root);
+    return shownPath(relative.empty() ? file : relative);
+}
+
+} // namespace
+
+std::string ScreenshotPushItem::text() const {
+    return setText(locale, displayType) + " " + shownPath(fileURL.filename());
+}
+
+/// What is found on the way; `path` holds the folders above the present one, so that a link back is noticed.
+struct ScreenshotPushScanner::Walk {
+    ScanResult result;
+    std::vector<FileIdentity> path;
+};
+
+ScreenshotPushScanner::ScanResult ScreenshotPushScanner::scan() const {
+    if (!std::filesystem::is_directory(root_)) throw ScreenshotError::noFolder(root_);
+    Walk walk;
+    visit(root_, walk);
+    std::ranges::sort(walk.result.items, [](const ScreenshotPushItem& left, const ScreenshotPushItem& right) {
+        const auto set = [](const ScreenshotPushItem& item) {
+            return std::tie(item.locale, item.displayType);
+        };
+        if (set(left) != set(right)) return set(left) < set(right);
+        return naturalLess(left.fileURL.native(), right.fileURL.native());
+    });
+    return std::move(walk.result);
+}
+
+void ScreenshotPushScanner::visit(const std::filesystem::path& folder, Walk& walk) const {
+    checkCancellation();
+    const auto identity = fileIdentity(folder);
+    if (!identity || std::ranges::find(walk.path, *identity) != walk.path.end()) return;
+    std::vector<FolderEntry> entries;
+    try {
+        entries = listFolder(folder).value_or(std::vector<FolderEntry>());
+    } catch (const FileError&) {
+        walk.result.warnings.push_back("Folder unreadable: " + shownPath(folder));
+        return;
+    }
+    if (entries.empty()) walk.result.warnings.push_back("Folder empty: " + shownPath(folder));
+    std::ranges::sort(entries, naturalLess, &FolderEntry::name);
+    walk.path.push_back(*identity);
+    for (const FolderEntry& entry : entries) {
+        const auto path = folder / entry.name;
+        std::error_code unknown; // a link that leads nowhere is neither
+        if (entry.name.starts_with('.')) continue;
+        if (std::filesystem::is_directory(path, unknown)) {
+            visit(path, walk);
+        } else if (isImageName(path)) {
+            ParseResult parsed = parse(path);
+            if (auto* found = std::get_if<Parsed>(&parsed)) {
+                walk.result.items.push_back(std::move(found->item));
+                if (found->guess) walk.result.guesses.push_back(std::move(*found->guess));
+                continue;
+            }
+            const auto& skipped = std::get<Skipped>(parsed);
+            const std::string text = fmt::format("{}: {}", relativeText(path, root_), skipped.reason);
+            if (skipped.locale)
+                walk.result.failures.push_back({*skipped.locale, text});
+            else
+                walk.result.warnings.push_back(text);
+        }
+    }
+    walk.path.pop_back();
+}
+
+ScreenshotPushScanner::ParseResult ScreenshotPushScanner::parse(const std::filesystem::path& file) const {
+    const Components components = componentsBelow(file, root_);
+    if (components.empty()) return Skipped{"Could not derive relative path from root."};
+    auto locale = localeIn(components);
+    if (!locale)
+        return Skipped{"No locale found in path. Expected something like en-US.png or en-US/file.png."};
+    if (auto type = displayTypeIn(components))
+        return Parsed{{file, std::move(*locale), std::move(*type)}, {}};
+    try {
+        const PixelSize size = readImageHeader(file).size;
+        const auto types = displayTypesOfSize(size);
+        if (types.empty())
+            return Skipped{fmt::format("No display type found in path, and none has {} pixels. Expected a "
+                                       "folder like iphone-67.",
+                                       size.text()),
+                           locale};
+        GuessedDisplayType guess{relativeText(file, root_),
+                                 std::string(types.front()),
+                                 size.text(),
+                                 {types.begin() + 1, types.end()}};
+        return Parsed{{file, std::move(*locale), guess.displayType}, guess};
+    } catch (const ImageError& error) {
+        return Skipped{error.what(), locale};
+    }
+}
+
+} // namespace quorvel

@@ -1,0 +1,256 @@
+#include "Core/screenshots/ScreenshotSetWriter.h"
+
+#include "Core/asc/services/CreateOrAdopt.h"
+#include "Core/screenshots/PartSender.h"
+#include "Core/screenshots/Persist.h"
+#include "Core/screenshots/ScreenshotError.h"
+#include "Core/screenshots/ScreenshotLists.h"
+#include "Core/screenshots/SetReservations.h"
+#include "Platform/task/Task.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+
+namespace quorvel {
+
+void PushSteps::tell(std::string stage, std::int64_t steps) {
+    const std::int64_t completed = completed_ += steps;
+    if (observer_.progress) observer_.progress({std::move(stage), completed, total_});
+}
+
+void PushSteps::tell(const ScreenshotTransfer& transfer) const {
+    if (observer_.transfer) observer_.transfer(transfer);
+}
+
+/// What became of one file.
+struct ScreenshotSetWriter::Sent {
+    enum class How { failed, foundThere, sent };
+    How how = How::failed;
+    std::string id;
+    std::string failure;
+};
+
+ScreenshotSetWriter::ScreenshotSetWriter(const SetWriterParts& parts, const ScreenshotSetEdit& edit)
+    : parts_(parts),
+      edit_(edit),
+      name_(setText(edit.locale, edit.displayType)),
+      reservations_(std::make_unique<SetReservations>(edit.localsToUpload)) {}
+
+ScreenshotSetWriter::~ScreenshotSetWriter() = default;
+
+std::int64_t ScreenshotSetWriter::stepsOf(const ScreenshotSetEdit& edit) {
+    return static_cast<std::int64_t>(edit.ascIdsToDelete.size() + edit.localsToUpload.size()) + 1;
+}
+
+SetOutcome ScreenshotSetWriter::write(const std::string& localizationID, std::optional<std::string> setID) {
+    try {
+        findOrCreateSet(localizationID, std::move(setID));
+        removeRemains(before_);
+        deleteUnwanted();
+        uploadAll();
+        arrange();
+    } catch (const ASCError& error) {
+        outcome_.summary.failures.push_back(fmt::format("{}: {}", name_, error.description()));
+    }
+    return std::move(outcome_);
+}
+
+void ScreenshotSetWriter::findOrCreateSet(const std::string& localizationID,
+                                          std::optional<std::string> setID) {
+    if (!setID) {
+        const auto find = [&]() -> std::optional<std::string> {
+            for (const auto& set : parts_.client.listScreenshotSets(localizationID))
+                if (set.attributes.screenshotDisplayType == edit_.displayType) return set.id;
+            return std::nullopt;
+        };
+        const auto create = [&] {
+            return parts_.client.createScreenshotSet(localizationID, edit_.displayType).id;
+        };
+        setID_ = persist(parts_.options, [&] {
+            return createOrAdopt(create, find, [](const std::string& id) { return id; });
+        });
+        ++outcome_.summary.setsCreated;
+    } else {
+        setID_ = std::move(*setID);
+    }
+    before_ = list();
+}
+
+ScreenshotSetWriter::Screenshots ScreenshotSetWriter::list() const {
+    Screenshots listed = persist(parts_.options, [&] { return parts_.client.listScreenshots(setID_); });
+    // A list may still show what was deleted a moment ago.
+    std::erase_if(listed, [&](const auto& screenshot) { return reservations_->wasRemoved(screenshot.id); });
+    return listed;
+}
+
+std::size_t ScreenshotSetWriter::removeRemains(const Screenshots& listed) {
+    std::size_t removed = 0;
+    for (const auto& screenshot : listed) {
+        if (stateOf(screenshot) != assetAwaitsUpload || !reservations_->isRemains(screenshot)) continue;
+        try {
+            remove(screenshot.id);
+            ++removed;
+        } catch (const ASCError& error) {
+            parts_.logger.warning(
+                fmt::format("{}: a reservation that was never used could not be removed: {}", name_,
+                            error.description()));
+        }
+    }
+    return removed;
+}
+
+void ScreenshotSetWriter::remove(const std::string& id) {
+    try {
+        parts_.client.deleteScreenshot(id);
+    } catch (const ASCError& error) {
+        if (error.httpStatus() != 404) throw; // gone, perhaps by an attempt whose answer was lost
+    }
+    reservations_->noteRemoved(id);
+}
+
+void ScreenshotSetWriter::deleteUnwanted() {
+    const auto stage = [&] {
+        return fmt::format("{} · {} · removing existing", edit_.locale, edit_.displayType);
+    };
+    const auto present = idsOf(before_);
+    for (const std::string& id : edit_.ascIdsToDelete) {
+        try {
+            if (isIn(present, id) && !reservations_->wasRemoved(id)) {
+                persist(parts_.options, [&] { remove(id); });
+                ++outcome_.summary.deleted;
+            }
+        } catch (const ASCError& error) {
+            outcome_.summary.failures.push_back(
+                fmt::format("{}: a screenshot was not removed: {}", name_, error.description()));
+        }
+        parts_.steps.tell(stage(), 1);
+    }
+}
+
+void ScreenshotSetWriter::uploadAll() {
+    const auto results = parallelMap(edit_.localsToUpload, parts_.filesAtOnce,
+                                     [&](const ScreenshotPushItem& item) { return upload(item); });
+    for (std::size_t at = 0; at < results.size(); ++at) {
+        const ScreenshotPushItem& item = edit_.localsToUpload[at];
+        if (results[at].how == Sent::How::failed) {
+            outcome_.summary.failures.push_back(fmt::format("{}: {}", item.text(), results[at].failure));
+            continue;
+        }
+        if (results[at].how == Sent::How::sent)
+            ++outcome_.summary.uploaded;
+        else
+            foundThere_.insert(results[at].id);
+        outcome_.summary.successfullyUploadedLocalURLs.push_back(item.fileURL);
+        sent_[item.fileURL] = results[at].id;
+    }
+}
+
+ScreenshotSetWriter::Sent ScreenshotSetWriter::upload(const ScreenshotPushItem& item) {
+    const auto tell = [&](ScreenshotTransfer::Stage stage, std::uint64_t size) {
+        parts_.steps.tell(ScreenshotTransfer{item.fileURL, size, size, stage});
+        parts_.steps.tell(
+            fmt::format("{} · {} · {}", edit_.locale, edit_.displayType, shownPath(item.fileURL.filename())),
+            1);
+    };
+    Sent sent;
+    try {
+        const ScreenshotFile file(item.fileURL);
+        const std::string checksum = fileChecksum(item.fileURL);
+        if (auto id = alreadyThere(item, file.size(), checksum))
+            sent = {Sent::How::foundThere, std::move(*id), {}};
+        else
+            sent = {Sent::How::sent, sendFile(item, file, checksum), {}};
+        tell(ScreenshotTransfer::Stage::finished, file.size());
+        return sent;
+    } catch (const ScreenshotFileError& error) {
+        sent.failure = error.what();
+    } catch (const ASCError& error) {
+        sent.failure = error.description();
+    }
+    tell(ScreenshotTransfer::Stage::failed, 0);
+    return sent;
+}
+
+std::string ScreenshotSetWriter::sendFile(const ScreenshotPushItem& item, const ScreenshotFile& file,
+                                          const std::string& checksum) {
+    parts_.places.acquire();
+    const std::shared_ptr<void> place(nullptr, [&](void*) { parts_.places.release(); });
+    checkCancellation();
+    const auto reserved = reserve(item, file.size());
+    try {
+        const auto& operations = reserved.attributes.uploadOperations;
+        if (!operations || operations->empty())
+            throw ScreenshotFileError("ASC didn't return upload operations for " +
+                                      shownPath(item.fileURL.filename()));
+        PartSender(parts_.uploads, parts_.options).send(file, *operations, [&](std::uint64_t sent) {
+            parts_.steps.tell(ScreenshotTransfer{item.fileURL, sent, file.size()});
+        });
+        file.requireUnchanged();
+        commit(reserved.id, checksum);
+    } catch (...) {
+        try {
+            remove(reserved.id);
+        } catch (const std::exception&) { // the end of the set's edit, or the next push, removes it
+        }
+        reservations_->giveUp(reserved.id);
+        throw;
+    }
+    return reserved.id;
+}
+
+ASCResource<AppScreenshotAttributes> ScreenshotSetWriter::reserve(const ScreenshotPushItem& item,
+                                                                  std::uint64_t size) {
+    const AppScreenshotCreateAttributes attributes{static_cast<std::int64_t>(size), item.fileName()};
+    for (int attempt = 1;; ++attempt) {
+        try {
+            const SetReservations::Attempt underWay(*reservations_, attributes);
+            auto reserved = parts_.client.reserveScreenshot(setID_, attributes);
+            reservations_->noteOwn(reserved.id);
+            return reserved;
+        } catch (const ASCError& error) {
+            const bool isRefusal = !mayHaveBeenDone(error);
+            if (attempt >= parts_.options.attempts || (isRefusal && error.httpStatus() != 409)) throw;
+            // Reservations whose answers were lost take places in the set.
+            if (removeRemains(list()) == 0 && isRefusal) throw;
+        }
+        parts_.options.sleepFor(parts_.options.backoff(attempt));
+    }
+}
+
+void ScreenshotSetWriter::commit(const std::string& id, const std::string& checksum) {
+    for (int attempt = 1;; ++attempt) {
+        try {
+            (void)parts_.client.commitScreenshot(id, checksum);
+            return;
+        } catch (const ASCError& error) {
+            const bool isRefusal = !mayHaveBeenDone(error);
+            if (isRefusal && error.httpStatus() != 409) throw;
+            // A commit whose answer was lost was carried out all the same, and is refused the second time.
+            for (const auto& screenshot : list())
+                if (screenshot.id == id && !stateOf(screenshot).empty() &&
+                    stateOf(screenshot) != assetAwaitsUpload)
+                    return;
+            if (isRefusal || attempt >= parts_.options.attempts) throw;
+        }
+        parts_.options.sleepFor(parts_.options.backoff(attempt));
+    }
+}
+
+// Of a push that was cut off after the catalogue was read, or by another hand.
+std::optional<std::string> ScreenshotSetWriter::alreadyThere(const ScreenshotPushItem& item,
+                                                             std::uint64_t size,
+                                                             const std::string& checksum) {
+    const LocalScreenshot local{item, size, checksum};
+    for (const auto& screenshot : before_) {
+        const bool isSpoken = isIn(edit_.ascIdsToDelete, screenshot.id) ||
+                              std::ranges::find(edit_.finalOrder, ScreenshotOrderToken::asc(screenshot.id)) !=
+                                  edit_.finalOrder.end();
+        if (!isSpoken && isSameScreenshot(catalogEntryOf(screenshot, 0), local) &&
+            reservations_->claim(screenshot.id))
+            return screenshot.id;
+    }
+    return std::nullopt;
+}
+
+} // namespace quorvel

@@ -1,0 +1,71 @@
+// Keeps the catalogue and the thumbnails of a version's screenshots in the app's metadata folder.
+#pragma once
+
+#include "Core/asc/ASCClientProtocol.h"
+#include "Core/asc/HTTPClient.h"
+#include "Core/screenshots/ScreenshotsCatalog.h"
+#include "Platform/log/Log.h"
+#include "Platform/time/Date.h"
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace quorvel {
+
+struct ScreenshotsPullSummary {
+    std::vector<std::string> locales; // that have a screenshot set
+    std::int64_t totalSets = 0;
+    std::int64_t totalScreenshots = 0;
+    std::int64_t thumbnailsDownloaded = 0;
+    std::vector<std::string> warnings;
+    QUORVEL_RECORD(ScreenshotsPullSummary, locales, totalSets, totalScreenshots, thumbnailsDownloaded,
+                   warnings)
+    bool operator==(const ScreenshotsPullSummary&) const = default;
+};
+
+class ScreenshotsStore {
+  public:
+    /// `folder` is the app's metadata folder.
+    ScreenshotsStore(MetadataFolder folder, PlatformContext context, Clock clock);
+
+    [[nodiscard]] const ScreenshotPaths& paths() const { return paths_; }
+    /// The catalogue of the last pull; throws as `loadCatalog`.
+    [[nodiscard]] std::optional<ScreenshotsCatalog> catalog() const { return loadCatalog(paths_.catalog); }
+
+    /// What App Store Connect holds now of these locales (none given: of all), without thumbnails; sets
+    /// without a screenshot are listed as empty. Writes nothing. Throws `ASCError`, `CancellationError`.
+    [[nodiscard]] ScreenshotsCatalog readRemote(const ASCClientProtocol& client,
+                                                const std::vector<std::string>& locales = {}) const;
+
+    /// Reads what App Store Connect holds, downloads the thumbnails that are not there yet through `images`
+    /// (to other hosts, without a token), removes those of screenshots that are gone, and writes the
+    /// catalogue. A damaged catalogue is replaced. Throws also `ScreenshotError` for a catalogue of a newer
+    /// version, and `FileError`.
+    [[nodiscard]] ScreenshotsPullSummary pull(const ASCClientProtocol& client, HTTPClient& images) const;
+
+    /// Takes what was read of these locales into the catalogue, where there is one of the same version.
+    /// Throws `FileError`.
+    void remember(const ScreenshotsCatalog& remote, const std::vector<std::string>& locales) const;
+
+  private:
+    [[nodiscard]] ScreenshotsPullSummary fetchThumbnails(HTTPClient& images,
+                                                         ScreenshotsCatalog& catalog) const;
+    void removeOtherThumbnails(const ScreenshotsCatalog& catalog) const;
+    void noteKnownThumbnails(ScreenshotsCatalog& catalog) const;
+
+    MetadataFolder folder_;
+    PlatformContext context_;
+    Clock clock_;
+    ScreenshotPaths paths_;
+    Logger logger_{"ScreenshotsStore"};
+};
+
+/// The URL of a picture of at most `longestSide` pixels, from the asset's template
+/// ("https://…/{w}x{h}bb.{f}") and its size.
+[[nodiscard]] std::string thumbnailURL(std::string_view imageURLTemplate, std::optional<std::int64_t> width,
+                                       std::optional<std::int64_t> height, int longestSide);
+
+} // namespace quorvel

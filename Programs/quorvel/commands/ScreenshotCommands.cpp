@@ -1,0 +1,343 @@
+#include "Core/metadata/FolderTurn.h"
+#include "Core/metadata/Locales.h"
+#include "Core/screenshots/ScreenshotError.h"
+#include "Core/screenshots/ScreenshotPreparation.h"
+#include "Core/screenshots/ScreenshotPusher.h"
+#include "Core/screenshots/ScreenshotsStore.h"
+#include "Platform/text/Text.h"
+#include "Programs/quorvel/AppLookup.h"
+#include "Programs/quorvel/AppTarget.h"
+#include "Programs/quorvel/Errors.h"
+#include "Programs/quorvel/TransferBars.h"
+#include "Programs/quorvel/commands/Groups.h"
+#include "Programs/quorvel/commands/MetadataRecords.h"
+#include "Programs/quorvel/commands/ScreenshotRecords.h"
+#include "Quorvel/controllers/AppContexts.h"
+
+#include <fmt/format.h>
+#include <fmt/ranges.h>
+
+#include <algorithm>
+
+namespace quorvel {
+
+namespace {
+
+CommandError commandErrorOf(const ScreenshotError& error) {
+    switch (error.kind()) {
+    case ScreenshotError::Kind::readOnlyVersion:
+        return {ExitStatus::refusedByState, error.what(), "Make one with 'quorvel versions create'."};
+    case ScreenshotError::Kind::noFolder:
+        return {ExitStatus::notFound, error.what()};
+    default:
+        return {ExitStatus::failed, error.what()};
+    }
+}
+
+/// Runs a command's function with the words for what stops it.
+template <ExitStatus (*Function)(Invocation&)>
+ExitStatus reporting(Invocation& invocation) {
+    try {
+        return Function(invocation);
+    } catch (const ScreenshotError& error) {
+        throw commandErrorOf(error);
+    }
+}
+
+ScreenshotPushMode modeOf(const Invocation& invocation, ScreenshotPushMode usual) {
+    const auto mode = invocation.arguments.value("--mode");
+    if (!mode) return usual;
+    return *mode == "replace" ? ScreenshotPushMode::replaceSet : ScreenshotPushMode::append;
+}
+
+PictureCheck checkOf(const Invocation& invocation) {
+    return invocation.arguments.has("--no-check") ? PictureCheck::none : PictureCheck::full;
+}
+
+ScreenshotSelection selectionOf(const Invocation& invocation) {
+    ScreenshotSelection selection;
+    for (const std::string& locale : invocation.arguments.values("--locale")) {
+        if (!isAppStoreLocale(locale)) {
+            const auto nearest = nearestAppStoreLocale(locale);
+            throw UsageError(fmt::format("{} is no App Store locale", quotedWord(locale)),
+                             nearest ? fmt::format("Did you mean {}?", *nearest) : "");
+        }
+        selection.locales.push_back(locale);
+    }
+    for (const std::string& display : invocation.arguments.values("--display")) {
+        const auto type = displayTypeOfFolder(display);
+        if (!type)
+            throw UsageError(fmt::format("{} is no display type", quotedWord(display)),
+                             "A display type is named as App Store Connect does (APP_IPHONE_67) or as its "
+                             "folder is (iphone-67).");
+        selection.displayTypes.push_back(*type);
+    }
+    return selection;
+}
+
+const CommandClient& clientOf(Invocation& invocation, AppTarget& target) {
+    return *invocation.composition.client(ownerOf(target.app()));
+}
+
+// The context as App Store Connect has it now.
+PlatformContext currentContext(Invocation& invocation, AppTarget& target) {
+    (void)target.givenContext(); // refuses a misspelt one before anything is asked
+    const auto versions = clientOf(invocation, target).listAppStoreVersions(target.app().appStoreId);
+    std::vector<std::string> versionIDs;
+    for (const auto& version : versions)
+        versionIDs.push_back(version.id);
+    const AppContexts contexts(target.appFolder(), invocation.composition.clock());
+    contexts.requireSameApp(versionIDs, target.app().displayName);
+    const auto known = contexts.known(invocation.global.context);
+    return AppContexts::choose(contextsOf(versions), invocation.global.context,
+                               known ? std::optional(known->text()) : std::nullopt);
+}
+
+ExitStatus pull(Invocation& invocation) {
+    AppTarget target(invocation, AppTarget::Reach::account);
+    const PlatformContext context = currentContext(invocation, target);
+    const ScreenshotsStore store(target.appFolder(), context, invocation.composition.clock());
+    invocation.output.progress(fmt::format("Pulling the screenshots of {}…", target.app().displayName));
+    URLSessionHTTPClient images(invocation.composition.session());
+    const ScreenshotsPullSummary summary = store.pull(clientOf(invocation, target), images);
+    Output& output = invocation.output;
+    output.document(summary);
+    output.line(fmt::format("Pulled {} {} ({}): {} in {}, {}.", escapeControls(target.app().displayName),
+                            context.versionString, context.id(),
+                            counted(static_cast<std::size_t>(summary.totalScreenshots), "screenshot"),
+                            counted(static_cast<std::size_t>(summary.totalSets), "set"),
+                            counted(summary.locales.size(), "locale")));
+    output.line(fmt::format("{} downloaded into {}.",
+                            counted(static_cast<std::size_t>(summary.thumbnailsDownloaded), "new thumbnail"),
+                            store.paths().thumbnails.string()));
+    for (const std::string& warning : summary.warnings)
+        output.warning(warning);
+    return ExitStatus::done;
+}
+
+ExitStatus status(Invocation& invocation) {
+    AppTarget target(invocation, AppTarget::Reach::records);
+    const ContextID id = target.localContext();
+    const ScreenshotPaths paths = screenshotPaths(target.appFolder(), id);
+    const auto catalog = loadCatalog(paths.catalog);
+    if (!catalog)
+        throw CommandError(
+            ExitStatus::notFound,
+            fmt::format("the screenshots of {} have not been pulled into {}", id.text(),
+                        target.appFolder().rootURL.string()),
+            "Pull them with 'quorvel screenshots pull', or check --folder, --app and --context.");
+    const ScreenshotSelection selection = selectionOf(invocation);
+    auto scan = std::filesystem::is_directory(paths.pictures) ? scanScreenshots(paths.pictures, selection)
+                                                              : ScreenshotPushScanner::ScanResult();
+    const auto prepared =
+        prepareScreenshots(std::move(scan), *catalog, modeOf(invocation, ScreenshotPushMode::replaceSet),
+                           checkOf(invocation), selection);
+    Output& output = invocation.output;
+    output.document(ScreenshotStatusDocument{paths.pictures.string(), id.text(), catalog->lastPulledAt,
+                                             catalog->versionString, prepared.plan.sets, prepared.guesses,
+                                             prepared.warnings, prepared.failures});
+    printScreenshotSets(output, prepared.plan.sets);
+    printRemarks(output, prepared);
+    if (!std::filesystem::is_directory(paths.pictures))
+        output.note(ScreenshotError::noFolder(paths.pictures).what());
+    if (catalog->lastPulledAt)
+        output.note(fmt::format("As of the pull at {}.", formatISO8601(*catalog->lastPulledAt)));
+    return ExitStatus::done;
+}
+
+struct PlannedWork {
+    std::size_t uploads = 0;
+    std::size_t deletions = 0;
+    std::uint64_t bytes = 0;
+};
+
+PlannedWork workOf(const std::vector<ScreenshotSetEdit>& edits) {
+    PlannedWork work;
+    for (const ScreenshotSetEdit& edit : edits) {
+        work.uploads += edit.localsToUpload.size();
+        work.deletions += edit.ascIdsToDelete.size();
+        for (const ScreenshotPushItem& item : edit.localsToUpload) {
+            std::error_code unknown;
+            const auto size = std::filesystem::file_size(item.fileURL, unknown);
+            if (!unknown) work.bytes += size;
+        }
+    }
+    return work;
+}
+
+void confirmPush(Invocation& invocation, std::string_view what) {
+    if (!invocation.global.yes && invocation.output.canAsk() &&
+        !invocation.output.confirm(fmt::format("{}?", what)))
+        throw CommandError(ExitStatus::failed, "Nothing was pushed.");
+    invocation.output.note(fmt::format("{}.", what));
+}
+
+TransferBars::Form formOfBars(const Invocation& invocation) {
+    if (invocation.global.quiet) return TransferBars::Form::silent;
+    return invocation.output.streams().errorIsTerminal ? TransferBars::Form::bars : TransferBars::Form::lines;
+}
+
+ScreenshotPushSummary carryOut(Invocation& invocation, AppTarget& target, const PlatformContext& context,
+                               const std::filesystem::path& pictures,
+                               const std::vector<ScreenshotSetEdit>& edits) {
+    const PlannedWork work = workOf(edits);
+    TransferBars bars(invocation.output.streams(), formOfBars(invocation), work.uploads, work.bytes);
+    const auto nameOf = [&](const ScreenshotTransfer& transfer) {
+        return shownPath(transfer.fileURL.lexically_relative(pictures));
+    };
+    const ScreenshotPusher::Observer observer{
+        .progress = [&](const ScreenshotPusher::PushProgress& progress) { bars.stage(progress.stage); },
+        .transfer =
+            [&](const ScreenshotTransfer& transfer) {
+                if (transfer.stage == ScreenshotTransfer::Stage::running)
+                    bars.running(nameOf(transfer), transfer.sent, transfer.total);
+                else if (transfer.stage == ScreenshotTransfer::Stage::finished)
+                    bars.finished(nameOf(transfer), transfer.total);
+                else
+                    bars.failed(nameOf(transfer));
+            }};
+    ScreenshotPushOptions options;
+    if (invocation.arguments.has("--no-wait")) options.processingDeadline = 0;
+    URLSessionHTTPClient uploads(invocation.composition.session());
+    return ScreenshotPusher(clientOf(invocation, target), uploads, context, target.app().appStoreId, options)
+        .push(edits, observer);
+}
+
+ExitStatus showPlan(Output& output, const PreparedScreenshots& prepared) {
+    ScreenshotPushDocument document = documentOf(prepared, {});
+    document.dryRun = true;
+    output.document(document);
+    printScreenshotSets(output, prepared.plan.sets);
+    const PlannedWork work = workOf(prepared.plan.edits);
+    output.note(fmt::format("Dry run: {} would be uploaded ({}) and {} deleted, nothing was sent.",
+                            counted(work.uploads, "screenshot"), byteCount(work.bytes), work.deletions));
+    return ExitStatus::done;
+}
+
+ExitStatus pushPrepared(Invocation& invocation, AppTarget& target, const PlatformContext& context,
+                        const ScreenshotsStore& store, const std::vector<std::string>& locales,
+                        const PreparedScreenshots& prepared) {
+    Output& output = invocation.output;
+    const PlannedWork work = workOf(prepared.plan.edits);
+    if (!prepared.plan.edits.empty())
+        confirmPush(invocation, fmt::format("Upload {} ({}) and delete {} in {} of {} {} ({})",
+                                            counted(work.uploads, "screenshot"), byteCount(work.bytes),
+                                            work.deletions, counted(prepared.plan.edits.size(), "set"),
+                                            target.app().displayName, context.versionString, context.id()));
+    ScreenshotPushSummary summary;
+    if (!prepared.plan.edits.empty()) {
+        summary = carryOut(invocation, target, context, store.paths().pictures, prepared.plan.edits);
+        store.remember(store.readRemote(clientOf(invocation, target), locales), locales);
+    }
+    const ScreenshotPushDocument document = documentOf(prepared, summary);
+    output.document(document);
+    for (const std::string& warning : summary.warnings)
+        output.warning(warning);
+    for (const std::string& failure : summary.failures)
+        output.warning(failure);
+    output.line(prepared.plan.edits.empty()
+                    ? "Nothing to push — App Store Connect has these screenshots."
+                    : fmt::format("Uploaded {}, deleted {}, created {}.",
+                                  counted(static_cast<std::size_t>(summary.uploaded), "screenshot"),
+                                  summary.deleted,
+                                  counted(static_cast<std::size_t>(summary.setsCreated), "set")));
+    const ExitStatus result = statusOf(document, work.uploads);
+    if (result != ExitStatus::done)
+        output.line(fmt::format("{} not done as listed above; push again after mending them.",
+                                counted(document.failures.size() + summary.warnings.size(), "thing")));
+    return result;
+}
+
+ExitStatus push(Invocation& invocation) {
+    const ScreenshotSelection selection = selectionOf(invocation);
+    AppTarget target(invocation, AppTarget::Reach::account);
+    const PlatformContext context = currentContext(invocation, target);
+    if (!context.takesPushes()) throw ScreenshotError::readOnlyVersion(context.versionString);
+    const ScreenshotsStore store(target.appFolder(), context, invocation.composition.clock());
+    auto scan = scanScreenshots(store.paths().pictures, selection);
+    const auto locales = localesOf(scan);
+    // Another push of this folder would take our reservations for remains.
+    std::optional<FileLock> turn;
+    if (!invocation.global.dryRun) turn = takeTurn(target.appFolder());
+    invocation.output.progress("Comparing with App Store Connect…");
+    // Not with the catalogue: it may be older than the last push.
+    ScreenshotsCatalog remote;
+    if (!locales.empty()) remote = store.readRemote(clientOf(invocation, target), locales);
+    const auto prepared =
+        prepareScreenshots(std::move(scan), remote, modeOf(invocation, ScreenshotPushMode::append),
+                           checkOf(invocation), selection);
+    requireSetLimits(prepared.plan.edits);
+    printRemarks(invocation.output, prepared);
+    if (invocation.global.dryRun) return showPlan(invocation.output, prepared);
+    return pushPrepared(invocation, target, context, store, locales, prepared);
+}
+
+std::vector<ArgumentSpec> comparingArguments() {
+    std::vector<std::string_view> types;
+    for (const ScreenshotDisplayType& type : allScreenshotDisplayTypes())
+        types.push_back(type.rawValue);
+    using Need = ArgumentSpec::Need;
+    using Count = ArgumentSpec::Count;
+    return {folderArgument(),
+            {"--mode",
+             "MODE",
+             "append: keep what is there; replace: only the local files stay",
+             {"append", "replace"}},
+            {"--locale",
+             "LOCALE",
+             "Only this locale",
+             {},
+             Need::optional,
+             Count::repeated,
+             {appStoreLocales().begin(), appStoreLocales().end()}},
+            {"--display",
+             "TYPE",
+             "Only this display type (APP_IPHONE_67 or iphone-67)",
+             {},
+             Need::optional,
+             Count::repeated,
+             types},
+            {"--no-check", "", "Also take pictures of a wrong size, format or with an alpha channel"}};
+}
+
+std::vector<ArgumentSpec> pushArguments() {
+    auto arguments = comparingArguments();
+    arguments.push_back({"--no-wait", "", "Do not wait until App Store Connect has processed the uploads"});
+    return arguments;
+}
+
+} // namespace
+
+std::vector<Command> screenshotCommands() {
+    return {
+        {.name = "screenshots", .summary = "Pull, compare and push the store screenshots"},
+        {.name = "screenshots pull",
+         .summary = "Copy the list and the thumbnails of an app's screenshots",
+         .arguments = {folderArgument()},
+         .heeds = {"--app", "--context"},
+         .run = reporting<pull>,
+         .details = "The list becomes screenshots-catalog.json and the thumbnails lie in screenshots-cache, "
+                    "both in the app's metadata folder; contexts other than ios/next append their name."},
+        {.name = "screenshots status",
+         .summary = "Compare the local screenshots with the last pull",
+         .arguments = comparingArguments(),
+         .heeds = {"--app", "--context"},
+         .run = reporting<status>,
+         .details = "Shows for each locale and display type what a push would delete, upload and move; "
+                    "without --mode, what would make both sides the same (replace)."},
+        {.name = "screenshots push",
+         .summary = "Upload the local screenshots to App Store Connect",
+         .arguments = pushArguments(),
+         .heeds = {"--app", "--context", "--dry-run", "--yes"},
+         .run = reporting<push>,
+         .details =
+             "Pictures lie in screenshots/<locale>/<display type> in the app's metadata folder and are shown "
+             "in the natural order of their names; a display type that no folder names is told by the "
+             "picture's size, and said. PNG and JPEG files of the right size without transparency are taken. "
+             "Without --mode the new files are appended. What is there already is not sent again, so a push "
+             "that was cut off goes on where it was. A file that fails does not stop the others and ends the "
+             "push with status 7. On a terminal the push is confirmed first, unless --yes is given."},
+    };
+}
+
+} // namespace quorvel

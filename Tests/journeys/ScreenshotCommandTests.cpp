@@ -1,0 +1,172 @@
+// The program's screenshot commands, as people and build services run them.
+#include "Tests/Programs/QuorvelFixture.h"
+#include "Tests/support/ScreenshotTree.h"
+
+#include <csignal>
+#include <cstring>
+#include <random>
+#include <thread>
+
+using namespace quorvel;
+using test::onlyDocument;
+using test::put;
+using testing::AllOf;
+using testing::HasSubstr;
+using testing::IsEmpty;
+using testing::Not;
+
+namespace {
+
+class ScreenshotCommands : public test::QuorvelAccountTest {
+  protected:
+    [[nodiscard]] std::filesystem::path picture(const std::string& path) const {
+        return folder / "texts/screenshots" / path;
+    }
+    [[nodiscard]] std::string drawn(unsigned number) const {
+        static const std::string base = test::pictureFor("APP_IPHONE_65", 5);
+        return test::paddedPicture(base, number);
+    }
+    [[nodiscard]] std::vector<std::string> words(std::vector<std::string> command,
+                                                 std::vector<std::string> more = {}) const {
+        command.insert(command.begin(), "screenshots");
+        for (const char* word : {"--app", app, "--folder", "texts"})
+            command.emplace_back(word);
+        command.insert(command.end(), more.begin(), more.end());
+        return command;
+    }
+    test::ProgramResult shots(std::vector<std::string> command, std::vector<std::string> more = {}) {
+        return run(words(std::move(command), std::move(more)));
+    }
+    // The sets of the coming iOS version that have screenshots.
+    [[nodiscard]] test::HeldSets held() const {
+        const JSONValue state = server.state();
+        for (const auto& [id, version] : *state.find("appStoreVersions")->members())
+            if (*version.at("attributes", "appStoreState")->text() == "PREPARE_FOR_SUBMISSION" &&
+                *version.at("attributes", "platform")->text() == "IOS" &&
+                *version.at("links", "app")->text() == "6700000101")
+                return test::namesAndChecksums(test::heldSets(server, id));
+        return {};
+    }
+    [[nodiscard]] test::HeldSets heldLike(const test::HeldSets& wanted) const {
+        auto sets = held();
+        std::erase_if(sets, [&](const auto& set) { return !wanted.contains(set.first); });
+        return sets;
+    }
+    [[nodiscard]] test::HeldSets local() const {
+        return test::expectedSets(ScreenshotPushScanner(folder / "texts/screenshots").scan().items);
+    }
+};
+
+} // namespace
+
+TEST_F(ScreenshotCommands, pullCompareAndPush) {
+    auto result = shots({"status"});
+    EXPECT_EQ(result.status, 4);
+    EXPECT_THAT(result.error,
+                AllOf(HasSubstr("have not been pulled"), HasSubstr("quorvel screenshots pull")));
+    EXPECT_EQ(shots({"push"}).status, 4) << "there is no folder of pictures";
+    ASSERT_EQ(shots({"pull"}).status, 0);
+    result = shots({"status"});
+    EXPECT_EQ(result.status, 0);
+    EXPECT_THAT(result.all(), AllOf(HasSubstr("no local files"), HasSubstr("there is no such folder")));
+    EXPECT_TRUE(std::filesystem::exists(folder / "texts/screenshots-catalog.json"));
+
+    for (const char* name :
+         {"sv/iphone-65/1.png", "sv/iphone-65/2.png", "sv/iphone-65/10.png", "de-DE/flat.png"})
+        put(picture(name), drawn(static_cast<unsigned>(std::strlen(name))));
+    result = shots({"status"}, {"--json"});
+    EXPECT_EQ(result.status, 0) << result.all();
+    const JSONValue status = onlyDocument(result.out);
+    EXPECT_EQ(*status.find("guesses")->items()->at(0).find("displayType")->text(), "APP_IPHONE_65");
+    EXPECT_THAT(shots({"status"}).out, HasSubstr("upload 1.png, 2.png, 10.png"));
+
+    server.forgetRequests();
+    result = shots({"push", "--mode", "replace", "--dry-run"});
+    EXPECT_EQ(result.status, 0);
+    EXPECT_THAT(result.error, HasSubstr("Dry run: 4 screenshots would be uploaded"));
+    EXPECT_EQ(changesSent(), 0u);
+
+    result = shots({"push", "--mode", "replace", "--no-wait", "--json"});
+    EXPECT_EQ(result.status, 0) << result.all();
+    EXPECT_EQ(*onlyDocument(result.out).find("uploaded")->integer(), 4);
+    EXPECT_THAT(result.error, AllOf(HasSubstr("Uploaded sv/iphone-65/10.png ("), HasSubstr(", 4 of 4 files"),
+                                    HasSubstr("de-DE/flat.png: taken for APP_IPHONE_65")))
+        << "plain lines without a terminal";
+    EXPECT_EQ(heldLike(local()), local());
+    EXPECT_THAT(shots({"push", "--mode", "replace", "--no-wait"}).out, HasSubstr("Nothing to push"));
+    EXPECT_THAT(shots({"status"}).out, Not(HasSubstr("upload"))) << "a push keeps the catalogue up to date";
+}
+
+TEST_F(ScreenshotCommands, endWithTheStatusThatTheOutcomeHas) {
+    put(picture("sv/iphone-65/1.png"), drawn(1));
+    put(picture("sv/iphone-65/2.png"), "");
+    auto result = shots({"push", "--no-wait"});
+    EXPECT_EQ(result.status, 7) << result.all();
+    EXPECT_THAT(result.error, HasSubstr("sv APP_IPHONE_65 2.png: is empty. Export it again."));
+    EXPECT_EQ(shots({"push", "--no-wait"}).status, 7) << "what is there already counts";
+    EXPECT_EQ(shots({"push", "--no-wait", "--locale", "de-DE"}).status, 0) << "nothing is asked for";
+    EXPECT_EQ(shots({"push", "--locale", "german"}).status, 2);
+    EXPECT_EQ(shots({"push", "--display", "phone"}).status, 2);
+    EXPECT_EQ(shots({"push"}, {"--context", "ios/live"}).status, 5);
+
+    for (int i = 3; i < 14; ++i)
+        put(picture("sv/iphone-65/" + std::to_string(i) + ".png"), drawn(static_cast<unsigned>(i)));
+    server.forgetRequests();
+    result = shots({"push", "--no-wait"});
+    EXPECT_EQ(result.status, 1);
+    EXPECT_THAT(result.error, HasSubstr("sv APP_IPHONE_65 would hold 12"));
+    EXPECT_EQ(changesSent(), 0u);
+
+    std::filesystem::remove_all(picture("sv"));
+    put(picture("ta-IN/iphone-65/1.png"), drawn(1)); // no such localization
+    EXPECT_EQ(shots({"push", "--no-wait"}).status, 1);
+    put(picture("ta-IN/iphone-65/1.png"), "GIF89a");
+    EXPECT_EQ(shots({"push", "--no-wait"}).status, 1);
+}
+
+TEST_F(ScreenshotCommands, drawBarsOnATerminal) {
+    for (const char* name : {"sv/iphone-65/1.png", "sv/iphone-65/2.png"})
+        put(picture(name), drawn(90'000));
+    server.setLatency(40); // bars are drawn ten times a second
+    auto push = call(words({"push", "--no-wait", "--yes"}));
+    push.streams = test::ProgramCall::Streams::terminal;
+    push.environment["TERM"] = "xterm";
+    const auto result = test::runProgram(push);
+    EXPECT_EQ(result.status, 0) << result.out;
+    EXPECT_THAT(result.out, AllOf(HasSubstr("[####################] 100 %"), HasSubstr("2 of 2 files"),
+                                  HasSubstr("sv/iphone-65/1.png")));
+}
+
+TEST_F(ScreenshotCommands, completeAPushThatWasKilledAHundredTimes) {
+    server.setHourlyQuota(10'000'000); // the program slows down before the usual one is used up
+    std::mt19937 random(5);
+    std::size_t most = 60; // requests of a push; learnt from those that end
+    int killed = 0;
+    for (unsigned round = 1; round <= 100; ++round) {
+        unsigned number = round * 10;
+        for (const char* name : {"sv/iphone-65/1.png", "sv/iphone-65/2.png", "sv/iphone-65/10.png",
+                                 "de-DE/iphone-65/1.png", "de-DE/iphone-65/2.png"})
+            put(picture(name), drawn(++number));
+        server.forgetRequests();
+        const std::size_t moment = std::uniform_int_distribution<std::size_t>(4, most)(random);
+        {
+            test::ChildProgram child(
+                call(words({"push", "--mode", "replace", "--no-wait", "--quiet", "--json"})));
+            std::jthread killer([&](const std::stop_token& ended) {
+                (void)server.awaitRequests(moment, ended);
+                child.signal(SIGKILL);
+            });
+            while (!child.readSome().empty())
+                ;
+            killer.request_stop();
+            killer.join();
+            killed += child.wait().status != 0;
+        }
+        if (const std::size_t sent = server.requests().size(); sent < moment)
+            most = std::max<std::size_t>(sent, 5);
+        const auto again = shots({"push", "--mode", "replace", "--no-wait", "--quiet"});
+        ASSERT_EQ(again.status, 0) << "round " << round << ", killed at " << moment << ": " << again.all();
+        ASSERT_EQ(heldLike(local()), local()) << "round " << round << ", killed at " << moment;
+    }
+    EXPECT_GT(killed, 80);
+}

@@ -1,0 +1,170 @@
+// From folders of pictures to the sandbox's sets, through the real client over real HTTP, whatever fails on
+// the way.
+#include "Core/asc/ASCError.h"
+#include "Core/screenshots/ScreenshotError.h"
+#include "Tests/support/ScreenshotRehearsal.h"
+
+#include <gmock/gmock.h>
+
+using namespace quorvel;
+using test::put;
+using testing::Contains;
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::IsEmpty;
+using testing::SizeIs;
+
+namespace {
+
+constexpr const char* locales[] = {"en-US", "de-DE", "fr-FR", "ja",    "it",      "ko",
+                                   "nl-NL", "pt-BR", "ru",    "es-ES", "zh-Hans", "sv"};
+constexpr const char* displayTypes[] = {"APP_IPHONE_67", "APP_IPHONE_65", "APP_IPAD_PRO_3GEN_129"};
+
+struct Shots : test::ScreenshotRehearsal {
+    using ScreenshotRehearsal::ScreenshotRehearsal;
+
+    /// Five pictures per set whose natural order is not that of their bytes.
+    void drawAll() const {
+        unsigned number = 0;
+        for (const char* locale : locales)
+            for (const char* type : displayTypes)
+                for (const char* name : {"1.png", "2.png", "3.png", "10.png", "20.png"})
+                    put(picture(std::string(locale) + "/" + type + "/" + name), drawn(type, ++number));
+    }
+};
+
+std::vector<sandbox::Fault> fifteenPercent() {
+    return {{.route = "*", .status = 503, .probability = 0.03},
+            {.route = "*", .status = 429, .probability = 0.03, .retryAfter = 1},
+            {.route = "*", .status = 503, .action = "statusAfter", .probability = 0.03},
+            {.route = "PUT /upload/**", .action = "resetDuring", .probability = 0.06},
+            {.route = "*", .action = "reset", .probability = 0.03},
+            {.route = "*", .action = "resetAfter", .probability = 0.03}};
+}
+
+} // namespace
+
+TEST(ScreenshotJourney, endsWithExactlyTheLocalFilesWhateverFails) {
+    // Other faults with --gtest_shuffle.
+    const auto seed = static_cast<std::uint64_t>(testing::UnitTest::GetInstance()->random_seed());
+    Shots shots({.faultSeed = seed + 1, .hourlyQuota = 1'000'000});
+    shots.drawAll();
+    const auto wanted = test::expectedSets(ScreenshotPushScanner(shots.store.paths().pictures).scan().items);
+    ASSERT_THAT(wanted, SizeIs(36));
+    shots.server.setFaults(fifteenPercent());
+    int runs = 0;
+    std::vector<std::string> failures;
+    do {
+        ++runs;
+        try {
+            failures = shots.pushAll(ScreenshotPushMode::replaceSet).failures;
+        } catch (const ASCError& error) { // while it read what is there
+            failures = {error.description()};
+        }
+    } while (!failures.empty() && runs < 3);
+    RecordProperty("runs", runs);
+    EXPECT_THAT(failures, IsEmpty());
+    shots.server.setFaults({});
+    EXPECT_EQ(shots.heldOf(wanted), wanted);
+    for (const auto& [set, screenshots] : shots.held())
+        for (const auto& screenshot : screenshots)
+            EXPECT_EQ(screenshot.state, "COMPLETE") << set << " " << screenshot.fileName;
+    const auto requests = shots.server.requests();
+    const auto failed =
+        std::ranges::count_if(requests, [](const auto& one) { return one.status / 100 != 2; });
+    EXPECT_GT(failed * 10, static_cast<std::ptrdiff_t>(requests.size())) << "too few faults to tell anything";
+
+    shots.server.forgetRequests();
+    EXPECT_EQ(shots.pushAll(ScreenshotPushMode::replaceSet), ScreenshotPushSummary{});
+    EXPECT_EQ(shots.sent("GET", "/"), shots.server.requests().size()) << "nothing was left to do";
+}
+
+TEST(ScreenshotJourney, anUnreadableFileStopsNoOther) {
+    Shots shots;
+    shots.drawAll();
+    std::filesystem::remove(shots.picture("ja/APP_IPHONE_67/3.png"));
+    std::filesystem::create_symlink("/nowhere.png", shots.picture("ja/APP_IPHONE_67/3.png"));
+    const auto summary = shots.pushAll(ScreenshotPushMode::replaceSet);
+    EXPECT_THAT(summary.failures, ElementsAre("ja APP_IPHONE_67 3.png: Could not stat file"));
+    EXPECT_EQ(summary.uploaded, 179);
+    EXPECT_THAT(summary.successfullyUploadedLocalURLs, SizeIs(179));
+    std::filesystem::remove(shots.picture("ja/APP_IPHONE_67/3.png"));
+    const auto wanted = test::expectedSets(ScreenshotPushScanner(shots.store.paths().pictures).scan().items);
+    EXPECT_EQ(shots.heldOf(wanted), wanted);
+}
+
+TEST(ScreenshotJourney, addsToASetAndTellsEachStep) {
+    Shots shots;
+    put(shots.picture("en-US/iphone-67/b.png"), shots.drawn("APP_IPHONE_67", 1));
+    put(shots.picture("sv/iphone-65/a.png"), shots.drawn("APP_IPHONE_65", 14)); // of several parts
+    put(shots.picture("ta-IN/iphone-65/a.png"), shots.drawn("APP_IPHONE_65", 3));
+    const auto before = shots.held()["en-US APP_IPHONE_67"];
+    std::mutex mutex;
+    std::vector<ScreenshotPusher::PushProgress> told;
+    std::map<std::string, std::uint64_t> bytes;
+    const auto summary =
+        shots.pushAll(ScreenshotPushMode::append, {.progress =
+                                                       [&](const auto& progress) {
+                                                           const std::lock_guard lock(mutex);
+                                                           told.push_back(progress);
+                                                       },
+                                                   .transfer =
+                                                       [&](const ScreenshotTransfer& transfer) {
+                                                           const std::lock_guard lock(mutex);
+                                                           bytes[transfer.fileURL] = transfer.sent;
+                                                           EXPECT_LE(transfer.sent, transfer.total);
+                                                       }});
+    EXPECT_THAT(summary.failures, IsEmpty());
+    EXPECT_EQ(summary.uploaded, 2);
+    EXPECT_EQ(summary.setsCreated, 1);
+    EXPECT_THAT(summary.warnings,
+                ElementsAre("ta-IN: no localization on ASC — create the locale first via the Metadata tab."));
+    auto after = shots.held()["en-US APP_IPHONE_67"];
+    EXPECT_EQ(after.back().fileName, "b.png");
+    after.pop_back();
+    EXPECT_EQ(after, before);
+    EXPECT_EQ(told.front(), (ScreenshotPusher::PushProgress{"Loading localizations…", 0, 6}));
+    EXPECT_EQ(told.back().completed, 6);
+    EXPECT_EQ(bytes.at(shots.picture("sv/iphone-65/a.png")),
+              std::filesystem::file_size(shots.picture("sv/iphone-65/a.png")));
+    EXPECT_EQ(shots.sent("PUT", "/upload/"), 5u) << "one part per operation: two and three";
+    for (const auto& request : shots.server.requests())
+        if (request.method == "PUT") {
+            EXPECT_THAT(request.authorization, IsEmpty());
+        }
+}
+
+TEST(ScreenshotJourney, pullsCatalogueAndThumbnailsOnceEach) {
+    Shots shots;
+    const auto first = shots.store.pull(shots.client, *shots.http);
+    EXPECT_THAT(first.warnings, IsEmpty());
+    EXPECT_EQ(first.thumbnailsDownloaded, first.totalScreenshots);
+    EXPECT_EQ(first.totalSets, 5);
+    const auto catalog = shots.store.catalog().value();
+    EXPECT_EQ(catalog.versionString, shots.context.versionString);
+    EXPECT_EQ(static_cast<std::int64_t>(catalog.screenshotCount()), first.totalScreenshots);
+    for (const auto& [locale, types] : catalog.sets)
+        for (const auto& [type, set] : types)
+            for (std::size_t at = 0; at < set.size(); ++at) {
+                EXPECT_EQ(set[at].displayOrder, static_cast<std::int64_t>(at));
+                EXPECT_TRUE(
+                    std::filesystem::exists(shots.store.paths().thumbnails / *set[at].thumbnailFileName));
+            }
+
+    put(shots.picture("en-US/iphone-67/new.png"), shots.drawn("APP_IPHONE_67", 1));
+    EXPECT_THAT(shots.pushAll(ScreenshotPushMode::replaceSet).failures, IsEmpty());
+    put(shots.store.paths().catalog, "{ damaged");
+    const auto second = shots.store.pull(shots.client, *shots.http);
+    EXPECT_THAT(second.warnings, ElementsAre(HasSubstr("was damaged and has been replaced")));
+    EXPECT_EQ(second.thumbnailsDownloaded, 1) << "only the new one";
+    std::size_t thumbnails = 0;
+    for ([[maybe_unused]] const auto& file :
+         std::filesystem::directory_iterator(shots.store.paths().thumbnails))
+        ++thumbnails;
+    EXPECT_EQ(static_cast<std::int64_t>(thumbnails), second.totalScreenshots)
+        << "none is left of those that are gone";
+
+    put(shots.store.paths().catalog, R"({"formatVersion": 9})");
+    EXPECT_THROW((void)shots.store.pull(shots.client, *shots.http), ScreenshotError);
+    EXPECT_EQ(readFile(shots.store.paths().catalog), R"({"formatVersion": 9})");
+}

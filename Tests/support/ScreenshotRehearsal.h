@@ -1,0 +1,69 @@
+// An app with screenshots on disk and a sandbox to push them to.
+#pragma once
+
+#include "Core/metadata/MetadataPuller.h"
+#include "Core/screenshots/ScreenshotPreparation.h"
+#include "Core/screenshots/ScreenshotPusher.h"
+#include "Core/screenshots/ScreenshotsStore.h"
+#include "Tests/support/Rehearsal.h"
+#include "Tests/support/ScreenshotTree.h"
+
+#include <algorithm>
+
+namespace quorvel::test {
+
+inline constexpr std::string_view gardenApp = "6700000101"; // forty locales, a live and a next version
+
+/// An app, its folder, and pushes whose waits are the sandbox's virtual time.
+struct ScreenshotRehearsal : Rehearsal {
+    explicit ScreenshotRehearsal(sandbox::Options options = {.hourlyQuota = 1'000'000})
+        : Rehearsal(std::move(options)),
+          app{folder / "app"},
+          context(MetadataPuller(client, systemClock()).discover(gardenApp).contexts.at(0)),
+          store(app, context, [] { return dateFromSecondsSince1970(1772368200); }) {
+        push.backoff = [](int) { return 1.0; };
+        push.sleepFor = [this](double seconds) { server.advance(seconds); };
+    }
+
+    [[nodiscard]] std::filesystem::path picture(const std::string& path) const {
+        return store.paths().pictures / path;
+    }
+    // Drawing is slow and the numbers are what matters: one picture per type, told apart behind it.
+    [[nodiscard]] std::string drawn(const std::string& type, unsigned number) const {
+        auto& base = drawings[type];
+        if (base.empty()) base = pictureFor(type, 3);
+        return paddedPicture(base, number % 7 == 0 ? 180'000 + number : number);
+    }
+    [[nodiscard]] PreparedScreenshots prepare(ScreenshotPushMode mode) const {
+        return prepareScreenshots(scanScreenshots(store.paths().pictures), store.readRemote(client), mode,
+                                  PictureCheck::full);
+    }
+    ScreenshotPushSummary pushAll(ScreenshotPushMode mode, const ScreenshotPusher::Observer& observer = {}) {
+        auto prepared = prepare(mode);
+        auto summary = ScreenshotPusher(client, *http, context, std::string(gardenApp), push)
+                           .push(prepared.plan.edits, observer);
+        summary.failures.insert(summary.failures.begin(), prepared.failures.begin(), prepared.failures.end());
+        return summary;
+    }
+    [[nodiscard]] HeldSets held() const { return heldSets(server, context.versionId); }
+    /// The sets that have local files, as the sandbox holds them.
+    [[nodiscard]] HeldSets heldOf(const HeldSets& wanted) const {
+        auto sets = namesAndChecksums(held());
+        std::erase_if(sets, [&](const auto& set) { return !wanted.contains(set.first); });
+        return sets;
+    }
+    [[nodiscard]] std::size_t sent(std::string_view method, std::string_view path) const {
+        const auto requests = server.requests();
+        return static_cast<std::size_t>(std::ranges::count_if(requests, [&](const auto& request) {
+            return request.method == method && request.path.starts_with(path);
+        }));
+    }
+
+    MetadataFolder app;
+    PlatformContext context;
+    ScreenshotsStore store;
+    ScreenshotPushOptions push;
+    mutable std::map<std::string, std::string> drawings;
+};
+
+} // namespace quorvel::test

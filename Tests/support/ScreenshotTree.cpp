@@ -1,0 +1,82 @@
+#include "Tests/support/ScreenshotTree.h"
+
+#include "Core/screenshots/PNGChecksum.h"
+#include "Core/screenshots/ScreenshotError.h"
+
+#include <algorithm>
+
+namespace quorvel::test {
+
+namespace {
+
+std::string textOf(const JSONValue& resource, std::string_view attribute) {
+    const JSONValue* value = resource.at("attributes", attribute);
+    return value && value->text() ? *value->text() : "";
+}
+
+std::string linkOf(const JSONValue& resource, std::string_view name) {
+    return *resource.at("links", name)->text();
+}
+
+} // namespace
+
+std::string paddedPicture(const std::string& png, std::size_t count) {
+    std::string body = "teXt"; // a private chunk
+    for (std::size_t at = 0; at < count; ++at)
+        body.push_back(static_cast<char>((at * 2'654'435'761U) >> 13));
+    const auto number = [](std::uint32_t value) {
+        return std::string{static_cast<char>(value >> 24), static_cast<char>(value >> 16),
+                           static_cast<char>(value >> 8), static_cast<char>(value)};
+    };
+    std::string padded = png;
+    padded.insert(png.size() - 12,
+                  number(static_cast<std::uint32_t>(count)) + body + number(pngChecksum(body)));
+    return padded;
+}
+
+HeldSets heldSets(const sandbox::SandboxServer& server, std::string_view versionID) {
+    const JSONValue state = server.state();
+    const auto all = [&](std::string_view type) { return state.find(type)->members(); };
+    std::map<std::string, std::string> locales, names; // by localization, by set
+    for (const auto& [id, localization] : *all("appStoreVersionLocalizations"))
+        if (linkOf(localization, "appStoreVersion") == versionID)
+            locales[id] = textOf(localization, "locale");
+    for (const auto& [id, set] : *all("appScreenshotSets"))
+        if (const auto locale = locales.find(linkOf(set, "appStoreVersionLocalization"));
+            locale != locales.end())
+            names[id] = setText(locale->second, textOf(set, "screenshotDisplayType"));
+    std::map<std::string, std::vector<std::pair<std::int64_t, HeldScreenshot>>> placed;
+    for (const auto& [id, shot] : *all("appScreenshots"))
+        if (const auto set = names.find(linkOf(shot, "appScreenshotSet")); set != names.end())
+            placed[set->second].emplace_back(
+                *shot.find("order")->integer(),
+                HeldScreenshot{id, textOf(shot, "fileName"), textOf(shot, "sourceFileChecksum"),
+                               *shot.at("attributes", "assetDeliveryState", "state")->text()});
+    HeldSets sets;
+    for (const auto& [id, name] : names)
+        sets[name];
+    for (auto& [name, shots] : placed) {
+        std::ranges::sort(shots, {}, [](const auto& one) { return one.first; });
+        for (auto& [order, shot] : shots)
+            sets[name].push_back(std::move(shot));
+    }
+    return sets;
+}
+
+HeldSets expectedSets(const std::vector<ScreenshotPushItem>& items) {
+    HeldSets sets;
+    for (const ScreenshotPushItem& item : items)
+        sets[setText(item.locale, item.displayType)].push_back(
+            {{}, item.fileName(), fileChecksum(item.fileURL), {}});
+    return sets;
+}
+
+HeldSets namesAndChecksums(HeldSets sets) {
+    std::erase_if(sets, [](const auto& set) { return set.second.empty(); });
+    for (auto& [name, shots] : sets)
+        for (HeldScreenshot& shot : shots)
+            shot = {{}, shot.fileName, shot.checksum, {}};
+    return sets;
+}
+
+} // namespace quorvel::test
