@@ -143,8 +143,9 @@ TEST_F(RecordCommands, tellsWhatBecameOfATreeOfTheOlderLayout) {
     std::filesystem::copy(next / "fr-FR", root / "fr-FR");
     const auto pushed = run({"push", "--yes"});
     EXPECT_EQ(pushed.status, 0) << pushed.all();
-    EXPECT_THAT(pushed.error, AllOf(HasSubstr("Carried 2 folders of the older layout over"),
-                                    HasSubstr("fr-FR stays where it is: ios/next/.brevant/asc/fr-FR is there already.")));
+    EXPECT_THAT(pushed.error,
+                AllOf(HasSubstr("Carried 2 folders of the older layout over"),
+                      HasSubstr("fr-FR stays where it is: ios/next/.brevant/asc/fr-FR is there already.")));
     EXPECT_THAT(pushed.out, HasSubstr("Pushed 1 field · 1 locale"));
     EXPECT_EQ(readFile(next / "de-DE/subtitle.txt"), "Von früher");
     const auto later = run({"status"});
