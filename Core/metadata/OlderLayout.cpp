@@ -3,7 +3,6 @@
 #include "Core/metadata/FolderTurn.h"
 #include "Core/metadata/Locales.h"
 #include "Platform/files/Files.h"
-#include "Platform/log/Log.h"
 #include "Platform/text/Text.h"
 
 #include <fmt/format.h>
@@ -126,14 +125,15 @@ class Carrier {
 
 } // namespace
 
-std::string OlderLayoutReport::description() const {
-    std::string text;
+std::vector<std::string> OlderLayoutReport::lines() const {
+    std::vector<std::string> lines;
     if (!moved.empty())
-        text = fmt::format("Carried {} {} of the older layout over, such as {} to {}.", moved.size(),
-                           moved.size() == 1 ? "folder" : "folders", moved.front().from, moved.front().to);
+        lines.push_back(fmt::format("Carried {} {} of the older layout over, such as {} to {}.", moved.size(),
+                                    moved.size() == 1 ? "folder" : "folders", moved.front().from,
+                                    moved.front().to));
     for (const LeftFolder& left : leftInPlace)
-        text += fmt::format("{}{}", text.empty() ? "" : "\n", left.explanation);
-    return text;
+        lines.push_back(left.explanation);
+    return lines;
 }
 
 OlderLayoutReport carryOverOlderLayout(const MetadataFolder& appFolder) {
@@ -158,7 +158,6 @@ OlderLayoutReport carryOverOlderLayout(const MetadataFolder& appFolder) {
         append(report.moved, done.moved);
         append(report.leftInPlace, done.leftInPlace);
     }
-    Logger("OlderLayout").info(report.description());
     return report;
 }
 

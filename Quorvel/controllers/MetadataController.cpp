@@ -3,7 +3,6 @@
 #include "Core/metadata/FolderTurn.h"
 #include "Core/metadata/MetadataDiff.h"
 #include "Core/metadata/MetadataError.h"
-#include "Core/metadata/OlderLayout.h"
 #include "Platform/task/Task.h"
 #include "Platform/text/Text.h"
 #include "Quorvel/controllers/AppContexts.h"
@@ -31,14 +30,6 @@ bool wasPulledInOlderLayout(const MetadataFolder& appFolder) {
     return std::ranges::any_of(RawValues<ASCPlatform>::values, [&](const auto& platform) {
         return isFolder({appFolder.platformFolder(platform.first).textsFolder(TextSide::pulled)});
     });
-}
-
-void carryOver(const MetadataFolder& appFolder) {
-    try {
-        (void)carryOverOlderLayout(appFolder);
-    } catch (const FileError& error) {
-        throw OperationRefused(Refusal::folderUnavailable, error.what());
-    }
 }
 
 // The part of the state that is read from a context's folder.
@@ -130,7 +121,23 @@ ManagedApp MetadataController::record() const {
     return *std::move(app);
 }
 
-MetadataFolder MetadataController::folderOf(const ManagedApp& app) const {
+void MetadataController::carryOver(const MetadataFolder& folder) {
+    OlderLayoutReport report;
+    try {
+        report = carryOverOlderLayout(folder);
+    } catch (const FileError& error) {
+        throw OperationRefused(Refusal::folderUnavailable, error.what());
+    }
+    const auto isTold = [&](const OlderLayoutReport& told) { // the folder is asked for again and again
+        return report.moved.empty() && report.leftInPlace == told.leftInPlace;
+    };
+    if (isTold(state()->olderLayout)) return;
+    for (const std::string& line : report.lines())
+        logger_.warning(line);
+    published_.update([&](MetadataState& state) { state.olderLayout = std::move(report); });
+}
+
+MetadataFolder MetadataController::folderOf(const ManagedApp& app) {
     MetadataFolder folder;
     try {
         folder = parts_.folder ? *parts_.folder : appFolderOf(app, parts_.home, apps_);
@@ -143,14 +150,14 @@ MetadataFolder MetadataController::folderOf(const ManagedApp& app) const {
     return folder;
 }
 
-MetadataController::Target MetadataController::targetOfTransfer() const {
+MetadataController::Target MetadataController::targetOfTransfer() {
     ManagedApp app = record();
     if (isBlank(app.appStoreId)) throw OperationRefused(Refusal::noAppStoreID);
     MetadataFolder folder = folderOf(app);
     return {std::move(app), std::move(folder)};
 }
 
-MetadataFolder MetadataController::folder() const {
+MetadataFolder MetadataController::folder() {
     return folderOf(record());
 }
 

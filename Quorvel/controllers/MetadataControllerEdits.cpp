@@ -36,8 +36,8 @@ void requireAppStoreLocale(std::string_view locale) {
 
 } // namespace
 
-ContextID MetadataController::contextForLocale(const Target& target, const std::optional<std::string>& given,
-                                               Run run) const {
+ContextID MetadataController::contextToFill(const Target& target, const std::optional<std::string>& given,
+                                            Run run) const {
     if (const auto known = AppContexts(target.folder, parts_.clock).known(given)) return *known;
     if (isBlank(target.app.appStoreId)) throw OperationRefused(Refusal::noAppStoreID);
     const auto contexts = contextsOf(parts_.client()->listAppStoreVersions(target.app.appStoreId));
@@ -56,7 +56,7 @@ MetadataController::addLocale(std::string_view locale, const std::optional<std::
         const Target target{app, folderOf(app)};
         std::optional<FileLock> turn;
         if (run == Run::perform) turn = takeTurnOf(target.folder, "the addition of a locale");
-        const MetadataStore store(target.folder.contextFolder(contextForLocale(target, context, run)));
+        const MetadataStore store(target.folder.contextFolder(contextToFill(target, context, run)));
         const auto folder = store.folder().localeFolder(locale);
         added = {std::string(locale), folder.native(), isFolder({folder})};
         if (run == Run::rehearse) return;
@@ -71,6 +71,18 @@ MetadataController::addLocale(std::string_view locale, const std::optional<std::
         showResult(target);
     });
     return added;
+}
+
+ContextID MetadataController::contextToFill(const std::optional<std::string>& context, Run run) {
+    ContextID found;
+    this->run(MetadataOperation::importTexts, [&](Operation&) {
+        const ManagedApp app = record();
+        const Target target{app, folderOf(app)};
+        std::optional<FileLock> turn;
+        if (run == Run::perform) turn = takeTurnOf(target.folder, describe(MetadataOperation::importTexts));
+        found = contextToFill(target, context, run);
+    });
+    return found;
 }
 
 void MetadataController::perform(MetadataOperation operation, const std::function<void()>& work) {

@@ -4,6 +4,7 @@
 #include "Core/metadata/FieldTexts.h"
 #include "Core/metadata/MetadataPuller.h"
 #include "Core/metadata/MetadataSnapshot.h"
+#include "Core/metadata/OlderLayout.h"
 #include "Core/metadata/PendingChange.h"
 #include "Core/metadata/PlatformContext.h"
 #include "Platform/json/RawValue.h"
@@ -21,8 +22,8 @@ template <>
 struct RawValues<MetadataOperation> {
     using M = MetadataOperation;
     static constexpr std::pair<M, std::string_view> values[] = {
-        {M::pull, "pull"},     {M::push, "push"},          {M::addLocale, "addLocale"},
-        {M::revert, "revert"}, {M::importTexts, "import"}, {M::tidy, "tidy"},     {M::translate, "translate"}};
+        {M::pull, "pull"},          {M::push, "push"}, {M::addLocale, "addLocale"}, {M::revert, "revert"},
+        {M::importTexts, "import"}, {M::tidy, "tidy"}, {M::translate, "translate"}};
 };
 
 /// The words for the metadata step of a release checklist.
@@ -61,6 +62,7 @@ struct MetadataState {
     LocaleSet disabledLocales;               // of the app
     std::optional<PullResult> lastPull;
     std::vector<PushOutcome> lastPush;
+    OlderLayoutReport olderLayout; // what became of a tree of the older layout when one was met last
 
     [[nodiscard]] std::optional<PlatformContext> selectedContext() const;
     [[nodiscard]] MetadataChecklist checklist() const;
