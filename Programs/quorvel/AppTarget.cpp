@@ -3,9 +3,12 @@
 #include "Core/metadata/MetadataError.h"
 #include "Programs/quorvel/AppLookup.h"
 #include "Programs/quorvel/Errors.h"
+#include "Programs/quorvel/Spelling.h"
 #include "Quorvel/workspace/AppFolder.h"
 
 #include <fmt/format.h>
+
+#include <algorithm>
 
 namespace quorvel {
 
@@ -73,10 +76,16 @@ LocaleSet AppTarget::disabledLocales() {
 std::optional<ContextID> AppTarget::givenContext() const {
     if (!invocation_.global.context) return std::nullopt;
     const auto context = parseContextID(*invocation_.global.context);
-    if (!context)
+    if (!context) {
+        const auto arguments = globalArguments();
+        const auto& known = std::ranges::find(arguments, "--context", &ArgumentSpec::name)->suggestions;
+        if (const auto nearest = nearestSpelling(*invocation_.global.context, known))
+            throw UsageError(fmt::format("{} is no context", quotedWord(*invocation_.global.context)),
+                             fmt::format("Did you mean {}?", *nearest));
         throw UsageError(fmt::format("{} is no context", quotedWord(*invocation_.global.context)),
                          "A context is ios, macos, tvos or visionos, a slash, and next or live, such as "
                          "ios/next.");
+    }
     return context;
 }
 

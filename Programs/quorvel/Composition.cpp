@@ -1,10 +1,13 @@
 #include "Programs/quorvel/Composition.h"
 
 #include "Core/asc/HTTPClient.h"
+#include "Platform/files/Files.h"
 #include "Platform/log/Log.h"
 #include "Programs/quorvel/Errors.h"
 
 #include <fmt/format.h>
+
+#include <cerrno>
 
 namespace quorvel {
 
@@ -94,12 +97,20 @@ std::shared_ptr<Composition::Connection> Composition::connect(const Credentials&
 }
 
 bool Composition::hasRecords() const {
-    std::error_code ignored;
-    return container_ || std::filesystem::exists(home_.applicationSupport() / storeFileNames[0], ignored);
+    if (container_) return true;
+    const auto store = home_.applicationSupport() / storeFileNames[0];
+    std::error_code error;
+    const auto type = std::filesystem::symlink_status(store, error).type();
+    if (type == std::filesystem::file_type::not_found) return false;
+    // What cannot be seen is not taken for what is not there, nor a link to a disk that is away.
+    if (type == std::filesystem::file_type::none || !std::filesystem::exists(store, error))
+        throw FileError(store, "cannot be reached", error ? error.value() : ENOENT);
+    return true;
 }
 
 SharedContainer Composition::container() {
     if (container_) return container_;
+    (void)hasRecords(); // no fresh store in place of one that cannot be reached
     const auto opened = ModelContainer::open(home_.applicationSupport(), clock());
     if (opened->rebuilt()) output_.warning(opened->rebuilt()->description());
     return container_ = opened;
