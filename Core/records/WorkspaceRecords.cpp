@@ -23,10 +23,10 @@ std::string usableName(Database& database, std::string_view name, std::string_vi
     if (graphemeCount(trimmed) > longestName)
         throw RecordError(fmt::format("The name of a workspace has at most {} characters; this one has {}.",
                                       longestName, graphemeCount(trimmed)));
-    if (selectOne<ManagedWorkspace>(database, "WHERE name = ?1 COLLATE NOCASE AND id <> ?2",
-                                    {trimmed, ownID}))
+    if (const auto other = selectOne<ManagedWorkspace>(
+            database, "WHERE name = ?1 COLLATE NOCASE AND id <> ?2", {trimmed, ownID}))
         throw RecordError(fmt::format("There is a workspace \"{}\" already; choose another name.",
-                                      escapeControls(trimmed)));
+                                      escapeControls(other->name)));
     return std::string(trimmed);
 }
 

