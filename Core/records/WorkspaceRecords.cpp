@@ -12,12 +12,21 @@ using namespace records;
 
 namespace {
 
+constexpr std::size_t longestName = 100;
+
 std::string usableName(Database& database, std::string_view name, std::string_view ownID) {
     const std::string_view trimmed = trim(name);
     if (trimmed.empty()) throw RecordError("A workspace needs a name.");
-    if (selectOne<ManagedWorkspace>(database, "WHERE name = ?1 AND id <> ?2", {trimmed, ownID}))
+    if (!isValidUTF8(trimmed)) throw RecordError("The name of a workspace must be UTF-8.");
+    if (escapeControls(trimmed) != trimmed)
+        throw RecordError("The name of a workspace is one line without control characters.");
+    if (graphemeCount(trimmed) > longestName)
+        throw RecordError(fmt::format("The name of a workspace has at most {} characters; this one has {}.",
+                                      longestName, graphemeCount(trimmed)));
+    if (const auto other = selectOne<ManagedWorkspace>(
+            database, "WHERE name = ?1 COLLATE NOCASE AND id <> ?2", {trimmed, ownID}))
         throw RecordError(fmt::format("There is a workspace \"{}\" already; choose another name.",
-                                      escapeControls(trimmed)));
+                                      escapeControls(other->name)));
     return std::string(trimmed);
 }
 

@@ -17,6 +17,7 @@ namespace quorvel {
 namespace {
 
 constexpr std::size_t namedAtMost = 20;
+constexpr std::string_view importHint = "Import one with 'quorvel apps import BUNDLE_ID'.";
 
 std::string listing(std::vector<std::string> names) {
     if (names.size() > namedAtMost) {
@@ -37,7 +38,7 @@ std::string listing(const std::vector<AccountApp>& apps) {
 }
 
 std::string listing(const std::vector<ManagedApp>& apps) {
-    if (apps.empty()) return "Import one with 'quorvel apps import BUNDLE_ID', or pull it.";
+    if (apps.empty()) return std::string(importHint);
     std::vector<std::string> names;
     for (const ManagedApp& app : apps)
         names.push_back(fmt::format("{} ({})", app.bundleId, app.displayName));
@@ -119,7 +120,7 @@ ManagedApp requireRecordedApp(Invocation& invocation, std::string_view wanted) {
 ManagedApp requireRecordedApp(Invocation& invocation) {
     if (auto found = meantRecord(invocation)) return *found;
     if (invocation.global.app) return requireRecordedApp(invocation, *invocation.global.app);
-    throw UsageError("say which app with --app", listing(std::vector<ManagedApp>{}));
+    throw CommandError(ExitStatus::notFound, "no app is recorded here", std::string(importHint));
 }
 
 std::vector<std::string> slugsOf(const std::vector<AccountApp>& apps) {
@@ -173,9 +174,11 @@ ManagedApp importAccountApp(Invocation& invocation, const AccountApp& app) {
         AppImporter(*composition.client(owner), composition.apps()).importApp(app, workspaceID);
     const auto workspace =
         imported.app.workspace ? composition.workspaces().find(*imported.app.workspace) : std::nullopt;
-    invocation.output.note(
-        fmt::format("{} {}{}.", imported.wasThere ? "Updated" : "Imported", imported.app.displayName,
-                    workspace ? fmt::format(" in the workspace \"{}\"", workspace->name) : ""));
+    const bool moved = recorded && recorded->workspace != imported.app.workspace;
+    invocation.output.note(fmt::format(
+        "{} {}{}.", imported.wasThere ? "Updated" : "Imported", imported.app.displayName,
+        workspace ? fmt::format("{} the workspace \"{}\"", moved ? ", moved to" : " in", workspace->name)
+                  : ""));
     return imported.app;
 }
 

@@ -2,8 +2,11 @@
 
 #include "Programs/quorvel/AppLookup.h"
 #include "Programs/quorvel/Errors.h"
+#include "Programs/quorvel/Spelling.h"
 
 #include <fmt/format.h>
+
+#include <algorithm>
 
 namespace quorvel {
 
@@ -53,7 +56,13 @@ LocaleSet AppTarget::disabledLocales() {
 
 std::optional<ContextID> AppTarget::givenContext() const {
     if (!invocation_.global.context) return std::nullopt;
-    return requireContextID(*invocation_.global.context);
+    const std::string& given = *invocation_.global.context;
+    const auto arguments = globalArguments();
+    const auto& known = std::ranges::find(arguments, "--context", &ArgumentSpec::name)->suggestions;
+    if (const auto nearest = nearestSpelling(given, known); nearest && !parseContextID(given))
+        throw UsageError(fmt::format("{} is no context", quotedWord(given)),
+                         fmt::format("Did you mean {}?", *nearest));
+    return requireContextID(given);
 }
 
 ContextID AppTarget::localContext() {

@@ -72,7 +72,7 @@ std::span<const ArgumentSpec> globalArguments() {
         {"--verbose", "", "Tell on standard error what is sent and how much of the quota is left"},
         {"--no-color", "", "No colours"},
         {"--yes", "", "Answer every question with yes"},
-        {"--dry-run", "", "Show the changes that would be made and make none"},
+        {"--dry-run", "", "Show the changes that would be made and make none, where a command lists it"},
         {"--workspace", "NAME", "The workspace to work in, instead of the active one"},
         {"--app", "ID",
          "The app: bundle id, App Store id, short name or name; the only recorded one when left out"},

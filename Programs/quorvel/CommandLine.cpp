@@ -16,6 +16,7 @@ namespace quorvel {
 
 namespace {
 
+constexpr std::string_view endOfOptions = "--";
 constexpr ArgumentSpec versionFlag{"--version", "", "Prints the version"};
 
 void add(CLI::App& app, const ArgumentSpec& argument) {
@@ -57,7 +58,7 @@ class Tree {
         collect(root_, globalArguments(), line.arguments);
         if (line.command) collect(*apps_.at(line.command->name), line.command->arguments, line.arguments);
         line.wantsVersion = root_.get_option(std::string(versionFlag.name))->count() > 0;
-        refuseUnknown(line, root_.remaining(true));
+        refuseUnknown(line, root_.remaining(true), words);
         return line;
     }
 
@@ -87,12 +88,16 @@ class Tree {
         return found;
     }
 
-    void refuseUnknown(const ParsedLine& line, const std::vector<std::string>& unknown) const {
+    void refuseUnknown(const ParsedLine& line, std::vector<std::string> unknown,
+                       const std::vector<std::string>& words) const {
+        std::erase(unknown, endOfOptions);
         if (unknown.empty()) return;
         const std::string& word = unknown.front();
         const std::string name = word.substr(0, word.find('='));
         std::vector<std::string_view> known;
-        const bool isOption = word.size() > 1 && word.front() == '-';
+        const auto end = std::ranges::find(words, endOfOptions);
+        const bool isOption =
+            word.size() > 1 && word.front() == '-' && std::find(words.begin(), end, word) != end;
         const bool takesSubcommand = !line.command || !line.command->run;
         if (isOption) {
             for (const auto specs : {globalArguments(), line.command ? std::span(line.command->arguments)
@@ -132,7 +137,9 @@ bool isOption(std::string_view word, const Command* command) {
     return word.starts_with("--") && (isIn(globalArguments()) || (command && isIn(command->arguments)));
 }
 
-void checkArguments(std::span<const ArgumentSpec> specs, const ParsedLine& line) {
+void checkArguments(std::span<const ArgumentSpec> specs, const ParsedLine& line,
+                    const std::vector<std::string>& words) {
+    const auto end = std::ranges::find(words, endOfOptions);
     for (const ArgumentSpec& spec : specs) {
         const auto values = line.arguments.values(spec.name);
         if (values.empty() && spec.need == ArgumentSpec::Need::required)
@@ -140,12 +147,18 @@ void checkArguments(std::span<const ArgumentSpec> specs, const ParsedLine& line)
                                          spec.isPositional() ? std::string(spec.name)
                                                              : fmt::format("{} {}", spec.name, spec.value)),
                              fmt::format("See 'quorvel {} --help'.", line.command->name));
-        if (spec.isFlag()) continue;
+        if (spec.isFlag()) {
+            const std::string withValue = fmt::format("{}=", spec.name);
+            if (std::any_of(words.begin(), end,
+                            [&](const std::string& word) { return word.starts_with(withValue); }))
+                throw UsageError(fmt::format("{} takes no value", spec.name));
+            continue;
+        }
         if (values.size() > 1 && spec.count == ArgumentSpec::Count::once)
             throw UsageError(fmt::format("{} is given more than once", spec.name));
         for (const std::string& value : values) {
             if (value.empty()) throw UsageError(fmt::format("the value of {} is empty", spec.name));
-            if (isOption(value, line.command))
+            if (isOption(value, line.command) && std::find(words.begin(), end, value) != end)
                 throw UsageError(
                     fmt::format("{} needs a value, and {} is an option", spec.name, quotedWord(value)));
             checkChoice(spec, value);
@@ -156,7 +169,7 @@ void checkArguments(std::span<const ArgumentSpec> specs, const ParsedLine& line)
 // An unset variable behind an option ("--app=") must not swallow the next word, nor an option be a value.
 void refuseMissingValues(const std::vector<std::string>& words) {
     for (const std::string& word : words) {
-        if (word == "--") return;
+        if (word == endOfOptions) return;
         if (word.starts_with("--") && word.ends_with('=') && word.find('=') == word.size() - 1)
             throw UsageError(fmt::format("the value of {} is empty",
                                          quotedWord(std::string_view(word).substr(0, word.size() - 1))));
@@ -177,8 +190,8 @@ ParsedLine parseCommandLine(const std::vector<std::string>& words) {
         throw UsageError(error.what());
     }
     if (line.arguments.has("--help") || line.wantsVersion) return line;
-    checkArguments(globalArguments(), line);
-    if (line.command) checkArguments(line.command->arguments, line);
+    checkArguments(globalArguments(), line, words);
+    if (line.command) checkArguments(line.command->arguments, line, words);
     return line;
 }
 

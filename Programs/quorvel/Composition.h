@@ -47,9 +47,11 @@ class Composition {
     /// `EndpointsError`.
     [[nodiscard]] std::shared_ptr<const CommandClient> client(const KeyOwner& owner = {});
 
-    /// Whether anything was ever recorded in this home; makes nothing.
+    /// Whether anything was ever recorded in this home; makes nothing. Throws `FileError` when that cannot
+    /// be told.
     [[nodiscard]] bool hasRecords() const;
-    /// Opens the records, and warns when they had to be made anew. Throws `StoreError`.
+    /// Opens the records, and warns when they had to be made anew. Throws `StoreError`, and `FileError` as
+    /// `hasRecords`.
     [[nodiscard]] SharedContainer container();
     [[nodiscard]] AppRecords apps() { return {container(), clock()}; }
     [[nodiscard]] WorkspaceRecords workspaces() { return {container(), clock()}; }

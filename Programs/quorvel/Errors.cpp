@@ -3,6 +3,7 @@
 #include "Core/ai/ClaudeError.h"
 #include "Core/asc/ASCError.h"
 #include "Core/asc/Endpoints.h"
+#include "Core/metadata/Locales.h"
 #include "Core/metadata/MetadataError.h"
 #include "Platform/task/Task.h"
 #include "Platform/text/Text.h"
@@ -21,6 +22,8 @@ constexpr std::size_t longestQuote = 60;
 constexpr std::string_view setKeyHint =
     "Store one with 'quorvel auth set --key-id ID --issuer-id ID --p8 FILE', or set ASC_KEY_ID, "
     "ASC_ISSUER_ID and ASC_PRIVATE_KEY_PATH.";
+
+constexpr std::string_view chooseFolderHint = "'quorvel apps set APP --folder DIR' names another.";
 
 std::string onOneLine(std::string_view text) {
     std::string line;
@@ -69,10 +72,16 @@ ErrorReport reportOf(const MetadataError& error) {
         {"UNKNOWN_CONTEXT", ExitStatus::notFound, "Choose one with --context."},
         {"INVALID_CONTEXT", ExitStatus::usage, ""},
         {"INVALID_LOCALE", ExitStatus::usage, ""},
-        {"UNKNOWN_LOCALE", ExitStatus::notFound, ""},
+        {"LOST_FOLDER", ExitStatus::notFound, chooseFolderHint},
+        {"BAD_BOOKMARK", ExitStatus::notFound, chooseFolderHint},
         {"UNKNOWN_RUN", ExitStatus::notFound, "'quorvel history' lists the runs."},
         {"UNKNOWN_APP", ExitStatus::notFound, "'quorvel apps --all' lists those that are recorded."},
     };
+    if (error.code() == "UNKNOWN_LOCALE") {
+        const auto nearest = nearestAppStoreLocale(error.where().locale);
+        return {ExitStatus::notFound, onOneLine(error.what()),
+                nearest && *nearest != error.where().locale ? fmt::format("Did you mean {}?", *nearest) : ""};
+    }
     for (const Meaning& meaning : meanings)
         if (error.code() == meaning.code)
             return {meaning.status, onOneLine(error.what()), std::string(meaning.hint)};
@@ -94,10 +103,14 @@ ErrorReport reportOf(const OperationRefused& error) {
     switch (error.refusal()) {
     case Refusal::operationRunning:
     case Refusal::noAppStoreID:
-        return report(ExitStatus::failed);
-    case Refusal::folderNotResolved:
     case Refusal::folderUnavailable:
-        return report(ExitStatus::notFound, "'quorvel apps set APP --folder DIR' names another.");
+        return report(ExitStatus::failed);
+    case Refusal::folderNotResolved: {
+        ErrorReport lost = report(ExitStatus::notFound);
+        lost.text = fmt::format("{} {}", lost.text, lost.hint);
+        lost.hint = chooseFolderHint;
+        return lost;
+    }
     case Refusal::noVersions:
         return report(ExitStatus::notFound, "Make one with 'quorvel versions create'.");
     case Refusal::noContextSelected:

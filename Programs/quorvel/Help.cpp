@@ -19,6 +19,11 @@ struct Entry {
     std::string description;
 };
 
+struct HelpRecord {
+    std::string help;
+    QUORVEL_RECORD(HelpRecord, help)
+};
+
 std::string nameWithValue(const ArgumentSpec& argument) {
     std::string name = argument.name == "--help" ? "-h, --help" : std::string(argument.name);
     if (!argument.value.empty() && !argument.isPositional()) name += fmt::format(" {}", argument.value);
@@ -121,7 +126,7 @@ std::string helpOf(const Command& command) {
     for (const ArgumentSpec& argument : globalArguments()) {
         if (std::ranges::find(command.heeds, argument.name) != command.heeds.end())
             heeded.push_back(entryOf(argument));
-        else
+        else if (argument.name != "--dry-run") // refused where it is not heeded
             others.push_back(argument.name);
     }
     options.insert(options.end(), heeded.begin(), heeded.end());
@@ -132,6 +137,13 @@ std::string helpOf(const Command& command) {
     return text + "\n" +
            paragraphs(
                fmt::format("Options of all commands (see 'quorvel --help'): {}.", fmt::join(others, ", ")));
+}
+
+ExitStatus showHelp(Output& output, const Command* command) {
+    const std::string text = command ? helpOf(*command) : helpOfProgram();
+    output.document(HelpRecord{text});
+    if (!output.isJSON()) output.raw(text);
+    return ExitStatus::done;
 }
 
 } // namespace quorvel

@@ -2,6 +2,7 @@
 #pragma once
 
 #include "Programs/quorvel/Command.h"
+#include "Programs/quorvel/Output.h"
 
 #include <string>
 
@@ -11,5 +12,7 @@ namespace quorvel {
 [[nodiscard]] std::string helpOfProgram();
 /// The help of a command, or of a group and its members.
 [[nodiscard]] std::string helpOf(const Command& command);
+/// Prints the help of a command, or the overview where there is none, in the form of the output.
+ExitStatus showHelp(Output& output, const Command* command);
 
 } // namespace quorvel

@@ -3,6 +3,7 @@
 #include "Platform/text/Text.h"
 
 #include <fmt/format.h>
+#include <fmt/ranges.h>
 
 #include <algorithm>
 #include <array>
@@ -37,15 +38,22 @@ std::vector<std::string> piecesOf(std::string_view text, Table::Fit fit, std::si
     return {fit == Table::Fit::cut ? cutToWidth(shown, width) : shown};
 }
 
-// Each line broken at blanks where the terminal would break it within a word.
+// Each line broken at blanks where the terminal would break it within a word, as far in as it begins.
 std::string wrapped(const std::string& text, std::size_t width) {
     if (width == 0) return text;
     std::string result;
     std::size_t position = 0;
     while (position <= text.size()) {
         const std::size_t end = std::min(text.find('\n', position), text.size());
-        for (const std::string& line : wrap(std::string_view(text).substr(position, end - position), width))
-            result += (result.empty() ? "" : "\n") + line;
+        const std::string_view line = std::string_view(text).substr(position, end - position);
+        const std::size_t indent = std::min(line.find_first_not_of(' '), line.size());
+        if (position > 0) result += '\n';
+        if (displayWidth(line) <= width || indent >= width)
+            result += line;
+        else
+            result += fmt::format(
+                "{}{}", line.substr(0, indent),
+                fmt::join(wrap(line.substr(indent), width - indent), "\n" + std::string(indent, ' ')));
         position = end + 1;
     }
     return result;
@@ -61,6 +69,10 @@ Output::Output(const Streams& streams, Form form, Noise noise, Colour colour)
       errorColours_(colour == Colour::automatic && streams.errorIsTerminal) {}
 
 void Output::line(std::string_view text) {
+    styledLine(wrapped(printable(text), streams_.outIsTerminal ? streams_.width : 0));
+}
+
+void Output::verbatim(std::string_view text) {
     styledLine(printable(text));
 }
 
@@ -75,12 +87,14 @@ void Output::raw(std::string_view text) {
     streams_.out(text);
 }
 
-void Output::table(const Table& table) {
+void Output::table(const Table& whole) {
     if (isJSON()) return;
     const std::size_t maximum = streams_.outIsTerminal ? streams_.width : 0;
+    const Table table = fitted(whole, maximum);
     const auto widths = columnWidths(table, maximum);
     const auto end = [&](std::string& text) {
-        styledLine(std::string_view(text).substr(0, text.find_last_not_of(' ') + 1));
+        const std::size_t used = text.find_last_not_of(' ') + 1;
+        if (used > 0) styledLine(std::string_view(text).substr(0, used));
         text.clear();
     };
     const auto print = [&](const std::vector<Table::Cell>& cells, bool isTitle) {
@@ -101,10 +115,12 @@ void Output::table(const Table& table) {
                     end(text);
                     text.assign(start, ' ');
                 }
-                const bool bare = isLeft && index + 1 == widths.size();
-                text += styled(style,
-                               bare ? pieces[piece]
-                                    : padToWidth(pieces[piece], widths[index], table.columns[index].align));
+                const std::string padded =
+                    padToWidth(pieces[piece], widths[index], table.columns[index].align);
+                const std::size_t lead = isLeft ? 0 : padded.size() - pieces[piece].size();
+                text.append(lead, ' ');
+                text += styled(style, pieces[piece]);
+                text.append(padded.size() - pieces[piece].size() - lead, ' ');
             }
             text.append(tableLayout::gap, ' ');
             start += widths[index] + tableLayout::gap;
@@ -146,9 +162,11 @@ void Output::warning(std::string_view text) {
 
 void Output::error(std::string_view text, std::string_view hint) {
     clearProgress();
-    const std::string lead = errorColours_ ? withStyle(Style::red, "quorvel:") : "quorvel:";
-    streams_.error(lead + " " + printable(text) + "\n");
-    if (!hint.empty()) streams_.error("  " + printable(hint) + "\n");
+    constexpr std::string_view plainLead = "quorvel:";
+    const std::string lead = errorColours_ ? withStyle(Style::red, plainLead) : std::string(plainLead);
+    const std::string whole = wrapped(fmt::format("{} {}", plainLead, printable(text)), messageWidth());
+    streams_.error(lead + whole.substr(plainLead.size()) + "\n");
+    if (!hint.empty()) streams_.error(wrapped("  " + printable(hint), messageWidth()) + "\n");
 }
 
 void Output::progress(std::string_view text) {
@@ -165,7 +183,7 @@ void Output::clearProgress() {
 
 std::optional<std::string> Output::ask(std::string_view question) {
     clearProgress();
-    streams_.error(printable(question) + " ");
+    streams_.error(wrapped(printable(question), messageWidth()) + " ");
     return streams_.readLine();
 }
 

@@ -28,8 +28,11 @@ class Output {
     [[nodiscard]] bool hasDocument() const { return hasDocument_; }
     [[nodiscard]] const Streams& streams() const { return streams_; }
 
-    /// A line of the result, or several; control characters are escaped. Nothing with --json.
+    /// A line of the result, or several, broken at blanks on a terminal; control characters are escaped.
+    /// Nothing with --json.
     void line(std::string_view text = {});
+    /// Like `line`, but not broken.
+    void verbatim(std::string_view text);
     /// Like `line`, for a text with styles whose parts were escaped.
     void styledLine(std::string_view text);
     void table(const Table& table);

@@ -70,8 +70,8 @@ void noteQuota(Output& output, const Composition& composition) {
 ExitStatus showDryRun(Output& output, const PlannedRequest& request) {
     const PlannedRequestRecord record = recordOf(request);
     output.document(DryRunRecord{{record}});
-    output.line(fmt::format("{} {}\n{}", record.method, record.path,
-                            encodeJSON(record.body, {JSONLayout::pretty, JSONKeyOrder::declared})));
+    output.verbatim(fmt::format("{} {}\n{}", record.method, record.path,
+                                encodeJSON(record.body, {JSONLayout::pretty, JSONKeyOrder::declared})));
     output.note("Dry run: nothing was sent.");
     return ExitStatus::done;
 }
@@ -124,8 +124,7 @@ class CommandLog {
 ExitStatus runParsed(const ParsedLine& line, const GlobalOptions& global, Output& output,
                      const Surroundings& surroundings) {
     if (line.arguments.has("--help")) {
-        output.raw(line.command ? helpOf(*line.command) : helpOfProgram());
-        return ExitStatus::done;
+        return showHelp(output, line.command);
     }
     if (line.wantsVersion) {
         output.line(versionLine());
@@ -157,7 +156,8 @@ ExitStatus run(const std::vector<std::string>& words, const Surroundings& surrou
     ParsedLine line;
     GlobalOptions global;
     // A line that is not understood still says how it wants to be answered.
-    global.json = std::ranges::find(words, "--json") != words.end();
+    const auto end = std::ranges::find(words, "--");
+    global.json = std::find(words.begin(), end, "--json") != end;
     try {
         line = parseCommandLine(words);
         global = GlobalOptions::from(line.arguments);

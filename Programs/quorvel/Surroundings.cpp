@@ -46,6 +46,7 @@ std::size_t readSome(char* buffer, std::size_t size) {
     while (true) {
         awaitInput();
         const ssize_t count = ::read(STDIN_FILENO, buffer, size);
+        checkCancellation(); // a terminal that goes away with Ctrl-C gives no answer
         if (count >= 0) return static_cast<std::size_t>(count);
         if (errno != EINTR && errno != EAGAIN) return 0;
     }

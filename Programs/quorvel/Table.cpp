@@ -19,6 +19,10 @@ std::size_t widthOf(std::string_view text) {
     return plain ? text.size() : displayWidth(text);
 }
 
+bool mayBeNarrowed(Table::Fit fit) {
+    return fit == Table::Fit::cut || fit == Table::Fit::wrap;
+}
+
 } // namespace
 
 std::string cutToWidth(std::string_view text, std::size_t width) {
@@ -55,7 +59,7 @@ std::vector<std::size_t> columnWidths(const Table& table, std::size_t maximum) {
     while (total() > maximum) {
         std::size_t* widest = nullptr;
         for (std::size_t index = 0; index < widths.size(); ++index)
-            if (table.columns[index].fit != Table::Fit::keep && (!widest || widths[index] > *widest))
+            if (mayBeNarrowed(table.columns[index].fit) && (!widest || widths[index] > *widest))
                 widest = &widths[index];
         const bool last = widest == &widths.back();
         const bool wraps = table.columns.back().fit == Table::Fit::wrap;
@@ -63,6 +67,21 @@ std::vector<std::size_t> columnWidths(const Table& table, std::size_t maximum) {
         --*widest;
     }
     return widths;
+}
+
+Table fitted(Table table, std::size_t maximum) {
+    while (maximum > 0) {
+        const auto widths = columnWidths(table, 0);
+        if (std::accumulate(widths.begin(), widths.end(), gap * table.columns.size()) <= maximum + gap) break;
+        const auto last = std::ranges::find(table.columns.rbegin(), table.columns.rend(), Table::Fit::drop,
+                                            &Table::Column::fit);
+        if (last == table.columns.rend()) break;
+        const auto index = std::distance(last, table.columns.rend()) - 1;
+        table.columns.erase(table.columns.begin() + index);
+        for (auto& row : table.rows)
+            if (index < std::ssize(row)) row.erase(row.begin() + index);
+    }
+    return table;
 }
 
 std::vector<std::string> wrap(std::string_view text, std::size_t width) {

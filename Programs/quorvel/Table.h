@@ -13,8 +13,8 @@ enum class Style;
 struct Table {
     enum class Align { left, right };
     /// What becomes of a column when the table is wider than the terminal: kept whole, for words that
-    /// somebody types again; cut; or broken at blanks, for the sentences of a last column.
-    enum class Fit { keep, cut, wrap };
+    /// somebody types again; cut; broken at blanks, for the sentences of a last column; or left out.
+    enum class Fit { keep, cut, wrap, drop };
     struct Column {
         std::string title;
         Align align = Align::left;
@@ -40,6 +40,10 @@ constexpr std::size_t continuation = 4; // before a row's further lines
 [[nodiscard]] std::string cutToWidth(std::string_view text, std::size_t width);
 /// `text` filled up with blanks to `width` terminal cells.
 [[nodiscard]] std::string padToWidth(std::string_view text, std::size_t width, Table::Align align);
+
+/// `table` without those columns that may be left out, the last first, as far as it takes more than
+/// `maximum` terminal cells (0: no bound).
+[[nodiscard]] Table fitted(Table table, std::size_t maximum);
 
 /// The widths of the columns in terminal cells, the widest of those that may be narrowed until the whole
 /// takes at most `maximum` (0: no bound); two blanks stand between columns.

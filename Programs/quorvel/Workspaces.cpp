@@ -68,6 +68,15 @@ KeyOwner currentKeyOwner(Invocation& invocation) {
     return {.appID = {}, .workspaceID = workspace ? std::optional(workspace->id) : std::nullopt};
 }
 
+std::string callInWorkspace(Invocation& invocation) {
+    const auto& given = invocation.global.workspace;
+    if (!given) return "quorvel";
+    const ManagedWorkspace meant = requireWorkspace(invocation, *given);
+    if (invocation.composition.activeWorkspace().id() == meant.id) return "quorvel";
+    const bool isWord = meant.name.find_first_of(" '\"\\$`&;|<>()*?!#~") == std::string::npos;
+    return fmt::format("quorvel --workspace {}", isWord ? meant.name : fmt::format("\"{}\"", meant.name));
+}
+
 void confirmRemoval(Invocation& invocation, std::string_view question) {
     Output& output = invocation.output;
     if (invocation.global.yes) return;

@@ -24,6 +24,9 @@ namespace quorvel {
 /// The owner of the key with which a command talks to App Store Connect when no recorded app is concerned.
 [[nodiscard]] KeyOwner currentKeyOwner(Invocation& invocation);
 
+/// "quorvel", with the --workspace that leads to the same place as this command's.
+[[nodiscard]] std::string callInWorkspace(Invocation& invocation);
+
 /// Asks before something goes away, unless --yes answers; says that nothing was changed, as `CommandError`,
 /// when the answer is no, and as `UsageError` where nobody can be asked.
 void confirmRemoval(Invocation& invocation, std::string_view question);

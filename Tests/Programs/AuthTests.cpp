@@ -197,7 +197,11 @@ TEST_F(Auth, usesTheKeyOfAnAppBeforeThatOfItsWorkspaceAndTheGlobalOne) {
     ASSERT_EQ(set({"--workspace", "My apps"}), 0);
     EXPECT_EQ(sourceOf({}), "the workspace's key");
     EXPECT_EQ(run({"apps", "--remote"}).status, 0);
-    EXPECT_EQ(run({"auth", "forget", "--app", app, "--yes"}).status, 0);
+    const auto forgotten = run({"auth", "forget", "--app", app, "--yes"});
+    EXPECT_EQ(forgotten.status, 0);
+    EXPECT_THAT(forgotten.out, HasSubstr("the key of the app \"Mosswick: Garden Journal\", is forgotten."));
+    EXPECT_THAT(forgotten.error, HasSubstr("still applies (from: the workspace's key)."));
+    EXPECT_THAT(run({"auth", "forget"}).out, HasSubstr("the global key is not stored."));
     EXPECT_EQ(sourceOf({"--app", app}), "the workspace's key");
     EXPECT_EQ(run({"auth", "check", "--app", app}).status, 0);
     // A whole key of the environment goes before all of them.

@@ -66,6 +66,9 @@ TEST_F(CommandLine, namesWhatIsWrongAndTheNearestSpelling) {
         {{"help", "auth", "sett"}, "unknown command \"auth sett\"", "Did you mean auth set?"},
         {{"frobnicate"}, "unknown command \"frobnicate\"", "--help"},
         {{"auth"}, "\"auth\" needs a command", "auth --help"},
+        {{"apps", "--json=1"}, "--json takes no value", ""},
+        {{"apps", "--all=yes"}, "--all takes no value", ""},
+        {{"apps", "--", "--all"}, "unknown argument \"--all\"", ""},
         {{"auth", "chekc"}, "unknown command \"chekc\" of \"auth\"", "Did you mean check?"},
         {{"pull", "--flder", "x"}, "unknown option \"--flder\"", "Did you mean --folder?"},
         {{"pull", "--flder=x"}, "unknown option \"--flder\"", "Did you mean --folder?"},
@@ -104,7 +107,7 @@ TEST_F(CommandLine, namesWhatIsWrongAndTheNearestSpelling) {
         EXPECT_THAT(result.out, IsEmpty()) << joined(one.words);
 
         auto words = one.words;
-        words.push_back("--json");
+        words.insert(words.begin(), "--json");
         if (joined(one.words).ends_with("--app")) continue;
         const auto json = run(words);
         EXPECT_EQ(json.status, result.status) << joined(words);
@@ -127,6 +130,14 @@ TEST_F(CommandLine, helpsForEveryCommandAndAcceptsGlobalOptionsOnBothSides) {
         EXPECT_THAT(help.out, HasSubstr("Usage: quorvel " + joined(command))) << joined(words);
         EXPECT_THAT(help.error, IsEmpty());
     }
+    for (const std::vector<std::string>& words :
+         {std::vector<std::string>{"help", "push"}, {"push", "--help"}}) {
+        auto asJSON = words;
+        asJSON.push_back("--json");
+        EXPECT_EQ(*onlyDocument(run(asJSON).out).find("help")->text(), run(words).out);
+    }
+    EXPECT_THAT(run({"push", "--help"}).out, HasSubstr("--dry-run"));
+    EXPECT_THAT(run({"pull", "--help"}).out, Not(HasSubstr("--dry-run")));
     EXPECT_THAT(run({"--help"}).out, HasSubstr("Usage: quorvel COMMAND"));
     EXPECT_EQ(run({"help"}).out, run({"--help"}).out);
     EXPECT_EQ(run({"help", "push"}).out, run({"push", "--help"}).out);

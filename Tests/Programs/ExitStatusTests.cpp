@@ -1,6 +1,7 @@
 #include "Tests/Programs/MetadataFixture.h"
 
 #include <signal.h>
+#include <unistd.h>
 
 #include <thread>
 
@@ -12,6 +13,9 @@ using testing::HasSubstr;
 using ExitStatuses = MetadataCommands;
 
 TEST_F(ExitStatuses, endsWithTheStatusThatTellsWhy) {
+    const auto nothing = run({"status"});
+    EXPECT_EQ(nothing.status, 4);
+    EXPECT_THAT(nothing.error, HasSubstr("'quorvel apps import BUNDLE_ID'"));
     const auto unnamed = run({"pull"});
     EXPECT_EQ(unnamed.status, 2);
     EXPECT_THAT(unnamed.error, testing::AllOf(HasSubstr("say which app with --app"), HasSubstr(app)));
@@ -32,6 +36,11 @@ TEST_F(ExitStatuses, endsWithTheStatusThatTellsWhy) {
         {"an unknown run", {"history", "show", "f00"}, 4, "has no run \"f00\""},
         {"an app that is not recorded", {"history", "--app", "pocket-tides"}, 4, "no app \"pocket-tides\""},
         {"a context that is none", {"pull", "--app", app, "--context", "ios"}, 2, "ios/next"},
+        {"a context in capitals", {"status", "--context", "IOS/Next"}, 2, "Did you mean ios/next?"},
+        {"a locale in capitals",
+         {"push", "--app", app, "--folder", "texts", "--locale", "EN-us"},
+         4,
+         "Did you mean en-US?"},
         {"a context without a version", {"pull", "--app", app, "--context", "tvos/next"}, 4, "tvos/next"},
         {"a locale that is not there",
          {"push", "--app", app, "--folder", "texts", "--locale", "xx"},
@@ -45,6 +54,10 @@ TEST_F(ExitStatuses, endsWithTheStatusThatTellsWhy) {
          {"push", "--app", "pocket-tides", "--folder", "texts"},
          1,
          "another app"},
+        {"a folder that cannot be made",
+         {"pull", "--app", app, "--folder", "texts/ios/next/de-DE/name.txt/x"},
+         1,
+         "name.txt"},
         {"a pull over another app", {"pull", "--app", "pocket-tides", "--folder", "texts"}, 1, "another app"},
         {"no such tree", {"metadata", "import", "nowhere", "--folder", "texts"}, 4, "nowhere"},
     };
@@ -54,6 +67,17 @@ TEST_F(ExitStatuses, endsWithTheStatusThatTellsWhy) {
         EXPECT_THAT(result.error, HasSubstr(one.text)) << one.what;
     }
 
+    ASSERT_EQ(run({"apps", "set", app, "--folder", "own"}).status, 0);
+    std::filesystem::remove(folder / "own");
+    for (const std::vector<std::string>& words :
+         {std::vector<std::string>{"pull"}, {"push"}, {"status"}, {"screenshots", "pull"}}) {
+        auto ofApp = words;
+        ofApp.insert(ofApp.end(), {"--app", app});
+        const auto lost = run(ofApp);
+        EXPECT_EQ(lost.status, 4) << words[0] << "\n" << lost.all();
+        EXPECT_THAT(lost.error, testing::AllOf(HasSubstr("own: the metadata folder"),
+                                               HasSubstr("'quorvel apps set APP")));
+    }
     const std::string versionID = [&] {
         const JSONValue versions = document({"versions", "--app", app, "--platform", "ios"});
         for (const JSONValue& version : *versions.items())
@@ -88,6 +112,24 @@ TEST_F(ExitStatuses, endsWithTheStatusThatTellsWhy) {
     const auto nobody = run({"apps", "--remote"});
     EXPECT_EQ(nobody.status, 3);
     EXPECT_THAT(nobody.error, HasSubstr("quorvel auth set"));
+}
+
+TEST_F(ExitStatuses, takesNoStoreThatCannotBeReachedForAnEmptyOne) {
+    const auto store = folder / "home/Library/Application Support/default.store";
+    createFolders(store.parent_path());
+    std::filesystem::create_symlink(folder / "unplugged/default.store", store);
+    for (const std::vector<std::string>& words :
+         {std::vector<std::string>{}, {"apps"}, {"workspaces"}, {"status"}, {"history"}}) {
+        const auto result = run(words);
+        EXPECT_EQ(result.status, 1) << result.all();
+        EXPECT_THAT(result.error, HasSubstr(store.string()));
+    }
+    EXPECT_TRUE(std::filesystem::is_symlink(store)); // and is not replaced
+    if (geteuid() == 0) return;                      // whom no folder is closed to
+    std::filesystem::remove(store);
+    std::filesystem::permissions(store.parent_path(), std::filesystem::perms::none);
+    EXPECT_EQ(run({"apps"}).status, 1);
+    std::filesystem::permissions(store.parent_path(), std::filesystem::perms::owner_all);
 }
 
 TEST_F(ExitStatuses, writesIntoNoConnectionWhenItsStreamsAreClosed) {
@@ -126,6 +168,23 @@ TEST_F(ExitStatuses, canBeInterrupted) {
     const auto result = waiting.wait();
     EXPECT_EQ(result.status, 130);
     EXPECT_THAT(result.error, HasSubstr("Cancelled."));
+
+    server.setFaults({});
+    ASSERT_EQ(pull().status, 0);
+    for (const auto* locale : {"da", "de-DE", "fi", "fr-FR", "it", "ja", "ko", "sv", "tr", "vi"})
+        write(locale, "subtitle.txt", "Eins");
+    server.setFaults({{.route = "PATCH /v1/appInfoLocalizations/*", .status = 429, .retryAfter = 600}});
+    server.forgetRequests();
+    ChildProgram pushing(call({"push", "--app", app, "--folder", "texts"}));
+    while (changesSent() == 0)
+        std::this_thread::yield();
+    pushing.signal(SIGINT);
+    const auto cancelled = pushing.wait();
+    EXPECT_EQ(cancelled.status, 130) << cancelled.all();
+    // Those under way may have been taken; the others were not sent, which is said once.
+    EXPECT_THAT(cancelled.out, testing::ContainsRegex("vi +Subtitle +not sent"));
+    EXPECT_THAT(cancelled.error, testing::ContainsRegex("warning: the push was cancelled; [1-9] fields not"));
+    EXPECT_THAT(cancelled.error, testing::Not(HasSubstr("warning: vi")));
 }
 
 } // namespace

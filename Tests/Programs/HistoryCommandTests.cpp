@@ -51,6 +51,14 @@ TEST_F(MetadataCommands, listsShowsAndRevertsARun) {
     ASSERT_EQ(run({"pull", "--app", app, "--folder", "second"}).status, 0);
     EXPECT_EQ(readFile(folder / "second/ios/next/de-DE/subtitle.txt"), subtitle);
     EXPECT_EQ(readFile(folder / "second/ios/next/ja/keywords.txt"), keywords);
+
+    // What had no text before is removed by the next push only when that is allowed to.
+    write("sv", "promotional_text.txt", "");
+    ASSERT_EQ(push({"--locale", "sv", "--allow-clear"}).status, 0);
+    write("sv", "promotional_text.txt", "Nytt");
+    ASSERT_EQ(push({"--locale", "sv"}).status, 0);
+    EXPECT_THAT(run({"history", "revert", "last", "--folder", "texts"}).out,
+                HasSubstr("'quorvel push --allow-clear' sends that."));
 }
 
 } // namespace

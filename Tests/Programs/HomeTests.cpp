@@ -53,7 +53,28 @@ TEST_F(HomeCommand, groupsTheAppsByWhatTheyNeed) {
     EXPECT_EQ(*document({}).find("attentionCount")->integer(), 3);
     // A damaged text keeps nobody from seeing the rest.
     writeFileAtomically(journal, "\xff");
-    EXPECT_EQ(run({}).status, 0);
+    const auto damaged = run({});
+    EXPECT_EQ(damaged.status, 0);
+    EXPECT_THAT(damaged.error, HasSubstr("warning: Mosswick: Garden Journal: " + journal.string()));
+    EXPECT_THAT(run({"--app", "pocket-tides"}).out,
+                AllOf(HasSubstr("My apps · 1 app\n"), HasSubstr("Pocket Tides")));
+    EXPECT_EQ(run({"--app", "nobody"}).status, 4);
+}
+
+TEST_F(HomeCommand, tellsOfAWorkspaceWithoutApps) {
+    ASSERT_EQ(run({"apps", "import", app}).status, 0);
+    EXPECT_THAT(run({}).out, HasSubstr("  quorvel pull --app mosswick-garden-journal"));
+    ASSERT_EQ(run({"workspaces", "create", "Two words"}).status, 0);
+    const auto empty = run({"--workspace", "two words"});
+    EXPECT_THAT(empty.out, AllOf(HasSubstr("Two words · 0 apps\n"), HasSubstr("'quorvel apps --all'"),
+                                 Not(HasSubstr("Welcome"))));
+    // Hints lead to where the command worked.
+    const auto moved = run({"apps", "import", app, "--workspace", "Two words"});
+    EXPECT_THAT(moved.error, HasSubstr("Garden Journal, moved to the workspace \"Two words\"."));
+    EXPECT_THAT(moved.out, HasSubstr("'quorvel --workspace \"Two words\" pull --all-apps'"));
+    ASSERT_EQ(run({"workspaces", "use", "Two words"}).status, 0);
+    EXPECT_THAT(run({"workspaces", "delete", "Two words", "--yes"}).error,
+                HasSubstr("The workspace \"My apps\" is active now."));
 }
 
 TEST_F(HomeCommand, pullsAllAndTellsWhatFailed) {

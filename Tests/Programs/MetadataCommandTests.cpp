@@ -57,6 +57,8 @@ TEST_F(MetadataCommands, pullsEditsComparesAndPushesWithTheFewestRequests) {
     const auto pushed = push();
     EXPECT_EQ(pushed.status, 7) << pushed.all(); // a text is too long, and one would be removed
     EXPECT_THAT(pushed.out, HasSubstr("Pushed 4 fields · 2 locales"));
+    EXPECT_THAT(pushed.out, testing::StartsWith("4 changes left out:\n"));
+    EXPECT_THAT(pushed.out, HasSubstr("\n\nLocale "));
     for (const auto* leftOut : {"default Name: ", "fr-FR Name: ", "it Keywords: ", "sv Promo text: "})
         EXPECT_THAT(pushed.out, HasSubstr(leftOut));
     EXPECT_EQ(changesSent(), 3u);
@@ -74,7 +76,7 @@ TEST_F(MetadataCommands, pullsEditsComparesAndPushesWithTheFewestRequests) {
 }
 
 TEST_F(MetadataCommands, putsAnEditAsideBeforeAPullReplacesIt) {
-    ASSERT_EQ(pull().status, 0);
+    EXPECT_THAT(pull().out, HasSubstr("3.5 (ios/next, PREPARE_FOR_SUBMISSION): 40 locales"));
     const std::string before = read("ja", "subtitle.txt");
     write("ja", "subtitle.txt", "編集");
     const auto left = run({"pull", "--app", app, "--folder", "texts", "--leave-edits"});
@@ -107,16 +109,21 @@ TEST_F(MetadataCommands, asksOnATerminalBeforeItPushes) {
     auto refused = call({"push", "--app", app, "--folder", "texts"});
     refused.streams = ProgramCall::Streams::terminal;
     EXPECT_THAT(runProgram(refused).out, testing::AllOf(HasSubstr("interrupted"), Not(HasSubstr("[y/N]"))));
-    auto waiting = call({"auth", "set"});
+    std::filesystem::remove(folder / "texts/ios/next/.brevant/pulling");
+    const auto interruptedAt = [&](std::vector<std::string> words, std::string_view question, int signal) {
+        auto waiting = call(std::move(words));
+        waiting.streams = ProgramCall::Streams::terminal;
+        ChildProgram asking(waiting);
+        std::string seen;
+        while (seen.find(question) == std::string::npos)
+            seen += asking.readSome();
+        asking.signal(signal);
+        return asking.wait().status;
+    };
+    for (const int signal : {SIGINT, SIGTERM})
+        EXPECT_EQ(interruptedAt({"push", "--app", app, "--folder", "texts"}, "[y/N]", signal), 130);
     forgetEnvironmentKey();
-    waiting.environment = environment;
-    waiting.streams = ProgramCall::Streams::terminal;
-    ChildProgram asking(waiting);
-    std::string seen;
-    while (seen.find("Issuer ID") == std::string::npos)
-        seen += asking.readSome();
-    asking.signal(SIGTERM);
-    EXPECT_EQ(asking.wait().status, 130);
+    EXPECT_EQ(interruptedAt({"auth", "set"}, "Issuer ID", SIGTERM), 130);
 }
 
 TEST_F(MetadataCommands, listsEachFailureAndGoesOn) {

@@ -42,7 +42,10 @@ TEST_F(RecordCommands, groupsAppsIntoWorkspaces) {
     EXPECT_THAT(imported.error, AllOf(HasSubstr("Made the workspace \"My apps\"."),
                                       HasSubstr("Imported Pocket Tides in the workspace \"My apps\".")));
     EXPECT_EQ(run({"workspaces", "create", "Sketches"}).status, 0);
-    EXPECT_EQ(run({"workspaces", "create", "Sketches"}).status, 1);
+    for (const auto* name : {"Sketches", "SKETCHES", "two\nlines"})
+        EXPECT_EQ(run({"workspaces", "create", name}).status, 1) << name;
+    for (const auto* name : {"sKetches", "Sketches"}) // its own name is not another's
+        EXPECT_EQ(run({"workspaces", "rename", "sketches", name}).status, 0);
     EXPECT_EQ(run({"apps", "import", sketchbook, "--workspace", "sketches"}).status, 0);
     EXPECT_THAT(texts({"apps"}, "bundleId"), ElementsAre(app, tides));
     EXPECT_THAT(texts({"apps", "--workspace", "Sketches"}, "bundleId"), ElementsAre(sketchbook));
@@ -57,13 +60,14 @@ TEST_F(RecordCommands, groupsAppsIntoWorkspaces) {
     EXPECT_EQ(run({"apps", "import", tides}).status, 0);
     EXPECT_THAT(texts({"apps"}, "bundleId"), ElementsAre(sketchbook));
     EXPECT_EQ(run({"apps", "move", "Pocket Tides", "Sketches"}).status, 0);
+    EXPECT_EQ(run({"workspaces", "rename", "sketches", "My Apps"}).status, 1);
     EXPECT_EQ(run({"workspaces", "rename", "Sketches", "Drawn"}).status, 0);
     EXPECT_THAT(run({"workspaces"}).out, testing::ContainsRegex("\\* +Drawn +2"));
 
     EXPECT_EQ(run({"workspaces", "delete", "Drawn"}).status, 2); // nobody to ask
     EXPECT_EQ(onTerminal({"workspaces", "delete", "Drawn"}, "n\n").status, 1);
     EXPECT_EQ(onTerminal({"workspaces", "delete", "Drawn"}, "y\n").status, 0);
-    EXPECT_THAT(texts({"apps", "--all"}, "workspace"), ElementsAre("", "My apps", ""));
+    EXPECT_THAT(texts({"apps", "--all"}, "workspaceName"), ElementsAre("", "My apps", ""));
     EXPECT_THAT(run({"workspaces", "use", "Drwn"}).error, HasSubstr("no workspace \"Drwn\""));
 }
 
@@ -99,7 +103,10 @@ TEST_F(RecordCommands, removesAnAppWithItsHistoryAndKeyAndNoFile) {
     EXPECT_THAT(refused.error, HasSubstr("needs --yes"));
     const auto declined = onTerminal({"apps", "remove", app}, "n\n");
     EXPECT_EQ(declined.status, 1);
-    EXPECT_THAT(declined.out, HasSubstr(removalText));
+    std::string onOneLine = declined.out;
+    for (auto at = onOneLine.find("\r\n"); at != std::string::npos; at = onOneLine.find("\r\n"))
+        onOneLine.replace(at, 2, " ");
+    EXPECT_THAT(onOneLine, HasSubstr(removalText));
     EXPECT_EQ(texts({"history"}, "versionString").size(), 1u);
 
     const auto removed = run({"apps", "remove", app, "--yes"});
@@ -183,10 +190,14 @@ TEST_F(RecordCommands, keepsWhatIsSetOfAnApp) {
 
 TEST_F(RecordCommands, leavesDisabledLocalesAlone) {
     ASSERT_EQ(run({"pull", "--app", app, "--folder", "texts"}).status, 0);
-    EXPECT_EQ(run({"locale", "disable", "de-DE", "ja"}).status, 0);
+    EXPECT_THAT(run({"locale", "disable", "de-DE", "ja", "ja"}).out, HasSubstr("2 locales no longer"));
     EXPECT_EQ(run({"locale", "disable", "xx-XX"}).status, 4);
     write("de-DE", "subtitle.txt", "Eins");
-    EXPECT_THAT(run({"status", "--folder", "texts"}).out, HasSubstr("1 change left out:"));
+    EXPECT_THAT(run({"status", "--folder", "texts"}).out,
+                AllOf(HasSubstr("1 change left out:"), HasSubstr("'quorvel locale enable LOCALE'")));
+    const auto rehearsed = run({"locale", "add", "bn-BD", "--folder", "texts", "--dry-run"});
+    EXPECT_THAT(rehearsed.out, AllOf(HasSubstr("Would add bn-BD in "), HasSubstr("nothing was written")));
+    EXPECT_FALSE(std::filesystem::exists(folder / "texts/ios/next/bn-BD"));
     server.forgetRequests();
     EXPECT_EQ(push().status, 0);
     EXPECT_EQ(changesSent(), 0u);

@@ -61,7 +61,12 @@ ExitStatus listRemoteApps(Invocation& invocation) {
 }
 
 void printApps(Invocation& invocation, const std::vector<AppOverview>& overviews, bool ofAllWorkspaces) {
-    Table table{.columns = {{"Name"}, {"Short name"}, {"Bundle ID"}, {"State"}, {"Last pull"}, {"Folder"}},
+    Table table{.columns = {{"Name"},
+                            {"Short name"},
+                            {"Bundle ID", Table::Align::left, Table::Fit::drop},
+                            {"State"},
+                            {"Last pull"},
+                            {"Folder", Table::Align::left, Table::Fit::drop}},
                 .rows = {}};
     if (ofAllWorkspaces) table.columns.insert(table.columns.begin() + 3, {"Workspace"});
     const Date now = invocation.composition.clock()();
@@ -73,7 +78,7 @@ void printApps(Invocation& invocation, const std::vector<AppOverview>& overviews
                app.headline ? contextCell(*app.headline) : Table::Cell{"not pulled", Style::dim},
                app.lastUpdated ? relativeTime(*app.lastUpdated, now) : "",
                app.folder.empty() ? "(not found)" : app.folder};
-        if (ofAllWorkspaces) row.insert(row.begin() + 3, app.workspace.value_or("(none)"));
+        if (ofAllWorkspaces) row.insert(row.begin() + 3, app.workspaceName.value_or("(none)"));
     }
     invocation.output.table(table);
 }
@@ -141,8 +146,8 @@ ExitStatus importApps(Invocation& invocation) {
         }
     }
     invocation.output.document(imported);
-    invocation.output.line(fmt::format("{} recorded. 'quorvel pull --all-apps' brings their texts.",
-                                       counted(imported.size(), "app")));
+    invocation.output.line(fmt::format("{} recorded. '{} pull --all-apps' brings their texts.",
+                                       counted(imported.size(), "app"), callInWorkspace(invocation)));
     if (failures.empty()) return ExitStatus::done;
     return imported.empty() ? ExitStatus::failed : ExitStatus::partlyDone;
 }

@@ -2,6 +2,7 @@
 
 #include "Core/metadata/MetadataDiff.h"
 #include "Platform/task/ParallelMap.h"
+#include "Programs/quorvel/Errors.h"
 #include "Programs/quorvel/commands/MetadataRecords.h"
 #include "Quorvel/workspace/AppFolder.h"
 
@@ -9,25 +10,30 @@
 
 #include <array>
 #include <map>
+#include <tuple>
 
 namespace quorvel {
 
 namespace {
 
+struct PendingCount {
+    std::optional<std::int64_t> count;
+    std::optional<std::string> problem;
+};
+
 // An app whose texts cannot be read is still listed.
-std::optional<std::int64_t> countPending(const MetadataFolder& folder,
-                                         const std::vector<PlatformContext>& contexts) {
+PendingCount countPending(const MetadataFolder& folder, const std::vector<PlatformContext>& contexts) {
     try {
         std::int64_t count = 0;
         for (const PlatformContext& context : contexts)
             if (context.takesPushes())
                 count += static_cast<std::int64_t>(
                     MetadataDiff::compare(MetadataStore(folder.contextFolder(context.contextID()))).size());
-        return count;
+        return {count, {}};
     } catch (const CancellationError&) {
         throw;
-    } catch (const std::exception&) {
-        return std::nullopt;
+    } catch (const std::exception& error) {
+        return {{}, reportOf(error).text};
     }
 }
 
@@ -42,11 +48,12 @@ std::optional<MetadataFolder> folderOf(Invocation& invocation, const ManagedApp&
 void countPending(std::vector<AppOverview>& overviews) {
     constexpr std::size_t width = 8;
     const auto counts = parallelMap(overviews, width, [](const AppOverview& overview) {
-        return overview.folder.empty() ? std::nullopt
+        return overview.folder.empty() ? PendingCount()
                                        : countPending(MetadataFolder{overview.folder}, overview.contexts);
     });
     for (std::size_t index = 0; index < overviews.size(); ++index)
-        overviews[index].pendingChanges = counts[index];
+        std::tie(overviews[index].pendingChanges, overviews[index].problem) =
+            std::tie(counts[index].count, counts[index].problem);
 }
 
 } // namespace
@@ -61,7 +68,8 @@ std::vector<AppOverview> overviewsOf(Invocation& invocation, const std::vector<M
     const auto state = invocation.composition.index().state();
     for (const ManagedApp& app : apps) {
         AppOverview overview{app.id, app.slug, app.displayName, app.bundleId, app.appStoreId};
-        if (app.workspace) overview.workspace = names[*app.workspace];
+        overview.workspace = app.workspace;
+        if (app.workspace) overview.workspaceName = names[*app.workspace];
         if (const auto folder = folderOf(invocation, app)) overview.folder = folder->rootURL.string();
         if (const auto found = state->summaries.find(app.id); found != state->summaries.end()) {
             const WorkspaceIndex::Summary& summary = found->second;

@@ -19,16 +19,18 @@ struct AppOverview {
     std::string displayName;
     std::string bundleId;
     std::string appStoreId;
-    std::optional<std::string> workspace; // name
-    std::string folder;                   // empty when it cannot be found
+    std::optional<std::string> workspace; // id
+    std::optional<std::string> workspaceName;
+    std::string folder; // empty when it cannot be found
     WorkspaceIndex::Summary::Bucket bucket = WorkspaceIndex::Summary::Bucket::notPulled;
     std::int64_t attentionCount = 0;
     std::optional<PlatformContext> headline;
     std::vector<PlatformContext> contexts;
     std::optional<Date> lastUpdated;
     std::optional<std::int64_t> pendingChanges; // of the contexts that take pushes; nothing when not counted
-    QUORVEL_RECORD(AppOverview, id, slug, displayName, bundleId, appStoreId, workspace, folder, bucket,
-                   attentionCount, headline, contexts, lastUpdated, pendingChanges)
+    std::optional<std::string> problem;         // why they could not be counted
+    QUORVEL_RECORD(AppOverview, id, slug, displayName, bundleId, appStoreId, workspace, workspaceName, folder,
+                   bucket, attentionCount, headline, contexts, lastUpdated, pendingChanges, problem)
 };
 
 enum class PendingChanges { count, leave };

@@ -18,16 +18,17 @@ namespace {
 
 struct AppRecord {
     ManagedApp app;
+    std::optional<std::string> workspaceName;
     std::string folder;
     std::vector<ManagedLocale> locales;
     std::vector<FieldRule> rules;
-    QUORVEL_RECORD(AppRecord, app, folder, locales, rules)
+    QUORVEL_RECORD(AppRecord, app, workspaceName, folder, locales, rules)
 };
 
 AppRecord recordOf(Invocation& invocation, const ManagedApp& app) {
     const AppRecords apps = invocation.composition.apps();
-    return {app, overviewsOf(invocation, {app}, PendingChanges::leave).front().folder, apps.locales(app.id),
-            apps.rules(app.id)};
+    const AppOverview overview = overviewsOf(invocation, {app}, PendingChanges::leave).front();
+    return {app, overview.workspaceName, overview.folder, apps.locales(app.id), apps.rules(app.id)};
 }
 
 std::string codesOf(const std::vector<ManagedLocale>& locales, bool enabled) {
@@ -57,14 +58,12 @@ void printRules(Output& output, const std::vector<FieldRule>& rules) {
 void printApp(Invocation& invocation, const AppRecord& record) {
     Output& output = invocation.output;
     const ManagedApp& app = record.app;
-    const auto workspace =
-        app.workspace ? invocation.composition.workspaces().find(*app.workspace) : std::nullopt;
     Table table{.columns = {{"What"}, {"Value", Table::Align::left, Table::Fit::wrap}}, .rows = {}};
     table.rows = {{"Name", app.displayName},
                   {"Short name", app.slug},
                   {"Bundle ID", app.bundleId},
                   {"App Store ID", app.appStoreId},
-                  {"Workspace", workspace ? workspace->name : "none"},
+                  {"Workspace", record.workspaceName.value_or("none")},
                   {"Folder", record.folder.empty() ? "not found" : record.folder},
                   {"Source locale", orNone(app.sourceLocale)},
                   {"Brand voice", orNone(app.brandVoice)},
@@ -196,14 +195,17 @@ std::vector<Command> appSettingsCommands() {
          .heeds = {"--app", "--workspace"},
          .run = listRules},
         {.name = "rules set",
-         .summary = "Say how a field is translated and how long it may be",
+         .summary = "Say how a field is translated, and how long a translation may be",
          .arguments = {field,
                        {"--translate",
                         "MODE",
                         "Whether and how it is translated",
                         {"off", "on", "optimized"},
                         Need::required},
-                       {"--max", "NUMBER", "An own limit, below the App Store's"}},
+                       {"--max", "NUMBER",
+                        "An own limit, below the App Store's, for translations and generated keywords; a "
+                        "push knows the "
+                        "store's alone"}},
          .heeds = {"--app", "--workspace"},
          .run = setRule},
         {.name = "rules reset",

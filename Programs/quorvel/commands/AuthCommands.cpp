@@ -25,6 +25,17 @@ std::optional<std::string> scopeOf(Invocation& invocation) {
     return std::nullopt;
 }
 
+// Whose key `scopeOf` means, in words.
+std::string nameOfScope(Invocation& invocation) {
+    if (invocation.global.app)
+        return fmt::format("the key of the app \"{}\"",
+                           requireRecordedApp(invocation, *invocation.global.app).displayName);
+    if (invocation.global.workspace)
+        return fmt::format("the key of the workspace \"{}\"",
+                           requireWorkspace(invocation, *invocation.global.workspace).name);
+    return "the global key";
+}
+
 // Whose key is used: also one that is not the scope's own.
 KeyOwner ownerInUse(Invocation& invocation) {
     if (invocation.global.app) return ownerOf(requireRecordedApp(invocation, *invocation.global.app));
@@ -164,7 +175,8 @@ ExitStatus setKey(Invocation& invocation) {
         StoredKeyRecord{model.savedKeyID(), model.savedIssuerID(),
                         model.vendorNumber.empty() ? std::nullopt : std::optional(model.vendorNumber),
                         model.vendorClearedForNewTeam(), file});
-    output.line(fmt::format("Key {} is accepted and stored in {}.", model.savedKeyID(), file));
+    output.line(fmt::format("Key {} is accepted and stored as {} in {}.", model.savedKeyID(),
+                            nameOfScope(invocation), file));
     if (model.keyIDCameFromFileName()) output.note("The Key ID was taken from the file's name.");
     if (model.vendorClearedForNewTeam())
         output.warning("the stored vendor number belonged to another team and was forgotten; give the new "
@@ -246,6 +258,17 @@ struct ForgetRecord {
     QUORVEL_RECORD(ForgetRecord, forgotten)
 };
 
+// Which key commands go on to use, when there is one.
+void noteKeyInUse(Invocation& invocation) {
+    try {
+        const Credentials used = invocation.composition.credentials(ownerInUse(invocation));
+        invocation.output.note(fmt::format("Key {} still applies (from: {}).",
+                                           escapeControls(used.texts.keyID), used.keySource));
+    } catch (const ASCError&) {     // none is left
+    } catch (const CommandError&) { // what is left is of no use
+    }
+}
+
 ExitStatus forgetKey(Invocation& invocation) {
     Output& output = invocation.output;
     (void)invocation.composition.keychain().read(accountName(Key::keyID));
@@ -253,13 +276,16 @@ ExitStatus forgetKey(Invocation& invocation) {
     const std::string keyID = model.savedKeyID();
     if (keyID.empty()) {
         output.document(ForgetRecord{});
-        output.line("No key is stored.");
+        output.line(fmt::format("There is nothing to forget: {} is not stored.", nameOfScope(invocation)));
+        noteKeyInUse(invocation);
         return ExitStatus::done;
     }
-    confirmRemoval(invocation, fmt::format("Forget key {}?", escapeControls(keyID)));
+    confirmRemoval(invocation,
+                   fmt::format("Forget key {}, {}?", escapeControls(keyID), nameOfScope(invocation)));
     model.forget();
     output.document(ForgetRecord{keyID});
-    output.line(fmt::format("Key {} is forgotten.", escapeControls(keyID)));
+    output.line(fmt::format("Key {}, {}, is forgotten.", escapeControls(keyID), nameOfScope(invocation)));
+    noteKeyInUse(invocation);
     return ExitStatus::done;
 }
 

@@ -168,6 +168,7 @@ ExitStatus showStatus(Invocation& invocation) {
         output.line();
         printChanges(output, comparison.changes);
     }
+    if (!comparison.selection.leftOut.empty()) output.line();
     printLeftOut(output, comparison.selection.leftOut);
     if (document.interruptedPull)
         output.warning(

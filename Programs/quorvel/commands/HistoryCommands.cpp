@@ -11,6 +11,8 @@
 #include <fmt/format.h>
 #include <fmt/ranges.h>
 
+#include <algorithm>
+
 namespace quorvel {
 
 namespace {
@@ -115,7 +117,17 @@ ExitStatus showRun(Invocation& invocation) {
     return ExitStatus::done;
 }
 
-void printReport(Invocation& invocation, const RevertReport& report) {
+// Whether a reverted text was none before, so that a push would remove it on App Store Connect.
+bool clearsText(const RevertReport& report, const std::vector<PushHistoryEntry>& entries) {
+    return std::ranges::any_of(entries, [&](const PushHistoryEntry& entry) {
+        const auto field = fromRawValue<FieldType>(entry.fieldType);
+        return field && entry.success && isBlank(entry.previousValue) &&
+               std::ranges::find(report.reverted, FieldKey{entry.locale, *field}) != report.reverted.end();
+    });
+}
+
+void printReport(Invocation& invocation, const RevertReport& report,
+                 const std::vector<PushHistoryEntry>& entries) {
     Output& output = invocation.output;
     const bool rehearsed = invocation.global.dryRun;
     Table table{.columns = {{"Locale"}, {"Field"}, {"What"}}, .rows = {}};
@@ -141,7 +153,8 @@ void printReport(Invocation& invocation, const RevertReport& report) {
     else if (rehearsed)
         output.line(fmt::format("{} would be put back.", texts));
     else
-        output.line(fmt::format("{} put back locally; 'quorvel push' sends that.", texts));
+        output.line(fmt::format("{} put back locally; '{}' sends that.", texts,
+                                clearsText(report, entries) ? "quorvel push --allow-clear" : "quorvel push"));
     if (rehearsed) output.note("Dry run: nothing was written.");
 }
 
@@ -154,7 +167,11 @@ ExitStatus revertRun(Invocation& invocation) {
         return controller->revert(run.sessionId, invocation.global.dryRun ? Run::rehearse : Run::perform);
     }();
     invocation.output.document(report);
-    printReport(invocation, report);
+    const auto entries = invocation.composition.history().entriesOfRun(target.app().id, run.sessionId);
+    printReport(invocation, report, entries);
+    const LocaleSet disabled = target.disabledLocales();
+    if (std::ranges::any_of(entries, [&](const auto& entry) { return disabled.contains(entry.locale); }))
+        invocation.output.note("'quorvel locale enable LOCALE' lets a disabled locale take part again.");
     return ExitStatus::done;
 }
 

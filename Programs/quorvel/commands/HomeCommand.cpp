@@ -62,7 +62,10 @@ std::vector<PlatformContext> shownContexts(const AppOverview& app) {
 
 std::string remarksOn(const AppOverview& app, Date now) {
     std::vector<std::string> remarks;
-    if (app.folder.empty()) remarks.push_back("its folder is not found");
+    if (app.folder.empty())
+        remarks.push_back("its folder is not found");
+    else if (!app.lastUpdated)
+        remarks.push_back("quorvel pull --app " + app.slug);
     if (app.lastUpdated) remarks.push_back("pulled " + relativeTime(*app.lastUpdated, now));
     if (const auto edits = app.pendingChanges.value_or(0); edits > 0)
         remarks.push_back(counted(static_cast<std::size_t>(edits), "local edit"));
@@ -114,6 +117,9 @@ void printHome(Invocation& invocation, const HomeRecord& home) {
                     counted(home.apps.size(), "app"), attention.empty() ? "" : " · " + attention)));
     const ColumnWidths widths = widthsOf(home.apps);
     const Date now = invocation.composition.clock()();
+    if (home.apps.empty())
+        output.line("No app is recorded here: 'quorvel apps --all' lists those of every workspace, 'quorvel "
+                    "apps import' takes one in.");
     for (const auto& [bucket, raw] : RawValues<Bucket>::values) {
         bool isTitled = false;
         for (const AppOverview& app : home.apps) {
@@ -123,19 +129,30 @@ void printHome(Invocation& invocation, const HomeRecord& home) {
             printApp(output, app, widths, now);
         }
     }
+    for (const AppOverview& app : home.apps)
+        if (app.problem) output.warning(fmt::format("{}: {}", app.displayName, *app.problem));
+}
+
+bool anyAppIsRecorded(Invocation& invocation) {
+    return invocation.composition.hasRecords() && !invocation.composition.apps().all().empty();
 }
 
 ExitStatus showHome(Invocation& invocation) {
     HomeRecord home;
     home.workspace = currentWorkspace(invocation);
-    const auto apps = appsInView(invocation);
+    auto apps = appsInView(invocation);
+    if (invocation.global.app) {
+        apps = {requireRecordedApp(invocation, *invocation.global.app)};
+        const auto& workspace = apps.front().workspace;
+        home.workspace = workspace ? invocation.composition.workspaces().find(*workspace) : std::nullopt;
+    }
     home.apps = overviewsOf(invocation, apps, PendingChanges::count);
     for (const AppOverview& app : home.apps)
         home.attentionCount += app.attentionCount;
     Output& output = invocation.output;
     output.document(home);
     if (output.isJSON()) return ExitStatus::done;
-    if (home.apps.empty())
+    if (home.apps.empty() && !anyAppIsRecorded(invocation))
         output.raw(std::string(welcome) + helpOfProgram());
     else
         printHome(invocation, home);
@@ -145,7 +162,8 @@ ExitStatus showHome(Invocation& invocation) {
 } // namespace
 
 const Command& homeCommand() {
-    static const Command command{.name = "", .summary = "", .heeds = {"--workspace"}, .run = showHome};
+    static const Command command{
+        .name = "", .summary = "", .heeds = {"--workspace", "--app"}, .run = showHome};
     return command;
 }
 

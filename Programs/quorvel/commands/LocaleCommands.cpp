@@ -29,11 +29,15 @@ ExitStatus addLocale(Invocation& invocation) {
         target.controller()->addLocale(locale, context ? std::optional(context->text()) : std::nullopt,
                                        invocation.global.dryRun ? Run::rehearse : Run::perform);
     invocation.output.document(added);
-    invocation.output.line(added.existed
-                               ? fmt::format("{} is there already, in {}.", locale, added.folder)
-                               : fmt::format("Added {}: write its texts in {} ({}). The next push creates "
-                                             "the localization on App Store Connect.",
-                                             locale, added.folder, shortLimitsText));
+    Output& output = invocation.output;
+    if (added.existed)
+        output.line(fmt::format("{} is there already, in {}.", locale, added.folder));
+    else if (invocation.global.dryRun)
+        output.line(fmt::format("Would add {} in {}; dry run: nothing was written.", locale, added.folder));
+    else
+        output.line(fmt::format("Added {}: write its texts in {} ({}). The next push creates the "
+                                "localization on App Store Connect.",
+                                locale, added.folder, shortLimitsText));
     return ExitStatus::done;
 }
 
@@ -58,6 +62,7 @@ ExitStatus switchLocales(Invocation& invocation, bool enabled) {
     const auto known = apps.locales(app.id);
     std::vector<ManagedLocale> changed;
     for (const std::string& code : invocation.arguments.values("LOCALE")) {
+        if (std::ranges::find(changed, code, &ManagedLocale::code) != changed.end()) continue;
         const auto found = std::ranges::find(known, code, &ManagedLocale::code);
         if (found == known.end())
             throw CommandError(

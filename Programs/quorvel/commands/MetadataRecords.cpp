@@ -60,11 +60,12 @@ void printChanges(Output& output, const std::vector<PendingChange>& changes) {
 
 void printLeftOut(Output& output, const std::vector<LeftOutChange>& leftOut) {
     if (leftOut.empty()) return;
-    output.line();
     output.line(fmt::format("{} left out:", counted(leftOut.size(), "change")));
     for (const LeftOutChange& one : leftOut)
         output.line(fmt::format("  {} {}: {}", escapeControls(one.change.locale),
                                 shortLabelOf(one.change.field), one.explanation));
+    if (std::ranges::find(leftOut, LeftOutReason::localeDisabled, &LeftOutChange::reason) != leftOut.end())
+        output.line("  'quorvel locale enable LOCALE' lets a disabled locale take part again.");
 }
 
 void printWarnings(Output& output, const std::vector<PushWarning>& warnings) {

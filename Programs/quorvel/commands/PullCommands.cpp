@@ -5,6 +5,7 @@
 #include "Programs/quorvel/AppTarget.h"
 #include "Programs/quorvel/Errors.h"
 #include "Programs/quorvel/OperationProgress.h"
+#include "Programs/quorvel/Workspaces.h"
 #include "Programs/quorvel/commands/AppOverviews.h"
 #include "Programs/quorvel/commands/Groups.h"
 #include "Programs/quorvel/commands/MetadataRecords.h"
@@ -38,7 +39,8 @@ void reportContexts(Output& output, const MetadataState& state) {
     if (state.contexts.size() < 2) return;
     std::vector<std::string> names;
     std::ranges::transform(state.contexts, std::back_inserter(names), &PlatformContext::id);
-    output.note(fmt::format("The app has {}. {}", fmt::join(names, ", "), switchContextText));
+    output.note(fmt::format("The app has {}. {} --context chooses another.", fmt::join(names, ", "),
+                            switchContextText));
 }
 
 PullRequest requestOf(Invocation& invocation, const std::optional<ContextID>& context) {
@@ -54,18 +56,22 @@ PullRequest requestOf(Invocation& invocation, const std::optional<ContextID>& co
 ExitStatus pullContext(Invocation& invocation, AppTarget& target, const PullRequest& request) {
     const auto controller = target.controller();
     const OperationProgress progress(invocation.output, *controller);
-    const PullResult result = controller->pull(request).front().result.value();
+    const ContextPull pulled = controller->pull(request).front();
+    const PullResult& result = pulled.result.value();
     const PullSummary& summary = result.summary;
     Output& output = invocation.output;
     output.document(result);
-    output.line(fmt::format("Pulled {} {} ({}): {}, {} into {}.", escapeControls(target.app().displayName),
-                            summary.versionString.value_or("?"), summary.appStoreState.value_or("?"),
+    output.line(fmt::format("Pulled {} {} ({}, {}): {}, {} into {}.",
+                            escapeControls(target.app().displayName), summary.versionString.value_or("?"),
+                            pulled.context.id(), summary.appStoreState.value_or("?"),
                             counted(summary.locales.size(), "locale"),
                             counted(static_cast<std::size_t>(summary.writtenFields), "field"),
                             target.appFolder().rootURL.string()));
     output.line(result.updated.empty()
                     ? "Nothing new on App Store Connect."
                     : fmt::format("{} took a new text.", counted(result.updated.size(), "field")));
+    if (summary.locales.empty() && !target.disabledLocales().empty())
+        output.note("Locales that are disabled are not pulled; 'quorvel locale enable' lets them take part.");
     reportKept(output, result);
     reportContexts(output, *controller->state());
     return ExitStatus::done;
@@ -180,7 +186,9 @@ ExitStatus pullSeveral(Invocation& invocation, const std::vector<ManagedApp>& ap
         if (const auto found = state->summaries.find(app.id); found != state->summaries.end())
             waiting += found->second.attentionCount();
     const std::string attention = attentionText(waiting);
-    if (!attention.empty()) invocation.output.note(attention + "; 'quorvel' alone shows the home.");
+    if (!attention.empty())
+        invocation.output.note(
+            fmt::format("{}; '{}' alone shows the home.", attention, callInWorkspace(invocation)));
     return statusOf(pulls);
 }
 

@@ -1,4 +1,5 @@
 #include "Core/metadata/Locales.h"
+#include "Core/metadata/LocalizationWriter.h"
 #include "Core/metadata/MetadataPusher.h"
 #include "Platform/task/Task.h"
 #include "Platform/text/Text.h"
@@ -58,7 +59,8 @@ ExitStatus showPlan(Output& output, const std::vector<PlannedRequest>& requests,
     output.document(PushPlanDocument{records, selection.leftOut, selection.warnings});
     for (const PlannedRequestRecord& record : records) {
         output.line(fmt::format("{} {}", record.method, record.path));
-        output.line(encodeJSON(record.body, {JSONLayout::pretty, JSONKeyOrder::declared}));
+        output.verbatim(encodeJSON(record.body, {JSONLayout::pretty, JSONKeyOrder::declared}));
+        output.line();
     }
     printWarnings(output, selection.warnings);
     printLeftOut(output, selection.leftOut);
@@ -87,18 +89,28 @@ ExitStatus statusOf(const std::vector<PushOutcome>& outcomes, const std::vector<
     return shared ? first : ExitStatus::failed;
 }
 
+bool wasSent(const PushOutcome& outcome) {
+    return outcome.success || outcome.errorMessage != notSentText;
+}
+
 void printOutcomes(Output& output, const std::vector<PushOutcome>& outcomes) {
     Table table{.columns = {{"Locale"}, {"Field"}, {"Result"}}, .rows = {}};
     for (const PushOutcome& outcome : outcomes) {
-        Table::Cell result =
-            outcome.success ? Table::Cell{"pushed", Style::green} : Table::Cell{"FAILED", Style::red};
+        Table::Cell result = outcome.success    ? Table::Cell{"pushed", Style::green}
+                             : wasSent(outcome) ? Table::Cell{"FAILED", Style::red}
+                                                : Table::Cell{"not sent", Style::yellow};
         table.rows.push_back({outcome.change.locale, shortLabelOf(outcome.change.field), std::move(result)});
     }
     output.table(table);
     // The report below has the first error.
     const auto first = std::ranges::find(outcomes, false, &PushOutcome::success);
+    const auto unsent = std::ranges::count(outcomes, false, wasSent);
+    if (unsent > 0)
+        output.warning(fmt::format("the push was cancelled; {} not sent, pushing again sends the rest",
+                                   counted(static_cast<std::size_t>(unsent), "field")));
     for (const PushOutcome& outcome : outcomes)
-        if (outcome.errorMessage && (outcome.success || outcome.errorMessage != first->errorMessage))
+        if (outcome.errorMessage && wasSent(outcome) &&
+            (outcome.success || outcome.errorMessage != first->errorMessage))
             output.warning(fmt::format("{} {}: {}", outcome.change.locale, shortLabelOf(outcome.change.field),
                                        *outcome.errorMessage));
 }
@@ -106,6 +118,7 @@ void printOutcomes(Output& output, const std::vector<PushOutcome>& outcomes) {
 ExitStatus nothingToPush(Output& output, const PushSelection& selection, std::string_view text) {
     output.document(PushDocument{{}, selection.leftOut, selection.warnings, std::string(text), std::nullopt});
     output.line(text);
+    if (!selection.leftOut.empty()) output.line();
     printLeftOut(output, selection.leftOut);
     return someTextWaits(selection) ? ExitStatus::failed : ExitStatus::done;
 }
@@ -128,6 +141,7 @@ ExitStatus pushPrepared(Invocation& invocation, AppTarget& target, MetadataContr
 
     printWarnings(output, selection.warnings);
     printLeftOut(output, selection.leftOut);
+    if (!selection.leftOut.empty()) output.line();
     confirmPush(invocation, selection.chosen,
                 fmt::format("{} · {} to {} {} ({})", counted(selection.chosen.size(), "field"),
                             counted(localeCount(selection.chosen), "locale"), target.app().displayName,
@@ -186,7 +200,10 @@ std::vector<Command> pushCommands() {
              "that are no App Store locale, and changes of nothing but a final line break are left out and "
              "named; a text that is over its limit, begins with a byte order mark or would be removed ends "
              "the push with status 7, or with 1 when nothing could be sent. A failed change does not stop "
-             "the others, and pushing again sends only what is missing. "
+             "the others, and pushing again sends only what is missing. A "
+             "dry run ends with 0 when something would be sent, whatever is left out, and with 1 when "
+             "nothing "
+             "can be. "
              "On a terminal the push is confirmed first, unless --yes is given; without a terminal nothing "
              "is asked."},
     };

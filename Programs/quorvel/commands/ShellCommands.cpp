@@ -37,8 +37,7 @@ ExitStatus printHelp(Invocation& invocation) {
         throw UsageError(fmt::format("unknown command {}", quotedWord(name)),
                          nearest ? fmt::format("Did you mean {}?", *nearest) : "See 'quorvel --help'.");
     }
-    invocation.output.raw(command ? helpOf(*command) : helpOfProgram());
-    return ExitStatus::done;
+    return showHelp(invocation.output, command);
 }
 
 } // namespace

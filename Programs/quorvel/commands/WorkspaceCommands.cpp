@@ -108,6 +108,11 @@ ExitStatus deleteWorkspace(Invocation& invocation) {
     invocation.output.document(record);
     invocation.output.line(fmt::format("The workspace \"{}\" is deleted{}.", workspace.name,
                                        hadKey ? " and its key forgotten" : ""));
+    if (record.isActive && !invocation.global.workspace) {
+        const auto active = currentWorkspace(invocation);
+        invocation.output.note(active ? fmt::format("The workspace \"{}\" is active now.", active->name)
+                                      : "No workspace is active now; 'quorvel workspaces use' chooses one.");
+    }
     if (record.apps > 0)
         invocation.output.note(fmt::format("Its {} {}: 'quorvel apps --all' lists, 'quorvel apps move' "
                                            "moves.",

@@ -185,7 +185,9 @@ TEST_F(Records, findWorkspacesAndAppsByWhatUsersType) {
     const auto tools = garden.workspaces.create("tools");
     EXPECT_EQ(garden.workspaces.locate("gAMES"), games);
     EXPECT_EQ(garden.workspaces.locate(tools.id), tools);
-    garden.workspaces.create("TOOLS");
+    // Earlier versions took names that differ in letter case alone.
+    second().execute("UPDATE ManagedWorkspace SET name = 'TOOLS' WHERE id = '" +
+                     garden.workspaces.create("twin").id + "'");
     EXPECT_EQ(garden.workspaces.locate("tools"), tools);
     EXPECT_EQ(garden.workspaces.locate("Tools"), std::nullopt) << "which of the two?";
     garden.workspaces.rename(games.id, "Games");
@@ -216,8 +218,12 @@ TEST_F(Records, refuseWhatCannotBe) {
         {[&] { garden.workspaces.create(" \n"); }, "A workspace needs a name."},
         {[&] { garden.workspaces.create("Games "); },
          "There is a workspace \"Games\" already; choose another name."},
-        {[&] { garden.workspaces.rename(tools.id, "Games"); },
+        {[&] { garden.workspaces.rename(tools.id, "gAMES"); },
          "There is a workspace \"Games\" already; choose another name."},
+        {[&] { garden.workspaces.create("a\nb"); }, "one line without control characters"},
+        {[&] { garden.workspaces.rename(tools.id, "a\x1b[2Jb"); }, "one line without control characters"},
+        {[&] { garden.workspaces.create("\xff"); }, "must be UTF-8"},
+        {[&] { garden.workspaces.create(std::string(101, 'x')); }, "at most 100 characters"},
         {[&] { garden.workspaces.rename(nobody, "New"); }, "The workspace is gone"},
         {[&] { garden.apps.add({.slug = "x", .workspace = nobody}); }, "The workspace is gone"},
         {[&] { garden.apps.moveToWorkspace(app.id, nobody); }, "The workspace is gone"},
