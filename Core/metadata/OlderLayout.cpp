@@ -7,6 +7,7 @@
 #include "Platform/text/Text.h"
 
 #include <fmt/format.h>
+#include <fmt/ranges.h>
 
 #include <algorithm>
 #include <array>
@@ -126,14 +127,19 @@ class Carrier {
 
 } // namespace
 
-std::string OlderLayoutReport::description() const {
-    std::string text;
+std::vector<std::string> OlderLayoutReport::lines() const {
+    std::vector<std::string> list;
     if (!moved.empty())
-        text = fmt::format("Carried {} {} of the older layout over, such as {} to {}.", moved.size(),
-                           moved.size() == 1 ? "folder" : "folders", moved.front().from, moved.front().to);
+        list.push_back(fmt::format("Carried {} {} of the older layout over, such as {} to {}.", moved.size(),
+                                   moved.size() == 1 ? "folder" : "folders", moved.front().from,
+                                   moved.front().to));
     for (const LeftFolder& left : leftInPlace)
-        text += fmt::format("{}{}", text.empty() ? "" : "\n", left.explanation);
-    return text;
+        list.push_back(left.explanation);
+    return list;
+}
+
+std::string OlderLayoutReport::description() const {
+    return fmt::format("{}", fmt::join(lines(), "\n"));
 }
 
 OlderLayoutReport carryOverOlderLayout(const MetadataFolder& appFolder) {

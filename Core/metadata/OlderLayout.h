@@ -31,7 +31,9 @@ struct OlderLayoutReport {
 
     /// Whether there was anything of the older layout.
     [[nodiscard]] bool isEmpty() const { return moved.empty() && leftInPlace.empty(); }
-    /// For the user: what moved, and a line for each folder that did not.
+    /// For the user: what moved, and a text for each folder that did not.
+    [[nodiscard]] std::vector<std::string> lines() const;
+    /// The lines as one text.
     [[nodiscard]] std::string description() const;
 };
 
