@@ -3,7 +3,7 @@
 #include "Core/metadata/FolderTurn.h"
 #include "Core/metadata/MetadataDiff.h"
 #include "Core/metadata/MetadataError.h"
-#include "Core/metadata/OlderLayout.h"
+#include "Core/metadata/MetadataTexts.h"
 #include "Platform/task/Task.h"
 #include "Platform/text/Text.h"
 #include "Quorvel/controllers/AppContexts.h"
@@ -25,20 +25,18 @@ std::string failureText(MetadataOperation kind, std::string_view problem) {
     return std::string(problem);
 }
 
-// Locale folders that a named folder happens to hold, of another tool perhaps, are not ours to move; those
-// that were pulled have their copies beside them.
-bool wasPulledInOlderLayout(const MetadataFolder& appFolder) {
-    return std::ranges::any_of(RawValues<ASCPlatform>::values, [&](const auto& platform) {
-        return isFolder({appFolder.platformFolder(platform.first).textsFolder(TextSide::pulled)});
-    });
-}
-
-void carryOver(const MetadataFolder& appFolder) {
+OlderLayoutReport carryOver(const MetadataFolder& appFolder) {
     try {
-        (void)carryOverOlderLayout(appFolder);
+        return carryOverPulledTree(appFolder);
     } catch (const FileError& error) {
         throw OperationRefused(Refusal::folderUnavailable, error.what());
     }
+}
+
+// Whether texts are there, but nothing to compare them with.
+bool lacksItsCopies(const MetadataFolder& folder) {
+    const MetadataStore store(folder);
+    return store.localesOnDisk(TextSide::pulled).empty() && !store.localesOnDisk().empty();
 }
 
 // The part of the state that is read from a context's folder.
@@ -139,8 +137,32 @@ MetadataFolder MetadataController::folderOf(const ManagedApp& app) const {
                                                           : Refusal::folderUnavailable,
                                error.what());
     }
-    if (wasPulledInOlderLayout(folder)) carryOver(folder);
+    const OlderLayoutReport carried = carryOver(folder);
+    setNotices(MetadataState::Notice::Kind::olderLayout, carried.lines());
     return folder;
+}
+
+void MetadataController::setNotices(MetadataState::Notice::Kind kind,
+                                    const std::vector<std::string>& texts) const {
+    const auto replaced = [&](std::vector<MetadataState::Notice> notices) {
+        std::erase_if(notices, [&](const MetadataState::Notice& one) { return one.kind == kind; });
+        for (const std::string& text : texts)
+            notices.push_back({kind, text});
+        return notices;
+    };
+    for (const std::string& text : texts)
+        logger_.warningOnce(text);
+    // Nobody is woken for nothing: who is may ask for the folder again.
+    if (const auto before = state()->notices; replaced(before) == before) return;
+    published_.update([&](MetadataState& state) { state.notices = replaced(state.notices); });
+}
+
+void MetadataController::noticeMissingCopies(const MetadataFolder& appFolder,
+                                             const PlatformContext& context) const {
+    std::vector<std::string> texts;
+    if (lacksItsCopies(appFolder.contextFolder(context.contextID())))
+        texts.push_back(notPulledText(context.id()));
+    setNotices(MetadataState::Notice::Kind::missingCopies, texts);
 }
 
 MetadataController::Target MetadataController::targetOfTransfer() const {
@@ -172,6 +194,7 @@ void MetadataController::show(const Target& target) {
         readTree(state, selected ? target.folder.contextFolder(*selected) : MetadataFolder(),
                  apps_.locales(target.app.id));
     });
+    if (const auto selected = state()->selectedContext()) noticeMissingCopies(target.folder, *selected);
 }
 
 void MetadataController::showResult(const Target& target) {

@@ -80,6 +80,7 @@ class MetadataController {
         PlatformContext context;
         std::vector<PendingChange> changes; // all
         PushSelection selection;
+        std::vector<PlatformContext> contexts = {}; // all that the app has
     };
     /// Nothing selected, or nothing pending; `preparation` says what was left out and why.
     struct NothingToPush : OperationRefused {
@@ -109,7 +110,8 @@ class MetadataController {
         QUORVEL_RECORD(AddedLocale, locale, folder, existed)
     };
     /// Makes a locale's folder and empty files; the next push creates it. Asks App Store Connect for the
-    /// contexts (one request) when none is known. Throws `MetadataError` for what is no App Store locale.
+    /// contexts (one request) when `context` is not among those known. Throws `MetadataError` for what is no
+    /// App Store locale or no context of the app, `OperationRefused` for one that takes no changes.
     AddedLocale addLocale(std::string_view locale, const std::optional<std::string>& context = {},
                           Run run = Run::perform);
 
@@ -133,6 +135,8 @@ class MetadataController {
     void run(MetadataOperation kind, const std::function<void(Operation&)>& work);
     [[nodiscard]] ManagedApp record() const;
     [[nodiscard]] MetadataFolder folderOf(const ManagedApp& app) const;
+    void setNotices(MetadataState::Notice::Kind kind, const std::vector<std::string>& texts) const;
+    void noticeMissingCopies(const MetadataFolder& appFolder, const PlatformContext& context) const;
     [[nodiscard]] Target targetOfTransfer() const;
     [[nodiscard]] LocaleSet disabledLocales() const;
     void show(const Target& target);
@@ -145,13 +149,14 @@ class MetadataController {
                       const std::optional<std::string>& selected) const;
     [[nodiscard]] ContextID contextForLocale(const Target& target, const std::optional<std::string>& given,
                                              Run run) const;
+    void restoreContexts(const MetadataFolder& folder, const PushPreparation& preparation) const;
     void recordOutcomes(const PushPreparation& preparation, const std::string& sessionId,
                         const std::vector<PushOutcome>& outcomes) const;
 
     Parts parts_;
     AppRecords apps_;
     std::atomic<bool> busy_ = false;
-    Published<MetadataState> published_;
+    mutable Published<MetadataState> published_; // also by the question for the folder
     Logger logger_{"MetadataController"};
 };
 

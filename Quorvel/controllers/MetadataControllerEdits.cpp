@@ -38,12 +38,21 @@ void requireAppStoreLocale(std::string_view locale) {
 
 ContextID MetadataController::contextForLocale(const Target& target, const std::optional<std::string>& given,
                                                Run run) const {
-    if (const auto known = AppContexts(target.folder, parts_.clock).known(given)) return *known;
+    const AppContexts folder(target.folder, parts_.clock);
+    const auto known = folder.known(given);
+    const auto saved = known ? folder.savedContext(*known) : std::nullopt;
+    if (known && known->stateClass == AppStoreVersionStateClass::live)
+        refuseReadOnly(saved ? saved->appStoreState : "");
+    if (known && (saved || !given)) return *known;
     if (isBlank(target.app.appStoreId)) throw OperationRefused(Refusal::noAppStoreID);
     const auto contexts = contextsOf(parts_.client()->listAppStoreVersions(target.app.appStoreId));
     if (contexts.empty()) throw OperationRefused(Refusal::noVersions);
-    const PlatformContext chosen = AppContexts::choose(contexts, std::nullopt, std::nullopt);
-    if (run == Run::perform) saveContexts(target.folder, contexts, chosen.id());
+    const PlatformContext chosen = AppContexts::choose(contexts, given, std::nullopt);
+    if (chosen.stateClass == AppStoreVersionStateClass::live) refuseReadOnly(chosen.appStoreState);
+    if (run == Run::perform) {
+        const auto selected = folder.saved() ? folder.saved()->selectedContextId : std::nullopt;
+        saveContexts(target.folder, contexts, selected ? selected : chosen.id());
+    }
     return chosen.contextID();
 }
 

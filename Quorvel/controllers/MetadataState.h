@@ -21,8 +21,8 @@ template <>
 struct RawValues<MetadataOperation> {
     using M = MetadataOperation;
     static constexpr std::pair<M, std::string_view> values[] = {
-        {M::pull, "pull"},     {M::push, "push"},          {M::addLocale, "addLocale"},
-        {M::revert, "revert"}, {M::importTexts, "import"}, {M::tidy, "tidy"},     {M::translate, "translate"}};
+        {M::pull, "pull"},          {M::push, "push"}, {M::addLocale, "addLocale"}, {M::revert, "revert"},
+        {M::importTexts, "import"}, {M::tidy, "tidy"}, {M::translate, "translate"}};
 };
 
 /// The words for the metadata step of a release checklist.
@@ -48,6 +48,13 @@ struct MetadataState {
         bool operator==(const Progress&) const = default;
     };
 
+    struct Notice {
+        enum class Kind { olderLayout, missingCopies };
+        Kind kind = Kind::olderLayout;
+        std::string text;
+        bool operator==(const Notice&) const = default;
+    };
+
     std::optional<MetadataOperation> running;
     std::string status; // what is being done, or what was done last
     std::optional<Progress> progress;
@@ -59,6 +66,7 @@ struct MetadataState {
     std::size_t pulledLocales = 0;      // of the selected context, those with a copy of App Store Connect
     std::vector<std::string> missingLocales; // that the app manages but the selected context has no folder of
     LocaleSet disabledLocales;               // of the app
+    std::vector<Notice> notices;             // about the folder, for a banner
     std::optional<PullResult> lastPull;
     std::vector<PushOutcome> lastPush;
 

@@ -231,6 +231,75 @@ TEST(MetadataController, carriesTreesOfTheOlderLayoutOverButNotThoseOfOthers) {
     EXPECT_EQ(account.controller->state()->selectedContextId, "ios/next");
 }
 
+TEST(MetadataController, namesWhatOfAnOlderTreeCannotBeCarriedOver) {
+    ControllerAccount account;
+    (void)account.pull();
+    const MetadataStore older(account.appFolder());
+    for (const TextSide side : {TextSide::local, TextSide::pulled})
+        for (const char* locale : {"de-DE", "it"}) // the first is in the new tree too
+            older.write(locale, FieldType::description, "Alt", side);
+    const LogCapture log;
+    EXPECT_THROW((void)account.controller->preparePush({{}, {FieldType::subtitle}}),
+                 MetadataController::NothingToPush); // carries over as well
+    const auto texts = [&] {
+        std::vector<std::string> list;
+        for (const auto& notice : account.controller->state()->notices)
+            list.push_back(notice.text);
+        return list;
+    };
+    EXPECT_THAT(texts(), ElementsAre(HasSubstr("Carried 2 folders"), HasSubstr("de-DE stays where it is"),
+                                     HasSubstr("de-DE stays beside")));
+    account.controller->refresh();
+    EXPECT_THAT(texts(), SizeIs(2));
+    const std::string said = log.text();
+    EXPECT_THAT(said, HasSubstr("warning MetadataController: de-DE stays where it is"));
+    account.controller->refresh();
+    EXPECT_EQ(log.text(), said); // once
+    std::filesystem::remove_all(account.appFolder().localeFolder("de-DE"));
+    std::filesystem::remove_all(account.appFolder().localeFolder("de-DE", TextSide::pulled));
+    account.controller->refresh();
+    EXPECT_THAT(texts(), IsEmpty());
+}
+
+TEST(MetadataController, saysWhenNothingIsThereToCompareWithAndRestoresTheContextsByAPush) {
+    ControllerAccount account;
+    (void)account.pull();
+    std::filesystem::remove_all(account.store().folder().privateFolder());
+    account.controller->refresh();
+    ASSERT_THAT(account.controller->state()->notices, SizeIs(1));
+    EXPECT_THAT(account.controller->state()->notices[0].text,
+                HasSubstr("Nothing is known here of what App Store Connect holds for ios/next"));
+    const auto before = ContextsStore(account.appFolder(), account.clock).load();
+    const LogCapture log;
+    for (const bool isDamaged : {false, true}) {
+        if (isDamaged)
+            writeFileAtomically(account.appFolder().contextsFile(), "{\"contexts\": 1}");
+        else
+            std::filesystem::remove(account.appFolder().contextsFile());
+        account.write("de-DE", FieldType::subtitle, isDamaged ? "Neu" : "Unter");
+        account.connect.localizations[test::FakeConnect::ofAppInfo]["de-DE"]["subtitle"] = "Unter";
+        EXPECT_THAT(account.push().report, testing::StartsWith("Pushed "));
+        EXPECT_EQ(ContextsStore(account.appFolder(), account.clock).load(), before);
+        EXPECT_THAT(account.controller->state()->notices, IsEmpty());
+    }
+    const std::string file = account.appFolder().contextsFile().native();
+    const std::string said = log.text();
+    const std::size_t first = said.find(file + ": is damaged and not used (");
+    ASSERT_NE(first, std::string::npos);
+    EXPECT_EQ(said.find(file + ": is damaged", first + 1), std::string::npos);
+    EXPECT_THAT(said, HasSubstr("The next pull writes it anew."));
+}
+
+TEST(MetadataController, addsALocaleToAContextThatWasMadeSinceThePull) {
+    ControllerAccount account;
+    (void)account.pull();
+    account.connect.addVersion("t1", "TV_OS", "PREPARE_FOR_SUBMISSION");
+    account.controller->addLocale("ko", "tvos/next");
+    const auto saved = ContextsStore(account.appFolder(), account.clock).load();
+    EXPECT_THAT(saved->contexts, SizeIs(3));
+    EXPECT_EQ(saved->selectedContextId, "ios/next");
+}
+
 TEST(MetadataController, asksForTheContextsOnlyWhenALocaleIsAddedToAnEmptyFolder) {
     ControllerAccount account;
     const auto rehearsed = account.controller->addLocale("ko", {}, Run::rehearse);
