@@ -3,7 +3,6 @@
 #include "Core/metadata/FolderTurn.h"
 #include "Core/metadata/Locales.h"
 #include "Platform/files/Files.h"
-#include "Platform/log/Log.h"
 #include "Platform/text/Text.h"
 
 #include <fmt/format.h>
@@ -164,7 +163,6 @@ OlderLayoutReport carryOverOlderLayout(const MetadataFolder& appFolder) {
         append(report.moved, done.moved);
         append(report.leftInPlace, done.leftInPlace);
     }
-    Logger("OlderLayout").info(report.description());
     return report;
 }
 

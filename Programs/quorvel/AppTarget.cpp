@@ -1,6 +1,7 @@
 #include "Programs/quorvel/AppTarget.h"
 
 #include "Core/metadata/MetadataError.h"
+#include "Platform/log/Log.h"
 #include "Programs/quorvel/AppLookup.h"
 #include "Programs/quorvel/Errors.h"
 #include "Quorvel/workspace/AppFolder.h"
@@ -23,6 +24,12 @@ std::vector<ContextID> contextsOnDisk(const MetadataFolder& appFolder) {
     return contexts;
 }
 
+// What comes of it is told by whoever touches the folder first.
+void carryOver(const MetadataFolder& appFolder) {
+    for (const std::string& line : carryOverPulledTree(appFolder).lines())
+        Logger("AppTarget").warningOnce(line);
+}
+
 } // namespace
 
 ArgumentSpec folderArgument() {
@@ -34,6 +41,7 @@ AppTarget::AppTarget(Invocation& invocation, Reach reach) : invocation_(invocati
     if (!folder) return;
     appFolder_ = MetadataFolder{(invocation.surroundings.workingFolder / *folder).lexically_normal()};
     invocation.composition.useFolder(*appFolder_);
+    carryOver(*appFolder_);
 }
 
 const ManagedApp& AppTarget::app() {
@@ -44,8 +52,10 @@ const ManagedApp& AppTarget::app() {
 }
 
 const MetadataFolder& AppTarget::appFolder() {
-    if (!appFolder_)
+    if (!appFolder_) {
         appFolder_ = appFolderOf(app(), invocation_.composition.home(), invocation_.composition.apps());
+        carryOver(*appFolder_);
+    }
     return *appFolder_;
 }
 

@@ -69,12 +69,15 @@ PlatformContext AppContexts::choose(const std::vector<PlatformContext>& contexts
     return *chosen;
 }
 
-void AppContexts::requireSameApp(const std::vector<std::string>& versionIDs, std::string_view appName) const {
-    if (!saved_ || saved_->contexts.empty()) return;
-    const bool known = std::ranges::any_of(saved_->contexts, [&](const PlatformContext& context) {
+bool AppContexts::areOf(const std::vector<std::string>& versionIDs) const {
+    if (!saved_ || saved_->contexts.empty()) return true;
+    return std::ranges::any_of(saved_->contexts, [&](const PlatformContext& context) {
         return std::ranges::find(versionIDs, context.versionId) != versionIDs.end();
     });
-    if (!known)
+}
+
+void AppContexts::requireSameApp(const std::vector<std::string>& versionIDs, std::string_view appName) const {
+    if (!areOf(versionIDs))
         throw MetadataError(
             fmt::format("{}: holds the texts of another app than {}. Name this app's own folder, "
                         "or a new one.",

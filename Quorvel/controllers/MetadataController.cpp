@@ -33,12 +33,6 @@ OlderLayoutReport carryOver(const MetadataFolder& appFolder) {
     }
 }
 
-// Whether texts are there, but nothing to compare them with.
-bool lacksItsCopies(const MetadataFolder& folder) {
-    const MetadataStore store(folder);
-    return store.localesOnDisk(TextSide::pulled).empty() && !store.localesOnDisk().empty();
-}
-
 // The part of the state that is read from a context's folder.
 void readTree(MetadataState& state, const MetadataFolder& folder, const std::vector<ManagedLocale>& managed) {
     state.grid = {};
@@ -160,7 +154,7 @@ void MetadataController::setNotices(MetadataState::Notice::Kind kind,
 void MetadataController::noticeMissingCopies(const MetadataFolder& appFolder,
                                              const PlatformContext& context) const {
     std::vector<std::string> texts;
-    if (lacksItsCopies(appFolder.contextFolder(context.contextID())))
+    if (lacksItsCopies(MetadataStore(appFolder.contextFolder(context.contextID()))))
         texts.push_back(notPulledText(context.id()));
     setNotices(MetadataState::Notice::Kind::missingCopies, texts);
 }

@@ -101,8 +101,9 @@ std::vector<PlatformContext> MetadataController::contextsToPull(const Pulling& p
     // The app's own folder may hold versions that were all deleted since; one that was named, or that
     // another app uses too, may be another's.
     const Target& target = pulling.target;
-    if (parts_.folder || otherAppIn(target.folder, target.app, parts_.home, apps_))
-        pulling.contexts.requireSameApp(pulling.found.versionIDs, pulling.target.app.displayName);
+    if (!pulling.contexts.areOf(pulling.found.versionIDs) &&
+        (parts_.folder || otherAppIn(target.folder, target.app, parts_.home, apps_)))
+        pulling.contexts.requireSameApp(pulling.found.versionIDs, target.app.displayName);
     if (request.contexts == PullRequest::Contexts::all) return pulling.found.contexts;
     const auto& saved = pulling.contexts.saved();
     return {AppContexts::choose(pulling.found.contexts, request.context,

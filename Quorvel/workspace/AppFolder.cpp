@@ -112,6 +112,10 @@ std::optional<ManagedApp> otherAppIn(const MetadataFolder& folder, const Managed
     return std::nullopt;
 }
 
+bool lacksItsCopies(const MetadataStore& store) {
+    return store.localesOnDisk(TextSide::pulled).empty() && !store.localesOnDisk().empty();
+}
+
 OlderLayoutReport carryOverPulledTree(const MetadataFolder& folder) {
     // Those that were pulled have their copies beside them.
     const bool wasPulled = std::ranges::any_of(RawValues<ASCPlatform>::values, [&](const auto& platform) {

@@ -2,6 +2,7 @@
 #pragma once
 
 #include "Core/metadata/MetadataFolder.h"
+#include "Core/metadata/MetadataStore.h"
 #include "Core/metadata/OlderLayout.h"
 #include "Core/records/Records.h"
 #include "Platform/files/Home.h"
@@ -26,6 +27,9 @@ ManagedApp keepAppFolder(const ManagedApp& app, const MetadataFolder& folder, co
 /// Another recorded app that uses the very folder; nothing when there is none.
 [[nodiscard]] std::optional<ManagedApp> otherAppIn(const MetadataFolder& folder, const ManagedApp& app,
                                                    const Home& home, const AppRecords& apps);
+
+/// Whether a context's tree has texts, but nothing that was pulled to compare them with.
+[[nodiscard]] bool lacksItsCopies(const MetadataStore& store);
 
 /// Carries a tree of the older layout over, if it was pulled: locale folders that the folder happens to hold,
 /// of another tool perhaps, are not ours to move. Throws `FileError`.
