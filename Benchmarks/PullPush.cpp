@@ -1,10 +1,10 @@
 // Pull and push at 80 ms latency against what the network alone takes, and the requests against the least
 // possible.
 #include "Benchmarks/Ratio.h"
-#include "Core/metadata/ContextsStore.h"
 #include "Core/metadata/MetadataDiff.h"
 #include "Core/metadata/MetadataPuller.h"
 #include "Core/metadata/MetadataPusher.h"
+#include "Tests/support/PullContext.h"
 #include "Tests/support/Rehearsal.h"
 
 #include <cmath>
@@ -30,7 +30,7 @@ struct Pulled {
         rehearsal.server.setLatency(static_cast<int>(latency * 1e3));
     }
     PullResult pull(const std::filesystem::path& root) const {
-        return pullApp(rehearsal.client, systemClock(), appID, MetadataFolder{root}, "ios/next");
+        return test::pullContext(rehearsal.client, systemClock(), appID, MetadataFolder{root}, "ios/next");
     }
     test::Rehearsal rehearsal{{.hourlyQuota = 100'000'000}};
     std::string appID;
@@ -57,8 +57,8 @@ void pullOf40Locales(benchmark::State& state) {
 void pushOf240Fields(benchmark::State& state) {
     Pulled pulled;
     const MetadataFolder root{pulled.rehearsal.folder / "tree"};
-    const auto contexts = ContextsStore(root, systemClock()).load().value().contexts;
-    const auto context = chooseContext(contexts, "ios/next").value();
+    const auto versions = pulled.rehearsal.client.listAppStoreVersions(pulled.appID);
+    const auto context = chooseContext(contextsOf(versions), "ios/next").value();
     const MetadataStore store(root.contextFolder(context.contextID()));
     std::vector<double> times;
     std::size_t sent = 0, jobs = 0;

@@ -1,6 +1,7 @@
 #include "Core/metadata/AppInfoTexts.h"
 
 #include "Core/metadata/RemoteLocalizations.h"
+#include "Platform/task/Task.h"
 
 #include <exception>
 #include <optional>
@@ -12,16 +13,26 @@ AppInfoTexts::AppInfoTexts(const ASCClientProtocol& client, ASCList<AppInfoAttri
     : client_(client), appInfos_(std::move(appInfos)) {}
 
 LocaleTexts AppInfoTexts::of(const std::string& appInfoID) {
-    std::optional<std::promise<LocaleTexts>> mine;
-    std::shared_future<LocaleTexts> texts;
-    {
-        const std::lock_guard lock(mutex_);
-        auto& entry = texts_[appInfoID];
-        if (!entry.valid()) entry = mine.emplace().get_future().share();
-        texts = entry;
+    for (;;) {
+        std::optional<std::promise<LocaleTexts>> mine;
+        std::shared_future<LocaleTexts> texts;
+        {
+            const std::lock_guard lock(mutex_);
+            auto& entry = texts_[appInfoID];
+            if (!entry.valid()) entry = mine.emplace().get_future().share();
+            texts = entry;
+        }
+        if (mine) {
+            list(appInfoID, std::move(*mine));
+            return texts.get();
+        }
+        try {
+            return texts.get();
+        } catch (const CancellationError&) {
+            // What ended the one that listed, a failure of its other requests perhaps, does not concern us.
+            checkCancellation();
+        }
     }
-    if (mine) list(appInfoID, std::move(*mine));
-    return texts.get();
 }
 
 void AppInfoTexts::list(const std::string& appInfoID, std::promise<LocaleTexts> promise) {

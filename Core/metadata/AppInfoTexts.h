@@ -19,7 +19,8 @@ class AppInfoTexts {
 
     [[nodiscard]] const ASCList<AppInfoAttributes>& appInfos() const { return appInfos_; }
 
-    /// Throws `ASCError`, `CancellationError`; one that asks after a failure lists again.
+    /// Throws `ASCError`, and `CancellationError` when the caller's own task is cancelled; one that asks
+    /// after a failure lists again, and so does one that waited for a task that was cancelled.
     [[nodiscard]] LocaleTexts of(const std::string& appInfoID);
 
   private:

@@ -27,10 +27,6 @@ MetadataError MetadataError::readOnlyContext(std::string_view appStoreState) {
         {}, "READ_ONLY_CONTEXT");
 }
 
-MetadataError MetadataError::noVersions() {
-    return MetadataError("No versions found on App Store Connect.", {}, "NO_VERSIONS");
-}
-
 MetadataError MetadataError::unknownContext(std::string_view wanted, std::string_view known) {
     return MetadataError(fmt::format("There is no context \"{}\" on App Store Connect. This app has: {}.",
                                      escapeControls(wanted), known),

@@ -30,7 +30,6 @@ class MetadataError : public std::runtime_error {
     [[nodiscard]] const std::string& code() const { return code_; }
 
     [[nodiscard]] static MetadataError readOnlyContext(std::string_view appStoreState);
-    [[nodiscard]] static MetadataError noVersions();
     [[nodiscard]] static MetadataError unknownContext(std::string_view wanted, std::string_view known);
     [[nodiscard]] static MetadataError interruptedPull(const std::filesystem::path& folder);
     [[nodiscard]] static MetadataError otherVersionPulled(std::string_view versionString);

@@ -1,6 +1,5 @@
 #include "Core/metadata/MetadataPuller.h"
 
-#include "Core/metadata/ContextsStore.h"
 #include "Core/metadata/FolderTurn.h"
 #include "Core/metadata/PullWriter.h"
 #include "Core/metadata/RemoteLocalizations.h"
@@ -8,7 +7,6 @@
 #include "Platform/task/Task.h"
 
 #include <fmt/format.h>
-#include <fmt/ranges.h>
 
 #include <algorithm>
 #include <functional>
@@ -114,30 +112,6 @@ PullResult MetadataPuller::pull(std::string_view appID, const PlatformContext& c
     if (info) incoming.push_back(listTexts(client_, FieldHome::appInfoLocalization, info->id));
     return write(context, info, incoming, contextFolder, options, clock_(), turn ? Turn::held : Turn::notHeld,
                  logger_);
-}
-
-PullResult pullApp(const ASCClientProtocol& client, const Clock& clock, std::string_view appID,
-                   const MetadataFolder& appFolder, const std::optional<std::string>& wanted,
-                   const PullOptions& options) {
-    const ContextsStore store(appFolder, clock);
-    const auto persisted = store.load();
-    const auto selected = persisted ? persisted->selectedContextId : std::nullopt;
-
-    const MetadataPuller puller(client, clock);
-    const AppDiscovery found = puller.discover(appID);
-    const auto context = chooseContext(found.contexts, wanted ? wanted : selected);
-    if (!context) throw MetadataError::noVersions();
-    if (wanted && context->id() != *wanted) {
-        std::vector<std::string> known;
-        std::ranges::transform(found.contexts, std::back_inserter(known), &PlatformContext::id);
-        throw MetadataError::unknownContext(*wanted, fmt::format("{}", fmt::join(known, ", ")));
-    }
-    PullResult result =
-        puller.pull(found.appInfos, *context, appFolder.contextFolder(context->contextID()), options);
-    const auto stillThere =
-        std::ranges::find(found.contexts, selected, [](const auto& one) { return std::optional(one.id()); });
-    store.save(found.contexts, stillThere == found.contexts.end() ? context->id() : selected);
-    return result;
 }
 
 } // namespace quorvel

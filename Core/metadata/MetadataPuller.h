@@ -90,10 +90,4 @@ class MetadataPuller {
     Logger logger_{"MetadataPuller"};
 };
 
-/// Discovers the app, pulls the context `wanted` (such as "ios/next"; the one selected last when empty) into
-/// its folder under the app's root and saves the contexts. Two dependent round trips, four requests.
-[[nodiscard]] PullResult pullApp(const ASCClientProtocol& client, const Clock& clock, std::string_view appID,
-                                 const MetadataFolder& appFolder, const std::optional<std::string>& wanted,
-                                 const PullOptions& options = {});
-
 } // namespace quorvel

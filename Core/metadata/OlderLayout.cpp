@@ -6,7 +6,6 @@
 #include "Platform/text/Text.h"
 
 #include <fmt/format.h>
-#include <fmt/ranges.h>
 
 #include <algorithm>
 #include <array>
@@ -127,18 +126,14 @@ class Carrier {
 } // namespace
 
 std::vector<std::string> OlderLayoutReport::lines() const {
-    std::vector<std::string> list;
+    std::vector<std::string> lines;
     if (!moved.empty())
-        list.push_back(fmt::format("Carried {} {} of the older layout over, such as {} to {}.", moved.size(),
-                                   moved.size() == 1 ? "folder" : "folders", moved.front().from,
-                                   moved.front().to));
+        lines.push_back(fmt::format("Carried {} {} of the older layout over, such as {} to {}.", moved.size(),
+                                    moved.size() == 1 ? "folder" : "folders", moved.front().from,
+                                    moved.front().to));
     for (const LeftFolder& left : leftInPlace)
-        list.push_back(left.explanation);
-    return list;
-}
-
-std::string OlderLayoutReport::description() const {
-    return fmt::format("{}", fmt::join(lines(), "\n"));
+        lines.push_back(left.explanation);
+    return lines;
 }
 
 OlderLayoutReport carryOverOlderLayout(const MetadataFolder& appFolder) {

@@ -28,13 +28,12 @@ struct OlderLayoutReport {
     std::vector<CarriedFolder> moved;
     std::vector<LeftFolder> leftInPlace;
     QUORVEL_RECORD(OlderLayoutReport, moved, leftInPlace)
+    bool operator==(const OlderLayoutReport&) const = default;
 
     /// Whether there was anything of the older layout.
     [[nodiscard]] bool isEmpty() const { return moved.empty() && leftInPlace.empty(); }
-    /// For the user: what moved, and a text for each folder that did not.
+    /// For the user: a line for what moved, and one for each folder that did not.
     [[nodiscard]] std::vector<std::string> lines() const;
-    /// The lines as one text.
-    [[nodiscard]] std::string description() const;
 };
 
 /// Moves every locale that lies directly under a platform's older folder (`MetadataFolder::platformFolder`),

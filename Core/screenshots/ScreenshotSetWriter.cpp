@@ -25,7 +25,7 @@ void PushSteps::tell(const ScreenshotTransfer& transfer) const {
 
 /// What became of one file.
 struct ScreenshotSetWriter::Sent {
-    enum class How { failed, foundThere, sent };
+    enum class How { failed, postponed, foundThere, sent };
     How how = How::failed;
     std::string id;
     std::string failure;
@@ -129,8 +129,13 @@ void ScreenshotSetWriter::deleteUnwanted() {
 }
 
 void ScreenshotSetWriter::uploadAll() {
-    const auto results = parallelMap(edit_.localsToUpload, parts_.filesAtOnce,
-                                     [&](const ScreenshotPushItem& item) { return upload(item); });
+    auto results = parallelMap(edit_.localsToUpload, parts_.filesAtOnce,
+                               [&](const ScreenshotPushItem& item) { return upload(item, Pass::first); });
+    // With no reservation under way it is certain which of them are remains.
+    if (std::ranges::find(results, Sent::How::postponed, &Sent::how) != results.end()) removeRemains(list());
+    for (std::size_t at = 0; at < results.size(); ++at)
+        if (results[at].how == Sent::How::postponed)
+            results[at] = upload(edit_.localsToUpload[at], Pass::second);
     for (std::size_t at = 0; at < results.size(); ++at) {
         const ScreenshotPushItem& item = edit_.localsToUpload[at];
         if (results[at].how == Sent::How::failed) {
@@ -146,7 +151,7 @@ void ScreenshotSetWriter::uploadAll() {
     }
 }
 
-ScreenshotSetWriter::Sent ScreenshotSetWriter::upload(const ScreenshotPushItem& item) {
+ScreenshotSetWriter::Sent ScreenshotSetWriter::upload(const ScreenshotPushItem& item, Pass pass) {
     const auto tell = [&](ScreenshotTransfer::Stage stage, std::uint64_t size) {
         parts_.steps.tell(ScreenshotTransfer{item.fileURL, size, size, stage});
         parts_.steps.tell(
@@ -166,6 +171,8 @@ ScreenshotSetWriter::Sent ScreenshotSetWriter::upload(const ScreenshotPushItem& 
     } catch (const ScreenshotFileError& error) {
         sent.failure = error.what();
     } catch (const ASCError& error) {
+        // Other files' reservations whose answers were lost may fill the set.
+        if (error.httpStatus() == 409 && pass == Pass::first) return {Sent::How::postponed, {}, {}};
         sent.failure = error.description();
     }
     tell(ScreenshotTransfer::Stage::failed, 0);

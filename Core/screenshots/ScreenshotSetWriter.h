@@ -78,7 +78,8 @@ class ScreenshotSetWriter {
     void remove(const std::string& id);
 
     void uploadAll();
-    [[nodiscard]] Sent upload(const ScreenshotPushItem& item);
+    enum class Pass { first, second };
+    [[nodiscard]] Sent upload(const ScreenshotPushItem& item, Pass pass);
     [[nodiscard]] std::string sendFile(const ScreenshotPushItem& item, const ScreenshotFile& file,
                                        const std::string& checksum);
     [[nodiscard]] ASCResource<AppScreenshotAttributes> reserve(const ScreenshotPushItem& item,

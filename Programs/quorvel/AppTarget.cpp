@@ -1,6 +1,5 @@
 #include "Programs/quorvel/AppTarget.h"
 
-#include "Core/metadata/MetadataError.h"
 #include "Platform/log/Log.h"
 #include "Programs/quorvel/AppLookup.h"
 #include "Programs/quorvel/Errors.h"
@@ -11,18 +10,6 @@
 namespace quorvel {
 
 namespace {
-
-constexpr AppStoreVersionStateClass slots[] = {AppStoreVersionStateClass::editable,
-                                               AppStoreVersionStateClass::live};
-
-std::vector<ContextID> contextsOnDisk(const MetadataFolder& appFolder) {
-    std::vector<ContextID> contexts;
-    for (const auto& [platform, raw] : RawValues<ASCPlatform>::values)
-        for (const AppStoreVersionStateClass slot : slots)
-            if (std::filesystem::is_directory(appFolder.contextFolder({platform, slot}).rootURL))
-                contexts.push_back({platform, slot});
-    return contexts;
-}
 
 // What comes of it is told by whoever touches the folder first.
 void carryOver(const MetadataFolder& appFolder) {
@@ -52,10 +39,7 @@ const ManagedApp& AppTarget::app() {
 }
 
 const MetadataFolder& AppTarget::appFolder() {
-    if (!appFolder_) {
-        appFolder_ = appFolderOf(app(), invocation_.composition.home(), invocation_.composition.apps());
-        carryOver(*appFolder_);
-    }
+    if (!appFolder_) appFolder_ = controller()->folder();
     return *appFolder_;
 }
 
@@ -63,9 +47,9 @@ std::shared_ptr<MetadataController> AppTarget::controller() {
     return invocation_.composition.sessions().session(app().id)->metadata;
 }
 
-const std::optional<PersistedContexts>& AppTarget::savedContexts() {
-    if (!savedContexts_) savedContexts_ = ContextsStore(appFolder(), invocation_.composition.clock()).load();
-    return *savedContexts_;
+const AppContexts& AppTarget::contexts() {
+    if (!contexts_) contexts_.emplace(appFolder(), invocation_.composition.clock());
+    return *contexts_;
 }
 
 LocaleSet AppTarget::disabledLocales() {
@@ -82,31 +66,16 @@ LocaleSet AppTarget::disabledLocales() {
 
 std::optional<ContextID> AppTarget::givenContext() const {
     if (!invocation_.global.context) return std::nullopt;
-    const auto context = parseContextID(*invocation_.global.context);
-    if (!context)
-        throw UsageError(fmt::format("{} is no context", quotedWord(*invocation_.global.context)),
-                         "A context is ios, macos, tvos or visionos, a slash, and next or live, such as "
-                         "ios/next.");
-    return context;
+    return requireContextID(*invocation_.global.context);
 }
 
 ContextID AppTarget::localContext() {
-    if (const auto given = givenContext()) return *given;
-    if (const auto& saved = savedContexts(); saved && saved->selectedContextId)
-        if (const auto selected = parseContextID(*saved->selectedContextId)) return *selected;
-    const auto onDisk = contextsOnDisk(appFolder());
-    return onDisk.empty() ? ContextID{} : onDisk.front();
+    return contexts().known(invocation_.global.context).value_or(ContextID{});
 }
 
-ContextID AppTarget::knownContext() {
-    if (givenContext() || savedContexts() || !contextsOnDisk(appFolder()).empty()) return localContext();
-    const auto client = invocation_.composition.client(ownerOf(app()));
-    const auto contexts = contextsOf(client->listAppStoreVersions(app().appStoreId));
-    const auto chosen = chooseContext(contexts, std::nullopt);
-    if (!chosen) throw MetadataError::noVersions();
-    if (!invocation_.global.dryRun)
-        ContextsStore(appFolder(), invocation_.composition.clock()).save(contexts, chosen->id());
-    return chosen->contextID();
+ContextID AppTarget::contextToFill() {
+    if (const auto known = contexts().known(invocation_.global.context)) return *known;
+    return controller()->contextToFill({}, invocation_.global.dryRun ? Run::rehearse : Run::perform);
 }
 
 MetadataStore AppTarget::storeOf(const ContextID& context) {
@@ -115,7 +84,7 @@ MetadataStore AppTarget::storeOf(const ContextID& context) {
 
 MetadataStore AppTarget::localStore() {
     const MetadataFolder folder = appFolder().contextFolder(localContext());
-    if (!std::filesystem::is_directory(folder.rootURL))
+    if (!isFolder(folder))
         throw CommandError(ExitStatus::notFound,
                            fmt::format("{} has not been pulled", folder.rootURL.string()),
                            "Pull first, or check --folder, --app and --context.");

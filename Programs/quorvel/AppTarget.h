@@ -1,9 +1,9 @@
 // The app, folder and context that a metadata command works on.
 #pragma once
 
-#include "Core/metadata/ContextsStore.h"
 #include "Core/metadata/MetadataStore.h"
 #include "Programs/quorvel/Invocation.h"
+#include "Quorvel/controllers/AppContexts.h"
 
 #include <memory>
 #include <optional>
@@ -22,23 +22,22 @@ class AppTarget {
 
     /// The record of the app. Throws `UsageError`, `CommandError`.
     [[nodiscard]] const ManagedApp& app();
-    /// The folder of --folder, or the app's own.
+    /// The folder of --folder, or the app's own, with a tree of the older layout carried over.
     [[nodiscard]] const MetadataFolder& appFolder();
     [[nodiscard]] std::shared_ptr<MetadataController> controller();
-    /// The contexts that were saved in the folder.
-    [[nodiscard]] const std::optional<PersistedContexts>& savedContexts();
+    /// What the folder says of the app's contexts.
+    [[nodiscard]] const AppContexts& contexts();
 
     /// The locales that the app's user took out of pulls and pushes; none where only a folder is known.
     [[nodiscard]] LocaleSet disabledLocales();
 
-    /// The --context. Throws `UsageError` for one that is none.
+    /// The --context. Throws `MetadataError` for one that is none.
     [[nodiscard]] std::optional<ContextID> givenContext() const;
-    /// The context to work on without asking: of --context, the one selected last, the only one on disk, or
-    /// ios/next.
+    /// The context to work on without asking, see `AppContexts::known`; ios/next where nothing tells.
     [[nodiscard]] ContextID localContext();
-    /// Like `localContext`, but asks App Store Connect where nothing was saved and --context is left out, and
-    /// saves what it answers. Throws `MetadataError` when the app has no version.
-    [[nodiscard]] ContextID knownContext();
+    /// Like `localContext`, but asks App Store Connect where nothing tells, and saves what it answers. Throws
+    /// `OperationRefused` when the app has no version.
+    [[nodiscard]] ContextID contextToFill();
     /// The texts of `localContext`. Throws `CommandError` when there is no folder of them.
     [[nodiscard]] MetadataStore localStore();
     [[nodiscard]] MetadataStore storeOf(const ContextID& context);
@@ -48,7 +47,7 @@ class AppTarget {
     Reach reach_;
     std::optional<ManagedApp> app_;
     std::optional<MetadataFolder> appFolder_;
-    std::optional<std::optional<PersistedContexts>> savedContexts_;
+    std::optional<AppContexts> contexts_;
 };
 
 /// The option that names the app's folder, for the tables of commands.

@@ -94,8 +94,12 @@ std::shared_ptr<Composition::Connection> Composition::connect(const Credentials&
 }
 
 bool Composition::hasRecords() const {
+    if (container_) return true;
+    // A store that cannot be looked at, or a link that leads nowhere, is not taken for a new home: opening it
+    // says what is wrong.
     std::error_code ignored;
-    return container_ || std::filesystem::exists(home_.applicationSupport() / storeFileNames[0], ignored);
+    return std::filesystem::symlink_status(home_.applicationSupport() / storeFileNames[0], ignored).type() !=
+           std::filesystem::file_type::not_found;
 }
 
 SharedContainer Composition::container() {

@@ -66,7 +66,6 @@ ErrorReport reportOf(const MetadataError& error) {
     static constexpr Meaning meanings[] = {
         {"READ_ONLY_CONTEXT", ExitStatus::refusedByState, "Make one with 'quorvel versions create'."},
         {"OTHER_VERSION_PULLED", ExitStatus::refusedByState, ""},
-        {"NO_VERSIONS", ExitStatus::notFound, "Make one with 'quorvel versions create'."},
         {"UNKNOWN_CONTEXT", ExitStatus::notFound, "Choose one with --context."},
         {"INVALID_CONTEXT", ExitStatus::usage, ""},
         {"INVALID_LOCALE", ExitStatus::usage, ""},

@@ -33,6 +33,14 @@ bool isFolder(const MetadataFolder& folder) {
     return std::filesystem::is_directory(folder.rootURL, unreachable);
 }
 
+ContextID requireContextID(std::string_view name) {
+    if (const auto context = parseContextID(name)) return *context;
+    throw MetadataError(fmt::format("\"{}\" is no context. A context is ios, macos, tvos or visionos, a "
+                                    "slash, and next or live, such as ios/next.",
+                                    escapeControls(name)),
+                        {}, "INVALID_CONTEXT");
+}
+
 AppContexts::AppContexts(const MetadataFolder& appFolder, const Clock& clock)
     : folder_(appFolder), saved_(ContextsStore(appFolder, clock).load()) {}
 
@@ -44,16 +52,7 @@ std::optional<PlatformContext> AppContexts::savedContext(const ContextID& contex
 }
 
 std::optional<ContextID> AppContexts::known(const std::optional<std::string>& given) const {
-    if (given) {
-        const auto context = parseContextID(*given);
-        if (!context)
-            throw MetadataError(
-                fmt::format("\"{}\" is no context. A context is ios, macos, tvos or visionos, a "
-                            "slash, and next or live, such as ios/next.",
-                            escapeControls(*given)),
-                {}, "INVALID_CONTEXT");
-        return context;
-    }
+    if (given) return requireContextID(*given);
     if (saved_ && saved_->selectedContextId)
         if (const auto selected = parseContextID(*saved_->selectedContextId)) return selected;
     return firstOnDisk(folder_);

@@ -25,14 +25,6 @@ std::string failureText(MetadataOperation kind, std::string_view problem) {
     return std::string(problem);
 }
 
-OlderLayoutReport carryOver(const MetadataFolder& appFolder) {
-    try {
-        return carryOverPulledTree(appFolder);
-    } catch (const FileError& error) {
-        throw OperationRefused(Refusal::folderUnavailable, error.what());
-    }
-}
-
 // The part of the state that is read from a context's folder.
 void readTree(MetadataState& state, const MetadataFolder& folder, const std::vector<ManagedLocale>& managed) {
     state.grid = {};
@@ -122,7 +114,23 @@ ManagedApp MetadataController::record() const {
     return *std::move(app);
 }
 
-MetadataFolder MetadataController::folderOf(const ManagedApp& app) const {
+void MetadataController::carryOver(const MetadataFolder& folder) {
+    OlderLayoutReport report;
+    try {
+        report = carryOverPulledTree(folder);
+    } catch (const FileError& error) {
+        throw OperationRefused(Refusal::folderUnavailable, error.what());
+    }
+    const auto isTold = [&](const OlderLayoutReport& told) { // the folder is asked for again and again
+        return report.moved.empty() && report.leftInPlace == told.leftInPlace;
+    };
+    if (isTold(state()->olderLayout)) return;
+    for (const std::string& line : report.lines())
+        logger_.warningOnce(line);
+    published_.update([&](MetadataState& state) { state.olderLayout = std::move(report); });
+}
+
+MetadataFolder MetadataController::folderOf(const ManagedApp& app) {
     MetadataFolder folder;
     try {
         folder = parts_.folder ? *parts_.folder : appFolderOf(app, parts_.home, apps_);
@@ -131,42 +139,28 @@ MetadataFolder MetadataController::folderOf(const ManagedApp& app) const {
                                                           : Refusal::folderUnavailable,
                                error.what());
     }
-    const OlderLayoutReport carried = carryOver(folder);
-    setNotices(MetadataState::Notice::Kind::olderLayout, carried.lines());
+    carryOver(folder);
     return folder;
 }
 
-void MetadataController::setNotices(MetadataState::Notice::Kind kind,
-                                    const std::vector<std::string>& texts) const {
-    const auto replaced = [&](std::vector<MetadataState::Notice> notices) {
-        std::erase_if(notices, [&](const MetadataState::Notice& one) { return one.kind == kind; });
-        for (const std::string& text : texts)
-            notices.push_back({kind, text});
-        return notices;
-    };
-    for (const std::string& text : texts)
-        logger_.warningOnce(text);
-    // Nobody is woken for nothing: who is may ask for the folder again.
-    if (const auto before = state()->notices; replaced(before) == before) return;
-    published_.update([&](MetadataState& state) { state.notices = replaced(state.notices); });
-}
-
 void MetadataController::noticeMissingCopies(const MetadataFolder& appFolder,
-                                             const PlatformContext& context) const {
-    std::vector<std::string> texts;
+                                             const PlatformContext& context) {
+    std::optional<std::string> text;
     if (lacksItsCopies(MetadataStore(appFolder.contextFolder(context.contextID()))))
-        texts.push_back(notPulledText(context.id()));
-    setNotices(MetadataState::Notice::Kind::missingCopies, texts);
+        text = notPulledText(context.id());
+    if (text) logger_.warningOnce(*text);
+    if (text == state()->notice) return; // nobody is woken for nothing
+    published_.update([&](MetadataState& state) { state.notice = text; });
 }
 
-MetadataController::Target MetadataController::targetOfTransfer() const {
+MetadataController::Target MetadataController::targetOfTransfer() {
     ManagedApp app = record();
     if (isBlank(app.appStoreId)) throw OperationRefused(Refusal::noAppStoreID);
     MetadataFolder folder = folderOf(app);
     return {std::move(app), std::move(folder)};
 }
 
-MetadataFolder MetadataController::folder() const {
+MetadataFolder MetadataController::folder() {
     return folderOf(record());
 }
 

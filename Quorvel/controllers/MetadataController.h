@@ -50,8 +50,9 @@ class MetadataController {
     }
 
     /// The app's metadata folder, which need not exist; carries a tree of the older layout over when it meets
-    /// one. Throws `OperationRefused` when it cannot be told or used.
-    [[nodiscard]] MetadataFolder folder() const;
+    /// one, and tells what became of it in the state and in the log. Throws `OperationRefused` when it cannot
+    /// be told or used.
+    [[nodiscard]] MetadataFolder folder();
     /// Reads the folder anew: contexts, grid and changes. Asks nobody.
     void refresh();
     /// Chooses among the saved contexts and remembers the choice. Throws `MetadataError` for an unknown one,
@@ -120,6 +121,10 @@ class MetadataController {
     /// Pulled copies stay as they are. Throws `MetadataError` for an unknown run.
     RevertReport revert(std::string_view sessionId, Run run = Run::perform);
 
+    /// The context whose folder takes texts of elsewhere: `context`, else the one to work on. Asks App Store
+    /// Connect (one request) when none is known, and saves what it answers.
+    [[nodiscard]] ContextID contextToFill(const std::optional<std::string>& context, Run run = Run::perform);
+
     /// Runs `work` as this app's one operation, with the folder's turn held; for changes of the folder that
     /// are made elsewhere.
     void perform(MetadataOperation operation, const std::function<void()>& work);
@@ -134,10 +139,10 @@ class MetadataController {
 
     void run(MetadataOperation kind, const std::function<void(Operation&)>& work);
     [[nodiscard]] ManagedApp record() const;
-    [[nodiscard]] MetadataFolder folderOf(const ManagedApp& app) const;
-    void setNotices(MetadataState::Notice::Kind kind, const std::vector<std::string>& texts) const;
-    void noticeMissingCopies(const MetadataFolder& appFolder, const PlatformContext& context) const;
-    [[nodiscard]] Target targetOfTransfer() const;
+    [[nodiscard]] MetadataFolder folderOf(const ManagedApp& app);
+    void carryOver(const MetadataFolder& folder);
+    void noticeMissingCopies(const MetadataFolder& appFolder, const PlatformContext& context);
+    [[nodiscard]] Target targetOfTransfer();
     [[nodiscard]] LocaleSet disabledLocales() const;
     void show(const Target& target);
     void showResult(const Target& target);
@@ -147,8 +152,8 @@ class MetadataController {
     void rememberPull(const Pulling& pulling, const std::vector<ContextPull>& pulls);
     void saveContexts(const MetadataFolder& folder, const std::vector<PlatformContext>& contexts,
                       const std::optional<std::string>& selected) const;
-    [[nodiscard]] ContextID contextForLocale(const Target& target, const std::optional<std::string>& given,
-                                             Run run) const;
+    [[nodiscard]] ContextID contextToFill(const Target& target, const std::optional<std::string>& given,
+                                          Run run) const;
     void restoreContexts(const MetadataFolder& folder, const PushPreparation& preparation) const;
     void recordOutcomes(const PushPreparation& preparation, const std::string& sessionId,
                         const std::vector<PushOutcome>& outcomes) const;
@@ -156,7 +161,7 @@ class MetadataController {
     Parts parts_;
     AppRecords apps_;
     std::atomic<bool> busy_ = false;
-    mutable Published<MetadataState> published_; // also by the question for the folder
+    Published<MetadataState> published_;
     Logger logger_{"MetadataController"};
 };
 

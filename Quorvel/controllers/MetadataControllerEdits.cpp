@@ -36,19 +36,15 @@ void requireAppStoreLocale(std::string_view locale) {
 
 } // namespace
 
-ContextID MetadataController::contextForLocale(const Target& target, const std::optional<std::string>& given,
-                                               Run run) const {
+ContextID MetadataController::contextToFill(const Target& target, const std::optional<std::string>& given,
+                                            Run run) const {
     const AppContexts folder(target.folder, parts_.clock);
     const auto known = folder.known(given);
-    const auto saved = known ? folder.savedContext(*known) : std::nullopt;
-    if (known && known->stateClass == AppStoreVersionStateClass::live)
-        refuseReadOnly(saved ? saved->appStoreState : "");
-    if (known && (saved || !given)) return *known;
+    if (known && (!given || folder.savedContext(*known))) return *known;
     if (isBlank(target.app.appStoreId)) throw OperationRefused(Refusal::noAppStoreID);
     const auto contexts = contextsOf(parts_.client()->listAppStoreVersions(target.app.appStoreId));
     if (contexts.empty()) throw OperationRefused(Refusal::noVersions);
     const PlatformContext chosen = AppContexts::choose(contexts, given, std::nullopt);
-    if (chosen.stateClass == AppStoreVersionStateClass::live) refuseReadOnly(chosen.appStoreState);
     if (run == Run::perform) {
         const auto selected = folder.saved() ? folder.saved()->selectedContextId : std::nullopt;
         saveContexts(target.folder, contexts, selected ? selected : chosen.id());
@@ -65,7 +61,12 @@ MetadataController::addLocale(std::string_view locale, const std::optional<std::
         const Target target{app, folderOf(app)};
         std::optional<FileLock> turn;
         if (run == Run::perform) turn = takeTurnOf(target.folder, "the addition of a locale");
-        const MetadataStore store(target.folder.contextFolder(contextForLocale(target, context, run)));
+        const ContextID wanted = contextToFill(target, context, run);
+        if (wanted.stateClass == AppStoreVersionStateClass::live) {
+            const auto saved = AppContexts(target.folder, parts_.clock).savedContext(wanted);
+            refuseReadOnly(saved ? saved->appStoreState : "");
+        }
+        const MetadataStore store(target.folder.contextFolder(wanted));
         const auto folder = store.folder().localeFolder(locale);
         added = {std::string(locale), folder.native(), isFolder({folder})};
         if (run == Run::rehearse) return;
@@ -80,6 +81,18 @@ MetadataController::addLocale(std::string_view locale, const std::optional<std::
         showResult(target);
     });
     return added;
+}
+
+ContextID MetadataController::contextToFill(const std::optional<std::string>& context, Run run) {
+    ContextID found;
+    this->run(MetadataOperation::importTexts, [&](Operation&) {
+        const ManagedApp app = record();
+        const Target target{app, folderOf(app)};
+        std::optional<FileLock> turn;
+        if (run == Run::perform) turn = takeTurnOf(target.folder, describe(MetadataOperation::importTexts));
+        found = contextToFill(target, context, run);
+    });
+    return found;
 }
 
 void MetadataController::perform(MetadataOperation operation, const std::function<void()>& work) {

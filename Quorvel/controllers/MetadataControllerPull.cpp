@@ -1,4 +1,3 @@
-#include "Core/metadata/BookmarkResolver.h"
 #include "Core/metadata/FolderTurn.h"
 #include "Core/metadata/MetadataError.h"
 #include "Platform/task/Task.h"
@@ -33,17 +32,6 @@ AppDiscovery discover(const ASCClientProtocol& client, const Clock& clock, const
     AppDiscovery found = MetadataPuller(client, clock).discover(app.appStoreId);
     if (found.contexts.empty()) throw OperationRefused(Refusal::noVersions);
     return found;
-}
-
-// A bookmark that leads nowhere is no choice any more.
-bool hasUsableBookmark(const ManagedApp& app) {
-    if (!app.metadataFolderBookmark) return false;
-    try {
-        (void)BookmarkResolver::resolve(*app.metadataFolderBookmark);
-        return true;
-    } catch (const MetadataError&) {
-        return false;
-    }
 }
 
 std::vector<std::string> localesOf(const std::vector<ContextPull>& pulls) {
@@ -134,7 +122,7 @@ void MetadataController::rememberPull(const Pulling& pulling, const std::vector<
         return;
     }
     const Target& target = pulling.target;
-    if (!parts_.folder && !hasUsableBookmark(target.app)) keepAppFolder(target.app, target.folder, apps_);
+    if (!parts_.folder && !target.app.metadataFolderBookmark) keepAppFolder(target.app, target.folder, apps_);
 
     const auto& found = pulling.found.contexts;
     const auto& saved = pulling.contexts.saved();

@@ -4,6 +4,7 @@
 #include "Core/metadata/FieldTexts.h"
 #include "Core/metadata/MetadataPuller.h"
 #include "Core/metadata/MetadataSnapshot.h"
+#include "Core/metadata/OlderLayout.h"
 #include "Core/metadata/PendingChange.h"
 #include "Core/metadata/PlatformContext.h"
 #include "Platform/json/RawValue.h"
@@ -48,13 +49,6 @@ struct MetadataState {
         bool operator==(const Progress&) const = default;
     };
 
-    struct Notice {
-        enum class Kind { olderLayout, missingCopies };
-        Kind kind = Kind::olderLayout;
-        std::string text;
-        bool operator==(const Notice&) const = default;
-    };
-
     std::optional<MetadataOperation> running;
     std::string status; // what is being done, or what was done last
     std::optional<Progress> progress;
@@ -66,9 +60,10 @@ struct MetadataState {
     std::size_t pulledLocales = 0;      // of the selected context, those with a copy of App Store Connect
     std::vector<std::string> missingLocales; // that the app manages but the selected context has no folder of
     LocaleSet disabledLocales;               // of the app
-    std::vector<Notice> notices;             // about the folder, for a banner
+    std::optional<std::string> notice;       // that there is nothing to compare with, for a banner
     std::optional<PullResult> lastPull;
     std::vector<PushOutcome> lastPush;
+    OlderLayoutReport olderLayout; // what became of a tree of the older layout when one was met last
 
     [[nodiscard]] std::optional<PlatformContext> selectedContext() const;
     [[nodiscard]] MetadataChecklist checklist() const;

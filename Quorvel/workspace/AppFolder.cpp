@@ -25,9 +25,13 @@ const Logger& logger() {
 
 // Into the record as it is now: the caller's copy may be old, and what changed since is not to be undone.
 ManagedApp storeBookmark(const ManagedApp& app, std::string bookmark, const AppRecords& apps) {
-    ManagedApp current = apps.find(app.id).value_or(app);
-    current.metadataFolderBookmark = std::move(bookmark);
-    return apps.update(std::move(current));
+    ManagedApp current;
+    apps.together([&] { // another process may change it between the two
+        current = apps.find(app.id).value_or(app);
+        current.metadataFolderBookmark = std::move(bookmark);
+        current = apps.update(std::move(current));
+    });
+    return current;
 }
 
 // Without links; what is missing stays as it was written.

@@ -114,6 +114,44 @@ TEST_F(RecordCommands, removesAnAppWithItsHistoryAndKeyAndNoFile) {
     EXPECT_THAT(run({"status"}).out, HasSubstr("Local matches App Store Connect."));
 }
 
+TEST_F(RecordCommands, removesNoneOfSeveralAppsWhenOneIsDeclined) {
+    ASSERT_EQ(run({"apps", "import", app, tides}).status, 0);
+    const auto declined = onTerminal({"apps", "remove", app, tides}, "y\nn\n");
+    EXPECT_EQ(declined.status, 1);
+    EXPECT_THAT(declined.out, HasSubstr("Nothing was changed."));
+    EXPECT_THAT(texts({"apps"}, "bundleId"), ElementsAre(app, tides));
+    EXPECT_EQ(onTerminal({"apps", "remove", app, tides}, "y\ny\n").status, 0);
+    EXPECT_THAT(texts({"apps"}, "bundleId"), IsEmpty());
+}
+
+TEST_F(RecordCommands, doesNotTakeAStoreThatIsOutOfReachForANewHome) {
+    const auto support = folder / "home/Library/Application Support";
+    createFolders(support);
+    std::filesystem::create_symlink("unmounted/default.store", support / "default.store");
+    EXPECT_THAT(run({"apps"}).error, HasSubstr("The store of your records could not be opened"));
+    EXPECT_THAT(run({"apps"}).error, IsEmpty());
+}
+
+TEST_F(RecordCommands, tellsWhatBecameOfATreeOfTheOlderLayout) {
+    ASSERT_EQ(run({"pull", "--app", app}).status, 0);
+    const auto root = folder / "home/Documents/Brevant/mosswick-garden-journal";
+    const auto next = root / "ios/next";
+    createFolders(root / ".brevant/asc");
+    std::filesystem::rename(next / "de-DE", root / "de-DE");
+    std::filesystem::rename(next / ".brevant/asc/de-DE", root / ".brevant/asc/de-DE");
+    writeFileAtomically(root / "de-DE/subtitle.txt", "Von früher");
+    std::filesystem::copy(next / "fr-FR", root / "fr-FR");
+    const auto pushed = run({"push", "--yes"});
+    EXPECT_EQ(pushed.status, 0) << pushed.all();
+    EXPECT_THAT(pushed.error,
+                AllOf(HasSubstr("Carried 2 folders of the older layout over"),
+                      HasSubstr("fr-FR stays where it is: ios/next/.brevant/asc/fr-FR is there already.")));
+    EXPECT_THAT(pushed.out, HasSubstr("Pushed 1 field · 1 locale"));
+    EXPECT_EQ(readFile(next / "de-DE/subtitle.txt"), "Von früher");
+    const auto later = run({"status"});
+    EXPECT_THAT(later.error, Not(HasSubstr("Carried")));
+}
+
 TEST_F(RecordCommands, keepsWhatIsSetOfAnApp) {
     ASSERT_EQ(run({"apps", "import", app, "--folder", "own"}).status, 0);
     ASSERT_EQ(run({"apps", "set", app, "--brand-voice", "Calm, plain", "--protected-term", "Mosswick",

@@ -1,9 +1,9 @@
-#include "Core/metadata/ContextsStore.h"
 #include "Core/metadata/MetadataDiff.h"
 #include "Core/metadata/MetadataPuller.h"
 #include "Core/metadata/MetadataPusher.h"
 #include "Core/metadata/MetadataTransfer.h"
 #include "Core/metadata/PushSelection.h"
+#include "Tests/support/PullContext.h"
 #include "Tests/support/Rehearsal.h"
 
 #include <fmt/format.h>
@@ -57,7 +57,7 @@ struct ImportJourney {
             MetadataPusher(rehearsal.client, local, "Blank Canvas").push(app, context, selection.chosen);
         requests = rehearsal.server.requests();
         const MetadataFolder other{rehearsal.folder / "other"};
-        (void)pullApp(rehearsal.client, systemClock(), app, other, "ios/next");
+        (void)test::pullContext(rehearsal.client, systemClock(), app, other, "ios/next");
         arrived = MetadataStore(other.contextFolder(context.contextID())).readAll();
     }
 

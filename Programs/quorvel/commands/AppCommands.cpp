@@ -157,8 +157,9 @@ ExitStatus removeApps(Invocation& invocation) {
     for (const std::string& wanted : invocation.arguments.values("APP"))
         apps.push_back(requireRecordedApp(invocation, wanted));
     Composition& composition = invocation.composition;
-    for (const ManagedApp& app : apps) {
+    for (const ManagedApp& app : apps) // all of them first: who declines one is told that nothing was changed
         confirmRemoval(invocation, fmt::format("{}\nRemove {}?", removalText, app.displayName));
+    for (const ManagedApp& app : apps) {
         (void)composition.apps().remove(app.id);
         composition.sessions().forget(app.id);
         const bool hadKey = forgetScope(composition.keychain(), app.id);

@@ -37,14 +37,14 @@ enum class PendingChanges { count, leave };
 [[nodiscard]] std::vector<AppOverview>
 overviewsOf(Invocation& invocation, const std::vector<ManagedApp>& apps, PendingChanges pending);
 
-/// "just now", "5 minutes ago", "yesterday", "3 weeks ago".
+/// "just now", "5 minutes ago", "1 day ago", "3 weeks ago".
 [[nodiscard]] std::string relativeTime(Date then, Date now);
 /// As much of a date as a table shows, in UTC: "2026-03-01 12:30Z".
 [[nodiscard]] std::string shortTime(Date date);
 
 /// "ios/next 3.5 PREPARE_FOR_SUBMISSION", in the colour of the state.
 [[nodiscard]] Table::Cell contextCell(const PlatformContext& context);
-/// "2 contexts need attention", or nothing.
+/// "2 versions need attention", or nothing.
 [[nodiscard]] std::string attentionText(std::int64_t count);
 
 /// The colour of a version's state.

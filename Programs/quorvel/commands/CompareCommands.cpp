@@ -60,12 +60,10 @@ Comparison compare(const MetadataStore& store, const LocaleSet& disabledLocales)
 StatusDocument documentOf(AppTarget& target, const MetadataStore& store, const Comparison& comparison) {
     const ContextID context = target.localContext();
     StatusDocument document{.folder = store.folder().rootURL.string(), .context = context.text()};
-    if (const auto& saved = target.savedContexts())
-        for (const PlatformContext& known : saved->contexts)
-            if (known.contextID() == context) {
-                document.versionString = known.versionString;
-                document.appStoreState = known.appStoreState;
-            }
+    if (const auto saved = target.contexts().savedContext(context)) {
+        document.versionString = saved->versionString;
+        document.appStoreState = saved->appStoreState;
+    }
     document.interruptedPull = store.hasInterruptedPull();
     document.locales = comparison.grid.locales;
     for (const auto& [locale, cells] : comparison.grid.cells)

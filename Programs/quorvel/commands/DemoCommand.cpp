@@ -5,6 +5,7 @@
 #include "Programs/quorvel/Run.h"
 #include "Programs/quorvel/TemporaryFolder.h"
 #include "Programs/quorvel/commands/DemoEdits.h"
+#include "Programs/quorvel/commands/DemoPictures.h"
 #include "Programs/quorvel/commands/Groups.h"
 #include "Sandbox/SandboxServer.h"
 
@@ -36,9 +37,11 @@ struct DemoRecord {
     std::int64_t textsDiffering = 0;
     std::int64_t textsReverted = 0;     // looked at after the revert
     std::int64_t revertedDiffering = 0; // of those, not as before the push
+    std::int64_t picturesDrawn = 0;
+    std::int64_t picturesCommitted = 0; // of those, taken by App Store Connect
     std::optional<std::string> folder;  // when it was kept
     QUORVEL_RECORD(DemoRecord, steps, requestsSent, requestsLeast, requestsRefused, textsCompared,
-                   textsDiffering, textsReverted, revertedDiffering, folder)
+                   textsDiffering, textsReverted, revertedDiffering, picturesDrawn, picturesCommitted, folder)
 };
 
 // The lines of a command's output, each moved in a little.
@@ -80,6 +83,7 @@ class Demo {
         push();
         prove();
         revert();
+        screenshots();
         return conclude();
     }
 
@@ -278,6 +282,29 @@ class Demo {
         const LocaleTexts now = MetadataStore(MetadataFolder{folder_.path() / "third/ios/next"}).readAll();
         record_.textsReverted = std::ssize(before_) * std::ssize(allFieldTypes);
         record_.revertedDiffering = differences(before_, now);
+    }
+
+    void screenshots() {
+        step("Screenshots",
+             "Pictures lie in folders named after their locale and display type. Here the demo draws a few "
+             "itself; their sizes are checked before anything is sent.");
+        const auto paths = drawDemoPictures(work_.folder().rootURL.parent_path().parent_path());
+        for (const std::string& path : paths)
+            say(styled(Style::dim, fmt::format("   drew {}\n", path)));
+        command({"screenshots", "pull"});
+        command({"screenshots", "status"});
+        server_.forgetRequests();
+        tell("One upload breaks off in the middle on purpose; that part is sent again.");
+        server_.setFaults({{.route = "PUT /upload/**", .action = "resetDuring", .count = 1}});
+        command({"screenshots", "push", "--mode", "replace", "--yes", "--no-wait"});
+        server_.setFaults({});
+        record_.picturesDrawn = std::ssize(paths);
+        record_.picturesCommitted =
+            std::ranges::count_if(server_.requests(), [](const sandbox::RecordedRequest& request) {
+                return request.method == "PATCH" && request.path.starts_with("/v1/appScreenshots/") &&
+                       request.status < 400;
+            });
+        command({"screenshots", "status"});
         tell("And the home as it is now:");
         command({});
     }
@@ -286,7 +313,8 @@ class Demo {
         const bool keeps = invocation_.arguments.has("--keep");
         const bool least = record_.requestsSent == record_.requestsLeast + record_.requestsRefused;
         const bool held = record_.textsDiffering == 0 && least && record_.requestsRefused == 2 &&
-                          record_.revertedDiffering == 0;
+                          record_.revertedDiffering == 0 &&
+                          record_.picturesCommitted == record_.picturesDrawn;
         step("Summary", fmt::format("{} of {} texts differ between the edited folder and the second pull.",
                                     record_.textsDiffering, record_.textsCompared));
         tell(fmt::format("The push sent {} requests that change something: {} for as many localizations with "
@@ -295,6 +323,8 @@ class Demo {
                          record_.requestsSent, record_.requestsLeast, record_.requestsRefused));
         tell(fmt::format("After the revert, {} of {} texts differ from those before the first push.",
                          record_.revertedDiffering, record_.textsReverted));
+        tell(fmt::format("App Store Connect took {} of {} pictures.", record_.picturesCommitted,
+                         record_.picturesDrawn));
         if (keeps) {
             folder_.keep();
             record_.folder = folder_.path().string();

@@ -51,7 +51,7 @@ ExitStatus importMetadata(Invocation& invocation) {
     if (!std::filesystem::is_directory(tree))
         throw CommandError(ExitStatus::notFound, fmt::format("there is no folder {}", tree.string()));
     AppTarget target(invocation, AppTarget::Reach::account);
-    const MetadataStore store = target.storeOf(target.knownContext());
+    const MetadataStore store = target.storeOf(target.contextToFill());
     ImportReport report;
     change(invocation, target, MetadataOperation::importTexts,
            [&] { report = importTree(tree, store, invocation.composition.clock(), runOf(invocation)); });

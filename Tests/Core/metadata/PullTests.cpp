@@ -1,4 +1,3 @@
-#include "Core/metadata/ContextsStore.h"
 #include "Core/metadata/MetadataDiff.h"
 #include "Core/metadata/MetadataPuller.h"
 #include "Platform/files/FileLock.h"
@@ -6,12 +5,16 @@
 #include "Platform/log/Log.h"
 #include "Platform/task/Task.h"
 #include "Tests/Core/metadata/FakeConnect.h"
+#include "Tests/support/PullContext.h"
 #include "Tests/support/TemporaryFolder.h"
 
 #include <gmock/gmock.h>
 
+#include <atomic>
 #include <condition_variable>
+#include <latch>
 #include <mutex>
+#include <thread>
 
 using namespace quorvel;
 using test::FakeConnect;
@@ -38,9 +41,8 @@ struct Account {
         connect.localizations[FakeConnect::ofAppInfo] = {
             {"de-DE", {{"locale", "de-DE"}, {"name", "Name"}, {"subtitle", "Unter"}}}};
     }
-    [[nodiscard]] PullResult pull(LocalEdits edits = LocalEdits::keepBeside,
-                                  const std::optional<std::string>& wanted = {}) const {
-        return pullApp(connect, clock, "app1", app, wanted, edits);
+    [[nodiscard]] PullResult pull(LocalEdits edits = LocalEdits::keepBeside) const {
+        return test::pullContext(connect, clock, "app1", app, "ios/next", edits);
     }
 };
 
@@ -65,12 +67,30 @@ class Meeting : public ASCClientProtocol {
     mutable int came_ = 0;
 };
 
+// The first list of an app info's localizations takes until its task is cancelled.
+class Hanging : public ASCClientProtocol {
+  public:
+    explicit Hanging(const FakeConnect& connect) : connect_(connect) {}
+    [[nodiscard]] std::string exchange(const ASCRequest& request) const override {
+        if (isFirst_.exchange(false)) {
+            begun.count_down();
+            sleepFor(3600);
+        }
+        return connect_.exchange(request);
+    }
+    mutable std::latch begun{1};
+
+  private:
+    const FakeConnect& connect_;
+    mutable std::atomic<bool> isFirst_ = true;
+};
+
 } // namespace
 
 TEST(Pull, asksFourTimesInTwoRoundsAndFillsBothSides) {
     Account account;
     const Meeting together(account.connect);
-    const auto result = pullApp(together, account.clock, "app1", account.app, {});
+    const auto result = test::pullContext(together, account.clock, "app1", account.app, "ios/next");
     EXPECT_THAT(account.connect.requests, SizeIs(4));
     EXPECT_EQ(
         result.summary,
@@ -83,7 +103,6 @@ TEST(Pull, asksFourTimesInTwoRoundsAndFillsBothSides) {
     }
     EXPECT_THAT(MetadataDiff::compare(account.store), IsEmpty());
     EXPECT_FALSE(account.store.hasInterruptedPull());
-    EXPECT_EQ(ContextsStore(account.app, account.clock).load()->selectedContextId, "ios/next");
 }
 
 TEST(Pull, keepsEditsBesideAndForgetsLocalesThatAreGone) {
@@ -144,16 +163,11 @@ TEST(Pull, worksWithoutAppInfoAndRefusesWhatItCannotPlace) {
                 ElementsAre("No editable AppInfo found — name and subtitle were not pulled."));
     EXPECT_EQ(result.summary.appInfoState, std::nullopt);
     EXPECT_EQ(result.summary.writtenFields, 8);
-    EXPECT_THROW((void)account.pull(LocalEdits::keepBeside, "macos/next"), MetadataError);
 
     Account hostile;
     hostile.connect.localizations[FakeConnect::ofVersion]["../../up"] = {{"locale", "../../up"}};
     EXPECT_THROW((void)hostile.pull(), MetadataError);
     EXPECT_FALSE(std::filesystem::exists(hostile.app.rootURL)); // nothing was written before the refusal
-
-    Account bare;
-    bare.connect.versions.clear();
-    EXPECT_THROW((void)bare.pull(), MetadataError);
 }
 
 TEST(Pull, writesNothingWhenAListFails) {
@@ -191,6 +205,30 @@ TEST(Pull, waitsForAnotherPullUntilItIsCancelled) {
     EXPECT_EQ(warnings, 2);
 }
 
+// A context whose own lists fail cancels its part of what the contexts share.
+TEST(Pull, goesOnWhenAnotherThatListsTheSameTextsIsCancelled) {
+    const Account account;
+    for (int round = 0; round < 30; ++round) {
+        const Hanging client(account.connect);
+        AppInfoTexts texts(client, {});
+        std::stop_source other;
+        std::jthread lister([&] {
+            const TaskScope scope(other.get_token());
+            EXPECT_THROW((void)texts.of("i1"), CancellationError);
+        });
+        client.begun.wait();
+        std::latch asking{1};
+        std::jthread waiter([&] {
+            asking.count_down();
+            EXPECT_NO_THROW(EXPECT_TRUE(texts.of("i1").contains("de-DE")));
+        });
+        asking.wait();
+        for (int count = 0; count < round * 10; ++count) // until it waits, in most rounds
+            std::this_thread::yield();
+        other.request_stop();
+    }
+}
+
 TEST(Pull, leavesNoMarkerWhenItIsCancelledBeforeItWrites) {
     Account account;
     std::stop_source source;
@@ -202,19 +240,4 @@ TEST(Pull, leavesNoMarkerWhenItIsCancelledBeforeItWrites) {
         EXPECT_THROW((void)account.pull(), CancellationError);
     }
     EXPECT_FALSE(account.store.hasInterruptedPull());
-}
-
-TEST(Pull, keepsTheSelectedContext) {
-    Account account;
-    account.connect.addVersion("v2", "MAC_OS", "READY_FOR_SALE");
-    const ContextsStore contexts(account.app, account.clock);
-    (void)account.pull(LocalEdits::keepBeside, "macos/live");
-    EXPECT_EQ(contexts.load()->selectedContextId, "macos/live");
-    (void)account.pull(LocalEdits::keepBeside, "ios/next");
-    EXPECT_EQ(contexts.load()->selectedContextId, "macos/live");
-    EXPECT_THAT(account.pull().updated, IsEmpty()); // the selected one again
-    account.connect.versions.pop_back();
-    (void)account.pull();
-    EXPECT_EQ(contexts.load()->selectedContextId, "ios/next");
-    EXPECT_THAT(contexts.load()->contexts, SizeIs(1));
 }

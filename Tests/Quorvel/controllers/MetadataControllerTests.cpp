@@ -1,6 +1,7 @@
 #include "Core/metadata/BookmarkResolver.h"
 #include "Core/metadata/ContextsStore.h"
 #include "Core/metadata/LocalizationWriter.h"
+#include "Platform/files/FileLock.h"
 #include "Platform/task/Task.h"
 #include "Quorvel/workspace/WorkspaceIndex.h"
 #include "Tests/Quorvel/controllers/ControllerAccount.h"
@@ -192,6 +193,20 @@ TEST(MetadataController, keepsTheMomentOfThePullWhenAnotherContextIsSelected) {
     EXPECT_EQ(ContextsStore(account.appFolder(), account.clock).load()->selectedContextId, "ios/live");
 }
 
+TEST(MetadataController, keepsTheSelectedContextWhileTheAppHasIt) {
+    ControllerAccount account;
+    const ContextsStore contexts(account.appFolder(), account.clock);
+    account.controller->pull({.context = "ios/live"});
+    EXPECT_EQ(contexts.load()->selectedContextId, "ios/live");
+    account.controller->pull({.context = "ios/next"});
+    EXPECT_EQ(contexts.load()->selectedContextId, "ios/live");
+    EXPECT_THAT(account.pull().updated, IsEmpty()); // the selected one again
+    account.connect.versions.pop_back();
+    (void)account.pull();
+    EXPECT_EQ(contexts.load()->selectedContextId, "ios/next");
+    EXPECT_THAT(contexts.load()->contexts, SizeIs(1));
+}
+
 TEST(MetadataController, showsTheLinesOfTheChecklist) {
     ControllerAccount account;
     const auto lines = [&] {
@@ -218,6 +233,27 @@ TEST(MetadataController, showsTheLinesOfTheChecklist) {
                                      "Local edits pushed: 2 waiting for Push"));
 }
 
+// The pull of another process has replaced one side of a text and not yet the other.
+TEST(MetadataController, comparesForAPushOnlyWhenNoPullIsAtWork) {
+    ControllerAccount account;
+    (void)account.pull();
+    account.write("de-DE", FieldType::subtitle, "Neu");
+    account.store().write("ja", FieldType::name, "別", TextSide::pulled);
+    std::optional<FileLock> pulling(std::in_place, account.appFolder().privateFolder() / "lock");
+    pulling->noteHolder("a pull");
+    std::vector<std::string> told;
+    const LogCapture putsBackTheSink;
+    setLogSink(LogLevel::warning, [&](const LogLine& line) {
+        told.push_back(line.text);
+        account.write("ja", FieldType::name, "別");
+        pulling.reset();
+    });
+    const auto preparation = account.controller->preparePush({});
+    EXPECT_THAT(told, ElementsAre(HasSubstr("Waiting for a pull (process ")));
+    ASSERT_THAT(preparation.changes, SizeIs(1));
+    EXPECT_EQ(preparation.changes[0].locale, "de-DE");
+}
+
 TEST(MetadataController, carriesTreesOfTheOlderLayoutOverButNotThoseOfOthers) {
     ControllerAccount account;
     const MetadataStore older(account.appFolder());
@@ -229,36 +265,19 @@ TEST(MetadataController, carriesTreesOfTheOlderLayoutOverButNotThoseOfOthers) {
     EXPECT_EQ(account.text("de-DE", FieldType::description), "Alt");
     EXPECT_THAT(account.controller->state()->changes, SizeIs(1));
     EXPECT_EQ(account.controller->state()->selectedContextId, "ios/next");
-}
+    EXPECT_THAT(account.controller->state()->olderLayout.moved, SizeIs(2));
 
-TEST(MetadataController, namesWhatOfAnOlderTreeCannotBeCarriedOver) {
-    ControllerAccount account;
-    (void)account.pull();
-    const MetadataStore older(account.appFolder());
-    for (const TextSide side : {TextSide::local, TextSide::pulled})
-        for (const char* locale : {"de-DE", "it"}) // the first is in the new tree too
-            older.write(locale, FieldType::description, "Alt", side);
+    // One that is there in both layouts is told of, once by each controller.
+    older.write("de-DE", FieldType::description, "Älter");
+    older.write("de-DE", FieldType::description, "Text", TextSide::pulled);
     const LogCapture log;
-    EXPECT_THROW((void)account.controller->preparePush({{}, {FieldType::subtitle}}),
-                 MetadataController::NothingToPush); // carries over as well
-    const auto texts = [&] {
-        std::vector<std::string> list;
-        for (const auto& notice : account.controller->state()->notices)
-            list.push_back(notice.text);
-        return list;
-    };
-    EXPECT_THAT(texts(), ElementsAre(HasSubstr("Carried 2 folders"), HasSubstr("de-DE stays where it is"),
-                                     HasSubstr("de-DE stays beside")));
     account.controller->refresh();
-    EXPECT_THAT(texts(), SizeIs(2));
-    const std::string said = log.text();
-    EXPECT_THAT(said, HasSubstr("warning MetadataController: de-DE stays where it is"));
     account.controller->refresh();
-    EXPECT_EQ(log.text(), said); // once
-    std::filesystem::remove_all(account.appFolder().localeFolder("de-DE"));
-    std::filesystem::remove_all(account.appFolder().localeFolder("de-DE", TextSide::pulled));
-    account.controller->refresh();
-    EXPECT_THAT(texts(), IsEmpty());
+    EXPECT_EQ(older.read("de-DE", FieldType::description), "Älter");
+    EXPECT_THAT(account.controller->state()->olderLayout.leftInPlace, SizeIs(2));
+    EXPECT_THAT(log.text(),
+                HasSubstr("de-DE stays where it is: ios/next/.brevant/asc/de-DE is there already."));
+    EXPECT_EQ(std::ranges::count(log.text(), '\n'), 2) << log.text();
 }
 
 TEST(MetadataController, saysWhenNothingIsThereToCompareWithAndRestoresTheContextsByAPush) {
@@ -266,8 +285,7 @@ TEST(MetadataController, saysWhenNothingIsThereToCompareWithAndRestoresTheContex
     (void)account.pull();
     std::filesystem::remove_all(account.store().folder().privateFolder());
     account.controller->refresh();
-    ASSERT_THAT(account.controller->state()->notices, SizeIs(1));
-    EXPECT_THAT(account.controller->state()->notices[0].text,
+    EXPECT_THAT(account.controller->state()->notice.value_or(""),
                 HasSubstr("Nothing is known here of what App Store Connect holds for ios/next"));
     const auto before = ContextsStore(account.appFolder(), account.clock).load();
     const LogCapture log;
@@ -280,7 +298,7 @@ TEST(MetadataController, saysWhenNothingIsThereToCompareWithAndRestoresTheContex
         account.connect.localizations[test::FakeConnect::ofAppInfo]["de-DE"]["subtitle"] = "Unter";
         EXPECT_THAT(account.push().report, testing::StartsWith("Pushed "));
         EXPECT_EQ(ContextsStore(account.appFolder(), account.clock).load(), before);
-        EXPECT_THAT(account.controller->state()->notices, IsEmpty());
+        EXPECT_EQ(account.controller->state()->notice, std::nullopt);
     }
     const std::string file = account.appFolder().contextsFile().native();
     const std::string said = log.text();

@@ -1,0 +1,18 @@
+// The pull of one context of an app whose record nobody needs.
+#pragma once
+
+#include "Core/metadata/MetadataPuller.h"
+
+namespace quorvel::test {
+
+/// Discovers the app and pulls its context `contextID` into that one's folder under the app's.
+inline PullResult pullContext(const ASCClientProtocol& client, const Clock& clock, std::string_view appID,
+                              const MetadataFolder& appFolder, const std::string& contextID,
+                              const PullOptions& options = {}) {
+    const MetadataPuller puller(client, clock);
+    const AppDiscovery found = puller.discover(appID);
+    const PlatformContext context = chooseContext(found.contexts, contextID).value();
+    return puller.pull(found.appInfos, context, appFolder.contextFolder(context.contextID()), options);
+}
+
+} // namespace quorvel::test
