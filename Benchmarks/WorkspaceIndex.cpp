@@ -30,7 +30,7 @@ struct Apps {
             const std::string name = "app-" + std::to_string(number);
             const ManagedApp app = chooseAppFolder(
                 records.add({.slug = name, .displayName = name, .bundleId = "com.example." + name}),
-                defaultAppFolder(home, name), records);
+                defaultAppFolder(home, name), home, records);
             const MetadataFolder appFolder = appFolderOf(app, home, records);
             ContextsStore(appFolder, clock).save(someContexts(number), "ios/next");
             files.push_back(appFolder.contextsFile());

@@ -44,15 +44,17 @@ ClaudeResponseCache::ClaudeResponseCache(std::filesystem::path directory, double
 
 std::string ClaudeResponseCache::key(const ClaudeRequest& request) {
     constexpr std::string_view separator = "\n---\n";
-    std::string text = fmt::format(
-        "model:{}{}max:{}{}temp:{}{}system:{}", request.model, separator, request.maxTokens, separator,
-        request.temperature ? describe(*request.temperature) : "nil", separator, request.system.value_or(""));
+    SHA256 digest; // fed piece by piece: a prompt may be large
+    digest.update(fmt::format("model:{}{}max:{}{}temp:{}{}system:", request.model, separator,
+                              request.maxTokens, separator,
+                              request.temperature ? describe(*request.temperature) : "nil", separator));
+    if (request.system) digest.update(*request.system);
     for (std::size_t index = 0; index < request.messages.size(); ++index) {
         const ClaudeRequest::Message& message = request.messages[index];
-        text += fmt::format("{}m{}/{}:", separator, index, message.role);
-        text += message.content;
+        digest.update(fmt::format("{}m{}/{}:", separator, index, message.role));
+        digest.update(message.content);
     }
-    return sha256Hex(text);
+    return digest.finishHex();
 }
 
 std::filesystem::path ClaudeResponseCache::fileOf(std::string_view key) const {

@@ -1,6 +1,9 @@
 #include "Core/metadata/ContextsStore.h"
 
 #include "Platform/files/Files.h"
+#include "Platform/text/Text.h"
+
+#include <fmt/format.h>
 
 namespace quorvel {
 
@@ -11,11 +14,15 @@ std::optional<PersistedContexts> ContextsStore::load() const {
     try {
         const auto text = readFile(folder_.contextsFile());
         return text ? std::optional(decodeJSON<PersistedContexts>(*text)) : std::nullopt;
-    } catch (const std::exception& error) {
-        // The file is only a memory of the last pull; the next one writes it anew.
-        logger_.warning(error.what());
-        return std::nullopt;
+    } catch (const JSONError& error) {
+        // The file is only a memory of the last pull.
+        logger_.warningOnce(fmt::format("{}: is damaged and not used ({}). The next pull writes it anew.",
+                                        escapeControls(folder_.contextsFile().native()), error.what()));
+    } catch (const FileError& error) {
+        logger_.warningOnce(fmt::format(
+            "{}. The contexts of the last pull are not known until it can be read.", error.what()));
     }
+    return std::nullopt;
 }
 
 void ContextsStore::save(const std::vector<PlatformContext>& contexts,

@@ -101,18 +101,19 @@ MetadataError MetadataError::cannotRead(const std::filesystem::path& path, int e
 }
 
 MetadataError MetadataError::badBookmark(std::string_view problem) {
-    return MetadataError(
-        fmt::format(
-            "The stored bookmark of the metadata folder cannot be used ({}). Choose the folder again.",
-            escapeControls(problem)),
-        {}, "BAD_BOOKMARK");
+    return MetadataError(fmt::format("The stored bookmark of the metadata folder cannot be used ({}). Choose "
+                                     "the folder again in the app's settings.",
+                                     escapeControls(problem)),
+                         {}, "BAD_BOOKMARK");
 }
 
 MetadataError MetadataError::lostFolder(const std::filesystem::path& path) {
-    return MetadataError(fmt::format("{}: the metadata folder was moved or removed and is not found nearby. "
-                                     "Choose the folder again.",
-                                     shown(path)),
-                         {path, {}, {}}, "LOST_FOLDER");
+    return MetadataError(
+        fmt::format("{}: the metadata folder was moved or removed and is not found nearby. "
+                    "Put it back, or choose the folder again in the app's settings, where it "
+                    "lies now or where a new one is to be.",
+                    shown(path)),
+        {path, {}, {}}, "LOST_FOLDER");
 }
 
 } // namespace quorvel

@@ -39,6 +39,13 @@ struct Resolution {
     std::optional<std::string> appInfoID;
     RemoteLocalizations appInfoLocalizations;
 
+    // What the field holds, also when its localization is missing; nothing for an app without app info.
+    [[nodiscard]] std::optional<std::string> textOf(const Job& job, FieldType field) const {
+        if (job.home == FieldHome::appInfoLocalization && !appInfoID) return std::nullopt;
+        const RemoteLocalization* localization = find(job);
+        return localization ? localization->texts[field].value_or("") : "";
+    }
+
     [[nodiscard]] const RemoteLocalization* find(const Job& job) const {
         const auto& all =
             job.home == FieldHome::versionLocalization ? versionLocalizations : appInfoLocalizations;
@@ -181,12 +188,13 @@ class RecordingClient : public ASCClientProtocol {
 };
 
 std::vector<PushOutcome> outcomesOf(const Job& job, const std::vector<PendingChange>& changes,
-                                    const LocalizationWriter::Result& result) {
+                                    const Resolution& resolution, const LocalizationWriter::Result& result) {
     std::vector<PushOutcome> outcomes;
     for (const std::size_t index : job.changes) {
         const auto failure = result.failures.find(changes[index].field);
         const bool failed = failure != result.failures.end();
-        outcomes.push_back({changes[index], !failed, failed ? std::optional(failure->second) : std::nullopt});
+        outcomes.push_back({changes[index], !failed, failed ? std::optional(failure->second) : std::nullopt,
+                            resolution.textOf(job, changes[index].field)});
     }
     return outcomes;
 }
@@ -244,7 +252,7 @@ std::vector<PushOutcome> MetadataPusher::push(std::string_view appID, const Plat
     if (progress) progress(done, jobs.size());
     const auto runJob = [&](const Job& job) {
         const LocalizationWriter::Result result = runner.run(job);
-        std::vector<PushOutcome> known = outcomesOf(job, changes, result);
+        std::vector<PushOutcome> known = outcomesOf(job, changes, resolution, result);
         if (record) record(known);
         for (std::size_t place = 0; place < known.size(); ++place) {
             PushOutcome& outcome = known[place];

@@ -4,6 +4,14 @@
 
 namespace quorvel {
 
+std::string notPulledText(std::string_view context) {
+    return fmt::format(
+        "Nothing is known here of what App Store Connect holds for {}: it was not pulled yet, or "
+        "its copies are gone. So every text counts as changed; a push replaces none that App "
+        "Store Connect holds otherwise. Pull to compare.",
+        context);
+}
+
 std::string localeFolderFailedText(std::string_view error) {
     return fmt::format("Could not create locale folder: {}", error);
 }

@@ -16,6 +16,9 @@ inline constexpr std::string_view addLocaleText =
 /// The limits that editors restate; the long texts' are left out.
 inline constexpr std::string_view shortLimitsText = "Name 30 · Subtitle 30 · Promo 170 · Keywords 100";
 
+/// What is said of a context with texts but without anything pulled.
+[[nodiscard]] std::string notPulledText(std::string_view context);
+
 /// What is said when a locale's folder or an app's metadata folder cannot be made, followed by the error.
 [[nodiscard]] std::string localeFolderFailedText(std::string_view error);
 [[nodiscard]] std::string metadataFolderFailedText(std::string_view folder, std::string_view error);

@@ -33,7 +33,12 @@ struct PushOutcome {
     PendingChange change;
     bool success = false;
     std::optional<std::string> errorMessage; // with `success`: a remark
+    // What App Store Connect held when the push looked; nothing where it could not be told.
+    std::optional<std::string> previous = std::nullopt;
     QUORVEL_RECORD(PushOutcome, change, success, errorMessage)
+
+    /// The text before the push: what was held, else the pulled copy.
+    [[nodiscard]] const std::string& textBefore() const { return previous ? *previous : change.remote; }
     bool operator==(const PushOutcome&) const = default;
 };
 

@@ -36,6 +36,7 @@ bool mayBeLocale(std::string_view locale, const PushFilter& filter) {
 std::optional<LeftOutReason> reasonToLeaveOut(const PendingChange& change, const PushFilter& filter) {
     if (change.isNewLocale && !mayBeLocale(change.locale, filter)) return LeftOutReason::notAnAppStoreLocale;
     if (withoutByteOrderMark(change.local).size() < change.local.size()) return LeftOutReason::byteOrderMark;
+    if (findControlCharacter(change.local) && !isBlank(change.local)) return LeftOutReason::controlCharacter;
     const bool isNamed = names(filter.locales, change.locale) && names(filter.fields, change.field);
     if (differsInFinalLineBreakOnly(change) && !isNamed) return LeftOutReason::onlyFinalLineBreak;
     if (change.isOverLimit) return LeftOutReason::overLimit;
@@ -63,6 +64,14 @@ std::string explainFinalLineBreak(const PendingChange& change) {
            "naming this locale and field pushes it.";
 }
 
+std::string explainControlCharacter(const PendingChange& change) {
+    const std::size_t place = findControlCharacter(change.local).value_or(0);
+    const auto line = 1 + std::ranges::count(std::string_view(change.local).substr(0, place), '\n');
+    return fmt::format(
+        "{} holds the control character {} in line {}, which App Store Connect refuses. Remove it.",
+        fileNameOf(change.field), escapeControls(change.local.substr(place, 1)), line);
+}
+
 std::string explainLocale(std::string_view locale) {
     if (const auto nearest = nearestAppStoreLocale(locale))
         return fmt::format("\"{}\" is no App Store locale. Did you mean \"{}\"? Rename the folder.",
@@ -82,6 +91,8 @@ std::string explain(const PendingChange& change, LeftOutReason reason) {
         return explainLocale(change.locale);
     case LeftOutReason::byteOrderMark:
         return std::string(explain(TextRemark::byteOrderMark));
+    case LeftOutReason::controlCharacter:
+        return explainControlCharacter(change);
     case LeftOutReason::onlyFinalLineBreak:
         return explainFinalLineBreak(change);
     case LeftOutReason::overLimit:

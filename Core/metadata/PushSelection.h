@@ -21,6 +21,7 @@ enum class LeftOutReason {
     localeDisabled,      // the user took the locale out of pulls and pushes
     notAnAppStoreLocale, // a folder whose name is no known locale, unless the filter names it
     byteOrderMark,
+    controlCharacter,
     onlyFinalLineBreak, // chosen when the filter names both its locale and its field
     overLimit,
     clearsField,
@@ -33,6 +34,7 @@ struct RawValues<LeftOutReason> {
         {LeftOutReason::localeDisabled, "localeDisabled"},
         {LeftOutReason::notAnAppStoreLocale, "notAnAppStoreLocale"},
         {LeftOutReason::byteOrderMark, "byteOrderMark"},
+        {LeftOutReason::controlCharacter, "controlCharacter"},
         {LeftOutReason::onlyFinalLineBreak, "onlyFinalLineBreak"},
         {LeftOutReason::overLimit, "overLimit"},
         {LeftOutReason::clearsField, "clearsField"},

@@ -46,6 +46,8 @@ bool applies(TextRemark remark, std::string_view text, FieldType field) {
     switch (remark) {
     case TextRemark::byteOrderMark:
         return text.starts_with(byteOrderMark);
+    case TextRemark::controlCharacter:
+        return findControlCharacter(text).has_value();
     case TextRemark::carriageReturn:
         return text.find('\r') != std::string_view::npos;
     case TextRemark::finalLineBreak:
@@ -79,6 +81,8 @@ std::string_view explain(TextRemark remark) {
         return "Begins with a byte order mark, which would become part of the text; \"quorvel metadata "
                "tidy\" "
                "removes it.";
+    case TextRemark::controlCharacter:
+        return "Holds a control character, which App Store Connect refuses; remove it.";
     case TextRemark::carriageReturn:
         return "Holds carriage returns (CR LF line breaks), which are sent as they are.";
     case TextRemark::finalLineBreak:
@@ -95,6 +99,14 @@ std::string_view explain(TextRemark remark) {
         return "Names a keyword more than once.";
     }
     return {};
+}
+
+std::optional<std::size_t> findControlCharacter(std::string_view text) {
+    const auto found = std::ranges::find_if(text, [](char character) {
+        const auto byte = static_cast<unsigned char>(character);
+        return byte == 0x7F || (byte < 0x20 && byte != '\t' && byte != '\n' && byte != '\r');
+    });
+    return found == text.end() ? std::nullopt : std::optional(static_cast<std::size_t>(found - text.begin()));
 }
 
 std::string_view withoutFinalLineBreak(std::string_view text) {

@@ -3,6 +3,8 @@
 
 #include "Core/metadata/FieldType.h"
 
+#include <cstddef>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -11,6 +13,7 @@ namespace quorvel {
 
 enum class TextRemark {
     byteOrderMark,       // begins with U+FEFF
+    controlCharacter,    // one that is neither a line break nor a tab
     carriageReturn,      // line breaks of CR LF or CR
     finalLineBreak,      // ends with a line break
     codePointsOverLimit, // within the limit as people count, above it in code points
@@ -23,6 +26,7 @@ template <>
 struct RawValues<TextRemark> {
     static constexpr std::pair<TextRemark, std::string_view> values[] = {
         {TextRemark::byteOrderMark, "byteOrderMark"},
+        {TextRemark::controlCharacter, "controlCharacter"},
         {TextRemark::carriageReturn, "carriageReturn"},
         {TextRemark::finalLineBreak, "finalLineBreak"},
         {TextRemark::codePointsOverLimit, "codePointsOverLimit"},
@@ -39,6 +43,8 @@ struct RawValues<TextRemark> {
 /// One sentence for users: what is odd and what comes of it.
 [[nodiscard]] std::string_view explain(TextRemark remark);
 
+/// The first control character that App Store Connect refuses: none of tab, LF and CR.
+[[nodiscard]] std::optional<std::size_t> findControlCharacter(std::string_view text);
 /// `text` without one final line break (LF, CR LF or CR).
 [[nodiscard]] std::string_view withoutFinalLineBreak(std::string_view text);
 /// `text` without a byte order mark at its start.

@@ -4,6 +4,7 @@
 #include "Core/records/StoreOpening.h"
 #include "Platform/files/Files.h"
 #include "Platform/log/Log.h"
+#include "Platform/text/Text.h"
 
 #include <fmt/format.h>
 
@@ -81,8 +82,27 @@ class Opening {
         rebuilt_ = std::move(rebuilt);
     }
 
+    [[nodiscard]] std::string advice(Kind kind) const {
+        const std::string folder = escapeControls(files_.folder().native());
+        switch (kind) {
+        case Kind::readOnly:
+            return fmt::format(
+                " Give yourself the right to write in {}, or make its disk writable, and start "
+                "again.",
+                folder);
+        case Kind::full:
+            return fmt::format(" Make room on the disk of {} and start again.", folder);
+        case Kind::unavailable:
+            return fmt::format(
+                " See that {} and the files in it are yours to read and write, and start again.", folder);
+        default:
+            return {};
+        }
+    }
+
     [[noreturn]] void fail(Kind kind, const std::string& reason) const {
-        std::string outcome = " Nothing was changed.";
+        std::string outcome =
+            rebuilt_ ? " Nothing was changed." : " No fresh store was tried. Nothing was changed.";
         try {
             // What the second attempt left must not be taken for a part of the old store.
             if (!moves_.empty()) std::ranges::for_each(files_.present(), removeFile);
@@ -92,9 +112,9 @@ class Opening {
             outcome = fmt::format(" The old files are in {}: {}", moves_.back().to.parent_path().native(),
                                   error.what());
         }
-        throw StoreError(kind,
-                         fmt::format("Failed to initialize ModelContainer even after fresh store: {}.{}",
-                                     reason, rebuilt_ && !rebuilt_->removed.empty() ? "" : outcome));
+        throw StoreError(
+            kind, fmt::format("Failed to initialize ModelContainer even after fresh store: {}.{}{}", reason,
+                              rebuilt_ && !rebuilt_->removed.empty() ? "" : outcome, advice(kind)));
     }
 
     StoreFiles files_;

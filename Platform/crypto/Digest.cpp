@@ -101,31 +101,32 @@ std::string md5Hex(std::string_view bytes) {
     return hex(view(digest<16>(bytes, EVP_md5())));
 }
 
-struct MD5::Context {
+struct PiecewiseDigest::Context {
     struct Free {
         void operator()(EVP_MD_CTX* context) const { EVP_MD_CTX_free(context); }
     };
     std::unique_ptr<EVP_MD_CTX, Free> digest{EVP_MD_CTX_new()};
 };
 
-MD5::MD5() : context_(std::make_unique<Context>()) {
-    if (!context_->digest || EVP_DigestInit_ex(context_->digest.get(), EVP_md5(), nullptr) != 1)
+PiecewiseDigest::PiecewiseDigest(const char* algorithm) : context_(std::make_unique<Context>()) {
+    const EVP_MD* type = EVP_get_digestbyname(algorithm);
+    if (!type || !context_->digest || EVP_DigestInit_ex(context_->digest.get(), type, nullptr) != 1)
         throw CryptoError("The digest could not be computed.");
 }
 
-MD5::~MD5() = default;
+PiecewiseDigest::~PiecewiseDigest() = default;
 
-void MD5::update(std::string_view bytes) {
+void PiecewiseDigest::update(std::string_view bytes) {
     if (EVP_DigestUpdate(context_->digest.get(), bytes.data(), bytes.size()) != 1)
         throw CryptoError("The digest could not be computed.");
 }
 
-std::string MD5::finishHex() {
-    std::array<std::uint8_t, 16> result{};
+std::string PiecewiseDigest::finishHex() {
+    std::array<std::uint8_t, EVP_MAX_MD_SIZE> result{};
     unsigned length = 0;
-    if (EVP_DigestFinal_ex(context_->digest.get(), result.data(), &length) != 1 || length != result.size())
+    if (EVP_DigestFinal_ex(context_->digest.get(), result.data(), &length) != 1)
         throw CryptoError("The digest could not be computed.");
-    return hex(view(result));
+    return hex(view(result).substr(0, length));
 }
 
 std::string sha256Hex(std::string_view bytes) {

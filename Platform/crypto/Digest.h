@@ -16,21 +16,31 @@ using SHA256Digest = std::array<std::uint8_t, 32>;
 [[nodiscard]] SHA256Digest sha256(std::string_view bytes);
 [[nodiscard]] SHA256Digest hmacSHA256(std::string_view key, std::string_view bytes);
 [[nodiscard]] std::string md5Hex(std::string_view bytes);
-/// An MD5 digest of bytes that come piece by piece.
-class MD5 {
+/// A digest of bytes that come piece by piece.
+class PiecewiseDigest {
   public:
-    MD5();
-    ~MD5();
-    MD5(const MD5&) = delete;
-    MD5& operator=(const MD5&) = delete;
+    ~PiecewiseDigest();
+    PiecewiseDigest(const PiecewiseDigest&) = delete;
+    PiecewiseDigest& operator=(const PiecewiseDigest&) = delete;
 
     void update(std::string_view bytes);
     /// The digest in lower-case hexadecimal; nothing may be added after it.
     [[nodiscard]] std::string finishHex();
 
+  protected:
+    explicit PiecewiseDigest(const char* algorithm);
+
   private:
     struct Context;
     std::unique_ptr<Context> context_;
+};
+class MD5 : public PiecewiseDigest {
+  public:
+    MD5() : PiecewiseDigest("MD5") {}
+};
+class SHA256 : public PiecewiseDigest {
+  public:
+    SHA256() : PiecewiseDigest("SHA256") {}
 };
 [[nodiscard]] std::string sha256Hex(std::string_view bytes);
 [[nodiscard]] std::string hex(std::string_view bytes);

@@ -10,6 +10,7 @@
 #include <cstdio>
 #include <ctime>
 #include <mutex>
+#include <set>
 #include <utility>
 
 namespace quorvel {
@@ -21,6 +22,7 @@ using Sink = std::function<void(const LogLine&)>;
 struct Destination {
     LogLevel minimum = LogLevel::debug;
     std::shared_ptr<const Sink> sink;
+    std::set<std::string, std::less<>> told; // once
 };
 
 std::mutex destinationMutex;
@@ -68,8 +70,17 @@ void Logger::write(LogLevel level, std::string_view text) const {
     if (sink) (*sink)({level, subsystem_, category_, std::string(text)});
 }
 
+void Logger::warningOnce(std::string_view text) const {
+    if (static_cast<int>(LogLevel::warning) < wantedLevel.load(std::memory_order_relaxed)) return;
+    {
+        const std::lock_guard lock(destinationMutex);
+        if (!destination.told.insert(std::string(text)).second) return;
+    }
+    warning(text);
+}
+
 void setLogSink(LogLevel minimum, std::function<void(const LogLine&)> sink) {
-    exchangeDestination({minimum, sink ? std::make_shared<const Sink>(std::move(sink)) : nullptr});
+    exchangeDestination({minimum, sink ? std::make_shared<const Sink>(std::move(sink)) : nullptr, {}});
 }
 
 void logToStandardError(LogLevel minimum) {
@@ -88,7 +99,8 @@ LogCapture::LogCapture() : state_(std::make_shared<State>()) {
         const std::lock_guard lock(state->mutex);
         state->text += text;
     };
-    state_->previous = exchangeDestination({LogLevel::debug, std::make_shared<const Sink>(std::move(sink))});
+    state_->previous =
+        exchangeDestination({LogLevel::debug, std::make_shared<const Sink>(std::move(sink)), {}});
 }
 
 LogCapture::~LogCapture() {

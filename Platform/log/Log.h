@@ -29,6 +29,8 @@ class Logger {
     void info(std::string_view text) const { write(LogLevel::info, text); }
     void warning(std::string_view text) const { write(LogLevel::warning, text); }
     void error(std::string_view text) const { write(LogLevel::error, text); }
+    /// A warning about something that lasts: told to each sink once, however often it is met.
+    void warningOnce(std::string_view text) const;
 
   private:
     void write(LogLevel level, std::string_view text) const;

@@ -1,14 +1,23 @@
 #include "Programs/quorvel/AppTarget.h"
 
+#include "Platform/log/Log.h"
 #include "Programs/quorvel/AppLookup.h"
 #include "Programs/quorvel/Errors.h"
-#include "Programs/quorvel/Spelling.h"
+#include "Quorvel/workspace/AppFolder.h"
 
 #include <fmt/format.h>
 
-#include <algorithm>
-
 namespace quorvel {
+
+namespace {
+
+// What comes of it is told by whoever touches the folder first.
+void carryOver(const MetadataFolder& appFolder) {
+    for (const std::string& line : carryOverPulledTree(appFolder).lines())
+        Logger("AppTarget").warningOnce(line);
+}
+
+} // namespace
 
 ArgumentSpec folderArgument() {
     return {"--folder", "DIR", "Use this metadata folder instead of the app's own, this time only"};
@@ -19,6 +28,7 @@ AppTarget::AppTarget(Invocation& invocation, Reach reach) : invocation_(invocati
     if (!folder) return;
     appFolder_ = MetadataFolder{(invocation.surroundings.workingFolder / *folder).lexically_normal()};
     invocation.composition.useFolder(*appFolder_);
+    carryOver(*appFolder_);
 }
 
 const ManagedApp& AppTarget::app() {
@@ -56,13 +66,7 @@ LocaleSet AppTarget::disabledLocales() {
 
 std::optional<ContextID> AppTarget::givenContext() const {
     if (!invocation_.global.context) return std::nullopt;
-    const std::string& given = *invocation_.global.context;
-    const auto arguments = globalArguments();
-    const auto& known = std::ranges::find(arguments, "--context", &ArgumentSpec::name)->suggestions;
-    if (const auto nearest = nearestSpelling(given, known); nearest && !parseContextID(given))
-        throw UsageError(fmt::format("{} is no context", quotedWord(given)),
-                         fmt::format("Did you mean {}?", *nearest));
-    return requireContextID(given);
+    return requireContextID(*invocation_.global.context);
 }
 
 ContextID AppTarget::localContext() {

@@ -35,10 +35,17 @@ bool isFolder(const MetadataFolder& folder) {
 
 ContextID requireContextID(std::string_view name) {
     if (const auto context = parseContextID(name)) return *context;
-    throw MetadataError(fmt::format("\"{}\" is no context. A context is ios, macos, tvos or visionos, a "
-                                    "slash, and next or live, such as ios/next.",
-                                    escapeControls(name)),
-                        {}, "INVALID_CONTEXT");
+    std::string lowered(name);
+    std::ranges::transform(lowered, lowered.begin(), [](char letter) {
+        return letter >= 'A' && letter <= 'Z' ? static_cast<char>(letter - 'A' + 'a') : letter;
+    });
+    throw MetadataError(
+        fmt::format("\"{}\" is no context. {}", escapeControls(name),
+                    parseContextID(lowered)
+                        ? fmt::format("Did you mean {}?", lowered)
+                        : "A context is ios, macos, tvos or visionos, a slash, and next or live, such as "
+                          "ios/next."),
+        {}, "INVALID_CONTEXT");
 }
 
 AppContexts::AppContexts(const MetadataFolder& appFolder, const Clock& clock)
@@ -68,12 +75,15 @@ PlatformContext AppContexts::choose(const std::vector<PlatformContext>& contexts
     return *chosen;
 }
 
-void AppContexts::requireSameApp(const std::vector<std::string>& versionIDs, std::string_view appName) const {
-    if (!saved_ || saved_->contexts.empty()) return;
-    const bool known = std::ranges::any_of(saved_->contexts, [&](const PlatformContext& context) {
+bool AppContexts::areOf(const std::vector<std::string>& versionIDs) const {
+    if (!saved_ || saved_->contexts.empty()) return true;
+    return std::ranges::any_of(saved_->contexts, [&](const PlatformContext& context) {
         return std::ranges::find(versionIDs, context.versionId) != versionIDs.end();
     });
-    if (!known)
+}
+
+void AppContexts::requireSameApp(const std::vector<std::string>& versionIDs, std::string_view appName) const {
+    if (!areOf(versionIDs))
         throw MetadataError(
             fmt::format("{}: holds the texts of another app than {}. Name this app's own folder, "
                         "or a new one.",

@@ -36,6 +36,8 @@ class AppContexts {
                                                 const std::optional<std::string>& given,
                                                 const std::optional<std::string>& selected);
 
+    /// Whether nothing was saved, or a context of one of these versions.
+    [[nodiscard]] bool areOf(const std::vector<std::string>& versionIDs) const;
     /// Throws `MetadataError` when contexts were saved and none of them is of these versions: the folder is
     /// another app's.
     void requireSameApp(const std::vector<std::string>& versionIDs, std::string_view appName) const;

@@ -3,6 +3,7 @@
 #include "Core/metadata/FolderTurn.h"
 #include "Core/metadata/MetadataDiff.h"
 #include "Core/metadata/MetadataError.h"
+#include "Core/metadata/MetadataTexts.h"
 #include "Platform/task/Task.h"
 #include "Platform/text/Text.h"
 #include "Quorvel/controllers/AppContexts.h"
@@ -22,14 +23,6 @@ std::string failureText(MetadataOperation kind, std::string_view problem) {
     if (kind == MetadataOperation::pull) return fmt::format("Pull failed: {}", problem);
     if (kind == MetadataOperation::push) return fmt::format("Push failed: {}", problem);
     return std::string(problem);
-}
-
-// Locale folders that a named folder happens to hold, of another tool perhaps, are not ours to move; those
-// that were pulled have their copies beside them.
-bool wasPulledInOlderLayout(const MetadataFolder& appFolder) {
-    return std::ranges::any_of(RawValues<ASCPlatform>::values, [&](const auto& platform) {
-        return isFolder({appFolder.platformFolder(platform.first).textsFolder(TextSide::pulled)});
-    });
 }
 
 // The part of the state that is read from a context's folder.
@@ -124,7 +117,7 @@ ManagedApp MetadataController::record() const {
 void MetadataController::carryOver(const MetadataFolder& folder) {
     OlderLayoutReport report;
     try {
-        report = carryOverOlderLayout(folder);
+        report = carryOverPulledTree(folder);
     } catch (const FileError& error) {
         throw OperationRefused(Refusal::folderUnavailable, error.what());
     }
@@ -133,7 +126,7 @@ void MetadataController::carryOver(const MetadataFolder& folder) {
     };
     if (isTold(state()->olderLayout)) return;
     for (const std::string& line : report.lines())
-        logger_.warning(line);
+        logger_.warningOnce(line);
     published_.update([&](MetadataState& state) { state.olderLayout = std::move(report); });
 }
 
@@ -146,8 +139,18 @@ MetadataFolder MetadataController::folderOf(const ManagedApp& app) {
                                                           : Refusal::folderUnavailable,
                                error.what());
     }
-    if (wasPulledInOlderLayout(folder)) carryOver(folder);
+    carryOver(folder);
     return folder;
+}
+
+void MetadataController::noticeMissingCopies(const MetadataFolder& appFolder,
+                                             const PlatformContext& context) {
+    std::optional<std::string> text;
+    if (lacksItsCopies(MetadataStore(appFolder.contextFolder(context.contextID()))))
+        text = notPulledText(context.id());
+    if (text) logger_.warningOnce(*text);
+    if (text == state()->notice) return; // nobody is woken for nothing
+    published_.update([&](MetadataState& state) { state.notice = text; });
 }
 
 MetadataController::Target MetadataController::targetOfTransfer() {
@@ -179,6 +182,7 @@ void MetadataController::show(const Target& target) {
         readTree(state, selected ? target.folder.contextFolder(*selected) : MetadataFolder(),
                  apps_.locales(target.app.id));
     });
+    if (const auto selected = state()->selectedContext()) noticeMissingCopies(target.folder, *selected);
 }
 
 void MetadataController::showResult(const Target& target) {

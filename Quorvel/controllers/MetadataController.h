@@ -81,6 +81,7 @@ class MetadataController {
         PlatformContext context;
         std::vector<PendingChange> changes; // all
         PushSelection selection;
+        std::vector<PlatformContext> contexts = {}; // all that the app has
     };
     /// Nothing selected, or nothing pending; `preparation` says what was left out and why.
     struct NothingToPush : OperationRefused {
@@ -110,7 +111,8 @@ class MetadataController {
         QUORVEL_RECORD(AddedLocale, locale, folder, existed)
     };
     /// Makes a locale's folder and empty files; the next push creates it. Asks App Store Connect for the
-    /// contexts (one request) when none is known. Throws `MetadataError` for what is no App Store locale.
+    /// contexts (one request) when `context` is not among those known. Throws `MetadataError` for what is no
+    /// App Store locale or no context of the app, `OperationRefused` for one that takes no changes.
     AddedLocale addLocale(std::string_view locale, const std::optional<std::string>& context = {},
                           Run run = Run::perform);
 
@@ -139,6 +141,7 @@ class MetadataController {
     [[nodiscard]] ManagedApp record() const;
     [[nodiscard]] MetadataFolder folderOf(const ManagedApp& app);
     void carryOver(const MetadataFolder& folder);
+    void noticeMissingCopies(const MetadataFolder& appFolder, const PlatformContext& context);
     [[nodiscard]] Target targetOfTransfer();
     [[nodiscard]] LocaleSet disabledLocales() const;
     void show(const Target& target);
@@ -151,6 +154,7 @@ class MetadataController {
                       const std::optional<std::string>& selected) const;
     [[nodiscard]] ContextID contextToFill(const Target& target, const std::optional<std::string>& given,
                                           Run run) const;
+    void restoreContexts(const MetadataFolder& folder, const PushPreparation& preparation) const;
     void recordOutcomes(const PushPreparation& preparation, const std::string& sessionId,
                         const std::vector<PushOutcome>& outcomes) const;
 

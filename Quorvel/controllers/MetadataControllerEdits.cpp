@@ -38,12 +38,17 @@ void requireAppStoreLocale(std::string_view locale) {
 
 ContextID MetadataController::contextToFill(const Target& target, const std::optional<std::string>& given,
                                             Run run) const {
-    if (const auto known = AppContexts(target.folder, parts_.clock).known(given)) return *known;
+    const AppContexts folder(target.folder, parts_.clock);
+    const auto known = folder.known(given);
+    if (known && (!given || folder.savedContext(*known))) return *known;
     if (isBlank(target.app.appStoreId)) throw OperationRefused(Refusal::noAppStoreID);
     const auto contexts = contextsOf(parts_.client()->listAppStoreVersions(target.app.appStoreId));
     if (contexts.empty()) throw OperationRefused(Refusal::noVersions);
-    const PlatformContext chosen = AppContexts::choose(contexts, std::nullopt, std::nullopt);
-    if (run == Run::perform) saveContexts(target.folder, contexts, chosen.id());
+    const PlatformContext chosen = AppContexts::choose(contexts, given, std::nullopt);
+    if (run == Run::perform) {
+        const auto selected = folder.saved() ? folder.saved()->selectedContextId : std::nullopt;
+        saveContexts(target.folder, contexts, selected ? selected : chosen.id());
+    }
     return chosen.contextID();
 }
 
@@ -56,7 +61,12 @@ MetadataController::addLocale(std::string_view locale, const std::optional<std::
         const Target target{app, folderOf(app)};
         std::optional<FileLock> turn;
         if (run == Run::perform) turn = takeTurnOf(target.folder, "the addition of a locale");
-        const MetadataStore store(target.folder.contextFolder(contextToFill(target, context, run)));
+        const ContextID wanted = contextToFill(target, context, run);
+        if (wanted.stateClass == AppStoreVersionStateClass::live) {
+            const auto saved = AppContexts(target.folder, parts_.clock).savedContext(wanted);
+            refuseReadOnly(saved ? saved->appStoreState : "");
+        }
+        const MetadataStore store(target.folder.contextFolder(wanted));
         const auto folder = store.folder().localeFolder(locale);
         added = {std::string(locale), folder.native(), isFolder({folder})};
         if (run == Run::rehearse) return;

@@ -86,10 +86,12 @@ std::vector<ContextPull> MetadataController::pull(const PullRequest& request) {
 
 std::vector<PlatformContext> MetadataController::contextsToPull(const Pulling& pulling,
                                                                 const PullRequest& request) const {
-    // The app's own folder may hold versions that were all deleted since; one that was named may be
-    // another's.
-    if (parts_.folder)
-        pulling.contexts.requireSameApp(pulling.found.versionIDs, pulling.target.app.displayName);
+    // The app's own folder may hold versions that were all deleted since; one that was named, or that
+    // another app uses too, may be another's.
+    const Target& target = pulling.target;
+    if (!pulling.contexts.areOf(pulling.found.versionIDs) &&
+        (parts_.folder || otherAppIn(target.folder, target.app, parts_.home, apps_)))
+        pulling.contexts.requireSameApp(pulling.found.versionIDs, target.app.displayName);
     if (request.contexts == PullRequest::Contexts::all) return pulling.found.contexts;
     const auto& saved = pulling.contexts.saved();
     return {AppContexts::choose(pulling.found.contexts, request.context,
@@ -120,8 +122,7 @@ void MetadataController::rememberPull(const Pulling& pulling, const std::vector<
         return;
     }
     const Target& target = pulling.target;
-    if (!parts_.folder && !target.app.metadataFolderBookmark)
-        chooseAppFolder(target.app, target.folder, apps_);
+    if (!parts_.folder && !target.app.metadataFolderBookmark) keepAppFolder(target.app, target.folder, apps_);
 
     const auto& found = pulling.found.contexts;
     const auto& saved = pulling.contexts.saved();

@@ -14,12 +14,12 @@
 
 namespace quorvel {
 
-namespace {
-
-[[noreturn]] void refuseReadOnly(std::string_view appStoreState) {
+void refuseReadOnly(std::string_view appStoreState) {
     throw OperationRefused(Refusal::readOnlyContext,
                            appStoreState.empty() ? "" : MetadataError::readOnlyContext(appStoreState).what());
 }
+
+namespace {
 
 // The context whose texts are pushed; the answer of App Store Connect decides on all others than live ones.
 ContextID contextToPush(const AppContexts& contexts, const MetadataFolder& appFolder,
@@ -48,9 +48,9 @@ void requireLocales(const MetadataStore& store, const std::vector<std::string>& 
                 {store.folder().rootURL, locale, {}}, "UNKNOWN_LOCALE");
 }
 
-PlatformContext contextOnService(const ASCList<AppStoreVersionAttributes>& versions, const ContextID& context,
+PlatformContext contextOnService(const ASCList<AppStoreVersionAttributes>& versions,
+                                 const std::vector<PlatformContext>& found, const ContextID& context,
                                  const AppContexts& contexts, const ManagedApp& app) {
-    const auto found = contextsOf(versions);
     if (found.empty()) throw OperationRefused(Refusal::noVersions);
     std::vector<std::string> versionIDs;
     for (const auto& version : versions)
@@ -78,9 +78,11 @@ MetadataController::preparePush(const PushFilter& filter, const std::optional<st
         requireLocales(store, filter.locales);
         operation.status(std::string(discoveringText));
         const auto client = parts_.client();
-        preparation.context = contextOnService(client->listAppStoreVersions(target.app.appStoreId), wanted,
-                                               contexts, target.app);
+        const auto versions = client->listAppStoreVersions(target.app.appStoreId);
+        preparation.contexts = contextsOf(versions);
+        preparation.context = contextOnService(versions, preparation.contexts, wanted, contexts, target.app);
         MetadataPusher(*client, store).requireChangeable(preparation.context);
+        noticeMissingCopies(target.folder, preparation.context);
         preparation.changes = MetadataDiff::compare(store);
         preparation.selection = selectForPush(preparation.changes, filter, disabledLocales());
         operation.status({});
@@ -126,9 +128,22 @@ MetadataController::PushResult MetadataController::push(const PushPreparation& p
         result.report = pushReport(result.outcomes);
         operation.status(result.report);
         published_.update([&](MetadataState& state) { state.lastPush = result.outcomes; });
+        if (std::ranges::any_of(result.outcomes, &PushOutcome::success))
+            restoreContexts(target.folder, preparation);
         showResult(target);
     });
     return result;
+}
+
+// What a lost or damaged file said is known again once App Store Connect was asked.
+void MetadataController::restoreContexts(const MetadataFolder& folder,
+                                         const PushPreparation& preparation) const {
+    if (preparation.contexts.empty() || AppContexts(folder, parts_.clock).saved()) return;
+    try {
+        saveContexts(folder, preparation.contexts, preparation.context.id());
+    } catch (const FileError& error) {
+        logger_.warning(error.what());
+    }
 }
 
 void MetadataController::recordOutcomes(const PushPreparation& preparation, const std::string& sessionId,
@@ -140,7 +155,7 @@ void MetadataController::recordOutcomes(const PushPreparation& preparation, cons
         entries.push_back({.timestamp = parts_.clock(),
                            .locale = outcome.change.locale,
                            .fieldType = std::string(rawValue(outcome.change.field)),
-                           .previousValue = outcome.change.remote,
+                           .previousValue = outcome.textBefore(),
                            .newValue = std::string(outcome.change.textToSend()),
                            .success = outcome.success,
                            .errorMessage = outcome.errorMessage,

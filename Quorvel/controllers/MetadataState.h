@@ -60,6 +60,7 @@ struct MetadataState {
     std::size_t pulledLocales = 0;      // of the selected context, those with a copy of App Store Connect
     std::vector<std::string> missingLocales; // that the app manages but the selected context has no folder of
     LocaleSet disabledLocales;               // of the app
+    std::optional<std::string> notice;       // that there is nothing to compare with, for a banner
     std::optional<PullResult> lastPull;
     std::vector<PushOutcome> lastPush;
     OlderLayoutReport olderLayout; // what became of a tree of the older layout when one was met last

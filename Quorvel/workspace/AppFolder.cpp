@@ -1,6 +1,7 @@
 #include "Quorvel/workspace/AppFolder.h"
 
 #include "Core/metadata/BookmarkResolver.h"
+#include "Core/metadata/MetadataError.h"
 #include "Core/metadata/MetadataTexts.h"
 #include "Platform/files/Files.h"
 #include "Platform/log/Log.h"
@@ -8,9 +9,14 @@
 
 #include <fmt/format.h>
 
+#include <algorithm>
+#include <system_error>
+
 namespace quorvel {
 
 namespace {
+
+using Path = std::filesystem::path;
 
 const Logger& logger() {
     static const Logger logger("AppFolder");
@@ -26,6 +32,58 @@ ManagedApp storeBookmark(const ManagedApp& app, std::string bookmark, const AppR
         current = apps.update(std::move(current));
     });
     return current;
+}
+
+// Without links; what is missing stays as it was written.
+Path resolved(const Path& path) {
+    std::error_code error;
+    Path canonical = std::filesystem::weakly_canonical(std::filesystem::absolute(path), error);
+    if (error) canonical = path.lexically_normal();
+    return canonical.has_filename() || !canonical.has_relative_path() ? canonical : canonical.parent_path();
+}
+
+// Whether `inner` is `outer` or lies in it; both resolved.
+bool holds(const Path& outer, const Path& inner) {
+    return std::ranges::mismatch(outer, inner).in1 == outer.end();
+}
+
+std::optional<Path> folderIfKnown(const ManagedApp& app, const Home& home) {
+    try {
+        // A stale bookmark is renewed by who uses the folder.
+        return resolved(app.metadataFolderBookmark
+                            ? BookmarkResolver::resolve(*app.metadataFolderBookmark).url
+                            : defaultAppFolder(home, app.slug).rootURL);
+    } catch (const MetadataError&) {
+        return std::nullopt; // one that is lost is in nobody's way
+    }
+}
+
+// Also under two spellings, where the file system takes them for the same.
+bool isSame(const std::optional<Path>& taken, const Path& path) {
+    if (!taken) return false;
+    const auto identity = fileIdentity(path);
+    return *taken == path || (identity && identity == fileIdentity(*taken));
+}
+
+void requireFree(const ManagedApp& app, const MetadataFolder& folder, const Home& home,
+                 const AppRecords& apps) {
+    const Path path = resolved(folder.rootURL);
+    const auto refuse = [&](std::string_view problem) {
+        throw MetadataError(fmt::format("{}: {}. Name a folder of this app's own.",
+                                        escapeControls(folder.rootURL.native()), problem),
+                            {folder.rootURL, {}, {}}, "FOLDER_IN_USE");
+    };
+    if (holds(path, resolved(home.root))) refuse("holds your home folder, not only the texts of one app");
+    for (const ManagedApp& other : apps.all()) {
+        if (other.id == app.id) continue;
+        const auto taken = folderIfKnown(other, home);
+        if (!taken) continue;
+        const std::string name = escapeControls(other.displayName);
+        if (isSame(taken, path)) refuse(fmt::format("is the metadata folder of {}", name));
+        if (holds(*taken, path)) refuse(fmt::format("lies in the metadata folder of {}", name));
+        if (holds(path, *taken))
+            refuse(fmt::format("holds the metadata folder of {}, {}", name, escapeControls(taken->native())));
+    }
 }
 
 } // namespace
@@ -44,7 +102,35 @@ MetadataFolder appFolderOf(const ManagedApp& app, const Home& home, const AppRec
     return {resolved.url};
 }
 
-ManagedApp chooseAppFolder(const ManagedApp& app, const MetadataFolder& folder, const AppRecords& apps) {
+ManagedApp chooseAppFolder(const ManagedApp& app, const MetadataFolder& folder, const Home& home,
+                           const AppRecords& apps) {
+    requireFree(app, folder, home, apps);
+    return keepAppFolder(app, folder, apps);
+}
+
+std::optional<ManagedApp> otherAppIn(const MetadataFolder& folder, const ManagedApp& app, const Home& home,
+                                     const AppRecords& apps) {
+    const Path path = resolved(folder.rootURL);
+    for (ManagedApp& other : apps.all())
+        if (other.id != app.id && isSame(folderIfKnown(other, home), path)) return std::move(other);
+    return std::nullopt;
+}
+
+bool lacksItsCopies(const MetadataStore& store) {
+    return store.localesOnDisk(TextSide::pulled).empty() && !store.localesOnDisk().empty();
+}
+
+OlderLayoutReport carryOverPulledTree(const MetadataFolder& folder) {
+    // Those that were pulled have their copies beside them.
+    const bool wasPulled = std::ranges::any_of(RawValues<ASCPlatform>::values, [&](const auto& platform) {
+        std::error_code unreachable;
+        return std::filesystem::is_directory(
+            folder.platformFolder(platform.first).textsFolder(TextSide::pulled), unreachable);
+    });
+    return wasPulled ? carryOverOlderLayout(folder) : OlderLayoutReport{};
+}
+
+ManagedApp keepAppFolder(const ManagedApp& app, const MetadataFolder& folder, const AppRecords& apps) {
     try {
         createFolders(folder.rootURL);
     } catch (const FileError& error) {

@@ -2,6 +2,8 @@
 #pragma once
 
 #include "Core/metadata/MetadataFolder.h"
+#include "Core/metadata/MetadataStore.h"
+#include "Core/metadata/OlderLayout.h"
 #include "Core/records/Records.h"
 #include "Platform/files/Home.h"
 
@@ -14,8 +16,23 @@ namespace quorvel {
 /// nowhere.
 [[nodiscard]] MetadataFolder appFolderOf(const ManagedApp& app, const Home& home, const AppRecords& apps);
 
-/// Makes the folder if need be and stores a bookmark of it in the app's record. Throws `MetadataError`,
+/// Makes the folder if need be and stores a bookmark of it in the app's record. Throws `MetadataError` for a
+/// folder that another app's texts lie in or under, that lies in one, or that holds the home folder; also
 /// `FileError`, `StoreError`.
-ManagedApp chooseAppFolder(const ManagedApp& app, const MetadataFolder& folder, const AppRecords& apps);
+ManagedApp chooseAppFolder(const ManagedApp& app, const MetadataFolder& folder, const Home& home,
+                           const AppRecords& apps);
+/// Like `chooseAppFolder` for the folder that the app uses already: nothing is refused.
+ManagedApp keepAppFolder(const ManagedApp& app, const MetadataFolder& folder, const AppRecords& apps);
+
+/// Another recorded app that uses the very folder; nothing when there is none.
+[[nodiscard]] std::optional<ManagedApp> otherAppIn(const MetadataFolder& folder, const ManagedApp& app,
+                                                   const Home& home, const AppRecords& apps);
+
+/// Whether a context's tree has texts, but nothing that was pulled to compare them with.
+[[nodiscard]] bool lacksItsCopies(const MetadataStore& store);
+
+/// Carries a tree of the older layout over, if it was pulled: locale folders that the folder happens to hold,
+/// of another tool perhaps, are not ours to move. Throws `FileError`.
+[[nodiscard]] OlderLayoutReport carryOverPulledTree(const MetadataFolder& folder);
 
 } // namespace quorvel

@@ -53,6 +53,21 @@ TEST(Log, capturesNestAndGiveTheSinkBack) {
     EXPECT_EQ(outside, 1);
 }
 
+TEST(Log, tellsASinkOnceOfWhatLasts) {
+    const Logger logger("Once");
+    const LogCapture outer;
+    logger.warningOnce("damaged");
+    {
+        const LogCapture inner;
+        logger.warningOnce("damaged");
+        logger.warningOnce("damaged");
+        EXPECT_EQ(inner.text(), "warning Once: damaged\n");
+    }
+    logger.warningOnce("damaged");
+    logger.warningOnce("gone");
+    EXPECT_EQ(outer.text(), "warning Once: damaged\nwarning Once: gone\n");
+}
+
 TEST(Log, writesEscapedLinesToStandardError) {
     logToStandardError(LogLevel::info);
     testing::internal::CaptureStderr();

@@ -114,24 +114,6 @@ TEST_F(ExitStatuses, endsWithTheStatusThatTellsWhy) {
     EXPECT_THAT(nobody.error, HasSubstr("quorvel auth set"));
 }
 
-TEST_F(ExitStatuses, takesNoStoreThatCannotBeReachedForAnEmptyOne) {
-    const auto store = folder / "home/Library/Application Support/default.store";
-    createFolders(store.parent_path());
-    std::filesystem::create_symlink(folder / "unplugged/default.store", store);
-    for (const std::vector<std::string>& words :
-         {std::vector<std::string>{}, {"apps"}, {"workspaces"}, {"status"}, {"history"}}) {
-        const auto result = run(words);
-        EXPECT_EQ(result.status, 1) << result.all();
-        EXPECT_THAT(result.error, HasSubstr(store.string()));
-    }
-    EXPECT_TRUE(std::filesystem::is_symlink(store)); // and is not replaced
-    if (geteuid() == 0) return;                      // whom no folder is closed to
-    std::filesystem::remove(store);
-    std::filesystem::permissions(store.parent_path(), std::filesystem::perms::none);
-    EXPECT_EQ(run({"apps"}).status, 1);
-    std::filesystem::permissions(store.parent_path(), std::filesystem::perms::owner_all);
-}
-
 TEST_F(ExitStatuses, writesIntoNoConnectionWhenItsStreamsAreClosed) {
     if (!std::filesystem::exists("/proc/self/fd")) GTEST_SKIP() << "no list of open files";
     server.setFaults({{.route = "*", .status = 429, .retryAfter = 600}});

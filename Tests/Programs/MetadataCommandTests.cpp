@@ -10,6 +10,24 @@ using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::Not;
 
+TEST_F(MetadataCommands, knowATreeOfTheOlderLayoutBeforeAnyPull) {
+    const auto older = folder / "texts";
+    for (const auto& [place, content] : {std::pair<const char*, const char*>("de-DE", "Neu"),
+                                         std::pair<const char*, const char*>(".brevant/asc/de-DE", "Alt")}) {
+        createFolders(older / place);
+        writeFileAtomically(older / place / "description.txt", content);
+    }
+    const auto shown = run({"status", "--folder", "texts"});
+    EXPECT_EQ(shown.status, 0) << shown.all();
+    EXPECT_THAT(shown.out, HasSubstr("1 locale on disk. 1 waiting for Push."));
+    EXPECT_THAT(shown.error, HasSubstr("Carried 2 folders of the older layout over"));
+    EXPECT_EQ(read("de-DE", "description.txt"), "Neu");
+
+    std::filesystem::remove_all(folder / "texts/ios/next/.brevant");
+    EXPECT_THAT(run({"status", "--folder", "texts"}).all(),
+                HasSubstr("Nothing is known here of what App Store Connect holds for ios/next"));
+}
+
 TEST_F(MetadataCommands, pullsEditsComparesAndPushesWithTheFewestRequests) {
     EXPECT_EQ(*document({"apps", "--remote"}).items()->front().find("slug")->text(),
               "mosswick-garden-journal");

@@ -126,7 +126,7 @@ ManagedApp withFolder(Invocation& invocation, ManagedApp app) {
     if (!folder) return app;
     return chooseAppFolder(
         app, MetadataFolder{(invocation.surroundings.workingFolder / *folder).lexically_normal()},
-        invocation.composition.apps());
+        invocation.composition.home(), invocation.composition.apps());
 }
 
 ExitStatus importApps(Invocation& invocation) {

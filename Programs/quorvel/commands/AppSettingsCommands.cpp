@@ -113,7 +113,8 @@ ExitStatus setApp(Invocation& invocation) {
     if (app != before) app = apps.update(app);
     if (const auto folder = arguments.value("--folder"))
         app = chooseAppFolder(
-            app, MetadataFolder{(invocation.surroundings.workingFolder / *folder).lexically_normal()}, apps);
+            app, MetadataFolder{(invocation.surroundings.workingFolder / *folder).lexically_normal()},
+            invocation.composition.home(), apps);
     if (app == before) throw UsageError("\"apps set\" changes nothing", "See 'quorvel apps set --help'.");
     const AppRecord record = recordOf(invocation, app);
     invocation.output.document(record);

@@ -1,11 +1,13 @@
 #include "Core/metadata/Locales.h"
 #include "Core/metadata/MetadataSnapshot.h"
+#include "Core/metadata/MetadataTexts.h"
 #include "Platform/text/Text.h"
 #include "Programs/quorvel/AppTarget.h"
 #include "Programs/quorvel/ChangeRendering.h"
 #include "Programs/quorvel/WordDiff.h"
 #include "Programs/quorvel/commands/Groups.h"
 #include "Programs/quorvel/commands/MetadataRecords.h"
+#include "Quorvel/workspace/AppFolder.h"
 
 #include <fmt/format.h>
 #include <fmt/ranges.h>
@@ -173,6 +175,7 @@ ExitStatus showStatus(Invocation& invocation) {
     if (document.interruptedPull)
         output.warning(
             "the last pull was interrupted, so pulled texts may look like local edits; pull again");
+    if (lacksItsCopies(store)) output.warning(notPulledText(document.context));
     printRemarks(output, comparison);
     return ExitStatus::done;
 }

@@ -72,7 +72,8 @@ ExitStatus showPlan(Output& output, const std::vector<PlannedRequest>& requests,
 bool someTextWaits(const PushSelection& selection) {
     return std::ranges::any_of(selection.leftOut, [](const LeftOutChange& one) {
         return one.reason == LeftOutReason::overLimit || one.reason == LeftOutReason::byteOrderMark ||
-               one.reason == LeftOutReason::clearsField || one.reason == LeftOutReason::clearsName;
+               one.reason == LeftOutReason::controlCharacter || one.reason == LeftOutReason::clearsField ||
+               one.reason == LeftOutReason::clearsName;
     });
 }
 

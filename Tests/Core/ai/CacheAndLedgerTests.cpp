@@ -82,6 +82,9 @@ TEST(ClaudeResponseCache, keysCoverEveryPartOfARequestButItsResponseFormat) {
               sha256Hex("model:m\n---\nmax:1\n---\ntemp:1.0\n---\nsystem:"));
     EXPECT_EQ(ClaudeResponseCache::key({"m", 1, "", {}, 0.00001, {}}),
               sha256Hex("model:m\n---\nmax:1\n---\ntemp:1e-05\n---\nsystem:"));
+    const std::string large(1 << 20, 'x');
+    EXPECT_EQ(ClaudeResponseCache::key({"m", 1, {}, {{"user", large}}, {}, {}}),
+              sha256Hex("model:m\n---\nmax:1\n---\ntemp:nil\n---\nsystem:\n---\nm0/user:" + large));
     ClaudeRequest other = request;
     other.responseFormat = "json_object";
     EXPECT_EQ(ClaudeResponseCache::key(other), ClaudeResponseCache::key(request));

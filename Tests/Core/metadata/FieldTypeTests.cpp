@@ -95,6 +95,9 @@ TEST(TextRemarks, nameWhatIsOddAboutAText) {
         {FieldType::description, "one\r\n", {R::carriageReturn, R::finalLineBreak}},
         {FieldType::description, "\uFEFFone", {R::byteOrderMark}},
         {FieldType::description, "one\uFEFF", {}},
+        {FieldType::description, "one\x1B[1m", {R::controlCharacter}},
+        {FieldType::keywords, "a,b\x7F", {R::controlCharacter}},
+        {FieldType::description, "one\n\ttwo\u0085", {}},
         {FieldType::name, repeated("ক্ষ", 30), {R::codePointsOverLimit}},
         {FieldType::name, repeated("ক্ষ", 31), {}}, // over the limit anyway
         {FieldType::name, "\n", {}},

@@ -198,6 +198,6 @@ TEST(BookmarkResolver, noticesMovedReplacedAndLostFolders) {
     for (const std::string_view bad : {"", "{}", "\xFF", R"({"version":2,"path":"/","device":1,"inode":1})",
                                        R"({"version":1,"path":"","device":1,"inode":1})"})
         EXPECT_THAT(textOfError([&] { (void)BookmarkResolver::resolve(bad); }),
-                    HasSubstr("Choose the folder again"));
+                    HasSubstr("hoose the folder again in the app's settings"));
     EXPECT_THROW((void)BookmarkResolver::bookmark(folder / "none"), MetadataError);
 }

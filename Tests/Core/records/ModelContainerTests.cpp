@@ -159,7 +159,8 @@ TEST(ModelContainer, putsAStoreAsideThatCannotBeOpenedAndMakesAFreshOne) {
             EXPECT_EQ(readFile(kept), bytes);
         }
         for (const char* text :
-             {"Lost: workspaces", "push history", "Not lost: the metadata folders", kept.c_str()})
+             {"Lost: workspaces", "push history", "the folders that were chosen",
+              "Not lost: the metadata folders", "Keys of a workspace or of a single app", kept.c_str()})
             EXPECT_THAT(rebuilt.description(), HasSubstr(text));
         EXPECT_EQ(rebuilt.description().find("update the program") != std::string::npos,
                   bad.kind == Kind::newerSchema);
@@ -307,7 +308,9 @@ TEST(ModelContainer, leavesTheStoreAloneOnADiskThatCanOnlyBeRead) {
         const auto error = failure([&] { (void)test::openStore(disk.path(), noPatience); });
         EXPECT_EQ(error.kind(), Kind::readOnly) << error.what();
         EXPECT_THAT(error.what(), StartsWith(finalText));
-        EXPECT_THAT(error.what(), HasSubstr("Nothing was changed."));
+        EXPECT_THAT(error.what(), HasSubstr("No fresh store was tried. Nothing was changed. Give yourself "
+                                            "the right to write in " +
+                                            disk.path().native()));
         EXPECT_EQ(readFile(file), bytes);
     }
 }

@@ -1,3 +1,4 @@
+#include "Quorvel/workspace/AppFolder.h"
 #include "Tests/Quorvel/controllers/ControllerAccount.h"
 
 #include <gmock/gmock.h>
@@ -53,9 +54,9 @@ TEST(MetadataController, refusesWithTheWordsForEachReason) {
          },
          pull},
         {Refusal::folderNotResolved, "Metadata folder bookmark could not be resolved.", loseFolder, pull,
-         "Choose the folder again"},
+         "choose the folder again in the app's settings"},
         {Refusal::folderNotResolved, "Metadata folder bookmark could not be resolved.", loseFolder, push,
-         "Choose the folder again"},
+         "choose the folder again in the app's settings"},
         {Refusal::folderUnavailable, "Metadata folder unavailable.",
          [](ControllerAccount& account) { put(account.appFolder().rootURL, "a file"); }, pull, "garden"},
         {Refusal::noVersions, "No versions found on App Store Connect.",
@@ -74,6 +75,9 @@ TEST(MetadataController, refusesWithTheWordsForEachReason) {
          [](ControllerAccount& account) { (void)account.controller->preparePush({}, "ios/live"); },
          "Current state is READY_FOR_SALE. Create a new editable version on App Store Connect to push "
          "changes."},
+        {Refusal::readOnlyContext, "This context is read-only.", pull,
+         [](ControllerAccount& account) { account.controller->addLocale("ko", "ios/live"); },
+         "Current state is READY_FOR_SALE."},
         {Refusal::readOnlyContext, "This context is read-only.",
          [](ControllerAccount& account) {
              pullAndEdit(account);
@@ -220,6 +224,18 @@ TEST(MetadataController, leavesTheTextOfAFailureAndRethrowsIt) {
              account.connect.addVersion("x1", "IOS", "PREPARE_FOR_SUBMISSION");
          },
          pull},
+        {"another app's folder, chosen for this one too", "Pull failed: ", "OTHER_APP",
+         [](ControllerAccount& account) {
+             pull(account);
+             const ManagedApp other = account.apps.add({.slug = "other", .displayName = "Other"});
+             (void)keepAppFolder(other, account.appFolder(), account.apps);
+             account.connect.versions.clear();
+             account.connect.addVersion("x1", "IOS", "PREPARE_FOR_SUBMISSION");
+         },
+         pull},
+        {"a locale for a context that the app does not have", "There is no context \"tvos/next\"",
+         "UNKNOWN_CONTEXT", pull,
+         [](ControllerAccount& account) { account.controller->addLocale("ko", "tvos/next"); }},
         {"a locale that is not there", "Push failed: There is no locale \"fi\" in ", "UNKNOWN_LOCALE",
          pullAndEdit,
          [](ControllerAccount& account) {

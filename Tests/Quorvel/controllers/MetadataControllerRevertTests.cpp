@@ -111,6 +111,31 @@ TEST(MetadataControllerRevert, leavesAloneWhatItCannotPutBack) {
     EXPECT_EQ(account.text("ko", FieldType::description), "");
 }
 
+// Without the pulled copies every text looks new, though App Store Connect holds it.
+TEST(MetadataControllerRevert, putsBackWhatAppStoreConnectReallyHeldWhenThePulledCopiesAreLost) {
+    ControllerAccount account;
+    (void)account.pull();
+    account.write("ja", FieldType::releaseNotes, "新版");
+    const auto loseCopies = [&] { std::filesystem::remove_all(account.store().folder().privateFolder()); };
+    loseCopies();
+    account.connect.localizations[test::FakeConnect::ofVersion].erase("de-DE"); // to be created
+    const auto pushed = account.push();
+    std::map<std::string, std::string> previous;
+    for (const PushHistoryEntry& entry : account.history())
+        previous[entry.locale + " " + entry.fieldType] =
+            entry.previousValue + (entry.success ? "" : " (failed)");
+    EXPECT_EQ(previous, (std::map<std::string, std::string>{{"de-DE name", "Name"},
+                                                            {"de-DE subtitle", "Unter"},
+                                                            {"de-DE description", ""},
+                                                            {"de-DE keywords", ""},
+                                                            {"ja name", "名"},
+                                                            {"ja releaseNotes", "新 (failed)"}}));
+    const auto report = account.controller->revert(pushed.sessionId);
+    EXPECT_THAT(report.reverted, ElementsAre(description, FieldKey{"de-DE", FieldType::keywords}));
+    EXPECT_EQ(account.text("de-DE", FieldType::subtitle), "Unter");
+    EXPECT_EQ(account.text("ja", FieldType::name), "名");
+}
+
 TEST(MetadataControllerRevert, takesBackOnlyWhatAppStoreConnectTook) {
     ControllerAccount account;
     (void)account.pull();

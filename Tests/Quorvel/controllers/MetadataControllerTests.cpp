@@ -275,8 +275,47 @@ TEST(MetadataController, carriesTreesOfTheOlderLayoutOverButNotThoseOfOthers) {
     account.controller->refresh();
     EXPECT_EQ(older.read("de-DE", FieldType::description), "Älter");
     EXPECT_THAT(account.controller->state()->olderLayout.leftInPlace, SizeIs(2));
-    EXPECT_THAT(log.text(), HasSubstr("de-DE stays where it is: ios/next/.brevant/asc/de-DE is there already."));
+    EXPECT_THAT(log.text(),
+                HasSubstr("de-DE stays where it is: ios/next/.brevant/asc/de-DE is there already."));
     EXPECT_EQ(std::ranges::count(log.text(), '\n'), 2) << log.text();
+}
+
+TEST(MetadataController, saysWhenNothingIsThereToCompareWithAndRestoresTheContextsByAPush) {
+    ControllerAccount account;
+    (void)account.pull();
+    std::filesystem::remove_all(account.store().folder().privateFolder());
+    account.controller->refresh();
+    EXPECT_THAT(account.controller->state()->notice.value_or(""),
+                HasSubstr("Nothing is known here of what App Store Connect holds for ios/next"));
+    const auto before = ContextsStore(account.appFolder(), account.clock).load();
+    const LogCapture log;
+    for (const bool isDamaged : {false, true}) {
+        if (isDamaged)
+            writeFileAtomically(account.appFolder().contextsFile(), "{\"contexts\": 1}");
+        else
+            std::filesystem::remove(account.appFolder().contextsFile());
+        account.write("de-DE", FieldType::subtitle, isDamaged ? "Neu" : "Unter");
+        account.connect.localizations[test::FakeConnect::ofAppInfo]["de-DE"]["subtitle"] = "Unter";
+        EXPECT_THAT(account.push().report, testing::StartsWith("Pushed "));
+        EXPECT_EQ(ContextsStore(account.appFolder(), account.clock).load(), before);
+        EXPECT_EQ(account.controller->state()->notice, std::nullopt);
+    }
+    const std::string file = account.appFolder().contextsFile().native();
+    const std::string said = log.text();
+    const std::size_t first = said.find(file + ": is damaged and not used (");
+    ASSERT_NE(first, std::string::npos);
+    EXPECT_EQ(said.find(file + ": is damaged", first + 1), std::string::npos);
+    EXPECT_THAT(said, HasSubstr("The next pull writes it anew."));
+}
+
+TEST(MetadataController, addsALocaleToAContextThatWasMadeSinceThePull) {
+    ControllerAccount account;
+    (void)account.pull();
+    account.connect.addVersion("t1", "TV_OS", "PREPARE_FOR_SUBMISSION");
+    account.controller->addLocale("ko", "tvos/next");
+    const auto saved = ContextsStore(account.appFolder(), account.clock).load();
+    EXPECT_THAT(saved->contexts, SizeIs(3));
+    EXPECT_EQ(saved->selectedContextId, "ios/next");
 }
 
 TEST(MetadataController, asksForTheContextsOnlyWhenALocaleIsAddedToAnEmptyFolder) {

@@ -12,20 +12,52 @@ TEST_F(AppFolder, isTheDefaultOneUntilAnotherIsChosen) {
     const ManagedApp app = addApp("notes");
     EXPECT_EQ(appFolderOf(app, home, apps).rootURL, home.documents() / "Brevant/notes");
     EXPECT_FALSE(std::filesystem::exists(home.documents()));
-    const ManagedApp chosen = chooseAppFolder(app, {folder / "my texts/notes"}, apps);
+    const ManagedApp chosen = chooseAppFolder(app, {folder / "my texts/notes"}, home, apps);
     EXPECT_EQ(chosen, apps.find(app.id));
     EXPECT_EQ(appFolderOf(chosen, home, apps).rootURL, folder / "my texts/notes");
     EXPECT_TRUE(std::filesystem::is_directory(folder / "my texts/notes"));
 
     writeFileAtomically(folder / "file", "");
     const LogCapture log;
-    EXPECT_THROW(chooseAppFolder(app, {folder / "file/notes"}, apps), FileError);
+    EXPECT_THROW(chooseAppFolder(app, {folder / "file/notes"}, home, apps), FileError);
     EXPECT_THAT(log.text(), HasSubstr("Could not create metadata folder "));
     EXPECT_EQ(apps.find(app.id), chosen);
 }
 
+TEST_F(AppFolder, isNoneThatAnotherAppUsesOrThatHoldsMoreThanOneApp) {
+    const ManagedApp other = chooseAppFolder(addApp("other"), {folder / "trees/other"}, home, apps);
+    addApp("unpulled"); // with the default folder, which need not exist
+    ManagedApp lost = chooseAppFolder(addApp("lost"), {folder / "gone/lost"}, home, apps);
+    std::filesystem::remove_all(folder / "gone");
+    std::filesystem::create_directory_symlink(folder / "trees", folder / "link");
+    const ManagedApp app = addApp("notes");
+    const std::map<std::filesystem::path, std::string> refused = {
+        {folder / "trees/other", "is the metadata folder of other"},
+        {folder / "trees/other/", "is the metadata folder of other"},
+        {folder / "link/other", "is the metadata folder of other"},
+        {folder / "trees/other/ios", "lies in the metadata folder of other"},
+        {folder / "trees", "holds the metadata folder of other"},
+        {home.documents() / "Brevant/unpulled", "is the metadata folder of unpulled"},
+        {home.documents() / "Brevant", "holds the metadata folder of unpulled"},
+        {home.root, "holds your home folder"},
+        {"/", "holds your home folder"}};
+    for (const auto& [path, problem] : refused) {
+        try {
+            (void)chooseAppFolder(app, {path}, home, apps);
+            ADD_FAILURE() << path << " was taken";
+        } catch (const MetadataError& error) {
+            EXPECT_EQ(error.code(), "FOLDER_IN_USE");
+            EXPECT_THAT(error.what(), HasSubstr(problem)) << path;
+        }
+    }
+    EXPECT_EQ(apps.find(app.id)->metadataFolderBookmark, std::nullopt);
+    for (const auto& path :
+         {folder / "trees/others", folder / "gone/lost", home.documents() / "Brevant/notes"})
+        EXPECT_TRUE(chooseAppFolder(app, {path}, home, apps).metadataFolderBookmark) << path;
+}
+
 TEST_F(AppFolder, isFollowedWhenItMovesAndItsBookmarkRenewed) {
-    ManagedApp app = chooseAppFolder(addApp("notes"), {folder / "trees/notes"}, apps);
+    ManagedApp app = chooseAppFolder(addApp("notes"), {folder / "trees/notes"}, home, apps);
     save(app, {});
     const ManagedApp old = app;
     app.brandVoice = "calm"; // since the copy that is asked about was read

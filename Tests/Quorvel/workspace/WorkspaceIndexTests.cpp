@@ -82,10 +82,10 @@ TEST_F(WorkspaceIndexTest, readsEveryAppAndTakesUnreadableOnesAsNotPulled) {
     save(empty, {});
     save(damaged, {});
     writeFileAtomically(appFolderOf(damaged, home, apps).contextsFile(), "{\"contexts\": [");
-    moved = chooseAppFolder(moved, {folder / "trees/old name"}, apps);
+    moved = chooseAppFolder(moved, {folder / "trees/old name"}, home, apps);
     save(moved, {contextIn("PREPARE_FOR_SUBMISSION")});
     std::filesystem::rename(folder / "trees/old name", folder / "trees/new name");
-    lost = chooseAppFolder(lost, {folder / "gone/lost"}, apps);
+    lost = chooseAppFolder(lost, {folder / "gone/lost"}, home, apps);
     std::filesystem::remove_all(folder / "gone");
 
     const LogCapture log;
