@@ -157,7 +157,8 @@ PullResult writePulledTexts(const MetadataStore& store, const std::vector<Incomi
     }
     if (toWrite.empty() && !store.hasInterruptedPull()) return result;
 
-    const auto ownTurn = turn == Turn::held ? std::nullopt : std::optional(takeTurn(store.folder(), "a pull"));
+    const auto ownTurn =
+        turn == Turn::held ? std::nullopt : std::optional(takeTurn(store.folder(), "a pull"));
     store.beginPull();
     for (const LocaleResult& one : parallelMap(toWrite, writers, [&](const LocaleWork& work) {
              return writeLocale(store, work, options.edits, moment);

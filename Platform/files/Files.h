@@ -44,8 +44,8 @@ enum class Durability { now, later };
 void writeFileAtomically(const std::filesystem::path& path, std::string_view bytes,
                          FileMode mode = FileMode::shared, Durability durability = Durability::now);
 
-/// Appends `line` and a line feed in one write, so that lines of several threads and processes never mix; makes
-/// the file with `mode` when missing. Throws `FileError`; the file is as it was then.
+/// Appends `line` and a line feed in one write, so that lines of several threads and processes never mix;
+/// makes the file with `mode` when missing. Throws `FileError`; the file is as it was then.
 void appendLine(const std::filesystem::path& path, std::string_view line, FileMode mode = FileMode::shared);
 
 /// Makes everything that was written to the file system of `path` survive a power failure.
