@@ -1,25 +1,13 @@
 // Comparing a tree of 40 locales × 6 fields against only opening and reading the same files.
 #include "Benchmarks/Ratio.h"
+#include "Benchmarks/ReadFiles.h"
 #include "Core/metadata/Locales.h"
 #include "Core/metadata/MetadataDiff.h"
 #include "Tests/support/TemporaryFolder.h"
 
-#include <fcntl.h>
-#include <unistd.h>
-
 using namespace quorvel;
 
 namespace {
-
-void readOnly(const std::vector<std::string>& files) {
-    std::string buffer(1 << 16, '\0');
-    for (const std::string& file : files) {
-        const int descriptor = open(file.c_str(), O_RDONLY | O_CLOEXEC);
-        while (read(descriptor, buffer.data(), buffer.size()) > 0)
-            benchmark::ClobberMemory();
-        close(descriptor);
-    }
-}
 
 void compareTree(benchmark::State& state) {
     const test::TemporaryFolder folder;
@@ -37,7 +25,7 @@ void compareTree(benchmark::State& state) {
     }
     benchmarks::reportRatio(
         state, 1.3, [&] { benchmark::DoNotOptimize(MetadataDiff::compare(store)); },
-        [&] { readOnly(files); });
+        [&] { benchmarks::readOnly(files); });
 }
 
 } // namespace

@@ -1,12 +1,10 @@
 // Building the index of 200 apps against merely reading their contexts.json files.
 #include "Quorvel/workspace/WorkspaceIndex.h"
 #include "Benchmarks/Ratio.h"
+#include "Benchmarks/ReadFiles.h"
 #include "Platform/files/Files.h"
 #include "Quorvel/workspace/AppFolder.h"
 #include "Tests/support/TemporaryFolder.h"
-
-#include <fcntl.h>
-#include <unistd.h>
 
 using namespace quorvel;
 
@@ -45,21 +43,11 @@ struct Apps {
     std::vector<std::string> files;
 };
 
-void readOnly(const std::vector<std::string>& files) {
-    std::string buffer(1 << 16, '\0');
-    for (const std::string& file : files) {
-        const int descriptor = open(file.c_str(), O_RDONLY | O_CLOEXEC);
-        while (read(descriptor, buffer.data(), buffer.size()) > 0)
-            benchmark::ClobberMemory();
-        close(descriptor);
-    }
-}
-
 void buildIndex(benchmark::State& state) {
     const Apps apps;
     WorkspaceIndex index(apps.records, apps.home, apps.clock, nullptr);
     benchmarks::reportRatio(
-        state, 0, [&] { index.rebuild(); }, [&] { readOnly(apps.files); });
+        state, 0, [&] { index.rebuild(); }, [&] { benchmarks::readOnly(apps.files); });
     if (index.state()->attentionCount != 2 * appCount) state.SkipWithError("the index is incomplete");
 }
 
@@ -69,7 +57,7 @@ void rebuildOneApp(benchmark::State& state) {
     index.rebuild();
     const std::string app = apps.records.all().back().id;
     benchmarks::reportRatio(
-        state, 0, [&] { index.rebuild(app); }, [&] { readOnly({apps.files.back()}); });
+        state, 0, [&] { index.rebuild(app); }, [&] { benchmarks::readOnly({apps.files.back()}); });
 }
 
 } // namespace

@@ -35,10 +35,7 @@ bool isFolder(const MetadataFolder& folder) {
 
 ContextID requireContextID(std::string_view name) {
     if (const auto context = parseContextID(name)) return *context;
-    std::string lowered(name);
-    std::ranges::transform(lowered, lowered.begin(), [](char letter) {
-        return letter >= 'A' && letter <= 'Z' ? static_cast<char>(letter - 'A' + 'a') : letter;
-    });
+    const std::string lowered = asciiLowercase(name);
     throw MetadataError(
         fmt::format("\"{}\" is no context. {}", escapeControls(name),
                     parseContextID(lowered)

@@ -86,7 +86,7 @@ PlatformContext currentContext(Invocation& invocation, AppTarget& target) {
     std::vector<std::string> versionIDs;
     for (const auto& version : versions)
         versionIDs.push_back(version.id);
-    const AppContexts contexts(target.appFolder(), invocation.composition.clock());
+    const AppContexts& contexts = target.contexts();
     contexts.requireSameApp(versionIDs, target.app().displayName);
     const auto known = contexts.known(invocation.global.context);
     return AppContexts::choose(contextsOf(versions), invocation.global.context,
