@@ -14,6 +14,9 @@ TEST_F(MetadataCommands, listsShowsAndRevertsARun) {
     const std::string keywords = read("ja", "keywords.txt");
     write("de-DE", "subtitle.txt", "Beete planen, Ernten feiern");
     write("ja", "keywords.txt", keywords + ",園芸");
+    // The subtitle ends last, and yet is listed first.
+    server.setFaults(
+        {{.route = "PATCH /v1/appInfoLocalizations/*", .status = 429, .count = 1, .retryAfter = 1}});
     ASSERT_EQ(push().status, 0);
     write("fr-FR", "subtitle.txt", "Second run");
     server.setFaults({{.route = "PATCH /v1/appInfoLocalizations/*", .status = 409}});

@@ -12,6 +12,7 @@
 #include <fmt/ranges.h>
 
 #include <algorithm>
+#include <utility>
 
 namespace quorvel {
 
@@ -103,7 +104,11 @@ void printEntry(Output& output, const PushHistoryEntry& entry) {
 ExitStatus showRun(Invocation& invocation) {
     const ManagedApp app = requireRecordedApp(invocation);
     const PushRun run = requireRun(invocation, app);
-    const auto entries = invocation.composition.history().entriesOfRun(app.id, run.sessionId);
+    auto entries = invocation.composition.history().entriesOfRun(app.id, run.sessionId);
+    // Fields are pushed side by side, so that the order of their ends is chance.
+    std::ranges::stable_sort(entries, {}, [](const PushHistoryEntry& entry) {
+        return std::pair(entry.locale, fromRawValue<FieldType>(entry.fieldType));
+    });
     Output& output = invocation.output;
     output.document(RunRecord{run, entries});
     if (output.isJSON()) return ExitStatus::done;
