@@ -124,6 +124,29 @@ TEST_F(ScreenshotCommands, endWithTheStatusThatTheOutcomeHas) {
     EXPECT_EQ(shots({"push", "--no-wait"}).status, 1);
 }
 
+TEST_F(ScreenshotCommands, endWithStatus0WhateverFailsOnTheWay) {
+    test::Drawings drawings;
+    test::putThirtySixSets(folder / "texts/screenshots", drawings);
+    const auto readable = local();
+    const auto unreadable = picture("sv/APP_IPHONE_67/4.png");
+    std::filesystem::create_symlink("/nowhere.png", unreadable);
+    server.setHourlyQuota(10'000'000);
+    server.setFaults(test::faultsOfABadDay());
+    const auto pushAtMostThrice = [&](int wanted) {
+        test::ProgramResult result;
+        for (int runs = 0; runs < 3 && (runs == 0 || result.status != wanted); ++runs)
+            result = shots({"push", "--mode", "replace", "--no-wait", "--quiet", "--json"});
+        EXPECT_EQ(result.status, wanted) << result.all();
+        return result;
+    };
+    EXPECT_THAT(pushAtMostThrice(7).out, HasSubstr("sv APP_IPHONE_67 4.png: Could not stat file"));
+    std::filesystem::remove(unreadable);
+    pushAtMostThrice(0);
+    server.setFaults({});
+    EXPECT_EQ(readable.size(), 36u);
+    EXPECT_EQ(heldLike(readable), readable);
+}
+
 TEST_F(ScreenshotCommands, drawBarsOnATerminal) {
     for (const char* name : {"sv/iphone-65/1.png", "sv/iphone-65/2.png"})
         put(picture(name), drawn(90'000));

@@ -16,31 +16,7 @@ using testing::SizeIs;
 
 namespace {
 
-constexpr const char* locales[] = {"en-US", "de-DE", "fr-FR", "ja",    "it",      "ko",
-                                   "nl-NL", "pt-BR", "ru",    "es-ES", "zh-Hans", "sv"};
-constexpr const char* displayTypes[] = {"APP_IPHONE_67", "APP_IPHONE_65", "APP_IPAD_PRO_3GEN_129"};
-
-struct Shots : test::ScreenshotRehearsal {
-    using ScreenshotRehearsal::ScreenshotRehearsal;
-
-    /// Five pictures per set whose natural order is not that of their bytes.
-    void drawAll() const {
-        unsigned number = 0;
-        for (const char* locale : locales)
-            for (const char* type : displayTypes)
-                for (const char* name : {"1.png", "2.png", "3.png", "10.png", "20.png"})
-                    put(picture(std::string(locale) + "/" + type + "/" + name), drawn(type, ++number));
-    }
-};
-
-std::vector<sandbox::Fault> fifteenPercent() {
-    return {{.route = "*", .status = 503, .probability = 0.03},
-            {.route = "*", .status = 429, .probability = 0.03, .retryAfter = 1},
-            {.route = "*", .status = 503, .action = "statusAfter", .probability = 0.03},
-            {.route = "PUT /upload/**", .action = "resetDuring", .probability = 0.06},
-            {.route = "*", .action = "reset", .probability = 0.03},
-            {.route = "*", .action = "resetAfter", .probability = 0.03}};
-}
+using Shots = test::ScreenshotRehearsal;
 
 } // namespace
 
@@ -48,10 +24,10 @@ TEST(ScreenshotJourney, endsWithExactlyTheLocalFilesWhateverFails) {
     // Other faults with --gtest_shuffle.
     const auto seed = static_cast<std::uint64_t>(testing::UnitTest::GetInstance()->random_seed());
     Shots shots({.faultSeed = seed + 1, .hourlyQuota = 1'000'000});
-    shots.drawAll();
+    shots.drawThirtySixSets();
     const auto wanted = test::expectedSets(ScreenshotPushScanner(shots.store.paths().pictures).scan().items);
     ASSERT_THAT(wanted, SizeIs(36));
-    shots.server.setFaults(fifteenPercent());
+    shots.server.setFaults(test::faultsOfABadDay());
     int runs = 0;
     std::vector<std::string> failures;
     do {
@@ -81,7 +57,7 @@ TEST(ScreenshotJourney, endsWithExactlyTheLocalFilesWhateverFails) {
 
 TEST(ScreenshotJourney, anUnreadableFileStopsNoOther) {
     Shots shots;
-    shots.drawAll();
+    shots.drawThirtySixSets();
     std::filesystem::remove(shots.picture("ja/APP_IPHONE_67/3.png"));
     std::filesystem::create_symlink("/nowhere.png", shots.picture("ja/APP_IPHONE_67/3.png"));
     const auto summary = shots.pushAll(ScreenshotPushMode::replaceSet);

@@ -28,12 +28,10 @@ struct ScreenshotRehearsal : Rehearsal {
     [[nodiscard]] std::filesystem::path picture(const std::string& path) const {
         return store.paths().pictures / path;
     }
-    // Drawing is slow and the numbers are what matters: one picture per type, told apart behind it.
-    [[nodiscard]] std::string drawn(const std::string& type, unsigned number) const {
-        auto& base = drawings[type];
-        if (base.empty()) base = pictureFor(type, 3);
-        return paddedPicture(base, number % 7 == 0 ? 180'000 + number : number);
+    [[nodiscard]] std::string drawn(const std::string& type, unsigned number) {
+        return drawings.picture(type, number);
     }
+    void drawThirtySixSets() { putThirtySixSets(store.paths().pictures, drawings); }
     [[nodiscard]] PreparedScreenshots prepare(ScreenshotPushMode mode) const {
         return prepareScreenshots(scanScreenshots(store.paths().pictures), store.readRemote(client), mode,
                                   PictureCheck::full);
@@ -63,7 +61,7 @@ struct ScreenshotRehearsal : Rehearsal {
     PlatformContext context;
     ScreenshotsStore store;
     ScreenshotPushOptions push;
-    mutable std::map<std::string, std::string> drawings;
+    Drawings drawings;
 };
 
 } // namespace quorvel::test

@@ -34,6 +34,30 @@ std::string paddedPicture(const std::string& png, std::size_t count) {
     return padded;
 }
 
+std::string Drawings::picture(const std::string& displayType, unsigned number) {
+    auto& base = drawn_[displayType];
+    if (base.empty()) base = pictureFor(displayType, 3);
+    return paddedPicture(base, number % 7 == 0 ? 180'000 + number : number);
+}
+
+void putThirtySixSets(const std::filesystem::path& pictures, Drawings& drawings) {
+    unsigned number = 0;
+    for (const char* locale :
+         {"en-US", "de-DE", "fr-FR", "ja", "it", "ko", "nl-NL", "pt-BR", "ru", "es-ES", "zh-Hans", "sv"})
+        for (const char* type : {"APP_IPHONE_67", "APP_IPHONE_65", "APP_IPAD_PRO_3GEN_129"})
+            for (const char* name : {"1.png", "2.png", "3.png", "10.png", "20.png"})
+                put(pictures / locale / type / name, drawings.picture(type, ++number));
+}
+
+std::vector<sandbox::Fault> faultsOfABadDay() {
+    return {{.route = "*", .status = 503, .probability = 0.03},
+            {.route = "*", .status = 429, .probability = 0.03, .retryAfter = 1},
+            {.route = "*", .status = 503, .action = "statusAfter", .probability = 0.03},
+            {.route = "PUT /upload/**", .action = "resetDuring", .probability = 0.06},
+            {.route = "*", .action = "reset", .probability = 0.03},
+            {.route = "*", .action = "resetAfter", .probability = 0.03}};
+}
+
 HeldSets heldSets(const sandbox::SandboxServer& server, std::string_view versionID) {
     const JSONValue state = server.state();
     const auto all = [&](std::string_view type) { return state.find(type)->members(); };

@@ -27,6 +27,24 @@ inline std::string pictureFor(std::string_view displayType, unsigned number) {
 /// `png` with `count` bytes more that mean nothing, so that it is sent in several parts.
 std::string paddedPicture(const std::string& png, std::size_t count);
 
+/// Pictures by display type. Drawing is slow and the numbers are what matters: one is drawn per type, and
+/// told apart by the bytes behind it. Each seventh number is so large that it is sent in several parts.
+class Drawings {
+  public:
+    [[nodiscard]] std::string picture(const std::string& displayType, unsigned number);
+
+  private:
+    std::map<std::string, std::string> drawn_;
+};
+
+/// Draws five pictures for each of 12 locales and 3 display types, all different; their natural order is not
+/// that of their bytes.
+void putThirtySixSets(const std::filesystem::path& pictures, Drawings& drawings);
+
+/// What fails on a bad day: about 15 % of all requests, before or after their work or in the middle of a
+/// part.
+[[nodiscard]] std::vector<sandbox::Fault> faultsOfABadDay();
+
 /// A screenshot as the sandbox holds it.
 struct HeldScreenshot {
     std::string id;
