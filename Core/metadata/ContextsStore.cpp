@@ -5,7 +5,15 @@
 
 #include <fmt/format.h>
 
+#include <algorithm>
+
 namespace quorvel {
+
+bool PersistedContexts::areOf(const std::vector<std::string>& versionIDs) const {
+    return contexts.empty() || std::ranges::any_of(contexts, [&](const PlatformContext& context) {
+               return std::ranges::find(versionIDs, context.versionId) != versionIDs.end();
+           });
+}
 
 ContextsStore::ContextsStore(MetadataFolder appFolder, Clock clock)
     : folder_(std::move(appFolder)), clock_(std::move(clock)) {}

@@ -16,6 +16,9 @@ struct PersistedContexts {
     std::vector<PlatformContext> contexts;
     std::optional<std::string> selectedContextId; // such as "ios/next"
     QUORVEL_RECORD(PersistedContexts, lastUpdated, contexts, selectedContextId)
+
+    /// Whether there are none, or one is of these versions: those of another app are of none of them.
+    [[nodiscard]] bool areOf(const std::vector<std::string>& versionIDs) const;
     bool operator==(const PersistedContexts&) const = default;
 };
 

@@ -94,6 +94,13 @@ std::vector<ManagedLocale> AppRecords::locales(std::string_view appID) const {
     return fetch<ManagedLocale>(*container_, "WHERE app = ?1 ORDER BY code", {appID});
 }
 
+LocaleSet AppRecords::disabledLocales(std::string_view appID) const {
+    LocaleSet disabled;
+    for (ManagedLocale& locale : locales(appID))
+        if (!locale.enabled) disabled.insert(std::move(locale.code));
+    return disabled;
+}
+
 void AppRecords::setLocales(std::string_view appID, std::span<const ManagedLocale> locales) const {
     container_->write([&](Database& database) {
         static_cast<void>(requireApp(database, appID));

@@ -2,6 +2,7 @@
 // Everything throws `StoreError`.
 #pragma once
 
+#include "Core/metadata/FieldTexts.h"
 #include "Core/records/ModelContainer.h"
 #include "Core/records/Models.h"
 
@@ -56,6 +57,8 @@ class AppRecords {
     bool remove(std::string_view id) const;
 
     [[nodiscard]] std::vector<ManagedLocale> locales(std::string_view appID) const; // by code
+    /// The locales that the user took out of pulls and pushes.
+    [[nodiscard]] LocaleSet disabledLocales(std::string_view appID) const;
     /// Adds the locales of an app, or updates those of the same code; others stay.
     void setLocales(std::string_view appID, std::span<const ManagedLocale> locales) const;
     /// Adds those codes that the app does not manage yet, enabled.

@@ -57,11 +57,7 @@ LocaleSet AppTarget::disabledLocales() {
     if (!record && invocation_.global.app) record = findRecordedApp(invocation_, *invocation_.global.app);
     if (!record)
         if (const auto apps = appsInView(invocation_); apps.size() == 1) record = apps.front();
-    LocaleSet disabled;
-    if (record)
-        for (const ManagedLocale& locale : invocation_.composition.apps().locales(record->id))
-            if (!locale.enabled) disabled.insert(locale.code);
-    return disabled;
+    return record ? invocation_.composition.apps().disabledLocales(record->id) : LocaleSet();
 }
 
 std::optional<ContextID> AppTarget::givenContext() const {

@@ -2,6 +2,7 @@
 
 #include "Core/metadata/MetadataError.h"
 #include "Platform/text/Text.h"
+#include "Quorvel/controllers/OperationRefused.h"
 
 #include <fmt/format.h>
 #include <fmt/ranges.h>
@@ -72,11 +73,21 @@ PlatformContext AppContexts::choose(const std::vector<PlatformContext>& contexts
     return *chosen;
 }
 
+PlatformContext AppContexts::current(const ASCList<AppStoreVersionAttributes>& versions,
+                                     const std::optional<std::string>& given,
+                                     std::string_view appName) const {
+    const auto contexts = contextsOf(versions);
+    if (contexts.empty()) throw OperationRefused(Refusal::noVersions);
+    std::vector<std::string> versionIDs;
+    for (const auto& version : versions)
+        versionIDs.push_back(version.id);
+    requireSameApp(versionIDs, appName);
+    const auto wanted = known(given);
+    return choose(contexts, given, wanted ? std::optional(wanted->text()) : std::nullopt);
+}
+
 bool AppContexts::areOf(const std::vector<std::string>& versionIDs) const {
-    if (!saved_ || saved_->contexts.empty()) return true;
-    return std::ranges::any_of(saved_->contexts, [&](const PlatformContext& context) {
-        return std::ranges::find(versionIDs, context.versionId) != versionIDs.end();
-    });
+    return !saved_ || saved_->areOf(versionIDs);
 }
 
 void AppContexts::requireSameApp(const std::vector<std::string>& versionIDs, std::string_view appName) const {

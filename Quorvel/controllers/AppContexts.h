@@ -1,6 +1,7 @@
 // Which context of an app an operation works on.
 #pragma once
 
+#include "Core/asc/ASCClientProtocol.h"
 #include "Core/metadata/ContextsStore.h"
 #include "Core/metadata/MetadataFolder.h"
 
@@ -35,6 +36,12 @@ class AppContexts {
     [[nodiscard]] static PlatformContext choose(const std::vector<PlatformContext>& contexts,
                                                 const std::optional<std::string>& given,
                                                 const std::optional<std::string>& selected);
+
+    /// The context that `known` names, as App Store Connect has it now; `versions` are those of the app.
+    /// Throws `OperationRefused` when the app has none, and what `requireSameApp` and `choose` throw.
+    [[nodiscard]] PlatformContext current(const ASCList<AppStoreVersionAttributes>& versions,
+                                          const std::optional<std::string>& given,
+                                          std::string_view appName) const;
 
     /// Whether nothing was saved, or a context of one of these versions.
     [[nodiscard]] bool areOf(const std::vector<std::string>& versionIDs) const;

@@ -164,13 +164,6 @@ MetadataFolder MetadataController::folder() {
     return folderOf(record());
 }
 
-LocaleSet MetadataController::disabledLocales() const {
-    LocaleSet disabled;
-    for (const ManagedLocale& locale : apps_.locales(parts_.appID))
-        if (!locale.enabled) disabled.insert(locale.code);
-    return disabled;
-}
-
 void MetadataController::show(const Target& target) {
     // Read inside of the update: a slow reading must not replace what a pull showed meanwhile.
     published_.update([&](MetadataState& state) {
@@ -178,7 +171,7 @@ void MetadataController::show(const Target& target) {
         const auto selected = contexts.known(std::nullopt);
         state.contexts = contexts.saved() ? contexts.saved()->contexts : std::vector<PlatformContext>();
         state.selectedContextId = selected ? std::optional(selected->text()) : std::nullopt;
-        state.disabledLocales = disabledLocales();
+        state.disabledLocales = apps_.disabledLocales(parts_.appID);
         readTree(state, selected ? target.folder.contextFolder(*selected) : MetadataFolder(),
                  apps_.locales(target.app.id));
     });

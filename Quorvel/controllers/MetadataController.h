@@ -143,7 +143,6 @@ class MetadataController {
     void carryOver(const MetadataFolder& folder);
     void noticeMissingCopies(const MetadataFolder& appFolder, const PlatformContext& context);
     [[nodiscard]] Target targetOfTransfer();
-    [[nodiscard]] LocaleSet disabledLocales() const;
     void show(const Target& target);
     void showResult(const Target& target);
     [[nodiscard]] std::vector<PlatformContext> contextsToPull(const Pulling& pulling,

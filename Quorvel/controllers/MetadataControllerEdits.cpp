@@ -120,7 +120,7 @@ MetadataController::RevertReport MetadataController::revert(std::string_view ses
         if (!isFolder(store.folder())) throw MetadataError::notAFolder(store.folder().rootURL);
         std::optional<FileLock> turn;
         if (run == Run::perform) turn = takeTurnOf(target.folder, "a revert");
-        report = revertEntries(entries, store, disabledLocales(), parts_.clock(), run);
+        report = revertEntries(entries, store, apps_.disabledLocales(parts_.appID), parts_.clock(), run);
         const auto now = AppContexts(target.folder, parts_.clock).savedContext(ofRun.contextID());
         report.context = now.value_or(ofRun);
         if (now && now->versionString != ofRun.versionString)

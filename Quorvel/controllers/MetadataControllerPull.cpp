@@ -64,8 +64,13 @@ std::vector<ContextPull> MetadataController::pull(const PullRequest& request) {
         const auto client = parts_.client();
         AppDiscovery found = discover(*client, parts_.clock, target.app, limiter);
         AppInfoTexts texts(*client, found.appInfos);
-        Pulling pulling{std::move(target), contexts, {request.edits, disabledLocales()}, limiter, *client,
-                        std::move(found),  texts};
+        Pulling pulling{std::move(target),
+                        contexts,
+                        {request.edits, apps_.disabledLocales(parts_.appID)},
+                        limiter,
+                        *client,
+                        std::move(found),
+                        texts};
         const auto wanted = contextsToPull(pulling, request);
         operation.status(wanted.size() > 1 ? fmt::format("Pulling {} contexts…", wanted.size())
                                            : fmt::format("Pulling {}…", wanted.front().id()));

@@ -48,19 +48,6 @@ void requireLocales(const MetadataStore& store, const std::vector<std::string>& 
                 {store.folder().rootURL, locale, {}}, "UNKNOWN_LOCALE");
 }
 
-PlatformContext contextOnService(const ASCList<AppStoreVersionAttributes>& versions,
-                                 const std::vector<PlatformContext>& found, const ContextID& context,
-                                 const AppContexts& contexts, const ManagedApp& app) {
-    if (found.empty()) throw OperationRefused(Refusal::noVersions);
-    std::vector<std::string> versionIDs;
-    for (const auto& version : versions)
-        versionIDs.push_back(version.id);
-    contexts.requireSameApp(versionIDs, app.displayName);
-    PlatformContext current = AppContexts::choose(found, context.text(), std::nullopt);
-    if (!current.takesPushes()) refuseReadOnly(current.appStoreState);
-    return current;
-}
-
 } // namespace
 
 MetadataController::PushPreparation
@@ -80,11 +67,13 @@ MetadataController::preparePush(const PushFilter& filter, const std::optional<st
         const auto client = parts_.client();
         const auto versions = client->listAppStoreVersions(target.app.appStoreId);
         preparation.contexts = contextsOf(versions);
-        preparation.context = contextOnService(versions, preparation.contexts, wanted, contexts, target.app);
+        preparation.context = contexts.current(versions, wanted.text(), target.app.displayName);
+        if (!preparation.context.takesPushes()) refuseReadOnly(preparation.context.appStoreState);
         MetadataPusher(*client, store).requireChangeable(preparation.context);
         noticeMissingCopies(target.folder, preparation.context);
         preparation.changes = MetadataDiff::compare(store);
-        preparation.selection = selectForPush(preparation.changes, filter, disabledLocales());
+        preparation.selection =
+            selectForPush(preparation.changes, filter, apps_.disabledLocales(parts_.appID));
         operation.status({});
         if (preparation.changes.empty()) throw NothingToPush(Refusal::noPendingChanges, preparation);
         if (preparation.selection.chosen.empty()) throw NothingToPush(Refusal::nothingSelected, preparation);

@@ -33,6 +33,9 @@ TEST_F(EmptyAccount, takesATreeOfAnotherToolToAnAppWithoutAVersion) {
     const auto early = run(import);
     EXPECT_EQ(early.status, 4);
     EXPECT_THAT(early.error, HasSubstr("versions create"));
+    const auto pictures = run({"screenshots", "pull", "--app", bundleID});
+    EXPECT_EQ(pictures.status, 4);
+    EXPECT_THAT(pictures.error, HasSubstr("No versions found on App Store Connect."));
     const std::vector<std::string> create = {"versions",   "create", "--app",     bundleID,
                                              "--platform", "ios",    "--version", "1.0"};
     auto rehearsed = create;

@@ -83,14 +83,7 @@ const CommandClient& clientOf(Invocation& invocation, AppTarget& target) {
 PlatformContext currentContext(Invocation& invocation, AppTarget& target) {
     (void)target.givenContext(); // refuses a misspelt one before anything is asked
     const auto versions = clientOf(invocation, target).listAppStoreVersions(target.app().appStoreId);
-    std::vector<std::string> versionIDs;
-    for (const auto& version : versions)
-        versionIDs.push_back(version.id);
-    const AppContexts& contexts = target.contexts();
-    contexts.requireSameApp(versionIDs, target.app().displayName);
-    const auto known = contexts.known(invocation.global.context);
-    return AppContexts::choose(contextsOf(versions), invocation.global.context,
-                               known ? std::optional(known->text()) : std::nullopt);
+    return target.contexts().current(versions, invocation.global.context, target.app().displayName);
 }
 
 ExitStatus pull(Invocation& invocation) {

@@ -126,6 +126,7 @@ TEST_F(Records, keepOneRecordPerUniqueValueWithTheNewerContent) {
     EXPECT_THAT(each(garden.apps.locales(app.id), &ManagedLocale::code),
                 ElementsAre("de-DE", "en-US", "fr-FR"));
     EXPECT_THAT(each(garden.apps.locales(app.id), &ManagedLocale::enabled), ElementsAre(false, true, true));
+    EXPECT_THAT(garden.apps.disabledLocales(app.id), ElementsAre("de-DE"));
 
     // The same term again keeps its identity, its age and its snapshots.
     const auto first = garden.keywords.all(app.id).at(0);
