@@ -172,6 +172,9 @@ TEST_F(RecordCommands, keepsWhatIsSetOfAnApp) {
     EXPECT_EQ(*shown.find("folder")->text(), (folder / "own").string());
     EXPECT_EQ(run({"apps", "set", app, "--source-locale", "de"}).status, 2);
     EXPECT_EQ(run({"apps", "set", app}).status, 2);
+    const auto refused = run({"apps", "set", app, "--brand-voice", "Loud", "--folder", "home"});
+    EXPECT_THAT(refused.error, HasSubstr("holds your home folder"));
+    EXPECT_EQ(*document({"apps", "show"}).at("app", "brandVoice")->text(), "Calm, plain");
 
     // --folder of another command is for that command alone.
     ASSERT_EQ(run({"pull", "--folder", "once"}).status, 0);

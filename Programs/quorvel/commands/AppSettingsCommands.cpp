@@ -110,11 +110,13 @@ ExitStatus setApp(Invocation& invocation) {
         app.sourceLocale = *locale;
     }
     const AppRecords apps = invocation.composition.apps();
-    if (app != before) app = apps.update(app);
-    if (const auto folder = arguments.value("--folder"))
-        app = chooseAppFolder(
-            app, MetadataFolder{(invocation.surroundings.workingFolder / *folder).lexically_normal()},
-            invocation.composition.home(), apps);
+    apps.together([&] { // a folder that is refused leaves the rest as it was
+        if (app != before) app = apps.update(app);
+        if (const auto folder = arguments.value("--folder"))
+            app = chooseAppFolder(
+                app, MetadataFolder{(invocation.surroundings.workingFolder / *folder).lexically_normal()},
+                invocation.composition.home(), apps);
+    });
     if (app == before) throw UsageError("\"apps set\" changes nothing", "See 'quorvel apps set --help'.");
     const AppRecord record = recordOf(invocation, app);
     invocation.output.document(record);
