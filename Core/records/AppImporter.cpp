@@ -1,9 +1,8 @@
 #include "Core/records/AppImporter.h"
 
+#include "Core/metadata/ContextsStore.h"
 #include "Platform/task/Task.h"
 #include "Platform/text/Text.h"
-
-#include <fmt/format.h>
 
 #include <set>
 
@@ -25,17 +24,37 @@ std::string slugOfText(std::string_view text) {
     return slug;
 }
 
-// One that no record has; `id` comes from outside and is made folder-safe like the rest.
-std::string freeSlug(const AppRecords& apps, std::string_view name, std::string_view bundleID,
-                     std::string_view id) {
-    std::set<std::string> taken;
-    for (const ManagedApp& app : apps.all())
-        taken.insert(app.slug);
-    std::string slug = slugOf(name, bundleID);
-    if (slug.empty() || taken.contains(slug)) slug += (slug.empty() ? "app-" : "-") + slugOfText(id);
+using App = ASCResource<ASCAppAttributes>;
+
+// One that is not taken, and that no record has; the id comes from outside and is made folder-safe like the
+// rest.
+std::string freeSlug(const AppRecords& apps, const App& app, std::set<std::string> taken) {
+    for (const ManagedApp& recorded : apps.all())
+        taken.insert(recorded.slug);
+    std::string slug = slugOf(app.attributes.name.value_or(""), app.attributes.bundleId.value_or(""));
+    if (slug.empty() || taken.contains(slug)) slug += (slug.empty() ? "app-" : "-") + slugOfText(app.id);
     while (taken.contains(slug))
         slug += "-2";
     return slug;
+}
+
+// The short names that the app would have but for the texts of another app in their folders.
+std::set<std::string> foreignSlugs(const ASCClientProtocol& client, const AppRecords& apps, const Home& home,
+                                   const App& app) {
+    std::set<std::string> foreign;
+    std::optional<std::vector<std::string>> versionIDs;
+    for (;;) {
+        std::string slug = freeSlug(apps, app, foreign);
+        const auto saved = ContextsStore(defaultAppFolder(home, slug), systemClock()).load();
+        if (!saved) return foreign;
+        if (!versionIDs) {
+            versionIDs.emplace();
+            for (const auto& version : client.listAppStoreVersions(app.id))
+                versionIDs->push_back(version.id);
+        }
+        if (saved->areOf(*versionIDs)) return foreign;
+        foreign.insert(std::move(slug));
+    }
 }
 
 // The locales of all app infos: the one on sale and the one being prepared may differ.
@@ -67,14 +86,15 @@ std::string slugOf(std::string_view name, std::string_view bundleID) {
     return slug.empty() ? slugOfText(bundleID) : slug;
 }
 
-AppImporter::AppImporter(const ASCClientProtocol& client, AppRecords apps)
-    : client_(client), apps_(std::move(apps)) {}
+AppImporter::AppImporter(const ASCClientProtocol& client, AppRecords apps, Home home)
+    : client_(client), apps_(std::move(apps)), home_(std::move(home)) {}
 
-ImportedApp AppImporter::importApp(const ASCResource<ASCAppAttributes>& app,
-                                   const std::optional<std::string>& workspaceID) const {
+ImportedApp AppImporter::importApp(const App& app, const std::optional<std::string>& workspaceID) const {
     const auto& attributes = app.attributes;
     // Everything is asked for before anything is stored.
     const auto codes = localesOf(client_, app.id, attributes.primaryLocale);
+    std::set<std::string> foreign;
+    if (!findByAppStoreID(apps_, app.id)) foreign = foreignSlugs(client_, apps_, home_, app);
     ImportedApp imported;
     apps_.together([&] {
         const auto existing = findByAppStoreID(apps_, app.id);
@@ -88,9 +108,10 @@ ImportedApp AppImporter::importApp(const ASCResource<ASCAppAttributes>& app,
             imported.app = record == *existing ? record : apps_.update(record);
         } else {
             if (record.displayName.empty()) record.displayName = record.bundleId;
-            record.slug = freeSlug(apps_, record.displayName, record.bundleId, app.id);
+            record.slug = freeSlug(apps_, app, foreign);
             record.sourceLocale = attributes.primaryLocale.value_or("");
             imported.app = apps_.add(record);
+            if (!foreign.empty()) imported.avoidedFolder = defaultAppFolder(home_, *foreign.begin());
         }
         apps_.addMissingLocales(imported.app.id, codes);
         imported.locales = apps_.locales(imported.app.id);

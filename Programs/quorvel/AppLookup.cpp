@@ -171,7 +171,8 @@ ManagedApp importAccountApp(Invocation& invocation, const AccountApp& app) {
     if (!recorded || invocation.global.workspace) workspaceID = workspaceForImport(invocation).id;
     const KeyOwner owner = recorded ? ownerOf(*recorded) : KeyOwner{{}, workspaceID};
     const ImportedApp imported =
-        AppImporter(*composition.client(owner), composition.apps()).importApp(app, workspaceID);
+        AppImporter(*composition.client(owner), composition.apps(), composition.home())
+            .importApp(app, workspaceID);
     const auto workspace =
         imported.app.workspace ? composition.workspaces().find(*imported.app.workspace) : std::nullopt;
     const bool moved = recorded && recorded->workspace != imported.app.workspace;
@@ -179,6 +180,11 @@ ManagedApp importAccountApp(Invocation& invocation, const AccountApp& app) {
         "{} {}{}.", imported.wasThere ? "Updated" : "Imported", imported.app.displayName,
         workspace ? fmt::format("{} the workspace \"{}\"", moved ? ", moved to" : " in", workspace->name)
                   : ""));
+    if (imported.avoidedFolder && !invocation.arguments.has("--folder"))
+        invocation.output.warning(
+            fmt::format("{} holds the texts of another app, so those of {} go into {}",
+                        imported.avoidedFolder->rootURL.string(), imported.app.displayName,
+                        defaultAppFolder(composition.home(), imported.app.slug).rootURL.string()));
     return imported.app;
 }
 

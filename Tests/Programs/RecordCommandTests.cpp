@@ -121,6 +121,20 @@ TEST_F(RecordCommands, removesAnAppWithItsHistoryAndKeyAndNoFile) {
     EXPECT_THAT(run({"status"}).out, HasSubstr("Local matches App Store Connect."));
 }
 
+TEST_F(RecordCommands, leavesTheFolderOfARemovedAppToThatApp) {
+    ASSERT_EQ(run({"pull", "--app", app}).status, 0);
+    ASSERT_EQ(run({"apps", "remove", app, "--yes"}).status, 0);
+    const auto trees = folder / "home/Documents/Brevant";
+    std::filesystem::rename(trees / "mosswick-garden-journal", trees / "pocket-tides"); // as if named so
+    const auto pulled = run({"pull", "--app", tides});
+    EXPECT_EQ(pulled.status, 0) << pulled.all();
+    EXPECT_THAT(pulled.error, HasSubstr("Brevant/pocket-tides holds the texts of another app, so those of"));
+    EXPECT_THAT(*document({"apps", "show"}).find("folder")->text(),
+                testing::EndsWith("Brevant/pocket-tides-6700000102"));
+    EXPECT_THAT(run({"status"}).out, HasSubstr("Local matches App Store Connect."));
+    EXPECT_TRUE(std::filesystem::exists(trees / "pocket-tides/ios/next/de-DE/name.txt"));
+}
+
 TEST_F(RecordCommands, removesNoneOfSeveralAppsWhenOneIsDeclined) {
     ASSERT_EQ(run({"apps", "import", app, tides}).status, 0);
     const auto declined = onTerminal({"apps", "remove", app, tides}, "y\nn\n");

@@ -1,4 +1,5 @@
 #include "Core/asc/ASCError.h"
+#include "Core/metadata/ContextsStore.h"
 #include "Core/records/AppImporter.h"
 #include "Tests/Core/records/Garden.h"
 #include "Tests/support/Rehearsal.h"
@@ -17,7 +18,8 @@ namespace {
 struct Import : testing::Test {
     test::Rehearsal rehearsal;
     Garden garden{test::openStore(rehearsal.folder / "support")};
-    AppImporter importer{rehearsal.client, garden.apps};
+    Home home{rehearsal.folder / "home"};
+    AppImporter importer{rehearsal.client, garden.apps, home};
     std::vector<ASCResource<ASCAppAttributes>> apps = rehearsal.client.listApps();
 };
 
@@ -86,6 +88,30 @@ TEST_F(Import, givesEachAppAShortNameOfItsOwn) {
     auto third = apps.at(2);
     third.attributes.name = third.attributes.bundleId = "日本";
     EXPECT_EQ(importer.importApp(third, {}).app.slug, "app-" + third.id);
+}
+
+TEST_F(Import, adoptsTheFolderOfAnAppThatWasRemovedOnlyForThatApp) {
+    auto first = apps.at(0), second = apps.at(1);
+    first.attributes.name = second.attributes.name = "Garden";
+    const auto remember = [&](const std::string& slug, const std::string& appStoreID) {
+        ContextsStore(defaultAppFolder(home, slug), systemClock())
+            .save(contextsOf(rehearsal.client.listAppStoreVersions(appStoreID)), {});
+    };
+    const auto importAndRemove = [&](const auto& app) {
+        ImportedApp imported = importer.importApp(app, {});
+        EXPECT_TRUE(garden.apps.remove(imported.app.id));
+        return imported;
+    };
+    remember("garden", first.id);
+    EXPECT_EQ(importAndRemove(first).app.slug, "garden");
+    const ImportedApp other = importAndRemove(second);
+    EXPECT_EQ(other.app.slug, "garden-" + second.id);
+    EXPECT_EQ(other.avoidedFolder, defaultAppFolder(home, "garden"));
+    remember("garden-" + second.id, first.id);
+    EXPECT_EQ(importAndRemove(second).app.slug, "garden-" + second.id + "-2");
+    remember("garden-" + second.id, second.id);
+    EXPECT_EQ(importer.importApp(second, {}).app.slug, "garden-" + second.id);
+    EXPECT_EQ(importer.importApp(second, {}).avoidedFolder, std::nullopt);
 }
 
 TEST_F(Import, storesNothingWhenAppStoreConnectFails) {
