@@ -12,6 +12,12 @@ std::string notPulledText(std::string_view context) {
         context);
 }
 
+std::string noFolderText(std::size_t count, std::string_view locales) {
+    return fmt::format("{} {} on App Store Connect but {} no folder here. Removing a folder removes nothing "
+                       "there; a pull brings it back.",
+                       locales, count == 1 ? "is" : "are", count == 1 ? "has" : "have");
+}
+
 std::string localeFolderFailedText(std::string_view error) {
     return fmt::format("Could not create locale folder: {}", error);
 }

@@ -1,6 +1,7 @@
 // The words about metadata that more than one face of the program shows.
 #pragma once
 
+#include <cstddef>
 #include <string>
 #include <string_view>
 
@@ -18,6 +19,9 @@ inline constexpr std::string_view shortLimitsText = "Name 30 · Subtitle 30 · P
 
 /// What is said of a context with texts but without anything pulled.
 [[nodiscard]] std::string notPulledText(std::string_view context);
+
+/// What is said of `count` locales, named in `locales`, that were pulled and whose folders were removed.
+[[nodiscard]] std::string noFolderText(std::size_t count, std::string_view locales);
 
 /// What is said when a locale's folder or an app's metadata folder cannot be made, followed by the error.
 [[nodiscard]] std::string localeFolderFailedText(std::string_view error);

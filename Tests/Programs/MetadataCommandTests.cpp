@@ -26,6 +26,29 @@ TEST_F(MetadataCommands, knowATreeOfTheOlderLayoutBeforeAnyPull) {
     std::filesystem::remove_all(folder / "texts/ios/next/.brevant");
     EXPECT_THAT(run({"status", "--folder", "texts"}).all(),
                 HasSubstr("Nothing is known here of what App Store Connect holds for ios/next"));
+    const JSONValue status = document({"status", "--folder", "texts"});
+    ASSERT_EQ(status.find("notices")->items()->size(), 1u);
+    EXPECT_THAT(*status.find("notices")->items()->front().text(), HasSubstr("Nothing is known here"));
+}
+
+TEST_F(MetadataCommands, sayThatALocaleWithoutItsFolderStaysOnAppStoreConnect) {
+    ASSERT_EQ(pull().status, 0);
+    const std::string before = read("de-DE", "name.txt");
+    for (const auto* locale : {"de-DE", "ja", "it"})
+        std::filesystem::remove_all(folder / "texts/ios/next" / locale);
+    ASSERT_EQ(run({"locale", "disable", "it"}).status, 0);
+    constexpr const char* notice = "de-DE, ja are on App Store Connect but have no folder here. Removing a "
+                                   "folder removes nothing there; a "
+                                   "pull brings it back.";
+    const JSONValue status = document({"status", "--folder", "texts"});
+    ASSERT_EQ(status.find("notices")->items()->size(), 1u);
+    EXPECT_EQ(*status.find("notices")->items()->front().text(), notice);
+    for (const auto* command : {"status", "diff"})
+        EXPECT_THAT(run({command, "--folder", "texts"}).error, HasSubstr(notice));
+    EXPECT_THAT(run({"diff", "--folder", "texts", "--json"}).error, HasSubstr(notice));
+    ASSERT_EQ(pull().status, 0);
+    EXPECT_EQ(read("de-DE", "name.txt"), before);
+    EXPECT_THAT(run({"status", "--folder", "texts"}).error, Not(HasSubstr("no folder here")));
 }
 
 TEST_F(MetadataCommands, pullsEditsComparesAndPushesWithTheFewestRequests) {

@@ -39,22 +39,42 @@ struct StatusDocument {
     std::vector<ChangeRecord> changes;
     std::vector<LeftOutChange> leftOut;
     std::vector<PushWarning> warnings;
+    std::vector<std::string> notices; // about the copies of App Store Connect's texts
     QUORVEL_RECORD(StatusDocument, folder, context, versionString, appStoreState, interruptedPull, locales,
-                   cells, changes, leftOut, warnings)
+                   cells, changes, leftOut, warnings, notices)
 };
 
 struct Comparison {
     MetadataSnapshot grid;
     std::vector<PendingChange> changes;
     PushSelection selection;
+    std::vector<std::string> notices;
 };
 
-Comparison compare(const MetadataStore& store, const LocaleSet& disabledLocales) {
+std::vector<std::string> localesWithoutFolder(const LocaleTexts& pulled, const LocaleTexts& local,
+                                              const LocaleSet& disabledLocales) {
+    std::vector<std::string> missing;
+    for (const auto& [locale, texts] : pulled)
+        if (!texts.isAbsent() && !local.contains(locale) && !disabledLocales.contains(locale))
+            missing.push_back(locale);
+    return missing;
+}
+
+Comparison compare(AppTarget& target, const MetadataStore& store) {
+    const LocaleSet disabledLocales = target.disabledLocales();
     const LocaleTexts local = store.readAll(TextSide::local);
-    Comparison result{
-        MetadataSnapshot::of(local), MetadataDiff::compare(store.readAll(TextSide::pulled), local), {}};
+    const LocaleTexts pulled = store.readAll(TextSide::pulled);
+    Comparison result{MetadataSnapshot::of(local), MetadataDiff::compare(pulled, local), {}, {}};
     result.selection = selectForPush(result.changes, {}, disabledLocales);
+    if (lacksItsCopies(store)) result.notices.push_back(notPulledText(target.localContext().text()));
+    const auto missing = localesWithoutFolder(pulled, local, disabledLocales);
+    if (!missing.empty()) result.notices.push_back(noFolderText(missing.size(), someOf(missing)));
     return result;
+}
+
+void printNotices(Output& output, const Comparison& comparison) {
+    for (const std::string& notice : comparison.notices)
+        output.warning(notice);
 }
 
 StatusDocument documentOf(AppTarget& target, const MetadataStore& store, const Comparison& comparison) {
@@ -72,6 +92,7 @@ StatusDocument documentOf(AppTarget& target, const MetadataStore& store, const C
     document.changes = recordsOf(comparison.changes);
     document.leftOut = comparison.selection.leftOut;
     document.warnings = comparison.selection.warnings;
+    document.notices = comparison.notices;
     return document;
 }
 
@@ -151,7 +172,7 @@ void printSummary(Output& output, const StatusDocument& document, const Comparis
 ExitStatus showStatus(Invocation& invocation) {
     AppTarget target(invocation, AppTarget::Reach::records);
     const MetadataStore store = target.localStore();
-    const Comparison comparison = compare(store, target.disabledLocales());
+    const Comparison comparison = compare(target, store);
     const StatusDocument document = documentOf(target, store, comparison);
     Output& output = invocation.output;
     output.document(document);
@@ -162,6 +183,7 @@ ExitStatus showStatus(Invocation& invocation) {
     output.line();
     if (document.locales.empty()) {
         output.line("No locales here. Pull, or add one with 'quorvel locale add'.");
+        printNotices(output, comparison);
         return ExitStatus::done;
     }
     printGrid(output, comparison);
@@ -175,7 +197,7 @@ ExitStatus showStatus(Invocation& invocation) {
     if (document.interruptedPull)
         output.warning(
             "the last pull was interrupted, so pulled texts may look like local edits; pull again");
-    if (lacksItsCopies(store)) output.warning(notPulledText(document.context));
+    printNotices(output, comparison);
     printRemarks(output, comparison);
     return ExitStatus::done;
 }
@@ -214,7 +236,8 @@ DiffRecord diffRecordOf(const PendingChange& change, const std::vector<DiffSegme
 
 ExitStatus showDiff(Invocation& invocation) {
     AppTarget target(invocation, AppTarget::Reach::records);
-    const auto changes = MetadataDiff::compare(target.localStore());
+    const Comparison comparison = compare(target, target.localStore());
+    const auto& changes = comparison.changes;
     Output& output = invocation.output;
     std::vector<DiffRecord> records;
     for (const PendingChange& change : changes) {
@@ -229,6 +252,7 @@ ExitStatus showDiff(Invocation& invocation) {
         output.line("No pending changes — local matches the last-pulled ASC snapshot.");
     else
         output.line(fmt::format("{} in all.", counted(changes.size(), "change")));
+    printNotices(output, comparison);
     return ExitStatus::done;
 }
 
