@@ -18,7 +18,16 @@ std::string waitingText(const std::optional<FileLock::Holder>& holder, const std
                        holder->processID, folder);
 }
 
+std::filesystem::path lockOf(const MetadataFolder& folder) {
+    return folder.privateFolder() / "lock";
+}
+
 } // namespace
+
+bool wasTurnTaken(const MetadataFolder& folder) {
+    std::error_code unreachable;
+    return std::filesystem::exists(lockOf(folder), unreachable);
+}
 
 FileLock takeTurn(const MetadataFolder& folder, std::string_view what) {
     constexpr double pause = 0.05; // seconds
@@ -30,7 +39,7 @@ FileLock takeTurn(const MetadataFolder& folder, std::string_view what) {
         logger.error(metadataFolderFailedText(shown, error.what()));
         throw;
     }
-    const auto file = folder.privateFolder() / "lock";
+    const auto file = lockOf(folder);
     bool isTold = false;
     auto lock = FileLock::tryLock(file);
     for (int attempt = 0; !lock; ++attempt, lock = FileLock::tryLock(file)) {

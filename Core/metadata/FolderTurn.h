@@ -19,4 +19,8 @@ namespace quorvel {
 /// taken again, not even by the same thread.
 [[nodiscard]] FileLock takeTurn(const MetadataFolder& folder, std::string_view what = "a change");
 
+/// Whether anybody ever took the tree's turn. Who may write nothing, not even a lock, need not wait
+/// otherwise.
+[[nodiscard]] bool wasTurnTaken(const MetadataFolder& folder);
+
 } // namespace quorvel

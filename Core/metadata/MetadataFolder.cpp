@@ -3,14 +3,20 @@
 #include "Core/metadata/MetadataError.h"
 #include "Platform/files/Files.h"
 
+#include <algorithm>
+#include <system_error>
+
 namespace quorvel {
 
 MetadataFolder MetadataFolder::contextFolder(const ContextID& context) const {
+    if (context.stateClass == AppStoreVersionStateClass::editable &&
+        std::ranges::find(readInOlderLayout, context.platform) != readInOlderLayout.end())
+        return platformFolder(context.platform);
     return {rootURL / platformFolderName(context.platform) / slotName(context.stateClass)};
 }
 
 MetadataFolder MetadataFolder::platformFolder(ASCPlatform platform) const {
-    return platform == ASCPlatform::iOS ? *this : MetadataFolder{rootURL / platformFolderName(platform)};
+    return {platform == ASCPlatform::iOS ? rootURL : rootURL / platformFolderName(platform)};
 }
 
 std::filesystem::path MetadataFolder::textsFolder(TextSide side) const {
@@ -25,6 +31,11 @@ std::filesystem::path MetadataFolder::localeFolder(std::string_view locale, Text
 std::filesystem::path MetadataFolder::fieldFile(std::string_view locale, FieldType field,
                                                 TextSide side) const {
     return localeFolder(locale, side) / fileNameOf(field);
+}
+
+bool isFolder(const MetadataFolder& folder) {
+    std::error_code unreachable;
+    return std::filesystem::is_directory(folder.rootURL, unreachable);
 }
 
 MetadataFolder defaultAppFolder(const Home& home, std::string_view slug) {

@@ -7,6 +7,7 @@
 
 #include <filesystem>
 #include <string_view>
+#include <vector>
 
 namespace quorvel {
 
@@ -17,8 +18,10 @@ enum class TextSide { local, pulled };
 /// The root of a metadata tree: of an app, or of one of its contexts.
 struct MetadataFolder {
     std::filesystem::path rootURL;
+    std::vector<ASCPlatform> readInOlderLayout = {}; // see `rehearseOlderLayout`
 
-    /// The folder of a context under an app's root, such as <root>/ios/next.
+    /// The folder of a context under an app's root, such as <root>/ios/next; the older one for the "next" of
+    /// the platforms that are read in the older layout.
     [[nodiscard]] MetadataFolder contextFolder(const ContextID& context) const;
     /// The folder of a platform in a tree of the older layout, which had one context per platform: the root
     /// itself for iOS, else the subfolder "macos", "tvos" or "visionos".
@@ -37,6 +40,9 @@ struct MetadataFolder {
 
     bool operator==(const MetadataFolder&) const = default;
 };
+
+/// Whether the tree's folder exists.
+[[nodiscard]] bool isFolder(const MetadataFolder& folder);
 
 /// Where an app's metadata lies unless the user chose a place: ~/Documents/Brevant/<slug>. Throws
 /// `MetadataError` for a slug that may not become a folder's name.

@@ -3,14 +3,13 @@
 
 #include "Core/metadata/MetadataPuller.h"
 #include "Core/metadata/MetadataStore.h"
+#include "Core/metadata/Run.h"
 
 #include <filesystem>
 #include <string>
 #include <vector>
 
 namespace quorvel {
-
-enum class Run { perform, rehearse }; // rehearse: report only, write nothing
 
 /// An entry of a tree that was not taken.
 struct SkippedEntry {

@@ -25,8 +25,7 @@ constexpr std::array platforms = {ASCPlatform::iOS, ASCPlatform::macOS, ASCPlatf
 enum class Step { look, move };
 
 std::vector<FolderEntry> entriesOf(const fs::path& folder) {
-    std::error_code unreachable;
-    if (!fs::is_directory(folder, unreachable)) return {}; // a file called "tvos" concerns nobody
+    if (!isFolder({folder})) return {}; // a file called "tvos" concerns nobody
     return listFolder(folder).value_or(std::vector<FolderEntry>());
 }
 
@@ -127,13 +126,32 @@ class Carrier {
 
 std::vector<std::string> OlderLayoutReport::lines() const {
     std::vector<std::string> lines;
-    if (!moved.empty())
-        lines.push_back(fmt::format("Carried {} {} of the older layout over, such as {} to {}.", moved.size(),
-                                    moved.size() == 1 ? "folder" : "folders", moved.front().from,
-                                    moved.front().to));
+    const auto tell = [&](const std::vector<CarriedFolder>& folders, std::string_view before,
+                          std::string_view after) {
+        if (folders.empty()) return;
+        lines.push_back(fmt::format("{} {} {} of the older layout over, such as {} to {}{}.", before,
+                                    folders.size(), folders.size() == 1 ? "folder" : "folders",
+                                    folders.front().from, folders.front().to, after));
+    };
+    tell(moved, "Carried", "");
+    tell(readInPlace, "Would first carry", "; the dry run reads them where they are");
+    tell(overlooked, "Would first carry",
+         "; the dry run is without their texts, as others are at that place already");
     for (const LeftFolder& left : leftInPlace)
         lines.push_back(left.explanation);
     return lines;
+}
+
+CarriedTree rehearseOlderLayout(const MetadataFolder& appFolder) {
+    CarriedTree tree{appFolder, {}};
+    for (const ASCPlatform platform : platforms) {
+        const OlderLayoutReport seen = Carrier(appFolder, platform, Step::look).carry();
+        append(tree.report.leftInPlace, seen.leftInPlace);
+        const bool isRead = !isOccupied(nextFolder(appFolder, platform).rootURL);
+        append(isRead ? tree.report.readInPlace : tree.report.overlooked, seen.moved);
+        if (isRead && !seen.moved.empty()) tree.folder.readInOlderLayout.push_back(platform);
+    }
+    return tree;
 }
 
 OlderLayoutReport carryOverOlderLayout(const MetadataFolder& appFolder) {

@@ -27,12 +27,15 @@ struct LeftFolder {
 struct OlderLayoutReport {
     std::vector<CarriedFolder> moved;
     std::vector<LeftFolder> leftInPlace;
-    QUORVEL_RECORD(OlderLayoutReport, moved, leftInPlace)
+    // Of a rehearsal, which moves nothing:
+    std::vector<CarriedFolder> readInPlace;
+    std::vector<CarriedFolder> overlooked; // as texts lie where these belong
+    QUORVEL_RECORD(OlderLayoutReport, moved, leftInPlace, readInPlace, overlooked)
     bool operator==(const OlderLayoutReport&) const = default;
 
     /// Whether there was anything of the older layout.
-    [[nodiscard]] bool isEmpty() const { return moved.empty() && leftInPlace.empty(); }
-    /// For the user: a line for what moved, and one for each folder that did not.
+    [[nodiscard]] bool isEmpty() const { return *this == OlderLayoutReport{}; }
+    /// For the user: a line for what moved or would move, and one for each folder that stays.
     [[nodiscard]] std::vector<std::string> lines() const;
 };
 
@@ -47,5 +50,15 @@ struct OlderLayoutReport {
 /// there is something to move: call it without them. Touches nothing otherwise. Throws `FileError`,
 /// `CancellationError`.
 [[nodiscard]] OlderLayoutReport carryOverOlderLayout(const MetadataFolder& appFolder);
+
+/// An app's folder to work on, and what became of the older layout in it.
+struct CarriedTree {
+    MetadataFolder folder;
+    OlderLayoutReport report;
+};
+
+/// What `carryOverOlderLayout` would do; writes nothing. Through the folder that it gives, the "next"
+/// contexts are read where the older layout has them, unless something lies at their own place already.
+[[nodiscard]] CarriedTree rehearseOlderLayout(const MetadataFolder& appFolder);
 
 } // namespace quorvel

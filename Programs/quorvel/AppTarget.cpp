@@ -1,6 +1,5 @@
 #include "Programs/quorvel/AppTarget.h"
 
-#include "Platform/log/Log.h"
 #include "Programs/quorvel/AppLookup.h"
 #include "Programs/quorvel/Errors.h"
 #include "Quorvel/workspace/AppFolder.h"
@@ -9,16 +8,6 @@
 
 namespace quorvel {
 
-namespace {
-
-// What comes of it is told by whoever touches the folder first.
-void carryOver(const MetadataFolder& appFolder) {
-    for (const std::string& line : carryOverPulledTree(appFolder).lines())
-        Logger("AppTarget").warningOnce(line);
-}
-
-} // namespace
-
 ArgumentSpec folderArgument() {
     return {"--folder", "DIR", "Use this metadata folder instead of the app's own, this time only"};
 }
@@ -26,9 +15,9 @@ ArgumentSpec folderArgument() {
 AppTarget::AppTarget(Invocation& invocation, Reach reach) : invocation_(invocation), reach_(reach) {
     const auto folder = invocation.arguments.value("--folder");
     if (!folder) return;
-    appFolder_ = MetadataFolder{(invocation.surroundings.workingFolder / *folder).lexically_normal()};
-    invocation.composition.useFolder(*appFolder_);
-    carryOver(*appFolder_);
+    const MetadataFolder given{(invocation.surroundings.workingFolder / *folder).lexically_normal()};
+    invocation.composition.useFolder(given);
+    appFolder_ = carryOverPulledTree(given, runOf(invocation.global)).folder;
 }
 
 const ManagedApp& AppTarget::app() {
@@ -71,7 +60,7 @@ ContextID AppTarget::localContext() {
 
 ContextID AppTarget::contextToFill() {
     if (const auto known = contexts().known(invocation_.global.context)) return *known;
-    return controller()->contextToFill({}, invocation_.global.dryRun ? Run::rehearse : Run::perform);
+    return controller()->contextToFill({}, runOf(invocation_.global));
 }
 
 MetadataStore AppTarget::storeOf(const ContextID& context) {

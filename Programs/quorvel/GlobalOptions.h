@@ -1,6 +1,7 @@
 // The options that every command accepts.
 #pragma once
 
+#include "Core/metadata/Run.h"
 #include "Programs/quorvel/Command.h"
 
 #include <optional>
@@ -26,5 +27,10 @@ struct GlobalOptions {
 
     [[nodiscard]] static GlobalOptions from(const Arguments& arguments);
 };
+
+/// Whether the command only shows what it would do.
+[[nodiscard]] inline Run runOf(const GlobalOptions& global) {
+    return global.dryRun ? Run::rehearse : Run::perform;
+}
 
 } // namespace quorvel

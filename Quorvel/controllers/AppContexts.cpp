@@ -8,7 +8,6 @@
 #include <fmt/ranges.h>
 
 #include <algorithm>
-#include <system_error>
 
 namespace quorvel {
 
@@ -28,11 +27,6 @@ std::string idsOf(const std::vector<PlatformContext>& contexts) {
 }
 
 } // namespace
-
-bool isFolder(const MetadataFolder& folder) {
-    std::error_code unreachable;
-    return std::filesystem::is_directory(folder.rootURL, unreachable);
-}
 
 ContextID requireContextID(std::string_view name) {
     if (const auto context = parseContextID(name)) return *context;

@@ -12,9 +12,6 @@
 
 namespace quorvel {
 
-/// Whether the tree's folder exists.
-[[nodiscard]] bool isFolder(const MetadataFolder& folder);
-
 /// The context of this name, such as "ios/next". Throws `MetadataError` for what is none.
 [[nodiscard]] ContextID requireContextID(std::string_view name);
 

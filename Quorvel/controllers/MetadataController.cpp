@@ -114,20 +114,18 @@ ManagedApp MetadataController::record() const {
     return *std::move(app);
 }
 
-void MetadataController::carryOver(const MetadataFolder& folder) {
-    OlderLayoutReport report;
+MetadataFolder MetadataController::carryOver(const MetadataFolder& folder) {
+    CarriedTree tree;
     try {
-        report = carryOverPulledTree(folder);
+        tree = carryOverPulledTree(folder, parts_.run);
     } catch (const FileError& error) {
         throw OperationRefused(Refusal::folderUnavailable, error.what());
     }
-    const auto isTold = [&](const OlderLayoutReport& told) { // the folder is asked for again and again
-        return report.moved.empty() && report.leftInPlace == told.leftInPlace;
-    };
-    if (isTold(state()->olderLayout)) return;
-    for (const std::string& line : report.lines())
-        logger_.warningOnce(line);
-    published_.update([&](MetadataState& state) { state.olderLayout = std::move(report); });
+    OlderLayoutReport told = state()->olderLayout;
+    told.moved.clear(); // the folder is asked for again and again, and what moved is no longer there
+    if (tree.report != told)
+        published_.update([&](MetadataState& state) { state.olderLayout = std::move(tree.report); });
+    return std::move(tree.folder);
 }
 
 MetadataFolder MetadataController::folderOf(const ManagedApp& app) {
@@ -139,8 +137,7 @@ MetadataFolder MetadataController::folderOf(const ManagedApp& app) {
                                                           : Refusal::folderUnavailable,
                                error.what());
     }
-    carryOver(folder);
-    return folder;
+    return carryOver(folder);
 }
 
 void MetadataController::noticeMissingCopies(const MetadataFolder& appFolder,

@@ -39,6 +39,7 @@ class MetadataController {
         Clock clock = systemClock();
         std::shared_ptr<NotificationCenter> notifications;
         std::optional<MetadataFolder> folder; // instead of the app's own
+        Run run = Run::perform;               // rehearse: what only prepares and plans writes nothing at all
     };
 
     explicit MetadataController(Parts parts);
@@ -50,8 +51,8 @@ class MetadataController {
     }
 
     /// The app's metadata folder, which need not exist; carries a tree of the older layout over when it meets
-    /// one, and tells what became of it in the state and in the log. Throws `OperationRefused` when it cannot
-    /// be told or used.
+    /// one (`carryOverPulledTree`), and tells what became of it in the state and in the log. Throws
+    /// `OperationRefused` when it cannot be told or used.
     [[nodiscard]] MetadataFolder folder();
     /// Reads the folder anew: contexts, grid and changes. Asks nobody.
     void refresh();
@@ -140,7 +141,7 @@ class MetadataController {
     void run(MetadataOperation kind, const std::function<void(Operation&)>& work);
     [[nodiscard]] ManagedApp record() const;
     [[nodiscard]] MetadataFolder folderOf(const ManagedApp& app);
-    void carryOver(const MetadataFolder& folder);
+    [[nodiscard]] MetadataFolder carryOver(const MetadataFolder& folder);
     void noticeMissingCopies(const MetadataFolder& appFolder, const PlatformContext& context);
     [[nodiscard]] Target targetOfTransfer();
     void show(const Target& target);

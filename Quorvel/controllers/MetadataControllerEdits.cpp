@@ -68,7 +68,9 @@ MetadataController::addLocale(std::string_view locale, const std::optional<std::
         }
         const MetadataStore store(target.folder.contextFolder(wanted));
         const auto folder = store.folder().localeFolder(locale);
-        added = {std::string(locale), folder.native(), isFolder({folder})};
+        // Where it will be, also if this run reads the older layout.
+        const MetadataFolder place = MetadataFolder{target.folder.rootURL}.contextFolder(wanted);
+        added = {std::string(locale), place.localeFolder(locale).native(), isFolder({folder})};
         if (run == Run::rehearse) return;
         try {
             store.createLocaleLocally(locale);

@@ -58,7 +58,9 @@ MetadataController::preparePush(const PushFilter& filter, const std::optional<st
         // Where nothing was pulled no folder is made, not even for the lock.
         (void)contextToPush(AppContexts(target.folder, parts_.clock), target.folder, context);
         // A pull that goes on meanwhile would make edits of the texts that it has yet to replace.
-        const FileLock turn = takeTurnOf(target.folder, "a push");
+        std::optional<FileLock> turn;
+        if (parts_.run == Run::perform || wasTurnTaken(target.folder))
+            turn = takeTurnOf(target.folder, "a push");
         const AppContexts contexts(target.folder, parts_.clock);
         const ContextID wanted = contextToPush(contexts, target.folder, context);
         const MetadataStore store(target.folder.contextFolder(wanted));

@@ -120,14 +120,17 @@ bool lacksItsCopies(const MetadataStore& store) {
     return store.localesOnDisk(TextSide::pulled).empty() && !store.localesOnDisk().empty();
 }
 
-OlderLayoutReport carryOverPulledTree(const MetadataFolder& folder) {
+CarriedTree carryOverPulledTree(const MetadataFolder& folder, Run run) {
     // Those that were pulled have their copies beside them.
     const bool wasPulled = std::ranges::any_of(RawValues<ASCPlatform>::values, [&](const auto& platform) {
-        std::error_code unreachable;
-        return std::filesystem::is_directory(
-            folder.platformFolder(platform.first).textsFolder(TextSide::pulled), unreachable);
+        return isFolder({folder.platformFolder(platform.first).textsFolder(TextSide::pulled)});
     });
-    return wasPulled ? carryOverOlderLayout(folder) : OlderLayoutReport{};
+    if (!wasPulled) return {folder, {}};
+    CarriedTree tree = run == Run::rehearse ? rehearseOlderLayout(folder)
+                                            : CarriedTree{folder, carryOverOlderLayout(folder)};
+    for (const std::string& line : tree.report.lines())
+        logger().warningOnce(line);
+    return tree;
 }
 
 ManagedApp keepAppFolder(const ManagedApp& app, const MetadataFolder& folder, const AppRecords& apps) {

@@ -4,6 +4,7 @@
 #include "Core/metadata/MetadataFolder.h"
 #include "Core/metadata/MetadataStore.h"
 #include "Core/metadata/OlderLayout.h"
+#include "Core/metadata/Run.h"
 #include "Core/records/Records.h"
 #include "Platform/files/Home.h"
 
@@ -31,8 +32,9 @@ ManagedApp keepAppFolder(const ManagedApp& app, const MetadataFolder& folder, co
 /// Whether a context's tree has texts, but nothing that was pulled to compare them with.
 [[nodiscard]] bool lacksItsCopies(const MetadataStore& store);
 
-/// Carries a tree of the older layout over, if it was pulled: locale folders that the folder happens to hold,
-/// of another tool perhaps, are not ours to move. Throws `FileError`.
-[[nodiscard]] OlderLayoutReport carryOverPulledTree(const MetadataFolder& folder);
+/// Carries a tree of the older layout over, if it was pulled, and tells in the log what became of it: locale
+/// folders that the folder happens to hold, of another tool perhaps, are not ours to move. A rehearsal writes
+/// nothing, see `rehearseOlderLayout`. Throws `FileError`.
+[[nodiscard]] CarriedTree carryOverPulledTree(const MetadataFolder& folder, Run run);
 
 } // namespace quorvel

@@ -12,16 +12,29 @@ using testing::Not;
 
 TEST_F(MetadataCommands, knowATreeOfTheOlderLayoutBeforeAnyPull) {
     const auto older = folder / "texts";
-    for (const auto& [place, content] : {std::pair<const char*, const char*>("de-DE", "Neu"),
-                                         std::pair<const char*, const char*>(".brevant/asc/de-DE", "Alt")}) {
+    for (const auto& [place, content] : {std::pair<const char*, const char*>("bn-BD", "Neu"),
+                                         std::pair<const char*, const char*>(".brevant/asc/bn-BD", "Alt")}) {
         createFolders(older / place);
         writeFileAtomically(older / place / "description.txt", content);
     }
+    const auto planned = push({"--dry-run", "--json"});
+    EXPECT_EQ(planned.status, 0) << planned.all();
+    EXPECT_THAT(planned.out, HasSubstr("\"description\": \"Neu\""));
+    EXPECT_THAT(planned.error, HasSubstr("Would first carry 2 folders of the older layout over"));
+    EXPECT_EQ(run({"metadata", "tidy", "--folder", "texts", "--dry-run"}).out, "Nothing to tidy.\n");
+    EXPECT_THAT(run({"locale", "add", "ja", "--folder", "texts", "--dry-run"}).out,
+                HasSubstr("Would add ja in " + (older / "ios/next/ja").string()));
+    std::vector<std::string> files;
+    for (const auto& entry : std::filesystem::recursive_directory_iterator(older))
+        if (!entry.is_directory()) files.push_back(entry.path().lexically_relative(older).string());
+    EXPECT_THAT(files,
+                testing::UnorderedElementsAre("bn-BD/description.txt", ".brevant/asc/bn-BD/description.txt"));
+
     const auto shown = run({"status", "--folder", "texts"});
     EXPECT_EQ(shown.status, 0) << shown.all();
     EXPECT_THAT(shown.out, HasSubstr("1 locale on disk. 1 waiting for Push."));
     EXPECT_THAT(shown.error, HasSubstr("Carried 2 folders of the older layout over"));
-    EXPECT_EQ(read("de-DE", "description.txt"), "Neu");
+    EXPECT_EQ(read("bn-BD", "description.txt"), "Neu");
 
     std::filesystem::remove_all(folder / "texts/ios/next/.brevant");
     EXPECT_THAT(run({"status", "--folder", "texts"}).all(),

@@ -162,6 +162,9 @@ TEST_F(RecordCommands, tellsWhatBecameOfATreeOfTheOlderLayout) {
     std::filesystem::rename(next / ".brevant/asc/de-DE", root / ".brevant/asc/de-DE");
     writeFileAtomically(root / "de-DE/subtitle.txt", "Von früher");
     std::filesystem::copy(next / "fr-FR", root / "fr-FR");
+    const auto rehearsed = run({"push", "--dry-run"});
+    EXPECT_THAT(rehearsed.error, HasSubstr("the dry run is without their texts"));
+    EXPECT_TRUE(std::filesystem::exists(root / "de-DE/subtitle.txt"));
     const auto pushed = run({"push", "--yes"});
     EXPECT_EQ(pushed.status, 0) << pushed.all();
     EXPECT_THAT(pushed.error,

@@ -169,7 +169,7 @@ ExitStatus revertRun(Invocation& invocation) {
     const auto controller = target.controller();
     const RevertReport report = [&] {
         const OperationProgress progress(invocation.output, *controller);
-        return controller->revert(run.sessionId, invocation.global.dryRun ? Run::rehearse : Run::perform);
+        return controller->revert(run.sessionId, runOf(invocation.global));
     }();
     invocation.output.document(report);
     const auto entries = invocation.composition.history().entriesOfRun(target.app().id, run.sessionId);

@@ -25,9 +25,8 @@ ExitStatus addLocale(Invocation& invocation) {
     }
     AppTarget target(invocation, AppTarget::Reach::account);
     const auto context = target.givenContext();
-    const auto added =
-        target.controller()->addLocale(locale, context ? std::optional(context->text()) : std::nullopt,
-                                       invocation.global.dryRun ? Run::rehearse : Run::perform);
+    const auto added = target.controller()->addLocale(
+        locale, context ? std::optional(context->text()) : std::nullopt, runOf(invocation.global));
     invocation.output.document(added);
     Output& output = invocation.output;
     if (added.existed)

@@ -14,10 +14,6 @@ namespace quorvel {
 
 namespace {
 
-Run runOf(const Invocation& invocation) {
-    return invocation.global.dryRun ? Run::rehearse : Run::perform;
-}
-
 void noteDryRun(const Invocation& invocation) {
     if (invocation.global.dryRun) invocation.output.note("Dry run: nothing was written.");
 }
@@ -53,8 +49,9 @@ ExitStatus importMetadata(Invocation& invocation) {
     AppTarget target(invocation, AppTarget::Reach::account);
     const MetadataStore store = target.storeOf(target.contextToFill());
     ImportReport report;
-    change(invocation, target, MetadataOperation::importTexts,
-           [&] { report = importTree(tree, store, invocation.composition.clock(), runOf(invocation)); });
+    change(invocation, target, MetadataOperation::importTexts, [&] {
+        report = importTree(tree, store, invocation.composition.clock(), runOf(invocation.global));
+    });
     Output& output = invocation.output;
     output.document(report);
     output.line(fmt::format("Imported {} of {} into {}; {} unchanged, {} lost a final line break.",
@@ -75,7 +72,7 @@ ExitStatus importMetadata(Invocation& invocation) {
 ExitStatus exportMetadata(Invocation& invocation) {
     AppTarget target(invocation, AppTarget::Reach::records);
     const auto tree = invocation.surroundings.workingFolder / *invocation.arguments.value("DIR");
-    const ExportReport report = exportTree(target.localStore(), tree, runOf(invocation));
+    const ExportReport report = exportTree(target.localStore(), tree, runOf(invocation.global));
     Output& output = invocation.output;
     output.document(report);
     output.line(fmt::format("Exported into {}: {} files written, {} of them over another text; {} unchanged.",
@@ -93,7 +90,8 @@ ExitStatus tidyMetadata(Invocation& invocation) {
     AppTarget target(invocation, AppTarget::Reach::records);
     const MetadataStore store = target.localStore();
     std::vector<TidiedField> tidied;
-    change(invocation, target, MetadataOperation::tidy, [&] { tidied = tidyTree(store, runOf(invocation)); });
+    change(invocation, target, MetadataOperation::tidy,
+           [&] { tidied = tidyTree(store, runOf(invocation.global)); });
     Output& output = invocation.output;
     output.document(tidied);
     Table table{.columns = {{"Locale"}, {"Field"}, {"Removed"}}, .rows = {}};

@@ -107,6 +107,42 @@ TEST(OlderLayout, movesTheLocalesOfEachPlatformWithAllTheyHold) {
     EXPECT_EQ(changes.front().remote, "Pulled");
 }
 
+TEST(OlderLayout, isReadByARehearsalAsItWouldBeCarriedOver) {
+    const test::TemporaryFolder folder;
+    const MetadataFolder app{folder.path()};
+    put(app.rootURL, {
+                         {"de-DE/name.txt", "Name"},
+                         {".brevant/asc/de-DE/name.txt", "Pulled"},
+                         {"macos/ja/keywords.txt", "k"},
+                         {"macos/.brevant/asc/ja/keywords.txt", "k"},
+                         {"macos/live/ja/keywords.txt", "live"},
+                         {"visionos/en-US/name.txt", "Older"},
+                         {"visionos/next/it/name.txt", "at its place"},
+                     });
+    const Tree before = treeAt(app.rootURL);
+    const CarriedTree rehearsed = rehearseOlderLayout(app);
+    EXPECT_EQ(treeAt(app.rootURL), before);
+    EXPECT_THAT(rehearsed.report.lines(),
+                ElementsAre("Would first carry 4 folders of the older layout over, such as de-DE to "
+                            "ios/next/de-DE; the dry run reads them where they are.",
+                            "Would first carry 1 folder of the older layout over, such as visionos/en-US to "
+                            "visionos/next/en-US; the dry run is without their texts, as others are at that "
+                            "place already."));
+    using Texts = std::vector<std::vector<PendingChange>>;
+    const auto changesOf = [](const MetadataFolder& tree) {
+        Texts all;
+        for (const auto platform : {ASCPlatform::iOS, ASCPlatform::macOS})
+            for (const auto slot : {AppStoreVersionStateClass::editable, AppStoreVersionStateClass::live})
+                all.push_back(MetadataDiff::compare(MetadataStore(tree.contextFolder({platform, slot}))));
+        return all;
+    };
+    const Texts expected = changesOf(rehearsed.folder);
+    EXPECT_EQ(expected.at(0).size(), 1U);
+    (void)carryOverOlderLayout(app);
+    EXPECT_EQ(changesOf(app), expected);
+    EXPECT_TRUE(rehearseOlderLayout(app).report.isEmpty());
+}
+
 TEST(OlderLayout, touchesNothingWhereThereIsNothingOfIt) {
     const test::TemporaryFolder folder;
     EXPECT_TRUE(carryOverOlderLayout({folder / "missing"}).isEmpty());
