@@ -21,6 +21,7 @@ TEST_F(MetadataCommands, knowATreeOfTheOlderLayoutBeforeAnyPull) {
     EXPECT_EQ(planned.status, 0) << planned.all();
     EXPECT_THAT(planned.out, HasSubstr("\"description\": \"Neu\""));
     EXPECT_THAT(planned.error, HasSubstr("Would first carry 2 folders of the older layout over"));
+    EXPECT_EQ(planned.error.find("Would first"), planned.error.rfind("Would first")) << planned.error;
     EXPECT_EQ(run({"metadata", "tidy", "--folder", "texts", "--dry-run"}).out, "Nothing to tidy.\n");
     EXPECT_THAT(run({"locale", "add", "ja", "--folder", "texts", "--dry-run"}).out,
                 HasSubstr("Would add ja in " + (older / "ios/next/ja").string()));
