@@ -51,8 +51,11 @@ void requireLocale(const std::string& code) {
 
 std::vector<std::string> targetLocales(const Invocation& invocation, AppTarget& target,
                                        const MetadataStore& store, const std::string& sourceLocale) {
-    std::vector<std::string> locales = invocation.arguments.values("--to");
-    std::ranges::for_each(locales, requireLocale);
+    std::vector<std::string> locales;
+    for (const std::string& locale : invocation.arguments.values("--to")) {
+        requireLocale(locale);
+        if (std::ranges::find(locales, locale) == locales.end()) locales.push_back(locale);
+    }
     if (locales.empty()) {
         const LocaleSet disabled = target.disabledLocales();
         for (const std::string& locale : store.localesOnDisk())
@@ -66,18 +69,16 @@ std::vector<std::string> targetLocales(const Invocation& invocation, AppTarget& 
 Job jobOf(Invocation& invocation, AppTarget& target, const MetadataStore& store,
           std::vector<FieldType> fields) {
     const ManagedApp& app = target.app();
-    const AppRecords apps = invocation.composition.apps();
+    Job job{.items = {}, .settings = translationSettings(invocation, app)};
     TranslationWish wish{.sourceLocale = invocation.arguments.value("--from").value_or(
                              app.sourceLocale.empty() ? "en-US" : app.sourceLocale),
                          .fields = std::move(fields),
-                         .rules = apps.rules(app.id)};
+                         .rules = job.settings.rules};
     requireLocale(wish.sourceLocale);
     wish.targetLocales = targetLocales(invocation, target, store, wish.sourceLocale);
     if (invocation.arguments.has("--all")) wish.which = TranslationWish::Which::all;
-    Job job{.items = chooseItems(store.readAll(), TranslationOrigins::load(store.folder()), wish),
-            .settings = {.brand = BrandContext::of(app), .rules = wish.rules}};
-    for (const ManagedLocale& locale : apps.locales(app.id))
-        job.settings.locales[locale.code] = LocaleSettings::of(locale);
+    job.settings.replaced = wish.which;
+    job.items = chooseItems(store.readAll(), TranslationOrigins::load(store.folder()), wish);
     return job;
 }
 
@@ -137,6 +138,10 @@ void printOutcomes(Output& output, const TranslationDocument& document) {
         for (const auto& text : {record.outcome.warning, record.outcome.error})
             if (text)
                 output.warning(fmt::format("{} {}: {}", record.locale, shortLabelOf(record.field), *text));
+    const auto replaced = std::ranges::find_if(
+        document.fields, [](const TranslatedRecord& record) { return record.outcome.kept.has_value(); });
+    if (replaced != document.fields.end())
+        output.note(fmt::format("Texts that were there were put aside, such as {}", *replaced->outcome.kept));
     output.line();
     output.line(fmt::format("Wrote {} for {}. Read them with 'quorvel diff' before you push.",
                             counted(written, "text"), priceText(document.costUSD)));
@@ -154,6 +159,16 @@ ExitStatus statusOf(const std::vector<TranslationOutcome>& outcomes) {
     }
 }
 
+// New locales of the tree are recorded, so that pulls and pushes know of them.
+void recordLocales(Invocation& invocation, AppTarget& target, const Job& job) {
+    std::vector<std::string> codes;
+    const auto present = target.localStore().localesOnDisk();
+    for (const TranslationItem& item : job.items)
+        if (std::ranges::find(present, item.targetLocale) != present.end())
+            codes.push_back(item.targetLocale);
+    invocation.composition.apps().addMissingLocales(target.app().id, codes);
+}
+
 std::vector<TranslationOutcome> runTranslation(Invocation& invocation, AppTarget& target,
                                                const TranslationPipeline& pipeline, const Job& job) {
     std::vector<TranslationOutcome> outcomes;
@@ -163,27 +178,18 @@ std::vector<TranslationOutcome> runTranslation(Invocation& invocation, AppTarget
         target.controller()->perform(MetadataOperation::translate, [&] {
             outcomes = pipeline.translate(
                 job.items, job.settings, [&](const TranslationPipeline::Progress& progress) {
-                    done = progress.done;
+                    ++done;
                     line.step(fmt::format("Translated {} of {}", progress.done, progress.total));
                 });
         });
     } catch (const CancellationError&) {
         invocation.output.note(fmt::format("{} of {} ended before the interruption; what was written stays.",
                                            done.load(), job.items.size()));
+        recordLocales(invocation, target, job);
         throw;
     }
+    recordLocales(invocation, target, job);
     return outcomes;
-}
-
-// New locales of the tree are recorded, so that pulls and pushes know of them.
-void recordLocales(Invocation& invocation, const ManagedApp& app,
-                   const std::vector<TranslationOutcome>& outcomes) {
-    std::vector<std::string> codes;
-    for (const TranslationOutcome& outcome : outcomes)
-        if (!outcome.translation.empty()) codes.push_back(outcome.item.targetLocale);
-    std::ranges::sort(codes);
-    codes.erase(std::unique(codes.begin(), codes.end()), codes.end());
-    invocation.composition.apps().addMissingLocales(app.id, codes);
 }
 
 ExitStatus translateFields(Invocation& invocation, std::vector<FieldType> fields) {
@@ -209,7 +215,6 @@ ExitStatus translateFields(Invocation& invocation, std::vector<FieldType> fields
         estimate += preview.estimatedCostUSD;
     confirmCost(invocation, estimate);
     const auto outcomes = runTranslation(invocation, target, TranslationPipeline(parts), job);
-    recordLocales(invocation, target.app(), outcomes);
     for (const TranslationOutcome& outcome : outcomes) {
         document.fields.push_back(recordOf(outcome, job.settings));
         document.costUSD += outcome.costUSD;
