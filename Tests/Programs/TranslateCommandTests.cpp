@@ -90,7 +90,9 @@ TEST_F(TranslateCommands, warnOfWhatWasCutAndOfWhatFailed) {
     server.setFaults({sandbox::parseFault("POST /relay/**:reset")});
     EXPECT_EQ(translate({"--to", "pa-IN", "--field", "subtitle"}).status, 6);
     server.setFaults({sandbox::parseFault("POST /relay/**:403")});
-    EXPECT_EQ(translate({"--to", "pa-IN"}).status, 3);
+    const auto refused = translate({"--to", "pa-IN"});
+    EXPECT_EQ(refused.status, 3);
+    EXPECT_THAT(refused.error, testing::ContainsRegex("pa-IN Name and 4 more: Penwise is not available"));
     const auto none = translate({"--to", "de"});
     EXPECT_EQ(none.status, 2);
     EXPECT_THAT(none.error, HasSubstr("de-DE"));

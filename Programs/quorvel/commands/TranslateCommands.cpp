@@ -2,13 +2,13 @@
 #include "Core/ai/translation/TranslationPipeline.h"
 #include "Core/metadata/Locales.h"
 #include "Platform/task/Task.h"
-#include "Platform/text/Text.h"
 #include "Programs/quorvel/AppTarget.h"
 #include "Programs/quorvel/Errors.h"
 #include "Programs/quorvel/OperationProgress.h"
 #include "Programs/quorvel/commands/AIServices.h"
 #include "Programs/quorvel/commands/Groups.h"
 #include "Programs/quorvel/commands/MetadataRecords.h"
+#include "Programs/quorvel/commands/TranslationReport.h"
 
 #include <fmt/format.h>
 
@@ -18,24 +18,6 @@
 namespace quorvel {
 
 namespace {
-
-struct TranslatedRecord {
-    std::string locale;
-    FieldType field = FieldType::name;
-    std::string translation;
-    std::int64_t length = 0;
-    std::int64_t limit = 0;
-    bool review = false; // written by this run and read by nobody yet
-    TranslationOutcome outcome;
-    QUORVEL_RECORD(TranslatedRecord, locale, field, translation, length, limit, review, outcome)
-};
-
-struct TranslationDocument {
-    std::string model;
-    std::vector<TranslatedRecord> fields;
-    double costUSD = 0;
-    QUORVEL_RECORD(TranslationDocument, model, fields, costUSD)
-};
 
 struct Job {
     std::vector<TranslationItem> items;
@@ -104,47 +86,6 @@ ExitStatus showPrompts(const Invocation& invocation,
     output.note(fmt::format("Dry run: {} would be sent at an estimated cost of {}, nothing was.",
                             counted(requests, "request"), priceText(cost)));
     return ExitStatus::done;
-}
-
-TranslatedRecord recordOf(const TranslationOutcome& outcome, const TranslationPipeline::Settings& settings) {
-    return {.locale = outcome.item.targetLocale,
-            .field = outcome.item.field,
-            .translation = outcome.translation,
-            .length = static_cast<std::int64_t>(graphemeCount(outcome.translation)),
-            .limit = static_cast<std::int64_t>(TranslationPipeline::limitFor(outcome.item.field, settings)),
-            .review = !outcome.skipped && !outcome.error,
-            .outcome = outcome};
-}
-
-Table::Cell resultOf(const TranslationOutcome& outcome) {
-    if (outcome.error) return {"FAILED", Style::red};
-    if (outcome.skipped) return {"skipped", Style::dim};
-    if (outcome.isOverLimit) return {"cut, review", Style::yellow};
-    return {outcome.fromCache ? "from the cache, review" : "review", Style::green};
-}
-
-void printOutcomes(Output& output, const TranslationDocument& document) {
-    Table table{.columns = {{"Locale"}, {"Field"}, {"Characters", Table::Align::right}, {"Result"}},
-                .rows = {}};
-    std::size_t written = 0;
-    for (const TranslatedRecord& record : document.fields) {
-        table.rows.push_back({record.locale, shortLabelOf(record.field),
-                              record.review ? fmt::format("{}/{}", record.length, record.limit) : "",
-                              resultOf(record.outcome)});
-        written += record.review ? 1 : 0;
-    }
-    output.table(table);
-    for (const TranslatedRecord& record : document.fields)
-        for (const auto& text : {record.outcome.warning, record.outcome.error})
-            if (text)
-                output.warning(fmt::format("{} {}: {}", record.locale, shortLabelOf(record.field), *text));
-    const auto replaced = std::ranges::find_if(
-        document.fields, [](const TranslatedRecord& record) { return record.outcome.kept.has_value(); });
-    if (replaced != document.fields.end())
-        output.note(fmt::format("Texts that were there were put aside, such as {}", *replaced->outcome.kept));
-    output.line();
-    output.line(fmt::format("Wrote {} for {}. Read them with 'quorvel diff' before you push.",
-                            counted(written, "text"), priceText(document.costUSD)));
 }
 
 ExitStatus statusOf(const std::vector<TranslationOutcome>& outcomes) {
