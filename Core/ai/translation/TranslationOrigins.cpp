@@ -19,7 +19,10 @@ std::filesystem::path fileOf(const MetadataFolder& folder) {
 } // namespace
 
 TranslationOrigin TranslationOrigin::of(std::string_view sourceText, std::string_view translation) {
-    return {sha256Hex(withoutFinalLineBreak(sourceText)), sha256Hex(withoutFinalLineBreak(translation))};
+    const auto digest = [](std::string_view text) {
+        return sha256Hex(withoutFinalLineBreak(withoutByteOrderMark(text)));
+    };
+    return {digest(sourceText), digest(translation)};
 }
 
 TranslationOrigins TranslationOrigins::load(const MetadataFolder& folder) {

@@ -18,7 +18,7 @@ struct TranslationOrigin {
     std::string translation;
     QUORVEL_RECORD(TranslationOrigin, source, translation)
 
-    /// A final line break, which editors add, makes no other text.
+    /// A byte order mark or a final line break, which editors add, makes no other text.
     [[nodiscard]] static TranslationOrigin of(std::string_view sourceText, std::string_view translation);
     bool operator==(const TranslationOrigin&) const = default;
 };

@@ -53,7 +53,7 @@ std::optional<std::string> TranslationPreparation::reasonToSkip(const PreparedIt
     const std::string_view label = shortLabelOf(field);
     if (isBlank(prepared.sourceText)) return fmt::format("{} of {} is empty — skipped.", label, source);
     if (target == source) return fmt::format("{} is the source locale — skipped.", target);
-    if (settingsOf(target).aiSafeMode && !isBlank(store_.read(target, field).value_or("")))
+    if (prepared.isSafe && !isBlank(store_.read(target, field).value_or("")))
         return fmt::format("{} of {} has a text, which the locale's safe mode keeps — skipped.", label,
                            target);
     return std::nullopt;
@@ -65,8 +65,9 @@ PreparedItem TranslationPreparation::prepare(const TranslationItem& item) const 
         prepared.sourceText = withoutFinalLineBreak(withoutByteOrderMark(*source));
     static_cast<void>(
         store_.folder().localeFolder(item.targetLocale)); // throws for one that may not become a path
-    prepared.skippedBecause = reasonToSkip(prepared);
     const LocaleSettings locale = settingsOf(item.targetLocale);
+    prepared.isSafe = locale.aiSafeMode;
+    prepared.skippedBecause = reasonToSkip(prepared);
     prepared.key = TranslationCache::key({.model = model_,
                                           .sourceText = prepared.sourceText,
                                           .targetLocale = item.targetLocale,

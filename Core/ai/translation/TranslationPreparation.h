@@ -14,7 +14,8 @@ struct PreparedItem {
     TranslationItem item;
     std::string sourceText;
     std::size_t limit = 0;
-    std::string key; // in the translation cache
+    std::string key;     // in the translation cache
+    bool isSafe = false; // the locale is in safe mode
     std::optional<std::string> skippedBecause;
 };
 

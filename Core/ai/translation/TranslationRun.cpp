@@ -85,9 +85,10 @@ void TranslationRun::work(const PreparedItem& prepared, TranslationOutcome& outc
 }
 
 bool TranslationRun::isSomebodys(const PreparedItem& prepared) {
-    if (replaced_ == TranslationWish::Which::all) return false;
+    if (replaced_ == TranslationWish::Which::all && !prepared.isSafe) return false;
     const auto& [source, target, field] = prepared.item;
     const std::string text = store_.read(target, field).value_or("");
+    if (prepared.isSafe) return !isBlank(text);
     const std::lock_guard lock(mutex_);
     return !isStale(text, prepared.sourceText, origins_.find(target, field));
 }

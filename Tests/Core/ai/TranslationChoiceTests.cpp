@@ -57,7 +57,7 @@ TEST(TranslationChoice, takesWhatIsEmptyOrWasTranslatedFromAnOlderSource) {
     EXPECT_EQ(chosen(ruled), (Names{"de-DE subtitle"}))
         << "an unknown mode is no reason to leave a field out";
     LocaleTexts saved = texts(); // by an editor that ends files with a line break
-    saved["en-US"][FieldType::description] = "Know the tides.\n";
+    saved["en-US"][FieldType::description] = "\xEF\xBB\xBFKnow the tides.\n";
     saved["de-DE"][FieldType::subtitle] = "Alt\n";
     TranslationWish german = wish;
     german.targetLocales = {"de-DE"};

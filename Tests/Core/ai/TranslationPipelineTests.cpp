@@ -288,6 +288,11 @@ TEST(TranslationPipeline, leavesATextThatSomebodyWroteSinceTheItemsWereChosen) {
     EXPECT_EQ(outcomes[2].translation, "Maschine") << "nobody touched the old translation";
     fixture.settings.replaced = TranslationWish::Which::all;
     EXPECT_TRUE(fixture.translate(FieldType::subtitle).fromCache) << "what was paid for is not lost";
+    fixture.store.write("de-DE", FieldType::subtitle, "");
+    fixture.store.write("en-US", FieldType::subtitle, "Tides in view");
+    fixture.settings.locales["de-DE"].aiSafeMode = true;
+    EXPECT_TRUE(fixture.translate(FieldType::subtitle).skipped) << "filled while the model answered";
+    EXPECT_EQ(fixture.textOf(FieldType::subtitle), "Von Hand");
 }
 
 TEST(TranslationPipeline, takesAFinalLineBreakForNoPartOfATextThatIsRead) {
