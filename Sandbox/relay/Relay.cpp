@@ -11,6 +11,7 @@
 #include <array>
 #include <charconv>
 #include <cmath>
+#include <span>
 #include <stdexcept>
 
 namespace quorvel::sandbox {
@@ -21,6 +22,8 @@ constexpr double tolerance = 300; // seconds between the clocks of client and re
 constexpr std::int64_t leastOutputTokens = 256;
 constexpr std::array<std::string_view, 5> bodyKeys = {"model", "messages", "temperature", "max_tokens",
                                                       "response_format"};
+constexpr std::array<std::string_view, 2> messageKeys = {"role", "content"};
+constexpr std::array<std::string_view, 1> formatKeys = {"type"};
 
 /// A request that the relay does not understand.
 class BadRequest : public std::runtime_error {
@@ -45,15 +48,15 @@ const std::string& textAt(const JSONValue& object, std::string_view key) {
     return *member->text();
 }
 
-void requireKeys(const JSONValue& body) {
-    if (!body.members()) throw BadRequest("The body must be an object.");
-    std::size_t next = 0;
-    for (const auto& [key, value] : *body.members()) {
-        const auto place =
-            std::find(bodyKeys.begin() + static_cast<std::ptrdiff_t>(next), bodyKeys.end(), key);
-        if (place == bodyKeys.end())
+void requireKeys(const JSONValue& object, std::span<const std::string_view> keys) {
+    if (!object.members())
+        throw BadRequest(fmt::format("What holds \"{}\" must be an object.", keys.front()));
+    auto next = keys.begin();
+    for (const auto& [key, value] : *object.members()) {
+        const auto place = std::find(next, keys.end(), key);
+        if (place == keys.end())
             throw BadRequest(fmt::format("The member \"{}\" is unknown or out of its order.", key));
-        next = static_cast<std::size_t>(place - bodyKeys.begin()) + 1;
+        next = place + 1;
     }
 }
 
@@ -67,12 +70,14 @@ void requireNumbers(const JSONValue& body) {
 }
 
 ModelPrompt promptFrom(const JSONValue& body) {
-    requireKeys(body);
+    requireKeys(body, bodyKeys);
     requireNumbers(body);
+    static_cast<void>(textAt(body, "model"));
     ModelPrompt prompt;
     const JSONValue* messages = body.find("messages");
     if (!messages || !messages->items()) throw BadRequest("\"messages\" must be a list.");
     for (const JSONValue& message : *messages->items()) {
+        requireKeys(message, messageKeys);
         const std::string& role = textAt(message, "role");
         const std::string& content = textAt(message, "content");
         if (role == "system" && &message == &messages->items()->front())
@@ -82,8 +87,10 @@ ModelPrompt promptFrom(const JSONValue& body) {
         else if (role != "assistant")
             throw BadRequest(fmt::format("No message may have the role \"{}\" here.", role));
     }
-    if (const JSONValue* format = body.find("response_format"))
+    if (const JSONValue* format = body.find("response_format")) {
+        requireKeys(*format, formatKeys);
         prompt.wantsJSON = textAt(*format, "type") == "json_object";
+    }
     return prompt;
 }
 

@@ -1,6 +1,9 @@
 #include "Sandbox/relay/PseudoLocale.h"
 #include "Tests/Programs/QuorvelFixture.h"
 
+#include <csignal>
+#include <thread>
+
 namespace quorvel::test {
 namespace {
 
@@ -43,8 +46,11 @@ TEST_F(TranslateCommands, fillANewLocaleListItForReviewAndPayOnce) {
     EXPECT_THAT(again.out, HasSubstr("from the cache, review"));
     EXPECT_THAT(again.out, HasSubstr("Wrote 5 texts for $0.00"));
     EXPECT_EQ(undoPseudoLocalisation(read("bn-BD", "name.txt")), read("en-US", "name.txt"));
+    EXPECT_THAT(again.error, testing::ContainsRegex("put aside, such as .*/kept/.*/bn-BD/name.txt"));
     EXPECT_EQ(calls(), 5);
 
+    writeFileAtomically(text("en-US", "name.txt"), read("en-US", "name.txt") + "\n");
+    EXPECT_THAT(translate({}).out, HasSubstr("Nothing to translate.")) << "an editor only ended the line";
     writeFileAtomically(text("en-US", "subtitle.txt"), "A newer one");
     EXPECT_THAT(translate({}).out, HasSubstr("Wrote 1 text for"));
     EXPECT_EQ(undoPseudoLocalisation(read("bn-BD", "subtitle.txt")), "A newer one");
@@ -84,10 +90,26 @@ TEST_F(TranslateCommands, warnOfWhatWasCutAndOfWhatFailed) {
     server.setFaults({sandbox::parseFault("POST /relay/**:reset")});
     EXPECT_EQ(translate({"--to", "pa-IN", "--field", "subtitle"}).status, 6);
     server.setFaults({sandbox::parseFault("POST /relay/**:403")});
-    EXPECT_EQ(translate({"--to", "pa-IN"}).status, 3);
+    const auto refused = translate({"--to", "pa-IN"});
+    EXPECT_EQ(refused.status, 3);
+    EXPECT_THAT(refused.error, testing::ContainsRegex("pa-IN Name and 4 more: Penwise is not available"));
     const auto none = translate({"--to", "de"});
     EXPECT_EQ(none.status, 2);
     EXPECT_THAT(none.error, HasSubstr("de-DE"));
+}
+
+TEST_F(TranslateCommands, keepAndRecordWhatAnInterruptedRunWrote) {
+    server.setFaults({{.route = "POST /relay/**", .status = 429, .count = 1, .retryAfter = 600}});
+    ChildProgram waiting(
+        call({"translate", "--folder", "texts", "--to", "bn-BD", "--field", "name", "--field", "subtitle"}));
+    while (!std::filesystem::exists(text("bn-BD", "name.txt")) &&
+           !std::filesystem::exists(text("bn-BD", "subtitle.txt"))) // one of them waits
+        std::this_thread::yield();
+    waiting.signal(SIGINT);
+    const auto result = waiting.wait();
+    EXPECT_EQ(result.status, 130);
+    EXPECT_THAT(result.error, HasSubstr("ended before the interruption; what was written stays"));
+    EXPECT_THAT(run({"locale", "list"}).out, HasSubstr("bn-BD")) << "a pull knows of it";
 }
 
 TEST_F(TranslateCommands, askBeforeAnExpensiveRunOnATerminal) {
@@ -109,6 +131,7 @@ TEST_F(TranslateCommands, generateKeywordsAndExpandTheEnglishOnes) {
     EXPECT_EQ(expanded.status, 0) << expanded.error;
     EXPECT_THAT(expanded.out, HasSubstr("Wrote the keywords of 4 locales"));
     EXPECT_NE(read("en-AU", "keywords.txt"), read("en-CA", "keywords.txt"));
+    EXPECT_THAT(expanded.error, testing::ContainsRegex("The keywords of en-GB were put aside as .*/en-GB/"));
     EXPECT_EQ(std::filesystem::status(folder / "home/Library/Application Support/Brevant/aso/costs.jsonl")
                   .permissions(),
               std::filesystem::perms::owner_read | std::filesystem::perms::owner_write);

@@ -73,7 +73,10 @@ TEST(SandboxRelay, takesOnlySignedRequestsOfTheKnownForm) {
           R"({"model":"m","messages":[],"temperature":0,"max_tokens":255})",
           R"({"model":"m","messages":[],"max_tokens":256})",
           R"({"model":"m","messages":[{"role":"tool","content":""}],"temperature":0,"max_tokens":256})",
-          R"({"model":"m","messages":[],"temperature":0,"max_tokens":256,"system":"x"})", "{"})
+          R"({"model":"m","messages":[],"temperature":0,"max_tokens":256,"system":"x"})",
+          R"({"model":"m","messages":[{"content":"","role":"user"}],"temperature":0,"max_tokens":256})",
+          R"({"model":"m","messages":[],"temperature":0,"max_tokens":256,"response_format":"json_object"})",
+          R"({"messages":[{"role":"user","content":"Hi"}],"temperature":0,"max_tokens":256})", "[]", "{"})
         EXPECT_EQ(ask(rehearsal, other).status, 400) << other;
     EXPECT_EQ(rehearsal.server().relayAccount().calls, 2);
     EXPECT_EQ(rehearsal.server().relayAccount().repeatedCalls, 1);

@@ -66,15 +66,14 @@ Reply decodeReply(const std::string& text) {
     }
 }
 
-EnglishLocaleExpansion::Entry fit(std::string_view locale, std::string_view field) {
-    constexpr FieldType keywords = FieldType::keywords;
+EnglishLocaleExpansion::Entry fit(std::string_view locale, std::string_view field, std::size_t limit) {
     EnglishLocaleExpansion::Entry entry{.locale = std::string(locale), .keywordsField = tidyKeywords(field)};
     const std::size_t length = graphemeCount(entry.keywordsField);
-    if (length <= limitOf(keywords)) return entry;
-    const auto whole = wholeTermsWithin(entry.keywordsField, limitOf(keywords));
-    entry.keywordsField = whole ? *whole : trimToBoundary(entry.keywordsField, limitOf(keywords));
-    entry.warning = warningFor({.field = keywords,
-                                .limit = limitOf(keywords),
+    if (length <= limit) return entry;
+    const auto whole = wholeTermsWithin(entry.keywordsField, limit);
+    entry.keywordsField = whole ? *whole : trimToBoundary(entry.keywordsField, limit);
+    entry.warning = warningFor({.field = FieldType::keywords,
+                                .limit = limit,
                                 .before = length,
                                 .after = graphemeCount(entry.keywordsField),
                                 .from = CutText::From::firstAnswer});
@@ -103,11 +102,11 @@ EnglishLocaleExpansion::Result EnglishLocaleExpansion::expand(const Input& input
     Result result{.rationale = reply.rationale.value_or(""),
                   .inputTokens = inputTokens,
                   .outputTokens = outputTokens,
-                  .costUSD = ClaudePricing::cost(model_, inputTokens, outputTokens)};
+                  .costUSD = response.fromCache ? 0 : ClaudePricing::cost(model_, inputTokens, outputTokens)};
     for (const std::string_view locale : locales)
         for (const Reply::Entry& entry : reply.entries)
             if (entry.locale == locale && !tidyKeywords(entry.keywords_field).empty()) {
-                result.entries.push_back(fit(locale, entry.keywords_field));
+                result.entries.push_back(fit(locale, entry.keywords_field, input.limit));
                 break;
             }
     if (result.entries.empty())
@@ -115,11 +114,21 @@ EnglishLocaleExpansion::Result EnglishLocaleExpansion::expand(const Input& input
     return result;
 }
 
-void EnglishLocaleExpansion::write(const MetadataFolder& folder, const Result& result, Date moment) {
+std::vector<EnglishLocaleExpansion::Entry>
+EnglishLocaleExpansion::write(const MetadataFolder& folder, std::vector<Entry> entries,
+                              const std::map<std::string, LocaleSettings>& settings, Date moment) {
+    constexpr FieldType keywords = FieldType::keywords;
     const auto turn = takeTurn(folder, "a translation");
     const MetadataStore store(folder);
-    for (const Entry& entry : result.entries)
-        replaceText(store, entry.locale, FieldType::keywords, entry.keywordsField, moment);
+    for (Entry& entry : entries) {
+        const auto locale = settings.find(entry.locale);
+        entry.skipped = locale != settings.end() && locale->second.aiSafeMode &&
+                        !isBlank(store.read(entry.locale, keywords).value_or(""));
+        if (entry.skipped) continue;
+        if (const auto kept = replaceText(store, entry.locale, keywords, entry.keywordsField, moment))
+            entry.kept = kept->native();
+    }
+    return entries;
 }
 
 } // namespace quorvel

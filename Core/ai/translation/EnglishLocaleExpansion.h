@@ -9,7 +9,9 @@
 #include "Platform/time/Date.h"
 
 #include <array>
+#include <cstddef>
 #include <cstdint>
+#include <map>
 #include <memory>
 #include <optional>
 #include <string>
@@ -31,12 +33,15 @@ class EnglishLocaleExpansion {
         std::string appName;
         std::string appSubtitle;
         BrandContext brand;
+        std::size_t limit = limitOf(FieldType::keywords); // that the lists are held to
     };
 
     struct Entry {
         std::string locale;
         std::string keywordsField; // within the limit
         std::optional<std::string> warning;
+        bool skipped = false;            // not written: the locale's safe mode keeps the text that is there
+        std::optional<std::string> kept; // where the text was put aside that it replaced
         bool operator==(const Entry&) const = default;
     };
 
@@ -57,9 +62,11 @@ class EnglishLocaleExpansion {
     /// Throws `ClaudeError`; an answer without any keywords for the four locales is `ClaudeError::Decoding`.
     [[nodiscard]] Result expand(const Input& input) const;
 
-    /// Writes the entries into the tree; texts that they replace are put aside. Throws `FileError`,
-    /// `MetadataError`.
-    static void write(const MetadataFolder& folder, const Result& result, Date moment);
+    /// Writes the entries into the tree and returns them with what became of each; texts that they replace
+    /// are put aside. Throws `FileError`, `MetadataError`.
+    [[nodiscard]] static std::vector<Entry> write(const MetadataFolder& folder, std::vector<Entry> entries,
+                                                  const std::map<std::string, LocaleSettings>& settings,
+                                                  Date moment);
 
   private:
     std::shared_ptr<const ClaudeClientProtocol> claude_;

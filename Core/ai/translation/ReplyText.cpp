@@ -33,13 +33,18 @@ std::string withPlainLines(std::string_view text) {
     return plain;
 }
 
+// `text` has a fence that its source does not have.
 std::string_view insideFence(std::string_view text) {
     const std::size_t open = text.starts_with(fence) ? 0 : text.find("\n```");
     if (open == std::string_view::npos) return text;
-    std::string_view rest = text.substr(text.find(fence, open));
-    takeLine(rest); // with the name of a language
-    const std::size_t close = rest.starts_with(fence) ? 0 : rest.find("\n```");
-    return close == std::string_view::npos ? text : rest.substr(0, close);
+    std::string_view rest = text.substr(text.find(fence, open) + fence.size());
+    if (isBlank(rest)) return text.substr(0, open); // one that closes only
+    const std::string_view afterFence = rest;
+    const std::string_view line = takeLine(rest); // with the name of a language, or all of the text
+    const std::string_view inside = line.find(fence) != line.npos || isBlank(rest) ? afterFence : rest;
+    const std::size_t close = inside.find(fence);
+    if (close == std::string_view::npos) return open == 0 ? inside : text;
+    return inside.substr(0, close);
 }
 
 std::string_view withoutSeparatorLines(std::string_view text) {
@@ -48,17 +53,61 @@ std::string_view withoutSeparatorLines(std::string_view text) {
     return text;
 }
 
-// A first line such as "Here is the translation:" with a blank line behind it.
-std::string_view withoutIntroduction(std::string_view text) {
+bool isOneLine(FieldType field) {
+    return field == FieldType::name || field == FieldType::subtitle || field == FieldType::keywords;
+}
+
+bool endsWithColon(std::string_view line) {
+    return line.ends_with(':') || line.ends_with("\uFF1A");
+}
+
+// Up to the first blank line.
+std::string_view firstParagraph(std::string_view text) {
     std::string_view rest = text;
-    const std::string_view line = trim(takeLine(rest));
-    if (!line.ends_with(':') || isBlank(rest) || !isBlank(takeLine(rest))) return text;
-    return trim(rest);
+    while (!rest.empty()) {
+        const std::size_t before = text.size() - rest.size();
+        if (isBlank(takeLine(rest))) return text.substr(0, before);
+    }
+    return text;
+}
+
+std::size_t paragraphCount(std::string_view text) {
+    std::size_t count = 0;
+    for (text = trim(text); !text.empty(); text = trim(text)) {
+        text.remove_prefix(firstParagraph(text).size());
+        ++count;
+    }
+    return count;
+}
+
+// Whether the first line of `text` may be the heading of the source, which got a colon.
+bool mayBeginWithHeading(std::string_view text, std::string_view source) {
+    const std::string_view heading = trim(firstParagraph(source));
+    return heading.size() < source.size() && heading.find('\n') == heading.npos &&
+           paragraphCount(text) <= paragraphCount(source);
+}
+
+// A first line such as "Here is the translation:", with a blank line behind it where the text may have lines.
+std::string_view withoutIntroduction(std::string_view text, FieldType field, std::string_view source) {
+    std::string_view rest = text, sourceRest = source;
+    if (!endsWithColon(trim(takeLine(rest))) || endsWithColon(trim(takeLine(sourceRest))) || isBlank(rest))
+        return text;
+    if (isOneLine(field)) return trim(rest);
+    return isBlank(takeLine(rest)) && !mayBeginWithHeading(text, source) ? trim(rest) : text;
+}
+
+// What follows a text of one line behind a blank one speaks of it. A list of one keyword a line has no
+// commas.
+std::string_view withoutRemarks(std::string_view text, FieldType field) {
+    if (!isOneLine(field)) return text;
+    const std::string_view first = trim(firstParagraph(text));
+    return field == FieldType::keywords && first.find(',') == first.npos ? text : first;
 }
 
 std::string_view withoutQuotes(std::string_view text) {
     constexpr std::pair<std::string_view, std::string_view> pairs[] = {
-        {"\"", "\""}, {"“", "”"}, {"„", "“"}, {"„", "”"}, {"«", "»"}, {"「", "」"}, {"'", "'"}, {"`", "`"}};
+        {"\"", "\""}, {"“", "”"}, {"„", "“"},   {"„", "”"},   {"”", "”"}, {"‘", "’"}, {"‚", "‘"},
+        {"«", "»"},   {"»", "«"}, {"「", "」"}, {"『", "』"}, {"'", "'"}, {"`", "`"}, {"**", "**"}};
     for (const auto& [open, close] : pairs) {
         if (text.size() <= open.size() + close.size() || !text.starts_with(open) || !text.ends_with(close))
             continue;
@@ -67,6 +116,15 @@ std::string_view withoutQuotes(std::string_view text) {
             return trim(inside);
     }
     return text;
+}
+
+// A keyword without the quotation marks that it may stand in.
+std::string_view bareTerm(std::string_view term) {
+    for (term = trim(term);;) {
+        const std::string_view inside = withoutQuotes(term);
+        if (inside == term) return term;
+        term = inside;
+    }
 }
 
 std::string joinedLines(std::string_view text) {
@@ -91,7 +149,7 @@ std::string tidyKeywords(std::string_view keywords) {
                 end = at;
                 next = at + comma.size();
             }
-        const std::string_view term = trim(keywords.substr(0, end));
+        const std::string_view term = bareTerm(keywords.substr(0, end));
         if (!term.empty() && seen.insert(asciiLowercase(term)).second) {
             if (!tidied.empty()) tidied += ',';
             tidied += term;
@@ -107,8 +165,7 @@ std::string translationIn(std::string_view reply, FieldType field, std::string_v
     std::string_view text = trim(plain);
     if (source.find(fence) == std::string_view::npos) text = trim(insideFence(text));
     if (!source.starts_with("---")) text = trim(withoutSeparatorLines(text));
-    std::string_view sourceRest = source;
-    if (!trim(takeLine(sourceRest)).ends_with(':')) text = withoutIntroduction(text);
+    text = withoutRemarks(withoutIntroduction(text, field, source), field);
     if (withoutQuotes(source) == source) text = withoutQuotes(text);
     if (field == FieldType::keywords) return tidyKeywords(text);
     if (field == FieldType::name || field == FieldType::subtitle) return joinedLines(text);

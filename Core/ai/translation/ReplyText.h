@@ -11,10 +11,11 @@ namespace quorvel {
 
 /// The translation in an answer: without a code fence, quotation marks, separator lines or an introduction
 /// that the source text does not have as well, without control characters; one line for fields of one line,
-/// keywords tidied. Empty when nothing is left.
+/// without remarks behind it, and keywords tidied. Empty when nothing is left.
 [[nodiscard]] std::string translationIn(std::string_view reply, FieldType field, std::string_view sourceText);
 
-/// `keywords` as the App Store counts them best: separated by bare commas, each term once.
+/// `keywords` as the App Store counts them best: separated by bare commas, each term once and
+/// without quotation marks.
 [[nodiscard]] std::string tidyKeywords(std::string_view keywords);
 
 /// The JSON object in an answer that may have prose or a code fence around it; nothing when there is none.

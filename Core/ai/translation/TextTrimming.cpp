@@ -10,9 +10,9 @@ namespace quorvel {
 namespace {
 
 // What joins to the word behind it and must not end a text.
-constexpr std::array<std::string_view, 21> separators = {",", ";", ":", "-", "–",  "—",  "·",
-                                                         "•", "/", "|", "&", "+",  "(",  "[",
-                                                         "“", "„", "«", "،", "、", "，", "："};
+constexpr std::array<std::string_view, 34> separators = {
+    ",", ";", ":", "-", "–", "—", "·",  "•",  "/",  "|",  "&",  "+",  "(",  "[",  "{",  "“",  "„",
+    "‘", "«", "¿", "¡", "،", "؛", "、", "，", "；", "：", "・", "／", "（", "「", "『", "《", "【"};
 
 std::string_view withoutTrailingSeparators(std::string_view text) {
     for (;;) {

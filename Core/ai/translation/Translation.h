@@ -56,11 +56,12 @@ struct TranslationOutcome {
     bool isOverLimit = false; // the model's text was, also after its retries; what is written was cut
     bool fromCache = false;
     bool skipped = false;
+    std::optional<std::string> kept; // where the text was put aside that it replaced
     std::optional<std::string> warning;
     std::optional<std::string> error;     // what ended this item; nothing was written then
     std::exception_ptr failure = nullptr; // what `error` is the text of
     QUORVEL_RECORD(TranslationOutcome, item, translation, inputTokens, outputTokens, costUSD, isOverLimit,
-                   fromCache, skipped, warning, error)
+                   fromCache, skipped, kept, warning, error)
     bool operator==(const TranslationOutcome&) const = default;
 };
 

@@ -1,6 +1,5 @@
 #include "Core/ai/translation/TranslationChoice.h"
 
-#include "Platform/crypto/Digest.h"
 #include "Platform/text/Text.h"
 
 #include <algorithm>
@@ -15,19 +14,20 @@ bool isTranslated(FieldType field, std::span<const FieldRule> rules) {
     });
 }
 
-bool isStale(const std::string& text, const std::string& sourceText,
-             const std::optional<TranslationOrigin>& origin) {
-    if (isBlank(text)) return true;
-    // A text that differs from what was written is a person's by now.
-    return origin && origin->source != sha256Hex(sourceText) && origin->translation == sha256Hex(text);
-}
-
 std::string textOf(const LocaleTexts& texts, const std::string& locale, FieldType field) {
     const auto found = texts.find(locale);
     return found == texts.end() ? "" : found->second[field].value_or("");
 }
 
 } // namespace
+
+bool isStale(std::string_view text, std::string_view sourceText,
+             const std::optional<TranslationOrigin>& origin) {
+    if (isBlank(text)) return true;
+    const TranslationOrigin now = TranslationOrigin::of(sourceText, text);
+    // A text that differs from what was written is a person's by now.
+    return origin && origin->source != now.source && origin->translation == now.translation;
+}
 
 std::vector<TranslationItem> chooseItems(const LocaleTexts& texts, const TranslationOrigins& origins,
                                          const TranslationWish& wish) {

@@ -6,8 +6,10 @@
 #include "Core/metadata/FieldRule.h"
 #include "Core/metadata/FieldTexts.h"
 
+#include <optional>
 #include <span>
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace quorvel {
@@ -22,6 +24,10 @@ struct TranslationWish {
         all,
     } which = Which::stale;
 };
+
+/// Whether a text is empty, or was translated from another source text and not edited since.
+[[nodiscard]] bool isStale(std::string_view text, std::string_view sourceText,
+                           const std::optional<TranslationOrigin>& origin);
 
 /// The items of the wish that have a source text, locale by locale in the order of the fields. A field whose
 /// rule says `off` is left out, and so is the source locale.

@@ -1,5 +1,6 @@
 #include "Core/ai/translation/TranslationOrigins.h"
 
+#include "Core/metadata/TextRemarks.h"
 #include "Platform/crypto/Digest.h"
 #include "Platform/files/Files.h"
 #include "Platform/log/Log.h"
@@ -16,6 +17,13 @@ std::filesystem::path fileOf(const MetadataFolder& folder) {
 }
 
 } // namespace
+
+TranslationOrigin TranslationOrigin::of(std::string_view sourceText, std::string_view translation) {
+    const auto digest = [](std::string_view text) {
+        return sha256Hex(withoutFinalLineBreak(withoutByteOrderMark(text)));
+    };
+    return {digest(sourceText), digest(translation)};
+}
 
 TranslationOrigins TranslationOrigins::load(const MetadataFolder& folder) {
     TranslationOrigins origins;
@@ -39,8 +47,8 @@ void TranslationOrigins::save(const MetadataFolder& folder) const {
 
 void TranslationOrigins::note(std::string_view locale, FieldType field, std::string_view sourceText,
                               std::string_view translation) {
-    origins_[std::string(locale)][std::string(rawValue(field))] = {sha256Hex(sourceText),
-                                                                   sha256Hex(translation)};
+    origins_[std::string(locale)][std::string(rawValue(field))] =
+        TranslationOrigin::of(sourceText, translation);
 }
 
 std::optional<TranslationOrigin> TranslationOrigins::find(std::string_view locale, FieldType field) const {

@@ -17,6 +17,9 @@ struct TranslationOrigin {
     std::string source;
     std::string translation;
     QUORVEL_RECORD(TranslationOrigin, source, translation)
+
+    /// A byte order mark or a final line break, which editors add, makes no other text.
+    [[nodiscard]] static TranslationOrigin of(std::string_view sourceText, std::string_view translation);
     bool operator==(const TranslationOrigin&) const = default;
 };
 

@@ -5,7 +5,6 @@
 #include "Core/ai/translation/TranslationRun.h"
 #include "Core/metadata/FolderTurn.h"
 #include "Platform/task/Task.h"
-#include "Platform/text/Text.h"
 
 #include <array>
 #include <atomic>
@@ -81,7 +80,7 @@ std::vector<TranslationPipeline::Preview> TranslationPipeline::preview(const std
         Preview preview{.item = item, .skippedBecause = prepared.skippedBecause};
         if (!preview.skippedBecause) {
             const auto kept = parts_.cache.lookup(prepared.key);
-            preview.fromCache = kept && graphemeCount(kept->translation) <= prepared.limit;
+            preview.fromCache = kept && usablePartOf(kept->translation, prepared).has_value();
         }
         if (!preview.skippedBecause && !preview.fromCache) {
             preview.prompt = preparation.promptFor(prepared);

@@ -1,5 +1,7 @@
 #include "Core/ai/translation/TranslationPreparation.h"
 
+#include "Core/ai/translation/TextTrimming.h"
+#include "Core/metadata/TextRemarks.h"
 #include "Platform/text/Text.h"
 
 #include <fmt/format.h>
@@ -22,7 +24,24 @@ std::vector<std::string> wordsOf(const std::optional<std::string>& name,
     return words;
 }
 
+std::optional<std::string> lineOf(const std::optional<std::string>& text) {
+    return text ? std::optional(std::string(trim(*text))) : std::nullopt;
+}
+
 } // namespace
+
+std::optional<std::string> wholePartsWithin(const std::string& text, const PreparedItem& prepared) {
+    return prepared.item.field == FieldType::keywords ? wholeTermsWithin(text, prepared.limit)
+                                                      : wholeWordsWithin(text, prepared.limit);
+}
+
+std::optional<std::string> usablePartOf(const std::string& kept, const PreparedItem& prepared) {
+    if (isBlank(kept)) return std::nullopt;
+    auto part = wholePartsWithin(kept, prepared);
+    // Less than half of what there is room for says too little to be worth keeping.
+    if (part && part->size() < kept.size() && graphemeCount(*part) * 2 < prepared.limit) return std::nullopt;
+    return part;
+}
 
 LocaleSettings TranslationPreparation::settingsOf(const std::string& locale) const {
     const auto found = settings_.locales.find(locale);
@@ -34,20 +53,21 @@ std::optional<std::string> TranslationPreparation::reasonToSkip(const PreparedIt
     const std::string_view label = shortLabelOf(field);
     if (isBlank(prepared.sourceText)) return fmt::format("{} of {} is empty — skipped.", label, source);
     if (target == source) return fmt::format("{} is the source locale — skipped.", target);
-    if (settingsOf(target).aiSafeMode && !isBlank(store_.read(target, field).value_or("")))
+    if (prepared.isSafe && !isBlank(store_.read(target, field).value_or("")))
         return fmt::format("{} of {} has a text, which the locale's safe mode keeps — skipped.", label,
                            target);
     return std::nullopt;
 }
 
 PreparedItem TranslationPreparation::prepare(const TranslationItem& item) const {
-    PreparedItem prepared{.item = item,
-                          .sourceText = store_.read(item.sourceLocale, item.field).value_or(""),
-                          .limit = TranslationPipeline::limitFor(item.field, settings_)};
+    PreparedItem prepared{.item = item, .limit = TranslationPipeline::limitFor(item.field, settings_)};
+    if (const auto source = store_.read(item.sourceLocale, item.field))
+        prepared.sourceText = withoutFinalLineBreak(withoutByteOrderMark(*source));
     static_cast<void>(
         store_.folder().localeFolder(item.targetLocale)); // throws for one that may not become a path
-    prepared.skippedBecause = reasonToSkip(prepared);
     const LocaleSettings locale = settingsOf(item.targetLocale);
+    prepared.isSafe = locale.aiSafeMode;
+    prepared.skippedBecause = reasonToSkip(prepared);
     prepared.key = TranslationCache::key({.model = model_,
                                           .sourceText = prepared.sourceText,
                                           .targetLocale = item.targetLocale,
@@ -69,8 +89,8 @@ PromptBuilder::Prompt TranslationPreparation::promptFor(const PreparedItem& prep
 
 PromptBuilder::Prompt TranslationPreparation::keywordsPrompt(const PreparedItem& prepared) const {
     const std::string& locale = prepared.item.targetLocale;
-    const auto name = store_.read(locale, FieldType::name);
-    const auto subtitle = store_.read(locale, FieldType::subtitle);
+    const auto name = lineOf(store_.read(locale, FieldType::name));
+    const auto subtitle = lineOf(store_.read(locale, FieldType::subtitle));
     const auto given = settings_.indexedTerms.find(locale);
     return PromptBuilder::keywords(
         {.locale = locale,

@@ -14,9 +14,18 @@ struct PreparedItem {
     TranslationItem item;
     std::string sourceText;
     std::size_t limit = 0;
-    std::string key; // in the translation cache
+    std::string key;     // in the translation cache
+    bool isSafe = false; // the locale is in safe mode
     std::optional<std::string> skippedBecause;
 };
+
+/// As much of a text as is within the item's limit: all of it, or its first whole words or keywords; nothing
+/// when not even one fits.
+[[nodiscard]] std::optional<std::string> wholePartsWithin(const std::string& text,
+                                                          const PreparedItem& prepared);
+
+/// What can be used of an answer that was kept; nothing when too little of it is within the limit.
+[[nodiscard]] std::optional<std::string> usablePartOf(const std::string& kept, const PreparedItem& prepared);
 
 /// Reads the tree only. Safe to use from several threads.
 class TranslationPreparation {

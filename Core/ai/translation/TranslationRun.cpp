@@ -14,9 +14,16 @@ namespace quorvel {
 
 namespace {
 
-std::optional<std::string> wholePartsWithin(const std::string& text, const PreparedItem& prepared) {
-    return prepared.item.field == FieldType::keywords ? wholeTermsWithin(text, prepared.limit)
-                                                      : wholeWordsWithin(text, prepared.limit);
+void skip(TranslationOutcome& outcome, std::string reason) {
+    outcome.skipped = true;
+    outcome.translation.clear();
+    outcome.isOverLimit = false;
+    outcome.warning = std::move(reason);
+}
+
+std::string keptTextOf(const PreparedItem& prepared) {
+    return fmt::format("{} of {} was written meanwhile by somebody else, which stays — skipped.",
+                       shortLabelOf(prepared.item.field), prepared.item.targetLocale);
 }
 
 // Called while `error` is being handled.
@@ -42,6 +49,7 @@ TranslationRun::TranslationRun(const TranslationPipeline::Parts& parts,
       store_(parts.folder),
       preparation_(parts.model, store_, settings),
       moment_(parts.clock()),
+      replaced_(settings.replaced),
       origins_(TranslationOrigins::load(parts.folder)) {}
 
 TranslationOutcome TranslationRun::end(const TranslationItem& item) {
@@ -64,41 +72,45 @@ TranslationOutcome TranslationRun::end(const TranslationItem& item) {
 }
 
 void TranslationRun::work(const PreparedItem& prepared, TranslationOutcome& outcome) {
-    if (prepared.skippedBecause) {
-        outcome.skipped = true;
-        outcome.warning = prepared.skippedBecause;
-        return;
-    }
+    if (prepared.skippedBecause) return skip(outcome, *prepared.skippedBecause);
+    if (isSomebodys(prepared)) return skip(outcome, keptTextOf(prepared));
     if (!useCached(prepared, outcome)) {
         const Draft draft = askWithRetries(prepared, outcome);
         fit(prepared, draft, outcome);
         keep(prepared, draft, outcome);
     }
-    write(prepared, outcome.translation);
+    // Asked again: an editor may have saved while the model answered.
+    if (isSomebodys(prepared)) return skip(outcome, keptTextOf(prepared));
+    write(prepared, outcome);
+}
+
+bool TranslationRun::isSomebodys(const PreparedItem& prepared) {
+    if (replaced_ == TranslationWish::Which::all && !prepared.isSafe) return false;
+    const auto& [source, target, field] = prepared.item;
+    const std::string text = store_.read(target, field).value_or("");
+    if (prepared.isSafe) return !isBlank(text);
+    const std::lock_guard lock(mutex_);
+    return !isStale(text, prepared.sourceText, origins_.find(target, field));
 }
 
 bool TranslationRun::useCached(const PreparedItem& prepared, TranslationOutcome& outcome) {
     const auto kept = parts_.cache.lookup(prepared.key);
     if (!kept || isBlank(kept->translation)) return false;
+    auto usable = usablePartOf(kept->translation, prepared);
     const std::size_t length = graphemeCount(kept->translation);
     const std::string_view field = rawValue(prepared.item.field);
-    if (length <= prepared.limit) {
-        outcome.translation = kept->translation;
-        outcome.fromCache = true;
-        return true;
-    }
-    // Less than half of what there is room for says too little to be worth keeping.
-    auto salvaged = wholePartsWithin(kept->translation, prepared);
-    if (!salvaged || graphemeCount(*salvaged) * 2 < prepared.limit) {
+    if (!usable) {
         parts_.logger.info(fmt::format("Cached {} for {} is over-limit and not salvageable; re-translating.",
                                        field, prepared.item.targetLocale));
         return false;
     }
-    const CutText cut = cutOf(prepared, length, *salvaged, CutText::From::cache);
+    outcome.translation = std::move(*usable);
+    outcome.fromCache = true;
+    if (length <= prepared.limit) return true;
+    const CutText cut = cutOf(prepared, length, outcome.translation, CutText::From::cache);
     parts_.logger.info(fmt::format("Salvaged over-limit cached {} for {}: {} → {} chars.", field,
                                    prepared.item.targetLocale, cut.before, cut.after));
-    outcome.translation = std::move(*salvaged);
-    outcome.isOverLimit = outcome.fromCache = true;
+    outcome.isOverLimit = true;
     outcome.warning = warningFor(cut);
     return true;
 }
@@ -118,7 +130,7 @@ TranslationRun::Draft TranslationRun::ask(const PreparedItem& prepared, const Pr
     const auto [inputTokens, outputTokens] = response.usage;
     outcome.inputTokens += inputTokens;
     outcome.outputTokens += outputTokens;
-    outcome.costUSD += ClaudePricing::cost(parts_.model, inputTokens, outputTokens);
+    if (!response.fromCache) outcome.costUSD += ClaudePricing::cost(parts_.model, inputTokens, outputTokens);
     if (response.stopReason == "length")
         throw ClaudeError(ClaudeError::Decoding{
             fmt::format("the text broke off at the limit of {} output tokens", parts_.maxOutputTokens)});
@@ -174,11 +186,12 @@ void TranslationRun::keep(const PreparedItem& prepared, const Draft& draft,
                         .overLimit = outcome.isOverLimit});
 }
 
-void TranslationRun::write(const PreparedItem& prepared, const std::string& translation) {
+void TranslationRun::write(const PreparedItem& prepared, TranslationOutcome& outcome) {
     const TranslationItem& item = prepared.item;
-    replaceText(store_, item.targetLocale, item.field, translation, moment_);
+    if (const auto kept = replaceText(store_, item.targetLocale, item.field, outcome.translation, moment_))
+        outcome.kept = kept->native();
     const std::lock_guard lock(mutex_);
-    origins_.note(item.targetLocale, item.field, prepared.sourceText, translation);
+    origins_.note(item.targetLocale, item.field, prepared.sourceText, outcome.translation);
     origins_.save(parts_.folder);
 }
 

@@ -32,13 +32,16 @@ class TranslationRun {
     [[nodiscard]] Draft askWithRetries(const PreparedItem& prepared, TranslationOutcome& outcome);
     void fit(const PreparedItem& prepared, const Draft& draft, TranslationOutcome& outcome) const;
     void keep(const PreparedItem& prepared, const Draft& draft, const TranslationOutcome& outcome) const;
-    void write(const PreparedItem& prepared, const std::string& translation);
+    void write(const PreparedItem& prepared, TranslationOutcome& outcome);
+    // Whether the text that is there must stay.
+    [[nodiscard]] bool isSomebodys(const PreparedItem& prepared);
     void throwIfHopeless();
 
     const TranslationPipeline::Parts& parts_;
     const MetadataStore store_;
     const TranslationPreparation preparation_;
     const Date moment_;
+    const TranslationWish::Which replaced_;
     std::mutex mutex_; // guards the two below
     TranslationOrigins origins_;
     std::optional<ClaudeError> hopeless_; // what every further request would end with

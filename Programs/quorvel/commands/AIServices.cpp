@@ -19,6 +19,14 @@ ASOClaudeStack::Components aiStack(Invocation& invocation) {
                                  .clock = composition.clock()});
 }
 
+TranslationPipeline::Settings translationSettings(Invocation& invocation, const ManagedApp& app) {
+    const AppRecords apps = invocation.composition.apps();
+    TranslationPipeline::Settings settings{.brand = BrandContext::of(app), .rules = apps.rules(app.id)};
+    for (const ManagedLocale& locale : apps.locales(app.id))
+        settings.locales[locale.code] = LocaleSettings::of(locale);
+    return settings;
+}
+
 std::string priceText(double dollars) {
     constexpr double cent = 0.01;
     return dollars > 0 && dollars < cent ? "less than $0.01" : fmt::format("${:.2f}", dollars);

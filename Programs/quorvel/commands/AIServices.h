@@ -2,6 +2,7 @@
 #pragma once
 
 #include "Core/ai/ASOClaudeStack.h"
+#include "Core/ai/translation/TranslationPipeline.h"
 #include "Programs/quorvel/Invocation.h"
 
 #include <string>
@@ -11,6 +12,10 @@ namespace quorvel {
 /// The stack of this home with the relay of the build or the endpoints file. Throws
 /// `ClaudeError::MissingAPIKey` when no relay is configured, `EndpointsError`, `FileError`.
 [[nodiscard]] ASOClaudeStack::Components aiStack(Invocation& invocation);
+
+/// What the records of an app say about translating it.
+[[nodiscard]] TranslationPipeline::Settings translationSettings(Invocation& invocation,
+                                                                const ManagedApp& app);
 
 /// "$0.12", or "less than $0.01".
 [[nodiscard]] std::string priceText(double dollars);

@@ -1,16 +1,11 @@
 #include "Core/metadata/MetadataStore.h"
-#include "Platform/task/Task.h"
-#include "Programs/quorvel/Errors.h"
 #include "Programs/quorvel/Invocation.h"
-#include "Programs/quorvel/Run.h"
-#include "Programs/quorvel/TemporaryFolder.h"
 #include "Programs/quorvel/commands/DemoEdits.h"
 #include "Programs/quorvel/commands/DemoPictures.h"
+#include "Programs/quorvel/commands/DemoStage.h"
 #include "Programs/quorvel/commands/Groups.h"
-#include "Sandbox/SandboxServer.h"
 
 #include <fmt/format.h>
-#include <fmt/ranges.h>
 
 #include <algorithm>
 #include <optional>
@@ -24,12 +19,7 @@ constexpr std::string_view app = "studio.fernhollow.mosswick";
 constexpr std::string_view slug = "mosswick-garden-journal";
 
 struct DemoRecord {
-    struct Step {
-        std::string command;
-        std::int64_t exitStatus = 0;
-        QUORVEL_RECORD(Step, command, exitStatus)
-    };
-    std::vector<Step> steps;
+    std::vector<DemoStage::Step> steps;
     std::int64_t requestsSent = 0;    // that changed something, by the push
     std::int64_t requestsLeast = 0;   // localizations that had changes
     std::int64_t requestsRefused = 0; // on purpose, and therefore repeated
@@ -44,34 +34,12 @@ struct DemoRecord {
                    textsDiffering, textsReverted, revertedDiffering, picturesDrawn, picturesCommitted, folder)
 };
 
-// The lines of a command's output, each moved in a little.
-class Indented {
-  public:
-    explicit Indented(std::function<void(std::string_view)> sink) : sink_(std::move(sink)) {}
-    void write(std::string_view text) {
-        std::string moved;
-        for (const char character : text) {
-            if (atStart_ && character != '\n') moved += "   ";
-            moved += character;
-            atStart_ = character == '\n';
-        }
-        sink_(moved);
-    }
-
-  private:
-    std::function<void(std::string_view)> sink_;
-    bool atStart_ = true;
-};
-
-class Demo {
+class Demo : DemoStage {
   public:
     explicit Demo(Invocation& invocation)
-        : invocation_(invocation),
-          folder_("quorvel-demo-"),
-          server_({.stateFolder = folder_.path() / "sandbox", .seed = sandbox::Seed::demo}),
-          indented_([this](std::string_view text) { say(text); }),
-          inner_(innerSurroundings()),
-          work_(MetadataFolder{folder_.path() / "home/Documents/Brevant" / slug / "ios/next"}) {}
+        : DemoStage(invocation),
+          invocation_(invocation),
+          work_(MetadataFolder{folder().path() / "home/Documents/Brevant" / slug / "ios/next"}) {}
 
     ExitStatus play() {
         introduce();
@@ -88,79 +56,22 @@ class Demo {
     }
 
   private:
-    // Narration goes to standard output, unless the result is a JSON document.
-    void say(std::string_view text) {
-        (invocation_.output.isJSON() ? invocation_.surroundings.streams.error
-                                     : invocation_.surroundings.streams.out)(text);
-    }
-    [[nodiscard]] std::string styled(Style style, std::string_view text) const {
-        return invocation_.output.isJSON() ? std::string(text) : invocation_.output.styled(style, text);
-    }
-
-    void step(std::string_view title, std::string_view text) {
-        ++number_;
-        say("\n" + styled(Style::bold, fmt::format("{}. {}", number_, title)) + "\n");
-        tell(text);
-    }
-
-    void tell(std::string_view text) {
-        constexpr std::size_t width = 96;
-        for (const std::string& line : wrap(text, width))
-            say("   " + line + "\n");
-    }
-
-    void command(const std::vector<std::string>& words) {
-        const std::string line = fmt::format("quorvel{}{}", words.empty() ? "" : " ", fmt::join(words, " "));
-        say("\n" + styled(Style::cyan, " $ " + line) + "\n");
-        std::vector<std::string> all = words;
-        if (invocation_.global.verbose) all.push_back("--verbose");
-        const ExitStatus status = run(all, inner_);
-        record_.steps.push_back({line, static_cast<std::int64_t>(status)});
-        if (status == ExitStatus::interrupted) throw CancellationError();
-        if (status != ExitStatus::done)
-            throw CommandError(status, fmt::format("the demo's \"{}\" ended with status {}", line,
-                                                   static_cast<int>(status)));
-    }
-
-    Surroundings innerSurroundings() {
-        const auto write = [this](std::string_view text) { indented_.write(text); };
-        const Surroundings& outer = invocation_.surroundings;
-        Surroundings inner;
-        const std::size_t width = outer.streams.width > 20 ? outer.streams.width - 3 : 0;
-        inner.streams = {.out = write,
-                         .error = write,
-                         .readLine = [] { return std::nullopt; },
-                         .readAll = [] { return std::string(); },
-                         .outIsTerminal = invocation_.output.showsColours() && !invocation_.output.isJSON(),
-                         .errorIsTerminal = false,
-                         .inputIsTerminal = false,
-                         .width = width};
-        inner.variable = [this](std::string_view name) -> std::optional<std::string> {
-            if (name == "QUORVEL_HOME") return (folder_.path() / "home").string();
-            if (name == "QUORVEL_ENDPOINTS") return server_.access().endpointsFile.string();
-            return std::nullopt;
-        };
-        inner.workingFolder = folder_.path();
-        inner.program = outer.program;
-        return inner;
-    }
-
     void introduce() {
         say(styled(Style::bold, "A round of work with quorvel") + "\n");
         tell("on a stand-in for App Store Connect that runs inside this program for as long as this takes. "
              "Nothing leaves this machine, and your own keys and folders are not touched. What you see are "
              "the commands as you would type them, and what they really print.");
         say(fmt::format("\n   cd {}\n   export QUORVEL_HOME=$PWD/home QUORVEL_ENDPOINTS=$PWD/sandbox/{}\n",
-                        folder_.path().string(), server_.access().endpointsFile.filename().string()));
+                        folder().path().string(), server().access().endpointsFile.filename().string()));
     }
 
     void storeKey() {
-        const sandbox::Access& access = server_.access();
+        const sandbox::Access& access = server().access();
         step("The key",
              "An API key is verified with App Store Connect before it is stored. Its Key ID stands in "
              "the name of its file.");
         command({"auth", "set", "--issuer-id", access.issuerID, "--p8",
-                 access.privateKeyFile.lexically_relative(folder_.path()).string()});
+                 access.privateKeyFile.lexically_relative(folder().path()).string()});
     }
 
     void chooseApp() {
@@ -222,20 +133,20 @@ class Demo {
              "Now the stand-in misbehaves on purpose: the first change is turned away with 429 (too many "
              "requests, wait a second), and one more with 503 (service unavailable). The push waits and "
              "tries again by itself.");
-        server_.forgetRequests();
-        server_.setFaults({{.route = "PATCH /v1/appStoreVersionLocalizations/*",
-                            .status = 429,
-                            .count = 1,
-                            .retryAfter = 1},
-                           {.route = "PATCH /v1/appInfoLocalizations/*", .status = 503, .count = 1}});
+        server().forgetRequests();
+        server().setFaults({{.route = "PATCH /v1/appStoreVersionLocalizations/*",
+                             .status = 429,
+                             .count = 1,
+                             .retryAfter = 1},
+                            {.route = "PATCH /v1/appInfoLocalizations/*", .status = 503, .count = 1}});
         command({"push", "--yes"});
-        server_.setFaults({});
+        server().setFaults({});
         countRequests();
     }
 
     void countRequests() {
         std::set<std::string> localizations; // one request each is the least
-        for (const sandbox::RecordedRequest& request : server_.requests()) {
+        for (const sandbox::RecordedRequest& request : server().requests()) {
             if (request.method == "GET") continue;
             ++record_.requestsSent;
             if (request.status >= 400)
@@ -251,7 +162,7 @@ class Demo {
         command({"pull", "--folder", "second"});
         const LocaleTexts mine = work_.readAll();
         const LocaleTexts theirs =
-            MetadataStore(MetadataFolder{folder_.path() / "second/ios/next"}).readAll();
+            MetadataStore(MetadataFolder{folder().path() / "second/ios/next"}).readAll();
         record_.textsCompared = std::ssize(mine) * std::ssize(allFieldTypes);
         record_.textsDiffering = differences(mine, theirs) + (mine.size() == theirs.size() ? 0 : 1);
         command({"diff"});
@@ -279,7 +190,7 @@ class Demo {
         command({"push", "--yes", "--allow-clear"});
         command({"history"});
         command({"pull", "--folder", "third"});
-        const LocaleTexts now = MetadataStore(MetadataFolder{folder_.path() / "third/ios/next"}).readAll();
+        const LocaleTexts now = MetadataStore(MetadataFolder{folder().path() / "third/ios/next"}).readAll();
         record_.textsReverted = std::ssize(before_) * std::ssize(allFieldTypes);
         record_.revertedDiffering = differences(before_, now);
     }
@@ -293,14 +204,14 @@ class Demo {
             say(styled(Style::dim, fmt::format("   drew {}\n", path)));
         command({"screenshots", "pull"});
         command({"screenshots", "status"});
-        server_.forgetRequests();
+        server().forgetRequests();
         tell("One upload breaks off in the middle on purpose; that part is sent again.");
-        server_.setFaults({{.route = "PUT /upload/**", .action = "resetDuring", .count = 1}});
+        server().setFaults({{.route = "PUT /upload/**", .action = "resetDuring", .count = 1}});
         command({"screenshots", "push", "--mode", "replace", "--yes", "--no-wait"});
-        server_.setFaults({});
+        server().setFaults({});
         record_.picturesDrawn = std::ssize(paths);
         record_.picturesCommitted =
-            std::ranges::count_if(server_.requests(), [](const sandbox::RecordedRequest& request) {
+            std::ranges::count_if(server().requests(), [](const sandbox::RecordedRequest& request) {
                 return request.method == "PATCH" && request.path.starts_with("/v1/appScreenshots/") &&
                        request.status < 400;
             });
@@ -326,30 +237,26 @@ class Demo {
         tell(fmt::format("App Store Connect took {} of {} pictures.", record_.picturesCommitted,
                          record_.picturesDrawn));
         if (keeps) {
-            folder_.keep();
-            record_.folder = folder_.path().string();
+            folder().keep();
+            record_.folder = folder().path().string();
             tell(
                 fmt::format("Everything stays in {}. 'quorvel sandbox --state {}/sandbox' serves the account "
                             "again.",
-                            folder_.path().string(), folder_.path().string()));
+                            folder().path().string(), folder().path().string()));
         }
         say("\n" +
             (held ? styled(Style::green, "Everything held.")
                   : styled(Style::red, "Something did not hold; that should not happen.")) +
             "\n");
+        record_.steps = steps();
         invocation_.output.document(record_);
         return held ? ExitStatus::done : ExitStatus::failed;
     }
 
     Invocation& invocation_;
-    TemporaryFolder folder_;
-    sandbox::SandboxServer server_;
-    Indented indented_;
-    Surroundings inner_;
     MetadataStore work_;
     LocaleTexts before_; // the texts of the first pull
     DemoRecord record_;
-    int number_ = 0;
 };
 
 ExitStatus playDemo(Invocation& invocation) {

@@ -1,4 +1,5 @@
 #include "Core/ai/translation/EnglishLocaleExpansion.h"
+#include "Core/ai/translation/TranslationPipeline.h"
 #include "Platform/text/Text.h"
 #include "Programs/quorvel/AppTarget.h"
 #include "Programs/quorvel/Errors.h"
@@ -17,8 +18,10 @@ struct EntryRecord {
     std::string keywords_field;
     std::int64_t length = 0;
     std::int64_t limit = 0;
+    bool skipped = false;
+    std::optional<std::string> kept;
     std::optional<std::string> warning;
-    QUORVEL_RECORD(EntryRecord, locale, keywords_field, length, limit, warning)
+    QUORVEL_RECORD(EntryRecord, locale, keywords_field, length, limit, skipped, kept, warning)
 };
 
 struct ExpansionDocument {
@@ -28,13 +31,16 @@ struct ExpansionDocument {
     QUORVEL_RECORD(ExpansionDocument, entries, rationale, costUSD)
 };
 
-EnglishLocaleExpansion::Input inputOf(AppTarget& target, const MetadataStore& store) {
+EnglishLocaleExpansion::Input inputOf(AppTarget& target, const MetadataStore& store, std::size_t limit) {
     const std::string base(EnglishLocaleExpansion::locales.front());
-    const auto textOf = [&](FieldType field) { return store.read(base, field).value_or(""); };
+    const auto textOf = [&](FieldType field) {
+        return std::string(trim(store.read(base, field).value_or("")));
+    };
     EnglishLocaleExpansion::Input input{.baseKeywords = textOf(FieldType::keywords),
                                         .appName = textOf(FieldType::name),
                                         .appSubtitle = textOf(FieldType::subtitle),
-                                        .brand = BrandContext::of(target.app())};
+                                        .brand = BrandContext::of(target.app()),
+                                        .limit = limit};
     if (isBlank(input.baseKeywords))
         throw CommandError(ExitStatus::notFound, fmt::format("The keywords of {} are empty", base),
                            "Write those first; the other locales are coordinated with them.");
@@ -46,22 +52,33 @@ void print(Output& output, const ExpansionDocument& document) {
                             {"Characters", Table::Align::right},
                             {"Keywords, for review", Table::Align::left, Table::Fit::wrap}},
                 .rows = {}};
-    for (const EntryRecord& entry : document.entries)
+    std::size_t written = 0;
+    for (const EntryRecord& entry : document.entries) {
         table.rows.push_back(
             {entry.locale, fmt::format("{}/{}", entry.length, entry.limit), entry.keywords_field});
+        written += entry.skipped ? 0 : 1;
+    }
     output.table(table);
-    for (const EntryRecord& entry : document.entries)
+    for (const EntryRecord& entry : document.entries) {
         if (entry.warning) output.warning(fmt::format("{}: {}", entry.locale, *entry.warning));
+        if (entry.skipped)
+            output.warning(
+                fmt::format("{}: has keywords, which the locale's safe mode keeps — skipped.", entry.locale));
+        if (entry.kept)
+            output.note(fmt::format("The keywords of {} were put aside as {}", entry.locale, *entry.kept));
+    }
     output.line();
     output.line(document.rationale);
-    output.line(fmt::format("Wrote the keywords of {} for {}.", counted(document.entries.size(), "locale"),
+    output.line(fmt::format("Wrote the keywords of {} for {}.", counted(written, "locale"),
                             priceText(document.costUSD)));
 }
 
 ExitStatus expandEnglish(Invocation& invocation) {
     AppTarget target(invocation, AppTarget::Reach::records);
     const MetadataStore store = target.localStore();
-    const auto input = inputOf(target, store);
+    const auto settings = translationSettings(invocation, target.app());
+    const std::size_t limit = TranslationPipeline::limitFor(FieldType::keywords, settings);
+    const auto input = inputOf(target, store, limit);
     Output& output = invocation.output;
     if (invocation.global.dryRun) {
         const auto prompt = EnglishLocaleExpansion::prompt(input);
@@ -72,16 +89,18 @@ ExitStatus expandEnglish(Invocation& invocation) {
     }
     const auto stack = aiStack(invocation);
     const auto result = EnglishLocaleExpansion(stack.client, stack.model).expand(input);
+    std::vector<EnglishLocaleExpansion::Entry> entries;
     target.controller()->perform(MetadataOperation::translate, [&] {
-        EnglishLocaleExpansion::write(store.folder(), result, invocation.composition.clock()());
+        entries = EnglishLocaleExpansion::write(store.folder(), result.entries, settings.locales,
+                                                invocation.composition.clock()());
     });
     ExpansionDocument document{.rationale = result.rationale, .costUSD = result.costUSD};
     std::vector<std::string> codes;
-    for (const auto& entry : result.entries) {
+    for (const auto& entry : entries) {
         codes.push_back(entry.locale);
-        document.entries.push_back({entry.locale, entry.keywordsField,
-                                    static_cast<std::int64_t>(graphemeCount(entry.keywordsField)),
-                                    static_cast<std::int64_t>(limitOf(FieldType::keywords)), entry.warning});
+        document.entries.push_back(
+            {entry.locale, entry.keywordsField, static_cast<std::int64_t>(graphemeCount(entry.keywordsField)),
+             static_cast<std::int64_t>(limit), entry.skipped, entry.kept, entry.warning});
     }
     invocation.composition.apps().addMissingLocales(target.app().id, codes);
     output.document(document);

@@ -2,13 +2,13 @@
 #include "Core/ai/translation/TranslationPipeline.h"
 #include "Core/metadata/Locales.h"
 #include "Platform/task/Task.h"
-#include "Platform/text/Text.h"
 #include "Programs/quorvel/AppTarget.h"
 #include "Programs/quorvel/Errors.h"
 #include "Programs/quorvel/OperationProgress.h"
 #include "Programs/quorvel/commands/AIServices.h"
 #include "Programs/quorvel/commands/Groups.h"
 #include "Programs/quorvel/commands/MetadataRecords.h"
+#include "Programs/quorvel/commands/TranslationReport.h"
 
 #include <fmt/format.h>
 
@@ -18,24 +18,6 @@
 namespace quorvel {
 
 namespace {
-
-struct TranslatedRecord {
-    std::string locale;
-    FieldType field = FieldType::name;
-    std::string translation;
-    std::int64_t length = 0;
-    std::int64_t limit = 0;
-    bool review = false; // written by this run and read by nobody yet
-    TranslationOutcome outcome;
-    QUORVEL_RECORD(TranslatedRecord, locale, field, translation, length, limit, review, outcome)
-};
-
-struct TranslationDocument {
-    std::string model;
-    std::vector<TranslatedRecord> fields;
-    double costUSD = 0;
-    QUORVEL_RECORD(TranslationDocument, model, fields, costUSD)
-};
 
 struct Job {
     std::vector<TranslationItem> items;
@@ -51,8 +33,11 @@ void requireLocale(const std::string& code) {
 
 std::vector<std::string> targetLocales(const Invocation& invocation, AppTarget& target,
                                        const MetadataStore& store, const std::string& sourceLocale) {
-    std::vector<std::string> locales = invocation.arguments.values("--to");
-    std::ranges::for_each(locales, requireLocale);
+    std::vector<std::string> locales;
+    for (const std::string& locale : invocation.arguments.values("--to")) {
+        requireLocale(locale);
+        if (std::ranges::find(locales, locale) == locales.end()) locales.push_back(locale);
+    }
     if (locales.empty()) {
         const LocaleSet disabled = target.disabledLocales();
         for (const std::string& locale : store.localesOnDisk())
@@ -66,18 +51,16 @@ std::vector<std::string> targetLocales(const Invocation& invocation, AppTarget& 
 Job jobOf(Invocation& invocation, AppTarget& target, const MetadataStore& store,
           std::vector<FieldType> fields) {
     const ManagedApp& app = target.app();
-    const AppRecords apps = invocation.composition.apps();
+    Job job{.items = {}, .settings = translationSettings(invocation, app)};
     TranslationWish wish{.sourceLocale = invocation.arguments.value("--from").value_or(
                              app.sourceLocale.empty() ? "en-US" : app.sourceLocale),
                          .fields = std::move(fields),
-                         .rules = apps.rules(app.id)};
+                         .rules = job.settings.rules};
     requireLocale(wish.sourceLocale);
     wish.targetLocales = targetLocales(invocation, target, store, wish.sourceLocale);
     if (invocation.arguments.has("--all")) wish.which = TranslationWish::Which::all;
-    Job job{.items = chooseItems(store.readAll(), TranslationOrigins::load(store.folder()), wish),
-            .settings = {.brand = BrandContext::of(app), .rules = wish.rules}};
-    for (const ManagedLocale& locale : apps.locales(app.id))
-        job.settings.locales[locale.code] = LocaleSettings::of(locale);
+    job.settings.replaced = wish.which;
+    job.items = chooseItems(store.readAll(), TranslationOrigins::load(store.folder()), wish);
     return job;
 }
 
@@ -105,43 +88,6 @@ ExitStatus showPrompts(const Invocation& invocation,
     return ExitStatus::done;
 }
 
-TranslatedRecord recordOf(const TranslationOutcome& outcome, const TranslationPipeline::Settings& settings) {
-    return {.locale = outcome.item.targetLocale,
-            .field = outcome.item.field,
-            .translation = outcome.translation,
-            .length = static_cast<std::int64_t>(graphemeCount(outcome.translation)),
-            .limit = static_cast<std::int64_t>(TranslationPipeline::limitFor(outcome.item.field, settings)),
-            .review = !outcome.skipped && !outcome.error,
-            .outcome = outcome};
-}
-
-Table::Cell resultOf(const TranslationOutcome& outcome) {
-    if (outcome.error) return {"FAILED", Style::red};
-    if (outcome.skipped) return {"skipped", Style::dim};
-    if (outcome.isOverLimit) return {"cut, review", Style::yellow};
-    return {outcome.fromCache ? "from the cache, review" : "review", Style::green};
-}
-
-void printOutcomes(Output& output, const TranslationDocument& document) {
-    Table table{.columns = {{"Locale"}, {"Field"}, {"Characters", Table::Align::right}, {"Result"}},
-                .rows = {}};
-    std::size_t written = 0;
-    for (const TranslatedRecord& record : document.fields) {
-        table.rows.push_back({record.locale, shortLabelOf(record.field),
-                              record.review ? fmt::format("{}/{}", record.length, record.limit) : "",
-                              resultOf(record.outcome)});
-        written += record.review ? 1 : 0;
-    }
-    output.table(table);
-    for (const TranslatedRecord& record : document.fields)
-        for (const auto& text : {record.outcome.warning, record.outcome.error})
-            if (text)
-                output.warning(fmt::format("{} {}: {}", record.locale, shortLabelOf(record.field), *text));
-    output.line();
-    output.line(fmt::format("Wrote {} for {}. Read them with 'quorvel diff' before you push.",
-                            counted(written, "text"), priceText(document.costUSD)));
-}
-
 ExitStatus statusOf(const std::vector<TranslationOutcome>& outcomes) {
     const auto failed =
         std::ranges::count_if(outcomes, [](const auto& outcome) { return outcome.error.has_value(); });
@@ -154,6 +100,16 @@ ExitStatus statusOf(const std::vector<TranslationOutcome>& outcomes) {
     }
 }
 
+// New locales of the tree are recorded, so that pulls and pushes know of them.
+void recordLocales(Invocation& invocation, AppTarget& target, const Job& job) {
+    std::vector<std::string> codes;
+    const auto present = target.localStore().localesOnDisk();
+    for (const TranslationItem& item : job.items)
+        if (std::ranges::find(present, item.targetLocale) != present.end())
+            codes.push_back(item.targetLocale);
+    invocation.composition.apps().addMissingLocales(target.app().id, codes);
+}
+
 std::vector<TranslationOutcome> runTranslation(Invocation& invocation, AppTarget& target,
                                                const TranslationPipeline& pipeline, const Job& job) {
     std::vector<TranslationOutcome> outcomes;
@@ -163,27 +119,18 @@ std::vector<TranslationOutcome> runTranslation(Invocation& invocation, AppTarget
         target.controller()->perform(MetadataOperation::translate, [&] {
             outcomes = pipeline.translate(
                 job.items, job.settings, [&](const TranslationPipeline::Progress& progress) {
-                    done = progress.done;
+                    ++done;
                     line.step(fmt::format("Translated {} of {}", progress.done, progress.total));
                 });
         });
     } catch (const CancellationError&) {
         invocation.output.note(fmt::format("{} of {} ended before the interruption; what was written stays.",
                                            done.load(), job.items.size()));
+        recordLocales(invocation, target, job);
         throw;
     }
+    recordLocales(invocation, target, job);
     return outcomes;
-}
-
-// New locales of the tree are recorded, so that pulls and pushes know of them.
-void recordLocales(Invocation& invocation, const ManagedApp& app,
-                   const std::vector<TranslationOutcome>& outcomes) {
-    std::vector<std::string> codes;
-    for (const TranslationOutcome& outcome : outcomes)
-        if (!outcome.translation.empty()) codes.push_back(outcome.item.targetLocale);
-    std::ranges::sort(codes);
-    codes.erase(std::unique(codes.begin(), codes.end()), codes.end());
-    invocation.composition.apps().addMissingLocales(app.id, codes);
 }
 
 ExitStatus translateFields(Invocation& invocation, std::vector<FieldType> fields) {
@@ -209,7 +156,6 @@ ExitStatus translateFields(Invocation& invocation, std::vector<FieldType> fields
         estimate += preview.estimatedCostUSD;
     confirmCost(invocation, estimate);
     const auto outcomes = runTranslation(invocation, target, TranslationPipeline(parts), job);
-    recordLocales(invocation, target.app(), outcomes);
     for (const TranslationOutcome& outcome : outcomes) {
         document.fields.push_back(recordOf(outcome, job.settings));
         document.costUSD += outcome.costUSD;

@@ -153,8 +153,11 @@ TEST(RelayJourney, answersRepeatedPromptsFromTheResponseCacheWhenTheRecordsAreGo
     const auto first = relay.pipelineOf(folder).translate(items, {});
     EXPECT_EQ(TranslationRecords(relay.container).removeAll(), 15);
     const auto second = relay.pipelineOf(folder).translate(items, {});
-    for (std::size_t index = 0; index < items.size(); ++index)
+    for (std::size_t index = 0; index < items.size(); ++index) {
         EXPECT_EQ(second[index].translation, first[index].translation);
+        EXPECT_GT(first[index].costUSD, 0);
+        EXPECT_EQ(second[index].costUSD, 0) << "the ledger says the same";
+    }
     EXPECT_EQ(relay.rehearsal.server.relayAccount().calls, 15);
     EXPECT_EQ(relay.stack.costRecorder->entries().size(), 30u);
     expectTheSameAccount(relay);

@@ -23,6 +23,7 @@ TEST(TextTrimming, cutsAtWordBoundariesOfEveryScript) {
         {"潮の満ち引きをひと目で確認", 8, "潮の満ち引きを"},
         {"ดูน้ำขึ้นน้ำลงได้ทันที", 8, "ดูน้ำขึ้นน้ำลง"},
         {"一目了然的潮汐时间表", 5, "一目了然的"},
+        {"潮汐（完整版）", 3, "潮汐"}, // no opening mark at the end
         {"Surf 👨‍👩‍👧‍👦 family", 6, "Surf 👨‍👩‍👧‍👦"},
         {"👨‍👩‍👧‍👦👨‍👩‍👧‍👦👨‍👩‍👧‍👦", 2,
          "👨‍👩‍👧‍👦👨‍👩‍👧‍👦"},
@@ -79,11 +80,22 @@ TEST(ReplyText, findsTheTranslationInWhatModelsAnswer) {
         {"```text\nGezeiten\n```", FieldType::subtitle, "Tides", "Gezeiten"},
         {"Here you go:\n\n```\nEins\n\nZwei\n```\nEnjoy!", FieldType::description, "One\n\nTwo",
          "Eins\n\nZwei"},
-        {"```\nnever closed", FieldType::description, "x", "```\nnever closed"},
+        {"```\nnever closed", FieldType::description, "x", "never closed"},
+        {"never opened\n```", FieldType::description, "x", "never opened"},
+        {"```Gezeiten```", FieldType::subtitle, "Tides", "Gezeiten"},
+        {"```text\nGezeiten```", FieldType::subtitle, "Tides", "Gezeiten"},
+        {"**Gezeiten**", FieldType::subtitle, "Tides", "Gezeiten"},
+        {"”Tidvatten”", FieldType::subtitle, "Tides", "Tidvatten"},
+        {"»Gezeiten«", FieldType::subtitle, "Tides", "Gezeiten"},
+        {"Translation:\nGezeiten", FieldType::subtitle, "Tides", "Gezeiten"},
+        {"Gezeiten\n\n(8 characters)", FieldType::subtitle, "Tides", "Gezeiten"},
+        {"以下是翻译：\n\n潮汐", FieldType::description, "Tides", "潮汐"},
         {"Run ```ls```", FieldType::description, "Run ```ls```", "Run ```ls```"},
         {"Here is the translation:\n\nEins", FieldType::description, "One", "Eins"},
         {"Neu:\n\n• Eins", FieldType::releaseNotes, "New:\n\n• One", "Neu:\n\n• Eins"},
         {"Neu:\n• Eins", FieldType::releaseNotes, "One", "Neu:\n• Eins"},
+        {"Neu:\n\n• Eins", FieldType::releaseNotes, "New\n\n• One", "Neu:\n\n• Eins"}, // the source's heading
+        {"Here it is:\n\nNeu\n\n• Eins", FieldType::releaseNotes, "New\n\n• One", "Neu\n\n• Eins"},
         {"---\nEins\n---", FieldType::description, "One", "Eins"},
         {"Eins\r\nZwei\rDrei\x01", FieldType::description, "x", "Eins\nZwei\nDrei"},
         {"\xEF\xBB\xBF"
@@ -91,6 +103,9 @@ TEST(ReplyText, findsTheTranslationInWhatModelsAnswer) {
          FieldType::description, "x", "Eins"},
         {"```\n```", FieldType::description, "x", ""},
         {" tide , surf、Moon,\nmoon,,", FieldType::keywords, "x", "tide,surf,Moon"},
+        {"Keywords:\ntide,surf\n\nThey are popular, mostly.", FieldType::keywords, "x", "tide,surf"},
+        {"tide\n\nsurf", FieldType::keywords, "x", "tide,surf"},
+        {"\"tide\", \"surf\"", FieldType::keywords, "x", "tide,surf"},
     };
     for (const auto& each : cases)
         EXPECT_EQ(translationIn(each.reply, each.field, each.source), each.expected) << each.reply;

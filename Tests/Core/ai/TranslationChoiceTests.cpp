@@ -56,6 +56,12 @@ TEST(TranslationChoice, takesWhatIsEmptyOrWasTranslatedFromAnOlderSource) {
     ruled.rules = {FieldRule::of(FieldType::name, TranslateMode::off), {"subtitle", "sometimes", {}}};
     EXPECT_EQ(chosen(ruled), (Names{"de-DE subtitle"}))
         << "an unknown mode is no reason to leave a field out";
+    LocaleTexts saved = texts(); // by an editor that ends files with a line break
+    saved["en-US"][FieldType::description] = "\xEF\xBB\xBFKnow the tides.\n";
+    saved["de-DE"][FieldType::subtitle] = "Alt\n";
+    TranslationWish german = wish;
+    german.targetLocales = {"de-DE"};
+    EXPECT_EQ(chooseItems(saved, origins(), german), chooseItems(texts(), origins(), german));
     TranslationWish unknown = wish;
     unknown.sourceLocale = "es-ES";
     EXPECT_TRUE(chosen(unknown).empty());

@@ -139,6 +139,9 @@ TEST(TranslationPipeline, cutsWhatStaysOverTheLimitAndAsksForReview) {
     EXPECT_EQ(fixture.textOf(FieldType::subtitle), "Gezeiten und Mondphasen");
     EXPECT_THAT(log.text(), HasSubstr("Hard-trimmed subtitle for de-DE: 40 → 23 chars at word boundary."));
 
+    EXPECT_TRUE(
+        fixture.pipeline().preview({{"en-US", "de-DE", FieldType::subtitle}}, fixture.settings)[0].fromCache)
+        << "a preview announces what the run does";
     const TranslationOutcome again = fixture.translate(FieldType::subtitle);
     EXPECT_EQ(fixture.claude->requests().size(), 3u);
     EXPECT_TRUE(again.fromCache && again.isOverLimit);
@@ -249,14 +252,60 @@ TEST(TranslationPipeline, sendsNoMoreWhenEveryRequestIsBoundToFail) {
 TEST(TranslationPipeline, putsATextThatItReplacesAsideAndRemembersTheSource) {
     TranslationFixture fixture({FakeClaude::says("Neu")});
     fixture.store.write("de-DE", FieldType::subtitle, "Von Hand");
-    (void)fixture.translate(FieldType::subtitle);
+    const TranslationOutcome outcome = fixture.translate(FieldType::subtitle);
     EXPECT_EQ(fixture.textOf(FieldType::subtitle), "Neu");
-    EXPECT_EQ(
-        readFile(fixture.folderOfTexts.privateFolder() / "kept/2026-03-01T12-30-00Z/de-DE/subtitle.txt"),
-        "Von Hand");
+    const auto kept = fixture.folderOfTexts.privateFolder() / "kept/2026-03-01T12-30-00Z/de-DE/subtitle.txt";
+    EXPECT_EQ(outcome.kept, kept.native());
+    EXPECT_EQ(readFile(kept), "Von Hand");
     TranslationOrigins expected;
     expected.note("de-DE", FieldType::subtitle, "Tides at a glance", "Neu");
     EXPECT_EQ(TranslationOrigins::load(fixture.folderOfTexts), expected);
+}
+
+TEST(TranslationPipeline, leavesATextThatSomebodyWroteSinceTheItemsWereChosen) {
+    TranslationFixture fixture({FakeClaude::says("Name"), [&](const ClaudeRequest&) {
+                                    fixture.store.write("de-DE", FieldType::subtitle, "Von Hand");
+                                    return FakeClaude::response("Maschine");
+                                }});
+    fixture.settings.replaced = TranslationWish::Which::stale;
+    (void)fixture.translate(FieldType::name);
+    fixture.store.write("en-US", FieldType::name, "Tide Pools");
+    fixture.store.write("fr-FR", FieldType::name, "À la main");
+    TranslationPipeline::Parts parts = fixture.parts();
+    parts.width = 1;
+    const auto outcomes = TranslationPipeline(parts).translate({{"en-US", "de-DE", FieldType::subtitle},
+                                                                {"en-US", "fr-FR", FieldType::name},
+                                                                {"en-US", "de-DE", FieldType::name}},
+                                                               fixture.settings);
+    EXPECT_EQ(outcomes[0].warning,
+              "Subtitle of de-DE was written meanwhile by somebody else, which stays — skipped.");
+    EXPECT_TRUE(outcomes[0].skipped && outcomes[1].skipped);
+    EXPECT_EQ(outcomes[0].translation, "");
+    EXPECT_GT(outcomes[0].costUSD, 0) << "it was paid for";
+    EXPECT_EQ(outcomes[1].costUSD, 0) << "this one was not even asked for";
+    EXPECT_EQ(fixture.textOf(FieldType::subtitle), "Von Hand");
+    EXPECT_EQ(fixture.textOf(FieldType::name, "fr-FR"), "À la main");
+    EXPECT_EQ(outcomes[2].translation, "Maschine") << "nobody touched the old translation";
+    fixture.settings.replaced = TranslationWish::Which::all;
+    EXPECT_TRUE(fixture.translate(FieldType::subtitle).fromCache) << "what was paid for is not lost";
+    fixture.store.write("de-DE", FieldType::subtitle, "");
+    fixture.store.write("en-US", FieldType::subtitle, "Tides in view");
+    fixture.settings.locales["de-DE"].aiSafeMode = true;
+    EXPECT_TRUE(fixture.translate(FieldType::subtitle).skipped) << "filled while the model answered";
+    EXPECT_EQ(fixture.textOf(FieldType::subtitle), "Von Hand");
+}
+
+TEST(TranslationPipeline, takesAFinalLineBreakForNoPartOfATextThatIsRead) {
+    TranslationFixture fixture;
+    fixture.store.write("de-DE", FieldType::name, "Gezeiten\n");
+    (void)fixture.translate(FieldType::keywords);
+    (void)fixture.translate(FieldType::subtitle);
+    fixture.store.write("en-US", FieldType::keywords, "tide,surf\n"); // as an editor saves it
+    fixture.store.write("en-US", FieldType::subtitle, "\xEF\xBB\xBFTides at a glance\r\n");
+    EXPECT_TRUE(fixture.translate(FieldType::keywords).fromCache);
+    EXPECT_TRUE(fixture.translate(FieldType::subtitle).fromCache);
+    EXPECT_THAT(*fixture.claude->requests().at(0).system,
+                HasSubstr("- App name: Gezeiten\n- App subtitle: "));
 }
 
 TEST(TranslationPipeline, translatesAnItemOnceThatIsListedTwice) {

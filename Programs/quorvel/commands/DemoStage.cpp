@@ -1,0 +1,86 @@
+#include "Programs/quorvel/commands/DemoStage.h"
+
+#include "Platform/task/Task.h"
+#include "Programs/quorvel/Errors.h"
+#include "Programs/quorvel/Run.h"
+
+#include <fmt/format.h>
+#include <fmt/ranges.h>
+
+namespace quorvel {
+
+DemoStage::DemoStage(Invocation& invocation)
+    : invocation_(invocation),
+      folder_("quorvel-demo-"),
+      server_({.stateFolder = folder_.path() / "sandbox", .seed = sandbox::Seed::demo}),
+      indented_([this](std::string_view text) { say(text); }),
+      inner_(innerSurroundings()) {}
+
+void DemoStage::Indented::write(std::string_view text) {
+    std::string moved;
+    for (const char character : text) {
+        if (atStart_ && character != '\n') moved += "   ";
+        moved += character;
+        atStart_ = character == '\n';
+    }
+    sink_(moved);
+}
+
+void DemoStage::say(std::string_view text) {
+    (invocation_.output.isJSON() ? invocation_.surroundings.streams.error
+                                 : invocation_.surroundings.streams.out)(text);
+}
+
+std::string DemoStage::styled(Style style, std::string_view text) const {
+    return invocation_.output.isJSON() ? std::string(text) : invocation_.output.styled(style, text);
+}
+
+void DemoStage::step(std::string_view title, std::string_view text) {
+    ++number_;
+    say("\n" + styled(Style::bold, fmt::format("{}. {}", number_, title)) + "\n");
+    tell(text);
+}
+
+void DemoStage::tell(std::string_view text) {
+    constexpr std::size_t width = 96;
+    for (const std::string& line : wrap(text, width))
+        say("   " + line + "\n");
+}
+
+void DemoStage::command(const std::vector<std::string>& words) {
+    const std::string line = fmt::format("quorvel{}{}", words.empty() ? "" : " ", fmt::join(words, " "));
+    say("\n" + styled(Style::cyan, " $ " + line) + "\n");
+    std::vector<std::string> all = words;
+    if (invocation_.global.verbose) all.push_back("--verbose");
+    const ExitStatus status = run(all, inner_);
+    steps_.push_back({line, static_cast<std::int64_t>(status)});
+    if (status == ExitStatus::interrupted) throw CancellationError();
+    if (status != ExitStatus::done)
+        throw CommandError(
+            status, fmt::format("the demo's \"{}\" ended with status {}", line, static_cast<int>(status)));
+}
+
+Surroundings DemoStage::innerSurroundings() {
+    const auto write = [this](std::string_view text) { indented_.write(text); };
+    const Surroundings& outer = invocation_.surroundings;
+    Surroundings inner;
+    const std::size_t width = outer.streams.width > 20 ? outer.streams.width - 3 : 0;
+    inner.streams = {.out = write,
+                     .error = write,
+                     .readLine = [] { return std::nullopt; },
+                     .readAll = [] { return std::string(); },
+                     .outIsTerminal = invocation_.output.showsColours() && !invocation_.output.isJSON(),
+                     .errorIsTerminal = false,
+                     .inputIsTerminal = false,
+                     .width = width};
+    inner.variable = [this](std::string_view name) -> std::optional<std::string> {
+        if (name == "QUORVEL_HOME") return (folder_.path() / "home").string();
+        if (name == "QUORVEL_ENDPOINTS") return server_.access().endpointsFile.string();
+        return std::nullopt;
+    };
+    inner.workingFolder = folder_.path();
+    inner.program = outer.program;
+    return inner;
+}
+
+} // namespace quorvel
