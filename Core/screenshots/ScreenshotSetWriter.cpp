@@ -197,6 +197,7 @@ std::string ScreenshotSetWriter::sendFile(const ScreenshotPushItem& item, const 
         commit(reserved.id, checksum);
     } catch (...) {
         try {
+            const TaskScope evenWhenCancelled{std::stop_token()}; // it would show as an empty screenshot
             remove(reserved.id);
         } catch (const std::exception&) { // the end of the set's edit, or the next push, removes it
         }
