@@ -24,9 +24,10 @@ ScreenshotPushDocument documentOf(const PreparedScreenshots& prepared, const Scr
     return document;
 }
 
-ExitStatus statusOf(const ScreenshotPushDocument& document, std::size_t planned) {
+ExitStatus statusOf(const ScreenshotPushDocument& document, std::size_t planned,
+                    std::size_t unreadableFolders) {
     const bool everythingSent = document.successfullyUploadedLocalURLs.size() >= planned;
-    if (document.failures.empty() && everythingSent) return ExitStatus::done;
+    if (document.failures.empty() && everythingSent && unreadableFolders == 0) return ExitStatus::done;
     const bool somethingStands =
         document.uploaded > 0 || document.deleted > 0 || !document.successfullyUploadedLocalURLs.empty() ||
         std::ranges::any_of(document.sets,
