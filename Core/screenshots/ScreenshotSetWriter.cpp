@@ -100,6 +100,15 @@ std::size_t ScreenshotSetWriter::removeRemains(const Screenshots& listed) {
     return removed;
 }
 
+// After a cancellation: a reservation shows as an empty screenshot.
+void ScreenshotSetWriter::clearAway() {
+    const TaskScope evenWhenCancelled{std::stop_token()};
+    try {
+        removeRemains(parts_.client.listScreenshots(setID_));
+    } catch (const ASCError&) { // the next push removes them
+    }
+}
+
 void ScreenshotSetWriter::remove(const std::string& id) {
     try {
         parts_.client.deleteScreenshot(id);
@@ -129,8 +138,14 @@ void ScreenshotSetWriter::deleteUnwanted() {
 }
 
 void ScreenshotSetWriter::uploadAll() {
-    auto results = parallelMap(edit_.localsToUpload, parts_.filesAtOnce,
-                               [&](const ScreenshotPushItem& item) { return upload(item, Pass::first); });
+    std::vector<Sent> results;
+    try {
+        results = parallelMap(edit_.localsToUpload, parts_.filesAtOnce,
+                              [&](const ScreenshotPushItem& item) { return upload(item, Pass::first); });
+    } catch (const CancellationError&) {
+        clearAway();
+        throw;
+    }
     // With no reservation under way it is certain which of them are remains.
     if (std::ranges::find(results, Sent::How::postponed, &Sent::how) != results.end()) removeRemains(list());
     for (std::size_t at = 0; at < results.size(); ++at)
@@ -197,7 +212,6 @@ std::string ScreenshotSetWriter::sendFile(const ScreenshotPushItem& item, const 
         commit(reserved.id, checksum);
     } catch (...) {
         try {
-            const TaskScope evenWhenCancelled{std::stop_token()}; // it would show as an empty screenshot
             remove(reserved.id);
         } catch (const std::exception&) { // the end of the set's edit, or the next push, removes it
         }

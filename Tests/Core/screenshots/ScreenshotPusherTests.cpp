@@ -186,14 +186,23 @@ TEST(ScreenshotPushes, leaveNoReservationWhenTheyAreCancelled) {
     Shots shots;
     shots.draw({"sv/iphone-65/1.png"});
     const auto edits = shots.prepare(append).plan.edits;
-    std::stop_source stop;
-    WatchedUploads uploads(*shots.http, [&](const HTTPRequest&) { stop.request_stop(); });
-    const ScreenshotPusher pusher(shots.client, uploads, shots.context, "1", shots.push);
-    {
+    for (const std::string moment : {"while it is reserved", "while it is sent"}) {
+        std::stop_source stop;
+        Meddler meddler(shots.client);
+        meddler.after = [&](const ASCRequest& request, std::string body) {
+            if (request.path == "v1/appScreenshots" && moment.ends_with("reserved")) {
+                stop.request_stop();
+                throw CancellationError(); // the answer comes too late
+            }
+            return body;
+        };
+        WatchedUploads uploads(*shots.http, [&](const HTTPRequest&) { stop.request_stop(); });
+        const ScreenshotPusher pusher(meddler, uploads, shots.context, "1", shots.push);
         const TaskScope scope(stop.get_token());
-        EXPECT_THROW((void)pusher.push(edits), CancellationError);
+        EXPECT_THROW((void)pusher.push(edits), CancellationError) << moment;
+        const TaskScope ended{std::stop_token()};
+        EXPECT_THAT(shots.names(set), IsEmpty()) << moment;
     }
-    EXPECT_THAT(shots.names(set), IsEmpty());
 }
 
 TEST(ScreenshotPushes, givePartsMoreTimeOnASlowLink) {
