@@ -11,8 +11,15 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <functional>
 
 namespace quorvel {
+
+namespace {
+
+constexpr double clearingPatience = 10; // seconds that an interrupted user waits at most
+
+} // namespace
 
 void PushSteps::tell(std::string stage, std::int64_t steps) {
     const std::int64_t completed = completed_ += steps;
@@ -100,12 +107,19 @@ std::size_t ScreenshotSetWriter::removeRemains(const Screenshots& listed) {
     return removed;
 }
 
-// After a cancellation: a reservation shows as an empty screenshot.
+// After a cancellation: a reservation shows as an empty screenshot. What is not cleared away in time is
+// removed by the next push.
 void ScreenshotSetWriter::clearAway() {
     const TaskScope evenWhenCancelled{std::stop_token()};
+    const std::vector<std::function<void()>> either = {
+        [&] { removeRemains(parts_.client.listScreenshots(setID_)); }, [&] { sleepFor(clearingPatience); }};
     try {
-        removeRemains(parts_.client.listScreenshots(setID_));
-    } catch (const ASCError&) { // the next push removes them
+        parallelForEach(either, either.size(), [](const std::function<void()>& work) {
+            work();
+            throw CancellationError(); // the first to end stops the other
+        });
+    } catch (const CancellationError&) {
+    } catch (const ASCError&) {
     }
 }
 
