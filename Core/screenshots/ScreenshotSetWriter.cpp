@@ -55,7 +55,12 @@ SetOutcome ScreenshotSetWriter::write(const std::string& localizationID, std::op
         findOrCreateSet(localizationID, std::move(setID));
         removeRemains(before_);
         deleteUnwanted();
-        uploadAll();
+        try {
+            uploadAll();
+        } catch (const CancellationError&) {
+            clearAway();
+            throw;
+        }
         arrange();
     } catch (const ASCError& error) {
         outcome_.summary.failures.push_back(fmt::format("{}: {}", name_, error.description()));
@@ -152,14 +157,8 @@ void ScreenshotSetWriter::deleteUnwanted() {
 }
 
 void ScreenshotSetWriter::uploadAll() {
-    std::vector<Sent> results;
-    try {
-        results = parallelMap(edit_.localsToUpload, parts_.filesAtOnce,
-                              [&](const ScreenshotPushItem& item) { return upload(item, Pass::first); });
-    } catch (const CancellationError&) {
-        clearAway();
-        throw;
-    }
+    auto results = parallelMap(edit_.localsToUpload, parts_.filesAtOnce,
+                               [&](const ScreenshotPushItem& item) { return upload(item, Pass::first); });
     // With no reservation under way it is certain which of them are remains.
     if (std::ranges::find(results, Sent::How::postponed, &Sent::how) != results.end()) removeRemains(list());
     for (std::size_t at = 0; at < results.size(); ++at)

@@ -1,4 +1,5 @@
 // The program's screenshot commands, as people and build services run them.
+#include "Platform/http/URLSession.h"
 #include "Tests/Programs/QuorvelFixture.h"
 #include "Tests/support/ScreenshotTree.h"
 
@@ -57,6 +58,7 @@ class ScreenshotCommands : public test::QuorvelAccountTest {
     [[nodiscard]] test::HeldSets local() const {
         return test::expectedSets(ScreenshotPushScanner(folder / "texts/screenshots").scan().items);
     }
+    URLSession session;
 };
 
 } // namespace
@@ -88,6 +90,13 @@ TEST_F(ScreenshotCommands, pullCompareAndPush) {
     EXPECT_THAT(result.error, HasSubstr("Dry run: 4 screenshots would be uploaded"));
     EXPECT_EQ(changesSent(), 0u);
 
+    ASSERT_EQ(session
+                  .send({.method = "POST",
+                         .url = server.access().url + "/__sandbox/pace",
+                         .headers = {{"Content-Type", "application/json"}},
+                         .body = R"({"screenshots": 1000})"})
+                  .status,
+              200);
     result = shots({"push", "--mode", "replace", "--no-wait", "--json"});
     EXPECT_EQ(result.status, 0) << result.all();
     EXPECT_EQ(*onlyDocument(result.out).find("uploaded")->integer(), 4);
@@ -95,7 +104,10 @@ TEST_F(ScreenshotCommands, pullCompareAndPush) {
                                     HasSubstr("de-DE/flat.png: taken for APP_IPHONE_65")))
         << "plain lines without a terminal";
     EXPECT_EQ(heldLike(local()), local());
-    EXPECT_THAT(shots({"push", "--mode", "replace", "--no-wait"}).out, HasSubstr("Nothing to push"));
+    result = shots({"push", "--mode", "replace", "--no-wait"});
+    EXPECT_THAT(result.out, HasSubstr("Nothing to push"));
+    EXPECT_THAT(result.error, HasSubstr("sv APP_IPHONE_65 1.png: was there, but App Store Connect was still "
+                                        "processing it"));
     EXPECT_THAT(shots({"status"}).out, Not(HasSubstr("upload"))) << "a push keeps the catalogue up to date";
 }
 

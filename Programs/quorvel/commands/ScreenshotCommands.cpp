@@ -98,7 +98,7 @@ ExitStatus pull(Invocation& invocation) {
     const PlatformContext context = currentContext(invocation, target);
     const ScreenshotsStore store(target.appFolder(), context, invocation.composition.clock());
     // A push brings the catalogue up to date too.
-    const FileLock turn = takeTurn(target.appFolder());
+    const FileLock turn = takeTurn(target.appFolder(), "a pull of screenshots");
     invocation.output.progress(fmt::format("Pulling the screenshots of {}…", target.app().displayName));
     URLSessionHTTPClient images(invocation.composition.session());
     const ScreenshotsPullSummary summary = store.pull(clientOf(invocation, target), images);
@@ -233,18 +233,6 @@ void remember(ScreenshotPushSummary& summary, const ScreenshotsStore& store, con
     }
 }
 
-std::string outcomeText(const PreparedScreenshots& prepared, const ScreenshotPushSummary& summary) {
-    if (!prepared.plan.edits.empty())
-        return fmt::format("Uploaded {}, deleted {}, created {}.",
-                           counted(static_cast<std::size_t>(summary.uploaded), "screenshot"), summary.deleted,
-                           counted(static_cast<std::size_t>(summary.setsCreated), "set"));
-    if (!prepared.failures.empty()) return "Nothing was pushed.";
-    const bool hasLocal =
-        std::ranges::any_of(prepared.plan.sets, [](const auto& set) { return set.local > 0; });
-    return hasLocal ? "Nothing to push — App Store Connect has these screenshots."
-                    : "Nothing to push — there are no pictures to send.";
-}
-
 ExitStatus pushPrepared(Invocation& invocation, AppTarget& target, const PlatformContext& context,
                         const ScreenshotsStore& store, const std::vector<std::string>& locales,
                         const PreparedScreenshots& prepared) {
@@ -262,8 +250,8 @@ ExitStatus pushPrepared(Invocation& invocation, AppTarget& target, const Platfor
     }
     for (const ScreenshotPushItem& item : prepared.plan.inProcessing)
         summary.warnings.push_back(
-            fmt::format("{}: was there already, but App Store Connect has not finished processing it; pull "
-                        "later to see the outcome.",
+            fmt::format("{}: was there, but App Store Connect was still processing it when the push began; "
+                        "pull to see the outcome.",
                         item.text()));
     const ScreenshotPushDocument document = documentOf(prepared, summary);
     output.document(document);
@@ -291,7 +279,7 @@ ExitStatus push(Invocation& invocation) {
     const auto locales = localesOf(scan);
     // Another push of this folder would take our reservations for remains.
     std::optional<FileLock> turn;
-    if (!invocation.global.dryRun) turn = takeTurn(target.appFolder());
+    if (!invocation.global.dryRun) turn = takeTurn(target.appFolder(), "a push of screenshots");
     invocation.output.progress("Comparing with App Store Connect…");
     // Not with the catalogue: it may be older than the last push.
     ScreenshotsCatalog remote;

@@ -46,6 +46,10 @@ struct ScreenshotPushDocument {
 [[nodiscard]] ExitStatus statusOf(const ScreenshotPushDocument& document, std::size_t planned,
                                   std::size_t unreadableFolders);
 
+/// What a push came to, in one line.
+[[nodiscard]] std::string outcomeText(const PreparedScreenshots& prepared,
+                                      const ScreenshotPushSummary& summary);
+
 /// A line for each set with what would change in it.
 void printScreenshotSets(Output& output, const std::vector<ScreenshotSetStatus>& sets);
 /// What the scan and the check of the files have to say.
