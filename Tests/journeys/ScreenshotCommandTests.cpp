@@ -156,7 +156,7 @@ TEST_F(ScreenshotCommands, endWithTheStatusThatTheOutcomeHas) {
 TEST_F(ScreenshotCommands, tellWhatWasPushedThoughTheCatalogueCannotBeWritten) {
     put(picture("sv/iphone-65/1.png"), drawn(1));
     put(folder / "texts/screenshots-catalog.json/in the way", "");
-    const auto result = shots({"push", "--json"});
+    const auto result = shots({"push", "--no-wait", "--json"});
     EXPECT_EQ(result.status, 0) << result.all();
     const JSONValue document = onlyDocument(result.out);
     EXPECT_EQ(*document.find("uploaded")->integer(), 1);
