@@ -61,6 +61,13 @@ ProcessingOutcome awaitProcessing(const ASCClientProtocol& client, std::vector<P
     return outcome;
 }
 
+void noteFailure(ScreenshotPushSummary& summary, const PendingAsset& asset, std::string_view reason) {
+    summary.failures.push_back(
+        fmt::format("{}: App Store Connect could not process it — {}", asset.item.text(), reason));
+    std::erase(summary.successfullyUploadedLocalURLs, asset.item.fileURL);
+    summary.uploaded -= asset.isCounted ? 1 : 0;
+}
+
 std::string failureReasonOf(const ASCAssetDeliveryState& state) {
     std::string reason;
     for (const ASCAssetProblem& problem : state.errors.value_or(std::vector<ASCAssetProblem>())) {

@@ -4,6 +4,7 @@
 #include "Core/screenshots/ScreenshotSetWriter.h"
 
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace quorvel {
@@ -23,6 +24,9 @@ struct ProcessingOutcome {
 [[nodiscard]] ProcessingOutcome awaitProcessing(const ASCClientProtocol& client,
                                                 std::vector<PendingAsset> pending,
                                                 const ScreenshotPushOptions& options);
+
+/// Turns what counted as sent into a failure.
+void noteFailure(ScreenshotPushSummary& summary, const PendingAsset& asset, std::string_view reason);
 
 /// Why an asset failed, in Apple's words: "IMAGE_UNREADABLE: The picture cannot be read."
 [[nodiscard]] std::string failureReasonOf(const ASCAssetDeliveryState& state);

@@ -9,7 +9,7 @@ namespace quorvel {
 
 namespace {
 
-constexpr std::chrono::seconds partTimeout{60};
+constexpr std::chrono::seconds partTimeout{60}; // of the first attempt
 
 bool mayPass(int status) {
     return status == 408 || status == 429 || (status >= 500 && status <= 599);
@@ -29,6 +29,7 @@ HTTPRequest requestFor(const ScreenshotFile& file, const ASCUploadOperation& ope
 struct Trouble {
     std::string text;
     bool mayPass = true;
+    bool isTimeout = false;
 };
 
 std::optional<Trouble> attempt(HTTPClient& uploads, const HTTPRequest& request, const ScreenshotFile& file,
@@ -40,8 +41,10 @@ std::optional<Trouble> attempt(HTTPClient& uploads, const HTTPRequest& request, 
                        mayPass(response.status)};
     } catch (const TransportError& error) {
         if (error.kind() != TransportError::Kind::localFile)
-            return Trouble{error.what(), error.kind() != TransportError::Kind::refusedURL &&
-                                             error.kind() != TransportError::Kind::untrusted};
+            return Trouble{.text = error.what(),
+                           .mayPass = error.kind() != TransportError::Kind::refusedURL &&
+                                      error.kind() != TransportError::Kind::untrusted,
+                           .isTimeout = error.kind() == TransportError::Kind::timedOut};
         file.requireBytes(operation.offset, operation.length);
         throw ScreenshotFileError(error.what());
     } catch (const ASCError& error) { // something answered that is no HTTP
@@ -73,6 +76,7 @@ void PartSender::sendPart(const ScreenshotFile& file, const ASCUploadOperation& 
         if (!trouble->mayPass || count >= options_.attempts)
             throw ScreenshotFileError(fmt::format("the {} bytes at offset {} were not taken: {}",
                                                   operation.length, operation.offset, trouble->text));
+        if (trouble->isTimeout) request.timeout *= 2; // the link may be too slow for the part
         options_.sleepFor(options_.backoff(count));
     }
 }

@@ -24,43 +24,53 @@ bool mayBe(const Entry& entry, const std::string& fileName, std::uint64_t size) 
            (!entry.fileSize || *entry.fileSize == static_cast<std::int64_t>(size));
 }
 
+bool isSent(const LocalScreenshot* local) {
+    return local->fate == LocalScreenshot::Fate::sent;
+}
+
 // One set's local files and screenshots, each file paired with the screenshot that it is already.
 class SetComparison {
   public:
-    SetComparison(std::vector<const LocalScreenshot*> locals, const ScreenshotsCatalog::Set& remote)
-        : locals_(std::move(locals)), remote_(remote), entries_(locals_.size()) {
-        for (const Entry& entry : remote_)
-            for (std::size_t at = 0; at < locals_.size(); ++at)
-                if (!entries_[at] && isSameScreenshot(entry, *locals_[at])) {
-                    entries_[at] = &entry;
-                    matched_.insert(&entry);
-                    break;
-                }
+    SetComparison(std::vector<const LocalScreenshot*> locals, const ScreenshotsCatalog::Set& remote,
+                  ScreenshotPushMode mode)
+        : locals_(std::move(locals)), remote_(remote), mode_(mode), entries_(locals_.size()) {
+        // Without a single file to send nobody asked for anything.
+        if (std::ranges::none_of(locals_, isSent)) mode_ = ScreenshotPushMode::append;
+        pair([](const Entry& entry, const LocalScreenshot& local) {
+            return isSent(&local) && isSameScreenshot(entry, local);
+        });
+        if (mode_ == ScreenshotPushMode::replaceSet)
+            pair([](const Entry& entry, const LocalScreenshot& local) {
+                return !isSent(&local) && isUsable(entry) && entry.fileName == local.item.fileName();
+            });
     }
 
-    [[nodiscard]] ScreenshotSetEdit edit(const SetKey& key, ScreenshotPushMode mode) const {
+    [[nodiscard]] ScreenshotSetEdit edit(const SetKey& key) const {
         ScreenshotSetEdit edit{.locale = key.first, .displayType = key.second};
         for (const Entry& entry : remote_) {
-            if (matched_.contains(&entry)) continue;
-            if (mode == ScreenshotPushMode::replaceSet || isRemains(entry))
+            if (matched_.contains(entry.id)) continue;
+            if (mode_ == ScreenshotPushMode::replaceSet || isRemains(entry))
                 edit.ascIdsToDelete.push_back(entry.id);
         }
-        if (mode == ScreenshotPushMode::append) edit.finalOrder = kept(edit.ascIdsToDelete);
-        for (std::size_t at = 0; at < locals_.size(); ++at) {
-            const ScreenshotPushItem& item = locals_[at]->item;
-            if (!entries_[at]) {
-                edit.localsToUpload.push_back(item);
-                edit.finalOrder.push_back(ScreenshotOrderToken::local(item.fileURL));
-            } else if (mode == ScreenshotPushMode::replaceSet) {
-                edit.finalOrder.push_back(ScreenshotOrderToken::asc(entries_[at]->id));
-            }
+        edit.finalOrder = inOurOrder(kept(edit.ascIdsToDelete));
+        std::size_t place = edit.finalOrder.size(); // before the next of ours
+        for (std::size_t at = locals_.size(); at-- > 0;) {
+            const auto begin = edit.finalOrder.begin();
+            if (entries_[at])
+                place = static_cast<std::size_t>(
+                    std::ranges::find(edit.finalOrder, ScreenshotOrderToken::asc(entries_[at]->id)) - begin);
+            else if (isSent(locals_[at]))
+                edit.finalOrder.insert(begin + static_cast<std::ptrdiff_t>(place),
+                                       ScreenshotOrderToken::local(locals_[at]->item.fileURL));
         }
+        for (std::size_t at = 0; at < locals_.size(); ++at)
+            if (!entries_[at] && isSent(locals_[at])) edit.localsToUpload.push_back(locals_[at]->item);
         return edit;
     }
 
     [[nodiscard]] ScreenshotSetStatus status(const ScreenshotSetEdit& edit) const {
         ScreenshotSetStatus status{.locale = edit.locale, .displayType = edit.displayType};
-        status.local = static_cast<std::int64_t>(locals_.size());
+        status.local = std::ranges::count_if(locals_, isSent);
         status.remote = static_cast<std::int64_t>(remote_.size());
         for (const std::string& id : edit.ascIdsToDelete)
             status.toDelete.push_back(nameOf(id));
@@ -78,12 +88,45 @@ class SetComparison {
         return status;
     }
 
+    [[nodiscard]] std::vector<ScreenshotPushItem> inProcessing() const {
+        std::vector<ScreenshotPushItem> items;
+        for (std::size_t at = 0; at < locals_.size(); ++at)
+            if (entries_[at] && isSent(locals_[at]) &&
+                entries_[at]->assetState.value_or(std::string(assetComplete)) != assetComplete)
+                items.push_back(locals_[at]->item);
+        return items;
+    }
+
   private:
+    template <typename IsPair>
+    void pair(IsPair&& isPair) {
+        for (const Entry& entry : remote_)
+            for (std::size_t at = 0; at < locals_.size() && !matched_.contains(entry.id); ++at)
+                if (!entries_[at] && isPair(entry, *locals_[at])) {
+                    entries_[at] = &entry;
+                    matched_.insert(entry.id);
+                }
+    }
+
     // What an upload of one of the local files left behind.
     [[nodiscard]] bool isRemains(const Entry& entry) const {
         return !isUsable(entry) && std::ranges::any_of(locals_, [&](const LocalScreenshot* local) {
-            return entry.fileName == local->item.fileName();
+            return isSent(local) && entry.fileName == local->item.fileName();
         });
+    }
+
+    // Our files among `tokens` change places with each other. A push that was cut off had not ordered them.
+    [[nodiscard]] std::vector<ScreenshotOrderToken>
+    inOurOrder(std::vector<ScreenshotOrderToken> tokens) const {
+        std::vector<ScreenshotOrderToken> ours;
+        for (const Entry* entry : entries_)
+            if (entry) ours.push_back(ScreenshotOrderToken::asc(entry->id));
+        auto next = ours.begin();
+        for (ScreenshotOrderToken& token : tokens) {
+            if (next == ours.end()) break;
+            if (matched_.contains(std::get<ScreenshotOrderToken::ASC>(token.value).id)) token = *next++;
+        }
+        return tokens;
     }
 
     // The screenshots that stay, in the order that they have.
@@ -102,8 +145,9 @@ class SetComparison {
 
     std::vector<const LocalScreenshot*> locals_;
     const ScreenshotsCatalog::Set& remote_;
+    ScreenshotPushMode mode_;
     std::vector<const Entry*> entries_; // of each local file; null: not there yet
-    std::set<const Entry*> matched_;
+    std::set<std::string> matched_;     // their ids
 };
 
 } // namespace
@@ -133,12 +177,11 @@ ScreenshotPlan planScreenshots(const std::vector<LocalScreenshot>& locals, const
     ScreenshotPlan plan;
     for (const auto& [key, files] : sets) {
         const auto& remote = catalog.setOf(key.first, key.second);
-        const SetComparison comparison(files, remote);
-        // Without a single local file nobody asked for anything.
-        const auto setMode = files.empty() ? ScreenshotPushMode::append : mode;
-        ScreenshotSetEdit edit = comparison.edit(key, setMode);
+        const SetComparison comparison(files, remote, mode);
+        ScreenshotSetEdit edit = comparison.edit(key);
         plan.sets.push_back(comparison.status(edit));
         if (plan.sets.back().differs()) plan.edits.push_back(std::move(edit));
+        std::ranges::move(comparison.inProcessing(), std::back_inserter(plan.inProcessing));
     }
     return plan;
 }

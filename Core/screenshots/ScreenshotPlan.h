@@ -58,7 +58,7 @@ struct ScreenshotSetStatus {
     std::vector<std::string> toUpload;
     std::vector<std::string> moved; // stay, but stand elsewhere among those that stay
     std::int64_t unchanged = 0;
-    std::int64_t local = 0;  // files on disk
+    std::int64_t local = 0;  // files on disk that can be sent
     std::int64_t remote = 0; // screenshots on App Store Connect
     QUORVEL_RECORD(ScreenshotSetStatus, locale, displayType, toDelete, toUpload, moved, unchanged, local,
                    remote)
@@ -69,9 +69,14 @@ struct ScreenshotSetStatus {
 
 /// A local file with what tells it from others.
 struct LocalScreenshot {
+    enum class Fate {
+        sent,     // unless it is on App Store Connect already
+        withheld, // cannot be sent; what App Store Connect has under its name must not go for it
+    };
     ScreenshotPushItem item;
     std::uint64_t size = 0;
     std::string checksum; // empty where no screenshot of the same set could be the file
+    Fate fate = Fate::sent;
 };
 
 /// Reads a file's size, and its checksum when it may be on App Store Connect already. Throws
@@ -81,6 +86,8 @@ struct LocalScreenshot {
 struct ScreenshotPlan {
     std::vector<ScreenshotSetEdit> edits;  // of the sets that have something to do
     std::vector<ScreenshotSetStatus> sets; // of all sets that are on either side
+    // Files that are on App Store Connect, which has not finished processing them.
+    std::vector<ScreenshotPushItem> inProcessing;
 };
 
 /// Whether `entry` is `local`: a whole screenshot of that name with the same checksum, or with the same size
@@ -88,8 +95,9 @@ struct ScreenshotPlan {
 [[nodiscard]] bool isSameScreenshot(const ScreenshotsCatalog::Entry& entry, const LocalScreenshot& local);
 
 /// Compares local files, in the order in which they shall be shown, with what App Store Connect holds. Sets
-/// without a local file are left alone. What is there already is neither deleted nor sent again; remains of
-/// an upload of one of the files that was cut off or failed are deleted in both modes.
+/// without a local file that can be sent are left alone. What is there already is neither deleted nor sent
+/// again; remains of an upload of one of the files that was cut off or failed are deleted in both modes. In
+/// both modes the files end in their own order; appending leaves the places of other screenshots.
 [[nodiscard]] ScreenshotPlan planScreenshots(const std::vector<LocalScreenshot>& locals,
                                              const ScreenshotsCatalog& catalog, ScreenshotPushMode mode);
 

@@ -1,6 +1,8 @@
 #include "Core/screenshots/ScreenshotPreparation.h"
 
+#include "Core/screenshots/ScreenshotError.h"
 #include "Platform/task/Task.h"
+#include "Platform/text/Text.h"
 
 #include <fmt/format.h>
 
@@ -25,21 +27,33 @@ ScreenshotsCatalog selected(const ScreenshotsCatalog& remote, const ScreenshotSe
     return catalog;
 }
 
-// A file with what tells it from others, or what is wrong with it.
+// A file with what tells it from others, and what is wrong with it.
 struct Inspected {
-    std::optional<LocalScreenshot> local;
-    std::string failure;
+    LocalScreenshot local;
+    std::string failure = {};
 };
 
 Inspected inspectChecked(const ScreenshotPushItem& item, const ScreenshotsCatalog& remote,
                          PictureCheck check) {
     std::optional<std::string> problem = problemOf(item, check);
     try {
-        if (!problem) return {inspect(item, remote), {}};
+        if (!problem) return {inspect(item, remote)};
     } catch (const ScreenshotFileError& error) {
         problem = error.what();
     }
-    return {std::nullopt, fmt::format("{}: {}", item.text(), *problem)};
+    return {{.item = item, .fate = LocalScreenshot::Fate::withheld},
+            fmt::format("{}: {}", item.text(), *problem)};
+}
+
+// A picture that could not be read might be of any set of its locale.
+std::vector<LocalScreenshot> withheldOf(const ScreenshotPushScanner::Failure& failure,
+                                        const ScreenshotsCatalog& remote) {
+    std::vector<LocalScreenshot> withheld;
+    if (const auto types = remote.sets.find(failure.locale); types != remote.sets.end())
+        for (const auto& [type, set] : types->second)
+            withheld.push_back(
+                {.item = {failure.fileURL, failure.locale, type}, .fate = LocalScreenshot::Fate::withheld});
+    return withheld;
 }
 
 } // namespace
@@ -54,8 +68,15 @@ ScreenshotPushScanner::ScanResult scanScreenshots(const std::filesystem::path& p
     std::erase_if(scan.items, [&](const ScreenshotPushItem& item) {
         return !selection.takes(item.locale, item.displayType);
     });
-    std::erase_if(scan.failures,
-                  [&](const auto& failure) { return !isAmong(selection.locales, failure.locale); });
+    const auto isOfOthers = [&](const ScreenshotPushScanner::Failure& failure) {
+        return !failure.locale.empty() && !isAmong(selection.locales, failure.locale);
+    };
+    std::erase_if(scan.failures, isOfOthers);
+    std::erase_if(scan.unreadable, isOfOthers);
+    std::set<std::string> paths;
+    for (const ScreenshotPushItem& item : scan.items)
+        paths.insert(shownPath(item.fileURL.lexically_relative(pictures)));
+    std::erase_if(scan.guesses, [&](const auto& guess) { return !paths.contains(guess.path); });
     return scan;
 }
 
@@ -72,18 +93,20 @@ PreparedScreenshots prepareScreenshots(ScreenshotPushScanner::ScanResult scan,
     const ScreenshotsCatalog catalog = selected(remote, selection);
     std::vector<LocalScreenshot> locals;
     std::vector<std::string> failures;
-    std::ranges::transform(scan.failures, std::back_inserter(failures),
-                           &ScreenshotPushScanner::Failure::text);
+    for (const auto& failure : scan.failures) {
+        failures.push_back(failure.text);
+        std::ranges::move(withheldOf(failure, catalog), std::back_inserter(locals));
+    }
     for (Inspected& one : parallelMap(scan.items, filesAtOnce, [&](const ScreenshotPushItem& item) {
              return inspectChecked(item, catalog, check);
          })) {
-        if (one.local)
-            locals.push_back(std::move(*one.local));
-        else
-            failures.push_back(std::move(one.failure));
+        locals.push_back(std::move(one.local));
+        if (!one.failure.empty()) failures.push_back(std::move(one.failure));
     }
+    std::ranges::stable_sort(
+        locals, naturalLess, [](const auto& local) -> auto& { return local.item.fileURL.native(); });
     return {planScreenshots(locals, catalog, mode), std::move(scan.warnings), std::move(scan.guesses),
-            std::move(failures)};
+            std::move(failures), scan.unreadable.size()};
 }
 
 } // namespace quorvel

@@ -23,6 +23,7 @@ struct PreparedScreenshots {
     std::vector<std::string> warnings;
     std::vector<GuessedDisplayType> guesses;
     std::vector<std::string> failures; // files that cannot be sent, and why
+    std::size_t unreadableFolders = 0; // whose pictures are missing
 };
 
 /// The pictures under a folder that are of the selection. Throws `ScreenshotError` when there is no such
@@ -33,8 +34,8 @@ struct PreparedScreenshots {
 /// The locales that have a picture, sorted.
 [[nodiscard]] std::vector<std::string> localesOf(const ScreenshotPushScanner::ScanResult& scan);
 
-/// Checks each file and compares those that can be sent with what `remote` holds of the selection. Throws
-/// `CancellationError`.
+/// Checks each file and compares those that can be sent with what `remote` holds of the selection; a
+/// screenshot with the name of a file that cannot be sent is not deleted for it. Throws `CancellationError`.
 [[nodiscard]] PreparedScreenshots prepareScreenshots(ScreenshotPushScanner::ScanResult scan,
                                                      const ScreenshotsCatalog& remote,
                                                      ScreenshotPushMode mode, PictureCheck check,

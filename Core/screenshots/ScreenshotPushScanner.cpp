@@ -8,6 +8,7 @@
 #include "Platform/text/Text.h"
 
 #include <fmt/format.h>
+#include <fmt/ranges.h>
 
 #include <algorithm>
 #include <array>
@@ -57,6 +58,24 @@ std::string relativeText(const std::filesystem::path& file, const std::filesyste
     return shownPath(relative.empty() ? file : relative);
 }
 
+// Two folders may lead to one display type, such as iphone-67 and iphone-69; a set then shows both.
+void warnOfSharedSets(ScreenshotPushScanner::ScanResult& result, const std::filesystem::path& root) {
+    const auto& items = result.items;
+    for (std::size_t at = 0, first = 0; at < items.size(); first = at) {
+        std::vector<std::string> folders;
+        for (; at < items.size() && items[at].locale == items[first].locale &&
+               items[at].displayType == items[first].displayType;
+             ++at)
+            if (const auto folder = relativeText(items[at].fileURL.parent_path(), root);
+                folders.empty() || folders.back() != folder)
+                folders.push_back(folder);
+        if (folders.size() > 1)
+            result.warnings.push_back(fmt::format("{} takes the pictures of several folders: {}",
+                                                  setText(items[first].locale, items[first].displayType),
+                                                  fmt::join(folders, ", ")));
+    }
+}
+
 } // namespace
 
 std::string ScreenshotPushItem::text() const {
@@ -80,6 +99,7 @@ ScreenshotPushScanner::ScanResult ScreenshotPushScanner::scan() const {
         if (set(left) != set(right)) return set(left) < set(right);
         return naturalLess(left.fileURL.native(), right.fileURL.native());
     });
+    warnOfSharedSets(walk.result, root_);
     return std::move(walk.result);
 }
 
@@ -91,7 +111,10 @@ void ScreenshotPushScanner::visit(const std::filesystem::path& folder, Walk& wal
     try {
         entries = listFolder(folder).value_or(std::vector<FolderEntry>());
     } catch (const FileError&) {
-        walk.result.warnings.push_back("Folder unreadable: " + shownPath(folder));
+        const std::string text = "Folder unreadable: " + shownPath(folder);
+        walk.result.warnings.push_back(text);
+        const Components components = componentsBelow(folder / "pictures", root_);
+        walk.result.unreadable.push_back({folder, localeIn(components).value_or(""), text});
         return;
     }
     if (entries.empty()) walk.result.warnings.push_back("Folder empty: " + shownPath(folder));
@@ -113,7 +136,7 @@ void ScreenshotPushScanner::visit(const std::filesystem::path& folder, Walk& wal
             const auto& skipped = std::get<Skipped>(parsed);
             const std::string text = fmt::format("{}: {}", relativeText(path, root_), skipped.reason);
             if (skipped.locale)
-                walk.result.failures.push_back({*skipped.locale, text});
+                walk.result.failures.push_back({path, *skipped.locale, text});
             else
                 walk.result.warnings.push_back(text);
         }

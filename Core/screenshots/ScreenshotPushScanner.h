@@ -41,7 +41,8 @@ struct GuessedDisplayType {
 class ScreenshotPushScanner {
   public:
     struct Failure {
-        std::string locale;
+        std::filesystem::path fileURL;
+        std::string locale; // empty where no folder names it
         std::string text;
         bool operator==(const Failure&) const = default;
     };
@@ -49,7 +50,8 @@ class ScreenshotPushScanner {
         std::vector<ScreenshotPushItem> items; // by locale and display type, in natural order of their paths
         std::vector<std::string> warnings;     // what was left out, and why
         std::vector<GuessedDisplayType> guesses;
-        std::vector<Failure> failures; // pictures of a locale that cannot be read
+        std::vector<Failure> failures;   // pictures of a locale that cannot be read
+        std::vector<Failure> unreadable; // folders; the texts are among the warnings as well
     };
     struct Parsed {
         ScreenshotPushItem item;

@@ -89,12 +89,8 @@ SetOutcome writeSet(const SetWriterParts& parts, const ScreenshotSetEdit& edit, 
 }
 
 void noteProcessing(ScreenshotPushSummary& summary, const ProcessingOutcome& processing) {
-    for (const auto& failure : processing.failures) {
-        summary.failures.push_back(fmt::format("{}: App Store Connect could not process it — {}",
-                                               failure.asset.item.text(), failure.reason));
-        std::erase(summary.successfullyUploadedLocalURLs, failure.asset.item.fileURL);
-        summary.uploaded -= failure.asset.isCounted ? 1 : 0;
-    }
+    for (const auto& failure : processing.failures)
+        noteFailure(summary, failure.asset, failure.reason);
     for (const PendingAsset& asset : processing.unfinished)
         summary.warnings.push_back(
             fmt::format("{}: App Store Connect is still processing it; pull later to see the outcome.",

@@ -1,5 +1,6 @@
 // The second half of a set's edit: its order, and whether App Store Connect shows what was sent.
 #include "Core/asc/ASCError.h"
+#include "Core/screenshots/AssetProcessing.h"
 #include "Core/screenshots/Persist.h"
 #include "Core/screenshots/ScreenshotLists.h"
 #include "Core/screenshots/ScreenshotSetWriter.h"
@@ -94,8 +95,12 @@ void ScreenshotSetWriter::notePending(const Screenshots& listed) {
         const auto sent = sent_.find(item.fileURL);
         if (sent == sent_.end()) continue;
         const auto shown = std::ranges::find(listed, sent->second, &ASCResource<AppScreenshotAttributes>::id);
-        if (shown == listed.end() || stateOf(*shown) != assetComplete)
-            outcome_.pending.push_back({setID_, sent->second, item, !foundThere_.contains(sent->second)});
+        const PendingAsset asset{setID_, sent->second, item, !foundThere_.contains(sent->second)};
+        const std::string state = shown == listed.end() ? "" : stateOf(*shown);
+        if (state == assetFailed)
+            noteFailure(outcome_.summary, asset, failureReasonOf(*shown->attributes.assetDeliveryState));
+        else if (state != assetComplete)
+            outcome_.pending.push_back(asset);
     }
 }
 

@@ -11,8 +11,15 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <functional>
 
 namespace quorvel {
+
+namespace {
+
+constexpr double clearingPatience = 10; // seconds that an interrupted user waits at most
+
+} // namespace
 
 void PushSteps::tell(std::string stage, std::int64_t steps) {
     const std::int64_t completed = completed_ += steps;
@@ -48,7 +55,12 @@ SetOutcome ScreenshotSetWriter::write(const std::string& localizationID, std::op
         findOrCreateSet(localizationID, std::move(setID));
         removeRemains(before_);
         deleteUnwanted();
-        uploadAll();
+        try {
+            uploadAll();
+        } catch (const CancellationError&) {
+            clearAway();
+            throw;
+        }
         arrange();
     } catch (const ASCError& error) {
         outcome_.summary.failures.push_back(fmt::format("{}: {}", name_, error.description()));
@@ -98,6 +110,22 @@ std::size_t ScreenshotSetWriter::removeRemains(const Screenshots& listed) {
         }
     }
     return removed;
+}
+
+// After a cancellation: a reservation shows as an empty screenshot. What is not cleared away in time is
+// removed by the next push.
+void ScreenshotSetWriter::clearAway() {
+    const TaskScope evenWhenCancelled{std::stop_token()};
+    const std::vector<std::function<void()>> either = {
+        [&] { removeRemains(parts_.client.listScreenshots(setID_)); }, [&] { sleepFor(clearingPatience); }};
+    try {
+        parallelForEach(either, either.size(), [](const std::function<void()>& work) {
+            work();
+            throw CancellationError(); // the first to end stops the other
+        });
+    } catch (const CancellationError&) {
+    } catch (const ASCError&) {
+    }
 }
 
 void ScreenshotSetWriter::remove(const std::string& id) {

@@ -78,7 +78,7 @@ void TransferBars::failed(const std::string& file) {
 void TransferBars::stage(const std::string& text) {
     const std::lock_guard lock(mutex_);
     stage_ = text;
-    redraw(false);
+    redraw(ended_ == files_); // nothing may come after it for a long time
 }
 
 void TransferBars::end(const std::string& file, std::uint64_t bytes, const std::string& line) {

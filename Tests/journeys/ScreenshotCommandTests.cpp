@@ -1,6 +1,9 @@
 // The program's screenshot commands, as people and build services run them.
+#include "Platform/http/URLSession.h"
 #include "Tests/Programs/QuorvelFixture.h"
 #include "Tests/support/ScreenshotTree.h"
+
+#include <unistd.h>
 
 #include <csignal>
 #include <cstring>
@@ -55,6 +58,7 @@ class ScreenshotCommands : public test::QuorvelAccountTest {
     [[nodiscard]] test::HeldSets local() const {
         return test::expectedSets(ScreenshotPushScanner(folder / "texts/screenshots").scan().items);
     }
+    URLSession session;
 };
 
 } // namespace
@@ -86,6 +90,13 @@ TEST_F(ScreenshotCommands, pullCompareAndPush) {
     EXPECT_THAT(result.error, HasSubstr("Dry run: 4 screenshots would be uploaded"));
     EXPECT_EQ(changesSent(), 0u);
 
+    ASSERT_EQ(session
+                  .send({.method = "POST",
+                         .url = server.access().url + "/__sandbox/pace",
+                         .headers = {{"Content-Type", "application/json"}},
+                         .body = R"({"screenshots": 1000})"})
+                  .status,
+              200);
     result = shots({"push", "--mode", "replace", "--no-wait", "--json"});
     EXPECT_EQ(result.status, 0) << result.all();
     EXPECT_EQ(*onlyDocument(result.out).find("uploaded")->integer(), 4);
@@ -93,7 +104,10 @@ TEST_F(ScreenshotCommands, pullCompareAndPush) {
                                     HasSubstr("de-DE/flat.png: taken for APP_IPHONE_65")))
         << "plain lines without a terminal";
     EXPECT_EQ(heldLike(local()), local());
-    EXPECT_THAT(shots({"push", "--mode", "replace", "--no-wait"}).out, HasSubstr("Nothing to push"));
+    result = shots({"push", "--mode", "replace", "--no-wait"});
+    EXPECT_THAT(result.out, HasSubstr("Nothing to push"));
+    EXPECT_THAT(result.error, HasSubstr("sv APP_IPHONE_65 1.png: was there, but App Store Connect was still "
+                                        "processing it"));
     EXPECT_THAT(shots({"status"}).out, Not(HasSubstr("upload"))) << "a push keeps the catalogue up to date";
 }
 
@@ -104,7 +118,11 @@ TEST_F(ScreenshotCommands, endWithTheStatusThatTheOutcomeHas) {
     EXPECT_EQ(result.status, 7) << result.all();
     EXPECT_THAT(result.error, HasSubstr("sv APP_IPHONE_65 2.png: is empty. Export it again."));
     EXPECT_EQ(shots({"push", "--no-wait"}).status, 7) << "what is there already counts";
-    EXPECT_EQ(shots({"push", "--no-wait", "--locale", "de-DE"}).status, 0) << "nothing is asked for";
+    put(picture("it/flat.png"), drawn(1));
+    result = shots({"push", "--no-wait", "--locale", "de-DE"});
+    EXPECT_EQ(result.status, 0) << "nothing is asked for";
+    EXPECT_THAT(result.out, HasSubstr("there are no pictures to send"));
+    EXPECT_THAT(result.error, Not(HasSubstr("it/flat.png"))) << "not of this locale";
     EXPECT_EQ(shots({"push", "--locale", "german"}).status, 2);
     EXPECT_EQ(shots({"push", "--display", "phone"}).status, 2);
     EXPECT_EQ(shots({"push"}, {"--context", "ios/live"}).status, 5);
@@ -117,11 +135,34 @@ TEST_F(ScreenshotCommands, endWithTheStatusThatTheOutcomeHas) {
     EXPECT_THAT(result.error, HasSubstr("sv APP_IPHONE_65 would hold 12"));
     EXPECT_EQ(changesSent(), 0u);
 
-    std::filesystem::remove_all(picture("sv"));
+    for (const char* locale : {"sv", "it"})
+        std::filesystem::remove_all(picture(locale));
     put(picture("ta-IN/iphone-65/1.png"), drawn(1)); // no such localization
     EXPECT_EQ(shots({"push", "--no-wait"}).status, 1);
     put(picture("ta-IN/iphone-65/1.png"), "GIF89a");
-    EXPECT_EQ(shots({"push", "--no-wait"}).status, 1);
+    result = shots({"push", "--no-wait"});
+    EXPECT_EQ(result.status, 1);
+    EXPECT_THAT(result.out, AllOf(HasSubstr("Nothing was pushed."), Not(HasSubstr("has these"))));
+
+    if (::geteuid() == 0) return; // root reads every folder
+    std::filesystem::remove_all(picture("ta-IN"));
+    std::filesystem::create_directory(picture("it"));
+    std::filesystem::permissions(picture("it"), std::filesystem::perms::none);
+    EXPECT_EQ(shots({"push", "--no-wait"}).status, 1) << "its pictures are missing";
+    EXPECT_EQ(shots({"push", "--no-wait", "--locale", "sv"}).status, 0);
+    std::filesystem::permissions(picture("it"), std::filesystem::perms::owner_all);
+}
+
+TEST_F(ScreenshotCommands, tellWhatWasPushedThoughTheCatalogueCannotBeWritten) {
+    put(picture("sv/iphone-65/1.png"), drawn(1));
+    put(folder / "texts/screenshots-catalog.json/in the way", "");
+    const auto result = shots({"push", "--no-wait", "--json"});
+    EXPECT_EQ(result.status, 0) << result.all();
+    const JSONValue document = onlyDocument(result.out);
+    EXPECT_EQ(*document.find("uploaded")->integer(), 1);
+    EXPECT_THAT(*document.find("warnings")->items()->at(0).text(),
+                AllOf(HasSubstr("The push is done"), HasSubstr("screenshots-catalog.json")));
+    EXPECT_THAT(shots({"push", "--mode", "replace"}).out, HasSubstr("Nothing to push"));
 }
 
 TEST_F(ScreenshotCommands, endWithStatus0WhateverFailsOnTheWay) {

@@ -6,12 +6,15 @@
 
 #include <gmock/gmock.h>
 
+#include <cstring>
+
 using namespace quorvel;
 using test::put;
 using testing::Contains;
 using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::IsEmpty;
+using testing::Not;
 using testing::SizeIs;
 
 namespace {
@@ -67,6 +70,33 @@ TEST(ScreenshotJourney, anUnreadableFileStopsNoOther) {
     std::filesystem::remove(shots.picture("ja/APP_IPHONE_67/3.png"));
     const auto wanted = test::expectedSets(ScreenshotPushScanner(shots.store.paths().pictures).scan().items);
     EXPECT_EQ(shots.heldOf(wanted), wanted);
+}
+
+TEST(ScreenshotJourney, keepsWhatAFileThatCannotBeSentWouldReplace) {
+    Shots shots;
+    const auto draw = [&](const char* path, unsigned number) {
+        put(shots.picture(path), shots.drawn("APP_IPHONE_65", number));
+    };
+    for (const char* path : {"sv/iphone-65/1.png", "sv/iphone-65/2.png", "sv/iphone-65/3.png", "it/a.png",
+                             "it/b.png", "it/c.png"})
+        draw(path, static_cast<unsigned>(path[std::strlen(path) - 5]));
+    ASSERT_THAT(shots.pushAll(ScreenshotPushMode::replaceSet).failures, IsEmpty());
+    const auto before = shots.held();
+    put(shots.picture("sv/iphone-65/2.png"), "no picture any more");
+    put(shots.picture("it/b.png"), "nor this, whose size told the display type");
+    std::filesystem::remove(shots.picture("sv/iphone-65/1.png"));
+    draw("sv/iphone-65/3.png", 200);
+    draw("it/c.png", 200);
+    EXPECT_THAT(shots.pushAll(ScreenshotPushMode::replaceSet).failures, SizeIs(2));
+    const auto after = shots.held();
+    const auto idsOf = [](const std::vector<test::HeldScreenshot>& set) {
+        std::vector<std::string> ids;
+        std::ranges::transform(set, std::back_inserter(ids), &test::HeldScreenshot::id);
+        return ids;
+    };
+    const auto swedish = idsOf(before.at("sv APP_IPHONE_65")), italian = idsOf(before.at("it APP_IPHONE_65"));
+    EXPECT_THAT(idsOf(after.at("sv APP_IPHONE_65")), ElementsAre(swedish[1], Not(swedish[2])));
+    EXPECT_THAT(idsOf(after.at("it APP_IPHONE_65")), ElementsAre(italian[0], italian[1], Not(italian[2])));
 }
 
 TEST(ScreenshotJourney, addsToASetAndTellsEachStep) {

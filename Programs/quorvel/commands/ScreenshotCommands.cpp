@@ -90,6 +90,8 @@ ExitStatus pull(Invocation& invocation) {
     AppTarget target(invocation, AppTarget::Reach::account);
     const PlatformContext context = currentContext(invocation, target);
     const ScreenshotsStore store(target.appFolder(), context, invocation.composition.clock());
+    // A push brings the catalogue up to date too.
+    const FileLock turn = takeTurn(target.appFolder(), "a pull of screenshots");
     invocation.output.progress(fmt::format("Pulling the screenshots of {}…", target.app().displayName));
     URLSessionHTTPClient images(invocation.composition.session());
     const ScreenshotsPullSummary summary = store.pull(clientOf(invocation, target), images);
@@ -207,6 +209,23 @@ ExitStatus showPlan(Output& output, const PreparedScreenshots& prepared) {
     return ExitStatus::done;
 }
 
+// What was pushed stands and is told, whatever becomes of the catalogue.
+void remember(ScreenshotPushSummary& summary, const ScreenshotsStore& store, const CommandClient& client,
+              const std::vector<std::string>& locales) {
+    const auto warn = [&](std::string_view problem) {
+        summary.warnings.push_back(fmt::format("The push is done, but the catalogue could not be brought up "
+                                               "to date: {} Pull with 'quorvel screenshots pull'.",
+                                               problem));
+    };
+    try {
+        store.remember(store.readRemote(client, locales), locales);
+    } catch (const ASCError& error) {
+        warn(error.description());
+    } catch (const FileError& error) {
+        warn(error.what());
+    }
+}
+
 ExitStatus pushPrepared(Invocation& invocation, AppTarget& target, const PlatformContext& context,
                         const ScreenshotsStore& store, const std::vector<std::string>& locales,
                         const PreparedScreenshots& prepared) {
@@ -220,24 +239,26 @@ ExitStatus pushPrepared(Invocation& invocation, AppTarget& target, const Platfor
     ScreenshotPushSummary summary;
     if (!prepared.plan.edits.empty()) {
         summary = carryOut(invocation, target, context, store.paths().pictures, prepared.plan.edits);
-        store.remember(store.readRemote(clientOf(invocation, target), locales), locales);
+        remember(summary, store, clientOf(invocation, target), locales);
     }
+    for (const ScreenshotPushItem& item : prepared.plan.inProcessing)
+        summary.warnings.push_back(
+            fmt::format("{}: was there, but App Store Connect was still processing it when the push began; "
+                        "pull to see the outcome.",
+                        item.text()));
     const ScreenshotPushDocument document = documentOf(prepared, summary);
     output.document(document);
     for (const std::string& warning : summary.warnings)
         output.warning(warning);
     for (const std::string& failure : summary.failures)
         output.warning(failure);
-    output.line(prepared.plan.edits.empty()
-                    ? "Nothing to push — App Store Connect has these screenshots."
-                    : fmt::format("Uploaded {}, deleted {}, created {}.",
-                                  counted(static_cast<std::size_t>(summary.uploaded), "screenshot"),
-                                  summary.deleted,
-                                  counted(static_cast<std::size_t>(summary.setsCreated), "set")));
-    const ExitStatus result = statusOf(document, work.uploads);
+    output.line(outcomeText(prepared, summary));
+    const ExitStatus result = statusOf(document, work.uploads, prepared.unreadableFolders);
     if (result != ExitStatus::done)
-        output.line(fmt::format("{} not done as listed above; push again after mending them.",
-                                counted(document.failures.size() + summary.warnings.size(), "thing")));
+        output.line(fmt::format(
+            "{} not done as listed above; push again after mending them.",
+            counted(document.failures.size() + summary.warnings.size() + prepared.unreadableFolders,
+                    "thing")));
     return result;
 }
 
@@ -251,7 +272,7 @@ ExitStatus push(Invocation& invocation) {
     const auto locales = localesOf(scan);
     // Another push of this folder would take our reservations for remains.
     std::optional<FileLock> turn;
-    if (!invocation.global.dryRun) turn = takeTurn(target.appFolder());
+    if (!invocation.global.dryRun) turn = takeTurn(target.appFolder(), "a push of screenshots");
     invocation.output.progress("Comparing with App Store Connect…");
     // Not with the catalogue: it may be older than the last push.
     ScreenshotsCatalog remote;

@@ -1,6 +1,7 @@
 #include "Programs/quorvel/commands/ScreenshotRecords.h"
 
 #include "Platform/text/Text.h"
+#include "Programs/quorvel/commands/MetadataRecords.h"
 
 #include <fmt/format.h>
 #include <fmt/ranges.h>
@@ -24,14 +25,27 @@ ScreenshotPushDocument documentOf(const PreparedScreenshots& prepared, const Scr
     return document;
 }
 
-ExitStatus statusOf(const ScreenshotPushDocument& document, std::size_t planned) {
+ExitStatus statusOf(const ScreenshotPushDocument& document, std::size_t planned,
+                    std::size_t unreadableFolders) {
     const bool everythingSent = document.successfullyUploadedLocalURLs.size() >= planned;
-    if (document.failures.empty() && everythingSent) return ExitStatus::done;
+    if (document.failures.empty() && everythingSent && unreadableFolders == 0) return ExitStatus::done;
     const bool somethingStands =
         document.uploaded > 0 || document.deleted > 0 || !document.successfullyUploadedLocalURLs.empty() ||
         std::ranges::any_of(document.sets,
                             [](const auto& set) { return set.local > 0 && set.unchanged > 0; });
     return somethingStands ? ExitStatus::partlyDone : ExitStatus::failed;
+}
+
+std::string outcomeText(const PreparedScreenshots& prepared, const ScreenshotPushSummary& summary) {
+    if (!prepared.plan.edits.empty())
+        return fmt::format("Uploaded {}, deleted {}, created {}.",
+                           counted(static_cast<std::size_t>(summary.uploaded), "screenshot"), summary.deleted,
+                           counted(static_cast<std::size_t>(summary.setsCreated), "set"));
+    if (!prepared.failures.empty()) return "Nothing was pushed.";
+    const bool hasLocal =
+        std::ranges::any_of(prepared.plan.sets, [](const auto& set) { return set.local > 0; });
+    return hasLocal ? "Nothing to push — App Store Connect has these screenshots."
+                    : "Nothing to push — there are no pictures to send.";
 }
 
 void printScreenshotSets(Output& output, const std::vector<ScreenshotSetStatus>& sets) {

@@ -42,8 +42,13 @@ struct ScreenshotPushDocument {
 [[nodiscard]] ScreenshotPushDocument documentOf(const PreparedScreenshots& prepared,
                                                 const ScreenshotPushSummary& summary);
 
-/// How a push ends that meant to send `planned` files.
-[[nodiscard]] ExitStatus statusOf(const ScreenshotPushDocument& document, std::size_t planned);
+/// How a push ends that meant to send `planned` files and the pictures of `unreadableFolders`.
+[[nodiscard]] ExitStatus statusOf(const ScreenshotPushDocument& document, std::size_t planned,
+                                  std::size_t unreadableFolders);
+
+/// What a push came to, in one line.
+[[nodiscard]] std::string outcomeText(const PreparedScreenshots& prepared,
+                                      const ScreenshotPushSummary& summary);
 
 /// A line for each set with what would change in it.
 void printScreenshotSets(Output& output, const std::vector<ScreenshotSetStatus>& sets);

@@ -75,11 +75,26 @@ TEST(ScreenshotPlans, doWhatIsMissingAndNoMore) {
          replace,
          "",
          "A B C"},
-        {"in another order",
+        {"in another order", // a push that was cut off after its last upload leaves any
          {entry("C", "10.png", "cc"), entry("A", "1.png", "aa"), entry("B", "2.png", "bb")},
          append,
          "",
-         ""},
+         "A B C"},
+        {"some of ours behind another's",
+         {entry("X", "x.png", "xx"), entry("C", "10.png", "cc"), entry("A", "1.png", "aa")},
+         append,
+         "",
+         "X A +2.png C"},
+        {"some of ours before another's",
+         {entry("B", "2.png", "bb"), entry("X", "x.png", "xx")},
+         append,
+         "",
+         "+1.png B X +10.png"},
+        {"listed twice",
+         {entry("C", "10.png", "cc"), entry("A", "1.png", "aa"), entry("C", "10.png", "cc")},
+         append,
+         "",
+         "A +2.png C C"},
         {"other pictures",
          {entry("X", "x.png", "xx"), entry("Y", "2.png", "other")},
          append,
@@ -133,6 +148,23 @@ TEST(ScreenshotPlans, tellPerSetWhatWouldBeDeletedUploadedAndMoved) {
         ElementsAre(ScreenshotSetStatus{"en-US", type, {"x.png"}, {"2.png"}, {"1.png", "10.png"}, 0, 3, 3},
                     ScreenshotSetStatus{"ja", "APP_DESKTOP", {}, {}, {}, 1, 0, 1}))
         << "a set without local files is left alone in either mode";
+}
+
+TEST(ScreenshotPlans, deleteNothingForAFileThatCannotBeSent) {
+    auto second = local("2.png", "");
+    second.fate = LocalScreenshot::Fate::withheld;
+    const auto catalog = catalogOf({entry("O", "2.png", "old"), entry("X", "x.png", "xx"),
+                                    entry("P", "1.png", "aa", "UPLOAD_COMPLETE")});
+    const auto plan = planScreenshots({local("1.png", "aa"), second, local("10.png", "cc")}, catalog,
+                                      ScreenshotPushMode::replaceSet);
+    ASSERT_EQ(plan.edits.size(), 1u);
+    EXPECT_THAT(plan.edits[0].ascIdsToDelete, ElementsAre("X"));
+    EXPECT_EQ(orderOf(plan.edits[0]), "P O +10.png");
+    EXPECT_EQ(plan.sets[0].local, 2) << "those that can be sent";
+    EXPECT_THAT(plan.inProcessing, ElementsAre(local("1.png", "aa").item));
+    for (const auto mode : {ScreenshotPushMode::append, ScreenshotPushMode::replaceSet})
+        EXPECT_THAT(planScreenshots({second}, catalog, mode).edits, IsEmpty())
+            << "a set without a file that can be sent is left alone";
 }
 
 TEST(ScreenshotPlans, refuseMoreThanASetHolds) {

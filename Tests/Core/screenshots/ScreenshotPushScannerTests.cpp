@@ -148,6 +148,16 @@ TEST(ScreenshotPushScanner, namesWhatItLeavesOut) {
     EXPECT_EQ(std::get<Scanner::Skipped>(outside).reason, "Could not derive relative path from root.");
 }
 
+TEST(ScreenshotPushScanner, warnsOfFoldersThatFillOneSetTogether) {
+    const test::TemporaryFolder folder;
+    for (const char* file : {"en-US/iphone-67/1.png", "en-US/iphone-67/2.png", "en-US/iphone-69/1.png",
+                             "en-US/ipad-pro-11/1.png", "de-DE/iphone-69/1.png"})
+        put(folder / file, "x");
+    EXPECT_THAT(Scanner(folder.path()).scan().warnings,
+                ElementsAre("en-US APP_IPHONE_67 takes the pictures of several folders: en-US/iphone-67, "
+                            "en-US/iphone-69"));
+}
+
 TEST(ScreenshotPushScanner, followsLinksToFoldersThatLocalesShare) {
     const test::TemporaryFolder folder;
     put(folder / "en-US/iphone-67/1.png", "x");

@@ -2,6 +2,7 @@
 #include "Core/asc/ASCError.h"
 #include "Core/screenshots/ScreenshotError.h"
 #include "Platform/crypto/Digest.h"
+#include "Platform/task/Task.h"
 #include "Tests/support/ScreenshotRehearsal.h"
 
 #include <gmock/gmock.h>
@@ -162,6 +163,60 @@ TEST(ScreenshotPushes, goOnFromAStaleCatalogueWithoutSendingTwice) {
     EXPECT_THAT(shots.names(set), ElementsAre("1.png", "2.png"));
 }
 
+TEST(ScreenshotPushes, bringOurFilesIntoOrderWhenOneWasCutOffBefore) {
+    Shots shots;
+    shots.draw({"sv/iphone-65/1.png", "sv/iphone-65/2.png", "sv/iphone-65/10.png"});
+    Meddler meddler(shots.client);
+    meddler.after = [](const ASCRequest& request, std::string body) -> std::string {
+        if (request.path.ends_with("/relationships/appScreenshots") && request.method == "PATCH")
+            throw CancellationError();
+        return body;
+    };
+    auto edits = shots.prepare(append).plan.edits;
+    std::ranges::reverse(edits.at(0).localsToUpload); // uploads end in any order
+    edits[0].finalOrder.clear();
+    const ScreenshotPusher pusher(meddler, *shots.http, shots.context, "1", shots.push);
+    EXPECT_THROW((void)pusher.push(edits), CancellationError);
+    EXPECT_THAT(shots.pushAll(append).failures, IsEmpty());
+    shots.server.advance(100);
+    EXPECT_THAT(shots.names(set), ElementsAre("1.png", "2.png", "10.png"));
+}
+
+TEST(ScreenshotPushes, leaveNoReservationWhenTheyAreCancelled) {
+    Shots shots;
+    shots.draw({"sv/iphone-65/1.png"});
+    const auto edits = shots.prepare(append).plan.edits;
+    for (const std::string moment : {"while it is reserved", "while it is sent"}) {
+        std::stop_source stop;
+        Meddler meddler(shots.client);
+        meddler.after = [&](const ASCRequest& request, std::string body) {
+            if (request.path == "v1/appScreenshots" && moment.ends_with("reserved")) {
+                stop.request_stop();
+                throw CancellationError(); // the answer comes too late
+            }
+            return body;
+        };
+        WatchedUploads uploads(*shots.http, [&](const HTTPRequest&) { stop.request_stop(); });
+        const ScreenshotPusher pusher(meddler, uploads, shots.context, "1", shots.push);
+        const TaskScope scope(stop.get_token());
+        EXPECT_THROW((void)pusher.push(edits), CancellationError) << moment;
+        const TaskScope ended{std::stop_token()};
+        EXPECT_THAT(shots.names(set), IsEmpty()) << moment;
+    }
+}
+
+TEST(ScreenshotPushes, givePartsMoreTimeOnASlowLink) {
+    Shots shots;
+    shots.draw({"sv/iphone-65/1.png"});
+    std::vector<std::int64_t> seconds;
+    WatchedUploads uploads(*shots.http, [&](const HTTPRequest& request) {
+        seconds.push_back(std::chrono::duration_cast<std::chrono::seconds>(request.timeout).count());
+        if (seconds.size() < 3) throw TransportError(TransportError::Kind::timedOut, "slow");
+    });
+    EXPECT_THAT(shots.pushThrough(shots.client, uploads).failures, IsEmpty());
+    EXPECT_THAT(seconds, ElementsAre(60, 120, 240, 60)) << "two parts";
+}
+
 TEST(ScreenshotPushes, failForAFileThatChangesWhileItIsSent) {
     const struct {
         const char* what;
@@ -309,6 +364,23 @@ TEST(ScreenshotPushes, awaitProcessingOnlyWhereItIsPendingAndNotForEver) {
     EXPECT_THAT(summary.failures, IsEmpty());
     EXPECT_EQ(summary.deleted, 1) << "what failed is sent once more in its place";
     EXPECT_THAT(shots.names(set), ElementsAre("1.png", "2.png UPLOAD_COMPLETE", "3.png"));
+}
+
+TEST(ScreenshotPushes, tellWhatFailedAtOnceThoughTheyDoNotWait) {
+    Shots shots;
+    shots.draw({"sv/iphone-65/1.png"});
+    shots.push.processingDeadline = 0;
+    Meddler meddler(shots.client);
+    meddler.after = [](const ASCRequest& request, std::string body) {
+        constexpr std::string_view whole = "\"UPLOAD_COMPLETE\"";
+        const auto at = request.method == "GET" ? body.find(whole) : std::string::npos;
+        return at == std::string::npos ? body : body.replace(at, whole.size(), "\"FAILED\"");
+    };
+    const auto summary = shots.pushThrough(meddler, *shots.http);
+    EXPECT_THAT(summary.failures,
+                ElementsAre(HasSubstr("sv APP_IPHONE_65 1.png: App Store Connect could not process it")));
+    EXPECT_EQ(summary.uploaded, 0);
+    EXPECT_THAT(summary.successfullyUploadedLocalURLs, IsEmpty());
 }
 
 TEST(ScreenshotPushes, showApplesRefusalOfADisplayType) {
