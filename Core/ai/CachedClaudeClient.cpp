@@ -7,6 +7,7 @@ ClaudeResponse CachedClaudeClient::send(const ClaudeRequest& request) const {
     if (cache_)
         if (auto kept = cache_->lookup(key)) {
             record(request, *kept, ClaudeCostRecorder::Origin::cache);
+            kept->fromCache = true;
             return std::move(*kept);
         }
     ClaudeResponse response = inner_->send(request);

@@ -48,6 +48,7 @@ struct ClaudeResponse {
     std::optional<std::string> stopReason;
     std::vector<Block> content;
     Usage usage;
+    bool fromCache = false; // of no record: such an answer was paid for before
     QUORVEL_RECORD(ClaudeResponse, id, type, model, stopReason, content, usage)
 
     /// The answer: the texts of the blocks joined.

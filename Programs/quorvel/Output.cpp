@@ -171,7 +171,9 @@ void Output::error(std::string_view text, std::string_view hint) {
 
 void Output::progress(std::string_view text) {
     if (!streams_.errorIsTerminal || noise_ == Noise::quiet) return;
-    streams_.error("\r\x1b[K" + cutToWidth(printable(text), streams_.width ? streams_.width - 1 : 79));
+    const std::string_view firstLine = text.substr(0, text.find('\n')); // the next one can replace no more
+    streams_.error("\r\x1b[K" +
+                   cutToWidth(escapeControls(firstLine), streams_.width ? streams_.width - 1 : 79));
     progressShown_ = true;
 }
 

@@ -103,7 +103,7 @@ EnglishLocaleExpansion::Result EnglishLocaleExpansion::expand(const Input& input
     Result result{.rationale = reply.rationale.value_or(""),
                   .inputTokens = inputTokens,
                   .outputTokens = outputTokens,
-                  .costUSD = ClaudePricing::cost(model_, inputTokens, outputTokens)};
+                  .costUSD = response.fromCache ? 0 : ClaudePricing::cost(model_, inputTokens, outputTokens)};
     for (const std::string_view locale : locales)
         for (const Reply::Entry& entry : reply.entries)
             if (entry.locale == locale && !tidyKeywords(entry.keywords_field).empty()) {

@@ -118,7 +118,7 @@ TranslationRun::Draft TranslationRun::ask(const PreparedItem& prepared, const Pr
     const auto [inputTokens, outputTokens] = response.usage;
     outcome.inputTokens += inputTokens;
     outcome.outputTokens += outputTokens;
-    outcome.costUSD += ClaudePricing::cost(parts_.model, inputTokens, outputTokens);
+    if (!response.fromCache) outcome.costUSD += ClaudePricing::cost(parts_.model, inputTokens, outputTokens);
     if (response.stopReason == "length")
         throw ClaudeError(ClaudeError::Decoding{
             fmt::format("the text broke off at the limit of {} output tokens", parts_.maxOutputTokens)});

@@ -39,6 +39,7 @@ struct TranslationDocument {
 
 struct Job {
     std::vector<TranslationItem> items;
+    std::string whyNone; // what to do when there are no items
     TranslationPipeline::Settings settings;
 };
 
@@ -53,14 +54,26 @@ std::vector<std::string> targetLocales(const Invocation& invocation, AppTarget& 
                                        const MetadataStore& store, const std::string& sourceLocale) {
     std::vector<std::string> locales = invocation.arguments.values("--to");
     std::ranges::for_each(locales, requireLocale);
-    if (locales.empty()) {
+    const bool areNamed = !locales.empty();
+    if (!areNamed) {
         const LocaleSet disabled = target.disabledLocales();
         for (const std::string& locale : store.localesOnDisk())
             if (isAppStoreLocale(locale) && !disabled.contains(locale)) locales.push_back(locale);
     }
     std::erase(locales, sourceLocale);
+    if (locales.empty() && areNamed)
+        throw UsageError(fmt::format("{} is the source locale", sourceLocale),
+                         "--to takes the others; --from chooses another source.");
     if (locales.empty()) throw CommandError(ExitStatus::notFound, std::string(noTargetLocalesText));
     return locales;
+}
+
+std::string whyNothing(const MetadataStore& store, TranslationWish wish) {
+    wish.which = TranslationWish::Which::all;
+    const bool isUpToDate = !chooseItems(store.readAll(), {}, wish).empty();
+    return isUpToDate ? "Every text is there and up to date; --all makes them anew."
+                      : fmt::format("The fields are empty in {}, or 'quorvel rules' turns them off.",
+                                    wish.sourceLocale);
 }
 
 Job jobOf(Invocation& invocation, AppTarget& target, const MetadataStore& store,
@@ -76,6 +89,7 @@ Job jobOf(Invocation& invocation, AppTarget& target, const MetadataStore& store,
     if (invocation.arguments.has("--all")) wish.which = TranslationWish::Which::all;
     Job job{.items = chooseItems(store.readAll(), TranslationOrigins::load(store.folder()), wish),
             .settings = {.brand = BrandContext::of(app), .rules = wish.rules}};
+    if (job.items.empty()) job.whyNone = whyNothing(store, std::move(wish));
     for (const ManagedLocale& locale : apps.locales(app.id))
         job.settings.locales[locale.code] = LocaleSettings::of(locale);
     return job;
@@ -195,6 +209,7 @@ ExitStatus translateFields(Invocation& invocation, std::vector<FieldType> fields
     if (job.items.empty()) {
         output.document(document);
         output.line(nothingToTranslateText);
+        output.note(job.whyNone);
         return ExitStatus::done;
     }
     TranslationPipeline::Parts parts{.cache = TranslationCache(invocation.composition.container()),
