@@ -116,8 +116,11 @@ TEST_F(TranslateCommands, generateKeywordsAndExpandTheEnglishOnes) {
     EXPECT_THAT(expanded.out, HasSubstr("Wrote the keywords of 4 locales"));
     EXPECT_NE(read("en-AU", "keywords.txt"), read("en-CA", "keywords.txt"));
     const auto paid = calls();
-    EXPECT_THAT(run({"keywords", "expand-english", "--folder", "texts"}).out,
-                HasSubstr("Wrote the keywords of 4 locales for $0.00"));
+    auto watched = call({"keywords", "expand-english", "--folder", "texts"});
+    watched.streams = ProgramCall::Streams::terminal;
+    EXPECT_THAT(runProgram(watched).out,
+                testing::AllOf(HasSubstr("Asking for keywords…"),
+                               HasSubstr("Wrote the keywords of 4 locales for $0.00")));
     EXPECT_EQ(calls(), paid) << "the answer was kept";
     EXPECT_EQ(std::filesystem::status(folder / "home/Library/Application Support/Brevant/aso/costs.jsonl")
                   .permissions(),

@@ -48,7 +48,7 @@ ExitStatus listRemoteApps(Invocation& invocation) {
                             {"Short name"},
                             {"Bundle ID"},
                             {"App Store ID"},
-                            {"Primary locale"}},
+                            {"Primary locale", Table::Align::left, Table::Fit::drop}},
                 .rows = {}};
     for (const AccountAppRecord& app : records)
         table.rows.push_back({app.isImported ? "*" : "", app.attributes.name.value_or(""), app.slug,

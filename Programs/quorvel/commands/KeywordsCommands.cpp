@@ -71,6 +71,7 @@ ExitStatus expandEnglish(Invocation& invocation) {
         return ExitStatus::done;
     }
     const auto stack = aiStack(invocation);
+    output.progress("Asking for keywords…");
     const auto result = EnglishLocaleExpansion(stack.client, stack.model).expand(input);
     target.controller()->perform(MetadataOperation::translate, [&] {
         EnglishLocaleExpansion::write(store.folder(), result, invocation.composition.clock()());

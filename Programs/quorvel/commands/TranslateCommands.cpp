@@ -102,8 +102,9 @@ ExitStatus showPrompts(const Invocation& invocation,
     std::size_t requests = 0;
     double cost = 0;
     for (const TranslationPipeline::Preview& preview : previews) {
-        output.line(output.styled(
-            Style::bold, fmt::format("{} {}", preview.item.targetLocale, shortLabelOf(preview.item.field))));
+        output.styledLine(
+            output.styled(Style::bold, fmt::format("{} {}", escapeControls(preview.item.targetLocale),
+                                                   shortLabelOf(preview.item.field))));
         if (preview.skippedBecause) output.line(*preview.skippedBecause);
         if (preview.fromCache) output.line("Answered from the cache; nothing would be sent.");
         if (preview.prompt) {
