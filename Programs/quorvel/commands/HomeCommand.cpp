@@ -33,7 +33,8 @@ constexpr std::string_view welcome =
     "  quorvel pull                                        its store texts become plain files\n"
     "  quorvel                                             this page, then with your apps\n"
     "\n"
-    "Without an account, 'quorvel demo' shows a whole round of work; 'quorvel help' lists all commands.\n";
+    "Without an account, 'quorvel demo' shows a whole round of work.\n"
+    "'quorvel help' lists all commands.\n";
 
 std::string_view titleOf(Bucket bucket) {
     static constexpr std::array<std::string_view, 4> titles = {"Needs attention", "In review", "Live",
