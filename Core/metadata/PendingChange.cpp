@@ -1,5 +1,6 @@
 #include "Core/metadata/PendingChange.h"
 
+#include "Core/metadata/LocalizationWriter.h"
 #include "Platform/text/Text.h"
 
 #include <fmt/format.h>
@@ -18,23 +19,27 @@ std::string_view PendingChange::textToSend() const {
 
 std::string pushReport(const std::vector<PushOutcome>& outcomes) {
     std::size_t fields = 0;
+    std::size_t failed = 0;
     std::set<std::string_view> locales;
     const PushOutcome* firstFailure = nullptr;
     for (const PushOutcome& outcome : outcomes) {
-        if (!outcome.success) {
+        if (outcome.success) {
+            ++fields;
+            locales.insert(outcome.change.locale);
+        } else if (outcome.errorMessage != notSentText) {
+            ++failed;
             if (!firstFailure) firstFailure = &outcome;
-            continue;
         }
-        ++fields;
-        locales.insert(outcome.change.locale);
     }
     const auto counted = [](std::size_t count, std::string_view noun) {
         return fmt::format("{} {}{}", count, noun, count == 1 ? "" : "s");
     };
     std::string report =
         fmt::format("Pushed {} · {}", counted(fields, "field"), counted(locales.size(), "locale"));
+    if (const std::size_t unsent = outcomes.size() - fields - failed; unsent > 0)
+        report += fmt::format(". {} not sent", unsent);
     if (firstFailure)
-        report += fmt::format(". {} failed.\nFirst error: {}", outcomes.size() - fields,
+        report += fmt::format(". {} failed.\nFirst error: {}", failed,
                               firstFailure->errorMessage.value_or("unknown"));
     return report;
 }

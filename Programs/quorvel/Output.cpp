@@ -1,5 +1,6 @@
 #include "Programs/quorvel/Output.h"
 
+#include "Platform/task/Task.h"
 #include "Platform/text/Text.h"
 
 #include <fmt/format.h>
@@ -38,27 +39,6 @@ std::vector<std::string> piecesOf(std::string_view text, Table::Fit fit, std::si
     return {fit == Table::Fit::cut ? cutToWidth(shown, width) : shown};
 }
 
-// Each line broken at blanks where the terminal would break it within a word, as far in as it begins.
-std::string wrapped(const std::string& text, std::size_t width) {
-    if (width == 0) return text;
-    std::string result;
-    std::size_t position = 0;
-    while (position <= text.size()) {
-        const std::size_t end = std::min(text.find('\n', position), text.size());
-        const std::string_view line = std::string_view(text).substr(position, end - position);
-        const std::size_t indent = std::min(line.find_first_not_of(' '), line.size());
-        if (position > 0) result += '\n';
-        if (displayWidth(line) <= width || indent >= width)
-            result += line;
-        else
-            result += fmt::format(
-                "{}{}", line.substr(0, indent),
-                fmt::join(wrap(line.substr(indent), width - indent), "\n" + std::string(indent, ' ')));
-        position = end + 1;
-    }
-    return result;
-}
-
 } // namespace
 
 Output::Output(const Streams& streams, Form form, Noise noise, Colour colour)
@@ -69,7 +49,7 @@ Output::Output(const Streams& streams, Form form, Noise noise, Colour colour)
       errorColours_(colour == Colour::automatic && streams.errorIsTerminal) {}
 
 void Output::line(std::string_view text) {
-    styledLine(wrapped(printable(text), streams_.outIsTerminal ? streams_.width : 0));
+    styledLine(wrapLines(printable(text), streams_.outIsTerminal ? streams_.width : 0));
 }
 
 void Output::verbatim(std::string_view text) {
@@ -144,7 +124,7 @@ void Output::printDocument(const std::string& text) {
 void Output::note(std::string_view text) {
     if (noise_ == Noise::quiet) return;
     clearProgress();
-    streams_.error(wrapped(printable(text), messageWidth()) + "\n");
+    streams_.error(wrapLines(printable(text), messageWidth()) + "\n");
 }
 
 void Output::detail(std::string_view text) {
@@ -155,7 +135,7 @@ void Output::detail(std::string_view text) {
 void Output::warning(std::string_view text) {
     clearProgress();
     constexpr std::string_view lead = "warning:";
-    const std::string whole = wrapped(fmt::format("{} {}", lead, printable(text)), messageWidth());
+    const std::string whole = wrapLines(fmt::format("{} {}", lead, printable(text)), messageWidth());
     streams_.error((errorColours_ ? withStyle(Style::yellow, lead) : std::string(lead)) +
                    whole.substr(lead.size()) + "\n");
 }
@@ -164,14 +144,16 @@ void Output::error(std::string_view text, std::string_view hint) {
     clearProgress();
     constexpr std::string_view plainLead = "quorvel:";
     const std::string lead = errorColours_ ? withStyle(Style::red, plainLead) : std::string(plainLead);
-    const std::string whole = wrapped(fmt::format("{} {}", plainLead, printable(text)), messageWidth());
+    const std::string whole = wrapLines(fmt::format("{} {}", plainLead, printable(text)), messageWidth());
     streams_.error(lead + whole.substr(plainLead.size()) + "\n");
-    if (!hint.empty()) streams_.error(wrapped("  " + printable(hint), messageWidth()) + "\n");
+    if (!hint.empty()) streams_.error(wrapLines("  " + printable(hint), messageWidth()) + "\n");
 }
 
 void Output::progress(std::string_view text) {
     if (!streams_.errorIsTerminal || noise_ == Noise::quiet) return;
-    streams_.error("\r\x1b[K" + cutToWidth(printable(text), streams_.width ? streams_.width - 1 : 79));
+    const std::string_view firstLine = text.substr(0, text.find('\n')); // the next one can replace no more
+    streams_.error("\r\x1b[K" +
+                   cutToWidth(escapeControls(firstLine), streams_.width ? streams_.width - 1 : 79));
     progressShown_ = true;
 }
 
@@ -183,8 +165,15 @@ void Output::clearProgress() {
 
 std::optional<std::string> Output::ask(std::string_view question) {
     clearProgress();
-    streams_.error(wrapped(printable(question), messageWidth()) + " ");
-    return streams_.readLine();
+    streams_.error(wrapLines(printable(question), messageWidth()) + " ");
+    try {
+        auto answer = streams_.readLine();
+        if (!answer) streams_.error("\n"); // nobody's return key ended the line of the question
+        return answer;
+    } catch (const CancellationError&) {
+        streams_.error("\n");
+        throw;
+    }
 }
 
 bool Output::confirm(std::string_view question) {

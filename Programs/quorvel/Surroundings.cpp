@@ -72,8 +72,10 @@ std::string readAllOfInput() {
 }
 
 std::size_t widthOfTerminal() {
-    winsize size{};
-    if (::ioctl(STDOUT_FILENO, TIOCGWINSZ, &size) == 0 && size.ws_col > 0) return size.ws_col;
+    for (const int descriptor : {STDOUT_FILENO, STDERR_FILENO}) { // results may go to a file, messages not
+        winsize size{};
+        if (::ioctl(descriptor, TIOCGWINSZ, &size) == 0 && size.ws_col > 0) return size.ws_col;
+    }
     return 0;
 }
 

@@ -2,6 +2,9 @@
 
 #include "Platform/text/Text.h"
 
+#include <fmt/format.h>
+#include <fmt/ranges.h>
+
 #include <algorithm>
 #include <numeric>
 
@@ -97,6 +100,26 @@ std::vector<std::string> wrap(std::string_view text, std::size_t width) {
         lines.back() += word;
     }
     return lines;
+}
+
+std::string wrapLines(std::string_view text, std::size_t width) {
+    if (width == 0) return std::string(text);
+    std::string result;
+    std::size_t position = 0;
+    while (position <= text.size()) {
+        const std::size_t end = std::min(text.find('\n', position), text.size());
+        const std::string_view line = text.substr(position, end - position);
+        const std::size_t indent = std::min(line.find_first_not_of(' '), line.size());
+        if (position > 0) result += '\n';
+        if (displayWidth(line) <= width || indent >= width)
+            result += line;
+        else
+            result += fmt::format(
+                "{}{}", line.substr(0, indent),
+                fmt::join(wrap(line.substr(indent), width - indent), "\n" + std::string(indent, ' ')));
+        position = end + 1;
+    }
+    return result;
 }
 
 } // namespace quorvel

@@ -51,5 +51,8 @@ constexpr std::size_t continuation = 4; // before a row's further lines
 
 /// `text` broken at blanks into lines of at most `width` terminal cells.
 [[nodiscard]] std::vector<std::string> wrap(std::string_view text, std::size_t width);
+/// Each line broken at blanks where a terminal of this width would break it within a word, as far in as it
+/// begins; 0 is no bound.
+[[nodiscard]] std::string wrapLines(std::string_view text, std::size_t width);
 
 } // namespace quorvel

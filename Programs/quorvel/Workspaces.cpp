@@ -70,8 +70,11 @@ KeyOwner currentKeyOwner(Invocation& invocation) {
 
 std::string callInWorkspace(Invocation& invocation) {
     const auto& given = invocation.global.workspace;
-    if (!given) return "quorvel";
-    const ManagedWorkspace meant = requireWorkspace(invocation, *given);
+    return given ? callInWorkspace(invocation, *given) : "quorvel";
+}
+
+std::string callInWorkspace(Invocation& invocation, std::string_view wanted) {
+    const ManagedWorkspace meant = requireWorkspace(invocation, wanted);
     if (invocation.composition.activeWorkspace().id() == meant.id) return "quorvel";
     const bool isWord = meant.name.find_first_of(" '\"\\$`&;|<>()*?!#~") == std::string::npos;
     return fmt::format("quorvel --workspace {}", isWord ? meant.name : fmt::format("\"{}\"", meant.name));

@@ -26,6 +26,8 @@ namespace quorvel {
 
 /// "quorvel", with the --workspace that leads to the same place as this command's.
 [[nodiscard]] std::string callInWorkspace(Invocation& invocation);
+/// "quorvel", with the --workspace that leads to the workspace of this name or id.
+[[nodiscard]] std::string callInWorkspace(Invocation& invocation, std::string_view wanted);
 
 /// Asks before something goes away, unless --yes answers; says that nothing was changed, as `CommandError`,
 /// when the answer is no, and as `UsageError` where nobody can be asked.

@@ -322,6 +322,11 @@ TEST_F(Auth, neverAsksWithoutATerminal) {
         EXPECT_EQ(result.status, 2);
         EXPECT_THAT(result.error, HasSubstr("needs --p8 FILE"));
     }
+    auto atHome = call({"auth", "set", "--home", folder.path().string()});
+    const std::string places = runProgram(atHome).error;
+    const auto first = places.find("/private_keys");
+    EXPECT_NE(first, std::string::npos);
+    EXPECT_EQ(places.find(folder.path().string() + "/private_keys", first), std::string::npos) << places;
 }
 
 TEST_F(Auth, showsNoSecretInAnyOutput) {

@@ -167,6 +167,9 @@ TEST_F(ExitStatuses, canBeInterrupted) {
     EXPECT_THAT(cancelled.out, testing::ContainsRegex("vi +Subtitle +not sent"));
     EXPECT_THAT(cancelled.error, testing::ContainsRegex("warning: the push was cancelled; [1-9] fields not"));
     EXPECT_THAT(cancelled.error, testing::Not(HasSubstr("warning: vi")));
+    EXPECT_THAT(cancelled.out,
+                testing::ContainsRegex(
+                    "Pushed 0 fields · 0 locales. [1-9] not sent. [1-9] failed.\nFirst error: Cancelled"));
 }
 
 } // namespace

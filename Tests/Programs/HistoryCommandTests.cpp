@@ -62,6 +62,12 @@ TEST_F(MetadataCommands, listsShowsAndRevertsARun) {
     ASSERT_EQ(push({"--locale", "sv"}).status, 0);
     EXPECT_THAT(run({"history", "revert", "last", "--folder", "texts"}).out,
                 HasSubstr("'quorvel push --allow-clear' sends that."));
+    // A pulled copy that is behind: App Store Connect had the text before the push.
+    writeFileAtomically(folder / "texts/ios/next/.brevant/asc/sv/promotional_text.txt", "Gammalt");
+    write("sv", "promotional_text.txt", "Nytt");
+    ASSERT_EQ(push({"--locale", "sv"}).status, 0);
+    EXPECT_THAT(run({"history", "show", "last"}).out,
+                HasSubstr("sv Promo text  App Store Connect had it already\n"));
 }
 
 } // namespace

@@ -72,6 +72,8 @@ TEST_F(HomeCommand, tellsOfAWorkspaceWithoutApps) {
     const auto moved = run({"apps", "import", app, "--workspace", "Two words"});
     EXPECT_THAT(moved.error, HasSubstr("Garden Journal, moved to the workspace \"Two words\"."));
     EXPECT_THAT(moved.out, HasSubstr("'quorvel --workspace \"Two words\" pull --all-apps'"));
+    EXPECT_THAT(run({"apps", "import", app}).out,
+                HasSubstr("'quorvel --workspace \"Two words\" pull --all-apps'"));
     ASSERT_EQ(run({"workspaces", "use", "Two words"}).status, 0);
     EXPECT_THAT(run({"workspaces", "delete", "Two words", "--yes"}).error,
                 HasSubstr("The workspace \"My apps\" is active now."));

@@ -141,6 +141,11 @@ TEST_F(MetadataCommands, putsAnEditAsideBeforeAPullReplacesIt) {
     EXPECT_EQ(read("ja", "subtitle.txt"), before);
     ASSERT_EQ(pulled.find("kept")->items()->size(), 1u);
     EXPECT_EQ(readFile(*pulled.find("kept")->items()->front().find("path")->text()), "編集");
+    for (const auto* locale : {"de-DE", "ja"})
+        write(locale, "subtitle.txt", "編集");
+    EXPECT_THAT(pull().error,
+                testing::AllOf(HasSubstr("2 texts edited locally, put aside under "),
+                               HasSubstr(": de-DE Subtitle, ja Subtitle\n"), HasSubstr("--leave-edits")));
 }
 
 TEST_F(MetadataCommands, asksOnATerminalBeforeItPushes) {
@@ -158,6 +163,9 @@ TEST_F(MetadataCommands, asksOnATerminalBeforeItPushes) {
                     HasSubstr("Push 1 field · 1 locale to Mosswick: Garden Journal 3.5 (ios/next)? [y/N]"));
         EXPECT_EQ(changesSent(), status == 0 ? 1u : 0u);
         EXPECT_LT(result.out.find("default Name: "), result.out.find("[y/N]"));
+        if (std::string_view(answer) == "\x04") { // no return key ended the line of the question
+            EXPECT_THAT(result.out, testing::EndsWith("\n\x1b[31mquorvel:\x1b[0m Nothing was pushed.\r\n"));
+        }
     }
     write("de-DE", "subtitle.txt", "Zwei");
     writeFileAtomically(folder / "texts/ios/next/.brevant/pulling", "");

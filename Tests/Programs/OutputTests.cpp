@@ -20,7 +20,8 @@ TEST_F(OutputOfCommands, showsBuildsWithTheirPlatformsAndTimesInUTC) {
     const auto uploaded = parseISO8601(raw);
     ASSERT_TRUE(uploaded) << raw;
     const auto shown = run({"builds", "--app", app, "--limit", "1"});
-    EXPECT_THAT(shown.out, HasSubstr("  " + formatISO8601(*uploaded).substr(0, 16) + "Z  "));
+    EXPECT_THAT(shown.out, HasSubstr("  " + formatISO8601(*uploaded).substr(0, 10) + " " +
+                                     formatISO8601(*uploaded).substr(11, 5) + "Z  "));
     EXPECT_THAT(run({"versions", "--app", app}).out, HasSubstr("Created (UTC)"));
 }
 
@@ -68,6 +69,23 @@ TEST_F(OutputOfCommands, keepsWhatIsTypedAgainWholeOnANarrowTerminal) {
     EXPECT_THAT(key, HasSubstr(server.access().privateKeyFile.string()));
     EXPECT_THAT(key, testing::ContainsRegex("Key ID +" + server.access().keyID));
     EXPECT_THAT(key, HasSubstr("credentials.json\r"));
+}
+
+TEST_F(OutputOfCommands, tellsAPushShortly) {
+    ASSERT_EQ(pull().status, 0);
+    for (const auto* locale : {"da", "fi", "it", "ja", "ko", "sv", "tr"})
+        write(locale, "subtitle.txt", "Eins\n\n");
+    // One remark of several texts stands there once.
+    const std::string remark = run({"push", "--app", app, "--folder", "texts", "--dry-run"}).error;
+    EXPECT_THAT(remark,
+                HasSubstr("(da Subtitle, fi Subtitle, it Subtitle, ja Subtitle, ko Subtitle and 2 more)"));
+    EXPECT_EQ(remark.find("warning: ", remark.find("warning: ") + 1), std::string::npos) << remark;
+    // A status of two lines leaves none of them on the terminal.
+    server.setFaults({{.route = "PATCH /v1/appInfoLocalizations/*", .status = 409}});
+    auto pushing = call({"push", "--app", app, "--folder", "texts", "--yes"});
+    pushing.streams = ProgramCall::Streams::terminal;
+    const std::string failed = runProgram(pushing).out;
+    EXPECT_EQ(failed.find("First error:"), failed.rfind("First error:")) << failed;
 }
 
 TEST_F(OutputOfCommands, showsNoControlCharacterThatTheServiceSent) {

@@ -1,10 +1,14 @@
+#include "Platform/text/Text.h"
 #include "Tests/Programs/QuorvelFixture.h"
 
 #include <signal.h>
 
+#include <sstream>
+
 namespace quorvel::test {
 namespace {
 
+using testing::AllOf;
 using testing::HasSubstr;
 using testing::Not;
 
@@ -29,8 +33,20 @@ TEST_F(SandboxCommand, servesUntilItIsAskedToEnd) {
 class Demo : public QuorvelTest {};
 
 TEST_F(Demo, playsTheWholeRoundAndLeavesNothingBehind) {
-    const auto shown = run({"demo"});
+    auto watched = call({"demo"});
+    watched.streams = ProgramCall::Streams::terminal; // 80 columns
+    const auto shown = runProgram(watched);
     EXPECT_EQ(shown.status, 0) << shown.all();
+    EXPECT_THAT(shown.out, Not(HasSubstr("\\x1B"))) << "a style that was taken for a text";
+    EXPECT_THAT(shown.out,
+                AllOf(HasSubstr("Switch context"), HasSubstr("on a stand-in for App Store Connect")));
+    std::istringstream lines(shown.out);
+    for (std::string line; std::getline(lines, line);) {
+        if (line.find("Switch context") != std::string::npos ||
+            line.find("on a stand-in for") != std::string::npos) {
+            EXPECT_LE(displayWidth(line.substr(0, line.find('\r'))), 80u) << line;
+        }
+    }
     EXPECT_THAT(shown.out, HasSubstr("Everything held."));
     EXPECT_THAT(shown.out, HasSubstr("0 of 258 texts differ"));
     for (const auto* secret : {"PRIVATE KEY", "eyJ"})

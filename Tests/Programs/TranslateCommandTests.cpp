@@ -40,7 +40,13 @@ TEST_F(TranslateCommands, fillANewLocaleListItForReviewAndPayOnce) {
     EXPECT_EQ(undoPseudoLocalisation(read("bn-BD", "subtitle.txt")), read("en-US", "subtitle.txt"));
     EXPECT_EQ(calls(), 5);
 
-    EXPECT_THAT(translate({}).out, HasSubstr("Nothing to translate."));
+    const auto nothing = translate({});
+    EXPECT_THAT(nothing.out, HasSubstr("Nothing to translate."));
+    EXPECT_THAT(nothing.error, HasSubstr("--all"));
+    EXPECT_THAT(translate({"--field", "releaseNotes", "--all"}).error, HasSubstr("empty in en-US"));
+    const auto itself = translate({"--to", "en-US"});
+    EXPECT_EQ(itself.status, 2);
+    EXPECT_THAT(itself.error, HasSubstr("en-US is the source locale"));
     writeFileAtomically(text("bn-BD", "name.txt"), "Von Hand");
     const auto again = translate({"--to", "bn-BD", "--all"});
     EXPECT_THAT(again.out, HasSubstr("from the cache, review"));
@@ -132,6 +138,13 @@ TEST_F(TranslateCommands, generateKeywordsAndExpandTheEnglishOnes) {
     EXPECT_THAT(expanded.out, HasSubstr("Wrote the keywords of 4 locales"));
     EXPECT_NE(read("en-AU", "keywords.txt"), read("en-CA", "keywords.txt"));
     EXPECT_THAT(expanded.error, testing::ContainsRegex("The keywords of en-GB were put aside as .*/en-GB/"));
+    const auto paid = calls();
+    auto watched = call({"keywords", "expand-english", "--folder", "texts"});
+    watched.streams = ProgramCall::Streams::terminal;
+    EXPECT_THAT(runProgram(watched).out,
+                testing::AllOf(HasSubstr("Asking for keywords…"),
+                               HasSubstr("Wrote the keywords of 4 locales for $0.00")));
+    EXPECT_EQ(calls(), paid) << "the answer was kept";
     EXPECT_EQ(std::filesystem::status(folder / "home/Library/Application Support/Brevant/aso/costs.jsonl")
                   .permissions(),
               std::filesystem::perms::owner_read | std::filesystem::perms::owner_write);

@@ -53,6 +53,9 @@ TEST_F(EmptyAccount, takesATreeOfAnotherToolToAnAppWithoutAVersion) {
     auto again = import;
     again.insert(again.end(), {"--verbose", "--dry-run"});
     EXPECT_THAT(run(again).error, HasSubstr("skipped en-US/other_g.txt: "));
+    EXPECT_THAT(run(again).out, HasSubstr("Would import "));
+    EXPECT_THAT(run({"metadata", "export", "out", "--folder", "texts", "--dry-run"}).out,
+                HasSubstr("Would export into "));
     EXPECT_THAT(run({"status", "--app", bundleID, "--folder", "texts"}).out,
                 testing::ContainsRegex("de-DE +3 fields +New locale"));
     EXPECT_THAT(imported.error, HasSubstr("de-DE Keywords is over its limit of 100"));
@@ -74,6 +77,15 @@ TEST_F(EmptyAccount, takesATreeOfAnotherToolToAnAppWithoutAVersion) {
     EXPECT_EQ(read("en-US", "name.txt"), "Orchards\n");
     EXPECT_EQ(run({"metadata", "tidy", "--folder", "texts"}).status, 0);
     EXPECT_EQ(read("en-US", "name.txt"), "Orchards");
+
+    // Tidying leaves alone what App Store Connect holds, and is no advice for it.
+    write("en-US", "name.txt", "Orchards\n");
+    EXPECT_THAT(run({"status", "--folder", "texts"}).error, HasSubstr("metadata tidy"));
+    ASSERT_EQ(run({"push", "--folder", "texts", "--locale", "en-US"}).status, 0);
+    EXPECT_THAT(run({"status", "--folder", "texts"}).error,
+                testing::AllOf(HasSubstr("on App Store Connect too. (en-US Name)"),
+                               testing::Not(HasSubstr("metadata tidy"))));
+    EXPECT_THAT(run({"metadata", "tidy", "--folder", "texts"}).out, HasSubstr("Nothing to tidy."));
 }
 
 } // namespace

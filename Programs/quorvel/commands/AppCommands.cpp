@@ -48,7 +48,7 @@ ExitStatus listRemoteApps(Invocation& invocation) {
                             {"Short name"},
                             {"Bundle ID"},
                             {"App Store ID"},
-                            {"Primary locale"}},
+                            {"Primary locale", Table::Align::left, Table::Fit::drop}},
                 .rows = {}};
     for (const AccountAppRecord& app : records)
         table.rows.push_back({app.isImported ? "*" : "", app.attributes.name.value_or(""), app.slug,
@@ -129,6 +129,15 @@ ManagedApp withFolder(Invocation& invocation, ManagedApp app) {
         invocation.composition.home(), invocation.composition.apps());
 }
 
+// A recorded app stays in its workspace, which need not be the one that commands work in.
+std::string callForAll(Invocation& invocation, const std::vector<ManagedApp>& apps) {
+    const bool together = std::ranges::all_of(apps, [&](const ManagedApp& app) {
+        return app.workspace && app.workspace == apps.front().workspace;
+    });
+    return together && !apps.empty() ? callInWorkspace(invocation, *apps.front().workspace)
+                                     : callInWorkspace(invocation);
+}
+
 ExitStatus importApps(Invocation& invocation) {
     std::vector<ManagedApp> imported;
     std::vector<std::string> failures;
@@ -147,7 +156,7 @@ ExitStatus importApps(Invocation& invocation) {
     }
     invocation.output.document(imported);
     invocation.output.line(fmt::format("{} recorded. '{} pull --all-apps' brings their texts.",
-                                       counted(imported.size(), "app"), callInWorkspace(invocation)));
+                                       counted(imported.size(), "app"), callForAll(invocation, imported)));
     if (failures.empty()) return ExitStatus::done;
     return imported.empty() ? ExitStatus::failed : ExitStatus::partlyDone;
 }

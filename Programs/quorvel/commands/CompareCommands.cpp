@@ -13,6 +13,7 @@
 #include <fmt/ranges.h>
 
 #include <map>
+#include <set>
 
 namespace quorvel {
 
@@ -145,15 +146,28 @@ void printGrid(Output& output, const Comparison& comparison) {
                     fmt::join(limits, " · ")));
 }
 
-// What is odd about the texts that are not pending, which the push would not tell.
+// Tidying leaves alone what App Store Connect holds, and so is no advice for it.
+std::string_view explainUnchanged(TextRemark remark) {
+    if (remark == TextRemark::finalLineBreak) return "Ends with a line break, on App Store Connect too.";
+    if (remark == TextRemark::byteOrderMark)
+        return "Begins with a byte order mark, on App Store Connect too.";
+    return explain(remark);
+}
+
+// What is odd about the texts, also about those that are not pending, which the push would not tell.
 void printRemarks(Output& output, const Comparison& comparison) {
-    std::map<TextRemark, std::vector<std::string>> places;
+    std::set<FieldKey> pending;
+    for (const PendingChange& change : comparison.changes)
+        pending.insert(change.key());
+    std::map<std::pair<TextRemark, std::string_view>, std::vector<std::string>> places;
     for (const auto& [locale, cells] : comparison.grid.cells)
         for (const auto& [field, cell] : cells)
             for (const TextRemark remark : cell.remarks)
-                places[remark].push_back(fmt::format("{} {}", locale, shortLabelOf(field)));
+                places[{remark,
+                        pending.contains({locale, field}) ? explain(remark) : explainUnchanged(remark)}]
+                    .push_back(fmt::format("{} {}", locale, shortLabelOf(field)));
     for (const auto& [remark, where] : places)
-        output.warning(fmt::format("{} ({})", explain(remark), someOf(where)));
+        output.warning(fmt::format("{} ({})", remark.second, someOf(where)));
 }
 
 void printSummary(Output& output, const StatusDocument& document, const Comparison& comparison) {

@@ -7,6 +7,8 @@
 #include <fmt/format.h>
 #include <fmt/ranges.h>
 
+#include <algorithm>
+
 namespace quorvel {
 
 DemoStage::DemoStage(Invocation& invocation)
@@ -42,8 +44,9 @@ void DemoStage::step(std::string_view title, std::string_view text) {
 }
 
 void DemoStage::tell(std::string_view text) {
-    constexpr std::size_t width = 96;
-    for (const std::string& line : wrap(text, width))
+    constexpr std::size_t readable = 96;
+    const std::size_t width = innerWidth();
+    for (const std::string& line : wrap(text, width ? std::min(width, readable) : readable))
         say("   " + line + "\n");
 }
 
@@ -60,19 +63,25 @@ void DemoStage::command(const std::vector<std::string>& words) {
             status, fmt::format("the demo's \"{}\" ended with status {}", line, static_cast<int>(status)));
 }
 
+// Of the commands that it plays; 0: no bound.
+std::size_t DemoStage::innerWidth() const {
+    const Streams& outer = invocation_.surroundings.streams;
+    return outer.outIsTerminal && outer.width > 20 ? outer.width - 3 : 0;
+}
+
 Surroundings DemoStage::innerSurroundings() {
     const auto write = [this](std::string_view text) { indented_.write(text); };
     const Surroundings& outer = invocation_.surroundings;
     Surroundings inner;
-    const std::size_t width = outer.streams.width > 20 ? outer.streams.width - 3 : 0;
-    inner.streams = {.out = write,
-                     .error = write,
-                     .readLine = [] { return std::nullopt; },
-                     .readAll = [] { return std::string(); },
-                     .outIsTerminal = invocation_.output.showsColours() && !invocation_.output.isJSON(),
-                     .errorIsTerminal = false,
-                     .inputIsTerminal = false,
-                     .width = width};
+    inner.streams = {
+        .out = write,
+        .error = [=, width = innerWidth()](std::string_view text) { write(wrapLines(text, width)); },
+        .readLine = [] { return std::nullopt; },
+        .readAll = [] { return std::string(); },
+        .outIsTerminal = invocation_.output.showsColours() && !invocation_.output.isJSON(),
+        .errorIsTerminal = false,
+        .inputIsTerminal = false,
+        .width = innerWidth()};
     inner.variable = [this](std::string_view name) -> std::optional<std::string> {
         if (name == "QUORVEL_HOME") return (folder_.path() / "home").string();
         if (name == "QUORVEL_ENDPOINTS") return server_.access().endpointsFile.string();

@@ -6,6 +6,7 @@
 #include "Programs/quorvel/TemporaryFolder.h"
 #include "Sandbox/SandboxServer.h"
 
+#include <cstddef>
 #include <cstdint>
 #include <functional>
 #include <string>
@@ -54,6 +55,7 @@ class DemoStage {
         bool atStart_ = true;
     };
 
+    [[nodiscard]] std::size_t innerWidth() const;
     [[nodiscard]] Surroundings innerSurroundings();
 
     Invocation& invocation_;

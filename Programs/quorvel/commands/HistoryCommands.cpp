@@ -97,8 +97,12 @@ struct RunRecord {
 void printEntry(Output& output, const PushHistoryEntry& entry) {
     const auto field = fromRawValue<FieldType>(entry.fieldType);
     if (!field) return; // of a field that this version of the program does not know
-    printTextChange(output, {entry.locale, *field}, entry.success ? "pushed" : "FAILED",
-                    wordDiff(entry.previousValue, entry.newValue), entry.errorMessage.value_or(""));
+    const std::string_view outcome = !entry.success ? "FAILED"
+                                     : entry.previousValue == entry.newValue
+                                         ? "App Store Connect had it already"
+                                         : "pushed";
+    printTextChange(output, {entry.locale, *field}, outcome, wordDiff(entry.previousValue, entry.newValue),
+                    entry.errorMessage.value_or(""));
 }
 
 ExitStatus showRun(Invocation& invocation) {
@@ -113,7 +117,7 @@ ExitStatus showRun(Invocation& invocation) {
     output.document(RunRecord{run, entries});
     if (output.isJSON()) return ExitStatus::done;
     output.line(fmt::format("Run {} of {}, {} {}, {}", run.sessionId, app.displayName, contextOf(run),
-                            run.versionString.value_or(""), formatISO8601(run.finished)));
+                            run.versionString.value_or(""), shortTime(run.finished)));
     output.line();
     for (const PushHistoryEntry& entry : entries)
         printEntry(output, entry);

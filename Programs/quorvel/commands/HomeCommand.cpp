@@ -1,6 +1,5 @@
 #include "Platform/text/Text.h"
 #include "Programs/quorvel/AppLookup.h"
-#include "Programs/quorvel/Help.h"
 #include "Programs/quorvel/Workspaces.h"
 #include "Programs/quorvel/commands/AppOverviews.h"
 #include "Programs/quorvel/commands/Groups.h"
@@ -34,7 +33,8 @@ constexpr std::string_view welcome =
     "  quorvel pull                                        its store texts become plain files\n"
     "  quorvel                                             this page, then with your apps\n"
     "\n"
-    "Without an account, 'quorvel demo' shows a whole round of work.\n\n";
+    "Without an account, 'quorvel demo' shows a whole round of work.\n"
+    "'quorvel help' lists all commands.\n";
 
 std::string_view titleOf(Bucket bucket) {
     static constexpr std::array<std::string_view, 4> titles = {"Needs attention", "In review", "Live",
@@ -153,7 +153,7 @@ ExitStatus showHome(Invocation& invocation) {
     output.document(home);
     if (output.isJSON()) return ExitStatus::done;
     if (home.apps.empty() && !anyAppIsRecorded(invocation))
-        output.raw(std::string(welcome) + helpOfProgram());
+        output.raw(welcome); // without the whole help, above which it would be scrolled away
     else
         printHome(invocation, home);
     return ExitStatus::done;

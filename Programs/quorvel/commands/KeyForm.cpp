@@ -68,10 +68,10 @@ void refuseMissing(const ASCSettingsViewModel& model, const CredentialSource& gi
     requireKeyFile(given.privateKeyFile, surroundings); // no Key ID helps a file that is no key
     std::vector<std::string> places;
     for (const auto& folder : folders)
-        places.push_back(folder.string());
+        if (std::ranges::find(places, folder.string()) == places.end()) places.push_back(folder.string());
     throw UsageError(
         fmt::format("\"auth set\" needs {}", fmt::join(missing, " and ")),
-        fmt::format("A key file named AuthKey_<Key ID>.p8 is also found in {}.", fmt::join(places, ", ")));
+        fmt::format("A key file named AuthKey_<Key ID>.p8 is found in {} too.", fmt::join(places, ", ")));
 }
 
 } // namespace

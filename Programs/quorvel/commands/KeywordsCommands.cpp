@@ -88,6 +88,7 @@ ExitStatus expandEnglish(Invocation& invocation) {
         return ExitStatus::done;
     }
     const auto stack = aiStack(invocation);
+    output.progress("Asking for keywords…");
     const auto result = EnglishLocaleExpansion(stack.client, stack.model).expand(input);
     std::vector<EnglishLocaleExpansion::Entry> entries;
     target.controller()->perform(MetadataOperation::translate, [&] {

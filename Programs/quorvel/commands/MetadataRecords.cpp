@@ -69,10 +69,16 @@ void printLeftOut(Output& output, const std::vector<LeftOutChange>& leftOut) {
 }
 
 void printWarnings(Output& output, const std::vector<PushWarning>& warnings) {
-    for (const PushWarning& warning : warnings)
-        output.warning(fmt::format("{}{}: {}", warning.locale,
-                                   warning.field ? fmt::format(" {}", shortLabelOf(*warning.field)) : "",
-                                   warning.text));
+    std::vector<std::pair<std::string_view, std::vector<std::string>>>
+        places; // of each text, the first first
+    for (const PushWarning& warning : warnings) {
+        auto found = std::ranges::find(places, warning.text, &decltype(places)::value_type::first);
+        if (found == places.end()) found = places.insert(found, {warning.text, {}});
+        found->second.push_back(fmt::format(
+            "{}{}", warning.locale, warning.field ? fmt::format(" {}", shortLabelOf(*warning.field)) : ""));
+    }
+    for (const auto& [text, where] : places)
+        output.warning(fmt::format("{} ({})", text, someOf(where)));
 }
 
 } // namespace quorvel

@@ -15,6 +15,8 @@
 
 #include <algorithm>
 #include <exception>
+#include <filesystem>
+#include <map>
 
 namespace quorvel {
 
@@ -26,13 +28,23 @@ using PullRequest = MetadataController::PullRequest;
 void reportKept(Output& output, const PullResult& result, std::string_view lead = {}) {
     for (const std::string& warning : result.summary.warnings)
         output.warning(fmt::format("{}{}", lead, warning));
-    for (const KeptEdit& kept : result.kept)
-        output.warning(fmt::format("{}the local {} of {} was edited; it was put aside as {}", lead,
-                                   shortLabelOf(kept.field), kept.locale, kept.path));
-    for (const FieldKey& left : result.leftEdits)
-        output.warning(fmt::format("{}the local {} of {} was edited and left in place", lead,
-                                   shortLabelOf(left.field), left.locale));
+    std::map<std::filesystem::path, std::vector<std::string>> kept; // by the folder of the locales
+    for (const KeptEdit& edit : result.kept)
+        kept[std::filesystem::path(edit.path).parent_path().parent_path()].push_back(
+            fmt::format("{} {}", edit.locale, shortLabelOf(edit.field)));
+    for (const auto& [folder, names] : kept)
+        output.warning(fmt::format("{}{} edited locally, put aside under {}: {}", lead,
+                                   counted(names.size(), "text"), folder.string(), fmt::join(names, ", ")));
+    std::vector<std::string> left;
+    for (const FieldKey& edit : result.leftEdits)
+        left.push_back(fmt::format("{} {}", edit.locale, shortLabelOf(edit.field)));
+    if (!left.empty())
+        output.warning(fmt::format("{}{} edited locally, left in place: {}", lead,
+                                   counted(left.size(), "text"), fmt::join(left, ", ")));
 }
+
+constexpr std::string_view afterKeepingText =
+    "Copy back what you want of it, then push; 'quorvel pull --leave-edits' leaves edits in place.";
 
 // For somebody who does not know yet that an app has several.
 void reportContexts(Output& output, const MetadataState& state) {
@@ -73,6 +85,7 @@ ExitStatus pullContext(Invocation& invocation, AppTarget& target, const PullRequ
     if (summary.locales.empty() && !target.disabledLocales().empty())
         output.note("Locales that are disabled are not pulled; 'quorvel locale enable' lets them take part.");
     reportKept(output, result);
+    if (!result.kept.empty()) output.note(afterKeepingText);
     reportContexts(output, *controller->state());
     return ExitStatus::done;
 }
@@ -149,6 +162,9 @@ void printPulls(Output& output, const std::vector<PullRecord>& records) {
         if (record.result) reportKept(output, *record.result, where);
         if (record.error) output.warning(where + *record.error);
     }
+    if (std::ranges::any_of(
+            records, [](const PullRecord& record) { return record.result && !record.result->kept.empty(); }))
+        output.note(afterKeepingText);
 }
 
 // When nothing could be pulled, the reason that all failures share says how the program ends.

@@ -104,7 +104,8 @@ void printOutcomes(Output& output, const std::vector<PushOutcome>& outcomes) {
     }
     output.table(table);
     // The report below has the first error.
-    const auto first = std::ranges::find(outcomes, false, &PushOutcome::success);
+    const auto first = std::ranges::find_if(
+        outcomes, [](const PushOutcome& outcome) { return !outcome.success && wasSent(outcome); });
     const auto unsent = std::ranges::count(outcomes, false, wasSent);
     if (unsent > 0)
         output.warning(fmt::format("the push was cancelled; {} not sent, pushing again sends the rest",

@@ -2,6 +2,7 @@
 #include "Core/ai/translation/TranslationPipeline.h"
 #include "Core/metadata/Locales.h"
 #include "Platform/task/Task.h"
+#include "Platform/text/Text.h"
 #include "Programs/quorvel/AppTarget.h"
 #include "Programs/quorvel/Errors.h"
 #include "Programs/quorvel/OperationProgress.h"
@@ -21,6 +22,7 @@ namespace {
 
 struct Job {
     std::vector<TranslationItem> items;
+    std::string whyNone; // what to do when there are no items
     TranslationPipeline::Settings settings;
 };
 
@@ -38,14 +40,26 @@ std::vector<std::string> targetLocales(const Invocation& invocation, AppTarget& 
         requireLocale(locale);
         if (std::ranges::find(locales, locale) == locales.end()) locales.push_back(locale);
     }
-    if (locales.empty()) {
+    const bool areNamed = !locales.empty();
+    if (!areNamed) {
         const LocaleSet disabled = target.disabledLocales();
         for (const std::string& locale : store.localesOnDisk())
             if (isAppStoreLocale(locale) && !disabled.contains(locale)) locales.push_back(locale);
     }
     std::erase(locales, sourceLocale);
+    if (locales.empty() && areNamed)
+        throw UsageError(fmt::format("{} is the source locale", sourceLocale),
+                         "--to takes the others; --from chooses another source.");
     if (locales.empty()) throw CommandError(ExitStatus::notFound, std::string(noTargetLocalesText));
     return locales;
+}
+
+std::string whyNothing(const MetadataStore& store, TranslationWish wish) {
+    wish.which = TranslationWish::Which::all;
+    const bool isUpToDate = !chooseItems(store.readAll(), {}, wish).empty();
+    return isUpToDate ? "Every text is there and up to date; --all makes them anew."
+                      : fmt::format("The fields are empty in {}, or 'quorvel rules' turns them off.",
+                                    wish.sourceLocale);
 }
 
 Job jobOf(Invocation& invocation, AppTarget& target, const MetadataStore& store,
@@ -61,6 +75,7 @@ Job jobOf(Invocation& invocation, AppTarget& target, const MetadataStore& store,
     if (invocation.arguments.has("--all")) wish.which = TranslationWish::Which::all;
     job.settings.replaced = wish.which;
     job.items = chooseItems(store.readAll(), TranslationOrigins::load(store.folder()), wish);
+    if (job.items.empty()) job.whyNone = whyNothing(store, std::move(wish));
     return job;
 }
 
@@ -71,8 +86,9 @@ ExitStatus showPrompts(const Invocation& invocation,
     std::size_t requests = 0;
     double cost = 0;
     for (const TranslationPipeline::Preview& preview : previews) {
-        output.line(output.styled(
-            Style::bold, fmt::format("{} {}", preview.item.targetLocale, shortLabelOf(preview.item.field))));
+        output.styledLine(
+            output.styled(Style::bold, fmt::format("{} {}", escapeControls(preview.item.targetLocale),
+                                                   shortLabelOf(preview.item.field))));
         if (preview.skippedBecause) output.line(*preview.skippedBecause);
         if (preview.fromCache) output.line("Answered from the cache; nothing would be sent.");
         if (preview.prompt) {
@@ -142,6 +158,7 @@ ExitStatus translateFields(Invocation& invocation, std::vector<FieldType> fields
     if (job.items.empty()) {
         output.document(document);
         output.line(nothingToTranslateText);
+        output.note(job.whyNone);
         return ExitStatus::done;
     }
     TranslationPipeline::Parts parts{.cache = TranslationCache(invocation.composition.container()),

@@ -54,13 +54,15 @@ ExitStatus importMetadata(Invocation& invocation) {
     });
     Output& output = invocation.output;
     output.document(report);
-    output.line(fmt::format("Imported {} of {} into {}; {} unchanged, {} lost a final line break.",
-                            counted(report.imported.size(), "field"),
+    const bool rehearsed = invocation.global.dryRun;
+    output.line(fmt::format("{} {} of {} into {}; {} unchanged, {} {} a final line break.",
+                            rehearsed ? "Would import" : "Imported", counted(report.imported.size(), "field"),
                             counted(report.locales.size(), "locale"), store.folder().rootURL.string(),
-                            report.unchanged, report.stripped));
+                            report.unchanged, report.stripped, rehearsed ? "would lose" : "lost"));
     for (const KeptEdit& kept : report.kept)
-        output.warning(fmt::format("the local {} of {} was edited; it was put aside as {}",
-                                   shortLabelOf(kept.field), kept.locale, kept.path));
+        output.warning(fmt::format("the local {} of {} was edited; it {}", shortLabelOf(kept.field),
+                                   kept.locale,
+                                   rehearsed ? "would be put aside" : "was put aside as " + kept.path));
     for (const FieldKey& over : report.overLimit)
         output.warning(fmt::format("{} {} is over its limit of {} characters and will not be pushed",
                                    over.locale, shortLabelOf(over.field), limitOf(over.field)));
@@ -75,8 +77,10 @@ ExitStatus exportMetadata(Invocation& invocation) {
     const ExportReport report = exportTree(target.localStore(), tree, runOf(invocation.global));
     Output& output = invocation.output;
     output.document(report);
-    output.line(fmt::format("Exported into {}: {} files written, {} of them over another text; {} unchanged.",
-                            tree.string(), report.written, report.replaced.size(), report.unchanged));
+    const bool rehearsed = invocation.global.dryRun;
+    output.line(fmt::format("{} into {}: {} files {}, {} of them over another text; {} unchanged.",
+                            rehearsed ? "Would export" : "Exported", tree.string(), report.written,
+                            rehearsed ? "to write" : "written", report.replaced.size(), report.unchanged));
     noteDryRun(invocation);
     return ExitStatus::done;
 }
@@ -94,7 +98,8 @@ ExitStatus tidyMetadata(Invocation& invocation) {
            [&] { tidied = tidyTree(store, runOf(invocation.global)); });
     Output& output = invocation.output;
     output.document(tidied);
-    Table table{.columns = {{"Locale"}, {"Field"}, {"Removed"}}, .rows = {}};
+    Table table{.columns = {{"Locale"}, {"Field"}, {invocation.global.dryRun ? "Would remove" : "Removed"}},
+                .rows = {}};
     for (const TidiedField& field : tidied)
         table.rows.push_back({field.locale, shortLabelOf(field.field), whatWasTidied(field)});
     if (tidied.empty())

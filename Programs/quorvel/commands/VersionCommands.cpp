@@ -21,9 +21,8 @@ enum class Precision { day, minute };
 std::string shortDate(const std::optional<std::string>& text, Precision precision) {
     const auto date = parseISO8601(text.value_or(""));
     if (!date) return text.value_or("");
-    const std::string whole = formatISO8601(*date); // 2026-03-01T12:30:00Z
-    return precision == Precision::day ? whole.substr(0, whole.find('T'))
-                                       : whole.substr(0, whole.rfind(':')) + "Z";
+    const std::string minute = shortTime(*date); // 2026-03-01 12:30Z
+    return precision == Precision::day ? minute.substr(0, minute.find(' ')) : minute;
 }
 
 std::optional<ASCPlatform> platformOf(const std::optional<std::string>& name) {

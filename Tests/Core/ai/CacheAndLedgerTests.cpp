@@ -212,13 +212,14 @@ TEST(CachedClaudeClient, paysOnceAndRecordsEveryAnswer) {
     const auto inner =
         std::make_shared<FakeClaude>(std::vector<FakeClaude::Answer>{FakeClaude::says("Hallo")});
     const CachedClaudeClient client(inner, fixture.cache, fixture.recorder);
-    EXPECT_EQ(client.send(request).text(), "Hallo");
+    EXPECT_FALSE(client.send(request).fromCache);
     ClaudeRequest again = request;
     again.responseFormat = "json_object";
     EXPECT_EQ(client.send(again).text(), "Hallo");
+    EXPECT_TRUE(client.send(again).fromCache);
     EXPECT_EQ(inner->requests().size(), 1u);
     const auto entries = fixture.recorder->entries();
-    ASSERT_EQ(entries.size(), 2u);
+    ASSERT_EQ(entries.size(), 3u);
     EXPECT_EQ(entries[0].model, request.model) << "the request's model, not the answer's";
     EXPECT_GT(entries[0].costUSD, 0);
     EXPECT_EQ(entries[1].costUSD, 0);

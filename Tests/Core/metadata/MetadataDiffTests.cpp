@@ -1,3 +1,4 @@
+#include "Core/metadata/LocalizationWriter.h"
 #include "Core/metadata/MetadataDiff.h"
 #include "Core/metadata/PullDecision.h"
 #include "Core/metadata/PushSelection.h"
@@ -261,4 +262,7 @@ TEST(PushReport, countsWhatWentAndNamesTheFirstError) {
         "Pushed 1 field · 1 locale. 2 failed.\nFirst error: first");
     EXPECT_EQ(pushReport({outcome("it", FieldType::name, "no")}),
               "Pushed 0 fields · 0 locales. 1 failed.\nFirst error: no");
+    const PushOutcome unsent = outcome("it", FieldType::keywords, std::string(notSentText));
+    EXPECT_EQ(pushReport({unsent, name, unsent, outcome("it", FieldType::name, "no")}),
+              "Pushed 1 field · 1 locale. 2 not sent. 1 failed.\nFirst error: no");
 }
