@@ -47,6 +47,19 @@ std::optional<std::string> localeIn(const Components& components) {
     return std::nullopt;
 }
 
+// Other tools write en_US or en-us.
+std::string localeHint(const Components& components) {
+    const auto plain = [](std::string_view text) {
+        std::string result = asciiLowercase(text);
+        std::ranges::replace(result, '_', '-');
+        return result;
+    };
+    for (const std::string& component : components)
+        for (const std::string_view locale : appStoreLocales())
+            if (plain(component) == plain(locale)) return fmt::format(" Did you mean {}?", locale);
+    return {};
+}
+
 std::optional<std::string> displayTypeIn(const Components& components) {
     for (auto at = components.rbegin() + 1; at < components.rend(); ++at)
         if (auto type = displayTypeOfFolder(*at)) return type;
@@ -149,7 +162,8 @@ ScreenshotPushScanner::ParseResult ScreenshotPushScanner::parse(const std::files
     if (components.empty()) return Skipped{"Could not derive relative path from root."};
     auto locale = localeIn(components);
     if (!locale)
-        return Skipped{"No locale found in path. Expected something like en-US.png or en-US/file.png."};
+        return Skipped{"No locale found in path. Expected something like en-US.png or en-US/file.png." +
+                       localeHint(components)};
     if (auto type = displayTypeIn(components))
         return Parsed{{file, std::move(*locale), std::move(*type)}, {}};
     try {

@@ -138,7 +138,7 @@ ScreenshotPushSummary ScreenshotPusher::push(const std::vector<ScreenshotSetEdit
         append(pending, outcome.pending);
     }
     if (!pending.empty() && options_.processingDeadline > 0) {
-        steps.tell("Waiting for App Store Connect to process the screenshots…");
+        steps.tell(std::string(processingStage));
         noteProcessing(summary, awaitProcessing(client_, std::move(pending), options_));
     }
     return summary;

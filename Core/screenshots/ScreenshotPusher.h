@@ -11,6 +11,7 @@
 #include <filesystem>
 #include <functional>
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace quorvel {
@@ -25,6 +26,10 @@ struct ScreenshotPushSummary {
     std::vector<std::filesystem::path> successfullyUploadedLocalURLs;
     bool operator==(const ScreenshotPushSummary&) const = default;
 };
+
+/// The stage of a push that lasts as long as Apple's servers take.
+inline constexpr std::string_view processingStage =
+    "Waiting for App Store Connect to process the screenshots…";
 
 /// The bytes of one file on their way.
 struct ScreenshotTransfer {

@@ -83,6 +83,12 @@ TEST_F(ScreenshotCommands, pullCompareAndPush) {
     const JSONValue status = onlyDocument(result.out);
     EXPECT_EQ(*status.find("guesses")->items()->at(0).find("displayType")->text(), "APP_IPHONE_65");
     EXPECT_THAT(shots({"status"}).out, HasSubstr("upload 1.png, 2.png, 10.png"));
+    put(picture("en-US/iphone-67/own.png"), test::pictureFor("APP_IPHONE_67", 1));
+    EXPECT_THAT(shots({"status"}).all(),
+                AllOf(HasSubstr("delete "), HasSubstr("without it a push only adds")));
+    EXPECT_THAT(shots({"status", "--mode", "append"}).all(),
+                Not(testing::AnyOf(HasSubstr("delete "), HasSubstr("only adds"))));
+    std::filesystem::remove_all(picture("en-US"));
 
     server.forgetRequests();
     result = shots({"push", "--mode", "replace", "--dry-run"});
@@ -143,6 +149,7 @@ TEST_F(ScreenshotCommands, endWithTheStatusThatTheOutcomeHas) {
     result = shots({"push", "--no-wait"});
     EXPECT_EQ(result.status, 1);
     EXPECT_THAT(result.out, AllOf(HasSubstr("Nothing was pushed."), Not(HasSubstr("has these"))));
+    EXPECT_EQ(shots({"push", "--dry-run"}).status, 1) << "as the push would end";
 
     if (::geteuid() == 0) return; // root reads every folder
     std::filesystem::remove_all(picture("ta-IN"));
@@ -199,6 +206,32 @@ TEST_F(ScreenshotCommands, drawBarsOnATerminal) {
     EXPECT_EQ(result.status, 0) << result.out;
     EXPECT_THAT(result.out, AllOf(HasSubstr("[####################] 100 %"), HasSubstr("2 of 2 files"),
                                   HasSubstr("  sv/iphone-65/")));
+}
+
+TEST_F(ScreenshotCommands, showWhatGoesBeforeTheyAsk) {
+    put(picture("en-US/iphone-67/own.png"), test::pictureFor("APP_IPHONE_67", 1));
+    server.forgetRequests();
+    auto asking = call(words({"push", "--mode", "replace"}));
+    asking.streams = test::ProgramCall::Streams::terminal;
+    asking.input = "n\n";
+    const auto result = test::runProgram(asking);
+    EXPECT_EQ(result.status, 1) << result.out;
+    EXPECT_THAT(result.out,
+                AllOf(HasSubstr("delete "), HasSubstr("upload own.png"), HasSubstr("Nothing was pushed.")));
+    EXPECT_EQ(changesSent(), 0u);
+}
+
+TEST_F(ScreenshotCommands, tellHowFarAnInterruptedPushCame) {
+    for (const char* name : {"sv/iphone-65/1.png", "sv/iphone-65/2.png"})
+        put(picture(name), drawn(1));
+    server.setFaults({{.route = "PATCH /v1/appScreenshots/*", .status = 429, .retryAfter = 600}});
+    test::ChildProgram pushing(call(words({"push"})));
+    while (changesSent() < 6) // two reservations, two uploads, two commits that wait
+        std::this_thread::yield();
+    pushing.signal(SIGINT);
+    const auto result = pushing.wait();
+    EXPECT_EQ(result.status, 130) << result.all();
+    EXPECT_THAT(result.error, HasSubstr("0 of 2 files were uploaded before the interruption"));
 }
 
 TEST_F(ScreenshotCommands, completeAPushThatWasKilledAHundredTimes) {

@@ -2,15 +2,15 @@
 #include "Core/metadata/Locales.h"
 #include "Core/screenshots/ScreenshotError.h"
 #include "Core/screenshots/ScreenshotPreparation.h"
-#include "Core/screenshots/ScreenshotPusher.h"
 #include "Core/screenshots/ScreenshotsStore.h"
 #include "Platform/text/Text.h"
 #include "Programs/quorvel/AppLookup.h"
 #include "Programs/quorvel/AppTarget.h"
 #include "Programs/quorvel/Errors.h"
-#include "Programs/quorvel/TransferBars.h"
+#include "Programs/quorvel/commands/AppOverviews.h"
 #include "Programs/quorvel/commands/Groups.h"
 #include "Programs/quorvel/commands/MetadataRecords.h"
+#include "Programs/quorvel/commands/ScreenshotPush.h"
 #include "Programs/quorvel/commands/ScreenshotRecords.h"
 #include "Quorvel/controllers/AppContexts.h"
 
@@ -75,14 +75,11 @@ ScreenshotSelection selectionOf(const Invocation& invocation) {
     return selection;
 }
 
-const CommandClient& clientOf(Invocation& invocation, AppTarget& target) {
-    return *invocation.composition.client(ownerOf(target.app()));
-}
-
 // The context as App Store Connect has it now.
 PlatformContext currentContext(Invocation& invocation, AppTarget& target) {
     (void)target.givenContext(); // refuses a misspelt one before anything is asked
-    const auto versions = clientOf(invocation, target).listAppStoreVersions(target.app().appStoreId);
+    const auto versions =
+        invocation.composition.client(ownerOf(target.app()))->listAppStoreVersions(target.app().appStoreId);
     return target.contexts().current(versions, invocation.global.context, target.app().displayName);
 }
 
@@ -94,7 +91,8 @@ ExitStatus pull(Invocation& invocation) {
     const FileLock turn = takeTurn(target.appFolder(), "a pull of screenshots");
     invocation.output.progress(fmt::format("Pulling the screenshots of {}…", target.app().displayName));
     URLSessionHTTPClient images(invocation.composition.session());
-    const ScreenshotsPullSummary summary = store.pull(clientOf(invocation, target), images);
+    const ScreenshotsPullSummary summary =
+        store.pull(*invocation.composition.client(ownerOf(target.app())), images);
     Output& output = invocation.output;
     output.document(summary);
     output.line(fmt::format("Pulled {} {} ({}): {} in {}, {}.", escapeControls(target.app().displayName),
@@ -135,131 +133,13 @@ ExitStatus status(Invocation& invocation) {
     printRemarks(output, prepared);
     if (!std::filesystem::is_directory(paths.pictures))
         output.note(ScreenshotError::noFolder(paths.pictures).what());
+    const bool deletes = std::ranges::any_of(
+        prepared.plan.sets, [](const ScreenshotSetStatus& set) { return !set.toDelete.empty(); });
+    if (deletes && !invocation.arguments.has("--mode"))
+        output.note("Shown is what a push with --mode replace does; without it a push only adds.");
     if (catalog->lastPulledAt)
-        output.note(fmt::format("As of the pull at {}.", formatISO8601(*catalog->lastPulledAt)));
+        output.note(fmt::format("As of the pull at {}.", shortTime(*catalog->lastPulledAt)));
     return ExitStatus::done;
-}
-
-struct PlannedWork {
-    std::size_t uploads = 0;
-    std::size_t deletions = 0;
-    std::uint64_t bytes = 0;
-};
-
-PlannedWork workOf(const std::vector<ScreenshotSetEdit>& edits) {
-    PlannedWork work;
-    for (const ScreenshotSetEdit& edit : edits) {
-        work.uploads += edit.localsToUpload.size();
-        work.deletions += edit.ascIdsToDelete.size();
-        for (const ScreenshotPushItem& item : edit.localsToUpload) {
-            std::error_code unknown;
-            const auto size = std::filesystem::file_size(item.fileURL, unknown);
-            if (!unknown) work.bytes += size;
-        }
-    }
-    return work;
-}
-
-void confirmPush(Invocation& invocation, std::string_view what) {
-    if (!invocation.global.yes && invocation.output.canAsk() &&
-        !invocation.output.confirm(fmt::format("{}?", what)))
-        throw CommandError(ExitStatus::failed, "Nothing was pushed.");
-    invocation.output.note(fmt::format("{}.", what));
-}
-
-TransferBars::Form formOfBars(const Invocation& invocation) {
-    if (invocation.global.quiet) return TransferBars::Form::silent;
-    return invocation.output.streams().errorIsTerminal ? TransferBars::Form::bars : TransferBars::Form::lines;
-}
-
-ScreenshotPushSummary carryOut(Invocation& invocation, AppTarget& target, const PlatformContext& context,
-                               const std::filesystem::path& pictures,
-                               const std::vector<ScreenshotSetEdit>& edits) {
-    const PlannedWork work = workOf(edits);
-    TransferBars bars(invocation.output.streams(), formOfBars(invocation), work.uploads, work.bytes);
-    const auto nameOf = [&](const ScreenshotTransfer& transfer) {
-        return shownPath(transfer.fileURL.lexically_relative(pictures));
-    };
-    const ScreenshotPusher::Observer observer{
-        .progress = [&](const ScreenshotPusher::PushProgress& progress) { bars.stage(progress.stage); },
-        .transfer =
-            [&](const ScreenshotTransfer& transfer) {
-                if (transfer.stage == ScreenshotTransfer::Stage::running)
-                    bars.running(nameOf(transfer), transfer.sent, transfer.total);
-                else if (transfer.stage == ScreenshotTransfer::Stage::finished)
-                    bars.finished(nameOf(transfer), transfer.total);
-                else
-                    bars.failed(nameOf(transfer));
-            }};
-    ScreenshotPushOptions options;
-    if (invocation.arguments.has("--no-wait")) options.processingDeadline = 0;
-    URLSessionHTTPClient uploads(invocation.composition.session());
-    return ScreenshotPusher(clientOf(invocation, target), uploads, context, target.app().appStoreId, options)
-        .push(edits, observer);
-}
-
-ExitStatus showPlan(Output& output, const PreparedScreenshots& prepared) {
-    ScreenshotPushDocument document = documentOf(prepared, {});
-    document.dryRun = true;
-    output.document(document);
-    printScreenshotSets(output, prepared.plan.sets);
-    const PlannedWork work = workOf(prepared.plan.edits);
-    output.note(fmt::format("Dry run: {} would be uploaded ({}) and {} deleted, nothing was sent.",
-                            counted(work.uploads, "screenshot"), byteCount(work.bytes), work.deletions));
-    return ExitStatus::done;
-}
-
-// What was pushed stands and is told, whatever becomes of the catalogue.
-void remember(ScreenshotPushSummary& summary, const ScreenshotsStore& store, const CommandClient& client,
-              const std::vector<std::string>& locales) {
-    const auto warn = [&](std::string_view problem) {
-        summary.warnings.push_back(fmt::format("The push is done, but the catalogue could not be brought up "
-                                               "to date: {} Pull with 'quorvel screenshots pull'.",
-                                               problem));
-    };
-    try {
-        store.remember(store.readRemote(client, locales), locales);
-    } catch (const ASCError& error) {
-        warn(error.description());
-    } catch (const FileError& error) {
-        warn(error.what());
-    }
-}
-
-ExitStatus pushPrepared(Invocation& invocation, AppTarget& target, const PlatformContext& context,
-                        const ScreenshotsStore& store, const std::vector<std::string>& locales,
-                        const PreparedScreenshots& prepared) {
-    Output& output = invocation.output;
-    const PlannedWork work = workOf(prepared.plan.edits);
-    if (!prepared.plan.edits.empty())
-        confirmPush(invocation, fmt::format("Upload {} ({}) and delete {} in {} of {} {} ({})",
-                                            counted(work.uploads, "screenshot"), byteCount(work.bytes),
-                                            work.deletions, counted(prepared.plan.edits.size(), "set"),
-                                            target.app().displayName, context.versionString, context.id()));
-    ScreenshotPushSummary summary;
-    if (!prepared.plan.edits.empty()) {
-        summary = carryOut(invocation, target, context, store.paths().pictures, prepared.plan.edits);
-        remember(summary, store, clientOf(invocation, target), locales);
-    }
-    for (const ScreenshotPushItem& item : prepared.plan.inProcessing)
-        summary.warnings.push_back(
-            fmt::format("{}: was there, but App Store Connect was still processing it when the push began; "
-                        "pull to see the outcome.",
-                        item.text()));
-    const ScreenshotPushDocument document = documentOf(prepared, summary);
-    output.document(document);
-    for (const std::string& warning : summary.warnings)
-        output.warning(warning);
-    for (const std::string& failure : summary.failures)
-        output.warning(failure);
-    output.line(outcomeText(prepared, summary));
-    const ExitStatus result = statusOf(document, work.uploads, prepared.unreadableFolders);
-    if (result != ExitStatus::done)
-        output.line(fmt::format(
-            "{} not done as listed above; push again after mending them.",
-            counted(document.failures.size() + summary.warnings.size() + prepared.unreadableFolders,
-                    "thing")));
-    return result;
 }
 
 ExitStatus push(Invocation& invocation) {
@@ -276,14 +156,15 @@ ExitStatus push(Invocation& invocation) {
     invocation.output.progress("Comparing with App Store Connect…");
     // Not with the catalogue: it may be older than the last push.
     ScreenshotsCatalog remote;
-    if (!locales.empty()) remote = store.readRemote(clientOf(invocation, target), locales);
+    if (!locales.empty())
+        remote = store.readRemote(*invocation.composition.client(ownerOf(target.app())), locales);
     const auto prepared =
         prepareScreenshots(std::move(scan), remote, modeOf(invocation, ScreenshotPushMode::append),
                            checkOf(invocation), selection);
     requireSetLimits(prepared.plan.edits);
     printRemarks(invocation.output, prepared);
-    if (invocation.global.dryRun) return showPlan(invocation.output, prepared);
-    return pushPrepared(invocation, target, context, store, locales, prepared);
+    const ScreenshotPush push{invocation, target, context, store, locales, prepared};
+    return invocation.global.dryRun ? push.rehearse() : push.perform();
 }
 
 std::vector<ArgumentSpec> comparingArguments() {

@@ -127,6 +127,7 @@ TEST(ScreenshotPushScanner, namesWhatItLeavesOut) {
     put(folder / "iphone-67/one.png", "x");
     put(folder / "english/iphone-67/1.png", "x");
     put(folder / "line\nbreak/1.png", "x");
+    put(folder / "zh_hans/iphone-67/1.png", "x");
     std::filesystem::create_directories(folder / "de-DE/iphone-67");
     std::filesystem::create_directories(folder / "ja/iphone-67/loop");
     std::filesystem::create_directory_symlink(folder / "ja", folder / "ja/iphone-67/loop/back");
@@ -139,6 +140,7 @@ TEST(ScreenshotPushScanner, namesWhatItLeavesOut) {
     std::filesystem::permissions(folder / "fr-FR/iphone-67", std::filesystem::perms::owner_all);
     std::vector<std::string> expected = {"iphone-67/one.png" + noLocale, "english/iphone-67/1.png" + noLocale,
                                          "line\\nbreak/1.png" + noLocale,
+                                         "zh_hans/iphone-67/1.png" + noLocale + " Did you mean zh-Hans?",
                                          "Folder empty: " + (folder / "de-DE/iphone-67").string()};
     if (::geteuid() != 0) // root reads every folder
         expected.push_back("Folder unreadable: " + (folder / "fr-FR/iphone-67").string());
