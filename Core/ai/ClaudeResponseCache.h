@@ -14,6 +14,9 @@
 
 namespace quorvel {
 
+/// Whether answers that are kept are taken, or asked for again and replaced.
+enum class KeptAnswers { taken, renewed };
+
 /// One file per answer, "<key>.json", readable by its owner only, dropped when it is looked up after its
 /// time. What cannot be read or written is a warning in the log, never a failure. Thread-safe, shared by
 /// pointer.

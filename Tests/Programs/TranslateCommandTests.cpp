@@ -145,6 +145,13 @@ TEST_F(TranslateCommands, generateKeywordsAndExpandTheEnglishOnes) {
                 testing::AllOf(HasSubstr("Asking for keywords…"),
                                HasSubstr("Wrote the keywords of 4 locales for $0.00")));
     EXPECT_EQ(calls(), paid) << "the answer was kept";
+    EXPECT_EQ(run({"keywords", "expand-english", "--folder", "texts", "--fresh"}).status, 0);
+    EXPECT_EQ(calls(), paid + 1);
+    for (const auto& [word, asked] : {std::pair{"--quiet", 1}, {"--fresh", 2}}) {
+        ASSERT_EQ(run({"keywords", "generate", "--folder", "texts", "--to", "bn-BD", "--all", word}).status,
+                  0);
+        EXPECT_EQ(calls(), paid + asked) << word;
+    }
     EXPECT_EQ(std::filesystem::status(folder / "home/Library/Application Support/Brevant/aso/costs.jsonl")
                   .permissions(),
               std::filesystem::perms::owner_read | std::filesystem::perms::owner_write);

@@ -52,6 +52,7 @@ std::string TranslationCache::key(const TranslationKeyParts& parts) {
 }
 
 std::optional<CachedTranslation> TranslationCache::lookup(std::string_view key) const {
+    if (keptAnswers_ == KeptAnswers::renewed) return std::nullopt;
     try {
         return records_.find(key);
     } catch (const StoreError& error) {

@@ -1,6 +1,7 @@
 // Translations kept in the records, so that the same one is not paid for twice.
 #pragma once
 
+#include "Core/ai/ClaudeResponseCache.h"
 #include "Core/ai/translation/Translation.h"
 #include "Core/records/Records.h"
 #include "Platform/log/Log.h"
@@ -24,16 +25,19 @@ struct TranslationKeyParts {
 /// A store that is busy, full or damaged makes a miss and a warning in the log, never a failure. Thread-safe.
 class TranslationCache {
   public:
-    explicit TranslationCache(SharedContainer container) : records_(std::move(container)) {}
+    explicit TranslationCache(SharedContainer container, KeptAnswers keptAnswers = KeptAnswers::taken)
+        : records_(std::move(container)), keptAnswers_(keptAnswers) {}
 
     /// 64 hexadecimal digits; another one as soon as any part changes, the order of terms aside.
     [[nodiscard]] static std::string key(const TranslationKeyParts& parts);
 
+    /// Nothing when answers are to be renewed.
     [[nodiscard]] std::optional<CachedTranslation> lookup(std::string_view key) const;
     void store(const CachedTranslation& translation) const;
 
   private:
     TranslationRecords records_;
+    KeptAnswers keptAnswers_;
     Logger logger_{"TranslationCache"};
 };
 

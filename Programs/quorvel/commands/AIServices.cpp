@@ -7,6 +7,14 @@
 
 namespace quorvel {
 
+ArgumentSpec freshArgument() {
+    return {"--fresh", "", "Ask the model again, also where an answer of it is kept"};
+}
+
+KeptAnswers keptAnswersOf(const Invocation& invocation) {
+    return invocation.arguments.has("--fresh") ? KeptAnswers::renewed : KeptAnswers::taken;
+}
+
 ASOClaudeStack::Components aiStack(Invocation& invocation) {
     Composition& composition = invocation.composition;
     const RelayAccess relay = PenwiseConfig::relayAccess(composition.endpoints());
@@ -16,7 +24,8 @@ ASOClaudeStack::Components aiStack(Invocation& invocation) {
                                  .home = composition.home(),
                                  .relay = relay,
                                  .http = std::make_shared<URLSessionHTTPClient>(composition.session()),
-                                 .clock = composition.clock()});
+                                 .clock = composition.clock(),
+                                 .keptAnswers = keptAnswersOf(invocation)});
 }
 
 TranslationPipeline::Settings translationSettings(Invocation& invocation, const ManagedApp& app) {

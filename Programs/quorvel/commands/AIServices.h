@@ -9,6 +9,11 @@
 
 namespace quorvel {
 
+/// --fresh, of the commands that ask the model.
+[[nodiscard]] ArgumentSpec freshArgument();
+/// What --fresh says.
+[[nodiscard]] KeptAnswers keptAnswersOf(const Invocation& invocation);
+
 /// The stack of this home with the relay of the build or the endpoints file. Throws
 /// `ClaudeError::MissingAPIKey` when no relay is configured, `EndpointsError`, `FileError`.
 [[nodiscard]] ASOClaudeStack::Components aiStack(Invocation& invocation);

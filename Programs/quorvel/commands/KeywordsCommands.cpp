@@ -121,7 +121,7 @@ std::vector<Command> keywordsCommands() {
         generateKeywordsCommand(),
         {.name = "keywords expand-english",
          .summary = "Coordinate the keywords of the four English locales",
-         .arguments = {folderArgument()},
+         .arguments = {freshArgument(), folderArgument()},
          .heeds = {"--app", "--workspace", "--context", "--dry-run"},
          .run = expandEnglish,
          .details = EnglishLocaleExpansion::explanation},

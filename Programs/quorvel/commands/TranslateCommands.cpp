@@ -57,7 +57,8 @@ std::vector<std::string> targetLocales(const Invocation& invocation, AppTarget& 
 std::string whyNothing(const MetadataStore& store, TranslationWish wish) {
     wish.which = TranslationWish::Which::all;
     const bool isUpToDate = !chooseItems(store.readAll(), {}, wish).empty();
-    return isUpToDate ? "Every text is there and up to date; --all makes them anew."
+    return isUpToDate ? "Every text is there and up to date; --all makes them anew, and --all --fresh in "
+                        "other words."
                       : fmt::format("The fields are empty in {}, or 'quorvel rules' turns them off.",
                                     wish.sourceLocale);
 }
@@ -161,10 +162,11 @@ ExitStatus translateFields(Invocation& invocation, std::vector<FieldType> fields
         output.note(job.whyNone);
         return ExitStatus::done;
     }
-    TranslationPipeline::Parts parts{.cache = TranslationCache(invocation.composition.container()),
-                                     .folder = store.folder(),
-                                     .model = document.model,
-                                     .clock = invocation.composition.clock()};
+    TranslationPipeline::Parts parts{
+        .cache = TranslationCache(invocation.composition.container(), keptAnswersOf(invocation)),
+        .folder = store.folder(),
+        .model = document.model,
+        .clock = invocation.composition.clock()};
     const auto previews = TranslationPipeline(parts).preview(job.items, job.settings);
     if (invocation.global.dryRun) return showPrompts(invocation, previews);
     parts.claude = aiStack(invocation).client;
@@ -206,6 +208,7 @@ std::vector<ArgumentSpec> arguments() {
              Count::once,
              locales},
             {"--all", "", "Also texts that are there already; what they replace is put aside"},
+            freshArgument(),
             folderArgument()};
 }
 
