@@ -17,6 +17,10 @@ std::string_view PendingChange::textToSend() const {
     return isBlank(local) ? std::string_view() : std::string_view(local);
 }
 
+bool PushOutcome::wasSent() const {
+    return success || errorMessage != notSentText;
+}
+
 std::string pushReport(const std::vector<PushOutcome>& outcomes) {
     std::size_t fields = 0;
     std::size_t failed = 0;
@@ -26,7 +30,7 @@ std::string pushReport(const std::vector<PushOutcome>& outcomes) {
         if (outcome.success) {
             ++fields;
             locales.insert(outcome.change.locale);
-        } else if (outcome.errorMessage != notSentText) {
+        } else if (outcome.wasSent()) {
             ++failed;
             if (!firstFailure) firstFailure = &outcome;
         }

@@ -37,13 +37,15 @@ struct PushOutcome {
     std::optional<std::string> previous = std::nullopt;
     QUORVEL_RECORD(PushOutcome, change, success, errorMessage)
 
+    /// Whether it was tried; a push that is cancelled leaves the rest.
+    [[nodiscard]] bool wasSent() const;
     /// The text before the push: what was held, else the pulled copy.
     [[nodiscard]] const std::string& textBefore() const { return previous ? *previous : change.remote; }
     bool operator==(const PushOutcome&) const = default;
 };
 
-/// The report of a push, such as "Pushed 3 fields · 2 locales", with the number of failures and the first
-/// error when something failed.
+/// The report of a push, such as "Pushed 3 fields · 2 locales", with the number of those that were not sent,
+/// and the number of failures and the first error when something failed.
 [[nodiscard]] std::string pushReport(const std::vector<PushOutcome>& outcomes);
 
 } // namespace quorvel

@@ -1,5 +1,4 @@
 #include "Core/metadata/FolderTurn.h"
-#include "Core/metadata/LocalizationWriter.h"
 #include "Core/metadata/MetadataDiff.h"
 #include "Core/metadata/MetadataError.h"
 #include "Platform/crypto/Digest.h"
@@ -142,7 +141,7 @@ void MetadataController::recordOutcomes(const PushPreparation& preparation, cons
     const PlatformContext& context = preparation.context;
     std::vector<PushHistoryEntry> entries;
     for (const PushOutcome& outcome : outcomes) {
-        if (outcome.errorMessage == notSentText) continue; // cancelled before it was tried
+        if (!outcome.wasSent()) continue;
         entries.push_back({.timestamp = parts_.clock(),
                            .locale = outcome.change.locale,
                            .fieldType = std::string(rawValue(outcome.change.field)),
