@@ -36,6 +36,10 @@ std::shared_ptr<MetadataController> AppTarget::controller() {
     return invocation_.composition.sessions().session(app().id)->metadata;
 }
 
+const CommandClient& AppTarget::client() {
+    return *invocation_.composition.client(ownerOf(app()));
+}
+
 const AppContexts& AppTarget::contexts() {
     if (!contexts_) contexts_.emplace(appFolder(), invocation_.composition.clock());
     return *contexts_;

@@ -25,6 +25,8 @@ class AppTarget {
     /// The folder of --folder, or the app's own, with a tree of the older layout carried over.
     [[nodiscard]] const MetadataFolder& appFolder();
     [[nodiscard]] std::shared_ptr<MetadataController> controller();
+    /// App Store Connect with the app's key; throws as `Composition::client`.
+    [[nodiscard]] const CommandClient& client();
     /// What the folder says of the app's contexts.
     [[nodiscard]] const AppContexts& contexts();
 

@@ -170,6 +170,9 @@ TEST_F(ScreenshotCommands, tellWhatWasPushedThoughTheCatalogueCannotBeWritten) {
     EXPECT_THAT(*document.find("warnings")->items()->at(0).text(),
                 AllOf(HasSubstr("The push is done"), HasSubstr("screenshots-catalog.json")));
     EXPECT_THAT(shots({"push", "--mode", "replace"}).out, HasSubstr("Nothing to push"));
+    put(picture("sv/iphone-65/2.png"), "");
+    put(picture("sv/iphone-65/3.png"), drawn(2));
+    EXPECT_THAT(shots({"push", "--no-wait"}).out, HasSubstr("1 thing not done")) << "the push itself is done";
 }
 
 TEST_F(ScreenshotCommands, endWithStatus0WhateverFailsOnTheWay) {

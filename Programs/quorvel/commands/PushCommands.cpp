@@ -1,5 +1,4 @@
 #include "Core/metadata/Locales.h"
-#include "Core/metadata/LocalizationWriter.h"
 #include "Core/metadata/MetadataPusher.h"
 #include "Platform/task/Task.h"
 #include "Platform/text/Text.h"
@@ -90,28 +89,24 @@ ExitStatus statusOf(const std::vector<PushOutcome>& outcomes, const std::vector<
     return shared ? first : ExitStatus::failed;
 }
 
-bool wasSent(const PushOutcome& outcome) {
-    return outcome.success || outcome.errorMessage != notSentText;
-}
-
 void printOutcomes(Output& output, const std::vector<PushOutcome>& outcomes) {
     Table table{.columns = {{"Locale"}, {"Field"}, {"Result"}}, .rows = {}};
     for (const PushOutcome& outcome : outcomes) {
-        Table::Cell result = outcome.success    ? Table::Cell{"pushed", Style::green}
-                             : wasSent(outcome) ? Table::Cell{"FAILED", Style::red}
-                                                : Table::Cell{"not sent", Style::yellow};
+        Table::Cell result = outcome.success     ? Table::Cell{"pushed", Style::green}
+                             : outcome.wasSent() ? Table::Cell{"FAILED", Style::red}
+                                                 : Table::Cell{"not sent", Style::yellow};
         table.rows.push_back({outcome.change.locale, shortLabelOf(outcome.change.field), std::move(result)});
     }
     output.table(table);
     // The report below has the first error.
     const auto first = std::ranges::find_if(
-        outcomes, [](const PushOutcome& outcome) { return !outcome.success && wasSent(outcome); });
-    const auto unsent = std::ranges::count(outcomes, false, wasSent);
+        outcomes, [](const PushOutcome& outcome) { return !outcome.success && outcome.wasSent(); });
+    const auto unsent = std::ranges::count(outcomes, false, &PushOutcome::wasSent);
     if (unsent > 0)
         output.warning(fmt::format("the push was cancelled; {} not sent, pushing again sends the rest",
                                    counted(static_cast<std::size_t>(unsent), "field")));
     for (const PushOutcome& outcome : outcomes)
-        if (outcome.errorMessage && wasSent(outcome) &&
+        if (outcome.errorMessage && outcome.wasSent() &&
             (outcome.success || outcome.errorMessage != first->errorMessage))
             output.warning(fmt::format("{} {}: {}", outcome.change.locale, shortLabelOf(outcome.change.field),
                                        *outcome.errorMessage));
@@ -158,8 +153,7 @@ ExitStatus pushPrepared(Invocation& invocation, AppTarget& target, MetadataContr
     output.line();
     output.line(pushed.report);
     checkCancellation();
-    return statusOf(pushed.outcomes, invocation.composition.client(ownerOf(target.app()))->refusals(),
-                    selection);
+    return statusOf(pushed.outcomes, target.client().refusals(), selection);
 }
 
 ExitStatus push(Invocation& invocation) {

@@ -78,8 +78,7 @@ ScreenshotSelection selectionOf(const Invocation& invocation) {
 // The context as App Store Connect has it now.
 PlatformContext currentContext(Invocation& invocation, AppTarget& target) {
     (void)target.givenContext(); // refuses a misspelt one before anything is asked
-    const auto versions =
-        invocation.composition.client(ownerOf(target.app()))->listAppStoreVersions(target.app().appStoreId);
+    const auto versions = target.client().listAppStoreVersions(target.app().appStoreId);
     return target.contexts().current(versions, invocation.global.context, target.app().displayName);
 }
 
@@ -91,8 +90,7 @@ ExitStatus pull(Invocation& invocation) {
     const FileLock turn = takeTurn(target.appFolder(), "a pull of screenshots");
     invocation.output.progress(fmt::format("Pulling the screenshots of {}…", target.app().displayName));
     URLSessionHTTPClient images(invocation.composition.session());
-    const ScreenshotsPullSummary summary =
-        store.pull(*invocation.composition.client(ownerOf(target.app())), images);
+    const ScreenshotsPullSummary summary = store.pull(target.client(), images);
     Output& output = invocation.output;
     output.document(summary);
     output.line(fmt::format("Pulled {} {} ({}): {} in {}, {}.", escapeControls(target.app().displayName),
@@ -156,15 +154,14 @@ ExitStatus push(Invocation& invocation) {
     invocation.output.progress("Comparing with App Store Connect…");
     // Not with the catalogue: it may be older than the last push.
     ScreenshotsCatalog remote;
-    if (!locales.empty())
-        remote = store.readRemote(*invocation.composition.client(ownerOf(target.app())), locales);
+    if (!locales.empty()) remote = store.readRemote(target.client(), locales);
     const auto prepared =
         prepareScreenshots(std::move(scan), remote, modeOf(invocation, ScreenshotPushMode::append),
                            checkOf(invocation), selection);
     requireSetLimits(prepared.plan.edits);
     printRemarks(invocation.output, prepared);
     const ScreenshotPush push{invocation, target, context, store, locales, prepared};
-    return invocation.global.dryRun ? push.rehearse() : push.perform();
+    return invocation.global.dryRun ? rehearse(push) : perform(push);
 }
 
 std::vector<ArgumentSpec> comparingArguments() {

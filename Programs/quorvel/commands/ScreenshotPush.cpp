@@ -2,6 +2,7 @@
 
 #include "Core/asc/ASCError.h"
 #include "Core/screenshots/ScreenshotError.h"
+#include "Core/screenshots/ScreenshotPusher.h"
 #include "Platform/task/Task.h"
 #include "Programs/quorvel/AppLookup.h"
 #include "Programs/quorvel/Errors.h"
@@ -42,10 +43,89 @@ TransferBars::Form formOfBars(const Invocation& invocation) {
     return invocation.output.streams().errorIsTerminal ? TransferBars::Form::bars : TransferBars::Form::lines;
 }
 
+void confirm(const ScreenshotPush& push) {
+    Output& output = push.invocation.output;
+    const auto& plan = push.prepared.plan;
+    const PlannedWork work = workOf(plan.edits);
+    const std::string what =
+        fmt::format("Upload {} ({}) and delete {} in {} of {} {} ({})", counted(work.uploads, "screenshot"),
+                    byteCount(work.bytes), work.deletions, counted(plan.edits.size(), "set"),
+                    push.target.app().displayName, push.context.versionString, push.context.id());
+    if (!push.invocation.global.yes && output.canAsk()) {
+        printScreenshotSets(output, plan.sets);
+        if (!output.confirm(fmt::format("{}?", what)))
+            throw CommandError(ExitStatus::failed, "Nothing was pushed.");
+    }
+    output.note(fmt::format("{}.", what));
+}
+
+void show(TransferBars& bars, const std::string& name, const ScreenshotTransfer& transfer) {
+    switch (transfer.stage) {
+    case ScreenshotTransfer::Stage::running:
+        return bars.running(name, transfer.sent, transfer.total);
+    case ScreenshotTransfer::Stage::finished:
+        return bars.finished(name, transfer.total);
+    case ScreenshotTransfer::Stage::failed:
+        return bars.failed(name);
+    }
+}
+
+ScreenshotPushSummary carryOut(const ScreenshotPush& push) {
+    Invocation& invocation = push.invocation;
+    const PlannedWork work = workOf(push.prepared.plan.edits);
+    std::atomic<std::size_t> uploaded = 0;
+    try {
+        const TransferBars::Form form = formOfBars(invocation);
+        TransferBars bars(invocation.output.streams(), form, work.uploads, work.bytes);
+        const ScreenshotPusher::Observer observer{
+            .progress =
+                [&](const ScreenshotPusher::PushProgress& progress) {
+                    bars.stage(progress.stage);
+                    // The one stage that lasts without a file that ends.
+                    if (form == TransferBars::Form::lines && progress.stage == processingStage)
+                        invocation.output.note(progress.stage);
+                },
+            .transfer =
+                [&](const ScreenshotTransfer& transfer) {
+                    if (transfer.stage == ScreenshotTransfer::Stage::finished) ++uploaded;
+                    show(bars, shownPath(transfer.fileURL.lexically_relative(push.store.paths().pictures)),
+                         transfer);
+                }};
+        ScreenshotPushOptions options;
+        if (invocation.arguments.has("--no-wait")) options.processingDeadline = 0;
+        URLSessionHTTPClient uploads(invocation.composition.session());
+        return ScreenshotPusher(push.target.client(), uploads, push.context, push.target.app().appStoreId,
+                                options)
+            .push(push.prepared.plan.edits, observer);
+    } catch (const CancellationError&) {
+        invocation.output.note(fmt::format("{} of {} files were uploaded before the interruption; pushing "
+                                           "again does the rest and the order.",
+                                           uploaded.load(), work.uploads));
+        throw;
+    }
+}
+
+// What was pushed stands and is told, whatever becomes of the catalogue.
+void remember(const ScreenshotPush& push, ScreenshotPushSummary& summary) {
+    const auto warn = [&](std::string_view problem) {
+        summary.warnings.push_back(fmt::format("The push is done, but the catalogue could not be brought up "
+                                               "to date: {} Pull with 'quorvel screenshots pull'.",
+                                               problem));
+    };
+    try {
+        push.store.remember(push.store.readRemote(push.target.client(), push.locales), push.locales);
+    } catch (const ASCError& error) {
+        warn(error.description());
+    } catch (const FileError& error) {
+        warn(error.what());
+    }
+}
+
 } // namespace
 
-ExitStatus ScreenshotPush::rehearse() const {
-    Output& output = invocation.output;
+ExitStatus rehearse(const ScreenshotPush& push) {
+    const PreparedScreenshots& prepared = push.prepared;
+    Output& output = push.invocation.output;
     ScreenshotPushDocument document = documentOf(prepared, {});
     document.dryRun = true;
     output.document(document);
@@ -56,13 +136,16 @@ ExitStatus ScreenshotPush::rehearse() const {
     return prepared.plan.edits.empty() ? statusOf(document, 0, prepared.unreadableFolders) : ExitStatus::done;
 }
 
-ExitStatus ScreenshotPush::perform() const {
-    Output& output = invocation.output;
+ExitStatus perform(const ScreenshotPush& push) {
+    const PreparedScreenshots& prepared = push.prepared;
+    Output& output = push.invocation.output;
     ScreenshotPushSummary summary;
+    std::size_t notDone = prepared.failures.size() + prepared.unreadableFolders;
     if (!prepared.plan.edits.empty()) {
-        confirm();
-        summary = carryOut();
-        remember(summary);
+        confirm(push);
+        summary = carryOut(push);
+        notDone += summary.failures.size() + summary.warnings.size();
+        remember(push, summary);
     }
     for (const ScreenshotPushItem& item : prepared.plan.inProcessing)
         summary.warnings.push_back(
@@ -79,85 +162,9 @@ ExitStatus ScreenshotPush::perform() const {
     const ExitStatus result =
         statusOf(document, workOf(prepared.plan.edits).uploads, prepared.unreadableFolders);
     if (result != ExitStatus::done)
-        output.line(fmt::format(
-            "{} not done as listed above; push again after mending them.",
-            counted(document.failures.size() + summary.warnings.size() + prepared.unreadableFolders,
-                    "thing")));
+        output.line(fmt::format("{} not done as listed above; push again after mending them.",
+                                counted(notDone, "thing")));
     return result;
-}
-
-void ScreenshotPush::confirm() const {
-    Output& output = invocation.output;
-    const PlannedWork work = workOf(prepared.plan.edits);
-    const std::string what =
-        fmt::format("Upload {} ({}) and delete {} in {} of {} {} ({})", counted(work.uploads, "screenshot"),
-                    byteCount(work.bytes), work.deletions, counted(prepared.plan.edits.size(), "set"),
-                    target.app().displayName, context.versionString, context.id());
-    if (!invocation.global.yes && output.canAsk()) {
-        printScreenshotSets(output, prepared.plan.sets);
-        if (!output.confirm(fmt::format("{}?", what)))
-            throw CommandError(ExitStatus::failed, "Nothing was pushed.");
-    }
-    output.note(fmt::format("{}.", what));
-}
-
-ScreenshotPushSummary ScreenshotPush::carryOut() const {
-    const PlannedWork work = workOf(prepared.plan.edits);
-    std::atomic<std::size_t> uploaded = 0;
-    try {
-        const TransferBars::Form form = formOfBars(invocation);
-        TransferBars bars(invocation.output.streams(), form, work.uploads, work.bytes);
-        const auto nameOf = [&](const ScreenshotTransfer& transfer) {
-            return shownPath(transfer.fileURL.lexically_relative(store.paths().pictures));
-        };
-        const ScreenshotPusher::Observer observer{
-            .progress =
-                [&](const ScreenshotPusher::PushProgress& progress) {
-                    bars.stage(progress.stage);
-                    // The one stage that lasts without a file that ends.
-                    if (form == TransferBars::Form::lines && progress.stage == processingStage)
-                        invocation.output.note(progress.stage);
-                },
-            .transfer =
-                [&](const ScreenshotTransfer& transfer) {
-                    if (transfer.stage == ScreenshotTransfer::Stage::running) {
-                        bars.running(nameOf(transfer), transfer.sent, transfer.total);
-                    } else if (transfer.stage == ScreenshotTransfer::Stage::finished) {
-                        ++uploaded;
-                        bars.finished(nameOf(transfer), transfer.total);
-                    } else {
-                        bars.failed(nameOf(transfer));
-                    }
-                }};
-        ScreenshotPushOptions options;
-        if (invocation.arguments.has("--no-wait")) options.processingDeadline = 0;
-        URLSessionHTTPClient uploads(invocation.composition.session());
-        return ScreenshotPusher(*invocation.composition.client(ownerOf(target.app())), uploads, context,
-                                target.app().appStoreId, options)
-            .push(prepared.plan.edits, observer);
-    } catch (const CancellationError&) {
-        invocation.output.note(fmt::format("{} of {} files were uploaded before the interruption; pushing "
-                                           "again does the rest and the order.",
-                                           uploaded.load(), work.uploads));
-        throw;
-    }
-}
-
-// What was pushed stands and is told, whatever becomes of the catalogue.
-void ScreenshotPush::remember(ScreenshotPushSummary& summary) const {
-    const auto warn = [&](std::string_view problem) {
-        summary.warnings.push_back(fmt::format("The push is done, but the catalogue could not be brought up "
-                                               "to date: {} Pull with 'quorvel screenshots pull'.",
-                                               problem));
-    };
-    try {
-        store.remember(store.readRemote(*invocation.composition.client(ownerOf(target.app())), locales),
-                       locales);
-    } catch (const ASCError& error) {
-        warn(error.description());
-    } catch (const FileError& error) {
-        warn(error.what());
-    }
 }
 
 } // namespace quorvel

@@ -2,7 +2,6 @@
 #pragma once
 
 #include "Core/screenshots/ScreenshotPreparation.h"
-#include "Core/screenshots/ScreenshotPusher.h"
 #include "Core/screenshots/ScreenshotsStore.h"
 #include "Programs/quorvel/AppTarget.h"
 #include "Programs/quorvel/Invocation.h"
@@ -19,17 +18,13 @@ struct ScreenshotPush {
     const ScreenshotsStore& store;
     const std::vector<std::string>& locales; // that have pictures
     const PreparedScreenshots& prepared;
-
-    /// Shows the plan. Its status is the push's where nothing would be sent.
-    [[nodiscard]] ExitStatus rehearse() const;
-    /// Asks on a terminal, pushes and tells what came of it. Throws `CommandError` when the answer is no,
-    /// `ASCError`, `CancellationError`.
-    [[nodiscard]] ExitStatus perform() const;
-
-  private:
-    void confirm() const;
-    [[nodiscard]] ScreenshotPushSummary carryOut() const;
-    void remember(ScreenshotPushSummary& summary) const;
 };
+
+/// Shows the plan. Its status is the push's where nothing would be sent.
+[[nodiscard]] ExitStatus rehearse(const ScreenshotPush& push);
+
+/// Asks on a terminal, pushes and tells what came of it. Throws `CommandError` when the answer is no,
+/// `ASCError`, `CancellationError`.
+[[nodiscard]] ExitStatus perform(const ScreenshotPush& push);
 
 } // namespace quorvel
