@@ -56,6 +56,30 @@ std::vector<LocalScreenshot> withheldOf(const ScreenshotPushScanner::Failure& fa
     return withheld;
 }
 
+// Nobody knows what is in an unreadable folder: each screenshot that no readable file has the name of may be
+// of it.
+std::vector<LocalScreenshot> withheldOf(const std::vector<ScreenshotPushScanner::Failure>& folders,
+                                        const std::vector<ScreenshotPushItem>& readable,
+                                        const ScreenshotsCatalog& remote) {
+    std::set<std::string> names;
+    for (const ScreenshotPushItem& item : readable)
+        names.insert(item.text());
+    std::vector<LocalScreenshot> withheld;
+    for (const auto& [locale, types] : remote.sets) {
+        const auto folder = std::ranges::find_if(folders, [&](const auto& unreadable) {
+            return unreadable.locale.empty() || unreadable.locale == locale;
+        });
+        if (folder == folders.end()) continue;
+        for (const auto& [type, set] : types)
+            for (const ScreenshotsCatalog::Entry& entry : set) {
+                const ScreenshotPushItem item{folder->fileURL / entry.fileName.value_or(""), locale, type};
+                if (!names.contains(item.text()))
+                    withheld.push_back({.item = item, .fate = LocalScreenshot::Fate::withheld});
+            }
+    }
+    return withheld;
+}
+
 } // namespace
 
 bool ScreenshotSelection::takes(const std::string& locale, const std::string& displayType) const {
@@ -97,6 +121,7 @@ PreparedScreenshots prepareScreenshots(ScreenshotPushScanner::ScanResult scan,
         failures.push_back(failure.text);
         std::ranges::move(withheldOf(failure, catalog), std::back_inserter(locals));
     }
+    std::ranges::move(withheldOf(scan.unreadable, scan.items, catalog), std::back_inserter(locals));
     for (Inspected& one : parallelMap(scan.items, filesAtOnce, [&](const ScreenshotPushItem& item) {
              return inspectChecked(item, catalog, check);
          })) {

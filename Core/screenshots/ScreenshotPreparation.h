@@ -35,7 +35,8 @@ struct PreparedScreenshots {
 [[nodiscard]] std::vector<std::string> localesOf(const ScreenshotPushScanner::ScanResult& scan);
 
 /// Checks each file and compares those that can be sent with what `remote` holds of the selection; a
-/// screenshot with the name of a file that cannot be sent is not deleted for it. Throws `CancellationError`.
+/// screenshot with the name of a file that cannot be sent, or that an unreadable folder may hold, is not
+/// deleted for it. Throws `CancellationError`.
 [[nodiscard]] PreparedScreenshots prepareScreenshots(ScreenshotPushScanner::ScanResult scan,
                                                      const ScreenshotsCatalog& remote,
                                                      ScreenshotPushMode mode, PictureCheck check,

@@ -1,5 +1,6 @@
 #include "Core/screenshots/ScreenshotError.h"
 #include "Core/screenshots/ScreenshotPlan.h"
+#include "Core/screenshots/ScreenshotPreparation.h"
 #include "Tests/support/ScreenshotTree.h"
 #include "Tests/support/TemporaryFolder.h"
 
@@ -165,6 +166,25 @@ TEST(ScreenshotPlans, deleteNothingForAFileThatCannotBeSent) {
     for (const auto mode : {ScreenshotPushMode::append, ScreenshotPushMode::replaceSet})
         EXPECT_THAT(planScreenshots({second}, catalog, mode).edits, IsEmpty())
             << "a set without a file that can be sent is left alone";
+}
+
+TEST(ScreenshotPlans, deleteNothingThatAnUnreadableFolderMayHold) {
+    const test::TemporaryFolder folder;
+    const auto picture = folder / "en-US/iphone-67/1.png";
+    test::put(picture, "new");
+    auto catalog = catalogOf({entry("X", "x.png", "xx"), entry("O", "1.png", "old")});
+    catalog.sets["sv"]["APP_IPHONE_65"] = {entry("Y", "y.png", "yy")};
+    const auto deleted = [&](std::vector<ScreenshotPushScanner::Failure> unreadable) {
+        const auto plan =
+            prepareScreenshots({.items = {{picture, "en-US", type}}, .unreadable = std::move(unreadable)},
+                               catalog, ScreenshotPushMode::replaceSet, PictureCheck::none)
+                .plan;
+        EXPECT_EQ(plan.edits.size(), 1u);
+        return plan.edits.at(0).ascIdsToDelete;
+    };
+    EXPECT_THAT(deleted({{folder / "sv", "sv", ""}}), ElementsAre("X", "O"));
+    EXPECT_THAT(deleted({{folder / "en-US/iphone-69", "en-US", ""}}), ElementsAre("O"));
+    EXPECT_THAT(deleted({{folder / "iphone-69", "", ""}}), ElementsAre("O")) << "of any locale";
 }
 
 TEST(ScreenshotPlans, refuseMoreThanASetHolds) {
