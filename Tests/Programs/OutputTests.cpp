@@ -85,6 +85,7 @@ TEST_F(OutputOfCommands, tellsAPushShortly) {
     auto pushing = call({"push", "--app", app, "--folder", "texts", "--yes"});
     pushing.streams = ProgramCall::Streams::terminal;
     const std::string failed = runProgram(pushing).out;
+    EXPECT_THAT(failed, HasSubstr("First error:"));
     EXPECT_EQ(failed.find("First error:"), failed.rfind("First error:")) << failed;
 }
 
