@@ -36,8 +36,9 @@ void tellProblems(Output& output, const std::vector<TranslatedRecord>& fields) {
     std::map<std::string_view, std::size_t> counts;
     for (const TranslatedRecord& record : fields)
         if (record.outcome.error) ++counts[*record.outcome.error];
-    for (const auto& [locale, field, translation, length, limit, review, outcome] : fields) {
-        const std::string name = fmt::format("{} {}", locale, shortLabelOf(field));
+    for (const TranslatedRecord& record : fields) {
+        const TranslationOutcome& outcome = record.outcome;
+        const std::string name = fmt::format("{} {}", record.locale, shortLabelOf(record.field));
         if (outcome.warning) output.warning(fmt::format("{}: {}", name, *outcome.warning));
         if (!outcome.error) continue;
         const std::size_t count = std::exchange(counts[*outcome.error], 0);
