@@ -22,7 +22,8 @@ class AppTarget {
 
     /// The record of the app. Throws `UsageError`, `CommandError`.
     [[nodiscard]] const ManagedApp& app();
-    /// The folder of --folder, or the app's own, with a tree of the older layout carried over.
+    /// The folder of --folder, or the app's own, with a tree of the older layout carried over; a dry run
+    /// reads that where it is.
     [[nodiscard]] const MetadataFolder& appFolder();
     [[nodiscard]] std::shared_ptr<MetadataController> controller();
     /// App Store Connect with the app's key; throws as `Composition::client`.
