@@ -4,9 +4,7 @@
 #include "Platform/text/Text.h"
 
 #include <fmt/format.h>
-#include <fmt/ranges.h>
 
-#include <algorithm>
 #include <array>
 
 namespace quorvel {

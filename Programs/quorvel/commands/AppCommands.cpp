@@ -8,7 +8,6 @@
 #include "Quorvel/workspace/AppFolder.h"
 
 #include <fmt/format.h>
-#include <fmt/ranges.h>
 
 #include <algorithm>
 

@@ -9,7 +9,6 @@
 #include "Programs/quorvel/commands/MetadataRecords.h"
 
 #include <fmt/format.h>
-#include <fmt/ranges.h>
 
 #include <algorithm>
 #include <utility>

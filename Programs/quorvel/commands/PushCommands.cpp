@@ -2,7 +2,6 @@
 #include "Core/metadata/MetadataPusher.h"
 #include "Platform/task/Task.h"
 #include "Platform/text/Text.h"
-#include "Programs/quorvel/AppLookup.h"
 #include "Programs/quorvel/AppTarget.h"
 #include "Programs/quorvel/Errors.h"
 #include "Programs/quorvel/OperationProgress.h"
@@ -10,7 +9,6 @@
 #include "Programs/quorvel/commands/MetadataRecords.h"
 
 #include <fmt/format.h>
-#include <fmt/ranges.h>
 
 #include <algorithm>
 #include <set>

@@ -4,7 +4,6 @@
 #include "Core/screenshots/ScreenshotPreparation.h"
 #include "Core/screenshots/ScreenshotsStore.h"
 #include "Platform/text/Text.h"
-#include "Programs/quorvel/AppLookup.h"
 #include "Programs/quorvel/AppTarget.h"
 #include "Programs/quorvel/Errors.h"
 #include "Programs/quorvel/commands/AppOverviews.h"
@@ -15,7 +14,6 @@
 #include "Quorvel/controllers/AppContexts.h"
 
 #include <fmt/format.h>
-#include <fmt/ranges.h>
 
 #include <algorithm>
 
