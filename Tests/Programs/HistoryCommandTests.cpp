@@ -42,13 +42,15 @@ TEST_F(MetadataCommands, listsShowsAndRevertsARun) {
 
     write("ja", "keywords.txt", "新しい");
     const auto rehearsed = run({"history", "revert", first, "--folder", "texts", "--dry-run"});
-    EXPECT_THAT(rehearsed.error, HasSubstr("nothing was written"));
+    EXPECT_THAT(rehearsed.error, testing::AllOf(HasSubstr("which would be put aside: ja Keywords\n"),
+                                                HasSubstr("nothing was written")));
     EXPECT_EQ(read("ja", "keywords.txt"), "新しい");
     server.forgetRequests();
     const auto reverted = run({"history", "revert", first.substr(0, 6), "--folder", "texts"});
     EXPECT_EQ(reverted.status, 0) << reverted.all();
     EXPECT_THAT(reverted.out, HasSubstr("2 texts of ios/next put back locally; 'quorvel push' sends that."));
-    EXPECT_THAT(reverted.error, HasSubstr("ja was edited since; it was put aside as"));
+    EXPECT_THAT(reverted.error,
+                testing::ContainsRegex("1 text edited locally, put aside under .*: ja Keywords"));
     EXPECT_EQ(server.requests().size(), 0u);
     EXPECT_EQ(push({"--locale", "de-DE", "--locale", "ja"}).status, 0);
     ASSERT_EQ(run({"pull", "--app", app, "--folder", "second"}).status, 0);

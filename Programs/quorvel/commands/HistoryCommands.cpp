@@ -148,10 +148,7 @@ void printReport(Invocation& invocation, const RevertReport& report,
         table.rows.push_back(
             {key.locale, shortLabelOf(key.field), Table::Cell{"had it already", Style::dim}});
     if (!table.rows.empty()) output.table(table);
-    for (const KeptEdit& kept : report.kept)
-        output.warning(fmt::format("the local {} of {} was edited since; it {}", shortLabelOf(kept.field),
-                                   kept.locale,
-                                   rehearsed ? "would be put aside" : "was put aside as " + kept.path));
+    printKept(output, report.kept, runOf(invocation.global));
     for (const std::string& warning : report.warnings)
         output.warning(warning);
     const std::string texts =

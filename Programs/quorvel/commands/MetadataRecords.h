@@ -2,7 +2,9 @@
 #pragma once
 
 #include "Core/metadata/MetadataDiff.h"
+#include "Core/metadata/MetadataPuller.h"
 #include "Core/metadata/PushSelection.h"
+#include "Core/metadata/Run.h"
 #include "Programs/quorvel/Output.h"
 
 #include <optional>
@@ -36,5 +38,7 @@ void printChanges(Output& output, const std::vector<PendingChange>& changes);
 /// What a push leaves out and why, when there is anything.
 void printLeftOut(Output& output, const std::vector<LeftOutChange>& leftOut);
 void printWarnings(Output& output, const std::vector<PushWarning>& warnings);
+/// Where the edits were put aside that a run replaced, or that it would. `lead` comes first on each line.
+void printKept(Output& output, const std::vector<KeptEdit>& kept, Run run, std::string_view lead = {});
 
 } // namespace quorvel

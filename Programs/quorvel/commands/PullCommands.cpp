@@ -15,8 +15,6 @@
 
 #include <algorithm>
 #include <exception>
-#include <filesystem>
-#include <map>
 
 namespace quorvel {
 
@@ -28,13 +26,7 @@ using PullRequest = MetadataController::PullRequest;
 void reportKept(Output& output, const PullResult& result, std::string_view lead = {}) {
     for (const std::string& warning : result.summary.warnings)
         output.warning(fmt::format("{}{}", lead, warning));
-    std::map<std::filesystem::path, std::vector<std::string>> kept; // by the folder of the locales
-    for (const KeptEdit& edit : result.kept)
-        kept[std::filesystem::path(edit.path).parent_path().parent_path()].push_back(
-            fmt::format("{} {}", edit.locale, shortLabelOf(edit.field)));
-    for (const auto& [folder, names] : kept)
-        output.warning(fmt::format("{}{} edited locally, put aside under {}: {}", lead,
-                                   counted(names.size(), "text"), folder.string(), fmt::join(names, ", ")));
+    printKept(output, result.kept, Run::perform, lead);
     std::vector<std::string> left;
     for (const FieldKey& edit : result.leftEdits)
         left.push_back(fmt::format("{} {}", edit.locale, shortLabelOf(edit.field)));

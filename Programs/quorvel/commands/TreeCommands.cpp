@@ -59,10 +59,7 @@ ExitStatus importMetadata(Invocation& invocation) {
                             rehearsed ? "Would import" : "Imported", counted(report.imported.size(), "field"),
                             counted(report.locales.size(), "locale"), store.folder().rootURL.string(),
                             report.unchanged, report.stripped, rehearsed ? "would lose" : "lost"));
-    for (const KeptEdit& kept : report.kept)
-        output.warning(fmt::format("the local {} of {} was edited; it {}", shortLabelOf(kept.field),
-                                   kept.locale,
-                                   rehearsed ? "would be put aside" : "was put aside as " + kept.path));
+    printKept(output, report.kept, runOf(invocation.global));
     for (const FieldKey& over : report.overLimit)
         output.warning(fmt::format("{} {} is over its limit of {} characters and will not be pushed",
                                    over.locale, shortLabelOf(over.field), limitOf(over.field)));
