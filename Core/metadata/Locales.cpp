@@ -59,10 +59,16 @@ bool isAppStoreLocale(std::string_view code) {
     return std::ranges::binary_search(locales, code) || std::ranges::binary_search(withoutRegion, code);
 }
 
-std::optional<std::string_view> nearestAppStoreLocale(std::string_view code) {
+std::optional<std::string_view> respelledAppStoreLocale(std::string_view code) {
     const std::string wanted = normalised(code);
     for (const std::string_view locale : locales)
         if (asciiLowercase(locale) == wanted) return locale;
+    return std::nullopt;
+}
+
+std::optional<std::string_view> nearestAppStoreLocale(std::string_view code) {
+    if (const auto locale = respelledAppStoreLocale(code)) return locale;
+    const std::string wanted = normalised(code);
     // "zh-Hant-TW" is told by its script, "en-NZ" by its language.
     for (std::string_view shorter = wanted; !shorter.empty();
          shorter = shorter.substr(

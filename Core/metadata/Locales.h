@@ -11,6 +11,9 @@ namespace quorvel {
 [[nodiscard]] std::span<const std::string_view> appStoreLocales();
 [[nodiscard]] bool isAppStoreLocale(std::string_view code);
 
+/// The App Store locale that is `code` but for case and underscores, as other tools write it: "en_us".
+[[nodiscard]] std::optional<std::string_view> respelledAppStoreLocale(std::string_view code);
+
 /// The App Store locale that `code` probably means, for a hint: "de" and "de_DE" mean "de-DE". Nothing when
 /// no locale has that language. Never to be used in place of what was given.
 [[nodiscard]] std::optional<std::string_view> nearestAppStoreLocale(std::string_view code);

@@ -3,6 +3,7 @@
 #include "Core/metadata/FolderTurn.h"
 #include "Core/metadata/Locales.h"
 #include "Platform/files/Files.h"
+#include "Platform/text/Counted.h"
 #include "Platform/text/Text.h"
 
 #include <fmt/format.h>
@@ -129,9 +130,9 @@ std::vector<std::string> OlderLayoutReport::lines() const {
     const auto tell = [&](const std::vector<CarriedFolder>& folders, std::string_view before,
                           std::string_view after) {
         if (folders.empty()) return;
-        lines.push_back(fmt::format("{} {} {} of the older layout over, such as {} to {}{}.", before,
-                                    folders.size(), folders.size() == 1 ? "folder" : "folders",
-                                    folders.front().from, folders.front().to, after));
+        lines.push_back(fmt::format("{} {} of the older layout over, such as {} to {}{}.", before,
+                                    counted(folders.size(), "folder"), folders.front().from,
+                                    folders.front().to, after));
     };
     tell(moved, "Carried", "");
     tell(readInPlace, "Would first carry", "; the dry run reads them where they are");

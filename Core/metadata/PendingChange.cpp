@@ -1,6 +1,7 @@
 #include "Core/metadata/PendingChange.h"
 
 #include "Core/metadata/LocalizationWriter.h"
+#include "Platform/text/Counted.h"
 #include "Platform/text/Text.h"
 
 #include <fmt/format.h>
@@ -35,9 +36,6 @@ std::string pushReport(const std::vector<PushOutcome>& outcomes) {
             if (!firstFailure) firstFailure = &outcome;
         }
     }
-    const auto counted = [](std::size_t count, std::string_view noun) {
-        return fmt::format("{} {}{}", count, noun, count == 1 ? "" : "s");
-    };
     std::string report =
         fmt::format("Pushed {} · {}", counted(fields, "field"), counted(locales.size(), "locale"));
     if (const std::size_t unsent = outcomes.size() - fields - failed; unsent > 0)

@@ -47,16 +47,10 @@ std::optional<std::string> localeIn(const Components& components) {
     return std::nullopt;
 }
 
-// Other tools write en_US or en-us.
 std::string localeHint(const Components& components) {
-    const auto plain = [](std::string_view text) {
-        std::string result = asciiLowercase(text);
-        std::ranges::replace(result, '_', '-');
-        return result;
-    };
     for (const std::string& component : components)
-        for (const std::string_view locale : appStoreLocales())
-            if (plain(component) == plain(locale)) return fmt::format(" Did you mean {}?", locale);
+        if (const auto locale = respelledAppStoreLocale(component))
+            return fmt::format(" Did you mean {}?", *locale);
     return {};
 }
 

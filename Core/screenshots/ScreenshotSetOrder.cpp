@@ -4,20 +4,13 @@
 #include "Core/screenshots/Persist.h"
 #include "Core/screenshots/ScreenshotLists.h"
 #include "Core/screenshots/ScreenshotSetWriter.h"
+#include "Platform/text/Counted.h"
 
 #include <fmt/format.h>
 
 #include <algorithm>
 
 namespace quorvel {
-
-namespace {
-
-std::string counted(std::size_t count) {
-    return fmt::format("{} screenshot{}", count, count == 1 ? "" : "s");
-}
-
-} // namespace
 
 void ScreenshotSetWriter::arrange() {
     const auto wanted = wantedOrder();
@@ -84,7 +77,7 @@ void ScreenshotSetWriter::compare(const Screenshots& listed, const std::vector<s
     if (now.size() != wantedCount)
         outcome_.summary.failures.push_back(
             fmt::format("{}: App Store Connect shows {} instead of {}. Pull, compare and push again.", name_,
-                        counted(now.size()), wantedCount));
+                        counted(now.size(), "screenshot"), wantedCount));
     else if (idsOf(now) != order)
         outcome_.summary.failures.push_back(
             fmt::format("{}: App Store Connect shows the screenshots in another order. Push again.", name_));

@@ -1,5 +1,6 @@
 #include "Programs/quorvel/WordDiff.h"
 
+#include "Platform/text/Counted.h"
 #include "Platform/text/Text.h"
 
 #include <fmt/format.h>
@@ -91,8 +92,7 @@ std::vector<std::string> renderDiff(const std::vector<DiffSegment>& segments, co
     std::vector<std::string> rendered;
     std::size_t leftOut = 0;
     const auto sayLeftOut = [&] {
-        if (leftOut > 0)
-            rendered.push_back(fmt::format("⋯ {} unchanged line{}", leftOut, leftOut == 1 ? "" : "s"));
+        if (leftOut > 0) rendered.push_back("⋯ " + counted(leftOut, "unchanged line"));
         leftOut = 0;
     };
     for (std::size_t index = 0; index < lines.size(); ++index) {

@@ -1,6 +1,7 @@
 #include "Quorvel/controllers/MetadataState.h"
 
 #include "Core/metadata/MetadataTexts.h"
+#include "Platform/text/Counted.h"
 
 #include <fmt/format.h>
 
@@ -28,7 +29,7 @@ MetadataChecklist::Line pulledLine(const MetadataState& state) {
     if (state.pulledLocales == 0) return line;
     line.holds = missing == 0;
     line.detail = line.holds ? fmt::format("{} locales on disk", state.grid.locales.size())
-                             : fmt::format("{} {} missing", missing, missing == 1 ? "locale" : "locales");
+                             : counted(missing, "locale") + " missing";
     return line;
 }
 

@@ -28,10 +28,6 @@ std::vector<ChangeRecord> recordsOf(const std::vector<PendingChange>& changes) {
     return records;
 }
 
-std::string counted(std::size_t count, std::string_view noun) {
-    return fmt::format("{} {}{}", count, noun, count == 1 ? "" : "s");
-}
-
 std::string someOf(const std::vector<std::string>& names) {
     constexpr std::size_t namedAtMost = 5;
     const std::size_t named = std::min(names.size(), namedAtMost);

@@ -5,6 +5,7 @@
 #include "Core/metadata/MetadataPuller.h"
 #include "Core/metadata/PushSelection.h"
 #include "Core/metadata/Run.h"
+#include "Platform/text/Counted.h"
 #include "Programs/quorvel/Output.h"
 
 #include <optional>
@@ -26,9 +27,6 @@ struct ChangeRecord {
 
 [[nodiscard]] ChangeRecord recordOf(const PendingChange& change);
 [[nodiscard]] std::vector<ChangeRecord> recordsOf(const std::vector<PendingChange>& changes);
-
-/// "1 field", "3 fields".
-[[nodiscard]] std::string counted(std::size_t count, std::string_view noun);
 
 /// The first few of `names` and how many more there are, separated by commas.
 [[nodiscard]] std::string someOf(const std::vector<std::string>& names);

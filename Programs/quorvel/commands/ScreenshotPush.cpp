@@ -43,10 +43,9 @@ TransferBars::Form formOfBars(const Invocation& invocation) {
     return invocation.output.streams().errorIsTerminal ? TransferBars::Form::bars : TransferBars::Form::lines;
 }
 
-void confirm(const ScreenshotPush& push) {
+void confirm(const ScreenshotPush& push, const PlannedWork& work) {
     Output& output = push.invocation.output;
     const auto& plan = push.prepared.plan;
-    const PlannedWork work = workOf(plan.edits);
     const std::string what =
         fmt::format("Upload {} ({}) and delete {} in {} of {} {} ({})", counted(work.uploads, "screenshot"),
                     byteCount(work.bytes), work.deletions, counted(plan.edits.size(), "set"),
@@ -70,9 +69,8 @@ void show(TransferBars& bars, const std::string& name, const ScreenshotTransfer&
     }
 }
 
-ScreenshotPushSummary carryOut(const ScreenshotPush& push) {
+ScreenshotPushSummary carryOut(const ScreenshotPush& push, const PlannedWork& work) {
     Invocation& invocation = push.invocation;
-    const PlannedWork work = workOf(push.prepared.plan.edits);
     std::atomic<std::size_t> uploaded = 0;
     try {
         const TransferBars::Form form = formOfBars(invocation);
@@ -139,11 +137,12 @@ ExitStatus rehearse(const ScreenshotPush& push) {
 ExitStatus perform(const ScreenshotPush& push) {
     const PreparedScreenshots& prepared = push.prepared;
     Output& output = push.invocation.output;
+    const PlannedWork work = workOf(prepared.plan.edits);
     ScreenshotPushSummary summary;
     std::size_t notDone = prepared.failures.size() + prepared.unreadableFolders;
     if (!prepared.plan.edits.empty()) {
-        confirm(push);
-        summary = carryOut(push);
+        confirm(push, work);
+        summary = carryOut(push, work);
         notDone += summary.failures.size() + summary.warnings.size();
         remember(push, summary);
     }
@@ -159,8 +158,7 @@ ExitStatus perform(const ScreenshotPush& push) {
     for (const std::string& failure : summary.failures)
         output.warning(failure);
     output.line(outcomeText(prepared, summary));
-    const ExitStatus result =
-        statusOf(document, workOf(prepared.plan.edits).uploads, prepared.unreadableFolders);
+    const ExitStatus result = statusOf(document, work.uploads, prepared.unreadableFolders);
     if (result != ExitStatus::done)
         output.line(fmt::format("{} not done as listed above; push again after mending them.",
                                 counted(notDone, "thing")));
