@@ -234,18 +234,18 @@ std::vector<Command> translateCommands() {
     std::vector<ArgumentSpec> all = arguments();
     all.push_back({"--field", "FIELD", "Only this field", fields, ArgumentSpec::Need::optional,
                    ArgumentSpec::Count::repeated});
-    return {
-        {.name = "translate",
-         .summary = "Translate texts into the app's other locales",
-         .arguments = std::move(all),
-         .heeds = {"--app", "--workspace", "--context", "--dry-run", "--yes"},
-         .run = translate,
-         .details = "By default those texts are translated that are empty, or that were translated from an "
-                    "older source and not edited since. Every text is kept within its limit and written to "
-                    "its file as soon as it is there, marked for review; a push sends it later. Keywords are "
-                    "generated instead of being translated. A dry run prints the prompts. On a terminal a "
-                    "run that is estimated to cost more than $0.50 is confirmed first, unless --yes is "
-                    "given. The service is reached through the relay of an endpoints file or of the build."}};
+    return {{.name = "translate",
+             .summary = "Translate texts into the app's other locales",
+             .arguments = std::move(all),
+             .heeds = {"--app", "--workspace", "--context", "--dry-run", "--yes"},
+             .run = translate,
+             .details =
+                 "By default those texts are translated that are empty, or that were translated from an "
+                 "older source and not edited since. Every text is kept within its limit and written to "
+                 "its file as soon as it is there, marked for review; a push sends it later. Keywords are "
+                 "generated instead of being translated. A dry run prints the prompts. On a terminal a "
+                 "run that is estimated to cost more than $0.50 is confirmed first, unless --yes is "
+                 "given. The service is reached through the relay of an endpoints file or of the build."}};
 }
 
 } // namespace quorvel
