@@ -7,7 +7,7 @@
 #include "Core/metadata/MetadataStore.h"
 #include "Platform/crypto/Digest.h"
 #include "Platform/files/Files.h"
-#include "Tests/support/Rehearsal.h"
+#include "Tests/support/SandboxFixture.h"
 
 #include <sys/resource.h>
 
@@ -59,22 +59,22 @@ long peakKilobytes() {
 
 // 200 texts of a fresh app each time, so that nothing is in a cache.
 void translationsAtARelayOf300Milliseconds(benchmark::State& state) {
-    test::Rehearsal rehearsal({.seed = sandbox::Seed::empty});
-    const Home home{rehearsal.folder / "home"};
+    test::SandboxFixture fixture({.seed = sandbox::Seed::empty});
+    const Home home{fixture.folder / "home"};
     const auto container = ModelContainer::open(home.applicationSupport(), systemClock());
     const auto stack = ASOClaudeStack::make(
         {.loader = {KeychainStore::inHome(home)},
          .home = home,
-         .relay = PenwiseConfig::relayAccess(loadEndpoints(rehearsal.server.access().endpointsFile)),
-         .http = rehearsal.http});
-    rehearsal.server.setLatency(latencyMilliseconds);
+         .relay = PenwiseConfig::relayAccess(loadEndpoints(fixture.server.access().endpointsFile)),
+         .http = fixture.http});
+    fixture.server.setLatency(latencyMilliseconds);
     constexpr auto width = TranslationPipeline::defaultWidth;
     const double waiting =
         std::ceil(static_cast<double>(itemCount) / static_cast<double>(width)) * latencyMilliseconds / 1e3;
     std::vector<double> times;
     const long before = peakKilobytes();
     for (auto _ : state) {
-        const MetadataFolder folder{rehearsal.folder / ("app" + std::to_string(times.size()))};
+        const MetadataFolder folder{fixture.folder / ("app" + std::to_string(times.size()))};
         const MetadataStore store(folder);
         std::vector<TranslationItem> items;
         for (const FieldType field : {FieldType::name, FieldType::subtitle, FieldType::description,

@@ -1,6 +1,6 @@
 // Peak memory of paging through 10,000 customer reviews against the size of the records themselves. The
 // server runs in a process of its own, so that its memory does not count.
-#include "Tests/support/Rehearsal.h"
+#include "Tests/support/SandboxFixture.h"
 
 #include <fmt/format.h>
 #include <sys/wait.h>

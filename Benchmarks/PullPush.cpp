@@ -5,7 +5,7 @@
 #include "Core/metadata/MetadataPuller.h"
 #include "Core/metadata/MetadataPusher.h"
 #include "Tests/support/PullContext.h"
-#include "Tests/support/Rehearsal.h"
+#include "Tests/support/SandboxFixture.h"
 
 #include <cmath>
 #include <stdexcept>
@@ -25,14 +25,14 @@ std::string appWithManyLocales(const ASCClient& client) {
 }
 
 struct Pulled {
-    Pulled() : appID(appWithManyLocales(rehearsal.client)) {
-        pull(rehearsal.folder / "tree");
-        rehearsal.server.setLatency(static_cast<int>(latency * 1e3));
+    Pulled() : appID(appWithManyLocales(fixture.client)) {
+        pull(fixture.folder / "tree");
+        fixture.server.setLatency(static_cast<int>(latency * 1e3));
     }
     PullResult pull(const std::filesystem::path& root) const {
-        return test::pullContext(rehearsal.client, systemClock(), appID, MetadataFolder{root}, "ios/next");
+        return test::pullContext(fixture.client, systemClock(), appID, MetadataFolder{root}, "ios/next");
     }
-    test::Rehearsal rehearsal{{.hourlyQuota = 100'000'000}};
+    test::SandboxFixture fixture{{.hourlyQuota = 100'000'000}};
     std::string appID;
 };
 
@@ -47,7 +47,7 @@ void pullOf40Locales(benchmark::State& state) {
     const Pulled pulled;
     std::vector<double> times;
     for (auto _ : state) {
-        const auto root = pulled.rehearsal.folder / ("tree" + std::to_string(times.size()));
+        const auto root = pulled.fixture.folder / ("tree" + std::to_string(times.size()));
         times.push_back(benchmarks::secondsOf([&] { (void)pulled.pull(root); }));
         state.SetIterationTime(times.back());
     }
@@ -56,8 +56,8 @@ void pullOf40Locales(benchmark::State& state) {
 
 void pushOf240Fields(benchmark::State& state) {
     Pulled pulled;
-    const MetadataFolder root{pulled.rehearsal.folder / "tree"};
-    const auto versions = pulled.rehearsal.client.listAppStoreVersions(pulled.appID);
+    const MetadataFolder root{pulled.fixture.folder / "tree"};
+    const auto versions = pulled.fixture.client.listAppStoreVersions(pulled.appID);
     const auto context = chooseContext(contextsOf(versions), "ios/next").value();
     const MetadataStore store(root.contextFolder(context.contextID()));
     std::vector<double> times;
@@ -68,14 +68,14 @@ void pushOf240Fields(benchmark::State& state) {
                 store.write(locale, field, "Edit " + std::to_string(times.size()) + " of " + locale);
         const auto changes = MetadataDiff::compare(store);
         if (changes.size() < 240) throw std::runtime_error("fewer than 240 changes");
-        pulled.rehearsal.server.forgetRequests();
+        pulled.fixture.server.forgetRequests();
         times.push_back(benchmarks::secondsOf([&] {
             for (const auto& outcome :
-                 MetadataPusher(pulled.rehearsal.client, store).push(pulled.appID, context, changes))
+                 MetadataPusher(pulled.fixture.client, store).push(pulled.appID, context, changes))
                 if (!outcome.success) throw std::runtime_error(outcome.errorMessage.value_or("failed"));
         }));
         state.SetIterationTime(times.back());
-        sent = pulled.rehearsal.server.requests().size();
+        sent = pulled.fixture.server.requests().size();
         jobs = changes.size() / allFieldTypes.size() * 2;
     }
     // Least: one patch per localization, and the three lists that find them.

@@ -2,7 +2,7 @@
 // as many requests at once.
 #include "Benchmarks/Ratio.h"
 #include "Platform/task/Task.h"
-#include "Tests/support/Rehearsal.h"
+#include "Tests/support/SandboxFixture.h"
 
 #include <curl/curl.h>
 
@@ -57,17 +57,17 @@ void bareTransfers(const std::string& url, const std::string& token, int width) 
 }
 
 void requestsPerSecond(benchmark::State& state) {
-    const test::Rehearsal rehearsal({.hourlyQuota = 100'000'000});
+    const test::SandboxFixture fixture({.hourlyQuota = 100'000'000});
     const int width = static_cast<int>(state.range(0));
     const std::vector<int> calls(requests);
-    const std::string url = rehearsal.server.access().url + "/v1/apps?limit=1";
+    const std::string url = fixture.server.access().url + "/v1/apps?limit=1";
     benchmarks::reportRatio(
         state, 1 / 0.9,
         [&] {
             parallelForEach(calls, static_cast<std::size_t>(width),
-                            [&](int) { (void)rehearsal.client.listApps({}, {1}); });
+                            [&](int) { (void)fixture.client.listApps({}, {1}); });
         },
-        [&] { bareTransfers(url, rehearsal.client.tokens()->token(), width); });
+        [&] { bareTransfers(url, fixture.client.tokens()->token(), width); });
     state.counters["our_requests_per_s"] = 1e3 * requests / state.counters["ours_ms"];
     state.counters["bare_requests_per_s"] = 1e3 * requests / state.counters["bare_ms"];
 }

@@ -7,7 +7,7 @@
 #include "Core/screenshots/ScreenshotPusher.h"
 #include "Core/screenshots/ScreenshotsStore.h"
 #include "Platform/task/Task.h"
-#include "Tests/support/Rehearsal.h"
+#include "Tests/support/SandboxFixture.h"
 #include "Tests/support/ScreenshotTree.h"
 
 #include <curl/curl.h>

@@ -120,7 +120,7 @@ struct SandboxServer::Implementation {
     void trySave() {
         try {
             save();
-        } catch (const std::exception& error) { // a full disk must not end a rehearsal
+        } catch (const std::exception& error) { // a full disk must not end a fixture
             Logger("SandboxServer").error(fmt::format("The state was not saved: {}", error.what()));
         }
     }

@@ -6,6 +6,13 @@
 set(LAYER_TABLE ${CMAKE_BINARY_DIR}/layers.txt)
 file(WRITE ${LAYER_TABLE} "")
 
+# Several sources of a target are compiled as one, which parses the headers once: a clean build takes a third of the
+# time. Names in anonymous namespaces are therefore unique within a folder's library.
+option(QUORVEL_UNITY "Compile several sources as one" ON)
+function(compile_together TARGET)
+    set_target_properties(${TARGET} PROPERTIES UNITY_BUILD ${QUORVEL_UNITY} UNITY_BUILD_BATCH_SIZE 12)
+endfunction()
+
 function(layer FOLDER)
     cmake_parse_arguments(ARG "" "PROGRAM" "USES;LIBRARIES" ${ARGN})
     file(GLOB_RECURSE sources CONFIGURE_DEPENDS ${CMAKE_SOURCE_DIR}/${FOLDER}/*.cpp ${CMAKE_SOURCE_DIR}/${FOLDER}/*.h)
@@ -17,6 +24,7 @@ function(layer FOLDER)
         add_library(${target} STATIC ${sources})
     endif()
     set_target_properties(${target} PROPERTIES LINKER_LANGUAGE CXX)
+    compile_together(${target})
     target_include_directories(${target} PUBLIC ${CMAKE_SOURCE_DIR})
     set(allowed ${FOLDER})
     foreach(used IN LISTS ARG_USES)

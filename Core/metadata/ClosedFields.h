@@ -20,10 +20,10 @@ class ClosedFields {
     /// Closes all fields of a resource but the promotional text, which states that close the others may take.
     void closeAll(FieldHome home, const std::string& refusal);
     /// Held while the fields of one localization are tried one by one, for the others to learn from.
-    [[nodiscard]] std::unique_lock<std::mutex> takeTurn() { return std::unique_lock(turn_); }
+    [[nodiscard]] std::unique_lock<std::mutex> lockTrials() { return std::unique_lock(trials_); }
 
   private:
-    std::mutex turn_;
+    std::mutex trials_;
     mutable std::mutex mutex_;
     std::map<FieldType, std::string> refusals_; // guarded by mutex_
 };

@@ -89,7 +89,7 @@ LocalizationWriter::Result LocalizationWriter::write(std::vector<Value> values) 
         if (refusal == Refusal::none || values.size() == 1) break;
         std::unique_lock<std::mutex> turn;
         if (refusal == Refusal::ofState) {
-            turn = closed_.takeTurn();
+            turn = closed_.lockTrials();
             // Another localization found out meanwhile: the rest goes in one request again.
             if (std::ranges::any_of(values, [&](const Value& value) { return isClosed(value); })) continue;
         }

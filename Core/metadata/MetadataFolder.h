@@ -18,7 +18,7 @@ enum class TextSide { local, pulled };
 /// The root of a metadata tree: of an app, or of one of its contexts.
 struct MetadataFolder {
     std::filesystem::path rootURL;
-    std::vector<ASCPlatform> readInOlderLayout = {}; // see `rehearseOlderLayout`
+    std::vector<ASCPlatform> readInOlderLayout = {}; // see `readOlderLayoutInPlace`
 
     /// The folder of a context under an app's root, such as <root>/ios/next; the older one for the "next" of
     /// the platforms that are read in the older layout.

@@ -1,6 +1,6 @@
 #include "Core/metadata/MetadataPusher.h"
 
-#include "Core/metadata/FolderTurn.h"
+#include "Core/metadata/FolderLock.h"
 #include "Core/metadata/LocalizationWriter.h"
 #include "Core/metadata/MetadataPuller.h"
 #include "Core/metadata/RemoteLocalizations.h"
@@ -239,7 +239,7 @@ std::vector<PushOutcome> MetadataPusher::push(std::string_view appID, const Plat
                                               const std::vector<PendingChange>& changes,
                                               const PushProgress& progress,
                                               const PushRecording& record) const {
-    const FileLock turn = takeTurn(store_.folder(), "a push");
+    const FileLock lock = lockFolder(store_.folder(), "a push");
     requireChangeable(context);
     const std::vector<Job> jobs = jobsOf(changes);
     const Resolution resolution = resolve(client_, appID, context, jobs);
@@ -268,7 +268,7 @@ std::vector<PushOutcome> MetadataPusher::push(std::string_view appID, const Plat
                         outcomes[index].errorMessage = remark;
                         break;
                     }
-        const std::lock_guard lock(mutex);
+        const std::lock_guard guard(mutex);
         if (progress) progress(++done, jobs.size());
     };
     try {

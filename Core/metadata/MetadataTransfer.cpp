@@ -1,6 +1,6 @@
 #include "Core/metadata/MetadataTransfer.h"
 
-#include "Core/metadata/FolderTurn.h"
+#include "Core/metadata/FolderLock.h"
 #include "Core/metadata/Locales.h"
 #include "Core/metadata/TextRemarks.h"
 #include "Core/metadata/TreeReader.h"
@@ -37,14 +37,14 @@ std::string reasonToSkipFolder(std::string_view name) {
 
 class Importer {
   public:
-    Importer(const std::filesystem::path& tree, const MetadataStore& store, Date moment, Run run)
+    Importer(const std::filesystem::path& tree, const MetadataStore& store, Date moment, DryRun dryRun)
         : tree_(tree),
           source_({tree}, TextSide::local),
           store_(store),
           target_(store.folder(), TextSide::local),
           pulled_(store.folder(), TextSide::pulled),
           moment_(moment),
-          run_(run) {}
+          dryRun_(dryRun) {}
 
     [[nodiscard]] ImportReport importAll() {
         const auto entries = listFolder(tree_);
@@ -96,14 +96,14 @@ class Importer {
         const auto decision =
             decidePull(pulled_.read(key.locale, key.field), local, text, LocalEdits::keepBeside);
         if (decision.keepsBeside) keep(key, *local);
-        if (run_ == Run::perform) store_.write(key.locale, key.field, text);
+        if (dryRun_ == DryRun::no) store_.write(key.locale, key.field, text);
         report_.imported.push_back(key);
         report_.stripped += text.size() < found.size();
         if (isOverLimit(text, key.field)) report_.overLimit.push_back(key);
     }
 
     void keep(const FieldKey& key, const std::string& local) {
-        const std::string path = run_ == Run::perform
+        const std::string path = dryRun_ == DryRun::no
                                      ? store_.keepBeside(key.locale, key.field, local, moment_).native()
                                      : std::string();
         report_.kept.push_back({key.locale, key.field, path});
@@ -115,21 +115,21 @@ class Importer {
     TreeReader target_;
     TreeReader pulled_;
     Date moment_;
-    Run run_;
+    DryRun dryRun_;
     ImportReport report_;
 };
 
 } // namespace
 
 ImportReport importTree(const std::filesystem::path& tree, const MetadataStore& store, const Clock& clock,
-                        Run run) {
+                        DryRun dryRun) {
     requireOtherTree(tree, store);
-    std::optional<FileLock> turn;
-    if (run == Run::perform) turn = takeTurn(store.folder(), "an import");
-    return Importer(tree, store, clock(), run).importAll();
+    std::optional<FileLock> lock;
+    if (dryRun == DryRun::no) lock = lockFolder(store.folder(), "an import");
+    return Importer(tree, store, clock(), dryRun).importAll();
 }
 
-ExportReport exportTree(const MetadataStore& store, const std::filesystem::path& tree, Run run) {
+ExportReport exportTree(const MetadataStore& store, const std::filesystem::path& tree, DryRun dryRun) {
     requireOtherTree(tree, store);
     const MetadataStore target({tree});
     ExportReport report;
@@ -142,16 +142,16 @@ ExportReport exportTree(const MetadataStore& store, const std::filesystem::path&
                 ++report.unchanged;
                 continue;
             }
-            if (run == Run::perform) target.write(locale, field, text);
+            if (dryRun == DryRun::no) target.write(locale, field, text);
             ++report.written;
             if (present) report.replaced.push_back({locale, field});
         }
     return report;
 }
 
-std::vector<TidiedField> tidyTree(const MetadataStore& store, Run run) {
-    std::optional<FileLock> turn;
-    if (run == Run::perform) turn = takeTurn(store.folder(), "a tidy-up");
+std::vector<TidiedField> tidyTree(const MetadataStore& store, DryRun dryRun) {
+    std::optional<FileLock> lock;
+    if (dryRun == DryRun::no) lock = lockFolder(store.folder(), "a tidy-up");
     const LocaleTexts pulled = store.readAll(TextSide::pulled);
     std::vector<TidiedField> tidied;
     for (const auto& [locale, fields] : store.readAll()) {
@@ -163,7 +163,7 @@ std::vector<TidiedField> tidyTree(const MetadataStore& store, Run run) {
             const std::string_view unmarked = withoutByteOrderMark(*fields[field]);
             const std::string_view text = withoutFinalLineBreak(unmarked);
             if (text == *fields[field]) continue;
-            if (run == Run::perform) store.write(locale, field, text);
+            if (dryRun == DryRun::no) store.write(locale, field, text);
             tidied.push_back(
                 {locale, field, text.size() < unmarked.size(), unmarked.size() < fields[field]->size()});
         }

@@ -1,9 +1,9 @@
 // Trees of one file per field and locale as other release tools keep them: in, out, and tidied.
 #pragma once
 
+#include "Core/metadata/DryRun.h"
 #include "Core/metadata/MetadataPuller.h"
 #include "Core/metadata/MetadataStore.h"
-#include "Core/metadata/Run.h"
 
 #include <filesystem>
 #include <string>
@@ -51,15 +51,15 @@ struct TidiedField {
 /// Folders that are no App Store locale and files that are no field are skipped and named. Throws
 /// `MetadataError` when `tree` is no folder, and `FileError`.
 [[nodiscard]] ImportReport importTree(const std::filesystem::path& tree, const MetadataStore& store,
-                                      const Clock& clock, Run run = Run::perform);
+                                      const Clock& clock, DryRun dryRun = DryRun::no);
 
 /// Writes the local texts of `store` into `tree` with one final line break each, which is what an import
 /// strips again; an empty text becomes an empty file.
 [[nodiscard]] ExportReport exportTree(const MetadataStore& store, const std::filesystem::path& tree,
-                                      Run run = Run::perform);
+                                      DryRun dryRun = DryRun::no);
 
 /// Strips one final line break and a byte order mark from every local text that is not exactly what App Store
 /// Connect holds.
-[[nodiscard]] std::vector<TidiedField> tidyTree(const MetadataStore& store, Run run = Run::perform);
+[[nodiscard]] std::vector<TidiedField> tidyTree(const MetadataStore& store, DryRun dryRun = DryRun::no);
 
 } // namespace quorvel

@@ -1,6 +1,6 @@
 #include "Core/metadata/OlderLayout.h"
 
-#include "Core/metadata/FolderTurn.h"
+#include "Core/metadata/FolderLock.h"
 #include "Core/metadata/Locales.h"
 #include "Platform/files/Files.h"
 #include "Platform/text/Counted.h"
@@ -19,9 +19,6 @@ namespace quorvel {
 namespace {
 
 namespace fs = std::filesystem;
-
-constexpr std::array platforms = {ASCPlatform::iOS, ASCPlatform::macOS, ASCPlatform::tvOS,
-                                  ASCPlatform::visionOS};
 
 enum class Step { look, move };
 
@@ -143,9 +140,9 @@ std::vector<std::string> OlderLayoutReport::lines() const {
     return lines;
 }
 
-CarriedTree rehearseOlderLayout(const MetadataFolder& appFolder) {
+CarriedTree readOlderLayoutInPlace(const MetadataFolder& appFolder) {
     CarriedTree tree{appFolder, {}};
-    for (const ASCPlatform platform : platforms) {
+    for (const ASCPlatform platform : allPlatforms) {
         const OlderLayoutReport seen = Carrier(appFolder, platform, Step::look).carry();
         append(tree.report.leftInPlace, seen.leftInPlace);
         const bool isRead = !isOccupied(nextFolder(appFolder, platform).rootURL);
@@ -159,7 +156,7 @@ OlderLayoutReport carryOverOlderLayout(const MetadataFolder& appFolder) {
     constexpr std::string_view what = "a change of the folder's layout";
     std::vector<ASCPlatform> concerned;
     OlderLayoutReport report;
-    for (const ASCPlatform platform : platforms) {
+    for (const ASCPlatform platform : allPlatforms) {
         const OlderLayoutReport seen = Carrier(appFolder, platform, Step::look).carry();
         if (seen.moved.empty())
             append(report.leftInPlace, seen.leftInPlace);
@@ -169,9 +166,9 @@ OlderLayoutReport carryOverOlderLayout(const MetadataFolder& appFolder) {
     if (concerned.empty()) return report;
 
     std::vector<FileLock> turns;
-    turns.push_back(takeTurn(appFolder, what));
+    turns.push_back(lockFolder(appFolder, what));
     for (const ASCPlatform platform : concerned)
-        turns.push_back(takeTurn(nextFolder(appFolder, platform), what));
+        turns.push_back(lockFolder(nextFolder(appFolder, platform), what));
     for (const ASCPlatform platform : concerned) {
         const OlderLayoutReport done = Carrier(appFolder, platform, Step::move).carry();
         append(report.moved, done.moved);

@@ -27,7 +27,7 @@ struct LeftFolder {
 struct OlderLayoutReport {
     std::vector<CarriedFolder> moved;
     std::vector<LeftFolder> leftInPlace;
-    // Of a rehearsal, which moves nothing:
+    // Of a fixture, which moves nothing:
     std::vector<CarriedFolder> readInPlace;
     std::vector<CarriedFolder> overlooked; // as texts lie where these belong
     QUORVEL_RECORD(OlderLayoutReport, moved, leftInPlace, readInPlace, overlooked)
@@ -59,6 +59,6 @@ struct CarriedTree {
 
 /// What `carryOverOlderLayout` would do; writes nothing. Through the folder that it gives, the "next"
 /// contexts are read where the older layout has them, unless something lies at their own place already.
-[[nodiscard]] CarriedTree rehearseOlderLayout(const MetadataFolder& appFolder);
+[[nodiscard]] CarriedTree readOlderLayoutInPlace(const MetadataFolder& appFolder);
 
 } // namespace quorvel

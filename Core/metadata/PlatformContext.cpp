@@ -12,9 +12,6 @@ namespace {
 
 using VersionResource = ASCResource<AppStoreVersionAttributes>;
 
-constexpr std::array platforms = {ASCPlatform::iOS, ASCPlatform::macOS, ASCPlatform::tvOS,
-                                  ASCPlatform::visionOS};
-
 constexpr std::array<std::string_view, 3> onSale = {"READY_FOR_SALE", "READY_FOR_DISTRIBUTION",
                                                     "PROCESSING_FOR_DISTRIBUTION"};
 constexpr std::array<std::string_view, 5> wasOnSale = {"PREORDER_READY_FOR_SALE", "REMOVED_FROM_SALE",
@@ -86,7 +83,7 @@ std::string ContextID::text() const {
 }
 
 std::optional<ContextID> parseContextID(std::string_view text) {
-    for (const ASCPlatform platform : platforms)
+    for (const ASCPlatform platform : allPlatforms)
         for (const auto stateClass : {AppStoreVersionStateClass::editable, AppStoreVersionStateClass::live})
             if (const ContextID id{platform, stateClass}; id.text() == text) return id;
     return std::nullopt;
@@ -94,7 +91,7 @@ std::optional<ContextID> parseContextID(std::string_view text) {
 
 std::vector<PlatformContext> contextsOf(const std::vector<VersionResource>& versions) {
     std::vector<PlatformContext> contexts;
-    for (const ASCPlatform platform : platforms)
+    for (const ASCPlatform platform : allPlatforms)
         for (const auto stateClass : {AppStoreVersionStateClass::editable, AppStoreVersionStateClass::live}) {
             const VersionResource* chosen = nullptr;
             for (const VersionResource& version : versions)

@@ -5,6 +5,7 @@
 #include "Core/asc/records/States.h"
 #include "Core/asc/records/VersionRecords.h"
 
+#include <array>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -43,6 +44,10 @@ struct ContextID {
 
 /// Reads "ios/next"; nothing for any other text.
 [[nodiscard]] std::optional<ContextID> parseContextID(std::string_view text);
+
+/// In the order in which they are shown.
+inline constexpr std::array allPlatforms = {ASCPlatform::iOS, ASCPlatform::macOS, ASCPlatform::tvOS,
+                                            ASCPlatform::visionOS};
 
 /// "ios", "macos", "tvos" or "visionos".
 [[nodiscard]] std::string_view platformFolderName(ASCPlatform platform);

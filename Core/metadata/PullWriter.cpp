@@ -1,6 +1,6 @@
 #include "Core/metadata/PullWriter.h"
 
-#include "Core/metadata/FolderTurn.h"
+#include "Core/metadata/FolderLock.h"
 #include "Core/metadata/TreeReader.h"
 #include "Platform/files/Files.h"
 #include "Platform/task/Task.h"
@@ -158,7 +158,7 @@ PullResult writePulledTexts(const MetadataStore& store, const std::vector<Incomi
     if (toWrite.empty() && !store.hasInterruptedPull()) return result;
 
     const auto ownTurn =
-        turn == Turn::held ? std::nullopt : std::optional(takeTurn(store.folder(), "a pull"));
+        turn == Turn::held ? std::nullopt : std::optional(lockFolder(store.folder(), "a pull"));
     store.beginPull();
     for (const LocaleResult& one : parallelMap(toWrite, writers, [&](const LocaleWork& work) {
              return writeLocale(store, work, options.edits, moment);

@@ -13,7 +13,7 @@ struct IncomingTexts {
     LocaleTexts locales;
 };
 
-/// Whether the caller has the tree's turn (`takeTurn`) already.
+/// Whether the caller has the tree's turn (`lockFolder`) already.
 enum class Turn { held, notHeld };
 
 /// Writes both sides of the tree, in its turn. Everything is read and decided

@@ -4,7 +4,7 @@
 #include "Core/asc/ASCError.h"
 #include "Core/metadata/RemoteLocalizations.h"
 #include "Core/screenshots/AssetProcessing.h"
-#include "Core/screenshots/Persist.h"
+#include "Core/screenshots/Retry.h"
 #include "Core/screenshots/ScreenshotError.h"
 #include "Core/screenshots/ScreenshotSetWriter.h"
 #include "Platform/task/Task.h"
@@ -31,7 +31,7 @@ LocaleSets setsOf(const ASCClientProtocol& client, const std::string& localizati
                   const ScreenshotPushOptions& options) {
     LocaleSets result{.localizationID = localizationID};
     try {
-        for (const auto& set : persist(options, [&] { return client.listScreenshotSets(localizationID); }))
+        for (const auto& set : retry(options, [&] { return client.listScreenshotSets(localizationID); }))
             result.sets[set.attributes.screenshotDisplayType] = set.id;
     } catch (const ASCError& error) {
         result.problem = error.description();
@@ -120,7 +120,7 @@ ScreenshotPushSummary ScreenshotPusher::push(const std::vector<ScreenshotSetEdit
     PushSteps steps(observer, std::transform_reduce(edits.begin(), edits.end(), std::int64_t{0}, std::plus(),
                                                     &ScreenshotSetWriter::stepsOf));
     steps.tell("Loading localizations…");
-    const auto localizations = persist(options_, [&] {
+    const auto localizations = retry(options_, [&] {
         return listLocalizations(client_, FieldHome::versionLocalization, context_.versionId);
     });
     const AllSets all = setsOfEdits(client_, localizations, edits, options_);

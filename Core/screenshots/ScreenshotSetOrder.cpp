@@ -1,7 +1,7 @@
 // The second half of a set's edit: its order, and whether App Store Connect shows what was sent.
 #include "Core/asc/ASCError.h"
 #include "Core/screenshots/AssetProcessing.h"
-#include "Core/screenshots/Persist.h"
+#include "Core/screenshots/Retry.h"
 #include "Core/screenshots/ScreenshotLists.h"
 #include "Core/screenshots/ScreenshotSetWriter.h"
 #include "Platform/text/Counted.h"
@@ -55,7 +55,7 @@ ScreenshotSetWriter::Screenshots ScreenshotSetWriter::listWhole(const std::vecto
 
 bool ScreenshotSetWriter::reorder(const std::vector<std::string>& order) {
     try {
-        persist(parts_.options, [&] { parts_.client.reorderScreenshots(setID_, order); });
+        retry(parts_.options, [&] { parts_.client.reorderScreenshots(setID_, order); });
         return true;
     } catch (const ASCError& error) {
         outcome_.summary.failures.push_back(

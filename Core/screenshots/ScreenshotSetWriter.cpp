@@ -2,7 +2,7 @@
 
 #include "Core/asc/services/CreateOrAdopt.h"
 #include "Core/screenshots/PartSender.h"
-#include "Core/screenshots/Persist.h"
+#include "Core/screenshots/Retry.h"
 #include "Core/screenshots/ScreenshotError.h"
 #include "Core/screenshots/ScreenshotLists.h"
 #include "Core/screenshots/SetReservations.h"
@@ -79,9 +79,8 @@ void ScreenshotSetWriter::findOrCreateSet(const std::string& localizationID,
         const auto create = [&] {
             return parts_.client.createScreenshotSet(localizationID, edit_.displayType).id;
         };
-        setID_ = persist(parts_.options, [&] {
-            return createOrAdopt(create, find, [](const std::string& id) { return id; });
-        });
+        setID_ = retry(parts_.options,
+                       [&] { return createOrAdopt(create, find, [](const std::string& id) { return id; }); });
         ++outcome_.summary.setsCreated;
     } else {
         setID_ = std::move(*setID);
@@ -90,7 +89,7 @@ void ScreenshotSetWriter::findOrCreateSet(const std::string& localizationID,
 }
 
 ScreenshotSetWriter::Screenshots ScreenshotSetWriter::list() const {
-    Screenshots listed = persist(parts_.options, [&] { return parts_.client.listScreenshots(setID_); });
+    Screenshots listed = retry(parts_.options, [&] { return parts_.client.listScreenshots(setID_); });
     // A list may still show what was deleted a moment ago.
     std::erase_if(listed, [&](const auto& screenshot) { return reservations_->wasRemoved(screenshot.id); });
     return listed;
@@ -145,7 +144,7 @@ void ScreenshotSetWriter::deleteUnwanted() {
     for (const std::string& id : edit_.ascIdsToDelete) {
         try {
             if (isIn(present, id) && !reservations_->wasRemoved(id)) {
-                persist(parts_.options, [&] { remove(id); });
+                retry(parts_.options, [&] { remove(id); });
                 ++outcome_.summary.deleted;
             }
         } catch (const ASCError& error) {
@@ -278,10 +277,11 @@ std::optional<std::string> ScreenshotSetWriter::alreadyThere(const ScreenshotPus
                                                              const std::string& checksum) {
     const LocalScreenshot local{item, size, checksum};
     for (const auto& screenshot : before_) {
-        const bool isSpoken = isIn(edit_.ascIdsToDelete, screenshot.id) ||
-                              std::ranges::find(edit_.finalOrder, ScreenshotOrderToken::asc(screenshot.id)) !=
-                                  edit_.finalOrder.end();
-        if (!isSpoken && isSameScreenshot(catalogEntryOf(screenshot, 0), local) &&
+        const bool isToBeDeleted =
+            isIn(edit_.ascIdsToDelete, screenshot.id) ||
+            std::ranges::find(edit_.finalOrder, ScreenshotOrderToken::asc(screenshot.id)) !=
+                edit_.finalOrder.end();
+        if (!isToBeDeleted && isSameScreenshot(catalogEntryOf(screenshot, 0), local) &&
             reservations_->claim(screenshot.id))
             return screenshot.id;
     }

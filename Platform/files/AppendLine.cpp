@@ -12,7 +12,7 @@ namespace quorvel {
 
 namespace {
 
-constexpr const char* action = "cannot be appended to";
+constexpr const char* cannotBeAppended = "cannot be appended to";
 
 bool endsInsideALine(const FileDescriptor& file, off_t size) {
     char last = '\n';
@@ -27,15 +27,15 @@ void appendLine(const std::filesystem::path& path, std::string_view line, FileMo
         return ::open(path.c_str(), O_RDWR | O_APPEND | O_CREAT | O_NONBLOCK | O_CLOEXEC,
                       static_cast<mode_t>(mode));
     }));
-    if (!file.isOpen()) throw FileError(path, action, errno);
+    if (!file.isOpen()) throw FileError(path, cannotBeAppended, errno);
     struct stat status {};
     if (uninterrupted([&] { return ::flock(file.number(), LOCK_EX); }) != 0 ||
         ::fstat(file.number(), &status) != 0)
-        throw FileError(path, action, errno);
+        throw FileError(path, cannotBeAppended, errno);
     if (!S_ISREG(status.st_mode)) throw FileError(path, "cannot be appended to, as it is no regular file", 0);
     if (mode == FileMode::secret && (status.st_mode & 077) != 0 &&
         ::fchmod(file.number(), static_cast<mode_t>(mode)) != 0)
-        throw FileError(path, action, errno);
+        throw FileError(path, cannotBeAppended, errno);
     // What a writer that was killed left unfinished must not swallow this line.
     const std::string bytes = (endsInsideALine(file, status.st_size) ? "\n" : "") + std::string(line) + "\n";
     const auto written = uninterrupted([&] { return ::write(file.number(), bytes.data(), bytes.size()); });
@@ -43,7 +43,7 @@ void appendLine(const std::filesystem::path& path, std::string_view line, FileMo
     const int problem = written < 0 ? errno : ENOSPC;
     if (written > 0) [[maybe_unused]]
         const int kept = ::ftruncate(file.number(), status.st_size);
-    throw FileError(path, action, problem);
+    throw FileError(path, cannotBeAppended, problem);
 }
 
 } // namespace quorvel

@@ -15,7 +15,7 @@ namespace quorvel {
 
 namespace {
 
-constexpr const char* action = "cannot be written";
+constexpr const char* cannotBeWritten = "cannot be written";
 
 // Where `path` leads: links are followed, also to a target that does not exist yet.
 std::filesystem::path resolveLinks(const std::filesystem::path& path) {
@@ -26,7 +26,7 @@ std::filesystem::path resolveLinks(const std::filesystem::path& path) {
         if (error) return target; // no link; what else is wrong shows when the file is made
         target = next.is_absolute() ? next : target.parent_path() / next;
     }
-    throw FileError(path, action, ELOOP);
+    throw FileError(path, cannotBeWritten, ELOOP);
 }
 
 // The mode that the new file will have, and the one that it is made with: nothing may be readable by others
@@ -39,10 +39,10 @@ struct Modes {
 Modes chooseModes(const std::filesystem::path& path, const std::filesystem::path& target, FileMode mode) {
     struct stat status {};
     if (::lstat(target.c_str(), &status) != 0) {
-        if (errno != ENOENT) throw FileError(path, action, errno);
+        if (errno != ENOENT) throw FileError(path, cannotBeWritten, errno);
         return {static_cast<mode_t>(mode), std::nullopt};
     }
-    if (S_ISDIR(status.st_mode)) throw FileError(path, action, EISDIR);
+    if (S_ISDIR(status.st_mode)) throw FileError(path, cannotBeWritten, EISDIR);
     if (!S_ISREG(status.st_mode)) throw FileError(path, "cannot be written, as it is no regular file", 0);
     if (mode == FileMode::secret) status.st_mode = static_cast<mode_t>(mode);
     return {static_cast<mode_t>(FileMode::secret), status};
@@ -74,10 +74,10 @@ class TemporaryFile {
             file_ = FileDescriptor(uninterrupted([&] {
                 return ::open(name_.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, mode);
             }));
-            if (!file_.isOpen() && errno != EEXIST) throw FileError(path, action, errno);
+            if (!file_.isOpen() && errno != EEXIST) throw FileError(path, cannotBeWritten, errno);
             if (file_.isOpen() && isOurs()) return;
         }
-        throw FileError(path, action, EBUSY);
+        throw FileError(path, cannotBeWritten, EBUSY);
     }
     TemporaryFile(const TemporaryFile&) = delete;
     TemporaryFile& operator=(const TemporaryFile&) = delete;
@@ -144,8 +144,8 @@ void syncFolder(const std::filesystem::path& folder) {
 
 void writeFileAtomically(const std::filesystem::path& path, std::string_view bytes, FileMode mode,
                          Durability durability) {
-    if (path.native().find('\0') != std::string::npos) throw FileError(path, action, EINVAL);
-    if (path.filename().empty()) throw FileError(path, action, EISDIR);
+    if (path.native().find('\0') != std::string::npos) throw FileError(path, cannotBeWritten, EINVAL);
+    if (path.filename().empty()) throw FileError(path, cannotBeWritten, EISDIR);
     const std::filesystem::path target = resolveLinks(path);
     const Modes modes = chooseModes(path, target, mode);
     TemporaryFile temporary(path, target, modes.made);
@@ -153,7 +153,7 @@ void writeFileAtomically(const std::filesystem::path& path, std::string_view byt
         (modes.kept && !keepAttributes(temporary.number(), *modes.kept)) ||
         (durability == Durability::now && uninterrupted([&] { return ::fsync(temporary.number()); }) != 0) ||
         !temporary.moveTo(target))
-        throw FileError(path, action, errno);
+        throw FileError(path, cannotBeWritten, errno);
     if (durability == Durability::now) syncFolder(target.parent_path());
 }
 

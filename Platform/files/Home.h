@@ -5,7 +5,7 @@
 
 namespace quorvel {
 
-/// A home folder; injected, so that a test or a rehearsal can have its own.
+/// A home folder; injected, so that a test or a fixture can have its own.
 struct Home {
     std::filesystem::path root;
 

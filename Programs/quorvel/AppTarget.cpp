@@ -17,7 +17,7 @@ AppTarget::AppTarget(Invocation& invocation, Reach reach) : invocation_(invocati
     if (!folder) return;
     const MetadataFolder given{(invocation.surroundings.workingFolder / *folder).lexically_normal()};
     invocation.composition.useFolder(given);
-    appFolder_ = carryOverPulledTree(given, runOf(invocation.global)).folder;
+    appFolder_ = carryOverPulledTree(given, dryRunOf(invocation.global)).folder;
 }
 
 const ManagedApp& AppTarget::app() {
@@ -64,7 +64,7 @@ ContextID AppTarget::localContext() {
 
 ContextID AppTarget::contextToFill() {
     if (const auto known = contexts().known(invocation_.global.context)) return *known;
-    return controller()->contextToFill({}, runOf(invocation_.global));
+    return controller()->contextToFill({}, dryRunOf(invocation_.global));
 }
 
 MetadataStore AppTarget::storeOf(const ContextID& context) {

@@ -131,7 +131,7 @@ std::shared_ptr<AppSession> Composition::openSession(std::string_view appID) {
         .clock = clock(),
         .notifications = notifications(),
         .folder = folder_,
-        .run = runOf(global_),
+        .dryRun = dryRunOf(global_),
     });
     return session;
 }

@@ -1,7 +1,7 @@
 // The options that every command accepts.
 #pragma once
 
-#include "Core/metadata/Run.h"
+#include "Core/metadata/DryRun.h"
 #include "Programs/quorvel/Command.h"
 
 #include <optional>
@@ -29,8 +29,8 @@ struct GlobalOptions {
 };
 
 /// Whether the command only shows what it would do.
-[[nodiscard]] inline Run runOf(const GlobalOptions& global) {
-    return global.dryRun ? Run::rehearse : Run::perform;
+[[nodiscard]] inline DryRun dryRunOf(const GlobalOptions& global) {
+    return global.dryRun ? DryRun::yes : DryRun::no;
 }
 
 } // namespace quorvel

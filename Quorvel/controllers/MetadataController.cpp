@@ -1,6 +1,6 @@
 #include "Quorvel/controllers/MetadataController.h"
 
-#include "Core/metadata/FolderTurn.h"
+#include "Core/metadata/FolderLock.h"
 #include "Core/metadata/MetadataDiff.h"
 #include "Core/metadata/MetadataError.h"
 #include "Core/metadata/MetadataTexts.h"
@@ -46,9 +46,9 @@ void readTree(MetadataState& state, const MetadataFolder& folder, const std::vec
 
 } // namespace
 
-FileLock takeTurnOf(const MetadataFolder& appFolder, std::string_view what) {
+FileLock lockAppFolder(const MetadataFolder& appFolder, std::string_view what) {
     try {
-        return takeTurn(appFolder, what);
+        return lockFolder(appFolder, what);
     } catch (const FileError& error) {
         throw OperationRefused(Refusal::folderUnavailable, error.what());
     }
@@ -117,7 +117,7 @@ ManagedApp MetadataController::record() const {
 MetadataFolder MetadataController::carryOver(const MetadataFolder& folder) {
     CarriedTree tree;
     try {
-        tree = carryOverPulledTree(folder, parts_.run);
+        tree = carryOverPulledTree(folder, parts_.dryRun);
     } catch (const FileError& error) {
         throw OperationRefused(Refusal::folderUnavailable, error.what());
     }
@@ -195,7 +195,7 @@ void MetadataController::selectContext(std::string_view contextID) {
         &busy_, [](std::atomic<bool>* busy) { *busy = false; });
     const ManagedApp app = record();
     const MetadataFolder folder = folderOf(app);
-    const FileLock turn = takeTurnOf(folder, "a choice of context");
+    const FileLock lock = lockAppFolder(folder, "a choice of context");
     const AppContexts contexts(folder, parts_.clock);
     const auto saved = contexts.saved().value_or(PersistedContexts{});
     (void)AppContexts::choose(saved.contexts, std::string(contextID), std::nullopt);

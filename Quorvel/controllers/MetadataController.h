@@ -39,7 +39,7 @@ class MetadataController {
         Clock clock = systemClock();
         std::shared_ptr<NotificationCenter> notifications;
         std::optional<MetadataFolder> folder; // instead of the app's own
-        Run run = Run::perform;               // rehearse: what only prepares and plans writes nothing at all
+        DryRun dryRun = DryRun::no;           // rehearse: what only prepares and plans writes nothing at all
     };
 
     explicit MetadataController(Parts parts);
@@ -115,16 +115,17 @@ class MetadataController {
     /// contexts (one request) when `context` is not among those known. Throws `MetadataError` for what is no
     /// App Store locale or no context of the app, `OperationRefused` for one that takes no changes.
     AddedLocale addLocale(std::string_view locale, const std::optional<std::string>& context = {},
-                          Run run = Run::perform);
+                          DryRun dryRun = DryRun::no);
 
     using RevertReport = quorvel::RevertReport;
     /// Writes into the local files what App Store Connect held before a push run; a push then sends it.
     /// Pulled copies stay as they are. Throws `MetadataError` for an unknown run.
-    RevertReport revert(std::string_view sessionId, Run run = Run::perform);
+    RevertReport revert(std::string_view sessionId, DryRun dryRun = DryRun::no);
 
     /// The context whose folder takes texts of elsewhere: `context`, else the one to work on. Asks App Store
     /// Connect (one request) when none is known, and saves what it answers.
-    [[nodiscard]] ContextID contextToFill(const std::optional<std::string>& context, Run run = Run::perform);
+    [[nodiscard]] ContextID contextToFill(const std::optional<std::string>& context,
+                                          DryRun dryRun = DryRun::no);
 
     /// Runs `work` as this app's one operation, with the folder's turn held; for changes of the folder that
     /// are made elsewhere.
@@ -153,7 +154,7 @@ class MetadataController {
     void saveContexts(const MetadataFolder& folder, const std::vector<PlatformContext>& contexts,
                       const std::optional<std::string>& selected) const;
     [[nodiscard]] ContextID contextToFill(const Target& target, const std::optional<std::string>& given,
-                                          Run run) const;
+                                          DryRun dryRun) const;
     void restoreContexts(const MetadataFolder& folder, const PushPreparation& preparation) const;
     void recordOutcomes(const PushPreparation& preparation, const std::string& sessionId,
                         const std::vector<PushOutcome>& outcomes) const;

@@ -1,4 +1,4 @@
-#include "Core/metadata/FolderTurn.h"
+#include "Core/metadata/FolderLock.h"
 #include "Core/metadata/Locales.h"
 #include "Core/metadata/MetadataError.h"
 #include "Core/metadata/MetadataTexts.h"
@@ -37,7 +37,7 @@ void requireAppStoreLocale(std::string_view locale) {
 } // namespace
 
 ContextID MetadataController::contextToFill(const Target& target, const std::optional<std::string>& given,
-                                            Run run) const {
+                                            DryRun dryRun) const {
     const AppContexts folder(target.folder, parts_.clock);
     const auto known = folder.known(given);
     if (known && (!given || folder.savedContext(*known))) return *known;
@@ -45,23 +45,24 @@ ContextID MetadataController::contextToFill(const Target& target, const std::opt
     const auto contexts = contextsOf(parts_.client()->listAppStoreVersions(target.app.appStoreId));
     if (contexts.empty()) throw OperationRefused(Refusal::noVersions);
     const PlatformContext chosen = AppContexts::choose(contexts, given, std::nullopt);
-    if (run == Run::perform) {
+    if (dryRun == DryRun::no) {
         const auto selected = folder.saved() ? folder.saved()->selectedContextId : std::nullopt;
         saveContexts(target.folder, contexts, selected ? selected : chosen.id());
     }
     return chosen.contextID();
 }
 
-MetadataController::AddedLocale
-MetadataController::addLocale(std::string_view locale, const std::optional<std::string>& context, Run run) {
+MetadataController::AddedLocale MetadataController::addLocale(std::string_view locale,
+                                                              const std::optional<std::string>& context,
+                                                              DryRun dryRun) {
     AddedLocale added;
     this->run(MetadataOperation::addLocale, [&](Operation& operation) {
         requireAppStoreLocale(locale);
         const ManagedApp app = record();
         const Target target{app, folderOf(app)};
-        std::optional<FileLock> turn;
-        if (run == Run::perform) turn = takeTurnOf(target.folder, "the addition of a locale");
-        const ContextID wanted = contextToFill(target, context, run);
+        std::optional<FileLock> lock;
+        if (dryRun == DryRun::no) lock = lockAppFolder(target.folder, "the addition of a locale");
+        const ContextID wanted = contextToFill(target, context, dryRun);
         if (wanted.stateClass == AppStoreVersionStateClass::live) {
             const auto saved = AppContexts(target.folder, parts_.clock).savedContext(wanted);
             refuseReadOnly(saved ? saved->appStoreState : "");
@@ -71,7 +72,7 @@ MetadataController::addLocale(std::string_view locale, const std::optional<std::
         // Where it will be, also if this run reads the older layout.
         const MetadataFolder place = MetadataFolder{target.folder.rootURL}.contextFolder(wanted);
         added = {std::string(locale), place.localeFolder(locale).native(), isFolder({folder})};
-        if (run == Run::rehearse) return;
+        if (dryRun == DryRun::yes) return;
         try {
             store.createLocaleLocally(locale);
         } catch (const FileError& error) {
@@ -85,14 +86,15 @@ MetadataController::addLocale(std::string_view locale, const std::optional<std::
     return added;
 }
 
-ContextID MetadataController::contextToFill(const std::optional<std::string>& context, Run run) {
+ContextID MetadataController::contextToFill(const std::optional<std::string>& context, DryRun dryRun) {
     ContextID found;
     this->run(MetadataOperation::importTexts, [&](Operation&) {
         const ManagedApp app = record();
         const Target target{app, folderOf(app)};
-        std::optional<FileLock> turn;
-        if (run == Run::perform) turn = takeTurnOf(target.folder, describe(MetadataOperation::importTexts));
-        found = contextToFill(target, context, run);
+        std::optional<FileLock> lock;
+        if (dryRun == DryRun::no)
+            lock = lockAppFolder(target.folder, describe(MetadataOperation::importTexts));
+        found = contextToFill(target, context, dryRun);
     });
     return found;
 }
@@ -101,13 +103,13 @@ void MetadataController::perform(MetadataOperation operation, const std::functio
     run(operation, [&](Operation&) {
         const ManagedApp app = record();
         const Target target{app, folderOf(app)};
-        const FileLock turn = takeTurnOf(target.folder, describe(operation));
+        const FileLock lock = lockAppFolder(target.folder, describe(operation));
         work();
         showResult(target);
     });
 }
 
-MetadataController::RevertReport MetadataController::revert(std::string_view sessionId, Run run) {
+MetadataController::RevertReport MetadataController::revert(std::string_view sessionId, DryRun dryRun) {
     RevertReport report;
     this->run(MetadataOperation::revert, [&](Operation& operation) {
         const auto entries = PushHistory(parts_.container).entriesOfRun(parts_.appID, sessionId);
@@ -120,16 +122,16 @@ MetadataController::RevertReport MetadataController::revert(std::string_view ses
         const Target target{app, folderOf(app)};
         const MetadataStore store(target.folder.contextFolder(ofRun.contextID()));
         if (!isFolder(store.folder())) throw MetadataError::notAFolder(store.folder().rootURL);
-        std::optional<FileLock> turn;
-        if (run == Run::perform) turn = takeTurnOf(target.folder, "a revert");
-        report = revertEntries(entries, store, apps_.disabledLocales(parts_.appID), parts_.clock(), run);
+        std::optional<FileLock> lock;
+        if (dryRun == DryRun::no) lock = lockAppFolder(target.folder, "a revert");
+        report = revertEntries(entries, store, apps_.disabledLocales(parts_.appID), parts_.clock(), dryRun);
         const auto now = AppContexts(target.folder, parts_.clock).savedContext(ofRun.contextID());
         report.context = now.value_or(ofRun);
         if (now && now->versionString != ofRun.versionString)
             report.warnings.insert(report.warnings.begin(),
                                    fmt::format("The push was of version {}; {} is now {}.",
                                                ofRun.versionString, ofRun.id(), now->versionString));
-        if (run == Run::rehearse) return;
+        if (dryRun == DryRun::yes) return;
         operation.status(fmt::format("Reverted {} fields", report.reverted.size()));
         showResult(target);
     });

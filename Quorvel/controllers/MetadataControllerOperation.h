@@ -29,7 +29,7 @@ class MetadataController::Operation {
 };
 
 /// The folder's turn for `what`, its folders made. Throws `OperationRefused` where they cannot be.
-[[nodiscard]] FileLock takeTurnOf(const MetadataFolder& appFolder, std::string_view what);
+[[nodiscard]] FileLock lockAppFolder(const MetadataFolder& appFolder, std::string_view what);
 
 /// Throws `OperationRefused` for a context that takes no changes; its state is named where it is known.
 [[noreturn]] void refuseReadOnly(std::string_view appStoreState);

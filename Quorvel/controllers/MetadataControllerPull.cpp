@@ -1,4 +1,4 @@
-#include "Core/metadata/FolderTurn.h"
+#include "Core/metadata/FolderLock.h"
 #include "Core/metadata/MetadataError.h"
 #include "Platform/task/Task.h"
 #include "Quorvel/controllers/AppContexts.h"
@@ -55,7 +55,7 @@ std::vector<ContextPull> MetadataController::pull(const PullRequest& request) {
     std::vector<ContextPull> pulls;
     run(MetadataOperation::pull, [&](Operation& operation) {
         Target target = targetOfTransfer();
-        const FileLock turn = takeTurnOf(target.folder, "a pull");
+        const FileLock lock = lockAppFolder(target.folder, "a pull");
         const AppContexts contexts(target.folder, parts_.clock);
         if (request.context) (void)contexts.known(request.context); // refuses a misspelt one before all else
         operation.status(std::string(discoveringText));

@@ -1,4 +1,4 @@
-#include "Core/metadata/FolderTurn.h"
+#include "Core/metadata/FolderLock.h"
 #include "Core/metadata/MetadataDiff.h"
 #include "Core/metadata/MetadataError.h"
 #include "Platform/crypto/Digest.h"
@@ -57,9 +57,9 @@ MetadataController::preparePush(const PushFilter& filter, const std::optional<st
         // Where nothing was pulled no folder is made, not even for the lock.
         (void)contextToPush(AppContexts(target.folder, parts_.clock), target.folder, context);
         // A pull that goes on meanwhile would make edits of the texts that it has yet to replace.
-        std::optional<FileLock> turn;
-        if (parts_.run == Run::perform || wasTurnTaken(target.folder))
-            turn = takeTurnOf(target.folder, "a push");
+        std::optional<FileLock> lock;
+        if (parts_.dryRun == DryRun::no || hasLockFile(target.folder))
+            lock = lockAppFolder(target.folder, "a push");
         const AppContexts contexts(target.folder, parts_.clock);
         const ContextID wanted = contextToPush(contexts, target.folder, context);
         const MetadataStore store(target.folder.contextFolder(wanted));
@@ -101,7 +101,7 @@ MetadataController::PushResult MetadataController::push(const PushPreparation& p
     run(MetadataOperation::push, [&](Operation& operation) {
         const Target target = targetOfTransfer();
         if (preparation.selection.chosen.empty()) throw NothingToPush(Refusal::nothingSelected, preparation);
-        const FileLock turn = takeTurnOf(target.folder, "a push");
+        const FileLock lock = lockAppFolder(target.folder, "a push");
         operation.status("Resolving ASC IDs…");
         const auto client = parts_.client();
         const MetadataStore store(target.folder.contextFolder(preparation.context.contextID()));

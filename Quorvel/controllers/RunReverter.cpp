@@ -24,8 +24,12 @@ bool areEqual(std::string_view left, std::string_view right) {
 
 class Reverter {
   public:
-    Reverter(const MetadataStore& store, const LocaleSet& disabled, Date moment, Run run)
-        : store_(store), disabled_(disabled), onDisk_(store.localesOnDisk()), moment_(moment), run_(run) {}
+    Reverter(const MetadataStore& store, const LocaleSet& disabled, Date moment, DryRun dryRun)
+        : store_(store),
+          disabled_(disabled),
+          onDisk_(store.localesOnDisk()),
+          moment_(moment),
+          dryRun_(dryRun) {}
 
     void revertLocale(const std::string& locale, const std::map<FieldType, Change>& changes) {
         if (disabled_.contains(locale))
@@ -61,12 +65,12 @@ class Reverter {
         }
         const bool isNewer = local && !isBlank(*local) && !areEqual(*local, change.sent);
         if (isNewer) keep(key, *local);
-        if (run_ == Run::perform) store_.write(key.locale, key.field, change.previous);
+        if (dryRun_ == DryRun::no) store_.write(key.locale, key.field, change.previous);
         report_.reverted.push_back(key);
     }
 
     void keep(const FieldKey& key, const std::string& text) {
-        const std::string path = run_ == Run::perform
+        const std::string path = dryRun_ == DryRun::no
                                      ? store_.keepBeside(key.locale, key.field, text, moment_).native()
                                      : std::string();
         report_.kept.push_back({key.locale, key.field, path});
@@ -76,7 +80,7 @@ class Reverter {
     const LocaleSet& disabled_;
     std::vector<std::string> onDisk_;
     Date moment_;
-    Run run_;
+    DryRun dryRun_;
     RevertReport report_;
 };
 
@@ -94,8 +98,8 @@ PlatformContext contextOfRun(const std::vector<PushHistoryEntry>& entries) {
 }
 
 RevertReport revertEntries(const std::vector<PushHistoryEntry>& entries, const MetadataStore& store,
-                           const LocaleSet& disabledLocales, Date moment, Run run) {
-    Reverter reverter(store, disabledLocales, moment, run);
+                           const LocaleSet& disabledLocales, Date moment, DryRun dryRun) {
+    Reverter reverter(store, disabledLocales, moment, dryRun);
     std::map<std::string, std::map<FieldType, Change>> changes;
     for (const PushHistoryEntry& entry : entries) {
         if (!entry.success) continue;

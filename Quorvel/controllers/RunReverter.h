@@ -28,6 +28,6 @@ struct RevertReport {
 /// warnings say so. `report.context` is the caller's. Throws what `MetadataStore` throws.
 [[nodiscard]] RevertReport revertEntries(const std::vector<PushHistoryEntry>& entries,
                                          const MetadataStore& store, const LocaleSet& disabledLocales,
-                                         Date moment, Run run);
+                                         Date moment, DryRun dryRun);
 
 } // namespace quorvel

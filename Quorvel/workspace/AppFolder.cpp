@@ -120,14 +120,14 @@ bool lacksItsCopies(const MetadataStore& store) {
     return store.localesOnDisk(TextSide::pulled).empty() && !store.localesOnDisk().empty();
 }
 
-CarriedTree carryOverPulledTree(const MetadataFolder& folder, Run run) {
+CarriedTree carryOverPulledTree(const MetadataFolder& folder, DryRun dryRun) {
     // Those that were pulled have their copies beside them.
     const bool wasPulled = std::ranges::any_of(RawValues<ASCPlatform>::values, [&](const auto& platform) {
         return isFolder({folder.platformFolder(platform.first).textsFolder(TextSide::pulled)});
     });
     if (!wasPulled) return {folder, {}};
-    CarriedTree tree = run == Run::rehearse ? rehearseOlderLayout(folder)
-                                            : CarriedTree{folder, carryOverOlderLayout(folder)};
+    CarriedTree tree = dryRun == DryRun::yes ? readOlderLayoutInPlace(folder)
+                                             : CarriedTree{folder, carryOverOlderLayout(folder)};
     for (const std::string& line : tree.report.lines())
         logger().warningOnce(line);
     return tree;

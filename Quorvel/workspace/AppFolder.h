@@ -1,10 +1,10 @@
 // The metadata folder of a recorded app.
 #pragma once
 
+#include "Core/metadata/DryRun.h"
 #include "Core/metadata/MetadataFolder.h"
 #include "Core/metadata/MetadataStore.h"
 #include "Core/metadata/OlderLayout.h"
-#include "Core/metadata/Run.h"
 #include "Core/records/Records.h"
 #include "Platform/files/Home.h"
 
@@ -33,8 +33,8 @@ ManagedApp keepAppFolder(const ManagedApp& app, const MetadataFolder& folder, co
 [[nodiscard]] bool lacksItsCopies(const MetadataStore& store);
 
 /// Carries a tree of the older layout over, if it was pulled, and tells in the log what became of it: locale
-/// folders that the folder happens to hold, of another tool perhaps, are not ours to move. A rehearsal writes
-/// nothing, see `rehearseOlderLayout`. Throws `FileError`.
-[[nodiscard]] CarriedTree carryOverPulledTree(const MetadataFolder& folder, Run run);
+/// folders that the folder happens to hold, of another tool perhaps, are not ours to move. A fixture writes
+/// nothing, see `readOlderLayoutInPlace`. Throws `FileError`.
+[[nodiscard]] CarriedTree carryOverPulledTree(const MetadataFolder& folder, DryRun dryRun);
 
 } // namespace quorvel

@@ -21,7 +21,7 @@ std::string_view between(std::string_view text, std::string_view begin, std::str
     return stop == text.npos ? std::string_view() : text.substr(0, stop);
 }
 
-std::vector<std::string> split(std::string_view text, char separator) {
+std::vector<std::string> splitTexts(std::string_view text, char separator) {
     std::vector<std::string> parts;
     for (;;) {
         const std::size_t end = std::min(text.find(separator), text.size());
@@ -73,7 +73,7 @@ std::string_view baseKeywords(std::string_view user) {
 }
 
 std::string expandEnglish(std::string_view user, bool tooLong) {
-    const auto base = split(baseKeywords(user), ',');
+    const auto base = splitTexts(baseKeywords(user), ',');
     JSONValue::Array entries;
     for (const std::string_view locale : {"en-US", "en-GB", "en-AU", "en-CA"}) {
         std::vector<std::string> terms(base.begin(),
@@ -120,7 +120,7 @@ std::string StandInModel::translate(const ModelPrompt& prompt, const std::string
     const std::size_t begin = user.find("---\n") + 4;
     const std::size_t end = user.rfind("\n---\n\nOutput ONLY");
     if (locale.empty() || end == user.npos || end < begin) return "";
-    auto kept = split(between(prompt.system, "(keep verbatim, do not translate):\n", "\n\n"), '\n');
+    auto kept = splitTexts(between(prompt.system, "(keep verbatim, do not translate):\n", "\n\n"), '\n');
     std::erase(kept, "(none)");
     const std::size_t limit = limitIn(user);
     std::string text = pseudoLocalise(std::string_view(user).substr(begin, end - begin), locale, kept);
@@ -131,7 +131,7 @@ std::string StandInModel::generateKeywords(const ModelPrompt& prompt, const std:
     const std::string_view locale = between(user, "keywords field for the ", " App Store.");
     const std::string_view reference = between(prompt.system, "actually search):\n", "\n\nRules:");
     std::vector<std::string> terms;
-    for (const std::string& term : split(reference, ','))
+    for (const std::string& term : splitTexts(reference, ','))
         terms.push_back(pseudoLocalise(term, locale));
     const std::size_t limit = limitIn(user);
     std::string text = joinWithin(terms, limit);

@@ -88,7 +88,7 @@ constexpr Attribute versionLocalization[] = {
 constexpr Attribute phasedRelease[] = {
     {.name = "phasedReleaseState", .kind = Kind::choice, .choices = choices::phasedReleaseStates},
 };
-constexpr Attribute build[] = {
+constexpr Attribute buildAttributes[] = {
     {.name = "expired", .kind = Kind::boolean, .use = Use::updateOnly},
     {.name = "usesNonExemptEncryption", .kind = Kind::boolean, .use = Use::updateOnly},
 };
@@ -129,7 +129,7 @@ constexpr Written written[] = {
     {"appStoreVersions", version},
     {"appStoreVersionLocalizations", versionLocalization},
     {"appStoreVersionPhasedReleases", phasedRelease},
-    {"builds", build},
+    {"builds", buildAttributes},
     {"betaBuildLocalizations", betaBuildLocalization},
     {"appScreenshotSets", screenshotSet},
     {"appScreenshots", screenshot},

@@ -10,10 +10,6 @@
 namespace quorvel::sandbox {
 namespace {
 
-bool isTrue(const JSONValue* value) {
-    return value && value->boolean() && *value->boolean();
-}
-
 void requireTestable(const Resource& build) {
     if (build.text("processingState") != "VALID" || isTrue(build.attributes.find("expired")))
         throw Refusal(

@@ -35,10 +35,6 @@ class Shortcomings {
     JSONValue byPath_ = JSONValue::object();
 };
 
-bool isTrue(const JSONValue* value) {
-    return value && value->boolean() && *value->boolean();
-}
-
 bool hasScreenshots(const World& world, const Resource& localization) {
     return std::ranges::any_of(
         world.store.children(localization.id, "appScreenshotSets"), [&](const Resource* set) {

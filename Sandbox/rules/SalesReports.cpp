@@ -118,7 +118,7 @@ void appendApp(std::string& table, const World& world, const Resource& app, std:
     }
 }
 
-std::string required(const Request& request, std::string_view name, std::string_view allowed) {
+std::string requiredParameter(const Request& request, std::string_view name, std::string_view allowed) {
     const std::string parameter = fmt::format("filter[{}]", name);
     const auto value = request.parameter(parameter);
     if (!value) throw Refusal(missingParameter(parameter));
@@ -152,14 +152,15 @@ void checkParameters(const World& world, const Request& request) {
                       "filter[reportDate]|filter[version]",
                       name))
             throw Refusal(unknownParameter(name));
-    const std::string vendor = required(request, "vendorNumber", "");
-    const std::string type = required(request, "reportType",
-                                      "SALES|PRE_ORDER|NEWSSTAND|SUBSCRIPTION|SUBSCRIPTION_EVENT|SUBSCRIBER|"
-                                      "SUBSCRIPTION_OFFER_CODE_REDEMPTION|INSTALLS|FIRST_ANNUAL|"
-                                      "WIN_BACK_ELIGIBILITY");
-    const std::string subType = required(
+    const std::string vendor = requiredParameter(request, "vendorNumber", "");
+    const std::string type =
+        requiredParameter(request, "reportType",
+                          "SALES|PRE_ORDER|NEWSSTAND|SUBSCRIPTION|SUBSCRIPTION_EVENT|SUBSCRIBER|"
+                          "SUBSCRIPTION_OFFER_CODE_REDEMPTION|INSTALLS|FIRST_ANNUAL|"
+                          "WIN_BACK_ELIGIBILITY");
+    const std::string subType = requiredParameter(
         request, "reportSubType", "SUMMARY|DETAILED|SUMMARY_INSTALL_TYPE|SUMMARY_TERRITORY|SUMMARY_CHANNEL");
-    const std::string frequency = required(request, "frequency", "DAILY|WEEKLY|MONTHLY|YEARLY");
+    const std::string frequency = requiredParameter(request, "frequency", "DAILY|WEEKLY|MONTHLY|YEARLY");
     const std::string version = request.parameter("filter[version]").value_or("1_0");
     if (version != "1_0")
         throw Refusal(invalidParameter(

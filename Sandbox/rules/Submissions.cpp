@@ -9,10 +9,6 @@
 namespace quorvel::sandbox {
 namespace {
 
-bool isTrue(const JSONValue* value) {
-    return value && value->boolean() && *value->boolean();
-}
-
 std::vector<Resource*> versionsOf(World& world, const Resource& submission) {
     std::vector<Resource*> versions;
     for (const Resource* item : world.store.children(submission.id, "reviewSubmissionItems"))

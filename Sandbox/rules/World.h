@@ -62,4 +62,9 @@ struct World {
 /// The calendar date of a day since 1970, such as "2026-03-01".
 [[nodiscard]] std::string calendarDate(int day);
 
+/// Whether a member of a document is there and true.
+[[nodiscard]] inline bool isTrue(const JSONValue* value) {
+    return value && value->boolean() && *value->boolean();
+}
+
 } // namespace quorvel::sandbox

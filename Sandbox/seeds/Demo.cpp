@@ -133,7 +133,7 @@ void addMosswickBuilds(World& world, const Resource& app, Resource& liveVersion)
                         {{"build", candidate.id}});
     });
     addBuildTo(world, app, "IOS", "3.5", "353", day); // valid, its export compliance not answered
-    // Stuck where a rehearsal can see it: nothing moves this build on.
+    // Stuck where a fixture can see it: nothing moves this build on.
     addBuildTo(world, app, "IOS", "3.5", "354", 600).attributes.set("processingState", "PROCESSING");
     Resource& mac = addBuildTo(world, app, "MAC_OS", "3.5", "352", 2 * day);
     mac.attributes.set("usesNonExemptEncryption", false);

@@ -3,7 +3,7 @@
 namespace quorvel::sandbox {
 namespace {
 
-constexpr DemoTexts texts[] = {
+constexpr DemoTexts otherTextTable[] = {
     {"ja", "Mosswick 庭の記録帳", "花壇の計画と水やりをひと目で",
      "ガーデニング,植物,水やり,家庭菜園,種まき,日記,霜,堆肥,収穫,野菜",
      "Mosswickで庭仕事がすっきり。花壇を描き、種まきを記録すれば、今日水やりが必要な株がすぐわかります。\n\n"
@@ -134,7 +134,7 @@ constexpr DemoTexts texts[] = {
 } // namespace
 
 std::span<const DemoTexts> otherTexts() {
-    return texts;
+    return otherTextTable;
 }
 
 } // namespace quorvel::sandbox

@@ -3,7 +3,7 @@
 namespace quorvel::sandbox {
 namespace {
 
-constexpr DemoTexts texts[] = {
+constexpr DemoTexts westernTextTable[] = {
     {"en-US en-CA", "Mosswick: Garden Journal", "Plan beds, track every plant",
      "garden,plants,watering,planner,vegetables,seeds,journal,frost,compost,harvest",
      "Mosswick keeps your garden in order. Draw your beds, note what you sowed and when, and see at a glance "
@@ -121,7 +121,7 @@ constexpr DemoTexts texts[] = {
 } // namespace
 
 std::span<const DemoTexts> westernTexts() {
-    return texts;
+    return westernTextTable;
 }
 
 } // namespace quorvel::sandbox

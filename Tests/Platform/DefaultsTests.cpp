@@ -1,4 +1,5 @@
 #include "Platform/defaults/UserDefaults.h"
+#include "Tests/support/FileMode.h"
 #include "Tests/support/TemporaryFolder.h"
 
 #include <gmock/gmock.h>
@@ -13,15 +14,10 @@
 namespace quorvel {
 namespace {
 
+using test::modeOf;
 using test::TemporaryFolder;
 using testing::ElementsAre;
 using testing::Optional;
-
-mode_t modeOf(const std::filesystem::path& path) {
-    struct stat status {};
-    EXPECT_EQ(::stat(path.c_str(), &status), 0) << path;
-    return status.st_mode & 0777;
-}
 
 TEST(UserDefaults, keepTypedValuesAndGiveNoOtherType) {
     const TemporaryFolder folder;

@@ -1,5 +1,6 @@
 #include "Platform/files/Files.h"
 #include "Platform/files/Home.h"
+#include "Tests/support/FileMode.h"
 #include "Tests/support/TemporaryFolder.h"
 
 #include <gmock/gmock.h>
@@ -20,15 +21,10 @@ namespace quorvel {
 namespace {
 
 namespace fs = std::filesystem;
+using test::modeOf;
 using test::TemporaryFolder;
 using testing::ElementsAre;
 using testing::HasSubstr;
-
-mode_t modeOf(const fs::path& path) {
-    struct stat status {};
-    EXPECT_EQ(::stat(path.c_str(), &status), 0) << path;
-    return status.st_mode & 07777;
-}
 
 std::vector<std::string> namesIn(const fs::path& folder) {
     std::vector<std::string> names;

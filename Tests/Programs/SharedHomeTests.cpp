@@ -57,14 +57,14 @@ TEST_F(SharedHome, letsTwoProcessesTakeTurnsAndTellsWhatTheyWaitFor) {
     constexpr std::size_t rounds = 20;
     for (std::size_t round = 1; round <= rounds; ++round) {
         edit("de-DE", "subtitle.txt", "Runde " + std::to_string(round));
-        std::optional<FileLock> turn(root() / ".brevant/lock");
-        turn->noteHolder("a test");
+        std::optional<FileLock> lock(root() / ".brevant/lock");
+        lock->noteHolder("a test");
         ChildProgram pulling(onTerminal({"pull", "--leave-edits", "--no-color"}));
         ChildProgram pushing(onTerminal({"push", "--yes", "--no-color"}));
         for (ChildProgram* child : {&pulling, &pushing})
             EXPECT_THAT(readUntil(*child, "which is at work"), HasSubstr("Waiting for a test (process "));
         ChildProgram listing(call({"history"})); // reads beside them
-        turn.reset();
+        lock.reset();
         EXPECT_EQ(listing.wait().status, 0);
         for (ChildProgram* child : {&pulling, &pushing}) {
             const auto ended = child->wait();

@@ -1,5 +1,5 @@
 #include "Sandbox/faults/FaultTable.h"
-#include "Tests/Sandbox/Rehearsal.h"
+#include "Tests/Sandbox/RawSandbox.h"
 
 #include <gmock/gmock.h>
 
@@ -22,10 +22,10 @@ TransportError::Kind kindOf(const std::function<void()>& work) {
 
 /// A localization of the demo account to write to, and the notes that it holds.
 struct Target {
-    explicit Target(Rehearsal& rehearsal) : rehearsal_(rehearsal) {
-        const std::string app = rehearsal.app("studio.fernhollow.mosswick");
-        version = rehearsal.version(app, "IOS", "3.5");
-        id = rehearsal.localization(version, "en-US");
+    explicit Target(RawSandbox& fixture) : rehearsal_(fixture) {
+        const std::string app = fixture.app("studio.fernhollow.mosswick");
+        version = fixture.version(app, "IOS", "3.5");
+        id = fixture.localization(version, "en-US");
     }
     Reply write(std::string_view notes) const {
         return rehearsal_.update("appStoreVersionLocalizations", id, {{"whatsNew", notes}});
@@ -42,7 +42,7 @@ struct Target {
     std::string id;
 
   private:
-    Rehearsal& rehearsal_;
+    RawSandbox& rehearsal_;
 };
 
 TEST(SandboxFaults, textsOfTheCommandLineBecomeFaults) {
@@ -84,9 +84,9 @@ TEST(SandboxFaults, routesMatchSegmentBySegment) {
 }
 
 TEST(SandboxFaults, aStatusIsAnsweredAsAnErrorDocumentWithoutDoingTheWork) {
-    Rehearsal rehearsal;
-    const Target target(rehearsal);
-    rehearsal.server().setFaults(
+    RawSandbox fixture;
+    const Target target(fixture);
+    fixture.server().setFaults(
         {{.route = "PATCH /v1/appStoreVersionLocalizations/*", .status = 429, .count = 1, .retryAfter = 7}});
     const Reply refused = target.write("Faster.");
     EXPECT_EQ(refused.status, 429);
@@ -98,60 +98,60 @@ TEST(SandboxFaults, aStatusIsAnsweredAsAnErrorDocumentWithoutDoingTheWork) {
 }
 
 TEST(SandboxFaults, theWorkOfAnAnswerThatFailedAfterwardsWasDone) {
-    Rehearsal rehearsal;
-    const Target target(rehearsal);
+    RawSandbox fixture;
+    const Target target(fixture);
     const std::string route = "PATCH /v1/appStoreVersionLocalizations/*";
-    rehearsal.server().setFaults({{.route = route, .status = 500, .action = "statusAfter", .count = 1}});
+    fixture.server().setFaults({{.route = route, .status = 500, .action = "statusAfter", .count = 1}});
     EXPECT_EQ(target.write("One.").status, 500);
     EXPECT_EQ(target.notes(), "One.");
-    rehearsal.server().setFaults({{.route = route, .action = "resetAfter", .count = 1}});
+    fixture.server().setFaults({{.route = route, .action = "resetAfter", .count = 1}});
     EXPECT_EQ(kindOf([&] { (void)target.write("Two."); }), TransportError::Kind::interrupted);
     EXPECT_EQ(target.notes(), "Two.");
-    rehearsal.server().setFaults({{.route = route, .action = "reset", .count = 1}});
-    rehearsal.server().forgetRequests();
+    fixture.server().setFaults({{.route = route, .action = "reset", .count = 1}});
+    fixture.server().forgetRequests();
     EXPECT_EQ(kindOf([&] { (void)target.write("Three."); }), TransportError::Kind::interrupted);
-    EXPECT_EQ(rehearsal.server().requests().at(0).status, 0);
+    EXPECT_EQ(fixture.server().requests().at(0).status, 0);
     EXPECT_EQ(target.notes(), "Two.");
 }
 
 TEST(SandboxFaults, anUploadPartThatIsCutInItsMiddleIsNotTaken) {
-    Rehearsal rehearsal;
-    const std::string version = rehearsal.version(rehearsal.app("studio.fernhollow.mosswick"), "IOS", "3.5");
+    RawSandbox fixture;
+    const std::string version = fixture.version(fixture.app("studio.fernhollow.mosswick"), "IOS", "3.5");
     const std::string set =
-        rehearsal
+        fixture
             .create("appScreenshotSets", {{"screenshotDisplayType", "APP_IPHONE_55"}},
-                    {{"appStoreVersionLocalization", rehearsal.localization(version, "it")}})
+                    {{"appStoreVersionLocalization", fixture.localization(version, "it")}})
             .id();
     const std::string bytes(900'000, 'b');
-    rehearsal.server().setFaults({{.route = "PUT /upload/**", .action = "resetDuring", .count = 3}});
-    rehearsal.server().forgetRequests();
-    const Reply committed = rehearsal.upload(set, "one.png", bytes); // PUT is sent again
+    fixture.server().setFaults({{.route = "PUT /upload/**", .action = "resetDuring", .count = 3}});
+    fixture.server().forgetRequests();
+    const Reply committed = fixture.upload(set, "one.png", bytes); // PUT is sent again
     EXPECT_EQ(*committed.body.at("data", "attributes", "assetDeliveryState", "state")->text(),
               "UPLOAD_COMPLETE");
-    const auto requests = rehearsal.server().requests();
+    const auto requests = fixture.server().requests();
     EXPECT_EQ(std::ranges::count(requests, 0, &RecordedRequest::status), 3);
     // Anything else meets it before its work.
-    rehearsal.server().setFaults({{.route = "POST /v1/appScreenshots", .action = "resetDuring", .count = 1}});
+    fixture.server().setFaults({{.route = "POST /v1/appScreenshots", .action = "resetDuring", .count = 1}});
     EXPECT_EQ(kindOf([&] {
-                  (void)rehearsal.create("appScreenshots", {{"fileName", "two.png"}, {"fileSize", 9}},
-                                         {{"appScreenshotSet", set}});
+                  (void)fixture.create("appScreenshots", {{"fileName", "two.png"}, {"fileSize", 9}},
+                                       {{"appScreenshotSet", set}});
               }),
               TransportError::Kind::interrupted);
-    EXPECT_EQ(rehearsal.get("/v1/appScreenshotSets/" + set + "/appScreenshots").list().size(), 1U);
+    EXPECT_EQ(fixture.get("/v1/appScreenshotSets/" + set + "/appScreenshots").list().size(), 1U);
 }
 
 TEST(SandboxFaults, aTruncatedAnswerBreaksOffAndASlowOneArrivesWhole) {
-    Rehearsal rehearsal(Seed::empty);
-    rehearsal.server().setFaults({{.route = "*", .action = "truncate", .count = 1}});
+    RawSandbox fixture(Seed::empty);
+    fixture.server().setFaults({{.route = "*", .action = "truncate", .count = 1}});
     EXPECT_EQ(kindOf([&] {
-                  (void)rehearsal.send("POST", "/v1/apps", "{}", {{"Content-Type", "application/json"}});
+                  (void)fixture.send("POST", "/v1/apps", "{}", {{"Content-Type", "application/json"}});
               }),
               TransportError::Kind::interrupted);
-    rehearsal.server().setFaults({{.route = "*", .action = "slow", .count = 1}});
-    EXPECT_EQ(rehearsal.get("/v1/apps").list().size(), 1U);
-    rehearsal.server().setFaults({{.route = "*", .action = "expireToken", .count = 1}});
-    EXPECT_EQ(rehearsal.get("/v1/apps").codes(), "NOT_AUTHORIZED");
-    EXPECT_EQ(rehearsal.get("/v1/apps").status, 200);
+    fixture.server().setFaults({{.route = "*", .action = "slow", .count = 1}});
+    EXPECT_EQ(fixture.get("/v1/apps").list().size(), 1U);
+    fixture.server().setFaults({{.route = "*", .action = "expireToken", .count = 1}});
+    EXPECT_EQ(fixture.get("/v1/apps").codes(), "NOT_AUTHORIZED");
+    EXPECT_EQ(fixture.get("/v1/apps").status, 200);
 }
 
 TEST(SandboxFaults, aSeedPlaysTheSameFaultsAgain) {
@@ -159,10 +159,10 @@ TEST(SandboxFaults, aSeedPlaysTheSameFaultsAgain) {
         Options options;
         options.faults = {parseFault("GET /v1/apps:503:0.5")};
         options.faultSeed = seed;
-        Rehearsal rehearsal(Seed::empty, options);
+        RawSandbox fixture(Seed::empty, options);
         std::string outcome;
         for (int i = 0; i < 24; ++i)
-            outcome += rehearsal.get("/v1/apps").status == 200 ? '.' : 'x';
+            outcome += fixture.get("/v1/apps").status == 200 ? '.' : 'x';
         return outcome;
     };
     const std::string first = play(7);
@@ -173,30 +173,30 @@ TEST(SandboxFaults, aSeedPlaysTheSameFaultsAgain) {
 }
 
 TEST(SandboxFaults, aRouteOfControlSetsThemAndIsItselfSafeFromThem) {
-    Rehearsal rehearsal(Seed::empty);
-    const auto set = [&](JSONValue faults) { return rehearsal.post("/__sandbox/faults", faults).status; };
+    RawSandbox fixture(Seed::empty);
+    const auto set = [&](JSONValue faults) { return fixture.post("/__sandbox/faults", faults).status; };
     EXPECT_EQ(set(JSONValue::array({JSONValue::object({{"route", "*"}, {"status", 500}})})), 200);
-    EXPECT_EQ(rehearsal.get("/v1/apps").status, 500);
+    EXPECT_EQ(fixture.get("/v1/apps").status, 500);
     EXPECT_EQ(set(JSONValue::array({JSONValue::object({{"route", "*"}, {"status", 200}})})), 400);
-    EXPECT_EQ(rehearsal.get("/v1/apps").status, 500) << "the faults before stay";
+    EXPECT_EQ(fixture.get("/v1/apps").status, 500) << "the faults before stay";
     EXPECT_EQ(set(JSONValue::object({{"faults", JSONValue::array()}})), 200);
-    EXPECT_EQ(rehearsal.get("/v1/apps").status, 200);
+    EXPECT_EQ(fixture.get("/v1/apps").status, 200);
 }
 
 TEST(SandboxFaults, theQuotaOfTheRollingHourRunsOut) {
     Options options;
     options.hourlyQuota = 3;
-    Rehearsal rehearsal(Seed::empty, options);
+    RawSandbox fixture(Seed::empty, options);
     for (const char* remaining : {"2", "1", "0"})
-        EXPECT_EQ(rehearsal.get("/v1/apps").response.header("X-Rate-Limit"),
+        EXPECT_EQ(fixture.get("/v1/apps").response.header("X-Rate-Limit"),
                   std::string("user-hour-lim:3;user-hour-rem:") + remaining + ";");
-    const Reply refused = rehearsal.get("/v1/apps");
+    const Reply refused = fixture.get("/v1/apps");
     EXPECT_EQ(refused.status, 429);
     EXPECT_EQ(refused.codes(), "RATE_LIMIT_EXCEEDED");
     const std::string wait(refused.response.header("Retry-After").value_or("0"));
     EXPECT_GT(std::stoi(wait), 3500);
-    rehearsal.server().advance(std::stod(wait) + 1);
-    EXPECT_EQ(rehearsal.get("/v1/apps").status, 200);
+    fixture.server().advance(std::stod(wait) + 1);
+    EXPECT_EQ(fixture.get("/v1/apps").status, 200);
 }
 
 } // namespace

@@ -3,7 +3,7 @@
 #include "Platform/json/JSON.h"
 #include "Platform/text/Text.h"
 #include "Sandbox/relay/PseudoLocale.h"
-#include "Tests/Sandbox/Rehearsal.h"
+#include "Tests/Sandbox/RawSandbox.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -13,7 +13,7 @@ namespace {
 
 using ::testing::HasSubstr;
 
-constexpr const char* path = "/relay/v1/chat/completions";
+constexpr const char* relayPath = "/relay/v1/chat/completions";
 constexpr std::string_view body =
     R"({"model":"m","messages":[{"role":"user","content":"Hi"}],"temperature":0.3,"max_tokens":256})";
 
@@ -24,19 +24,18 @@ struct Signing {
     std::string accept = "application/json";
 };
 
-Reply ask(Rehearsal& rehearsal, std::string text, const Signing& signing = {}) {
+Reply ask(RawSandbox& fixture, std::string text, const Signing& signing = {}) {
     const auto now = static_cast<std::int64_t>(secondsSince1970(systemClock()()));
     const std::string stamp = std::to_string(now - signing.age);
     const SHA256Digest token =
-        hmacSHA256(signing.secret.empty() ? rehearsal.server().access().relaySecret : signing.secret,
+        hmacSHA256(signing.secret.empty() ? fixture.server().access().relaySecret : signing.secret,
                    signing.bundleID + ":" + stamp);
-    return rehearsal.send(
-        "POST", path, std::move(text),
-        {{"Content-Type", "application/json"},
-         {"Accept", signing.accept},
-         {"X-Bundle-ID", signing.bundleID},
-         {"X-Timestamp", stamp},
-         {"X-App-Token", hex({reinterpret_cast<const char*>(token.data()), token.size()})}});
+    return fixture.send("POST", relayPath, std::move(text),
+                        {{"Content-Type", "application/json"},
+                         {"Accept", signing.accept},
+                         {"X-Bundle-ID", signing.bundleID},
+                         {"X-Timestamp", stamp},
+                         {"X-App-Token", hex({reinterpret_cast<const char*>(token.data()), token.size()})}});
 }
 
 std::string contentOf(const Reply& reply) {
@@ -60,14 +59,14 @@ const std::string translation =
     "the translated text.\nReminder: ≤ 30 characters. Count before you respond.";
 
 TEST(SandboxRelay, takesOnlySignedRequestsOfTheKnownForm) {
-    Rehearsal rehearsal(Seed::empty);
-    EXPECT_EQ(ask(rehearsal, std::string(body)).status, 200);
-    EXPECT_EQ(ask(rehearsal, std::string(body), {.bundleID = "com.other"}).status, 401);
-    EXPECT_EQ(ask(rehearsal, std::string(body), {.secret = "guess"}).status, 401);
-    EXPECT_EQ(ask(rehearsal, std::string(body), {.age = 290}).status, 200);
-    EXPECT_EQ(ask(rehearsal, std::string(body), {.age = 400}).status, 401);
-    EXPECT_EQ(ask(rehearsal, std::string(body), {.accept = "*/*"}).status, 415);
-    EXPECT_EQ(rehearsal.send("POST", path, std::string(body)).status, 401);
+    RawSandbox fixture(Seed::empty);
+    EXPECT_EQ(ask(fixture, std::string(body)).status, 200);
+    EXPECT_EQ(ask(fixture, std::string(body), {.bundleID = "com.other"}).status, 401);
+    EXPECT_EQ(ask(fixture, std::string(body), {.secret = "guess"}).status, 401);
+    EXPECT_EQ(ask(fixture, std::string(body), {.age = 290}).status, 200);
+    EXPECT_EQ(ask(fixture, std::string(body), {.age = 400}).status, 401);
+    EXPECT_EQ(ask(fixture, std::string(body), {.accept = "*/*"}).status, 415);
+    EXPECT_EQ(fixture.send("POST", relayPath, std::string(body)).status, 401);
     for (const char* other :
          {R"({"messages":[],"model":"m","temperature":0,"max_tokens":256})",
           R"({"model":"m","messages":[],"temperature":0,"max_tokens":255})",
@@ -77,57 +76,57 @@ TEST(SandboxRelay, takesOnlySignedRequestsOfTheKnownForm) {
           R"({"model":"m","messages":[{"content":"","role":"user"}],"temperature":0,"max_tokens":256})",
           R"({"model":"m","messages":[],"temperature":0,"max_tokens":256,"response_format":"json_object"})",
           R"({"messages":[{"role":"user","content":"Hi"}],"temperature":0,"max_tokens":256})", "[]", "{"})
-        EXPECT_EQ(ask(rehearsal, other).status, 400) << other;
-    EXPECT_EQ(rehearsal.server().relayAccount().calls, 2);
-    EXPECT_EQ(rehearsal.server().relayAccount().repeatedCalls, 1);
+        EXPECT_EQ(ask(fixture, other).status, 400) << other;
+    EXPECT_EQ(fixture.server().relayAccount().calls, 2);
+    EXPECT_EQ(fixture.server().relayAccount().repeatedCalls, 1);
 }
 
 TEST(SandboxRelay, translatesReversiblyWithinTheLimitOrOverItOnRequest) {
-    Rehearsal rehearsal(Seed::empty);
-    const std::string plain = contentOf(ask(rehearsal, prompt(translation)));
+    RawSandbox fixture(Seed::empty);
+    const std::string plain = contentOf(ask(fixture, prompt(translation)));
     EXPECT_EQ(plain, "Tide Pool ạṭ ạ ġḷạṇċẹ");
     EXPECT_EQ(undoPseudoLocalisation(plain), "Tide Pool at a glance");
     EXPECT_EQ(undoPseudoLocalisation(pseudoLocalise("Zebra, quick!", "ja")), "Zebra, quick!");
 
-    rehearsal.server().setModelManner({.wrapping = "proseAndFence", .tooLongAnswers = 1});
-    const std::string first = contentOf(ask(rehearsal, prompt(translation)));
+    fixture.server().setModelManner({.wrapping = "proseAndFence", .tooLongAnswers = 1});
+    const std::string first = contentOf(ask(fixture, prompt(translation)));
     EXPECT_THAT(first, HasSubstr("```\nTide Pool"));
     EXPECT_GT(graphemeCount(first), 42u);
     const std::string second =
-        contentOf(ask(rehearsal, prompt(translation + "\nThe previous attempt was 45 characters — 15 over")));
+        contentOf(ask(fixture, prompt(translation + "\nThe previous attempt was 45 characters — 15 over")));
     EXPECT_THAT(second, HasSubstr("```\n" + plain + "\n```"));
-    EXPECT_EQ(rehearsal.post("/__sandbox/relay", JSONValue::object({{"wrapping", "ribbon"}})).status, 400);
+    EXPECT_EQ(fixture.post("/__sandbox/relay", JSONValue::object({{"wrapping", "ribbon"}})).status, 400);
 }
 
 TEST(SandboxRelay, countsTheTokensOfWhatItDelivered) {
-    Rehearsal rehearsal(Seed::empty);
-    (void)ask(rehearsal, std::string(body));
-    rehearsal.server().setFaults({parseFault("POST /relay/v1/chat/completions:503After:1:1"),
-                                  parseFault("POST /relay/v1/chat/completions:429:1:1")});
-    const Reply lost = ask(rehearsal, std::string(body));
+    RawSandbox fixture(Seed::empty);
+    (void)ask(fixture, std::string(body));
+    fixture.server().setFaults({parseFault("POST /relay/v1/chat/completions:503After:1:1"),
+                                parseFault("POST /relay/v1/chat/completions:429:1:1")});
+    const Reply lost = ask(fixture, std::string(body));
     EXPECT_EQ(lost.status, 503);
     EXPECT_EQ(*lost.body.at("error", "message")->text(), "This went wrong on purpose.");
-    EXPECT_EQ(ask(rehearsal, std::string(body)).status, 429);
-    const RelayAccount account = rehearsal.server().relayAccount();
+    EXPECT_EQ(ask(fixture, std::string(body)).status, 429);
+    const RelayAccount account = fixture.server().relayAccount();
     EXPECT_EQ(account, (RelayAccount{.calls = 1, .promptTokens = 1, .completionTokens = 7, .lostCalls = 1}));
-    EXPECT_EQ(*rehearsal.get("/__sandbox/relay").body.find("completionTokens")->integer(), 7);
+    EXPECT_EQ(*fixture.get("/__sandbox/relay").body.find("completionTokens")->integer(), 7);
 }
 
 TEST(SandboxRelay, namesItsAddressAndSecretInTheEndpointsFileAndKeepsThem) {
-    Rehearsal rehearsal(Seed::empty);
-    const std::string secret = rehearsal.server().access().relaySecret;
-    const auto file = rehearsal.server().access().endpointsFile;
+    RawSandbox fixture(Seed::empty);
+    const std::string secret = fixture.server().access().relaySecret;
+    const auto file = fixture.server().access().endpointsFile;
     EXPECT_THAT(readFile(file).value(), HasSubstr(secret));
     EXPECT_EQ(std::filesystem::status(file).permissions(),
               std::filesystem::perms::owner_read | std::filesystem::perms::owner_write);
-    EXPECT_EQ(rehearsal.server().readyLine().find(secret), std::string::npos);
-    rehearsal.restart();
-    EXPECT_EQ(rehearsal.server().access().relaySecret, secret);
+    EXPECT_EQ(fixture.server().readyLine().find(secret), std::string::npos);
+    fixture.restart();
+    EXPECT_EQ(fixture.server().access().relaySecret, secret);
 }
 
 TEST(SandboxRelay, servesTheRatesOfTheLastWorkingDay) {
-    Rehearsal rehearsal(Seed::empty);
-    const Reply reply = rehearsal.get("/relay/fx");
+    RawSandbox fixture(Seed::empty);
+    const Reply reply = fixture.get("/relay/fx");
     EXPECT_EQ(reply.status, 200);
     EXPECT_EQ(*reply.body.find("base")->text(), "EUR");
     EXPECT_EQ(reply.body.find("date")->text()->size(), 10u);

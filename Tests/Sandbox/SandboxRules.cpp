@@ -1,4 +1,4 @@
-#include "Tests/Sandbox/Rehearsal.h"
+#include "Tests/Sandbox/RawSandbox.h"
 
 #include <gmock/gmock.h>
 
@@ -9,12 +9,12 @@ using testing::HasSubstr;
 
 /// The demo account's main app.
 struct Mosswick {
-    explicit Mosswick(Rehearsal& rehearsal)
-        : app(rehearsal.app("studio.fernhollow.mosswick")),
-          next(rehearsal.version(app, "IOS", "3.5")),
-          live(rehearsal.version(app, "IOS", "3.4")),
-          english(rehearsal.localization(next, "en-US")) {
-        for (const JSONValue& info : rehearsal.get("/v1/apps/" + app + "/appInfos").list())
+    explicit Mosswick(RawSandbox& fixture)
+        : app(fixture.app("studio.fernhollow.mosswick")),
+          next(fixture.version(app, "IOS", "3.5")),
+          live(fixture.version(app, "IOS", "3.4")),
+          english(fixture.localization(next, "en-US")) {
+        for (const JSONValue& info : fixture.get("/v1/apps/" + app + "/appInfos").list())
             (*info.at("attributes", "appStoreState")->text() == "READY_FOR_SALE" ? liveInfo : nextInfo) =
                 *info.find("id")->text();
     }
@@ -29,8 +29,8 @@ std::string repeated(std::string_view text, int count) {
 }
 
 TEST(SandboxRules, documentsOfAWrongFormAreRefused) {
-    Rehearsal rehearsal;
-    const Mosswick mosswick(rehearsal);
+    RawSandbox fixture;
+    const Mosswick mosswick(fixture);
     const std::string path = "/v1/appStoreVersionLocalizations/" + mosswick.english;
     const std::string head =
         R"({"data":{"type":"appStoreVersionLocalizations","id":")" + mosswick.english + "\"";
@@ -56,41 +56,40 @@ TEST(SandboxRules, documentsOfAWrongFormAreRefused) {
         {head + "}}", 200, ""},
     };
     for (const Case& entry : cases) {
-        const Reply reply = rehearsal.send("PATCH", path, entry.body, {{"Content-Type", "application/json"}});
+        const Reply reply = fixture.send("PATCH", path, entry.body, {{"Content-Type", "application/json"}});
         EXPECT_EQ(reply.status, entry.status) << entry.body;
         EXPECT_EQ(reply.codes(), entry.code) << entry.body;
     }
-    EXPECT_EQ(rehearsal.send("PATCH", path, head + "}}", {{"Content-Type", "text/plain"}}).status, 415);
-    EXPECT_EQ(rehearsal.update("appStoreVersionLocalizations", "17", {}).status, 404);
+    EXPECT_EQ(fixture.send("PATCH", path, head + "}}", {{"Content-Type", "text/plain"}}).status, 415);
+    EXPECT_EQ(fixture.update("appStoreVersionLocalizations", "17", {}).status, 404);
 }
 
 TEST(SandboxRules, createsNeedTheirAttributesAndRelationships) {
-    Rehearsal rehearsal;
-    const Mosswick mosswick(rehearsal);
-    const Reply bare = rehearsal.create("appStoreVersions", {{"platform", "TV_OS"}}, {});
+    RawSandbox fixture;
+    const Mosswick mosswick(fixture);
+    const Reply bare = fixture.create("appStoreVersions", {{"platform", "TV_OS"}}, {});
     EXPECT_EQ(bare.status, 409);
     EXPECT_EQ(bare.codes(), "ENTITY_ERROR.ATTRIBUTE.REQUIRED ENTITY_ERROR.RELATIONSHIP.REQUIRED");
     EXPECT_EQ(bare.source(), "/data/attributes/versionString");
     EXPECT_THAT(bare.detail(), HasSubstr("'versionString'"));
-    EXPECT_EQ(
-        rehearsal.create("appInfoLocalizations", {{"locale", "ta-IN"}}, {{"appInfo", mosswick.nextInfo}})
-            .source(),
-        "/data/attributes/name");
-    const Reply nowhere = rehearsal.create("appStoreVersions",
-                                           {{"platform", "TV_OS"}, {"versionString", "1"}}, {{"app", "17"}});
+    EXPECT_EQ(fixture.create("appInfoLocalizations", {{"locale", "ta-IN"}}, {{"appInfo", mosswick.nextInfo}})
+                  .source(),
+              "/data/attributes/name");
+    const Reply nowhere =
+        fixture.create("appStoreVersions", {{"platform", "TV_OS"}, {"versionString", "1"}}, {{"app", "17"}});
     EXPECT_EQ(nowhere.codes(), "ENTITY_ERROR.RELATIONSHIP.INVALID");
-    const Reply platform = rehearsal.create(
-        "appStoreVersions", {{"platform", "PS_5"}, {"versionString", "1"}}, {{"app", mosswick.app}});
+    const Reply platform = fixture.create("appStoreVersions", {{"platform", "PS_5"}, {"versionString", "1"}},
+                                          {{"app", mosswick.app}});
     EXPECT_EQ(platform.codes(), "ENTITY_ERROR.ATTRIBUTE.INVALID");
-    EXPECT_EQ(rehearsal.create("reviewSubmissionItems", {}, {{"reviewSubmission", "17"}}).status, 409);
+    EXPECT_EQ(fixture.create("reviewSubmissionItems", {}, {{"reviewSubmission", "17"}}).status, 409);
 }
 
 TEST(SandboxRules, limitsCountWhatPeopleCallCharacters) {
-    Rehearsal rehearsal;
-    const Mosswick mosswick(rehearsal);
+    RawSandbox fixture;
+    const Mosswick mosswick(fixture);
     std::string infoText;
     for (const JSONValue& entry :
-         rehearsal.get("/v1/appInfos/" + mosswick.nextInfo + "/appInfoLocalizations?filter%5Blocale%5D=en-US")
+         fixture.get("/v1/appInfos/" + mosswick.nextInfo + "/appInfoLocalizations?filter%5Blocale%5D=en-US")
              .list())
         infoText = *entry.find("id")->text();
     struct Field {
@@ -106,30 +105,30 @@ TEST(SandboxRules, limitsCountWhatPeopleCallCharacters) {
     for (const Field& field : fields) {
         for (const char* letter : {"a", "👩‍🌾", "नि"}) // one letter of one, eleven and six bytes
             EXPECT_EQ(
-                rehearsal.update(field.type, field.id, {{field.name, repeated(letter, field.limit)}}).status,
+                fixture.update(field.type, field.id, {{field.name, repeated(letter, field.limit)}}).status,
                 200)
                 << field.name << letter;
         const Reply refused =
-            rehearsal.update(field.type, field.id, {{field.name, repeated("é", field.limit + 1)}});
+            fixture.update(field.type, field.id, {{field.name, repeated("é", field.limit + 1)}});
         EXPECT_EQ(refused.status, 409) << field.name;
         EXPECT_EQ(refused.codes(), "ENTITY_ERROR.ATTRIBUTE.INVALID.TOO_LONG");
         EXPECT_EQ(refused.source(), "/data/attributes/" + field.name);
         EXPECT_THAT(refused.detail(), HasSubstr(std::to_string(field.limit)));
     }
-    EXPECT_EQ(rehearsal.update("appInfoLocalizations", infoText, {{"name", "x"}}).codes(),
+    EXPECT_EQ(fixture.update("appInfoLocalizations", infoText, {{"name", "x"}}).codes(),
               "ENTITY_ERROR.ATTRIBUTE.INVALID.TOO_SHORT");
-    const Reply cleared = rehearsal.update("appStoreVersionLocalizations", mosswick.english,
-                                           {{"description", ""}, {"promotionalText", nullptr}});
+    const Reply cleared = fixture.update("appStoreVersionLocalizations", mosswick.english,
+                                         {{"description", ""}, {"promotionalText", nullptr}});
     EXPECT_EQ(cleared.status, 200);
     EXPECT_EQ(cleared.text("description"), "");
 }
 
 TEST(SandboxRules, localesAreApplesAndEachIsThereOnce) {
-    Rehearsal rehearsal;
-    const Mosswick mosswick(rehearsal);
+    RawSandbox fixture;
+    const Mosswick mosswick(fixture);
     const auto add = [&](std::string_view locale) {
-        return rehearsal.create("appStoreVersionLocalizations", {{"locale", locale}},
-                                {{"appStoreVersion", mosswick.next}});
+        return fixture.create("appStoreVersionLocalizations", {{"locale", locale}},
+                              {{"appStoreVersion", mosswick.next}});
     };
     const Reply twice = add("ja");
     EXPECT_EQ(twice.status, 409);
@@ -139,15 +138,15 @@ TEST(SandboxRules, localesAreApplesAndEachIsThereOnce) {
         EXPECT_EQ(add(locale).codes(), "ENTITY_ERROR.ATTRIBUTE.INVALID") << locale;
     EXPECT_EQ(add("ta-IN").status, 201);
     const std::string infos = "/v1/appInfos/" + mosswick.nextInfo + "/appInfoLocalizations?limit=200";
-    EXPECT_EQ(rehearsal.get(infos).list().size(), 40U) << "the app's information has its own locales";
+    EXPECT_EQ(fixture.get(infos).list().size(), 40U) << "the app's information has its own locales";
 }
 
 TEST(SandboxRules, onlyStatesThatTakeEditsTakeEdits) {
-    Rehearsal rehearsal;
-    const Mosswick mosswick(rehearsal);
+    RawSandbox fixture;
+    const Mosswick mosswick(fixture);
     const auto edit = [&](std::string_view attribute) {
-        return rehearsal.update("appStoreVersionLocalizations", mosswick.english,
-                                {{std::string(attribute), "text"}});
+        return fixture.update("appStoreVersionLocalizations", mosswick.english,
+                              {{std::string(attribute), "text"}});
     };
     struct Case {
         std::string state;
@@ -160,12 +159,12 @@ TEST(SandboxRules, onlyStatesThatTakeEditsTakeEdits) {
                           {"PROCESSING_FOR_APP_STORE", 409, 409}, {"READY_FOR_SALE", 409, 200},
                           {"PREPARE_FOR_SUBMISSION", 200, 200}};
     for (const Case& entry : cases) {
-        rehearsal.server().setVersionState(mosswick.next, entry.state);
+        fixture.server().setVersionState(mosswick.next, entry.state);
         const Reply reply = edit("description");
         EXPECT_EQ(reply.status, entry.description) << entry.state;
         EXPECT_EQ(reply.codes(), entry.description == 200 ? "" : "STATE_ERROR.ENTITY_STATE_INVALID");
         EXPECT_EQ(edit("promotionalText").status, entry.promotionalText) << entry.state;
-        EXPECT_EQ(rehearsal
+        EXPECT_EQ(fixture
                       .create("appStoreVersionLocalizations", {{"locale", "ja"}},
                               {{"appStoreVersion", mosswick.next}})
                       .codes(),
@@ -173,16 +172,16 @@ TEST(SandboxRules, onlyStatesThatTakeEditsTakeEdits) {
                                            : "STATE_ERROR.ENTITY_STATE_INVALID")
             << entry.state;
     }
-    EXPECT_THROW(rehearsal.server().setVersionState(mosswick.next, "ASLEEP"), std::invalid_argument);
-    EXPECT_THROW(rehearsal.server().setVersionState("17", "IN_REVIEW"), std::invalid_argument);
+    EXPECT_THROW(fixture.server().setVersionState(mosswick.next, "ASLEEP"), std::invalid_argument);
+    EXPECT_THROW(fixture.server().setVersionState("17", "IN_REVIEW"), std::invalid_argument);
 }
 
 TEST(SandboxRules, aPlatformHasOneVersionInPreparationAndEachNumberOnce) {
-    Rehearsal rehearsal;
-    const Mosswick mosswick(rehearsal);
+    RawSandbox fixture;
+    const Mosswick mosswick(fixture);
     const auto make = [&](std::string_view platform, std::string_view number) {
-        return rehearsal.create("appStoreVersions", {{"platform", platform}, {"versionString", number}},
-                                {{"app", mosswick.app}});
+        return fixture.create("appStoreVersions", {{"platform", platform}, {"versionString", number}},
+                              {{"app", mosswick.app}});
     };
     const Reply second = make("IOS", "3.5");
     EXPECT_EQ(second.status, 409);
@@ -191,59 +190,58 @@ TEST(SandboxRules, aPlatformHasOneVersionInPreparationAndEachNumberOnce) {
     EXPECT_EQ(make("IOS", "3.6").codes(), "ENTITY_ERROR.RELATIONSHIP.INVALID");
     EXPECT_EQ(make("TV_OS", "one").codes(), "ENTITY_ERROR.ATTRIBUTE.INVALID");
     EXPECT_EQ(make("TV_OS", "1.0").status, 201);
-    rehearsal.server().setVersionState(mosswick.next, "READY_FOR_SALE");
+    fixture.server().setVersionState(mosswick.next, "READY_FOR_SALE");
     EXPECT_EQ(make("IOS", "3.4").codes(), "ENTITY_ERROR.ATTRIBUTE.INVALID.DUPLICATE");
     const Reply made = make("IOS", "3.6");
     ASSERT_EQ(made.status, 201);
     const Reply texts =
-        rehearsal.get("/v1/appStoreVersions/" + made.id() + "/appStoreVersionLocalizations?limit=200");
+        fixture.get("/v1/appStoreVersions/" + made.id() + "/appStoreVersionLocalizations?limit=200");
     EXPECT_EQ(texts.list().size(), 40U) << "a new version begins with the texts of the one on the store";
     EXPECT_EQ(texts.list()[0].at("attributes", "whatsNew"), nullptr);
 }
 
 TEST(SandboxRules, theFirstVersionHasNoReleaseNotes) {
-    Rehearsal rehearsal;
-    const std::string app = rehearsal.app("studio.fernhollow.mosswick.sketchbook");
+    RawSandbox fixture;
+    const std::string app = fixture.app("studio.fernhollow.mosswick.sketchbook");
     const std::string version =
-        *rehearsal.get("/v1/apps/" + app + "/appStoreVersions").list()[0].find("id")->text();
+        *fixture.get("/v1/apps/" + app + "/appStoreVersions").list()[0].find("id")->text();
     const Reply refused =
-        rehearsal.create("appStoreVersionLocalizations", {{"locale", "en-US"}, {"whatsNew", "New"}},
-                         {{"appStoreVersion", version}});
+        fixture.create("appStoreVersionLocalizations", {{"locale", "en-US"}, {"whatsNew", "New"}},
+                       {{"appStoreVersion", version}});
     EXPECT_EQ(refused.codes(), "STATE_ERROR");
     EXPECT_EQ(refused.detail(), "Attribute 'whatsNew' cannot be edited at this time");
-    const Reply made = rehearsal.create("appStoreVersionLocalizations", {{"locale", "en-US"}},
-                                        {{"appStoreVersion", version}});
-    EXPECT_EQ(rehearsal.update("appStoreVersionLocalizations", made.id(), {{"whatsNew", "New"}}).status, 409);
+    const Reply made =
+        fixture.create("appStoreVersionLocalizations", {{"locale", "en-US"}}, {{"appStoreVersion", version}});
+    EXPECT_EQ(fixture.update("appStoreVersionLocalizations", made.id(), {{"whatsNew", "New"}}).status, 409);
 }
 
 TEST(SandboxRules, theEmptyAccountGetsItsAppInfoWithAVersionThatTakesReleaseNotes) {
-    Rehearsal rehearsal(Seed::empty);
-    const std::string app = rehearsal.app("studio.fernhollow.blankcanvas");
-    EXPECT_TRUE(rehearsal.get("/v1/apps/" + app + "/appInfos").list().empty());
+    RawSandbox fixture(Seed::empty);
+    const std::string app = fixture.app("studio.fernhollow.blankcanvas");
+    EXPECT_TRUE(fixture.get("/v1/apps/" + app + "/appInfos").list().empty());
     const Reply version =
-        rehearsal.create("appStoreVersions", {{"platform", "IOS"}, {"versionString", "1.0"}}, {{"app", app}});
-    const Reply made =
-        rehearsal.create("appStoreVersionLocalizations", {{"locale", "bn"}, {"whatsNew", "New"}},
-                         {{"appStoreVersion", version.id()}});
+        fixture.create("appStoreVersions", {{"platform", "IOS"}, {"versionString", "1.0"}}, {{"app", app}});
+    const Reply made = fixture.create("appStoreVersionLocalizations", {{"locale", "bn"}, {"whatsNew", "New"}},
+                                      {{"appStoreVersion", version.id()}});
     EXPECT_EQ(made.status, 201);
-    const Reply infos = rehearsal.get("/v1/apps/" + app + "/appInfos");
+    const Reply infos = fixture.get("/v1/apps/" + app + "/appInfos");
     ASSERT_EQ(infos.list().size(), 1U) << "made with the first version";
     const std::string info = *infos.list()[0].find("id")->text();
-    EXPECT_TRUE(rehearsal.get("/v1/appInfos/" + info + "/appInfoLocalizations").list().empty());
+    EXPECT_TRUE(fixture.get("/v1/appInfos/" + info + "/appInfoLocalizations").list().empty());
 }
 
 TEST(SandboxRules, theLiveInformationOfAnAppIsLocked) {
-    Rehearsal rehearsal;
-    const Mosswick mosswick(rehearsal);
+    RawSandbox fixture;
+    const Mosswick mosswick(fixture);
     const auto first = [&](const std::string& info) {
-        return *rehearsal.get("/v1/appInfos/" + info + "/appInfoLocalizations?limit=1")
+        return *fixture.get("/v1/appInfos/" + info + "/appInfoLocalizations?limit=1")
                     .list()[0]
                     .find("id")
                     ->text();
     };
-    EXPECT_EQ(rehearsal.update("appInfoLocalizations", first(mosswick.liveInfo), {{"subtitle", "x"}}).codes(),
+    EXPECT_EQ(fixture.update("appInfoLocalizations", first(mosswick.liveInfo), {{"subtitle", "x"}}).codes(),
               "STATE_ERROR.ENTITY_STATE_INVALID");
-    EXPECT_EQ(rehearsal.update("appInfoLocalizations", first(mosswick.nextInfo), {{"subtitle", "x"}}).status,
+    EXPECT_EQ(fixture.update("appInfoLocalizations", first(mosswick.nextInfo), {{"subtitle", "x"}}).status,
               200);
     const auto setCategories = [&](std::string_view primary, std::string_view secondary) {
         JSONValue data = reference("appInfos", mosswick.nextInfo);
@@ -252,33 +250,32 @@ TEST(SandboxRules, theLiveInformationOfAnAppIsLocked) {
                      {{"primaryCategory", JSONValue::object({{"data", reference("appCategories", primary)}})},
                       {"secondaryCategory",
                        JSONValue::object({{"data", reference("appCategories", secondary)}})}}));
-        return rehearsal.patch("/v1/appInfos/" + mosswick.nextInfo, JSONValue::object({{"data", data}}))
-            .status;
+        return fixture.patch("/v1/appInfos/" + mosswick.nextInfo, JSONValue::object({{"data", data}})).status;
     };
     EXPECT_EQ(setCategories("UTILITIES", "UTILITIES"), 409);
     EXPECT_EQ(setCategories("UTILITIES", "PRODUCTIVITY"), 200);
-    const Reply read = rehearsal.get("/v1/apps/" + mosswick.app + "/appInfos?include=primaryCategory");
+    const Reply read = fixture.get("/v1/apps/" + mosswick.app + "/appInfos?include=primaryCategory");
     EXPECT_EQ(*read.list()[1].at("relationships", "primaryCategory", "data", "id")->text(), "UTILITIES");
 }
 
 TEST(SandboxRules, onlyAProcessedBuildOfTheVersionIsAttached) {
-    Rehearsal rehearsal;
-    const Mosswick mosswick(rehearsal);
+    RawSandbox fixture;
+    const Mosswick mosswick(fixture);
     const auto attach = [&](const std::string& build) {
-        return rehearsal.patch("/v1/appStoreVersions/" + mosswick.next + "/relationships/build",
-                               JSONValue::object({{"data", reference("builds", build)}}));
+        return fixture.patch("/v1/appStoreVersions/" + mosswick.next + "/relationships/build",
+                             JSONValue::object({{"data", reference("builds", build)}}));
     };
     for (const char* number : {"354", "350", "351", "341", "330"})
-        EXPECT_EQ(attach(rehearsal.build(mosswick.app, number)).status, 409) << number;
-    const std::string foreign = rehearsal.build(rehearsal.app("studio.fernhollow.tides"), "90");
+        EXPECT_EQ(attach(fixture.build(mosswick.app, number)).status, 409) << number;
+    const std::string foreign = fixture.build(fixture.app("studio.fernhollow.tides"), "90");
     EXPECT_THAT(attach(foreign).detail(), HasSubstr("another app"));
     EXPECT_EQ(attach("17").status, 404);
-    EXPECT_EQ(attach(rehearsal.build(mosswick.app, "353")).status, 204);
-    const std::string fresh = rehearsal.server().addBuild("studio.fernhollow.mosswick", "IOS", "3.5", "355");
+    EXPECT_EQ(attach(fixture.build(mosswick.app, "353")).status, 204);
+    const std::string fresh = fixture.server().addBuild("studio.fernhollow.mosswick", "IOS", "3.5", "355");
     EXPECT_EQ(attach(fresh).status, 409) << "it is being processed";
-    rehearsal.server().advance(301);
+    fixture.server().advance(301);
     EXPECT_EQ(attach(fresh).status, 204);
-    EXPECT_EQ(rehearsal
+    EXPECT_EQ(fixture
                   .patch("/v1/appStoreVersions/" + mosswick.next + "/relationships/build",
                          JSONValue::object({{"data", nullptr}}))
                   .status,
@@ -286,51 +283,51 @@ TEST(SandboxRules, onlyAProcessedBuildOfTheVersionIsAttached) {
 }
 
 TEST(SandboxRules, testingABuildNeedsItsComplianceAndOneReviewAtATime) {
-    Rehearsal rehearsal;
-    const Mosswick mosswick(rehearsal);
-    const std::string build = rehearsal.build(mosswick.app, "353");
+    RawSandbox fixture;
+    const Mosswick mosswick(fixture);
+    const std::string build = fixture.build(mosswick.app, "353");
     const std::string group =
-        *rehearsal.get("/v1/apps/" + mosswick.app + "/betaGroups").list()[1].find("id")->text();
+        *fixture.get("/v1/apps/" + mosswick.app + "/betaGroups").list()[1].find("id")->text();
     const auto addToGroup = [&] {
-        return rehearsal
+        return fixture
             .post("/v1/betaGroups/" + group + "/relationships/builds",
                   JSONValue::object({{"data", JSONValue::array({reference("builds", build)})}}))
             .status;
     };
     EXPECT_EQ(addToGroup(), 409);
-    EXPECT_EQ(rehearsal.update("builds", build, {{"usesNonExemptEncryption", false}}).status, 200);
-    EXPECT_THAT(rehearsal.update("builds", build, {{"usesNonExemptEncryption", false}}).detail(),
+    EXPECT_EQ(fixture.update("builds", build, {{"usesNonExemptEncryption", false}}).status, 200);
+    EXPECT_THAT(fixture.update("builds", build, {{"usesNonExemptEncryption", false}}).detail(),
                 HasSubstr("already set"));
     EXPECT_EQ(addToGroup(), 204);
     EXPECT_EQ(addToGroup(), 204) << "again changes nothing";
-    const Reply notes = rehearsal.create("betaBuildLocalizations",
-                                         {{"locale", "en-US"}, {"whatsNew", "Try it"}}, {{"build", build}});
+    const Reply notes = fixture.create("betaBuildLocalizations",
+                                       {{"locale", "en-US"}, {"whatsNew", "Try it"}}, {{"build", build}});
     EXPECT_EQ(notes.status, 201);
-    EXPECT_EQ(rehearsal.create("betaBuildLocalizations", {{"locale", "en-US"}}, {{"build", build}}).codes(),
+    EXPECT_EQ(fixture.create("betaBuildLocalizations", {{"locale", "en-US"}}, {{"build", build}}).codes(),
               "ENTITY_ERROR.ATTRIBUTE.INVALID.DUPLICATE");
     EXPECT_EQ(
-        rehearsal.update("betaBuildLocalizations", notes.id(), {{"whatsNew", "Try again"}}).text("whatsNew"),
+        fixture.update("betaBuildLocalizations", notes.id(), {{"whatsNew", "Try again"}}).text("whatsNew"),
         "Try again");
-    const Reply submitted = rehearsal.create("betaAppReviewSubmissions", {}, {{"build", build}});
+    const Reply submitted = fixture.create("betaAppReviewSubmissions", {}, {{"build", build}});
     EXPECT_EQ(submitted.text("betaReviewState"), "WAITING_FOR_REVIEW");
-    EXPECT_EQ(rehearsal.create("betaAppReviewSubmissions", {}, {{"build", build}}).status, 409);
-    const std::string other = rehearsal.server().addBuild(mosswick.app, "IOS", "3.5", "356");
-    rehearsal.server().advance(301);
-    EXPECT_EQ(rehearsal.update("builds", other, {{"usesNonExemptEncryption", false}}).status, 200);
-    const Reply second = rehearsal.create("betaAppReviewSubmissions", {}, {{"build", other}});
+    EXPECT_EQ(fixture.create("betaAppReviewSubmissions", {}, {{"build", build}}).status, 409);
+    const std::string other = fixture.server().addBuild(mosswick.app, "IOS", "3.5", "356");
+    fixture.server().advance(301);
+    EXPECT_EQ(fixture.update("builds", other, {{"usesNonExemptEncryption", false}}).status, 200);
+    const Reply second = fixture.create("betaAppReviewSubmissions", {}, {{"build", other}});
     EXPECT_EQ(second.status, 422);
     EXPECT_EQ(second.codes(), "ENTITY_UNPROCESSABLE.ANOTHER_BUILD_IN_REVIEW");
-    rehearsal.server().advance(3601);
-    EXPECT_EQ(rehearsal.create("betaAppReviewSubmissions", {}, {{"build", other}}).status, 201);
+    fixture.server().advance(3601);
+    EXPECT_EQ(fixture.create("betaAppReviewSubmissions", {}, {{"build", other}}).status, 201);
 }
 
 TEST(SandboxRules, aReviewHasOneResponseThatIsReplaced) {
-    Rehearsal rehearsal;
-    const std::string reviews = "/v1/apps/" + rehearsal.app("studio.fernhollow.mosswick") +
+    RawSandbox fixture;
+    const std::string reviews = "/v1/apps/" + fixture.app("studio.fernhollow.mosswick") +
                                 "/customerReviews?include=response&limit=200";
-    const std::string review = *rehearsal.get(reviews).list()[0].find("id")->text();
+    const std::string review = *fixture.get(reviews).list()[0].find("id")->text();
     const auto respond = [&](std::string_view text) {
-        return rehearsal.create("customerReviewResponses", {{"responseBody", text}}, {{"review", review}});
+        return fixture.create("customerReviewResponses", {{"responseBody", text}}, {{"review", review}});
     };
     const Reply first = respond("Thank you!");
     EXPECT_EQ(first.status, 201);
@@ -339,7 +336,7 @@ TEST(SandboxRules, aReviewHasOneResponseThatIsReplaced) {
     EXPECT_EQ(second.id(), first.id());
     EXPECT_EQ(respond("").status, 409);
     EXPECT_EQ(respond(repeated("x", 5971)).codes(), "ENTITY_ERROR.ATTRIBUTE.INVALID.TOO_LONG");
-    const Reply read = rehearsal.get(reviews);
+    const Reply read = fixture.get(reviews);
     EXPECT_EQ(*read.list()[0].at("relationships", "response", "data", "id")->text(), first.id());
     EXPECT_EQ(read.body.find("included")->items()->size(), 25U);
 }

@@ -1,6 +1,6 @@
 #include "Platform/crypto/Digest.h"
 #include "Sandbox/rules/Uploads.h"
-#include "Tests/Sandbox/Rehearsal.h"
+#include "Tests/Sandbox/RawSandbox.h"
 
 #include <gmock/gmock.h>
 
@@ -13,11 +13,11 @@ namespace {
 using testing::HasSubstr;
 
 /// A fresh set of the demo account.
-std::string makeSet(Rehearsal& rehearsal, std::string_view displayType = "APP_IPHONE_55") {
-    const std::string version = rehearsal.version(rehearsal.app("studio.fernhollow.mosswick"), "IOS", "3.5");
-    return rehearsal
+std::string makeSet(RawSandbox& fixture, std::string_view displayType = "APP_IPHONE_55") {
+    const std::string version = fixture.version(fixture.app("studio.fernhollow.mosswick"), "IOS", "3.5");
+    return fixture
         .create("appScreenshotSets", {{"screenshotDisplayType", displayType}},
-                {{"appStoreVersionLocalization", rehearsal.localization(version, "it")}})
+                {{"appStoreVersionLocalization", fixture.localization(version, "it")}})
         .id();
 }
 
@@ -28,29 +28,29 @@ std::string someBytes(std::size_t count) {
     return bytes;
 }
 
-Reply reserve(Rehearsal& rehearsal, const std::string& set, std::int64_t size) {
-    return rehearsal.create("appScreenshots", {{"fileName", "one.png"}, {"fileSize", size}},
-                            {{"appScreenshotSet", set}});
+Reply reserve(RawSandbox& fixture, const std::string& set, std::int64_t size) {
+    return fixture.create("appScreenshots", {{"fileName", "one.png"}, {"fileSize", size}},
+                          {{"appScreenshotSet", set}});
 }
 
 const JSONValue::Array& partsOf(const Reply& reserved) {
     return *reserved.body.at("data", "attributes", "uploadOperations")->items();
 }
 
-Reply sendPart(Rehearsal& rehearsal, const JSONValue& part, const std::string& bytes) {
-    return rehearsal.send("PUT", *part.find("url")->text(),
-                          bytes.substr(static_cast<std::size_t>(*part.find("offset")->integer()),
-                                       static_cast<std::size_t>(*part.find("length")->integer())),
-                          {{"Content-Type", "image/png"}});
+Reply sendPart(RawSandbox& fixture, const JSONValue& part, const std::string& bytes) {
+    return fixture.send("PUT", *part.find("url")->text(),
+                        bytes.substr(static_cast<std::size_t>(*part.find("offset")->integer()),
+                                     static_cast<std::size_t>(*part.find("length")->integer())),
+                        {{"Content-Type", "image/png"}});
 }
 
 std::string stateOf(const Reply& reply) {
     return *reply.body.at("data", "attributes", "assetDeliveryState", "state")->text();
 }
 
-Reply commit(Rehearsal& rehearsal, const Reply& reserved, const std::string& checksum) {
-    return rehearsal.update("appScreenshots", reserved.id(),
-                            {{"uploaded", true}, {"sourceFileChecksum", checksum}});
+Reply commit(RawSandbox& fixture, const Reply& reserved, const std::string& checksum) {
+    return fixture.update("appScreenshots", reserved.id(),
+                          {{"uploaded", true}, {"sourceFileChecksum", checksum}});
 }
 
 TEST(SandboxScreenshots, partsCoverAFileWithoutGaps) {
@@ -67,120 +67,119 @@ TEST(SandboxScreenshots, partsCoverAFileWithoutGaps) {
 }
 
 TEST(SandboxScreenshots, partsMayArriveInAnyOrderAndAtOnce) {
-    Rehearsal rehearsal;
-    const std::string set = makeSet(rehearsal);
+    RawSandbox fixture;
+    const std::string set = makeSet(fixture);
     const std::string bytes = someBytes(600'001);
-    const Reply reserved = reserve(rehearsal, set, static_cast<std::int64_t>(bytes.size()));
+    const Reply reserved = reserve(fixture, set, static_cast<std::int64_t>(bytes.size()));
     EXPECT_EQ(stateOf(reserved), "AWAITING_UPLOAD");
     JSONValue::Array parts = partsOf(reserved);
     ASSERT_GT(parts.size(), 2U);
     std::reverse(parts.begin(), parts.end());
     for (const JSONValue& part : parts)
-        EXPECT_EQ(sendPart(rehearsal, part, bytes).status, 200);
-    EXPECT_EQ(stateOf(commit(rehearsal, reserved, md5Hex(bytes))), "UPLOAD_COMPLETE");
+        EXPECT_EQ(sendPart(fixture, part, bytes).status, 200);
+    EXPECT_EQ(stateOf(commit(fixture, reserved, md5Hex(bytes))), "UPLOAD_COMPLETE");
 
-    const Reply second = reserve(rehearsal, set, static_cast<std::int64_t>(bytes.size()));
+    const Reply second = reserve(fixture, set, static_cast<std::int64_t>(bytes.size()));
     {
         std::vector<std::jthread> threads;
         for (const JSONValue& part : partsOf(second))
-            threads.emplace_back([&] { EXPECT_EQ(sendPart(rehearsal, part, bytes).status, 200); });
+            threads.emplace_back([&] { EXPECT_EQ(sendPart(fixture, part, bytes).status, 200); });
     }
-    EXPECT_EQ(stateOf(commit(rehearsal, second, md5Hex(bytes))), "UPLOAD_COMPLETE");
-    EXPECT_TRUE(std::filesystem::is_empty(rehearsal.folder() / "state" / "uploads"));
+    EXPECT_EQ(stateOf(commit(fixture, second, md5Hex(bytes))), "UPLOAD_COMPLETE");
+    EXPECT_TRUE(std::filesystem::is_empty(fixture.folder() / "state" / "uploads"));
 }
 
 TEST(SandboxScreenshots, aPartThatIsSentAgainIsTakenOnce) {
-    Rehearsal rehearsal;
+    RawSandbox fixture;
     const std::string bytes = someBytes(100'000);
-    const Reply reserved = reserve(rehearsal, makeSet(rehearsal), 100'000);
+    const Reply reserved = reserve(fixture, makeSet(fixture), 100'000);
     for (const JSONValue& part : partsOf(reserved))
         for (int i = 0; i < 2; ++i)
-            EXPECT_EQ(sendPart(rehearsal, part, bytes).status, 200);
-    EXPECT_EQ(stateOf(commit(rehearsal, reserved, md5Hex(bytes))), "UPLOAD_COMPLETE");
+            EXPECT_EQ(sendPart(fixture, part, bytes).status, 200);
+    EXPECT_EQ(stateOf(commit(fixture, reserved, md5Hex(bytes))), "UPLOAD_COMPLETE");
 }
 
 TEST(SandboxScreenshots, partsMustBeWhatWasAskedFor) {
-    Rehearsal rehearsal;
-    const Reply reserved = reserve(rehearsal, makeSet(rehearsal), 1000);
+    RawSandbox fixture;
+    const Reply reserved = reserve(fixture, makeSet(fixture), 1000);
     const JSONValue& part = partsOf(reserved)[0];
     const std::string url = *part.find("url")->text();
     const std::string bytes = someBytes(static_cast<std::size_t>(*part.find("length")->integer()));
-    EXPECT_EQ(rehearsal.send("PUT", url, bytes).status, 400) << "without the header";
-    EXPECT_EQ(rehearsal.send("PUT", url, bytes + "x", {{"Content-Type", "image/png"}}).status, 400);
-    EXPECT_EQ(
-        rehearsal.send("PUT", url, bytes, {{"Content-Type", "image/png"}, {"Authorization", "Bearer x"}})
-            .status,
-        400);
-    EXPECT_EQ(rehearsal.send("PUT", url + "9", bytes, {{"Content-Type", "image/png"}}).status, 404);
-    EXPECT_EQ(rehearsal.send("POST", url, bytes, {{"Content-Type", "image/png"}}).status, 405);
-    EXPECT_EQ(rehearsal.send("PUT", url, bytes, {{"Content-Type", "image/png"}}).status, 200);
-    const Reply early = commit(rehearsal, reserved, md5Hex(someBytes(1000)));
+    EXPECT_EQ(fixture.send("PUT", url, bytes).status, 400) << "without the header";
+    EXPECT_EQ(fixture.send("PUT", url, bytes + "x", {{"Content-Type", "image/png"}}).status, 400);
+    EXPECT_EQ(fixture.send("PUT", url, bytes, {{"Content-Type", "image/png"}, {"Authorization", "Bearer x"}})
+                  .status,
+              400);
+    EXPECT_EQ(fixture.send("PUT", url + "9", bytes, {{"Content-Type", "image/png"}}).status, 404);
+    EXPECT_EQ(fixture.send("POST", url, bytes, {{"Content-Type", "image/png"}}).status, 405);
+    EXPECT_EQ(fixture.send("PUT", url, bytes, {{"Content-Type", "image/png"}}).status, 200);
+    const Reply early = commit(fixture, reserved, md5Hex(someBytes(1000)));
     EXPECT_EQ(stateOf(early), "FAILED") << "a part is missing";
-    EXPECT_EQ(commit(rehearsal, reserved, "x").status, 409) << "it was committed";
+    EXPECT_EQ(commit(fixture, reserved, "x").status, 409) << "it was committed";
 }
 
 TEST(SandboxScreenshots, aWrongChecksumFailsTheAsset) {
-    Rehearsal rehearsal;
+    RawSandbox fixture;
     const std::string bytes = someBytes(1000);
-    const Reply reserved = reserve(rehearsal, makeSet(rehearsal), 1000);
+    const Reply reserved = reserve(fixture, makeSet(fixture), 1000);
     for (const JSONValue& part : partsOf(reserved))
-        (void)sendPart(rehearsal, part, bytes);
-    const Reply committed = commit(rehearsal, reserved, md5Hex("another file"));
+        (void)sendPart(fixture, part, bytes);
+    const Reply committed = commit(fixture, reserved, md5Hex("another file"));
     EXPECT_EQ(committed.status, 200);
     EXPECT_EQ(stateOf(committed), "FAILED");
     EXPECT_EQ(committed.body.at("data", "attributes", "assetDeliveryState", "errors")->items()->size(), 1U);
 }
 
 TEST(SandboxScreenshots, processingGivesAnUploadItsPicture) {
-    Rehearsal rehearsal;
-    const std::string set = makeSet(rehearsal);
-    ASSERT_EQ(stateOf(rehearsal.upload(set, "one.png", someBytes(3000))), "UPLOAD_COMPLETE");
-    rehearsal.server().advance(2);
-    const Reply list = rehearsal.get("/v1/appScreenshotSets/" + set + "/appScreenshots");
+    RawSandbox fixture;
+    const std::string set = makeSet(fixture);
+    ASSERT_EQ(stateOf(fixture.upload(set, "one.png", someBytes(3000))), "UPLOAD_COMPLETE");
+    fixture.server().advance(2);
+    const Reply list = fixture.get("/v1/appScreenshotSets/" + set + "/appScreenshots");
     const JSONValue& attributes = *list.list()[0].find("attributes");
     EXPECT_EQ(*attributes.at("assetDeliveryState", "state")->text(), "COMPLETE");
     std::string url = *attributes.at("imageAsset", "templateUrl")->text();
     ASSERT_THAT(url, HasSubstr("/{w}x{h}bb.{f}"));
     url.replace(url.find("{w}x{h}bb.{f}"), 13, "200x400bb.png");
-    rehearsal.useToken("");
-    const Reply picture = rehearsal.get(url);
+    fixture.useToken("");
+    const Reply picture = fixture.get(url);
     EXPECT_EQ(picture.status, 200);
     EXPECT_THAT(picture.response.body, HasSubstr("PNG"));
 }
 
 TEST(SandboxScreenshots, processingTakesAndMakesWhatTheTestSays) {
-    Rehearsal rehearsal;
-    const std::string set = makeSet(rehearsal);
+    RawSandbox fixture;
+    const std::string set = makeSet(fixture);
     const auto shownState = [&] {
-        const Reply list = rehearsal.get("/v1/appScreenshotSets/" + set + "/appScreenshots");
+        const Reply list = fixture.get("/v1/appScreenshotSets/" + set + "/appScreenshots");
         return list.list().empty()
                    ? std::string("nothing")
                    : *list.list().back().at("attributes", "assetDeliveryState", "state")->text();
     };
     const JSONValue pace =
         JSONValue::object({{"screenshots", 50}, {"screenshotsFail", true}, {"visibility", 10}});
-    ASSERT_EQ(rehearsal.post("/__sandbox/pace", pace).status, 200);
-    ASSERT_EQ(rehearsal.upload(set, "one.png", someBytes(100)).status, 200);
+    ASSERT_EQ(fixture.post("/__sandbox/pace", pace).status, 200);
+    ASSERT_EQ(fixture.upload(set, "one.png", someBytes(100)).status, 200);
     EXPECT_EQ(shownState(), "nothing");
-    rehearsal.server().advance(10.5);
+    fixture.server().advance(10.5);
     EXPECT_EQ(shownState(), "UPLOAD_COMPLETE");
-    rehearsal.server().advance(40);
+    fixture.server().advance(40);
     EXPECT_EQ(shownState(), "FAILED");
 }
 
 TEST(SandboxScreenshots, aSetHoldsTenInTheOrderThatIsNamed) {
-    Rehearsal rehearsal;
-    const std::string set = makeSet(rehearsal);
+    RawSandbox fixture;
+    const std::string set = makeSet(fixture);
     std::vector<std::string> ids;
     for (int i = 0; i < 10; ++i)
-        ids.push_back(reserve(rehearsal, set, 100 + i).id());
-    EXPECT_EQ(reserve(rehearsal, set, 100).status, 409);
+        ids.push_back(reserve(fixture, set, 100 + i).id());
+    EXPECT_EQ(reserve(fixture, set, 100).status, 409);
     std::reverse(ids.begin(), ids.end());
     const auto reorder = [&](const std::vector<std::string>& order) {
         JSONValue::Array references;
         for (const std::string& id : order)
             references.push_back(reference("appScreenshots", id));
-        return rehearsal
+        return fixture
             .patch("/v1/appScreenshotSets/" + set + "/relationships/appScreenshots",
                    JSONValue::object({{"data", std::move(references)}}))
             .status;
@@ -190,34 +189,34 @@ TEST(SandboxScreenshots, aSetHoldsTenInTheOrderThatIsNamed) {
     twice.back() = twice.front();
     EXPECT_EQ(reorder(twice), 409);
     EXPECT_EQ(reorder(ids), 204);
-    EXPECT_EQ(rehearsal.send("DELETE", "/v1/appScreenshots/" + ids[3]).status, 204);
+    EXPECT_EQ(fixture.send("DELETE", "/v1/appScreenshots/" + ids[3]).status, 204);
     ids.erase(ids.begin() + 3);
-    rehearsal.restart();
+    fixture.restart();
     std::vector<std::string> listed;
-    for (const JSONValue& entry : rehearsal.get("/v1/appScreenshotSets/" + set + "/appScreenshots").list())
+    for (const JSONValue& entry : fixture.get("/v1/appScreenshotSets/" + set + "/appScreenshots").list())
         listed.push_back(*entry.find("id")->text());
     EXPECT_EQ(listed, ids);
 }
 
 TEST(SandboxScreenshots, setsAreOfKnownTypesAndUnlockedVersions) {
-    Rehearsal rehearsal;
-    const std::string version = rehearsal.version(rehearsal.app("studio.fernhollow.mosswick"), "IOS", "3.5");
-    const std::string localization = rehearsal.localization(version, "en-US");
+    RawSandbox fixture;
+    const std::string version = fixture.version(fixture.app("studio.fernhollow.mosswick"), "IOS", "3.5");
+    const std::string localization = fixture.localization(version, "en-US");
     const auto make = [&](std::string_view displayType) {
-        return rehearsal.create("appScreenshotSets", {{"screenshotDisplayType", displayType}},
-                                {{"appStoreVersionLocalization", localization}});
+        return fixture.create("appScreenshotSets", {{"screenshotDisplayType", displayType}},
+                              {{"appStoreVersionLocalization", localization}});
     };
     for (const char* unknown :
          {"APP_IPAD_PRO_11", "APP_IPAD_129", "IMESSAGE_APP_IPHONE", "IMESSAGE_APP_IPAD"})
         EXPECT_EQ(make(unknown).codes(), "ENTITY_ERROR.ATTRIBUTE.INVALID") << unknown;
     EXPECT_EQ(make("APP_IPHONE_67").codes(), "ENTITY_ERROR.ATTRIBUTE.INVALID.DUPLICATE");
     const std::string set = make("APP_IPHONE_55").id();
-    const Reply reserved = reserve(rehearsal, set, 10);
-    EXPECT_EQ(reserve(rehearsal, set, 0).status, 409);
-    rehearsal.server().setVersionState(version, "WAITING_FOR_REVIEW");
+    const Reply reserved = reserve(fixture, set, 10);
+    EXPECT_EQ(reserve(fixture, set, 0).status, 409);
+    fixture.server().setVersionState(version, "WAITING_FOR_REVIEW");
     EXPECT_EQ(make("APP_IPHONE_47").status, 409);
-    EXPECT_EQ(reserve(rehearsal, set, 10).status, 409);
-    EXPECT_EQ(rehearsal.send("DELETE", "/v1/appScreenshots/" + reserved.id()).status, 409);
+    EXPECT_EQ(reserve(fixture, set, 10).status, 409);
+    EXPECT_EQ(fixture.send("DELETE", "/v1/appScreenshots/" + reserved.id()).status, 409);
 }
 
 } // namespace

@@ -1,4 +1,4 @@
-#include "Tests/Sandbox/Rehearsal.h"
+#include "Tests/Sandbox/RawSandbox.h"
 
 #include <gmock/gmock.h>
 
@@ -12,7 +12,7 @@ using testing::HasSubstr;
 using testing::Not;
 
 TEST(SandboxTokens, wrongTokensAreRefusedAsNotAuthorized) {
-    Rehearsal rehearsal(Seed::empty);
+    RawSandbox fixture(Seed::empty);
     struct Case {
         std::string what;
         std::function<void(TokenParts&)> change;
@@ -38,46 +38,46 @@ TEST(SandboxTokens, wrongTokensAreRefusedAsNotAuthorized) {
         {"another algorithm", [](TokenParts& parts) { parts.algorithm = "HS256"; }, 401},
     };
     for (const Case& entry : cases) {
-        TokenParts parts = rehearsal.tokenParts();
+        TokenParts parts = fixture.tokenParts();
         entry.change(parts);
-        rehearsal.useToken(rehearsal.sign(parts));
-        const Reply reply = rehearsal.get("/v1/apps");
+        fixture.useToken(fixture.sign(parts));
+        const Reply reply = fixture.get("/v1/apps");
         EXPECT_EQ(reply.status, entry.status) << entry.what;
         EXPECT_EQ(reply.codes(), entry.status == 200 ? "" : "NOT_AUTHORIZED") << entry.what;
     }
 }
 
 TEST(SandboxTokens, aSignatureMustBeTheAccountsOwn) {
-    Rehearsal rehearsal(Seed::empty);
-    const std::string good = rehearsal.sign(rehearsal.tokenParts());
+    RawSandbox fixture(Seed::empty);
+    const std::string good = fixture.sign(fixture.tokenParts());
     std::string forged = good;
     char& digit = forged[forged.size() - 20];
     digit = digit == 'A' ? 'B' : 'A';
     for (const std::string& token : {forged, good.substr(0, good.rfind('.') + 1), std::string("a.b.c"),
                                      std::string("none"), std::string()}) {
-        rehearsal.useToken(token);
-        EXPECT_EQ(rehearsal.get("/v1/apps").status, 401) << token.size();
+        fixture.useToken(token);
+        EXPECT_EQ(fixture.get("/v1/apps").status, 401) << token.size();
     }
-    rehearsal.useToken(good);
-    EXPECT_EQ(rehearsal.get("/v1/apps").status, 200);
-    rehearsal.server().revokeKey(true);
-    EXPECT_EQ(rehearsal.get("/v1/apps").status, 401);
-    rehearsal.server().revokeKey(false);
-    EXPECT_EQ(rehearsal.get("/v1/apps").status, 200);
+    fixture.useToken(good);
+    EXPECT_EQ(fixture.get("/v1/apps").status, 200);
+    fixture.server().revokeKey(true);
+    EXPECT_EQ(fixture.get("/v1/apps").status, 401);
+    fixture.server().revokeKey(false);
+    EXPECT_EQ(fixture.get("/v1/apps").status, 200);
 }
 
 TEST(SandboxTokens, theVirtualClockAndTheRealOneBothSignButASkewedServerRefuses) {
-    Rehearsal rehearsal(Seed::empty);
-    rehearsal.server().advance(86'400);
-    EXPECT_EQ(rehearsal.get("/v1/apps").status, 200) << "signed by the real clock";
-    TokenParts parts = rehearsal.tokenParts();
+    RawSandbox fixture(Seed::empty);
+    fixture.server().advance(86'400);
+    EXPECT_EQ(fixture.get("/v1/apps").status, 200) << "signed by the real clock";
+    TokenParts parts = fixture.tokenParts();
     parts.issuedAt = 86'400;
     parts.expiry = 86'400 + 600;
-    rehearsal.useToken(rehearsal.sign(parts));
-    const Reply reply = rehearsal.get("/v1/apps");
+    fixture.useToken(fixture.sign(parts));
+    const Reply reply = fixture.get("/v1/apps");
     EXPECT_EQ(reply.status, 200) << "signed by the clock of the Date header";
 
-    Rehearsal skewed(Seed::empty);
+    RawSandbox skewed(Seed::empty);
     skewed.server().skewClock(-90);
     TokenParts full = skewed.tokenParts();
     full.expiry = 1200;
@@ -88,38 +88,38 @@ TEST(SandboxTokens, theVirtualClockAndTheRealOneBothSignButASkewedServerRefuses)
 }
 
 TEST(SandboxTokens, rolesAllowWhatTheyAllowOnAppStoreConnect) {
-    Rehearsal rehearsal(Seed::demo);
-    const std::string app = rehearsal.app("studio.fernhollow.tides");
+    RawSandbox fixture(Seed::demo);
+    const std::string app = fixture.app("studio.fernhollow.tides");
     const auto useRole = [&](std::string_view role) {
-        return rehearsal.post("/__sandbox/keys", JSONValue::object({{"role", role}})).status;
+        return fixture.post("/__sandbox/keys", JSONValue::object({{"role", role}})).status;
     };
     EXPECT_EQ(useRole("DEVELOPER"), 200);
-    EXPECT_EQ(rehearsal.get("/v1/apps").status, 200);
-    const Reply refused = rehearsal.create("appStoreVersions",
-                                           {{"platform", "MAC_OS"}, {"versionString", "1"}}, {{"app", app}});
+    EXPECT_EQ(fixture.get("/v1/apps").status, 200);
+    const Reply refused =
+        fixture.create("appStoreVersions", {{"platform", "MAC_OS"}, {"versionString", "1"}}, {{"app", app}});
     EXPECT_EQ(refused.status, 403);
     EXPECT_EQ(refused.codes(), "FORBIDDEN_ERROR");
-    EXPECT_EQ(rehearsal.get("/v1/salesReports").status, 403);
+    EXPECT_EQ(fixture.get("/v1/salesReports").status, 403);
     EXPECT_EQ(useRole("APP_MANAGER"), 200);
     EXPECT_EQ(
-        rehearsal.create("appStoreVersions", {{"platform", "MAC_OS"}, {"versionString", "1"}}, {{"app", app}})
+        fixture.create("appStoreVersions", {{"platform", "MAC_OS"}, {"versionString", "1"}}, {{"app", app}})
             .status,
         201);
     EXPECT_EQ(useRole("FINANCE"), 200);
-    EXPECT_NE(rehearsal.get("/v1/salesReports").status, 403);
+    EXPECT_NE(fixture.get("/v1/salesReports").status, 403);
     EXPECT_EQ(useRole("INTERN"), 400);
 }
 
 TEST(SandboxTokens, noTokenIsEverRecorded) {
-    Rehearsal rehearsal(Seed::empty);
-    const std::string token = rehearsal.sign(rehearsal.tokenParts());
-    rehearsal.useToken(token);
-    (void)rehearsal.get("/v1/apps?limit=1");
-    const auto requests = rehearsal.server().requests();
+    RawSandbox fixture(Seed::empty);
+    const std::string token = fixture.sign(fixture.tokenParts());
+    fixture.useToken(token);
+    (void)fixture.get("/v1/apps?limit=1");
+    const auto requests = fixture.server().requests();
     ASSERT_EQ(requests.size(), 1U);
-    EXPECT_EQ(requests[0].authorization, "Bearer " + rehearsal.server().access().keyID);
+    EXPECT_EQ(requests[0].authorization, "Bearer " + fixture.server().access().keyID);
     EXPECT_EQ(requests[0].target, "/v1/apps?limit=1");
-    const std::string listed = rehearsal.get("/__sandbox/requests").response.body;
+    const std::string listed = fixture.get("/__sandbox/requests").response.body;
     EXPECT_THAT(listed, AllOf(HasSubstr("/v1/apps"), Not(HasSubstr(token.substr(token.rfind('.') + 1)))));
 }
 

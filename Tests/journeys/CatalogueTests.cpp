@@ -1,6 +1,6 @@
 #include "Tests/support/Catalogue.h"
 
-#include "Tests/support/Rehearsal.h"
+#include "Tests/support/SandboxFixture.h"
 #include "Tests/support/TestKey.h"
 
 #include <gtest/gtest.h>
@@ -33,9 +33,9 @@ ASCAuth keyOfEnvironment() {
 } // namespace
 
 TEST(catalogue, everyOperationSucceedsOnTheSandbox) {
-    test::Rehearsal rehearsal;
+    test::SandboxFixture fixture;
     expectAllCalled(
-        test::callEveryOperation(rehearsal.client, *rehearsal.http, rehearsal.server.access().vendorNumber));
+        test::callEveryOperation(fixture.client, *fixture.http, fixture.server.access().vendorNumber));
 }
 
 TEST(catalogue, everyOperationSucceedsOnTheServiceOfTheEnvironment) {

@@ -1,5 +1,5 @@
 #include "Platform/task/Task.h"
-#include "Tests/support/Rehearsal.h"
+#include "Tests/support/SandboxFixture.h"
 
 #include <gtest/gtest.h>
 
@@ -16,17 +16,17 @@ constexpr std::size_t threads = 32;
 } // namespace
 
 TEST(ASCClientUnderLoad, sharesOneTokenAndSurvivesFaults) {
-    test::Rehearsal rehearsal(
+    test::SandboxFixture fixture(
         {.faults = {{.route = "GET /**", .status = 503, .probability = 0.08},
                     {.route = "GET /**", .status = 429, .probability = 0.08, .retryAfter = 1},
                     {.route = "GET /**", .action = "reset", .probability = 0.04}},
          .faultSeed = 7},
         20);
     const std::vector<int> calls(requests);
-    const auto counts = parallelMap(calls, threads, [&](int) { return rehearsal.client.listApps().size(); });
+    const auto counts = parallelMap(calls, threads, [&](int) { return fixture.client.listApps().size(); });
     EXPECT_EQ(counts, std::vector<std::size_t>(requests, 3));
-    EXPECT_EQ(rehearsal.client.tokens()->signatureCount(), 1u);
-    const auto seen = rehearsal.server.requests();
+    EXPECT_EQ(fixture.client.tokens()->signatureCount(), 1u);
+    const auto seen = fixture.server.requests();
     const auto failed =
         std::ranges::count_if(seen, [](const auto& request) { return request.status != 200; });
     EXPECT_GT(failed, 10) << "too few faults to tell anything";
@@ -34,8 +34,8 @@ TEST(ASCClientUnderLoad, sharesOneTokenAndSurvivesFaults) {
 }
 
 TEST(ASCClientUnderLoad, isCancelledWhileTheServerHoldsItsAnswers) {
-    test::Rehearsal rehearsal;
-    rehearsal.server.setLatency(60'000);
+    test::SandboxFixture fixture;
+    fixture.server.setLatency(60'000);
     std::stop_source source;
     std::atomic<int> waiting{0};
     std::exception_ptr thrown;
@@ -45,7 +45,7 @@ TEST(ASCClientUnderLoad, isCancelledWhileTheServerHoldsItsAnswers) {
         try {
             parallelForEach(calls, requests, [&](int) {
                 ++waiting;
-                (void)rehearsal.client.listApps();
+                (void)fixture.client.listApps();
             });
         } catch (...) {
             thrown = std::current_exception();
@@ -61,5 +61,5 @@ TEST(ASCClientUnderLoad, isCancelledWhileTheServerHoldsItsAnswers) {
                                                         .count()));
     ASSERT_TRUE(thrown);
     EXPECT_THROW(std::rethrow_exception(thrown), CancellationError);
-    rehearsal.server.setLatency(0);
+    fixture.server.setLatency(0);
 }

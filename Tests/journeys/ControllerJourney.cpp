@@ -1,14 +1,14 @@
 // A release's texts through the metadata controller: real client, real files, real store, the sandbox.
 #include "Core/metadata/MetadataDiff.h"
 #include "Tests/Core/metadata/FakeConnect.h"
-#include "Tests/support/ControllerRehearsal.h"
+#include "Tests/support/ControllerSandbox.h"
 
 #include <gmock/gmock.h>
 
 #include <set>
 
 using namespace quorvel;
-using test::ControllerRehearsal;
+using test::ControllerSandbox;
 using testing::Contains;
 using testing::Each;
 using testing::ElementsAre;
@@ -29,51 +29,51 @@ void edit(const MetadataStore& store) {
 } // namespace
 
 TEST(ControllerJourney, pullsEditsPushesAndPullsWithNothingPending) {
-    ControllerRehearsal rehearsal;
-    rehearsal.pull();
+    ControllerSandbox fixture;
+    fixture.pull();
     // The versions, the app infos, the localizations of the version and of one app info.
-    EXPECT_THAT(rehearsal.requests(), SizeIs(4));
-    const MetadataStore store = rehearsal.store();
+    EXPECT_THAT(fixture.requests(), SizeIs(4));
+    const MetadataStore store = fixture.store();
     edit(store);
-    rehearsal.controller.addLocale("ta-IN");
+    fixture.controller.addLocale("ta-IN");
     store.write("ta-IN", FieldType::name, "தோட்டம்");
     store.write("ta-IN", FieldType::description, "உரை");
 
-    rehearsal.server.forgetRequests();
-    const auto preparation = rehearsal.controller.preparePush({{}, {}, Clearing::allow});
-    EXPECT_THAT(rehearsal.requests(), ElementsAre("GET /v1/apps")); // its versions
-    const auto pushed = rehearsal.controller.push(preparation);
+    fixture.server.forgetRequests();
+    const auto preparation = fixture.controller.preparePush({{}, {}, Clearing::allow});
+    EXPECT_THAT(fixture.requests(), ElementsAre("GET /v1/apps")); // its versions
+    const auto pushed = fixture.controller.push(preparation);
     EXPECT_EQ(pushed.report, "Pushed 6 fields · 4 locales");
     // Ten are the least: the versions, as a context's state may have changed since the pull; the app infos
     // and two lists of localizations, as an identifier may have too and a colleague's text must not be
     // replaced; and one write for each of the six localizations that differ, as none holds another's fields.
-    EXPECT_THAT(rehearsal.requests(),
+    EXPECT_THAT(fixture.requests(),
                 UnorderedElementsAre(
                     "GET /v1/apps", "GET /v1/apps", "GET /v1/appInfos", "GET /v1/appStoreVersions",
                     "PATCH /v1/appStoreVersionLocalizations", "PATCH /v1/appInfoLocalizations",
                     "PATCH /v1/appStoreVersionLocalizations", "PATCH /v1/appStoreVersionLocalizations",
                     "POST /v1/appInfoLocalizations", "POST /v1/appStoreVersionLocalizations"));
-    EXPECT_THAT(rehearsal.controller.state()->changes, IsEmpty());
+    EXPECT_THAT(fixture.controller.state()->changes, IsEmpty());
 
     const LocaleTexts local = store.readAll();
-    const PullResult again = rehearsal.pull();
+    const PullResult again = fixture.pull();
     EXPECT_THAT(again.updated, IsEmpty());
     EXPECT_THAT(again.kept, IsEmpty());
     EXPECT_EQ(store.readAll(), local);
-    EXPECT_THAT(rehearsal.controller.state()->changes, IsEmpty());
-    EXPECT_THAT(rehearsal.apps.locales(rehearsal.app.id), SizeIs(41));
+    EXPECT_THAT(fixture.controller.state()->changes, IsEmpty());
+    EXPECT_THAT(fixture.apps.locales(fixture.app.id), SizeIs(41));
 }
 
 TEST(ControllerJourney, recordsEachTriedFieldAndTakesThePushBack) {
-    ControllerRehearsal rehearsal;
-    rehearsal.pull();
-    const MetadataStore store = rehearsal.store();
+    ControllerSandbox fixture;
+    fixture.pull();
+    const MetadataStore store = fixture.store();
     const LocaleTexts before = store.readAll();
     edit(store);
-    const auto pushed = rehearsal.push();
+    const auto pushed = fixture.push();
 
     std::set<FieldKey> recorded;
-    for (const PushHistoryEntry& entry : rehearsal.history()) {
+    for (const PushHistoryEntry& entry : fixture.history()) {
         const FieldKey key{entry.locale, *fromRawValue<FieldType>(entry.fieldType)};
         EXPECT_TRUE(recorded.insert(key).second) << entry.locale << " " << entry.fieldType;
         EXPECT_EQ(entry.sessionId, pushed.sessionId);
@@ -86,34 +86,34 @@ TEST(ControllerJourney, recordsEachTriedFieldAndTakesThePushBack) {
     }
     EXPECT_THAT(recorded, SizeIs(4));
 
-    const auto report = rehearsal.controller.revert(pushed.sessionId);
+    const auto report = fixture.controller.revert(pushed.sessionId);
     EXPECT_THAT(report.reverted, SizeIs(4));
     EXPECT_THAT(report.warnings, IsEmpty());
-    EXPECT_THAT(rehearsal.controller.state()->changes, SizeIs(4)); // to be pushed when the user says so
-    const auto back = rehearsal.push();
+    EXPECT_THAT(fixture.controller.state()->changes, SizeIs(4)); // to be pushed when the user says so
+    const auto back = fixture.push();
     EXPECT_EQ(back.report, "Pushed 4 fields · 3 locales");
     EXPECT_NE(back.sessionId, pushed.sessionId);
-    EXPECT_THAT(PushHistory(rehearsal.container).runs(rehearsal.app.id), SizeIs(2));
-    rehearsal.pull();
+    EXPECT_THAT(PushHistory(fixture.container).runs(fixture.app.id), SizeIs(2));
+    fixture.pull();
     EXPECT_EQ(store.readAll(), before);
 }
 
 TEST(ControllerJourney, recordsAFailureLikeASuccess) {
-    ControllerRehearsal rehearsal(test::sketchApp);
-    const std::string locale = rehearsal.pull().summary.locales.at(0);
-    rehearsal.store().write(locale, FieldType::description, "Text");
-    rehearsal.store().write(locale, FieldType::releaseNotes, "A first version has none");
-    const auto pushed = rehearsal.push();
+    ControllerSandbox fixture(test::sketchApp);
+    const std::string locale = fixture.pull().summary.locales.at(0);
+    fixture.store().write(locale, FieldType::description, "Text");
+    fixture.store().write(locale, FieldType::releaseNotes, "A first version has none");
+    const auto pushed = fixture.push();
     EXPECT_THAT(pushed.report, HasSubstr("Pushed 1 field · 1 locale. 1 failed.\nFirst error:"));
-    EXPECT_EQ(rehearsal.controller.state()->status, pushed.report);
+    EXPECT_EQ(fixture.controller.state()->status, pushed.report);
     std::vector<bool> successes;
     for (const PushHistoryEntry& entry :
-         PushHistory(rehearsal.container).entriesOfRun(rehearsal.app.id, pushed.sessionId)) {
+         PushHistory(fixture.container).entriesOfRun(fixture.app.id, pushed.sessionId)) {
         successes.push_back(entry.success);
         EXPECT_EQ(entry.errorMessage.has_value(), !entry.success);
     }
     EXPECT_THAT(successes, UnorderedElementsAre(true, false));
-    EXPECT_THAT(rehearsal.controller.revert(pushed.sessionId).reverted, SizeIs(1));
+    EXPECT_THAT(fixture.controller.revert(pushed.sessionId).reverted, SizeIs(1));
 }
 
 // As many are on their way as go at once; what came back is in the history before the next one is sent.
@@ -144,9 +144,9 @@ TEST(ControllerJourney, keepsTheHistoryOfWhatWasSentBeforeAPushWasKilled) {
 }
 
 TEST(ControllerJourney, pullsAllContextsWithOneDiscoveryAndEachAppInfoOnce) {
-    ControllerRehearsal rehearsal;
+    ControllerSandbox fixture;
     AutoPullLimiter limiter;
-    const auto pulls = rehearsal.controller.pull(
+    const auto pulls = fixture.controller.pull(
         {.contexts = MetadataController::PullRequest::Contexts::all, .limiter = &limiter});
     std::vector<std::string> ids;
     for (const auto& pull : pulls) {
@@ -155,58 +155,57 @@ TEST(ControllerJourney, pullsAllContextsWithOneDiscoveryAndEachAppInfoOnce) {
     }
     EXPECT_THAT(ids, ElementsAre("ios/next", "ios/live", "macos/next", "macos/live"));
     // Eight: the versions, the app infos, four versions' localizations, two app infos' localizations.
-    EXPECT_THAT(rehearsal.server.requests(), SizeIs(8));
+    EXPECT_THAT(fixture.server.requests(), SizeIs(8));
     for (const auto& pull : pulls)
-        EXPECT_THAT(MetadataDiff::compare(rehearsal.store(pull.context.contextID())), IsEmpty());
-    EXPECT_EQ(rehearsal.store({ASCPlatform::macOS}).localesOnDisk(), rehearsal.store().localesOnDisk());
-    EXPECT_EQ(rehearsal.controller.state()->status, "Pulled 4 of 4 contexts");
+        EXPECT_THAT(MetadataDiff::compare(fixture.store(pull.context.contextID())), IsEmpty());
+    EXPECT_EQ(fixture.store({ASCPlatform::macOS}).localesOnDisk(), fixture.store().localesOnDisk());
+    EXPECT_EQ(fixture.controller.state()->status, "Pulled 4 of 4 contexts");
     EXPECT_EQ(limiter.running(), 0u);
 }
 
 TEST(ControllerJourney, goesOnWithTheOtherContextsWhenOneFails) {
-    ControllerRehearsal rehearsal;
-    const auto versions = rehearsal.client.listAppStoreVersions(test::gardenApp);
+    ControllerSandbox fixture;
+    const auto versions = fixture.client.listAppStoreVersions(test::gardenApp);
     const auto failing = contextsOf(versions).at(2);
-    rehearsal.server.setFaults({sandbox::parseFault("GET /v1/appStoreVersions/" + failing.versionId +
-                                                    "/appStoreVersionLocalizations:500")});
-    const auto pulls =
-        rehearsal.controller.pull({.contexts = MetadataController::PullRequest::Contexts::all});
+    fixture.server.setFaults({sandbox::parseFault("GET /v1/appStoreVersions/" + failing.versionId +
+                                                  "/appStoreVersionLocalizations:500")});
+    const auto pulls = fixture.controller.pull({.contexts = MetadataController::PullRequest::Contexts::all});
     for (const auto& pull : pulls)
         EXPECT_EQ(pull.result.has_value(), pull.context.id() != "macos/next");
     EXPECT_THROW(std::rethrow_exception(pulls.at(2).failure), ASCError);
-    EXPECT_EQ(rehearsal.controller.state()->error, "Pull failed: " + *pulls.at(2).error);
-    EXPECT_THAT(rehearsal.controller.state()->contexts, SizeIs(4));
+    EXPECT_EQ(fixture.controller.state()->error, "Pull failed: " + *pulls.at(2).error);
+    EXPECT_THAT(fixture.controller.state()->contexts, SizeIs(4));
 }
 
 TEST(ControllerJourney, leavesDisabledLocalesAlone) {
-    ControllerRehearsal rehearsal;
-    rehearsal.pull();
-    const ManagedLocale off{.code = "fr-FR", .enabled = false, .app = rehearsal.app.id};
-    rehearsal.apps.setLocales(rehearsal.app.id, std::vector{off});
-    const MetadataStore store = rehearsal.store();
+    ControllerSandbox fixture;
+    fixture.pull();
+    const ManagedLocale off{.code = "fr-FR", .enabled = false, .app = fixture.app.id};
+    fixture.apps.setLocales(fixture.app.id, std::vector{off});
+    const MetadataStore store = fixture.store();
     const FieldTexts copies = store.readLocale("fr-FR", TextSide::pulled);
     for (const std::string locale : {"fr-FR", "de-DE"}) {
         store.write(locale, FieldType::description, "New");
         store.write(locale, FieldType::subtitle, std::string(31, 'x'));
     }
-    const auto preparation = rehearsal.controller.preparePush({});
+    const auto preparation = fixture.controller.preparePush({});
     EXPECT_THAT(preparation.selection.chosen, SizeIs(1));
     std::vector<LeftOutReason> reasons;
     for (const LeftOutChange& left : preparation.selection.leftOut)
         reasons.push_back(left.reason);
     EXPECT_THAT(reasons, UnorderedElementsAre(LeftOutReason::overLimit, LeftOutReason::localeDisabled,
                                               LeftOutReason::localeDisabled));
-    rehearsal.controller.refresh();
-    const MetadataChecklist checklist = rehearsal.controller.state()->checklist();
+    fixture.controller.refresh();
+    const MetadataChecklist checklist = fixture.controller.state()->checklist();
     EXPECT_EQ(checklist.pushed.detail, "2 waiting for Push");
     EXPECT_EQ(checklist.limits.detail, "1 to trim before Push");
 
     // Not even when App Store Connect has the locale no longer, or other texts.
     const PlatformContext context = preparation.context;
-    for (const auto& localization : rehearsal.client.listVersionLocalizations(context.versionId))
+    for (const auto& localization : fixture.client.listVersionLocalizations(context.versionId))
         if (localization.attributes.locale == "fr-FR")
-            rehearsal.client.updateVersionLocalization(localization.id, {.description = "Autre"});
-    const PullResult pulled = rehearsal.pull();
+            fixture.client.updateVersionLocalization(localization.id, {.description = "Autre"});
+    const PullResult pulled = fixture.pull();
     EXPECT_EQ(store.read("fr-FR", FieldType::description), "New");
     EXPECT_EQ(store.readLocale("fr-FR", TextSide::pulled), copies);
     EXPECT_THAT(pulled.summary.locales, SizeIs(39));

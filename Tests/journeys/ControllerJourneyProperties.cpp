@@ -3,7 +3,7 @@
 #include "Core/metadata/MetadataDiff.h"
 #include "Core/metadata/RemoteLocalizations.h"
 #include "Platform/text/Text.h"
-#include "Tests/support/ControllerRehearsal.h"
+#include "Tests/support/ControllerSandbox.h"
 
 #include <gmock/gmock.h>
 
@@ -12,7 +12,7 @@
 #include <random>
 
 using namespace quorvel;
-using test::ControllerRehearsal;
+using test::ControllerSandbox;
 using testing::IsEmpty;
 
 namespace {
@@ -134,9 +134,9 @@ void untilDone(Attempt&& attempt) {
     ADD_FAILURE() << "did not come to an end";
 }
 
-bool pushedAll(ControllerRehearsal& rehearsal) {
+bool pushedAll(ControllerSandbox& fixture) {
     try {
-        rehearsal.push();
+        fixture.push();
         return false; // until there is nothing left
     } catch (const MetadataController::NothingToPush& end) {
         EXPECT_EQ(end.refusal(), Refusal::noPendingChanges);
@@ -145,9 +145,9 @@ bool pushedAll(ControllerRehearsal& rehearsal) {
 }
 
 // What App Store Connect holds.
-Expected textsOnService(ControllerRehearsal& rehearsal) {
-    const test::Rehearsal& service = rehearsal;
-    const auto context = rehearsal.controller.state()->selectedContext().value();
+Expected textsOnService(ControllerSandbox& fixture) {
+    const test::SandboxFixture& service = fixture;
+    const auto context = fixture.controller.state()->selectedContext().value();
     const auto info = chooseAppInfo(service.client.listAppInfos(test::gardenApp), context.stateClass);
     Expected texts;
     const auto add = [&](FieldHome home, const std::string& parentID) {
@@ -171,21 +171,21 @@ std::vector<sandbox::Fault> faultsEverywhere() {
 TEST(ControllerJourneyProperties, localEqualsRemoteAfterAnyEditsWerePushedAndPulled) {
     for (const std::uint64_t seed : seeds) {
         SCOPED_TRACE("seed " + std::to_string(seed));
-        ControllerRehearsal rehearsal;
-        rehearsal.pull();
-        const MetadataStore store = rehearsal.store();
-        Editor editor(rehearsal.controller, store, seed);
+        ControllerSandbox fixture;
+        fixture.pull();
+        const MetadataStore store = fixture.store();
+        Editor editor(fixture.controller, store, seed);
         for (int round = 0; round < 2; ++round) { // the second begins with what the first made of the tree
             const Expected before = textsOf(store.readAll());
             editor.edit();
             const Expected wanted = textsOf(store.readAll());
             EXPECT_EQ(keysOf(MetadataDiff::compare(store)), differences(before, wanted));
 
-            const auto pushed = rehearsal.push();
+            const auto pushed = fixture.push();
             EXPECT_THAT(MetadataDiff::compare(store), IsEmpty()) << pushed.report;
-            EXPECT_TRUE(pushedAll(rehearsal));
-            EXPECT_EQ(textsOnService(rehearsal), wanted);
-            EXPECT_THAT(rehearsal.pull().kept, IsEmpty());
+            EXPECT_TRUE(pushedAll(fixture));
+            EXPECT_EQ(textsOnService(fixture), wanted);
+            EXPECT_THAT(fixture.pull().kept, IsEmpty());
             EXPECT_EQ(textsOf(store.readAll()), wanted);
             EXPECT_THAT(MetadataDiff::compare(store), IsEmpty());
         }
@@ -196,24 +196,24 @@ TEST(ControllerJourneyProperties, soItDoesWhenRequestsFailAtRandomAndTheUserTrie
     std::int64_t failures = 0; // that the client's own retries did not get over
     for (const std::uint64_t seed : seeds) {
         SCOPED_TRACE("seed " + std::to_string(seed));
-        ControllerRehearsal rehearsal(test::gardenApp, {.faultSeed = seed});
-        rehearsal.server.setFaults(faultsEverywhere());
+        ControllerSandbox fixture(test::gardenApp, {.faultSeed = seed});
+        fixture.server.setFaults(faultsEverywhere());
         const auto pulled = [&] {
-            rehearsal.pull();
+            fixture.pull();
             return true;
         };
         untilDone(pulled);
-        const MetadataStore store = rehearsal.store();
-        Editor(rehearsal.controller, store, seed).edit();
+        const MetadataStore store = fixture.store();
+        Editor(fixture.controller, store, seed).edit();
         const Expected wanted = textsOf(store.readAll());
-        untilDone([&] { return pushedAll(rehearsal); });
+        untilDone([&] { return pushedAll(fixture); });
         untilDone(pulled);
-        rehearsal.server.setFaults({});
-        EXPECT_EQ(textsOnService(rehearsal), wanted);
+        fixture.server.setFaults({});
+        EXPECT_EQ(textsOnService(fixture), wanted);
         EXPECT_EQ(textsOf(store.readAll()), wanted);
         EXPECT_THAT(MetadataDiff::compare(store), IsEmpty());
         EXPECT_FALSE(std::filesystem::exists(store.folder().privateFolder() / "kept"));
-        for (const PushRun& run : PushHistory(rehearsal.container).runs(rehearsal.app.id))
+        for (const PushRun& run : PushHistory(fixture.container).runs(fixture.app.id))
             failures += run.failed;
     }
     EXPECT_GT(failures, 10);

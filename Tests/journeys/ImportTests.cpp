@@ -4,7 +4,7 @@
 #include "Core/metadata/MetadataTransfer.h"
 #include "Core/metadata/PushSelection.h"
 #include "Tests/support/PullContext.h"
-#include "Tests/support/Rehearsal.h"
+#include "Tests/support/SandboxFixture.h"
 
 #include <fmt/format.h>
 #include <gtest/gtest.h>
@@ -16,28 +16,28 @@ using namespace quorvel;
 
 namespace {
 
-void put(const std::filesystem::path& file, std::string_view text) {
+void putText(const std::filesystem::path& file, std::string_view text) {
     createFolders(file.parent_path());
     writeFileAtomically(file, text);
 }
 
 // A small tree with the oddities that trees of other tools have.
 std::filesystem::path makeTree(const std::filesystem::path& root) {
-    put(root / "en-US" / "name.txt", "Fernleaf\n");
-    put(root / "en-US" / "subtitle.txt", "Plants, kept alive\n");
-    put(root / "en-US" / "description.txt", "Water on time.\r\nEvery plant.\r\n\r\n");
-    put(root / "en-US" / "keywords.txt", "plants, water ,plants\n");
-    put(root / "en-US" / "release_notes.txt", "Fixes\n");
-    put(root / "en-US" / "marketing_url.txt", "https://example.test\n");
-    put(root / "ja" / "name.txt", "シダの葉");
-    put(root / "ja" / "description.txt", "水やりを\n忘れない 🌿\n");
-    put(root / "de-DE" / "name.txt", "Farnblatt und noch viel mehr Text\n");
-    put(root / "de-DE" / "keywords.txt", std::string(100, 'k') + "\n");
-    put(root / "fr-FR" / "description.txt", "Seulement une description\n");
-    put(root / "ko" / "subtitle.txt", "식물 돌보기\n");
-    put(root / "default" / "release_notes.txt", "Bug fixes\n");
-    put(root / "review_information" / "notes.txt", "none\n");
-    put(root / "copyright.txt", "2026\n");
+    putText(root / "en-US" / "name.txt", "Fernleaf\n");
+    putText(root / "en-US" / "subtitle.txt", "Plants, kept alive\n");
+    putText(root / "en-US" / "description.txt", "Water on time.\r\nEvery plant.\r\n\r\n");
+    putText(root / "en-US" / "keywords.txt", "plants, water ,plants\n");
+    putText(root / "en-US" / "release_notes.txt", "Fixes\n");
+    putText(root / "en-US" / "marketing_url.txt", "https://example.test\n");
+    putText(root / "ja" / "name.txt", "シダの葉");
+    putText(root / "ja" / "description.txt", "水やりを\n忘れない 🌿\n");
+    putText(root / "de-DE" / "name.txt", "Farnblatt und noch viel mehr Text\n");
+    putText(root / "de-DE" / "keywords.txt", std::string(100, 'k') + "\n");
+    putText(root / "fr-FR" / "description.txt", "Seulement une description\n");
+    putText(root / "ko" / "subtitle.txt", "식물 돌보기\n");
+    putText(root / "default" / "release_notes.txt", "Bug fixes\n");
+    putText(root / "review_information" / "notes.txt", "none\n");
+    putText(root / "copyright.txt", "2026\n");
     return root;
 }
 
@@ -45,24 +45,23 @@ std::filesystem::path makeTree(const std::filesystem::path& root) {
 // out.
 struct ImportJourney {
     explicit ImportJourney(const std::filesystem::path& tree) {
-        const std::string app = rehearsal.client.listApps().at(0).id;
-        const auto version = rehearsal.client.createAppStoreVersion(app, {"IOS", "1.0", {}});
+        const std::string app = fixture.client.listApps().at(0).id;
+        const auto version = fixture.client.createAppStoreVersion(app, {"IOS", "1.0", {}});
         const PlatformContext context{ASCPlatform::iOS, AppStoreVersionStateClass::editable, "1.0",
                                       "PREPARE_FOR_SUBMISSION", version.id};
         const MetadataStore local(folderIn("local", context));
         imported = importTree(tree, local, systemClock());
         selection = selectForPush(MetadataDiff::compare(local));
-        rehearsal.server.forgetRequests();
-        outcomes =
-            MetadataPusher(rehearsal.client, local, "Blank Canvas").push(app, context, selection.chosen);
-        requests = rehearsal.server.requests();
-        const MetadataFolder other{rehearsal.folder / "other"};
-        (void)test::pullContext(rehearsal.client, systemClock(), app, other, "ios/next");
+        fixture.server.forgetRequests();
+        outcomes = MetadataPusher(fixture.client, local, "Blank Canvas").push(app, context, selection.chosen);
+        requests = fixture.server.requests();
+        const MetadataFolder other{fixture.folder / "other"};
+        (void)test::pullContext(fixture.client, systemClock(), app, other, "ios/next");
         arrived = MetadataStore(other.contextFolder(context.contextID())).readAll();
     }
 
     [[nodiscard]] MetadataFolder folderIn(const char* name, const PlatformContext& context) const {
-        return MetadataFolder{rehearsal.folder / name}.contextFolder(context.contextID());
+        return MetadataFolder{fixture.folder / name}.contextFolder(context.contextID());
     }
 
     // One request per localization with a text of its own, and the lists that find what exists: versions'
@@ -79,7 +78,7 @@ struct ImportJourney {
                (homes.contains(FieldHome::versionLocalization) ? 1 : 0);
     }
 
-    test::Rehearsal rehearsal{{.seed = sandbox::Seed::empty}};
+    test::SandboxFixture fixture{{.seed = sandbox::Seed::empty}};
     ImportReport imported;
     PushSelection selection;
     std::vector<PushOutcome> outcomes;

@@ -2,7 +2,7 @@
 // the way.
 #include "Core/asc/ASCError.h"
 #include "Core/screenshots/ScreenshotError.h"
-#include "Tests/support/ScreenshotRehearsal.h"
+#include "Tests/support/ScreenshotSandbox.h"
 
 #include <gmock/gmock.h>
 
@@ -19,7 +19,7 @@ using testing::SizeIs;
 
 namespace {
 
-using Shots = test::ScreenshotRehearsal;
+using Shots = test::ScreenshotSandbox;
 
 } // namespace
 

@@ -1,6 +1,6 @@
 #include "Core/asc/ASCError.h"
 #include "Core/asc/services/Workflows.h"
-#include "Tests/support/Rehearsal.h"
+#include "Tests/support/SandboxFixture.h"
 
 #include <gmock/gmock.h>
 
@@ -30,8 +30,8 @@ std::string textOfFailure(const std::function<void()>& work) {
 } // namespace
 
 TEST(VersionService, findsTheNewestVersionOfAPlatformOrMakesOne) {
-    test::Rehearsal rehearsal;
-    const VersionService versions(rehearsal.client);
+    test::SandboxFixture fixture;
+    const VersionService versions(fixture.client);
     EXPECT_EQ(versions.find(garden, ASCPlatform::iOS)->attributes.versionString, "3.5");
     EXPECT_EQ(versions.findOrCreate(garden, ASCPlatform::iOS, "9.9").attributes.versionString, "3.5");
     EXPECT_EQ(versions.find(garden, ASCPlatform::visionOS), std::nullopt);
@@ -41,24 +41,24 @@ TEST(VersionService, findsTheNewestVersionOfAPlatformOrMakesOne) {
 }
 
 TEST(LocalizationService, patchesWhatExistsAndCreatesWhatIsMissing) {
-    test::Rehearsal rehearsal;
-    const LocalizationService localizations(rehearsal.client);
-    const std::string version = VersionService(rehearsal.client).find(garden, ASCPlatform::iOS)->id;
-    const auto before = rehearsal.client.listVersionLocalizations(version);
+    test::SandboxFixture fixture;
+    const LocalizationService localizations(fixture.client);
+    const std::string version = VersionService(fixture.client).find(garden, ASCPlatform::iOS)->id;
+    const auto before = fixture.client.listVersionLocalizations(version);
     const auto patched =
         localizations.writeVersionLocalization(version, {.locale = "ja", .promotionalText = "新しい季節"});
     EXPECT_EQ(patched.id, ofLocale(before, "ja")->id);
     EXPECT_EQ(patched.attributes.description, ofLocale(before, "ja")->attributes.description);
 
     // The create is carried out, but its answer is lost: it is found and patched, not made twice.
-    rehearsal.server.setFaults(
+    fixture.server.setFaults(
         {{.route = "POST /v1/appStoreVersionLocalizations", .action = "resetAfter", .count = 1}});
     const auto made =
         localizations.writeVersionLocalization(version, {.locale = "bn-BD", .keywords = "বাগান"});
     EXPECT_EQ(made.attributes.keywords, "বাগান");
-    EXPECT_EQ(rehearsal.client.listVersionLocalizations(version).size(), before.size() + 1);
+    EXPECT_EQ(fixture.client.listVersionLocalizations(version).size(), before.size() + 1);
 
-    const auto infos = rehearsal.client.listAppInfos(garden);
+    const auto infos = fixture.client.listAppInfos(garden);
     const auto next = std::ranges::find_if(
         infos, [](const auto& info) { return info.attributes.appStoreState == "PREPARE_FOR_SUBMISSION"; });
     const auto info = localizations.writeAppInfoLocalization(
@@ -68,8 +68,8 @@ TEST(LocalizationService, patchesWhatExistsAndCreatesWhatIsMissing) {
 }
 
 TEST(ReviewSubmissionService, submitsAlsoAfterARunWhoseAnswerWasLost) {
-    test::Rehearsal rehearsal;
-    const auto& client = rehearsal.client;
+    test::SandboxFixture fixture;
+    const auto& client = fixture.client;
     const std::string version = VersionService(client).find(garden, ASCPlatform::iOS)->id;
     for (const auto& each : client.listVersionLocalizations(version))
         (void)client.updateVersionLocalization(each.id, {.whatsNew = "A calmer week view."});
@@ -81,7 +81,7 @@ TEST(ReviewSubmissionService, submitsAlsoAfterARunWhoseAnswerWasLost) {
     client.attachBuild(version, build->build.id);
 
     const ReviewSubmissionService reviews(client);
-    rehearsal.server.setFaults(
+    fixture.server.setFaults(
         {{.route = "POST /v1/reviewSubmissionItems", .action = "resetAfter", .count = 1}});
     EXPECT_THAT(textOfFailure([&] { (void)reviews.submit(garden, ASCPlatform::iOS, version); }),
                 HasSubstr("Couldn't reach App Store Connect"));
@@ -92,8 +92,8 @@ TEST(ReviewSubmissionService, submitsAlsoAfterARunWhoseAnswerWasLost) {
 }
 
 TEST(TestFlightService, writesNotesAddsToGroupsAndAsksForReview) {
-    test::Rehearsal rehearsal;
-    const auto& client = rehearsal.client;
+    test::SandboxFixture fixture;
+    const auto& client = fixture.client;
     const auto builds = client.listBuilds(garden);
     const auto build = std::ranges::find_if(builds, [](const auto& each) {
         return each.build.attributes.processingState == "VALID" && each.build.attributes.expired != true;
@@ -109,7 +109,7 @@ TEST(TestFlightService, writesNotesAddsToGroupsAndAsksForReview) {
     const auto notes = client.listBetaBuildLocalizations(id);
     ASSERT_NE(ofLocale(notes, "ur-PK"), notes.end());
     EXPECT_EQ(ofLocale(notes, "en-US")->attributes.whatsNew, "Try the week view.");
-    const auto sent = rehearsal.server.requests();
+    const auto sent = fixture.server.requests();
     const auto asked = [&](std::string_view path) {
         return std::ranges::count_if(sent, [&](const auto& request) {
             return request.method == "POST" && request.path == path && request.status / 100 == 2;
@@ -120,8 +120,8 @@ TEST(TestFlightService, writesNotesAddsToGroupsAndAsksForReview) {
 }
 
 TEST(AnalyticsService, walksFromTheAppToTheSegments) {
-    test::Rehearsal rehearsal;
-    const AnalyticsService analytics(rehearsal.client);
+    test::SandboxFixture fixture;
+    const AnalyticsService analytics(fixture.client);
     const auto request = analytics.findOrCreateRequest(garden);
     EXPECT_EQ(analytics.findOrCreateRequest(garden).id, request.id);
     EXPECT_FALSE(analytics.listSegments(request.id, "APP_STORE_ENGAGEMENT", "DAILY").empty());

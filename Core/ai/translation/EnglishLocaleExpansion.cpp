@@ -6,7 +6,7 @@
 #include "Core/ai/translation/ReplyText.h"
 #include "Core/ai/translation/TextReplacement.h"
 #include "Core/ai/translation/TextTrimming.h"
-#include "Core/metadata/FolderTurn.h"
+#include "Core/metadata/FolderLock.h"
 #include "Platform/text/Text.h"
 
 #include <fmt/format.h>
@@ -118,7 +118,7 @@ std::vector<EnglishLocaleExpansion::Entry>
 EnglishLocaleExpansion::write(const MetadataFolder& folder, std::vector<Entry> entries,
                               const std::map<std::string, LocaleSettings>& settings, Date moment) {
     constexpr FieldType keywords = FieldType::keywords;
-    const auto turn = takeTurn(folder, "a translation");
+    const auto turn = lockFolder(folder, "a translation");
     const MetadataStore store(folder);
     for (Entry& entry : entries) {
         const auto locale = settings.find(entry.locale);

@@ -3,7 +3,7 @@
 #include "Core/ai/ClaudePricing.h"
 #include "Core/ai/translation/LocaleNotes.h"
 #include "Core/ai/translation/TranslationRun.h"
-#include "Core/metadata/FolderTurn.h"
+#include "Core/metadata/FolderLock.h"
 #include "Platform/task/Task.h"
 
 #include <array>
@@ -56,7 +56,7 @@ std::vector<TranslationOutcome>
 TranslationPipeline::translate(const std::vector<Item>& items, const Settings& settings,
                                const std::function<void(const Progress&)>& progress) const {
     requireFolder(parts_.folder);
-    const auto turn = takeTurn(parts_.folder, "a translation");
+    const auto turn = lockFolder(parts_.folder, "a translation");
     TranslationRun run(parts_, settings);
     std::vector<Outcome> outcomes(items.size());
     std::atomic<std::size_t> done = 0;

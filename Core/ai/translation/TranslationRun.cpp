@@ -60,7 +60,7 @@ TranslationOutcome TranslationRun::end(const TranslationItem& item) {
         return outcome;
     } catch (const ClaudeError& error) {
         const std::lock_guard lock(mutex_);
-        if (error.concernsEveryRequest()) hopeless_ = error;
+        if (error.concernsEveryRequest()) fatalError_ = error;
         fail(outcome, error);
     } catch (const MetadataError& error) {
         fail(outcome, error);
@@ -73,18 +73,18 @@ TranslationOutcome TranslationRun::end(const TranslationItem& item) {
 
 void TranslationRun::work(const PreparedItem& prepared, TranslationOutcome& outcome) {
     if (prepared.skippedBecause) return skip(outcome, *prepared.skippedBecause);
-    if (isSomebodys(prepared)) return skip(outcome, keptTextOf(prepared));
+    if (wasEditedByUser(prepared)) return skip(outcome, keptTextOf(prepared));
     if (!useCached(prepared, outcome)) {
         const Draft draft = askWithRetries(prepared, outcome);
         fit(prepared, draft, outcome);
         keep(prepared, draft, outcome);
     }
     // Asked again: an editor may have saved while the model answered.
-    if (isSomebodys(prepared)) return skip(outcome, keptTextOf(prepared));
+    if (wasEditedByUser(prepared)) return skip(outcome, keptTextOf(prepared));
     write(prepared, outcome);
 }
 
-bool TranslationRun::isSomebodys(const PreparedItem& prepared) {
+bool TranslationRun::wasEditedByUser(const PreparedItem& prepared) {
     if (replaced_ == TranslationWish::Which::all && !prepared.isSafe) return false;
     const auto& [source, target, field] = prepared.item;
     const std::string text = store_.read(target, field).value_or("");
@@ -115,14 +115,14 @@ bool TranslationRun::useCached(const PreparedItem& prepared, TranslationOutcome&
     return true;
 }
 
-void TranslationRun::throwIfHopeless() {
+void TranslationRun::throwIfFatal() {
     const std::lock_guard lock(mutex_);
-    if (hopeless_) throw ClaudeError(*hopeless_);
+    if (fatalError_) throw ClaudeError(*fatalError_);
 }
 
 TranslationRun::Draft TranslationRun::ask(const PreparedItem& prepared, const PromptBuilder::Prompt& prompt,
                                           TranslationOutcome& outcome) {
-    throwIfHopeless();
+    throwIfFatal();
     const ClaudeResponse response = parts_.claude->send({.model = parts_.model,
                                                          .maxTokens = parts_.maxOutputTokens,
                                                          .system = prompt.system,

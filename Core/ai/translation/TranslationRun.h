@@ -34,8 +34,8 @@ class TranslationRun {
     void keep(const PreparedItem& prepared, const Draft& draft, const TranslationOutcome& outcome) const;
     void write(const PreparedItem& prepared, TranslationOutcome& outcome);
     // Whether the text that is there must stay.
-    [[nodiscard]] bool isSomebodys(const PreparedItem& prepared);
-    void throwIfHopeless();
+    [[nodiscard]] bool wasEditedByUser(const PreparedItem& prepared);
+    void throwIfFatal();
 
     const TranslationPipeline::Parts& parts_;
     const MetadataStore store_;
@@ -44,7 +44,7 @@ class TranslationRun {
     const TranslationWish::Which replaced_;
     std::mutex mutex_; // guards the two below
     TranslationOrigins origins_;
-    std::optional<ClaudeError> hopeless_; // what every further request would end with
+    std::optional<ClaudeError> fatalError_; // what every further request would end with
 };
 
 } // namespace quorvel

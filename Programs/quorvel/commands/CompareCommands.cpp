@@ -183,7 +183,7 @@ void printSummary(Output& output, const StatusDocument& document, const Comparis
         over == 0 ? "Nothing over a character limit." : fmt::format("{} to trim before Push.", over)));
 }
 
-ExitStatus showStatus(Invocation& invocation) {
+ExitStatus showTextStatus(Invocation& invocation) {
     AppTarget target(invocation, AppTarget::Reach::records);
     const MetadataStore store = target.localStore();
     const Comparison comparison = compare(target, store);
@@ -278,7 +278,7 @@ std::vector<Command> compareCommands() {
          .summary = "Show the grid of locales and fields, what changed, and what a push would leave out",
          .arguments = {folderArgument()},
          .heeds = {"--app", "--workspace", "--context"},
-         .run = showStatus,
+         .run = showTextStatus,
          .details = "Compares with the copies of the last pull, without asking App Store Connect."},
         {.name = "diff",
          .summary = "Show the pending changes word by word",

@@ -15,8 +15,8 @@ namespace quorvel {
 
 namespace {
 
-constexpr std::string_view app = "studio.fernhollow.mosswick";
-constexpr std::string_view slug = "mosswick-garden-journal";
+constexpr std::string_view demoApp = "studio.fernhollow.mosswick";
+constexpr std::string_view demoSlug = "mosswick-garden-journal";
 
 struct DemoRecord {
     std::vector<DemoStage::Step> steps;
@@ -39,7 +39,7 @@ class Demo : DemoStage {
     explicit Demo(Invocation& invocation)
         : DemoStage(invocation),
           invocation_(invocation),
-          work_(MetadataFolder{folder().path() / "home/Documents/Brevant" / slug / "ios/next"}) {}
+          work_(MetadataFolder{folder().path() / "home/Documents/Brevant" / demoSlug / "ios/next"}) {}
 
     ExitStatus play() {
         introduce();
@@ -79,7 +79,7 @@ class Demo : DemoStage {
              "A workspace is a group of apps. Which apps does the key reach? One of them is taken in.");
         command({"workspaces", "create", "Fernhollow"});
         command({"apps", "--remote"});
-        command({"apps", "import", std::string(app)});
+        command({"apps", "import", std::string(demoApp)});
         tell("quorvel alone shows the home: what needs attention, what is in review, what is live.");
         command({});
     }

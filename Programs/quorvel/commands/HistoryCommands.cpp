@@ -148,7 +148,7 @@ void printReport(Invocation& invocation, const RevertReport& report,
         table.rows.push_back(
             {key.locale, shortLabelOf(key.field), Table::Cell{"had it already", Style::dim}});
     if (!table.rows.empty()) output.table(table);
-    printKept(output, report.kept, runOf(invocation.global));
+    printKept(output, report.kept, dryRunOf(invocation.global));
     for (const std::string& warning : report.warnings)
         output.warning(warning);
     const std::string texts =
@@ -169,7 +169,7 @@ ExitStatus revertRun(Invocation& invocation) {
     const auto controller = target.controller();
     const RevertReport report = [&] {
         const OperationProgress progress(invocation.output, *controller);
-        return controller->revert(run.sessionId, runOf(invocation.global));
+        return controller->revert(run.sessionId, dryRunOf(invocation.global));
     }();
     invocation.output.document(report);
     const auto entries = invocation.composition.history().entriesOfRun(target.app().id, run.sessionId);

@@ -26,7 +26,7 @@ ExitStatus addLocale(Invocation& invocation) {
     AppTarget target(invocation, AppTarget::Reach::account);
     const auto context = target.givenContext();
     const auto added = target.controller()->addLocale(
-        locale, context ? std::optional(context->text()) : std::nullopt, runOf(invocation.global));
+        locale, context ? std::optional(context->text()) : std::nullopt, dryRunOf(invocation.global));
     invocation.output.document(added);
     Output& output = invocation.output;
     if (added.existed)

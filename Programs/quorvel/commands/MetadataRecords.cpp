@@ -78,15 +78,15 @@ void printWarnings(Output& output, const std::vector<PushWarning>& warnings) {
         output.warning(fmt::format("{} ({})", text, someOf(where)));
 }
 
-void printKept(Output& output, const std::vector<KeptEdit>& kept, Run run, std::string_view lead) {
+void printKept(Output& output, const std::vector<KeptEdit>& kept, DryRun dryRun, std::string_view lead) {
     std::map<std::filesystem::path, std::vector<std::string>> places; // by the folder of the locales
     for (const KeptEdit& edit : kept)
         places[std::filesystem::path(edit.path).parent_path().parent_path()].push_back(
             fmt::format("{} {}", edit.locale, shortLabelOf(edit.field)));
     for (const auto& [folder, names] : places)
         output.warning(fmt::format("{}{} edited locally, {}: {}", lead, counted(names.size(), "text"),
-                                   run == Run::rehearse ? "which would be put aside"
-                                                        : "put aside under " + folder.string(),
+                                   dryRun == DryRun::yes ? "which would be put aside"
+                                                         : "put aside under " + folder.string(),
                                    fmt::join(names, ", ")));
 }
 

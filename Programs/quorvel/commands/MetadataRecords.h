@@ -1,10 +1,10 @@
 // How the metadata commands print changes, and their JSON forms.
 #pragma once
 
+#include "Core/metadata/DryRun.h"
 #include "Core/metadata/MetadataDiff.h"
 #include "Core/metadata/MetadataPuller.h"
 #include "Core/metadata/PushSelection.h"
-#include "Core/metadata/Run.h"
 #include "Platform/text/Counted.h"
 #include "Programs/quorvel/Output.h"
 
@@ -37,6 +37,6 @@ void printChanges(Output& output, const std::vector<PendingChange>& changes);
 void printLeftOut(Output& output, const std::vector<LeftOutChange>& leftOut);
 void printWarnings(Output& output, const std::vector<PushWarning>& warnings);
 /// Where the edits were put aside that a run replaced, or that it would. `lead` comes first on each line.
-void printKept(Output& output, const std::vector<KeptEdit>& kept, Run run, std::string_view lead = {});
+void printKept(Output& output, const std::vector<KeptEdit>& kept, DryRun dryRun, std::string_view lead = {});
 
 } // namespace quorvel

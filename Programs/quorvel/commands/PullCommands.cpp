@@ -26,7 +26,7 @@ using PullRequest = MetadataController::PullRequest;
 void reportKept(Output& output, const PullResult& result, std::string_view lead = {}) {
     for (const std::string& warning : result.summary.warnings)
         output.warning(fmt::format("{}{}", lead, warning));
-    printKept(output, result.kept, Run::perform, lead);
+    printKept(output, result.kept, DryRun::no, lead);
     std::vector<std::string> left;
     for (const FieldKey& edit : result.leftEdits)
         left.push_back(fmt::format("{} {}", edit.locale, shortLabelOf(edit.field)));

@@ -1,4 +1,4 @@
-#include "Core/metadata/FolderTurn.h"
+#include "Core/metadata/FolderLock.h"
 #include "Core/metadata/Locales.h"
 #include "Core/screenshots/ScreenshotError.h"
 #include "Core/screenshots/ScreenshotPreparation.h"
@@ -80,12 +80,12 @@ PlatformContext currentContext(Invocation& invocation, AppTarget& target) {
     return target.contexts().current(versions, invocation.global.context, target.app().displayName);
 }
 
-ExitStatus pull(Invocation& invocation) {
+ExitStatus pullScreenshots(Invocation& invocation) {
     AppTarget target(invocation, AppTarget::Reach::account);
     const PlatformContext context = currentContext(invocation, target);
     const ScreenshotsStore store(target.appFolder(), context, invocation.composition.clock());
     // A push brings the catalogue up to date too.
-    const FileLock turn = takeTurn(target.appFolder(), "a pull of screenshots");
+    const FileLock lock = lockFolder(target.appFolder(), "a pull of screenshots");
     invocation.output.progress(fmt::format("Pulling the screenshots of {}…", target.app().displayName));
     URLSessionHTTPClient images(invocation.composition.session());
     const ScreenshotsPullSummary summary = store.pull(target.client(), images);
@@ -104,7 +104,7 @@ ExitStatus pull(Invocation& invocation) {
     return ExitStatus::done;
 }
 
-ExitStatus status(Invocation& invocation) {
+ExitStatus showScreenshotStatus(Invocation& invocation) {
     AppTarget target(invocation, AppTarget::Reach::records);
     const ContextID id = target.localContext();
     const ScreenshotPaths paths = screenshotPaths(target.appFolder(), id);
@@ -138,7 +138,7 @@ ExitStatus status(Invocation& invocation) {
     return ExitStatus::done;
 }
 
-ExitStatus push(Invocation& invocation) {
+ExitStatus pushScreenshots(Invocation& invocation) {
     const ScreenshotSelection selection = selectionOf(invocation);
     AppTarget target(invocation, AppTarget::Reach::account);
     const PlatformContext context = currentContext(invocation, target);
@@ -147,8 +147,8 @@ ExitStatus push(Invocation& invocation) {
     auto scan = scanScreenshots(store.paths().pictures, selection);
     const auto locales = localesOf(scan);
     // Another push of this folder would take our reservations for remains.
-    std::optional<FileLock> turn;
-    if (!invocation.global.dryRun) turn = takeTurn(target.appFolder(), "a push of screenshots");
+    std::optional<FileLock> lock;
+    if (!invocation.global.dryRun) lock = lockFolder(target.appFolder(), "a push of screenshots");
     invocation.output.progress("Comparing with App Store Connect…");
     // Not with the catalogue: it may be older than the last push.
     ScreenshotsCatalog remote;
@@ -205,21 +205,21 @@ std::vector<Command> screenshotCommands() {
          .summary = "Copy the list and the thumbnails of an app's screenshots",
          .arguments = {folderArgument()},
          .heeds = {"--app", "--context"},
-         .run = reporting<pull>,
+         .run = reporting<pullScreenshots>,
          .details = "The list becomes screenshots-catalog.json and the thumbnails lie in screenshots-cache, "
                     "both in the app's metadata folder; contexts other than ios/next append their name."},
         {.name = "screenshots status",
          .summary = "Compare the local screenshots with the last pull",
          .arguments = comparingArguments(),
          .heeds = {"--app", "--context"},
-         .run = reporting<status>,
+         .run = reporting<showScreenshotStatus>,
          .details = "Shows for each locale and display type what a push would delete, upload and move; "
                     "without --mode, what would make both sides the same (replace)."},
         {.name = "screenshots push",
          .summary = "Upload the local screenshots to App Store Connect",
          .arguments = pushArguments(),
          .heeds = {"--app", "--context", "--dry-run", "--yes"},
-         .run = reporting<push>,
+         .run = reporting<pushScreenshots>,
          .details =
              "Pictures lie in screenshots/<locale>/<display type> in the app's metadata folder and are shown "
              "in the natural order of their names; a display type that no folder names is told by the "

@@ -50,7 +50,7 @@ ExitStatus importMetadata(Invocation& invocation) {
     const MetadataStore store = target.storeOf(target.contextToFill());
     ImportReport report;
     change(invocation, target, MetadataOperation::importTexts, [&] {
-        report = importTree(tree, store, invocation.composition.clock(), runOf(invocation.global));
+        report = importTree(tree, store, invocation.composition.clock(), dryRunOf(invocation.global));
     });
     Output& output = invocation.output;
     output.document(report);
@@ -59,7 +59,7 @@ ExitStatus importMetadata(Invocation& invocation) {
                             rehearsed ? "Would import" : "Imported", counted(report.imported.size(), "field"),
                             counted(report.locales.size(), "locale"), store.folder().rootURL.string(),
                             report.unchanged, report.stripped, rehearsed ? "would lose" : "lost"));
-    printKept(output, report.kept, runOf(invocation.global));
+    printKept(output, report.kept, dryRunOf(invocation.global));
     for (const FieldKey& over : report.overLimit)
         output.warning(fmt::format("{} {} is over its limit of {} characters and will not be pushed",
                                    over.locale, shortLabelOf(over.field), limitOf(over.field)));
@@ -71,7 +71,7 @@ ExitStatus importMetadata(Invocation& invocation) {
 ExitStatus exportMetadata(Invocation& invocation) {
     AppTarget target(invocation, AppTarget::Reach::records);
     const auto tree = invocation.surroundings.workingFolder / *invocation.arguments.value("DIR");
-    const ExportReport report = exportTree(target.localStore(), tree, runOf(invocation.global));
+    const ExportReport report = exportTree(target.localStore(), tree, dryRunOf(invocation.global));
     Output& output = invocation.output;
     output.document(report);
     const bool rehearsed = invocation.global.dryRun;
@@ -92,7 +92,7 @@ ExitStatus tidyMetadata(Invocation& invocation) {
     const MetadataStore store = target.localStore();
     std::vector<TidiedField> tidied;
     change(invocation, target, MetadataOperation::tidy,
-           [&] { tidied = tidyTree(store, runOf(invocation.global)); });
+           [&] { tidied = tidyTree(store, dryRunOf(invocation.global)); });
     Output& output = invocation.output;
     output.document(tidied);
     Table table{.columns = {{"Locale"}, {"Field"}, {invocation.global.dryRun ? "Would remove" : "Removed"}},

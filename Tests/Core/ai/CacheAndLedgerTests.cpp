@@ -6,6 +6,7 @@
 #include "Platform/log/Log.h"
 #include "Tests/Core/ai/FakeClaude.h"
 #include "Tests/support/FakeHTTPClient.h"
+#include "Tests/support/FileMode.h"
 #include "Tests/support/TemporaryFolder.h"
 
 #include <gmock/gmock.h>
@@ -21,6 +22,7 @@
 
 using namespace quorvel;
 using test::FakeClaude;
+using test::modeOf;
 using testing::HasSubstr;
 using testing::Not;
 
@@ -28,11 +30,11 @@ namespace {
 
 using Origin = ClaudeCostRecorder::Origin;
 
-const ClaudeRequest request{
+const ClaudeRequest cachedRequest{
     "openai/gpt-4.1-mini", 300, "Be brief.", {{"user", "Hi"}, {"assistant", "Yo"}}, {}, {}};
 constexpr double moment = 1'772'368'200; // 794,061,000 seconds since 2001
 
-struct Fixture {
+struct CacheFixture {
     double now = moment;
     test::TemporaryFolder folder;
     Clock clock = [this] { return dateFromSecondsSince1970(now); };
@@ -40,7 +42,7 @@ struct Fixture {
         std::make_shared<ClaudeResponseCache>(folder / "aso" / "cache", 86'400, clock);
     std::shared_ptr<ClaudeCostRecorder> recorder =
         std::make_shared<ClaudeCostRecorder>(folder / "aso" / "costs.jsonl", clock);
-    std::string key = ClaudeResponseCache::key(request);
+    std::string key = ClaudeResponseCache::key(cachedRequest);
     std::filesystem::path entry = folder / "aso" / "cache" / (key + ".json");
     std::filesystem::path ledger = folder / "aso" / "costs.jsonl";
 };
@@ -65,15 +67,10 @@ class FullDisk {
     rlimit before_{};
 };
 
-unsigned modeOf(const std::filesystem::path& path) {
-    struct stat status {};
-    return ::stat(path.c_str(), &status) == 0 ? status.st_mode & 0777 : 0;
-}
-
 } // namespace
 
 TEST(ClaudeResponseCache, keysCoverEveryPartOfARequestButItsResponseFormat) {
-    EXPECT_EQ(ClaudeResponseCache::key(request),
+    EXPECT_EQ(ClaudeResponseCache::key(cachedRequest),
               sha256Hex("model:openai/gpt-4.1-mini\n---\nmax:300\n---\ntemp:nil\n---\nsystem:Be brief.\n---\n"
                         "m0/user:Hi\n---\nm1/assistant:Yo"));
     EXPECT_EQ(ClaudeResponseCache::key({"m", 1, {}, {}, 0.3, {}}),
@@ -85,13 +82,13 @@ TEST(ClaudeResponseCache, keysCoverEveryPartOfARequestButItsResponseFormat) {
     const std::string large(1 << 20, 'x');
     EXPECT_EQ(ClaudeResponseCache::key({"m", 1, {}, {{"user", large}}, {}, {}}),
               sha256Hex("model:m\n---\nmax:1\n---\ntemp:nil\n---\nsystem:\n---\nm0/user:" + large));
-    ClaudeRequest other = request;
+    ClaudeRequest other = cachedRequest;
     other.responseFormat = "json_object";
-    EXPECT_EQ(ClaudeResponseCache::key(other), ClaudeResponseCache::key(request));
+    EXPECT_EQ(ClaudeResponseCache::key(other), ClaudeResponseCache::key(cachedRequest));
 }
 
 TEST(ClaudeResponseCache, storesOneFileForItsOwnerOnly) {
-    const Fixture fixture;
+    const CacheFixture fixture;
     fixture.cache->store(fixture.key, FakeClaude::response("Hallo"));
     EXPECT_EQ(
         readFile(fixture.entry),
@@ -108,7 +105,7 @@ TEST(ClaudeResponseCache, storesOneFileForItsOwnerOnly) {
 }
 
 TEST(ClaudeResponseCache, servesAnEntryUntilItIsOlderThanItsTime) {
-    Fixture fixture;
+    CacheFixture fixture;
     fixture.cache->store(fixture.key, FakeClaude::response("Hallo"));
     fixture.now = moment + 86'400;
     EXPECT_TRUE(fixture.cache->lookup(fixture.key));
@@ -118,7 +115,7 @@ TEST(ClaudeResponseCache, servesAnEntryUntilItIsOlderThanItsTime) {
 }
 
 TEST(ClaudeResponseCache, takesAnEntryThatCannotBeUsedForAMissAndSaysSo) {
-    const Fixture fixture;
+    const CacheFixture fixture;
     for (const std::string& damaged :
          {std::string(), std::string("{"), std::string(R"({"storedAt":"yesterday","response":{}})"),
           std::string(R"({"version":2,"entries":[]})"),
@@ -149,7 +146,7 @@ TEST(ClaudePricing, countsUnknownModelsAtTheHighestPrice) {
 }
 
 TEST(ClaudeCostRecorder, writesOneLineACallAndAddsUpTheRecentOnes) {
-    Fixture fixture;
+    CacheFixture fixture;
     fixture.recorder->record("claude-sonnet", FakeClaude::response("a", {1000, 200}), Origin::relay);
     fixture.now += 100;
     fixture.recorder->record("m", FakeClaude::response("b", {1000, 200}), Origin::cache);
@@ -167,7 +164,7 @@ TEST(ClaudeCostRecorder, writesOneLineACallAndAddsUpTheRecentOnes) {
 }
 
 TEST(ClaudeCostRecorder, passesOverDamagedLinesAndBeginsANewOneBehindATornOne) {
-    const Fixture fixture;
+    const CacheFixture fixture;
     const std::string line =
         R"({"timestamp":1.5,"model":"m","inputTokens":1,"outputTokens":2,"costUSD":0.5,"cached":false})";
     writeFileAtomically(fixture.ledger, line + "\n\nnonsense\n{\"timestamp\":1}\n" + line + "\n{\"time");
@@ -181,7 +178,7 @@ TEST(ClaudeCostRecorder, passesOverDamagedLinesAndBeginsANewOneBehindATornOne) {
 }
 
 TEST(ClaudeCostRecorder, keepsTheLinesOfTwoProcessesApart) {
-    const Fixture fixture;
+    const CacheFixture fixture;
     constexpr int calls = 500;
     const auto recordMany = [&](std::int64_t tokens) {
         const ClaudeCostRecorder own(fixture.ledger);
@@ -208,52 +205,52 @@ TEST(ClaudeCostRecorder, keepsTheLinesOfTwoProcessesApart) {
 }
 
 TEST(CachedClaudeClient, paysOnceAndRecordsEveryAnswer) {
-    Fixture fixture;
+    CacheFixture fixture;
     const auto inner =
         std::make_shared<FakeClaude>(std::vector<FakeClaude::Answer>{FakeClaude::says("Hallo")});
     const CachedClaudeClient client(inner, fixture.cache, fixture.recorder);
-    EXPECT_FALSE(client.send(request).fromCache);
-    ClaudeRequest again = request;
+    EXPECT_FALSE(client.send(cachedRequest).fromCache);
+    ClaudeRequest again = cachedRequest;
     again.responseFormat = "json_object";
     EXPECT_EQ(client.send(again).text(), "Hallo");
     EXPECT_TRUE(client.send(again).fromCache);
     EXPECT_EQ(inner->requests().size(), 1u);
     const auto entries = fixture.recorder->entries();
     ASSERT_EQ(entries.size(), 3u);
-    EXPECT_EQ(entries[0].model, request.model) << "the request's model, not the answer's";
+    EXPECT_EQ(entries[0].model, cachedRequest.model) << "the cachedRequest's model, not the answer's";
     EXPECT_GT(entries[0].costUSD, 0);
     EXPECT_EQ(entries[1].costUSD, 0);
     EXPECT_EQ(entries[1].inputTokens, 10);
     fixture.now += 86'401;
-    (void)client.send(request);
+    (void)client.send(cachedRequest);
     EXPECT_EQ(inner->requests().size(), 2u);
 }
 
 TEST(CachedClaudeClient, leavesNothingBehindWhenACallFails) {
-    const Fixture fixture;
+    const CacheFixture fixture;
     const auto inner = std::make_shared<FakeClaude>(std::vector<FakeClaude::Answer>{
         [](const ClaudeRequest&) -> ClaudeResponse { throw ClaudeError(ClaudeError::EmptyResponse{}); }});
     const CachedClaudeClient client(inner, fixture.cache, fixture.recorder);
-    EXPECT_THROW((void)client.send(request), ClaudeError);
+    EXPECT_THROW((void)client.send(cachedRequest), ClaudeError);
     EXPECT_FALSE(std::filesystem::exists(fixture.entry));
     EXPECT_TRUE(fixture.recorder->entries().empty());
 }
 
 TEST(CachedClaudeClient, deliversTheAnswerThoughNothingCanBeWritten) {
-    const Fixture fixture;
+    const CacheFixture fixture;
     std::filesystem::remove_all(fixture.folder / "aso");
     writeFileAtomically(fixture.folder / "aso", "a file where the folder was");
     const auto inner =
         std::make_shared<FakeClaude>(std::vector<FakeClaude::Answer>{FakeClaude::says("Hallo")});
     const LogCapture log;
-    EXPECT_EQ(CachedClaudeClient(inner, fixture.cache, fixture.recorder).send(request).text(), "Hallo");
+    EXPECT_EQ(CachedClaudeClient(inner, fixture.cache, fixture.recorder).send(cachedRequest).text(), "Hallo");
     EXPECT_THAT(log.text(), HasSubstr("An answer is not kept"));
     EXPECT_THAT(log.text(), HasSubstr("The cost of a call is not recorded"));
     EXPECT_THAT(log.text(), Not(HasSubstr("Hallo")));
 }
 
 TEST(CachedClaudeClient, deliversTheAnswerOnAFullDiskAndLeavesWholeFiles) {
-    const Fixture fixture;
+    const CacheFixture fixture;
     fixture.recorder->record("m", FakeClaude::response("a"), Origin::relay);
     const std::string before = readFile(fixture.ledger).value();
     const auto inner =
@@ -261,7 +258,8 @@ TEST(CachedClaudeClient, deliversTheAnswerOnAFullDiskAndLeavesWholeFiles) {
     const LogCapture log;
     {
         const FullDisk disk(before.size() + 20);
-        EXPECT_EQ(CachedClaudeClient(inner, fixture.cache, fixture.recorder).send(request).text(), "Hallo");
+        EXPECT_EQ(CachedClaudeClient(inner, fixture.cache, fixture.recorder).send(cachedRequest).text(),
+                  "Hallo");
     }
     EXPECT_EQ(readFile(fixture.ledger), before);
     EXPECT_FALSE(std::filesystem::exists(fixture.entry));
@@ -284,9 +282,10 @@ TEST(ASOClaudeStack, assemblesTheClientInItsFolder) {
                                              .relay = {"https://relay.test", ObfuscatedString("s")},
                                              .http = http});
     EXPECT_EQ(stack.model, "openai/gpt-4.1-mini");
-    EXPECT_EQ(stack.client->send(request).text(), "a");
+    EXPECT_EQ(stack.client->send(cachedRequest).text(), "a");
     const auto base = folder / "Library/Application Support/Brevant/aso";
-    EXPECT_TRUE(std::filesystem::exists(base / "cache" / (ClaudeResponseCache::key(request) + ".json")));
+    EXPECT_TRUE(
+        std::filesystem::exists(base / "cache" / (ClaudeResponseCache::key(cachedRequest) + ".json")));
     EXPECT_EQ(stack.costRecorder->entries().size(), 1u);
     const HTTPRequest sent = http->requests().at(0);
     for (const HTTPHeader& header : sent.headers)

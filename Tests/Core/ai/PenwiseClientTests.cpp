@@ -16,14 +16,14 @@ using testing::Not;
 namespace {
 
 const std::string secret = "a secret of 31 bytes for a test";
-const std::string answered =
+const std::string relayAnswer =
     R"({"id":"x1","model":"m2","choices":[{"message":{"content":"Hallo"},"finish_reason":"stop"}],)"
     R"("usage":{"prompt_tokens":12,"completion_tokens":3,"total_tokens":15}})";
-constexpr double moment = 1'772'368'200.75;
+constexpr double relayMoment = 1'772'368'200.75;
 
 // A client over scripted answers that notes the sleeps it asks for; its back-off is the attempt in seconds.
-struct Fixture {
-    explicit Fixture(std::vector<FakeHTTPClient::Answer> answers)
+struct RelayFixture {
+    explicit RelayFixture(std::vector<FakeHTTPClient::Answer> answers)
         : http(std::make_shared<FakeHTTPClient>(std::move(answers))),
           client({.relay = {"https://relay.test/ai/", ObfuscatedString(secret)},
                   .http = http,
@@ -43,7 +43,7 @@ struct Fixture {
     std::string sentBody() { return std::get<std::string>(http->requests().back().body); }
 
     ClaudeRequest request{"openai/gpt-4.1-mini", 100, "Be \"short\".", {{"user", "Grüße\n/"}}, {}, {}};
-    double now = moment;
+    double now = relayMoment;
     std::shared_ptr<FakeHTTPClient> http;
     std::vector<double> sleeps;
     PenwiseClient client;
@@ -58,7 +58,7 @@ std::string headerOf(const HTTPRequest& request, std::string_view name) {
 } // namespace
 
 TEST(PenwiseClient, sendsTheseBytes) {
-    Fixture fixture({FakeHTTPClient::status(200, answered)});
+    RelayFixture fixture({FakeHTTPClient::status(200, relayAnswer)});
     const ClaudeResponse response = fixture.client.send(fixture.request);
     const HTTPRequest sent = fixture.http->requests().at(0);
     EXPECT_EQ(sent.method, "POST");
@@ -76,7 +76,7 @@ TEST(PenwiseClient, sendsTheseBytes) {
 }
 
 TEST(PenwiseClient, signsAsTheCommandLineOfOpenSSLDoes) {
-    Fixture fixture({FakeHTTPClient::status(200, answered)});
+    RelayFixture fixture({FakeHTTPClient::status(200, relayAnswer)});
     (void)fixture.client.send(fixture.request);
     const HTTPRequest sent = fixture.http->requests().at(0);
     const auto check =
@@ -97,7 +97,7 @@ TEST(PenwiseClient, signsAsTheCommandLineOfOpenSSLDoes) {
 }
 
 TEST(PenwiseClient, buildsTheBodyFromWhatTheRequestHas) {
-    Fixture fixture({FakeHTTPClient::status(200, answered)});
+    RelayFixture fixture({FakeHTTPClient::status(200, relayAnswer)});
     const struct {
         ClaudeRequest request;
         std::string expected;
@@ -124,7 +124,7 @@ TEST(PenwiseClient, readsAnswersThatLackWhatTheyMayLack) {
          {"penwise-1772368201", "message", "openai/gpt-4.1-mini", {}, {{"text", "a"}}, {4, 0}}},
     };
     for (const auto& each : cases) {
-        Fixture fixture({FakeHTTPClient::status(200, each.body)});
+        RelayFixture fixture({FakeHTTPClient::status(200, each.body)});
         EXPECT_EQ(fixture.client.send(fixture.request), each.expected) << each.body;
     }
 }
@@ -155,7 +155,7 @@ TEST(PenwiseClient, turnsRefusalsIntoErrorsWithTheirTexts) {
          "Failed to decode Penwise response: $.choices: missing"},
     };
     for (const auto& each : cases) {
-        Fixture fixture({FakeHTTPClient::status(each.status, each.body)});
+        RelayFixture fixture({FakeHTTPClient::status(each.status, each.body)});
         const E::Case failure = fixture.failure();
         EXPECT_EQ(failure, each.expected) << each.body;
         EXPECT_EQ(E(failure).description(), each.text);
@@ -173,8 +173,8 @@ TEST(PenwiseClient, retriesThreeTimesWithAFreshSignatureEachTime) {
     const auto limited = [](std::string retryAfter) {
         return FakeHTTPClient::status(429, "", {{"Retry-After", std::move(retryAfter)}});
     };
-    Fixture passing({limited(" 7 "), limited("soon"), FakeHTTPClient::status(503),
-                     FakeHTTPClient::status(200, answered)});
+    RelayFixture passing({limited(" 7 "), limited("soon"), FakeHTTPClient::status(503),
+                          FakeHTTPClient::status(200, relayAnswer)});
     EXPECT_EQ(passing.client.send(passing.request).text(), "Hallo");
     EXPECT_EQ(passing.sleeps, (std::vector<double>{7, 20, 30}));
     const auto sent = passing.http->requests();
@@ -184,16 +184,16 @@ TEST(PenwiseClient, retriesThreeTimesWithAFreshSignatureEachTime) {
                           "warning PenwiseClient: Penwise 429 — retrying in 20.0s (attempt 2 of 3)\n"
                           "warning PenwiseClient: Penwise 503 — retrying in 30.0s (attempt 3 of 3)\n");
 
-    Fixture spent({limited("7")});
+    RelayFixture spent({limited("7")});
     EXPECT_EQ(spent.failure(), (ClaudeError::Case{ClaudeError::RateLimited{7}}));
     EXPECT_EQ(spent.http->requests().size(), 4u);
-    Fixture down({FakeHTTPClient::status(500, R"({"message":"down"})")});
+    RelayFixture down({FakeHTTPClient::status(500, R"({"message":"down"})")});
     EXPECT_EQ(down.failure(), (ClaudeError::Case{ClaudeError::ServerError{500, "down"}}));
     EXPECT_EQ(down.sleeps, (std::vector<double>{10, 20, 30}));
 }
 
 TEST(PenwiseClient, reportsTransportFailuresAtOnceAndPassesCancellationOn) {
-    Fixture lost({[](const HTTPRequest&) -> HTTPResponse {
+    RelayFixture lost({[](const HTTPRequest&) -> HTTPResponse {
         throw TransportError(TransportError::Kind::interrupted, "the connection was lost");
     }});
     EXPECT_EQ(lost.failure(), (ClaudeError::Case{ClaudeError::Network{"the connection was lost"}}));

@@ -7,7 +7,7 @@
 #include "Platform/log/Log.h"
 #include "Platform/text/Text.h"
 #include "Sandbox/relay/PseudoLocale.h"
-#include "Tests/support/Rehearsal.h"
+#include "Tests/support/SandboxFixture.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -29,12 +29,12 @@ struct Relay {
         : stack(ASOClaudeStack::make(
               {.loader = {KeychainStore::inHome(home)},
                .home = home,
-               .relay = PenwiseConfig::relayAccess(loadEndpoints(rehearsal.server.access().endpointsFile)),
-               .http = rehearsal.http,
+               .relay = PenwiseConfig::relayAccess(loadEndpoints(fixture.server.access().endpointsFile)),
+               .http = fixture.http,
                .sleepFor = [](double) {}})) {}
 
     MetadataFolder addApp(int number) const {
-        const MetadataFolder folder{rehearsal.folder / ("app" + std::to_string(number))};
+        const MetadataFolder folder{fixture.folder / ("app" + std::to_string(number))};
         const MetadataStore store(folder);
         for (const FieldType field : fields)
             store.write("en-US", field,
@@ -50,8 +50,8 @@ struct Relay {
                                     .model = stack.model});
     }
 
-    test::Rehearsal rehearsal{{.seed = sandbox::Seed::empty}};
-    Home home{rehearsal.folder / "home"};
+    test::SandboxFixture fixture{{.seed = sandbox::Seed::empty}};
+    Home home{fixture.folder / "home"};
     SharedContainer container = ModelContainer::open(home.applicationSupport(), systemClock());
     ASOClaudeStack::Components stack;
 };
@@ -66,7 +66,7 @@ std::vector<TranslationItem> itemsOf(std::size_t localeCount) {
 }
 
 void expectTheSameAccount(const Relay& relay) {
-    const sandbox::RelayAccount account = relay.rehearsal.server.relayAccount();
+    const sandbox::RelayAccount account = relay.fixture.server.relayAccount();
     std::int64_t calls = 0, asked = 0, answered = 0;
     for (const auto& entry : relay.stack.costRecorder->entries())
         if (!entry.cached) {
@@ -85,11 +85,11 @@ void expectTheSameAccount(const Relay& relay) {
 TEST(RelayJourney, translates1200TextsThroughAFifthOfFaultsAndPaysForNoneTwice) {
     const LogCapture log;
     Relay relay;
-    relay.rehearsal.server.setFaults({sandbox::parseFault("POST /relay/**:503:0.08"),
-                                      sandbox::parseFault("POST /relay/**:429:0.06"),
-                                      sandbox::parseFault("POST /relay/**:reset:0.04"),
-                                      sandbox::parseFault("POST /relay/**:resetAfter:0.02"),
-                                      sandbox::parseFault("POST /relay/**:truncate:0.02")});
+    relay.fixture.server.setFaults({sandbox::parseFault("POST /relay/**:503:0.08"),
+                                    sandbox::parseFault("POST /relay/**:429:0.06"),
+                                    sandbox::parseFault("POST /relay/**:reset:0.04"),
+                                    sandbox::parseFault("POST /relay/**:resetAfter:0.02"),
+                                    sandbox::parseFault("POST /relay/**:truncate:0.02")});
     const auto items = itemsOf(40);
     ASSERT_EQ(items.size(), 200u);
     std::size_t ended = 0, failed = 0;
@@ -121,7 +121,7 @@ TEST(RelayJourney, translates1200TextsThroughAFifthOfFaultsAndPaysForNoneTwice) 
     EXPECT_GT(failed, 0u) << "the faults did nothing";
     expectTheSameAccount(relay);
     EXPECT_THAT(log.text(), Not(HasSubstr("of app ")));
-    EXPECT_THAT(log.text(), Not(HasSubstr(relay.rehearsal.server.access().relaySecret)));
+    EXPECT_THAT(log.text(), Not(HasSubstr(relay.fixture.server.access().relaySecret)));
 }
 
 TEST(RelayJourney, getsTheTextOutOfAnyWrappingAndUnderTheLimitByRetrying) {
@@ -132,7 +132,7 @@ TEST(RelayJourney, getsTheTextOutOfAnyWrappingAndUnderTheLimitByRetrying) {
     std::size_t locale = 11; // behind en-US
     for (const std::string wrapping : {"none", "fence", "prose", "proseAndFence", "quotes"})
         for (const int tooLong : {0, 1, 2, 3}) {
-            relay.rehearsal.server.setModelManner({.wrapping = wrapping, .tooLongAnswers = tooLong});
+            relay.fixture.server.setModelManner({.wrapping = wrapping, .tooLongAnswers = tooLong});
             const std::string target(appStoreLocales()[locale++]);
             const auto outcome =
                 relay.pipelineOf(folder).translate({{"en-US", target, FieldType::subtitle}}, {}).at(0);
@@ -142,7 +142,7 @@ TEST(RelayJourney, getsTheTextOutOfAnyWrappingAndUnderTheLimitByRetrying) {
                 << wrapping << tooLong;
             EXPECT_EQ(outcome.isOverLimit, tooLong == 3);
         }
-    EXPECT_EQ(relay.rehearsal.server.relayAccount().calls, 5 * (1 + 2 + 3 + 3));
+    EXPECT_EQ(relay.fixture.server.relayAccount().calls, 5 * (1 + 2 + 3 + 3));
     expectTheSameAccount(relay);
 }
 
@@ -158,14 +158,14 @@ TEST(RelayJourney, answersRepeatedPromptsFromTheResponseCacheWhenTheRecordsAreGo
         EXPECT_GT(first[index].costUSD, 0);
         EXPECT_EQ(second[index].costUSD, 0) << "the ledger says the same";
     }
-    EXPECT_EQ(relay.rehearsal.server.relayAccount().calls, 15);
+    EXPECT_EQ(relay.fixture.server.relayAccount().calls, 15);
     EXPECT_EQ(relay.stack.costRecorder->entries().size(), 30u);
     expectTheSameAccount(relay);
 }
 
 TEST(RelayJourney, expandsKeywordsOverTheEnglishLocales) {
     Relay relay;
-    relay.rehearsal.server.setModelManner({.wrapping = "proseAndFence"});
+    relay.fixture.server.setModelManner({.wrapping = "proseAndFence"});
     const auto result = EnglishLocaleExpansion(relay.stack.client, relay.stack.model)
                             .expand({.baseKeywords = "tide,surf,moon,fishing", .appName = "Tide Pool"});
     ASSERT_EQ(result.entries.size(), 4u);
@@ -180,8 +180,8 @@ TEST(RelayJourney, expandsKeywordsOverTheEnglishLocales) {
 
 TEST(RelayJourney, isToldThatItsSecretOrClockIsWrong) {
     Relay relay;
-    PenwiseClient stranger({.relay = {relay.rehearsal.server.access().relayURL, ObfuscatedString("guess")},
-                            .http = relay.rehearsal.http});
+    PenwiseClient stranger({.relay = {relay.fixture.server.access().relayURL, ObfuscatedString("guess")},
+                            .http = relay.fixture.http});
     const ClaudeRequest request{"m", 1, {}, {{"user", "Hi"}}, {}, {}};
     try {
         (void)stranger.send(request);
@@ -189,10 +189,10 @@ TEST(RelayJourney, isToldThatItsSecretOrClockIsWrong) {
     } catch (const ClaudeError& error) {
         EXPECT_EQ(error.description(), "Penwise is not available: The token does not fit.");
     }
-    PenwiseClient late({.relay = {relay.rehearsal.server.access().relayURL,
-                                  ObfuscatedString(relay.rehearsal.server.access().relaySecret)},
-                        .http = relay.rehearsal.http,
+    PenwiseClient late({.relay = {relay.fixture.server.access().relayURL,
+                                  ObfuscatedString(relay.fixture.server.access().relaySecret)},
+                        .http = relay.fixture.http,
                         .clock = [] { return dateFromSecondsSince1970(1'000'000'000); }});
     EXPECT_THROW((void)late.send(request), ClaudeError);
-    EXPECT_EQ(relay.rehearsal.server.relayAccount().calls, 0);
+    EXPECT_EQ(relay.fixture.server.relayAccount().calls, 0);
 }

@@ -1,6 +1,7 @@
 #include "Core/asc/ASCCredentialsLoader.h"
 #include "Core/asc/ASCError.h"
 #include "Platform/files/Files.h"
+#include "Tests/support/FileMode.h"
 #include "Tests/support/TemporaryFolder.h"
 #include "Tests/support/TestKey.h"
 
@@ -12,17 +13,10 @@
 #include <csignal>
 
 using namespace quorvel;
+using test::modeOf;
 using Key = KeychainStore::AccountKey;
 
-namespace {
-
-unsigned modeOf(const std::filesystem::path& path) {
-    struct stat status {};
-    EXPECT_EQ(stat(path.c_str(), &status), 0);
-    return status.st_mode & 0777;
-}
-
-} // namespace
+namespace {} // namespace
 
 TEST(KeychainStore, keepsValuesInAFileOfItsOwnersOnly) {
     const test::TemporaryFolder home;

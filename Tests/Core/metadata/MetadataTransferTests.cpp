@@ -46,7 +46,7 @@ TEST(MetadataTransfer, importsFieldsAndNamesTheRest) {
     trees.put("copyright.txt", "me");
     trees.put(".hidden/name.txt", "x");
     trees.put("fr-FR/name.txt", "");
-    const auto before = importTree(trees.foreign, trees.store, trees.clock, Run::rehearse);
+    const auto before = importTree(trees.foreign, trees.store, trees.clock, DryRun::yes);
     EXPECT_THAT(trees.store.localesOnDisk(), IsEmpty());
 
     const auto report = importTree(trees.foreign, trees.store, trees.clock);
@@ -126,7 +126,7 @@ TEST(MetadataTransfer, tidiesSlipsOfEditorsOnly) {
     trees.store.write("de-DE", FieldType::keywords, "a,b");
     const auto expected = ElementsAre(TidiedField{"de-DE", FieldType::name, true, false},
                                       TidiedField{"de-DE", FieldType::description, true, true});
-    EXPECT_THAT(tidyTree(trees.store, Run::rehearse), expected);
+    EXPECT_THAT(tidyTree(trees.store, DryRun::yes), expected);
     EXPECT_THAT(tidyTree(trees.store), expected);
     EXPECT_THAT(tidyTree(trees.store), IsEmpty());
     EXPECT_EQ(trees.store.read("de-DE", FieldType::description), "text");

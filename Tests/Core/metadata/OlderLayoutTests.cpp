@@ -1,4 +1,4 @@
-#include "Core/metadata/FolderTurn.h"
+#include "Core/metadata/FolderLock.h"
 #include "Core/metadata/MetadataDiff.h"
 #include "Core/metadata/OlderLayout.h"
 #include "Platform/files/Files.h"
@@ -23,17 +23,17 @@ namespace fs = std::filesystem;
 namespace {
 
 // Path under the root → content, of every file but locks.
-using Tree = std::map<std::string, std::string>;
+using TreeTexts = std::map<std::string, std::string>;
 
-void put(const fs::path& root, const Tree& tree) {
+void put(const fs::path& root, const TreeTexts& tree) {
     for (const auto& [path, content] : tree) {
         createFolders((root / path).parent_path());
         writeFileAtomically(root / path, content, FileMode::shared, Durability::later);
     }
 }
 
-Tree treeAt(const fs::path& root) {
-    Tree tree;
+TreeTexts treeAt(const fs::path& root) {
+    TreeTexts tree;
     for (const auto& entry : fs::recursive_directory_iterator(root))
         if (entry.is_regular_file() && entry.path().filename() != "lock")
             tree[entry.path().lexically_relative(root).generic_string()] = readFile(entry.path()).value();
@@ -83,7 +83,7 @@ TEST(OlderLayout, movesTheLocalesOfEachPlatformWithAllTheyHold) {
                             "visionos/en-US > visionos/next/en-US"));
     EXPECT_THAT(report.lines(),
                 ElementsAre("Carried 6 folders of the older layout over, such as de-DE to ios/next/de-DE."));
-    EXPECT_EQ(treeAt(app.rootURL), (Tree{
+    EXPECT_EQ(treeAt(app.rootURL), (TreeTexts{
                                        {"ios/next/de-DE/name.txt", "Name"},
                                        {"ios/next/de-DE/screenshots/1.png", "picture"},
                                        {"ios/next/de-DE/.DS_Store", "x"},
@@ -119,8 +119,8 @@ TEST(OlderLayout, isReadByARehearsalAsItWouldBeCarriedOver) {
                          {"visionos/en-US/name.txt", "Older"},
                          {"visionos/next/it/name.txt", "at its place"},
                      });
-    const Tree before = treeAt(app.rootURL);
-    const CarriedTree rehearsed = rehearseOlderLayout(app);
+    const TreeTexts before = treeAt(app.rootURL);
+    const CarriedTree rehearsed = readOlderLayoutInPlace(app);
     EXPECT_EQ(treeAt(app.rootURL), before);
     EXPECT_THAT(rehearsed.report.lines(),
                 ElementsAre("Would first carry 4 folders of the older layout over, such as de-DE to "
@@ -140,7 +140,7 @@ TEST(OlderLayout, isReadByARehearsalAsItWouldBeCarriedOver) {
     EXPECT_EQ(expected.at(0).size(), 1U);
     (void)carryOverOlderLayout(app);
     EXPECT_EQ(changesOf(app), expected);
-    EXPECT_TRUE(rehearseOlderLayout(app).report.isEmpty());
+    EXPECT_TRUE(readOlderLayoutInPlace(app).report.isEmpty());
 }
 
 TEST(OlderLayout, touchesNothingWhereThereIsNothingOfIt) {
@@ -156,7 +156,7 @@ TEST(OlderLayout, touchesNothingWhereThereIsNothingOfIt) {
 TEST(OlderLayout, replacesNothingAndNamesWhatItLeaves) {
     const test::TemporaryFolder folder;
     const MetadataFolder app{folder.path()};
-    const Tree stays = {
+    const TreeTexts stays = {
         {"de-DE/name.txt", "old"}, // both sides are taken
         {".brevant/asc/de-DE/name.txt", "old copy"},
         {"ios/next/de-DE/name.txt", "new"},
@@ -180,10 +180,10 @@ TEST(OlderLayout, replacesNothingAndNamesWhatItLeaves) {
                               HasSubstr("de-DE stays where it is: ios/next/de-DE is there already. Compare "
                                         "the two and remove one."),
                               HasSubstr("fr-FR stays where it is: ios/next/.brevant/asc/fr-FR is there")}));
-    Tree expected = stays;
+    TreeTexts expected = stays;
     expected["ios/next/it/name.txt"] = expected["macos/next/ko/name.txt"] = "moves";
     expected["sv/name.txt"] = "E"; // through the link
-    Tree present = treeAt(app.rootURL);
+    TreeTexts present = treeAt(app.rootURL);
     present["sv/name.txt"] = readFile(folder / "sv/name.txt").value();
     EXPECT_EQ(present, expected);
     EXPECT_EQ(leftOf(carryOverOlderLayout(app)), leftOf(report));
@@ -194,7 +194,7 @@ TEST(OlderLayout, waitsForWhoeverIsAtWorkInTheContext) {
     const test::TemporaryFolder folder;
     const MetadataFolder app{folder.path()};
     put(app.rootURL, {{"de-DE/name.txt", "Name"}});
-    std::optional<FileLock> pull = takeTurn(app.contextFolder({}), "a pull");
+    std::optional<FileLock> pull = lockFolder(app.contextFolder({}), "a pull");
     std::stop_source cancelled;
     const LogCapture putsBackTheSink;
     setLogSink(LogLevel::warning, [&](const LogLine&) { cancelled.request_stop(); });
@@ -208,7 +208,7 @@ TEST(OlderLayout, killedAtAnyMomentLosesNothingAndEndsAtTheNextCall) {
     const auto prefixOfNext = [](const std::string& prefix) {
         return (prefix.empty() ? "ios/" : prefix) + "next/";
     };
-    Tree older, carried;
+    TreeTexts older, carried;
     for (const std::string& prefix : prefixes)
         for (const std::string locale : {"de-DE", "en-US", "fr-FR", "ja", "ko", "zh-Hans"})
             for (const std::string& side : {std::string(), std::string(".brevant/asc/")})
@@ -230,7 +230,7 @@ TEST(OlderLayout, killedAtAnyMomentLosesNothingAndEndsAtTheNextCall) {
         int status = 0;
         ::waitpid(child, &status, 0);
         ++(WIFSIGNALED(status) ? kills : ends);
-        Tree left = treeAt(folder.path());
+        TreeTexts left = treeAt(folder.path());
         ASSERT_EQ(left.size(), older.size());
         std::size_t moved = 0;
         for (const auto& [path, content] : left) {

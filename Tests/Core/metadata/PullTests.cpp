@@ -25,14 +25,14 @@ using testing::SizeIs;
 
 namespace {
 
-struct Account {
+struct PullAccount {
     test::TemporaryFolder outer;
     MetadataFolder app{outer / "app"};
     MetadataStore store{app.contextFolder({})};
     FakeConnect connect;
     Clock clock = [] { return dateFromSecondsSince1970(1772368200); };
 
-    Account() {
+    PullAccount() {
         connect.addVersion("v1", "IOS", "PREPARE_FOR_SUBMISSION");
         connect.addAppInfo("i1", "PREPARE_FOR_SUBMISSION");
         connect.localizations[FakeConnect::ofVersion] = {
@@ -88,7 +88,7 @@ class Hanging : public ASCClientProtocol {
 } // namespace
 
 TEST(Pull, asksFourTimesInTwoRoundsAndFillsBothSides) {
-    Account account;
+    PullAccount account;
     const Meeting together(account.connect);
     const auto result = test::pullContext(together, account.clock, "app1", account.app, "ios/next");
     EXPECT_THAT(account.connect.requests, SizeIs(4));
@@ -106,7 +106,7 @@ TEST(Pull, asksFourTimesInTwoRoundsAndFillsBothSides) {
 }
 
 TEST(Pull, keepsEditsBesideAndForgetsLocalesThatAreGone) {
-    Account account;
+    PullAccount account;
     (void)account.pull();
     account.store.write("de-DE", FieldType::name, "Mein Name");
     account.store.write("de-DE", FieldType::keywords, "");
@@ -130,7 +130,7 @@ TEST(Pull, keepsEditsBesideAndForgetsLocalesThatAreGone) {
 }
 
 TEST(Pull, leavesEditsInPlaceWhenAsked) {
-    Account account;
+    PullAccount account;
     (void)account.pull();
     account.store.write("de-DE", FieldType::name, "Mein Name");
     std::filesystem::remove(account.store.folder().fieldFile("de-DE", FieldType::keywords));
@@ -145,7 +145,7 @@ TEST(Pull, leavesEditsInPlaceWhenAsked) {
 }
 
 TEST(Pull, touchesNoFileThatHoldsWhatCame) {
-    Account account;
+    PullAccount account;
     (void)account.pull();
     const auto file = account.store.folder().fieldFile("de-DE", FieldType::name);
     const auto identity = fileIdentity(file);
@@ -156,7 +156,7 @@ TEST(Pull, touchesNoFileThatHoldsWhatCame) {
 }
 
 TEST(Pull, worksWithoutAppInfoAndRefusesWhatItCannotPlace) {
-    Account account;
+    PullAccount account;
     account.connect.appInfos.clear();
     const auto result = account.pull();
     EXPECT_THAT(result.summary.warnings,
@@ -164,14 +164,14 @@ TEST(Pull, worksWithoutAppInfoAndRefusesWhatItCannotPlace) {
     EXPECT_EQ(result.summary.appInfoState, std::nullopt);
     EXPECT_EQ(result.summary.writtenFields, 8);
 
-    Account hostile;
+    PullAccount hostile;
     hostile.connect.localizations[FakeConnect::ofVersion]["../../up"] = {{"locale", "../../up"}};
     EXPECT_THROW((void)hostile.pull(), MetadataError);
     EXPECT_FALSE(std::filesystem::exists(hostile.app.rootURL)); // nothing was written before the refusal
 }
 
 TEST(Pull, writesNothingWhenAListFails) {
-    Account account;
+    PullAccount account;
     account.connect.before = [](const ASCRequest& request) {
         if (request.path.ends_with(FakeConnect::ofAppInfo))
             throw ASCError(ASCError::HTTPStatus{503, std::nullopt});
@@ -181,7 +181,7 @@ TEST(Pull, writesNothingWhenAListFails) {
 }
 
 TEST(Pull, waitsForAnotherPullUntilItIsCancelled) {
-    Account account;
+    PullAccount account;
     (void)account.pull();
     account.connect.localizations[FakeConnect::ofAppInfo]["de-DE"]["name"] = "Neu";
     std::optional<FileLock> other(std::in_place, account.store.folder().privateFolder() / "lock");
@@ -207,7 +207,7 @@ TEST(Pull, waitsForAnotherPullUntilItIsCancelled) {
 
 // A context whose own lists fail cancels its part of what the contexts share.
 TEST(Pull, goesOnWhenAnotherThatListsTheSameTextsIsCancelled) {
-    const Account account;
+    const PullAccount account;
     for (int round = 0; round < 30; ++round) {
         const Hanging client(account.connect);
         AppInfoTexts texts(client, {});
@@ -230,7 +230,7 @@ TEST(Pull, goesOnWhenAnotherThatListsTheSameTextsIsCancelled) {
 }
 
 TEST(Pull, leavesNoMarkerWhenItIsCancelledBeforeItWrites) {
-    Account account;
+    PullAccount account;
     std::stop_source source;
     account.connect.after = [&](const ASCRequest& request) {
         if (request.path.ends_with(FakeConnect::ofAppInfo)) source.request_stop();

@@ -24,14 +24,14 @@ using testing::UnorderedElementsAre;
 
 namespace {
 
-struct Account {
+struct PushAccount {
     test::TemporaryFolder outer;
     MetadataStore store{MetadataFolder{outer / "ios/next"}};
     FakeConnect connect;
     PlatformContext context{ASCPlatform::iOS, AppStoreVersionStateClass::editable, "2.4.3",
                             "PREPARE_FOR_SUBMISSION", "v1"};
 
-    Account() {
+    PushAccount() {
         connect.addVersion("v1", "IOS", "PREPARE_FOR_SUBMISSION");
         connect.addAppInfo("i1", "PREPARE_FOR_SUBMISSION");
         for (const std::string locale : {"de-DE", "ja"}) {
@@ -71,7 +71,7 @@ std::vector<bool> successes(const std::vector<PushOutcome>& outcomes) {
 } // namespace
 
 TEST(Push, sendsOneRequestPerLocalizationAndRefreshesTheCopies) {
-    Account account;
+    PushAccount account;
     account.store.write("de-DE", FieldType::description, "Text");
     account.store.write("de-DE", FieldType::keywords, "a,b");
     account.store.write("de-DE", FieldType::subtitle, "Unter");
@@ -105,7 +105,7 @@ TEST(Push, sendsOneRequestPerLocalizationAndRefreshesTheCopies) {
 }
 
 TEST(Push, listsOnlyWhatItNeeds) {
-    Account account;
+    PushAccount account;
     account.store.write("ja", FieldType::keywords, "猫");
     (void)account.pushAll();
     EXPECT_THAT(account.connect.requests,
@@ -114,7 +114,7 @@ TEST(Push, listsOnlyWhatItNeeds) {
 }
 
 TEST(Push, givesEachChangeItsOwnOutcomeWhenTheLotIsRefused) {
-    Account account;
+    PushAccount account;
     account.refuse({"whatsNew", "subtitle"});
     account.store.write("de-DE", FieldType::description, "Text");
     account.store.write("de-DE", FieldType::releaseNotes, "Neu");
@@ -145,7 +145,7 @@ TEST(Push, doesNotSplitWhatIsNotRefusedForItsContent) {
           FakeConnect::refusal("404", "NOT_FOUND", "gone"),
           FakeConnect::refusal("429", "RATE_LIMIT_EXCEEDED", "slow"),
           ASCError(ASCError::HTTPStatus{500, std::nullopt}), ASCError(ASCError::NetworkFailure{"cut"})}) {
-        Account account;
+        PushAccount account;
         account.connect.before = [&](const ASCRequest& request) {
             if (request.method == "PATCH") throw error;
         };
@@ -157,7 +157,7 @@ TEST(Push, doesNotSplitWhatIsNotRefusedForItsContent) {
 }
 
 TEST(Push, createsAnAppInfoLocalizationOnlyWithAName) {
-    Account account;
+    PushAccount account;
     account.store.write("it", FieldType::subtitle, "Sotto");
     auto outcomes = account.pushAll();
     ASSERT_THAT(successes(outcomes), ElementsAre(false));
@@ -177,7 +177,7 @@ TEST(Push, createsAnAppInfoLocalizationOnlyWithAName) {
 
 TEST(Push, createsALocaleWhoseNameIsClearedWithTheAppsName) {
     for (const bool subtitleIsTaken : {true, false}) {
-        Account account;
+        PushAccount account;
         // The copies are of a localization that was removed on App Store Connect since.
         account.store.write("it", FieldType::name, "Nome", TextSide::pulled);
         account.store.write("it", FieldType::name, "");
@@ -193,7 +193,7 @@ TEST(Push, createsALocaleWhoseNameIsClearedWithTheAppsName) {
         EXPECT_EQ(account.connect.localizations[FakeConnect::ofAppInfo]["it"]["name"], "The App");
     }
     // The failure of the first change stays its own when the locale is made by a later one.
-    Account account;
+    PushAccount account;
     account.store.write("it", FieldType::subtitle, "Sotto");
     account.store.write("it", FieldType::name, "x", TextSide::pulled);
     account.store.write("it", FieldType::name, "");
@@ -225,7 +225,7 @@ TEST(Push, writesToALocalizationThatTurnsOutToExist) {
     };
     for (const Case& one : cases) {
         SCOPED_TRACE(one.name);
-        Account account;
+        PushAccount account;
         account.store.write("it", FieldType::description, "Testo");
         account.connect.before = [&](const ASCRequest& request) {
             if (request.method != "POST") return;
@@ -241,7 +241,7 @@ TEST(Push, writesToALocalizationThatTurnsOutToExist) {
 }
 
 TEST(Push, clearsAFieldWithAnEmptyText) {
-    Account account;
+    PushAccount account;
     account.store.write("de-DE", FieldType::keywords, "a");
     EXPECT_THAT(successes(account.pushAll()), ElementsAre(true));
     account.store.write("de-DE", FieldType::keywords, " \n");
@@ -253,7 +253,7 @@ TEST(Push, clearsAFieldWithAnEmptyText) {
 }
 
 TEST(Push, takesItsOwnTextBackFromAServiceThatTidiesIt) {
-    Account account;
+    PushAccount account;
     account.connect.after = [&](const ASCRequest& request) {
         if (request.method == "PATCH")
             account.connect.localizations[FakeConnect::ofVersion]["ja"]["description"] = "a\nb";
@@ -266,7 +266,7 @@ TEST(Push, takesItsOwnTextBackFromAServiceThatTidiesIt) {
 }
 
 TEST(Push, failsNameAndSubtitleOfAnAppWithoutAppInfo) {
-    Account account;
+    PushAccount account;
     account.connect.appInfos.clear();
     account.store.write("de-DE", FieldType::name, "Neu");
     account.store.write("de-DE", FieldType::keywords, "a");
@@ -279,7 +279,7 @@ TEST(Push, failsNameAndSubtitleOfAnAppWithoutAppInfo) {
 }
 
 TEST(Push, refusesBeforeAnyRequest) {
-    Account account;
+    PushAccount account;
     account.store.write("de-DE", FieldType::name, "Neu");
     const auto changes = MetadataDiff::compare(account.store);
     const MetadataPusher pusher(account.connect, account.store);
@@ -308,7 +308,7 @@ TEST(Push, refusesBeforeAnyRequest) {
 }
 
 TEST(Push, leavesWhatWasDoneBehindWhenItIsCancelled) {
-    Account account;
+    PushAccount account;
     for (int i = 0; i < 30; ++i) {
         const std::string locale = "x-" + std::to_string(10 + i);
         account.connect.localizations[FakeConnect::ofVersion][locale] = {{"locale", locale}};
@@ -342,7 +342,7 @@ TEST(Push, leavesWhatWasDoneBehindWhenItIsCancelled) {
 }
 
 TEST(Push, tellsOfEachFieldHowFarACancelledLocalizationCame) {
-    Account account;
+    PushAccount account;
     account.store.write("de-DE", FieldType::description, "Text");
     account.store.write("de-DE", FieldType::promotionalText, "Neu");
     account.store.write("de-DE", FieldType::releaseNotes, "Neu");
@@ -364,7 +364,7 @@ TEST(Push, tellsOfEachFieldHowFarACancelledLocalizationCame) {
 }
 
 TEST(Push, saysWhenOnlyTheCopyCouldNotBeWritten) {
-    Account account;
+    PushAccount account;
     account.store.write("de-DE", FieldType::keywords, "a");
     const auto changes = MetadataDiff::compare(account.store);
     const auto copy = account.store.folder().fieldFile("de-DE", FieldType::keywords, TextSide::pulled);
@@ -377,7 +377,7 @@ TEST(Push, saysWhenOnlyTheCopyCouldNotBeWritten) {
 }
 
 TEST(Push, refusesCopiesOfAnotherVersionAndWaitsForItsTurn) {
-    Account account;
+    PushAccount account;
     account.store.write("de-DE", FieldType::name, "Neu");
     account.store.notePulledVersion("the version before");
     try {

@@ -4,7 +4,7 @@
 #include "Core/metadata/MetadataPuller.h"
 #include "Core/metadata/MetadataPusher.h"
 #include "Core/metadata/PushSelection.h"
-#include "Tests/support/Rehearsal.h"
+#include "Tests/support/SandboxFixture.h"
 
 #include <gmock/gmock.h>
 
@@ -20,8 +20,8 @@ namespace {
 constexpr std::string_view gardenApp = "6700000101"; // forty locales, a live and a next version
 constexpr std::string_view firstVersionApp = "6700000103";
 
-struct Rehearsal : test::Rehearsal {
-    explicit Rehearsal(std::string_view id) : appID(id) {}
+struct SandboxFixture : test::SandboxFixture {
+    explicit SandboxFixture(std::string_view id) : appID(id) {}
 
     std::string appID;
     MetadataFolder app{folder / "app"};
@@ -55,15 +55,15 @@ struct Rehearsal : test::Rehearsal {
 } // namespace
 
 TEST(MetadataJourney, pullsEditsPushesAndHasNothingPending) {
-    Rehearsal rehearsal(gardenApp);
-    const auto pulled = rehearsal.pull();
-    EXPECT_THAT(rehearsal.server.requests(), SizeIs(4));
+    SandboxFixture fixture(gardenApp);
+    const auto pulled = fixture.pull();
+    EXPECT_THAT(fixture.server.requests(), SizeIs(4));
     EXPECT_THAT(pulled.summary.locales, SizeIs(40));
     EXPECT_EQ(pulled.summary.writtenFields, 240);
     EXPECT_THAT(pulled.summary.warnings, IsEmpty());
-    EXPECT_THAT(MetadataDiff::compare(rehearsal.store), IsEmpty());
+    EXPECT_THAT(MetadataDiff::compare(fixture.store), IsEmpty());
 
-    const MetadataStore& store = rehearsal.store;
+    const MetadataStore& store = fixture.store;
     store.write("de-DE", FieldType::description, "Neuer Text\r\nmit \U0001F331 und \"Zeichen\"\n\nEnde");
     store.write("de-DE", FieldType::keywords, "garten,beet");
     store.write("fr-FR", FieldType::subtitle, "Nouveau");
@@ -71,10 +71,10 @@ TEST(MetadataJourney, pullsEditsPushesAndHasNothingPending) {
     store.createLocaleLocally("ta-IN");
     store.write("ta-IN", FieldType::name, "தோட்டம்");
     store.write("ta-IN", FieldType::description, "உரை");
-    rehearsal.server.forgetRequests();
-    const auto outcomes = rehearsal.push({{}, {}, Clearing::allow});
+    fixture.server.forgetRequests();
+    const auto outcomes = fixture.push({{}, {}, Clearing::allow});
     EXPECT_EQ(pushReport(outcomes), "Pushed 6 fields · 4 locales");
-    EXPECT_THAT(rehearsal.requests(),
+    EXPECT_THAT(fixture.requests(),
                 UnorderedElementsAre("GET /v1/appStoreVersions", "GET /v1/apps", "GET /v1/appInfos",
                                      "PATCH /v1/appStoreVersionLocalizations",
                                      "PATCH /v1/appStoreVersionLocalizations",
@@ -83,7 +83,7 @@ TEST(MetadataJourney, pullsEditsPushesAndHasNothingPending) {
     EXPECT_THAT(MetadataDiff::compare(store), IsEmpty());
 
     const LocaleTexts local = store.readAll();
-    const auto again = rehearsal.pull();
+    const auto again = fixture.pull();
     EXPECT_THAT(again.updated, IsEmpty());
     EXPECT_THAT(again.kept, IsEmpty());
     EXPECT_THAT(again.summary.locales, SizeIs(41));
@@ -92,16 +92,16 @@ TEST(MetadataJourney, pullsEditsPushesAndHasNothingPending) {
 }
 
 TEST(MetadataJourney, tellsPerFieldWhatIsRefused) {
-    Rehearsal rehearsal(firstVersionApp);
-    const auto locale = rehearsal.pull().summary.locales.at(0);
-    rehearsal.store.write(locale, FieldType::description, "Text");
-    rehearsal.store.write(locale, FieldType::releaseNotes, "A first version has none");
-    rehearsal.store.write(locale, FieldType::keywords, "a,b");
-    const auto outcomes = rehearsal.push();
+    SandboxFixture fixture(firstVersionApp);
+    const auto locale = fixture.pull().summary.locales.at(0);
+    fixture.store.write(locale, FieldType::description, "Text");
+    fixture.store.write(locale, FieldType::releaseNotes, "A first version has none");
+    fixture.store.write(locale, FieldType::keywords, "a,b");
+    const auto outcomes = fixture.push();
     ASSERT_THAT(outcomes, SizeIs(3));
     EXPECT_TRUE(outcomes[0].success && !outcomes[1].success && outcomes[2].success);
     EXPECT_THAT(*outcomes[1].errorMessage, HasSubstr("whatsNew"));
-    const auto left = MetadataDiff::compare(rehearsal.store);
+    const auto left = MetadataDiff::compare(fixture.store);
     ASSERT_THAT(left, SizeIs(1));
     EXPECT_EQ(left[0].field, FieldType::releaseNotes);
 }
@@ -109,118 +109,118 @@ TEST(MetadataJourney, tellsPerFieldWhatIsRefused) {
 TEST(MetadataJourney, makesNoSecondLocalizationWhenACreateIsNotAnswered) {
     for (const std::string fault : {"resetAfter", "503After", "truncate"}) {
         SCOPED_TRACE(fault);
-        Rehearsal rehearsal(gardenApp);
-        (void)rehearsal.pull();
-        rehearsal.store.write("ta-IN", FieldType::description, "உரை");
-        rehearsal.server.setFaults(
+        SandboxFixture fixture(gardenApp);
+        (void)fixture.pull();
+        fixture.store.write("ta-IN", FieldType::description, "உரை");
+        fixture.server.setFaults(
             {sandbox::parseFault("POST /v1/appStoreVersionLocalizations:" + fault + ":1:1")});
-        EXPECT_EQ(pushReport(rehearsal.push()), "Pushed 1 field · 1 locale");
-        EXPECT_EQ(rehearsal.versionLocalizations("ta-IN"), 1u);
-        EXPECT_THAT(rehearsal.pull().updated, SizeIs(3)); // the fields that the new locale has none of
-        EXPECT_THAT(MetadataDiff::compare(rehearsal.store), IsEmpty());
+        EXPECT_EQ(pushReport(fixture.push()), "Pushed 1 field · 1 locale");
+        EXPECT_EQ(fixture.versionLocalizations("ta-IN"), 1u);
+        EXPECT_THAT(fixture.pull().updated, SizeIs(3)); // the fields that the new locale has none of
+        EXPECT_THAT(MetadataDiff::compare(fixture.store), IsEmpty());
     }
 }
 
 TEST(MetadataJourney, getsEverythingThroughAFaultyServiceInTheEnd) {
-    Rehearsal rehearsal(gardenApp);
-    const auto locales = rehearsal.pull().summary.locales;
+    SandboxFixture fixture(gardenApp);
+    const auto locales = fixture.pull().summary.locales;
     for (const std::string& locale : locales) {
-        rehearsal.store.write(locale, FieldType::promotionalText, "New in " + locale);
-        rehearsal.store.write(locale, FieldType::subtitle, "In " + locale);
+        fixture.store.write(locale, FieldType::promotionalText, "New in " + locale);
+        fixture.store.write(locale, FieldType::subtitle, "In " + locale);
     }
     for (const std::string locale : {"ta-IN", "te-IN", "ur-PK"}) {
-        rehearsal.store.write(locale, FieldType::name, "Name " + locale);
-        rehearsal.store.write(locale, FieldType::description, "Text " + locale);
+        fixture.store.write(locale, FieldType::name, "Name " + locale);
+        fixture.store.write(locale, FieldType::description, "Text " + locale);
     }
     std::vector<sandbox::Fault> faults;
     for (const std::string fault : {"503:0.05", "reset:0.05", "resetAfter:0.05", "503After:0.05"})
         for (const std::string method : {"POST", "PATCH"})
             faults.push_back(sandbox::parseFault(method + " /v1/**:" + fault));
-    rehearsal.server.setFaults(faults);
+    fixture.server.setFaults(faults);
     int rounds = 0;
     std::size_t failures = 0;
-    while (!MetadataDiff::compare(rehearsal.store).empty()) {
+    while (!MetadataDiff::compare(fixture.store).empty()) {
         ASSERT_LE(++rounds, 10);
-        for (const PushOutcome& outcome : rehearsal.push())
+        for (const PushOutcome& outcome : fixture.push())
             failures += !outcome.success;
     }
     EXPECT_GT(failures, 0u);
-    rehearsal.server.setFaults({});
-    const LocaleTexts local = rehearsal.store.readAll();
-    EXPECT_THAT(rehearsal.pull().kept, IsEmpty());
-    EXPECT_THAT(MetadataDiff::compare(rehearsal.store), IsEmpty());
-    for (const auto& [locale, fields] : rehearsal.store.readAll())
+    fixture.server.setFaults({});
+    const LocaleTexts local = fixture.store.readAll();
+    EXPECT_THAT(fixture.pull().kept, IsEmpty());
+    EXPECT_THAT(MetadataDiff::compare(fixture.store), IsEmpty());
+    for (const auto& [locale, fields] : fixture.store.readAll())
         for (const FieldType field : allFieldTypes)
             EXPECT_EQ(fields[field].value_or(""), local.at(locale)[field].value_or("")) << locale;
     for (const std::string locale : {"ta-IN", "te-IN", "ur-PK"})
-        EXPECT_EQ(rehearsal.versionLocalizations(locale), 1u);
+        EXPECT_EQ(fixture.versionLocalizations(locale), 1u);
 }
 
 TEST(MetadataJourney, sendsNothingToAVersionThatIsLocked) {
-    Rehearsal rehearsal(gardenApp);
-    (void)rehearsal.pull();
-    rehearsal.store.write("de-DE", FieldType::description, "Neu");
+    SandboxFixture fixture(gardenApp);
+    (void)fixture.pull();
+    fixture.store.write("de-DE", FieldType::description, "Neu");
     // The lock came after the pull: the service refuses and says why; the change stays pending.
-    rehearsal.server.setVersionState(rehearsal.context.versionId, "WAITING_FOR_REVIEW");
-    const auto refused = rehearsal.push();
+    fixture.server.setVersionState(fixture.context.versionId, "WAITING_FOR_REVIEW");
+    const auto refused = fixture.push();
     ASSERT_THAT(refused, SizeIs(1));
     EXPECT_FALSE(refused[0].success);
-    EXPECT_THAT(MetadataDiff::compare(rehearsal.store), SizeIs(1));
+    EXPECT_THAT(MetadataDiff::compare(fixture.store), SizeIs(1));
 
-    rehearsal.store.write("de-DE", FieldType::description,
-                          *rehearsal.store.read("de-DE", FieldType::description, TextSide::pulled));
-    (void)rehearsal.pull();
-    EXPECT_EQ(rehearsal.context.id(), "ios/next"); // a version in review does not take the live one's place
-    rehearsal.store.write("de-DE", FieldType::description, "Neu");
-    rehearsal.server.forgetRequests();
-    EXPECT_THROW((void)rehearsal.push(), MetadataError);
-    EXPECT_THAT(rehearsal.server.requests(), IsEmpty());
+    fixture.store.write("de-DE", FieldType::description,
+                        *fixture.store.read("de-DE", FieldType::description, TextSide::pulled));
+    (void)fixture.pull();
+    EXPECT_EQ(fixture.context.id(), "ios/next"); // a version in review does not take the live one's place
+    fixture.store.write("de-DE", FieldType::description, "Neu");
+    fixture.server.forgetRequests();
+    EXPECT_THROW((void)fixture.push(), MetadataError);
+    EXPECT_THAT(fixture.server.requests(), IsEmpty());
 }
 
 TEST(MetadataJourney, throwsForARefusedKeyBeforeAnyChange) {
-    Rehearsal rehearsal(gardenApp);
-    (void)rehearsal.pull();
-    rehearsal.store.write("de-DE", FieldType::description, "Neu");
-    rehearsal.server.revokeKey(true);
-    EXPECT_THROW((void)rehearsal.push(), ASCError);
-    EXPECT_THROW((void)rehearsal.pull(), ASCError);
-    EXPECT_EQ(rehearsal.store.read("de-DE", FieldType::description), "Neu");
+    SandboxFixture fixture(gardenApp);
+    (void)fixture.pull();
+    fixture.store.write("de-DE", FieldType::description, "Neu");
+    fixture.server.revokeKey(true);
+    EXPECT_THROW((void)fixture.push(), ASCError);
+    EXPECT_THROW((void)fixture.pull(), ASCError);
+    EXPECT_EQ(fixture.store.read("de-DE", FieldType::description), "Neu");
 }
 
 TEST(SandboxJourney, asksOnceForAFieldThatTheVersionsStateDoesNotTake) {
-    Rehearsal rehearsal(firstVersionApp);
-    (void)rehearsal.pull();
+    SandboxFixture fixture(firstVersionApp);
+    (void)fixture.pull();
     const std::vector<std::string> locales = {"de-DE", "en-US", "fr-FR", "it", "ja", "ko", "nl-NL",
                                               "pl",    "ru",    "sv",    "th", "tr", "uk", "vi"};
     for (const std::string& locale : locales) {
-        rehearsal.store.write(locale, FieldType::description, "Draw.");
-        rehearsal.store.write(locale, FieldType::releaseNotes, "First release");
+        fixture.store.write(locale, FieldType::description, "Draw.");
+        fixture.store.write(locale, FieldType::releaseNotes, "First release");
     }
-    rehearsal.server.forgetRequests();
-    for (const auto& outcome : rehearsal.push()) {
+    fixture.server.forgetRequests();
+    for (const auto& outcome : fixture.push()) {
         EXPECT_EQ(outcome.success, outcome.change.field == FieldType::description) << outcome.change.locale;
         EXPECT_THAT(outcome.errorMessage.value_or("cannot be edited"), HasSubstr("cannot be edited"));
     }
     // A list, one request per locale, and two more for each of those that were under way when it became
     // known.
-    EXPECT_LE(rehearsal.server.requests().size(), 1 + locales.size() + 2 * 6);
-    EXPECT_GE(rehearsal.server.requests().size(), 1 + locales.size() + 2);
+    EXPECT_LE(fixture.server.requests().size(), 1 + locales.size() + 2 * 6);
+    EXPECT_GE(fixture.server.requests().size(), 1 + locales.size() + 2);
 }
 
 TEST(SandboxJourney, overwritesNoChangeOfAColleague) {
-    Rehearsal rehearsal(gardenApp);
-    (void)rehearsal.pull();
-    const MetadataStore& store = rehearsal.store;
-    const MetadataStore theirs(MetadataFolder{rehearsal.folder / "colleague"});
-    const MetadataPuller puller(rehearsal.client, [] { return dateFromSecondsSince1970(1772368200); });
-    (void)puller.pull(rehearsal.appID, rehearsal.context, theirs.folder());
+    SandboxFixture fixture(gardenApp);
+    (void)fixture.pull();
+    const MetadataStore& store = fixture.store;
+    const MetadataStore theirs(MetadataFolder{fixture.folder / "colleague"});
+    const MetadataPuller puller(fixture.client, [] { return dateFromSecondsSince1970(1772368200); });
+    (void)puller.pull(fixture.appID, fixture.context, theirs.folder());
     theirs.write("de-DE", FieldType::description, "Ihr Text");
     theirs.write("de-DE", FieldType::keywords, "gleich");
     theirs.write("fr-FR", FieldType::promotionalText, "");
     theirs.write("ja", FieldType::subtitle, "彼女");
     theirs.write("ta-IN", FieldType::description, "அவள்");
-    const MetadataPusher pusher(rehearsal.client, theirs);
-    for (const auto& outcome : pusher.push(rehearsal.appID, rehearsal.context, MetadataDiff::compare(theirs)))
+    const MetadataPusher pusher(fixture.client, theirs);
+    for (const auto& outcome : pusher.push(fixture.appID, fixture.context, MetadataDiff::compare(theirs)))
         ASSERT_TRUE(outcome.success) << *outcome.errorMessage;
 
     store.write("de-DE", FieldType::description, "Mein Text");
@@ -230,9 +230,9 @@ TEST(SandboxJourney, overwritesNoChangeOfAColleague) {
     store.write("ja", FieldType::subtitle, "私");
     store.write("ta-IN", FieldType::description, "என்");
     store.write("ta-IN", FieldType::keywords, "ஒன்று");
-    rehearsal.server.forgetRequests();
+    fixture.server.forgetRequests();
     std::vector<FieldKey> overtaken;
-    for (const auto& outcome : rehearsal.push({{}, {}, Clearing::allow}))
+    for (const auto& outcome : fixture.push({{}, {}, Clearing::allow}))
         if (!outcome.success) {
             EXPECT_EQ(outcome.errorMessage,
                       "changed on App Store Connect since the last pull; pull to see it, then push again");
@@ -241,61 +241,61 @@ TEST(SandboxJourney, overwritesNoChangeOfAColleague) {
     EXPECT_THAT(overtaken,
                 ElementsAre(FieldKey{"de-DE", FieldType::description}, FieldKey{"ja", FieldType::subtitle},
                             FieldKey{"ta-IN", FieldType::description}));
-    EXPECT_THAT(rehearsal.requests(),
+    EXPECT_THAT(fixture.requests(),
                 UnorderedElementsAre("GET /v1/appStoreVersions", "GET /v1/apps", "GET /v1/appInfos",
                                      "PATCH /v1/appStoreVersionLocalizations",
                                      "PATCH /v1/appStoreVersionLocalizations"));
     EXPECT_THAT(MetadataDiff::compare(store), SizeIs(3)); // what they share is no change any more
 
     // After a pull, the edit that was put aside can be made again.
-    EXPECT_THAT(rehearsal.pull().kept, SizeIs(3));
+    EXPECT_THAT(fixture.pull().kept, SizeIs(3));
     EXPECT_EQ(store.read("de-DE", FieldType::description), "Ihr Text");
     store.write("de-DE", FieldType::description, "Unser Text");
-    EXPECT_EQ(pushReport(rehearsal.push()), "Pushed 1 field · 1 locale");
+    EXPECT_EQ(pushReport(fixture.push()), "Pushed 1 field · 1 locale");
 }
 
 TEST(SandboxJourney, asksOnceWhetherAVersionThatWasLockedTakesAnything) {
-    Rehearsal rehearsal(gardenApp);
-    (void)rehearsal.pull();
+    SandboxFixture fixture(gardenApp);
+    (void)fixture.pull();
     for (const std::string locale : {"de-DE", "fr-FR", "ja"})
         for (const FieldType field : {FieldType::description, FieldType::promotionalText,
                                       FieldType::releaseNotes, FieldType::keywords})
-            rehearsal.store.write(locale, field, "new");
-    rehearsal.server.setVersionState(rehearsal.context.versionId, "WAITING_FOR_REVIEW");
-    rehearsal.server.forgetRequests();
-    const auto outcomes = rehearsal.push();
+            fixture.store.write(locale, field, "new");
+    fixture.server.setVersionState(fixture.context.versionId, "WAITING_FOR_REVIEW");
+    fixture.server.forgetRequests();
+    const auto outcomes = fixture.push();
     EXPECT_THAT(outcomes, SizeIs(12));
     for (const auto& outcome : outcomes) {
         EXPECT_FALSE(outcome.success);
         EXPECT_THAT(outcome.errorMessage.value_or(""), HasSubstr("WAITING_FOR_REVIEW"));
     }
     // A list, one request per locale at the most, and one per field of the first.
-    EXPECT_LE(rehearsal.server.requests().size(), 1u + 3 + 4);
-    EXPECT_GE(rehearsal.server.requests().size(), 1u + 1 + 4);
+    EXPECT_LE(fixture.server.requests().size(), 1u + 3 + 4);
+    EXPECT_GE(fixture.server.requests().size(), 1u + 1 + 4);
 }
 
 TEST(SandboxJourney, asksOnceForALoneFieldThatIsClosed) {
-    Rehearsal rehearsal(firstVersionApp);
-    (void)rehearsal.pull();
+    SandboxFixture fixture(firstVersionApp);
+    (void)fixture.pull();
     const std::vector<std::string> locales = {"de-DE", "en-US", "fr-FR", "it", "ja",
                                               "ko",    "nl-NL", "pl",    "ru", "sv"};
     for (const std::string& locale : locales)
-        rehearsal.store.write(locale, FieldType::releaseNotes, "First release");
-    rehearsal.server.forgetRequests();
-    for (const auto& outcome : rehearsal.push())
+        fixture.store.write(locale, FieldType::releaseNotes, "First release");
+    fixture.server.forgetRequests();
+    for (const auto& outcome : fixture.push())
         EXPECT_FALSE(outcome.success);
-    EXPECT_LE(rehearsal.server.requests().size(), 1u + 6); // those under way when it became known
+    EXPECT_LE(fixture.server.requests().size(), 1u + 6); // those under way when it became known
 }
 
 TEST(SandboxJourney, takesPromotionalTextsWhereTheStateTakesNothingElse) {
-    Rehearsal rehearsal(gardenApp);
-    (void)rehearsal.pull();
+    SandboxFixture fixture(gardenApp);
+    (void)fixture.pull();
     for (const std::string locale : {"da", "de-DE", "es-ES", "fr-FR", "it", "ja", "ko", "sv"}) {
-        rehearsal.store.write(locale, FieldType::description, "new");
-        rehearsal.store.write(locale, FieldType::keywords, "new");
+        fixture.store.write(locale, FieldType::description, "new");
+        fixture.store.write(locale, FieldType::keywords, "new");
     }
-    rehearsal.store.write("zh-Hant", FieldType::promotionalText, "new");
-    rehearsal.server.setVersionState(rehearsal.context.versionId, "READY_FOR_SALE");
-    for (const auto& outcome : rehearsal.push())
+    fixture.store.write("zh-Hant", FieldType::promotionalText, "new");
+    fixture.server.setVersionState(fixture.context.versionId, "READY_FOR_SALE");
+    for (const auto& outcome : fixture.push())
         EXPECT_EQ(outcome.success, outcome.change.field == FieldType::promotionalText);
 }

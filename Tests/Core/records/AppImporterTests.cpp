@@ -2,7 +2,7 @@
 #include "Core/metadata/ContextsStore.h"
 #include "Core/records/AppImporter.h"
 #include "Tests/Core/records/Garden.h"
-#include "Tests/support/Rehearsal.h"
+#include "Tests/support/SandboxFixture.h"
 
 #include <gmock/gmock.h>
 
@@ -16,11 +16,11 @@ using testing::SizeIs;
 namespace {
 
 struct Import : testing::Test {
-    test::Rehearsal rehearsal;
-    Garden garden{test::openStore(rehearsal.folder / "support")};
-    Home home{rehearsal.folder / "home"};
-    AppImporter importer{rehearsal.client, garden.apps, home};
-    std::vector<ASCResource<ASCAppAttributes>> apps = rehearsal.client.listApps();
+    test::SandboxFixture fixture;
+    Garden garden{test::openStore(fixture.folder / "support")};
+    Home home{fixture.folder / "home"};
+    AppImporter importer{fixture.client, garden.apps, home};
+    std::vector<ASCResource<ASCAppAttributes>> apps = fixture.client.listApps();
 };
 
 } // namespace
@@ -48,8 +48,8 @@ TEST_F(Import, takesAllAppsOfTheAccountWithTheirLocales) {
         EXPECT_EQ(imported.app.workspace, workspace.id);
         EXPECT_EQ(garden.apps.locate(app.id), imported.app);
         std::set<std::string> codes{*app.attributes.primaryLocale};
-        for (const auto& info : rehearsal.client.listAppInfos(app.id))
-            for (const auto& localization : rehearsal.client.listAppInfoLocalizations(info.id))
+        for (const auto& info : fixture.client.listAppInfos(app.id))
+            for (const auto& localization : fixture.client.listAppInfoLocalizations(info.id))
                 codes.insert(localization.attributes.locale);
         EXPECT_EQ(imported.locales.size(), codes.size());
         for (const ManagedLocale& locale : imported.locales)
@@ -95,7 +95,7 @@ TEST_F(Import, adoptsTheFolderOfAnAppThatWasRemovedOnlyForThatApp) {
     first.attributes.name = second.attributes.name = "Garden";
     const auto remember = [&](const std::string& slug, const std::string& appStoreID) {
         ContextsStore(defaultAppFolder(home, slug), systemClock())
-            .save(contextsOf(rehearsal.client.listAppStoreVersions(appStoreID)), {});
+            .save(contextsOf(fixture.client.listAppStoreVersions(appStoreID)), {});
     };
     const auto importAndRemove = [&](const auto& app) {
         ImportedApp imported = importer.importApp(app, {});

@@ -3,7 +3,7 @@
 #include "Core/screenshots/ScreenshotError.h"
 #include "Platform/crypto/Digest.h"
 #include "Platform/task/Task.h"
-#include "Tests/support/ScreenshotRehearsal.h"
+#include "Tests/support/ScreenshotSandbox.h"
 
 #include <gmock/gmock.h>
 
@@ -52,8 +52,8 @@ class WatchedUploads : public HTTPClient {
     std::function<void(const HTTPRequest&)> before_;
 };
 
-struct Shots : test::ScreenshotRehearsal {
-    using ScreenshotRehearsal::ScreenshotRehearsal;
+struct Shots : test::ScreenshotSandbox {
+    using ScreenshotSandbox::ScreenshotSandbox;
 
     void draw(const std::vector<std::string>& paths) {
         for (const std::string& path : paths)

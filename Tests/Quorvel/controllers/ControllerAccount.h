@@ -4,7 +4,7 @@
 #include "Core/metadata/MetadataError.h"
 #include "Platform/log/Log.h"
 #include "Tests/Core/metadata/FakeConnect.h"
-#include "Tests/support/ControllerRehearsal.h"
+#include "Tests/support/ControllerSandbox.h"
 
 namespace quorvel::test {
 

@@ -33,7 +33,7 @@ TEST(MetadataControllerRevert, putsPreviousTextsIntoTheLocalFilesOnly) {
     const LocaleTexts copies = account.store().readAll(TextSide::pulled);
     account.connect.requests.clear();
 
-    const auto rehearsed = account.controller->revert(account.run, Run::rehearse);
+    const auto rehearsed = account.controller->revert(account.run, DryRun::yes);
     EXPECT_THAT(rehearsed.reverted, ElementsAre(description, promotion));
     EXPECT_EQ(account.text("de-DE", FieldType::description), "Neu");
 
@@ -56,7 +56,7 @@ TEST(MetadataControllerRevert, keepsNewerEditsBeside) {
     PushedAccount account;
     account.write("de-DE", FieldType::description, "Neuer");
     account.write("de-DE", FieldType::promotionalText, " \n"); // nothing to keep, and nothing to revert
-    const auto rehearsed = account.controller->revert(account.run, Run::rehearse);
+    const auto rehearsed = account.controller->revert(account.run, DryRun::yes);
     ASSERT_THAT(rehearsed.kept, SizeIs(1));
     EXPECT_EQ(rehearsed.kept[0].path, "");
     EXPECT_FALSE(std::filesystem::exists(account.store().folder().privateFolder() / "kept"));

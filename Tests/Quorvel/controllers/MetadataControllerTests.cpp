@@ -320,7 +320,7 @@ TEST(MetadataController, addsALocaleToAContextThatWasMadeSinceThePull) {
 
 TEST(MetadataController, asksForTheContextsOnlyWhenALocaleIsAddedToAnEmptyFolder) {
     ControllerAccount account;
-    const auto rehearsed = account.controller->addLocale("ko", {}, Run::rehearse);
+    const auto rehearsed = account.controller->addLocale("ko", {}, DryRun::yes);
     EXPECT_FALSE(std::filesystem::exists(account.appFolder().rootURL));
     const auto added = account.controller->addLocale("ko");
     EXPECT_THAT(account.connect.requests,

@@ -1,4 +1,4 @@
-#include "Core/metadata/FolderTurn.h"
+#include "Core/metadata/FolderLock.h"
 
 #include "Core/metadata/MetadataTexts.h"
 #include "Platform/files/Files.h"
@@ -24,14 +24,14 @@ std::filesystem::path lockOf(const MetadataFolder& folder) {
 
 } // namespace
 
-bool wasTurnTaken(const MetadataFolder& folder) {
+bool hasLockFile(const MetadataFolder& folder) {
     std::error_code unreachable;
     return std::filesystem::exists(lockOf(folder), unreachable);
 }
 
-FileLock takeTurn(const MetadataFolder& folder, std::string_view what) {
+FileLock lockFolder(const MetadataFolder& folder, std::string_view what) {
     constexpr double pause = 0.05; // seconds
-    const Logger logger("FolderTurn");
+    const Logger logger("FolderLock");
     const std::string shown = escapeControls(folder.rootURL.native());
     try {
         createFolders(folder.privateFolder());

@@ -17,10 +17,10 @@ namespace quorvel {
 /// An app's root and each of its contexts are trees with turns of their own. Whoever needs both takes the
 /// app's first; with one order for all, no two can wait for each other. A turn that is held is not to be
 /// taken again, not even by the same thread.
-[[nodiscard]] FileLock takeTurn(const MetadataFolder& folder, std::string_view what = "a change");
+[[nodiscard]] FileLock lockFolder(const MetadataFolder& folder, std::string_view what = "a change");
 
 /// Whether anybody ever took the tree's turn. Who may write nothing, not even a lock, need not wait
 /// otherwise.
-[[nodiscard]] bool wasTurnTaken(const MetadataFolder& folder);
+[[nodiscard]] bool hasLockFile(const MetadataFolder& folder);
 
 } // namespace quorvel

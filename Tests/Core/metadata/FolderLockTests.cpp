@@ -1,4 +1,4 @@
-#include "Core/metadata/FolderTurn.h"
+#include "Core/metadata/FolderLock.h"
 #include "Platform/log/Log.h"
 #include "Platform/task/Task.h"
 #include "Tests/support/TemporaryFolder.h"
@@ -16,10 +16,10 @@ namespace {
 
 using testing::ElementsAre;
 
-TEST(FolderTurn, isWaitedForWithTheNameOfItsHolder) {
+TEST(FolderLock, isWaitedForWithTheNameOfItsHolder) {
     const test::TemporaryFolder folder;
     const MetadataFolder tree{folder / "ios/next"};
-    std::optional<FileLock> held = takeTurn(tree, "a push");
+    std::optional<FileLock> held = lockFolder(tree, "a push");
     std::vector<std::string> told;
     const LogCapture putsBackTheSink;
     setLogSink(LogLevel::warning, [&](const LogLine& line) {
@@ -27,33 +27,33 @@ TEST(FolderTurn, isWaitedForWithTheNameOfItsHolder) {
         held.reset();
     });
     const std::string place = ", which is at work in " + tree.rootURL.native() + "…";
-    held = takeTurn(tree, "a pull");
+    held = lockFolder(tree, "a pull");
     EXPECT_THAT(told, ElementsAre("Waiting for a push (process " + std::to_string(::getpid()) + ")" + place));
 
     held.reset();
     held.emplace(tree.privateFolder() / "lock"); // a holder that says nothing of itself
     told.clear();
-    (void)takeTurn(tree);
+    (void)lockFolder(tree);
     EXPECT_THAT(told, ElementsAre("Waiting for another pull or push" + place));
 }
 
-TEST(FolderTurn, ofAnAppAndOfItsContextAreHeldTogether) {
+TEST(FolderLock, ofAnAppAndOfItsContextAreHeldTogether) {
     const test::TemporaryFolder folder;
     const MetadataFolder app{folder.path()};
-    const FileLock whole = takeTurn(app, "an import");
-    const FileLock context = takeTurn(app.contextFolder({}), "a pull");
+    const FileLock whole = lockFolder(app, "an import");
+    const FileLock context = lockFolder(app.contextFolder({}), "a pull");
     EXPECT_EQ(FileLock::holderOf(app.privateFolder() / "lock")->what, "an import");
     EXPECT_EQ(FileLock::holderOf(app.contextFolder({}).privateFolder() / "lock")->what, "a pull");
 }
 
-TEST(FolderTurn, passesToTheNextWhenAHolderInAnotherProcessIsKilled) {
+TEST(FolderLock, passesToTheNextWhenAHolderInAnotherProcessIsKilled) {
     const test::TemporaryFolder folder;
     const MetadataFolder tree{folder.path()};
     int ready[2];
     ASSERT_EQ(::pipe(ready), 0);
     const pid_t child = ::fork();
     if (child == 0) {
-        const FileLock held = takeTurn(tree, "a pull");
+        const FileLock held = lockFolder(tree, "a pull");
         (void)!::write(ready[1], "x", 1);
         for (;;)
             ::pause();
@@ -67,21 +67,21 @@ TEST(FolderTurn, passesToTheNextWhenAHolderInAnotherProcessIsKilled) {
         ::kill(child, SIGKILL);
         ::waitpid(child, nullptr, 0);
     });
-    const FileLock held = takeTurn(tree, "a push");
+    const FileLock held = lockFolder(tree, "a push");
     EXPECT_THAT(told, ElementsAre("Waiting for a pull (process " + std::to_string(child) +
                                   "), which is at work in " + tree.rootURL.native() + "…"));
     ::close(ready[0]);
     ::close(ready[1]);
 }
 
-TEST(FolderTurn, isGivenBackWhenTheTaskWasCancelled) {
+TEST(FolderLock, isGivenBackWhenTheTaskWasCancelled) {
     const test::TemporaryFolder folder;
     const MetadataFolder tree{folder.path()};
     std::stop_source cancelled;
     cancelled.request_stop();
     {
         const TaskScope scope(cancelled.get_token());
-        EXPECT_THROW((void)takeTurn(tree, "a pull"), CancellationError);
+        EXPECT_THROW((void)lockFolder(tree, "a pull"), CancellationError);
     }
     EXPECT_TRUE(FileLock::tryLock(tree.privateFolder() / "lock"));
 }

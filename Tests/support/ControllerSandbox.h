@@ -3,7 +3,7 @@
 
 #include "Platform/time/Date.h"
 #include "Quorvel/controllers/MetadataController.h"
-#include "Tests/support/Rehearsal.h"
+#include "Tests/support/SandboxFixture.h"
 
 #include <memory>
 #include <optional>
@@ -12,10 +12,6 @@
 #include <vector>
 
 namespace quorvel::test {
-
-inline constexpr std::string_view gardenApp = "6700000101"; // forty locales; iOS and macOS, live and next
-inline constexpr std::string_view tidesApp = "6700000102";  // iOS, a next version that is locked
-inline constexpr std::string_view sketchApp = "6700000103"; // iOS, before its first release
 
 /// A pointer to what somebody else owns.
 template <typename Type>
@@ -61,10 +57,10 @@ struct RecordedApp {
     std::shared_ptr<NotificationCenter> notifications = std::make_shared<NotificationCenter>();
 };
 
-struct ControllerRehearsal : Rehearsal, RecordedApp {
-    explicit ControllerRehearsal(std::string_view appStoreID = gardenApp, sandbox::Options options = {})
-        : Rehearsal(std::move(options)),
-          RecordedApp(Rehearsal::folder / "home", appStoreID),
+struct ControllerSandbox : SandboxFixture, RecordedApp {
+    explicit ControllerSandbox(std::string_view appStoreID = gardenApp, sandbox::Options options = {})
+        : SandboxFixture(std::move(options)),
+          RecordedApp(SandboxFixture::folder / "home", appStoreID),
           owned(controllerOver(client)),
           controller(*owned) {}
 

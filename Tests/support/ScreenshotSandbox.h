@@ -5,19 +5,17 @@
 #include "Core/screenshots/ScreenshotPreparation.h"
 #include "Core/screenshots/ScreenshotPusher.h"
 #include "Core/screenshots/ScreenshotsStore.h"
-#include "Tests/support/Rehearsal.h"
+#include "Tests/support/SandboxFixture.h"
 #include "Tests/support/ScreenshotTree.h"
 
 #include <algorithm>
 
 namespace quorvel::test {
 
-inline constexpr std::string_view gardenApp = "6700000101"; // forty locales, a live and a next version
-
 /// An app, its folder, and pushes whose waits are the sandbox's virtual time.
-struct ScreenshotRehearsal : Rehearsal {
-    explicit ScreenshotRehearsal(sandbox::Options options = {.hourlyQuota = 1'000'000})
-        : Rehearsal(std::move(options)),
+struct ScreenshotSandbox : SandboxFixture {
+    explicit ScreenshotSandbox(sandbox::Options options = {.hourlyQuota = 1'000'000})
+        : SandboxFixture(std::move(options)),
           app{folder / "app"},
           context(MetadataPuller(client, systemClock()).discover(gardenApp).contexts.at(0)),
           store(app, context, [] { return dateFromSecondsSince1970(1772368200); }) {

@@ -8,7 +8,7 @@ namespace quorvel {
 
 /// Runs `request`, which does no harm twice, again while its failure may pass. Throws its last `ASCError`.
 template <typename Request>
-auto persist(const ScreenshotPushOptions& options, Request&& request) {
+auto retry(const ScreenshotPushOptions& options, Request&& request) {
     for (int attempt = 1;; ++attempt) {
         try {
             return request();

@@ -43,9 +43,9 @@ struct TokenParts {
     std::int64_t expiry = 600; // seconds from now
 };
 
-class Rehearsal {
+class RawSandbox {
   public:
-    explicit Rehearsal(Seed seed = Seed::demo, Options options = {});
+    explicit RawSandbox(Seed seed = Seed::demo, Options options = {});
 
     [[nodiscard]] SandboxServer& server() { return *server_; }
     [[nodiscard]] const std::filesystem::path& folder() const { return folder_.path(); }

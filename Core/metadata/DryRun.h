@@ -3,6 +3,6 @@
 
 namespace quorvel {
 
-enum class Run { perform, rehearse }; // rehearse: report only, write nothing
+enum class DryRun { no, yes };
 
 } // namespace quorvel

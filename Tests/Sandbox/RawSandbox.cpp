@@ -1,4 +1,4 @@
-#include "Tests/Sandbox/Rehearsal.h"
+#include "Tests/Sandbox/RawSandbox.h"
 
 #include "Platform/crypto/Digest.h"
 #include "Platform/files/Files.h"
@@ -62,26 +62,26 @@ const JSONValue::Array& Reply::list() const& {
     return *data->items();
 }
 
-Rehearsal::Rehearsal(Seed seed, Options options) : options_(std::move(options)) {
+RawSandbox::RawSandbox(Seed seed, Options options) : options_(std::move(options)) {
     options_.seed = seed;
     options_.stateFolder = folder_ / "state";
     restart();
 }
 
-void Rehearsal::restart() {
+void RawSandbox::restart() {
     server_.reset();
     server_ = std::make_unique<SandboxServer>(options_);
     token_ = sign(tokenParts());
 }
 
-TokenParts Rehearsal::tokenParts() const {
+TokenParts RawSandbox::tokenParts() const {
     TokenParts parts;
     parts.keyID = server_->access().keyID;
     parts.issuerID = server_->access().issuerID;
     return parts;
 }
 
-std::string Rehearsal::sign(const TokenParts& parts) const {
+std::string RawSandbox::sign(const TokenParts& parts) const {
     const auto now = static_cast<std::int64_t>(secondsSince1970(systemClock()()));
     const std::string header =
         encodeJSON(JSONValue::object({{"alg", parts.algorithm}, {"kid", parts.keyID}, {"typ", "JWT"}}));
@@ -94,8 +94,8 @@ std::string Rehearsal::sign(const TokenParts& parts) const {
     return message + "." + base64URLEncode(key.sign(message));
 }
 
-Reply Rehearsal::send(std::string_view method, std::string_view target, std::string body,
-                      std::vector<HTTPHeader> headers) {
+Reply RawSandbox::send(std::string_view method, std::string_view target, std::string body,
+                       std::vector<HTTPHeader> headers) {
     HTTPRequest request;
     request.method = method;
     request.url = target.starts_with('/') ? server_->access().url + std::string(target) : std::string(target);
@@ -110,16 +110,16 @@ Reply Rehearsal::send(std::string_view method, std::string_view target, std::str
     return reply;
 }
 
-Reply Rehearsal::post(std::string_view path, const JSONValue& body) {
+Reply RawSandbox::post(std::string_view path, const JSONValue& body) {
     return send("POST", path, encodeJSON(body), {{"Content-Type", "application/json"}});
 }
 
-Reply Rehearsal::patch(std::string_view path, const JSONValue& body) {
+Reply RawSandbox::patch(std::string_view path, const JSONValue& body) {
     return send("PATCH", path, encodeJSON(body), {{"Content-Type", "application/json"}});
 }
 
-Reply Rehearsal::create(std::string_view type, JSONValue::Object attributes,
-                        const std::vector<std::pair<std::string, std::string>>& relations) {
+Reply RawSandbox::create(std::string_view type, JSONValue::Object attributes,
+                         const std::vector<std::pair<std::string, std::string>>& relations) {
     JSONValue data = JSONValue::object({{"type", type}});
     if (!attributes.empty()) data.set("attributes", std::move(attributes));
     JSONValue::Object boxes;
@@ -129,32 +129,32 @@ Reply Rehearsal::create(std::string_view type, JSONValue::Object attributes,
     return post(fmt::format("/v1/{}", type), JSONValue::object({{"data", std::move(data)}}));
 }
 
-Reply Rehearsal::update(std::string_view type, std::string_view id, JSONValue::Object attributes) {
+Reply RawSandbox::update(std::string_view type, std::string_view id, JSONValue::Object attributes) {
     JSONValue data = reference(type, id);
     data.set("attributes", std::move(attributes));
     return patch(fmt::format("/v1/{}/{}", type, id), JSONValue::object({{"data", std::move(data)}}));
 }
 
-std::string Rehearsal::app(std::string_view bundleID) {
+std::string RawSandbox::app(std::string_view bundleID) {
     return find(get("/v1/apps?limit=200"), "bundleId", bundleID);
 }
 
-std::string Rehearsal::version(std::string_view appID, std::string_view platform,
-                               std::string_view versionString) {
+std::string RawSandbox::version(std::string_view appID, std::string_view platform,
+                                std::string_view versionString) {
     return find(get(fmt::format("/v1/apps/{}/appStoreVersions?filter%5Bplatform%5D={}", appID, platform)),
                 "versionString", versionString);
 }
 
-std::string Rehearsal::localization(std::string_view versionID, std::string_view locale) {
+std::string RawSandbox::localization(std::string_view versionID, std::string_view locale) {
     return find(get(fmt::format("/v1/appStoreVersions/{}/appStoreVersionLocalizations?limit=200", versionID)),
                 "locale", locale);
 }
 
-std::string Rehearsal::build(std::string_view appID, std::string_view number) {
+std::string RawSandbox::build(std::string_view appID, std::string_view number) {
     return find(get(fmt::format("/v1/builds?filter%5Bapp%5D={}&limit=200", appID)), "version", number);
 }
 
-Reply Rehearsal::upload(std::string_view set, std::string_view fileName, const std::string& bytes) {
+Reply RawSandbox::upload(std::string_view set, std::string_view fileName, const std::string& bytes) {
     const Reply reserved = create(
         "appScreenshots", {{"fileName", fileName}, {"fileSize", static_cast<std::int64_t>(bytes.size())}},
         {{"appScreenshotSet", std::string(set)}});

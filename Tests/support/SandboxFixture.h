@@ -8,12 +8,17 @@
 #include "Tests/support/TemporaryFolder.h"
 
 #include <memory>
+#include <string_view>
 
 namespace quorvel::test {
 
+inline constexpr std::string_view gardenApp = "6700000101"; // forty locales; iOS and macOS, live and next
+inline constexpr std::string_view tidesApp = "6700000102";  // iOS, a next version that is locked
+inline constexpr std::string_view sketchApp = "6700000103"; // iOS, before its first release
+
 /// A running sandbox and a client that never really sleeps: retries follow at once.
-struct Rehearsal {
-    explicit Rehearsal(sandbox::Options options = {}, int maxRetries = 3)
+struct SandboxFixture {
+    explicit SandboxFixture(sandbox::Options options = {}, int maxRetries = 3)
         : server(inFolder(std::move(options), folder)),
           session(std::make_shared<URLSession>()),
           http(std::make_shared<URLSessionHTTPClient>(session)),
