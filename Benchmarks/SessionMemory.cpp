@@ -50,9 +50,9 @@ void writeTree(const MetadataFolder& appFolder, const Clock& clock) {
 
 std::size_t textBytes(const MetadataState& state) {
     std::size_t bytes = 0;
-    for (const PendingChange& change : state.changes)
+    for (const PendingChange& change : state.texts.changes)
         bytes += change.remote.size() + change.local.size();
-    for (const auto& [locale, cells] : state.grid.cells)
+    for (const auto& [locale, cells] : state.texts.grid.cells)
         for (const auto& [field, cell] : cells)
             bytes += cell.preview.size();
     return bytes;
@@ -75,10 +75,11 @@ int main() {
         ids.push_back(app.id);
     }
     AppSessionStore sessions([&](std::string_view appID) {
-        auto session = std::make_shared<AppSession>();
-        session->metadata = std::make_shared<MetadataController>(MetadataController::Parts{
-            .container = container, .appID = std::string(appID), .home = home, .clock = clock});
-        return session;
+        return makeAppSession({.container = container,
+                               .app = [apps, id = std::string(appID)] { return apps.find(id); },
+                               .home = home,
+                               .clock = clock},
+                              std::make_shared<OperationGate>());
     });
     // The first session fills what all of them share.
     sessions.session(ids.back())->metadata->refresh();

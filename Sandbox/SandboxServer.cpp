@@ -5,6 +5,7 @@
 #include "Platform/files/Files.h"
 #include "Platform/json/JSON.h"
 #include "Platform/log/Log.h"
+#include "Platform/task/StopToken.h"
 #include "Platform/text/Text.h"
 #include "Sandbox/rules/Uploads.h"
 #include "Sandbox/rules/World.h"
@@ -17,7 +18,6 @@
 #include <condition_variable>
 #include <mutex>
 #include <stdexcept>
-#include <thread>
 
 namespace quorvel::sandbox {
 namespace {
@@ -35,10 +35,9 @@ std::string randomKeyID() {
 std::string accountText(const JSONValue& state, std::string_view name) {
     const JSONValue* value = state.at("account", std::string_view(name));
     if (!value || !value->text())
-        throw std::runtime_error(fmt::format(
-            "The sandbox's state.json lacks the account's {}. Delete the state folder to begin with a fresh "
-            "account.",
-            name));
+        throw std::runtime_error(fmt::format("The sandbox's state.json lacks the account's {}. "
+                                             "Delete the state folder to begin with a fresh account.",
+                                             name));
     return *value->text();
 }
 
@@ -46,10 +45,9 @@ JSONValue decodedState(std::string_view text) {
     try {
         return decodeJSON<JSONValue>(text);
     } catch (const JSONError& error) {
-        throw std::runtime_error(
-            fmt::format("The sandbox's state.json cannot be read ({}). Delete the state folder "
-                        "to begin with a fresh account.",
-                        error.what()));
+        throw std::runtime_error(fmt::format("The sandbox's state.json cannot be read ({}). "
+                                             "Delete the state folder to begin with a fresh account.",
+                                             error.what()));
     }
 }
 
@@ -142,8 +140,7 @@ SandboxServer::SandboxServer(Options options)
     self.folderLock = FileLock::tryLock(self.options.stateFolder / "lock");
     if (!self.folderLock)
         throw std::runtime_error(
-            fmt::format("{}: another sandbox runs over this state folder. End it, or use another "
-                        "folder.",
+            fmt::format("{}: another sandbox runs over this state folder. End it, or use another folder.",
                         escapeControls(self.options.stateFolder.native())));
     self.server = std::make_unique<HTTPServer>(
         self.options.port, [&self](const Request& request) { return self.service->handle(request); });

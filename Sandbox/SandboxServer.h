@@ -1,13 +1,13 @@
-// A local stand-in for App Store Connect, over real HTTP on 127.0.0.1, to rehearse a release on.
+// A local stand-in for App Store Connect, over real HTTP on 127.0.0.1, to try a release on.
 #pragma once
 
 #include "Platform/json/JSONValue.h"
+#include "Platform/task/StopToken.h"
 
 #include <cstdint>
 #include <filesystem>
 #include <memory>
 #include <optional>
-#include <stop_token>
 #include <string>
 #include <string_view>
 #include <vector>

@@ -1,7 +1,7 @@
 # Fails when a source includes a folder that its layer may not use. Included by the configuration, and run by a
 # test: cmake -DLAYER_ROOT=… -DLAYER_TABLE=… -P CheckLayers.cmake
 #
-# A line of the table is `folder=folder,folder,…`: the layer and all that it may include.
+# A line of the table is `folder=folder,folder,!path,…`: the layer, all that it may include, and what it may not.
 file(STRINGS ${LAYER_TABLE} layerLines)
 set(violations "")
 set(layerFolders "")
@@ -30,6 +30,12 @@ foreach(line IN LISTS layerLines)
                 string(FIND "${path}" "${candidate}/" position)
                 if(position EQUAL 0)
                     set(permitted TRUE)
+                endif()
+            endforeach()
+            foreach(candidate IN LISTS allowed)
+                string(FIND "!${path}" "${candidate}" position)
+                if(position EQUAL 0)
+                    set(permitted FALSE)
                 endif()
             endforeach()
             if(NOT permitted)

@@ -1,7 +1,8 @@
-# layer(FOLDER [USES folder…] [LIBRARIES target…] [PROGRAM name])
+# layer(FOLDER [USES folder…] [FORBIDS path…] [LIBRARIES target…] [PROGRAM name])
 #
 # Makes one static library of all sources in FOLDER (relative to the root), or one program when PROGRAM is given,
-# and notes which other layers its sources may include. USES is closed transitively. finish_layers() writes the
+# and notes which other layers its sources may include. USES is closed transitively; FORBIDS takes folders and
+# headers out of it. finish_layers() writes the
 # table and stops the configuration when a source includes a folder that its layer may not use.
 set(LAYER_TABLE ${CMAKE_BINARY_DIR}/layers.txt)
 file(WRITE ${LAYER_TABLE} "")
@@ -34,7 +35,7 @@ function(compile_together TARGET)
 endfunction()
 
 function(layer FOLDER)
-    cmake_parse_arguments(ARG "" "PROGRAM" "USES;LIBRARIES" ${ARGN})
+    cmake_parse_arguments(ARG "" "PROGRAM" "USES;FORBIDS;LIBRARIES" ${ARGN})
     file(GLOB_RECURSE sources CONFIGURE_DEPENDS ${CMAKE_SOURCE_DIR}/${FOLDER}/*.cpp ${CMAKE_SOURCE_DIR}/${FOLDER}/*.h)
     string(REPLACE "/" "_" target ${FOLDER})
     if(ARG_PROGRAM)
@@ -59,11 +60,20 @@ function(layer FOLDER)
     list(REMOVE_DUPLICATES allowed)
     set_property(GLOBAL PROPERTY LAYER_${FOLDER} "${allowed}")
     target_link_libraries(${target} PUBLIC ${ARG_LIBRARIES} Threads::Threads)
+    set_property(GLOBAL APPEND PROPERTY LAYER_TARGETS ${target})
+    list(TRANSFORM ARG_FORBIDS PREPEND "!")
+    list(APPEND allowed ${ARG_FORBIDS})
     list(JOIN allowed "," line)
     file(APPEND ${LAYER_TABLE} "${FOLDER}=${line}\n")
 endfunction()
 
 function(finish_layers)
+    # Compiles every layer and links nothing, so that it works with a standard library that the libraries of the
+    # distribution were not built with.
+    get_property(targets GLOBAL PROPERTY LAYER_TARGETS)
+    list(TRANSFORM targets REPLACE "(.+)" "$<TARGET_OBJECTS:\\1>" OUTPUT_VARIABLE objects)
+    add_custom_target(objects DEPENDS ${objects})
+
     set(LAYER_ROOT ${CMAKE_SOURCE_DIR})
     include(${CMAKE_SOURCE_DIR}/cmake/CheckLayers.cmake)
 endfunction()

@@ -27,12 +27,12 @@ struct Line {
 std::optional<ClaudeCostRecorder::LogEntry> decodeLine(std::string_view text) {
     try {
         auto line = decodeJSON<Line>(text);
-        return ClaudeCostRecorder::LogEntry{dateFromSecondsSince2001(line.timestamp),
-                                            std::move(line.model),
-                                            line.inputTokens,
-                                            line.outputTokens,
-                                            line.costUSD,
-                                            line.cached};
+        return ClaudeCostRecorder::LogEntry{.timestamp = dateFromSecondsSince2001(line.timestamp),
+                                            .model = std::move(line.model),
+                                            .inputTokens = line.inputTokens,
+                                            .outputTokens = line.outputTokens,
+                                            .costUSD = line.costUSD,
+                                            .cached = line.cached};
     } catch (const JSONError&) {
         return std::nullopt;
     }

@@ -36,7 +36,7 @@ class ClaudeCostRecorder {
     /// Appends one line. A line that cannot be written is a warning in the log: the answer is in hand
     /// already.
     void record(std::string_view model, const ClaudeResponse& response, Origin origin) const;
-    /// All entries, oldest first; lines that are none are left out. Throws `FileError`.
+    /// All entries, oldest first; damaged lines are skipped. Throws `FileError`.
     [[nodiscard]] std::vector<LogEntry> entries() const;
     /// US dollars of the last `lastSeconds` seconds. Throws `FileError`.
     [[nodiscard]] double totalCost(double lastSeconds) const;

@@ -43,6 +43,11 @@ class ClaudeError : public std::exception {
     struct EmptyResponse {
         bool operator==(const EmptyResponse&) const = default;
     };
+    enum class Kind {
+        noAccess,       // every further request would fail the same way until the user changes something
+        serviceTrouble, // the service is busy, broken or out of reach; a later try may succeed
+        failed,
+    };
     using Case = std::variant<Unauthorized, RateLimited, ServerError, APIError, Decoding, Network,
                               MissingAPIKey, EmptyResponse>;
 
@@ -56,8 +61,7 @@ class ClaudeError : public std::exception {
     [[nodiscard]] const T* as() const {
         return std::get_if<T>(&problem_);
     }
-    /// Whether every further request would fail the same way until the user changes something.
-    [[nodiscard]] bool concernsEveryRequest() const { return as<Unauthorized>() || as<MissingAPIKey>(); }
+    [[nodiscard]] Kind kind() const;
     bool operator==(const ClaudeError& other) const { return problem_ == other.problem_; }
 
   private:

@@ -49,7 +49,7 @@ struct ClaudeResponse {
     std::vector<Block> content;
     Usage usage;
     bool fromCache = false; // not paid for now; no part of the document
-    QUORVEL_RECORD(ClaudeResponse, id, type, model, stopReason, content, usage)
+    QUORVEL_RECORD_EXCEPT(ClaudeResponse, (fromCache), id, type, model, stopReason, content, usage)
 
     /// The answer: the texts of the blocks joined.
     [[nodiscard]] std::string text() const {

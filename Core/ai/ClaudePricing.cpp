@@ -28,4 +28,11 @@ double ClaudePricing::cost(std::string_view model, std::int64_t inputTokens, std
            static_cast<double>(outputTokens) / million * price.outputPerMillion;
 }
 
+double ClaudePricing::estimatedCostUSD(std::string_view model, double requestBytes, double answerBytes) {
+    // In scripts with more bytes per character, a token has fewer characters.
+    constexpr double bytesPerToken = 4;
+    return cost(model, static_cast<std::int64_t>(requestBytes / bytesPerToken),
+                static_cast<std::int64_t>(answerBytes / bytesPerToken) + 1);
+}
+
 } // namespace quorvel

@@ -20,6 +20,9 @@ struct ClaudePricing {
     /// US dollars.
     [[nodiscard]] static double cost(std::string_view model, std::int64_t inputTokens,
                                      std::int64_t outputTokens);
+    /// US dollars, estimated from the sizes of a request's texts and of its answer in bytes.
+    [[nodiscard]] static double estimatedCostUSD(std::string_view model, double requestBytes,
+                                                 double answerBytes);
 };
 
 } // namespace quorvel

@@ -1,4 +1,4 @@
-// A text that does not stand readable in the program file or in its memory.
+// A text that is not readable in the program file or in its memory.
 #pragma once
 
 #include <array>

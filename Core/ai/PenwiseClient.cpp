@@ -2,7 +2,6 @@
 
 #include "Core/ai/ClaudeError.h"
 #include "Core/ai/PenwiseWire.h"
-#include "Core/asc/ASCError.h"
 #include "Core/asc/ASCRateLimit.h"
 #include "Platform/crypto/Digest.h"
 #include "Platform/task/Task.h"
@@ -60,11 +59,10 @@ std::optional<double> retryAfterOf(const HTTPResponse& response) {
     const int status = response.status;
     const auto message = messageOf(response.body);
     if (status == 401 || status == 403)
-        throw ClaudeError(ClaudeError::Unauthorized{message.value_or(
-            fmt::format("the relay did not accept the request's signature ({}). Check the signing secret and "
-                        "this "
-                        "machine's clock.",
-                        status))});
+        throw ClaudeError(ClaudeError::Unauthorized{
+            message.value_or(fmt::format("the relay did not accept the request's signature ({}). "
+                                         "Check the signing secret and this machine's clock.",
+                                         status))});
     if (status == 429) throw ClaudeError(ClaudeError::RateLimited{retryAfterOf(response)});
     if (status >= 500 && status <= 599) throw ClaudeError(ClaudeError::ServerError{status, message});
     throw ClaudeError(ClaudeError::APIError{status, message.value_or("Penwise proxy error")});
@@ -102,8 +100,10 @@ HTTPResponse PenwiseClient::sendOnce(const std::string& body) const {
         return parts_.http->send(request);
     } catch (const CancellationError&) {
         throw;
-    } catch (const ASCError&) { // its text speaks of App Store Connect
-        throw ClaudeError(ClaudeError::Network{"something answered that is no HTTP server"});
+    } catch (const TransportError& error) {
+        const bool isHTTP = error.kind() != TransportError::Kind::notHTTP;
+        throw ClaudeError(
+            ClaudeError::Network{isHTTP ? error.what() : "something answered that is no HTTP server"});
     } catch (const std::exception& error) {
         throw ClaudeError(ClaudeError::Network{error.what()});
     }

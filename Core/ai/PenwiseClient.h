@@ -3,9 +3,9 @@
 
 #include "Core/ai/ClaudeClientProtocol.h"
 #include "Core/ai/PenwiseConfig.h"
-#include "Core/asc/ASCClient.h"
-#include "Core/asc/HTTPClient.h"
+#include "Platform/http/HTTPClient.h"
 #include "Platform/log/Log.h"
+#include "Platform/task/Backoff.h"
 #include "Platform/time/Date.h"
 
 #include <functional>

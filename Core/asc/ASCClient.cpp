@@ -1,14 +1,13 @@
 #include "Core/asc/ASCClient.h"
 
 #include "Core/asc/ASCError.h"
+#include "Platform/http/URLRules.h"
 #include "Platform/task/Task.h"
 #include "Platform/text/Text.h"
 
 #include <fmt/format.h>
 
-#include <algorithm>
-#include <cmath>
-#include <random>
+#include <utility>
 
 namespace quorvel {
 
@@ -33,18 +32,11 @@ void appendPercentEncoded(std::string& url, std::string_view text, Slash slash) 
     }
 }
 
-// Scheme, host and port of a URL.
-std::string_view originOf(std::string_view url) {
-    const std::size_t scheme = url.find("://");
-    if (scheme == std::string_view::npos) return url;
-    return url.substr(0, std::min(url.find_first_of("/?#", scheme + 3), url.size()));
-}
-
-// A link is followed with the key's token only to where the token belongs; rehearsals stay on this machine.
+// Send the key's token only to the API's own server. Plain http addresses are all on this machine.
 bool mayCarryToken(std::string_view link, std::string_view baseURL) {
     if (problemOfURL(link)) return false;
     const auto isPlain = [](std::string_view url) { return url.starts_with("http://"); };
-    return originOf(link) == originOf(baseURL) || (isPlain(link) && isPlain(baseURL));
+    return haveSameOrigin(link, baseURL) || (isPlain(link) && isPlain(baseURL));
 }
 
 std::optional<std::string> asText(std::string body) {
@@ -53,12 +45,6 @@ std::optional<std::string> asText(std::string body) {
 }
 
 } // namespace
-
-double defaultBackoff(int attempt) {
-    thread_local std::minstd_rand generator{std::random_device{}()};
-    return std::pow(2.0, std::max(attempt - 1, 0)) +
-           std::uniform_real_distribution<double>(0, 0.5)(generator);
-}
 
 std::string ascPath(std::string_view collection, std::string_view id, std::string_view rest) {
     std::string path = fmt::format("v1/{}/", collection);
@@ -113,10 +99,11 @@ HTTPResponse ASCClient::sendOnce(const ASCRequest& request, const std::string& u
     }
     try {
         return parts_.http->send(http);
-    } catch (const ASCError&) {
-        throw;
     } catch (const CancellationError&) {
         throw;
+    } catch (const TransportError& error) {
+        if (error.kind() == TransportError::Kind::notHTTP) throw ASCError(ASCError::InvalidResponse{});
+        throw ASCError(ASCError::NetworkFailure{error.what()});
     } catch (const std::exception& error) {
         throw ASCError(ASCError::NetworkFailure{error.what()});
     }
@@ -137,10 +124,11 @@ void ASCClient::waitBeforeRetry(int status, double delay, int attempt) const {
 
 std::string ASCClient::exchange(const ASCRequest& request) const {
     const std::string url = urlOf(request);
+    logger_.debug(fmt::format("{} {}", request.method, request.absoluteURL ? url : request.path));
     for (int attempt = 1;; ++attempt) {
         checkCancellation();
         HTTPResponse response = sendOnce(request, url);
-        // Before its date is read: a refusal may mean that what was known of the clock is wrong.
+        // Forget the token before the answer's Date is read, so that the clock's correction starts anew.
         if (response.status == 401) parts_.tokens->invalidate();
         learnFrom(response);
         const int status = response.status;

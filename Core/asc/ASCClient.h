@@ -4,17 +4,15 @@
 #include "Core/asc/ASCClientProtocol.h"
 #include "Core/asc/ASCRateLimit.h"
 #include "Core/asc/ASCTokenProvider.h"
-#include "Core/asc/HTTPClient.h"
+#include "Platform/http/HTTPClient.h"
 #include "Platform/log/Log.h"
+#include "Platform/task/Backoff.h"
 
 #include <functional>
 #include <memory>
 #include <string>
 
 namespace quorvel {
-
-/// Seconds to wait before retry `attempt` (counted from 1): 1, 2, 4 … plus a random part below half a second.
-[[nodiscard]] double defaultBackoff(int attempt);
 
 /// Attaches the bearer token, retries rate-limited and server-failed answers with back-off, forgets the token
 /// on 401 and turns error answers into `ASCError`. Holds no state of its own between calls; may be used from

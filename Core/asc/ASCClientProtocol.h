@@ -6,7 +6,7 @@
 #include "Core/asc/records/AppRecords.h"
 #include "Core/asc/records/BuildRecords.h"
 #include "Core/asc/records/CommerceRecords.h"
-#include "Core/asc/records/ReviewRecords.h"
+#include "Core/asc/records/Reviews.h"
 #include "Core/asc/records/ScreenshotRecords.h"
 #include "Core/asc/records/States.h"
 #include "Core/asc/records/VersionRecords.h"
@@ -21,12 +21,12 @@ namespace quorvel {
 template <typename A>
 using ASCList = std::vector<ASCResource<A>>;
 
-/// All resources of a list, its pages followed; a bound makes it the first `maximum` of them.
+/// How many resources of a list are wanted; pages are followed until then.
 struct ASCListBound {
     std::optional<int> maximum; // none: everything
 };
 
-/// What an operation's daily sales report is asked for by; sent in this order.
+/// The filters of a sales report, sent in this order.
 struct ASCSalesReportQuery {
     std::string vendorNumber;
     std::string reportType;
@@ -39,12 +39,12 @@ struct ASCSalesReportQuery {
 /// App Store Connect as the rest of the system sees it. Implementations provide `exchange`; every operation
 /// is defined once on it (operations/, grouped by resource) and is named as in the catalogue. All throw
 /// `ASCError` or `CancellationError`, and may be called from any thread. An operation that returns an
-/// optional answers "none" where App Store Connect says that there is no such resource.
+/// optional returns none when App Store Connect has no such resource.
 class ASCClientProtocol {
   public:
     virtual ~ASCClientProtocol() = default;
 
-    /// Sends one request, with whatever retries it takes, and returns the body of a successful answer.
+    /// Sends one request, retrying as needed, and returns the body of a successful answer.
     [[nodiscard]] virtual std::string exchange(const ASCRequest& request) const = 0;
 
     /// `exchange`, decoded. Throws `ASCError::DecodingFailed` for a body of another form.

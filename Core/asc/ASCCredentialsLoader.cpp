@@ -1,33 +1,17 @@
 #include "Core/asc/ASCCredentialsLoader.h"
 
 #include "Core/asc/ASCError.h"
-#include "Platform/files/Files.h"
 #include "Platform/log/Log.h"
 #include "Platform/text/Text.h"
 
-#include <algorithm>
-#include <cerrno>
+#include <fmt/format.h>
+
+#include <map>
+#include <vector>
 
 namespace quorvel {
 
 namespace {
-
-constexpr std::uint64_t keyFileLimit = 64 << 10;
-constexpr std::size_t longestPlainRun = 100; // the body of a key is longer, the parts of most paths are not
-
-bool isBase64(char character) {
-    return (character >= 'a' && character <= 'z') || (character >= 'A' && character <= 'Z') ||
-           (character >= '0' && character <= '9') || character == '+' || character == '/' || character == '=';
-}
-
-bool hasLongBase64Run(std::string_view text) {
-    for (auto at = text.begin(); at != text.end();) {
-        const auto start = std::find_if(at, text.end(), isBase64);
-        at = std::find_if_not(start, text.end(), isBase64);
-        if (static_cast<std::size_t>(at - start) > longestPlainRun) return true;
-    }
-    return false;
-}
 
 std::string readOrEmpty(const KeychainStore& keychain, const std::string& account) {
     try {
@@ -38,7 +22,69 @@ std::string readOrEmpty(const KeychainStore& keychain, const std::string& accoun
     }
 }
 
+using RawCredentials = ASCCredentialsLoader::RawCredentials;
+using StoredTexts = std::map<std::string, std::string>;
+
+RawCredentials textsOf(const StoredTexts& stored, const std::optional<std::string>& scope) {
+    const auto item = [&](KeychainStore::AccountKey key) {
+        const auto found = stored.find(accountName(key, scope));
+        return found == stored.end() || isBlank(found->second) ? std::string() : found->second;
+    };
+    using Key = KeychainStore::AccountKey;
+    return {item(Key::keyID), item(Key::issuerID), item(Key::privateKeyPEM)};
+}
+
+bool hasKeyText(const RawCredentials& texts) {
+    return !texts.keyID.empty() || !texts.privateKeyPEM.empty();
+}
+
+bool isSameText(std::string_view one, std::string_view other) {
+    return trim(one) == trim(other);
+}
+
+// A private key signs for its own Key ID only. A lone half is completed from a place that has nothing but the
+// other half, or holds the same first half beside it.
+void completeKey(RawCredentials& key, const RawCredentials& place) {
+    const bool goesWithKeyID = place.keyID.empty() || isSameText(place.keyID, key.keyID);
+    const bool goesWithKey =
+        place.privateKeyPEM.empty() || isSameText(place.privateKeyPEM, key.privateKeyPEM);
+    if (key.privateKeyPEM.empty() && goesWithKeyID)
+        key.privateKeyPEM = place.privateKeyPEM;
+    else if (key.keyID.empty() && goesWithKey)
+        key.keyID = place.keyID;
+}
+
 } // namespace
+
+ASCCredentialsLoader::Found ASCCredentialsLoader::find(std::span<const std::string> scopes) const {
+    const StoredTexts stored = keychain.readAll();
+    std::vector<std::optional<std::string>> places(scopes.begin(), scopes.end());
+    places.emplace_back(); // the global accounts
+    Found found;
+    for (const auto& scope : places) {
+        const RawCredentials texts = textsOf(stored, scope);
+        if (found.texts.issuerID.empty() && !texts.issuerID.empty()) {
+            found.texts.issuerID = texts.issuerID;
+            found.issuerScope = scope;
+        }
+        if (!hasKeyText(found.texts) && hasKeyText(texts)) {
+            found.texts.keyID = texts.keyID;
+            found.texts.privateKeyPEM = texts.privateKeyPEM;
+            found.keyScope = scope;
+        } else {
+            completeKey(found.texts, texts);
+        }
+    }
+    return found;
+}
+
+ASCAuth ASCCredentialsLoader::loadFirst(std::span<const std::string> scopes) const {
+    const RawCredentials texts = find(scopes).texts;
+    if (!texts.keyID.empty() && !texts.issuerID.empty() && texts.privateKeyPEM.empty())
+        throw ASCError(ASCError::InvalidPrivateKey{
+            fmt::format("none is stored for Key ID {}", escapeControls(trim(texts.keyID)))});
+    return makeAuth(texts);
+}
 
 ASCCredentialsLoader::RawCredentials
 ASCCredentialsLoader::loadRaw(const std::optional<std::string>& scope) const {
@@ -67,25 +113,6 @@ ASCAuth makeAuth(const ASCCredentialsLoader::RawCredentials& texts) {
         std::string reason = error.what();
         if (reason.ends_with('.')) reason.pop_back(); // it stands in brackets within a sentence
         throw ASCError(ASCError::InvalidPrivateKey{std::move(reason)});
-    }
-}
-
-bool looksLikeKeyText(std::string_view text) {
-    for (const std::string_view part : {"PRIVATE KEY", "\n", "\r", "\\n"})
-        if (text.find(part) != std::string_view::npos) return true;
-    return hasLongBase64Run(text);
-}
-
-std::string readPrivateKeyFile(const std::filesystem::path& file) {
-    try {
-        auto pem = readFile(file, keyFileLimit);
-        if (!pem) throw FileError(file, "cannot be read as a key file", ENOENT);
-        return std::move(*pem);
-    } catch (const FileError& error) {
-        // A file that is there has a harmless name, however long.
-        if (!looksLikeKeyText(file.string())) throw;
-        throw FileError("(name not shown)", "this looks like the key itself, not like the name of its file",
-                        error.errorNumber());
     }
 }
 

@@ -7,14 +7,41 @@
 
 namespace quorvel {
 
+namespace {
+
+// App Store Connect answers 409 both to changes that the state does not allow and to values that it refuses.
+bool isAboutValuesOnly(const ASCError& error) {
+    const auto* refused = error.as<ASCError::APIErrors>();
+    return refused && std::ranges::all_of(refused->errors, [](const ASCError::APIError& entry) {
+               const std::string_view code = entry.code ? std::string_view(*entry.code) : "";
+               return (code.starts_with("ENTITY_ERROR.ATTRIBUTE") || code.starts_with("PARAMETER_ERROR")) &&
+                      code.find("STATE") == std::string_view::npos;
+           });
+}
+
+} // namespace
+
 ASCError::ASCError(Case problem) : problem_(std::move(problem)), description_(textOf(problem_)) {}
+
+ASCError::Kind ASCError::kind() const {
+    if (as<Cancelled>()) return Kind::cancelled;
+    if (as<MissingCredentials>()) return Kind::missingCredentials;
+    if (as<InvalidPrivateKey>() || as<JWTEncodingFailed>()) return Kind::invalidPrivateKey;
+    const auto status = httpStatus();
+    if (!status) return as<APIErrors>() ? Kind::failed : Kind::serviceTrouble;
+    if (*status == 401 || *status == 403) return Kind::credentialsRefused;
+    if (*status == 404) return Kind::notFound;
+    if (*status == 409) return isAboutValuesOnly(*this) ? Kind::valuesRefused : Kind::stateRefused;
+    if (*status == 429 || *status >= 500) return Kind::serviceTrouble;
+    return Kind::failed;
+}
 
 std::optional<int> ASCError::httpStatus() const {
     if (const auto* status = as<HTTPStatus>()) return status->code;
     if (as<RateLimited>()) return 429;
     const auto* refused = as<APIErrors>();
     if (!refused) return std::nullopt;
-    // Only a 401 is told by its document alone, even by an empty one.
+    // Only a 401 may come with an empty document.
     if (refused->errors.empty()) return 401;
     const std::string& text = refused->errors.front().status.value_or("");
     int code = 0;

@@ -2,6 +2,7 @@
 #pragma once
 
 #include "Platform/json/JSON.h"
+#include "Platform/json/RawValue.h"
 
 #include <exception>
 #include <optional>
@@ -11,7 +12,7 @@
 
 namespace quorvel {
 
-/// Whatever goes wrong between us and App Store Connect; `description()` is the text that users see.
+/// Anything that goes wrong between us and App Store Connect. `description()` is the text that users see.
 class ASCError : public std::exception {
   public:
     /// One entry of an error document.
@@ -65,9 +66,23 @@ class ASCError : public std::exception {
         std::variant<InvalidPrivateKey, HTTPStatus, APIErrors, RateLimited, DecodingFailed, NetworkFailure,
                      JWTEncodingFailed, MissingCredentials, InvalidResponse, Cancelled>;
 
+    /// What an error means to whoever reports it or decides about a retry.
+    enum class Kind {
+        missingCredentials,
+        invalidPrivateKey,  // it cannot be read, or does not sign
+        credentialsRefused, // the key is not accepted, or lacks the role
+        notFound,
+        stateRefused,   // the state on App Store Connect does not allow the change
+        valuesRefused,  // App Store Connect refused values and nothing else
+        serviceTrouble, // the network or the service; a retry may help
+        cancelled,
+        failed, // everything else
+    };
+
     ASCError(Case problem);
 
     [[nodiscard]] const Case& problem() const { return problem_; }
+    [[nodiscard]] Kind kind() const;
     [[nodiscard]] const std::string& description() const { return description_; }
     [[nodiscard]] const char* what() const noexcept override { return description_.c_str(); }
 
@@ -89,15 +104,30 @@ class ASCError : public std::exception {
     std::string description_;
 };
 
+template <>
+struct RawValues<ASCError::Kind> {
+    using K = ASCError::Kind;
+    static constexpr std::pair<ASCError::Kind, std::string_view> values[] = {
+        {K::missingCredentials, "missingCredentials"},
+        {K::invalidPrivateKey, "invalidPrivateKey"},
+        {K::credentialsRefused, "credentialsRefused"},
+        {K::notFound, "notFound"},
+        {K::stateRefused, "stateRefused"},
+        {K::valuesRefused, "valuesRefused"},
+        {K::serviceTrouble, "serviceTrouble"},
+        {K::cancelled, "cancelled"},
+        {K::failed, "failed"},
+    };
+};
+
 /// The error document that App Store Connect sends; members not listed are ignored.
 struct ASCErrorEnvelope {
     std::vector<ASCError::APIError> errors;
     QUORVEL_RECORD(ASCErrorEnvelope, errors)
 };
 
-/// The entries of an error document, each followed in the end by the causes that the document lists beside
-/// them
-/// (`meta.associatedErrors`); empty when `body` is no error document.
+/// The entries of an error document, and after them the causes that they list (`meta.associatedErrors`).
+/// Empty when `body` is no error document.
 [[nodiscard]] std::vector<ASCError::APIError> decodeErrorDocument(std::string_view body);
 
 } // namespace quorvel

@@ -9,9 +9,9 @@
 
 namespace quorvel {
 
-const std::string_view keyNotAcceptedText = "Apple didn't accept this key. Check that the Key ID, the Issuer "
-                                            "ID and the .p8 file all come from the same key — "
-                                            "and that the key wasn't revoked.";
+const std::string_view keyNotAcceptedText =
+    "Apple didn't accept this key. Check that the Key ID, the Issuer ID and the .p8 file all come "
+    "from the same key — and that the key wasn't revoked.";
 
 namespace {
 
@@ -40,22 +40,22 @@ std::string withExcerpt(std::string_view text, const std::optional<std::string>&
 std::string textOfStatus(int code, const std::optional<std::string>& body) {
     switch (code) {
     case 401:
-        return "App Store Connect rejected the API key (401). Check the Key ID, Issuer ID and .p8 in "
-               "Settings → App "
-               "Store Connect — a revoked key fails the same way.";
+        return "App Store Connect rejected the API key (401). "
+               "Check the Key ID, Issuer ID and .p8 in Settings → App Store Connect — a revoked key fails "
+               "the same way.";
     case 403:
-        return "The API key isn't allowed to do this (403). Metadata and builds need the App Manager or "
-               "Admin role; "
-               "sales reports need Admin, Finance or Sales.";
+        return "The API key isn't allowed to do this (403). "
+               "Metadata and builds need the App Manager or Admin role; sales reports need Admin, "
+               "Finance or Sales.";
     case 404:
         return withExcerpt(
-            "App Store Connect couldn't find that (404). The app or version may have been removed, or "
-            "the key belongs to a different team.",
+            "App Store Connect couldn't find that (404). "
+            "The app or version may have been removed, or the key belongs to a different team.",
             body);
     case 409:
         return withExcerpt(
-            "App Store Connect refused the change (409) — the version is in a state that doesn't allow "
-            "it. Pull to see the current state.",
+            "App Store Connect refused the change (409) — the version is in a state that doesn't allow it. "
+            "Pull to see the current state.",
             body);
     case 429:
         return "App Store Connect is rate-limiting requests (429). Wait a minute and try again.";
@@ -73,18 +73,19 @@ struct LeadSentence {
     std::string_view text;
 };
 
-constexpr std::string_view stateText = "The version is in a state that doesn't allow this change — pull to "
-                                       "see where it is on App Store Connect.";
-constexpr std::string_view notAllowedText = "The API key isn't allowed to do this. Metadata and builds need "
-                                            "App Manager or Admin; sales reports need Admin, "
-                                            "Finance or Sales.";
+constexpr std::string_view stateText =
+    "The version is in a state that doesn't allow this change — pull to see where it is on App "
+    "Store Connect.";
+constexpr std::string_view notAllowedText =
+    "The API key isn't allowed to do this. Metadata and builds need App Manager or Admin; "
+    "sales reports need Admin, Finance or Sales.";
 constexpr std::string_view notFoundText =
     "App Store Connect couldn't find that — it may have been removed, or the key belongs to another team.";
 constexpr std::string_view valueText = "App Store Connect rejected a value.";
 constexpr std::string_view rejectedKeyText =
     "App Store Connect rejected the API key. Check it in Settings → App Store Connect.";
 
-// The codes as documented, then the longer spellings in which App Store Connect sends the same refusals.
+// The documented codes and the longer spellings that App Store Connect sends for the same refusals.
 constexpr LeadSentence leadSentences[] = {
     {"ENTITY_STATE_INVALID", stateText},
     {"STATE_ERROR", stateText},
@@ -131,8 +132,8 @@ std::string textOfRefusal(const std::vector<ASCError::APIError>& errors) {
 struct TextVisitor {
     std::string operator()(const ASCError::InvalidPrivateKey& problem) const {
         return fmt::format(
-            "The .p8 private key can't be read ({}). Download it again from App Store Connect → Users "
-            "and Access → Integrations and pick the new file in Settings → App Store Connect.",
+            "The .p8 private key can't be read ({}). Download it again from App Store Connect → Users and "
+            "Access → Integrations and pick the new file in Settings → App Store Connect.",
             problem.reason);
     }
     std::string operator()(const ASCError::HTTPStatus& problem) const {
@@ -147,27 +148,25 @@ struct TextVisitor {
             std::ceil(*problem.retryAfter));
     }
     std::string operator()(const ASCError::DecodingFailed& problem) const {
-        return fmt::format(
-            "App Store Connect sent a response Quorvel couldn't read ({}). Try again; if it keeps "
-            "happening, update Quorvel.",
-            problem.problem);
+        return fmt::format("App Store Connect sent a response Quorvel couldn't read ({}). "
+                           "Try again; if it keeps happening, update Quorvel.",
+                           problem.problem);
     }
     std::string operator()(const ASCError::NetworkFailure& problem) const {
         return fmt::format("Couldn't reach App Store Connect ({}). Check your connection and try again.",
                            problem.problem);
     }
     std::string operator()(const ASCError::JWTEncodingFailed&) const {
-        return "Couldn't sign the request to App Store Connect. Re-enter the API key in Settings → App Store "
-               "Connect.";
+        return "Couldn't sign the request to App Store Connect. "
+               "Re-enter the API key in Settings → App Store Connect.";
     }
     std::string operator()(const ASCError::MissingCredentials&) const {
         return "No App Store Connect API key yet. Add the Key ID, Issuer ID and .p8 in Settings → App Store "
                "Connect.";
     }
     std::string operator()(const ASCError::InvalidResponse&) const {
-        return "App Store Connect returned something that isn't an HTTP response. Check your connection or "
-               "proxy and "
-               "try again.";
+        return "App Store Connect returned something that isn't an HTTP response. "
+               "Check your connection or proxy and try again.";
     }
     std::string operator()(const ASCError::Cancelled&) const { return "Cancelled."; }
 };

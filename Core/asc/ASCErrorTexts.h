@@ -1,4 +1,4 @@
-// Every user-facing text of App Store Connect access that stands in more than one place or is composed.
+// The user-facing texts of App Store Connect errors.
 #pragma once
 
 #include "Core/asc/ASCError.h"
@@ -10,7 +10,7 @@ namespace quorvel {
 /// The user-facing text of an error.
 [[nodiscard]] std::string textOf(const ASCError::Case& problem);
 
-/// What is said of a key that App Store Connect does not accept.
+/// The text for a key that App Store Connect does not accept.
 extern const std::string_view keyNotAcceptedText;
 
 } // namespace quorvel

@@ -3,16 +3,24 @@
 
 #include "Platform/json/JSON.h"
 
+#include <initializer_list>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <utility>
 #include <vector>
 
 namespace quorvel {
 
+/// One item of a query; an item without a value is not sent.
+struct ASCQueryItem {
+    std::string_view name;
+    std::optional<std::string_view> value;
+};
+using ASCQuery = std::initializer_list<ASCQueryItem>;
+
 /// One call: `path` begins with "v1/" or "v2/" and is relative to the API's base address; `query` is sent in
-/// order, percent-encoded. When `absoluteURL` is set (a link that App Store Connect gave) it is used as it
-/// is.
+/// order, percent-encoded. An `absoluteURL` (a link that App Store Connect gave) is used as it is instead.
 struct ASCRequest {
     std::string method;
     std::string path;
@@ -21,20 +29,22 @@ struct ASCRequest {
     std::string accept = "application/json";
     std::optional<std::string> absoluteURL;
 
-    [[nodiscard]] static ASCRequest get(std::string path,
-                                        std::vector<std::pair<std::string, std::string>> query = {}) {
-        return {"GET", std::move(path), std::move(query), std::nullopt, "application/json", std::nullopt};
+    [[nodiscard]] static ASCRequest get(std::string path, ASCQuery query = {}) {
+        ASCRequest request{.method = "GET", .path = std::move(path)};
+        for (const auto& [name, value] : query)
+            if (value) request.query.emplace_back(name, *value);
+        return request;
     }
     template <typename Document>
     [[nodiscard]] static ASCRequest post(std::string path, const Document& document) {
-        return {"POST", std::move(path), {}, encodeJSON(document), "application/json", std::nullopt};
+        return {.method = "POST", .path = std::move(path), .body = encodeJSON(document)};
     }
     template <typename Document>
     [[nodiscard]] static ASCRequest patch(std::string path, const Document& document) {
-        return {"PATCH", std::move(path), {}, encodeJSON(document), "application/json", std::nullopt};
+        return {.method = "PATCH", .path = std::move(path), .body = encodeJSON(document)};
     }
     [[nodiscard]] static ASCRequest remove(std::string path) {
-        return {"DELETE", std::move(path), {}, std::nullopt, "application/json", std::nullopt};
+        return {.method = "DELETE", .path = std::move(path)};
     }
 };
 

@@ -2,8 +2,8 @@
 
 #include "Core/asc/ASCCredentialsLoader.h"
 #include "Core/asc/ASCErrorTexts.h"
+#include "Core/asc/KeyFiles.h"
 #include "Platform/crypto/Digest.h"
-#include "Platform/files/Files.h"
 #include "Platform/text/Text.h"
 
 #include <fmt/format.h>
@@ -23,16 +23,6 @@ bool isLetterOrDigit(char character) {
 }
 
 } // namespace
-
-std::optional<std::string> keyIDFromFileName(std::string_view fileName) {
-    constexpr std::string_view prefix = "AuthKey_";
-    if (!fileName.starts_with(prefix)) return std::nullopt;
-    const std::string_view rest = fileName.substr(prefix.size());
-    const auto end = std::ranges::find_if_not(rest, isLetterOrDigit);
-    const std::string run(rest.begin(), end);
-    if (run.size() != keyIDLength) return std::nullopt;
-    return run;
-}
 
 std::optional<std::string> problemOfKeyID(std::string_view keyID) {
     if (keyID.find('-') != std::string_view::npos && keyID.size() >= 21)
@@ -70,9 +60,9 @@ std::string ASCSettingsViewModel::stored(Key key) const {
 bool ASCSettingsViewModel::pickPrivateKey(const std::filesystem::path& file) {
     try {
         setPrivateKeyPEM(readPrivateKeyFile(file));
-    } catch (const FileError& error) {
-        logger_.error(
-            fmt::format("Failed to read .p8 at {}: {}", escapeControls(error.path().string()), error.what()));
+    } catch (const CredentialsError& error) {
+        const std::string name = error.files().empty() ? "(name not shown)" : error.files().front().string();
+        logger_.error(fmt::format("Failed to read .p8 at {}: {}", escapeControls(name), error.what()));
         status_ = fmt::format("Could not read .p8 file: {}", error.what());
         return false;
     }
@@ -148,7 +138,7 @@ void ASCSettingsViewModel::verify() {
     try {
         verifyOnce();
     } catch (const ASCError& error) {
-        // A key is not wrong because this machine's clock is: what the refusal taught of it decides.
+        // A wrong clock makes a good key look refused: try once more with the clock that the answer told.
         const bool clockWasOff =
             std::chrono::abs(tokens->clockCorrection() - parts_.clockCorrection) >= std::chrono::seconds(2);
         if (error.httpStatus() != 401 || !clockWasOff) throw;

@@ -21,9 +21,6 @@ namespace quorvel {
 inline constexpr std::string_view ascCredentialsChangedNotification =
     "com.halvorne.brevant.ascCredentialsChanged";
 
-/// The Key ID in the name of a key file, "AuthKey_" and ten letters or digits; nothing for other names.
-[[nodiscard]] std::optional<std::string> keyIDFromFileName(std::string_view fileName);
-
 /// The message for a Key ID or an Issuer ID that is not of its form; nothing when it is.
 [[nodiscard]] std::optional<std::string> problemOfKeyID(std::string_view keyID);
 [[nodiscard]] std::optional<std::string> problemOfIssuerID(std::string_view issuerID);
@@ -46,18 +43,18 @@ class ASCSettingsViewModel {
         saved,
         refusedByForm,  // a field is missing or not of its form; nothing was sent
         refusedByApple, // the key was not accepted
-        failed,         // no answer could be had, or the file could not be written
+        failed,         // App Store Connect did not answer, or the file could not be written
     };
 
-    /// Begins with what is stored.
+    /// Starts with the stored values in its fields.
     explicit ASCSettingsViewModel(Parts parts);
 
     std::string keyID;
     std::string issuerID;
     std::string vendorNumber;
 
-    /// Reads a picked key file and takes the Key ID from its name, unless one was typed. Returns whether it
-    /// could be read; `status()` says why not.
+    /// Reads a picked key file, and takes the Key ID from its name unless one was typed. Returns false when
+    /// it cannot be read; `status()` says why.
     bool pickPrivateKey(const std::filesystem::path& file);
     /// Takes the PEM text itself.
     void setPrivateKeyPEM(std::string pem);
@@ -65,8 +62,7 @@ class ASCSettingsViewModel {
     /// Checks the form, verifies the key with one request for a single app, and only then stores everything
     /// in one step and posts `ascCredentialsChangedNotification`.
     SaveResult save();
-    /// Forgets the key (not the vendor number's successors of other scopes). Throws
-    /// `KeychainStore::KeychainError`.
+    /// Forgets the key of this scope and its vendor number. Throws `KeychainStore::KeychainError`.
     void forget();
 
     [[nodiscard]] const std::string& status() const { return status_; }
@@ -81,7 +77,7 @@ class ASCSettingsViewModel {
     }
     /// Whether a stored vendor number was dropped because the new key belongs to another team.
     [[nodiscard]] bool vendorClearedForNewTeam() const { return vendorClearedForNewTeam_; }
-    /// The correction of this machine's clock that the verifying call taught.
+    /// What the verifying call found to add to this machine's clock.
     [[nodiscard]] std::chrono::milliseconds clockCorrection() const { return parts_.clockCorrection; }
 
     static constexpr std::string_view fileNameKey = "asc.privateKey.fileName";

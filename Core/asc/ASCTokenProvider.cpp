@@ -6,8 +6,7 @@ namespace quorvel {
 
 namespace {
 constexpr std::chrono::seconds minimumLeft{60};
-// A Date header is cut to whole seconds, so an answer that seems this little ahead says nothing about the
-// clock.
+// A Date header has whole seconds, so a difference below this may be rounding.
 constexpr std::chrono::milliseconds smallestLag{2000};
 } // namespace
 
@@ -33,7 +32,8 @@ void ASCTokenProvider::invalidate() {
 void ASCTokenProvider::noteServerDate(Date serverDate) {
     const std::lock_guard lock(mutex_);
     const auto difference = std::chrono::duration_cast<std::chrono::milliseconds>(serverDate - clock_());
-    // The answer that travelled least tells most. Being a little behind is harmless, being ahead is refused.
+    // An answer's way makes the difference smaller, so the largest is the truest. A token from a clock that
+    // is a little behind is accepted, one from a clock that is ahead is refused.
     if (closest_ && difference <= *closest_) return;
     closest_ = difference;
     correction_ = difference > std::chrono::milliseconds{0} && difference < smallestLag

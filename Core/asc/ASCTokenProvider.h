@@ -22,10 +22,10 @@ class ASCTokenProvider {
     /// Forgets the token, so that the next request signs anew.
     void invalidate();
 
-    /// Learns from an answer's Date header by how much this machine's clock is off; tokens are signed with
-    /// the corrected clock from then on.
+    /// Compares an answer's Date header with this machine's clock; later tokens are signed with the corrected
+    /// clock.
     void noteServerDate(Date serverDate);
-    /// What is added to this machine's clock; remembered between runs by whoever builds the provider.
+    /// What is added to this machine's clock. The owner of the provider keeps it between runs.
     [[nodiscard]] std::chrono::milliseconds clockCorrection() const;
     void setClockCorrection(std::chrono::milliseconds correction);
 

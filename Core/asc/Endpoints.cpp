@@ -6,6 +6,10 @@
 
 #include <fmt/format.h>
 
+#include <string_view>
+#include <utility>
+#include <vector>
+
 namespace quorvel {
 
 std::string Endpoints::appStoreConnectOrDefault() const {
@@ -16,39 +20,34 @@ namespace {
 
 constexpr std::size_t longestSecret = 170; // bytes
 
-void check(const std::filesystem::path& file, std::string_view key,
-           const std::optional<std::string>& address) {
-    if (!address) return;
-    if (const auto problem = problemOfURL(*address))
-        throw EndpointsError(
-            fmt::format("{}: the address of \"{}\" {}.", escapeControls(file.string()), key, *problem));
+// The addresses of a file under their keys; the relay's secret is not one.
+std::vector<std::pair<std::string_view, std::optional<std::string>>> addressesOf(const Endpoints& endpoints) {
+    return {{"appStoreConnect", endpoints.appStoreConnect}, {"relay", endpoints.relay},
+            {"storeSearch", endpoints.storeSearch},         {"searchHints", endpoints.searchHints},
+            {"marketingFeeds", endpoints.marketingFeeds},   {"legacyFeeds", endpoints.legacyFeeds},
+            {"productSite", endpoints.productSite}};
 }
 
 } // namespace
 
 Endpoints loadEndpoints(const std::filesystem::path& file) {
+    const std::string name = escapeControls(file.string());
     try {
         const auto text = readFile(file, 1 << 20);
-        if (!text)
-            throw EndpointsError(
-                fmt::format("{}: there is no such file of endpoints.", escapeControls(file.string())));
+        if (!text) throw EndpointsError(fmt::format("There is no endpoints file {}.", name));
         const auto endpoints = decodeJSON<Endpoints>(*text);
-        check(file, "appStoreConnect", endpoints.appStoreConnect);
-        check(file, "relay", endpoints.relay);
-        check(file, "storeSearch", endpoints.storeSearch);
-        check(file, "searchHints", endpoints.searchHints);
-        check(file, "marketingFeeds", endpoints.marketingFeeds);
-        check(file, "legacyFeeds", endpoints.legacyFeeds);
-        check(file, "productSite", endpoints.productSite);
+        for (const auto& [key, address] : addressesOf(endpoints))
+            if (const auto problem = address ? problemOfURL(*address) : std::nullopt)
+                throw EndpointsError(fmt::format("{}: the address of \"{}\" {}.", name, key, *problem));
         if (endpoints.relaySecret.value_or("").size() > longestSecret)
-            throw EndpointsError(fmt::format("{}: \"relaySecret\" is longer than {} bytes.",
-                                             escapeControls(file.string()), longestSecret));
+            throw EndpointsError(
+                fmt::format("{}: \"relaySecret\" is longer than {} bytes.", name, longestSecret));
         return endpoints;
     } catch (const FileError& error) {
         throw EndpointsError(error.what());
     } catch (const JSONError& error) {
-        throw EndpointsError(fmt::format("{}: is no JSON object of addresses ({}).",
-                                         escapeControls(file.string()), escapeControls(error.what())));
+        throw EndpointsError(
+            fmt::format("{} is not a JSON object of addresses ({}).", name, escapeControls(error.what())));
     }
 }
 

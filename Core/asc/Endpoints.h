@@ -10,17 +10,17 @@
 
 namespace quorvel {
 
-/// A file of endpoints that cannot be used; the text names the file, the key and what to do.
+/// An endpoints file that cannot be used. The text names the file and, for a bad value, its key.
 class EndpointsError : public std::runtime_error {
   public:
     using std::runtime_error::runtime_error;
 };
 
-/// Addresses other than the usual ones, as a file names them ("endpoints.json").
+/// Addresses that replace the usual ones, as "endpoints.json" names them.
 struct Endpoints {
     std::optional<std::string> appStoreConnect;
     std::optional<std::string> relay;
-    std::optional<std::string> relaySecret; // what requests to the relay are signed with; no address
+    std::optional<std::string> relaySecret; // signs requests to the relay
     std::optional<std::string> storeSearch;
     std::optional<std::string> searchHints;
     std::optional<std::string> marketingFeeds;
@@ -34,8 +34,8 @@ struct Endpoints {
     [[nodiscard]] std::string appStoreConnectOrDefault() const;
 };
 
-/// Reads a file of endpoints. Throws `EndpointsError` when it is missing, is not JSON, or names an address
-/// that is no URL or plain http to another machine.
+/// Reads an endpoints file. Throws `EndpointsError` when it is missing, is not JSON, or has an address that
+/// is not a URL or is plain http to another machine.
 [[nodiscard]] Endpoints loadEndpoints(const std::filesystem::path& file);
 
 } // namespace quorvel

@@ -1,6 +1,7 @@
 #include "Core/asc/KeychainStore.h"
 
 #include "Platform/crypto/Digest.h"
+#include "Platform/files/FileLock.h"
 #include "Platform/files/Files.h"
 #include "Platform/json/JSON.h"
 #include "Platform/text/Text.h"
@@ -27,16 +28,15 @@ Accounts load(const std::filesystem::path& file) {
     } catch (const FileError& error) {
         throw KeychainError(KeychainError::IOFailed{error.what()});
     } catch (const JSONError& error) {
-        // The path within the document is an account name; the text behind it could be a secret and stays
-        // out.
-        throw KeychainError(KeychainError::IOFailed{fmt::format(
-            "{} is damaged (it is not a JSON object of texts, at {}). Nothing was changed; mend it, or "
-            "move it away and store the key again.",
-            escapeControls(file.string()), escapeControls(error.path()))});
+        // Name the account only; the text behind it could be a secret.
+        throw KeychainError(KeychainError::IOFailed{
+            fmt::format("{} is damaged (it is not a JSON object of texts, at {}). "
+                        "Nothing was changed; repair it, or move it away and store the key again.",
+                        escapeControls(file.string()), escapeControls(error.path()))});
     }
 }
 
-// Replacing a file asks for no leave of the file itself, so what its owner protected has to be looked at.
+// Replacing a file does not need write permission for it, so check that its owner did not protect it.
 void requireWritable(const std::filesystem::path& file) {
     std::error_code missing;
     const auto status = std::filesystem::status(file, missing);
@@ -48,10 +48,16 @@ void requireWritable(const std::filesystem::path& file) {
             escapeControls(file.string()))});
 }
 
-void save(const std::filesystem::path& file, const Accounts& accounts) {
-    requireWritable(file);
+// Runs `change` on what is stored and saves it when it returns true. The lock keeps what others store
+// meanwhile.
+template <typename Change>
+void update(const std::filesystem::path& file, const Change& change) {
     try {
         createFolders(file.parent_path(), FolderMode::secret);
+        const FileLock lock(file.string() + ".lock");
+        Accounts accounts = load(file);
+        if (!change(accounts)) return;
+        requireWritable(file);
         writeFileAtomically(file, encodeJSON(accounts, JSONFormat::stateFile()), FileMode::secret);
     } catch (const FileError& error) {
         throw KeychainError(KeychainError::IOFailed{error.what()});
@@ -68,12 +74,17 @@ KeychainStore KeychainStore::inHome(const Home& home) {
 }
 
 std::optional<std::string> KeychainStore::read(std::string_view account) const {
-    const Accounts accounts = load(file_);
-    const auto found = accounts.find(std::string(account));
-    if (found == accounts.end()) return std::nullopt;
-    auto value = base64Decode(found->second);
-    if (!value || !isValidUTF8(*value)) return std::nullopt;
-    return value;
+    auto values = readAll();
+    const auto found = values.find(std::string(account));
+    return found == values.end() ? std::nullopt : std::optional(std::move(found->second));
+}
+
+std::map<std::string, std::string> KeychainStore::readAll() const {
+    std::map<std::string, std::string> values;
+    for (const auto& [account, encoded] : load(file_))
+        if (auto value = base64Decode(encoded); value && isValidUTF8(*value))
+            values.emplace(account, std::move(*value));
+    return values;
 }
 
 void KeychainStore::write(std::string_view account, std::string_view value) const {
@@ -81,21 +92,32 @@ void KeychainStore::write(std::string_view account, std::string_view value) cons
 }
 
 void KeychainStore::write(const std::map<std::string, std::optional<std::string>>& values) const {
-    Accounts accounts = load(file_);
-    for (const auto& [account, value] : values) {
-        if (!value) {
-            accounts.erase(account);
-            continue;
+    update(file_, [&](Accounts& accounts) {
+        for (const auto& [account, value] : values) {
+            if (value && !isValidUTF8(*value)) throw KeychainError(KeychainError::DataConversionFailed{});
+            if (value)
+                accounts[account] = base64Encode(*value);
+            else
+                accounts.erase(account);
         }
-        if (!isValidUTF8(*value)) throw KeychainError(KeychainError::DataConversionFailed{});
-        accounts[account] = base64Encode(*value);
-    }
-    save(file_, accounts);
+        return true;
+    });
 }
 
 void KeychainStore::remove(std::string_view account) const {
-    Accounts accounts = load(file_);
-    if (accounts.erase(std::string(account)) > 0) save(file_, accounts);
+    if (std::filesystem::exists(file_))
+        update(file_, [&](Accounts& accounts) { return accounts.erase(std::string(account)) > 0; });
+}
+
+bool KeychainStore::removeScope(const std::string& scope) const {
+    if (scope.empty() || !std::filesystem::exists(file_)) return false;
+    bool hadAny = false;
+    update(file_, [&](Accounts& accounts) {
+        for (const auto& [key, name] : RawValues<AccountKey>::values)
+            hadAny = accounts.erase(accountName(key, scope)) > 0 || hadAny;
+        return hadAny;
+    });
+    return hadAny;
 }
 
 std::string accountName(KeychainStore::AccountKey key, const std::optional<std::string>& scope) {

@@ -57,13 +57,20 @@ class KeychainStore {
     /// Throws `KeychainError` when the file exists but cannot be read or is damaged.
     [[nodiscard]] std::optional<std::string> read(std::string_view account) const;
 
+    /// Every readable value by account, all of one moment. Throws like `read`.
+    [[nodiscard]] std::map<std::string, std::string> readAll() const;
+
     /// Stores one value. Throws `KeychainError`; what was stored is untouched then.
     void write(std::string_view account, std::string_view value) const;
-    /// Stores several values in one step: all of them or none. A value without text removes its account.
+    /// Stores several values in one step: all of them or none. A value without text removes its account. What
+    /// other processes store meanwhile is kept. Throws `KeychainError`.
     void write(const std::map<std::string, std::optional<std::string>>& values) const;
 
     /// Forgets an account. Throws `KeychainError`.
     void remove(std::string_view account) const;
+    /// Forgets everything that is stored for a scope; returns whether there was anything. Throws
+    /// `KeychainError`.
+    bool removeScope(const std::string& scope) const;
 
     [[nodiscard]] const std::filesystem::path& file() const { return file_; }
 

@@ -10,6 +10,7 @@
 #include <optional>
 #include <set>
 #include <string>
+#include <vector>
 
 namespace quorvel {
 
@@ -43,5 +44,22 @@ using LocaleTexts = std::map<std::string, FieldTexts, std::less<>>;
 
 /// Locale codes.
 using LocaleSet = std::set<std::string, std::less<>>;
+
+/// A file that cannot be taken as a text, and why; nothing is read from it, pushed or written over it.
+struct UnreadableText {
+    std::string locale;
+    FieldType field = FieldType::name;
+    std::string explanation;
+    QUORVEL_RECORD(UnreadableText, locale, field, explanation)
+
+    [[nodiscard]] FieldKey key() const { return {locale, field}; }
+    bool operator==(const UnreadableText&) const = default;
+};
+
+/// The texts that could be read, and the files that could not; in locale order and then in field order.
+struct ReadTexts {
+    LocaleTexts texts; // an unreadable text is absent; its locale is there
+    std::vector<UnreadableText> unreadable;
+};
 
 } // namespace quorvel

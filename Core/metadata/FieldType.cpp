@@ -7,44 +7,14 @@ namespace quorvel {
 
 namespace {
 
-struct FieldFacts {
-    std::size_t limit;
-    FieldHome home;
-    std::string_view attribute;
-    std::string_view fileName;
-    std::string_view shortLabel;
-};
-
-constexpr std::array<FieldFacts, allFieldTypes.size()> facts = {{
-    {30, FieldHome::appInfoLocalization, "name", "name.txt", "Name"},
-    {30, FieldHome::appInfoLocalization, "subtitle", "subtitle.txt", "Subtitle"},
-    {4000, FieldHome::versionLocalization, "description", "description.txt", "Description"},
-    {170, FieldHome::versionLocalization, "promotionalText", "promotional_text.txt", "Promo text"},
-    {4000, FieldHome::versionLocalization, "whatsNew", "release_notes.txt", "What's new"},
-    {100, FieldHome::versionLocalization, "keywords", "keywords.txt", "Keywords"},
-}};
-
-const FieldFacts& factsOf(FieldType field) {
-    return facts[static_cast<std::size_t>(field)];
+constexpr bool rowsFollowTheEnumeration() {
+    for (std::size_t row = 0; row < fieldFacts.size(); ++row)
+        if (static_cast<std::size_t>(fieldFacts[row].field) != row) return false;
+    return true;
 }
+static_assert(rowsFollowTheEnumeration());
 
 } // namespace
-
-std::size_t limitOf(FieldType field) {
-    return factsOf(field).limit;
-}
-FieldHome homeOf(FieldType field) {
-    return factsOf(field).home;
-}
-std::string_view attributeOf(FieldType field) {
-    return factsOf(field).attribute;
-}
-std::string_view fileNameOf(FieldType field) {
-    return factsOf(field).fileName;
-}
-std::string_view shortLabelOf(FieldType field) {
-    return factsOf(field).shortLabel;
-}
 
 std::size_t limitOf(FieldType field, std::span<const FieldRule> rules) {
     for (const FieldRule& rule : rules)

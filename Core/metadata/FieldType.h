@@ -6,6 +6,7 @@
 #include <array>
 #include <cstddef>
 #include <string_view>
+#include <utility>
 
 namespace quorvel {
 
@@ -19,16 +20,49 @@ enum class TranslateMode { off, on, optimized };
 /// the version's belongs to one version of one platform.
 enum class FieldHome { appInfoLocalization, versionLocalization };
 
+/// All that is fixed about a store text. A new one needs an enumerator, a row of `fieldFacts`, its member in
+/// the attribute records of App Store Connect, and its words for the translator's prompt.
+struct FieldFacts {
+    FieldType field;
+    std::string_view rawName; // in records and files
+    std::size_t limit;        // in grapheme clusters; exactly the limit is allowed
+    FieldHome home;
+    std::string_view attribute; // on App Store Connect, such as "whatsNew" for the release notes
+    std::string_view fileName;
+    std::string_view shortLabel;
+};
+
+/// A row per field, in the order of the enumeration.
+inline constexpr std::array<FieldFacts, 6> fieldFacts = {{
+    {FieldType::name, "name", 30, FieldHome::appInfoLocalization, "name", "name.txt", "Name"},
+    {FieldType::subtitle, "subtitle", 30, FieldHome::appInfoLocalization, "subtitle", "subtitle.txt",
+     "Subtitle"},
+    {FieldType::description, "description", 4000, FieldHome::versionLocalization, "description",
+     "description.txt", "Description"},
+    {FieldType::promotionalText, "promotionalText", 170, FieldHome::versionLocalization, "promotionalText",
+     "promotional_text.txt", "Promo text"},
+    {FieldType::releaseNotes, "releaseNotes", 4000, FieldHome::versionLocalization, "whatsNew",
+     "release_notes.txt", "What's new"},
+    {FieldType::keywords, "keywords", 100, FieldHome::versionLocalization, "keywords", "keywords.txt",
+     "Keywords"},
+}};
+
+/// One value of each row.
+template <typename Value>
+[[nodiscard]] constexpr auto fieldColumn(Value value) {
+    std::array<decltype(value(fieldFacts[0])), fieldFacts.size()> column{};
+    for (std::size_t row = 0; row < fieldFacts.size(); ++row)
+        column[row] = value(fieldFacts[row]);
+    return column;
+}
+
+inline constexpr auto allFieldTypes = fieldColumn([](const FieldFacts& facts) { return facts.field; });
+
 template <>
 struct RawValues<FieldType> {
-    static constexpr std::pair<FieldType, std::string_view> values[] = {
-        {FieldType::name, "name"},
-        {FieldType::subtitle, "subtitle"},
-        {FieldType::description, "description"},
-        {FieldType::promotionalText, "promotionalText"},
-        {FieldType::releaseNotes, "releaseNotes"},
-        {FieldType::keywords, "keywords"},
-    };
+    static constexpr auto values = fieldColumn([](const FieldFacts& facts) {
+        return std::pair<FieldType, std::string_view>(facts.field, facts.rawName);
+    });
 };
 
 template <>
@@ -40,17 +74,24 @@ struct RawValues<TranslateMode> {
     };
 };
 
-inline constexpr std::array<FieldType, 6> allFieldTypes = {
-    FieldType::name,         FieldType::subtitle, FieldType::description, FieldType::promotionalText,
-    FieldType::releaseNotes, FieldType::keywords};
-
-/// The standard limit in grapheme clusters; exactly the limit is allowed.
-[[nodiscard]] std::size_t limitOf(FieldType field);
-[[nodiscard]] FieldHome homeOf(FieldType field);
-/// The attribute's name on App Store Connect, such as "whatsNew" for the release notes.
-[[nodiscard]] std::string_view attributeOf(FieldType field);
-[[nodiscard]] std::string_view fileNameOf(FieldType field);
-[[nodiscard]] std::string_view shortLabelOf(FieldType field);
+[[nodiscard]] constexpr const FieldFacts& factsOf(FieldType field) {
+    return fieldFacts[static_cast<std::size_t>(field)];
+}
+[[nodiscard]] constexpr std::size_t limitOf(FieldType field) {
+    return factsOf(field).limit;
+}
+[[nodiscard]] constexpr FieldHome homeOf(FieldType field) {
+    return factsOf(field).home;
+}
+[[nodiscard]] constexpr std::string_view attributeOf(FieldType field) {
+    return factsOf(field).attribute;
+}
+[[nodiscard]] constexpr std::string_view fileNameOf(FieldType field) {
+    return factsOf(field).fileName;
+}
+[[nodiscard]] constexpr std::string_view shortLabelOf(FieldType field) {
+    return factsOf(field).shortLabel;
+}
 
 /// Whether `text` has more user-perceived characters than the standard limit of `field`.
 [[nodiscard]] bool isOverLimit(std::string_view text, FieldType field);

@@ -12,12 +12,6 @@ namespace quorvel {
 
 namespace {
 
-std::string waitingText(const std::optional<FileLock::Holder>& holder, const std::string& folder) {
-    if (!holder) return fmt::format("Waiting for another pull or push, which is at work in {}…", folder);
-    return fmt::format("Waiting for {} (process {}), which is at work in {}…", holder->what,
-                       holder->processID, folder);
-}
-
 std::filesystem::path lockOf(const MetadataFolder& folder) {
     return folder.privateFolder() / "lock";
 }
@@ -29,31 +23,40 @@ bool hasLockFile(const MetadataFolder& folder) {
     return std::filesystem::exists(lockOf(folder), unreachable);
 }
 
-FileLock lockFolder(const MetadataFolder& folder, std::string_view what) {
+FileLock lockFolder(const MetadataFolder& folder, std::string_view what,
+                    const std::function<void(const FolderLockWait&)>& onWait) {
     constexpr double pause = 0.05; // seconds
-    const Logger logger("FolderLock");
-    const std::string shown = escapeControls(folder.rootURL.native());
     try {
         createFolders(folder.privateFolder());
     } catch (const FileError& error) {
-        logger.error(metadataFolderFailedText(shown, error.what()));
+        Logger("FolderLock")
+            .error(metadataFolderFailedText(escapeControls(folder.rootURL.native()), error.what()));
         throw;
     }
     const auto file = lockOf(folder);
-    bool isTold = false;
+    std::optional<FolderLockWait> reported;
     auto lock = FileLock::tryLock(file);
     for (int attempt = 0; !lock; ++attempt, lock = FileLock::tryLock(file)) {
-        const auto holder = isTold ? std::nullopt : FileLock::holderOf(file);
-        // A holder that came just now gets a moment to say who it is.
-        if (!isTold && (holder || attempt > 0)) {
-            logger.warning(waitingText(holder, shown));
-            isTold = true;
+        const auto holder = FileLock::holderOf(file);
+        const FolderLockWait wait{folder.rootURL, holder ? holder->what : "", holder ? holder->processID : 0};
+        // A new holder gets a moment to say who it is.
+        if (holder ? wait != reported : !reported && attempt > 0) {
+            if (onWait) onWait(wait);
+            reported = wait;
         }
         sleepFor(pause);
     }
     lock->noteHolder(what);
     checkCancellation(); // nothing was begun yet
     return std::move(*lock);
+}
+
+std::string waitingText(const FolderLockWait& wait) {
+    const std::string folder = escapeControls(wait.folder.native());
+    if (wait.what.empty())
+        return fmt::format("Waiting for another pull or push, which is at work in {}…", folder);
+    return fmt::format("Waiting for {} (process {}), which is at work in {}…", wait.what, wait.processID,
+                       folder);
 }
 
 } // namespace quorvel

@@ -1,26 +1,39 @@
-// One process at a time changes a metadata tree.
+// One process at a time changes an app's metadata folder.
 #pragma once
 
 #include "Core/metadata/MetadataFolder.h"
 #include "Platform/files/FileLock.h"
 
+#include <cstdint>
+#include <functional>
+#include <string>
 #include <string_view>
 
 namespace quorvel {
 
-/// Waits until nobody else pulls into, pushes from or rewrites the tree of `folder`, and keeps others waiting
-/// while the lock lives; a wait is told once in the log, with the holder's name where it is known. `what` is
-/// what others are told, such as "a push". Makes the tree's private folder when missing. Two that overlap
-/// would undo each other: a pull could bring back a text that was read before the push which replaced it.
-/// Throws `FileError` when the folder cannot be made or locked, and `CancellationError`.
-///
-/// An app's root and each of its contexts are trees with turns of their own. Whoever needs both takes the
-/// app's first; with one order for all, no two can wait for each other. A turn that is held is not to be
-/// taken again, not even by the same thread.
-[[nodiscard]] FileLock lockFolder(const MetadataFolder& folder, std::string_view what = "a change");
+/// Somebody else holds the lock of a folder.
+struct FolderLockWait {
+    std::filesystem::path folder;
+    std::string what;           // such as "a push"; empty when the holder does not say
+    std::int64_t processID = 0; // 0 when the holder does not say
+    bool operator==(const FolderLockWait&) const = default;
+};
 
-/// Whether anybody ever took the tree's turn. Who may write nothing, not even a lock, need not wait
-/// otherwise.
+/// Acquires the lock of an app's root folder, which covers all its contexts; waits while somebody else holds
+/// it. `what` is what others are told, such as "a push". `onWait` is called once when the lock is held by
+/// another, and again when the holder changes. Makes the private folder when it is missing. A lock that is
+/// held must not be acquired again, not even by the same thread. Throws `FileError` when the folder cannot be
+/// made or locked, and `CancellationError`.
+///
+/// The operations of `Core` acquire no lock: their callers hold it. Without it, a pull could bring back a
+/// text that was read before the push which replaced it.
+[[nodiscard]] FileLock lockFolder(const MetadataFolder& folder, std::string_view what = "a change",
+                                  const std::function<void(const FolderLockWait&)>& onWait = {});
+
+/// True once a lock file exists. A dry run, which may write nothing, need not wait otherwise.
 [[nodiscard]] bool hasLockFile(const MetadataFolder& folder);
+
+/// The words for a wait.
+[[nodiscard]] std::string waitingText(const FolderLockWait& wait);
 
 } // namespace quorvel

@@ -1,6 +1,7 @@
 #include "Core/metadata/LocalizationWriter.h"
 
 #include "Core/asc/services/CreateOrAdopt.h"
+#include "Core/metadata/LocalizationAttributes.h"
 #include "Core/metadata/MetadataError.h"
 #include "Core/metadata/RemoteLocalizations.h"
 #include "Platform/task/Task.h"
@@ -18,20 +19,10 @@ using Value = LocalizationWriter::Value;
 const std::string cutShortText =
     "Cancelled while it was being sent; App Store Connect may have taken it. Push again to make sure.";
 
-// One set of attributes of either resource; the patch and create records name their members alike.
 template <typename Attributes>
 Attributes withValues(Attributes attributes, const std::vector<Value>& values) {
-    for (const auto& [field, text] : values) {
-        if constexpr (requires { attributes.subtitle; }) {
-            if (field == FieldType::name) attributes.name = text;
-            if (field == FieldType::subtitle) attributes.subtitle = text;
-        } else {
-            if (field == FieldType::description) attributes.description = text;
-            if (field == FieldType::promotionalText) attributes.promotionalText = text;
-            if (field == FieldType::releaseNotes) attributes.whatsNew = text;
-            if (field == FieldType::keywords) attributes.keywords = text;
-        }
-    }
+    for (const auto& [field, text] : values)
+        withText(attributes, field, [&](std::optional<std::string>& member) { member = text; });
     return attributes;
 }
 
@@ -71,6 +62,7 @@ bool isRefusalByState(const ASCError& error) {
 
 [[noreturn]] void failWithoutName(const std::string& locale) {
     throw MetadataError(
+        MetadataError::Kind::failed,
         fmt::format("App Store Connect needs a name to create {}. Fill in {}/{} and push again.", locale,
                     locale, fileNameOf(FieldType::name)),
         {{}, locale, FieldType::name});
@@ -87,9 +79,9 @@ LocalizationWriter::Result LocalizationWriter::write(std::vector<Value> values) 
         leaveOutClosed(values);
         const Refusal refusal = values.empty() ? Refusal::none : attempt(values);
         if (refusal == Refusal::none || values.size() == 1) break;
-        std::unique_lock<std::mutex> turn;
+        std::unique_lock<std::mutex> trials;
         if (refusal == Refusal::ofState) {
-            turn = closed_.lockTrials();
+            trials = closed_.lockTrials();
             // Another localization found out meanwhile: the rest goes in one request again.
             if (std::ranges::any_of(values, [&](const Value& value) { return isClosed(value); })) continue;
         }
@@ -106,7 +98,7 @@ bool LocalizationWriter::isClosed(const Value& value) const {
 void LocalizationWriter::leaveOutClosed(std::vector<Value>& values) {
     std::erase_if(values, [&](const Value& value) {
         const auto refusal = closed_.refusalOf(value.first);
-        if (refusal) result_.failures[value.first] = *refusal;
+        if (refusal) result_.failures[value.first] = {*refusal, ASCError::Kind::stateRefused};
         return refusal.has_value();
     });
 }
@@ -116,30 +108,31 @@ void LocalizationWriter::writeOneByOne(const std::vector<Value>& values) {
     for (const Value& value : values)
         refusedByState += attempt({value}) == Refusal::ofState;
     if (refusedByState == values.size())
-        closed_.closeAll(target_.home, result_.failures.at(values.front().first));
+        closed_.closeAll(target_.home, result_.failures.at(values.front().first).text);
 }
 
 LocalizationWriter::Refusal LocalizationWriter::attempt(const std::vector<Value>& values) {
     Refusal refusal = Refusal::none;
-    std::string problem;
+    Failure failure;
     for (const auto& [field, text] : values)
         result_.failures.erase(field);
     try {
-        if (currentStopToken().stop_requested()) throw MetadataError(std::string(notSentText));
+        if (currentStopToken().stop_requested())
+            throw MetadataError(MetadataError::Kind::failed, std::string(notSentText));
         send(values);
         return Refusal::none;
     } catch (const CancellationError&) {
-        problem = cutShortText;
+        failure = {cutShortText, ASCError::Kind::cancelled};
     } catch (const ASCError& error) {
-        problem = error.as<ASCError::Cancelled>() ? cutShortText : error.description();
+        failure = {error.as<ASCError::Cancelled>() ? cutShortText : error.description(), error.kind()};
         if (isRefusalOfContent(error))
             refusal = isRefusalByState(error) ? Refusal::ofState : Refusal::ofContent;
     } catch (const MetadataError& error) {
-        problem = error.what();
+        failure.text = error.what();
     }
     for (const auto& [field, text] : values)
-        result_.failures[field] = problem;
-    if (refusal == Refusal::ofState && values.size() == 1) closed_.close(values.front().first, problem);
+        result_.failures[field] = failure;
+    if (refusal == Refusal::ofState && values.size() == 1) closed_.close(values.front().first, failure.text);
     return refusal;
 }
 

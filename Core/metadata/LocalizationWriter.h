@@ -2,6 +2,7 @@
 #pragma once
 
 #include "Core/asc/ASCClientProtocol.h"
+#include "Core/asc/ASCError.h"
 #include "Core/metadata/ClosedFields.h"
 #include "Core/metadata/FieldTexts.h"
 
@@ -30,9 +31,13 @@ class LocalizationWriter {
         // What an app info localization is created with when its name is not among the values.
         std::optional<std::string> fallbackName;
     };
+    struct Failure {
+        std::string text;
+        std::optional<ASCError::Kind> kind; // of App Store Connect's error, if there was one
+    };
     struct Result {
-        std::map<FieldType, std::string> failures; // field → error text; all others were taken
-        std::optional<std::string> sentName;       // the fallback name, when it was taken
+        std::map<FieldType, Failure> failures; // all other fields were taken
+        std::optional<std::string> sentName;   // the fallback name, when it was taken
     };
 
     LocalizationWriter(const ASCClientProtocol& client, Target target, ClosedFields& closed);

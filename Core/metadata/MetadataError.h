@@ -9,6 +9,7 @@
 #include <stdexcept>
 #include <string>
 #include <string_view>
+#include <vector>
 
 namespace quorvel {
 
@@ -16,6 +17,27 @@ namespace quorvel {
 /// wrong and what to do; it never holds a store text.
 class MetadataError : public std::runtime_error {
   public:
+    enum class Kind {
+        failed, // none of the others
+        readOnlyContext,
+        unknownContext, // not one of this app
+        invalidContext, // not a context's name
+        interruptedPull,
+        otherVersionPulled,
+        invalidLocale, // not a locale of the App Store
+        unknownLocale, // has no folder
+        unsafeName,
+        leadsOutside,
+        unusableText, // a file that is not UTF-8 text of a usable size
+        unreadable,   // a file or folder that cannot be read or is not there
+        lostFolder,
+        badBookmark,
+        folderInUse,
+        olderLayout, // texts that a dry run does not move
+        otherApp,    // the folder holds the texts of another app
+        unknownApp,
+        unknownRun,
+    };
     struct Where {
         std::filesystem::path path;
         std::string locale;
@@ -23,17 +45,23 @@ class MetadataError : public std::runtime_error {
         bool operator==(const Where&) const = default;
     };
 
-    explicit MetadataError(const std::string& text, Where where = {}, std::string code = {});
+    MetadataError(Kind kind, const std::string& text, Where where = {});
 
+    [[nodiscard]] Kind kind() const { return kind_; }
     [[nodiscard]] const Where& where() const { return where_; }
-    /// A fixed word for programs, such as "READ_ONLY_CONTEXT"; empty where there is none.
-    [[nodiscard]] const std::string& code() const { return code_; }
 
     [[nodiscard]] static MetadataError readOnlyContext(std::string_view appStoreState);
+    /// `known` lists the contexts that there are.
     [[nodiscard]] static MetadataError unknownContext(std::string_view wanted, std::string_view known);
+    [[nodiscard]] static MetadataError invalidContext(std::string_view name);
     [[nodiscard]] static MetadataError interruptedPull(const std::filesystem::path& folder);
     [[nodiscard]] static MetadataError otherVersionPulled(std::string_view versionString);
-    [[nodiscard]] static MetadataError unsafeName(std::string_view kind, std::string_view name);
+    [[nodiscard]] static MetadataError invalidLocale(std::string_view locale);
+    [[nodiscard]] static MetadataError unknownLocale(std::string_view locale,
+                                                     const std::filesystem::path& folder,
+                                                     const std::vector<std::string>& known);
+    /// `what` names the thing, such as "app name".
+    [[nodiscard]] static MetadataError unsafeName(std::string_view what, std::string_view name);
     [[nodiscard]] static MetadataError unsafeLocale(std::string_view locale);
     [[nodiscard]] static MetadataError leadsOutside(const std::filesystem::path& path,
                                                     const std::filesystem::path& root);
@@ -46,10 +74,44 @@ class MetadataError : public std::runtime_error {
     [[nodiscard]] static MetadataError cannotRead(const std::filesystem::path& path, int errorNumber);
     [[nodiscard]] static MetadataError badBookmark(std::string_view problem);
     [[nodiscard]] static MetadataError lostFolder(const std::filesystem::path& path);
+    /// `problem` says who uses it.
+    [[nodiscard]] static MetadataError folderInUse(const std::filesystem::path& folder,
+                                                   std::string_view problem);
+    [[nodiscard]] static MetadataError olderLayout(const std::filesystem::path& folder);
+    [[nodiscard]] static MetadataError otherApp(const std::filesystem::path& folder,
+                                                std::string_view appName);
+    [[nodiscard]] static MetadataError unknownApp();
+    [[nodiscard]] static MetadataError unknownRun(std::string_view run);
 
   private:
+    Kind kind_;
     Where where_;
-    std::string code_;
+};
+
+template <>
+struct RawValues<MetadataError::Kind> {
+    using Kind = MetadataError::Kind;
+    static constexpr std::pair<Kind, std::string_view> values[] = {
+        {Kind::failed, "failed"},
+        {Kind::readOnlyContext, "READ_ONLY_CONTEXT"},
+        {Kind::unknownContext, "unknownContext"},
+        {Kind::invalidContext, "invalidContext"},
+        {Kind::interruptedPull, "interruptedPull"},
+        {Kind::otherVersionPulled, "otherVersionPulled"},
+        {Kind::invalidLocale, "invalidLocale"},
+        {Kind::unknownLocale, "unknownLocale"},
+        {Kind::unsafeName, "unsafeName"},
+        {Kind::leadsOutside, "leadsOutside"},
+        {Kind::unusableText, "unusableText"},
+        {Kind::unreadable, "unreadable"},
+        {Kind::lostFolder, "lostFolder"},
+        {Kind::badBookmark, "badBookmark"},
+        {Kind::folderInUse, "folderInUse"},
+        {Kind::olderLayout, "olderLayout"},
+        {Kind::otherApp, "otherApp"},
+        {Kind::unknownApp, "unknownApp"},
+        {Kind::unknownRun, "unknownRun"},
+    };
 };
 
 } // namespace quorvel

@@ -3,15 +3,11 @@
 #include "Core/metadata/MetadataError.h"
 #include "Platform/files/Files.h"
 
-#include <algorithm>
 #include <system_error>
 
 namespace quorvel {
 
 MetadataFolder MetadataFolder::contextFolder(const ContextID& context) const {
-    if (context.stateClass == AppStoreVersionStateClass::editable &&
-        std::ranges::find(readInOlderLayout, context.platform) != readInOlderLayout.end())
-        return platformFolder(context.platform);
     return {rootURL / platformFolderName(context.platform) / slotName(context.stateClass)};
 }
 

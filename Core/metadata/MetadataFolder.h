@@ -7,7 +7,6 @@
 
 #include <filesystem>
 #include <string_view>
-#include <vector>
 
 namespace quorvel {
 
@@ -18,10 +17,8 @@ enum class TextSide { local, pulled };
 /// The root of a metadata tree: of an app, or of one of its contexts.
 struct MetadataFolder {
     std::filesystem::path rootURL;
-    std::vector<ASCPlatform> readInOlderLayout = {}; // see `readOlderLayoutInPlace`
 
-    /// The folder of a context under an app's root, such as <root>/ios/next; the older one for the "next" of
-    /// the platforms that are read in the older layout.
+    /// The folder of a context under an app's root, such as <root>/ios/next.
     [[nodiscard]] MetadataFolder contextFolder(const ContextID& context) const;
     /// The folder of a platform in a tree of the older layout, which had one context per platform: the root
     /// itself for iOS, else the subfolder "macos", "tvos" or "visionos".

@@ -1,6 +1,5 @@
 #include "Core/metadata/MetadataPuller.h"
 
-#include "Core/metadata/FolderLock.h"
 #include "Core/metadata/PullWriter.h"
 #include "Core/metadata/RemoteLocalizations.h"
 #include "Platform/files/Files.h"
@@ -33,19 +32,13 @@ IncomingTexts listTexts(const ASCClientProtocol& client, FieldHome home, std::st
     return {home, textsOf(listLocalizations(client, home, parentID))};
 }
 
-// The lock is taken before anything is read; a pull that fails leaves no folder behind where there was none.
-std::optional<FileLock> turnIfPulledBefore(const MetadataFolder& folder) {
-    if (!std::filesystem::exists(folder.privateFolder())) return std::nullopt;
-    return lockFolder(folder, "a pull");
-}
-
 PullResult write(const PlatformContext& context, const std::optional<AppInfo>& info,
                  const std::vector<IncomingTexts>& incoming, const MetadataFolder& folder,
-                 const PullOptions& options, Date moment, Turn lock, const Logger& logger) {
+                 const PullOptions& options, Date moment, const Logger& logger) {
     const MetadataStore store(folder);
-    PullResult result = writePulledTexts(store, incoming, options, moment, lock);
+    PullResult result = writePulledTexts(store, incoming, options, moment);
     store.notePulledVersion(context.versionId);
-    logger.info(fmt::format("Pulled {}: {} locales, {} fields changed, {} edits kept beside", context.id(),
+    logger.info(fmt::format("Pulled {}: {} locales, {} fields changed, {} edits backed up", context.id(),
                             result.summary.locales.size(), result.updated.size(), result.kept.size()));
     result.summary.versionString = context.versionString;
     result.summary.appStoreState = context.appStoreState;
@@ -80,15 +73,8 @@ AppDiscovery MetadataPuller::discover(std::string_view appID) const {
     return discovery;
 }
 
-PullResult MetadataPuller::pull(const ASCList<AppInfoAttributes>& appInfos, const PlatformContext& context,
-                                const MetadataFolder& contextFolder, const PullOptions& options) const {
-    AppInfoTexts appInfoTexts(client_, appInfos);
-    return pull(appInfoTexts, context, contextFolder, options);
-}
-
 PullResult MetadataPuller::pull(AppInfoTexts& appInfoTexts, const PlatformContext& context,
                                 const MetadataFolder& contextFolder, const PullOptions& options) const {
-    const std::optional<FileLock> lock = turnIfPulledBefore(contextFolder);
     const auto info = chooseAppInfo(appInfoTexts.appInfos(), context.stateClass);
     std::vector<IncomingTexts> incoming(info ? 2 : 1);
     std::vector<std::function<void()>> lists = {
@@ -98,20 +84,7 @@ PullResult MetadataPuller::pull(AppInfoTexts& appInfoTexts, const PlatformContex
             incoming[1] = {FieldHome::appInfoLocalization, appInfoTexts.of(info->id)};
         });
     runTogether(lists);
-    return write(context, info, incoming, contextFolder, options, clock_(), lock ? Turn::held : Turn::notHeld,
-                 logger_);
-}
-
-PullResult MetadataPuller::pull(std::string_view appID, const PlatformContext& context,
-                                const MetadataFolder& contextFolder, const PullOptions& options) const {
-    const std::optional<FileLock> lock = turnIfPulledBefore(contextFolder);
-    std::optional<AppInfo> info;
-    std::vector<IncomingTexts> incoming(1);
-    runTogether({[&] { incoming[0] = listTexts(client_, FieldHome::versionLocalization, context.versionId); },
-                 [&] { info = chooseAppInfo(client_.listAppInfos(appID), context.stateClass); }});
-    if (info) incoming.push_back(listTexts(client_, FieldHome::appInfoLocalization, info->id));
-    return write(context, info, incoming, contextFolder, options, clock_(), lock ? Turn::held : Turn::notHeld,
-                 logger_);
+    return write(context, info, incoming, contextFolder, options, clock_(), logger_);
 }
 
 } // namespace quorvel

@@ -26,7 +26,7 @@ struct PullSummary {
     bool operator==(const PullSummary&) const = default;
 };
 
-/// A local text that was put aside before it was replaced.
+/// A local text that was backed up before it was replaced.
 struct KeptEdit {
     std::string locale;
     FieldType field = FieldType::name;
@@ -38,7 +38,7 @@ struct KeptEdit {
 struct PullResult {
     PullSummary summary;
     std::vector<FieldKey> updated;   // local files that a new text was written to
-    std::vector<KeptEdit> kept;      // edits put aside
+    std::vector<KeptEdit> kept;      // edits backed up
     std::vector<FieldKey> leftEdits; // edits left in place
     QUORVEL_RECORD(PullResult, summary, updated, kept, leftEdits)
 };
@@ -75,13 +75,8 @@ class MetadataPuller {
     [[nodiscard]] AppDiscovery discover(std::string_view appID) const;
 
     /// Pulls one context into its folder; lists the localizations of the app info and of the version at once.
-    [[nodiscard]] PullResult pull(const ASCList<AppInfoAttributes>& appInfos, const PlatformContext& context,
-                                  const MetadataFolder& contextFolder, const PullOptions& options = {}) const;
-    /// Like the other for one of several contexts that share their app infos' texts.
+    /// The caller holds the lock of the app's folder. Contexts that are pulled together share `appInfoTexts`.
     [[nodiscard]] PullResult pull(AppInfoTexts& appInfoTexts, const PlatformContext& context,
-                                  const MetadataFolder& contextFolder, const PullOptions& options = {}) const;
-    /// Like the others when the app infos are not at hand.
-    [[nodiscard]] PullResult pull(std::string_view appID, const PlatformContext& context,
                                   const MetadataFolder& contextFolder, const PullOptions& options = {}) const;
 
   private:

@@ -1,6 +1,5 @@
 #include "Core/metadata/MetadataPusher.h"
 
-#include "Core/metadata/FolderLock.h"
 #include "Core/metadata/LocalizationWriter.h"
 #include "Core/metadata/MetadataPuller.h"
 #include "Core/metadata/RemoteLocalizations.h"
@@ -23,7 +22,7 @@ constexpr std::string_view noAppInfo =
     "ASC has no AppInfo for this app — name and subtitle cannot be created. "
     "Add a localization in ASC web UI first.";
 
-constexpr std::string_view overtakenText =
+constexpr std::string_view conflictText =
     "changed on App Store Connect since the last pull; pull to see it, then push again";
 
 // The changes of one localization, by their places in the list given.
@@ -90,7 +89,7 @@ Resolution resolve(const ASCClientProtocol& client, std::string_view appID, cons
     return resolution;
 }
 
-enum class Standing { toSend, alreadyThere, overtaken };
+enum class RemoteState { asPulled, sameText, conflict };
 
 // A service may give back line breaks and white space at the ends otherwise than they were sent.
 std::string withoutMargins(std::string_view text) {
@@ -99,13 +98,12 @@ std::string withoutMargins(std::string_view text) {
     return bare;
 }
 
-Standing standingOf(const PendingChange& change, const FieldTexts& onService) {
+RemoteState remoteStateOf(const PendingChange& change, const FieldTexts& onService) {
     const std::string text = onService[change.field].value_or("");
-    if (text == change.textToSend() || (isBlank(text) && isBlank(change.local)))
-        return Standing::alreadyThere;
+    if (text == change.textToSend() || (isBlank(text) && isBlank(change.local))) return RemoteState::sameText;
     const std::string bare = withoutMargins(text);
     const bool isKnown = bare == withoutMargins(change.remote) || bare == withoutMargins(change.local);
-    return isKnown ? Standing::toSend : Standing::overtaken;
+    return isKnown ? RemoteState::asPulled : RemoteState::conflict;
 }
 
 // Sends one job and tells the outcome of each of its changes.
@@ -125,22 +123,23 @@ class JobRunner {
         LocalizationWriter::Result result;
         if (job.home == FieldHome::appInfoLocalization && !resolution_.appInfoID) {
             for (const std::size_t index : job.changes)
-                result.failures[changes_[index].field] = noAppInfo;
+                result.failures[changes_[index].field].text = noAppInfo;
             return result;
         }
         std::vector<LocalizationWriter::Value> values;
         const RemoteLocalization* existing = resolution_.find(job);
-        std::vector<FieldType> overtaken;
+        std::vector<FieldType> conflicts;
         for (const std::size_t index : job.changes) {
             const PendingChange& change = changes_[index];
-            const Standing standing = existing ? standingOf(change, existing->texts) : Standing::toSend;
-            if (standing == Standing::overtaken) overtaken.push_back(change.field);
-            if (standing == Standing::toSend) values.emplace_back(change.field, change.textToSend());
+            const RemoteState state =
+                existing ? remoteStateOf(change, existing->texts) : RemoteState::asPulled;
+            if (state == RemoteState::conflict) conflicts.push_back(change.field);
+            if (state == RemoteState::asPulled) values.emplace_back(change.field, change.textToSend());
         }
         if (!values.empty())
             result = LocalizationWriter(client_, targetOf(job), closed_).write(std::move(values));
-        for (const FieldType field : overtaken)
-            result.failures[field] = overtakenText;
+        for (const FieldType field : conflicts)
+            result.failures[field].text = conflictText;
         return result;
     }
 
@@ -163,7 +162,7 @@ class JobRunner {
         try {
             if (auto own = store_.read(locale, FieldType::name); own && isUsable(*own)) return own;
         } catch (const MetadataError&) {
-            // a file that is no text is no name
+            // Skip files that are not UTF-8.
         }
         return isUsable(appName_) ? std::optional(appName_) : std::nullopt;
     }
@@ -177,11 +176,12 @@ class JobRunner {
     ClosedFields closed_;
 };
 
-// Takes every write for done, so that a plan is made by the very code that pushes.
+// Records the writes without sending them, so that the code that pushes also makes the plan.
 class RecordingClient : public ASCClientProtocol {
   public:
     [[nodiscard]] std::string exchange(const ASCRequest& request) const override {
-        requests.push_back({request.method, request.path, request.body.value_or("")});
+        requests.push_back(
+            {request.method, request.path, decodeJSON<JSONValue>(request.body.value_or("null"))});
         return R"({"data":{"type":"planned","id":"planned","attributes":{"locale":""}}})";
     }
     mutable std::vector<PlannedRequest> requests;
@@ -191,25 +191,29 @@ std::vector<PushOutcome> outcomesOf(const Job& job, const std::vector<PendingCha
                                     const Resolution& resolution, const LocalizationWriter::Result& result) {
     std::vector<PushOutcome> outcomes;
     for (const std::size_t index : job.changes) {
-        const auto failure = result.failures.find(changes[index].field);
-        const bool failed = failure != result.failures.end();
-        outcomes.push_back({changes[index], !failed, failed ? std::optional(failure->second) : std::nullopt,
-                            resolution.textOf(job, changes[index].field)});
+        PushOutcome outcome{.change = changes[index], .success = true};
+        outcome.previous = resolution.textOf(job, outcome.change.field);
+        if (const auto found = result.failures.find(outcome.change.field); found != result.failures.end()) {
+            outcome.success = false;
+            outcome.errorMessage = found->second.text;
+            outcome.failure = found->second.kind;
+        }
+        outcomes.push_back(std::move(outcome));
     }
     return outcomes;
 }
 
-// The change is on App Store Connect whatever becomes of its copy: one that is lost with the power is only
-// listed and sent once more.
+// A copy that is lost with the power does no harm: its change is listed and sent once more.
 std::optional<std::string> refreshCopy(const MetadataStore& store, const std::string& locale, FieldType field,
                                        std::string_view text) {
     try {
         store.write(locale, field, text, TextSide::pulled, Durability::later);
         return std::nullopt;
     } catch (const std::exception& error) {
-        return fmt::format("Pushed, but the pulled copy could not be written, so the change is listed until "
-                           "the next pull: {}",
-                           error.what());
+        return fmt::format(
+            "Pushed, but the pulled copy could not be written, so the change is listed until the "
+            "next pull: {}",
+            error.what());
     }
 }
 
@@ -239,7 +243,6 @@ std::vector<PushOutcome> MetadataPusher::push(std::string_view appID, const Plat
                                               const std::vector<PendingChange>& changes,
                                               const PushProgress& progress,
                                               const PushRecording& record) const {
-    const FileLock lock = lockFolder(store_.folder(), "a push");
     requireChangeable(context);
     const std::vector<Job> jobs = jobsOf(changes);
     const Resolution resolution = resolve(client_, appID, context, jobs);
@@ -257,7 +260,7 @@ std::vector<PushOutcome> MetadataPusher::push(std::string_view appID, const Plat
         for (std::size_t place = 0; place < known.size(); ++place) {
             PushOutcome& outcome = known[place];
             if (outcome.success)
-                outcome.errorMessage =
+                outcome.remark =
                     refreshCopy(store_, job.locale, outcome.change.field, outcome.change.textToSend());
             outcomes[job.changes[place]] = std::move(outcome);
         }
@@ -265,7 +268,7 @@ std::vector<PushOutcome> MetadataPusher::push(std::string_view appID, const Plat
             if (const auto remark = adoptName(store_, job.locale, *result.sentName))
                 for (const std::size_t index : job.changes)
                     if (outcomes[index].success) {
-                        outcomes[index].errorMessage = remark;
+                        outcomes[index].remark = remark;
                         break;
                     }
         const std::lock_guard guard(mutex);
@@ -290,16 +293,19 @@ void MetadataPusher::requireChangeable(const PlatformContext& context) const {
         throw MetadataError::otherVersionPulled(context.versionString);
 }
 
-std::vector<PlannedRequest> MetadataPusher::plan(std::string_view appID, const PlatformContext& context,
-                                                 const std::vector<PendingChange>& changes) const {
+PlannedPush MetadataPusher::plan(std::string_view appID, const PlatformContext& context,
+                                 const std::vector<PendingChange>& changes) const {
     requireChangeable(context);
     const std::vector<Job> jobs = jobsOf(changes);
     const Resolution resolution = resolve(client_, appID, context, jobs);
-    const RecordingClient recorder;
+    RecordingClient recorder;
     JobRunner runner(recorder, store_, context, resolution, changes, appName_);
+    PlannedPush planned;
     for (const Job& job : jobs)
-        (void)runner.run(job);
-    return recorder.requests;
+        for (PushOutcome& outcome : outcomesOf(job, changes, resolution, runner.run(job)))
+            if (!outcome.success) planned.failures.push_back(std::move(outcome));
+    planned.requests = std::move(recorder.requests);
+    return planned;
 }
 
 } // namespace quorvel

@@ -25,9 +25,15 @@ using PushRecording = std::function<void(const std::vector<PushOutcome>&)>;
 struct PlannedRequest {
     std::string method;
     std::string path;
-    std::string body; // JSON
+    JSONValue body;
     QUORVEL_RECORD(PlannedRequest, method, path, body)
     bool operator==(const PlannedRequest&) const = default;
+};
+
+/// What a push would do.
+struct PlannedPush {
+    std::vector<PlannedRequest> requests;
+    std::vector<PushOutcome> failures; // changes that would fail, such as those changed on the service too
 };
 
 /// Writes each localization with one request that holds all of its changed fields, six at a time. Where that
@@ -52,18 +58,18 @@ class MetadataPusher {
     /// pull, and when another version was pulled.
     void requireChangeable(const PlatformContext& context) const;
 
-    /// One outcome per change, in the order given. Throws like `requireChangeable`; `ASCError` when the
-    /// localizations cannot be listed; `CancellationError` until then. A task that is cancelled later gets
-    /// its outcomes as well, the changes that were not sent failed; the caller ends it with
-    /// `checkCancellation()` once they are shown.
+    /// One outcome per change, in the order given. The caller holds the lock of the app's folder. Throws like
+    /// `requireChangeable`; `ASCError` when the localizations cannot be listed; `CancellationError` until
+    /// then. A task that is cancelled later gets its outcomes as well, the changes that were not sent failed;
+    /// the caller ends it with `checkCancellation()` once they are shown.
     [[nodiscard]] std::vector<PushOutcome> push(std::string_view appID, const PlatformContext& context,
                                                 const std::vector<PendingChange>& changes,
                                                 const PushProgress& progress = {},
                                                 const PushRecording& record = {}) const;
 
-    /// The requests that `push` would send after listing the localizations. Throws like `push`.
-    [[nodiscard]] std::vector<PlannedRequest> plan(std::string_view appID, const PlatformContext& context,
-                                                   const std::vector<PendingChange>& changes) const;
+    /// What `push` would send after listing the localizations, and what would fail. Throws like `push`.
+    [[nodiscard]] PlannedPush plan(std::string_view appID, const PlatformContext& context,
+                                   const std::vector<PendingChange>& changes) const;
 
   private:
     const ASCClientProtocol& client_;

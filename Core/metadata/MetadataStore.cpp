@@ -44,6 +44,10 @@ LocaleTexts MetadataStore::readAll(TextSide side) const {
     return all;
 }
 
+ReadTexts MetadataStore::readAllUsable(TextSide side) const {
+    return TreeReader(folder_, side).readAllUsable();
+}
+
 void MetadataStore::write(std::string_view locale, FieldType field, std::string_view text, TextSide side,
                           Durability durability) const {
     const std::filesystem::path file = checkedFile(locale, field, side);
@@ -80,7 +84,8 @@ MetadataSnapshot MetadataStore::snapshot() const {
 }
 
 bool MetadataStore::hasInterruptedPull() const {
-    return std::filesystem::exists(pullMarker(folder_));
+    std::error_code unreachable;
+    return std::filesystem::exists(pullMarker(folder_), unreachable);
 }
 
 void MetadataStore::beginPull() const {
@@ -98,7 +103,9 @@ std::optional<std::string> MetadataStore::pulledVersionID() const {
 }
 
 void MetadataStore::notePulledVersion(std::string_view versionID) const {
-    if (pulledVersionID() != versionID) writeFileAtomically(folder_.privateFolder() / "version", versionID);
+    if (pulledVersionID() == versionID) return;
+    createFolders(folder_.privateFolder());
+    writeFileAtomically(folder_.privateFolder() / "version", versionID);
 }
 
 std::filesystem::path MetadataStore::keepBeside(std::string_view locale, FieldType field,

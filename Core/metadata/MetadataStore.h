@@ -36,6 +36,8 @@ class MetadataStore {
     [[nodiscard]] FieldTexts readLocale(std::string_view locale, TextSide side = TextSide::local) const;
     /// The texts of all locales that have a folder on that side.
     [[nodiscard]] LocaleTexts readAll(TextSide side = TextSide::local) const;
+    /// Like `readAll`, but names the files that cannot be taken as texts instead of throwing.
+    [[nodiscard]] ReadTexts readAllUsable(TextSide side = TextSide::local) const;
 
     /// Replaces a text in one step, making the folders.
     void write(std::string_view locale, FieldType field, std::string_view text,
@@ -65,8 +67,8 @@ class MetadataStore {
     [[nodiscard]] std::optional<std::string> pulledVersionID() const;
     void notePulledVersion(std::string_view versionID) const;
 
-    /// Puts a local text aside under .brevant/kept/<moment>/<locale>/, so that it can be replaced; returns
-    /// its new path. A file that stands there already is not replaced.
+    /// Backs up a local text under .brevant/kept/<moment>/<locale>/, so that it can be replaced; returns
+    /// its new path. A file that is there already is not replaced.
     [[nodiscard]] std::filesystem::path keepBeside(std::string_view locale, FieldType field,
                                                    std::string_view text, Date moment) const;
 

@@ -1,21 +1,35 @@
 #include "Core/metadata/MetadataTexts.h"
 
 #include <fmt/format.h>
+#include <fmt/ranges.h>
+
+#include <algorithm>
 
 namespace quorvel {
 
 std::string notPulledText(std::string_view context) {
     return fmt::format(
-        "Nothing is known here of what App Store Connect holds for {}: it was not pulled yet, or "
-        "its copies are gone. So every text counts as changed; a push replaces none that App "
-        "Store Connect holds otherwise. Pull to compare.",
+        "Nothing is known here of what App Store Connect holds for {}: "
+        "it was not pulled yet, or its copies are gone. "
+        "So every text counts as changed; a push replaces none that App Store Connect holds otherwise. "
+        "Pull to compare.",
         context);
 }
 
-std::string noFolderText(std::size_t count, std::string_view locales) {
-    return fmt::format("{} {} on App Store Connect but {} no folder here. Removing a folder removes nothing "
-                       "there; a pull brings it back.",
-                       locales, count == 1 ? "is" : "are", count == 1 ? "has" : "have");
+std::string noFolderText(const std::vector<std::string>& locales) {
+    return fmt::format("{} {} on App Store Connect but {} no folder here. "
+                       "Removing a folder removes nothing there; a pull brings it back.",
+                       someOf(locales), locales.size() == 1 ? "is" : "are",
+                       locales.size() == 1 ? "has" : "have");
+}
+
+std::string someOf(const std::vector<std::string>& names) {
+    constexpr std::size_t namedAtMost = 5;
+    const std::size_t named = std::min(names.size(), namedAtMost);
+    std::string list =
+        fmt::format("{}", fmt::join(names.begin(), names.begin() + static_cast<std::ptrdiff_t>(named), ", "));
+    if (names.size() > named) list += fmt::format(" and {} more", names.size() - named);
+    return list;
 }
 
 std::string localeFolderFailedText(std::string_view error) {

@@ -1,6 +1,5 @@
 #include "Core/metadata/MetadataTransfer.h"
 
-#include "Core/metadata/FolderLock.h"
 #include "Core/metadata/Locales.h"
 #include "Core/metadata/TextRemarks.h"
 #include "Core/metadata/TreeReader.h"
@@ -20,7 +19,8 @@ namespace {
 void requireOtherTree(const std::filesystem::path& tree, const MetadataStore& store) {
     const auto identity = fileIdentity(tree);
     if (identity && identity == fileIdentity(store.folder().rootURL))
-        throw MetadataError(fmt::format("{}: is the metadata folder itself. Name another folder.",
+        throw MetadataError(MetadataError::Kind::failed,
+                            fmt::format("{}: is the metadata folder itself. Name another folder.",
                                         escapeControls(tree.native())),
                             {tree, {}, {}});
 }
@@ -33,6 +33,10 @@ std::string reasonToSkipFolder(std::string_view name) {
     if (const auto nearest = nearestAppStoreLocale(name))
         return fmt::format("is no App Store locale; rename it to \"{}\" if that is meant", *nearest);
     return "is no App Store locale";
+}
+
+SkippedEntry skippedEntry(const UnreadableText& text) {
+    return {(std::filesystem::path(text.locale) / fileNameOf(text.field)).native(), text.explanation};
 }
 
 class Importer {
@@ -67,9 +71,7 @@ class Importer {
     }
 
     void importLocale(const std::string& locale) {
-        for (const FolderEntry& entry : listFolder(tree_ / locale).value_or(std::vector<FolderEntry>()))
-            if (!isFieldFile(entry.name) && !entry.name.starts_with('.'))
-                skip(std::filesystem::path(locale) / entry.name, "is no field of the metadata");
+        skipOtherFiles(locale);
         const std::size_t before = report_.imported.size();
         for (const FieldType field : allFieldTypes) {
             try {
@@ -79,6 +81,14 @@ class Importer {
             }
         }
         if (report_.imported.size() > before) report_.locales.push_back(locale);
+    }
+
+    void skipOtherFiles(const std::string& locale) try {
+        for (const FolderEntry& entry : listFolder(tree_ / locale).value_or(std::vector<FolderEntry>()))
+            if (!isFieldFile(entry.name) && !entry.name.starts_with('.'))
+                skip(std::filesystem::path(locale) / entry.name, "is no field of the metadata");
+    } catch (const FileError& error) {
+        skip(locale, error.what());
     }
 
     void importField(const FieldKey& key, std::string_view found) {
@@ -124,8 +134,6 @@ class Importer {
 ImportReport importTree(const std::filesystem::path& tree, const MetadataStore& store, const Clock& clock,
                         DryRun dryRun) {
     requireOtherTree(tree, store);
-    std::optional<FileLock> lock;
-    if (dryRun == DryRun::no) lock = lockFolder(store.folder(), "an import");
     return Importer(tree, store, clock(), dryRun).importAll();
 }
 
@@ -133,7 +141,9 @@ ExportReport exportTree(const MetadataStore& store, const std::filesystem::path&
     requireOtherTree(tree, store);
     const MetadataStore target({tree});
     ExportReport report;
-    for (const auto& [locale, fields] : store.readAll())
+    const ReadTexts local = store.readAllUsable();
+    std::ranges::transform(local.unreadable, std::back_inserter(report.skipped), skippedEntry);
+    for (const auto& [locale, fields] : local.texts)
         for (const FieldType field : allFieldTypes) {
             if (!fields[field]) continue;
             const std::string text = fields[field]->empty() ? "" : *fields[field] + "\n";
@@ -149,26 +159,26 @@ ExportReport exportTree(const MetadataStore& store, const std::filesystem::path&
     return report;
 }
 
-std::vector<TidiedField> tidyTree(const MetadataStore& store, DryRun dryRun) {
-    std::optional<FileLock> lock;
-    if (dryRun == DryRun::no) lock = lockFolder(store.folder(), "a tidy-up");
-    const LocaleTexts pulled = store.readAll(TextSide::pulled);
-    std::vector<TidiedField> tidied;
-    for (const auto& [locale, fields] : store.readAll()) {
-        const auto copies = pulled.find(locale);
+TidyReport tidyTree(const MetadataStore& store, DryRun dryRun) {
+    const ReadTexts pulled = store.readAllUsable(TextSide::pulled);
+    const ReadTexts local = store.readAllUsable();
+    TidyReport report;
+    std::ranges::transform(local.unreadable, std::back_inserter(report.skipped), skippedEntry);
+    for (const auto& [locale, fields] : local.texts) {
+        const auto copies = pulled.texts.find(locale);
         for (const FieldType field : allFieldTypes) {
             if (!fields[field]) continue;
             // What App Store Connect holds is no slip of an editor, and stripping it would make a change.
-            if (copies != pulled.end() && copies->second[field] == fields[field]) continue;
+            if (copies != pulled.texts.end() && copies->second[field] == fields[field]) continue;
             const std::string_view unmarked = withoutByteOrderMark(*fields[field]);
             const std::string_view text = withoutFinalLineBreak(unmarked);
             if (text == *fields[field]) continue;
             if (dryRun == DryRun::no) store.write(locale, field, text);
-            tidied.push_back(
+            report.tidied.push_back(
                 {locale, field, text.size() < unmarked.size(), unmarked.size() < fields[field]->size()});
         }
     }
-    return tidied;
+    return report;
 }
 
 } // namespace quorvel

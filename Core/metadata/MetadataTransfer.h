@@ -34,7 +34,8 @@ struct ExportReport {
     std::int64_t written = 0;
     std::int64_t unchanged = 0;
     std::vector<FieldKey> replaced; // files there that held another text
-    QUORVEL_RECORD(ExportReport, written, unchanged, replaced)
+    std::vector<SkippedEntry> skipped;
+    QUORVEL_RECORD(ExportReport, written, unchanged, replaced, skipped)
 };
 
 struct TidiedField {
@@ -46,20 +47,28 @@ struct TidiedField {
     bool operator==(const TidiedField&) const = default;
 };
 
+struct TidyReport {
+    std::vector<TidiedField> tidied;
+    std::vector<SkippedEntry> skipped;
+    QUORVEL_RECORD(TidyReport, tidied, skipped)
+};
+
 /// Takes the texts of `tree` into the local files of `store`: one final line break is stripped, everything
 /// else stays byte for byte. An edit that would be replaced is kept beside; a blank file replaces no text.
 /// Folders that are no App Store locale and files that are no field are skipped and named. Throws
-/// `MetadataError` when `tree` is no folder, and `FileError`.
+/// `MetadataError` when `tree` is no folder, and `FileError`. Unless it is a dry run, the caller holds the
+/// lock of the app's folder.
 [[nodiscard]] ImportReport importTree(const std::filesystem::path& tree, const MetadataStore& store,
                                       const Clock& clock, DryRun dryRun = DryRun::no);
 
 /// Writes the local texts of `store` into `tree` with one final line break each, which is what an import
-/// strips again; an empty text becomes an empty file.
+/// strips again; an empty text becomes an empty file. Files that cannot be taken as texts are skipped and
+/// named.
 [[nodiscard]] ExportReport exportTree(const MetadataStore& store, const std::filesystem::path& tree,
                                       DryRun dryRun = DryRun::no);
 
 /// Strips one final line break and a byte order mark from every local text that is not exactly what App Store
-/// Connect holds.
-[[nodiscard]] std::vector<TidiedField> tidyTree(const MetadataStore& store, DryRun dryRun = DryRun::no);
+/// Connect holds. Unless it is a dry run, the caller holds the lock of the app's folder.
+[[nodiscard]] TidyReport tidyTree(const MetadataStore& store, DryRun dryRun = DryRun::no);
 
 } // namespace quorvel

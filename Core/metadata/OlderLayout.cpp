@@ -1,6 +1,6 @@
 #include "Core/metadata/OlderLayout.h"
 
-#include "Core/metadata/FolderLock.h"
+#include "Core/metadata/DryRun.h"
 #include "Core/metadata/Locales.h"
 #include "Platform/files/Files.h"
 #include "Platform/text/Counted.h"
@@ -19,8 +19,6 @@ namespace quorvel {
 namespace {
 
 namespace fs = std::filesystem;
-
-enum class Step { look, move };
 
 std::vector<FolderEntry> entriesOf(const fs::path& folder) {
     if (!isFolder({folder})) return {}; // a file called "tvos" concerns nobody
@@ -61,16 +59,16 @@ void append(auto& list, const auto& more) {
 // The older folder of one platform.
 class Carrier {
   public:
-    Carrier(const MetadataFolder& appFolder, ASCPlatform platform, Step step)
+    Carrier(const MetadataFolder& appFolder, ASCPlatform platform, DryRun dryRun)
         : root_(appFolder.rootURL),
           older_(appFolder.platformFolder(platform)),
           next_(nextFolder(appFolder, platform)),
-          step_(step) {}
+          dryRun_(dryRun) {}
 
     OlderLayoutReport carry() {
         carry(TextSide::local);
         carry(TextSide::pulled);
-        if (step_ == Step::move) {
+        if (dryRun_ == DryRun::no && !report_.moved.empty()) {
             std::error_code notEmpty;
             fs::remove(older_.textsFolder(TextSide::pulled), notEmpty);
             fs::remove(older_.privateFolder(), notEmpty);
@@ -102,7 +100,7 @@ class Carrier {
         if (staying_.contains(entry.name)) return "stays beside the texts that it is the copy of.";
         // Texts are not put beside the copy of another pull, which would make edits of them.
         const fs::path& taken = side == TextSide::local && isOccupied(copyOfOther) ? copyOfOther : to;
-        if (isOccupied(taken) || (step_ == Step::move && !moveFolder(from, to)))
+        if (isOccupied(taken) || (dryRun_ == DryRun::no && !moveFolder(from, to)))
             return fmt::format("stays where it is: {} is there already. Compare the two and remove one.",
                                shown(taken));
         return {};
@@ -115,66 +113,39 @@ class Carrier {
     fs::path root_;
     MetadataFolder older_;
     MetadataFolder next_;
-    Step step_;
+    DryRun dryRun_;
     OlderLayoutReport report_;
     std::set<std::string> staying_;
 };
+
+OlderLayoutReport carryAll(const MetadataFolder& appFolder, DryRun dryRun) {
+    OlderLayoutReport report;
+    for (const ASCPlatform platform : allPlatforms) {
+        const OlderLayoutReport one = Carrier(appFolder, platform, dryRun).carry();
+        append(report.moved, one.moved);
+        append(report.leftInPlace, one.leftInPlace);
+    }
+    return report;
+}
 
 } // namespace
 
 std::vector<std::string> OlderLayoutReport::lines() const {
     std::vector<std::string> lines;
-    const auto tell = [&](const std::vector<CarriedFolder>& folders, std::string_view before,
-                          std::string_view after) {
-        if (folders.empty()) return;
-        lines.push_back(fmt::format("{} {} of the older layout over, such as {} to {}{}.", before,
-                                    counted(folders.size(), "folder"), folders.front().from,
-                                    folders.front().to, after));
-    };
-    tell(moved, "Carried", "");
-    tell(readInPlace, "Would first carry", "; the dry run reads them where they are");
-    tell(overlooked, "Would first carry",
-         "; the dry run is without their texts, as others are at that place already");
+    if (!moved.empty())
+        lines.push_back(fmt::format("Carried {} of the older layout over, such as {} to {}.",
+                                    counted(moved.size(), "folder"), moved.front().from, moved.front().to));
     for (const LeftFolder& left : leftInPlace)
         lines.push_back(left.explanation);
     return lines;
 }
 
-CarriedTree readOlderLayoutInPlace(const MetadataFolder& appFolder) {
-    CarriedTree tree{appFolder, {}};
-    for (const ASCPlatform platform : allPlatforms) {
-        const OlderLayoutReport seen = Carrier(appFolder, platform, Step::look).carry();
-        append(tree.report.leftInPlace, seen.leftInPlace);
-        const bool isRead = !isOccupied(nextFolder(appFolder, platform).rootURL);
-        append(isRead ? tree.report.readInPlace : tree.report.overlooked, seen.moved);
-        if (isRead && !seen.moved.empty()) tree.folder.readInOlderLayout.push_back(platform);
-    }
-    return tree;
+OlderLayoutReport findOlderLayout(const MetadataFolder& appFolder) {
+    return carryAll(appFolder, DryRun::yes);
 }
 
 OlderLayoutReport carryOverOlderLayout(const MetadataFolder& appFolder) {
-    constexpr std::string_view what = "a change of the folder's layout";
-    std::vector<ASCPlatform> concerned;
-    OlderLayoutReport report;
-    for (const ASCPlatform platform : allPlatforms) {
-        const OlderLayoutReport seen = Carrier(appFolder, platform, Step::look).carry();
-        if (seen.moved.empty())
-            append(report.leftInPlace, seen.leftInPlace);
-        else
-            concerned.push_back(platform);
-    }
-    if (concerned.empty()) return report;
-
-    std::vector<FileLock> turns;
-    turns.push_back(lockFolder(appFolder, what));
-    for (const ASCPlatform platform : concerned)
-        turns.push_back(lockFolder(nextFolder(appFolder, platform), what));
-    for (const ASCPlatform platform : concerned) {
-        const OlderLayoutReport done = Carrier(appFolder, platform, Step::move).carry();
-        append(report.moved, done.moved);
-        append(report.leftInPlace, done.leftInPlace);
-    }
-    return report;
+    return carryAll(appFolder, DryRun::no);
 }
 
 } // namespace quorvel

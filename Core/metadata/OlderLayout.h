@@ -27,15 +27,12 @@ struct LeftFolder {
 struct OlderLayoutReport {
     std::vector<CarriedFolder> moved;
     std::vector<LeftFolder> leftInPlace;
-    // Of a fixture, which moves nothing:
-    std::vector<CarriedFolder> readInPlace;
-    std::vector<CarriedFolder> overlooked; // as texts lie where these belong
-    QUORVEL_RECORD(OlderLayoutReport, moved, leftInPlace, readInPlace, overlooked)
+    QUORVEL_RECORD(OlderLayoutReport, moved, leftInPlace)
     bool operator==(const OlderLayoutReport&) const = default;
 
     /// Whether there was anything of the older layout.
     [[nodiscard]] bool isEmpty() const { return *this == OlderLayoutReport{}; }
-    /// For the user: a line for what moved or would move, and one for each folder that stays.
+    /// For the user: a line for what moved, and one for each folder that stays.
     [[nodiscard]] std::vector<std::string> lines() const;
 };
 
@@ -46,19 +43,10 @@ struct OlderLayoutReport {
 ///
 /// Each folder moves by one rename, so an end at any moment leaves every file whole and in one place, and the
 /// next call goes on. The texts move before their pulled copy: in between, the locale looks new and not like
-/// an edit of what was pulled. Takes the turns of the app and of the contexts concerned, in this order, if
-/// there is something to move: call it without them. Touches nothing otherwise. Throws `FileError`,
-/// `CancellationError`.
+/// an edit of what was pulled. The caller holds the lock of the app's folder. Throws `FileError`.
 [[nodiscard]] OlderLayoutReport carryOverOlderLayout(const MetadataFolder& appFolder);
 
-/// An app's folder to work on, and what became of the older layout in it.
-struct CarriedTree {
-    MetadataFolder folder;
-    OlderLayoutReport report;
-};
-
-/// What `carryOverOlderLayout` would do; writes nothing. Through the folder that it gives, the "next"
-/// contexts are read where the older layout has them, unless something lies at their own place already.
-[[nodiscard]] CarriedTree readOlderLayoutInPlace(const MetadataFolder& appFolder);
+/// What `carryOverOlderLayout` would do; `moved` is what would move. Writes nothing.
+[[nodiscard]] OlderLayoutReport findOlderLayout(const MetadataFolder& appFolder);
 
 } // namespace quorvel

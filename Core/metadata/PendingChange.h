@@ -1,6 +1,7 @@
 // A field whose local text differs from what App Store Connect held at the last pull.
 #pragma once
 
+#include "Core/asc/ASCError.h"
 #include "Core/metadata/FieldTexts.h"
 
 #include <optional>
@@ -32,10 +33,13 @@ struct PendingChange {
 struct PushOutcome {
     PendingChange change;
     bool success = false;
-    std::optional<std::string> errorMessage; // with `success`: a remark
+    std::optional<std::string> errorMessage; // why it failed
     // What App Store Connect held when the push looked; nothing where it could not be told.
     std::optional<std::string> previous = std::nullopt;
-    QUORVEL_RECORD(PushOutcome, change, success, errorMessage)
+    // What the error of App Store Connect means; nothing when the change failed for another reason.
+    std::optional<ASCError::Kind> failure = std::nullopt;
+    std::optional<std::string> remark = std::nullopt; // about a change that succeeded
+    QUORVEL_RECORD_EXCEPT(PushOutcome, (previous), change, success, errorMessage, failure, remark)
 
     /// Whether it was tried; a push that is cancelled leaves the rest.
     [[nodiscard]] bool wasSent() const;

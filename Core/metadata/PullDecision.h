@@ -9,12 +9,12 @@ namespace quorvel {
 
 /// What a pull does with a local text that was edited since the last pull.
 enum class LocalEdits {
-    keepBeside,   // put aside, then replaced by App Store Connect's text
+    keepBeside,   // backed up, then replaced by App Store Connect's text
     leaveInPlace, // untouched; it stays a pending change
 };
 
 struct PullDecision {
-    bool keepsBeside = false;  // put the local text aside first
+    bool keepsBeside = false;  // back up the local text first
     bool writesLocal = false;  // then the local file takes the incoming text
     bool writesPulled = false; // last, the pulled copy takes it
     bool leavesEdit = false;   // an edit stays in place

@@ -1,6 +1,5 @@
 #include "Core/metadata/PullWriter.h"
 
-#include "Core/metadata/FolderLock.h"
 #include "Core/metadata/TreeReader.h"
 #include "Platform/files/Files.h"
 #include "Platform/task/Task.h"
@@ -29,6 +28,7 @@ struct LocaleResult {
     std::vector<FieldKey> updated;
     std::vector<KeptEdit> kept;
     std::vector<FieldKey> leftEdits;
+    std::vector<std::string> warnings;
 };
 
 void merge(FieldTexts& into, const FieldTexts& texts) {
@@ -63,13 +63,15 @@ std::vector<LocaleWork> gather(const std::vector<IncomingTexts>& incoming, const
 
 using Decisions = std::array<std::optional<PullDecision>, allFieldTypes.size()>;
 
-Decisions decide(const LocaleWork& work, const FieldTexts& pulled, const FieldTexts& local,
+// A local file that cannot be read stays as it is; only the pulled copy follows App Store Connect.
+Decisions decide(const LocaleWork& work, const FieldTexts& pulled, const TreeReader::Locale& local,
                  LocalEdits edits) {
     Decisions decisions;
     for (const FieldType field : allFieldTypes)
         if (const auto& incoming = work.incoming[field])
             decisions[static_cast<std::size_t>(field)] =
-                decidePull(pulled[field], local[field], *incoming, edits);
+                local.isUnreadable(field) ? PullDecision{.writesPulled = pulled[field] != incoming}
+                                          : decidePull(pulled[field], local.texts[field], *incoming, edits);
     return decisions;
 }
 
@@ -79,11 +81,18 @@ bool needsWriting(const LocaleWork& work, const Decisions& decisions) {
     });
 }
 
-LocaleResult resultOf(const LocaleWork& work, const Decisions& decisions) {
+std::string explainUnreadable(const UnreadableText& text) {
+    return fmt::format("The {} of {} was not replaced: {}", shortLabelOf(text.field), text.locale,
+                       text.explanation);
+}
+
+LocaleResult resultOf(const LocaleWork& work, const Decisions& decisions, const TreeReader::Locale& local) {
     LocaleResult result;
+    for (const UnreadableText& text : local.unreadable)
+        if (work.incoming[text.field]) result.warnings.push_back(explainUnreadable(text));
     for (const FieldType field : allFieldTypes) {
         const auto& decision = decisions[static_cast<std::size_t>(field)];
-        if (!decision) continue;
+        if (!decision || local.isUnreadable(field)) continue;
         if (decision->writesLocal) result.updated.push_back({work.locale, field});
         if (decision->leavesEdit)
             result.leftEdits.push_back({work.locale, field});
@@ -95,15 +104,17 @@ LocaleResult resultOf(const LocaleWork& work, const Decisions& decisions) {
 
 LocaleResult writeLocale(const MetadataStore& store, const LocaleWork& work, LocalEdits edits, Date moment) {
     // Read again: an editor may have saved while the other locales were written.
-    const FieldTexts local = store.readLocale(work.locale, TextSide::local);
-    const Decisions decisions = decide(work, store.readLocale(work.locale, TextSide::pulled), local, edits);
-    LocaleResult result = resultOf(work, decisions);
+    const TreeReader::Locale local = TreeReader(store.folder(), TextSide::local).readUsable(work.locale);
+    const TreeReader::Locale pulled = TreeReader(store.folder(), TextSide::pulled).readUsable(work.locale);
+    const Decisions decisions = decide(work, pulled.texts, local, edits);
+    LocaleResult result = resultOf(work, decisions, local);
     for (const FieldType field : allFieldTypes) {
         const PullDecision decision = decisions[static_cast<std::size_t>(field)].value_or(PullDecision{});
         if (decision.keepsBeside)
             result.kept.push_back(
-                {work.locale, field, store.keepBeside(work.locale, field, *local[field], moment).native()});
-        // The marker that calls for another pull stands until all of them are synced together.
+                {work.locale, field,
+                 store.keepBeside(work.locale, field, *local.texts[field], moment).native()});
+        // The marker of an interrupted pull stays until all of them are synced together.
         const auto replace = [&](TextSide side) {
             store.write(work.locale, field, *work.incoming[field], side, Durability::later);
         };
@@ -117,13 +128,25 @@ LocaleResult writeLocale(const MetadataStore& store, const LocaleWork& work, Loc
 
 std::string explainVanished(const LocaleWork& work) {
     if (work.incoming.isAbsent())
-        return fmt::format(
-            "{} is no longer on App Store Connect. Its local files stay; remove the folder, or "
-            "push to create the locale again.",
-            work.locale);
-    return fmt::format("{} no longer has a localization for {} of its fields on App Store Connect. The local "
-                       "files stay.",
+        return fmt::format("{} is no longer on App Store Connect. Its local files stay; remove the folder, "
+                           "or push to create the locale again.",
+                           work.locale);
+    return fmt::format("{} no longer has a localization for {} of its fields on App Store Connect. "
+                       "The local files stay.",
                        work.locale, work.vanished.size());
+}
+
+// A damaged copy is replaced; what cannot be replaced stops the pull before it writes.
+LocaleTexts readCopies(const MetadataStore& store) {
+    ReadTexts copies = store.readAllUsable(TextSide::pulled);
+    for (const UnreadableText& copy : copies.unreadable) {
+        try {
+            (void)store.read(copy.locale, copy.field, TextSide::pulled);
+        } catch (const MetadataError& error) {
+            if (error.kind() != MetadataError::Kind::unusableText) throw;
+        }
+    }
+    return std::move(copies.texts);
 }
 
 void add(PullResult& total, const LocaleResult& one) {
@@ -134,13 +157,14 @@ void add(PullResult& total, const LocaleResult& one) {
     append(total.updated, one.updated);
     append(total.kept, one.kept);
     append(total.leftEdits, one.leftEdits);
+    append(total.summary.warnings, one.warnings);
 }
 
 } // namespace
 
 PullResult writePulledTexts(const MetadataStore& store, const std::vector<IncomingTexts>& incoming,
-                            const PullOptions& options, Date moment, Turn turn) {
-    const LocaleTexts pulled = store.readAll(TextSide::pulled);
+                            const PullOptions& options, Date moment) {
+    const LocaleTexts pulled = readCopies(store);
     const TreeReader local(store.folder(), TextSide::local);
     PullResult result;
     std::vector<LocaleWork> toWrite;
@@ -148,17 +172,17 @@ PullResult writePulledTexts(const MetadataStore& store, const std::vector<Incomi
         if (!work.incoming.isAbsent()) result.summary.locales.push_back(work.locale);
         if (!work.vanished.empty()) result.summary.warnings.push_back(explainVanished(work));
         const auto copies = pulled.find(work.locale);
-        const Decisions decisions = decide(work, copies == pulled.end() ? FieldTexts() : copies->second,
-                                           local.readLocale(work.locale), options.edits);
+        const TreeReader::Locale present = local.readUsable(work.locale);
+        const Decisions decisions =
+            decide(work, copies == pulled.end() ? FieldTexts() : copies->second, present, options.edits);
         if (needsWriting(work, decisions))
             toWrite.push_back(std::move(work));
         else
-            add(result, resultOf(work, decisions));
+            add(result, resultOf(work, decisions, present));
     }
     if (toWrite.empty() && !store.hasInterruptedPull()) return result;
 
-    const auto ownTurn =
-        turn == Turn::held ? std::nullopt : std::optional(lockFolder(store.folder(), "a pull"));
+    checkCancellation(); // nothing was begun yet
     store.beginPull();
     for (const LocaleResult& one : parallelMap(toWrite, writers, [&](const LocaleWork& work) {
              return writeLocale(store, work, options.edits, moment);

@@ -17,11 +17,6 @@ bool names(const auto& list, const auto& item) {
     return std::ranges::find(list, item) != list.end();
 }
 
-bool takes(const PushFilter& filter, const PendingChange& change) {
-    return (filter.locales.empty() || names(filter.locales, change.locale)) &&
-           (filter.fields.empty() || names(filter.fields, change.field));
-}
-
 bool differsInFinalLineBreakOnly(const PendingChange& change) {
     return !isBlank(change.local) &&
            withoutFinalLineBreak(change.local) == withoutFinalLineBreak(change.remote);
@@ -58,8 +53,8 @@ std::string explainOverLimit(const PendingChange& change) {
 
 std::string explainFinalLineBreak(const PendingChange& change) {
     if (withoutFinalLineBreak(change.local).size() == change.local.size())
-        return "Differs from App Store Connect only by a final line break there; naming this locale and "
-               "field in the push removes it there.";
+        return "Differs from App Store Connect only by a final line break there; "
+               "naming this locale and field in the push removes it there.";
     return "Differs from App Store Connect only by a final line break. \"quorvel metadata tidy\" removes it; "
            "naming this locale and field pushes it.";
 }
@@ -84,8 +79,7 @@ std::string explain(const PendingChange& change, LeftOutReason reason) {
     switch (reason) {
     case LeftOutReason::localeDisabled:
         return fmt::format(
-            "{} is disabled for this app, so none of its texts are pushed. Enable the locale to "
-            "push it.",
+            "{} is disabled for this app, so none of its texts are pushed. Enable the locale to push it.",
             change.locale);
     case LeftOutReason::notAnAppStoreLocale:
         return explainLocale(change.locale);
@@ -98,12 +92,13 @@ std::string explain(const PendingChange& change, LeftOutReason reason) {
     case LeftOutReason::overLimit:
         return explainOverLimit(change);
     case LeftOutReason::clearsField:
-        return fmt::format(
-            "Would remove the {} of {} from App Store Connect. Allow it with --allow-clear, or "
-            "pull to get the text back.",
-            shortLabelOf(change.field), change.locale);
+        return fmt::format("Would remove the {} of {} from App Store Connect. "
+                           "Allow that in the push, or pull to get the text back.",
+                           shortLabelOf(change.field), change.locale);
     case LeftOutReason::clearsName:
         return "A name cannot be removed; write one, or pull to get it back.";
+    case LeftOutReason::unreadableFile:
+        return "The file cannot be taken as a text.";
     }
     return {};
 }
@@ -124,11 +119,32 @@ void warnOfBareLocales(PushSelection& selection) {
 
 } // namespace
 
+bool PushFilter::takes(const FieldKey& key) const {
+    return (locales.empty() || names(locales, key.locale)) && (fields.empty() || names(fields, key.field));
+}
+
+bool waitsForUser(LeftOutReason reason) {
+    switch (reason) {
+    case LeftOutReason::byteOrderMark:
+    case LeftOutReason::controlCharacter:
+    case LeftOutReason::overLimit:
+    case LeftOutReason::clearsField:
+    case LeftOutReason::clearsName:
+    case LeftOutReason::unreadableFile:
+        return true;
+    case LeftOutReason::localeDisabled:
+    case LeftOutReason::notAnAppStoreLocale:
+    case LeftOutReason::onlyFinalLineBreak:
+        return false;
+    }
+    return false;
+}
+
 PushSelection selectForPush(const std::vector<PendingChange>& changes, const PushFilter& filter,
                             const LocaleSet& disabledLocales) {
     PushSelection selection;
     for (const PendingChange& change : changes) {
-        if (!takes(filter, change)) continue;
+        if (!filter.takes(change.key())) continue;
         const auto reason = disabledLocales.contains(change.locale)
                                 ? std::optional(LeftOutReason::localeDisabled)
                                 : reasonToLeaveOut(change, filter);

@@ -15,6 +15,9 @@ struct PushFilter {
     std::vector<std::string> locales;
     std::vector<FieldType> fields;
     Clearing clearing = Clearing::leaveOut;
+
+    /// Whether the lists take this field.
+    [[nodiscard]] bool takes(const FieldKey& key) const;
 };
 
 enum class LeftOutReason {
@@ -25,7 +28,8 @@ enum class LeftOutReason {
     onlyFinalLineBreak, // chosen when the filter names both its locale and its field
     overLimit,
     clearsField,
-    clearsName, // which every localization has
+    clearsName,     // which every localization has
+    unreadableFile, // the local file or its pulled copy cannot be taken as a text
 };
 
 template <>
@@ -39,6 +43,7 @@ struct RawValues<LeftOutReason> {
         {LeftOutReason::overLimit, "overLimit"},
         {LeftOutReason::clearsField, "clearsField"},
         {LeftOutReason::clearsName, "clearsName"},
+        {LeftOutReason::unreadableFile, "unreadableFile"},
     };
 };
 
@@ -64,6 +69,9 @@ struct PushSelection {
     std::vector<PushWarning> warnings;  // about chosen changes
     QUORVEL_RECORD(PushSelection, chosen, leftOut, warnings)
 };
+
+/// Whether a change that was left out for this reason waits until the user does something about it.
+[[nodiscard]] bool waitsForUser(LeftOutReason reason);
 
 [[nodiscard]] PushSelection selectForPush(const std::vector<PendingChange>& changes,
                                           const PushFilter& filter = {},

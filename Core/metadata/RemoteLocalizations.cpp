@@ -1,33 +1,15 @@
 #include "Core/metadata/RemoteLocalizations.h"
 
+#include "Core/metadata/LocalizationAttributes.h"
+
 namespace quorvel {
-
-namespace {
-
-FieldTexts textsOf(const AppInfoLocalizationAttributes& attributes) {
-    FieldTexts texts;
-    texts[FieldType::name] = attributes.name.value_or("");
-    texts[FieldType::subtitle] = attributes.subtitle.value_or("");
-    return texts;
-}
-
-FieldTexts textsOf(const AppStoreVersionLocalizationAttributes& attributes) {
-    FieldTexts texts;
-    texts[FieldType::description] = attributes.description.value_or("");
-    texts[FieldType::promotionalText] = attributes.promotionalText.value_or("");
-    texts[FieldType::releaseNotes] = attributes.whatsNew.value_or("");
-    texts[FieldType::keywords] = attributes.keywords.value_or("");
-    return texts;
-}
-
-} // namespace
 
 RemoteLocalizations listLocalizations(const ASCClientProtocol& client, FieldHome home,
                                       std::string_view parentID) {
     RemoteLocalizations localizations;
     const auto collect = [&](const auto& list) {
         for (const auto& one : list)
-            localizations[one.attributes.locale] = {one.id, textsOf(one.attributes)};
+            localizations[one.attributes.locale] = {one.id, textsIn(one.attributes)};
     };
     if (home == FieldHome::appInfoLocalization)
         collect(client.listAppInfoLocalizations(parentID));

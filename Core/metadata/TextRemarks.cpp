@@ -78,9 +78,8 @@ std::vector<TextRemark> remarksOn(std::string_view text, FieldType field) {
 std::string_view explain(TextRemark remark) {
     switch (remark) {
     case TextRemark::byteOrderMark:
-        return "Begins with a byte order mark, which would become part of the text; \"quorvel metadata "
-               "tidy\" "
-               "removes it.";
+        return "Begins with a byte order mark, which would become part of the text; "
+               "\"quorvel metadata tidy\" removes it.";
     case TextRemark::controlCharacter:
         return "Holds a control character, which App Store Connect refuses; remove it.";
     case TextRemark::carriageReturn:
@@ -89,8 +88,8 @@ std::string_view explain(TextRemark remark) {
         return "Ends with a line break, which counts as a character and is sent; \"quorvel metadata tidy\" "
                "removes it.";
     case TextRemark::codePointsOverLimit:
-        return "Is within the limit as people count characters, but above it in code points; App Store "
-               "Connect may refuse it.";
+        return "Is within the limit as people count characters, but above it in code points; "
+               "App Store Connect may refuse it.";
     case TextRemark::blankAfterComma:
         return "Has blanks beside commas, which count as characters.";
     case TextRemark::foreignComma:

@@ -80,10 +80,6 @@ auto openListing(int folder) {
     return std::unique_ptr<DIR, decltype(close)>(number < 0 ? nullptr : ::fdopendir(number), close);
 }
 
-} // namespace
-
-namespace {
-
 // Whether `path`, which begins with `root` as it is written, has no link below it; links above are the user's
 // own way to the tree.
 bool hasNoLinkBelow(const std::filesystem::path& path, const std::filesystem::path& root) {
@@ -98,7 +94,7 @@ bool hasNoLinkBelow(const std::filesystem::path& path, const std::filesystem::pa
 
 } // namespace
 
-void requireInside(const std::filesystem::path& path, const std::filesystem::path& root) {
+void requireInside(const std::filesystem::path& path, const std::filesystem::path& root) try {
     if (hasNoLinkBelow(path, root)) return;
     std::filesystem::path target = path;
     // weakly_canonical() would take a link to what does not exist yet for a plain name.
@@ -107,6 +103,9 @@ void requireInside(const std::filesystem::path& path, const std::filesystem::pat
     const auto whole = std::filesystem::weakly_canonical(target);
     const auto base = std::filesystem::weakly_canonical(root);
     if (std::ranges::mismatch(base, whole).in1 != base.end()) throw MetadataError::leadsOutside(path, root);
+} catch (const std::filesystem::filesystem_error& error) {
+    // Such as a link to itself.
+    throw MetadataError::cannotRead(path, error.code().value());
 }
 
 TreeReader::TreeReader(const MetadataFolder& folder, TextSide side) : folder_(folder), side_(side) {
@@ -146,13 +145,48 @@ FieldTexts TreeReader::readLocale(std::string_view locale) const {
     return texts;
 }
 
+TreeReader::Locale TreeReader::readUsable(std::string_view locale) const {
+    Locale reading;
+    const auto report = [&](FieldType field, const MetadataError& error) {
+        reading.unreadable.push_back({std::string(locale), field, error.what()});
+    };
+    FileDescriptor folder;
+    try {
+        folder = openLocale(locale);
+    } catch (const MetadataError& error) {
+        for (const FieldType field : allFieldTypes)
+            report(field, error);
+    }
+    if (!folder.isOpen()) return reading;
+    for (const FieldType field : allFieldTypes) {
+        try {
+            reading.texts[field] = readFieldFile(folder, locale, field);
+        } catch (const MetadataError& error) {
+            report(field, error);
+        }
+    }
+    return reading;
+}
+
+ReadTexts TreeReader::readAllUsable() const {
+    ReadTexts all;
+    for (const std::string& locale : locales()) {
+        Locale one = readUsable(locale);
+        all.texts.emplace_hint(all.texts.end(), locale, std::move(one.texts));
+        all.unreadable.insert(all.unreadable.end(), one.unreadable.begin(), one.unreadable.end());
+    }
+    return all;
+}
+
 std::optional<std::string> TreeReader::read(std::string_view locale, FieldType field) const {
     const FileDescriptor folder = openLocale(locale);
     return folder.isOpen() ? readFieldFile(folder, locale, field) : std::nullopt;
 }
 
 bool TreeReader::isStrayLink(const std::string& name) const {
-    if (isAppStoreLocale(name) || std::filesystem::exists(folder_.localeFolder(name, TextSide::pulled)))
+    std::error_code unreachable;
+    if (isAppStoreLocale(name) ||
+        std::filesystem::exists(folder_.localeFolder(name, TextSide::pulled), unreachable))
         return false; // to be refused by name when it is read
     try {
         requireInside(folder_.localeFolder(name, side_), folder_.rootURL);

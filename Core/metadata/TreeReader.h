@@ -5,6 +5,7 @@
 #include "Core/metadata/MetadataFolder.h"
 #include "Platform/files/FileDescriptor.h"
 
+#include <algorithm>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -22,6 +23,17 @@ class TreeReader {
     /// links out of the tree that nothing marks as locales.
     [[nodiscard]] std::vector<std::string> locales() const;
     [[nodiscard]] FieldTexts readLocale(std::string_view locale) const;
+    /// Like `readLocale`, but collects the files that cannot be taken as texts instead of throwing.
+    struct Locale {
+        FieldTexts texts;
+        std::vector<UnreadableText> unreadable;
+
+        [[nodiscard]] bool isUnreadable(FieldType field) const {
+            return std::ranges::find(unreadable, field, &UnreadableText::field) != unreadable.end();
+        }
+    };
+    [[nodiscard]] Locale readUsable(std::string_view locale) const;
+    [[nodiscard]] ReadTexts readAllUsable() const;
     [[nodiscard]] std::optional<std::string> read(std::string_view locale, FieldType field) const;
 
   private:
@@ -37,7 +49,7 @@ class TreeReader {
     FileDescriptor texts_; // the parent of the locale folders; not open when there is none
 };
 
-/// Throws `MetadataError` when `path`, its links followed, lies outside of `root`.
+/// Throws `MetadataError` when `path`, its links followed, lies outside of `root` or leads nowhere.
 void requireInside(const std::filesystem::path& path, const std::filesystem::path& root);
 
 } // namespace quorvel

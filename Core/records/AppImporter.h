@@ -13,8 +13,7 @@
 namespace quorvel {
 
 /// The folder-safe short name of an app: the ASCII letters and digits of its name, else of its bundle id,
-/// with
-/// "-" for what stands between.
+/// with "-" for the characters between them.
 [[nodiscard]] std::string slugOf(std::string_view name, std::string_view bundleID);
 
 struct ImportedApp {

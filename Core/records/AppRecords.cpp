@@ -14,13 +14,14 @@ namespace {
 
 ManagedApp requireApp(Database& database, std::string_view id) {
     if (auto app = selectOne<ManagedApp>(database, "WHERE id = ?1", {id})) return std::move(*app);
-    throw RecordError("The app is no longer among the imported ones; import it again.");
+    throw RecordError(RecordError::Kind::gone,
+                      "The app is no longer among the imported ones; import it again.");
 }
 
 // As it was stored: with the precision that the store has.
 ManagedApp put(Database& database, const ManagedApp& app) {
     if (app.workspace && !selectOne<ManagedWorkspace>(database, "WHERE id = ?1", {*app.workspace}))
-        throw RecordError("The workspace is gone; list the workspaces there are.");
+        throw RecordError(RecordError::Kind::gone, "The workspace is gone; list the workspaces there are.");
     insert(database, app);
     return requireApp(database, app.id);
 }
@@ -53,10 +54,11 @@ std::optional<ManagedApp> AppRecords::find(std::string_view id) const {
 
 std::optional<ManagedApp> AppRecords::locate(std::string_view wanted) const {
     if (wanted.empty()) return std::nullopt;
-    return fetchOne<ManagedApp>(*container_,
-                                "WHERE ?1 IN (bundleId, appStoreId, slug, id) ORDER BY CASE ?1 WHEN bundleId "
-                                "THEN 1 WHEN appStoreId THEN 2 WHEN slug THEN 3 ELSE 4 END, identity LIMIT 1",
-                                {wanted});
+    return fetchOne<ManagedApp>(
+        *container_,
+        "WHERE ?1 IN (bundleId, appStoreId, slug, id) ORDER BY CASE ?1 WHEN bundleId THEN 1 WHEN "
+        "appStoreId THEN 2 WHEN slug THEN 3 ELSE 4 END, identity LIMIT 1",
+        {wanted});
 }
 
 ManagedApp AppRecords::add(ManagedApp app) const {
@@ -117,10 +119,6 @@ void AppRecords::addMissingLocales(std::string_view appID, std::span<const std::
         for (const std::string& code : codes)
             insert(database, ManagedLocale{.code = code, .app = std::string(appID)}, Existing::keep);
     });
-}
-
-bool AppRecords::removeLocale(std::string_view appID, std::string_view code) const {
-    return discard<ManagedLocale>(*container_, "WHERE app = ?1 AND code = ?2", {appID, code}) > 0;
 }
 
 std::vector<FieldRule> AppRecords::rules(std::string_view appID) const {

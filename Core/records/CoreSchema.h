@@ -9,7 +9,8 @@ namespace quorvel {
 
 class Database;
 
-/// The schema of the store: eleven models, each a table named after it with a column per member.
+/// The schema of the store: eleven models, each a table named after it with a column per member. Dates are
+/// microseconds since 1970; lists and maps are JSON.
 class CoreSchema {
   public:
     static constexpr std::string_view version = "1.0.0";
@@ -21,7 +22,7 @@ class CoreSchema {
     /// Makes the tables in a new file.
     static void create(Database& database);
 
-    /// Turns the schema of one version into that of a later one.
+    /// Migrates the schema from one version to a later one.
     struct Step {
         std::int64_t from;
         std::int64_t to;

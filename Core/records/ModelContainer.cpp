@@ -8,12 +8,11 @@
 
 #include <fmt/format.h>
 
-#include <algorithm>
 #include <mutex>
 
 namespace quorvel {
 
-// Recursive: what a transaction runs uses the same records as everybody else.
+// Recursive: the work of a transaction uses records that lock as well.
 struct ModelContainer::Connection {
     explicit Connection(Database opened) : database(std::move(opened)) {}
     std::recursive_mutex mutex;
@@ -24,7 +23,7 @@ namespace {
 
 using Kind = StoreError::Kind;
 
-// Whether the store itself is to blame, so that a fresh one would open in its place.
+// Whether a fresh store would open in the place of this one.
 bool isWorthReplacing(Kind kind) {
     return kind != Kind::busy && kind != Kind::full && kind != Kind::readOnly;
 }
@@ -52,13 +51,13 @@ class Opening {
   private:
     Database attempt() {
         if (!lock_) lock_ = lockStore(files_, busyTimeout_);
-        return openStore(files_, clock_(), busyTimeout_);
+        return openStore(files_, busyTimeout_);
     }
 
     Database openFresh(const StoreError& reason) {
         try {
             const auto present = files_.present();
-            if (lock_ && !present.empty() && isWorthReplacing(reason.kind())) putAside(present, reason);
+            if (lock_ && !present.empty() && isWorthReplacing(reason.kind())) replace(present, reason);
             return attempt();
         } catch (const StoreError& error) {
             fail(error.kind(), error.what());
@@ -67,19 +66,16 @@ class Opening {
         }
     }
 
-    void putAside(const std::vector<std::filesystem::path>& present, const StoreError& reason) {
-        RebuiltStore rebuilt{reason.kind(), reason.what(), files_.folder(), {}, {}};
-        try {
-            moves_ = files_.moveAside(present, clock_());
-            for (const StoreFiles::Move& move : moves_)
-                rebuilt.movedAside.push_back(move.to);
-        } catch (const FileError&) {
-            // Only what is beyond use is given up.
-            if (reason.kind() != Kind::damaged) throw;
-            for (const auto& file : present)
-                if (removeFile(file)) rebuilt.removed.push_back(file);
-        }
-        rebuilt_ = std::move(rebuilt);
+    // The fresh store is made first: when the disk is full, the old one stays as it is. The journals of the
+    // old one are moved before its main file, so that the fresh store never finds them.
+    void replace(const std::vector<std::filesystem::path>& old, const StoreError& reason) {
+        replaced_ = old;
+        const NewStore fresh(files_, busyTimeout_);
+        rebuilt_ = RebuiltStore{.kind = reason.kind(),
+                                .reason = reason.what(),
+                                .folder = files_.folder(),
+                                .backups = files_.moveToBackup(old, clock_())};
+        fresh.place();
     }
 
     [[nodiscard]] std::string advice(Kind kind) const {
@@ -87,8 +83,7 @@ class Opening {
         switch (kind) {
         case Kind::readOnly:
             return fmt::format(
-                " Give yourself the right to write in {}, or make its disk writable, and start "
-                "again.",
+                " Give yourself the right to write in {}, or make its disk writable, and start again.",
                 folder);
         case Kind::full:
             return fmt::format(" Make room on the disk of {} and start again.", folder);
@@ -100,28 +95,26 @@ class Opening {
         }
     }
 
+    // Where the files of the old store are.
+    [[nodiscard]] std::string outcome() const {
+        if (rebuilt_)
+            return fmt::format(" The old files are in {}.",
+                               escapeControls(rebuilt_->backups.front().parent_path().native()));
+        if (replaced_.empty()) return " No fresh store was tried. Nothing was changed.";
+        return files_.present() == replaced_ ? " Nothing was changed." : "";
+    }
+
     [[noreturn]] void fail(Kind kind, const std::string& reason) const {
-        std::string outcome =
-            rebuilt_ ? " Nothing was changed." : " No fresh store was tried. Nothing was changed.";
-        try {
-            // What the second attempt left must not be taken for a part of the old store.
-            if (!moves_.empty()) std::ranges::for_each(files_.present(), removeFile);
-            StoreFiles::putBack(moves_);
-            if (!moves_.empty()) outcome = " The old files are in their place.";
-        } catch (const FileError& error) {
-            outcome = fmt::format(" The old files are in {}: {}", moves_.back().to.parent_path().native(),
-                                  error.what());
-        }
-        throw StoreError(
-            kind, fmt::format("Failed to initialize ModelContainer even after fresh store: {}.{}{}", reason,
-                              rebuilt_ && !rebuilt_->removed.empty() ? "" : outcome, advice(kind)));
+        throw StoreError(kind,
+                         fmt::format("Failed to initialize ModelContainer even after fresh store: {}.{}{}",
+                                     reason, outcome(), advice(kind)));
     }
 
     StoreFiles files_;
     const Clock& clock_;
     std::chrono::milliseconds busyTimeout_;
     std::optional<FileLock> lock_;
-    std::vector<StoreFiles::Move> moves_;
+    std::vector<std::filesystem::path> replaced_; // what a fresh store was made for
     std::optional<RebuiltStore> rebuilt_;
 };
 
@@ -148,10 +141,11 @@ void ModelContainer::read(const std::function<void(Database&)>& work) const {
     } catch (const StoreError& error) {
         if (error.kind() != Kind::damaged) throw;
         demandCheck(StoreFiles(file_.parent_path()));
-        throw StoreError(Kind::damaged,
-                         fmt::format("{}. Start the program again: the store is checked then, and made anew "
-                                     "when it cannot be used.",
-                                     error.what()));
+        throw StoreError(
+            Kind::damaged,
+            fmt::format("{}. Start the program again: it checks the store, and backs it up and makes a fresh "
+                        "one when it cannot be used.",
+                        error.what()));
     }
 }
 

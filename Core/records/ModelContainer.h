@@ -20,14 +20,13 @@ class Database;
 inline constexpr std::string_view storeFileNames[] = {"default.store", "default.store-shm",
                                                       "default.store-wal"};
 
-/// What became of a store that could not be opened.
+/// A store that could not be opened and was replaced.
 struct RebuiltStore {
     StoreError::Kind kind = StoreError::Kind::damaged;
     std::string reason;
-    std::filesystem::path folder;                  // where its files were
-    std::vector<std::filesystem::path> movedAside; // where its files are now
-    std::vector<std::filesystem::path> removed;    // those that could not be kept
-    /// What was lost, what was not, and where the old files are, for the user.
+    std::filesystem::path folder;               // where its files were
+    std::vector<std::filesystem::path> backups; // where its files are now
+    /// Tells the user what was lost, what was not, and where the old files are.
     [[nodiscard]] std::string description() const;
 };
 
@@ -36,10 +35,10 @@ struct RebuiltStore {
 class ModelContainer {
   public:
     /// Opens the store under `folder`, making it when there is none, and brings an older schema up to date.
-    /// One that cannot be opened is moved aside and made anew once; where only the disk is full or writing is
-    /// not allowed, it is left alone and tried once more. Throws `StoreError`: of the kind `busy` when
-    /// another process holds the store, else with the text "Failed to initialize ModelContainer even after
-    /// fresh store: " and the reason. The old files are in their place then.
+    /// A store that cannot be opened is moved to a backup and replaced by a fresh one. When only the disk is
+    /// full or writing is not allowed, it is left alone and tried once more. Throws `StoreError`: of the kind
+    /// `busy` when another process holds the store, else with the text "Failed to initialize ModelContainer
+    /// even after fresh store: ", the reason and where the old files are.
     [[nodiscard]] static std::shared_ptr<ModelContainer>
     open(const std::filesystem::path& folder, const Clock& clock,
          std::chrono::milliseconds busyTimeout = std::chrono::seconds(30));
@@ -47,12 +46,12 @@ class ModelContainer {
     ModelContainer(const ModelContainer&) = delete;
     ModelContainer& operator=(const ModelContainer&) = delete;
 
-    /// What opening had to do away with; nothing in the usual case.
+    /// The store that opening replaced; usually none.
     [[nodiscard]] const std::optional<RebuiltStore>& rebuilt() const { return rebuilt_; }
     [[nodiscard]] const std::filesystem::path& file() const { return file_; }
 
-    /// Runs `work` alone with the connection; in one transaction for `write`, or as a part of the one that
-    /// this thread is in. Only the records use these.
+    /// Runs `work` with the connection, one thread at a time. `write` runs it in a transaction, nested when
+    /// this thread is in one already. Only the records use these.
     void read(const std::function<void(Database&)>& work) const;
     void write(const std::function<void(Database&)>& work) const;
 

@@ -18,8 +18,8 @@ std::vector<PushRun> fetchRuns(const ModelContainer& container, std::string_view
         "SELECT run.*, entry.versionString, entry.platform, entry.stateClass FROM (SELECT sessionId, "
         "min(timestamp), max(timestamp) AS finished, count(*), sum(NOT success), count(DISTINCT locale), "
         "min(identity) AS first FROM PushHistoryEntry WHERE app = ?1 AND {} GROUP BY sessionId ORDER BY "
-        "finished DESC, first DESC LIMIT ?2) AS run JOIN PushHistoryEntry AS entry ON entry.identity = first "
-        "ORDER BY finished DESC, first DESC",
+        "finished DESC, first DESC LIMIT ?2) AS run JOIN PushHistoryEntry AS entry ON entry.identity = "
+        "first ORDER BY finished DESC, first DESC",
         filter);
     const auto text = [](const StoreRow& row, int column) {
         return memberOf<std::optional<std::string>>(row, column, "PushHistoryEntry");

@@ -2,13 +2,25 @@
 #pragma once
 
 #include <stdexcept>
+#include <string>
 
 namespace quorvel {
 
 /// The text is for users and says what to do.
 class RecordError : public std::runtime_error {
   public:
-    using std::runtime_error::runtime_error;
+    enum class Kind {
+        blankName,
+        invalidName, // not UTF-8, too long, or with control characters
+        nameTaken,
+        gone, // the record was removed
+    };
+
+    RecordError(Kind kind, const std::string& text) : std::runtime_error(text), kind_(kind) {}
+    [[nodiscard]] Kind kind() const { return kind_; }
+
+  private:
+    Kind kind_;
 };
 
 } // namespace quorvel

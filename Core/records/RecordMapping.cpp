@@ -15,8 +15,8 @@ std::int64_t microsecondsOf(Date date) {
 
 Date dateOfMicroseconds(std::int64_t count) {
     // What a damaged file may hold must not run over.
-    constexpr auto first = std::chrono::ceil<microseconds>(Date::min().time_since_epoch()).count();
-    constexpr auto last = std::chrono::floor<microseconds>(Date::max().time_since_epoch()).count();
+    constexpr std::int64_t first = std::chrono::ceil<microseconds>(Date::min().time_since_epoch()).count();
+    constexpr std::int64_t last = std::chrono::floor<microseconds>(Date::max().time_since_epoch()).count();
     return Date(std::chrono::duration_cast<Date::duration>(microseconds(std::clamp(count, first, last))));
 }
 

@@ -26,7 +26,7 @@ namespace quorvel::records {
 /// Throws the `StoreError` for a column whose text is not of the form expected.
 [[noreturn]] void failColumn(std::string_view table, int column, const JSONError& error);
 
-/// "name, name, name"; and what an insertion does with a record that is there already.
+/// The statements that read and store a record; `Existing` tells what happens to a record with the same key.
 [[nodiscard]] std::string selection(std::string_view table, std::span<const std::string_view> columns);
 enum class Existing { update, keep };
 [[nodiscard]] std::string insertion(std::string_view table, std::span<const std::string_view> columns,
@@ -40,6 +40,41 @@ constexpr auto columnsOf() {
     return []<template <typename...> typename List, typename... D>(List<D...>) {
         return std::array<std::string_view, sizeof...(D)>{D::name...};
     }(Members<Record>{});
+}
+
+/// A column as the type of its member tells it.
+struct Column {
+    std::string_view name;
+    std::string_view type; // of the engine
+    bool isOptional = false;
+    bool isJSON = false; // a list or a map, as text
+};
+
+template <typename T>
+constexpr Column columnOf(std::string_view name) {
+    if constexpr (json::isOptional<T>) {
+        Column column = columnOf<typename T::value_type>(name);
+        column.isOptional = true;
+        return column;
+    } else if constexpr (std::is_same_v<T, std::string>) {
+        return {name, "TEXT"};
+    } else if constexpr (std::is_same_v<T, Date> || std::is_integral_v<T>) {
+        return {name, "INTEGER"};
+    } else if constexpr (std::is_floating_point_v<T>) {
+        return {name, "REAL"};
+    } else {
+        return {.name = name, .type = "TEXT", .isJSON = true};
+    }
+}
+
+template <typename Record>
+std::vector<Column> describedColumns() {
+    std::vector<Column> columns;
+    boost::mp11::mp_for_each<Members<Record>>([&](auto member) {
+        using T = std::remove_cvref_t<decltype(std::declval<Record>().*member.pointer)>;
+        columns.push_back(columnOf<T>(member.name));
+    });
+    return columns;
 }
 
 /// The value of one member for a statement; a text that has to be made is kept in `made`.
@@ -90,7 +125,7 @@ Record recordOf(const StoreRow& row) {
     int column = 0;
     boost::mp11::mp_for_each<Members<Record>>([&](auto member) {
         using T = std::remove_cvref_t<decltype(record.*member.pointer)>;
-        record.*member.pointer = memberOf<T>(row, column++, Model<Record>::name);
+        record.*member.pointer = memberOf<T>(row, column++, tableOf<Record>.name);
     });
     return record;
 }
@@ -99,7 +134,7 @@ Record recordOf(const StoreRow& row) {
 template <typename Record>
 std::vector<Record> select(Database& database, std::string_view clause,
                            std::initializer_list<StoreValue> values = {}) {
-    static const std::string columns = selection(Model<Record>::name, columnsOf<Record>());
+    static const std::string columns = selection(tableOf<Record>.name, columnsOf<Record>());
     std::vector<Record> found;
     database.query(columns + std::string(clause), {values.begin(), values.size()},
                    [&](const StoreRow& row) { found.push_back(recordOf<Record>(row)); });
@@ -114,13 +149,12 @@ std::optional<Record> selectOne(Database& database, std::string_view clause,
     return std::move(found.front());
 }
 
-/// Stores a record, as an update of the one with the same key or only where there is none; whether anything
-/// changed.
+/// Stores a record. One with the same key is updated or kept. Whether anything changed.
 template <typename Record>
 bool insert(Database& database, const Record& record, Existing existing = Existing::update) {
     static const std::string statements[] = {
-        insertion(Model<Record>::name, columnsOf<Record>(), Model<Record>::key, Existing::update),
-        insertion(Model<Record>::name, columnsOf<Record>(), Model<Record>::key, Existing::keep)};
+        insertion(tableOf<Record>.name, columnsOf<Record>(), tableOf<Record>.key, Existing::update),
+        insertion(tableOf<Record>.name, columnsOf<Record>(), tableOf<Record>.key, Existing::keep)};
     std::array<StoreValue, columnsOf<Record>().size()> values;
     std::array<std::string, values.size()> made;
     std::size_t column = 0;
@@ -135,7 +169,7 @@ bool insert(Database& database, const Record& record, Existing existing = Existi
 template <typename Record>
 std::int64_t erase(Database& database, std::string_view clause,
                    std::initializer_list<StoreValue> values = {}) {
-    return database.run("DELETE FROM " + std::string(Model<Record>::name) + " " + std::string(clause),
+    return database.run("DELETE FROM " + std::string(tableOf<Record>.name) + " " + std::string(clause),
                         {values.begin(), values.size()});
 }
 

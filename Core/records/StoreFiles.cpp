@@ -7,8 +7,6 @@
 #include <fmt/format.h>
 
 #include <algorithm>
-#include <cerrno>
-#include <ranges>
 #include <system_error>
 
 namespace quorvel {
@@ -17,7 +15,7 @@ namespace {
 
 using Path = std::filesystem::path;
 
-// A journal is there when something made the engine leave its usual mode; a fresh store must not find it.
+// A rollback journal exists only when something changed the engine's mode. A fresh store must not find one.
 constexpr std::string_view companions[] = {"-journal", "-wal", "-shm"};
 
 bool isThere(const Path& path) {
@@ -25,26 +23,7 @@ bool isThere(const Path& path) {
     return std::filesystem::symlink_status(path, ignored).type() > std::filesystem::file_type::not_found;
 }
 
-void move(const Path& from, const Path& to) {
-    std::error_code error;
-    std::filesystem::rename(from, to, error);
-    if (error) throw FileError(from, "cannot be moved to " + to.native(), error.value());
-}
-
-void moveAll(const std::vector<StoreFiles::Move>& moves) {
-    std::vector<StoreFiles::Move> done;
-    try {
-        for (const StoreFiles::Move& one : moves) {
-            move(one.from, one.to);
-            done.push_back(one);
-        }
-    } catch (const FileError&) {
-        StoreFiles::putBack(done);
-        throw;
-    }
-}
-
-// A path that is free: the wanted one, else with a number.
+// The wanted path, with a number when it is taken.
 Path unusedPath(const Path& wanted) {
     Path path = wanted;
     for (int number = 2; isThere(path); ++number)
@@ -54,7 +33,7 @@ Path unusedPath(const Path& wanted) {
 
 std::string nameAt(Date moment) {
     std::string name = "damaged-store-" + formatISO8601(moment);
-    std::ranges::replace(name, ':', '-'); // some file managers take it for a separator
+    std::ranges::replace(name, ':', '-'); // some file managers show it as a separator
     return name;
 }
 
@@ -83,37 +62,25 @@ std::vector<Path> StoreFiles::present() const {
     return candidates;
 }
 
-std::vector<StoreFiles::Move> StoreFiles::moveAside(const std::vector<Path>& files, Date moment) const {
-    const auto movesTo = [&](auto&& target) {
-        std::vector<Move> moves;
-        for (const Path& file : files)
-            moves.push_back({file, target(file.filename().native())});
-        return moves;
-    };
-    const Path aside = unusedPath(programFolder() / nameAt(moment));
-    try {
-        createFolders(aside, FolderMode::secret);
-        const auto moves = movesTo([&](const std::string& name) { return aside / name; });
-        moveAll(moves);
-        return moves;
-    } catch (const FileError&) {
-        std::error_code ignored;
-        std::filesystem::remove(aside, ignored);
+std::vector<Path> StoreFiles::moveToBackup(const std::vector<Path>& files, Date moment) const {
+    const Path backup = unusedPath(programFolder() / nameAt(moment));
+    createFolders(backup, FolderMode::secret);
+    std::vector<Path> moved;
+    for (const Path& file : files) {
+        const Path target = backup / file.filename();
+        std::error_code error;
+        std::filesystem::rename(file, target, error);
+        if (error) {
+            std::error_code ignored;
+            std::filesystem::remove(backup, ignored); // fails when it holds files already
+            throw FileError(file,
+                            fmt::format("cannot be moved to {}{}", target.native(),
+                                        moved.empty() ? "" : ", where its companions are already"),
+                            error.value());
+        }
+        moved.push_back(target);
     }
-    const Path beside = unusedPath(folder_ / nameAt(moment));
-    const auto moves = movesTo([&](const std::string& name) {
-        return Path(beside.native() + name.substr(storeFileNames[0].size()));
-    });
-    moveAll(moves);
-    return moves;
-}
-
-void StoreFiles::putBack(const std::vector<Move>& moves) {
-    for (const Move& done : std::ranges::reverse_view(moves))
-        move(done.to, done.from);
-    std::error_code ignored; // the folder made for them, which is empty now
-    if (!moves.empty() && moves.front().to.filename() == moves.front().from.filename())
-        std::filesystem::remove(moves.front().to.parent_path(), ignored);
+    return moved;
 }
 
 } // namespace quorvel

@@ -1,4 +1,4 @@
-// The files that make up the store, and their way aside when it cannot be opened.
+// The files that make up the store.
 #pragma once
 
 #include "Platform/time/Date.h"
@@ -15,24 +15,17 @@ class StoreFiles {
 
     [[nodiscard]] const std::filesystem::path& folder() const { return folder_; }
     [[nodiscard]] std::filesystem::path main() const;
-    /// The folder of the program's other files, which holds the lock and what was moved aside.
+    /// The folder of the program's other files, which holds the lock and the backups of stores.
     [[nodiscard]] std::filesystem::path programFolder() const { return folder_ / "Brevant"; }
 
-    /// Those that there are, the main one last: what it holds may depend on the others, so that a move that
-    /// is cut short must not leave them behind. Where the folder cannot be listed, logs that and looks for
-    /// each by its name.
+    /// Those that exist, the main file last. A folder that cannot be listed is logged, and each file is then
+    /// looked for by its name.
     [[nodiscard]] std::vector<std::filesystem::path> present() const;
 
-    struct Move {
-        std::filesystem::path from;
-        std::filesystem::path to;
-    };
-    /// Moves `files` into a folder named after `moment`, or beside themselves where that cannot be made.
-    /// Throws `FileError` when neither is possible; everything is in its place then.
-    [[nodiscard]] std::vector<Move> moveAside(const std::vector<std::filesystem::path>& files,
-                                              Date moment) const;
-    /// Undoes `moveAside`. Throws `FileError`.
-    static void putBack(const std::vector<Move>& moves);
+    /// Moves `files` in their order into a new folder named after `moment`, and returns their new paths.
+    /// Throws `FileError` when one cannot be moved; the text says where those before it are.
+    [[nodiscard]] std::vector<std::filesystem::path>
+    moveToBackup(const std::vector<std::filesystem::path>& files, Date moment) const;
 
   private:
     std::filesystem::path folder_;

@@ -19,31 +19,9 @@ using std::chrono::steady_clock;
 
 constexpr std::uintmax_t smallestDatabase = 512; // a page
 constexpr std::uintmax_t smallStore = 4 << 20;
-constexpr std::chrono::hours checkInterval{24};
 
 [[noreturn]] void fail(StoreError::Kind kind, const Path& file, std::string_view problem) {
     throw StoreError(kind, fmt::format("{}: {}", escapeControls(file.native()), problem));
-}
-
-// A store is made under another name and renamed, so that one that is there is always whole.
-void makeStore(const StoreFiles& files, std::chrono::milliseconds busyTimeout) {
-    const Path made = files.main().native() + ".new";
-    const auto removeAll = [&] {
-        for (const char* suffix : {"", "-wal", "-shm", "-journal"})
-            removeFile(made.native() + suffix);
-    };
-    try {
-        removeAll(); // what an interrupted one left
-        {
-            Database database(made, busyTimeout);
-            CoreSchema::create(database);
-            database.checkpoint(); // closing would do it as well, and not tell when the disk is full
-        }
-        std::filesystem::rename(made, files.main());
-    } catch (...) {
-        removeAll();
-        throw;
-    }
 }
 
 void requireWholeFiles(const StoreFiles& files, const std::vector<Path>& present) {
@@ -55,27 +33,44 @@ void requireWholeFiles(const StoreFiles& files, const std::vector<Path>& present
         fail(StoreError::Kind::unavailable, main, "is a link that leads to no file");
     if (status.type() != std::filesystem::file_type::regular)
         fail(StoreError::Kind::unavailable, main, "is no regular file");
-    // The engine would take it for a new file and write over it. Its content must not be looked at here: that
-    // would give up the locks of another container of this process.
+    // The engine would take such a file for a new one and write over it. The file must not be opened here:
+    // closing it would release the locks of another container of this process.
     if (std::filesystem::file_size(main) < smallestDatabase)
         fail(StoreError::Kind::damaged, main, "is cut short");
 }
 
-Path checkedFile(const StoreFiles& files) {
-    return files.programFolder() / "store.checked";
+// Exists while the next opening has to check the whole store.
+Path checkFile(const StoreFiles& files) {
+    return files.programFolder() / "store.check";
 }
 
-bool wasCheckedLately(const StoreFiles& files, Date now) {
-    const auto date = parseISO8601(trim(readFile(checkedFile(files)).value_or("")));
-    return date && *date <= now && now - *date < checkInterval;
+void removeQuietly(const Path& file) {
+    std::error_code ignored;
+    std::filesystem::remove(file, ignored);
 }
 
-void checkStore(const StoreFiles& files, Database& database, Date now) {
+void checkStore(const StoreFiles& files, Database& database) {
     CoreSchema::checkTables(database);
-    if (std::filesystem::file_size(files.main()) <= smallStore) return database.checkIntegrity();
-    if (wasCheckedLately(files, now)) return;
-    database.checkIntegrity();
-    writeFileAtomically(checkedFile(files), formatISO8601(now) + "\n", FileMode::secret, Durability::later);
+    const bool isDemanded = std::filesystem::exists(checkFile(files));
+    if (isDemanded || std::filesystem::file_size(files.main()) <= smallStore) database.checkIntegrity();
+    if (isDemanded) removeQuietly(checkFile(files));
+}
+
+void removeWithCompanions(const Path& main) {
+    for (const char* suffix : {"", "-wal", "-shm", "-journal"})
+        removeQuietly(main.native() + suffix);
+}
+
+// Runs `work` and turns the errors of files into those of the store.
+template <typename Work>
+auto withStoreErrors(Work&& work) {
+    try {
+        return work();
+    } catch (const FileError& error) {
+        throw StoreError(kindOfSystemError(error.errorNumber()), error.what());
+    } catch (const std::filesystem::filesystem_error& error) {
+        throw StoreError(kindOfSystemError(error.code().value()), error.what());
+    }
 }
 
 } // namespace
@@ -97,28 +92,47 @@ FileLock lockStore(const StoreFiles& files, std::chrono::milliseconds timeout) {
          "another process is opening the store; wait until that is done and try again");
 }
 
-Database openStore(const StoreFiles& files, Date now, std::chrono::milliseconds busyTimeout) {
+NewStore::NewStore(const StoreFiles& files, std::chrono::milliseconds busyTimeout)
+    : main_(files.main()), made_(main_.native() + ".new") {
     try {
+        withStoreErrors([&] {
+            removeWithCompanions(made_); // what an interrupted process left
+            Database database(made_, busyTimeout);
+            CoreSchema::create(database);
+            database.checkpoint(); // closing does it as well, but hides that the disk is full
+        });
+    } catch (...) {
+        removeWithCompanions(made_);
+        throw;
+    }
+}
+
+NewStore::~NewStore() {
+    removeWithCompanions(made_);
+}
+
+void NewStore::place() const {
+    withStoreErrors([&] { std::filesystem::rename(made_, main_); });
+}
+
+Database openStore(const StoreFiles& files, std::chrono::milliseconds busyTimeout) {
+    return withStoreErrors([&] {
         if (const auto present = files.present(); present.empty())
-            makeStore(files, busyTimeout);
+            NewStore(files, busyTimeout).place();
         else
             requireWholeFiles(files, present);
         Database database(files.main(), busyTimeout);
         CoreSchema::migrate(database);
-        checkStore(files, database, now);
+        checkStore(files, database);
         return database;
-    } catch (const FileError& error) {
-        throw StoreError(kindOfSystemError(error.errorNumber()), error.what());
-    } catch (const std::filesystem::filesystem_error& error) {
-        throw StoreError(kindOfSystemError(error.code().value()), error.what());
-    }
+    });
 }
 
 void demandCheck(const StoreFiles& files) {
     try {
-        removeFile(checkedFile(files));
+        writeFileAtomically(checkFile(files), "", FileMode::secret, Durability::later);
     } catch (const FileError&) {
-        // the check comes with the next day
+        // without the file, only a small store is checked
     }
 }
 

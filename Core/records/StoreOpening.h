@@ -7,13 +7,30 @@
 
 namespace quorvel {
 
-/// The lock that processes take turns at while they open, make or rebuild a store. Throws `StoreError`, of
+/// Acquires the lock that processes hold while they open, make or replace a store. Throws `StoreError`, of
 /// the kind `busy` when it was not free within `timeout`.
 [[nodiscard]] FileLock lockStore(const StoreFiles& files, std::chrono::milliseconds timeout);
 
-/// Opens the store, makes it where there is none, brings its schema up to date and checks it. A small store
-/// is checked whole each time, a large one once a day. Throws `StoreError`.
-[[nodiscard]] Database openStore(const StoreFiles& files, Date now, std::chrono::milliseconds busyTimeout);
+/// An empty store under another name, so that the main file is always whole. Removed unless it is placed.
+class NewStore {
+  public:
+    /// Throws `StoreError`.
+    NewStore(const StoreFiles& files, std::chrono::milliseconds busyTimeout);
+    ~NewStore();
+    NewStore(const NewStore&) = delete;
+    NewStore& operator=(const NewStore&) = delete;
+
+    /// Makes it the main file. Throws `StoreError`.
+    void place() const;
+
+  private:
+    std::filesystem::path main_;
+    std::filesystem::path made_;
+};
+
+/// Opens the store, makes it when it is missing, migrates its schema and checks it: a small store whole, a
+/// large one whole only after `demandCheck`. Throws `StoreError`.
+[[nodiscard]] Database openStore(const StoreFiles& files, std::chrono::milliseconds busyTimeout);
 
 /// Makes the next opening check the whole store.
 void demandCheck(const StoreFiles& files);

@@ -16,16 +16,20 @@ constexpr std::size_t longestName = 100;
 
 std::string usableName(Database& database, std::string_view name, std::string_view ownID) {
     const std::string_view trimmed = trim(name);
-    if (trimmed.empty()) throw RecordError("A workspace needs a name.");
-    if (!isValidUTF8(trimmed)) throw RecordError("The name of a workspace must be UTF-8.");
+    if (trimmed.empty()) throw RecordError(RecordError::Kind::blankName, "A workspace needs a name.");
+    if (!isValidUTF8(trimmed))
+        throw RecordError(RecordError::Kind::invalidName, "The name of a workspace must be UTF-8.");
     if (escapeControls(trimmed) != trimmed)
-        throw RecordError("The name of a workspace is one line without control characters.");
+        throw RecordError(RecordError::Kind::invalidName,
+                          "The name of a workspace is one line without control characters.");
     if (graphemeCount(trimmed) > longestName)
-        throw RecordError(fmt::format("The name of a workspace has at most {} characters; this one has {}.",
+        throw RecordError(RecordError::Kind::invalidName,
+                          fmt::format("The name of a workspace has at most {} characters; this one has {}.",
                                       longestName, graphemeCount(trimmed)));
     if (const auto other = selectOne<ManagedWorkspace>(
             database, "WHERE name = ?1 COLLATE NOCASE AND id <> ?2", {trimmed, ownID}))
-        throw RecordError(fmt::format("There is a workspace \"{}\" already; choose another name.",
+        throw RecordError(RecordError::Kind::nameTaken,
+                          fmt::format("There is a workspace \"{}\" already; choose another name.",
                                       escapeControls(other->name)));
     return std::string(trimmed);
 }
@@ -64,7 +68,9 @@ ManagedWorkspace WorkspaceRecords::create(std::string_view name) const {
 void WorkspaceRecords::rename(std::string_view id, std::string_view name) const {
     container_->write([&](Database& database) {
         auto workspace = selectOne<ManagedWorkspace>(database, "WHERE id = ?1", {id});
-        if (!workspace) throw RecordError("The workspace is gone; list the workspaces there are.");
+        if (!workspace)
+            throw RecordError(RecordError::Kind::gone,
+                              "The workspace is gone; list the workspaces there are.");
         workspace->name = usableName(database, name, id);
         insert(database, *workspace);
     });

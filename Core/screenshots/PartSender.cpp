@@ -1,6 +1,5 @@
 #include "Core/screenshots/PartSender.h"
 
-#include "Core/asc/ASCError.h"
 #include "Platform/text/Text.h"
 
 #include <fmt/format.h>
@@ -47,8 +46,6 @@ std::optional<Trouble> attempt(HTTPClient& uploads, const HTTPRequest& request, 
                            .isTimeout = error.kind() == TransportError::Kind::timedOut};
         file.requireBytes(operation.offset, operation.length);
         throw ScreenshotFileError(error.what());
-    } catch (const ASCError& error) { // something answered that is no HTTP
-        return Trouble{error.description()};
     }
 }
 

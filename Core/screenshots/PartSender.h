@@ -2,9 +2,9 @@
 #pragma once
 
 #include "Core/asc/ASCClientProtocol.h"
-#include "Core/asc/HTTPClient.h"
 #include "Core/screenshots/ScreenshotFile.h"
 #include "Core/screenshots/ScreenshotPusher.h"
+#include "Platform/http/HTTPClient.h"
 
 #include <cstdint>
 #include <functional>

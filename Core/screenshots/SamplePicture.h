@@ -1,4 +1,4 @@
-// Pictures that the program draws itself, for demonstrations and rehearsals.
+// Pictures that the program draws itself, for demonstrations and dry runs.
 #pragma once
 
 #include "Core/screenshots/ScreenshotDisplayType.h"

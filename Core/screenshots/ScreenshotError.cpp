@@ -8,15 +8,15 @@
 namespace quorvel {
 
 ScreenshotError ScreenshotError::readOnlyVersion(std::string_view versionString) {
-    return {Kind::readOnlyVersion, fmt::format("Push refused — {} is not in an editable state. Switch to a "
-                                               "Next/Prepare-for-submission context.",
+    return {Kind::readOnlyVersion, fmt::format("Push refused — {} is not in an editable state. "
+                                               "Switch to a Next/Prepare-for-submission context.",
                                                escapeControls(versionString))};
 }
 
 ScreenshotError ScreenshotError::tooMany(const std::vector<std::string>& sets) {
     return {Kind::tooMany,
-            fmt::format("Nothing was sent: a set holds at most 10 screenshots, but {}. Remove files from "
-                        "its folder, or replace the set instead of appending to it.",
+            fmt::format("Nothing was sent: a set holds at most 10 screenshots, but {}. "
+                        "Remove files from its folder, or replace the set instead of appending to it.",
                         fmt::join(sets, ", "))};
 }
 
@@ -28,16 +28,17 @@ ScreenshotError ScreenshotError::badCatalog(const std::filesystem::path& file, s
 
 ScreenshotError ScreenshotError::newerCatalog(const std::filesystem::path& file) {
     return {Kind::newerCatalog,
-            fmt::format("{}: the screenshot catalogue was written by a newer version of Quorvel. Update "
-                        "Quorvel, or remove the file and pull the screenshots again.",
+            fmt::format("{}: the screenshot catalogue was written by a newer version of Quorvel. "
+                        "Update Quorvel, or remove the file and pull the screenshots again.",
                         shownPath(file))};
 }
 
 ScreenshotError ScreenshotError::noFolder(const std::filesystem::path& folder) {
-    return {Kind::noFolder,
-            fmt::format("{}: there is no such folder. Screenshots belong into <locale>/<display type> under "
-                        "it, such as en-US/iphone-67.",
-                        shownPath(folder))};
+    return {
+        Kind::noFolder,
+        fmt::format("{}: there is no such folder. Screenshots belong into <locale>/<display type> under it, "
+                    "such as en-US/iphone-67.",
+                    shownPath(folder))};
 }
 
 std::string shownPath(const std::filesystem::path& path) {

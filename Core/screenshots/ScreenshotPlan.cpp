@@ -49,7 +49,7 @@ class SetComparison {
         ScreenshotSetEdit edit{.locale = key.first, .displayType = key.second};
         for (const Entry& entry : remote_) {
             if (matched_.contains(entry.id)) continue;
-            if (mode_ == ScreenshotPushMode::replaceSet || isRemains(entry))
+            if (mode_ == ScreenshotPushMode::replaceSet || isLeftover(entry))
                 edit.ascIdsToDelete.push_back(entry.id);
         }
         edit.finalOrder = inOurOrder(kept(edit.ascIdsToDelete));
@@ -109,7 +109,7 @@ class SetComparison {
     }
 
     // What an upload of one of the local files left behind.
-    [[nodiscard]] bool isRemains(const Entry& entry) const {
+    [[nodiscard]] bool isLeftover(const Entry& entry) const {
         return !isUsable(entry) && std::ranges::any_of(locals_, [&](const LocalScreenshot* local) {
             return isSent(local) && entry.fileName == local->item.fileName();
         });

@@ -96,7 +96,7 @@ struct ScreenshotPlan {
 
 /// Compares local files, in the order in which they shall be shown, with what App Store Connect holds. Sets
 /// without a local file that can be sent are left alone. What is there already is neither deleted nor sent
-/// again; remains of an upload of one of the files that was cut off or failed are deleted in both modes. In
+/// again; leftovers of an upload of one of the files that was cut off or failed are deleted in both modes. In
 /// both modes the files end in their own order; appending leaves the places of other screenshots.
 [[nodiscard]] ScreenshotPlan planScreenshots(const std::vector<LocalScreenshot>& locals,
                                              const ScreenshotsCatalog& catalog, ScreenshotPushMode mode);

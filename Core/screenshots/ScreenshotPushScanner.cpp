@@ -164,8 +164,8 @@ ScreenshotPushScanner::ParseResult ScreenshotPushScanner::parse(const std::files
         const PixelSize size = readImageHeader(file).size;
         const auto types = displayTypesOfSize(size);
         if (types.empty())
-            return Skipped{fmt::format("No display type found in path, and none has {} pixels. Expected a "
-                                       "folder like iphone-67.",
+            return Skipped{fmt::format("No display type found in path, and none has {} pixels. "
+                                       "Expected a folder like iphone-67.",
                                        size.text()),
                            locale};
         GuessedDisplayType guess{relativeText(file, root_),

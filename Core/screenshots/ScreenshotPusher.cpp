@@ -1,12 +1,12 @@
 #include "Core/screenshots/ScreenshotPusher.h"
 
-#include "Core/asc/ASCClient.h"
 #include "Core/asc/ASCError.h"
 #include "Core/metadata/RemoteLocalizations.h"
 #include "Core/screenshots/AssetProcessing.h"
 #include "Core/screenshots/Retry.h"
 #include "Core/screenshots/ScreenshotError.h"
 #include "Core/screenshots/ScreenshotSetWriter.h"
+#include "Platform/task/Backoff.h"
 #include "Platform/task/Task.h"
 
 #include <fmt/format.h>

@@ -2,9 +2,9 @@
 #pragma once
 
 #include "Core/asc/ASCClientProtocol.h"
-#include "Core/asc/HTTPClient.h"
 #include "Core/metadata/PlatformContext.h"
 #include "Core/screenshots/ScreenshotPlan.h"
+#include "Platform/http/HTTPClient.h"
 #include "Platform/log/Log.h"
 
 #include <cstdint>
@@ -57,7 +57,7 @@ struct ScreenshotPushOptions {
 /// A push that was cut off is taken up again by planning and pushing anew: files that were committed are
 /// recognised by name and checksum and not sent again, and reservations of our files that nobody committed
 /// are removed. One push at a time may work on a version, as it would take another's reservations for
-/// remains; callers hold the turn of the app's folder.
+/// leftovers; callers hold the lock of the app's folder.
 class ScreenshotPusher {
   public:
     struct PushProgress {

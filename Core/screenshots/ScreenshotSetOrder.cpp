@@ -15,7 +15,7 @@ namespace quorvel {
 void ScreenshotSetWriter::arrange() {
     const auto wanted = wantedOrder();
     Screenshots listed = listWhole(wanted);
-    if (removeRemains(listed) > 0) listed = list();
+    if (removeLeftovers(listed) > 0) listed = list();
     // The document must name every screenshot of the set, also those that are not ours.
     const auto present = idsOf(listed);
     std::vector<std::string> order;

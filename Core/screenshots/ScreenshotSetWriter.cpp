@@ -53,7 +53,7 @@ std::int64_t ScreenshotSetWriter::stepsOf(const ScreenshotSetEdit& edit) {
 SetOutcome ScreenshotSetWriter::write(const std::string& localizationID, std::optional<std::string> setID) {
     try {
         findOrCreateSet(localizationID, std::move(setID));
-        removeRemains(before_);
+        removeLeftovers(before_);
         deleteUnwanted();
         try {
             uploadAll();
@@ -95,10 +95,10 @@ ScreenshotSetWriter::Screenshots ScreenshotSetWriter::list() const {
     return listed;
 }
 
-std::size_t ScreenshotSetWriter::removeRemains(const Screenshots& listed) {
+std::size_t ScreenshotSetWriter::removeLeftovers(const Screenshots& listed) {
     std::size_t removed = 0;
     for (const auto& screenshot : listed) {
-        if (stateOf(screenshot) != assetAwaitsUpload || !reservations_->isRemains(screenshot)) continue;
+        if (stateOf(screenshot) != assetAwaitsUpload || !reservations_->isLeftover(screenshot)) continue;
         try {
             remove(screenshot.id);
             ++removed;
@@ -116,7 +116,7 @@ std::size_t ScreenshotSetWriter::removeRemains(const Screenshots& listed) {
 void ScreenshotSetWriter::clearAway() {
     const TaskScope evenWhenCancelled{std::stop_token()};
     const std::vector<std::function<void()>> either = {
-        [&] { removeRemains(parts_.client.listScreenshots(setID_)); }, [&] { sleepFor(clearingPatience); }};
+        [&] { removeLeftovers(parts_.client.listScreenshots(setID_)); }, [&] { sleepFor(clearingPatience); }};
     try {
         parallelForEach(either, either.size(), [](const std::function<void()>& work) {
             work();
@@ -158,8 +158,9 @@ void ScreenshotSetWriter::deleteUnwanted() {
 void ScreenshotSetWriter::uploadAll() {
     auto results = parallelMap(edit_.localsToUpload, parts_.filesAtOnce,
                                [&](const ScreenshotPushItem& item) { return upload(item, Pass::first); });
-    // With no reservation under way it is certain which of them are remains.
-    if (std::ranges::find(results, Sent::How::postponed, &Sent::how) != results.end()) removeRemains(list());
+    // With no reservation under way it is certain which of them are leftovers.
+    if (std::ranges::find(results, Sent::How::postponed, &Sent::how) != results.end())
+        removeLeftovers(list());
     for (std::size_t at = 0; at < results.size(); ++at)
         if (results[at].how == Sent::How::postponed)
             results[at] = upload(edit_.localsToUpload[at], Pass::second);
@@ -246,7 +247,7 @@ ASCResource<AppScreenshotAttributes> ScreenshotSetWriter::reserve(const Screensh
             const bool isRefusal = !mayHaveBeenDone(error);
             if (attempt >= parts_.options.attempts || (isRefusal && error.httpStatus() != 409)) throw;
             // Reservations whose answers were lost take places in the set.
-            if (removeRemains(list()) == 0 && isRefusal) throw;
+            if (removeLeftovers(list()) == 0 && isRefusal) throw;
         }
         parts_.options.sleepFor(parts_.options.backoff(attempt));
     }

@@ -73,7 +73,7 @@ class ScreenshotSetWriter {
 
     void findOrCreateSet(const std::string& localizationID, std::optional<std::string> setID);
     [[nodiscard]] Screenshots list() const;
-    std::size_t removeRemains(const Screenshots& listed);
+    std::size_t removeLeftovers(const Screenshots& listed);
     void clearAway();
     void deleteUnwanted();
     void remove(const std::string& id);

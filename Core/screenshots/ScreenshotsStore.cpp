@@ -1,6 +1,5 @@
 #include "Core/screenshots/ScreenshotsStore.h"
 
-#include "Core/asc/ASCError.h"
 #include "Core/screenshots/ScreenshotError.h"
 #include "Platform/files/Files.h"
 #include "Platform/task/Task.h"
@@ -172,8 +171,6 @@ ScreenshotsPullSummary ScreenshotsStore::fetchThumbnails(HTTPClient& images,
                 return "Couldn't download thumbnail for " + shown;
             writeFileAtomically(paths_.thumbnails / name, response.body, FileMode::shared, Durability::later);
         } catch (const TransportError&) {
-            return "Couldn't download thumbnail for " + shown;
-        } catch (const ASCError&) {
             return "Couldn't download thumbnail for " + shown;
         }
         entry->thumbnailFileName = name;

@@ -2,8 +2,8 @@
 #pragma once
 
 #include "Core/asc/ASCClientProtocol.h"
-#include "Core/asc/HTTPClient.h"
 #include "Core/screenshots/ScreenshotsCatalog.h"
+#include "Platform/http/HTTPClient.h"
 #include "Platform/log/Log.h"
 #include "Platform/time/Date.h"
 

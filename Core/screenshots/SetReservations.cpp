@@ -28,7 +28,7 @@ void SetReservations::giveUp(const std::string& id) {
     own_.erase(id);
 }
 
-bool SetReservations::isRemains(const ASCResource<AppScreenshotAttributes>& screenshot) const {
+bool SetReservations::isLeftover(const ASCResource<AppScreenshotAttributes>& screenshot) const {
     const std::string name = screenshot.attributes.fileName.value_or("");
     const std::lock_guard lock(mutex_);
     return names_.contains(name) && !own_.contains(screenshot.id) &&

@@ -1,4 +1,4 @@
-// Which reservations of a set are ours and alive, and which are remains of ours.
+// Which reservations of a set are ours and alive, and which are leftovers of ours.
 #pragma once
 
 #include "Core/asc/records/Documents.h"
@@ -38,7 +38,7 @@ class SetReservations {
     void giveUp(const std::string& id);
     /// Whether `screenshot`, which awaits its upload, is of one of our files, but of no upload under way: the
     /// answer to its reservation was lost, or the push that made it was cut off.
-    [[nodiscard]] bool isRemains(const ASCResource<AppScreenshotAttributes>& screenshot) const;
+    [[nodiscard]] bool isLeftover(const ASCResource<AppScreenshotAttributes>& screenshot) const;
 
     /// Takes a screenshot for one file; whether no other file had taken it.
     [[nodiscard]] bool claim(const std::string& id);

@@ -19,6 +19,11 @@ struct MultiDeleter {
 };
 using MultiHandle = std::unique_ptr<CURLM, MultiDeleter>;
 
+struct ShareDeleter {
+    void operator()(CURLSH* handle) const { curl_share_cleanup(handle); }
+};
+using ShareHandle = std::unique_ptr<CURLSH, ShareDeleter>;
+
 struct ListDeleter {
     void operator()(curl_slist* list) const { curl_slist_free_all(list); }
 };

@@ -27,8 +27,8 @@ struct FileSlice {
     std::uint64_t length = 0;
 };
 
-/// Called with the bytes moved so far and the total (0 when unknown), on the thread of any caller who waits
-/// for a transfer of the same session; must not block.
+/// Called with the bytes moved so far and the total (0 when unknown), on the thread that asked for the
+/// transfer. What it throws ends the transfer.
 using TransferProgress = std::function<void(std::uint64_t moved, std::uint64_t total)>;
 
 enum class RedirectPolicy { refuse, follow };

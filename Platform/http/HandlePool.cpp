@@ -1,43 +1,80 @@
 #include "Platform/http/HandlePool.h"
 
+#include <algorithm>
 #include <utility>
 
 namespace quorvel {
 
 namespace {
 
-constexpr std::size_t mostFree = 16;
+constexpr std::size_t mostIdle = 16;
+constexpr long connectionsPerPair = 2;
 constexpr long connectTimeoutMilliseconds = 30'000;
+
+ShareHandle makeShare() {
+    static const CURLcode initialized = curl_global_init(CURL_GLOBAL_DEFAULT);
+    ShareHandle share(initialized == CURLE_OK ? curl_share_init() : nullptr);
+    if (!share) throw std::bad_alloc();
+    return share;
+}
+
+MultiHandle makeMulti() {
+    MultiHandle multi(curl_multi_init());
+    if (!multi) throw std::bad_alloc();
+    curl_multi_setopt(multi.get(), CURLMOPT_MAXCONNECTS, connectionsPerPair);
+    return multi;
+}
 
 } // namespace
 
-HandlePool::HandlePool(std::filesystem::path certificateFile) : certificateFile_(std::move(certificateFile)) {
-    free_.reserve(mostFree);
+SharedCaches::SharedCaches() : share_(makeShare()) {
+    CURLSH* share = share_.get();
+    curl_share_setopt(share, CURLSHOPT_LOCKFUNC, &SharedCaches::lock);
+    curl_share_setopt(share, CURLSHOPT_UNLOCKFUNC, &SharedCaches::unlock);
+    curl_share_setopt(share, CURLSHOPT_USERDATA, this);
+    for (const curl_lock_data data : {CURL_LOCK_DATA_DNS, CURL_LOCK_DATA_SSL_SESSION})
+        curl_share_setopt(share, CURLSHOPT_SHARE, data);
 }
 
-EasyHandle HandlePool::take() {
+void SharedCaches::lock(CURL*, curl_lock_data data, curl_lock_access, void* self) {
+    static_cast<SharedCaches*>(self)->mutexes_.at(data).lock();
+}
+
+void SharedCaches::unlock(CURL*, curl_lock_data data, void* self) {
+    static_cast<SharedCaches*>(self)->mutexes_.at(data).unlock();
+}
+
+HandlePool::HandlePool(std::filesystem::path certificateFile)
+    : certificateFile_(std::move(certificateFile)) {}
+
+HandlePair HandlePool::take(std::string_view origin) {
+    HandlePair handles;
     {
         const std::scoped_lock lock(mutex_);
-        if (!free_.empty()) {
-            EasyHandle handle = std::move(free_.back());
-            free_.pop_back();
-            return handle;
+        const auto last = std::find_if(idle_.rbegin(), idle_.rend(),
+                                       [&](const HandlePair& each) { return each.origin == origin; });
+        if (last != idle_.rend()) {
+            handles = std::move(*last);
+            idle_.erase(std::next(last).base());
         }
     }
-    return make();
+    handles.origin = origin;
+    if (!handles.multi) handles.multi = makeMulti();
+    if (!handles.easy) handles.easy = makeEasy();
+    return handles;
 }
 
-EasyHandle HandlePool::make() const {
+EasyHandle HandlePool::makeEasy() const {
     EasyHandle owner(curl_easy_init());
     if (!owner) throw std::bad_alloc();
     CURL* handle = owner.get();
+    setOption(handle, CURLOPT_SHARE, caches_.handle());
     setOption(handle, CURLOPT_PROTOCOLS_STR, "https,http");
     setOption(handle, CURLOPT_NOSIGNAL, 1L);
     setOption(handle, CURLOPT_TCP_KEEPALIVE, 1L);
-    // Otherwise an ended transfer waits for a name that is still being resolved, and all others with it.
+    // Otherwise a transfer that has ended waits for a name that is still being resolved.
     setOption(handle, CURLOPT_QUICK_EXIT, 1L);
-    // The deadline of the whole transfer is kept by the loop: libcurl forgets it for transfers that wait for
-    // a connection.
+    // `Transfer::run` keeps the deadline of the whole transfer.
     setOption(handle, CURLOPT_CONNECTTIMEOUT_MS, connectTimeoutMilliseconds);
     setOption(handle, CURLOPT_SUPPRESS_CONNECT_HEADERS, 1L);
     if (!certificateFile_.empty()) {
@@ -47,11 +84,18 @@ EasyHandle HandlePool::make() const {
     return owner;
 }
 
-void HandlePool::giveBack(EasyHandle handle) {
-    curl_easy_setopt(handle.get(), CURLOPT_ERRORBUFFER, static_cast<char*>(nullptr));
-    curl_easy_setopt(handle.get(), CURLOPT_HTTPHEADER, static_cast<curl_slist*>(nullptr));
+void HandlePool::giveBack(HandlePair handles) {
+    if (CURL* easy = handles.easy.get()) {
+        curl_easy_setopt(easy, CURLOPT_ERRORBUFFER, static_cast<char*>(nullptr));
+        curl_easy_setopt(easy, CURLOPT_HTTPHEADER, static_cast<curl_slist*>(nullptr));
+    }
+    HandlePair oldest; // destroyed without the lock
     const std::scoped_lock lock(mutex_);
-    if (free_.size() < mostFree) free_.push_back(std::move(handle));
+    if (idle_.size() == mostIdle) {
+        oldest = std::move(idle_.front());
+        idle_.erase(idle_.begin());
+    }
+    idle_.push_back(std::move(handles));
 }
 
 } // namespace quorvel

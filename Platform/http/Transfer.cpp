@@ -4,6 +4,7 @@
 #include "Platform/http/TransportErrors.h"
 #include "Platform/http/URLRules.h"
 #include "Platform/task/Task.h"
+#include "Platform/text/Text.h"
 
 #include <new>
 #include <stdexcept>
@@ -36,23 +37,26 @@ bool hasHeader(const HTTPRequest& request, std::string_view name) {
 
 } // namespace
 
-Transfer::Transfer(const HTTPRequest& request, HandlePool& handles, std::uint64_t maximumBodyBytes,
+Transfer::Transfer(const HTTPRequest& request, HandlePool& pool, std::uint64_t maximumBodyBytes,
                    const std::optional<DownloadTarget>& target, int sendsLeft)
     : request_(request),
       maximumBodyBytes_(maximumBodyBytes),
       target_(target),
-      handles_(handles),
-      handle_(target ? handles.make() : handles.take()),
+      pool_(pool),
+      handles_(pool.take(originOf(request.url))),
       source_(request),
       sendsLeft_(sendsLeft) {
+    if (target) handles_.easy = pool.makeEasy(); // with a buffer of another size
     setUpConnection();
     setUpRequest();
     setUpCallbacks();
 }
 
 Transfer::~Transfer() {
-    const bool isReusable = !target_ && ending_ == Ending::finished && code_ == CURLE_OK;
-    if (isReusable) handles_.giveBack(std::move(handle_));
+    const bool isReusable = ending_ == Ending::finished && code_ == CURLE_OK;
+    if (!isReusable) return;
+    if (target_) handles_.easy.reset();
+    pool_.giveBack(std::move(handles_));
 }
 
 void Transfer::end(Ending ending, CURLcode code) {
@@ -87,7 +91,7 @@ HTTPResponse Transfer::takeResponse() {
     if (failure_) std::rethrow_exception(std::exchange(failure_, nullptr));
     if (code_ != CURLE_OK) {
         long errorNumber = 0;
-        curl_easy_getinfo(handle_.get(), CURLINFO_OS_ERRNO, &errorNumber);
+        curl_easy_getinfo(handle(), CURLINFO_OS_ERRNO, &errorNumber);
         throw transferFailed(request_,
                              {.code = code_,
                               .errorNumber = static_cast<int>(errorNumber),
@@ -100,20 +104,18 @@ HTTPResponse Transfer::takeResponse() {
 
 // The handle may have been used before: what one transfer sets, each of them must set.
 void Transfer::setUpConnection() {
-    CURL* handle = handle_.get();
+    CURL* handle = this->handle();
     const bool isEncrypted = isEncryptedURL(request_.url);
     setOption(handle, CURLOPT_URL, request_.url.c_str());
     setOption(handle, CURLOPT_HTTP_VERSION,
               long(isEncrypted ? CURL_HTTP_VERSION_2TLS : CURL_HTTP_VERSION_1_1));
-    // Rather wait for a connection that may carry many requests than open another one.
-    setOption(handle, CURLOPT_PIPEWAIT, isEncrypted ? 1L : 0L);
     // Plain http is accepted for loopback hosts only.
     const bool isLoopback = !isEncrypted || isLoopbackURL(request_.url);
     setOption(handle, CURLOPT_PROXY, isLoopback ? "" : nullptr); // none, or that of the environment
 }
 
 void Transfer::setUpRequest() {
-    CURL* handle = handle_.get();
+    CURL* handle = this->handle();
     const bool isHead = request_.method == "HEAD";
     setOption(handle, CURLOPT_HTTPGET, 1L); // takes NOBODY and UPLOAD back
     setOption(handle, CURLOPT_CUSTOMREQUEST, isHead ? nullptr : request_.method.c_str());
@@ -134,18 +136,18 @@ void Transfer::addHeaders() {
     for (const HTTPHeader& header : request_.headers) {
         if (isFramingHeader(header.name)) continue;
         // A line that ends after the colon would tell libcurl to leave the header out.
-        const std::string_view value = trimBlanks(header.value);
+        const std::string_view value = trim(header.value);
         append(headers_, value.empty() ? header.name + ";" : header.name + ": " + std::string(value));
     }
     append(headers_, "Expect:");
     const bool takesBody =
         request_.method == "POST" || request_.method == "PUT" || request_.method == "PATCH";
     if (takesBody && source_.size() == 0) append(headers_, "Content-Length: 0");
-    setOption(handle_.get(), CURLOPT_HTTPHEADER, headers_.get());
+    setOption(handle(), CURLOPT_HTTPHEADER, headers_.get());
 }
 
 void Transfer::setUpCallbacks() {
-    CURL* handle = handle_.get();
+    CURL* handle = this->handle();
     setOption(handle, CURLOPT_ERRORBUFFER, curlText_.data());
     // An answer for memory is small as a rule; allocating more than libcurl's default would cost more.
     if (target_) setOption(handle, CURLOPT_BUFFERSIZE, downloadBufferBytes);

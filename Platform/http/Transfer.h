@@ -6,6 +6,7 @@
 #include "Platform/http/DownloadFile.h"
 #include "Platform/http/HTTPMessage.h"
 #include "Platform/http/HandlePool.h"
+#include "Platform/task/StopToken.h"
 
 #include <array>
 #include <exception>
@@ -19,25 +20,24 @@ struct DownloadTarget {
     const TransferProgress& progress;
 };
 
-/// Set up and read by the thread that asks, run by the thread that drives the loop in between. The request,
-/// the options and the target must live until the transfer has ended.
+/// Used by one thread. The request and the target must outlive it.
 class Transfer {
   public:
-    enum class Ending { finished, cancelled, timedOut };
+    using Deadline = std::chrono::steady_clock::time_point;
 
     /// Sends at most `sendsLeft` times, libcurl's own repetitions included. Throws `TransportError` when the
     /// request must not be sent or its file cannot be.
-    Transfer(const HTTPRequest& request, HandlePool& handles, std::uint64_t maximumBodyBytes,
+    Transfer(const HTTPRequest& request, HandlePool& pool, std::uint64_t maximumBodyBytes,
              const std::optional<DownloadTarget>& target, int sendsLeft);
     ~Transfer();
     Transfer(const Transfer&) = delete;
     Transfer& operator=(const Transfer&) = delete;
 
-    [[nodiscard]] CURL* handle() const { return handle_.get(); }
     [[nodiscard]] int sendsLeft() const { return sendsLeft_; }
 
-    /// Called once, by the loop, when libcurl no longer uses the transfer.
-    void end(Ending ending, CURLcode code);
+    /// Runs the transfer until it ends by itself, at `deadline`, or as cancelled when one of the tokens
+    /// stops.
+    void run(Deadline deadline, const std::stop_token& task, const std::stop_token& session);
 
     /// Of an ended transfer: whether it broke before any answer came and may be sent again.
     [[nodiscard]] bool mayBeSentAgain() const;
@@ -47,6 +47,10 @@ class Transfer {
     [[nodiscard]] HTTPResponse takeResponse();
 
   private:
+    enum class Ending { finished, cancelled, timedOut };
+
+    [[nodiscard]] CURL* handle() const { return handles_.easy.get(); }
+    void end(Ending ending, CURLcode code);
     void setUpConnection();
     void setUpRequest();
     void setUpCallbacks();
@@ -72,8 +76,8 @@ class Transfer {
     const HTTPRequest& request_;
     const std::uint64_t maximumBodyBytes_;
     const std::optional<DownloadTarget>& target_;
-    HandlePool& handles_;
-    EasyHandle handle_;
+    HandlePool& pool_;
+    HandlePair handles_;
     HeaderList headers_;
     BodySource source_;
     std::array<char, CURL_ERROR_SIZE> curlText_{};

@@ -1,7 +1,8 @@
-// What libcurl calls while a transfer runs, on the thread that drives the loop.
+// What libcurl calls while a transfer runs, on the thread of its caller.
 #include "Platform/http/HeaderText.h"
 #include "Platform/http/Transfer.h"
 #include "Platform/http/TransportErrors.h"
+#include "Platform/text/Text.h"
 
 #include <algorithm>
 #include <charconv>
@@ -43,7 +44,7 @@ void Transfer::receiveHeaderLine(std::string_view line) {
         response_.headers.clear();
         return;
     }
-    const std::string_view text = trimBlanks(line);
+    const std::string_view text = trim(line);
     if (text.empty()) {
         headerComplete_ = response_.status >= 200; // else the final one is still to come
         return;
@@ -51,13 +52,13 @@ void Transfer::receiveHeaderLine(std::string_view line) {
     const auto colon = text.find(':');
     if (colon == std::string_view::npos || text.data() != line.data()) return;
     response_.headers.push_back(
-        {std::string(text.substr(0, colon)), std::string(trimBlanks(text.substr(colon + 1)))});
+        {std::string(text.substr(0, colon)), std::string(trim(text.substr(colon + 1)))});
 }
 
 void Transfer::beginBody() {
     bodyBegan_ = true;
     curl_off_t length = -1;
-    curl_easy_getinfo(handle_.get(), CURLINFO_CONTENT_LENGTH_DOWNLOAD_T, &length);
+    curl_easy_getinfo(handle(), CURLINFO_CONTENT_LENGTH_DOWNLOAD_T, &length);
     // Of an encoded body the length says nothing about what comes out.
     if (length > 0 && !response_.header("Content-Encoding")) bodyTotal_ = static_cast<std::uint64_t>(length);
     if (target_ && response_.status / 100 == 2) {

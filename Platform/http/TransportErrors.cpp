@@ -94,9 +94,10 @@ TransportError notARegularFile(const std::filesystem::path& path) {
 }
 
 TransportError fileTooShort(const FileSlice& slice) {
-    return {Kind::localFile, fmt::format("Cannot send {}: it is shorter than the {} bytes that it had before "
-                                         "(was it changed meanwhile?).",
-                                         slice.path.string(), slice.offset + slice.length)};
+    return {Kind::localFile,
+            fmt::format("Cannot send {}: it is shorter than the {} bytes that it had before (was it changed "
+                        "meanwhile?).",
+                        slice.path.string(), slice.offset + slice.length)};
 }
 
 TransportError cannotWriteFile(const std::filesystem::path& path, int errorNumber) {

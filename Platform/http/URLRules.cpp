@@ -46,13 +46,6 @@ bool isLoopbackHost(const std::string& host) {
            IN6_IS_ADDR_LOOPBACK(&v6);
 }
 
-std::string origin(CURLU* handle) {
-    std::string text = part(handle, CURLUPART_SCHEME) + "://" + part(handle, CURLUPART_HOST) + ":" +
-                       part(handle, CURLUPART_PORT, CURLU_DEFAULT_PORT);
-    std::ranges::transform(text, text.begin(), asciiLowercased);
-    return text;
-}
-
 } // namespace
 
 std::optional<std::string> problemOfURL(std::string_view url) {
@@ -97,12 +90,18 @@ std::optional<std::string> resolveURL(std::string_view base, std::string_view lo
     return part(handle.get(), CURLUPART_URL);
 }
 
+std::string originOf(std::string_view url) {
+    const URLHandle handle(curl_url());
+    if (parse(handle.get(), url, parseFlags) != CURLUE_OK) return {};
+    std::string text = part(handle.get(), CURLUPART_SCHEME) + "://" + part(handle.get(), CURLUPART_HOST) +
+                       ":" + part(handle.get(), CURLUPART_PORT, CURLU_DEFAULT_PORT);
+    std::ranges::transform(text, text.begin(), asciiLowercased);
+    return text;
+}
+
 bool haveSameOrigin(std::string_view left, std::string_view right) {
-    const URLHandle leftHandle(curl_url());
-    const URLHandle rightHandle(curl_url());
-    return parse(leftHandle.get(), left, parseFlags) == CURLUE_OK &&
-           parse(rightHandle.get(), right, parseFlags) == CURLUE_OK &&
-           origin(leftHandle.get()) == origin(rightHandle.get());
+    const std::string origin = originOf(left);
+    return !origin.empty() && origin == originOf(right);
 }
 
 } // namespace quorvel

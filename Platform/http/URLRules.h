@@ -19,6 +19,9 @@ namespace quorvel {
 /// The absolute URL that `location` means in an answer of `base`; nothing when it is no URL.
 [[nodiscard]] std::optional<std::string> resolveURL(std::string_view base, std::string_view location);
 
+/// Scheme, host and port of `url` in lower case; empty when it is no URL.
+[[nodiscard]] std::string originOf(std::string_view url);
+
 /// Whether both have the same scheme, host and port.
 [[nodiscard]] bool haveSameOrigin(std::string_view left, std::string_view right);
 

@@ -2,7 +2,6 @@
 
 #include "Platform/http/HeaderText.h"
 #include "Platform/http/Transfer.h"
-#include "Platform/http/TransferLoop.h"
 #include "Platform/http/TransportErrors.h"
 #include "Platform/http/URLRules.h"
 #include "Platform/task/Task.h"
@@ -93,16 +92,14 @@ std::optional<std::string> redirectTarget(const HTTPRequest& request, const HTTP
 
 struct URLSession::Implementation {
     explicit Implementation(Options sessionOptions)
-        : options(std::move(sessionOptions)),
-          loop(options.maximumHostConnections),
-          handles(options.certificateFile) {}
+        : options(std::move(sessionOptions)), handles(options.certificateFile) {}
     ~Implementation();
     Implementation(const Implementation&) = delete;
     Implementation& operator=(const Implementation&) = delete;
 
     HTTPResponse exchange(const HTTPRequest& request, const std::optional<DownloadTarget>& target);
     HTTPResponse sendOnce(const HTTPRequest& request, const std::optional<DownloadTarget>& target,
-                          TransferLoop::Deadline deadline);
+                          Transfer::Deadline deadline);
 
     // Callers who still use the session; its destructor waits for them.
     class Visit {
@@ -123,7 +120,7 @@ struct URLSession::Implementation {
     };
 
     const Options options;
-    TransferLoop loop;
+    std::stop_source closing;
     HandlePool handles;
     std::mutex mutex;
     std::condition_variable callerLeft;
@@ -145,7 +142,7 @@ HTTPResponse URLSession::download(const HTTPRequest& request, const std::filesys
 }
 
 URLSession::Implementation::~Implementation() {
-    loop.close();
+    closing.request_stop();
     std::unique_lock lock(mutex);
     callerLeft.wait(lock, [this] { return callers == 0; });
 }
@@ -172,13 +169,13 @@ HTTPResponse URLSession::Implementation::exchange(const HTTPRequest& request,
 
 HTTPResponse URLSession::Implementation::sendOnce(const HTTPRequest& request,
                                                   const std::optional<DownloadTarget>& target,
-                                                  TransferLoop::Deadline deadline) {
+                                                  Transfer::Deadline deadline) {
     int sendsLeft = isIdempotent(request.method) ? mostSends : 1;
     while (true) {
         checkCancellation();
         if (std::chrono::steady_clock::now() >= deadline) throw timedOut(request);
         Transfer transfer(request, handles, options.maximumBodyBytes, target, sendsLeft);
-        loop.run(transfer, deadline, currentStopToken());
+        transfer.run(deadline, currentStopToken(), closing.get_token());
         if (!transfer.mayBeSentAgain()) return transfer.takeResponse();
         sendsLeft = transfer.sendsLeft();
     }

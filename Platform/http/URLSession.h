@@ -1,4 +1,4 @@
-// HTTP transfers of the whole program over one shared libcurl multi handle.
+// HTTP transfers of the whole program.
 #pragma once
 
 #include "Platform/http/HTTPMessage.h"
@@ -17,8 +17,7 @@ namespace quorvel {
 class URLSession {
   public:
     struct Options {
-        std::filesystem::path certificateFile = {}; // instead of the system's trust store, when not empty
-        long maximumHostConnections = 8;
+        std::filesystem::path certificateFile = {};    // instead of the system's trust store, when not empty
         std::uint64_t maximumBodyBytes = 512ULL << 20; // of an answer that is kept in memory
     };
 

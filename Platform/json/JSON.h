@@ -16,7 +16,8 @@
 
 namespace quorvel {
 
-/// Decodes `text` as one JSON document into a `T`. Unknown members are ignored. Throws `JSONError`.
+/// Decodes `text` as one JSON document into a `T`. Unknown members are ignored, except in records with a
+/// table `members`. Throws `JSONError`.
 template <typename T>
 [[nodiscard]] T decodeJSON(std::string_view text) {
     T result{};

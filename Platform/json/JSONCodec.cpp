@@ -1,6 +1,7 @@
 #include "Platform/json/JSON.h"
 
 #include "Platform/json/LargeIntegers.h"
+#include "Platform/text/Spelling.h"
 #include "Platform/text/Text.h"
 
 #include <simdjson.h>
@@ -8,6 +9,7 @@
 #include <algorithm>
 #include <cmath>
 #include <numeric>
+#include <vector>
 
 namespace quorvel::json {
 
@@ -146,7 +148,29 @@ void readAliases(const Reader& reader, const dom::object& object, void* target, 
     }
 }
 
+void refuseUnknownMembers(const Reader& reader, const dom::object& object, const Record& record) {
+    std::vector<std::string_view> names;
+    for (const Field& field : record.fields)
+        names.push_back(field.name);
+    std::vector<std::string_view> known = names;
+    for (const JSONAlias& alias : record.aliases)
+        known.push_back(alias.key);
+    for (const auto member : object) {
+        if (std::ranges::find(known, member.key) != known.end()) continue;
+        const auto meant = nearestSpelling(member.key, names);
+        throw JSONError(Frame{&reader.frame, member.key, 0}.path(),
+                        meant ? "unknown, did you mean " + *meant + "?" : "unknown");
+    }
+}
+
 } // namespace
+
+bool isRequired(const Record& record, const Field& field) {
+    if (record.members.empty()) return field.type->kind != Kind::optional;
+    return std::ranges::any_of(record.members, [&](const JSONMember& member) {
+        return member.name == field.name && member.presence == JSONMember::required;
+    });
+}
 
 void readBoolean(Reader& reader, bool& value) {
     value = require(reader.value.get_bool(), reader, "expected a boolean");
@@ -212,6 +236,10 @@ void readMap(Reader& reader, void* container, void (*item)(Reader&, void*, std::
 
 void readRecord(Reader& reader, void* target, const Record& record) {
     const dom::object object = require(reader.value.get_object(), reader, "expected an object");
+    if (record.clear) {
+        record.clear(target);
+        refuseUnknownMembers(reader, object, record);
+    }
     std::uint64_t seen = 0;
     std::size_t expected = 0;
     for (const auto member : object) {
@@ -226,8 +254,8 @@ void readRecord(Reader& reader, void* target, const Record& record) {
     for (std::size_t at = 0; at < record.fields.size(); ++at) {
         if (seen >> at & 1) continue;
         const Field& field = record.fields[at];
-        if (!field.type->reset) throw JSONError(Frame{&reader.frame, field.name, 0}.path(), "missing");
-        field.type->reset(field.member(target));
+        if (isRequired(record, field)) throw JSONError(Frame{&reader.frame, field.name, 0}.path(), "missing");
+        if (field.type->reset) field.type->reset(field.member(target));
     }
 }
 

@@ -15,8 +15,21 @@ struct Notification {
     std::map<std::string, std::string> payload;
 };
 
-/// Delivers a posted notification to every observer of its name on the posting thread. Thread-safe; an
-/// observer may post, subscribe and unsubscribe. After a subscription's handle is gone no new call begins.
+/// Runs a piece of work where its owner wants it: at once, in an event loop, in a queue that a test drains.
+using Executor = std::function<void(std::function<void()>)>;
+
+/// Runs the work at once on the calling thread.
+[[nodiscard]] inline Executor inlineExecutor() {
+    return [](const std::function<void()>& work) { work(); };
+}
+
+/// Delivers a posted notification to every observer of its name. Thread-safe; an observer may post, subscribe
+/// and unsubscribe. One that throws is logged and disturbs nobody else.
+///
+/// Once a subscription's handle is destroyed, no call of its observer or executor runs or begins: queued
+/// wake-ups are dropped, and the destructor waits for calls on other threads. Two rules follow. Do not
+/// destroy a handle while holding a lock that its observer acquires. An executor must not wait for its work
+/// to run.
 class NotificationCenter {
   public:
     class [[nodiscard]] Subscription {
@@ -42,7 +55,10 @@ class NotificationCenter {
     NotificationCenter();
     ~NotificationCenter();
 
+    /// Calls `observer` on the posting thread.
     Subscription observe(std::string_view name, std::function<void(const Notification&)> observer);
+    /// Hands a call of `wake` to `executor` for each notification.
+    Subscription observe(std::string_view name, Executor executor, std::function<void()> wake);
     void post(const Notification& notification) const;
 
   private:

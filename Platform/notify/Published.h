@@ -10,14 +10,6 @@
 
 namespace quorvel {
 
-/// Runs a piece of work where its owner wants it: at once, in an event loop, in a queue that a test drains.
-using Executor = std::function<void(std::function<void()>)>;
-
-/// Runs the work at once on the calling thread.
-[[nodiscard]] inline Executor inlineExecutor() {
-    return [](const std::function<void()>& work) { work(); };
-}
-
 /// Keeps an immutable snapshot of a state. Observers are only woken, on the executor that they name; they
 /// fetch the newest snapshot themselves, so that a slow one skips what was replaced meanwhile. Thread-safe.
 template <typename State>
@@ -31,7 +23,7 @@ class Published {
     }
     void publish(State state) {
         {
-            const std::lock_guard turn(updating_);
+            const std::lock_guard lock(updating_);
             replace(std::move(state));
         }
         changed_.post({"changed", {}});
@@ -42,17 +34,16 @@ class Published {
     template <typename Change>
     void update(Change&& change) {
         {
-            const std::lock_guard turn(updating_); // two must not each start from the same state
+            const std::lock_guard lock(updating_); // two must not each start from the same state
             State copy = *current();
             std::forward<Change>(change)(copy);
             replace(std::move(copy));
         }
         changed_.post({"changed", {}});
     }
-    /// No wake-up is handed to the executor once the subscription's handle is gone.
+    /// Once the handle is destroyed, no wake-up runs or begins, not even one that the executor still queues.
     NotificationCenter::Subscription observe(Executor executor, std::function<void()> wake) {
-        return changed_.observe("changed", [executor = std::move(executor),
-                                            wake = std::move(wake)](const Notification&) { executor(wake); });
+        return changed_.observe("changed", std::move(executor), std::move(wake));
     }
 
   private:

@@ -25,13 +25,13 @@ struct ConnectionDeleter {
 };
 using Connection = std::unique_ptr<sqlite3, ConnectionDeleter>;
 
-// How long the connection waits for others; the engine asks again and again.
-struct Patience {
+// The engine calls the handler again and again while another process holds the database.
+struct BusyWait {
     std::chrono::milliseconds timeout;
     steady_clock::time_point begun;
 
-    static int waitOn(void* patience, int attempt) {
-        auto& self = *static_cast<Patience*>(patience);
+    static int handle(void* wait, int attempt) {
+        auto& self = *static_cast<BusyWait*>(wait);
         const auto now = steady_clock::now();
         if (attempt == 0) self.begun = now;
         if (now - self.begun >= self.timeout || currentStopToken().stop_requested()) return 0;
@@ -40,9 +40,9 @@ struct Patience {
     }
 };
 
-// The engine would make the file readable by everybody. Its companions get the file's own mode.
+// The engine alone would make the file world-readable. Its companions get the mode of the file.
 void makePrivate(const std::filesystem::path& file) {
-    // Only one that is new: closing any descriptor of a file gives up all locks that this process has on it.
+    // Opens a new file only: closing any descriptor of a file releases all locks of this process on it.
     const int made = ::open(file.c_str(), O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC, 0600);
     if (made >= 0) ::close(made);
 }
@@ -51,7 +51,7 @@ void keepPrivate(const std::filesystem::path& file) {
     using std::filesystem::perms;
     for (const char* suffix : {"", "-wal", "-shm"}) {
         const std::filesystem::path companion = file.native() + suffix;
-        std::error_code ignored; // it may belong to somebody else
+        std::error_code ignored; // another user may own it
         const perms mode = std::filesystem::status(companion, ignored).permissions();
         if (!ignored && mode != perms::unknown &&
             (mode & (perms::group_all | perms::others_all)) != perms::none)
@@ -63,7 +63,7 @@ void keepPrivate(const std::filesystem::path& file) {
 
 struct Database::State {
     std::filesystem::path file;
-    Patience patience;
+    BusyWait wait;
     Connection connection;
     StatementCache statements; // finalized before the connection is closed
     int depth = 0;             // of transactions
@@ -119,7 +119,7 @@ struct Database::State {
 Database::Database(const std::filesystem::path& file, std::chrono::milliseconds busyTimeout)
     : state_(std::make_unique<State>()) {
     state_->file = std::filesystem::absolute(file);
-    state_->patience = {busyTimeout, {}};
+    state_->wait = {busyTimeout, {}};
     makePrivate(state_->file);
     sqlite3* connection = nullptr;
     const int result = sqlite3_open_v2(
@@ -129,9 +129,9 @@ Database::Database(const std::filesystem::path& file, std::chrono::milliseconds 
     state_->check(result);
     if (sqlite3_db_readonly(connection, "main") == 1) state_->fail(SQLITE_READONLY);
     keepPrivate(state_->file);
-    sqlite3_busy_handler(connection, &Patience::waitOn, &state_->patience);
-    state_->execute("PRAGMA journal_mode = WAL; PRAGMA synchronous = NORMAL; PRAGMA foreign_keys = ON;"
-                    "PRAGMA cell_size_check = ON");
+    sqlite3_busy_handler(connection, &BusyWait::handle, &state_->wait);
+    state_->execute("PRAGMA journal_mode = WAL; PRAGMA synchronous = NORMAL; "
+                    "PRAGMA foreign_keys = ON;PRAGMA cell_size_check = ON");
 }
 
 Database::~Database() = default;
@@ -158,10 +158,6 @@ std::int64_t Database::run(std::string_view sql, std::span<const StoreValue> val
 void Database::query(std::string_view sql, std::span<const StoreValue> values,
                      const std::function<void(const StoreRow&)>& row) {
     state_->step(sql, values, [&](sqlite3_stmt* statement) { row(StatementRow(statement)); });
-}
-
-std::int64_t Database::lastInsertedRow() const {
-    return sqlite3_last_insert_rowid(state_->connection.get());
 }
 
 void Database::transaction(const std::function<void()>& work) {

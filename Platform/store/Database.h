@@ -49,12 +49,10 @@ class Database {
     /// Runs one query and calls `row` for each row of its result.
     void query(std::string_view sql, std::span<const StoreValue> values,
                const std::function<void(const StoreRow&)>& row);
-    /// The identity of the row inserted last on this connection.
-    [[nodiscard]] std::int64_t lastInsertedRow() const;
 
-    /// Runs `work` in one transaction that is rolled back when it throws. Takes the writer's turn at once, so
-    /// that it cannot fail half way because of another writer. Inside another one, a part of that, rolled
-    /// back by itself.
+    /// Runs `work` in one transaction that is rolled back when it throws. Acquires the write lock
+    /// at the beginning, so that another writer cannot make it fail half way. Inside another transaction it
+    /// is a savepoint, which is rolled back alone.
     void transaction(const std::function<void()>& work);
 
     /// The number kept in the file for the version of its schema; 0 in a new one.

@@ -13,13 +13,13 @@ namespace {
 
 using Kind = StoreError::Kind;
 
-// The engine says only that the system refused something; why is in the system's own number.
+// For some results only the error number of the system tells the cause.
 Kind kindOf(int result, int systemError) {
     if (result == SQLITE_IOERR_SHMSIZE) return Kind::full; // the shared memory's file could not grow
     switch (result & 0xFF) {
     case SQLITE_BUSY:
     case SQLITE_LOCKED:
-    case SQLITE_PROTOCOL: // lost the race for the shared memory again and again
+    case SQLITE_PROTOCOL: // repeatedly lost the race for the shared memory
         return Kind::busy;
     case SQLITE_FULL:
         return Kind::full;
@@ -32,7 +32,7 @@ Kind kindOf(int result, int systemError) {
     case SQLITE_CONSTRAINT:
         return Kind::constraint;
     case SQLITE_IOERR:
-        // A file that ends before its content does.
+        // The file is shorter than its content.
         return result == SQLITE_IOERR_SHORT_READ ? Kind::damaged : kindOfSystemError(systemError);
     case SQLITE_CANTOPEN:
         return kindOfSystemError(systemError);
@@ -44,9 +44,9 @@ Kind kindOf(int result, int systemError) {
 std::string_view explanationOf(Kind kind) {
     switch (kind) {
     case Kind::busy:
-        return "another process is at work on it; wait until that is done and try again";
+        return "another process is using it; wait until it is done and try again";
     case Kind::full:
-        return "there is no room on the disk; make some and try again";
+        return "the disk is full; make room and try again";
     case Kind::readOnly:
         return "may not be written; check the permissions of the file and of its folder";
     case Kind::damaged:

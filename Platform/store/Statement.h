@@ -16,11 +16,11 @@ struct StatementDeleter {
 };
 using Statement = std::unique_ptr<sqlite3_stmt, StatementDeleter>;
 
-/// Prepared statements by their text, each lent to one user at a time. The program has few texts, so that
-/// none has to be dropped.
+/// Prepared statements by their text, each lent to one user at a time. None is ever dropped: the program has
+/// few.
 class StatementCache {
   public:
-    /// The statement of `sql`, ready to be bound; empty when there is none to lend.
+    /// The statement of `sql`, ready to be bound; empty when it has none or it is lent.
     [[nodiscard]] Statement take(std::string_view sql);
     void giveBack(std::string_view sql, Statement statement);
 

@@ -2,14 +2,14 @@
 // for.
 #pragma once
 
+#include "Platform/task/StopToken.h"
+
 #include <algorithm>
 #include <atomic>
 #include <cstddef>
 #include <exception>
 #include <mutex>
 #include <optional>
-#include <stop_token>
-#include <thread>
 #include <type_traits>
 #include <vector>
 

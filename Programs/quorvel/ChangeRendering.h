@@ -2,8 +2,8 @@
 #pragma once
 
 #include "Core/metadata/FieldTexts.h"
+#include "Programs/quorvel/DiffRendering.h"
 #include "Programs/quorvel/Output.h"
-#include "Programs/quorvel/WordDiff.h"
 
 #include <string_view>
 #include <vector>

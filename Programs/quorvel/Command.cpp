@@ -78,9 +78,8 @@ std::span<const ArgumentSpec> globalArguments() {
          "The app: bundle id, App Store id, short name or name; the only recorded one when left out"},
         {"--context",
          "PLATFORM/SLOT",
-         "The version to work on: ios, macos, tvos or visionos, and next or live, such as ios/next. Each is "
-         "pulled into "
-         "its own folder; only next takes a push",
+         "The version to work on: ios, macos, tvos or visionos, and next or live, such as ios/next. "
+         "Each is pulled into its own folder; only next takes a push",
          {},
          ArgumentSpec::Need::optional,
          ArgumentSpec::Count::once,

@@ -1,7 +1,7 @@
 #include "Programs/quorvel/CommandLine.h"
 
+#include "Platform/text/Spelling.h"
 #include "Programs/quorvel/Errors.h"
-#include "Programs/quorvel/Spelling.h"
 
 #include <CLI/App.hpp>
 #include <CLI/Config.hpp>

@@ -1,4 +1,4 @@
-#include "Programs/quorvel/WordDiff.h"
+#include "Programs/quorvel/DiffRendering.h"
 
 #include "Platform/text/Counted.h"
 #include "Platform/text/Text.h"

@@ -1,29 +1,80 @@
 #include "Programs/quorvel/Errors.h"
 
-#include "Core/ai/ClaudeError.h"
-#include "Core/asc/ASCError.h"
-#include "Core/asc/Endpoints.h"
-#include "Core/metadata/Locales.h"
-#include "Core/metadata/MetadataError.h"
-#include "Platform/task/Task.h"
 #include "Platform/text/Text.h"
-#include "Quorvel/controllers/OperationRefused.h"
-
-#include <fmt/format.h>
 
 #include <algorithm>
+#include <array>
 
 namespace quorvel {
 
 namespace {
 
-constexpr std::size_t longestQuote = 60;
+// What a kind of failure means on the command line; `hint` follows the failure's own advice.
+struct Meaning {
+    FailureKind kind;
+    ExitStatus status;
+    std::string_view hint = {};
+};
 
 constexpr std::string_view setKeyHint =
     "Store one with 'quorvel auth set --key-id ID --issuer-id ID --p8 FILE', or set ASC_KEY_ID, "
     "ASC_ISSUER_ID and ASC_PRIVATE_KEY_PATH.";
-
+constexpr std::string_view createVersionHint = "Make one with 'quorvel versions create'.";
 constexpr std::string_view chooseFolderHint = "'quorvel apps set APP --folder DIR' names another.";
+
+using F = FailureKind;
+using E = ExitStatus;
+constexpr Meaning meanings[] = {
+    {F::failed, E::failed},
+    {F::badRequest, E::usage},
+    {F::sourceIsTarget, E::usage, "--to takes the others; --from chooses another source."},
+    {F::cancelled, E::interrupted},
+    {F::operationRunning, E::failed},
+    {F::stalePlan, E::failed},
+    {F::missingKey, E::noCredentials, setKeyHint},
+    {F::keyIDMissing, E::noCredentials, "Give it with --key-id or ASC_KEY_ID."},
+    {F::privateKeyMissing, E::noCredentials, "Give its file with --p8 or ASC_PRIVATE_KEY_PATH."},
+    {F::severalKeyFiles, E::usage, "Say which one with --p8 or --key-id."},
+    {F::keyTextForFile, E::usage,
+     "--p8 and the variables like it take a file's name. Put the key into a file that only you can read, or hand it over on standard input with --p8 -."},
+    {F::unusableKey, E::noCredentials},
+    {F::keyRefused, E::noCredentials,
+     "'quorvel auth status' shows which key is used and where it comes from."},
+    {F::unknownApp, E::notFound},
+    {F::severalApps, E::usage, "Name one with --app."},
+    {F::noAppRecorded, E::notFound, "Import one with 'quorvel apps import BUNDLE_ID'."},
+    {F::appInOtherWorkspace, E::notFound, "'quorvel apps move' moves it."},
+    {F::unknownWorkspace, E::notFound, "'quorvel workspaces create NAME' makes one."},
+    {F::severalWorkspaces, E::usage,
+     "Name it with --workspace; 'quorvel workspaces use NAME' chooses one for all commands."},
+    {F::unknownContext, E::notFound, "Choose one with --context."},
+    {F::invalidContext, E::usage},
+    {F::invalidLocale, E::usage},
+    {F::unknownLocale, E::notFound},
+    {F::unmanagedLocale, E::notFound, "'quorvel locale list' lists those that it does."},
+    {F::unknownRun, E::notFound, "'quorvel history' lists the runs."},
+    {F::severalRuns, E::usage},
+    {F::noFolder, E::notFound},
+    {F::folderLost, E::notFound, chooseFolderHint},
+    {F::notPulled, E::notFound, "Pull first, or check --folder, --app and --context."},
+    {F::screenshotsNotPulled, E::notFound,
+     "Pull them with 'quorvel screenshots pull', or check --folder, --app and --context."},
+    {F::noVersions, E::notFound, createVersionHint},
+    {F::noTargetLocales, E::notFound},
+    {F::noBaseKeywords, E::notFound, "Write those first; the other locales are coordinated with them."},
+    {F::notFound, E::notFound},
+    {F::readOnly, E::refusedByState, "'quorvel versions create' makes one."},
+    {F::otherVersionPulled, E::refusedByState, "'quorvel pull --leave-edits' keeps your edits in place."},
+    {F::stateRefused, E::refusedByState, "'quorvel versions --app ID' shows the state of each version."},
+    {F::serviceTrouble, E::serviceTrouble},
+    {F::noModelAccess, E::noCredentials},
+    {F::endpoints, E::usage},
+};
+static_assert(std::size(meanings) == std::size(RawValues<FailureKind>::values));
+
+const Meaning& meaningOf(FailureKind kind) {
+    return *std::ranges::find(meanings, kind, &Meaning::kind);
+}
 
 std::string onOneLine(std::string_view text) {
     std::string line;
@@ -36,129 +87,24 @@ std::string onOneLine(std::string_view text) {
     }
 }
 
-// App Store Connect answers 409 both to changes that the state does not allow and to values that it refuses.
-bool isAboutValuesOnly(const ASCError& error) {
-    const auto* refused = error.as<ASCError::APIErrors>();
-    return refused && std::ranges::all_of(refused->errors, [](const ASCError::APIError& entry) {
-               const std::string_view code = entry.code ? std::string_view(*entry.code) : "";
-               return (code.starts_with("ENTITY_ERROR.ATTRIBUTE") || code.starts_with("PARAMETER_ERROR")) &&
-                      code.find("STATE") == std::string_view::npos;
-           });
-}
-
-std::string hintFor(const ASCError& error) {
-    if (error.as<ASCError::MissingCredentials>() || error.as<ASCError::InvalidPrivateKey>())
-        return std::string(setKeyHint);
-    switch (exitStatusOf(error)) {
-    case ExitStatus::noCredentials:
-        return "'quorvel auth status' shows which key is used and where it comes from.";
-    case ExitStatus::refusedByState:
-        return "'quorvel versions --app ID' shows the state of each version.";
-    default:
-        return {};
-    }
-}
-
-ErrorReport reportOf(const MetadataError& error) {
-    // The codes under which the tree's own refusals are known.
-    struct Meaning {
-        std::string_view code;
-        ExitStatus status;
-        std::string_view hint;
-    };
-    static constexpr Meaning meanings[] = {
-        {"READ_ONLY_CONTEXT", ExitStatus::refusedByState, "Make one with 'quorvel versions create'."},
-        {"OTHER_VERSION_PULLED", ExitStatus::refusedByState, ""},
-        {"UNKNOWN_CONTEXT", ExitStatus::notFound, "Choose one with --context."},
-        {"INVALID_CONTEXT", ExitStatus::usage, ""},
-        {"INVALID_LOCALE", ExitStatus::usage, ""},
-        {"LOST_FOLDER", ExitStatus::notFound, chooseFolderHint},
-        {"BAD_BOOKMARK", ExitStatus::notFound, chooseFolderHint},
-        {"UNKNOWN_RUN", ExitStatus::notFound, "'quorvel history' lists the runs."},
-        {"UNKNOWN_APP", ExitStatus::notFound, "'quorvel apps --all' lists those that are recorded."},
-    };
-    if (error.code() == "UNKNOWN_LOCALE") {
-        const auto nearest = nearestAppStoreLocale(error.where().locale);
-        return {ExitStatus::notFound, onOneLine(error.what()),
-                nearest && *nearest != error.where().locale ? fmt::format("Did you mean {}?", *nearest) : ""};
-    }
-    for (const Meaning& meaning : meanings)
-        if (error.code() == meaning.code)
-            return {meaning.status, onOneLine(error.what()), std::string(meaning.hint)};
-    return {ExitStatus::failed, onOneLine(error.what()), {}};
-}
-
-ExitStatus exitStatusOf(const ClaudeError& error) {
-    if (error.concernsEveryRequest()) return ExitStatus::noCredentials;
-    const bool isTrouble = error.as<ClaudeError::RateLimited>() || error.as<ClaudeError::ServerError>() ||
-                           error.as<ClaudeError::Network>();
-    return isTrouble ? ExitStatus::serviceTrouble : ExitStatus::failed;
-}
-
-ErrorReport reportOf(const OperationRefused& error) {
-    const auto report = [&](ExitStatus status, std::string_view hint = {}) {
-        return ErrorReport{status, onOneLine(error.what()),
-                           error.detail().empty() ? std::string(hint) : onOneLine(error.detail())};
-    };
-    switch (error.refusal()) {
-    case Refusal::operationRunning:
-    case Refusal::noAppStoreID:
-    case Refusal::folderUnavailable:
-        return report(ExitStatus::failed);
-    case Refusal::folderNotResolved: {
-        ErrorReport lost = report(ExitStatus::notFound);
-        lost.text = fmt::format("{} {}", lost.text, lost.hint);
-        lost.hint = chooseFolderHint;
-        return lost;
-    }
-    case Refusal::noVersions:
-        return report(ExitStatus::notFound, "Make one with 'quorvel versions create'.");
-    case Refusal::noContextSelected:
-        return report(ExitStatus::notFound, "'quorvel pull' does.");
-    case Refusal::readOnlyContext:
-        return report(ExitStatus::refusedByState, "Make a version with 'quorvel versions create'.");
-    case Refusal::nothingSelected:
-    case Refusal::noPendingChanges:
-        break;
-    }
-    return report(ExitStatus::done);
-}
-
 } // namespace
 
-ExitStatus exitStatusOf(const ASCError& error) {
-    if (error.as<ASCError::Cancelled>()) return ExitStatus::interrupted;
-    if (error.as<ASCError::MissingCredentials>() || error.as<ASCError::InvalidPrivateKey>() ||
-        error.as<ASCError::JWTEncodingFailed>())
-        return ExitStatus::noCredentials;
-    const auto status = error.httpStatus();
-    if (!status) return error.as<ASCError::APIErrors>() ? ExitStatus::failed : ExitStatus::serviceTrouble;
-    if (*status == 401 || *status == 403) return ExitStatus::noCredentials;
-    if (*status == 404) return ExitStatus::notFound;
-    if (*status == 409) return isAboutValuesOnly(error) ? ExitStatus::failed : ExitStatus::refusedByState;
-    if (*status == 429 || *status >= 500) return ExitStatus::serviceTrouble;
-    return ExitStatus::failed;
+ExitStatus statusOf(FailureKind kind) {
+    return meaningOf(kind).status;
+}
+
+ErrorReport reportOf(const Failure& failure) {
+    const Meaning& meaning = meaningOf(failure.kind);
+    std::string hint = onOneLine(failure.advice.value_or(""));
+    if (!hint.empty() && !meaning.hint.empty())
+        hint += hint.ends_with('.') || hint.ends_with('?') ? " " : ". ";
+    return {meaning.status, onOneLine(failure.text), hint + std::string(meaning.hint)};
 }
 
 ErrorReport reportOf(const std::exception& error) {
     if (const auto* command = dynamic_cast<const CommandError*>(&error))
         return {command->status(), onOneLine(command->what()), command->hint()};
-    if (const auto* service = dynamic_cast<const ASCError*>(&error))
-        return {exitStatusOf(*service), onOneLine(service->description()), hintFor(*service)};
-    if (const auto* model = dynamic_cast<const ClaudeError*>(&error))
-        return {exitStatusOf(*model), onOneLine(model->description()), {}};
-    if (const auto* tree = dynamic_cast<const MetadataError*>(&error)) return reportOf(*tree);
-    if (const auto* refused = dynamic_cast<const OperationRefused*>(&error)) return reportOf(*refused);
-    if (dynamic_cast<const CancellationError*>(&error)) return {ExitStatus::interrupted, "Cancelled.", {}};
-    if (dynamic_cast<const EndpointsError*>(&error)) return {ExitStatus::usage, onOneLine(error.what()), {}};
-    return {ExitStatus::failed, onOneLine(error.what()), {}};
-}
-
-std::string quotedWord(std::string_view word) {
-    if (word.find("PRIVATE KEY") != std::string_view::npos || word.find('\n') != std::string_view::npos ||
-        word.size() > longestQuote)
-        return "(a long text, not shown)";
-    return fmt::format("\"{}\"", escapeControls(word));
+    return reportOf(failureOf(error));
 }
 
 } // namespace quorvel

@@ -1,12 +1,12 @@
-// The errors of the command line, and what every error means for the exit status.
+// The errors of the command line, and what every failure means for the exit status.
 #pragma once
 
 #include "Programs/quorvel/ExitStatus.h"
+#include "Quorvel/application/Failure.h"
 
 #include <exception>
 #include <stdexcept>
 #include <string>
-#include <string_view>
 
 namespace quorvel {
 
@@ -38,11 +38,7 @@ struct ErrorReport {
 
 /// What an exception means.
 [[nodiscard]] ErrorReport reportOf(const std::exception& error);
-
-class ASCError;
-[[nodiscard]] ExitStatus exitStatusOf(const ASCError& error);
-
-/// A word that the user gave, quoted for a message; not shown when it looks like a secret.
-[[nodiscard]] std::string quotedWord(std::string_view word);
+[[nodiscard]] ErrorReport reportOf(const Failure& failure);
+[[nodiscard]] ExitStatus statusOf(FailureKind kind);
 
 } // namespace quorvel

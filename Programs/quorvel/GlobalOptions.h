@@ -1,7 +1,6 @@
 // The options that every command accepts.
 #pragma once
 
-#include "Core/metadata/DryRun.h"
 #include "Programs/quorvel/Command.h"
 
 #include <optional>
@@ -27,10 +26,5 @@ struct GlobalOptions {
 
     [[nodiscard]] static GlobalOptions from(const Arguments& arguments);
 };
-
-/// Whether the command only shows what it would do.
-[[nodiscard]] inline DryRun dryRunOf(const GlobalOptions& global) {
-    return global.dryRun ? DryRun::yes : DryRun::no;
-}
 
 } // namespace quorvel

@@ -104,13 +104,13 @@ std::string helpOfProgram() {
                                      {"6", "network or service trouble"},
                                      {"7", "partly done: some items failed or were left out, each is listed"},
                                      {"130", "interrupted"}}) +
-           section("Environment",
-                   {{"QUORVEL_HOME", "like --home"},
-                    {"QUORVEL_ENDPOINTS", "like --endpoints"},
-                    {"NO_COLOR", "like --no-color"},
-                    {"ASC_KEY_ID, ASC_ISSUER_ID, ASC_PRIVATE_KEY_PATH",
-                     "the API key (or ASC_PRIVATE_KEY with the text of the .p8 file); the names "
-                     "APP_STORE_CONNECT_API_KEY_KEY_ID, …_ISSUER_ID, …_KEY and …_KEY_FILEPATH too"}}) +
+           section("Environment", {{"QUORVEL_HOME", "like --home"},
+                                   {"QUORVEL_ENDPOINTS", "like --endpoints"},
+                                   {"NO_COLOR", "like --no-color"},
+                                   {"ASC_KEY_ID, ASC_ISSUER_ID, ASC_PRIVATE_KEY_PATH",
+                                    "the API key (or ASC_PRIVATE_KEY with the text of the .p8 file); "
+                                    "the names APP_STORE_CONNECT_API_KEY_KEY_ID, …_ISSUER_ID, "
+                                    "…_KEY and …_KEY_FILEPATH too"}}) +
            "\n" +
            paragraphs("No account at hand? 'quorvel demo' shows a whole round of work on a private "
                       "stand-in. 'quorvel COMMAND --help' tells more of a command.");

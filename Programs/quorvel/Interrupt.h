@@ -1,8 +1,7 @@
 // Ctrl-C and a request to end become the cancellation of the current task.
 #pragma once
 
-#include <stop_token>
-#include <thread>
+#include "Platform/task/StopToken.h"
 
 namespace quorvel {
 

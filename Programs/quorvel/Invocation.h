@@ -2,12 +2,13 @@
 #pragma once
 
 #include "Programs/quorvel/Command.h"
-#include "Programs/quorvel/Composition.h"
 #include "Programs/quorvel/GlobalOptions.h"
 #include "Programs/quorvel/Output.h"
 #include "Programs/quorvel/Surroundings.h"
 
 namespace quorvel {
+
+class Application;
 
 struct Invocation {
     const Command& command;
@@ -15,7 +16,7 @@ struct Invocation {
     const GlobalOptions& global;
     const Surroundings& surroundings;
     Output& output;
-    Composition& composition;
+    Application& application;
 };
 
 } // namespace quorvel

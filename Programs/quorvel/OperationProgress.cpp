@@ -4,17 +4,13 @@
 
 namespace quorvel {
 
-void OperationProgress::follow(MetadataController& controller) {
-    subscriptions_.push_back(controller.observe(inlineExecutor(), [this, &controller] {
-        const auto state = controller.state();
-        if (!state->running || state->status.empty()) return;
-        step(state->progress
-                 ? fmt::format("{} ({} of {})", state->status, state->progress->done, state->progress->total)
-                 : state->status);
-    }));
+ActionProgress OperationProgress::actionProgress() {
+    return {.step = [this](const ActionProgress::Step& step) { show(step); }};
 }
 
-void OperationProgress::step(std::string_view text) {
+void OperationProgress::show(const ActionProgress::Step& step) {
+    const std::string text =
+        step.done ? fmt::format("{} ({} of {})", step.text, *step.done, step.total) : step.text;
     const std::lock_guard lock(mutex_);
     if (text == shown_) return;
     shown_ = text;

@@ -4,6 +4,7 @@
 #include "Platform/files/Files.h"
 #include "Platform/log/Log.h"
 #include "Platform/text/Text.h"
+#include "Programs/quorvel/ApplicationSetup.h"
 #include "Programs/quorvel/CommandLine.h"
 #include "Programs/quorvel/Errors.h"
 #include "Programs/quorvel/Help.h"
@@ -37,11 +38,6 @@ struct ErrorRecord {
     QUORVEL_RECORD(ErrorRecord, error)
 };
 
-struct DryRunRecord {
-    std::vector<PlannedRequestRecord> requests;
-    QUORVEL_RECORD(DryRunRecord, requests)
-};
-
 Output makeOutput(const GlobalOptions& global, const Surroundings& surroundings) {
     const bool noColour = global.noColor || surroundings.variable("NO_COLOR");
     return {surroundings.streams, global.json ? Output::Form::json : Output::Form::text,
@@ -60,31 +56,20 @@ ExitStatus fail(Output& output, const ErrorReport& report) {
     return report.status;
 }
 
-void noteQuota(Output& output, const Composition& composition) {
-    const auto limit = composition.rateLimit();
+void noteQuota(Output& output, const Application& application) {
+    const auto limit = application.rateLimit();
     if (!limit || !limit->hourRemaining || !limit->hourLimit) return;
     output.detail(
         fmt::format("{} of {} requests are left this hour", *limit->hourRemaining, *limit->hourLimit));
 }
 
-ExitStatus showDryRun(Output& output, const PlannedRequest& request) {
-    const PlannedRequestRecord record = recordOf(request);
-    output.document(DryRunRecord{{record}});
-    output.verbatim(fmt::format("{} {}\n{}", record.method, record.path,
-                                encodeJSON(record.body, {JSONLayout::pretty, JSONKeyOrder::declared})));
-    output.note("Dry run: nothing was sent.");
-    return ExitStatus::done;
-}
-
 ExitStatus runCommand(Invocation& invocation) {
     try {
         return invocation.command.run(invocation);
-    } catch (const DryRunReached& reached) {
-        return showDryRun(invocation.output, reached.request);
     } catch (const std::exception& error) {
         ErrorReport report = reportOf(error);
         // A key is not wrong because this machine's clock is.
-        if (invocation.composition.rememberWhatWasLearnt() && report.status == ExitStatus::noCredentials)
+        if (invocation.application.learnFromAnswers() && report.status == ExitStatus::noCredentials)
             report.hint =
                 "This machine's clock is off; that is corrected from now on. Run the command again.";
         return fail(invocation.output, report);
@@ -138,11 +123,11 @@ ExitStatus runParsed(const ParsedLine& line, const GlobalOptions& global, Output
     if (global.dryRun && std::ranges::find(command.heeds, "--dry-run") == command.heeds.end())
         return fail(output, {ExitStatus::usage, fmt::format("\"{}\" has no dry run", command.name), {}});
     const CommandLog log(global, surroundings.streams);
-    Composition composition(global, surroundings, output);
-    Invocation invocation{command, line.arguments, global, surroundings, output, composition};
+    Application application(applicationOptionsOf(global, surroundings, output));
+    Invocation invocation{command, line.arguments, global, surroundings, output, application};
     const ExitStatus status = runCommand(invocation);
-    composition.rememberWhatWasLearnt();
-    if (global.verbose) noteQuota(output, composition);
+    application.learnFromAnswers();
+    if (global.verbose) noteQuota(output, application);
     return status;
 }
 

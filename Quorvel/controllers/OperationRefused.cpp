@@ -1,5 +1,7 @@
 #include "Quorvel/controllers/OperationRefused.h"
 
+#include "Core/ai/translation/Translation.h"
+
 #include <utility>
 
 namespace quorvel {
@@ -24,6 +26,16 @@ std::string_view textOf(Refusal refusal) {
         return "Nothing selected to push.";
     case Refusal::noPendingChanges:
         return "No pending changes — local matches the last-pulled ASC snapshot.";
+    case Refusal::screenshotsNotPulled:
+        return "The screenshots have not been pulled.";
+    case Refusal::stalePlan:
+        return "Something changed since this was planned. Plan it again.";
+    case Refusal::sourceIsTarget:
+        return "There is no locale to translate into.";
+    case Refusal::noTargetLocales:
+        return noTargetLocalesText;
+    case Refusal::noBaseKeywords:
+        return "There are no keywords to start from.";
     }
     return {};
 }

@@ -19,6 +19,11 @@ enum class Refusal {
     readOnlyContext,
     nothingSelected,
     noPendingChanges,
+    screenshotsNotPulled,
+    stalePlan,      // what it is of has changed since it was made
+    sourceIsTarget, // only the source locale is to be translated
+    noTargetLocales,
+    noBaseKeywords, // of the English locales
 };
 
 template <>
@@ -33,6 +38,11 @@ struct RawValues<Refusal> {
         {Refusal::readOnlyContext, "readOnlyContext"},
         {Refusal::nothingSelected, "nothingSelected"},
         {Refusal::noPendingChanges, "noPendingChanges"},
+        {Refusal::screenshotsNotPulled, "screenshotsNotPulled"},
+        {Refusal::stalePlan, "stalePlan"},
+        {Refusal::sourceIsTarget, "sourceIsTarget"},
+        {Refusal::noTargetLocales, "noTargetLocales"},
+        {Refusal::noBaseKeywords, "noBaseKeywords"},
     };
 };
 

@@ -2,6 +2,20 @@
 
 namespace quorvel {
 
+std::shared_ptr<AppSession> makeAppSession(AppAccess::Parts parts, std::shared_ptr<OperationGate> gate) {
+    const AppAccess access(std::move(parts));
+    auto session = std::make_shared<AppSession>();
+    session->gate = std::move(gate);
+    session->metadata = std::make_shared<MetadataController>(access, session->gate);
+    session->screenshots = std::make_shared<ScreenshotsController>(access, session->gate);
+    session->translation = std::make_shared<TranslationController>(access, session->metadata);
+    return session;
+}
+
+std::string sessionKey(std::string_view appID, const std::optional<MetadataFolder>& folder) {
+    return std::string(appID) + (folder ? "\n" + folder->rootURL.native() : "");
+}
+
 AppSessionStore::AppSessionStore(Factory factory) : factory_(std::move(factory)) {}
 
 std::shared_ptr<AppSession> AppSessionStore::session(std::string_view appID) {
@@ -29,12 +43,14 @@ std::shared_ptr<AppSession> AppSessionStore::session(std::string_view appID) {
 }
 
 void AppSessionStore::forget(std::string_view appID) {
-    std::shared_ptr<const Making> forgotten; // goes after the lock: a controller ends its work first
+    // They go after the lock: a controller ends its work first.
+    std::vector<std::shared_ptr<const Making>> forgotten;
     const std::lock_guard lock(mutex_);
-    if (const auto entry = sessions_.find(appID); entry != sessions_.end()) {
-        forgotten = std::move(entry->second);
-        sessions_.erase(entry);
-    }
+    std::erase_if(sessions_, [&](auto& entry) {
+        if (entry.first != appID && !entry.first.starts_with(std::string(appID) + "\n")) return false;
+        forgotten.push_back(std::move(entry.second));
+        return true;
+    });
 }
 
 } // namespace quorvel

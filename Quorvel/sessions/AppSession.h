@@ -1,7 +1,9 @@
 // What the application keeps of an open app until it quits.
 #pragma once
 
-#include "Quorvel/controllers/MetadataController.h"
+#include "Quorvel/controllers/metadata/MetadataController.h"
+#include "Quorvel/controllers/screenshots/ScreenshotsController.h"
+#include "Quorvel/controllers/translation/TranslationController.h"
 
 #include <functional>
 #include <future>
@@ -19,11 +21,20 @@ enum class AppTab { metadata, screenshots, build, testFlight, revenue, keywords,
 /// The controllers of one open app, made once and then kept, so that switching between apps keeps each app's
 /// pulled state, running work and chosen tab.
 struct AppSession {
+    std::shared_ptr<OperationGate> gate; // one operation at a time for all of them
     std::shared_ptr<MetadataController> metadata;
+    std::shared_ptr<ScreenshotsController> screenshots;
+    std::shared_ptr<TranslationController> translation;
     AppTab selectedTab = AppTab::metadata;
 };
 
-/// App (id of its record) → session. Thread-safe.
+[[nodiscard]] std::shared_ptr<AppSession> makeAppSession(AppAccess::Parts parts,
+                                                         std::shared_ptr<OperationGate> gate);
+
+/// The key of a session of an app over a folder that was named for once.
+[[nodiscard]] std::string sessionKey(std::string_view appID, const std::optional<MetadataFolder>& folder);
+
+/// App (id of its record, or `sessionKey`) → session. Thread-safe.
 class AppSessionStore {
   public:
     /// Makes the session of an app; may ask for other apps' sessions, not for the one that it makes.
@@ -34,7 +45,7 @@ class AppSessionStore {
     /// The app's session, made when it is first asked for; who asks meanwhile waits for it. Throws what the
     /// factory throws, and the next who asks tries again.
     [[nodiscard]] std::shared_ptr<AppSession> session(std::string_view appID);
-    /// Forgets the session of an app that was removed; those who have it keep it.
+    /// Forgets the sessions of an app that was removed; those who have one keep it.
     void forget(std::string_view appID);
 
   private:

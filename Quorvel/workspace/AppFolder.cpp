@@ -69,9 +69,7 @@ void requireFree(const ManagedApp& app, const MetadataFolder& folder, const Home
                  const AppRecords& apps) {
     const Path path = resolved(folder.rootURL);
     const auto refuse = [&](std::string_view problem) {
-        throw MetadataError(fmt::format("{}: {}. Name a folder of this app's own.",
-                                        escapeControls(folder.rootURL.native()), problem),
-                            {folder.rootURL, {}, {}}, "FOLDER_IN_USE");
+        throw MetadataError::folderInUse(folder.rootURL, problem);
     };
     if (holds(path, resolved(home.root))) refuse("holds your home folder, not only the texts of one app");
     for (const ManagedApp& other : apps.all()) {
@@ -84,6 +82,18 @@ void requireFree(const ManagedApp& app, const MetadataFolder& folder, const Home
         if (holds(path, *taken))
             refuse(fmt::format("holds the metadata folder of {}, {}", name, escapeControls(taken->native())));
     }
+}
+
+// What was pulled in the older layout has its copies beside it.
+bool wasPulled(const MetadataFolder& folder) {
+    return std::ranges::any_of(allPlatforms, [&](ASCPlatform platform) {
+        return isFolder({folder.platformFolder(platform).textsFolder(TextSide::pulled)});
+    });
+}
+
+void logLines(const OlderLayoutReport& report) {
+    for (const std::string& line : report.lines())
+        logger().warningOnce(line);
 }
 
 } // namespace
@@ -116,21 +126,16 @@ std::optional<ManagedApp> otherAppIn(const MetadataFolder& folder, const Managed
     return std::nullopt;
 }
 
-bool lacksItsCopies(const MetadataStore& store) {
-    return store.localesOnDisk(TextSide::pulled).empty() && !store.localesOnDisk().empty();
+bool holdsOlderLayout(const MetadataFolder& folder) {
+    return wasPulled(folder) && !findOlderLayout(folder).moved.empty();
 }
 
-CarriedTree carryOverPulledTree(const MetadataFolder& folder, DryRun dryRun) {
-    // Those that were pulled have their copies beside them.
-    const bool wasPulled = std::ranges::any_of(RawValues<ASCPlatform>::values, [&](const auto& platform) {
-        return isFolder({folder.platformFolder(platform.first).textsFolder(TextSide::pulled)});
-    });
-    if (!wasPulled) return {folder, {}};
-    CarriedTree tree = dryRun == DryRun::yes ? readOlderLayoutInPlace(folder)
-                                             : CarriedTree{folder, carryOverOlderLayout(folder)};
-    for (const std::string& line : tree.report.lines())
-        logger().warningOnce(line);
-    return tree;
+void carryOverPulledTree(const MetadataFolder& folder) {
+    if (wasPulled(folder)) logLines(carryOverOlderLayout(folder));
+}
+
+void tellOlderLayout(const MetadataFolder& folder) {
+    if (wasPulled(folder)) logLines(findOlderLayout(folder));
 }
 
 ManagedApp keepAppFolder(const ManagedApp& app, const MetadataFolder& folder, const AppRecords& apps) {

@@ -2,6 +2,7 @@
 #pragma once
 
 #include "Core/metadata/DryRun.h"
+#include "Core/metadata/FolderLock.h"
 #include "Core/metadata/MetadataFolder.h"
 #include "Core/metadata/MetadataStore.h"
 #include "Core/metadata/OlderLayout.h"
@@ -29,12 +30,15 @@ ManagedApp keepAppFolder(const ManagedApp& app, const MetadataFolder& folder, co
 [[nodiscard]] std::optional<ManagedApp> otherAppIn(const MetadataFolder& folder, const ManagedApp& app,
                                                    const Home& home, const AppRecords& apps);
 
-/// Whether a context's tree has texts, but nothing that was pulled to compare them with.
-[[nodiscard]] bool lacksItsCopies(const MetadataStore& store);
+/// Whether the folder holds a tree of the older layout that was pulled: locale folders that the folder
+/// happens to hold, of another tool perhaps, are not ours to move.
+[[nodiscard]] bool holdsOlderLayout(const MetadataFolder& folder);
 
-/// Carries a tree of the older layout over, if it was pulled, and tells in the log what became of it: locale
-/// folders that the folder happens to hold, of another tool perhaps, are not ours to move. A fixture writes
-/// nothing, see `readOlderLayoutInPlace`. Throws `FileError`.
-[[nodiscard]] CarriedTree carryOverPulledTree(const MetadataFolder& folder, DryRun dryRun);
+/// Carries a tree of the older layout over, if it was pulled, and logs what became of it. The caller holds
+/// the folder's lock. Throws `FileError`.
+void carryOverPulledTree(const MetadataFolder& folder);
+
+/// Logs which folders of the older layout stay where they are, and why.
+void tellOlderLayout(const MetadataFolder& folder);
 
 } // namespace quorvel

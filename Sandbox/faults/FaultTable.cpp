@@ -4,7 +4,8 @@
 
 #include <algorithm>
 #include <array>
-#include <charconv>
+#include <locale>
+#include <sstream>
 #include <stdexcept>
 
 namespace quorvel::sandbox {
@@ -37,8 +38,9 @@ bool pathMatches(std::string_view pattern, std::string_view path) {
 template <typename Number>
 Number readNumber(std::string_view text, std::string_view what) {
     Number number{};
-    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
-    if (error != std::errc() || end != text.data() + text.size())
+    std::istringstream input{std::string(text)};
+    input.imbue(std::locale::classic());
+    if (!(input >> std::noskipws >> number) || input.peek() != std::istringstream::traits_type::eof())
         throw std::invalid_argument(fmt::format("The {} \"{}\" of the fault is no number.", what, text));
     return number;
 }
@@ -62,10 +64,10 @@ void readEffect(std::string_view text, Fault& fault) {
 Fault parseFault(std::string_view text) {
     const auto parts = split(text, ':');
     if (parts.size() < 2 || parts.size() > 4 || parts[0].empty())
-        throw std::invalid_argument(fmt::format(
-            "\"{}\" is no fault: it must read ROUTE:STATUS_OR_ACTION[:PROBABILITY[:COUNT]], such as "
-            "\"GET /v1/apps:503:0.2\".",
-            text));
+        throw std::invalid_argument(
+            fmt::format("\"{}\" is no fault: it must read ROUTE:STATUS_OR_ACTION[:PROBABILITY[:COUNT]], "
+                        "such as \"GET /v1/apps:503:0.2\".",
+                        text));
     Fault fault;
     fault.route = parts[0];
     readEffect(parts[1], fault);
@@ -77,10 +79,9 @@ Fault parseFault(std::string_view text) {
 
 void validate(const Fault& fault) {
     if (fault.route != "*" && fault.route.find('/') == std::string::npos)
-        throw std::invalid_argument(
-            fmt::format("The route \"{}\" of the fault is neither \"*\" nor a method and a path, such as "
-                        "\"GET /v1/apps\".",
-                        fault.route));
+        throw std::invalid_argument(fmt::format("The route \"{}\" of the fault is neither \"*\" "
+                                                "nor a method and a path, such as \"GET /v1/apps\".",
+                                                fault.route));
     if (fault.status && (*fault.status < 400 || *fault.status > 599))
         throw std::invalid_argument(fmt::format(
             "The status {} of the fault is no failure: it must be from 400 to 599.", *fault.status));

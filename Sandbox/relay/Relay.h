@@ -3,7 +3,7 @@
 
 #include "Platform/time/Date.h"
 #include "Sandbox/SandboxServer.h"
-#include "Sandbox/relay/StandInModel.h"
+#include "Sandbox/relay/RelayModel.h"
 #include "Sandbox/server/HTTPServer.h"
 
 #include <mutex>
@@ -45,7 +45,7 @@ class Relay {
 
     const std::string secret_;
     mutable std::mutex mutex_; // guards all below
-    StandInModel model_;
+    RelayModel model_;
     RelayAccount account_;
     std::set<std::string> delivered_; // digests of the bodies that were answered
 };

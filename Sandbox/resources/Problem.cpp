@@ -59,8 +59,8 @@ Problem problemOfStatus(int status) {
         return stateConflict("The request conflicts with a change that is under way.");
     case 429:
         return {429, "RATE_LIMIT_EXCEEDED", "The request rate limit has been reached.",
-                "We've received too many requests for this API. Please wait and try again or slow down your "
-                "request rate."};
+                "We've received too many requests for this API. "
+                "Please wait and try again or slow down your request rate."};
     case 503:
         return {503, "SERVICE_UNAVAILABLE", "The service is temporarily unavailable.",
                 "The service is not available at the moment. Try again later."};
@@ -71,11 +71,10 @@ Problem problemOfStatus(int status) {
 }
 
 Problem notAuthorized() {
-    return {
-        401, "NOT_AUTHORIZED", "Authentication credentials are missing or invalid.",
-        "Provide a properly configured and signed bearer token, and make sure that it has not expired. Learn "
-        "more about Generating Tokens for API Requests "
-        "https://developer.apple.com/go/?id=api-generating-tokens"};
+    return {401, "NOT_AUTHORIZED", "Authentication credentials are missing or invalid.",
+            "Provide a properly configured and signed bearer token, and make sure that it has not expired. "
+            "Learn more about Generating Tokens for API Requests "
+            "https://developer.apple.com/go/?id=api-generating-tokens"};
 }
 
 Problem forbidden() {

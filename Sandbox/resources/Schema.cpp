@@ -58,7 +58,7 @@ constexpr Relation relations[] = {
     {"reviewSubmissions", "items", "reviewSubmissionItems", Reach::children},
 };
 
-constexpr Attribute appInfoLocalization[] = {
+constexpr Attribute appInfoLocalizationFields[] = {
     {.name = "locale", .kind = Kind::locale, .use = Use::identifying},
     {.name = "name", .use = Use::required, .limit = 30, .minimum = 2},
     {.name = "subtitle", .limit = 30},
@@ -66,7 +66,7 @@ constexpr Attribute appInfoLocalization[] = {
     {.name = "privacyChoicesUrl", .kind = Kind::url},
     {.name = "privacyPolicyText"},
 };
-constexpr Attribute version[] = {
+constexpr Attribute versionFields[] = {
     {.name = "platform", .kind = Kind::choice, .use = Use::identifying, .choices = choices::platforms},
     {.name = "versionString", .use = Use::required, .limit = 18, .minimum = 1},
     {.name = "copyright", .limit = 200},
@@ -76,7 +76,7 @@ constexpr Attribute version[] = {
     {.name = "usesIdfa", .kind = Kind::boolean},
     {.name = "downloadable", .kind = Kind::boolean, .use = Use::updateOnly},
 };
-constexpr Attribute versionLocalization[] = {
+constexpr Attribute versionLocalizationFields[] = {
     {.name = "locale", .kind = Kind::locale, .use = Use::identifying},
     {.name = "description", .limit = 4000},
     {.name = "keywords", .limit = 100},
@@ -85,38 +85,38 @@ constexpr Attribute versionLocalization[] = {
     {.name = "supportUrl", .kind = Kind::url},
     {.name = "whatsNew", .limit = 4000},
 };
-constexpr Attribute phasedRelease[] = {
+constexpr Attribute phasedReleaseFields[] = {
     {.name = "phasedReleaseState", .kind = Kind::choice, .choices = choices::phasedReleaseStates},
 };
-constexpr Attribute buildAttributes[] = {
+constexpr Attribute buildFields[] = {
     {.name = "expired", .kind = Kind::boolean, .use = Use::updateOnly},
     {.name = "usesNonExemptEncryption", .kind = Kind::boolean, .use = Use::updateOnly},
 };
-constexpr Attribute betaBuildLocalization[] = {
+constexpr Attribute betaBuildLocalizationFields[] = {
     {.name = "locale", .kind = Kind::locale, .use = Use::identifying},
     {.name = "whatsNew", .limit = 4000},
 };
-constexpr Attribute screenshotSet[] = {
+constexpr Attribute screenshotSetFields[] = {
     {.name = "screenshotDisplayType",
      .kind = Kind::choice,
      .use = Use::identifying,
      .choices = choices::displayTypes},
 };
-constexpr Attribute screenshot[] = {
+constexpr Attribute screenshotFields[] = {
     {.name = "fileName", .use = Use::identifying, .limit = 255, .minimum = 1},
     {.name = "fileSize", .kind = Kind::integer, .use = Use::identifying},
     {.name = "uploaded", .kind = Kind::boolean, .use = Use::updateOnly},
     {.name = "sourceFileChecksum", .use = Use::updateOnly},
 };
-constexpr Attribute submission[] = {
+constexpr Attribute submissionFields[] = {
     {.name = "platform", .kind = Kind::choice, .choices = choices::platforms},
     {.name = "submitted", .kind = Kind::boolean, .use = Use::updateOnly},
     {.name = "canceled", .kind = Kind::boolean, .use = Use::updateOnly},
 };
-constexpr Attribute reviewResponse[] = {
+constexpr Attribute reviewResponseFields[] = {
     {.name = "responseBody", .use = Use::identifying, .limit = 5970, .minimum = 1},
 };
-constexpr Attribute analyticsRequest[] = {
+constexpr Attribute analyticsRequestFields[] = {
     {.name = "accessType", .kind = Kind::choice, .use = Use::identifying, .choices = choices::accessTypes},
 };
 
@@ -125,17 +125,17 @@ struct Written {
     std::span<const Attribute> attributes;
 };
 constexpr Written written[] = {
-    {"appInfoLocalizations", appInfoLocalization},
-    {"appStoreVersions", version},
-    {"appStoreVersionLocalizations", versionLocalization},
-    {"appStoreVersionPhasedReleases", phasedRelease},
-    {"builds", buildAttributes},
-    {"betaBuildLocalizations", betaBuildLocalization},
-    {"appScreenshotSets", screenshotSet},
-    {"appScreenshots", screenshot},
-    {"reviewSubmissions", submission},
-    {"customerReviewResponses", reviewResponse},
-    {"analyticsReportRequests", analyticsRequest},
+    {"appInfoLocalizations", appInfoLocalizationFields},
+    {"appStoreVersions", versionFields},
+    {"appStoreVersionLocalizations", versionLocalizationFields},
+    {"appStoreVersionPhasedReleases", phasedReleaseFields},
+    {"builds", buildFields},
+    {"betaBuildLocalizations", betaBuildLocalizationFields},
+    {"appScreenshotSets", screenshotSetFields},
+    {"appScreenshots", screenshotFields},
+    {"reviewSubmissions", submissionFields},
+    {"customerReviewResponses", reviewResponseFields},
+    {"analyticsReportRequests", analyticsRequestFields},
 };
 
 // The languages that joined last are seen with and without a region; both are taken.

@@ -18,8 +18,6 @@ void requireTestable(const Resource& build) {
         throw Refusal(invalidState(build.type, build.id, "The build is missing its export compliance."));
 }
 
-} // namespace
-
 Answer updateBuild(World&, const Change& change) {
     Resource& build = *change.target;
     const JSONValue* encryption = change.given("usesNonExemptEncryption");
@@ -91,6 +89,31 @@ Answer submitForBetaReview(World& world, const Change& change) {
                                            {{"build", build.id}});
     world.after(event::betaReview, event::betaApproved, made.id);
     return {.status = 201, .resource = &made};
+}
+
+constexpr RelationRule ofBuild[] = {{"build", "builds"}};
+
+constexpr WriteOperation buildRows[] = {
+    {"PATCH", "/v1/builds/{id}", Form::update, "builds", updateBuild},
+    {"POST",
+     "/v1/betaGroups/{id}/relationships/builds",
+     Form::linkMany,
+     "builds",
+     addBuildsToGroup,
+     {},
+     "betaGroups"},
+    {"POST", "/v1/betaBuildLocalizations", Form::create, "betaBuildLocalizations",
+     createBetaBuildLocalization, ofBuild},
+    {"PATCH", "/v1/betaBuildLocalizations/{id}", Form::update, "betaBuildLocalizations",
+     updateBetaBuildLocalization},
+    {"POST", "/v1/betaAppReviewSubmissions", Form::create, "betaAppReviewSubmissions", submitForBetaReview,
+     ofBuild},
+};
+
+} // namespace
+
+std::span<const WriteOperation> buildOperations() {
+    return buildRows;
 }
 
 } // namespace quorvel::sandbox

@@ -62,24 +62,26 @@ void checkTexts(const World& world, const Resource& version, std::string_view pr
                              {.status = 409,
                               .code = "STATE_ERROR.SCREENSHOT_REQUIRED",
                               .title = "App screenshot missing.",
-                              .detail = fmt::format("A screenshot for the primary locale {} is required but "
-                                                    "was not provided",
-                                                    primaryLocale)});
+                              .detail = fmt::format(
+                                  "A screenshot for the primary locale {} is required but was not provided",
+                                  primaryLocale)});
     }
     if (!primary)
-        shortcomings.add(version, invalidRelationship("appStoreVersionLocalizations",
-                                                      fmt::format("The localization of the primary locale {} "
-                                                                  "is missing.",
-                                                                  primaryLocale)));
+        shortcomings.add(
+            version, invalidRelationship("appStoreVersionLocalizations",
+                                         fmt::format("The localization of the primary locale {} is missing.",
+                                                     primaryLocale)));
 }
 
 void checkReviewDetail(const World& world, const Resource& version, Shortcomings& shortcomings) {
     const Resource* detail = world.store.child(version.id, "appStoreReviewDetails");
     if (!detail) {
-        shortcomings.add(version, invalidRelationship("appStoreReviewDetail",
-                                                      fmt::format("The appStoreReviewDetail associated with "
-                                                                  "appStoreVersions {} was not found.",
-                                                                  version.id)));
+        shortcomings.add(
+            version,
+            invalidRelationship(
+                "appStoreReviewDetail",
+                fmt::format("The appStoreReviewDetail associated with appStoreVersions {} was not found.",
+                            version.id)));
         return;
     }
     for (const std::string_view attribute :

@@ -7,6 +7,7 @@
 #include <fmt/format.h>
 
 namespace quorvel::sandbox {
+namespace {
 
 Answer createReviewResponse(World& world, const Change& change) {
     const Resource& review = change.relation("review");
@@ -37,6 +38,22 @@ Answer createAnalyticsRequest(World& world, const Change& change) {
                         {{"app", app.id}});
     world.after(event::day, event::reportsReady, made.id);
     return {.status = 201, .resource = &made};
+}
+
+constexpr RelationRule toReview[] = {{"review", "customerReviews"}};
+constexpr RelationRule toReportedApp[] = {{"app", "apps"}};
+
+constexpr WriteOperation customerRows[] = {
+    {"POST", "/v1/customerReviewResponses", Form::create, "customerReviewResponses", createReviewResponse,
+     toReview},
+    {"POST", "/v1/analyticsReportRequests", Form::create, "analyticsReportRequests", createAnalyticsRequest,
+     toReportedApp},
+};
+
+} // namespace
+
+std::span<const WriteOperation> customerOperations() {
+    return customerRows;
 }
 
 } // namespace quorvel::sandbox

@@ -44,8 +44,6 @@ const Resource& editableInfo(const World& world, const Resource& localization) {
     return info;
 }
 
-} // namespace
-
 Answer createVersionLocalization(World& world, const Change& change) {
     const Resource& version = change.relation("appStoreVersion");
     requireEditable(version, version.type, version.id);
@@ -104,6 +102,34 @@ Answer updateAppInfo(World& world, const Change& change) {
     for (const auto& [name, id] : change.foreign)
         world.store.link(info, name, id);
     return {.resource = &info};
+}
+
+constexpr RelationRule ofVersion[] = {{"appStoreVersion", "appStoreVersions"}};
+constexpr RelationRule ofAppInfo[] = {{"appInfo", "appInfos"}};
+constexpr RelationRule toCategories[] = {
+    {"primaryCategory", "appCategories", RelationRule::Need::foreign},
+    {"primarySubcategoryOne", "appCategories", RelationRule::Need::foreign},
+    {"primarySubcategoryTwo", "appCategories", RelationRule::Need::foreign},
+    {"secondaryCategory", "appCategories", RelationRule::Need::foreign},
+    {"secondarySubcategoryOne", "appCategories", RelationRule::Need::foreign},
+    {"secondarySubcategoryTwo", "appCategories", RelationRule::Need::foreign}};
+
+constexpr WriteOperation localizationRows[] = {
+    {"POST", "/v1/appStoreVersionLocalizations", Form::create, "appStoreVersionLocalizations",
+     createVersionLocalization, ofVersion},
+    {"PATCH", "/v1/appStoreVersionLocalizations/{id}", Form::update, "appStoreVersionLocalizations",
+     updateVersionLocalization},
+    {"POST", "/v1/appInfoLocalizations", Form::create, "appInfoLocalizations", createAppInfoLocalization,
+     ofAppInfo},
+    {"PATCH", "/v1/appInfoLocalizations/{id}", Form::update, "appInfoLocalizations",
+     updateAppInfoLocalization},
+    {"PATCH", "/v1/appInfos/{id}", Form::update, "appInfos", updateAppInfo, toCategories},
+};
+
+} // namespace
+
+std::span<const WriteOperation> localizationOperations() {
+    return localizationRows;
 }
 
 } // namespace quorvel::sandbox

@@ -49,8 +49,8 @@ struct WriteOperation {
     std::string_view pattern; // "{id}" stands for an id
     Form form;
     std::string_view type; // of the resource that is written; of the linked ones for relationships
-    std::span<const RelationRule> relations;
     Rule rule;
+    std::span<const RelationRule> relations = {};
     std::string_view owner = {}; // of a relationship
 };
 

@@ -152,116 +152,20 @@ constexpr ReadOperation reads[] = {
      .type = "analyticsReportSegments"},
 };
 
-using enum RelationRule::Need;
-constexpr RelationRule toApp[] = {{"app", "apps"}};
-constexpr RelationRule toAppAndBuild[] = {{"app", "apps"}, {"build", "builds", optional}};
-constexpr RelationRule toOptionalBuild[] = {{"build", "builds", optional}};
-constexpr RelationRule toVersion[] = {{"appStoreVersion", "appStoreVersions"}};
-constexpr RelationRule toAppInfo[] = {{"appInfo", "appInfos"}};
-constexpr RelationRule toVersionLocalization[] = {
-    {"appStoreVersionLocalization", "appStoreVersionLocalizations"}};
-constexpr RelationRule toSet[] = {{"appScreenshotSet", "appScreenshotSets"}};
-constexpr RelationRule toBuild[] = {{"build", "builds"}};
-constexpr RelationRule toReview[] = {{"review", "customerReviews"}};
-constexpr RelationRule toSubmission[] = {{"reviewSubmission", "reviewSubmissions"},
-                                         {"appStoreVersion", "appStoreVersions", optional}};
-constexpr RelationRule toCategories[] = {{"primaryCategory", "appCategories", foreign},
-                                         {"primarySubcategoryOne", "appCategories", foreign},
-                                         {"primarySubcategoryTwo", "appCategories", foreign},
-                                         {"secondaryCategory", "appCategories", foreign},
-                                         {"secondarySubcategoryOne", "appCategories", foreign},
-                                         {"secondarySubcategoryTwo", "appCategories", foreign}};
-
-constexpr WriteOperation writes[] = {
-    {"POST", "/v1/appStoreVersions", Form::create, "appStoreVersions", toAppAndBuild, createVersion},
-    {"PATCH", "/v1/appStoreVersions/{id}", Form::update, "appStoreVersions", toOptionalBuild, updateVersion},
-    {"PATCH",
-     "/v1/appStoreVersions/{id}/relationships/build",
-     Form::linkOne,
-     "builds",
-     {},
-     attachBuild,
-     "appStoreVersions"},
-    {"POST", "/v1/appStoreVersionLocalizations", Form::create, "appStoreVersionLocalizations", toVersion,
-     createVersionLocalization},
-    {"PATCH",
-     "/v1/appStoreVersionLocalizations/{id}",
-     Form::update,
-     "appStoreVersionLocalizations",
-     {},
-     updateVersionLocalization},
-    {"POST", "/v1/appInfoLocalizations", Form::create, "appInfoLocalizations", toAppInfo,
-     createAppInfoLocalization},
-    {"PATCH",
-     "/v1/appInfoLocalizations/{id}",
-     Form::update,
-     "appInfoLocalizations",
-     {},
-     updateAppInfoLocalization},
-    {"PATCH", "/v1/appInfos/{id}", Form::update, "appInfos", toCategories, updateAppInfo},
-    {"PATCH", "/v1/builds/{id}", Form::update, "builds", {}, updateBuild},
-    {"POST", "/v1/appScreenshotSets", Form::create, "appScreenshotSets", toVersionLocalization,
-     createScreenshotSet},
-    {"POST", "/v1/appScreenshots", Form::create, "appScreenshots", toSet, reserveScreenshot},
-    {"PATCH", "/v1/appScreenshots/{id}", Form::update, "appScreenshots", {}, commitScreenshot},
-    {"DELETE", "/v1/appScreenshots/{id}", Form::remove, "appScreenshots", {}, deleteScreenshot},
-    {"PATCH",
-     "/v1/appScreenshotSets/{id}/relationships/appScreenshots",
-     Form::linkMany,
-     "appScreenshots",
-     {},
-     reorderScreenshots,
-     "appScreenshotSets"},
-    {"POST", "/v1/reviewSubmissions", Form::create, "reviewSubmissions", toApp, createSubmission},
-    {"POST", "/v1/reviewSubmissionItems", Form::create, "reviewSubmissionItems", toSubmission,
-     addSubmissionItem},
-    {"PATCH", "/v1/reviewSubmissions/{id}", Form::update, "reviewSubmissions", {}, updateSubmission},
-    {"POST", "/v1/appStoreVersionReleaseRequests", Form::create, "appStoreVersionReleaseRequests", toVersion,
-     requestRelease},
-    {"POST", "/v1/appStoreVersionPhasedReleases", Form::create, "appStoreVersionPhasedReleases", toVersion,
-     createPhasedRelease},
-    {"PATCH",
-     "/v1/appStoreVersionPhasedReleases/{id}",
-     Form::update,
-     "appStoreVersionPhasedReleases",
-     {},
-     updatePhasedRelease},
-    {"DELETE",
-     "/v1/appStoreVersionPhasedReleases/{id}",
-     Form::remove,
-     "appStoreVersionPhasedReleases",
-     {},
-     deletePhasedRelease},
-    {"POST", "/v1/customerReviewResponses", Form::create, "customerReviewResponses", toReview,
-     createReviewResponse},
-    {"POST", "/v1/analyticsReportRequests", Form::create, "analyticsReportRequests", toApp,
-     createAnalyticsRequest},
-    {"POST",
-     "/v1/betaGroups/{id}/relationships/builds",
-     Form::linkMany,
-     "builds",
-     {},
-     addBuildsToGroup,
-     "betaGroups"},
-    {"POST", "/v1/betaBuildLocalizations", Form::create, "betaBuildLocalizations", toBuild,
-     createBetaBuildLocalization},
-    {"PATCH",
-     "/v1/betaBuildLocalizations/{id}",
-     Form::update,
-     "betaBuildLocalizations",
-     {},
-     updateBetaBuildLocalization},
-    {"POST", "/v1/betaAppReviewSubmissions", Form::create, "betaAppReviewSubmissions", toBuild,
-     submitForBetaReview},
-};
-
 } // namespace
 
 std::span<const ReadOperation> readOperations() {
     return reads;
 }
 std::span<const WriteOperation> writeOperations() {
-    return writes;
+    static const std::vector<WriteOperation> all = [] {
+        std::vector<WriteOperation> joined;
+        for (const auto part : {versionOperations(), localizationOperations(), screenshotOperations(),
+                                submissionOperations(), buildOperations(), customerOperations()})
+            joined.insert(joined.end(), part.begin(), part.end());
+        return joined;
+    }();
+    return all;
 }
 
 } // namespace quorvel::sandbox

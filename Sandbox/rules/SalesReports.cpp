@@ -74,13 +74,12 @@ struct Row {
 void append(std::string& table, const Row& row, const Market& market, int day) {
     const std::string date = reportDate(day);
     const bool paid = row.price > 0;
-    table += fmt::format("APPLE\tUS\t{}\tFernhollow "
-                         "Studio\t{}\t{}\t{}\t{}\t{:.2f}\t{}\t{}\t{}\t{}\t{}\t{}\t{:.2f}\t \t{}\t \t "
-                         "\tProductivity\t\t{}\t{}\t \t \t \t \n",
-                         row.sku, row.title, row.version, row.kind, row.units, row.proceeds, date, date,
-                         market.customerCurrency, market.country,
-                         paid ? market.proceedsCurrency : std::string_view(" "), row.appleID, row.price,
-                         row.parent, row.device, row.platform);
+    table += fmt::format(
+        "APPLE\tUS\t{}\tFernhollow Studio\t{}\t{}\t{}\t{}\t{:.2f}\t{}\t{}\t{}\t{}\t{}\t{}\t{:.2f}\t \t{}\t "
+        "\t \tProductivity\t\t{}\t{}\t \t \t \t \n",
+        row.sku, row.title, row.version, row.kind, row.units, row.proceeds, date, date,
+        market.customerCurrency, market.country, paid ? market.proceedsCurrency : std::string_view(" "),
+        row.appleID, row.price, row.parent, row.device, row.platform);
 }
 
 void appendApp(std::string& table, const World& world, const Resource& app, std::size_t index, int day) {
@@ -135,8 +134,8 @@ int requestedDay(const World& world, const Request& request) {
     const auto date = parseISO8601(*text + "T00:00:00Z");
     if (!date || text->size() != 10)
         throw Refusal(invalidParameter("filter[reportDate]",
-                                       "The report date parameter you have specified is invalid. A daily "
-                                       "report is asked for as YYYY-MM-DD."));
+                                       "The report date parameter you have specified is invalid. "
+                                       "A daily report is asked for as YYYY-MM-DD."));
     return dayNumber(*date);
 }
 
@@ -156,16 +155,15 @@ void checkParameters(const World& world, const Request& request) {
     const std::string type =
         requiredParameter(request, "reportType",
                           "SALES|PRE_ORDER|NEWSSTAND|SUBSCRIPTION|SUBSCRIPTION_EVENT|SUBSCRIBER|"
-                          "SUBSCRIPTION_OFFER_CODE_REDEMPTION|INSTALLS|FIRST_ANNUAL|"
-                          "WIN_BACK_ELIGIBILITY");
+                          "SUBSCRIPTION_OFFER_CODE_REDEMPTION|INSTALLS|FIRST_ANNUAL|WIN_BACK_ELIGIBILITY");
     const std::string subType = requiredParameter(
         request, "reportSubType", "SUMMARY|DETAILED|SUMMARY_INSTALL_TYPE|SUMMARY_TERRITORY|SUMMARY_CHANNEL");
     const std::string frequency = requiredParameter(request, "frequency", "DAILY|WEEKLY|MONTHLY|YEARLY");
     const std::string version = request.parameter("filter[version]").value_or("1_0");
     if (version != "1_0")
-        throw Refusal(invalidParameter(
-            "filter[version]", "The version parameter you have specified is invalid. The latest version "
-                               "for this report is 1_0."));
+        throw Refusal(invalidParameter("filter[version]",
+                                       "The version parameter you have specified is invalid. "
+                                       "The latest version for this report is 1_0."));
     if (vendor != world.vendorNumber) throw Refusal(problemOfStatus(500));
     if (type != "SALES" || subType != "SUMMARY" || frequency != "DAILY")
         throw Refusal(noReport("There were no sales for the date specified."));
@@ -197,8 +195,8 @@ Answer salesReport(const World& world, const Request& request) {
     if (day >= dayNumber(world.now()))
         throw Refusal(
             noReport("Report is not available yet. Daily reports for the Americas are available by 5 am "
-                     "Pacific Time; Japan, Australia, and New Zealand by 5 am Japan Standard Time; and "
-                     "5 am Central European Time for all other territories."));
+                     "Pacific Time; Japan, Australia, and New Zealand by 5 am Japan Standard Time; "
+                     "and 5 am Central European Time for all other territories."));
     if (world.firstSalesDay == 0 || day < static_cast<int>(world.firstSalesDay))
         throw Refusal(noReport("There were no sales for the date specified."));
     return {.bytes = gzip(salesTable(world, day)), .contentType = "application/a-gzip"};

@@ -64,17 +64,6 @@ void setFailed(Resource& screenshot, std::string_view code, std::string_view des
         deliveryState("FAILED", {JSONValue::object({{"code", code}, {"description", description}})}));
 }
 
-} // namespace
-
-JSONValue imageAsset(const World& world, std::string_view screenshotID, std::string_view displayType) {
-    const auto known = std::ranges::find(sizes, displayType, &Entry::displayType);
-    const bool found = known != std::end(sizes);
-    return JSONValue::object(
-        {{"templateUrl", fmt::format("{}/image/{}/{{w}}x{{h}}bb.{{f}}", world.baseURL, screenshotID)},
-         {"width", found ? known->width : 1242},
-         {"height", found ? known->height : 2688}});
-}
-
 Answer createScreenshotSet(World& world, const Change& change) {
     const Resource& localization = change.relation("appStoreVersionLocalization");
     requireEditable(*world.store.find("appStoreVersions", localization.link("appStoreVersion")),
@@ -141,14 +130,6 @@ Answer commitScreenshot(World& world, const Change& change) {
     return {.resource = &screenshot};
 }
 
-void completeScreenshot(World& world, Resource& screenshot) {
-    if (world.pace.screenshotsFail)
-        return setFailed(screenshot, "IMAGE_UNREADABLE", "The picture can not be read.");
-    const std::string type = setOf(world, screenshot).text("screenshotDisplayType");
-    screenshot.attributes.set("imageAsset", imageAsset(world, screenshot.id, type));
-    screenshot.attributes.set("assetDeliveryState", deliveryState("COMPLETE"));
-}
-
 Answer deleteScreenshot(World& world, const Change& change) {
     const Resource& screenshot = *change.target;
     requireEditableSet(world, setOf(world, screenshot));
@@ -169,6 +150,48 @@ Answer reorderScreenshots(World& world, const Change& change) {
             "appScreenshots", "The list must name every screenshot of the set once, and no other."));
     world.store.arrange(set.id, "appScreenshots", change.ids);
     return {.status = 204};
+}
+
+constexpr RelationRule toVersionLocalization[] = {
+    {"appStoreVersionLocalization", "appStoreVersionLocalizations"}};
+constexpr RelationRule toSet[] = {{"appScreenshotSet", "appScreenshotSets"}};
+
+constexpr WriteOperation screenshotRows[] = {
+    {"POST", "/v1/appScreenshotSets", Form::create, "appScreenshotSets", createScreenshotSet,
+     toVersionLocalization},
+    {"POST", "/v1/appScreenshots", Form::create, "appScreenshots", reserveScreenshot, toSet},
+    {"PATCH", "/v1/appScreenshots/{id}", Form::update, "appScreenshots", commitScreenshot},
+    {"DELETE", "/v1/appScreenshots/{id}", Form::remove, "appScreenshots", deleteScreenshot},
+    {"PATCH",
+     "/v1/appScreenshotSets/{id}/relationships/appScreenshots",
+     Form::linkMany,
+     "appScreenshots",
+     reorderScreenshots,
+     {},
+     "appScreenshotSets"},
+};
+
+} // namespace
+
+std::span<const WriteOperation> screenshotOperations() {
+    return screenshotRows;
+}
+
+JSONValue imageAsset(const World& world, std::string_view screenshotID, std::string_view displayType) {
+    const auto known = std::ranges::find(sizes, displayType, &Entry::displayType);
+    const bool found = known != std::end(sizes);
+    return JSONValue::object(
+        {{"templateUrl", fmt::format("{}/image/{}/{{w}}x{{h}}bb.{{f}}", world.baseURL, screenshotID)},
+         {"width", found ? known->width : 1242},
+         {"height", found ? known->height : 2688}});
+}
+
+void completeScreenshot(World& world, Resource& screenshot) {
+    if (world.pace.screenshotsFail)
+        return setFailed(screenshot, "IMAGE_UNREADABLE", "The picture can not be read.");
+    const std::string type = setOf(world, screenshot).text("screenshotDisplayType");
+    screenshot.attributes.set("imageAsset", imageAsset(world, screenshot.id, type));
+    screenshot.attributes.set("assetDeliveryState", deliveryState("COMPLETE"));
 }
 
 } // namespace quorvel::sandbox

@@ -49,8 +49,6 @@ Resource& cancel(World& world, Resource& submission) {
     return submission;
 }
 
-} // namespace
-
 Answer createSubmission(World& world, const Change& change) {
     const Resource& app = change.relation("app");
     const std::string platform = change.text("platform").empty() ? "IOS" : change.text("platform");
@@ -80,12 +78,13 @@ Answer addSubmissionItem(World& world, const Change& change) {
     for (const Resource* item : world.store.children(version.id, "reviewSubmissionItems")) {
         const Resource* other = world.store.find("reviewSubmissions", item->link("reviewSubmission"));
         if (item->text("state") != "REMOVED" && other && other->text("state") != "COMPLETE")
-            throw Refusal({.status = 409,
-                           .code = "STATE_ERROR.ITEM_PART_OF_ANOTHER_SUBMISSION",
-                           .title = "The item is already part of a submission.",
-                           .detail = fmt::format("appStoreVersions with id {} was already added to another "
-                                                 "reviewSubmission with id {}",
-                                                 version.id, other->id)});
+            throw Refusal(
+                {.status = 409,
+                 .code = "STATE_ERROR.ITEM_PART_OF_ANOTHER_SUBMISSION",
+                 .title = "The item is already part of a submission.",
+                 .detail = fmt::format(
+                     "appStoreVersions with id {} was already added to another reviewSubmission with id {}",
+                     version.id, other->id)});
     }
     requireEditable(version, version.type, version.id);
     requireComplete(world, version);
@@ -107,6 +106,24 @@ Answer updateSubmission(World& world, const Change& change) {
         submission.attributes.set("platform", change.text("platform"));
     }
     return {.resource = &submission};
+}
+
+constexpr RelationRule ofApp[] = {{"app", "apps"}};
+constexpr RelationRule toSubmission[] = {
+    {"reviewSubmission", "reviewSubmissions"},
+    {"appStoreVersion", "appStoreVersions", RelationRule::Need::optional}};
+
+constexpr WriteOperation submissionRows[] = {
+    {"POST", "/v1/reviewSubmissions", Form::create, "reviewSubmissions", createSubmission, ofApp},
+    {"POST", "/v1/reviewSubmissionItems", Form::create, "reviewSubmissionItems", addSubmissionItem,
+     toSubmission},
+    {"PATCH", "/v1/reviewSubmissions/{id}", Form::update, "reviewSubmissions", updateSubmission},
+};
+
+} // namespace
+
+std::span<const WriteOperation> submissionOperations() {
+    return submissionRows;
 }
 
 } // namespace quorvel::sandbox

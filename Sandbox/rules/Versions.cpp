@@ -104,8 +104,6 @@ void addReviewDetail(World& world, const Resource& app, const Resource* live, co
     if (contact) world.store.add("appStoreReviewDetails", *contact, {{"appStoreVersion", version.id}});
 }
 
-} // namespace
-
 Answer createVersion(World& world, const Change& change) {
     const Resource& app = change.relation("app");
     const std::string platform = change.text("platform");
@@ -182,8 +180,8 @@ Answer requestRelease(World& world, const Change& change) {
     if (version.text("appStoreState") != "PENDING_DEVELOPER_RELEASE")
         throw Refusal(
             invalidState(version.type, version.id,
-                         fmt::format("Only a version that is pending developer release can be released; this "
-                                     "one is in the state {}.",
+                         fmt::format("Only a version that is pending developer release can be released; "
+                                     "this one is in the state {}.",
                                      version.text("appStoreState"))));
     moveVersion(world, version, "PROCESSING_FOR_APP_STORE");
     const Resource& request = world.store.add("appStoreVersionReleaseRequests", JSONValue::object(),
@@ -239,6 +237,36 @@ Answer deletePhasedRelease(World& world, const Change& change) {
             invalidState(phased.type, phased.id, "A phased release that has begun can not be deleted."));
     world.store.remove(phased.type, std::string(phased.id));
     return {.status = 204};
+}
+
+constexpr RelationRule toAppAndBuild[] = {{"app", "apps"}, {"build", "builds", RelationRule::Need::optional}};
+constexpr RelationRule toOptionalBuild[] = {{"build", "builds", RelationRule::Need::optional}};
+constexpr RelationRule toVersion[] = {{"appStoreVersion", "appStoreVersions"}};
+
+constexpr WriteOperation versionRows[] = {
+    {"POST", "/v1/appStoreVersions", Form::create, "appStoreVersions", createVersion, toAppAndBuild},
+    {"PATCH", "/v1/appStoreVersions/{id}", Form::update, "appStoreVersions", updateVersion, toOptionalBuild},
+    {"PATCH",
+     "/v1/appStoreVersions/{id}/relationships/build",
+     Form::linkOne,
+     "builds",
+     attachBuild,
+     {},
+     "appStoreVersions"},
+    {"POST", "/v1/appStoreVersionReleaseRequests", Form::create, "appStoreVersionReleaseRequests",
+     requestRelease, toVersion},
+    {"POST", "/v1/appStoreVersionPhasedReleases", Form::create, "appStoreVersionPhasedReleases",
+     createPhasedRelease, toVersion},
+    {"PATCH", "/v1/appStoreVersionPhasedReleases/{id}", Form::update, "appStoreVersionPhasedReleases",
+     updatePhasedRelease},
+    {"DELETE", "/v1/appStoreVersionPhasedReleases/{id}", Form::remove, "appStoreVersionPhasedReleases",
+     deletePhasedRelease},
+};
+
+} // namespace
+
+std::span<const WriteOperation> versionOperations() {
+    return versionRows;
 }
 
 } // namespace quorvel::sandbox

@@ -81,9 +81,8 @@ JSONValue World::document() const {
 void World::restore(const JSONValue& document) {
     const JSONValue* resources = document.find("resources");
     if (!resources || number(document.find("format")) != 1)
-        throw std::runtime_error(
-            "The sandbox's state.json is of another form. Delete the state folder to begin "
-            "with a fresh account.");
+        throw std::runtime_error("The sandbox's state.json is of another form. "
+                                 "Delete the state folder to begin with a fresh account.");
     clockOffset = number(document.find("clockOffset"));
     firstSalesDay = number(document.find("firstSalesDay"));
     events.clear();

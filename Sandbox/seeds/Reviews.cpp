@@ -24,8 +24,8 @@ constexpr Opinion opinions[] = {
     {"GBR", "AllotmentAnnie", 3, "Lovely but slow",
      "Opening the photo page takes ages on my old phone. Otherwise very good."},
     {"USA", "tomatotom", 1, "Lost my notes",
-     "After the last update two beds were empty. Support answered within a day and got them back, but "
-     "still."},
+     "After the last update two beds were empty. Support answered within a day and got them back, "
+     "but still."},
     {"BRA", "hortadabia", 5, "Muito bom!", "Organizo minha horta toda aqui. Só falta widget."},
     {"KOR", "텃밭지기", 5, "텃밭 필수 앱", "파종 날짜를 잊지 않게 됐어요."},
     {"ITA", "ortolano72", 4, "Quasi perfetta",

@@ -10,7 +10,7 @@
 #include "Sandbox/rules/Uploads.h"
 #include "Sandbox/rules/Writing.h"
 #include "Sandbox/server/Control.h"
-#include "Sandbox/server/Files.h"
+#include "Sandbox/server/FileAnswers.h"
 #include "Sandbox/server/Roles.h"
 
 #include <fmt/format.h>

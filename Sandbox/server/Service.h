@@ -1,6 +1,7 @@
 // Everything behind the sandbox's HTTP server: who may ask, what goes wrong, and which rule answers.
 #pragma once
 
+#include "Platform/task/StopToken.h"
 #include "Sandbox/SandboxServer.h"
 #include "Sandbox/faults/FaultTable.h"
 #include "Sandbox/relay/Relay.h"
@@ -14,7 +15,6 @@
 #include <condition_variable>
 #include <deque>
 #include <mutex>
-#include <stop_token>
 
 namespace quorvel::sandbox {
 

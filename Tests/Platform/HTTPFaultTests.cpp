@@ -138,7 +138,7 @@ TEST(URLSession, tellsNoConnectionFromNoTrust) {
 
 TEST(URLSession, endsAfterItsTimeoutWhereverTheTransferStands) {
     constexpr std::chrono::milliseconds short_{40};
-    URLSession session({.maximumHostConnections = 1});
+    URLSession session;
     for (const std::string& sent :
          {std::string(), std::string("HTTP/1.1 200 OK\r\nContent-Length: 10\r\n\r\nhalf")}) {
         ScriptedServer server({{Receive{}, Send{sent}, AwaitClose{}}});
@@ -146,7 +146,7 @@ TEST(URLSession, endsAfterItsTimeoutWhereverTheTransferStands) {
         EXPECT_EQ(kind, Kind::timedOut);
         EXPECT_THAT(text, HasSubstr("within 0.04 seconds"));
     }
-    // The second request waits for the host's only connection.
+    // The second request waits until the server has done with the first.
     ScriptedServer busy({{Receive{}, AwaitRelease{}, Send{answer("200 OK", "")}}});
     auto first = std::async(std::launch::async, [&] { return session.send({.url = busy.url()}).status; });
     busy.awaitRequests(1);
@@ -183,7 +183,6 @@ TEST(URLSession, endsWhenItsTaskIsCancelled) {
     }
 }
 
-// One of the callers drives the transfers of all: its own end must not stop those of the others.
 TEST(URLSession, goesOnWithOtherTransfersWhereverOneEnds) {
     constexpr std::size_t callers = 4;
     for (std::size_t cancelled = 0; cancelled < callers; ++cancelled) {
@@ -214,7 +213,7 @@ TEST(URLSession, goesOnWithOtherTransfersWhereverOneEnds) {
 TEST(URLSession, endsManyWaitingTransfersOfACancelledTask) {
     constexpr std::size_t connections = 8;
     ScriptedServer server(std::vector<Connection>(connections, {Receive{}, AwaitClose{}}));
-    URLSession session({.maximumHostConnections = connections});
+    URLSession session;
     const std::vector<int> calls(200);
     std::stop_source task;
     std::atomic<int> cancelled = 0;

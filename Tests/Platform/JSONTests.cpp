@@ -93,8 +93,8 @@ TEST(JSON, recordsComeBackAsTheyWereWritten) {
     EXPECT_EQ(encodeJSON(empty), least);
     EXPECT_EQ(encodeJSON(Wheel{"w", 1}, JSONFormat::stateFile()), "{\n  \"name\": \"w\",\n  \"size\": 1\n}");
     EXPECT_EQ(encodeJSON(value(R"({"b":[{}, [], [1]], "a":{"d":1,"c":2}})"), JSONFormat::stateFile()),
-              "{\n  \"a\": {\n    \"c\": 2,\n    \"d\": 1\n  },\n  \"b\": [\n    {},\n    [],\n    [\n      "
-              "1\n    ]\n"
+              "{\n  \"a\": {\n    \"c\": 2,\n    \"d\": 1\n  },\n  \"b\": [\n    {},\n    [],\n    [\n"
+              "      1\n    ]\n"
               "  ]\n}");
 }
 

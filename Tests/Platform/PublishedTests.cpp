@@ -1,4 +1,5 @@
 #include "Platform/notify/Published.h"
+#include "Platform/task/StopToken.h"
 
 #include <gmock/gmock.h>
 
@@ -6,7 +7,6 @@
 #include <deque>
 #include <optional>
 #include <stdexcept>
-#include <thread>
 #include <vector>
 
 namespace quorvel {

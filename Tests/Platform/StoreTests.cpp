@@ -1,5 +1,6 @@
 #include "Platform/files/Files.h"
 #include "Platform/store/Database.h"
+#include "Platform/task/StopToken.h"
 #include "Platform/task/Task.h"
 #include "Tests/support/ChildProcess.h"
 #include "Tests/support/SmallDisk.h"
@@ -10,7 +11,6 @@
 #include <sys/stat.h>
 
 #include <array>
-#include <thread>
 
 using namespace quorvel;
 using testing::ElementsAre;
@@ -20,10 +20,10 @@ using Kind = StoreError::Kind;
 
 namespace {
 
-constexpr std::chrono::milliseconds noPatience{0};
+constexpr std::chrono::milliseconds noWait{0};
 
 struct Notes {
-    explicit Notes(const std::filesystem::path& file, std::chrono::milliseconds busyTimeout = noPatience)
+    explicit Notes(const std::filesystem::path& file, std::chrono::milliseconds busyTimeout = noWait)
         : database(file, busyTimeout) {
         database.execute(
             "CREATE TABLE IF NOT EXISTS Note (text TEXT UNIQUE, other TEXT REFERENCES Note(text))");
@@ -161,9 +161,9 @@ TEST(Database, tellsWhatWentWrong) {
         {[&] { notes.database.run("INSERT INTO Note VALUES ('a', 'none')"); }, Kind::constraint,
          "FOREIGN KEY constraint failed"},
         {[&] { notes.database.transaction([&] { other.add("x"); }); }, Kind::busy,
-         "another process is at work"},
+         "another process is using it"},
         {[&] { notes.database.transaction([&] { other.database.transaction([] {}); }); }, Kind::busy,
-         "another process is at work"},
+         "another process is using it"},
     };
     for (const auto& one : cases)
         try {

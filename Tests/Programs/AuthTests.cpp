@@ -108,6 +108,9 @@ TEST_F(Auth, findsTheKeyFileAndTakesTheKeyIDFromItsName) {
     EXPECT_EQ(
         run({"auth", "set", "--issuer-id", access.issuerID, "--key-id", access.keyID, "--p8", "-"}).status,
         0);
+    EXPECT_EQ(
+        run({"auth", "check", "--issuer-id", access.issuerID, "--key-id", access.keyID, "--p8", "-"}).status,
+        0);
     EXPECT_EQ(run({"auth", "forget", "--yes"}).status, 0);
 
     environment["APP_STORE_CONNECT_API_KEY_KEY_ID"] = access.keyID;
@@ -117,6 +120,12 @@ TEST_F(Auth, findsTheKeyFileAndTakesTheKeyIDFromItsName) {
         escaped += character == '\n' ? std::string("\\n") : std::string(1, character);
     environment["APP_STORE_CONNECT_API_KEY_KEY"] = escaped;
     EXPECT_EQ(run({"auth", "check"}).status, 0);
+    input.clear();
+    for (const auto* command : {"set", "check"}) {
+        const auto empty = run({"auth", command, "--p8", "-"});
+        EXPECT_EQ(empty.status, 3) << "no other key is taken in place of an empty one";
+        EXPECT_THAT(empty.error, HasSubstr("no private key on standard input"));
+    }
     // The options win over the environment, and a key never mixes with another one's file.
     const auto mixed = run({"auth", "check", "--key-id", "ABCDEFGHIJ"});
     EXPECT_EQ(mixed.status, 3);
@@ -147,9 +156,9 @@ TEST_F(Auth, refusesBadInputAndKeepsWhatIsStored) {
         {good, access.issuerID, folder.path().string(), 3, "Could not read .p8 file"},
         {good, access.issuerID, other, 3, "Apple didn't accept this key."},
         {"ABCDEFGHIJ", access.issuerID, key, 3, "Apple didn't accept this key."},
-        {good, access.issuerID, readFile(key).value(), 2, "not the key itself"},
-        {good, access.issuerID, bareKey(), 2, "not the key itself"},
-        {good, access.issuerID, bareKey() + " ", 2, "not the key itself"},
+        {good, access.issuerID, readFile(key).value(), 2, "the key itself, not like the name of its file"},
+        {good, access.issuerID, bareKey(), 2, "the key itself, not like the name of its file"},
+        {good, access.issuerID, bareKey() + " ", 2, "the key itself, not like the name of its file"},
     };
     for (const Case& one : cases) {
         for (const std::string form : {"--quiet", "--json", "--verbose"}) {

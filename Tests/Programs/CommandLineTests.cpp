@@ -159,7 +159,7 @@ TEST_F(CommandLine, helpsForEveryCommandAndAcceptsGlobalOptionsOnBothSides) {
          {std::vector<std::string>{"--endpoints", "none", "auth", "status"},
           {"auth", "--endpoints=none", "status"},
           {"auth", "status", "--endpoints", "none"}})
-        EXPECT_THAT(run(words).error, HasSubstr("no such file of endpoints")) << joined(words);
+        EXPECT_THAT(run(words).error, HasSubstr("There is no endpoints file")) << joined(words);
 }
 
 TEST_F(CommandLine, completesEveryCommandInEveryShell) {

@@ -31,9 +31,9 @@ TEST_F(DiffCommand, showsWordsThatChangedInAnyScriptAndRebuildsBothTexts) {
     EXPECT_THAT(shown.out, HasSubstr("{+ใหม่+}"));
     EXPECT_THAT(shown.out, HasSubstr("4 changes in all."));
 
-    const JSONValue changes = document({"diff", "--folder", "texts"});
-    for (const JSONValue& change : *changes.items())
-        expectRebuilds(change);
+    const JSONValue differences = documented({"diff", "--folder", "texts"}, "differences");
+    for (const JSONValue& difference : *differences.items())
+        expectRebuilds(difference);
 }
 
 TEST_F(DiffCommand, rebuildsAnyTwoTextsFromTheirDiff) {
@@ -60,10 +60,10 @@ TEST_F(DiffCommand, rebuildsAnyTwoTextsFromTheirDiff) {
             writeFileAtomically(copy, before);
         }
     }
-    const JSONValue changes = document({"diff", "--folder", "texts"});
-    EXPECT_GE(changes.items()->size(), 19u);
-    for (const JSONValue& change : *changes.items())
-        expectRebuilds(change);
+    const JSONValue differences = documented({"diff", "--folder", "texts"}, "differences");
+    EXPECT_GE(differences.items()->size(), 19u);
+    for (const JSONValue& difference : *differences.items())
+        expectRebuilds(difference);
 }
 
 } // namespace

@@ -23,13 +23,13 @@ TEST_F(MetadataCommands, listsShowsAndRevertsARun) {
     EXPECT_EQ(push().status, 5);
     server.setFaults({});
 
-    const JSONValue runs = document({"history"});
+    const JSONValue runs = documented({"history"}, "runs");
     ASSERT_EQ(runs.items()->size(), 2u);
     EXPECT_EQ(*(*runs.items())[0].find("failed")->integer(), 1);
     EXPECT_EQ(*(*runs.items())[1].find("fields")->integer(), 2);
     EXPECT_EQ(*(*runs.items())[1].find("locales")->integer(), 2);
-    const std::string first = *(*runs.items())[1].find("sessionId")->text();
-    EXPECT_EQ(document({"history", "--limit", "1"}).items()->size(), 1u);
+    const std::string first = *(*runs.items())[1].find("run")->text();
+    EXPECT_EQ(documented({"history", "--limit", "1"}, "runs").items()->size(), 1u);
     EXPECT_THAT(run({"history"}).out, HasSubstr(first.substr(0, 8) + "  "));
 
     const auto failed = run({"history", "show", "last"});
@@ -38,19 +38,19 @@ TEST_F(MetadataCommands, listsShowsAndRevertsARun) {
     const auto shown = run({"history", "show", first.substr(0, 8)});
     EXPECT_THAT(shown.out, AllOf(HasSubstr("{+Ernten feiern+}"), HasSubstr("ios/next 3.5")));
     const JSONValue entries = document({"history", "show", first});
-    EXPECT_EQ(*entries.find("entries")->items()->front().find("previousValue")->text(), subtitle);
+    EXPECT_EQ(*entries.find("entries")->items()->front().find("previous")->text(), subtitle);
 
     write("ja", "keywords.txt", "新しい");
-    const auto rehearsed = run({"history", "revert", first, "--folder", "texts", "--dry-run"});
-    EXPECT_THAT(rehearsed.error, testing::AllOf(HasSubstr("which would be put aside: ja Keywords\n"),
-                                                HasSubstr("nothing was written")));
+    const auto dry = run({"history", "revert", first, "--folder", "texts", "--dry-run"});
+    EXPECT_THAT(dry.error, testing::AllOf(HasSubstr("which would be backed up: ja Keywords\n"),
+                                          HasSubstr("nothing was written")));
     EXPECT_EQ(read("ja", "keywords.txt"), "新しい");
     server.forgetRequests();
     const auto reverted = run({"history", "revert", first.substr(0, 6), "--folder", "texts"});
     EXPECT_EQ(reverted.status, 0) << reverted.all();
     EXPECT_THAT(reverted.out, HasSubstr("2 texts of ios/next put back locally; 'quorvel push' sends that."));
     EXPECT_THAT(reverted.error,
-                testing::ContainsRegex("1 text edited locally, put aside under .*: ja Keywords"));
+                testing::ContainsRegex("1 text edited locally, backed up under .*: ja Keywords"));
     EXPECT_EQ(server.requests().size(), 0u);
     EXPECT_EQ(push({"--locale", "de-DE", "--locale", "ja"}).status, 0);
     ASSERT_EQ(run({"pull", "--app", app, "--folder", "second"}).status, 0);

@@ -10,7 +10,8 @@ using testing::Not;
 class HomeCommand : public MetadataCommands {
   protected:
     std::string idOfVersion(const std::string& bundleID, const std::string& version) {
-        const JSONValue versions = document({"versions", "--app", bundleID, "--platform", "ios"});
+        const JSONValue versions =
+            documented({"versions", "--app", bundleID, "--platform", "ios"}, "versions");
         for (const JSONValue& one : *versions.items())
             if (*one.at("attributes", "versionString")->text() == version) return *one.find("id")->text();
         return {};
@@ -94,11 +95,12 @@ TEST_F(HomeCommand, pullsAllAndTellsWhatFailed) {
         {{.route = "GET /v1/appStoreVersions/" + version + "/appStoreVersionLocalizations", .status = 404}});
     const auto partly = run({"pull", "--all-contexts", "--app", app, "--json"});
     EXPECT_EQ(partly.status, 7) << partly.all();
-    const JSONValue pulls = onlyDocument(partly.out);
+    const JSONValue document = onlyDocument(partly.out);
+    const JSONValue& pulls = *document.find("pulls");
     ASSERT_EQ(pulls.items()->size(), 4u);
     std::size_t failed = 0;
     for (const JSONValue& one : *pulls.items())
-        failed += one.find("error") != nullptr;
+        failed += one.find("failure") != nullptr;
     EXPECT_EQ(failed, 1u);
     for (const auto& [refusal, status] : {std::pair{403, 3}, {404, 4}}) {
         server.setFaults({{.route = "GET /v1/apps/*/appStoreVersions", .status = refusal}});

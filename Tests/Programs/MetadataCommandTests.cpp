@@ -17,14 +17,17 @@ TEST_F(MetadataCommands, knowATreeOfTheOlderLayoutBeforeAnyPull) {
         createFolders(older / place);
         writeFileAtomically(older / place / "description.txt", content);
     }
-    const auto planned = push({"--dry-run", "--json"});
-    EXPECT_EQ(planned.status, 0) << planned.all();
-    EXPECT_THAT(planned.out, HasSubstr("\"description\": \"Neu\""));
-    EXPECT_THAT(planned.error, HasSubstr("Would first carry 2 folders of the older layout over"));
-    EXPECT_EQ(planned.error.find("Would first"), planned.error.rfind("Would first")) << planned.error;
-    EXPECT_EQ(run({"metadata", "tidy", "--folder", "texts", "--dry-run"}).out, "Nothing to tidy.\n");
-    EXPECT_THAT(run({"locale", "add", "ja", "--folder", "texts", "--dry-run"}).out,
-                HasSubstr("Would add ja in " + (older / "ios/next/ja").string()));
+    for (const std::vector<std::string>& command : {std::vector<std::string>{"push", "--app", app},
+                                                    {"metadata", "tidy"},
+                                                    {"metadata", "export", "tree"},
+                                                    {"locale", "add", "ja", "--app", app}}) {
+        std::vector<std::string> dry = command;
+        dry.insert(dry.end(), {"--folder", "texts", "--dry-run"});
+        const auto refused = run(dry);
+        EXPECT_EQ(refused.status, 1) << refused.all();
+        EXPECT_THAT(refused.error,
+                    HasSubstr("holds texts in an older layout, which a dry run does not move"));
+    }
     std::vector<std::string> files;
     for (const auto& entry : std::filesystem::recursive_directory_iterator(older))
         if (!entry.is_directory()) files.push_back(entry.path().lexically_relative(older).string());
@@ -45,15 +48,29 @@ TEST_F(MetadataCommands, knowATreeOfTheOlderLayoutBeforeAnyPull) {
     EXPECT_THAT(*status.find("notices")->items()->front().text(), HasSubstr("Nothing is known here"));
 }
 
+TEST_F(MetadataCommands, tellWhatTheySendAndWhatWouldConflict) {
+    ASSERT_EQ(pull().status, 0);
+    EXPECT_THAT(run({"versions", "--app", app, "--verbose"}).error, HasSubstr("GET v1/apps/"));
+    std::filesystem::copy(folder / "texts", folder / "theirs", std::filesystem::copy_options::recursive);
+    writeFileAtomically(folder / "theirs/ios/next/de-DE/subtitle.txt", "Von anderen");
+    ASSERT_EQ(run({"push", "--app", app, "--folder", "theirs", "--yes"}).status, 0);
+    writeFileAtomically(folder / "texts/ios/next/de-DE/subtitle.txt", "Von mir");
+    const auto dry = run({"push", "--app", app, "--folder", "texts", "--dry-run"});
+    EXPECT_EQ(dry.status, 1) << dry.all();
+    EXPECT_THAT(dry.error, HasSubstr("de-DE Subtitle would fail: changed on App Store Connect"));
+    const auto missing = run({"push", "--app", app, "--folder", "nowhere"});
+    EXPECT_THAT(missing.error, testing::ContainsRegex("nowhere/ios/next has not been pulled"));
+    EXPECT_THAT(missing.error, Not(HasSubstr("pulled Pull")));
+}
+
 TEST_F(MetadataCommands, sayThatALocaleWithoutItsFolderStaysOnAppStoreConnect) {
     ASSERT_EQ(pull().status, 0);
     const std::string before = read("de-DE", "name.txt");
     for (const auto* locale : {"de-DE", "ja", "it"})
         std::filesystem::remove_all(folder / "texts/ios/next" / locale);
     ASSERT_EQ(run({"locale", "disable", "it"}).status, 0);
-    constexpr const char* notice = "de-DE, ja are on App Store Connect but have no folder here. Removing a "
-                                   "folder removes nothing there; a "
-                                   "pull brings it back.";
+    constexpr const char* notice = "de-DE, ja are on App Store Connect but have no folder here. "
+                                   "Removing a folder removes nothing there; a pull brings it back.";
     const JSONValue status = document({"status", "--folder", "texts"});
     ASSERT_EQ(status.find("notices")->items()->size(), 1u);
     EXPECT_EQ(*status.find("notices")->items()->front().text(), notice);
@@ -66,15 +83,15 @@ TEST_F(MetadataCommands, sayThatALocaleWithoutItsFolderStaysOnAppStoreConnect) {
 }
 
 TEST_F(MetadataCommands, pullsEditsComparesAndPushesWithTheFewestRequests) {
-    EXPECT_EQ(*document({"apps", "--remote"}).items()->front().find("slug")->text(),
+    EXPECT_EQ(*documented({"apps", "--remote"}, "apps").items()->front().find("slug")->text(),
               "mosswick-garden-journal");
     server.forgetRequests();
-    const JSONValue pulled = document({"pull", "--app", app, "--folder", "texts"});
+    const JSONValue pulled = pulledResult({"pull", "--app", app, "--folder", "texts"});
     EXPECT_EQ(pulled.at("summary", "locales")->items()->size(), 40u);
     // The apps, the locales of the app's two app infos to record it, then two and two lists at once.
     EXPECT_EQ(server.requests().size(), 4u + 4u);
     server.forgetRequests();
-    EXPECT_EQ(document({"pull", "--folder", "texts"}).find("updated")->items()->size(), 0u);
+    EXPECT_EQ(pulledResult({"pull", "--folder", "texts"}).find("updated")->items()->size(), 0u);
     EXPECT_EQ(server.requests().size(), 4u);
 
     write("de-DE", "subtitle.txt", "Beete planen, Ernten feiern");
@@ -89,7 +106,7 @@ TEST_F(MetadataCommands, pullsEditsComparesAndPushesWithTheFewestRequests) {
     server.forgetRequests();
     const JSONValue status = document({"status", "--folder", "texts"});
     EXPECT_EQ(server.requests().size(), 0u);
-    EXPECT_EQ(*status.find("context")->text(), "ios/next");
+    EXPECT_EQ(*status.at("compared", "context")->text(), "ios/next");
     EXPECT_EQ(*status.at("cells", "fr-FR", "name", "status")->text(), "overLimit");
     EXPECT_EQ(*status.at("cells", "de-DE", "subtitle", "charCount")->integer(), 27);
     EXPECT_EQ(status.find("changes")->items()->size(), 8u);
@@ -102,7 +119,7 @@ TEST_F(MetadataCommands, pullsEditsComparesAndPushesWithTheFewestRequests) {
     EXPECT_THAT(shown.out, HasSubstr("42 locales on disk. 8 waiting for Push. 1 to trim before Push."));
     EXPECT_THAT(shown.out, HasSubstr("!31*"));
 
-    const JSONValue plan = document({"push", "--app", app, "--folder", "texts", "--dry-run"});
+    const JSONValue plan = documented({"push", "--app", app, "--folder", "texts", "--dry-run"}, "plan");
     EXPECT_EQ(plan.find("requests")->items()->size(), 3u); // one for each resource that has changes
     EXPECT_EQ(plan.find("leftOut")->items()->size(), 4u);
     EXPECT_NE(plan.find("warnings"), nullptr);
@@ -130,21 +147,21 @@ TEST_F(MetadataCommands, pullsEditsComparesAndPushesWithTheFewestRequests) {
     EXPECT_EQ(readFile(folder / "second/ios/next/sv/promotional_text.txt"), "");
 }
 
-TEST_F(MetadataCommands, putsAnEditAsideBeforeAPullReplacesIt) {
+TEST_F(MetadataCommands, backsUpAnEditBeforeAPullReplacesIt) {
     EXPECT_THAT(pull().out, HasSubstr("3.5 (ios/next, PREPARE_FOR_SUBMISSION): 40 locales"));
     const std::string before = read("ja", "subtitle.txt");
     write("ja", "subtitle.txt", "編集");
     const auto left = run({"pull", "--app", app, "--folder", "texts", "--leave-edits"});
     EXPECT_THAT(left.error, HasSubstr("left in place"));
     EXPECT_EQ(read("ja", "subtitle.txt"), "編集");
-    const JSONValue pulled = document({"pull", "--app", app, "--folder", "texts"});
+    const JSONValue pulled = pulledResult({"pull", "--app", app, "--folder", "texts"});
     EXPECT_EQ(read("ja", "subtitle.txt"), before);
     ASSERT_EQ(pulled.find("kept")->items()->size(), 1u);
     EXPECT_EQ(readFile(*pulled.find("kept")->items()->front().find("path")->text()), "編集");
     for (const auto* locale : {"de-DE", "ja"})
         write(locale, "subtitle.txt", "編集");
     EXPECT_THAT(pull().error,
-                testing::AllOf(HasSubstr("2 texts edited locally, put aside under "),
+                testing::AllOf(HasSubstr("2 texts edited locally, backed up under "),
                                HasSubstr(": de-DE Subtitle, ja Subtitle\n"), HasSubstr("--leave-edits")));
 }
 
@@ -194,10 +211,10 @@ TEST_F(MetadataCommands, listsEachFailureAndGoesOn) {
     write("de-DE", "subtitle.txt", "Eins");
     write("fr-FR", "subtitle.txt", "Deux");
     const JSONValue plan =
-        document({"push", "--app", app, "--folder", "texts", "--locale", "de-DE", "--dry-run"});
+        documented({"push", "--app", app, "--folder", "texts", "--locale", "de-DE", "--dry-run"}, "plan");
     const std::string german = "PATCH /" + *plan.find("requests")->items()->front().find("path")->text();
     const auto outcomeOf = [](const JSONValue& push, std::size_t index) {
-        return *(*push.find("outcomes")->items())[index].find("success")->boolean();
+        return *(*push.at("report", "outcomes")->items())[index].find("success")->boolean();
     };
     // What all failures share tells how the program ends, and some success makes it 7.
     for (const auto& [refusal, status] : {std::pair{409, 5}, {403, 3}, {429, 6}}) {
@@ -220,10 +237,33 @@ TEST_F(MetadataCommands, listsEachFailureAndGoesOn) {
     EXPECT_THAT(again.out, HasSubstr("Pushed 1 field · 1 locale"));
 }
 
+TEST_F(MetadataCommands, importTheAppThatIsNotRecordedUnlessItIsADryRun) {
+    ASSERT_EQ(pull().status, 0);
+    write("de-DE", "subtitle.txt", "Eins");
+    createFolders(folder / "tree/de-DE");
+    writeFileAtomically(folder / "tree/de-DE/keywords.txt", "beet");
+    for (const std::vector<std::string>& command :
+         {std::vector<std::string>{"push"}, {"locale", "add", "bn-BD"}, {"metadata", "import", "tree"}}) {
+        environment["HOME"] = (folder / ("home of " + command.front())).string();
+        auto words = command;
+        words.insert(words.end(), {"--app", app, "--folder", "texts", "--json"});
+        auto dry = words;
+        dry.push_back("--dry-run");
+        const auto shown = run(dry);
+        EXPECT_EQ(shown.status, 0) << shown.all();
+        EXPECT_FALSE(std::filesystem::exists(environment["HOME"])) << command.front();
+        const auto done = run(words);
+        EXPECT_EQ(done.status, 0) << done.all();
+        EXPECT_THAT(done.error, HasSubstr("Imported Mosswick: Garden Journal in the workspace \"My apps\"."))
+            << command.front();
+        EXPECT_NE(onlyDocument(done.out).at("imported", "app", "id"), nullptr) << command.front();
+    }
+}
+
 TEST_F(MetadataCommands, pushesNothingIntoAVersionThatWasNotPulled) {
     ASSERT_EQ(pull().status, 0);
     const auto copies = readFile(folder / "texts/.brevant/contexts.json");
-    const JSONValue versions = document({"versions", "--app", app, "--platform", "ios"});
+    const JSONValue versions = documented({"versions", "--app", app, "--platform", "ios"}, "versions");
     for (const JSONValue& version : *versions.items())
         if (*version.at("attributes", "versionString")->text() == "3.5")
             server.setVersionState(*version.find("id")->text(), "READY_FOR_SALE");

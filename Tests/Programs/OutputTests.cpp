@@ -14,7 +14,7 @@ using testing::Not;
 using OutputOfCommands = MetadataCommands;
 
 TEST_F(OutputOfCommands, showsBuildsWithTheirPlatformsAndTimesInUTC) {
-    const JSONValue builds = document({"builds", "--app", app, "--limit", "1"});
+    const JSONValue builds = documented({"builds", "--app", app, "--limit", "1"}, "builds");
     EXPECT_EQ(*builds.items()->front().find("platform")->text(), "IOS");
     const std::string& raw = *builds.items()->front().at("build", "attributes", "uploadedDate")->text();
     const auto uploaded = parseISO8601(raw);
@@ -38,7 +38,7 @@ TEST_F(OutputOfCommands, keepsWhatIsTypedAgainWholeOnANarrowTerminal) {
     };
     const std::string apps = onTerminal({"apps", "--remote", "--no-color"});
     expectNarrow(apps);
-    const JSONValue records = document({"apps", "--remote"});
+    const JSONValue records = documented({"apps", "--remote"}, "apps");
     for (const JSONValue& one : *records.items())
         for (const std::string& word :
              {*one.find("slug")->text(), *one.find("id")->text(), *one.at("attributes", "bundleId")->text()})

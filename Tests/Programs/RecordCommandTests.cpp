@@ -18,10 +18,11 @@ constexpr std::string_view removalText =
 
 class RecordCommands : public MetadataCommands {
   protected:
-    // The members of the objects of a document, in its order.
-    std::vector<std::string> texts(const std::vector<std::string>& words, std::string_view member) {
+    // A member of each object of a list, in its order.
+    std::vector<std::string> texts(const std::vector<std::string>& words, std::string_view list,
+                                   std::string_view member) {
         std::vector<std::string> found;
-        const JSONValue all = document(words);
+        const JSONValue all = documented(words, list);
         for (const JSONValue& one : *all.items())
             found.push_back(one.find(member) ? *one.find(member)->text() : "");
         return found;
@@ -47,18 +48,18 @@ TEST_F(RecordCommands, groupsAppsIntoWorkspaces) {
     for (const auto* name : {"sKetches", "Sketches"}) // its own name is not another's
         EXPECT_EQ(run({"workspaces", "rename", "sketches", name}).status, 0);
     EXPECT_EQ(run({"apps", "import", sketchbook, "--workspace", "sketches"}).status, 0);
-    EXPECT_THAT(texts({"apps"}, "bundleId"), ElementsAre(app, tides));
-    EXPECT_THAT(texts({"apps", "--workspace", "Sketches"}, "bundleId"), ElementsAre(sketchbook));
-    EXPECT_EQ(texts({"apps", "--all"}, "bundleId").size(), 3u);
+    EXPECT_THAT(texts({"apps"}, "apps", "bundleId"), ElementsAre(app, tides));
+    EXPECT_THAT(texts({"apps", "--workspace", "Sketches"}, "apps", "bundleId"), ElementsAre(sketchbook));
+    EXPECT_EQ(texts({"apps", "--all"}, "apps", "bundleId").size(), 3u);
 
     EXPECT_EQ(run({"workspaces", "use", "Sketches"}).status, 0);
-    EXPECT_THAT(texts({"apps"}, "bundleId"), ElementsAre(sketchbook));
+    EXPECT_THAT(texts({"apps"}, "apps", "bundleId"), ElementsAre(sketchbook));
     EXPECT_EQ(*document({"apps", "show"}).at("app", "bundleId")->text(), sketchbook); // the only one
     EXPECT_THAT(run({"pull", "--app", tides, "--workspace", "Sketches"}).error,
                 HasSubstr("Pocket Tides is not in the workspace \"Sketches\""));
     // An import of what is there moves nothing that was not asked for.
     EXPECT_EQ(run({"apps", "import", tides}).status, 0);
-    EXPECT_THAT(texts({"apps"}, "bundleId"), ElementsAre(sketchbook));
+    EXPECT_THAT(texts({"apps"}, "apps", "bundleId"), ElementsAre(sketchbook));
     EXPECT_EQ(run({"apps", "move", "Pocket Tides", "Sketches"}).status, 0);
     EXPECT_EQ(run({"workspaces", "rename", "sketches", "My Apps"}).status, 1);
     EXPECT_EQ(run({"workspaces", "rename", "Sketches", "Drawn"}).status, 0);
@@ -67,7 +68,7 @@ TEST_F(RecordCommands, groupsAppsIntoWorkspaces) {
     EXPECT_EQ(run({"workspaces", "delete", "Drawn"}).status, 2); // nobody to ask
     EXPECT_EQ(onTerminal({"workspaces", "delete", "Drawn"}, "n\n").status, 1);
     EXPECT_EQ(onTerminal({"workspaces", "delete", "Drawn"}, "y\n").status, 0);
-    EXPECT_THAT(texts({"apps", "--all"}, "workspaceName"), ElementsAre("", "My apps", ""));
+    EXPECT_THAT(texts({"apps", "--all"}, "apps", "workspaceName"), ElementsAre("", "My apps", ""));
     EXPECT_THAT(run({"workspaces", "use", "Drwn"}).error, HasSubstr("no workspace \"Drwn\""));
 }
 
@@ -84,12 +85,13 @@ TEST_F(RecordCommands, findsAnAppByEachOfItsNamesWithoutTheNetwork) {
     }
     const auto nobody = run({"apps", "show"});
     EXPECT_EQ(nobody.status, 2);
-    EXPECT_THAT(nobody.error, AllOf(HasSubstr("say which app with --app"), HasSubstr(tides)));
+    EXPECT_THAT(nobody.error,
+                AllOf(HasSubstr("say which app"), HasSubstr("Name one with --app."), HasSubstr(tides)));
     EXPECT_THAT(run({"status", "--app", "pocket-tide"}).error, HasSubstr("Did you mean pocket-tides?"));
     EXPECT_THAT(server.requests(), IsEmpty());
-    const JSONValue account = document({"apps", "--remote"});
+    const JSONValue account = documented({"apps", "--remote"}, "apps");
     for (const JSONValue& one : *account.items())
-        EXPECT_TRUE(*one.find("isImported")->boolean());
+        EXPECT_TRUE(*one.find("isRecorded")->boolean());
 }
 
 TEST_F(RecordCommands, removesAnAppWithItsHistoryAndKeyAndNoFile) {
@@ -107,17 +109,17 @@ TEST_F(RecordCommands, removesAnAppWithItsHistoryAndKeyAndNoFile) {
     for (auto at = onOneLine.find("\r\n"); at != std::string::npos; at = onOneLine.find("\r\n"))
         onOneLine.replace(at, 2, " ");
     EXPECT_THAT(onOneLine, HasSubstr(removalText));
-    EXPECT_EQ(texts({"history"}, "versionString").size(), 1u);
+    EXPECT_EQ(texts({"history"}, "runs", "versionString").size(), 1u);
 
     const auto removed = run({"apps", "remove", app, "--yes"});
     EXPECT_EQ(removed.status, 0);
     EXPECT_THAT(removed.out, HasSubstr("its key forgotten"));
     EXPECT_THAT(readFile(folder / "home/Library/Application Support/Brevant/credentials.json").value_or(""),
                 Not(HasSubstr("asc-private-key-pem")));
-    EXPECT_THAT(texts({"apps", "--all"}, "slug"), IsEmpty());
+    EXPECT_THAT(texts({"apps", "--all"}, "apps", "slug"), IsEmpty());
     EXPECT_EQ(readFile(file), "Beete planen");
     ASSERT_EQ(run({"apps", "import", app}).status, 0);
-    EXPECT_THAT(texts({"history"}, "versionString"), IsEmpty());
+    EXPECT_THAT(texts({"history"}, "runs", "versionString"), IsEmpty());
     EXPECT_THAT(run({"status"}).out, HasSubstr("Local matches App Store Connect."));
 }
 
@@ -140,9 +142,11 @@ TEST_F(RecordCommands, removesNoneOfSeveralAppsWhenOneIsDeclined) {
     const auto declined = onTerminal({"apps", "remove", app, tides}, "y\nn\n");
     EXPECT_EQ(declined.status, 1);
     EXPECT_THAT(declined.out, HasSubstr("Nothing was changed."));
-    EXPECT_THAT(texts({"apps"}, "bundleId"), ElementsAre(app, tides));
+    EXPECT_THAT(texts({"apps"}, "apps", "bundleId"), ElementsAre(app, tides));
+    EXPECT_THAT(run({"apps", "remove", "Sun, Moon", "--yes"}).error, HasSubstr("no app \"Sun, Moon\""))
+        << "a name may hold a comma";
     EXPECT_EQ(onTerminal({"apps", "remove", app, tides}, "y\ny\n").status, 0);
-    EXPECT_THAT(texts({"apps"}, "bundleId"), IsEmpty());
+    EXPECT_THAT(texts({"apps"}, "apps", "bundleId"), IsEmpty());
 }
 
 TEST_F(RecordCommands, doesNotTakeAStoreThatIsOutOfReachForANewHome) {
@@ -162,8 +166,17 @@ TEST_F(RecordCommands, tellsWhatBecameOfATreeOfTheOlderLayout) {
     std::filesystem::rename(next / ".brevant/asc/de-DE", root / ".brevant/asc/de-DE");
     writeFileAtomically(root / "de-DE/subtitle.txt", "Von früher");
     std::filesystem::copy(next / "fr-FR", root / "fr-FR");
-    const auto rehearsed = run({"push", "--dry-run"});
-    EXPECT_THAT(rehearsed.error, HasSubstr("the dry run is without their texts"));
+    for (const std::vector<std::string>& words : {std::vector<std::string>{"push"},
+                                                  {"translate"},
+                                                  {"keywords", "expand-english"},
+                                                  {"metadata", "tidy"},
+                                                  {"metadata", "export", "tree"}}) {
+        auto dry = words;
+        dry.push_back("--dry-run");
+        const auto refused = run(dry);
+        EXPECT_EQ(refused.status, 1) << words.back() << "\n" << refused.all();
+        EXPECT_THAT(refused.error, HasSubstr("holds texts in an older layout")) << words.back();
+    }
     EXPECT_TRUE(std::filesystem::exists(root / "de-DE/subtitle.txt"));
     const auto pushed = run({"push", "--yes"});
     EXPECT_EQ(pushed.status, 0) << pushed.all();
@@ -205,7 +218,7 @@ TEST_F(RecordCommands, keepsWhatIsSetOfAnApp) {
     ASSERT_EQ(run({"rules", "set", "keywords", "--translate", "optimized", "--max", "90"}).status, 0);
     EXPECT_EQ(run({"rules", "set", "keywords", "--translate", "on", "--max", "101"}).status, 2);
     EXPECT_THAT(run({"rules"}).out, testing::ContainsRegex("keywords +optimized +100  90"));
-    EXPECT_EQ(document({"rules", "reset", "keywords"}).items()->size(), 0u);
+    EXPECT_EQ(documented({"rules", "reset", "keywords"}, "rules").items()->size(), 0u);
 }
 
 TEST_F(RecordCommands, leavesDisabledLocalesAlone) {
@@ -215,8 +228,8 @@ TEST_F(RecordCommands, leavesDisabledLocalesAlone) {
     write("de-DE", "subtitle.txt", "Eins");
     EXPECT_THAT(run({"status", "--folder", "texts"}).out,
                 AllOf(HasSubstr("1 change left out:"), HasSubstr("'quorvel locale enable LOCALE'")));
-    const auto rehearsed = run({"locale", "add", "bn-BD", "--folder", "texts", "--dry-run"});
-    EXPECT_THAT(rehearsed.out, AllOf(HasSubstr("Would add bn-BD in "), HasSubstr("nothing was written")));
+    const auto dry = run({"locale", "add", "bn-BD", "--folder", "texts", "--dry-run"});
+    EXPECT_THAT(dry.out, AllOf(HasSubstr("Would add bn-BD in "), HasSubstr("nothing was written")));
     EXPECT_FALSE(std::filesystem::exists(folder / "texts/ios/next/bn-BD"));
     server.forgetRequests();
     EXPECT_EQ(push().status, 0);

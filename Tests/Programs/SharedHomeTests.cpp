@@ -84,8 +84,8 @@ TEST_F(SharedHome, letsManyImportAtOnceIntoANewHome) {
         const auto ended = child->wait();
         EXPECT_EQ(ended.status, 0) << ended.all();
     }
-    EXPECT_EQ(document({"apps", "--all"}).items()->size(), 3u);
-    EXPECT_EQ(document({"workspaces"}).items()->size(), 1u);
+    EXPECT_EQ(documented({"apps", "--all"}, "apps").items()->size(), 3u);
+    EXPECT_EQ(documented({"workspaces"}, "workspaces").items()->size(), 1u);
 }
 
 /// Kills the program at moments that the requests seen by the sandbox tell.

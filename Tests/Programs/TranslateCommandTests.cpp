@@ -31,7 +31,7 @@ TEST_F(TranslateCommands, fillANewLocaleListItForReviewAndPayOnce) {
     const auto result = translate({"--to", "bn-BD", "--json"});
     EXPECT_EQ(result.status, 0) << result.error;
     const JSONValue document = onlyDocument(result.out);
-    const auto& fields = *document.find("fields")->items();
+    const auto& fields = *document.at("report", "texts")->items();
     ASSERT_EQ(fields.size(), 5u) << "the release notes of the source are empty";
     for (const JSONValue& field : fields) {
         EXPECT_TRUE(*field.find("review")->boolean());
@@ -52,7 +52,7 @@ TEST_F(TranslateCommands, fillANewLocaleListItForReviewAndPayOnce) {
     EXPECT_THAT(again.out, HasSubstr("from the cache, review"));
     EXPECT_THAT(again.out, HasSubstr("Wrote 5 texts for $0.00"));
     EXPECT_EQ(undoPseudoLocalisation(read("bn-BD", "name.txt")), read("en-US", "name.txt"));
-    EXPECT_THAT(again.error, testing::ContainsRegex("put aside, such as .*/kept/.*/bn-BD/name.txt"));
+    EXPECT_THAT(again.error, testing::ContainsRegex("backed up, such as .*/kept/.*/bn-BD/name.txt"));
     EXPECT_EQ(calls(), 5);
 
     writeFileAtomically(text("en-US", "name.txt"), read("en-US", "name.txt") + "\n");
@@ -137,7 +137,7 @@ TEST_F(TranslateCommands, generateKeywordsAndExpandTheEnglishOnes) {
     EXPECT_EQ(expanded.status, 0) << expanded.error;
     EXPECT_THAT(expanded.out, HasSubstr("Wrote the keywords of 4 locales"));
     EXPECT_NE(read("en-AU", "keywords.txt"), read("en-CA", "keywords.txt"));
-    EXPECT_THAT(expanded.error, testing::ContainsRegex("The keywords of en-GB were put aside as .*/en-GB/"));
+    EXPECT_THAT(expanded.error, testing::ContainsRegex("The keywords of en-GB were backed up as .*/en-GB/"));
     const auto paid = calls();
     auto watched = call({"keywords", "expand-english", "--folder", "texts"});
     watched.streams = ProgramCall::Streams::terminal;

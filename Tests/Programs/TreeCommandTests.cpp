@@ -11,7 +11,7 @@ class EmptyAccount : public MetadataCommands {
 };
 
 TEST_F(EmptyAccount, takesATreeOfAnotherToolToAnAppWithoutAVersion) {
-    const JSONValue apps = document({"apps", "--remote"});
+    const JSONValue apps = documented({"apps", "--remote"}, "apps");
     ASSERT_EQ(apps.items()->size(), 1u);
     const std::string bundleID = *apps.items()->front().at("attributes", "bundleId")->text();
     const auto writeTree = [&](const std::string& name, std::string_view content) {
@@ -38,11 +38,11 @@ TEST_F(EmptyAccount, takesATreeOfAnotherToolToAnAppWithoutAVersion) {
     EXPECT_THAT(pictures.error, HasSubstr("No versions found on App Store Connect."));
     const std::vector<std::string> create = {"versions",   "create", "--app",     bundleID,
                                              "--platform", "ios",    "--version", "1.0"};
-    auto rehearsed = create;
-    rehearsed.push_back("--dry-run");
-    EXPECT_THAT(run(rehearsed).out, HasSubstr("POST v1/appStoreVersions"));
-    const JSONValue plan = document(rehearsed);
-    EXPECT_NE(plan.find("requests")->items()->front().at("body", "data", "attributes"), nullptr);
+    auto dry = create;
+    dry.push_back("--dry-run");
+    EXPECT_THAT(run(dry).out, HasSubstr("POST v1/appStoreVersions"));
+    const JSONValue plan = document(dry);
+    EXPECT_NE(plan.at("plan", "request", "body", "data", "attributes"), nullptr);
     ASSERT_EQ(run(create).status, 0);
 
     const auto imported = run(import);
@@ -70,6 +70,11 @@ TEST_F(EmptyAccount, takesATreeOfAnotherToolToAnAppWithoutAVersion) {
     EXPECT_EQ(readFile(folder / "second/ios/next/de-DE/name.txt"), "Obstgarten");
     ASSERT_EQ(run({"metadata", "export", "out", "--folder", "second"}).status, 0);
     EXPECT_EQ(readFile(folder / "out/en-US/description.txt"), "Two lines\nof text\n");
+
+    writeFileAtomically(folder / "second/ios/next/en-US/keywords.txt", "\xff");
+    const auto damaged = run({"metadata", "export", "out", "--folder", "second"});
+    EXPECT_EQ(damaged.status, 0);
+    EXPECT_THAT(damaged.error, HasSubstr("warning: skipped en-US/keywords.txt: "));
 
     write("en-US", "name.txt", "Orchards\n");
     EXPECT_THAT(run({"metadata", "tidy", "--folder", "texts", "--dry-run"}).out,

@@ -22,17 +22,17 @@ TransportError::Kind kindOf(const std::function<void()>& work) {
 
 /// A localization of the demo account to write to, and the notes that it holds.
 struct Target {
-    explicit Target(RawSandbox& fixture) : rehearsal_(fixture) {
+    explicit Target(RawSandbox& fixture) : sandbox_(fixture) {
         const std::string app = fixture.app("studio.fernhollow.mosswick");
         version = fixture.version(app, "IOS", "3.5");
         id = fixture.localization(version, "en-US");
     }
     Reply write(std::string_view notes) const {
-        return rehearsal_.update("appStoreVersionLocalizations", id, {{"whatsNew", notes}});
+        return sandbox_.update("appStoreVersionLocalizations", id, {{"whatsNew", notes}});
     }
     [[nodiscard]] std::string notes() const {
         for (const JSONValue& entry :
-             rehearsal_.get("/v1/appStoreVersions/" + version + "/appStoreVersionLocalizations?limit=200")
+             sandbox_.get("/v1/appStoreVersions/" + version + "/appStoreVersionLocalizations?limit=200")
                  .list())
             if (*entry.find("id")->text() == id)
                 if (const JSONValue* value = entry.at("attributes", "whatsNew")) return *value->text();
@@ -42,7 +42,7 @@ struct Target {
     std::string id;
 
   private:
-    RawSandbox& rehearsal_;
+    RawSandbox& sandbox_;
 };
 
 TEST(SandboxFaults, textsOfTheCommandLineBecomeFaults) {

@@ -47,16 +47,16 @@ std::string prompt(std::string_view text) {
         {{"model", "m"},
          {"messages",
           JSONValue::array({JSONValue::object({{"role", "system"},
-                                               {"content", "Protected terms (keep verbatim, do not "
-                                                           "translate):\nTide Pool\n\nGlossary"}}),
+                                               {"content", "Protected terms (keep verbatim, "
+                                                           "do not translate):\nTide Pool\n\nGlossary"}}),
                             JSONValue::object({{"role", "user"}, {"content", text}})})},
          {"temperature", 0.3},
          {"max_tokens", 256}}));
 }
 
 const std::string translation =
-    "Translate the following subtitle from en-US to de-DE:\n\n---\nTide Pool at a glance\n---\n\nOutput ONLY "
-    "the translated text.\nReminder: ≤ 30 characters. Count before you respond.";
+    "Translate the following subtitle from en-US to de-DE:\n\n---\nTide Pool at a glance\n---\n\n"
+    "Output ONLY the translated text.\nReminder: ≤ 30 characters. Count before you respond.";
 
 TEST(SandboxRelay, takesOnlySignedRequestsOfTheKnownForm) {
     RawSandbox fixture(Seed::empty);

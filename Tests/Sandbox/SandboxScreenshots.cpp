@@ -1,11 +1,11 @@
 #include "Platform/crypto/Digest.h"
+#include "Platform/task/StopToken.h"
 #include "Sandbox/rules/Uploads.h"
 #include "Tests/Sandbox/RawSandbox.h"
 
 #include <gmock/gmock.h>
 
 #include <algorithm>
-#include <thread>
 
 namespace quorvel::sandbox::test {
 namespace {

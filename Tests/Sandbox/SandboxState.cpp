@@ -1,5 +1,6 @@
 #include "Platform/files/Files.h"
 #include "Platform/json/JSON.h"
+#include "Platform/task/StopToken.h"
 #include "Tests/Sandbox/RawSandbox.h"
 #include "Tests/support/FileMode.h"
 
@@ -7,7 +8,6 @@
 
 #include <stdexcept>
 #include <sys/stat.h>
-#include <thread>
 
 namespace quorvel::sandbox::test {
 namespace {

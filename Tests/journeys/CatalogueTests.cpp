@@ -13,7 +13,8 @@ using namespace quorvel;
 namespace {
 
 void expectAllCalled(const test::CatalogueReport& report) {
-    EXPECT_EQ(std::set<std::string>(report.called.begin(), report.called.end()).size(), 49u);
+    EXPECT_EQ(std::set<std::string>(report.called.begin(), report.called.end()),
+              test::operationNames(QUORVEL_SOURCE_DIR));
     for (const std::string& failure : report.failed)
         ADD_FAILURE() << failure;
 }

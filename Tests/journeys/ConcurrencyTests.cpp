@@ -1,10 +1,10 @@
+#include "Platform/task/StopToken.h"
 #include "Platform/task/Task.h"
 #include "Tests/support/SandboxFixture.h"
 
 #include <gtest/gtest.h>
 
 #include <numeric>
-#include <thread>
 
 using namespace quorvel;
 

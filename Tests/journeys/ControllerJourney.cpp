@@ -40,9 +40,9 @@ TEST(ControllerJourney, pullsEditsPushesAndPullsWithNothingPending) {
     store.write("ta-IN", FieldType::description, "உரை");
 
     fixture.server.forgetRequests();
-    const auto preparation = fixture.controller.preparePush({{}, {}, Clearing::allow});
+    const auto plan = fixture.controller.planPush({{}, {}, Clearing::allow});
     EXPECT_THAT(fixture.requests(), ElementsAre("GET /v1/apps")); // its versions
-    const auto pushed = fixture.controller.push(preparation);
+    const auto pushed = fixture.controller.push(plan);
     EXPECT_EQ(pushed.report, "Pushed 6 fields · 4 locales");
     // Ten are the least: the versions, as a context's state may have changed since the pull; the app infos
     // and two lists of localizations, as an identifier may have too and a colleague's text must not be
@@ -53,14 +53,14 @@ TEST(ControllerJourney, pullsEditsPushesAndPullsWithNothingPending) {
                     "PATCH /v1/appStoreVersionLocalizations", "PATCH /v1/appInfoLocalizations",
                     "PATCH /v1/appStoreVersionLocalizations", "PATCH /v1/appStoreVersionLocalizations",
                     "POST /v1/appInfoLocalizations", "POST /v1/appStoreVersionLocalizations"));
-    EXPECT_THAT(fixture.controller.state()->changes, IsEmpty());
+    EXPECT_THAT(fixture.controller.state()->texts.changes, IsEmpty());
 
     const LocaleTexts local = store.readAll();
     const PullResult again = fixture.pull();
     EXPECT_THAT(again.updated, IsEmpty());
     EXPECT_THAT(again.kept, IsEmpty());
     EXPECT_EQ(store.readAll(), local);
-    EXPECT_THAT(fixture.controller.state()->changes, IsEmpty());
+    EXPECT_THAT(fixture.controller.state()->texts.changes, IsEmpty());
     EXPECT_THAT(fixture.apps.locales(fixture.app.id), SizeIs(41));
 }
 
@@ -76,7 +76,7 @@ TEST(ControllerJourney, recordsEachTriedFieldAndTakesThePushBack) {
     for (const PushHistoryEntry& entry : fixture.history()) {
         const FieldKey key{entry.locale, *fromRawValue<FieldType>(entry.fieldType)};
         EXPECT_TRUE(recorded.insert(key).second) << entry.locale << " " << entry.fieldType;
-        EXPECT_EQ(entry.sessionId, pushed.sessionId);
+        EXPECT_EQ(entry.sessionId, pushed.run);
         EXPECT_EQ(entry.previousValue, before.at(key.locale)[key.field]);
         EXPECT_EQ(entry.newValue, store.read(key.locale, key.field));
         EXPECT_TRUE(entry.success && !entry.errorMessage);
@@ -86,13 +86,13 @@ TEST(ControllerJourney, recordsEachTriedFieldAndTakesThePushBack) {
     }
     EXPECT_THAT(recorded, SizeIs(4));
 
-    const auto report = fixture.controller.revert(pushed.sessionId);
+    const auto report = fixture.controller.revert(pushed.run);
     EXPECT_THAT(report.reverted, SizeIs(4));
     EXPECT_THAT(report.warnings, IsEmpty());
-    EXPECT_THAT(fixture.controller.state()->changes, SizeIs(4)); // to be pushed when the user says so
+    EXPECT_THAT(fixture.controller.state()->texts.changes, SizeIs(4)); // to be pushed when the user says so
     const auto back = fixture.push();
     EXPECT_EQ(back.report, "Pushed 4 fields · 3 locales");
-    EXPECT_NE(back.sessionId, pushed.sessionId);
+    EXPECT_NE(back.run, pushed.run);
     EXPECT_THAT(PushHistory(fixture.container).runs(fixture.app.id), SizeIs(2));
     fixture.pull();
     EXPECT_EQ(store.readAll(), before);
@@ -105,15 +105,15 @@ TEST(ControllerJourney, recordsAFailureLikeASuccess) {
     fixture.store().write(locale, FieldType::releaseNotes, "A first version has none");
     const auto pushed = fixture.push();
     EXPECT_THAT(pushed.report, HasSubstr("Pushed 1 field · 1 locale. 1 failed.\nFirst error:"));
-    EXPECT_EQ(fixture.controller.state()->status, pushed.report);
+    EXPECT_EQ(fixture.controller.gate()->state()->status, pushed.report);
     std::vector<bool> successes;
     for (const PushHistoryEntry& entry :
-         PushHistory(fixture.container).entriesOfRun(fixture.app.id, pushed.sessionId)) {
+         PushHistory(fixture.container).entriesOfRun(fixture.app.id, pushed.run)) {
         successes.push_back(entry.success);
         EXPECT_EQ(entry.errorMessage.has_value(), !entry.success);
     }
     EXPECT_THAT(successes, UnorderedElementsAre(true, false));
-    EXPECT_THAT(fixture.controller.revert(pushed.sessionId).reverted, SizeIs(1));
+    EXPECT_THAT(fixture.controller.revert(pushed.run).reverted, SizeIs(1));
 }
 
 // As many are on their way as go at once; what came back is in the history before the next one is sent.
@@ -138,7 +138,7 @@ TEST(ControllerJourney, keepsTheHistoryOfWhatWasSentBeforeAPushWasKilled) {
             EXPECT_GE(recorded.history().size(), sent - atOnce) << sent;
         }
     };
-    controller->push(controller->preparePush({}));
+    controller->push(controller->planPush({}));
     EXPECT_EQ(sent, locales.size());
     EXPECT_THAT(recorded.history(), SizeIs(locales.size()));
 }
@@ -151,7 +151,7 @@ TEST(ControllerJourney, pullsAllContextsWithOneDiscoveryAndEachAppInfoOnce) {
     std::vector<std::string> ids;
     for (const auto& pull : pulls) {
         ids.push_back(pull.context.id());
-        EXPECT_TRUE(pull.result && !pull.error) << pull.error.value_or("");
+        EXPECT_TRUE(pull.result && !pull.failure);
     }
     EXPECT_THAT(ids, ElementsAre("ios/next", "ios/live", "macos/next", "macos/live"));
     // Eight: the versions, the app infos, four versions' localizations, two app infos' localizations.
@@ -159,7 +159,7 @@ TEST(ControllerJourney, pullsAllContextsWithOneDiscoveryAndEachAppInfoOnce) {
     for (const auto& pull : pulls)
         EXPECT_THAT(MetadataDiff::compare(fixture.store(pull.context.contextID())), IsEmpty());
     EXPECT_EQ(fixture.store({ASCPlatform::macOS}).localesOnDisk(), fixture.store().localesOnDisk());
-    EXPECT_EQ(fixture.controller.state()->status, "Pulled 4 of 4 contexts");
+    EXPECT_EQ(fixture.controller.gate()->state()->status, "Pulled 4 of 4 contexts");
     EXPECT_EQ(limiter.running(), 0u);
 }
 
@@ -172,8 +172,11 @@ TEST(ControllerJourney, goesOnWithTheOtherContextsWhenOneFails) {
     const auto pulls = fixture.controller.pull({.contexts = MetadataController::PullRequest::Contexts::all});
     for (const auto& pull : pulls)
         EXPECT_EQ(pull.result.has_value(), pull.context.id() != "macos/next");
-    EXPECT_THROW(std::rethrow_exception(pulls.at(2).failure), ASCError);
-    EXPECT_EQ(fixture.controller.state()->error, "Pull failed: " + *pulls.at(2).error);
+    try {
+        std::rethrow_exception(pulls.at(2).failure);
+    } catch (const ASCError& error) {
+        EXPECT_EQ(fixture.controller.gate()->state()->error, std::string("Pull failed: ") + error.what());
+    }
     EXPECT_THAT(fixture.controller.state()->contexts, SizeIs(4));
 }
 
@@ -188,10 +191,10 @@ TEST(ControllerJourney, leavesDisabledLocalesAlone) {
         store.write(locale, FieldType::description, "New");
         store.write(locale, FieldType::subtitle, std::string(31, 'x'));
     }
-    const auto preparation = fixture.controller.preparePush({});
-    EXPECT_THAT(preparation.selection.chosen, SizeIs(1));
+    const auto plan = fixture.controller.planPush({});
+    EXPECT_THAT(plan.changes, SizeIs(1));
     std::vector<LeftOutReason> reasons;
-    for (const LeftOutChange& left : preparation.selection.leftOut)
+    for (const LeftOutChange& left : plan.leftOut)
         reasons.push_back(left.reason);
     EXPECT_THAT(reasons, UnorderedElementsAre(LeftOutReason::overLimit, LeftOutReason::localeDisabled,
                                               LeftOutReason::localeDisabled));
@@ -201,7 +204,7 @@ TEST(ControllerJourney, leavesDisabledLocalesAlone) {
     EXPECT_EQ(checklist.limits.detail, "1 to trim before Push");
 
     // Not even when App Store Connect has the locale no longer, or other texts.
-    const PlatformContext context = preparation.context;
+    const PlatformContext context = plan.version;
     for (const auto& localization : fixture.client.listVersionLocalizations(context.versionId))
         if (localization.attributes.locale == "fr-FR")
             fixture.client.updateVersionLocalization(localization.id, {.description = "Autre"});

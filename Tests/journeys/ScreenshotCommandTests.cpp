@@ -1,5 +1,6 @@
 // The program's screenshot commands, as people and build services run them.
 #include "Platform/http/URLSession.h"
+#include "Platform/task/StopToken.h"
 #include "Tests/Programs/QuorvelFixture.h"
 #include "Tests/support/ScreenshotTree.h"
 
@@ -8,7 +9,6 @@
 #include <csignal>
 #include <cstring>
 #include <random>
-#include <thread>
 
 using namespace quorvel;
 using test::onlyDocument;
@@ -81,7 +81,7 @@ TEST_F(ScreenshotCommands, pullCompareAndPush) {
     result = shots({"status"}, {"--json"});
     EXPECT_EQ(result.status, 0) << result.all();
     const JSONValue status = onlyDocument(result.out);
-    EXPECT_EQ(*status.find("guesses")->items()->at(0).find("displayType")->text(), "APP_IPHONE_65");
+    EXPECT_EQ(*status.at("status", "guesses")->items()->at(0).find("displayType")->text(), "APP_IPHONE_65");
     EXPECT_THAT(shots({"status"}).out, HasSubstr("upload 1.png, 2.png, 10.png"));
     put(picture("en-US/iphone-67/own.png"), test::pictureFor("APP_IPHONE_67", 1));
     EXPECT_THAT(shots({"status"}).all(),
@@ -105,15 +105,16 @@ TEST_F(ScreenshotCommands, pullCompareAndPush) {
               200);
     result = shots({"push", "--mode", "replace", "--no-wait", "--json"});
     EXPECT_EQ(result.status, 0) << result.all();
-    EXPECT_EQ(*onlyDocument(result.out).find("uploaded")->integer(), 4);
+    EXPECT_EQ(*onlyDocument(result.out).at("report", "uploaded")->integer(), 4);
     EXPECT_THAT(result.error, AllOf(HasSubstr("Uploaded sv/iphone-65/10.png ("), HasSubstr(", 4 of 4 files"),
                                     HasSubstr("de-DE/flat.png: taken for APP_IPHONE_65")))
         << "plain lines without a terminal";
     EXPECT_EQ(heldLike(local()), local());
     result = shots({"push", "--mode", "replace", "--no-wait"});
     EXPECT_THAT(result.out, HasSubstr("Nothing to push"));
-    EXPECT_THAT(result.error, HasSubstr("sv APP_IPHONE_65 1.png: was there, but App Store Connect was still "
-                                        "processing it"));
+    EXPECT_THAT(
+        result.error,
+        HasSubstr("sv APP_IPHONE_65 1.png: was there, but App Store Connect was still processing it"));
     EXPECT_THAT(shots({"status"}).out, Not(HasSubstr("upload"))) << "a push keeps the catalogue up to date";
 }
 
@@ -166,13 +167,15 @@ TEST_F(ScreenshotCommands, tellWhatWasPushedThoughTheCatalogueCannotBeWritten) {
     const auto result = shots({"push", "--no-wait", "--json"});
     EXPECT_EQ(result.status, 0) << result.all();
     const JSONValue document = onlyDocument(result.out);
-    EXPECT_EQ(*document.find("uploaded")->integer(), 1);
-    EXPECT_THAT(*document.find("warnings")->items()->at(0).text(),
+    EXPECT_EQ(*document.at("report", "uploaded")->integer(), 1);
+    EXPECT_THAT(*document.at("report", "warnings")->items()->at(0).text(),
                 AllOf(HasSubstr("The push is done"), HasSubstr("screenshots-catalog.json")));
     EXPECT_THAT(shots({"push", "--mode", "replace"}).out, HasSubstr("Nothing to push"));
     put(picture("sv/iphone-65/2.png"), "");
     put(picture("sv/iphone-65/3.png"), drawn(2));
-    EXPECT_THAT(shots({"push", "--no-wait"}).out, HasSubstr("1 thing not done")) << "the push itself is done";
+    EXPECT_THAT(shots({"push", "--no-wait"}).out,
+                HasSubstr("1 item was not uploaded. Fix it and push again."))
+        << "the push itself is done";
 }
 
 TEST_F(ScreenshotCommands, endWithStatus0WhateverFailsOnTheWay) {

@@ -1,5 +1,8 @@
 #include "Core/asc/ASCError.h"
-#include "Core/asc/services/Workflows.h"
+#include "Core/asc/services/AnalyticsService.h"
+#include "Core/asc/services/ReviewSubmissionService.h"
+#include "Core/asc/services/TestFlightService.h"
+#include "Core/asc/services/VersionService.h"
 #include "Tests/support/SandboxFixture.h"
 
 #include <gmock/gmock.h>
@@ -40,33 +43,6 @@ TEST(VersionService, findsTheNewestVersionOfAPlatformOrMakesOne) {
     EXPECT_EQ(versions.findOrCreate(garden, ASCPlatform::visionOS, "1.1").id, made.id);
 }
 
-TEST(LocalizationService, patchesWhatExistsAndCreatesWhatIsMissing) {
-    test::SandboxFixture fixture;
-    const LocalizationService localizations(fixture.client);
-    const std::string version = VersionService(fixture.client).find(garden, ASCPlatform::iOS)->id;
-    const auto before = fixture.client.listVersionLocalizations(version);
-    const auto patched =
-        localizations.writeVersionLocalization(version, {.locale = "ja", .promotionalText = "新しい季節"});
-    EXPECT_EQ(patched.id, ofLocale(before, "ja")->id);
-    EXPECT_EQ(patched.attributes.description, ofLocale(before, "ja")->attributes.description);
-
-    // The create is carried out, but its answer is lost: it is found and patched, not made twice.
-    fixture.server.setFaults(
-        {{.route = "POST /v1/appStoreVersionLocalizations", .action = "resetAfter", .count = 1}});
-    const auto made =
-        localizations.writeVersionLocalization(version, {.locale = "bn-BD", .keywords = "বাগান"});
-    EXPECT_EQ(made.attributes.keywords, "বাগান");
-    EXPECT_EQ(fixture.client.listVersionLocalizations(version).size(), before.size() + 1);
-
-    const auto infos = fixture.client.listAppInfos(garden);
-    const auto next = std::ranges::find_if(
-        infos, [](const auto& info) { return info.attributes.appStoreState == "PREPARE_FOR_SUBMISSION"; });
-    const auto info = localizations.writeAppInfoLocalization(
-        next->id, {.locale = "ja", .subtitle = "庭の手帳", .privacyPolicyUrl = "https://example.test/ja"});
-    EXPECT_EQ(info.attributes.subtitle, "庭の手帳");
-    EXPECT_EQ(info.attributes.privacyPolicyUrl, "https://example.test/ja");
-}
-
 TEST(ReviewSubmissionService, submitsAlsoAfterARunWhoseAnswerWasLost) {
     test::SandboxFixture fixture;
     const auto& client = fixture.client;
@@ -102,12 +78,18 @@ TEST(TestFlightService, writesNotesAddsToGroupsAndAsksForReview) {
     client.setExportCompliance(build->build.id, {false});
     const std::string group = client.listBetaGroups(garden).back().id;
     const std::string id = build->build.id;
+    // The create of the Urdu notes is carried out, but its answer is lost: they are found and patched.
+    fixture.server.setFaults(
+        {{.route = "POST /v1/betaBuildLocalizations", .action = "resetAfter", .count = 1}});
     TestFlightService(client).release({.buildID = id,
                                        .notes = {{"en-US", "Try the week view."}, {"ur-PK", "آزمائیں"}},
                                        .groupIDs = {group},
                                        .betaReview = TestFlightService::Release::BetaReview::request});
     const auto notes = client.listBetaBuildLocalizations(id);
     ASSERT_NE(ofLocale(notes, "ur-PK"), notes.end());
+    EXPECT_EQ(ofLocale(notes, "ur-PK")->attributes.whatsNew, "آزمائیں");
+    EXPECT_EQ(
+        std::ranges::count_if(notes, [](const auto& each) { return each.attributes.locale == "ur-PK"; }), 1);
     EXPECT_EQ(ofLocale(notes, "en-US")->attributes.whatsNew, "Try the week view.");
     const auto sent = fixture.server.requests();
     const auto asked = [&](std::string_view path) {

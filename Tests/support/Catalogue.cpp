@@ -1,9 +1,11 @@
 #include "Tests/support/Catalogue.h"
 
 #include "Platform/crypto/Digest.h"
+#include "Platform/files/Files.h"
 
 #include <algorithm>
-#include <set>
+#include <regex>
+#include <stdexcept>
 
 namespace quorvel::test {
 
@@ -248,6 +250,22 @@ class Walk {
 };
 
 } // namespace
+
+std::set<std::string> operationNames(const std::filesystem::path& sourceFolder) {
+    const std::string header = readFile(sourceFolder / "Core/asc/ASCClientProtocol.h").value();
+    const std::size_t begin = header.find("// Apps and app infos");
+    const std::size_t end = header.find("protected:");
+    if (begin == std::string::npos || end < begin || end == std::string::npos)
+        throw std::runtime_error("ASCClientProtocol.h does not begin and end its operations as expected");
+    // Between the two, only the operations themselves stand before an opening parenthesis.
+    const std::regex name(R"((\w+)\()");
+    const auto first = header.cbegin() + static_cast<std::ptrdiff_t>(begin);
+    const auto last = header.cbegin() + static_cast<std::ptrdiff_t>(end);
+    std::set<std::string> names;
+    for (std::sregex_iterator match(first, last, name); match != std::sregex_iterator(); ++match)
+        names.insert((*match)[1]);
+    return names;
+}
 
 CatalogueReport callEveryOperation(const ASCClientProtocol& client, HTTPClient& http,
                                    const std::string& vendorNumber) {

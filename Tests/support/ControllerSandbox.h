@@ -2,7 +2,7 @@
 #pragma once
 
 #include "Platform/time/Date.h"
-#include "Quorvel/controllers/MetadataController.h"
+#include "Quorvel/controllers/metadata/MetadataController.h"
 #include "Tests/support/SandboxFixture.h"
 
 #include <memory>
@@ -30,16 +30,20 @@ struct RecordedApp {
                         .bundleId = "studio.fernhollow.garden",
                         .appStoreId = std::string(appStoreID)})) {}
 
+    [[nodiscard]] AppAccess::Parts partsOver(const ASCClientProtocol& client,
+                                             std::optional<MetadataFolder> folder = {}) const {
+        return {.container = container,
+                .app = [records = apps, id = app.id] { return records.find(id); },
+                .client = [&client] { return borrowed(client); },
+                .home = home,
+                .clock = clock,
+                .notifications = notifications,
+                .folder = std::move(folder)};
+    }
     [[nodiscard]] std::unique_ptr<MetadataController>
     controllerOver(const ASCClientProtocol& client, std::optional<MetadataFolder> folder = {}) const {
-        return std::make_unique<MetadataController>(
-            MetadataController::Parts{.container = container,
-                                      .appID = app.id,
-                                      .client = [&client] { return borrowed(client); },
-                                      .home = home,
-                                      .clock = clock,
-                                      .notifications = notifications,
-                                      .folder = std::move(folder)});
+        return std::make_unique<MetadataController>(AppAccess(partsOver(client, std::move(folder))),
+                                                    std::make_shared<OperationGate>());
     }
     [[nodiscard]] MetadataFolder appFolder() const { return defaultAppFolder(home, app.slug); }
     [[nodiscard]] MetadataStore store(const ContextID& context = {}) const {
@@ -72,8 +76,8 @@ struct ControllerSandbox : SandboxFixture, RecordedApp {
         return list;
     }
     PullResult pull() { return controller.pull({}).at(0).result.value(); }
-    MetadataController::PushResult push(const PushFilter& filter = {{}, {}, Clearing::allow}) {
-        return controller.push(controller.preparePush(filter));
+    PushReport push(const PushFilter& filter = {{}, {}, Clearing::allow}) {
+        return controller.push(controller.planPush(filter));
     }
 
     std::unique_ptr<MetadataController> owned;

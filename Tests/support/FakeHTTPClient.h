@@ -1,7 +1,7 @@
 // An HTTP client that answers from a script and remembers what it was sent.
 #pragma once
 
-#include "Core/asc/HTTPClient.h"
+#include "Platform/http/HTTPClient.h"
 
 #include <functional>
 #include <mutex>

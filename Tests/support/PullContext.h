@@ -5,6 +5,14 @@
 
 namespace quorvel::test {
 
+/// Pulls a context into this folder.
+inline PullResult pullInto(const MetadataFolder& contextFolder, const ASCClientProtocol& client,
+                           const Clock& clock, std::string_view appID, const PlatformContext& context,
+                           const PullOptions& options = {}) {
+    AppInfoTexts texts(client, client.listAppInfos(appID));
+    return MetadataPuller(client, clock).pull(texts, context, contextFolder, options);
+}
+
 /// Discovers the app and pulls its context `contextID` into that one's folder under the app's.
 inline PullResult pullContext(const ASCClientProtocol& client, const Clock& clock, std::string_view appID,
                               const MetadataFolder& appFolder, const std::string& contextID,
@@ -12,7 +20,8 @@ inline PullResult pullContext(const ASCClientProtocol& client, const Clock& cloc
     const MetadataPuller puller(client, clock);
     const AppDiscovery found = puller.discover(appID);
     const PlatformContext context = chooseContext(found.contexts, contextID).value();
-    return puller.pull(found.appInfos, context, appFolder.contextFolder(context.contextID()), options);
+    AppInfoTexts texts(client, found.appInfos);
+    return puller.pull(texts, context, appFolder.contextFolder(context.contextID()), options);
 }
 
 } // namespace quorvel::test

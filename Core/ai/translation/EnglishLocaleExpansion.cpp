@@ -2,11 +2,11 @@
 
 #include "Core/ai/ClaudeError.h"
 #include "Core/ai/ClaudePricing.h"
+#include "Core/ai/JSONAnswer.h"
 #include "Core/ai/translation/OverLimitTexts.h"
 #include "Core/ai/translation/ReplyText.h"
 #include "Core/ai/translation/TextReplacement.h"
 #include "Core/ai/translation/TextTrimming.h"
-#include "Core/metadata/FolderLock.h"
 #include "Platform/text/Text.h"
 
 #include <fmt/format.h>
@@ -17,33 +17,26 @@ namespace {
 
 constexpr std::int64_t maxOutputTokens = 2048;
 
-constexpr std::string_view systemPrompt = "You are an App Store Optimisation specialist working the "
-                                          "**English locale expansion** trick: Apple's App Store "
-                                          "Connect lets you store a separate 100-char keywords field per "
-                                          "locale (en-US, en-GB, en-AU, en-CA), and each "
-                                          "locale's field is what Apple indexes for users in that region. "
-                                          "Filling all four with **different but coordinated** "
-                                          "keywords gives the app effectively 400 chars of indexing for "
-                                          "English-speaking users worldwide.\n\nYour job: given a "
-                                          "base keywords field for en-US, produce per-locale variants "
-                                          "that:\n\n1. Keep the top 2–3 highest-priority terms in "
-                                          "every locale (those    are core, you can't afford to skip them "
-                                          "anywhere).\n2. Use region-specific vocabulary when "
-                                          "meaningful: en-GB/en-AU use    \"colour\" / \"organise\" / "
-                                          "\"favourite\" / \"holiday\" / \"CV\"; en-US/en-CA    use "
-                                          "\"color\" / \"organize\" / \"favorite\" / \"vacation\" / "
-                                          "\"resume\".\n3. Spend the remaining ~70 chars per locale on "
-                                          "different long-tail    terms — so each locale uniquely carries "
-                                          "some keywords. Don't    just translate; pick "
-                                          "different angles.\n4. Each locale's value MUST be ≤ 100 chars and "
-                                          "use comma-separated    format with NO spaces after "
-                                          "commas.\n\nOutput requirement: respond with ONLY a JSON object — "
-                                          "no prose, no code fences. Schema:\n\n{\n  "
-                                          "\"entries\": [\n    {\"locale\": \"en-US\", \"keywords_field\": "
-                                          "\"term1,term2,…\"},\n    {\"locale\": \"en-GB\", "
-                                          "\"keywords_field\": \"term1,term2,…\"},\n    ...\n  ],\n  "
-                                          "\"rationale\": \"one paragraph explaining the per-locale "
-                                          "trade-offs\"\n}";
+constexpr std::string_view systemPrompt =
+    R"(You are an App Store Optimisation specialist working the **English locale expansion** trick: Apple's App Store Connect lets you store a separate 100-char keywords field per locale (en-US, en-GB, en-AU, en-CA), and each locale's field is what Apple indexes for users in that region. Filling all four with **different but coordinated** keywords gives the app effectively 400 chars of indexing for English-speaking users worldwide.
+
+Your job: given a base keywords field for en-US, produce per-locale variants that:
+
+1. Keep the top 2–3 highest-priority terms in every locale (those    are core, you can't afford to skip them anywhere).
+2. Use region-specific vocabulary when meaningful: en-GB/en-AU use    "colour" / "organise" / "favourite" / "holiday" / "CV"; en-US/en-CA    use "color" / "organize" / "favorite" / "vacation" / "resume".
+3. Spend the remaining ~70 chars per locale on different long-tail    terms — so each locale uniquely carries some keywords. Don't    just translate; pick different angles.
+4. Each locale's value MUST be ≤ 100 chars and use comma-separated    format with NO spaces after commas.
+
+Output requirement: respond with ONLY a JSON object — no prose, no code fences. Schema:
+
+{
+  "entries": [
+    {"locale": "en-US", "keywords_field": "term1,term2,…"},
+    {"locale": "en-GB", "keywords_field": "term1,term2,…"},
+    ...
+  ],
+  "rationale": "one paragraph explaining the per-locale trade-offs"
+})";
 
 struct Reply {
     struct Entry {
@@ -55,16 +48,6 @@ struct Reply {
     std::optional<std::string> rationale;
     QUORVEL_RECORD(Reply, entries, rationale)
 };
-
-Reply decodeReply(const std::string& text) {
-    const auto object = objectIn(text);
-    if (!object) throw ClaudeError(ClaudeError::Decoding{"the answer holds no JSON object"});
-    try {
-        return decodeJSON<Reply>(*object);
-    } catch (const JSONError& error) {
-        throw ClaudeError(ClaudeError::Decoding{escapeControls(error.what())});
-    }
-}
 
 EnglishLocaleExpansion::Entry fit(std::string_view locale, std::string_view field, std::size_t limit) {
     EnglishLocaleExpansion::Entry entry{.locale = std::string(locale), .keywordsField = tidyKeywords(field)};
@@ -97,7 +80,7 @@ EnglishLocaleExpansion::Result EnglishLocaleExpansion::expand(const Input& input
                                                    .system = std::move(words.system),
                                                    .messages = {{"user", std::move(words.user)}},
                                                    .responseFormat = "json_object"});
-    const Reply reply = decodeReply(response.text());
+    const Reply reply = decodeAnswer<Reply>(response.text());
     const auto [inputTokens, outputTokens] = response.usage;
     Result result{.rationale = reply.rationale.value_or(""),
                   .inputTokens = inputTokens,
@@ -118,7 +101,6 @@ std::vector<EnglishLocaleExpansion::Entry>
 EnglishLocaleExpansion::write(const MetadataFolder& folder, std::vector<Entry> entries,
                               const std::map<std::string, LocaleSettings>& settings, Date moment) {
     constexpr FieldType keywords = FieldType::keywords;
-    const auto turn = lockFolder(folder, "a translation");
     const MetadataStore store(folder);
     for (Entry& entry : entries) {
         const auto locale = settings.find(entry.locale);

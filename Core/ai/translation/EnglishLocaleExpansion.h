@@ -40,8 +40,8 @@ class EnglishLocaleExpansion {
         std::string locale;
         std::string keywordsField; // within the limit
         std::optional<std::string> warning;
-        bool skipped = false;            // not written: the locale's safe mode keeps the text that is there
-        std::optional<std::string> kept; // where the text was put aside that it replaced
+        bool skipped = false;            // not written: the locale is in safe mode and has a text
+        std::optional<std::string> kept; // the backup of the text that it replaced
         bool operator==(const Entry&) const = default;
     };
 
@@ -62,8 +62,8 @@ class EnglishLocaleExpansion {
     /// Throws `ClaudeError`; an answer without any keywords for the four locales is `ClaudeError::Decoding`.
     [[nodiscard]] Result expand(const Input& input) const;
 
-    /// Writes the entries into the tree and returns them with what became of each; texts that they replace
-    /// are put aside. Throws `FileError`, `MetadataError`.
+    /// Writes the entries into the tree and returns them with the result of each; texts that they replace
+    /// are backed up. The caller holds the tree's lock. Throws `FileError`, `MetadataError`.
     [[nodiscard]] static std::vector<Entry> write(const MetadataFolder& folder, std::vector<Entry> entries,
                                                   const std::map<std::string, LocaleSettings>& settings,
                                                   Date moment);

@@ -172,12 +172,4 @@ std::string translationIn(std::string_view reply, FieldType field, std::string_v
     return std::string(text);
 }
 
-std::optional<std::string_view> objectIn(std::string_view reply) {
-    const std::size_t open = reply.find('{');
-    const std::size_t close = reply.rfind('}');
-    if (open == std::string_view::npos || close == std::string_view::npos || close < open)
-        return std::nullopt;
-    return reply.substr(open, close - open + 1);
-}
-
 } // namespace quorvel

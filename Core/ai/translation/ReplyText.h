@@ -3,7 +3,6 @@
 
 #include "Core/metadata/FieldType.h"
 
-#include <optional>
 #include <string>
 #include <string_view>
 
@@ -17,8 +16,5 @@ namespace quorvel {
 /// `keywords` as the App Store counts them best: separated by bare commas, each term once and
 /// without quotation marks.
 [[nodiscard]] std::string tidyKeywords(std::string_view keywords);
-
-/// The JSON object in an answer that may have prose or a code fence around it; nothing when there is none.
-[[nodiscard]] std::optional<std::string_view> objectIn(std::string_view reply);
 
 } // namespace quorvel

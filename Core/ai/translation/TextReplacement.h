@@ -9,8 +9,8 @@
 
 namespace quorvel {
 
-/// Writes the text; a text of the field that differs is put aside under .brevant/kept before, and its new
-/// path returned. Throws `FileError`, `MetadataError`.
+/// Writes the text. A different text of the field is backed up under .brevant/kept first, and the path of the
+/// backup returned. Throws `FileError`, `MetadataError`.
 std::optional<std::filesystem::path> replaceText(const MetadataStore& store, std::string_view locale,
                                                  FieldType field, std::string_view text, Date moment);
 

@@ -1,4 +1,4 @@
-// What is translated, with which words, and what came of it.
+// The items of a translation, its settings and its outcomes.
 #pragma once
 
 #include "Core/metadata/FieldType.h"
@@ -37,7 +37,7 @@ struct BrandContext {
 
 /// How one locale is to be treated.
 struct LocaleSettings {
-    bool aiSafeMode = false; // a text that is there is never replaced
+    bool aiSafeMode = false; // a text is never replaced
     // The script to write in where a locale has several: its four-letter code ("Latn") or its name.
     std::optional<std::string> preferredScript;
 
@@ -56,12 +56,12 @@ struct TranslationOutcome {
     bool isOverLimit = false; // the model's text was, also after its retries; what is written was cut
     bool fromCache = false;
     bool skipped = false;
-    std::optional<std::string> kept; // where the text was put aside that it replaced
+    std::optional<std::string> kept; // the backup of the text that it replaced
     std::optional<std::string> warning;
     std::optional<std::string> error;     // what ended this item; nothing was written then
     std::exception_ptr failure = nullptr; // what `error` is the text of
-    QUORVEL_RECORD(TranslationOutcome, item, translation, inputTokens, outputTokens, costUSD, isOverLimit,
-                   fromCache, skipped, kept, warning, error)
+    QUORVEL_RECORD_EXCEPT(TranslationOutcome, (failure), item, translation, inputTokens, outputTokens,
+                          costUSD, isOverLimit, fromCache, skipped, kept, warning, error)
     bool operator==(const TranslationOutcome&) const = default;
 };
 

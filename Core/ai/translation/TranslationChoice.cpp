@@ -25,7 +25,7 @@ bool isStale(std::string_view text, std::string_view sourceText,
              const std::optional<TranslationOrigin>& origin) {
     if (isBlank(text)) return true;
     const TranslationOrigin now = TranslationOrigin::of(sourceText, text);
-    // A text that differs from what was written is a person's by now.
+    // A text that differs from the written translation was edited.
     return origin && origin->source != now.source && origin->translation == now.translation;
 }
 

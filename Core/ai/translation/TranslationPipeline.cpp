@@ -3,7 +3,6 @@
 #include "Core/ai/ClaudePricing.h"
 #include "Core/ai/translation/LocaleNotes.h"
 #include "Core/ai/translation/TranslationRun.h"
-#include "Core/metadata/FolderLock.h"
 #include "Platform/task/Task.h"
 
 #include <array>
@@ -31,23 +30,18 @@ std::array<std::vector<std::size_t>, phaseCount> phasesOf(const std::vector<Tran
     return phases;
 }
 
-// A token is about four bytes; other scripts take more bytes and more tokens alike.
 double estimatedCost(std::string_view model, const PreparedItem& prepared,
                      const PromptBuilder::Prompt& prompt) {
-    constexpr double bytesPerToken = 4;
-    const double answer =
-        static_cast<double>(prepared.sourceText.size()) * lengthFactorOf(prepared.item.targetLocale);
-    return ClaudePricing::cost(
-        model,
-        static_cast<std::int64_t>(static_cast<double>(prompt.system.size() + prompt.user.size()) /
-                                  bytesPerToken),
-        static_cast<std::int64_t>(answer / bytesPerToken) + 1);
+    return ClaudePricing::estimatedCostUSD(
+        model, static_cast<double>(prompt.system.size() + prompt.user.size()),
+        static_cast<double>(prepared.sourceText.size()) * lengthFactorOf(prepared.item.targetLocale));
 }
 
 void requireFolder(const MetadataFolder& folder) {
     std::error_code unreachable;
     if (!std::filesystem::is_directory(folder.rootURL, unreachable))
-        throw MetadataError(std::string(folderUnavailableText), {folder.rootURL, {}, {}});
+        throw MetadataError(MetadataError::Kind::unreadable, std::string(folderUnavailableText),
+                            {folder.rootURL, {}, {}});
 }
 
 } // namespace
@@ -56,13 +50,12 @@ std::vector<TranslationOutcome>
 TranslationPipeline::translate(const std::vector<Item>& items, const Settings& settings,
                                const std::function<void(const Progress&)>& progress) const {
     requireFolder(parts_.folder);
-    const auto turn = lockFolder(parts_.folder, "a translation");
     TranslationRun run(parts_, settings);
     std::vector<Outcome> outcomes(items.size());
     std::atomic<std::size_t> done = 0;
     for (const std::vector<std::size_t>& phase : phasesOf(items))
         parallelForEach(phase, parts_.width, [&](std::size_t index) {
-            outcomes[index] = run.end(items[index]);
+            outcomes[index] = run.translate(items[index]);
             const std::size_t count = ++done;
             if (progress) progress({count, items.size(), outcomes[index]});
         });

@@ -52,7 +52,7 @@ class TranslationPipeline {
         std::map<std::string, LocaleSettings> locales;
         // Locale → terms that keywords leave out; the words of its name and subtitle where none are given.
         std::map<std::string, std::vector<std::string>> indexedTerms;
-        // With `stale`, a text that somebody wrote since the items were chosen stays.
+        // With `stale`, a text that was edited since the items were chosen stays.
         TranslationWish::Which replaced = TranslationWish::Which::all;
     };
 
@@ -79,12 +79,12 @@ class TranslationPipeline {
 
     explicit TranslationPipeline(Parts parts) : parts_(std::move(parts)) {}
 
-    /// Translates the items and returns their outcomes in the same order. Each accepted text is in its file
-    /// before `progress` hears of it; a text that was there is put aside first. An item that fails does not
-    /// end the others, but where every request is bound to fail, no more are sent. The tree is this run's
-    /// alone meanwhile. `progress` is called on any thread, also at the same time. Throws `MetadataError`
-    /// when there is no folder, `FileError` when its private files cannot be used, and `CancellationError`:
-    /// what was done stays done then.
+    /// Translates the items and returns their outcomes in the same order. The caller holds the tree's lock.
+    /// Each accepted text is written before `progress` is called for it, and the text that it replaces is
+    /// backed up first. An item that fails does not end the others, but after an error of the kind `noAccess`
+    /// no more requests are sent. `progress` is called on any thread, also at the same time. Throws
+    /// `MetadataError` when there is no folder, `FileError` when its private files cannot be used, and
+    /// `CancellationError`; what was written stays.
     [[nodiscard]] std::vector<Outcome>
     translate(const std::vector<Item>& items, const Settings& settings,
               const std::function<void(const Progress&)>& progress = {}) const;

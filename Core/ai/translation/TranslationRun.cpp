@@ -21,8 +21,8 @@ void skip(TranslationOutcome& outcome, std::string reason) {
     outcome.warning = std::move(reason);
 }
 
-std::string keptTextOf(const PreparedItem& prepared) {
-    return fmt::format("{} of {} was written meanwhile by somebody else, which stays — skipped.",
+std::string editedTextOf(const PreparedItem& prepared) {
+    return fmt::format("{} of {} was edited meanwhile — skipped, so that the edit stays.",
                        shortLabelOf(prepared.item.field), prepared.item.targetLocale);
 }
 
@@ -50,17 +50,16 @@ TranslationRun::TranslationRun(const TranslationPipeline::Parts& parts,
       preparation_(parts.model, store_, settings),
       moment_(parts.clock()),
       replaced_(settings.replaced),
+      claude_(parts.claude),
       origins_(TranslationOrigins::load(parts.folder)) {}
 
-TranslationOutcome TranslationRun::end(const TranslationItem& item) {
+TranslationOutcome TranslationRun::translate(const TranslationItem& item) {
     TranslationOutcome outcome{.item = item};
     try {
         checkCancellation();
         work(preparation_.prepare(item), outcome);
         return outcome;
     } catch (const ClaudeError& error) {
-        const std::lock_guard lock(mutex_);
-        if (error.concernsEveryRequest()) fatalError_ = error;
         fail(outcome, error);
     } catch (const MetadataError& error) {
         fail(outcome, error);
@@ -73,14 +72,14 @@ TranslationOutcome TranslationRun::end(const TranslationItem& item) {
 
 void TranslationRun::work(const PreparedItem& prepared, TranslationOutcome& outcome) {
     if (prepared.skippedBecause) return skip(outcome, *prepared.skippedBecause);
-    if (wasEditedByUser(prepared)) return skip(outcome, keptTextOf(prepared));
+    if (wasEditedByUser(prepared)) return skip(outcome, editedTextOf(prepared));
     if (!useCached(prepared, outcome)) {
         const Draft draft = askWithRetries(prepared, outcome);
         fit(prepared, draft, outcome);
         keep(prepared, draft, outcome);
     }
-    // Asked again: an editor may have saved while the model answered.
-    if (wasEditedByUser(prepared)) return skip(outcome, keptTextOf(prepared));
+    // Checked again: an editor may have saved while the model answered.
+    if (wasEditedByUser(prepared)) return skip(outcome, editedTextOf(prepared));
     write(prepared, outcome);
 }
 
@@ -115,18 +114,12 @@ bool TranslationRun::useCached(const PreparedItem& prepared, TranslationOutcome&
     return true;
 }
 
-void TranslationRun::throwIfFatal() {
-    const std::lock_guard lock(mutex_);
-    if (fatalError_) throw ClaudeError(*fatalError_);
-}
-
 TranslationRun::Draft TranslationRun::ask(const PreparedItem& prepared, const PromptBuilder::Prompt& prompt,
                                           TranslationOutcome& outcome) {
-    throwIfFatal();
-    const ClaudeResponse response = parts_.claude->send({.model = parts_.model,
-                                                         .maxTokens = parts_.maxOutputTokens,
-                                                         .system = prompt.system,
-                                                         .messages = {{"user", prompt.user}}});
+    const ClaudeResponse response = claude_.send({.model = parts_.model,
+                                                  .maxTokens = parts_.maxOutputTokens,
+                                                  .system = prompt.system,
+                                                  .messages = {{"user", prompt.user}}});
     const auto [inputTokens, outputTokens] = response.usage;
     outcome.inputTokens += inputTokens;
     outcome.outputTokens += outputTokens;
@@ -149,8 +142,8 @@ TranslationRun::Draft TranslationRun::askWithRetries(const PreparedItem& prepare
         parts_.logger.info(fmt::format("Field {} for {} was {}/{} chars; retry {} of {}.", rawValue(field),
                                        target, draft.length, prepared.limit, retry,
                                        TranslationPipeline::maxRetries));
-        // Behind the earlier notes: after two answers of one length the request would else be the same again,
-        // and be answered from the response cache.
+        // The earlier notes stay: otherwise two answers of one length would make the same request twice, and
+        // the response cache would answer it.
         prompt.user += PromptBuilder::retryNote(field, prepared.sourceText, draft.length, prepared.limit);
         draft = ask(prepared, prompt, outcome);
     }

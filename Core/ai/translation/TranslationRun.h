@@ -1,23 +1,22 @@
 // One call of the translation pipeline.
 #pragma once
 
-#include "Core/ai/ClaudeError.h"
+#include "Core/ai/FailFastClaudeClient.h"
 #include "Core/ai/translation/TranslationOrigins.h"
 #include "Core/ai/translation/TranslationPreparation.h"
 
 #include <mutex>
-#include <optional>
 #include <string>
 
 namespace quorvel {
 
-/// Ends items one by one; safe to use from several threads. The caller holds the tree's turn.
+/// Translates items one by one; safe to use from several threads. The caller holds the tree's lock.
 class TranslationRun {
   public:
     TranslationRun(const TranslationPipeline::Parts& parts, const TranslationPipeline::Settings& settings);
 
-    /// Throws `CancellationError` only; what else goes wrong stands in the outcome.
-    [[nodiscard]] TranslationOutcome end(const TranslationItem& item);
+    /// Throws `CancellationError` only; other errors are in the outcome.
+    [[nodiscard]] TranslationOutcome translate(const TranslationItem& item);
 
   private:
     struct Draft {
@@ -33,18 +32,17 @@ class TranslationRun {
     void fit(const PreparedItem& prepared, const Draft& draft, TranslationOutcome& outcome) const;
     void keep(const PreparedItem& prepared, const Draft& draft, const TranslationOutcome& outcome) const;
     void write(const PreparedItem& prepared, TranslationOutcome& outcome);
-    // Whether the text that is there must stay.
+    // Whether the present text must stay.
     [[nodiscard]] bool wasEditedByUser(const PreparedItem& prepared);
-    void throwIfFatal();
 
     const TranslationPipeline::Parts& parts_;
     const MetadataStore store_;
     const TranslationPreparation preparation_;
     const Date moment_;
     const TranslationWish::Which replaced_;
-    std::mutex mutex_; // guards the two below
+    const FailFastClaudeClient claude_;
+    std::mutex mutex_; // guards `origins_`
     TranslationOrigins origins_;
-    std::optional<ClaudeError> fatalError_; // what every further request would end with
 };
 
 } // namespace quorvel

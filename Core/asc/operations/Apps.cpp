@@ -6,21 +6,18 @@ using namespace operations;
 
 ASCList<ASCAppAttributes> ASCClientProtocol::listApps(std::optional<std::string_view> bundleID,
                                                       ASCListBound bound) const {
-    ASCRequest request = ASCRequest::get("v1/apps");
-    if (bundleID) request.query.emplace_back("filter[bundleId]", *bundleID);
-    request.query.emplace_back("limit", limitFor(bound));
-    return collect<ASCAppAttributes>(*this, std::move(request), bound);
+    return listResources<ASCAppAttributes>(
+        *this, "v1/apps", {{"filter[bundleId]", bundleID}, {"limit", limitFor(bound)}}, bound);
 }
 
 ASCList<AppInfoAttributes> ASCClientProtocol::listAppInfos(std::string_view appID) const {
-    return collect<AppInfoAttributes>(*this, ASCRequest::get(ascPath("apps", appID, "appInfos")));
+    return listResources<AppInfoAttributes>(*this, ascPath("apps", appID, "appInfos"));
 }
 
 ASCList<AppInfoLocalizationAttributes>
 ASCClientProtocol::listAppInfoLocalizations(std::string_view appInfoID) const {
-    return collect<AppInfoLocalizationAttributes>(
-        *this,
-        ASCRequest::get(ascPath("appInfos", appInfoID, "appInfoLocalizations"), {{"limit", limitFor({})}}));
+    return listResources<AppInfoLocalizationAttributes>(
+        *this, ascPath("appInfos", appInfoID, "appInfoLocalizations"), {{"limit", limitFor()}});
 }
 
 ASCResource<AppInfoLocalizationAttributes>

@@ -43,14 +43,13 @@ PreReleaseVersionAttributes preReleaseVersionOf(const BuildWithPreReleaseVersion
 std::vector<ASCBuildSummary> ASCClientProtocol::listBuilds(std::string_view appID,
                                                            std::optional<std::string_view> marketingVersion,
                                                            ASCListBound bound) const {
-    ASCRequest request = ASCRequest::get("v1/builds", {{"filter[app]", std::string(appID)}});
-    if (marketingVersion) request.query.emplace_back("filter[preReleaseVersion.version]", *marketingVersion);
-    request.query.emplace_back("sort", "-uploadedDate");
-    request.query.emplace_back("include", "preReleaseVersion");
-    request.query.emplace_back("limit", limitFor(bound));
-
+    ASCRequest first = ASCRequest::get("v1/builds", {{"filter[app]", appID},
+                                                     {"filter[preReleaseVersion.version]", marketingVersion},
+                                                     {"sort", "-uploadedDate"},
+                                                     {"include", "preReleaseVersion"},
+                                                     {"limit", limitFor(bound)}});
     std::vector<ASCBuildSummary> summaries;
-    forEachPage<BuildPage>(*this, std::move(request), bound, [&](BuildPage&& page) {
+    forEachPage<BuildPage>(*this, std::move(first), bound, [&](BuildPage&& page) {
         PreReleaseVersions versions;
         if (page.included)
             for (const auto& version : *page.included)
@@ -73,8 +72,7 @@ ASCResource<ASCBuildAttributes> ASCClientProtocol::getBuild(std::string_view id)
 
 void ASCClientProtocol::setExportCompliance(std::string_view buildID,
                                             const BuildPatchAttributes& attributes) const {
-    const ASCPatchEnvelope<BuildPatchAttributes> document{{"builds", std::string(buildID), attributes}};
-    (void)exchange(ASCRequest::patch(ascPath("builds", buildID), document));
+    (void)exchange(patchRequest("builds", buildID, attributes));
 }
 
 } // namespace quorvel

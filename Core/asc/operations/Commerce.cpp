@@ -18,14 +18,14 @@ void adoptScheduleTimes(AppEventAttributes& event) {
 } // namespace
 
 ASCList<InAppPurchaseAttributes> ASCClientProtocol::listInAppPurchases(std::string_view appID) const {
-    return collect<InAppPurchaseAttributes>(
-        *this, ASCRequest::get(ascPath("apps", appID, "inAppPurchasesV2"), {{"limit", limitFor({})}}));
+    return listResources<InAppPurchaseAttributes>(*this, ascPath("apps", appID, "inAppPurchasesV2"),
+                                                  {{"limit", limitFor()}});
 }
 
 ASCList<AppEventAttributes> ASCClientProtocol::listAppEvents(std::string_view appID,
                                                              ASCListBound bound) const {
-    auto events = collect<AppEventAttributes>(
-        *this, ASCRequest::get(ascPath("apps", appID, "appEvents"), {{"limit", limitFor(bound)}}), bound);
+    auto events = listResources<AppEventAttributes>(*this, ascPath("apps", appID, "appEvents"),
+                                                    {{"limit", limitFor(bound)}}, bound);
     for (auto& event : events)
         adoptScheduleTimes(event.attributes);
     return events;

@@ -6,8 +6,8 @@ using namespace operations;
 
 ASCList<AnalyticsReportRequestAttributes>
 ASCClientProtocol::listAnalyticsReportRequests(std::string_view appID) const {
-    return collect<AnalyticsReportRequestAttributes>(
-        *this, ASCRequest::get(ascPath("apps", appID, "analyticsReportRequests")));
+    return listResources<AnalyticsReportRequestAttributes>(*this,
+                                                           ascPath("apps", appID, "analyticsReportRequests"));
 }
 
 ASCResource<AnalyticsReportRequestAttributes> ASCClientProtocol::createAnalyticsReportRequest(
@@ -19,28 +19,26 @@ ASCResource<AnalyticsReportRequestAttributes> ASCClientProtocol::createAnalytics
 ASCList<AnalyticsReportAttributes>
 ASCClientProtocol::listAnalyticsReports(std::string_view requestID,
                                         std::optional<std::string_view> category) const {
-    ASCRequest request = ASCRequest::get(ascPath("analyticsReportRequests", requestID, "reports"));
-    if (category) request.query.emplace_back("filter[category]", *category);
-    request.query.emplace_back("limit", limitFor({}));
-    return collect<AnalyticsReportAttributes>(*this, std::move(request));
+    return listResources<AnalyticsReportAttributes>(*this,
+                                                    ascPath("analyticsReportRequests", requestID, "reports"),
+                                                    {{"filter[category]", category}, {"limit", limitFor()}});
 }
 
 ASCList<AnalyticsReportInstanceAttributes>
 ASCClientProtocol::listAnalyticsReportInstances(std::string_view reportID,
                                                 std::optional<std::string_view> granularity,
                                                 std::optional<std::string_view> processingDate) const {
-    ASCRequest request = ASCRequest::get(ascPath("analyticsReports", reportID, "instances"));
-    if (granularity) request.query.emplace_back("filter[granularity]", *granularity);
-    if (processingDate) request.query.emplace_back("filter[processingDate]", *processingDate);
-    request.query.emplace_back("limit", limitFor({}));
-    return collect<AnalyticsReportInstanceAttributes>(*this, std::move(request));
+    return listResources<AnalyticsReportInstanceAttributes>(
+        *this, ascPath("analyticsReports", reportID, "instances"),
+        {{"filter[granularity]", granularity},
+         {"filter[processingDate]", processingDate},
+         {"limit", limitFor()}});
 }
 
 ASCList<AnalyticsReportSegmentAttributes>
 ASCClientProtocol::listAnalyticsReportSegments(std::string_view instanceID) const {
-    return collect<AnalyticsReportSegmentAttributes>(
-        *this, ASCRequest::get(ascPath("analyticsReportInstances", instanceID, "segments"),
-                               {{"limit", limitFor({})}}));
+    return listResources<AnalyticsReportSegmentAttributes>(
+        *this, ascPath("analyticsReportInstances", instanceID, "segments"), {{"limit", limitFor()}});
 }
 
 std::string ASCClientProtocol::downloadSalesReport(const ASCSalesReportQuery& query) const {

@@ -1,8 +1,5 @@
 #include "Core/asc/operations/Shapes.h"
 
-#include <fmt/format.h>
-#include <fmt/ranges.h>
-
 namespace quorvel {
 
 using namespace operations;
@@ -39,11 +36,9 @@ ASCClientProtocol::listReviewSubmissions(std::string_view appID,
     std::vector<std::string_view> rawStates;
     for (const ReviewSubmissionState state : states)
         rawStates.push_back(rawValue(state));
-    ASCRequest request = ASCRequest::get("v1/reviewSubmissions", {{"filter[app]", std::string(appID)}});
-    if (!rawStates.empty())
-        request.query.emplace_back("filter[state]", fmt::format("{}", fmt::join(rawStates, ",")));
-    request.query.emplace_back("limit", limitFor({}));
-    return collect<ReviewSubmissionAttributes>(*this, std::move(request));
+    return listResources<ReviewSubmissionAttributes>(
+        *this, "v1/reviewSubmissions",
+        {{"filter[app]", appID}, {"filter[state]", joined(rawStates)}, {"limit", limitFor()}});
 }
 
 ASCResource<ReviewSubmissionAttributes>
@@ -55,13 +50,11 @@ ASCClientProtocol::createReviewSubmission(std::string_view appID, ASCPlatform pl
 
 ASCResource<ReviewSubmissionItemAttributes>
 ASCClientProtocol::addReviewSubmissionItem(std::string_view submissionID, std::string_view versionID) const {
-    const ASCRelationshipOnlyCreateEnvelope document{
-        {"reviewSubmissionItems",
-         {.appStoreVersion = relationTo("appStoreVersions", versionID),
-          .reviewSubmission = relationTo("reviewSubmissions", submissionID)}}};
-    return send<ASCResponse<ASCResource<ReviewSubmissionItemAttributes>>>(
-               ASCRequest::post("v1/reviewSubmissionItems", document))
-        .data;
+    return createFrom<ReviewSubmissionItemAttributes>(
+        *this, ASCRelationshipOnlyCreateEnvelope{
+                   {"reviewSubmissionItems",
+                    {.appStoreVersion = relationTo("appStoreVersions", versionID),
+                     .reviewSubmission = relationTo("reviewSubmissions", submissionID)}}});
 }
 
 ASCResource<ReviewSubmissionAttributes>
@@ -73,14 +66,15 @@ ASCClientProtocol::submitReviewSubmission(std::string_view submissionID) const {
 std::vector<ASCCustomerReview>
 ASCClientProtocol::listCustomerReviews(std::string_view appID, Responses responses,
                                        std::optional<std::string_view> territory, ASCListBound bound) const {
-    ASCRequest request =
-        ASCRequest::get(ascPath("apps", appID, "customerReviews"), {{"sort", "-createdDate"}});
-    if (responses == Responses::include) request.query.emplace_back("include", "response");
-    if (territory) request.query.emplace_back("filter[territory]", *territory);
-    request.query.emplace_back("limit", limitFor(bound));
-
+    const bool withResponses = responses == Responses::include;
+    ASCRequest first = ASCRequest::get(
+        ascPath("apps", appID, "customerReviews"),
+        {{"sort", "-createdDate"},
+         {"include", withResponses ? std::optional<std::string_view>("response") : std::nullopt},
+         {"filter[territory]", territory},
+         {"limit", limitFor(bound)}});
     std::vector<ASCCustomerReview> reviews;
-    forEachPage<ReviewPage>(*this, std::move(request), bound, [&](ReviewPage&& page) {
+    forEachPage<ReviewPage>(*this, std::move(first), bound, [&](ReviewPage&& page) {
         for (auto& review : page.data) {
             const bool hasResponse = review.hasResponse();
             reviews.push_back(

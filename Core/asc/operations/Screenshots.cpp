@@ -16,16 +16,14 @@ struct ReorderDocument {
 
 ASCList<AppScreenshotSetAttributes>
 ASCClientProtocol::listScreenshotSets(std::string_view versionLocalizationID) const {
-    return collect<AppScreenshotSetAttributes>(
-        *this,
-        ASCRequest::get(ascPath("appStoreVersionLocalizations", versionLocalizationID, "appScreenshotSets"),
-                        {{"limit", limitFor({})}}));
+    return listResources<AppScreenshotSetAttributes>(
+        *this, ascPath("appStoreVersionLocalizations", versionLocalizationID, "appScreenshotSets"),
+        {{"limit", limitFor()}});
 }
 
 ASCList<AppScreenshotAttributes> ASCClientProtocol::listScreenshots(std::string_view setID) const {
-    return collect<AppScreenshotAttributes>(
-        *this,
-        ASCRequest::get(ascPath("appScreenshotSets", setID, "appScreenshots"), {{"limit", limitFor({})}}));
+    return listResources<AppScreenshotAttributes>(
+        *this, ascPath("appScreenshotSets", setID, "appScreenshots"), {{"limit", limitFor()}});
 }
 
 ASCResource<AppScreenshotSetAttributes>
@@ -57,7 +55,7 @@ void ASCClientProtocol::reorderScreenshots(std::string_view setID,
                                            const std::vector<std::string>& screenshotIDs) const {
     ReorderDocument document;
     for (const std::string& id : screenshotIDs)
-        document.data.push_back({"appScreenshots", id});
+        document.data.push_back(refTo("appScreenshots", id));
     (void)exchange(
         ASCRequest::patch(ascPath("appScreenshotSets", setID, "relationships/appScreenshots"), document));
 }

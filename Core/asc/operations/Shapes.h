@@ -4,6 +4,9 @@
 #include "Core/asc/ASCClientProtocol.h"
 #include "Core/asc/ASCError.h"
 
+#include <fmt/format.h>
+#include <fmt/ranges.h>
+
 #include <algorithm>
 #include <iterator>
 #include <set>
@@ -14,20 +17,27 @@ namespace quorvel::operations {
 inline constexpr int pageLimit = 200;
 
 /// The "limit" to send for a list of at most `bound` resources.
-[[nodiscard]] inline std::string limitFor(ASCListBound bound) {
+[[nodiscard]] inline std::string limitFor(ASCListBound bound = {}) {
     return std::to_string(std::clamp(bound.maximum.value_or(pageLimit), 1, pageLimit));
 }
 
-/// Hands each page of the list that `first` begins to `visit`, which returns how many resources are had by
-/// then; follows `links.next` as given until it is absent or no URL, or the bound is reached.
+/// The texts of a filter separated by commas; nothing to filter by when there are none.
+template <typename Texts>
+[[nodiscard]] std::optional<std::string> joined(const Texts& texts) {
+    if (texts.empty()) return std::nullopt;
+    return fmt::format("{}", fmt::join(texts, ","));
+}
+
+/// Hands each page of a list to `visit`, which returns how many resources it has by then. Follows
+/// `links.next` until it is absent or not a URL, or the bound is reached.
 template <typename Page, typename Visitor>
 void forEachPage(const ASCClientProtocol& client, ASCRequest first, ASCListBound bound, Visitor&& visit) {
     std::set<std::string> followed;
     for (ASCRequest request = std::move(first);;) {
         Page page = client.send<Page>(request);
         const std::optional<ASCLinks> links = page.links;
-        const std::size_t had = visit(std::move(page));
-        if (bound.maximum && had >= static_cast<std::size_t>(std::max(*bound.maximum, 0))) return;
+        const std::size_t count = visit(std::move(page));
+        if (bound.maximum && count >= static_cast<std::size_t>(std::max(*bound.maximum, 0))) return;
         if (!links || !links->next || !links->next->starts_with("http")) return;
         if (!followed.insert(*links->next).second)
             throw ASCError(
@@ -37,7 +47,7 @@ void forEachPage(const ASCClientProtocol& client, ASCRequest first, ASCListBound
     }
 }
 
-/// Leaves no more than `bound` allows; the last page may have brought more.
+/// Cuts a list to its bound; the last page may have brought more.
 template <typename Item>
 void cutTo(ASCListBound bound, std::vector<Item>& items) {
     const auto most = static_cast<std::size_t>(std::max(bound.maximum.value_or(0), 0));
@@ -45,12 +55,13 @@ void cutTo(ASCListBound bound, std::vector<Item>& items) {
         items.erase(items.begin() + static_cast<std::ptrdiff_t>(most), items.end());
 }
 
-/// All resources of the list that `first` begins, in order.
+/// All resources of a list, in order.
 template <typename A>
-[[nodiscard]] ASCList<A> collect(const ASCClientProtocol& client, ASCRequest first, ASCListBound bound = {}) {
+[[nodiscard]] ASCList<A> listResources(const ASCClientProtocol& client, std::string path, ASCQuery query = {},
+                                       ASCListBound bound = {}) {
     ASCList<A> all;
     forEachPage<ASCResponse<ASCList<A>>>(
-        client, std::move(first), bound, [&](ASCResponse<ASCList<A>>&& page) {
+        client, ASCRequest::get(std::move(path), query), bound, [&](ASCResponse<ASCList<A>>&& page) {
             std::move(page.data.begin(), page.data.end(), std::back_inserter(all));
             return all.size();
         });
@@ -58,42 +69,58 @@ template <typename A>
     return all;
 }
 
+/// A single resource that may not exist: null data, or 404, is none.
+template <typename A>
+[[nodiscard]] std::optional<ASCResource<A>> findResource(const ASCClientProtocol& client, std::string path) {
+    try {
+        return client.send<ASCResponse<std::optional<ASCResource<A>>>>(ASCRequest::get(std::move(path))).data;
+    } catch (const ASCError& error) {
+        if (error.kind() == ASCError::Kind::notFound) return std::nullopt;
+        throw;
+    }
+}
+
+[[nodiscard]] inline ASCRelationshipRef refTo(std::string_view type, std::string_view id) {
+    return {std::string(type), std::string(id)};
+}
+
 /// The relationship "to one resource" of a create document.
 [[nodiscard]] inline ASCRelationshipBox relationTo(std::string_view type, std::string_view id) {
-    return {{std::string(type), std::string(id)}};
+    return {refTo(type, id)};
+}
+
+/// Posts a create document to the collection of its type.
+template <typename Envelope>
+[[nodiscard]] ASCRequest createRequest(const Envelope& document) {
+    return ASCRequest::post("v1/" + document.data.type, document);
+}
+
+/// Creates one resource from a document of any shape and returns it.
+template <typename A, typename Envelope>
+[[nodiscard]] ASCResource<A> createFrom(const ASCClientProtocol& client, const Envelope& document) {
+    return client.send<ASCResponse<ASCResource<A>>>(createRequest(document)).data;
+}
+
+/// Creates one resource from its attributes and relationships and returns it.
+template <typename A, typename Create>
+[[nodiscard]] ASCResource<A> createResource(const ASCClientProtocol& client, std::string_view type,
+                                            const Create& attributes, ASCCreateRelationships relationships) {
+    return createFrom<A>(
+        client, ASCCreateEnvelope<Create>{{std::string(type), attributes, std::move(relationships)}});
+}
+
+/// Patches the attributes of one resource.
+template <typename Patch>
+[[nodiscard]] ASCRequest patchRequest(std::string_view type, std::string_view id, const Patch& attributes) {
+    return ASCRequest::patch(ascPath(type, id),
+                             ASCPatchEnvelope<Patch>{{std::string(type), std::string(id), attributes}});
 }
 
 /// Patches the attributes of one resource and returns it as it is then.
 template <typename A, typename Patch>
 [[nodiscard]] ASCResource<A> patchResource(const ASCClientProtocol& client, std::string_view type,
                                            std::string_view id, const Patch& attributes) {
-    return client
-        .send<ASCResponse<ASCResource<A>>>(ASCRequest::patch(
-            ascPath(type, id), ASCPatchEnvelope<Patch>{{std::string(type), std::string(id), attributes}}))
-        .data;
-}
-
-/// Creates one resource and returns it.
-template <typename A, typename Create>
-[[nodiscard]] ASCResource<A> createResource(const ASCClientProtocol& client, std::string_view type,
-                                            const Create& attributes, ASCCreateRelationships relationships) {
-    return client
-        .send<ASCResponse<ASCResource<A>>>(ASCRequest::post(
-            "v1/" + std::string(type),
-            ASCCreateEnvelope<Create>{{std::string(type), attributes, std::move(relationships)}}))
-        .data;
-}
-
-/// A single resource that may not exist: null data, or 404, is none.
-template <typename A>
-[[nodiscard]] std::optional<ASCResource<A>> findOne(const ASCClientProtocol& client,
-                                                    const ASCRequest& request) {
-    try {
-        return client.send<ASCResponse<std::optional<ASCResource<A>>>>(request).data;
-    } catch (const ASCError& error) {
-        if (error.httpStatus() == 404) return std::nullopt;
-        throw;
-    }
+    return client.send<ASCResponse<ASCResource<A>>>(patchRequest(type, id, attributes)).data;
 }
 
 } // namespace quorvel::operations

@@ -1,8 +1,5 @@
 #include "Core/asc/operations/Shapes.h"
 
-#include <fmt/format.h>
-#include <fmt/ranges.h>
-
 namespace quorvel {
 
 using namespace operations;
@@ -24,12 +21,12 @@ ASCCreateRelationships toVersion(std::string_view versionID) {
 ASCList<AppStoreVersionAttributes>
 ASCClientProtocol::listAppStoreVersions(std::string_view appID, std::optional<ASCPlatform> platform,
                                         const std::vector<std::string>& states, ASCListBound bound) const {
-    ASCRequest request = ASCRequest::get(ascPath("apps", appID, "appStoreVersions"));
-    if (platform) request.query.emplace_back("filter[platform]", rawValue(*platform));
-    if (!states.empty())
-        request.query.emplace_back("filter[appStoreState]", fmt::format("{}", fmt::join(states, ",")));
-    request.query.emplace_back("limit", limitFor(bound));
-    return collect<AppStoreVersionAttributes>(*this, std::move(request), bound);
+    return listResources<AppStoreVersionAttributes>(
+        *this, ascPath("apps", appID, "appStoreVersions"),
+        {{"filter[platform]", platform ? std::optional(rawValue(*platform)) : std::nullopt},
+         {"filter[appStoreState]", joined(states)},
+         {"limit", limitFor(bound)}},
+        bound);
 }
 
 ASCResource<AppStoreVersionAttributes>
@@ -47,9 +44,9 @@ ASCClientProtocol::updateAppStoreVersion(std::string_view id,
 
 ASCList<AppStoreVersionLocalizationAttributes>
 ASCClientProtocol::listVersionLocalizations(std::string_view versionID) const {
-    return collect<AppStoreVersionLocalizationAttributes>(
-        *this, ASCRequest::get(ascPath("appStoreVersions", versionID, "appStoreVersionLocalizations"),
-                               {{"limit", limitFor({})}}));
+    return listResources<AppStoreVersionLocalizationAttributes>(
+        *this, ascPath("appStoreVersions", versionID, "appStoreVersionLocalizations"),
+        {{"limit", limitFor()}});
 }
 
 ASCResource<AppStoreVersionLocalizationAttributes>
@@ -68,26 +65,24 @@ ASCClientProtocol::updateVersionLocalization(std::string_view id,
 
 std::optional<ASCResource<AppStoreReviewDetailAttributes>>
 ASCClientProtocol::getReviewDetail(std::string_view versionID) const {
-    return findOne<AppStoreReviewDetailAttributes>(
-        *this, ASCRequest::get(ascPath("appStoreVersions", versionID, "appStoreReviewDetail")));
+    return findResource<AppStoreReviewDetailAttributes>(
+        *this, ascPath("appStoreVersions", versionID, "appStoreReviewDetail"));
 }
 
 void ASCClientProtocol::attachBuild(std::string_view versionID, std::string_view buildID) const {
-    const RelationshipReplaceDocument document{ASCRelationshipRef{"builds", std::string(buildID)}};
-    (void)exchange(
-        ASCRequest::patch(ascPath("appStoreVersions", versionID, "relationships/build"), document));
+    (void)exchange(ASCRequest::patch(ascPath("appStoreVersions", versionID, "relationships/build"),
+                                     RelationshipReplaceDocument{refTo("builds", buildID)}));
 }
 
 void ASCClientProtocol::requestVersionRelease(std::string_view versionID) const {
-    const ASCRelationshipOnlyCreateEnvelope document{
-        {"appStoreVersionReleaseRequests", toVersion(versionID)}};
-    (void)exchange(ASCRequest::post("v1/appStoreVersionReleaseRequests", document));
+    (void)exchange(createRequest(
+        ASCRelationshipOnlyCreateEnvelope{{"appStoreVersionReleaseRequests", toVersion(versionID)}}));
 }
 
 std::optional<ASCResource<AppStoreVersionPhasedReleaseAttributes>>
 ASCClientProtocol::getPhasedRelease(std::string_view versionID) const {
-    return findOne<AppStoreVersionPhasedReleaseAttributes>(
-        *this, ASCRequest::get(ascPath("appStoreVersions", versionID, "appStoreVersionPhasedRelease")));
+    return findResource<AppStoreVersionPhasedReleaseAttributes>(
+        *this, ascPath("appStoreVersions", versionID, "appStoreVersionPhasedRelease"));
 }
 
 ASCResource<AppStoreVersionPhasedReleaseAttributes>

@@ -8,13 +8,12 @@
 
 namespace quorvel {
 
-/// Whether a request that failed so may have been carried out all the same.
+/// Whether App Store Connect may have carried out a request that failed with this error.
 [[nodiscard]] bool mayHaveBeenDone(const ASCError& error);
 
-/// Runs `create`. When that is refused because the resource exists ("INVALID.DUPLICATE"), or may have been
-/// carried out although it failed, `find` looks for the resource's id and `adopt` is run with it; where there
-/// is none, the failure of the create stands. All three are functions; `create` and `adopt` return the same
-/// type.
+/// Runs `create`. When it fails because the resource exists ("INVALID.DUPLICATE"), or may have been carried
+/// out all the same, `find` looks for the resource's id and `adopt` is run with it. When there is none, the
+/// error of the create is thrown. `create` and `adopt` return the same type.
 template <typename Create, typename Find, typename Adopt>
 auto createOrAdopt(Create&& create, Find&& find, Adopt&& adopt) {
     try {
@@ -25,7 +24,7 @@ auto createOrAdopt(Create&& create, Find&& find, Adopt&& adopt) {
         try {
             id = find();
         } catch (const ASCError&) {
-            // the failure of the create says more
+            // The error of the create says more.
         }
         if (!id) throw;
         return adopt(*id);

@@ -1,11 +1,10 @@
-#include "Platform/task/Task.h"
-#include "Programs/quorvel/AppLookup.h"
+#include "Platform/text/Counted.h"
 #include "Programs/quorvel/Errors.h"
-#include "Programs/quorvel/Workspaces.h"
-#include "Programs/quorvel/commands/AppOverviews.h"
+#include "Programs/quorvel/Performing.h"
 #include "Programs/quorvel/commands/Groups.h"
-#include "Programs/quorvel/commands/MetadataRecords.h"
-#include "Quorvel/workspace/AppFolder.h"
+#include "Programs/quorvel/commands/TextReports.h"
+#include "Quorvel/actions/AppActions.h"
+#include "Quorvel/application/Application.h"
 
 #include <fmt/format.h>
 
@@ -15,33 +14,10 @@ namespace quorvel {
 
 namespace {
 
-struct AccountAppRecord {
-    std::string id;
-    std::string type;
-    ASCAppAttributes attributes;
-    std::string slug; // the short name that --app takes and the folder has
-    bool isImported = false;
-    QUORVEL_RECORD(AccountAppRecord, id, type, attributes, slug, isImported)
-};
-
-std::vector<AccountAppRecord> accountRecords(Invocation& invocation, const std::vector<AccountApp>& apps) {
-    std::vector<ManagedApp> recorded;
-    if (invocation.composition.hasRecords()) recorded = invocation.composition.apps().all();
-    const auto slugs = slugsOf(apps);
-    std::vector<AccountAppRecord> records;
-    for (std::size_t index = 0; index < apps.size(); ++index) {
-        const auto known = std::ranges::find(recorded, apps[index].id, &ManagedApp::appStoreId);
-        const bool isImported = known != recorded.end();
-        records.push_back({apps[index].id, apps[index].type, apps[index].attributes,
-                           isImported ? known->slug : slugs[index], isImported});
-    }
-    return records;
-}
-
 ExitStatus listRemoteApps(Invocation& invocation) {
-    const auto apps = invocation.composition.client(currentKeyOwner(invocation))->listApps();
-    const auto records = accountRecords(invocation, apps);
-    invocation.output.document(records);
+    const auto result = perform<ListAccountApps>(invocation, requestOf<ListAccountApps::Request>(invocation));
+    Output& output = invocation.output;
+    output.document(result);
     Table table{.columns = {{""},
                             {"Name", Table::Align::left, Table::Fit::cut},
                             {"Short name"},
@@ -49,13 +25,13 @@ ExitStatus listRemoteApps(Invocation& invocation) {
                             {"App Store ID"},
                             {"Primary locale", Table::Align::left, Table::Fit::drop}},
                 .rows = {}};
-    for (const AccountAppRecord& app : records)
-        table.rows.push_back({app.isImported ? "*" : "", app.attributes.name.value_or(""), app.slug,
+    for (const ListAccountApps::App& app : result.apps)
+        table.rows.push_back({app.isRecorded ? "*" : "", app.attributes.name.value_or(""), app.slug,
                               app.attributes.bundleId.value_or(""), app.id,
                               app.attributes.primaryLocale.value_or("")});
-    invocation.output.table(table);
-    if (apps.empty()) invocation.output.note("The account has no app that this key may see.");
-    if (std::ranges::any_of(records, &AccountAppRecord::isImported)) invocation.output.note("* recorded");
+    output.table(table);
+    if (result.apps.empty()) output.note("The account has no app that this key may see.");
+    if (std::ranges::any_of(result.apps, &ListAccountApps::App::isRecorded)) output.note("* recorded");
     return ExitStatus::done;
 }
 
@@ -68,7 +44,7 @@ void printApps(Invocation& invocation, const std::vector<AppOverview>& overviews
                             {"Folder", Table::Align::left, Table::Fit::drop}},
                 .rows = {}};
     if (ofAllWorkspaces) table.columns.insert(table.columns.begin() + 3, {"Workspace"});
-    const Date now = invocation.composition.clock()();
+    const Date now = invocation.application.clock()();
     for (const AppOverview& app : overviews) {
         auto& row = table.rows.emplace_back();
         row = {app.displayName,
@@ -83,81 +59,54 @@ void printApps(Invocation& invocation, const std::vector<AppOverview>& overviews
 }
 
 ExitStatus listApps(Invocation& invocation) {
-    const bool all = invocation.arguments.has("--all");
+    auto request = requestOf<ListApps::Request>(invocation);
+    request.all = invocation.arguments.has("--all");
     if (invocation.arguments.has("--remote")) {
-        if (all)
+        if (request.all)
             throw UsageError("--remote and --all exclude each other",
                              "--remote lists the account, --all the records of every workspace.");
         return listRemoteApps(invocation);
     }
-    std::vector<ManagedApp> apps;
-    if (invocation.composition.hasRecords())
-        apps = all ? invocation.composition.apps().all() : appsInView(invocation);
-    const auto overviews = overviewsOf(invocation, apps, PendingChanges::leave);
-    invocation.output.document(overviews);
-    if (overviews.empty())
+    const auto result = perform<ListApps>(invocation, request);
+    invocation.output.document(result);
+    if (result.apps.empty())
         invocation.output.line(
             "No app is recorded here. 'quorvel apps --remote' lists those of your account, "
             "'quorvel apps import' takes them.");
     else
-        printApps(invocation, overviews, all);
+        printApps(invocation, result.apps, request.all);
     return ExitStatus::done;
 }
 
-std::vector<AccountApp> appsToImport(Invocation& invocation) {
-    const auto wanted = invocation.arguments.values("APP");
-    const bool all = invocation.arguments.has("--all");
-    if (wanted.empty() != all)
-        throw UsageError("\"apps import\" needs bundle ids, or --all",
-                         "'quorvel apps --remote' lists the apps of your account.");
-    if (invocation.arguments.has("--folder") && wanted.size() != 1)
-        throw UsageError("--folder is for the import of a single app");
-    const auto account = invocation.composition.client(currentKeyOwner(invocation))->listApps();
-    if (all) return account;
-    std::vector<AccountApp> apps;
-    for (const std::string& one : wanted)
-        apps.push_back(locateAmong(account, one));
-    return apps;
-}
-
-ManagedApp withFolder(Invocation& invocation, ManagedApp app) {
-    const auto folder = invocation.arguments.value("--folder");
-    if (!folder) return app;
-    return chooseAppFolder(
-        app, MetadataFolder{(invocation.surroundings.workingFolder / *folder).lexically_normal()},
-        invocation.composition.home(), invocation.composition.apps());
-}
-
-// A recorded app stays in its workspace, which need not be the one that commands work in.
-std::string callForAll(Invocation& invocation, const std::vector<ManagedApp>& apps) {
-    const bool together = std::ranges::all_of(apps, [&](const ManagedApp& app) {
-        return app.workspace && app.workspace == apps.front().workspace;
+// The call that works on these apps without naming them.
+std::string callForAll(const std::vector<ImportedAppReport>& imported) {
+    if (imported.empty() || imported.front().isActiveWorkspace) return "quorvel";
+    const auto& first = imported.front();
+    const bool together = std::ranges::all_of(imported, [&](const ImportedAppReport& one) {
+        return one.app.workspace && one.app.workspace == first.app.workspace;
     });
-    return together && !apps.empty() ? callInWorkspace(invocation, *apps.front().workspace)
-                                     : callInWorkspace(invocation);
+    return together ? callInWorkspace(first.workspaceName) : "quorvel";
 }
 
 ExitStatus importApps(Invocation& invocation) {
-    std::vector<ManagedApp> imported;
-    std::vector<std::string> failures;
-    const auto apps = appsToImport(invocation);
-    for (const AccountApp& app : apps) {
-        try {
-            imported.push_back(withFolder(invocation, importAccountApp(invocation, app)));
-        } catch (const CancellationError&) {
-            throw;
-        } catch (const std::exception& error) {
-            if (apps.size() == 1) throw;
-            invocation.output.warning(
-                fmt::format("{}: {}", app.attributes.bundleId.value_or(app.id), reportOf(error).text));
-            failures.push_back(app.id);
-        }
-    }
-    invocation.output.document(imported);
+    auto request = requestOf<ImportApps::Request>(invocation);
+    request.apps = invocation.arguments.values("APP");
+    request.all = invocation.arguments.has("--all");
+    if (request.apps.empty() != request.all)
+        throw UsageError("\"apps import\" needs bundle ids, or --all",
+                         "'quorvel apps --remote' lists the apps of your account.");
+    if (request.folder && request.apps.size() != 1)
+        throw UsageError("--folder is for the import of a single app");
+    const auto result = perform<ImportApps>(invocation, request);
+    for (const ImportedAppReport& imported : result.imported)
+        printImported(invocation, imported);
+    for (const ImportApps::FailedApp& failed : result.failed)
+        invocation.output.warning(fmt::format("{}: {}", failed.bundleId, reportOf(failed.failure).text));
+    invocation.output.document(result);
     invocation.output.line(fmt::format("{} recorded. '{} pull --all-apps' brings their texts.",
-                                       counted(imported.size(), "app"), callForAll(invocation, imported)));
-    if (failures.empty()) return ExitStatus::done;
-    return imported.empty() ? ExitStatus::failed : ExitStatus::partlyDone;
+                                       counted(result.imported.size(), "app"), callForAll(result.imported)));
+    if (result.failed.empty()) return ExitStatus::done;
+    return result.imported.empty() ? ExitStatus::failed : ExitStatus::partlyDone;
 }
 
 constexpr std::string_view removalText =
@@ -166,29 +115,30 @@ constexpr std::string_view removalText =
     "deleted.";
 
 ExitStatus removeApps(Invocation& invocation) {
-    std::vector<ManagedApp> apps;
-    for (const std::string& wanted : invocation.arguments.values("APP"))
-        apps.push_back(requireRecordedApp(invocation, wanted));
-    Composition& composition = invocation.composition;
-    for (const ManagedApp& app : apps) // all of them first: who declines one is told that nothing was changed
+    auto request = requestOf<PlanAppRemoval::Request>(invocation);
+    request.apps = invocation.arguments.values("APP");
+    const auto plan = perform<PlanAppRemoval>(invocation, request);
+    for (const ManagedApp& app :
+         plan.apps) // all of them first: who declines one is told that nothing was changed
         confirmRemoval(invocation, fmt::format("{}\nRemove {}?", removalText, app.displayName));
-    for (const ManagedApp& app : apps) {
-        (void)composition.apps().remove(app.id);
-        composition.sessions().forget(app.id);
-        const bool hadKey = forgetScope(composition.keychain(), app.id);
+    const auto result = perform<RemoveApps>(invocation, {plan.apps});
+    for (const ManagedApp& app : result.apps) {
+        const bool hadKey = std::ranges::find(result.forgottenKeys, app.id) != result.forgottenKeys.end();
         invocation.output.line(fmt::format("{} is no longer recorded{}. Its texts are still on disk.",
                                            app.displayName, hadKey ? " and its key forgotten" : ""));
     }
-    invocation.output.document(apps);
+    invocation.output.document(result);
     return ExitStatus::done;
 }
 
 ExitStatus moveApp(Invocation& invocation) {
-    const ManagedApp app = requireRecordedApp(invocation, *invocation.arguments.value("APP"));
-    const ManagedWorkspace target = requireWorkspace(invocation, *invocation.arguments.value("WORKSPACE"));
-    invocation.composition.apps().moveToWorkspace(app.id, target.id);
-    invocation.output.document(invocation.composition.apps().find(app.id));
-    invocation.output.line(fmt::format("{} is now in the workspace \"{}\".", app.displayName, target.name));
+    auto request = requestOf<MoveApp::Request>(invocation);
+    request.app = *invocation.arguments.value("APP");
+    request.toWorkspace = *invocation.arguments.value("WORKSPACE");
+    const auto result = perform<MoveApp>(invocation, request);
+    invocation.output.document(result);
+    invocation.output.line(
+        fmt::format("{} is now in the workspace \"{}\".", result.app.displayName, result.workspaceName));
     return ExitStatus::done;
 }
 

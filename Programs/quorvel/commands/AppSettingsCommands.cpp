@@ -1,11 +1,10 @@
 #include "Core/metadata/Locales.h"
-#include "Platform/text/Text.h"
-#include "Programs/quorvel/AppLookup.h"
+#include "Platform/text/Counted.h"
 #include "Programs/quorvel/Errors.h"
-#include "Programs/quorvel/commands/AppOverviews.h"
+#include "Programs/quorvel/Performing.h"
 #include "Programs/quorvel/commands/Groups.h"
-#include "Programs/quorvel/commands/MetadataRecords.h"
-#include "Quorvel/workspace/AppFolder.h"
+#include "Programs/quorvel/commands/TextReports.h"
+#include "Quorvel/actions/AppSettingsActions.h"
 
 #include <fmt/format.h>
 #include <fmt/ranges.h>
@@ -15,21 +14,6 @@
 namespace quorvel {
 
 namespace {
-
-struct AppRecord {
-    ManagedApp app;
-    std::optional<std::string> workspaceName;
-    std::string folder;
-    std::vector<ManagedLocale> locales;
-    std::vector<FieldRule> rules;
-    QUORVEL_RECORD(AppRecord, app, workspaceName, folder, locales, rules)
-};
-
-AppRecord recordOf(Invocation& invocation, const ManagedApp& app) {
-    const AppRecords apps = invocation.composition.apps();
-    const AppOverview overview = overviewsOf(invocation, {app}, PendingChanges::leave).front();
-    return {app, overview.workspaceName, overview.folder, apps.locales(app.id), apps.rules(app.id)};
-}
 
 std::string codesOf(const std::vector<ManagedLocale>& locales, bool enabled) {
     std::vector<std::string> codes;
@@ -55,7 +39,7 @@ void printRules(Output& output, const std::vector<FieldRule>& rules) {
     output.table(table);
 }
 
-void printApp(Invocation& invocation, const AppRecord& record) {
+void printApp(Invocation& invocation, const ShowApp::Result& record) {
     Output& output = invocation.output;
     const ManagedApp& app = record.app;
     Table table{.columns = {{"What"}, {"Value", Table::Align::left, Table::Fit::wrap}}, .rows = {}};
@@ -79,76 +63,54 @@ void printApp(Invocation& invocation, const AppRecord& record) {
 }
 
 ExitStatus showApp(Invocation& invocation) {
-    const auto wanted = invocation.arguments.value("APP");
-    const AppRecord record = recordOf(invocation, wanted ? requireRecordedApp(invocation, *wanted)
-                                                         : requireRecordedApp(invocation));
-    invocation.output.document(record);
-    printApp(invocation, record);
+    auto request = requestOf<ShowApp::Request>(invocation);
+    if (const auto wanted = invocation.arguments.value("APP")) request.app = wanted;
+    const auto result = perform<ShowApp>(invocation, request);
+    invocation.output.document(result);
+    printApp(invocation, result);
     return ExitStatus::done;
-}
-
-void clear(ManagedApp& app, std::string_view what) {
-    if (what == "brand-voice") app.brandVoice.clear();
-    if (what == "protected-terms") app.protectedTerms.clear();
-    if (what == "folder") app.metadataFolderBookmark.reset();
 }
 
 ExitStatus setApp(Invocation& invocation) {
     const Arguments& arguments = invocation.arguments;
-    ManagedApp app = requireRecordedApp(invocation, *arguments.value("APP"));
-    const ManagedApp before = app;
+    auto request = requestOf<SetApp::Request>(invocation);
+    request.app = *arguments.value("APP");
+    request.sourceLocale = arguments.value("--source-locale");
+    request.brandVoice = arguments.value("--brand-voice");
+    if (arguments.has("--protected-term")) request.protectedTerms = arguments.values("--protected-term");
     for (const std::string& what : arguments.values("--clear"))
-        clear(app, what);
-    if (const auto voice = arguments.value("--brand-voice")) app.brandVoice = *voice;
-    if (arguments.has("--protected-term")) app.protectedTerms = arguments.values("--protected-term");
-    if (const auto locale = arguments.value("--source-locale")) {
-        if (!isAppStoreLocale(*locale)) {
-            const auto nearest = nearestAppStoreLocale(*locale);
-            throw UsageError(fmt::format("{} is no App Store locale", quotedWord(*locale)),
-                             nearest ? fmt::format("Did you mean {}?", *nearest) : "");
-        }
-        app.sourceLocale = *locale;
-    }
-    const AppRecords apps = invocation.composition.apps();
-    apps.together([&] { // a folder that is refused leaves the rest as it was
-        if (app != before) app = apps.update(app);
-        if (const auto folder = arguments.value("--folder"))
-            app = chooseAppFolder(
-                app, MetadataFolder{(invocation.surroundings.workingFolder / *folder).lexically_normal()},
-                invocation.composition.home(), apps);
-    });
-    if (app == before) throw UsageError("\"apps set\" changes nothing", "See 'quorvel apps set --help'.");
-    const AppRecord record = recordOf(invocation, app);
-    invocation.output.document(record);
-    printApp(invocation, record);
+        request.clear.push_back(*fromRawValue<AppSetting>(what));
+    const auto result = perform<SetApp>(invocation, request);
+    invocation.output.document(result);
+    printApp(invocation, result);
+    return ExitStatus::done;
+}
+
+template <typename Action>
+ExitStatus showRules(Invocation& invocation, const typename Action::Request& request) {
+    const auto result = perform<Action>(invocation, request);
+    invocation.output.document(result);
+    printRules(invocation.output, result.rules);
     return ExitStatus::done;
 }
 
 ExitStatus listRules(Invocation& invocation) {
-    const ManagedApp app = requireRecordedApp(invocation);
-    const auto rules = invocation.composition.apps().rules(app.id);
-    invocation.output.document(rules);
-    printRules(invocation.output, rules);
-    return ExitStatus::done;
+    return showRules<ListRules>(invocation, requestOf<ListRules::Request>(invocation));
 }
 
 ExitStatus setRule(Invocation& invocation) {
-    const ManagedApp app = requireRecordedApp(invocation);
-    const FieldType field = *fromRawValue<FieldType>(*invocation.arguments.value("FIELD"));
-    const AppRecords apps = invocation.composition.apps();
-    const auto standard = static_cast<long>(limitOf(field));
-    const auto limit = invocation.arguments.number("--max", 1, standard);
-    const auto mode = fromRawValue<TranslateMode>(*invocation.arguments.value("--translate"));
-    apps.setRule(app.id,
-                 FieldRule::of(field, *mode, limit ? std::optional<std::int64_t>(*limit) : std::nullopt));
-    return listRules(invocation);
+    auto request = requestOf<SetRule::Request>(invocation);
+    request.field = *fromRawValue<FieldType>(*invocation.arguments.value("FIELD"));
+    request.translate = *fromRawValue<TranslateMode>(*invocation.arguments.value("--translate"));
+    const auto standard = static_cast<long>(limitOf(request.field));
+    if (const auto limit = invocation.arguments.number("--max", 1, standard)) request.maxLength = *limit;
+    return showRules<SetRule>(invocation, request);
 }
 
 ExitStatus resetRule(Invocation& invocation) {
-    const ManagedApp app = requireRecordedApp(invocation);
-    invocation.composition.apps().removeRule(app.id,
-                                             *fromRawValue<FieldType>(*invocation.arguments.value("FIELD")));
-    return listRules(invocation);
+    auto request = requestOf<ResetRule::Request>(invocation);
+    request.field = *fromRawValue<FieldType>(*invocation.arguments.value("FIELD"));
+    return showRules<ResetRule>(invocation, request);
 }
 
 } // namespace
@@ -206,9 +168,8 @@ std::vector<Command> appSettingsCommands() {
                         {"off", "on", "optimized"},
                         Need::required},
                        {"--max", "NUMBER",
-                        "An own limit, below the App Store's, for translations and generated keywords; a "
-                        "push knows the "
-                        "store's alone"}},
+                        "An own limit, below the App Store's, for translations and generated keywords; "
+                        "a push knows the store's alone"}},
          .heeds = {"--app", "--workspace"},
          .run = setRule},
         {.name = "rules reset",

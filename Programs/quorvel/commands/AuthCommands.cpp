@@ -1,200 +1,130 @@
-#include "Core/asc/ASCSettingsViewModel.h"
-#include "Core/asc/HTTPClient.h"
+#include "Core/asc/KeyFiles.h"
 #include "Platform/text/Text.h"
-#include "Programs/quorvel/AppLookup.h"
+#include "Programs/quorvel/ApplicationSetup.h"
 #include "Programs/quorvel/Errors.h"
-#include "Programs/quorvel/Workspaces.h"
+#include "Programs/quorvel/Performing.h"
 #include "Programs/quorvel/commands/Groups.h"
-#include "Programs/quorvel/commands/KeyForm.h"
+#include "Quorvel/actions/KeyActions.h"
 
 #include <fmt/format.h>
+#include <fmt/ranges.h>
+
+#include <filesystem>
 
 namespace quorvel {
 
 namespace {
 
-using Key = KeychainStore::AccountKey;
-using SaveResult = ASCSettingsViewModel::SaveResult;
-
-// Whose key is stored or forgotten: that of --app or --workspace, else the global one.
-std::optional<std::string> scopeOf(Invocation& invocation) {
-    if (invocation.global.app) return requireRecordedApp(invocation, *invocation.global.app).id;
-    if (invocation.global.workspace) return requireWorkspace(invocation, *invocation.global.workspace).id;
-    return std::nullopt;
-}
-
-// Whose key `scopeOf` means, in words.
-std::string nameOfScope(Invocation& invocation) {
-    if (invocation.global.app)
-        return fmt::format("the key of the app \"{}\"",
-                           requireRecordedApp(invocation, *invocation.global.app).displayName);
-    if (invocation.global.workspace)
-        return fmt::format("the key of the workspace \"{}\"",
-                           requireWorkspace(invocation, *invocation.global.workspace).name);
+std::string nameOf(const KeyScope& scope) {
+    if (scope.app) return fmt::format("the key of the app \"{}\"", *scope.app);
+    if (scope.workspace) return fmt::format("the key of the workspace \"{}\"", *scope.workspace);
     return "the global key";
 }
 
-// Whose key is used: also one that is not the scope's own.
-KeyOwner ownerInUse(Invocation& invocation) {
-    if (invocation.global.app) return ownerOf(requireRecordedApp(invocation, *invocation.global.app));
-    return currentKeyOwner(invocation);
+std::optional<std::string> given(const std::string& text) {
+    return text.empty() ? std::nullopt : std::optional(text);
 }
 
-ASCSettingsViewModel makeModel(Invocation& invocation) {
-    Composition& composition = invocation.composition;
-    return ASCSettingsViewModel({
-        .keychain = composition.keychain(),
-        .userDefaults = composition.userDefaults(),
-        .notifications = composition.notifications(),
-        .httpFactory = [&] { return std::make_shared<URLSessionHTTPClient>(composition.session()); },
-        .baseURL = composition.endpoints().appStoreConnectOrDefault(),
-        .clock = composition.clock(),
-        .scope = scopeOf(invocation),
-        .clockCorrection = composition.clockCorrection(),
-    });
+// What the first source says that says anything of a key.
+SetKey::Request givenKey(Invocation& invocation) {
+    auto request = requestOf<SetKey::Request>(invocation);
+    const KeyPlaces places = invocation.application.keyPlaces();
+    for (const CredentialSource& source : places.given) {
+        if (!request.issuerID) request.issuerID = given(source.issuerID);
+        if (request.privateKeyFile || request.privateKeyPEM) continue;
+        if (!request.keyID) request.keyID = given(source.keyID);
+        request.privateKeyFile = given(source.privateKeyFile);
+        if (!request.privateKeyFile) request.privateKeyPEM = given(source.privateKeyPEM);
+    }
+    request.vendorNumber = invocation.arguments.value("--vendor-number");
+    return request;
 }
 
-ExitStatus statusOf(SaveResult result, const ASCSettingsViewModel& model) {
-    if (model.verificationError()) return exitStatusOf(*model.verificationError());
-    return result == SaveResult::refusedByForm ? ExitStatus::usage : ExitStatus::failed;
+// Asks a person at a terminal for what is missing.
+void askForMissing(Output& output, const PrepareKey::Result& prepared, SetKey::Request& request) {
+    const auto ask = [&](std::optional<std::string>& into, std::string_view question) {
+        if (!into) into = given(std::string(trim(output.ask(question).value_or(""))));
+    };
+    if (prepared.needsIssuerID) ask(request.issuerID, "Issuer ID (the long one above the table of keys):");
+    if (prepared.needsPrivateKey) ask(request.privateKeyFile, "File of the private key (AuthKey_….p8):");
+    const std::filesystem::path file(request.privateKeyFile.value_or(""));
+    if (prepared.needsKeyID && !keyIDFromFileName(file.filename().string()))
+        ask(request.keyID, "Key ID (10 letters and digits):");
 }
 
-struct StoredKeyRecord {
-    std::string keyID;
-    std::string issuerID;
-    std::optional<std::string> vendorNumber;
-    bool vendorClearedForNewTeam = false;
-    std::string credentialsFile;
-    QUORVEL_RECORD(StoredKeyRecord, keyID, issuerID, vendorNumber, vendorClearedForNewTeam, credentialsFile)
-};
+void refuseMissing(const PrepareKey::Result& prepared) {
+    std::vector<std::string_view> missing;
+    if (prepared.needsPrivateKey) missing.push_back("--p8 FILE");
+    if (prepared.needsIssuerID) missing.push_back("--issuer-id ID");
+    if (prepared.needsKeyID) missing.push_back("--key-id ID");
+    if (missing.empty()) return;
+    throw UsageError(fmt::format("\"auth set\" needs {}", fmt::join(missing, " and ")),
+                     fmt::format("A key file named AuthKey_<Key ID>.p8 is found in {} too.",
+                                 fmt::join(prepared.keyFolders, ", ")));
+}
 
 ExitStatus setKey(Invocation& invocation) {
     Output& output = invocation.output;
-    // A damaged store is said before anything is asked or sent.
-    (void)invocation.composition.keychain().read(accountName(Key::keyID));
-    ASCSettingsViewModel model = makeModel(invocation);
-    fillIn(invocation, model);
-    output.progress("Verifying the key with App Store Connect…");
-    const SaveResult result = model.save();
-    invocation.composition.rememberClockCorrection(model.clockCorrection());
-    if (result != SaveResult::saved) throw CommandError(statusOf(result, model), model.status());
-
-    const std::string file = invocation.composition.keychain().file().string();
-    output.document(
-        StoredKeyRecord{model.savedKeyID(), model.savedIssuerID(),
-                        model.vendorNumber.empty() ? std::nullopt : std::optional(model.vendorNumber),
-                        model.vendorClearedForNewTeam(), file});
-    output.line(fmt::format("Key {} is accepted and stored as {} in {}.", model.savedKeyID(),
-                            nameOfScope(invocation), file));
-    if (model.keyIDCameFromFileName()) output.note("The Key ID was taken from the file's name.");
-    if (model.vendorClearedForNewTeam())
-        output.warning("the stored vendor number belonged to another team and was forgotten; give the new "
-                       "one with --vendor-number");
+    SetKey::Request request = givenKey(invocation);
+    auto prepared = perform<PrepareKey>(invocation, request);
+    request.privateKeyFile = prepared.privateKeyFile;
+    if (output.canAsk()) {
+        askForMissing(output, prepared, request);
+        prepared = perform<PrepareKey>(invocation, request);
+    }
+    refuseMissing(prepared);
+    const auto result = perform<SetKey>(invocation, request);
+    output.document(result);
+    output.line(fmt::format("Key {} is accepted and stored as {} in {}.", result.keyID, nameOf(result.scope),
+                            result.credentialsFile));
+    if (result.keyIDCameFromFileName) output.note("The Key ID was taken from the file's name.");
+    if (result.vendorClearedForNewTeam)
+        output.warning("the stored vendor number belonged to another team and was forgotten; "
+                       "give the new one with --vendor-number");
     return ExitStatus::done;
 }
-
-struct CheckRecord {
-    std::string keyID;
-    std::string issuerID;
-    std::string source;
-    bool accepted = true;
-    std::optional<std::int64_t> requestsLeft;
-    QUORVEL_RECORD(CheckRecord, keyID, issuerID, source, accepted, requestsLeft)
-};
 
 ExitStatus checkKey(Invocation& invocation) {
-    const KeyOwner owner = ownerInUse(invocation);
-    (void)invocation.composition.client(owner)->listApps({}, {1});
-    const Credentials used = invocation.composition.credentials(owner);
-    const auto limit = invocation.composition.rateLimit();
-    const auto left = limit ? limit->hourRemaining : std::nullopt;
-    invocation.output.document(
-        CheckRecord{used.texts.keyID, used.texts.issuerID, used.keySource, true, left});
-    invocation.output.line(fmt::format("App Store Connect accepts key {} (from: {}).",
-                                       escapeControls(used.texts.keyID), used.keySource));
-    if (left && limit->hourLimit)
-        invocation.output.line(
-            fmt::format("{} of {} requests are left this hour.", *left, *limit->hourLimit));
+    const auto result = perform<CheckKey>(invocation, requestOf<KeyRequest>(invocation));
+    Output& output = invocation.output;
+    output.document(result);
+    output.line(fmt::format("App Store Connect accepts key {} (from: {}).", escapeControls(result.keyID),
+                            result.source));
+    if (result.requestsLeft && result.requestLimit)
+        output.line(
+            fmt::format("{} of {} requests are left this hour.", *result.requestsLeft, *result.requestLimit));
     return ExitStatus::done;
 }
 
-struct StatusRecord {
-    bool present = false;
-    std::optional<std::string> keyID;
-    std::optional<std::string> issuerID;
-    std::optional<std::string> keySource;
-    std::optional<std::string> issuerSource;
-    std::optional<std::string> privateKeyFile;
-    std::optional<std::string> vendorNumber;
-    std::string credentialsFile;
-    std::string endpoint;
-    QUORVEL_RECORD(StatusRecord, present, keyID, issuerID, keySource, issuerSource, privateKeyFile,
-                   vendorNumber, credentialsFile, endpoint)
-};
-
-ExitStatus showStatus(Invocation& invocation) {
-    Composition& composition = invocation.composition;
-    const KeychainStore keychain = composition.keychain();
-    StatusRecord record{.credentialsFile = keychain.file().string(),
-                        .endpoint = composition.endpoints().appStoreConnectOrDefault()};
-    const KeyOwner owner = ownerInUse(invocation);
-    for (const auto& scope : {owner.appID, owner.workspaceID, std::optional<std::string>()})
-        if (!record.vendorNumber) record.vendorNumber = keychain.read(accountName(Key::vendorNumber, scope));
-    const Credentials used = composition.credentials(owner);
-    (void)makeAuth(used.texts);
-    record.present = true;
-    record.keyID = used.texts.keyID;
-    record.issuerID = used.texts.issuerID;
-    record.keySource = used.keySource;
-    record.issuerSource = used.issuerSource;
-    if (!used.privateKeyFile.empty()) record.privateKeyFile = used.privateKeyFile;
-    invocation.output.document(record);
-
+ExitStatus showKeyStatus(Invocation& invocation) {
+    const auto result = perform<KeyStatus>(invocation, requestOf<KeyRequest>(invocation));
+    invocation.output.document(result);
     Table table{.columns = {{"What"}, {"Value"}, {"From"}}, .rows = {}};
-    table.rows.push_back({"Key ID", *record.keyID, used.keySource});
-    table.rows.push_back({"Issuer ID", *record.issuerID, used.issuerSource});
-    table.rows.push_back({"Private key", "present, readable",
-                          record.privateKeyFile ? *record.privateKeyFile : used.keySource});
-    table.rows.push_back({"Vendor number", record.vendorNumber.value_or("none"), "stored key"});
-    table.rows.push_back({"Stored in", record.credentialsFile});
-    table.rows.push_back({"Service", record.endpoint});
+    table.rows = {{"Key ID", result.keyID, result.keySource},
+                  {"Issuer ID", result.issuerID, result.issuerSource},
+                  {"Private key", "present, readable", result.privateKeyFile.value_or(result.keySource)},
+                  {"Vendor number", result.vendorNumber.value_or("none"), "stored key"},
+                  {"Stored in", result.credentialsFile},
+                  {"Service", result.endpoint}};
     invocation.output.table(table);
     return ExitStatus::done;
 }
 
-struct ForgetRecord {
-    std::optional<std::string> forgotten;
-    QUORVEL_RECORD(ForgetRecord, forgotten)
-};
-
-// Which key commands go on to use, when there is one.
-void noteKeyInUse(Invocation& invocation) {
-    try {
-        const Credentials used = invocation.composition.credentials(ownerInUse(invocation));
-        invocation.output.note(fmt::format("Key {} still applies (from: {}).",
-                                           escapeControls(used.texts.keyID), used.keySource));
-    } catch (const ASCError&) {     // none is left
-    } catch (const CommandError&) { // what is left is of no use
-    }
-}
-
 ExitStatus forgetKey(Invocation& invocation) {
     Output& output = invocation.output;
-    (void)invocation.composition.keychain().read(accountName(Key::keyID));
-    ASCSettingsViewModel model = makeModel(invocation);
-    const std::string keyID = model.savedKeyID();
-    if (keyID.empty()) {
-        output.document(ForgetRecord{});
-        output.line(fmt::format("There is nothing to forget: {} is not stored.", nameOfScope(invocation)));
-        noteKeyInUse(invocation);
-        return ExitStatus::done;
-    }
-    confirmRemoval(invocation,
-                   fmt::format("Forget key {}, {}?", escapeControls(keyID), nameOfScope(invocation)));
-    model.forget();
-    output.document(ForgetRecord{keyID});
-    output.line(fmt::format("Key {}, {}, is forgotten.", escapeControls(keyID), nameOfScope(invocation)));
-    noteKeyInUse(invocation);
+    const auto request = requestOf<KeyRequest>(invocation);
+    const StoredKey stored = perform<PlanKeyRemoval>(invocation, request);
+    const std::string name = nameOf(stored.scope);
+    if (stored.keyID)
+        confirmRemoval(invocation, fmt::format("Forget key {}, {}?", escapeControls(*stored.keyID), name));
+    const auto result = perform<ForgetKey>(invocation, request);
+    output.document(result);
+    output.line(result.forgotten.keyID
+                    ? fmt::format("Key {}, {}, is forgotten.", escapeControls(*result.forgotten.keyID), name)
+                    : fmt::format("There is nothing to forget: {} is not stored.", name));
+    if (result.keyID)
+        output.note(fmt::format("Key {} still applies (from: {}).", escapeControls(*result.keyID),
+                                result.keySource.value_or("")));
     return ExitStatus::done;
 }
 
@@ -209,12 +139,13 @@ std::vector<Command> authCommands() {
          .heeds = {"--key-id", "--issuer-id", "--p8", "--workspace", "--app"},
          .run = setKey,
          .details =
-             "Nothing is stored unless App Store Connect accepts the key. Without --key-id the Key ID is "
-             "taken from the file's name; without --p8 the file AuthKey_<Key ID>.p8 is looked for in "
-             "./private_keys, ~/private_keys, ~/.private_keys and ~/.appstoreconnect/private_keys. On a "
-             "terminal what is missing is asked for.\n"
-             "With --workspace or --app the key is that workspace's or that app's own, which goes before "
-             "the global one. Key ID and private key always come from the same place.\n"
+             "Nothing is stored unless App Store Connect accepts the key. "
+             "Without --key-id the Key ID is taken from the file's name; "
+             "without --p8 the file AuthKey_<Key ID>.p8 is looked for in ./private_keys, ~/private_keys, "
+             "~/.private_keys and ~/.appstoreconnect/private_keys. "
+             "On a terminal what is missing is asked for.\n"
+             "With --workspace or --app the key is that workspace's or that app's own, "
+             "which goes before the global one. Key ID and private key always come from the same place.\n"
              "The key itself is never taken from the command line, where other users could see it."},
         {.name = "auth check",
          .summary = "Ask App Store Connect whether it accepts the key",
@@ -223,7 +154,7 @@ std::vector<Command> authCommands() {
         {.name = "auth status",
          .summary = "Show which key is used and where it comes from, without asking App Store Connect",
          .heeds = {"--key-id", "--issuer-id", "--p8", "--workspace", "--app"},
-         .run = showStatus},
+         .run = showKeyStatus},
         {.name = "auth forget",
          .summary = "Forget the stored key",
          .heeds = {"--yes", "--workspace", "--app"},

@@ -1,8 +1,8 @@
-#include "Core/metadata/MetadataStore.h"
 #include "Programs/quorvel/Invocation.h"
 #include "Programs/quorvel/commands/DemoEdits.h"
 #include "Programs/quorvel/commands/DemoPictures.h"
 #include "Programs/quorvel/commands/DemoStage.h"
+#include "Programs/quorvel/commands/DemoTree.h"
 #include "Programs/quorvel/commands/Groups.h"
 
 #include <fmt/format.h>
@@ -39,7 +39,7 @@ class Demo : DemoStage {
     explicit Demo(Invocation& invocation)
         : DemoStage(invocation),
           invocation_(invocation),
-          work_(MetadataFolder{folder().path() / "home/Documents/Brevant" / demoSlug / "ios/next"}) {}
+          work_(folder().path() / "home/Documents/Brevant" / demoSlug / "ios/next") {}
 
     ExitStatus play() {
         introduce();
@@ -59,17 +59,16 @@ class Demo : DemoStage {
     void introduce() {
         say(styled(Style::bold, "A round of work with quorvel") + "\n");
         tell("on a stand-in for App Store Connect that runs inside this program for as long as this takes. "
-             "Nothing leaves this machine, and your own keys and folders are not touched. What you see are "
-             "the commands as you would type them, and what they really print.");
+             "Nothing leaves this machine, and your own keys and folders are not touched. "
+             "What you see are the commands as you would type them, and what they really print.");
         say(fmt::format("\n   cd {}\n   export QUORVEL_HOME=$PWD/home QUORVEL_ENDPOINTS=$PWD/sandbox/{}\n",
                         folder().path().string(), server().access().endpointsFile.filename().string()));
     }
 
     void storeKey() {
         const sandbox::Access& access = server().access();
-        step("The key",
-             "An API key is verified with App Store Connect before it is stored. Its Key ID stands in "
-             "the name of its file.");
+        step("The key", "An API key is verified with App Store Connect before it is stored. "
+                        "Its Key ID stands in the name of its file.");
         command({"auth", "set", "--issuer-id", access.issuerID, "--p8",
                  access.privateKeyFile.lexically_relative(folder().path()).string()});
     }
@@ -85,9 +84,8 @@ class Demo : DemoStage {
     }
 
     void pull() {
-        step("Pull",
-             "The texts of the coming version come down as plain files, one per field and locale. As there "
-             "is one app only, its name may be left out.");
+        step("Pull", "The texts of the coming version come down as plain files, one per field and locale. "
+                     "As there is one app only, its name may be left out.");
         command({"versions", "--platform", "ios"});
         command({"pull"});
         before_ = work_.readAll();
@@ -96,8 +94,7 @@ class Demo : DemoStage {
     void edit() {
         step("Edit", "A few texts change. Any editor will do; here the demo writes the files itself.");
         for (const DemoEdit& edit : demoEdits()) {
-            work_.write(edit.locale, edit.field,
-                        edit.apply(work_.read(edit.locale, edit.field).value_or("")));
+            work_.write(edit.locale, edit.field, edit.apply(work_.read(edit.locale, edit.field)));
             say(styled(Style::dim,
                        fmt::format("   edited ios/next/{}/{}", edit.locale, fileNameOf(edit.field))) +
                 "\n");
@@ -118,11 +115,10 @@ class Demo : DemoStage {
     }
 
     void translate() {
-        step("Translate", "Locales that are missing are translated, each text within its limit. The "
-                          "stand-in's model writes "
-                          "letters with a dot below, so that its texts are easy to tell. What a prompt looks "
-                          "like, then the "
-                          "texts, and what they cost:");
+        step("Translate", "Locales that are missing are translated, each text within its limit. "
+                          "The stand-in's model writes letters with a dot below, "
+                          "so that its texts are easy to tell. What a prompt looks like, then the texts, "
+                          "and what they cost:");
         command({"translate", "--to", "pa-IN", "--field", "subtitle", "--dry-run"});
         command({"translate", "--to", "pa-IN", "--to", "ur-PK"});
         command({"costs"});
@@ -131,8 +127,8 @@ class Demo : DemoStage {
     void push() {
         step("Push",
              "Now the stand-in misbehaves on purpose: the first change is turned away with 429 (too many "
-             "requests, wait a second), and one more with 503 (service unavailable). The push waits and "
-             "tries again by itself.");
+             "requests, wait a second), and one more with 503 (service unavailable). "
+             "The push waits and tries again by itself.");
         server().forgetRequests();
         server().setFaults({{.route = "PATCH /v1/appStoreVersionLocalizations/*",
                              .status = 429,
@@ -160,46 +156,41 @@ class Demo : DemoStage {
     void prove() {
         step("Proof", "A second pull into another folder shows what App Store Connect holds now.");
         command({"pull", "--folder", "second"});
-        const LocaleTexts mine = work_.readAll();
-        const LocaleTexts theirs =
-            MetadataStore(MetadataFolder{folder().path() / "second/ios/next"}).readAll();
-        record_.textsCompared = std::ssize(mine) * std::ssize(allFieldTypes);
+        const DemoTree::Texts mine = work_.readAll();
+        const DemoTree::Texts theirs = DemoTree(folder().path() / "second/ios/next").readAll();
+        record_.textsCompared = std::ssize(mine);
         record_.textsDiffering = differences(mine, theirs) + (mine.size() == theirs.size() ? 0 : 1);
         command({"diff"});
     }
 
     // How many of the texts in `wanted` are others in `found`.
-    static std::int64_t differences(const LocaleTexts& wanted, const LocaleTexts& found) {
-        std::int64_t count = 0;
-        for (const auto& [locale, texts] : wanted)
-            for (const FieldType field : allFieldTypes) {
-                const auto there = found.find(locale);
-                if (there == found.end() || there->second[field].value_or("") != texts[field].value_or(""))
-                    ++count;
-            }
-        return count;
+    static std::int64_t differences(const DemoTree::Texts& wanted, const DemoTree::Texts& found) {
+        return std::ranges::count_if(wanted, [&](const auto& text) {
+            const auto there = found.find(text.first);
+            return there == found.end() || there->second != text.second;
+        });
     }
 
     void revert() {
         step("Second thoughts",
-             "Every push is in the history, with the texts that it replaced. Reverting a run puts those back "
-             "into the local files; a push sends them. Texts that did not exist before are removed, which a "
-             "push wants to be told.");
+             "Every push is in the history, with the texts that it replaced. "
+             "Reverting a run puts those back into the local files; a push sends them. "
+             "Texts that did not exist before are removed, which a push wants to be told.");
         command({"history"});
         command({"history", "revert", "last"});
         command({"push", "--yes", "--allow-clear"});
         command({"history"});
         command({"pull", "--folder", "third"});
-        const LocaleTexts now = MetadataStore(MetadataFolder{folder().path() / "third/ios/next"}).readAll();
-        record_.textsReverted = std::ssize(before_) * std::ssize(allFieldTypes);
+        const DemoTree::Texts now = DemoTree(folder().path() / "third/ios/next").readAll();
+        record_.textsReverted = std::ssize(before_);
         record_.revertedDiffering = differences(before_, now);
     }
 
     void screenshots() {
         step("Screenshots",
-             "Pictures lie in folders named after their locale and display type. Here the demo draws a few "
-             "itself; their sizes are checked before anything is sent.");
-        const auto paths = drawDemoPictures(work_.folder().rootURL.parent_path().parent_path());
+             "Pictures lie in folders named after their locale and display type. "
+             "Here the demo draws a few itself; their sizes are checked before anything is sent.");
+        const auto paths = drawDemoPictures(work_.folder().parent_path().parent_path());
         for (const std::string& path : paths)
             say(styled(Style::dim, fmt::format("   drew {}\n", path)));
         command({"screenshots", "pull"});
@@ -228,9 +219,9 @@ class Demo : DemoStage {
                           record_.picturesCommitted == record_.picturesDrawn;
         step("Summary", fmt::format("{} of {} texts differ between the edited folder and the second pull.",
                                     record_.textsDiffering, record_.textsCompared));
-        tell(fmt::format("The push sent {} requests that change something: {} for as many localizations with "
-                         "changes, which is the least possible, and {} again because they were refused on "
-                         "purpose.",
+        tell(fmt::format("The push sent {} requests that change something: "
+                         "{} for as many localizations with changes, which is the least possible, "
+                         "and {} again because they were refused on purpose.",
                          record_.requestsSent, record_.requestsLeast, record_.requestsRefused));
         tell(fmt::format("After the revert, {} of {} texts differ from those before the first push.",
                          record_.revertedDiffering, record_.textsReverted));
@@ -254,8 +245,8 @@ class Demo : DemoStage {
     }
 
     Invocation& invocation_;
-    MetadataStore work_;
-    LocaleTexts before_; // the texts of the first pull
+    DemoTree work_;
+    DemoTree::Texts before_; // the texts of the first pull
     DemoRecord record_;
 };
 

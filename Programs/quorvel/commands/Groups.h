@@ -22,6 +22,8 @@ namespace quorvel {
 [[nodiscard]] std::vector<Command> keywordsCommands();
 /// Stands in the group of `keywordsCommands`; it is a kind of translation.
 [[nodiscard]] const Command& generateKeywordsCommand();
+/// --fresh, of the commands that ask the model.
+[[nodiscard]] ArgumentSpec freshArgument();
 [[nodiscard]] std::vector<Command> costsCommands();
 [[nodiscard]] std::vector<Command> screenshotCommands();
 [[nodiscard]] std::vector<Command> demoCommands();

@@ -1,9 +1,11 @@
+#include "Platform/text/Counted.h"
 #include "Platform/text/Text.h"
-#include "Programs/quorvel/AppLookup.h"
-#include "Programs/quorvel/Workspaces.h"
-#include "Programs/quorvel/commands/AppOverviews.h"
+#include "Programs/quorvel/Errors.h"
+#include "Programs/quorvel/Performing.h"
 #include "Programs/quorvel/commands/Groups.h"
-#include "Programs/quorvel/commands/MetadataRecords.h"
+#include "Programs/quorvel/commands/TextReports.h"
+#include "Quorvel/actions/HomeActions.h"
+#include "Quorvel/application/Application.h"
 
 #include <fmt/format.h>
 #include <fmt/ranges.h>
@@ -16,13 +18,6 @@ namespace quorvel {
 namespace {
 
 using Bucket = WorkspaceIndex::Summary::Bucket;
-
-struct HomeRecord {
-    std::optional<ManagedWorkspace> workspace;
-    std::int64_t attentionCount = 0;
-    std::vector<AppOverview> apps;
-    QUORVEL_RECORD(HomeRecord, workspace, attentionCount, apps)
-};
 
 constexpr std::string_view welcome =
     "Welcome to quorvel. The first steps:\n"
@@ -108,7 +103,7 @@ void printApp(Output& output, const AppOverview& app, const ColumnWidths& widths
     }
 }
 
-void printHome(Invocation& invocation, const HomeRecord& home) {
+void printHome(Invocation& invocation, const ShowHome::Result& home) {
     Output& output = invocation.output;
     const std::string attention = attentionText(home.attentionCount);
     output.styledLine(output.styled(
@@ -116,10 +111,10 @@ void printHome(Invocation& invocation, const HomeRecord& home) {
         fmt::format("{} · {}{}", escapeControls(home.workspace ? home.workspace->name : "All apps"),
                     counted(home.apps.size(), "app"), attention.empty() ? "" : " · " + attention)));
     const ColumnWidths widths = widthsOf(home.apps);
-    const Date now = invocation.composition.clock()();
+    const Date now = invocation.application.clock()();
     if (home.apps.empty())
-        output.line("No app is recorded here: 'quorvel apps --all' lists those of every workspace, 'quorvel "
-                    "apps import' takes one in.");
+        output.line("No app is recorded here: 'quorvel apps --all' lists those of every workspace, "
+                    "'quorvel apps import' takes one in.");
     for (const auto& [bucket, raw] : RawValues<Bucket>::values) {
         bool isTitled = false;
         for (const AppOverview& app : home.apps) {
@@ -130,32 +125,18 @@ void printHome(Invocation& invocation, const HomeRecord& home) {
         }
     }
     for (const AppOverview& app : home.apps)
-        if (app.problem) output.warning(fmt::format("{}: {}", app.displayName, *app.problem));
-}
-
-bool anyAppIsRecorded(Invocation& invocation) {
-    return invocation.composition.hasRecords() && !invocation.composition.apps().all().empty();
+        if (app.problem) output.warning(fmt::format("{}: {}", app.displayName, reportOf(*app.problem).text));
 }
 
 ExitStatus showHome(Invocation& invocation) {
-    HomeRecord home;
-    home.workspace = currentWorkspace(invocation);
-    auto apps = appsInView(invocation);
-    if (invocation.global.app) {
-        apps = {requireRecordedApp(invocation, *invocation.global.app)};
-        const auto& workspace = apps.front().workspace;
-        home.workspace = workspace ? invocation.composition.workspaces().find(*workspace) : std::nullopt;
-    }
-    home.apps = overviewsOf(invocation, apps, PendingChanges::count);
-    for (const AppOverview& app : home.apps)
-        home.attentionCount += app.attentionCount;
+    const auto home = perform<ShowHome>(invocation, requestOf<ShowHome::Request>(invocation));
     Output& output = invocation.output;
     output.document(home);
     if (output.isJSON()) return ExitStatus::done;
-    if (home.apps.empty() && !anyAppIsRecorded(invocation))
-        output.raw(welcome); // without the whole help, above which it would be scrolled away
-    else
+    if (home.hasRecordedApps)
         printHome(invocation, home);
+    else
+        output.raw(welcome); // without the whole help, above which it would be scrolled away
     return ExitStatus::done;
 }
 

@@ -1,54 +1,48 @@
 #include "Core/metadata/Locales.h"
 #include "Core/metadata/MetadataTexts.h"
-#include "Programs/quorvel/AppLookup.h"
-#include "Programs/quorvel/AppTarget.h"
+#include "Platform/text/Counted.h"
 #include "Programs/quorvel/Errors.h"
+#include "Programs/quorvel/Performing.h"
 #include "Programs/quorvel/commands/Groups.h"
-#include "Programs/quorvel/commands/MetadataRecords.h"
+#include "Quorvel/actions/LocaleActions.h"
 
 #include <fmt/format.h>
 #include <fmt/ranges.h>
-
-#include <algorithm>
 
 namespace quorvel {
 
 namespace {
 
 ExitStatus addLocale(Invocation& invocation) {
-    const std::string locale = *invocation.arguments.value("LOCALE");
-    if (!isAppStoreLocale(locale)) {
-        const auto nearest = nearestAppStoreLocale(locale);
-        throw UsageError(fmt::format("{} is no App Store locale", quotedWord(locale)),
-                         nearest ? fmt::format("Did you mean {}?", *nearest)
-                                 : fmt::format("The locales are {}.", fmt::join(appStoreLocales(), ", ")));
-    }
-    AppTarget target(invocation, AppTarget::Reach::account);
-    const auto context = target.givenContext();
-    const auto added = target.controller()->addLocale(
-        locale, context ? std::optional(context->text()) : std::nullopt, dryRunOf(invocation.global));
-    invocation.output.document(added);
+    auto request = requestOf<AddLocale::Request>(invocation);
+    request.locale = *invocation.arguments.value("LOCALE");
+    if (!nearestAppStoreLocale(request.locale))
+        throw UsageError(fmt::format("{} is no App Store locale", quotedWord(request.locale)),
+                         fmt::format("The locales are {}.", fmt::join(appStoreLocales(), ", ")));
+    const auto result = perform<AddLocale>(invocation, request);
+    const auto& [locale, folder, existed] = result.added;
     Output& output = invocation.output;
-    if (added.existed)
-        output.line(fmt::format("{} is there already, in {}.", locale, added.folder));
-    else if (invocation.global.dryRun)
-        output.line(fmt::format("Would add {} in {}; dry run: nothing was written.", locale, added.folder));
+    output.document(result);
+    if (existed)
+        output.line(fmt::format("{} is there already, in {}.", locale, folder));
+    else if (request.dryRun)
+        output.line(fmt::format("Would add {} in {}; dry run: nothing was written.", locale, folder));
     else
-        output.line(fmt::format("Added {}: write its texts in {} ({}). The next push creates the "
-                                "localization on App Store Connect.",
-                                locale, added.folder, shortLimitsText));
+        output.line(fmt::format(
+            "Added {}: write its texts in {} ({}). The next push creates the localization on App Store "
+            "Connect.",
+            locale, folder, shortLimitsText));
     return ExitStatus::done;
 }
 
 ExitStatus listLocales(Invocation& invocation) {
-    const ManagedApp app = requireRecordedApp(invocation);
-    const auto locales = invocation.composition.apps().locales(app.id);
-    invocation.output.document(locales);
+    const auto result = perform<ListLocales>(invocation, requestOf<ListLocales::Request>(invocation));
+    invocation.output.document(result);
     Table table{.columns = {{"Locale"}, {"Takes part"}}, .rows = {}};
-    for (const ManagedLocale& locale : locales)
+    for (const ManagedLocale& locale : result.locales)
         table.rows.push_back(
             {locale.code, locale.enabled ? Table::Cell{"yes", Style::green} : Table::Cell{"no", Style::dim}});
-    if (locales.empty())
+    if (result.locales.empty())
         invocation.output.line("No locale is recorded. A pull records those of the app.");
     else
         invocation.output.table(table);
@@ -56,28 +50,16 @@ ExitStatus listLocales(Invocation& invocation) {
 }
 
 ExitStatus switchLocales(Invocation& invocation, bool enabled) {
-    const ManagedApp app = requireRecordedApp(invocation);
-    const AppRecords apps = invocation.composition.apps();
-    const auto known = apps.locales(app.id);
-    std::vector<ManagedLocale> changed;
-    for (const std::string& code : invocation.arguments.values("LOCALE")) {
-        if (std::ranges::find(changed, code, &ManagedLocale::code) != changed.end()) continue;
-        const auto found = std::ranges::find(known, code, &ManagedLocale::code);
-        if (found == known.end())
-            throw CommandError(
-                ExitStatus::notFound,
-                fmt::format("{} does not manage the locale {}", app.displayName, quotedWord(code)),
-                "'quorvel locale list' lists those that it does.");
-        changed.push_back(*found);
-        changed.back().enabled = enabled;
-    }
-    apps.setLocales(app.id, changed);
-    invocation.output.document(changed);
+    auto request = requestOf<SwitchLocales::Request>(invocation);
+    request.locales = listOf(invocation.arguments, "LOCALE");
+    request.enabled = enabled;
+    const auto result = perform<SwitchLocales>(invocation, request);
+    invocation.output.document(result);
+    const std::string locales = counted(result.locales.size(), "locale");
+    const std::string_view take = result.locales.size() == 1 ? "takes" : "take";
     invocation.output.line(
-        enabled ? fmt::format("{} {} part in pull and push again.", counted(changed.size(), "locale"),
-                              changed.size() == 1 ? "takes" : "take")
-                : fmt::format("{} no longer {} part in pull and push; the texts stay.",
-                              counted(changed.size(), "locale"), changed.size() == 1 ? "takes" : "take"));
+        enabled ? fmt::format("{} {} part in pull and push again.", locales, take)
+                : fmt::format("{} no longer {} part in pull and push; the texts stay.", locales, take));
     return ExitStatus::done;
 }
 

@@ -29,8 +29,8 @@ sandbox::Options optionsOf(const Invocation& invocation) {
             options.faults.push_back(sandbox::parseFault(fault));
         } catch (const std::invalid_argument& error) {
             throw UsageError(fmt::format("{} is no value of --fault: {}", quotedWord(fault), error.what()),
-                             "It takes ROUTE:STATUS_OR_ACTION[:PROBABILITY[:COUNT]], such as "
-                             "\"PATCH *:503:0.2\".");
+                             "It takes ROUTE:STATUS_OR_ACTION[:PROBABILITY[:COUNT]], "
+                             "such as \"PATCH *:503:0.2\".");
         }
     }
     return options;
@@ -40,9 +40,9 @@ ExitStatus serve(Invocation& invocation) {
     const sandbox::Options options = optionsOf(invocation);
     const sandbox::SandboxServer server(options);
     invocation.output.raw(server.readyLine() + "\n");
-    invocation.output.note(fmt::format("Serving {}. Point quorvel to it with QUORVEL_ENDPOINTS={}; end it "
-                                       "with Ctrl-C.",
-                                       server.access().url, server.access().endpointsFile.string()));
+    invocation.output.note(
+        fmt::format("Serving {}. Point quorvel to it with QUORVEL_ENDPOINTS={}; end it with Ctrl-C.",
+                    server.access().url, server.access().endpointsFile.string()));
     constexpr double untilCancelled = 1e9; // seconds
     try {
         sleepFor(untilCancelled);
@@ -65,16 +65,15 @@ std::vector<Command> sandboxCommands() {
                         ArgumentSpec::Need::required},
                        {"--seed",
                         "SEED",
-                        "What a new account holds: an example account, or one app "
-                        "without a version",
+                        "What a new account holds: an example account, or one app without a version",
                         {"demo", "empty"}},
                        {"--port", "PORT", "Port on 127.0.0.1; 0 takes any free one, which is the default"},
                        {"--latency", "MS", "Milliseconds before each answer"},
                        {"--quota", "NUMBER", "Requests per hour (3600)"},
                        {"--fault",
                         "SPEC",
-                        "Goes wrong on purpose: ROUTE:STATUS_OR_ACTION[:PROBABILITY[:COUNT]], such as "
-                        "\"GET /v1/apps:503:0.2\"",
+                        "Goes wrong on purpose: ROUTE:STATUS_OR_ACTION[:PROBABILITY[:COUNT]], "
+                        "such as \"GET /v1/apps:503:0.2\"",
                         {},
                         ArgumentSpec::Need::optional,
                         ArgumentSpec::Count::repeated},

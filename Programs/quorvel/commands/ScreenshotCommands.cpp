@@ -1,165 +1,226 @@
-#include "Core/metadata/FolderLock.h"
 #include "Core/metadata/Locales.h"
+#include "Core/screenshots/ScreenshotDisplayType.h"
 #include "Core/screenshots/ScreenshotError.h"
-#include "Core/screenshots/ScreenshotPreparation.h"
-#include "Core/screenshots/ScreenshotsStore.h"
+#include "Core/screenshots/ScreenshotPusher.h"
+#include "Platform/task/Task.h"
+#include "Platform/text/Counted.h"
 #include "Platform/text/Text.h"
-#include "Programs/quorvel/AppTarget.h"
-#include "Programs/quorvel/Errors.h"
-#include "Programs/quorvel/commands/AppOverviews.h"
+#include "Programs/quorvel/Performing.h"
+#include "Programs/quorvel/TransferBars.h"
 #include "Programs/quorvel/commands/Groups.h"
-#include "Programs/quorvel/commands/MetadataRecords.h"
-#include "Programs/quorvel/commands/ScreenshotPush.h"
-#include "Programs/quorvel/commands/ScreenshotRecords.h"
-#include "Quorvel/controllers/AppContexts.h"
+#include "Programs/quorvel/commands/TextReports.h"
+#include "Quorvel/actions/ScreenshotActions.h"
 
 #include <fmt/format.h>
+#include <fmt/ranges.h>
 
 #include <algorithm>
+#include <atomic>
 
 namespace quorvel {
 
 namespace {
 
-CommandError commandErrorOf(const ScreenshotError& error) {
-    switch (error.kind()) {
-    case ScreenshotError::Kind::readOnlyVersion:
-        return {ExitStatus::refusedByState, error.what(), "Make one with 'quorvel versions create'."};
-    case ScreenshotError::Kind::noFolder:
-        return {ExitStatus::notFound, error.what()};
-    default:
-        return {ExitStatus::failed, error.what()};
+ScreenshotRequest screenshotRequestOf(const Invocation& invocation) {
+    auto request = requestOf<ScreenshotRequest>(invocation);
+    if (const auto mode = invocation.arguments.value("--mode"))
+        request.mode = fromRawValue<ScreenshotPushMode>(*mode);
+    request.locales = listOf(invocation.arguments, "--locale");
+    request.displayTypes = listOf(invocation.arguments, "--display");
+    request.noCheck = invocation.arguments.has("--no-check");
+    return request;
+}
+
+void printSets(Output& output, const std::vector<ScreenshotSetStatus>& sets) {
+    Table table{.columns = {{"Locale"},
+                            {"Display type"},
+                            {"Local", Table::Align::right},
+                            {"On ASC", Table::Align::right},
+                            {"Would change", Table::Align::left, Table::Fit::wrap}},
+                .rows = {}};
+    for (const ScreenshotSetStatus& set : sets) {
+        std::vector<std::string> changes;
+        const auto list = [&](std::string_view verb, const std::vector<std::string>& names) {
+            if (!names.empty()) changes.push_back(fmt::format("{} {}", verb, fmt::join(names, ", ")));
+        };
+        list("delete", set.toDelete);
+        list("upload", set.toUpload);
+        list("move", set.moved);
+        table.rows.push_back(
+            {set.locale, set.displayType, std::to_string(set.local), std::to_string(set.remote),
+             changes.empty() ? Table::Cell{set.local == 0 ? "no local files" : "nothing", Style::dim}
+                             : Table::Cell{fmt::format("{}", fmt::join(changes, "; "))}});
     }
+    output.table(table);
 }
 
-/// Runs a command's function with the words for what stops it.
-template <ExitStatus (*Function)(Invocation&)>
-ExitStatus reporting(Invocation& invocation) {
-    try {
-        return Function(invocation);
-    } catch (const ScreenshotError& error) {
-        throw commandErrorOf(error);
-    }
-}
-
-ScreenshotPushMode modeOf(const Invocation& invocation, ScreenshotPushMode usual) {
-    const auto mode = invocation.arguments.value("--mode");
-    if (!mode) return usual;
-    return *mode == "replace" ? ScreenshotPushMode::replaceSet : ScreenshotPushMode::append;
-}
-
-PictureCheck checkOf(const Invocation& invocation) {
-    return invocation.arguments.has("--no-check") ? PictureCheck::none : PictureCheck::full;
-}
-
-ScreenshotSelection selectionOf(const Invocation& invocation) {
-    ScreenshotSelection selection;
-    for (const std::string& locale : invocation.arguments.values("--locale")) {
-        if (!isAppStoreLocale(locale)) {
-            const auto nearest = nearestAppStoreLocale(locale);
-            throw UsageError(fmt::format("{} is no App Store locale", quotedWord(locale)),
-                             nearest ? fmt::format("Did you mean {}?", *nearest) : "");
-        }
-        selection.locales.push_back(locale);
-    }
-    for (const std::string& display : invocation.arguments.values("--display")) {
-        const auto type = displayTypeOfFolder(display);
-        if (!type)
-            throw UsageError(fmt::format("{} is no display type", quotedWord(display)),
-                             "A display type is named as App Store Connect does (APP_IPHONE_67) or as its "
-                             "folder is (iphone-67).");
-        selection.displayTypes.push_back(*type);
-    }
-    return selection;
-}
-
-// The context as App Store Connect has it now.
-PlatformContext currentContext(Invocation& invocation, AppTarget& target) {
-    (void)target.givenContext(); // refuses a misspelt one before anything is asked
-    const auto versions = target.client().listAppStoreVersions(target.app().appStoreId);
-    return target.contexts().current(versions, invocation.global.context, target.app().displayName);
+// What the scan and the check of the files have to say.
+template <typename Found>
+void printScreenshotRemarks(Output& output, const Found& found) {
+    for (const GuessedDisplayType& guess : found.guesses)
+        output.note(fmt::format(
+            "{}: taken for {} by its {} pixels{}", guess.path, guess.displayType, guess.size,
+            guess.otherwise.empty() ? "" : fmt::format(" (could be {})", fmt::join(guess.otherwise, ", "))));
+    for (const std::string& warning : found.warnings)
+        output.warning(warning);
+    for (const std::string& failure : found.failures)
+        output.warning(failure);
 }
 
 ExitStatus pullScreenshots(Invocation& invocation) {
-    AppTarget target(invocation, AppTarget::Reach::account);
-    const PlatformContext context = currentContext(invocation, target);
-    const ScreenshotsStore store(target.appFolder(), context, invocation.composition.clock());
-    // A push brings the catalogue up to date too.
-    const FileLock lock = lockFolder(target.appFolder(), "a pull of screenshots");
-    invocation.output.progress(fmt::format("Pulling the screenshots of {}…", target.app().displayName));
-    URLSessionHTTPClient images(invocation.composition.session());
-    const ScreenshotsPullSummary summary = store.pull(target.client(), images);
+    const auto result = perform<PullScreenshots>(invocation, requestOf<PullScreenshots::Request>(invocation));
+    const ScreenshotsPull& pull = result.pull;
+    const ScreenshotsPullSummary& summary = pull.summary;
     Output& output = invocation.output;
-    output.document(summary);
-    output.line(fmt::format("Pulled {} {} ({}): {} in {}, {}.", escapeControls(target.app().displayName),
-                            context.versionString, context.id(),
+    output.document(result);
+    output.line(fmt::format("Pulled {} {} ({}): {} in {}, {}.", escapeControls(pull.app.displayName),
+                            pull.version.versionString, pull.context,
                             counted(static_cast<std::size_t>(summary.totalScreenshots), "screenshot"),
                             counted(static_cast<std::size_t>(summary.totalSets), "set"),
                             counted(summary.locales.size(), "locale")));
     output.line(fmt::format("{} downloaded into {}.",
                             counted(static_cast<std::size_t>(summary.thumbnailsDownloaded), "new thumbnail"),
-                            store.paths().thumbnails.string()));
+                            pull.thumbnails));
     for (const std::string& warning : summary.warnings)
         output.warning(warning);
     return ExitStatus::done;
 }
 
 ExitStatus showScreenshotStatus(Invocation& invocation) {
-    AppTarget target(invocation, AppTarget::Reach::records);
-    const ContextID id = target.localContext();
-    const ScreenshotPaths paths = screenshotPaths(target.appFolder(), id);
-    const auto catalog = loadCatalog(paths.catalog);
-    if (!catalog)
-        throw CommandError(
-            ExitStatus::notFound,
-            fmt::format("the screenshots of {} have not been pulled into {}", id.text(),
-                        target.appFolder().rootURL.string()),
-            "Pull them with 'quorvel screenshots pull', or check --folder, --app and --context.");
-    const ScreenshotSelection selection = selectionOf(invocation);
-    auto scan = std::filesystem::is_directory(paths.pictures) ? scanScreenshots(paths.pictures, selection)
-                                                              : ScreenshotPushScanner::ScanResult();
-    const auto prepared =
-        prepareScreenshots(std::move(scan), *catalog, modeOf(invocation, ScreenshotPushMode::replaceSet),
-                           checkOf(invocation), selection);
+    const ScreenshotRequest request = screenshotRequestOf(invocation);
+    const auto result = perform<CompareScreenshots>(invocation, request);
+    const ScreenshotStatus& status = result.status;
     Output& output = invocation.output;
-    output.document(ScreenshotStatusDocument{paths.pictures.string(), id.text(), catalog->lastPulledAt,
-                                             catalog->versionString, prepared.plan.sets, prepared.guesses,
-                                             prepared.warnings, prepared.failures});
-    printScreenshotSets(output, prepared.plan.sets);
-    printRemarks(output, prepared);
-    if (!std::filesystem::is_directory(paths.pictures))
-        output.note(ScreenshotError::noFolder(paths.pictures).what());
+    output.document(result);
+    printSets(output, status.sets);
+    printScreenshotRemarks(output, status);
+    if (!status.hasFolder) output.note(ScreenshotError::noFolder(status.folder).what());
     const bool deletes = std::ranges::any_of(
-        prepared.plan.sets, [](const ScreenshotSetStatus& set) { return !set.toDelete.empty(); });
-    if (deletes && !invocation.arguments.has("--mode"))
+        status.sets, [](const ScreenshotSetStatus& set) { return !set.toDelete.empty(); });
+    if (deletes && !request.mode)
         output.note("Shown is what a push with --mode replace does; without it a push only adds.");
-    if (catalog->lastPulledAt)
-        output.note(fmt::format("As of the pull at {}.", shortTime(*catalog->lastPulledAt)));
+    if (status.lastPulledAt)
+        output.note(fmt::format("As of the pull at {}.", shortTime(*status.lastPulledAt)));
     return ExitStatus::done;
 }
 
+// How a push ends that meant to send what the plan holds.
+ExitStatus exitStatusOf(const ScreenshotPushPlan& plan, const ScreenshotPushReport& report) {
+    const bool everythingSent = std::ssize(report.uploadedFiles) >= plan.uploads;
+    if (report.failures.empty() && everythingSent && plan.unreadableFolders == 0) return ExitStatus::done;
+    return report.somethingIsThere ? ExitStatus::partlyDone : ExitStatus::failed;
+}
+
+ExitStatus showPlan(Output& output, const PlanScreenshotPush::Result& planned) {
+    const ScreenshotPushPlan& plan = planned.plan;
+    output.document(planned);
+    printSets(output, plan.sets);
+    output.note(fmt::format("Dry run: {} would be uploaded ({}) and {} deleted, nothing was sent.",
+                            counted(static_cast<std::size_t>(plan.uploads), "screenshot"),
+                            byteCount(static_cast<std::uint64_t>(plan.uploadBytes)), plan.deletions));
+    if (plan.changedSets > 0) return ExitStatus::done;
+    if (plan.failures.empty() && plan.unreadableFolders == 0) return ExitStatus::done;
+    const bool somethingIsThere = std::ranges::any_of(
+        plan.sets, [](const ScreenshotSetStatus& set) { return set.local > 0 && set.unchanged > 0; });
+    return somethingIsThere ? ExitStatus::partlyDone : ExitStatus::failed;
+}
+
+void confirmPush(Invocation& invocation, const ScreenshotPushPlan& plan) {
+    Output& output = invocation.output;
+    const std::string what =
+        fmt::format("Upload {} ({}) and delete {} in {} of {} {} ({})",
+                    counted(static_cast<std::size_t>(plan.uploads), "screenshot"),
+                    byteCount(static_cast<std::uint64_t>(plan.uploadBytes)), plan.deletions,
+                    counted(static_cast<std::size_t>(plan.changedSets), "set"), plan.app.displayName,
+                    plan.version.versionString, plan.context);
+    if (!invocation.global.yes && output.canAsk()) printSets(output, plan.sets);
+    confirmOnTerminal(invocation, fmt::format("{}?", what), "Nothing was pushed.");
+    output.note(fmt::format("{}.", what));
+}
+
+void show(TransferBars& bars, const ActionProgress::Transfer& transfer) {
+    using Stage = ActionProgress::Transfer::Stage;
+    switch (transfer.stage) {
+    case Stage::running:
+        return bars.running(transfer.file, transfer.sent, transfer.total);
+    case Stage::finished:
+        return bars.finished(transfer.file, transfer.total);
+    case Stage::failed:
+        return bars.failed(transfer.file);
+    }
+}
+
+TransferBars::Form formOfBars(const Invocation& invocation) {
+    if (invocation.global.quiet) return TransferBars::Form::silent;
+    return invocation.output.streams().errorIsTerminal ? TransferBars::Form::bars : TransferBars::Form::lines;
+}
+
+PushScreenshots::Result upload(Invocation& invocation, const PushScreenshots::Request& request) {
+    const auto uploads = static_cast<std::size_t>(request.plan.uploads);
+    const TransferBars::Form form = formOfBars(invocation);
+    std::atomic<std::size_t> uploaded = 0;
+    try {
+        TransferBars bars(invocation.output.streams(), form, uploads,
+                          static_cast<std::uint64_t>(request.plan.uploadBytes));
+        const ActionProgress progress{.step =
+                                          [&](const ActionProgress::Step& step) {
+                                              bars.stage(step.text);
+                                              // The one stage that lasts without a file that ends.
+                                              if (form == TransferBars::Form::lines &&
+                                                  step.text == processingStage)
+                                                  invocation.output.note(step.text);
+                                          },
+                                      .transfer =
+                                          [&](const ActionProgress::Transfer& transfer) {
+                                              if (transfer.stage == ActionProgress::Transfer::Stage::finished)
+                                                  ++uploaded;
+                                              show(bars, transfer);
+                                          }};
+        return PushScreenshots::perform(invocation.application, request, progress);
+    } catch (const CancellationError&) {
+        invocation.output.note(fmt::format("{} of {} files were uploaded before the interruption; "
+                                           "pushing again does the rest and the order.",
+                                           uploaded.load(), uploads));
+        throw;
+    }
+}
+
+std::string outcomeText(const ScreenshotPushPlan& plan, const ScreenshotPushReport& report) {
+    if (plan.changedSets > 0)
+        return fmt::format("Uploaded {}, deleted {}, created {}.",
+                           counted(static_cast<std::size_t>(report.uploaded), "screenshot"), report.deleted,
+                           counted(static_cast<std::size_t>(report.setsCreated), "set"));
+    if (!plan.failures.empty()) return "Nothing was pushed.";
+    const bool hasLocal =
+        std::ranges::any_of(plan.sets, [](const ScreenshotSetStatus& set) { return set.local > 0; });
+    return hasLocal ? "Nothing to push — App Store Connect has these screenshots."
+                    : "Nothing to push — there are no pictures to send.";
+}
+
 ExitStatus pushScreenshots(Invocation& invocation) {
-    const ScreenshotSelection selection = selectionOf(invocation);
-    AppTarget target(invocation, AppTarget::Reach::account);
-    const PlatformContext context = currentContext(invocation, target);
-    if (!context.takesPushes()) throw ScreenshotError::readOnlyVersion(context.versionString);
-    const ScreenshotsStore store(target.appFolder(), context, invocation.composition.clock());
-    auto scan = scanScreenshots(store.paths().pictures, selection);
-    const auto locales = localesOf(scan);
-    // Another push of this folder would take our reservations for remains.
-    std::optional<FileLock> lock;
-    if (!invocation.global.dryRun) lock = lockFolder(target.appFolder(), "a push of screenshots");
-    invocation.output.progress("Comparing with App Store Connect…");
-    // Not with the catalogue: it may be older than the last push.
-    ScreenshotsCatalog remote;
-    if (!locales.empty()) remote = store.readRemote(target.client(), locales);
-    const auto prepared =
-        prepareScreenshots(std::move(scan), remote, modeOf(invocation, ScreenshotPushMode::append),
-                           checkOf(invocation), selection);
-    requireSetLimits(prepared.plan.edits);
-    printRemarks(invocation.output, prepared);
-    const ScreenshotPush push{invocation, target, context, store, locales, prepared};
-    return invocation.global.dryRun ? rehearse(push) : perform(push);
+    Output& output = invocation.output;
+    const auto planned = perform<PlanScreenshotPush>(invocation, screenshotRequestOf(invocation));
+    const ScreenshotPushPlan& plan = planned.plan;
+    printScreenshotRemarks(output, plan);
+    if (invocation.global.dryRun) return showPlan(output, planned);
+    if (plan.changedSets > 0) confirmPush(invocation, plan);
+    const auto pushed =
+        upload(invocation, {plan, invocation.arguments.has("--no-wait"), invocation.global.workspace});
+    printImported(invocation, pushed.imported);
+    const ScreenshotPushReport& report = pushed.report;
+    output.document(pushed);
+    // Those of the plan were told before the push.
+    for (std::size_t index = plan.warnings.size(); index < report.warnings.size(); ++index)
+        output.warning(report.warnings[index]);
+    for (std::size_t index = plan.failures.size(); index < report.failures.size(); ++index)
+        output.warning(report.failures[index]);
+    output.line(outcomeText(plan, report));
+    const ExitStatus status = exitStatusOf(plan, report);
+    if (status != ExitStatus::done)
+        output.line(fmt::format("{} {} not uploaded. Fix {} and push again.",
+                                counted(static_cast<std::size_t>(report.notDone), "item"),
+                                report.notDone == 1 ? "was" : "were", report.notDone == 1 ? "it" : "them"));
+    return status;
 }
 
 std::vector<ArgumentSpec> comparingArguments() {
@@ -205,28 +266,29 @@ std::vector<Command> screenshotCommands() {
          .summary = "Copy the list and the thumbnails of an app's screenshots",
          .arguments = {folderArgument()},
          .heeds = {"--app", "--context"},
-         .run = reporting<pullScreenshots>,
+         .run = pullScreenshots,
          .details = "The list becomes screenshots-catalog.json and the thumbnails lie in screenshots-cache, "
                     "both in the app's metadata folder; contexts other than ios/next append their name."},
         {.name = "screenshots status",
          .summary = "Compare the local screenshots with the last pull",
          .arguments = comparingArguments(),
          .heeds = {"--app", "--context"},
-         .run = reporting<showScreenshotStatus>,
+         .run = showScreenshotStatus,
          .details = "Shows for each locale and display type what a push would delete, upload and move; "
                     "without --mode, what would make both sides the same (replace)."},
         {.name = "screenshots push",
          .summary = "Upload the local screenshots to App Store Connect",
          .arguments = pushArguments(),
          .heeds = {"--app", "--context", "--dry-run", "--yes"},
-         .run = reporting<pushScreenshots>,
+         .run = pushScreenshots,
          .details =
-             "Pictures lie in screenshots/<locale>/<display type> in the app's metadata folder and are shown "
-             "in the natural order of their names; a display type that no folder names is told by the "
-             "picture's size, and said. PNG and JPEG files of the right size without transparency are taken. "
-             "Without --mode the new files are appended. What is there already is not sent again, so a push "
-             "that was cut off goes on where it was. A file that fails does not stop the others and ends the "
-             "push with status 7. On a terminal the push is confirmed first, unless --yes is given."},
+             "Pictures lie in screenshots/<locale>/<display type> in the app's metadata folder and are "
+             "shown in the natural order of their names; a display type that no folder names is told by "
+             "the picture's size, and said. PNG and JPEG files of the right size without transparency are "
+             "taken. Without --mode the new files are appended. "
+             "What is there already is not sent again, so a push that was cut off goes on where it was. "
+             "A file that fails does not stop the others and ends the push with status 7. "
+             "On a terminal the push is confirmed first, unless --yes is given."},
     };
 }
 

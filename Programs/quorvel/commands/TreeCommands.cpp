@@ -1,13 +1,12 @@
-#include "Core/metadata/MetadataTransfer.h"
-#include "Platform/text/Text.h"
-#include "Programs/quorvel/AppTarget.h"
-#include "Programs/quorvel/Errors.h"
+#include "Core/metadata/MetadataTexts.h"
+#include "Platform/text/Counted.h"
+#include "Programs/quorvel/Performing.h"
 #include "Programs/quorvel/commands/Groups.h"
-#include "Programs/quorvel/commands/MetadataRecords.h"
+#include "Programs/quorvel/commands/TextReports.h"
+#include "Quorvel/actions/TreeActions.h"
 
 #include <fmt/format.h>
 
-#include <functional>
 #include <map>
 
 namespace quorvel {
@@ -16,15 +15,6 @@ namespace {
 
 void noteDryRun(const Invocation& invocation) {
     if (invocation.global.dryRun) invocation.output.note("Dry run: nothing was written.");
-}
-
-// As the app's one operation; a dry run changes nothing and needs no turn.
-void change(const Invocation& invocation, AppTarget& target, MetadataOperation operation,
-            const std::function<void()>& work) {
-    if (invocation.global.dryRun)
-        work();
-    else
-        target.controller()->perform(operation, work);
 }
 
 // A tree of another tool holds many files of the same few kinds.
@@ -43,23 +33,18 @@ void printSkipped(const Invocation& invocation, const std::vector<SkippedEntry>&
 }
 
 ExitStatus importMetadata(Invocation& invocation) {
-    const auto tree = invocation.surroundings.workingFolder / *invocation.arguments.value("DIR");
-    if (!std::filesystem::is_directory(tree))
-        throw CommandError(ExitStatus::notFound, fmt::format("there is no folder {}", tree.string()));
-    AppTarget target(invocation, AppTarget::Reach::account);
-    const MetadataStore store = target.storeOf(target.contextToFill());
-    ImportReport report;
-    change(invocation, target, MetadataOperation::importTexts, [&] {
-        report = importTree(tree, store, invocation.composition.clock(), dryRunOf(invocation.global));
-    });
+    auto request = requestOf<ImportTexts::Request>(invocation);
+    request.tree = *invocation.arguments.value("DIR");
+    const auto result = perform<ImportTexts>(invocation, request);
+    const ImportReport& report = result.report;
     Output& output = invocation.output;
-    output.document(report);
-    const bool rehearsed = invocation.global.dryRun;
+    output.document(result);
     output.line(fmt::format("{} {} of {} into {}; {} unchanged, {} {} a final line break.",
-                            rehearsed ? "Would import" : "Imported", counted(report.imported.size(), "field"),
-                            counted(report.locales.size(), "locale"), store.folder().rootURL.string(),
-                            report.unchanged, report.stripped, rehearsed ? "would lose" : "lost"));
-    printKept(output, report.kept, dryRunOf(invocation.global));
+                            request.dryRun ? "Would import" : "Imported",
+                            counted(report.imported.size(), "field"),
+                            counted(report.locales.size(), "locale"), result.folder, report.unchanged,
+                            report.stripped, request.dryRun ? "would lose" : "lost"));
+    printBackups(output, report.kept, request.dryRun ? Backups::planned : Backups::made);
     for (const FieldKey& over : report.overLimit)
         output.warning(fmt::format("{} {} is over its limit of {} characters and will not be pushed",
                                    over.locale, shortLabelOf(over.field), limitOf(over.field)));
@@ -69,15 +54,17 @@ ExitStatus importMetadata(Invocation& invocation) {
 }
 
 ExitStatus exportMetadata(Invocation& invocation) {
-    AppTarget target(invocation, AppTarget::Reach::records);
-    const auto tree = invocation.surroundings.workingFolder / *invocation.arguments.value("DIR");
-    const ExportReport report = exportTree(target.localStore(), tree, dryRunOf(invocation.global));
+    auto request = requestOf<ExportTexts::Request>(invocation);
+    request.tree = *invocation.arguments.value("DIR");
+    const auto result = perform<ExportTexts>(invocation, request);
+    const ExportReport& report = result.report;
     Output& output = invocation.output;
-    output.document(report);
-    const bool rehearsed = invocation.global.dryRun;
+    output.document(result);
     output.line(fmt::format("{} into {}: {} files {}, {} of them over another text; {} unchanged.",
-                            rehearsed ? "Would export" : "Exported", tree.string(), report.written,
-                            rehearsed ? "to write" : "written", report.replaced.size(), report.unchanged));
+                            request.dryRun ? "Would export" : "Exported", result.tree, report.written,
+                            request.dryRun ? "to write" : "written", report.replaced.size(),
+                            report.unchanged));
+    printSkipped(invocation, report.skipped);
     noteDryRun(invocation);
     return ExitStatus::done;
 }
@@ -88,21 +75,19 @@ std::string_view whatWasTidied(const TidiedField& field) {
 }
 
 ExitStatus tidyMetadata(Invocation& invocation) {
-    AppTarget target(invocation, AppTarget::Reach::records);
-    const MetadataStore store = target.localStore();
-    std::vector<TidiedField> tidied;
-    change(invocation, target, MetadataOperation::tidy,
-           [&] { tidied = tidyTree(store, dryRunOf(invocation.global)); });
+    const auto request = requestOf<TidyTexts::Request>(invocation);
+    const auto result = perform<TidyTexts>(invocation, request);
     Output& output = invocation.output;
-    output.document(tidied);
-    Table table{.columns = {{"Locale"}, {"Field"}, {invocation.global.dryRun ? "Would remove" : "Removed"}},
+    output.document(result);
+    Table table{.columns = {{"Locale"}, {"Field"}, {request.dryRun ? "Would remove" : "Removed"}},
                 .rows = {}};
-    for (const TidiedField& field : tidied)
+    for (const TidiedField& field : result.report.tidied)
         table.rows.push_back({field.locale, shortLabelOf(field.field), whatWasTidied(field)});
-    if (tidied.empty())
+    if (result.report.tidied.empty())
         output.line("Nothing to tidy.");
     else
         output.table(table);
+    printSkipped(invocation, result.report.skipped);
     noteDryRun(invocation);
     return ExitStatus::done;
 }
@@ -121,8 +106,8 @@ std::vector<Command> treeCommands() {
          .arguments = {treeArgument("The tree"), folderArgument()},
          .heeds = {"--app", "--workspace", "--context", "--dry-run"},
          .run = importMetadata,
-         .details = "One final line break of each file is dropped. What is no locale or no field is skipped "
-                    "and named. Push sends the imported texts."},
+         .details = "One final line break of each file is dropped. "
+                    "What is no locale or no field is skipped and named. Push sends the imported texts."},
         {.name = "metadata export",
          .summary = "Write the local texts as a tree of <locale>/<field>.txt files",
          .arguments = {treeArgument("Where to write"), folderArgument()},

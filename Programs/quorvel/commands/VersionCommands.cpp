@@ -1,11 +1,9 @@
-#include "Programs/quorvel/AppLookup.h"
-#include "Programs/quorvel/Errors.h"
-#include "Programs/quorvel/commands/AppOverviews.h"
-#include "Programs/quorvel/commands/Groups.h"
-
 #include "Core/metadata/PlatformContext.h"
 #include "Platform/text/Text.h"
-#include "Platform/time/Date.h"
+#include "Programs/quorvel/Performing.h"
+#include "Programs/quorvel/commands/Groups.h"
+#include "Programs/quorvel/commands/TextReports.h"
+#include "Quorvel/actions/VersionActions.h"
 
 #include <fmt/format.h>
 
@@ -25,24 +23,16 @@ std::string shortDate(const std::optional<std::string>& text, Precision precisio
     return precision == Precision::day ? minute.substr(0, minute.find(' ')) : minute;
 }
 
-std::optional<ASCPlatform> platformOf(const std::optional<std::string>& name) {
-    if (name)
-        for (const auto& [platform, raw] : RawValues<ASCPlatform>::values)
-            if (platformFolderName(platform) == *name) return platform;
-    return std::nullopt;
-}
-
 std::string platformName(const std::optional<std::string>& raw) {
     const auto platform = fromRawValue<ASCPlatform>(raw.value_or(""));
     return platform ? std::string(platformFolderName(*platform)) : raw.value_or("");
 }
 
 ExitStatus listVersions(Invocation& invocation) {
-    const AppReference app = referencedApp(invocation);
-    const auto client = invocation.composition.client(app.owner);
-    const auto versions =
-        client->listAppStoreVersions(app.appStoreID, platformOf(invocation.arguments.value("--platform")));
-    invocation.output.document(versions);
+    auto request = requestOf<ListVersions::Request>(invocation);
+    request.platform = invocation.arguments.value("--platform");
+    const auto result = perform<ListVersions>(invocation, request);
+    invocation.output.document(result);
     Table table{.columns = {{"Platform"},
                             {"Version"},
                             {"State"},
@@ -50,7 +40,7 @@ ExitStatus listVersions(Invocation& invocation) {
                             {"Created (UTC)"},
                             {"ID", Table::Align::left, Table::Fit::cut}},
                 .rows = {}};
-    for (const auto& version : versions) {
+    for (const auto& version : result.versions) {
         const auto& attributes = version.attributes;
         const std::string state = attributes.appStoreState.value_or("");
         table.rows.push_back({platformName(attributes.platform),
@@ -61,25 +51,33 @@ ExitStatus listVersions(Invocation& invocation) {
                               version.id});
     }
     invocation.output.table(table);
-    if (versions.empty())
+    if (result.versions.empty())
         invocation.output.note(fmt::format("{} has no version yet. Make one with 'quorvel versions create'.",
-                                           escapeControls(app.name)));
+                                           escapeControls(result.app.displayName)));
     return ExitStatus::done;
 }
 
 ExitStatus createVersion(Invocation& invocation) {
-    const AppReference app = referencedApp(invocation);
-    const auto client = invocation.composition.client(app.owner);
-    const auto platform = platformOf(invocation.arguments.value("--platform"));
-    const auto version = client->createAppStoreVersion(
-        app.appStoreID, {.platform = std::string(rawValue(*platform)),
-                         .versionString = *invocation.arguments.value("--version"),
-                         .releaseType = invocation.arguments.value("--release-type")});
-    invocation.output.document(version);
-    invocation.output.line(fmt::format("Made version {} of {} for {}: {}.",
-                                       version.attributes.versionString.value_or(""),
-                                       escapeControls(app.name), platformFolderName(*platform),
-                                       version.attributes.appStoreState.value_or("state unknown")));
+    Output& output = invocation.output;
+    auto request = requestOf<PlanVersion::Request>(invocation);
+    request.platform = *invocation.arguments.value("--platform");
+    request.version = *invocation.arguments.value("--version");
+    request.releaseType = invocation.arguments.value("--release-type");
+    const auto planned = perform<PlanVersion>(invocation, request);
+    if (invocation.global.dryRun) {
+        const PlannedRequest& shown = planned.plan.request;
+        output.document(planned);
+        output.verbatim(fmt::format("{} {}\n{}", shown.method, shown.path,
+                                    encodeJSON(shown.body, {JSONLayout::pretty, JSONKeyOrder::declared})));
+        output.note("Dry run: nothing was sent.");
+        return ExitStatus::done;
+    }
+    const auto result = perform<CreateVersion>(invocation, {planned.plan, invocation.global.workspace});
+    output.document(result);
+    const auto& attributes = result.version.attributes;
+    output.line(fmt::format("Made version {} of {} for {}: {}.", attributes.versionString.value_or(""),
+                            escapeControls(result.app.displayName), request.platform,
+                            attributes.appStoreState.value_or("state unknown")));
     return ExitStatus::done;
 }
 
@@ -88,13 +86,11 @@ std::string stateOf(const ASCBuildAttributes& build) {
 }
 
 ExitStatus listBuilds(Invocation& invocation) {
-    const AppReference app = referencedApp(invocation);
-    const auto client = invocation.composition.client(app.owner);
-    constexpr long mostBuilds = 100'000;
-    const auto limit = invocation.arguments.number("--limit", 1, mostBuilds).value_or(50);
-    const auto marketingVersion = invocation.arguments.value("--version");
-    const auto builds = client->listBuilds(app.appStoreID, marketingVersion, {static_cast<int>(limit)});
-    invocation.output.document(builds);
+    auto request = requestOf<ListBuilds::Request>(invocation);
+    request.version = invocation.arguments.value("--version");
+    request.limit = invocation.arguments.number("--limit", 1, request.mostBuilds).value_or(request.limit);
+    const auto result = perform<ListBuilds>(invocation, request);
+    invocation.output.document(result);
     Table table{.columns = {{"Platform"},
                             {"Version"},
                             {"Build", Table::Align::right},
@@ -102,7 +98,7 @@ ExitStatus listBuilds(Invocation& invocation) {
                             {"Uploaded"},
                             {"ID", Table::Align::left, Table::Fit::cut}},
                 .rows = {}};
-    for (const ASCBuildSummary& summary : builds) {
+    for (const ASCBuildSummary& summary : result.builds) {
         const auto& attributes = summary.build.attributes;
         const std::string state = stateOf(attributes);
         const Style style = state == "VALID"        ? Style::green
@@ -116,7 +112,7 @@ ExitStatus listBuilds(Invocation& invocation) {
                               summary.build.id});
     }
     invocation.output.table(table);
-    if (builds.empty()) invocation.output.note("No such build.");
+    if (result.builds.empty()) invocation.output.note("No such build.");
     return ExitStatus::done;
 }
 

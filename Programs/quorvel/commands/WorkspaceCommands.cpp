@@ -1,9 +1,8 @@
-#include "Programs/quorvel/AppLookup.h"
-#include "Programs/quorvel/Errors.h"
-#include "Programs/quorvel/Workspaces.h"
-#include "Programs/quorvel/commands/AppOverviews.h"
+#include "Platform/text/Counted.h"
+#include "Programs/quorvel/Performing.h"
 #include "Programs/quorvel/commands/Groups.h"
-#include "Programs/quorvel/commands/MetadataRecords.h"
+#include "Programs/quorvel/commands/TextReports.h"
+#include "Quorvel/actions/WorkspaceActions.h"
 
 #include <fmt/format.h>
 
@@ -11,112 +10,75 @@ namespace quorvel {
 
 namespace {
 
-struct WorkspaceRecord {
-    std::string id;
-    std::string name;
-    Date createdAt;
-    bool isActive = false;
-    std::int64_t apps = 0;
-    std::int64_t attentionCount = 0;
-    QUORVEL_RECORD(WorkspaceRecord, id, name, createdAt, isActive, apps, attentionCount)
-};
-
-WorkspaceRecord recordOf(Invocation& invocation, const ManagedWorkspace& workspace) {
-    const auto active = currentWorkspace(invocation);
-    const auto apps = invocation.composition.apps().inWorkspace(workspace.id);
-    WorkspaceRecord record{workspace.id,        workspace.name,
-                           workspace.createdAt, active && active->id == workspace.id,
-                           std::ssize(apps),    0};
-    for (const AppOverview& overview : overviewsOf(invocation, apps, PendingChanges::leave))
-        record.attentionCount += overview.attentionCount;
-    return record;
-}
-
 ExitStatus listWorkspaces(Invocation& invocation) {
-    std::vector<WorkspaceRecord> records;
-    if (invocation.composition.hasRecords())
-        for (const ManagedWorkspace& workspace : invocation.composition.workspaces().all())
-            records.push_back(recordOf(invocation, workspace));
+    const auto result = perform<ListWorkspaces>(invocation, requestOf<ListWorkspaces::Request>(invocation));
     Output& output = invocation.output;
-    output.document(records);
+    output.document(result);
     Table table{.columns = {{""}, {"Name"}, {"Apps", Table::Align::right}, {"Attention"}}, .rows = {}};
-    for (const WorkspaceRecord& record : records)
-        table.rows.push_back({record.isActive ? "*" : "",
-                              record.name,
-                              std::to_string(record.apps),
-                              {attentionText(record.attentionCount), Style::yellow}});
-    if (records.empty())
+    for (const WorkspaceReport& workspace : result.workspaces)
+        table.rows.push_back({workspace.isActive ? "*" : "",
+                              workspace.name,
+                              std::to_string(workspace.apps),
+                              {attentionText(workspace.attentionCount), Style::yellow}});
+    if (result.workspaces.empty())
         output.line("There is no workspace yet. The first import of an app makes one.");
     else
         output.table(table);
     return ExitStatus::done;
 }
 
-// What was done to a workspace, in either form.
-ExitStatus report(Invocation& invocation, const ManagedWorkspace& workspace, std::string_view text) {
-    invocation.output.document(recordOf(invocation, workspace));
+std::string nameOf(const Invocation& invocation) {
+    return *invocation.arguments.value("NAME");
+}
+
+template <typename Result>
+ExitStatus show(Invocation& invocation, const Result& result, std::string_view text) {
+    invocation.output.document(result);
     invocation.output.line(text);
     return ExitStatus::done;
 }
 
-ManagedWorkspace namedWorkspace(Invocation& invocation) {
-    return requireWorkspace(invocation, *invocation.arguments.value("NAME"));
-}
-
-void choose(Invocation& invocation, const std::optional<std::string>& workspaceID) {
-    if (!invocation.composition.activeWorkspace().choose(workspaceID))
-        throw CommandError(ExitStatus::failed, "the choice of the workspace could not be stored",
-                           "--workspace names one for a single command.");
-}
-
 ExitStatus createWorkspace(Invocation& invocation) {
-    const bool isFirst = !currentWorkspace(invocation);
-    const ManagedWorkspace made =
-        invocation.composition.workspaces().create(*invocation.arguments.value("NAME"));
-    if (isFirst) choose(invocation, made.id);
-    return report(
-        invocation, made,
-        isFirst ? fmt::format("Made the workspace \"{}\" and chose it.", made.name)
-                : fmt::format("Made the workspace \"{}\"; 'quorvel workspaces use' chooses it.", made.name));
+    const auto result = perform<CreateWorkspace>(invocation, {nameOf(invocation)});
+    const auto& [id, name, createdAt, isActive, apps, attention] = result.workspace;
+    return show(invocation, result,
+                isActive
+                    ? fmt::format("Made the workspace \"{}\" and chose it.", name)
+                    : fmt::format("Made the workspace \"{}\"; 'quorvel workspaces use' chooses it.", name));
 }
 
 ExitStatus renameWorkspace(Invocation& invocation) {
-    ManagedWorkspace workspace = namedWorkspace(invocation);
-    const std::string before = workspace.name;
-    invocation.composition.workspaces().rename(workspace.id, *invocation.arguments.value("NEW"));
-    workspace = invocation.composition.workspaces().find(workspace.id).value_or(workspace);
-    return report(invocation, workspace, fmt::format("\"{}\" is now named \"{}\".", before, workspace.name));
+    const auto result =
+        perform<RenameWorkspace>(invocation, {nameOf(invocation), *invocation.arguments.value("NEW")});
+    return show(invocation, result,
+                fmt::format("\"{}\" is now named \"{}\".", result.before, result.workspace.name));
 }
 
 ExitStatus useWorkspace(Invocation& invocation) {
-    const ManagedWorkspace workspace = namedWorkspace(invocation);
-    choose(invocation, workspace.id);
-    return report(invocation, workspace,
-                  fmt::format("Commands now work in the workspace \"{}\".", workspace.name));
+    const auto result = perform<UseWorkspace>(invocation, {nameOf(invocation)});
+    return show(invocation, result,
+                fmt::format("Commands now work in the workspace \"{}\".", result.workspace.name));
 }
 
 ExitStatus deleteWorkspace(Invocation& invocation) {
-    const ManagedWorkspace workspace = namedWorkspace(invocation);
-    WorkspaceRecord record = recordOf(invocation, workspace);
-    const std::string apps = counted(static_cast<std::size_t>(record.apps), "app");
+    const WorkspaceReport workspace =
+        perform<PlanWorkspaceDeletion>(invocation, {nameOf(invocation)}).workspace;
+    const std::string apps = counted(static_cast<std::size_t>(workspace.apps), "app");
+    const std::string_view stay = workspace.apps == 1 ? "stays" : "stay";
     confirmRemoval(invocation, fmt::format("Delete the workspace \"{}\"? Its {} {}, without a workspace.",
-                                           workspace.name, apps, record.apps == 1 ? "stays" : "stay"));
-    Composition& composition = invocation.composition;
-    composition.workspaces().remove(workspace.id);
-    if (composition.activeWorkspace().id() == workspace.id) composition.activeWorkspace().choose({});
-    const bool hadKey = forgetScope(composition.keychain(), workspace.id);
-    invocation.output.document(record);
-    invocation.output.line(fmt::format("The workspace \"{}\" is deleted{}.", workspace.name,
-                                       hadKey ? " and its key forgotten" : ""));
-    if (record.isActive && !invocation.global.workspace) {
-        const auto active = currentWorkspace(invocation);
-        invocation.output.note(active ? fmt::format("The workspace \"{}\" is active now.", active->name)
-                                      : "No workspace is active now; 'quorvel workspaces use' chooses one.");
-    }
-    if (record.apps > 0)
-        invocation.output.note(fmt::format("Its {} {}: 'quorvel apps --all' lists, 'quorvel apps move' "
-                                           "moves.",
-                                           apps, record.apps == 1 ? "stays" : "stay"));
+                                           workspace.name, apps, stay));
+    const auto result = perform<DeleteWorkspace>(invocation, {workspace});
+    Output& output = invocation.output;
+    output.document(result);
+    output.line(fmt::format("The workspace \"{}\" is deleted{}.", workspace.name,
+                            result.hadKey ? " and its key forgotten" : ""));
+    if (workspace.isActive && !invocation.global.workspace)
+        output.note(result.activeWorkspace
+                        ? fmt::format("The workspace \"{}\" is active now.", *result.activeWorkspace)
+                        : "No workspace is active now; 'quorvel workspaces use' chooses one.");
+    if (workspace.apps > 0)
+        output.note(
+            fmt::format("Its {} {}: 'quorvel apps --all' lists, 'quorvel apps move' moves.", apps, stay));
     return ExitStatus::done;
 }
 
@@ -131,8 +93,8 @@ std::vector<Command> workspaceCommands() {
         {.name = "workspaces",
          .summary = "List workspaces, the groups of apps that commands work in",
          .run = listWorkspaces,
-         .details = "The one marked * is active: its apps are listed and its key is used, unless --workspace "
-                    "names another."},
+         .details = "The one marked * is active: its apps are listed and its key is used, "
+                    "unless --workspace names another."},
         {.name = "workspaces create",
          .summary = "Make a workspace",
          .arguments = {nameArgument("Its name")},

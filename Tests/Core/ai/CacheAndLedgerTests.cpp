@@ -4,6 +4,7 @@
 #include "Platform/crypto/Digest.h"
 #include "Platform/files/Files.h"
 #include "Platform/log/Log.h"
+#include "Platform/task/StopToken.h"
 #include "Tests/Core/ai/FakeClaude.h"
 #include "Tests/support/FakeHTTPClient.h"
 #include "Tests/support/FileMode.h"
@@ -18,7 +19,6 @@
 #include <unistd.h>
 
 #include <csignal>
-#include <thread>
 
 using namespace quorvel;
 using test::FakeClaude;

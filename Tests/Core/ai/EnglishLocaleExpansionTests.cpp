@@ -39,9 +39,8 @@ TEST(EnglishLocaleExpansion, readsTheFourListsInTheirOrderAndBringsThemUnderTheL
     EXPECT_EQ(expansion.result.entries,
               (std::vector<Entry>{{"en-US", "tide", {}},
                                   {"en-GB", "favourite tide",
-                                   "Keywords are over the 100-char limit. Cut from 110 to "
-                                   "14 chars at a word boundary "
-                                   "— review before pushing."},
+                                   "Keywords are over the 100-char limit. "
+                                   "Cut from 110 to 14 chars at a word boundary — review before pushing."},
                                   {"en-CA", "tide,moon", {}}}));
     EXPECT_EQ(expansion.result.rationale, "Because.");
     EXPECT_EQ(expansion.result.inputTokens, 10);
@@ -53,8 +52,8 @@ TEST(EnglishLocaleExpansion, keepsToAnAppsOwnLimit) {
     const Expansion expansion(R"({"entries":[{"locale":"en-GB","keywords_field":"tide,surf,moon"}]})", 9);
     EXPECT_EQ(expansion.result.entries.at(0).keywordsField, "tide,surf");
     EXPECT_EQ(expansion.result.entries.at(0).warning,
-              "Keywords are over the 9-char limit. Cut from 14 to 9 chars at a word boundary — review before "
-              "pushing.");
+              "Keywords are over the 9-char limit. Cut from 14 to 9 chars at a word boundary — review "
+              "before pushing.");
 }
 
 TEST(EnglishLocaleExpansion, refusesAnAnswerWithoutKeywords) {
@@ -68,7 +67,7 @@ TEST(EnglishLocaleExpansion, refusesAnAnswerWithoutKeywords) {
         }
 }
 
-TEST(EnglishLocaleExpansion, writesTheListsAndPutsOldOnesAside) {
+TEST(EnglishLocaleExpansion, writesTheListsAndBacksUpOldOnes) {
     const test::TemporaryFolder folder;
     const MetadataStore store(MetadataFolder{folder.path()});
     store.write("en-US", FieldType::keywords, "old");

@@ -131,9 +131,8 @@ TEST(PenwiseClient, readsAnswersThatLackWhatTheyMayLack) {
 
 TEST(PenwiseClient, turnsRefusalsIntoErrorsWithTheirTexts) {
     using E = ClaudeError;
-    const std::string noSignature =
-        "the relay did not accept the request's signature (403). Check the signing "
-        "secret and this machine's clock.";
+    const std::string noSignature = "the relay did not accept the request's signature (403). "
+                                    "Check the signing secret and this machine's clock.";
     const struct {
         int status;
         std::string body;
@@ -168,6 +167,22 @@ TEST(PenwiseClient, turnsRefusalsIntoErrorsWithTheirTexts) {
     EXPECT_EQ(E(E::Network{"no route"}).description(), "Network failure talking to Penwise: no route");
 }
 
+TEST(ClaudeError, tellsWhatTheUserCanDoAboutIt) {
+    using E = ClaudeError;
+    const std::pair<E::Case, E::Kind> cases[] = {
+        {E::Unauthorized{"expired"}, E::Kind::noAccess},
+        {E::MissingAPIKey{}, E::Kind::noAccess},
+        {E::RateLimited{7}, E::Kind::serviceTrouble},
+        {E::ServerError{503, {}}, E::Kind::serviceTrouble},
+        {E::Network{"no route"}, E::Kind::serviceTrouble},
+        {E::APIError{404, "no such model"}, E::Kind::failed},
+        {E::Decoding{"no JSON"}, E::Kind::failed},
+        {E::EmptyResponse{}, E::Kind::failed},
+    };
+    for (const auto& [problem, kind] : cases)
+        EXPECT_EQ(E(problem).kind(), kind) << E(problem).description();
+}
+
 TEST(PenwiseClient, retriesThreeTimesWithAFreshSignatureEachTime) {
     const LogCapture log;
     const auto limited = [](std::string retryAfter) {
@@ -198,6 +213,11 @@ TEST(PenwiseClient, reportsTransportFailuresAtOnceAndPassesCancellationOn) {
     }});
     EXPECT_EQ(lost.failure(), (ClaudeError::Case{ClaudeError::Network{"the connection was lost"}}));
     EXPECT_EQ(lost.http->requests().size(), 1u);
+    RelayFixture portal({[](const HTTPRequest&) -> HTTPResponse {
+        throw TransportError(TransportError::Kind::notHTTP, "no HTTP");
+    }});
+    EXPECT_EQ(portal.failure(),
+              (ClaudeError::Case{ClaudeError::Network{"something answered that is no HTTP server"}}));
 
     auto http =
         std::make_shared<FakeHTTPClient>(std::vector<FakeHTTPClient::Answer>{FakeHTTPClient::status(503)});

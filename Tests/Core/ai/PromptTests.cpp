@@ -74,9 +74,9 @@ TEST(PromptBuilder, writesTheKeywordsPromptsOfTheGoldenFiles) {
 
 TEST(PromptBuilder, tellsARetryByHowMuchItWasOverAndHowToGetShorter) {
     constexpr const char* drop =
-        ". The limit is non-negotiable. If the source is comma-separated, DROP the "
-        "lowest-value item entirely rather than abbreviating the others. Single-word "
-        "omissions are preferred over awkward truncations. Return ONLY the shorter version.";
+        ". The limit is non-negotiable. If the source is comma-separated, "
+        "DROP the lowest-value item entirely rather than abbreviating the others. "
+        "Single-word omissions are preferred over awkward truncations. Return ONLY the shorter version.";
     const std::string over = "\nThe previous attempt was 41 characters — 11 over the hard limit of 30";
     EXPECT_EQ(PromptBuilder::retryNote(FieldType::subtitle, "Tides", 41, 30), over + drop);
     EXPECT_EQ(PromptBuilder::retryNote(FieldType::promotionalText, "Charts, alerts, moon, surf", 41, 30),
@@ -85,8 +85,8 @@ TEST(PromptBuilder, tellsARetryByHowMuchItWasOverAndHowToGetShorter) {
                                        "Know the tides, everywhere you are going to be.", 41, 30),
               over + ". Condense aggressively while preserving the core meaning.");
     EXPECT_EQ(PromptBuilder::retryNote(FieldType::keywords, "a,b", 104, 100),
-              "\nThe previous attempt was 104 characters; the hard limit is 100. Drop low-impact terms and "
-              "try again.");
+              "\nThe previous attempt was 104 characters; the hard limit is 100. "
+              "Drop low-impact terms and try again.");
 }
 
 TEST(LocaleNotes, coverEveryAppStoreLocale) {

@@ -1,3 +1,4 @@
+#include "Core/ai/JSONAnswer.h"
 #include "Core/ai/translation/ReplyText.h"
 #include "Core/ai/translation/TextTrimming.h"
 #include "Platform/text/Text.h"
@@ -111,7 +112,7 @@ TEST(ReplyText, findsTheTranslationInWhatModelsAnswer) {
         EXPECT_EQ(translationIn(each.reply, each.field, each.source), each.expected) << each.reply;
 }
 
-TEST(ReplyText, findsAJSONObjectWithinProse) {
+TEST(JSONAnswer, findsAJSONObjectWithinProse) {
     EXPECT_EQ(objectIn("Sure:\n```json\n{\"a\":{}}\n```"), "{\"a\":{}}");
     EXPECT_EQ(objectIn("}{"), std::nullopt);
     EXPECT_EQ(objectIn("none"), std::nullopt);

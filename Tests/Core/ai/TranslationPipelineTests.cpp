@@ -133,9 +133,8 @@ TEST(TranslationPipeline, cutsWhatStaysOverTheLimitAndAsksForReview) {
     EXPECT_EQ(fixture.claude->requests().size(), 3u);
     EXPECT_TRUE(outcome.isOverLimit);
     EXPECT_EQ(outcome.translation, "Gezeiten und Mondphasen");
-    EXPECT_EQ(outcome.warning,
-              "Translation is over the 30-char limit even after retries. Cut from 40 to 23 chars at a "
-              "word boundary — review before pushing.");
+    EXPECT_EQ(outcome.warning, "Translation is over the 30-char limit even after retries. "
+                               "Cut from 40 to 23 chars at a word boundary — review before pushing.");
     EXPECT_EQ(fixture.textOf(FieldType::subtitle), "Gezeiten und Mondphasen");
     EXPECT_THAT(log.text(), HasSubstr("Hard-trimmed subtitle for de-DE: 40 → 23 chars at word boundary."));
 
@@ -146,9 +145,8 @@ TEST(TranslationPipeline, cutsWhatStaysOverTheLimitAndAsksForReview) {
     EXPECT_EQ(fixture.claude->requests().size(), 3u);
     EXPECT_TRUE(again.fromCache && again.isOverLimit);
     EXPECT_EQ(again.translation, outcome.translation);
-    EXPECT_EQ(again.warning,
-              "Cached translation is over the 30-char limit. Cut from 40 to 23 chars at a word boundary "
-              "— review before pushing.");
+    EXPECT_EQ(again.warning, "Cached translation is over the 30-char limit. "
+                             "Cut from 40 to 23 chars at a word boundary — review before pushing.");
     EXPECT_THAT(log.text(), HasSubstr("Salvaged over-limit cached subtitle for de-DE: 40 → 23 chars."));
 }
 
@@ -199,18 +197,14 @@ TEST(TranslationPipeline, dropsWholeKeywordsAndSaysSo) {
     TranslationFixture fixture({FakeClaude::says(terms)}); // 124 characters
     const TranslationOutcome outcome = fixture.translate(FieldType::keywords);
     EXPECT_EQ(outcome.translation, terms.substr(0, 100));
-    EXPECT_EQ(outcome.warning,
-              "Keywords are over the 100-char limit even after retry. Cut from 124 to 100 chars at a "
-              "word boundary — review before pushing.");
-    EXPECT_THAT(
-        fixture.claude->requests()[1].messages[0].content,
-        EndsWith(
-            "\nThe previous attempt was 124 characters; the hard limit is 100. Drop low-impact terms and "
-            "try again."));
-    EXPECT_EQ(
-        fixture.translate(FieldType::keywords).warning,
-        "Cached keywords are over the 100-char limit. Cut from 124 to 100 chars at a word boundary — review "
-        "before pushing.");
+    EXPECT_EQ(outcome.warning, "Keywords are over the 100-char limit even after retry. "
+                               "Cut from 124 to 100 chars at a word boundary — review before pushing.");
+    EXPECT_THAT(fixture.claude->requests()[1].messages[0].content,
+                EndsWith("\nThe previous attempt was 124 characters; the hard limit is 100. "
+                         "Drop low-impact terms and try again."));
+    EXPECT_EQ(fixture.translate(FieldType::keywords).warning,
+              "Cached keywords are over the 100-char limit. "
+              "Cut from 124 to 100 chars at a word boundary — review before pushing.");
 }
 
 TEST(TranslationPipeline, endsOnlyTheItemThatFails) {
@@ -235,7 +229,7 @@ TEST(TranslationPipeline, endsOnlyTheItemThatFails) {
     EXPECT_EQ(fixture.textOf(FieldType::name), "");
 }
 
-TEST(TranslationPipeline, sendsNoMoreWhenEveryRequestIsBoundToFail) {
+TEST(TranslationPipeline, sendsNoMoreAfterAnErrorThatEveryRequestWouldHave) {
     TranslationFixture fixture({fails(ClaudeError::MissingAPIKey{})});
     TranslationPipeline::Parts parts = fixture.parts();
     parts.width = 1;
@@ -249,7 +243,7 @@ TEST(TranslationPipeline, sendsNoMoreWhenEveryRequestIsBoundToFail) {
     EXPECT_TRUE(outcomes[2].skipped);
 }
 
-TEST(TranslationPipeline, putsATextThatItReplacesAsideAndRemembersTheSource) {
+TEST(TranslationPipeline, backsUpATextThatItReplacesAndRemembersTheSource) {
     TranslationFixture fixture({FakeClaude::says("Neu")});
     fixture.store.write("de-DE", FieldType::subtitle, "Von Hand");
     const TranslationOutcome outcome = fixture.translate(FieldType::subtitle);
@@ -262,7 +256,7 @@ TEST(TranslationPipeline, putsATextThatItReplacesAsideAndRemembersTheSource) {
     EXPECT_EQ(TranslationOrigins::load(fixture.folderOfTexts), expected);
 }
 
-TEST(TranslationPipeline, leavesATextThatSomebodyWroteSinceTheItemsWereChosen) {
+TEST(TranslationPipeline, leavesATextThatWasEditedSinceTheItemsWereChosen) {
     TranslationFixture fixture({FakeClaude::says("Name"), [&](const ClaudeRequest&) {
                                     fixture.store.write("de-DE", FieldType::subtitle, "Von Hand");
                                     return FakeClaude::response("Maschine");
@@ -278,14 +272,14 @@ TEST(TranslationPipeline, leavesATextThatSomebodyWroteSinceTheItemsWereChosen) {
                                                                 {"en-US", "de-DE", FieldType::name}},
                                                                fixture.settings);
     EXPECT_EQ(outcomes[0].warning,
-              "Subtitle of de-DE was written meanwhile by somebody else, which stays — skipped.");
+              "Subtitle of de-DE was edited meanwhile — skipped, so that the edit stays.");
     EXPECT_TRUE(outcomes[0].skipped && outcomes[1].skipped);
     EXPECT_EQ(outcomes[0].translation, "");
     EXPECT_GT(outcomes[0].costUSD, 0) << "it was paid for";
     EXPECT_EQ(outcomes[1].costUSD, 0) << "this one was not even asked for";
     EXPECT_EQ(fixture.textOf(FieldType::subtitle), "Von Hand");
     EXPECT_EQ(fixture.textOf(FieldType::name, "fr-FR"), "À la main");
-    EXPECT_EQ(outcomes[2].translation, "Maschine") << "nobody touched the old translation";
+    EXPECT_EQ(outcomes[2].translation, "Maschine") << "the old translation was not edited";
     fixture.settings.replaced = TranslationWish::Which::all;
     EXPECT_TRUE(fixture.translate(FieldType::subtitle).fromCache) << "what was paid for is not lost";
     fixture.store.write("de-DE", FieldType::subtitle, "");

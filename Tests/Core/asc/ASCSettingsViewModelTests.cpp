@@ -1,4 +1,5 @@
 #include "Core/asc/ASCSettingsViewModel.h"
+#include "Core/asc/KeyFiles.h"
 #include "Platform/crypto/Digest.h"
 #include "Platform/files/Files.h"
 #include "Tests/support/FakeHTTPClient.h"
@@ -15,8 +16,8 @@ using Key = KeychainStore::AccountKey;
 namespace {
 
 const std::string refusedKey =
-    "Apple didn't accept this key. Check that the Key ID, the Issuer ID and the .p8 file "
-    "all come from the same key — and that the key wasn't revoked.";
+    "Apple didn't accept this key. Check that the Key ID, the Issuer ID and the .p8 file all come from the "
+    "same key — and that the key wasn't revoked.";
 const auto accepted = FakeHTTPClient::status(200, R"({"data":[]})");
 
 // A settings screen over a folder of its own and scripted answers.
@@ -123,9 +124,9 @@ TEST(ASCSettingsViewModel, changesNothingWhenTheKeyIsNotVerified) {
          Result::refusedByApple, refusedKey},
         {FakeHTTPClient::status(401, ""), Result::refusedByApple, refusedKey},
         {FakeHTTPClient::status(403, ""), Result::refusedByApple,
-         "The API key isn't allowed to do this (403). Metadata and builds need the App Manager or Admin "
-         "role; sales "
-         "reports need Admin, Finance or Sales."},
+         "The API key isn't allowed to do this (403). "
+         "Metadata and builds need the App Manager or Admin role; sales reports need Admin, "
+         "Finance or Sales."},
         {[](const HTTPRequest&) -> HTTPResponse {
              throw TransportError(TransportError::Kind::couldNotConnect, "connection refused");
          },

@@ -1,5 +1,8 @@
+#include "Core/asc/records/AppRecords.h"
+#include "Core/asc/records/VersionRecords.h"
 #include "Core/metadata/FieldRule.h"
 #include "Core/metadata/FieldType.h"
+#include "Core/metadata/LocalizationAttributes.h"
 
 #include "Core/metadata/Locales.h"
 #include "Core/metadata/MetadataSnapshot.h"
@@ -23,6 +26,16 @@ constexpr std::string_view family = "\U0001F468\u200D\U0001F469\u200D\U0001F467"
 using Status = MetadataSnapshot::CellStatus;
 
 } // namespace
+
+TEST(FieldType, hasAMemberInEveryAttributeRecordOfItsHome) {
+    EXPECT_TRUE(holdsAllTexts<AppInfoLocalizationAttributes>(FieldHome::appInfoLocalization));
+    EXPECT_TRUE(holdsAllTexts<AppInfoLocalizationCreateAttributes>(FieldHome::appInfoLocalization));
+    EXPECT_TRUE(holdsAllTexts<AppInfoLocalizationPatchAttributes>(FieldHome::appInfoLocalization));
+    EXPECT_TRUE(holdsAllTexts<AppStoreVersionLocalizationAttributes>(FieldHome::versionLocalization));
+    EXPECT_TRUE(holdsAllTexts<VersionLocalizationCreateAttributes>(FieldHome::versionLocalization));
+    EXPECT_TRUE(holdsAllTexts<VersionLocalizationPatchAttributes>(FieldHome::versionLocalization));
+    EXPECT_FALSE(holdsAllTexts<AppInfoLocalizationAttributes>(FieldHome::versionLocalization));
+}
 
 TEST(FieldType, countsWhatPeopleSeeAgainstEachLimit) {
     struct Case {

@@ -1,5 +1,5 @@
 #include "Core/metadata/FolderLock.h"
-#include "Platform/log/Log.h"
+#include "Platform/files/Files.h"
 #include "Platform/task/Task.h"
 #include "Tests/support/TemporaryFolder.h"
 
@@ -16,34 +16,36 @@ namespace {
 
 using testing::ElementsAre;
 
-TEST(FolderLock, isWaitedForWithTheNameOfItsHolder) {
+TEST(FolderLock, saysWhoHoldsItOnceForEachHolder) {
     const test::TemporaryFolder folder;
-    const MetadataFolder tree{folder / "ios/next"};
+    const MetadataFolder tree{folder / "app"};
     std::optional<FileLock> held = lockFolder(tree, "a push");
-    std::vector<std::string> told;
-    const LogCapture putsBackTheSink;
-    setLogSink(LogLevel::warning, [&](const LogLine& line) {
-        told.push_back(line.text);
-        held.reset();
+    std::vector<FolderLockWait> waits;
+    const FileLock lock = lockFolder(tree, "a pull", [&](const FolderLockWait& wait) {
+        waits.push_back(wait);
+        if (waits.size() == 1)
+            held->noteHolder("a translation"); // as if another had acquired it meanwhile
+        else
+            held.reset();
     });
-    const std::string place = ", which is at work in " + tree.rootURL.native() + "…";
-    held = lockFolder(tree, "a pull");
-    EXPECT_THAT(told, ElementsAre("Waiting for a push (process " + std::to_string(::getpid()) + ")" + place));
-
-    held.reset();
-    held.emplace(tree.privateFolder() / "lock"); // a holder that says nothing of itself
-    told.clear();
-    (void)lockFolder(tree);
-    EXPECT_THAT(told, ElementsAre("Waiting for another pull or push" + place));
+    EXPECT_THAT(waits, ElementsAre(FolderLockWait{tree.rootURL, "a push", ::getpid()},
+                                   FolderLockWait{tree.rootURL, "a translation", ::getpid()}));
+    EXPECT_EQ(waitingText(waits.at(0)), "Waiting for a push (process " + std::to_string(::getpid()) +
+                                            "), which is at work in " + tree.rootURL.native() + "…");
 }
 
-TEST(FolderLock, ofAnAppAndOfItsContextAreHeldTogether) {
+TEST(FolderLock, reportsAHolderThatDoesNotSayWhoItIs) {
     const test::TemporaryFolder folder;
-    const MetadataFolder app{folder.path()};
-    const FileLock whole = lockFolder(app, "an import");
-    const FileLock context = lockFolder(app.contextFolder({}), "a pull");
-    EXPECT_EQ(FileLock::holderOf(app.privateFolder() / "lock")->what, "an import");
-    EXPECT_EQ(FileLock::holderOf(app.contextFolder({}).privateFolder() / "lock")->what, "a pull");
+    const MetadataFolder tree{folder / "app"};
+    createFolders(tree.privateFolder());
+    std::optional<FileLock> held(std::in_place, tree.privateFolder() / "lock");
+    std::vector<std::string> texts;
+    const FileLock lock = lockFolder(tree, "a pull", [&](const FolderLockWait& wait) {
+        texts.push_back(waitingText(wait));
+        held.reset();
+    });
+    EXPECT_THAT(texts, ElementsAre("Waiting for another pull or push, which is at work in " +
+                                   tree.rootURL.native() + "…"));
 }
 
 TEST(FolderLock, passesToTheNextWhenAHolderInAnotherProcessIsKilled) {
@@ -60,16 +62,13 @@ TEST(FolderLock, passesToTheNextWhenAHolderInAnotherProcessIsKilled) {
     }
     char byte = 0;
     ASSERT_EQ(::read(ready[0], &byte, 1), 1);
-    std::vector<std::string> told;
-    const LogCapture putsBackTheSink;
-    setLogSink(LogLevel::warning, [&](const LogLine& line) {
-        told.push_back(line.text);
+    std::vector<FolderLockWait> waits;
+    const FileLock held = lockFolder(tree, "a push", [&](const FolderLockWait& wait) {
+        waits.push_back(wait);
         ::kill(child, SIGKILL);
         ::waitpid(child, nullptr, 0);
     });
-    const FileLock held = lockFolder(tree, "a push");
-    EXPECT_THAT(told, ElementsAre("Waiting for a pull (process " + std::to_string(child) +
-                                  "), which is at work in " + tree.rootURL.native() + "…"));
+    EXPECT_THAT(waits, ElementsAre(FolderLockWait{tree.rootURL, "a pull", child}));
     ::close(ready[0]);
     ::close(ready[1]);
 }

@@ -112,7 +112,7 @@ TEST(PushSelection, leavesOutWhatNobodyMeansToPush) {
         {change("de-DE", FieldType::description, "a", "b\n\tc\n\x1B"), R::controlCharacter,
          "description.txt holds the control character \\x1B in line 3"},
         {change("de-DE", FieldType::description, "a", "b\r\n\tc"), {}, ""},
-        {change("de-DE", FieldType::description, "a", ""), R::clearsField, "--allow-clear"},
+        {change("de-DE", FieldType::description, "a", ""), R::clearsField, "Allow that in the push"},
         {change("de-DE", FieldType::description, "a", " \n"), R::clearsField, "Description of de-DE"},
         {change("de-DE", FieldType::name, "a", ""), R::clearsName, "write one"},
         {ofNewLocale("de", FieldType::name, "b"), R::notAnAppStoreLocale, "Did you mean \"de-DE\"?"},

@@ -126,9 +126,30 @@ TEST(MetadataTransfer, tidiesSlipsOfEditorsOnly) {
     trees.store.write("de-DE", FieldType::keywords, "a,b");
     const auto expected = ElementsAre(TidiedField{"de-DE", FieldType::name, true, false},
                                       TidiedField{"de-DE", FieldType::description, true, true});
-    EXPECT_THAT(tidyTree(trees.store, DryRun::yes), expected);
-    EXPECT_THAT(tidyTree(trees.store), expected);
-    EXPECT_THAT(tidyTree(trees.store), IsEmpty());
+    EXPECT_THAT(tidyTree(trees.store, DryRun::yes).tidied, expected);
+    EXPECT_THAT(tidyTree(trees.store).tidied, expected);
+    EXPECT_THAT(tidyTree(trees.store).tidied, IsEmpty());
     EXPECT_EQ(trees.store.read("de-DE", FieldType::description), "text");
     EXPECT_THAT(MetadataDiff::compare(trees.store), SizeIs(2)); // the name is as it was pulled again
+}
+
+TEST(MetadataTransfer, skipsAndNamesLocalFilesThatAreNoTexts) {
+    const Trees trees;
+    trees.store.write("de-DE", FieldType::name, "Name\n");
+    const auto broken = trees.store.folder().fieldFile("de-DE", FieldType::subtitle);
+    writeFileAtomically(broken, "a\xFF\n");
+    const auto isNamed = ElementsAre(testing::Field(&SkippedEntry::path, "de-DE/subtitle.txt"));
+    const auto exported = exportTree(trees.store, trees.foreign);
+    EXPECT_EQ(exported.written, 1);
+    EXPECT_THAT(exported.skipped, isNamed);
+    EXPECT_FALSE(std::filesystem::exists(trees.foreign / "de-DE/subtitle.txt"));
+    const auto tidied = tidyTree(trees.store);
+    EXPECT_THAT(tidied.tidied, SizeIs(1));
+    EXPECT_THAT(tidied.skipped, isNamed);
+    trees.put("de-DE/subtitle.txt", "Unter");
+    trees.put("de-DE/keywords.txt", "a,b");
+    const auto imported = importTree(trees.foreign, trees.store, trees.clock);
+    EXPECT_THAT(imported.skipped, isNamed);
+    EXPECT_EQ(trees.store.read("de-DE", FieldType::keywords), "a,b");
+    EXPECT_EQ(readFile(broken), "a\xFF\n");
 }

@@ -1,8 +1,6 @@
-#include "Core/metadata/FolderLock.h"
 #include "Core/metadata/MetadataDiff.h"
 #include "Core/metadata/OlderLayout.h"
 #include "Platform/files/Files.h"
-#include "Platform/task/Task.h"
 #include "Tests/support/TemporaryFolder.h"
 
 #include <gmock/gmock.h>
@@ -107,40 +105,25 @@ TEST(OlderLayout, movesTheLocalesOfEachPlatformWithAllTheyHold) {
     EXPECT_EQ(changes.front().remote, "Pulled");
 }
 
-TEST(OlderLayout, isReadByARehearsalAsItWouldBeCarriedOver) {
+TEST(OlderLayout, isFoundWithoutBeingMoved) {
     const test::TemporaryFolder folder;
     const MetadataFolder app{folder.path()};
     put(app.rootURL, {
                          {"de-DE/name.txt", "Name"},
                          {".brevant/asc/de-DE/name.txt", "Pulled"},
+                         {"fr-FR/name.txt", "old"},
+                         {"ios/next/fr-FR/name.txt", "new"},
                          {"macos/ja/keywords.txt", "k"},
-                         {"macos/.brevant/asc/ja/keywords.txt", "k"},
                          {"macos/live/ja/keywords.txt", "live"},
-                         {"visionos/en-US/name.txt", "Older"},
-                         {"visionos/next/it/name.txt", "at its place"},
                      });
     const TreeTexts before = treeAt(app.rootURL);
-    const CarriedTree rehearsed = readOlderLayoutInPlace(app);
+    const OlderLayoutReport found = findOlderLayout(app);
     EXPECT_EQ(treeAt(app.rootURL), before);
-    EXPECT_THAT(rehearsed.report.lines(),
-                ElementsAre("Would first carry 4 folders of the older layout over, such as de-DE to "
-                            "ios/next/de-DE; the dry run reads them where they are.",
-                            "Would first carry 1 folder of the older layout over, such as visionos/en-US to "
-                            "visionos/next/en-US; the dry run is without their texts, as others are at that "
-                            "place already."));
-    using Texts = std::vector<std::vector<PendingChange>>;
-    const auto changesOf = [](const MetadataFolder& tree) {
-        Texts all;
-        for (const auto platform : {ASCPlatform::iOS, ASCPlatform::macOS})
-            for (const auto slot : {AppStoreVersionStateClass::editable, AppStoreVersionStateClass::live})
-                all.push_back(MetadataDiff::compare(MetadataStore(tree.contextFolder({platform, slot}))));
-        return all;
-    };
-    const Texts expected = changesOf(rehearsed.folder);
-    EXPECT_EQ(expected.at(0).size(), 1U);
-    (void)carryOverOlderLayout(app);
-    EXPECT_EQ(changesOf(app), expected);
-    EXPECT_TRUE(readOlderLayoutInPlace(app).report.isEmpty());
+    EXPECT_THAT(movesOf(found),
+                ElementsAre("de-DE > ios/next/de-DE", ".brevant/asc/de-DE > ios/next/.brevant/asc/de-DE",
+                            "macos/ja > macos/next/ja"));
+    EXPECT_EQ(carryOverOlderLayout(app), found);
+    EXPECT_THAT(movesOf(findOlderLayout(app)), ElementsAre());
 }
 
 TEST(OlderLayout, touchesNothingWhereThereIsNothingOfIt) {
@@ -175,11 +158,13 @@ TEST(OlderLayout, replacesNothingAndNamesWhatItLeaves) {
     EXPECT_THAT(movesOf(report), ElementsAre("it > ios/next/it", "macos/ko > macos/next/ko"));
     EXPECT_THAT(leftOf(report),
                 ElementsAre("de-DE", "fr-FR", "ja", "sv", ".brevant/asc/de-DE", ".brevant/asc/fr-FR"));
-    EXPECT_THAT(report.lines(),
-                IsSupersetOf({HasSubstr("Carried 2 folders of the older layout over"),
-                              HasSubstr("de-DE stays where it is: ios/next/de-DE is there already. Compare "
-                                        "the two and remove one."),
-                              HasSubstr("fr-FR stays where it is: ios/next/.brevant/asc/fr-FR is there")}));
+    EXPECT_THAT(
+        report.lines(),
+        IsSupersetOf(
+            {HasSubstr("Carried 2 folders of the older layout over"),
+             HasSubstr(
+                 "de-DE stays where it is: ios/next/de-DE is there already. Compare the two and remove one."),
+             HasSubstr("fr-FR stays where it is: ios/next/.brevant/asc/fr-FR is there")}));
     TreeTexts expected = stays;
     expected["ios/next/it/name.txt"] = expected["macos/next/ko/name.txt"] = "moves";
     expected["sv/name.txt"] = "E"; // through the link
@@ -188,19 +173,6 @@ TEST(OlderLayout, replacesNothingAndNamesWhatItLeaves) {
     EXPECT_EQ(present, expected);
     EXPECT_EQ(leftOf(carryOverOlderLayout(app)), leftOf(report));
     EXPECT_THAT(movesOf(carryOverOlderLayout(app)), ElementsAre());
-}
-
-TEST(OlderLayout, waitsForWhoeverIsAtWorkInTheContext) {
-    const test::TemporaryFolder folder;
-    const MetadataFolder app{folder.path()};
-    put(app.rootURL, {{"de-DE/name.txt", "Name"}});
-    std::optional<FileLock> pull = lockFolder(app.contextFolder({}), "a pull");
-    std::stop_source cancelled;
-    const LogCapture putsBackTheSink;
-    setLogSink(LogLevel::warning, [&](const LogLine&) { cancelled.request_stop(); });
-    const TaskScope scope(cancelled.get_token());
-    EXPECT_THROW((void)carryOverOlderLayout(app), CancellationError);
-    EXPECT_TRUE(fs::exists(folder / "de-DE/name.txt"));
 }
 
 TEST(OlderLayout, killedAtAnyMomentLosesNothingAndEndsAtTheNextCall) {

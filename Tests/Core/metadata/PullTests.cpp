@@ -1,8 +1,8 @@
 #include "Core/metadata/MetadataDiff.h"
 #include "Core/metadata/MetadataPuller.h"
-#include "Platform/files/FileLock.h"
 #include "Platform/files/Files.h"
 #include "Platform/log/Log.h"
+#include "Platform/task/StopToken.h"
 #include "Platform/task/Task.h"
 #include "Tests/Core/metadata/FakeConnect.h"
 #include "Tests/support/PullContext.h"
@@ -14,7 +14,6 @@
 #include <condition_variable>
 #include <latch>
 #include <mutex>
-#include <thread>
 
 using namespace quorvel;
 using test::FakeConnect;
@@ -155,6 +154,33 @@ TEST(Pull, touchesNoFileThatHoldsWhatCame) {
     EXPECT_EQ(result.summary.writtenFields, 10);
 }
 
+TEST(Pull, leavesLocalFilesAloneThatAreNoTextsAndNamesThem) {
+    PullAccount account;
+    (void)account.pull();
+    const MetadataFolder& folder = account.store.folder();
+    const auto damaged = folder.fieldFile("de-DE", FieldType::name);
+    const auto link = folder.fieldFile("ja", FieldType::releaseNotes);
+    writeFileAtomically(damaged, "\xFF");
+    std::filesystem::remove(link);
+    std::filesystem::create_symlink("release_notes.txt", link); // to itself
+    writeFileAtomically(folder.fieldFile("de-DE", FieldType::keywords, TextSide::pulled), "\xFF");
+    account.connect.localizations[FakeConnect::ofAppInfo]["de-DE"]["name"] = "Neu";
+    account.connect.localizations[FakeConnect::ofVersion]["de-DE"]["keywords"] = "neu";
+    const auto result = account.pull();
+    EXPECT_EQ(readFile(damaged), "\xFF");
+    EXPECT_TRUE(std::filesystem::is_symlink(link));
+    EXPECT_EQ(account.store.read("de-DE", FieldType::name, TextSide::pulled), "Neu");
+    EXPECT_EQ(account.store.read("de-DE", FieldType::keywords, TextSide::pulled), "neu");
+    EXPECT_EQ(account.store.read("de-DE", FieldType::keywords), "neu");
+    EXPECT_THAT(result.kept, SizeIs(1)); // nobody knows whether the old keywords were an edit
+    EXPECT_EQ(result.summary.writtenFields, 8);
+    ASSERT_THAT(result.summary.warnings, SizeIs(2));
+    const std::string warnings = result.summary.warnings[0] + result.summary.warnings[1];
+    EXPECT_THAT(warnings, HasSubstr("The Name of de-DE was not replaced: " + damaged.native()));
+    EXPECT_THAT(warnings, HasSubstr("The What's new of ja was not replaced: " + link.native()));
+    EXPECT_THAT(warnings, testing::Not(HasSubstr("filesystem error")));
+}
+
 TEST(Pull, worksWithoutAppInfoAndRefusesWhatItCannotPlace) {
     PullAccount account;
     account.connect.appInfos.clear();
@@ -178,31 +204,6 @@ TEST(Pull, writesNothingWhenAListFails) {
     };
     EXPECT_THROW((void)account.pull(), ASCError);
     EXPECT_FALSE(std::filesystem::exists(account.app.rootURL));
-}
-
-TEST(Pull, waitsForAnotherPullUntilItIsCancelled) {
-    PullAccount account;
-    (void)account.pull();
-    account.connect.localizations[FakeConnect::ofAppInfo]["de-DE"]["name"] = "Neu";
-    std::optional<FileLock> other(std::in_place, account.store.folder().privateFolder() / "lock");
-    std::stop_source source;
-    int warnings = 0;
-    std::function<void()> whenTold;
-    const LogCapture putsBackTheSink;
-    setLogSink(LogLevel::warning, [&](const LogLine& line) {
-        warnings += line.text.starts_with("Waiting for another pull or push");
-        whenTold();
-    });
-    whenTold = [&] { source.request_stop(); };
-    {
-        const TaskScope scope(source.get_token());
-        EXPECT_THROW((void)account.pull(), CancellationError);
-    }
-    EXPECT_FALSE(account.store.hasInterruptedPull());
-    EXPECT_EQ(account.store.read("de-DE", FieldType::name), "Name");
-    whenTold = [&] { other.reset(); };
-    EXPECT_THAT(account.pull().updated, ElementsAre(FieldKey{"de-DE", FieldType::name}));
-    EXPECT_EQ(warnings, 2);
 }
 
 // A context whose own lists fail cancels its part of what the contexts share.

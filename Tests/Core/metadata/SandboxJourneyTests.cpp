@@ -1,9 +1,9 @@
 // Pull, edit and push through the real client, real files and the sandbox.
 #include "Core/asc/ASCError.h"
 #include "Core/metadata/MetadataDiff.h"
-#include "Core/metadata/MetadataPuller.h"
 #include "Core/metadata/MetadataPusher.h"
 #include "Core/metadata/PushSelection.h"
+#include "Tests/support/PullContext.h"
 #include "Tests/support/SandboxFixture.h"
 
 #include <gmock/gmock.h>
@@ -27,12 +27,11 @@ struct SandboxFixture : test::SandboxFixture {
     MetadataFolder app{folder / "app"};
     MetadataStore store{app.contextFolder({})};
     PlatformContext context;
+    Clock clock = [] { return dateFromSecondsSince1970(1772368200); };
 
     PullResult pull() {
-        const MetadataPuller puller(client, [] { return dateFromSecondsSince1970(1772368200); });
-        const AppDiscovery found = puller.discover(appID);
-        context = found.contexts.at(0);
-        return puller.pull(found.appInfos, context, store.folder());
+        context = contextsOf(client.listAppStoreVersions(appID)).at(0);
+        return test::pullInto(store.folder(), client, clock, appID, context);
     }
     [[nodiscard]] std::vector<PushOutcome> push(const PushFilter& filter = {}) const {
         const auto chosen = selectForPush(MetadataDiff::compare(store), filter).chosen;
@@ -212,8 +211,7 @@ TEST(SandboxJourney, overwritesNoChangeOfAColleague) {
     (void)fixture.pull();
     const MetadataStore& store = fixture.store;
     const MetadataStore theirs(MetadataFolder{fixture.folder / "colleague"});
-    const MetadataPuller puller(fixture.client, [] { return dateFromSecondsSince1970(1772368200); });
-    (void)puller.pull(fixture.appID, fixture.context, theirs.folder());
+    (void)test::pullInto(theirs.folder(), fixture.client, fixture.clock, fixture.appID, fixture.context);
     theirs.write("de-DE", FieldType::description, "Ihr Text");
     theirs.write("de-DE", FieldType::keywords, "gleich");
     theirs.write("fr-FR", FieldType::promotionalText, "");
@@ -231,14 +229,14 @@ TEST(SandboxJourney, overwritesNoChangeOfAColleague) {
     store.write("ta-IN", FieldType::description, "என்");
     store.write("ta-IN", FieldType::keywords, "ஒன்று");
     fixture.server.forgetRequests();
-    std::vector<FieldKey> overtaken;
+    std::vector<FieldKey> conflicts;
     for (const auto& outcome : fixture.push({{}, {}, Clearing::allow}))
         if (!outcome.success) {
             EXPECT_EQ(outcome.errorMessage,
                       "changed on App Store Connect since the last pull; pull to see it, then push again");
-            overtaken.push_back(outcome.change.key());
+            conflicts.push_back(outcome.change.key());
         }
-    EXPECT_THAT(overtaken,
+    EXPECT_THAT(conflicts,
                 ElementsAre(FieldKey{"de-DE", FieldType::description}, FieldKey{"ja", FieldType::subtitle},
                             FieldKey{"ta-IN", FieldType::description}));
     EXPECT_THAT(fixture.requests(),
@@ -247,7 +245,7 @@ TEST(SandboxJourney, overwritesNoChangeOfAColleague) {
                                      "PATCH /v1/appStoreVersionLocalizations"));
     EXPECT_THAT(MetadataDiff::compare(store), SizeIs(3)); // what they share is no change any more
 
-    // After a pull, the edit that was put aside can be made again.
+    // After a pull, the edit that was backed up can be made again.
     EXPECT_THAT(fixture.pull().kept, SizeIs(3));
     EXPECT_EQ(store.read("de-DE", FieldType::description), "Ihr Text");
     store.write("de-DE", FieldType::description, "Unser Text");
@@ -268,6 +266,7 @@ TEST(SandboxJourney, asksOnceWhetherAVersionThatWasLockedTakesAnything) {
     for (const auto& outcome : outcomes) {
         EXPECT_FALSE(outcome.success);
         EXPECT_THAT(outcome.errorMessage.value_or(""), HasSubstr("WAITING_FOR_REVIEW"));
+        EXPECT_EQ(outcome.failure, ASCError::Kind::stateRefused); // of those that were not asked too
     }
     // A list, one request per locale at the most, and one per field of the first.
     EXPECT_LE(fixture.server.requests().size(), 1u + 3 + 4);

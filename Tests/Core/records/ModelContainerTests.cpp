@@ -1,4 +1,3 @@
-#include "Core/records/CoreSchema.h"
 #include "Platform/files/FileLock.h"
 #include "Platform/files/Files.h"
 #include "Platform/log/Log.h"
@@ -23,7 +22,7 @@ using Kind = StoreError::Kind;
 
 namespace {
 
-constexpr std::chrono::milliseconds noPatience{0};
+constexpr std::chrono::milliseconds noWait{0};
 constexpr const char* finalText = "Failed to initialize ModelContainer even after fresh store: ";
 
 // A store that holds an app with a history of some pages.
@@ -101,7 +100,7 @@ const BadStore badStores[] = {
      }},
     {"only a log", Kind::damaged,
      [](const auto& file) { std::filesystem::rename(file, file.native() + "-wal"); }},
-    {"a list that is no list", Kind::damaged,
+    {"a list that is not JSON", Kind::damaged,
      [](const auto& file) {
          execute(file, "PRAGMA ignore_check_constraints = ON; UPDATE ManagedApp SET protectedTerms = '[\"a'");
      }},
@@ -134,7 +133,7 @@ const BadStore badStores[] = {
 
 } // namespace
 
-TEST(ModelContainer, putsAStoreAsideThatCannotBeOpenedAndMakesAFreshOne) {
+TEST(ModelContainer, backsUpAStoreThatCannotBeOpenedAndMakesAFreshOne) {
     for (const BadStore& bad : badStores) {
         SCOPED_TRACE(bad.name);
         const test::TemporaryFolder folder;
@@ -145,15 +144,14 @@ TEST(ModelContainer, putsAStoreAsideThatCannotBeOpenedAndMakesAFreshOne) {
             status.type() == std::filesystem::file_type::regular ? readFile(file) : std::nullopt;
 
         const LogCapture log;
-        const auto container = test::openStore(folder.path(), noPatience);
+        const auto container = test::openStore(folder.path(), noWait);
         EXPECT_THAT(log.text(), HasSubstr("ModelContainer init failed: "));
         EXPECT_THAT(log.text(), HasSubstr(" — attempting fresh store."));
         ASSERT_TRUE(container->rebuilt());
         const RebuiltStore& rebuilt = *container->rebuilt();
         EXPECT_EQ(rebuilt.kind, bad.kind) << rebuilt.reason;
-        EXPECT_THAT(rebuilt.removed, IsEmpty());
-        ASSERT_FALSE(rebuilt.movedAside.empty());
-        const auto& kept = rebuilt.movedAside.back();
+        ASSERT_FALSE(rebuilt.backups.empty());
+        const auto& kept = rebuilt.backups.back();
         EXPECT_EQ(kept.parent_path(), folder / "Brevant" / "damaged-store-2026-03-01T12-30-00Z");
         if (bytes) {
             EXPECT_EQ(readFile(kept), bytes);
@@ -167,11 +165,11 @@ TEST(ModelContainer, putsAStoreAsideThatCannotBeOpenedAndMakesAFreshOne) {
 
         EXPECT_THAT(Garden(container).apps.all(), IsEmpty());
         Garden(container).plant("new");
-        EXPECT_FALSE(test::openStore(folder.path(), noPatience)->rebuilt());
+        EXPECT_FALSE(test::openStore(folder.path(), noWait)->rebuilt());
     }
 }
 
-TEST(ModelContainer, keepsEveryStoreThatItPutsAside) {
+TEST(ModelContainer, keepsEveryBackup) {
     const test::TemporaryFolder folder;
     for (int round = 0; round < 3; ++round)
         overwrite(fillStore(folder.path(), 1), "damage " + std::to_string(round));
@@ -187,8 +185,8 @@ TEST(ModelContainer, givesANewerStoreBackWhenItsFilesArePutBack) {
     const test::TemporaryFolder folder;
     const auto file = fillStore(folder.path());
     execute(file, "PRAGMA user_version = 2000000");
-    const auto aside = test::openStore(folder.path())->rebuilt()->movedAside;
-    for (const auto& moved : aside)
+    const auto backups = test::openStore(folder.path())->rebuilt()->backups;
+    for (const auto& moved : backups)
         std::filesystem::rename(moved, folder / moved.filename());
     execute(file, "PRAGMA user_version = 1000000"); // the newer program, updated
     const auto container = test::openStore(folder.path());
@@ -196,8 +194,7 @@ TEST(ModelContainer, givesANewerStoreBackWhenItsFilesArePutBack) {
     EXPECT_THAT(Garden(container).apps.all(), SizeIs(1));
 }
 
-// Flipped bits may hit a text, where nobody can tell. Wherever else they hit, there is an error or a fresh
-// store, and never a crash.
+// Flipped bits in a text go unnoticed. Anywhere else they make an error or a fresh store, never a crash.
 TEST(ModelContainer, survivesFlippedBits) {
     const test::TemporaryFolder folder;
     const auto file = fillStore(folder.path(), 10);
@@ -246,16 +243,16 @@ TEST(ModelContainer, leavesABusyStoreAlone) {
     const auto file = fillStore(folder.path());
     {
         const FileLock opening(folder / "Brevant" / "store.lock");
-        const auto error = failure([&] { (void)test::openStore(folder.path(), noPatience); });
+        const auto error = failure([&] { (void)test::openStore(folder.path(), noWait); });
         EXPECT_EQ(error.kind(), Kind::busy) << error.what();
         EXPECT_THAT(error.what(), HasSubstr("another process is opening the store"));
     }
     {
         Database holder(file);
         holder.execute("PRAGMA locking_mode = EXCLUSIVE; UPDATE ManagedApp SET iconURL = 'x'");
-        const auto error = failure([&] { (void)test::openStore(folder.path(), noPatience); });
+        const auto error = failure([&] { (void)test::openStore(folder.path(), noWait); });
         EXPECT_EQ(error.kind(), Kind::busy) << error.what();
-        EXPECT_THAT(error.what(), HasSubstr("another process is at work on it"));
+        EXPECT_THAT(error.what(), HasSubstr("another process is using it"));
     }
     EXPECT_THAT(namesIn(folder / "Brevant"), ElementsAre("store.lock"));
     EXPECT_THAT(Garden(test::openStore(folder.path())).apps.all(), SizeIs(1));
@@ -273,23 +270,28 @@ TEST(ModelContainer, leavesTheStoreAloneOnAFullDisk) {
             if (isDamaged) overwrite(file, std::string(9000, 'x'));
             const std::string bytes = readFile(file).value();
             disk.fill(static_cast<std::uintmax_t>(pagesLeft));
-            const auto error = failure([&] { (void)test::openStore(disk.path(), noPatience); });
+            const auto backup = disk.path() / "Brevant" / "damaged-store-2026-03-01T12-30-00Z";
+            const auto isMoved = [&] { return exists(backup); };
+            const auto error = failure([&] { (void)test::openStore(disk.path(), noWait); });
             if (error.kind() == Kind::full) {
                 ++failures[isDamaged];
                 EXPECT_THAT(error.what(), StartsWith(finalText));
-                EXPECT_THAT(error.what(), HasSubstr(isDamaged ? "The old files are in their place."
+                EXPECT_THAT(error.what(), HasSubstr(isMoved() ? "The old files are in " + backup.native()
                                                               : "Nothing was changed."));
-                EXPECT_EQ(readFile(file), bytes);
-                EXPECT_THAT(namesIn(disk.path() / "Brevant"), ElementsAre("store.lock"));
-                if (isDamaged) {
+                EXPECT_EQ(readFile(isMoved() ? backup / "default.store" : file), bytes);
+                if (!isMoved()) {
+                    EXPECT_THAT(namesIn(disk.path() / "Brevant"), ElementsAre("store.lock"));
+                }
+                if (isDamaged && !isMoved()) {
                     EXPECT_THAT(namesIn(disk.path()), ElementsAre("Brevant", "default.store"));
                 }
             } else {
                 EXPECT_STREQ(error.what(), "no failure");
             }
+            const bool isLeft = error.kind() == Kind::full && !isMoved();
             disk.makeRoom();
             const Garden garden(test::openStore(disk.path()));
-            EXPECT_EQ(garden.container->rebuilt().has_value(), isDamaged && error.kind() == Kind::full);
+            EXPECT_EQ(garden.container->rebuilt().has_value(), isDamaged && isLeft);
             EXPECT_THAT(garden.apps.all(), SizeIs(isDamaged ? 0 : 1));
         }
     EXPECT_GT(failures[false], 0);
@@ -305,12 +307,13 @@ TEST(ModelContainer, leavesTheStoreAloneOnADiskThatCanOnlyBeRead) {
         if (isDamaged) overwrite(file, std::string(9000, 'x'));
         const std::string bytes = readFile(file).value();
         ASSERT_TRUE(disk.makeReadOnly());
-        const auto error = failure([&] { (void)test::openStore(disk.path(), noPatience); });
+        const auto error = failure([&] { (void)test::openStore(disk.path(), noWait); });
         EXPECT_EQ(error.kind(), Kind::readOnly) << error.what();
         EXPECT_THAT(error.what(), StartsWith(finalText));
-        EXPECT_THAT(error.what(), HasSubstr("No fresh store was tried. Nothing was changed. Give yourself "
-                                            "the right to write in " +
-                                            disk.path().native()));
+        EXPECT_THAT(
+            error.what(),
+            HasSubstr("No fresh store was tried. Nothing was changed. Give yourself the right to write in " +
+                      disk.path().native()));
         EXPECT_EQ(readFile(file), bytes);
     }
 }
@@ -320,7 +323,7 @@ TEST(ModelContainer, leavesAStoreAloneThatItMayNotWrite) {
     const auto file = fillStore(folder.path());
     const std::string bytes = readFile(file).value();
     const auto open = [&] {
-        const auto container = test::openStore(folder.path(), noPatience);
+        const auto container = test::openStore(folder.path(), noWait);
         return "opened " + std::to_string(container->rebuilt().has_value());
     };
     const struct {
@@ -336,7 +339,7 @@ TEST(ModelContainer, leavesAStoreAloneThatItMayNotWrite) {
         ASSERT_EQ(::chmod(one.path.c_str(), one.mode), 0);
         const std::string outcome = test::runUnprivileged(folder.path(), open);
         ASSERT_EQ(::chmod(one.path.c_str(), one.usual), 0);
-        // The lock is there already: a program folder that takes no new file is no hindrance.
+        // The lock file exists already, so the program folder needs no new file.
         if (one.path.filename() == "Brevant")
             EXPECT_EQ(outcome, "opened 0");
         else
@@ -353,7 +356,7 @@ TEST(ModelContainer, saysWhenTheFolderCannotBeListed) {
     ASSERT_EQ(::chmod(folder.path().c_str(), 0300), 0);
     const std::string outcome = test::runUnprivileged(folder.path(), [&] {
         const LogCapture log;
-        const auto container = test::openStore(folder.path(), noPatience);
+        const auto container = test::openStore(folder.path(), noWait);
         return log.text() + container->rebuilt().value().description();
     });
     ASSERT_EQ(::chmod(folder.path().c_str(), 0700), 0);
@@ -364,91 +367,60 @@ TEST(ModelContainer, saysWhenTheFolderCannotBeListed) {
     const LogCapture log;
     const auto file = folder / "file";
     overwrite(file, "no folder");
-    const auto error = failure([&] { (void)test::openStore(file, noPatience); });
+    const auto error = failure([&] { (void)test::openStore(file, noWait); });
     EXPECT_THAT(error.what(), StartsWith(finalText));
     EXPECT_THAT(log.text(), HasSubstr("Could not enumerate store directory: " + file.native()));
     EXPECT_EQ(readFile(file), "no folder");
 }
 
-TEST(ModelContainer, putsTheFilesBesideThemselvesWhereItsFolderTakesNone) {
+TEST(ModelContainer, leavesADamagedStoreWhenItCannotMakeABackup) {
     const test::TemporaryFolder folder;
     const auto file = fillStore(folder.path());
     overwrite(file, "damage");
     ASSERT_EQ(::chmod((folder / "Brevant").c_str(), 0500), 0);
-    const std::string outcome = test::runUnprivileged(folder.path(), [&] {
-        return test::openStore(folder.path(), noPatience)->rebuilt()->movedAside.back().string();
-    });
-    EXPECT_EQ(outcome, folder / "damaged-store-2026-03-01T12-30-00Z");
-    EXPECT_EQ(readFile(outcome), "damage");
+    const std::string outcome = test::runUnprivileged(
+        folder.path(), [&] { return test::openStore(folder.path(), noWait)->file().string(); });
+    EXPECT_THAT(outcome, testing::AllOf(StartsWith(finalText), HasSubstr("Nothing was changed."),
+                                        HasSubstr((folder / "Brevant").native())));
+    EXPECT_THAT(namesIn(folder.path()), ElementsAre("Brevant", "default.store"));
+    EXPECT_EQ(readFile(file), "damage");
 }
 
-TEST(ModelContainer, checksALargeStoreOnceADayAndWhenDamageWasSeen) {
+TEST(ModelContainer, neverLeavesTheJournalsOfADamagedStoreBesideTheFreshOne) {
+    const test::TemporaryFolder folder;
+    const auto file = fillStore(folder.path());
+    overwrite(file, "damage");
+    for (const char* suffix : {"-wal", "-shm", "-journal"})
+        overwrite(file.native() + suffix, suffix);
+    const auto rebuilt = test::openStore(folder.path())->rebuilt().value();
+    std::vector<std::string> kept;
+    for (const auto& backup : rebuilt.backups)
+        kept.push_back(readFile(backup).value());
+    EXPECT_THAT(kept, ElementsAre("-journal", "-wal", "-shm", "damage")) << "the main file is moved last";
+    EXPECT_THAT(namesIn(folder.path()), ElementsAre("Brevant", "default.store"));
+}
+
+TEST(ModelContainer, checksALargeStoreWholeAfterDamageWasMet) {
     const test::TemporaryFolder folder;
     const auto file = fillStore(folder.path(), 2000);
     ASSERT_GT(file_size(file), 4U << 20);
-    const auto open = [&](std::int64_t seconds) {
-        return ModelContainer::open(folder.path(), test::fixedClock(seconds), noPatience);
-    };
-    EXPECT_FALSE(open(0)->rebuilt()); // and checks
     const std::string whole = readFile(file).value();
     std::string bytes = whole;
     const auto middle = bytes.begin() + static_cast<std::ptrdiff_t>(bytes.size() / 2);
     std::fill(middle, middle + 40 * 4096, '\0');
-    overwrite(file, bytes);
-    {
-        const auto container = open(3600);
+    const auto meetDamage = [&] {
+        overwrite(file, bytes);
+        const auto container = test::openStore(folder.path(), noWait);
         ASSERT_FALSE(container->rebuilt());
         const Garden garden(container);
         const auto error = failure([&] { (void)garden.history.entries(garden.apps.all().at(0).id); });
         EXPECT_EQ(error.kind(), Kind::damaged);
         EXPECT_THAT(error.what(), HasSubstr("Start the program again"));
-    }
-    EXPECT_TRUE(open(3600)->rebuilt());
-    for (const auto& [seconds, isFound] :
-         std::map<std::int64_t, bool>{{86399, false}, {86400, true}, {-1, true}}) {
-        overwrite(file, whole);
-        overwrite(folder / "Brevant" / "store.checked", formatISO8601(test::moment()));
-        overwrite(file, bytes);
-        EXPECT_EQ(open(seconds)->rebuilt().has_value(), isFound) << seconds;
-    }
-}
-
-TEST(CoreSchema, bringsAnOlderStoreUpToDateStepByStep) {
-    const test::TemporaryFolder folder;
-    Database database(folder / "store");
-    const auto makeOld = [&] {
-        database.execute("DROP TABLE IF EXISTS Thing; CREATE TABLE Thing (a); INSERT INTO Thing VALUES (1)");
-        database.setSchemaVersion(900'000);
     };
-    const CoreSchema::Step steps[] = {
-        {910'000, 1'000'000, "UPDATE Thing SET b = b + a"},
-        {900'000, 910'000, "ALTER TABLE Thing ADD COLUMN b; UPDATE Thing SET b = 1"},
-        {910'001, 1'000'000, "DROP TABLE Missing"},
-    };
-    makeOld();
-    CoreSchema::migrate(database, steps, 1'000'000);
-    CoreSchema::migrate(database, steps, 1'000'000);
-    EXPECT_EQ(database.schemaVersion(), 1'000'000);
-    database.query("SELECT b FROM Thing", {}, [](const StoreRow& row) { EXPECT_EQ(row.integer(0), 2); });
-
-    const CoreSchema::Step failing[] = {steps[1],
-                                        {910'000, 1'000'000, "UPDATE Thing SET b = 3; DROP TABLE Missing"}};
-    const struct {
-        std::span<const CoreSchema::Step> steps;
-        std::int64_t target;
-        Kind kind;
-        std::string_view text;
-    } cases[] = {
-        {failing, 1'000'000, Kind::unavailable, "no such table: Missing"},
-        {std::span(steps).subspan(1, 1), 1'000'000, Kind::damaged, "nothing is known of its schema 0.910.0"},
-        {steps, 800'000, Kind::newerSchema, "its schema 0.900.0 is newer than 0.800.0"},
-    };
-    for (const auto& one : cases) {
-        makeOld();
-        const auto error = failure([&] { CoreSchema::migrate(database, one.steps, one.target); });
-        EXPECT_EQ(error.kind(), one.kind);
-        EXPECT_THAT(error.what(), HasSubstr(std::string(one.text)));
-        EXPECT_EQ(database.schemaVersion(), 900'000) << "all or nothing";
-        EXPECT_THROW(database.query("SELECT b FROM Thing", {}, [](const StoreRow&) {}), StoreError);
-    }
+    meetDamage();
+    overwrite(file, whole); // the check finds nothing, and is not repeated
+    EXPECT_FALSE(test::openStore(folder.path(), noWait)->rebuilt());
+    meetDamage();
+    EXPECT_TRUE(test::openStore(folder.path(), noWait)->rebuilt());
+    EXPECT_THAT(namesIn(folder / "Brevant"), ElementsAre("damaged-store-2026-03-01T12-30-00Z", "store.lock"));
 }

@@ -17,7 +17,7 @@ using testing::SizeIs;
 
 namespace {
 
-const std::string nobody = "00000000-0000-4000-8000-000000000000";
+const std::string unknownID = "00000000-0000-4000-8000-000000000000";
 
 struct Records : testing::Test {
     test::TemporaryFolder folder;
@@ -36,13 +36,13 @@ auto each(const std::vector<Item>& items, Member member) {
 }
 
 template <typename Work>
-std::string refusal(Work&& work) {
+std::optional<RecordError> refusal(Work&& work) {
     try {
         work();
     } catch (const RecordError& error) {
-        return error.what();
+        return error;
     }
-    return "not refused";
+    return std::nullopt;
 }
 
 } // namespace
@@ -79,12 +79,23 @@ TEST_F(Records, giveBackEveryMemberOfTheOthers) {
     garden.apps.setLocales(app, locales);
     EXPECT_EQ(garden.apps.locales(app), locales);
 
-    const PushHistoryEntry entry{moment(),  "de-DE", "name",  "alt", "neu",  false,
-                                 "refused", "run",   "2.4.3", "IOS", "live", app};
+    const PushHistoryEntry entry{.timestamp = moment(),
+                                 .locale = "de-DE",
+                                 .fieldType = "name",
+                                 .previousValue = "alt",
+                                 .newValue = "neu",
+                                 .success = false,
+                                 .errorMessage = "refused",
+                                 .sessionId = "run",
+                                 .versionString = "2.4.3",
+                                 .platform = "IOS",
+                                 .stateClass = "live",
+                                 .app = app};
     garden.history.record(std::vector{entry});
     EXPECT_THAT(garden.history.entries(app), ElementsAre(entry));
 
-    const auto keyword = garden.keywords.add({"", "garden", "us", "iphone", "note", {}, app});
+    const auto keyword = garden.keywords.add(
+        {.term = "garden", .country = "us", .platform = "iphone", .note = "note", .app = app});
     EXPECT_THAT(garden.keywords.all(app), ElementsAre(keyword));
     const KeywordSnapshot rank{moment(), 3, 200, {{"99", 1}, {"98", 2}}, keyword.id};
     const KeywordSnapshot none{moment(1), {}, {}, {}, keyword.id};
@@ -92,17 +103,39 @@ TEST_F(Records, giveBackEveryMemberOfTheOthers) {
     EXPECT_THAT(garden.keywords.snapshots(keyword.id), ElementsAre(rank, none));
     EXPECT_THAT(garden.keywords.snapshots(keyword.id, moment(1)), ElementsAre(none));
 
-    const auto competitor =
-        garden.competitors.add({"", "99", "Beets", "com.example.beets", "us", "https://i", "note", {}, app});
+    const auto competitor = garden.competitors.add({.appStoreId = "99",
+                                                    .name = "Beets",
+                                                    .bundleId = "com.example.beets",
+                                                    .country = "us",
+                                                    .iconURL = "https://i",
+                                                    .note = "note",
+                                                    .app = app});
     EXPECT_EQ(garden.competitors.find(competitor.id), competitor);
-    const CompetitorSnapshot page{moment(), "Beets", "Grow", "1.0", "New",
-                                  4.6,      1200,    0.99,   "USD", competitor.id};
+    const CompetitorSnapshot page{.capturedAt = moment(),
+                                  .name = "Beets",
+                                  .subtitle = "Grow",
+                                  .versionString = "1.0",
+                                  .releaseNotes = "New",
+                                  .averageRating = 4.6,
+                                  .ratingCount = 1200,
+                                  .price = 0.99,
+                                  .currency = "USD",
+                                  .competitor = competitor.id};
     garden.competitors.addSnapshots(competitor.id, std::vector{page});
     EXPECT_THAT(garden.competitors.snapshots(competitor.id), ElementsAre(page));
 
-    const CachedReview review{
-        "r1",     5,          "Good",    "Very",    "me", "DEU", "2026-03-01T04:30:00-08:00",
-        moment(), "positive", {"price"}, moment(9), app};
+    const CachedReview review{.id = "r1",
+                              .rating = 5,
+                              .title = "Good",
+                              .body = "Very",
+                              .reviewerNickname = "me",
+                              .territory = "DEU",
+                              .createdAtRaw = "2026-03-01T04:30:00-08:00",
+                              .createdAt = moment(),
+                              .sentiment = "positive",
+                              .themes = {"price"},
+                              .sentimentClassifiedAt = moment(9),
+                              .app = app};
     garden.reviews.store(std::vector{review});
     EXPECT_THAT(garden.reviews.all(app), ElementsAre(review));
 }
@@ -209,34 +242,44 @@ TEST_F(Records, findWorkspacesAndAppsByWhatUsersType) {
 }
 
 TEST_F(Records, refuseWhatCannotBe) {
+    using Refusal = RecordError::Kind;
     const auto games = garden.workspaces.create("Games");
     const auto tools = garden.workspaces.create("Tools");
     const auto app = garden.apps.add({.slug = "garden"});
     const struct {
         std::function<void()> work;
+        Refusal kind;
         std::string_view text;
     } cases[] = {
-        {[&] { garden.workspaces.create(" \n"); }, "A workspace needs a name."},
-        {[&] { garden.workspaces.create("Games "); },
+        {[&] { garden.workspaces.create(" \n"); }, Refusal::blankName, "A workspace needs a name."},
+        {[&] { garden.workspaces.create("Games "); }, Refusal::nameTaken,
          "There is a workspace \"Games\" already; choose another name."},
-        {[&] { garden.workspaces.rename(tools.id, "gAMES"); },
+        {[&] { garden.workspaces.rename(tools.id, "gAMES"); }, Refusal::nameTaken,
          "There is a workspace \"Games\" already; choose another name."},
-        {[&] { garden.workspaces.create("a\nb"); }, "one line without control characters"},
-        {[&] { garden.workspaces.rename(tools.id, "a\x1b[2Jb"); }, "one line without control characters"},
-        {[&] { garden.workspaces.create("\xff"); }, "must be UTF-8"},
-        {[&] { garden.workspaces.create(std::string(101, 'x')); }, "at most 100 characters"},
-        {[&] { garden.workspaces.rename(nobody, "New"); }, "The workspace is gone"},
-        {[&] { garden.apps.add({.slug = "x", .workspace = nobody}); }, "The workspace is gone"},
-        {[&] { garden.apps.moveToWorkspace(app.id, nobody); }, "The workspace is gone"},
-        {[&] { garden.apps.moveToWorkspace(nobody, games.id); }, "The app is no longer"},
-        {[&] { garden.apps.update({.id = nobody, .slug = "x"}); }, "The app is no longer"},
-        {[&] { garden.apps.addMissingLocales(nobody, std::vector<std::string>{"ja"}); },
+        {[&] { garden.workspaces.create("a\nb"); }, Refusal::invalidName,
+         "one line without control characters"},
+        {[&] { garden.workspaces.rename(tools.id, "a\x1b[2Jb"); }, Refusal::invalidName,
+         "one line without control characters"},
+        {[&] { garden.workspaces.create("\xff"); }, Refusal::invalidName, "must be UTF-8"},
+        {[&] { garden.workspaces.create(std::string(101, 'x')); }, Refusal::invalidName,
+         "at most 100 characters"},
+        {[&] { garden.workspaces.rename(unknownID, "New"); }, Refusal::gone, "The workspace is gone"},
+        {[&] { garden.apps.add({.slug = "x", .workspace = unknownID}); }, Refusal::gone,
+         "The workspace is gone"},
+        {[&] { garden.apps.moveToWorkspace(app.id, unknownID); }, Refusal::gone, "The workspace is gone"},
+        {[&] { garden.apps.moveToWorkspace(unknownID, games.id); }, Refusal::gone, "The app is no longer"},
+        {[&] { garden.apps.update({.id = unknownID, .slug = "x"}); }, Refusal::gone, "The app is no longer"},
+        {[&] { garden.apps.addMissingLocales(unknownID, std::vector<std::string>{"ja"}); }, Refusal::gone,
          "The app is no longer"},
     };
-    for (const auto& one : cases)
-        EXPECT_THAT(refusal(one.work), HasSubstr(std::string(one.text)));
+    for (const auto& one : cases) {
+        const auto error = refusal(one.work);
+        ASSERT_TRUE(error) << one.text;
+        EXPECT_EQ(error->kind(), one.kind) << one.text;
+        EXPECT_THAT(error->what(), HasSubstr(std::string(one.text)));
+    }
     EXPECT_THROW(garden.apps.add({.slug = "garden"}), StoreError) << "a short name names one folder";
-    EXPECT_THROW(garden.history.record(std::vector{pushed(app.id, "a"), pushed(nobody, "a")}), StoreError);
+    EXPECT_THROW(garden.history.record(std::vector{pushed(app.id, "a"), pushed(unknownID, "a")}), StoreError);
     EXPECT_THAT(garden.history.entries(app.id), IsEmpty()) << "all or none";
     EXPECT_THAT(garden.apps.all(), ElementsAre(app));
 }
@@ -276,11 +319,23 @@ TEST_F(Records, listRunsOfPushes) {
     failed.locale = "ja";
     auto loose = entry(app, "", 99);
     loose.sessionId.reset();
-    // Two runs at once: their entries are recorded in turns.
+    // Two runs at once, with their entries interleaved.
     garden.history.record(std::vector{entry(app, "ab%1", 10), entry(app, "abc2", 11), failed,
                                       entry(app, "abc2", 11), entry(other, "abc3", 20), loose});
-    const PushRun first{"ab%1", moment(10), moment(12), 2, 1, 2, "of ab%1", {}, {}};
-    const PushRun second{"abc2", moment(11), moment(11), 2, 0, 1, "of abc2", {}, {}};
+    const PushRun first{.sessionId = "ab%1",
+                        .started = moment(10),
+                        .finished = moment(12),
+                        .fields = 2,
+                        .failed = 1,
+                        .locales = 2,
+                        .versionString = "of ab%1"};
+    const PushRun second{.sessionId = "abc2",
+                         .started = moment(11),
+                         .finished = moment(11),
+                         .fields = 2,
+                         .failed = 0,
+                         .locales = 1,
+                         .versionString = "of abc2"};
     EXPECT_THAT(garden.history.runs(app), ElementsAre(first, second));
     EXPECT_THAT(garden.history.runs(app, 1), ElementsAre(first));
     EXPECT_THAT(garden.history.runsBeginningWith(app, "ab"), ElementsAre(first, second));

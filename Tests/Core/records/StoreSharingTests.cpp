@@ -1,5 +1,6 @@
 // Several threads, containers and processes over one store, and processes that are killed.
 #include "Platform/files/Files.h"
+#include "Platform/task/StopToken.h"
 #include "Tests/Core/records/Garden.h"
 #include "Tests/support/ChildProcess.h"
 
@@ -8,7 +9,6 @@
 #include <sys/time.h>
 
 #include <set>
-#include <thread>
 
 using namespace quorvel;
 using test::Garden;
@@ -23,7 +23,7 @@ void dieIn(int microseconds) {
     ::setitimer(ITIMER_REAL, &timer, nullptr);
 }
 
-std::size_t putAside(const std::filesystem::path& folder) {
+std::size_t countBackups(const std::filesystem::path& folder) {
     std::size_t count = 0;
     for (const FolderEntry& entry : listFolder(folder / "Brevant").value_or(std::vector<FolderEntry>()))
         count += entry.name.starts_with("damaged-store");
@@ -68,7 +68,7 @@ TEST(SharedStore, isMadeOrRebuiltByOneOfSeveralProcesses) {
             children.push_back(test::startChild([&] {
                 const Garden garden(test::openStore(folder.path()));
                 std::string app;
-                garden.apps.together([&] { // whoever is first
+                garden.apps.together([&] { // one of the processes adds it
                     const auto there = garden.apps.locate("garden");
                     app = there ? there->id : garden.apps.add({.slug = "garden"}).id;
                 });
@@ -79,7 +79,7 @@ TEST(SharedStore, isMadeOrRebuiltByOneOfSeveralProcesses) {
             EXPECT_EQ(test::awaitChild(child), 0);
         const Garden garden(test::openStore(folder.path()));
         EXPECT_FALSE(garden.container->rebuilt());
-        EXPECT_EQ(putAside(folder.path()), isDamaged ? 1U : 0U);
+        EXPECT_EQ(countBackups(folder.path()), isDamaged ? 1U : 0U);
         EXPECT_THAT(garden.history.entries(garden.apps.locate("garden")->id), SizeIs(processes * entries));
     }
 }

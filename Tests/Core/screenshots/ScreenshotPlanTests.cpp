@@ -112,7 +112,7 @@ TEST(ScreenshotPlans, doWhatIsMissingAndNoMore) {
          "X",
          "+1.png +2.png +10.png"},
         {"no checksum yet", {entry("A", "1.png", "")}, append, "", "A +2.png +10.png"},
-        {"remains of ours and others'",
+        {"leftovers of ours and others'",
          {entry("F", "1.png", "aa", "FAILED"), entry("R", "2.png", "", "AWAITING_UPLOAD"),
           entry("O", "o.png", "", "AWAITING_UPLOAD")},
          append,

@@ -116,10 +116,11 @@ TEST(ScreenshotPushScanner, guessesTheDisplayTypesOfOtherToolsTreesAndShowsEachG
     std::vector<std::string> failures;
     for (const auto& failure : result.failures)
         failures.push_back(failure.locale + " " + failure.text);
-    EXPECT_THAT(failures, UnorderedElementsAre(
-                              HasSubstr("en-US/holiday.png: No display type found in path, and none has "
-                                        "640 × 480 pixels"),
-                              HasSubstr("en-US en-US/broken.png: is damaged")));
+    EXPECT_THAT(
+        failures,
+        UnorderedElementsAre(
+            HasSubstr("en-US/holiday.png: No display type found in path, and none has 640 × 480 pixels"),
+            HasSubstr("en-US en-US/broken.png: is damaged")));
 }
 
 TEST(ScreenshotPushScanner, namesWhatItLeavesOut) {

@@ -102,9 +102,9 @@ TEST(ScreenshotPushes, areRefusedBeforeTheFirstRequest) {
             return error.what();
         }
     };
-    EXPECT_EQ(refusal(inReview), "Push refused — " + inReview.versionString +
-                                     " is not in an editable state. Switch to a Next/Prepare-for-submission "
-                                     "context.");
+    EXPECT_EQ(refusal(inReview),
+              "Push refused — " + inReview.versionString +
+                  " is not in an editable state. Switch to a Next/Prepare-for-submission context.");
     EXPECT_THAT(refusal(shots.context), HasSubstr("sv APP_IPHONE_65 would hold 11"));
     EXPECT_THAT(shots.server.requests(), IsEmpty());
 }
@@ -131,7 +131,7 @@ TEST(ScreenshotPushes, fillASetToItsLastPlaceThoughReservationsGetLost) {
     EXPECT_EQ(shots.names(set).back(), "10.png");
 }
 
-TEST(ScreenshotPushes, removeOurOwnRemainsAndNobodyElses) {
+TEST(ScreenshotPushes, removeOurOwnLeftoversAndNobodyElses) {
     Shots shots;
     shots.draw({"sv/iphone-65/1.png"});
     ASSERT_THAT(shots.pushAll(append).failures, IsEmpty());
@@ -353,9 +353,10 @@ TEST(ScreenshotPushes, awaitProcessingOnlyWhereItIsPendingAndNotForEver) {
     shots.draw({"sv/iphone-65/3.png"});
     shots.setPace(R"({"screenshots": 3, "screenshotsFail": true})");
     summary = shots.pushAll(append);
-    EXPECT_THAT(summary.failures,
-                ElementsAre("sv APP_IPHONE_65 3.png: App Store Connect could not process it — "
-                            "IMAGE_UNREADABLE: The picture can not be read."));
+    EXPECT_THAT(
+        summary.failures,
+        ElementsAre("sv APP_IPHONE_65 3.png: App Store Connect could not process it — IMAGE_UNREADABLE: "
+                    "The picture can not be read."));
     EXPECT_EQ(summary.uploaded, 0);
     EXPECT_THAT(summary.successfullyUploadedLocalURLs, IsEmpty());
 

@@ -1,3 +1,4 @@
+#include "Platform/task/StopToken.h"
 #include "Platform/task/Task.h"
 #include "Quorvel/controllers/AutoPullLimiter.h"
 
@@ -7,7 +8,6 @@
 #include <atomic>
 #include <functional>
 #include <optional>
-#include <thread>
 
 namespace quorvel {
 namespace {

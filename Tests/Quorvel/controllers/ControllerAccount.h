@@ -42,9 +42,7 @@ struct ControllerAccount : Folder, RecordedApp {
     /// Replaces the controller by one over `folder`.
     void use(MetadataFolder named) { controller = controllerOver(connect, std::move(named)); }
     PullResult pull() const { return controller->pull({}).at(0).result.value(); }
-    MetadataController::PushResult push() const {
-        return controller->push(controller->preparePush({{}, {}, Clearing::allow}));
-    }
+    PushReport push() const { return controller->push(controller->planPush({{}, {}, Clearing::allow})); }
 
     FakeConnect connect;
     std::unique_ptr<MetadataController> controller;

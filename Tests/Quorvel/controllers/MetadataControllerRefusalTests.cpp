@@ -66,13 +66,13 @@ TEST(MetadataController, refusesWithTheWordsForEachReason) {
          [](ControllerAccount& account) { account.controller->addLocale("ja"); }, "", 1},
         {Refusal::noContextSelected, "No context selected — click Pull first.", nothing, push},
         {Refusal::noContextSelected, "No context selected — click Pull first.", pull,
-         [](ControllerAccount& account) { (void)account.controller->preparePush({}, "macos/next"); },
+         [](ControllerAccount& account) { (void)account.controller->planPush({}, "macos/next"); },
          "has not been pulled"},
         {Refusal::readOnlyContext, "This context is read-only.",
          [](ControllerAccount& account) {
              account.controller->pull({.contexts = MetadataController::PullRequest::Contexts::all});
          },
-         [](ControllerAccount& account) { (void)account.controller->preparePush({}, "ios/live"); },
+         [](ControllerAccount& account) { (void)account.controller->planPush({}, "ios/live"); },
          "Current state is READY_FOR_SALE. Create a new editable version on App Store Connect to push "
          "changes."},
         {Refusal::readOnlyContext, "This context is read-only.", pull,
@@ -85,14 +85,8 @@ TEST(MetadataController, refusesWithTheWordsForEachReason) {
          },
          push, "Current state is IN_REVIEW.", 1},
         {Refusal::nothingSelected, "Nothing selected to push.", pullAndEdit,
-         [](ControllerAccount& account) {
-             (void)account.controller->preparePush({{"ja"}, {}});
-         },
-         "", 1},
-        {Refusal::nothingSelected, "Nothing selected to push.", pullAndEdit,
          [](ControllerAccount& account) { (void)account.controller->push({}); }},
-        {Refusal::noPendingChanges, "No pending changes — local matches the last-pulled ASC snapshot.", pull,
-         push, "", 1},
+        {Refusal::nothingSelected, "Nothing selected to push.", pull, push, "", 1},
     };
     for (const Case& one : cases) {
         SCOPED_TRACE(one.text);
@@ -107,8 +101,8 @@ TEST(MetadataController, refusesWithTheWordsForEachReason) {
             EXPECT_EQ(refused.what(), one.text);
             EXPECT_THAT(refused.detail(), HasSubstr(one.detail));
         }
-        EXPECT_EQ(account.controller->state()->error, one.text);
-        EXPECT_EQ(account.controller->state()->running, std::nullopt);
+        EXPECT_EQ(account.controller->gate()->state()->error, one.text);
+        EXPECT_EQ(account.controller->gate()->state()->running, std::nullopt);
         EXPECT_THAT(account.connect.requests, SizeIs(one.requests));
     }
 }
@@ -124,10 +118,12 @@ TEST(MetadataController, refusesEveryOperationWhileAnotherRuns) {
         [](ControllerAccount& one) { one.controller->addLocale("ko"); },
         [](ControllerAccount& one) { (void)one.controller->revert("run"); },
         [](ControllerAccount& one) { one.controller->selectContext("ios/next"); },
-        [](ControllerAccount& one) { one.controller->perform(MetadataOperation::tidy, [] {}); },
+        [](ControllerAccount& one) { (void)one.controller->importTexts(one.folder.path(), {}, DryRun::no); },
+        [](ControllerAccount& one) { (void)one.controller->tidy({}, DryRun::yes); },
+        [](ControllerAccount& one) { one.controller->change(OperationKind::translate, {}, nullptr); },
     };
     account.connect.requests.clear();
-    account.controller->perform(MetadataOperation::importTexts, [&] {
+    account.controller->change(OperationKind::importTexts, {}, [&](auto&, const MetadataStore&) {
         for (const Step& operation : operations)
             try {
                 operation(account);
@@ -135,25 +131,48 @@ TEST(MetadataController, refusesEveryOperationWhileAnotherRuns) {
             } catch (const OperationRefused& refused) {
                 EXPECT_STREQ(refused.what(), "Another operation is running.");
             }
-        EXPECT_EQ(account.controller->state()->running, MetadataOperation::importTexts);
-        EXPECT_EQ(account.controller->state()->error, std::nullopt);
+        EXPECT_EQ(account.controller->gate()->state()->running, OperationKind::importTexts);
+        EXPECT_EQ(account.controller->gate()->state()->error, std::nullopt);
     });
     EXPECT_THAT(account.connect.requests, IsEmpty());
     account.controller->selectContext("ios/live"); // and not for ever
     EXPECT_EQ(account.controller->state()->selectedContextId, "ios/live");
 }
 
-TEST(MetadataController, saysWhatWasLeftOutWhenNothingIsSelected) {
-    ControllerAccount account;
-    (void)account.pull();
-    account.write("de-DE", FieldType::subtitle, std::string(31, 'x'));
-    try {
-        (void)account.controller->preparePush({});
-        ADD_FAILURE() << "was not refused";
-    } catch (const MetadataController::NothingToPush& refused) {
-        ASSERT_THAT(refused.preparation.selection.leftOut, SizeIs(1));
-        EXPECT_EQ(refused.preparation.selection.leftOut[0].reason, LeftOutReason::overLimit);
-        EXPECT_THAT(refused.preparation.changes, SizeIs(1));
+TEST(MetadataController, plansAPushOfNothingAndSaysWhy) {
+    struct Case {
+        std::string_view why;
+        Step arrange;
+        PushFilter filter = {};
+        std::vector<LeftOutReason> leftOut = {};
+        bool leavesWaiting = false;
+    };
+    const Case cases[] = {
+        {"No pending changes — local matches the last-pulled ASC snapshot.", pull},
+        {"Nothing selected to push.", pullAndEdit, {{"ja"}, {}}},
+        {"Nothing selected to push.",
+         [](ControllerAccount& account) {
+             pull(account);
+             account.write("de-DE", FieldType::subtitle, std::string(31, 'x'));
+         },
+         {},
+         {LeftOutReason::overLimit},
+         true},
+    };
+    for (const Case& one : cases) {
+        ControllerAccount account;
+        one.arrange(account);
+        account.connect.requests.clear();
+        const PushPlan plan = account.controller->planPush(one.filter);
+        EXPECT_EQ(plan.nothing, one.why);
+        EXPECT_THAT(plan.changes, IsEmpty());
+        std::vector<LeftOutReason> reasons;
+        for (const LeftOutChange& left : plan.leftOut)
+            reasons.push_back(left.reason);
+        EXPECT_EQ(reasons, one.leftOut);
+        EXPECT_EQ(plan.leavesWaiting(), one.leavesWaiting);
+        EXPECT_EQ(account.controller->gate()->state()->error, std::nullopt);
+        EXPECT_THAT(account.connect.requests, SizeIs(1));
     }
 }
 
@@ -164,16 +183,17 @@ TEST(MetadataController, leavesTheTextOfAFailureAndRethrowsIt) {
             throw test::FakeConnect::refusal("403", "FORBIDDEN_ERROR", "No such right");
         };
     };
+    using ErrorKind = MetadataError::Kind;
     struct Case {
         std::string_view name;
-        std::string_view error; // how the state's begins
-        std::string_view code;  // of the `MetadataError`; empty for an `ASCError`
+        std::string_view error;        // how the state's begins
+        std::optional<ErrorKind> kind; // of the `MetadataError`; none for an `ASCError`
         Step arrange;
         Step act;
     };
     const Case cases[] = {
-        {"a refused pull", "Pull failed: ", "", fail, pull},
-        {"a refused push", "Push failed: ", "",
+        {"a refused pull", "Pull failed: ", std::nullopt, fail, pull},
+        {"a refused push", "Push failed: ", std::nullopt,
          [&](ControllerAccount& account) {
              pullAndEdit(account);
              fail(account);
@@ -181,21 +201,20 @@ TEST(MetadataController, leavesTheTextOfAFailureAndRethrowsIt) {
          push},
         {"a version that was locked after it was looked at",
          "Push failed: Current state is IN_REVIEW. Create a new editable version on App Store Connect to "
-         "push "
-         "changes.",
-         "READ_ONLY_CONTEXT", pullAndEdit,
+         "push changes.",
+         ErrorKind::readOnlyContext, pullAndEdit,
          [](ControllerAccount& account) {
-             auto preparation = account.controller->preparePush({});
-             preparation.context.appStoreState = "IN_REVIEW";
-             (void)account.controller->push(preparation);
+             auto plan = account.controller->planPush({});
+             plan.version.appStoreState = "IN_REVIEW";
+             (void)account.controller->push(plan);
          }},
         {"a context that the app does not have", "Pull failed: There is no context \"tvos/next\"",
-         "UNKNOWN_CONTEXT", nothing,
+         ErrorKind::unknownContext, nothing,
          [](ControllerAccount& account) { (void)account.controller->pull({.context = "tvos/next"}); }},
-        {"a context that is none", "Pull failed: \"ios\" is no context", "INVALID_CONTEXT", nothing,
+        {"a context that is none", "Pull failed: \"ios\" is no context", ErrorKind::invalidContext, nothing,
          [](ControllerAccount& account) { (void)account.controller->pull({.context = "ios"}); }},
         {"another version than the one pulled", "Push failed: The last pull was of another version",
-         "OTHER_VERSION_PULLED",
+         ErrorKind::otherVersionPulled,
          [](ControllerAccount& account) {
              pullAndEdit(account);
              account.connect.versions.clear();
@@ -203,20 +222,20 @@ TEST(MetadataController, leavesTheTextOfAFailureAndRethrowsIt) {
              account.connect.addVersion("v0", "IOS", "READY_FOR_SALE");
          },
          push},
-        {"a pull that was killed", "Push failed: ", "INTERRUPTED_PULL",
+        {"a pull that was killed", "Push failed: ", ErrorKind::interruptedPull,
          [](ControllerAccount& account) {
              pullAndEdit(account);
              account.store().beginPull();
          },
          push},
-        {"another app's folder", "Push failed: ", "OTHER_APP",
+        {"another app's folder", "Push failed: ", ErrorKind::otherApp,
          [](ControllerAccount& account) {
              pullAndEdit(account);
              account.connect.versions.clear();
              account.connect.addVersion("x1", "IOS", "PREPARE_FOR_SUBMISSION");
          },
          push},
-        {"another app's folder, named", "Pull failed: ", "OTHER_APP",
+        {"another app's folder, named", "Pull failed: ", ErrorKind::otherApp,
          [](ControllerAccount& account) {
              pull(account);
              account.use(account.appFolder());
@@ -224,7 +243,7 @@ TEST(MetadataController, leavesTheTextOfAFailureAndRethrowsIt) {
              account.connect.addVersion("x1", "IOS", "PREPARE_FOR_SUBMISSION");
          },
          pull},
-        {"another app's folder, chosen for this one too", "Pull failed: ", "OTHER_APP",
+        {"another app's folder, chosen for this one too", "Pull failed: ", ErrorKind::otherApp,
          [](ControllerAccount& account) {
              pull(account);
              const ManagedApp other = account.apps.add({.slug = "other", .displayName = "Other"});
@@ -234,19 +253,21 @@ TEST(MetadataController, leavesTheTextOfAFailureAndRethrowsIt) {
          },
          pull},
         {"a locale for a context that the app does not have", "There is no context \"tvos/next\"",
-         "UNKNOWN_CONTEXT", pull,
+         ErrorKind::unknownContext, pull,
          [](ControllerAccount& account) { account.controller->addLocale("ko", "tvos/next"); }},
-        {"a locale that is not there", "Push failed: There is no locale \"fi\" in ", "UNKNOWN_LOCALE",
+        {"a locale that is not there", "Push failed: There is no locale \"fi\" in ", ErrorKind::unknownLocale,
          pullAndEdit,
          [](ControllerAccount& account) {
-             (void)account.controller->preparePush({{"fi"}, {}});
+             (void)account.controller->planPush({{"fi"}, {}});
          }},
-        {"a locale that is none", "\"pt\" is no App Store locale. Did you mean pt-PT?", "INVALID_LOCALE",
-         pull, [](ControllerAccount& account) { account.controller->addLocale("pt"); }},
-        {"a run that never was", "There is no push \"none\" in this app's history.", "UNKNOWN_RUN", pull,
-         [](ControllerAccount& account) { (void)account.controller->revert("none"); }},
+        {"a locale that is none", "\"pt\" is no App Store locale. Did you mean pt-PT?",
+         ErrorKind::invalidLocale, pull,
+         [](ControllerAccount& account) { account.controller->addLocale("pt"); }},
+        {"a run that never was", "There is no push \"none\" in this app's history.", ErrorKind::unknownRun,
+         pull, [](ControllerAccount& account) { (void)account.controller->revert("none"); }},
         {"an app that was removed", "Pull failed: The app is no longer among the imported ones.",
-         "UNKNOWN_APP", [](ControllerAccount& account) { account.apps.remove(account.app.id); }, pull},
+         ErrorKind::unknownApp, [](ControllerAccount& account) { account.apps.remove(account.app.id); },
+         pull},
     };
     for (const Case& one : cases) {
         SCOPED_TRACE(one.name);
@@ -256,12 +277,12 @@ TEST(MetadataController, leavesTheTextOfAFailureAndRethrowsIt) {
             one.act(account);
             ADD_FAILURE() << "did not fail";
         } catch (const MetadataError& error) {
-            EXPECT_EQ(error.code(), one.code);
+            EXPECT_EQ(error.kind(), one.kind);
         } catch (const ASCError& error) {
-            EXPECT_EQ(one.code, "");
-            EXPECT_THAT(account.controller->state()->error.value(), HasSubstr(error.description()));
+            EXPECT_EQ(one.kind, std::nullopt);
+            EXPECT_THAT(account.controller->gate()->state()->error.value(), HasSubstr(error.description()));
         }
-        EXPECT_THAT(account.controller->state()->error.value_or(""), testing::StartsWith(one.error));
+        EXPECT_THAT(account.controller->gate()->state()->error.value_or(""), testing::StartsWith(one.error));
     }
 }
 
@@ -271,10 +292,10 @@ TEST(MetadataController, saysWhatIsMissingOnAppStoreConnect) {
     EXPECT_THAT(account.pull().summary.warnings,
                 testing::Contains("No editable AppInfo found — name and subtitle were not pulled."));
     account.write("de-DE", FieldType::subtitle, "Neu");
-    EXPECT_EQ(
-        account.push().report,
-        "Pushed 0 fields · 0 locales. 1 failed.\nFirst error: ASC has no AppInfo for this app — name and "
-        "subtitle cannot be created. Add a localization in ASC web UI first.");
+    EXPECT_EQ(account.push().report,
+              "Pushed 0 fields · 0 locales. 1 failed.\n"
+              "First error: ASC has no AppInfo for this app — name and subtitle cannot be created. "
+              "Add a localization in ASC web UI first.");
     ASSERT_THAT(account.history(), SizeIs(1));
     EXPECT_FALSE(account.history()[0].success);
 }
@@ -296,7 +317,7 @@ TEST(MetadataController, saysWhyAFolderCannotBeMade) {
     (void)account.pull();
     put(account.store().folder().rootURL / "ko", "a file");
     EXPECT_THROW(account.controller->addLocale("ko"), MetadataError);
-    EXPECT_THAT(account.controller->state()->error.value_or(""),
+    EXPECT_THAT(account.controller->gate()->state()->error.value_or(""),
                 testing::StartsWith("Could not create locale folder: "));
     EXPECT_THAT(log.text(), HasSubstr("Add locale failed: "));
 

@@ -21,7 +21,7 @@ struct PushedAccount : ControllerAccount {
         (void)pull();
         write("de-DE", FieldType::description, "Neu");      // was "Text"
         write("de-DE", FieldType::promotionalText, "Dazu"); // was empty
-        run = push().sessionId;
+        run = push().run;
     }
     std::string run;
 };
@@ -33,18 +33,19 @@ TEST(MetadataControllerRevert, putsPreviousTextsIntoTheLocalFilesOnly) {
     const LocaleTexts copies = account.store().readAll(TextSide::pulled);
     account.connect.requests.clear();
 
-    const auto rehearsed = account.controller->revert(account.run, DryRun::yes);
-    EXPECT_THAT(rehearsed.reverted, ElementsAre(description, promotion));
+    const auto planned = account.controller->revert(account.run, DryRun::yes);
+    EXPECT_THAT(planned.reverted, ElementsAre(description, promotion));
     EXPECT_EQ(account.text("de-DE", FieldType::description), "Neu");
 
     const auto report = account.controller->revert(account.run);
     EXPECT_THAT(report.reverted, ElementsAre(description, promotion));
-    EXPECT_EQ(report.context.versionId, "v1");
+    EXPECT_EQ(report.version.versionId, "v1");
+    EXPECT_EQ(report.context, "ios/next");
     EXPECT_EQ(account.text("de-DE", FieldType::description), "Text");
     EXPECT_EQ(account.text("de-DE", FieldType::promotionalText), "");
     EXPECT_EQ(account.store().readAll(TextSide::pulled), copies);
     EXPECT_THAT(account.connect.requests, IsEmpty());
-    EXPECT_THAT(account.controller->state()->changes, SizeIs(2));
+    EXPECT_THAT(account.controller->state()->texts.changes, SizeIs(2));
 
     const auto again = account.controller->revert(account.run);
     EXPECT_THAT(again.reverted, IsEmpty());
@@ -56,9 +57,9 @@ TEST(MetadataControllerRevert, keepsNewerEditsBeside) {
     PushedAccount account;
     account.write("de-DE", FieldType::description, "Neuer");
     account.write("de-DE", FieldType::promotionalText, " \n"); // nothing to keep, and nothing to revert
-    const auto rehearsed = account.controller->revert(account.run, DryRun::yes);
-    ASSERT_THAT(rehearsed.kept, SizeIs(1));
-    EXPECT_EQ(rehearsed.kept[0].path, "");
+    const auto planned = account.controller->revert(account.run, DryRun::yes);
+    ASSERT_THAT(planned.kept, SizeIs(1));
+    EXPECT_EQ(planned.kept[0].path, "");
     EXPECT_FALSE(std::filesystem::exists(account.store().folder().privateFolder() / "kept"));
     const auto report = account.controller->revert(account.run);
     EXPECT_THAT(report.reverted, ElementsAre(description));
@@ -74,7 +75,7 @@ TEST(MetadataControllerRevert, leavesAloneWhatItCannotPutBack) {
     account.write("ko", FieldType::name, "이름");
     account.write("ko", FieldType::description, "글");
     account.write("ja", FieldType::description, "新しい");
-    const std::string second = account.push().sessionId;
+    const std::string second = account.push().run;
     struct Case {
         std::string_view warning;
         std::string run;
@@ -130,7 +131,7 @@ TEST(MetadataControllerRevert, putsBackWhatAppStoreConnectReallyHeldWhenThePulle
                                                             {"de-DE keywords", ""},
                                                             {"ja name", "名"},
                                                             {"ja releaseNotes", "新 (failed)"}}));
-    const auto report = account.controller->revert(pushed.sessionId);
+    const auto report = account.controller->revert(pushed.run);
     EXPECT_THAT(report.reverted, ElementsAre(description, FieldKey{"de-DE", FieldType::keywords}));
     EXPECT_EQ(account.text("de-DE", FieldType::subtitle), "Unter");
     EXPECT_EQ(account.text("ja", FieldType::name), "名");

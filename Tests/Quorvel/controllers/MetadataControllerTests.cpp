@@ -2,6 +2,7 @@
 #include "Core/metadata/ContextsStore.h"
 #include "Core/metadata/LocalizationWriter.h"
 #include "Platform/files/FileLock.h"
+#include "Platform/task/StopToken.h"
 #include "Platform/task/Task.h"
 #include "Quorvel/workspace/WorkspaceIndex.h"
 #include "Tests/Quorvel/controllers/ControllerAccount.h"
@@ -10,7 +11,6 @@
 
 #include <condition_variable>
 #include <mutex>
-#include <thread>
 
 using namespace quorvel;
 using test::ControllerAccount;
@@ -24,11 +24,11 @@ namespace {
 
 // What an observer saw, each text once in a row.
 struct Watch {
-    explicit Watch(MetadataController& watched)
-        : controller(watched), subscription(watched.observe(inlineExecutor(), [this] { note(); })) {}
+    explicit Watch(OperationGate& watched)
+        : gate(watched), subscription(watched.observe(inlineExecutor(), [this] { note(); })) {}
 
     void note() {
-        const auto state = controller.state();
+        const auto state = gate.state();
         std::string text = state->running ? std::string(rawValue(*state->running)) : "ended";
         if (state->progress)
             text +=
@@ -37,7 +37,7 @@ struct Watch {
         if (seen.empty() || seen.back() != text) seen.push_back(std::move(text));
     }
 
-    MetadataController& controller;
+    OperationGate& gate;
     std::vector<std::string> seen;
     NotificationCenter::Subscription subscription;
 };
@@ -46,16 +46,16 @@ struct Watch {
 
 TEST(MetadataController, publishesWhatItDoesFromBeginningToEnd) {
     ControllerAccount account;
-    Watch watch(*account.controller);
+    Watch watch(*account.controller->gate());
     (void)account.pull();
     EXPECT_THAT(watch.seen, ElementsAre("pull: ", "pull: Discovering versions on App Store Connect…",
                                         "pull: Pulling ios/next…", "pull 0/1: Pulling ios/next…",
                                         "pull 1/1: Pulling ios/next…", "pull 1/1: Pulled ios/next 2.4.3",
                                         "ended: Pulled ios/next 2.4.3"));
     account.write("de-DE", FieldType::description, "Neu");
-    const auto preparation = account.controller->preparePush({});
+    const auto plan = account.controller->planPush({});
     watch.seen.clear();
-    account.controller->push(preparation);
+    account.controller->push(plan);
     EXPECT_THAT(watch.seen,
                 ElementsAre("push: ", "push: Resolving ASC IDs…", "push: Pushing…", "push 0/1: Pushing…",
                             "push 1/1: Pushing…", "push 1/1: Pushed 1 field · 1 locale",
@@ -63,20 +63,20 @@ TEST(MetadataController, publishesWhatItDoesFromBeginningToEnd) {
     EXPECT_THAT(account.controller->state()->lastPush, SizeIs(1));
     watch.seen.clear();
     EXPECT_THROW((void)account.push(), OperationRefused);
-    EXPECT_THAT(watch.seen.back(), "ended: No pending changes — local matches the last-pulled ASC snapshot.");
+    EXPECT_THAT(watch.seen.back(), "ended: Nothing selected to push.");
 }
 
 TEST(MetadataController, beginsTheNextOperationFromTheWakeThatTellsTheEnd) {
     ControllerAccount account;
     int pulls = 0;
-    const auto subscription = account.controller->observe(inlineExecutor(), [&] {
-        if (account.controller->state()->running || pulls == 2) return;
+    const auto subscription = account.controller->gate()->observe(inlineExecutor(), [&] {
+        if (account.controller->gate()->state()->running || pulls == 2) return;
         ++pulls;
         (void)account.pull();
     });
     (void)account.pull();
     EXPECT_EQ(pulls, 2);
-    EXPECT_EQ(account.controller->state()->error, std::nullopt);
+    EXPECT_EQ(account.controller->gate()->state()->error, std::nullopt);
 }
 
 TEST(MetadataController, runsOneOperationOfManyThreads) {
@@ -105,9 +105,9 @@ TEST(MetadataController, runsOneOperationOfManyThreads) {
     threads.clear();
     EXPECT_EQ(refused, others);
     EXPECT_THAT(account.connect.requests, SizeIs(4));
-    EXPECT_EQ(account.controller->state()->running, std::nullopt);
-    EXPECT_EQ(account.controller->state()->error, std::nullopt);
-    EXPECT_EQ(account.controller->state()->pulledLocales, 2u);
+    EXPECT_EQ(account.controller->gate()->state()->running, std::nullopt);
+    EXPECT_EQ(account.controller->gate()->state()->error, std::nullopt);
+    EXPECT_EQ(account.controller->state()->texts.pulledLocales.size(), 2u);
 }
 
 TEST(MetadataController, endsWithoutAnErrorWhenTheTaskIsCancelled) {
@@ -119,9 +119,9 @@ TEST(MetadataController, endsWithoutAnErrorWhenTheTaskIsCancelled) {
     };
     const TaskScope scope(task.get_token());
     EXPECT_THROW((void)account.pull(), CancellationError);
-    EXPECT_EQ(account.controller->state()->error, std::nullopt);
-    EXPECT_EQ(account.controller->state()->status, "Cancelled.");
-    EXPECT_EQ(account.controller->state()->running, std::nullopt);
+    EXPECT_EQ(account.controller->gate()->state()->error, std::nullopt);
+    EXPECT_EQ(account.controller->gate()->state()->status, "Cancelled.");
+    EXPECT_EQ(account.controller->gate()->state()->running, std::nullopt);
 }
 
 TEST(MetadataController, recordsNothingOfWhatACancelledPushDidNotTry) {
@@ -130,13 +130,13 @@ TEST(MetadataController, recordsNothingOfWhatACancelledPushDidNotTry) {
     account.write("de-DE", FieldType::description, "Neu");
     account.write("de-DE", FieldType::subtitle, "Neu");
     account.write("ja", FieldType::description, "新しい");
-    const auto preparation = account.controller->preparePush({});
+    const auto plan = account.controller->planPush({});
     std::stop_source task;
     account.connect.before = [&](const ASCRequest& request) {
         if (request.method == "PATCH") task.request_stop();
     };
     const TaskScope scope(task.get_token());
-    const auto pushed = account.controller->push(preparation);
+    const auto pushed = account.controller->push(plan);
     EXPECT_THAT(pushed.outcomes, SizeIs(3));
     const auto notSent = std::ranges::count(pushed.outcomes, std::optional(std::string(notSentText)),
                                             &PushOutcome::errorMessage);
@@ -179,17 +179,14 @@ TEST(MetadataController, keepsTheMomentOfThePullWhenAnotherContextIsSelected) {
     account.controller->pull({.contexts = MetadataController::PullRequest::Contexts::all});
     const auto before = ContextsStore(account.appFolder(), account.clock).load();
     EXPECT_EQ(account.controller->state()->selectedContext()->id(), "ios/next");
-    MetadataController later({.container = account.container,
-                              .appID = account.app.id,
-                              .client = [&] { return test::borrowed(account.connect); },
-                              .home = account.home,
-                              .clock = [] { return dateFromSecondsSince1970(1900000000); }});
-    later.selectContext("ios/live");
+    account.clock = [] { return dateFromSecondsSince1970(1900000000); };
+    const auto later = account.controllerOver(account.connect);
+    later->selectContext("ios/live");
     const auto after = ContextsStore(account.appFolder(), account.clock).load();
     EXPECT_EQ(after->lastUpdated, before->lastUpdated);
     EXPECT_EQ(after->contexts, before->contexts);
-    EXPECT_EQ(later.state()->selectedContext()->id(), "ios/live");
-    EXPECT_THROW(later.selectContext("macos/next"), MetadataError);
+    EXPECT_EQ(later->state()->selectedContext()->id(), "ios/live");
+    EXPECT_THROW(later->selectContext("macos/next"), MetadataError);
     EXPECT_EQ(ContextsStore(account.appFolder(), account.clock).load()->selectedContextId, "ios/live");
 }
 
@@ -248,10 +245,35 @@ TEST(MetadataController, comparesForAPushOnlyWhenNoPullIsAtWork) {
         account.write("ja", FieldType::name, "別");
         pulling.reset();
     });
-    const auto preparation = account.controller->preparePush({});
+    const auto plan = account.controller->planPush({});
     EXPECT_THAT(told, ElementsAre(HasSubstr("Waiting for a pull (process ")));
-    ASSERT_THAT(preparation.changes, SizeIs(1));
-    EXPECT_EQ(preparation.changes[0].locale, "de-DE");
+    ASSERT_THAT(plan.changes, SizeIs(1));
+    EXPECT_EQ(plan.changes[0].locale, "de-DE");
+}
+
+TEST(MetadataController, waitsForAnotherPullUntilItIsCancelled) {
+    ControllerAccount account;
+    (void)account.pull();
+    account.connect.localizations[test::FakeConnect::ofAppInfo]["de-DE"]["name"] = "Neu";
+    const auto before = account.text("de-DE", FieldType::name);
+    std::optional<FileLock> other(std::in_place, account.appFolder().privateFolder() / "lock");
+    std::stop_source source;
+    int waits = 0;
+    std::function<void()> onWait = [&] { source.request_stop(); };
+    const LogCapture putsBackTheSink;
+    setLogSink(LogLevel::warning, [&](const LogLine& line) {
+        waits += line.text.starts_with("Waiting for another pull or push");
+        onWait();
+    });
+    {
+        const TaskScope scope(source.get_token());
+        EXPECT_THROW((void)account.pull(), CancellationError);
+    }
+    EXPECT_FALSE(account.store().hasInterruptedPull());
+    EXPECT_EQ(account.text("de-DE", FieldType::name), before);
+    onWait = [&] { other.reset(); };
+    EXPECT_THAT(account.pull().updated, ElementsAre(FieldKey{"de-DE", FieldType::name}));
+    EXPECT_EQ(waits, 2);
 }
 
 TEST(MetadataController, carriesTreesOfTheOlderLayoutOverButNotThoseOfOthers) {
@@ -263,9 +285,10 @@ TEST(MetadataController, carriesTreesOfTheOlderLayoutOverButNotThoseOfOthers) {
     older.write("de-DE", FieldType::description, "Text", TextSide::pulled);
     account.controller->refresh();
     EXPECT_EQ(account.text("de-DE", FieldType::description), "Alt");
-    EXPECT_THAT(account.controller->state()->changes, SizeIs(1));
+    EXPECT_THAT(account.controller->state()->texts.changes, SizeIs(1));
     EXPECT_EQ(account.controller->state()->selectedContextId, "ios/next");
-    EXPECT_THAT(account.controller->state()->olderLayout.moved, SizeIs(2));
+    EXPECT_EQ(account.store().read("de-DE", FieldType::description, TextSide::pulled), "Text");
+    EXPECT_TRUE(findOlderLayout(account.appFolder()).isEmpty());
 
     // One that is there in both layouts is told of, once by each controller.
     older.write("de-DE", FieldType::description, "Älter");
@@ -274,10 +297,36 @@ TEST(MetadataController, carriesTreesOfTheOlderLayoutOverButNotThoseOfOthers) {
     account.controller->refresh();
     account.controller->refresh();
     EXPECT_EQ(older.read("de-DE", FieldType::description), "Älter");
-    EXPECT_THAT(account.controller->state()->olderLayout.leftInPlace, SizeIs(2));
+    EXPECT_THAT(findOlderLayout(account.appFolder()).leftInPlace, SizeIs(2));
     EXPECT_THAT(log.text(),
                 HasSubstr("de-DE stays where it is: ios/next/.brevant/asc/de-DE is there already."));
     EXPECT_EQ(std::ranges::count(log.text(), '\n'), 2) << log.text();
+}
+
+TEST(MetadataController, carriesATreeOfTheOlderLayoutOverUnderItsLockAndNotInADryRun) {
+    ControllerAccount account;
+    const MetadataStore older(account.appFolder());
+    older.write("de-DE", FieldType::name, "Neu");
+    older.write("de-DE", FieldType::name, "Name", TextSide::pulled);
+    try {
+        (void)account.controller->planPush({}, {}, DryRun::yes);
+        ADD_FAILURE() << "a dry run went on";
+    } catch (const MetadataError& error) {
+        EXPECT_EQ(error.kind(), MetadataError::Kind::olderLayout);
+    }
+    EXPECT_FALSE(hasLockFile(account.appFolder()));
+    {
+        const FileLock pull = lockFolder(account.appFolder(), "a pull");
+        std::stop_source cancelled;
+        const LogCapture putsBackTheSink;
+        setLogSink(LogLevel::warning, [&](const LogLine&) { cancelled.request_stop(); });
+        const TaskScope scope(cancelled.get_token());
+        EXPECT_THROW(account.controller->refresh(), CancellationError);
+    }
+    EXPECT_TRUE(older.exists("de-DE", FieldType::name));
+    const auto plan = account.controller->planPush({}); // finds the texts where it moved them
+    EXPECT_FALSE(older.exists("de-DE", FieldType::name));
+    EXPECT_THAT(plan.changes, SizeIs(1));
 }
 
 TEST(MetadataController, saysWhenNothingIsThereToCompareWithAndRestoresTheContextsByAPush) {
@@ -285,8 +334,8 @@ TEST(MetadataController, saysWhenNothingIsThereToCompareWithAndRestoresTheContex
     (void)account.pull();
     std::filesystem::remove_all(account.store().folder().privateFolder());
     account.controller->refresh();
-    EXPECT_THAT(account.controller->state()->notice.value_or(""),
-                HasSubstr("Nothing is known here of what App Store Connect holds for ios/next"));
+    EXPECT_THAT(account.controller->state()->texts.notices(),
+                ElementsAre(HasSubstr("Nothing is known here of what App Store Connect holds for ios/next")));
     const auto before = ContextsStore(account.appFolder(), account.clock).load();
     const LogCapture log;
     for (const bool isDamaged : {false, true}) {
@@ -298,7 +347,7 @@ TEST(MetadataController, saysWhenNothingIsThereToCompareWithAndRestoresTheContex
         account.connect.localizations[test::FakeConnect::ofAppInfo]["de-DE"]["subtitle"] = "Unter";
         EXPECT_THAT(account.push().report, testing::StartsWith("Pushed "));
         EXPECT_EQ(ContextsStore(account.appFolder(), account.clock).load(), before);
-        EXPECT_EQ(account.controller->state()->notice, std::nullopt);
+        EXPECT_THAT(account.controller->state()->texts.notices(), IsEmpty());
     }
     const std::string file = account.appFolder().contextsFile().native();
     const std::string said = log.text();
@@ -320,12 +369,12 @@ TEST(MetadataController, addsALocaleToAContextThatWasMadeSinceThePull) {
 
 TEST(MetadataController, asksForTheContextsOnlyWhenALocaleIsAddedToAnEmptyFolder) {
     ControllerAccount account;
-    const auto rehearsed = account.controller->addLocale("ko", {}, DryRun::yes);
+    const auto planned = account.controller->addLocale("ko", {}, DryRun::yes);
     EXPECT_FALSE(std::filesystem::exists(account.appFolder().rootURL));
     const auto added = account.controller->addLocale("ko");
     EXPECT_THAT(account.connect.requests,
                 ElementsAre("GET v1/apps/app1/appStoreVersions", "GET v1/apps/app1/appStoreVersions"));
-    EXPECT_EQ(added.folder, rehearsed.folder);
+    EXPECT_EQ(added.folder, planned.folder);
     EXPECT_FALSE(added.existed);
     EXPECT_TRUE(account.controller->addLocale("ko").existed);
     EXPECT_THAT(account.connect.requests, SizeIs(2));
@@ -337,9 +386,10 @@ TEST(MetadataController, plansThePushWithoutSendingIt) {
     ControllerAccount account;
     (void)account.pull();
     account.write("de-DE", FieldType::subtitle, "Neu");
-    const auto plan = account.controller->planPush(account.controller->preparePush({}));
-    ASSERT_THAT(plan, SizeIs(1));
-    EXPECT_EQ(plan[0].path, "v1/appInfoLocalizations/de-DE");
+    using Requests = MetadataController::Requests;
+    const auto plan = account.controller->planPush({}, {}, DryRun::no, Requests::include);
+    ASSERT_THAT(plan.requests, SizeIs(1));
+    EXPECT_EQ(plan.requests[0].path, "v1/appInfoLocalizations/de-DE");
     for (const std::string& request : account.connect.requests)
         EXPECT_THAT(request, testing::StartsWith("GET "));
     EXPECT_THAT(account.history(), IsEmpty());

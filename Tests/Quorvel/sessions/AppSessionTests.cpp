@@ -1,4 +1,8 @@
+#include "Platform/task/StopToken.h"
+#include "Quorvel/application/Application.h"
+#include "Quorvel/controllers/OperationRefused.h"
 #include "Quorvel/sessions/AppSession.h"
+#include "Tests/support/TemporaryFolder.h"
 
 #include <gtest/gtest.h>
 
@@ -7,7 +11,6 @@
 #include <latch>
 #include <set>
 #include <stdexcept>
-#include <thread>
 
 namespace quorvel {
 namespace {
@@ -81,6 +84,28 @@ TEST(AppSessionStore, forgetsASessionThatIsStillBeingMade) {
     const auto first = store.session("a");
     EXPECT_NE(store.session("a"), first); // the app was removed meanwhile
     EXPECT_EQ(calls, 2);
+}
+
+TEST(ApplicationSessions, ofOneAppShareItsGateWhateverFolderTheyWorkIn) {
+    const test::TemporaryFolder folder;
+    Application application({.home = {folder / "home"}, .workingFolder = folder.path()});
+    const auto addApp = [&](const std::string& slug) {
+        return application.apps().add({.slug = slug, .displayName = slug, .appStoreId = slug}).id;
+    };
+    const std::string app = addApp("garden");
+    const auto named = application.session(app, MetadataFolder{folder / "named"});
+    const auto own = application.session(app);
+    EXPECT_NE(own, named);
+    EXPECT_EQ(application.session(app, MetadataFolder{folder / "named"}), named);
+    own->gate->run(OperationKind::tidy, [&](OperationGate::Operation&) {
+        const auto before = named->gate->state();
+        EXPECT_EQ(before->running, OperationKind::tidy);
+        EXPECT_THROW((void)named->metadata->pull({}), OperationRefused);
+        EXPECT_THROW((void)named->screenshots->pull({}), OperationRefused);
+        EXPECT_EQ(own->gate->state(), before);
+    });
+    EXPECT_FALSE(std::filesystem::exists(folder / "named"));
+    EXPECT_NE(application.session(addApp("other"))->gate, own->gate);
 }
 
 } // namespace

@@ -46,7 +46,7 @@ TEST_F(AppFolder, isNoneThatAnotherAppUsesOrThatHoldsMoreThanOneApp) {
             (void)chooseAppFolder(app, {path}, home, apps);
             ADD_FAILURE() << path << " was taken";
         } catch (const MetadataError& error) {
-            EXPECT_EQ(error.code(), "FOLDER_IN_USE");
+            EXPECT_EQ(error.kind(), MetadataError::Kind::folderInUse);
             EXPECT_THAT(error.what(), HasSubstr(problem)) << path;
         }
     }
@@ -80,6 +80,23 @@ TEST_F(AppFolder, isFollowedWhenItMovesAndItsBookmarkRenewed) {
     EXPECT_THAT(log.text(), HasSubstr("Could not store the new bookmark of notes: "));
     std::filesystem::remove_all(folder / "trees");
     EXPECT_THROW((void)appFolderOf(now, home, apps), MetadataError);
+}
+
+TEST_F(AppFolder, isCarriedOverFromTheOlderLayoutOnceItWasPulled) {
+    const MetadataFolder app{folder / "trees/notes"};
+    const MetadataStore older(app);
+    older.write("de-DE", FieldType::name, "Name");
+    const LogCapture log;
+    carryOverPulledTree(app); // it may be another tool's
+    EXPECT_FALSE(holdsOlderLayout(app));
+    EXPECT_TRUE(older.exists("de-DE", FieldType::name));
+    older.write("de-DE", FieldType::name, "Name", TextSide::pulled);
+    EXPECT_TRUE(holdsOlderLayout(app));
+    carryOverPulledTree(app);
+    EXPECT_FALSE(older.exists("de-DE", FieldType::name));
+    EXPECT_FALSE(holdsOlderLayout(app));
+    EXPECT_THAT(log.text(), HasSubstr("Carried 2 folders of the older layout over"));
+    EXPECT_FALSE(hasLockFile(app)); // the lock is the caller's
 }
 
 } // namespace

@@ -1,8 +1,8 @@
 #include "Platform/log/Log.h"
+#include "Platform/task/StopToken.h"
 #include "Tests/Quorvel/workspace/WorkspaceFixture.h"
 
 #include <atomic>
-#include <thread>
 
 namespace quorvel::test {
 namespace {

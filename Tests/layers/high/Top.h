@@ -1,3 +1,4 @@
 #pragma once
 
 #include "low/Bottom.h"
+#include "low/Private.h"

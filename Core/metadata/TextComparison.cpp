@@ -1,0 +1,104 @@
+#include "Core/metadata/TextComparison.h"
+
+#include "Core/metadata/MetadataDiff.h"
+#include "Core/metadata/MetadataTexts.h"
+
+#include <algorithm>
+#include <map>
+
+namespace quorvel {
+
+namespace {
+
+using UnreadableByKey = std::map<FieldKey, const UnreadableText*>;
+
+// The first explanation of each field.
+UnreadableByKey byKey(const std::vector<UnreadableText>& unreadable) {
+    UnreadableByKey found;
+    for (const UnreadableText& text : unreadable)
+        found.emplace(text.key(), &text);
+    return found;
+}
+
+std::vector<PendingChange> readableChanges(const ReadTexts& pulled, const ReadTexts& local,
+                                           const UnreadableByKey& unreadable) {
+    std::vector<PendingChange> changes = MetadataDiff::compare(pulled.texts, local.texts);
+    std::erase_if(changes, [&](const PendingChange& change) { return unreadable.contains(change.key()); });
+    for (PendingChange& change : changes)
+        if (std::ranges::find(pulled.unreadable, change.locale, &UnreadableText::locale) !=
+            pulled.unreadable.end())
+            change.isNewLocale = false; // it has copies, though they cannot be read
+    return changes;
+}
+
+LeftOutChange leftOutFor(const UnreadableText& text, const ReadTexts& pulled, const ReadTexts& local) {
+    const auto textIn = [&](const LocaleTexts& texts) {
+        const auto found = texts.find(text.locale);
+        return found == texts.end() ? std::string() : found->second[text.field].value_or("");
+    };
+    return {{.locale = text.locale,
+             .field = text.field,
+             .remote = textIn(pulled.texts),
+             .local = textIn(local.texts)},
+            LeftOutReason::unreadableFile,
+            text.explanation};
+}
+
+} // namespace
+
+TextComparison compareTexts(const MetadataStore& store, const ContextID& context,
+                            const LocaleSet& disabledLocales, const PushFilter& filter) {
+    const ReadTexts local = store.readAllUsable();
+    const ReadTexts pulled = store.readAllUsable(TextSide::pulled);
+    TextComparison result;
+    result.context = context;
+    result.disabledLocales = disabledLocales;
+    result.grid = MetadataSnapshot::of(local.texts);
+    result.unreadable = local.unreadable;
+    result.unreadable.insert(result.unreadable.end(), pulled.unreadable.begin(), pulled.unreadable.end());
+    const UnreadableByKey unreadable = byKey(result.unreadable);
+
+    result.changes = readableChanges(pulled, local, unreadable);
+    result.selection = selectForPush(result.changes, filter, disabledLocales);
+    for (const auto& [key, text] : unreadable)
+        if (filter.takes(key) && !disabledLocales.contains(key.locale))
+            result.selection.leftOut.push_back(leftOutFor(*text, pulled, local));
+    std::ranges::sort(result.selection.leftOut, {},
+                      [](const LeftOutChange& one) { return one.change.key(); });
+    std::erase_if(result.changes,
+                  [&](const PendingChange& change) { return disabledLocales.contains(change.locale); });
+
+    for (const auto& [locale, texts] : pulled.texts) {
+        result.pulledLocales.push_back(locale);
+        if (!local.texts.contains(locale) && !texts.isAbsent() && !disabledLocales.contains(locale))
+            result.removedLocales.push_back(locale);
+    }
+    result.lacksCopies = pulled.texts.empty() && !local.texts.empty();
+    result.interruptedPull = store.hasInterruptedPull();
+    return result;
+}
+
+std::size_t TextComparison::waiting() const {
+    return selection.chosen.size() +
+           static_cast<std::size_t>(std::ranges::count_if(
+               selection.leftOut, [](const LeftOutChange& one) { return waitsForUser(one.reason); }));
+}
+
+std::size_t TextComparison::overLimit() const {
+    std::size_t count = 0;
+    for (const auto& [locale, cells] : grid.cells)
+        if (!disabledLocales.contains(locale))
+            count += static_cast<std::size_t>(std::ranges::count_if(cells, [](const auto& cell) {
+                return cell.second.status == MetadataSnapshot::CellStatus::overLimit;
+            }));
+    return count;
+}
+
+std::vector<std::string> TextComparison::notices() const {
+    std::vector<std::string> notices;
+    if (lacksCopies) notices.push_back(notPulledText(context.text()));
+    if (!removedLocales.empty()) notices.push_back(noFolderText(removedLocales));
+    return notices;
+}
+
+} // namespace quorvel

@@ -1,0 +1,39 @@
+// What a context's folder says: the texts, what differs from the last pull, and what a push would send.
+#pragma once
+
+#include "Core/metadata/MetadataSnapshot.h"
+#include "Core/metadata/MetadataStore.h"
+#include "Core/metadata/PlatformContext.h"
+#include "Core/metadata/PushSelection.h"
+
+#include <string>
+#include <vector>
+
+namespace quorvel {
+
+struct TextComparison {
+    ContextID context;
+    LocaleSet disabledLocales;
+    MetadataSnapshot grid;                   // of the local texts
+    std::vector<PendingChange> changes;      // all that differ, those of disabled locales excepted
+    PushSelection selection;                 // what a push with the filter would send and leave out
+    std::vector<UnreadableText> unreadable;  // local files and pulled copies
+    std::vector<std::string> pulledLocales;  // with a copy of App Store Connect's texts
+    std::vector<std::string> removedLocales; // pulled and enabled, without a folder
+    bool lacksCopies = false;                // there are texts, but nothing pulled to compare with
+    bool interruptedPull = false;
+
+    /// The changes that are chosen, and those left out until the user does something (`waitsForUser`).
+    [[nodiscard]] std::size_t waiting() const;
+    /// The fields of enabled locales that are above their limit.
+    [[nodiscard]] std::size_t overLimit() const;
+    /// What to tell the user of missing copies and removed locales.
+    [[nodiscard]] std::vector<std::string> notices() const;
+};
+
+/// Compares the texts of `store`, the folder of `context`. A file that cannot be taken as a text stops
+/// nothing: its field is left out. Throws `MetadataError` when the folder itself cannot be read.
+[[nodiscard]] TextComparison compareTexts(const MetadataStore& store, const ContextID& context,
+                                          const LocaleSet& disabledLocales, const PushFilter& filter = {});
+
+} // namespace quorvel

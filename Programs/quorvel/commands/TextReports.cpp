@@ -1,0 +1,132 @@
+#include "Programs/quorvel/commands/TextReports.h"
+
+#include "Core/metadata/MetadataDiff.h"
+#include "Core/metadata/MetadataTexts.h"
+#include "Platform/text/Counted.h"
+#include "Platform/text/Text.h"
+
+#include <fmt/format.h>
+#include <fmt/ranges.h>
+
+#include <algorithm>
+#include <array>
+#include <chrono>
+#include <filesystem>
+#include <map>
+
+namespace quorvel {
+
+std::vector<ListedChange> listedChangesOf(const std::vector<PendingChange>& changes) {
+    std::vector<ListedChange> listed;
+    for (const PendingChange& change : changes)
+        listed.push_back({.locale = change.locale,
+                          .field = change.field,
+                          .explanation = MetadataDiff::explain(change),
+                          .isNewLocale = change.isNewLocale,
+                          .clears = change.clears()});
+    return listed;
+}
+
+void printChanges(Output& output, const std::vector<ListedChange>& changes) {
+    Table table{.columns = {{"Locale"}, {"Field"}, {"What", Table::Align::left, Table::Fit::wrap}},
+                .rows = {}};
+    std::map<std::string_view, std::vector<std::string_view>> newLocales;
+    for (const ListedChange& change : changes)
+        if (change.isNewLocale) newLocales[change.locale].push_back(shortLabelOf(change.field));
+    for (const ListedChange& change : changes) {
+        const Style style = change.clears ? Style::yellow : Style::plain;
+        if (!change.isNewLocale)
+            table.rows.push_back({change.locale, shortLabelOf(change.field), {change.explanation, style}});
+        else if (const auto fields = newLocales.extract(change.locale))
+            table.rows.push_back({change.locale, counted(fields.mapped().size(), "field"),
+                                  fmt::format("New locale — {}", fmt::join(fields.mapped(), ", "))});
+    }
+    output.table(table);
+}
+
+void printLeftOut(Output& output, const std::vector<LeftOutChange>& leftOut) {
+    if (leftOut.empty()) return;
+    output.line(fmt::format("{} left out:", counted(leftOut.size(), "change")));
+    for (const LeftOutChange& one : leftOut)
+        output.line(fmt::format("  {} {}: {}", escapeControls(one.change.locale),
+                                shortLabelOf(one.change.field), one.explanation));
+    if (std::ranges::find(leftOut, LeftOutReason::localeDisabled, &LeftOutChange::reason) != leftOut.end())
+        output.line("  'quorvel locale enable LOCALE' lets a disabled locale take part again.");
+}
+
+void printWarnings(Output& output, const std::vector<PushWarning>& warnings) {
+    std::vector<std::pair<std::string_view, std::vector<std::string>>> places; // by text, the first first
+    for (const PushWarning& warning : warnings) {
+        auto found = std::ranges::find(places, warning.text, &decltype(places)::value_type::first);
+        if (found == places.end()) found = places.insert(found, {warning.text, {}});
+        found->second.push_back(fmt::format(
+            "{}{}", warning.locale, warning.field ? fmt::format(" {}", shortLabelOf(*warning.field)) : ""));
+    }
+    for (const auto& [text, where] : places)
+        output.warning(fmt::format("{} ({})", text, someOf(where)));
+}
+
+void printBackups(Output& output, const std::vector<KeptEdit>& kept, Backups backups, std::string_view lead) {
+    std::map<std::filesystem::path, std::vector<std::string>> places; // by the folder of the locales
+    for (const KeptEdit& edit : kept)
+        places[std::filesystem::path(edit.path).parent_path().parent_path()].push_back(
+            fmt::format("{} {}", edit.locale, shortLabelOf(edit.field)));
+    for (const auto& [folder, names] : places)
+        output.warning(fmt::format("{}{} edited locally, {}: {}", lead, counted(names.size(), "text"),
+                                   backups == Backups::planned ? "which would be backed up"
+                                                               : "backed up under " + folder.string(),
+                                   fmt::join(names, ", ")));
+}
+
+std::string relativeTime(Date then, Date now) {
+    struct Unit {
+        std::chrono::seconds length;
+        std::string_view name;
+    };
+    static constexpr std::array<Unit, 6> units = {{{std::chrono::hours(24 * 365), "year"},
+                                                   {std::chrono::hours(24 * 30), "month"},
+                                                   {std::chrono::hours(24 * 7), "week"},
+                                                   {std::chrono::hours(24), "day"},
+                                                   {std::chrono::hours(1), "hour"},
+                                                   {std::chrono::minutes(1), "minute"}}};
+    for (const Unit& unit : units)
+        if (const auto count = (now - then) / unit.length; count > 0)
+            return fmt::format("{} ago", counted(static_cast<std::size_t>(count), unit.name));
+    return "just now";
+}
+
+std::string shortTime(Date date) {
+    std::string text = formatISO8601(date); // 2026-03-01T12:30:00Z
+    text[text.find('T')] = ' ';
+    return text.substr(0, text.rfind(':')) + "Z";
+}
+
+Style styleOfState(std::string_view state) {
+    if (isEditableState(state)) return Style::cyan;
+    if (state.starts_with("REPLACED") || state.ends_with("REMOVED_FROM_SALE")) return Style::dim;
+    return stateClassOf(state) == AppStoreVersionStateClass::live ? Style::green : Style::yellow;
+}
+
+Table::Cell contextCell(const PlatformContext& context) {
+    return {fmt::format("{} {} {}", context.id(), context.versionString, context.appStoreState),
+            styleOfState(context.appStoreState)};
+}
+
+std::string attentionText(std::int64_t count) {
+    if (count == 0) return {};
+    return fmt::format("{} {} attention", counted(static_cast<std::size_t>(count), "version"),
+                       count == 1 ? "needs" : "need");
+}
+
+std::string callInWorkspace(const std::optional<std::string>& workspace) {
+    if (!workspace) return "quorvel";
+    const bool isWord = workspace->find_first_of(" '\"\\$`&;|<>()*?!#~") == std::string::npos;
+    return fmt::format("quorvel --workspace {}", isWord ? *workspace : fmt::format("\"{}\"", *workspace));
+}
+
+std::string priceText(double dollars) {
+    constexpr double cent = 0.01;
+    return dollars > 0 && dollars < cent ? "less than $0.01" : fmt::format("${:.2f}", dollars);
+}
+
+} // namespace quorvel

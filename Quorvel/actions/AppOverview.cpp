@@ -1,0 +1,82 @@
+#include "Quorvel/actions/AppOverview.h"
+
+#include "Core/metadata/TextComparison.h"
+#include "Platform/task/Task.h"
+#include "Quorvel/application/Application.h"
+#include "Quorvel/workspace/AppFolder.h"
+
+#include <map>
+
+namespace quorvel {
+
+namespace {
+
+std::optional<MetadataFolder> folderOf(Application& application, const ManagedApp& app) {
+    try {
+        return appFolderOf(app, application.home(), application.apps());
+    } catch (const std::exception&) { // a lost folder: the list shows that there is none
+        return std::nullopt;
+    }
+}
+
+// An app whose texts cannot be read is still listed.
+void countPending(AppOverview& overview, const LocaleSet& disabledLocales) {
+    if (overview.folder.empty()) return;
+    const MetadataFolder folder{overview.folder};
+    try {
+        std::int64_t count = 0;
+        for (const PlatformContext& context : overview.contexts)
+            if (context.takesPushes()) {
+                const auto texts = compareTexts(MetadataStore(folder.contextFolder(context.contextID())),
+                                                context.contextID(), disabledLocales);
+                count += static_cast<std::int64_t>(texts.waiting());
+                if (!texts.unreadable.empty() && !overview.problem)
+                    overview.problem = {FailureKind::failed, texts.unreadable.front().explanation, {}};
+            }
+        overview.pendingChanges = count;
+    } catch (const CancellationError&) {
+        throw;
+    } catch (const std::exception& error) {
+        overview.problem = failureOf(error);
+    }
+}
+
+} // namespace
+
+std::vector<AppOverview> overviewsOf(Application& application, const std::vector<ManagedApp>& apps,
+                                     PendingChanges pending) {
+    std::vector<AppOverview> overviews;
+    if (apps.empty()) return overviews;
+    std::map<std::string, std::string> names; // of workspaces, by id
+    for (const ManagedWorkspace& workspace : application.workspaces().all())
+        names[workspace.id] = workspace.name;
+    const auto state = application.index().state();
+    for (const ManagedApp& app : apps) {
+        AppOverview overview{.id = app.id,
+                             .slug = app.slug,
+                             .displayName = app.displayName,
+                             .bundleId = app.bundleId,
+                             .appStoreId = app.appStoreId,
+                             .workspace = app.workspace};
+        if (app.workspace) overview.workspaceName = names[*app.workspace];
+        if (const auto folder = folderOf(application, app)) overview.folder = folder->rootURL.string();
+        if (const auto found = state->summaries.find(app.id); found != state->summaries.end()) {
+            const WorkspaceIndex::Summary& summary = found->second;
+            overview.bucket = summary.bucket();
+            overview.attentionCount = summary.attentionCount();
+            overview.headline = summary.headline;
+            overview.contexts = summary.contexts;
+            overview.lastUpdated = summary.lastUpdated;
+        }
+        overviews.push_back(std::move(overview));
+    }
+    if (pending == PendingChanges::leave) return overviews;
+    constexpr std::size_t width = 8;
+    const AppRecords records = application.apps();
+    return parallelMap(overviews, width, [&](AppOverview overview) {
+        countPending(overview, records.disabledLocales(overview.id));
+        return overview;
+    });
+}
+
+} // namespace quorvel

@@ -1,0 +1,96 @@
+#include "Quorvel/actions/AppSettingsActions.h"
+
+#include "Quorvel/application/Application.h"
+#include "Quorvel/workspace/AppFolder.h"
+
+#include <fmt/format.h>
+
+namespace quorvel {
+
+namespace {
+
+ShowApp::Result show(Application& application, const ManagedApp& app) {
+    const AppRecords apps = application.apps();
+    const AppOverview overview = overviewsOf(application, {app}, PendingChanges::leave).front();
+    return {.app = app,
+            .workspaceName = overview.workspaceName,
+            .folder = overview.folder,
+            .locales = apps.locales(app.id),
+            .rules = apps.rules(app.id)};
+}
+
+void clearSetting(ManagedApp& app, AppSetting setting) {
+    switch (setting) {
+    case AppSetting::brandVoice:
+        return app.brandVoice.clear();
+    case AppSetting::protectedTerms:
+        return app.protectedTerms.clear();
+    case AppSetting::folder:
+        return app.metadataFolderBookmark.reset();
+    }
+}
+
+template <typename Request>
+ManagedApp requireApp(Application& application, const Request& request) {
+    return AppDirectory(application, targetOf(request).choice).requireApp();
+}
+
+FieldRules rulesOf(Application& application, const ManagedApp& app) {
+    return {referenceOf(app), application.apps().rules(app.id)};
+}
+
+} // namespace
+
+ShowApp::Result ShowApp::perform(Application& application, const Request& request, const ActionProgress&) {
+    return show(application, requireApp(application, request));
+}
+
+SetApp::Result SetApp::perform(Application& application, const Request& request, const ActionProgress&) {
+    if (request.sourceLocale) requireAppStoreLocale(*request.sourceLocale);
+    const AppRecords apps = application.apps();
+    ManagedApp before;
+    ManagedApp app;
+    apps.together([&] { // a folder that is refused leaves the rest as it was
+        app = before = AppDirectory(application, {{}, request.workspace}).require(request.app);
+        for (const AppSetting setting : request.clear)
+            clearSetting(app, setting);
+        if (request.brandVoice) app.brandVoice = *request.brandVoice;
+        if (request.protectedTerms) app.protectedTerms = *request.protectedTerms;
+        if (request.sourceLocale) app.sourceLocale = *request.sourceLocale;
+        if (app != before) app = apps.update(app);
+        if (request.folder)
+            app = chooseAppFolder(app, MetadataFolder{application.absolutePath(*request.folder)},
+                                  application.home(), apps);
+    });
+    if (app == before)
+        throw ApplicationError(FailureKind::badRequest, "there is nothing to change",
+                               "Say what to set or to clear, with a value that differs.");
+    if (app.metadataFolderBookmark != before.metadataFolderBookmark) application.forgetSession(app.id);
+    return show(application, app);
+}
+
+ListRules::Result ListRules::perform(Application& application, const Request& request,
+                                     const ActionProgress&) {
+    return rulesOf(application, requireApp(application, request));
+}
+
+SetRule::Result SetRule::perform(Application& application, const Request& request, const ActionProgress&) {
+    const auto standard = static_cast<std::int64_t>(limitOf(request.field));
+    if (request.maxLength && (*request.maxLength < 1 || *request.maxLength > standard))
+        throw ApplicationError(
+            FailureKind::badRequest,
+            fmt::format("{} is no limit of the {}", *request.maxLength, rawValue(request.field)),
+            fmt::format("It may be from 1 to {}.", standard));
+    const ManagedApp app = requireApp(application, request);
+    application.apps().setRule(app.id, FieldRule::of(request.field, request.translate, request.maxLength));
+    return rulesOf(application, app);
+}
+
+ResetRule::Result ResetRule::perform(Application& application, const Request& request,
+                                     const ActionProgress&) {
+    const ManagedApp app = requireApp(application, request);
+    application.apps().removeRule(app.id, request.field);
+    return rulesOf(application, app);
+}
+
+} // namespace quorvel

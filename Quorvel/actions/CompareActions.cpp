@@ -1,0 +1,85 @@
+#include "Quorvel/actions/CompareActions.h"
+
+#include "Core/metadata/MetadataDiff.h"
+#include "Quorvel/application/Application.h"
+
+#include <algorithm>
+
+namespace quorvel {
+
+namespace {
+
+ComparedContext comparedContextOf(const OpenedApp& opened, const MetadataController::Comparison& compared) {
+    return {knownReferenceOf(opened.app), compared.folder.rootURL.string(), compared.context.text(),
+            compared.version, compared.version ? compared.pulledAt : std::nullopt};
+}
+
+} // namespace
+
+std::vector<TextChange> textChangesOf(const TextComparison& texts) {
+    std::map<FieldKey, LeftOutReason> reasons;
+    for (const LeftOutChange& one : texts.selection.leftOut)
+        reasons[one.change.key()] = one.reason;
+    std::vector<TextChange> changes;
+    for (const PendingChange& change : texts.changes) {
+        const auto reason = reasons.find(change.key());
+        changes.push_back(
+            {.locale = change.locale,
+             .field = change.field,
+             .remote = change.remote,
+             .local = change.local,
+             .isOverLimit = change.isOverLimit,
+             .isNewLocale = change.isNewLocale,
+             .clears = change.clears(),
+             .explanation = MetadataDiff::explain(change),
+             .leftOut = reason == reasons.end() ? std::nullopt : std::optional(reason->second)});
+    }
+    return changes;
+}
+
+TextStatus::Result TextStatus::perform(Application& application, const Request& request,
+                                       const ActionProgress&) {
+    const OpenedApp opened = openLocal(application, targetOf(request));
+    const auto compared = opened.session->metadata->compare(request.context);
+    const TextComparison& texts = compared.texts;
+    Result result{.compared = comparedContextOf(opened, compared),
+                  .interruptedPull = texts.interruptedPull,
+                  .locales = texts.grid.locales,
+                  .cells = {},
+                  .changes = textChangesOf(texts),
+                  .leftOut = texts.selection.leftOut,
+                  .warnings = texts.selection.warnings,
+                  .notices = texts.notices(),
+                  .waiting = static_cast<std::int64_t>(texts.waiting()),
+                  .overLimit = static_cast<std::int64_t>(texts.overLimit())};
+    for (const auto& [locale, cells] : texts.grid.cells)
+        for (const auto& [field, cell] : cells)
+            result.cells[locale][std::string(rawValue(field))] = cell;
+    std::vector<ManagedLocale> managed;
+    if (!opened.app.id.empty()) managed = application.apps().locales(opened.app.id);
+    const auto missing = std::ranges::count_if(managed, [&](const ManagedLocale& locale) {
+        return locale.enabled && !std::ranges::binary_search(texts.grid.locales, locale.code);
+    });
+    result.checklist = MetadataChecklist::of(texts, static_cast<std::size_t>(missing));
+    return result;
+}
+
+DiffTexts::Result DiffTexts::perform(Application& application, const Request& request,
+                                     const ActionProgress&) {
+    const OpenedApp opened = openLocal(application, targetOf(request));
+    const auto compared = opened.session->metadata->compare(request.context);
+    Result result{.compared = comparedContextOf(opened, compared),
+                  .differences = {},
+                  .leftOut = compared.texts.selection.leftOut,
+                  .notices = compared.texts.notices()};
+    for (TextChange& change : textChangesOf(compared.texts)) {
+        Difference difference;
+        for (DiffSegment& segment : wordDiff(change.remote, change.local))
+            difference.segments.push_back({segment.kind, std::move(segment.text)});
+        difference.change = std::move(change);
+        result.differences.push_back(std::move(difference));
+    }
+    return result;
+}
+
+} // namespace quorvel

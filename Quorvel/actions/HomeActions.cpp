@@ -1,0 +1,40 @@
+#include "Quorvel/actions/HomeActions.h"
+
+#include "Quorvel/application/Application.h"
+
+namespace quorvel {
+
+namespace {
+
+bool hasKey(Application& application, const KeyOwner& owner) {
+    try {
+        return !application.credentials(owner).texts.privateKeyPEM.empty();
+    } catch (const std::exception&) { // none, or none of use
+        return false;
+    }
+}
+
+} // namespace
+
+ShowHome::Result ShowHome::perform(Application& application, const Request& request, const ActionProgress&) {
+    const AppDirectory directory(application, targetOf(request).choice);
+    Result home;
+    std::vector<ManagedApp> apps;
+    if (request.app) {
+        apps = {directory.require(*request.app)};
+        if (const auto& workspace = apps.front().workspace)
+            home.workspace = application.workspaces().find(*workspace);
+    } else {
+        home.workspace = directory.workspace();
+        apps = directory.appsInView();
+    }
+    home.apps = overviewsOf(application, apps, PendingChanges::count);
+    for (const AppOverview& app : home.apps)
+        home.attentionCount += app.attentionCount;
+    home.hasRecordedApps =
+        !home.apps.empty() || (application.hasRecords() && !application.apps().all().empty());
+    home.hasKey = hasKey(application, directory.keyOwner());
+    return home;
+}
+
+} // namespace quorvel

@@ -1,0 +1,62 @@
+// Sends changed store texts to App Store Connect.
+#pragma once
+
+#include "Quorvel/actions/Target.h"
+#include "Quorvel/controllers/metadata/PushPlan.h"
+
+namespace quorvel {
+
+struct PlanPush {
+    static constexpr ActionInfo info{"plan_push", "Show what a push of store texts would do"};
+    struct Request {
+        std::optional<std::string> app;
+        std::optional<std::string> workspace;
+        std::optional<std::string> context;
+        std::optional<std::string> folder;
+        std::vector<std::string> locales;
+        std::vector<FieldType> fields;
+        bool allowClear = false;
+        bool withRequests = false;
+        bool dryRun = false;
+        QUORVEL_RECORD(Request, app, workspace, context, folder, locales, fields, allowClear, withRequests,
+                       dryRun)
+        static constexpr JSONMember members[] = {
+            appMember,
+            workspaceMember,
+            contextMember,
+            folderMember,
+            {"locales", "Only these locales."},
+            {"fields", "Only these fields."},
+            {"allowClear", "Also send changes that remove a text."},
+            {"withRequests", "Ask App Store Connect for its texts and show the requests and the conflicts."},
+            dryRunMember};
+    };
+    struct Result {
+        PushPlan plan;
+        bool leavesWaiting = false; // something stays behind until the user does something about it
+        QUORVEL_RECORD(Result, plan, leavesWaiting)
+    };
+    [[nodiscard]] static Result perform(Application& application, const Request& request,
+                                        const ActionProgress& progress = {});
+};
+
+struct PushTexts {
+    static constexpr ActionInfo info{"push_texts", "Send changed store texts to App Store Connect",
+                                     Effect::remote};
+    struct Request {
+        PushPlan plan;
+        std::optional<std::string> workspace;
+        QUORVEL_RECORD(Request, plan, workspace)
+        static constexpr JSONMember members[] = {
+            {"plan", "The plan, as plan_push made it.", JSONMember::required}, workspaceMember};
+    };
+    struct Result {
+        PushReport report;
+        std::optional<ImportedAppReport> imported;
+        QUORVEL_RECORD(Result, report, imported)
+    };
+    [[nodiscard]] static Result perform(Application& application, const Request& request,
+                                        const ActionProgress& progress = {});
+};
+
+} // namespace quorvel

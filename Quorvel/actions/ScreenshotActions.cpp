@@ -1,0 +1,87 @@
+#include "Quorvel/actions/ScreenshotActions.h"
+
+#include "Core/screenshots/ScreenshotDisplayType.h"
+#include "Core/screenshots/ScreenshotError.h"
+#include "Quorvel/application/Application.h"
+#include "Quorvel/application/Failure.h"
+
+#include <fmt/format.h>
+
+namespace quorvel {
+
+namespace {
+
+ScreenshotChoice choiceOf(const ScreenshotRequest& request, ScreenshotPushMode usual) {
+    ScreenshotChoice choice{.mode = request.mode.value_or(usual),
+                            .check = request.noCheck ? PictureCheck::none : PictureCheck::full};
+    for (const std::string& locale : request.locales) {
+        requireAppStoreLocale(locale);
+        choice.selection.locales.push_back(locale);
+    }
+    for (const std::string& display : request.displayTypes) {
+        const auto type = displayTypeOfFolder(display);
+        if (!type)
+            throw ApplicationError(
+                FailureKind::badRequest, fmt::format("{} is no display type", quotedWord(display)),
+                "A display type is named as App Store Connect does (APP_IPHONE_67) or as its folder is "
+                "(iphone-67).");
+        choice.selection.displayTypes.push_back(*type);
+    }
+    return choice;
+}
+
+ActionProgress::Transfer transferOf(const ScreenshotTransfer& transfer, const std::filesystem::path& folder) {
+    using Stage = ActionProgress::Transfer::Stage;
+    return {.file = shownPath(transfer.fileURL.lexically_relative(folder)),
+            .sent = transfer.sent,
+            .total = transfer.total,
+            .stage = transfer.stage == ScreenshotTransfer::Stage::running    ? Stage::running
+                     : transfer.stage == ScreenshotTransfer::Stage::finished ? Stage::finished
+                                                                             : Stage::failed};
+}
+
+} // namespace
+
+PullScreenshots::Result PullScreenshots::perform(Application& application, const Request& request,
+                                                 const ActionProgress& progress) {
+    if (request.context) (void)requireContextID(*request.context); // before anything is asked
+    OpenedApp opened = openOrImport(application, targetOf(request));
+    const ToldOperations told(*opened.session, progress);
+    return {opened.session->screenshots->pull(request.context), std::move(opened.imported)};
+}
+
+CompareScreenshots::Result CompareScreenshots::perform(Application& application, const Request& request,
+                                                       const ActionProgress&) {
+    const ScreenshotChoice choice = choiceOf(request, ScreenshotPushMode::replaceSet);
+    const OpenedApp opened = openLocal(application, targetOf(request));
+    return {opened.session->screenshots->status(request.context, choice)};
+}
+
+PlanScreenshotPush::Result PlanScreenshotPush::perform(Application& application, const Request& request,
+                                                       const ActionProgress& progress) {
+    const ScreenshotChoice choice = choiceOf(request, ScreenshotPushMode::append);
+    const OpenedApp opened = openUnchanged(application, targetOf(request));
+    const ToldOperations told(*opened.session, progress);
+    return {opened.session->screenshots->planPush(request.context, choice, dryRunOf(request))};
+}
+
+PushScreenshots::Result PushScreenshots::perform(Application& application, const Request& request,
+                                                 const ActionProgress& progress) {
+    const ScreenshotPushPlan& plan = request.plan;
+    OpenedApp opened = openPlanned(application, plan.app, request.workspace, plan.folder);
+    const ToldOperations told(*opened.session, progress);
+    const auto pictures = screenshotPaths(MetadataFolder{plan.folder}, plan.version.contextID()).pictures;
+    const ScreenshotPusher::Observer observer{
+        .progress =
+            [&](const ScreenshotPusher::PushProgress& step) {
+                progress.step({step.stage, static_cast<std::size_t>(step.completed),
+                               static_cast<std::size_t>(step.total)});
+            },
+        .transfer =
+            [&](const ScreenshotTransfer& transfer) { progress.transfer(transferOf(transfer, pictures)); }};
+    ScreenshotPushOptions options;
+    if (request.noWait) options.processingDeadline = 0;
+    return {opened.session->screenshots->push(plan, observer, options), std::move(opened.imported)};
+}
+
+} // namespace quorvel

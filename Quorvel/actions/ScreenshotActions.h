@@ -1,0 +1,99 @@
+// Pulls, compares and pushes the store screenshots.
+#pragma once
+
+#include "Quorvel/actions/Target.h"
+#include "Quorvel/controllers/screenshots/ScreenshotPlans.h"
+
+namespace quorvel {
+
+struct PullScreenshots {
+    static constexpr ActionInfo info{
+        "pull_screenshots", "Copy the list and the thumbnails of an app's screenshots", Effect::localFiles};
+    struct Request {
+        std::optional<std::string> app;
+        std::optional<std::string> workspace;
+        std::optional<std::string> context;
+        std::optional<std::string> folder;
+        QUORVEL_RECORD(Request, app, workspace, context, folder)
+        static constexpr JSONMember members[] = {appMember, workspaceMember, contextMember, folderMember};
+    };
+    struct Result {
+        ScreenshotsPull pull;
+        std::optional<ImportedAppReport> imported;
+        QUORVEL_RECORD(Result, pull, imported)
+    };
+    [[nodiscard]] static Result perform(Application& application, const Request& request,
+                                        const ActionProgress& progress = {});
+};
+
+/// Which pictures a comparison is of.
+struct ScreenshotRequest {
+    std::optional<std::string> app;
+    std::optional<std::string> workspace;
+    std::optional<std::string> context;
+    std::optional<std::string> folder;
+    std::optional<ScreenshotPushMode> mode;
+    std::vector<std::string> locales;
+    std::vector<std::string> displayTypes;
+    bool noCheck = false;
+    bool dryRun = false;
+    QUORVEL_RECORD(ScreenshotRequest, app, workspace, context, folder, mode, locales, displayTypes, noCheck,
+                   dryRun)
+    static constexpr JSONMember members[] = {
+        appMember,
+        workspaceMember,
+        contextMember,
+        folderMember,
+        {"mode", "append: keep what is there; replace: only the local files stay."},
+        {"locales", "Only these locales."},
+        {"displayTypes", "Only these display types (APP_IPHONE_67 or iphone-67)."},
+        {"noCheck", "Also take pictures of a wrong size, format or with an alpha channel."},
+        dryRunMember};
+};
+
+struct CompareScreenshots {
+    static constexpr ActionInfo info{"compare_screenshots",
+                                     "Compare the local screenshots with the last pull"};
+    using Request = ScreenshotRequest; // without a mode: what would make both sides the same
+    struct Result {
+        ScreenshotStatus status;
+        QUORVEL_RECORD(Result, status)
+    };
+    [[nodiscard]] static Result perform(Application& application, const Request& request,
+                                        const ActionProgress& progress = {});
+};
+
+struct PlanScreenshotPush {
+    static constexpr ActionInfo info{"plan_screenshot_push", "Show what a push of screenshots would do"};
+    using Request = ScreenshotRequest; // without a mode: append
+    struct Result {
+        ScreenshotPushPlan plan;
+        QUORVEL_RECORD(Result, plan)
+    };
+    [[nodiscard]] static Result perform(Application& application, const Request& request,
+                                        const ActionProgress& progress = {});
+};
+
+struct PushScreenshots {
+    static constexpr ActionInfo info{"push_screenshots", "Upload the local screenshots to App Store Connect",
+                                     Effect::remote};
+    struct Request {
+        ScreenshotPushPlan plan;
+        bool noWait = false;
+        std::optional<std::string> workspace;
+        QUORVEL_RECORD(Request, plan, noWait, workspace)
+        static constexpr JSONMember members[] = {
+            {"plan", "The plan, as plan_screenshot_push made it.", JSONMember::required},
+            {"noWait", "Do not wait until App Store Connect has processed the uploads."},
+            workspaceMember};
+    };
+    struct Result {
+        ScreenshotPushReport report;
+        std::optional<ImportedAppReport> imported;
+        QUORVEL_RECORD(Result, report, imported)
+    };
+    [[nodiscard]] static Result perform(Application& application, const Request& request,
+                                        const ActionProgress& progress = {});
+};
+
+} // namespace quorvel

@@ -1,0 +1,42 @@
+#include "Quorvel/actions/TreeActions.h"
+
+#include "Quorvel/application/Application.h"
+#include "Quorvel/application/Failure.h"
+
+#include <fmt/format.h>
+
+#include <filesystem>
+
+namespace quorvel {
+
+ImportTexts::Result ImportTexts::perform(Application& application, const Request& request,
+                                         const ActionProgress& progress) {
+    const auto tree = application.absolutePath(request.tree);
+    if (!std::filesystem::is_directory(tree))
+        throw ApplicationError(FailureKind::noFolder, fmt::format("there is no folder {}", tree.string()));
+    OpenedApp opened = request.dryRun ? openUnchanged(application, targetOf(request))
+                                      : openOrImport(application, targetOf(request));
+    const ToldOperations told(*opened.session, progress);
+    auto import = opened.session->metadata->importTexts(tree, request.context, dryRunOf(request));
+    return {referenceOf(opened.app), import.folder.rootURL.string(), import.context.text(),
+            std::move(import.report), std::move(opened.imported)};
+}
+
+ExportTexts::Result ExportTexts::perform(Application& application, const Request& request,
+                                         const ActionProgress&) {
+    const OpenedApp opened = openLocal(application, targetOf(request));
+    const DryRun dryRun = dryRunOf(request);
+    const auto compared = opened.session->metadata->compare(request.context, {}, dryRun);
+    const auto tree = application.absolutePath(request.tree);
+    return {knownReferenceOf(opened.app), tree.string(), compared.context.text(),
+            exportTree(MetadataStore(compared.folder), tree, dryRun)};
+}
+
+TidyTexts::Result TidyTexts::perform(Application& application, const Request& request,
+                                     const ActionProgress& progress) {
+    const OpenedApp opened = openLocal(application, targetOf(request));
+    const ToldOperations told(*opened.session, progress);
+    return {knownReferenceOf(opened.app), opened.session->metadata->tidy(request.context, dryRunOf(request))};
+}
+
+} // namespace quorvel

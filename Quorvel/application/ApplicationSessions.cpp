@@ -1,0 +1,48 @@
+#include "Quorvel/application/Application.h"
+
+namespace quorvel {
+
+std::shared_ptr<AppSession> Application::session(std::string_view appID,
+                                                 const std::optional<MetadataFolder>& folder) {
+    return sessions_.session(sessionKey(appID, folder));
+}
+
+std::shared_ptr<AppSession> Application::openSession(std::string_view key) {
+    const std::size_t end = std::min(key.find('\n'), key.size());
+    const std::string appID(key.substr(0, end));
+    AppAccess::Parts parts{
+        .container = container(),
+        .app = [records = apps(), appID] { return records.find(appID); },
+        .client =
+            [this, records = apps(), appID] {
+                const auto app = records.find(appID);
+                return client({appID, app ? app->workspace : std::nullopt});
+            },
+        .http = [this] { return http(); },
+        .home = home(),
+        .clock = clock(),
+        .notifications = notifications_,
+    };
+    if (end == key.size()) return makeAppSession(std::move(parts), std::make_shared<OperationGate>());
+    parts.folder = MetadataFolder{std::filesystem::path(key.substr(end + 1))};
+    return makeAppSession(std::move(parts), sessions_.session(appID)->gate);
+}
+
+std::shared_ptr<AppSession> Application::sessionOfUnrecorded(const ManagedApp& app, const KeyOwner& owner,
+                                                             const MetadataFolder& folder) {
+    return makeAppSession({.container = hasRecords() ? container() : nullptr,
+                           .app = [app] { return app; },
+                           .client = [this, owner] { return client(owner); },
+                           .http = [this] { return http(); },
+                           .home = home(),
+                           .clock = clock(),
+                           .notifications = notifications_,
+                           .folder = folder},
+                          std::make_shared<OperationGate>());
+}
+
+void Application::forgetSession(std::string_view appID) {
+    sessions_.forget(appID);
+}
+
+} // namespace quorvel

@@ -1,0 +1,106 @@
+#include "Quorvel/controllers/metadata/MetadataController.h"
+
+#include "Core/metadata/MetadataError.h"
+#include "Platform/text/Text.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+
+namespace quorvel {
+
+MetadataController::MetadataController(AppAccess access, std::shared_ptr<OperationGate> gate)
+    : access_(std::move(access)), gate_(std::move(gate)) {}
+
+AppReference referenceOf(const ManagedApp& app) {
+    return {app.id.empty() ? std::nullopt : std::optional(app.id), app.appStoreId, app.bundleId,
+            app.displayName};
+}
+
+void refuseReadOnly(std::string_view appStoreState) {
+    throw OperationRefused(Refusal::readOnlyContext,
+                           appStoreState.empty() ? "" : MetadataError::readOnlyContext(appStoreState).what());
+}
+
+MetadataController::Target MetadataController::openForTransfer(Operation& operation, DryRun dryRun) const {
+    if (isBlank(access_.record().appStoreId)) throw OperationRefused(Refusal::noAppStoreID);
+    return access_.open(operation, dryRun);
+}
+
+MetadataFolder MetadataController::folder() const {
+    return access_.folderToRead(access_.record(), *gate_);
+}
+
+void MetadataController::show(const ManagedApp& app, const MetadataFolder& folder) {
+    // Read inside of the update: a slow reading must not replace what a pull showed meanwhile.
+    published_.update([&](MetadataState& state) {
+        const AppContexts contexts = access_.contexts(folder);
+        const auto selected = contexts.known(std::nullopt);
+        state.contexts = contexts.saved() ? contexts.saved()->contexts : std::vector<PlatformContext>();
+        state.selectedContextId = selected ? std::optional(selected->text()) : std::nullopt;
+        state.texts = {};
+        state.missingLocales.clear();
+        if (!selected || !isFolder(folder.contextFolder(*selected))) return;
+        state.texts = compareTexts(MetadataStore(folder.contextFolder(*selected)), *selected,
+                                   access_.disabledLocales(app));
+        for (const ManagedLocale& locale : access_.locales(app))
+            if (locale.enabled && !std::ranges::binary_search(state.texts.grid.locales, locale.code))
+                state.missingLocales.push_back(locale.code);
+    });
+    if (const auto texts = state(); texts->texts.lacksCopies)
+        for (const std::string& notice : texts->texts.notices())
+            logger_.warningOnce(notice);
+}
+
+void MetadataController::showResult(const Target& target) {
+    try {
+        show(target.app, target.folder);
+    } catch (const std::exception& error) {
+        // What was done is done, and its report must reach the caller.
+        logger_.warning(fmt::format("The state was not read anew: {}", error.what()));
+    }
+}
+
+void MetadataController::refresh() {
+    const ManagedApp app = access_.record();
+    show(app, access_.folderToRead(app, *gate_));
+}
+
+void MetadataController::selectContext(std::string_view contextID) {
+    gate_->run(OperationKind::selectContext, [&](Operation& operation) {
+        const Target target = access_.open(operation);
+        const AppContexts contexts = access_.contexts(target.folder);
+        const auto saved = contexts.saved().value_or(PersistedContexts{});
+        (void)AppContexts::choose(saved.contexts, std::string(contextID), std::nullopt);
+        // Choosing a context is no pull, so the time of the last one stays.
+        ContextsStore(target.folder, [&] {
+            return saved.lastUpdated;
+        }).save(saved.contexts, std::string(contextID));
+        show(target.app, target.folder);
+    });
+}
+
+MetadataStore MetadataController::pulledStore(const MetadataFolder& folder,
+                                              const std::optional<std::string>& context) const {
+    const ContextID wanted = access_.contexts(folder).known(context).value_or(ContextID{});
+    const MetadataFolder contextFolder = folder.contextFolder(wanted);
+    if (!isFolder(contextFolder))
+        throw OperationRefused(
+            Refusal::noContextSelected,
+            fmt::format("{} has not been pulled", escapeControls(contextFolder.rootURL.native())));
+    return MetadataStore(contextFolder);
+}
+
+MetadataController::Comparison MetadataController::compare(const std::optional<std::string>& context,
+                                                           const PushFilter& filter, DryRun dryRun) const {
+    const ManagedApp app = access_.record();
+    const MetadataFolder folder = access_.folderToRead(app, *gate_, dryRun);
+    const MetadataStore store = pulledStore(folder, context);
+    const AppContexts contexts = access_.contexts(folder);
+    const ContextID wanted = contexts.known(context).value_or(ContextID{});
+    return {wanted, store.folder(), contexts.savedContext(wanted),
+            contexts.saved() ? std::optional(contexts.saved()->lastUpdated) : std::nullopt,
+            compareTexts(store, wanted, access_.disabledLocales(app), filter)};
+}
+
+} // namespace quorvel

@@ -1,0 +1,145 @@
+#include "Quorvel/controllers/metadata/MetadataController.h"
+
+#include "Core/metadata/AppInfoTexts.h"
+#include "Core/metadata/MetadataPuller.h"
+#include "Platform/task/Task.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <atomic>
+#include <set>
+
+namespace quorvel {
+
+struct MetadataController::Pulling {
+    const Target& target;
+    AppContexts contexts;
+    PullOptions options;
+    AutoPullLimiter& limiter;
+    const ASCClientProtocol& client;
+    AppDiscovery found;
+    AppInfoTexts& appInfoTexts;
+};
+
+namespace {
+
+using ContextPull = MetadataController::ContextPull;
+
+AppDiscovery discover(const ASCClientProtocol& client, const Clock& clock, const ManagedApp& app,
+                      AutoPullLimiter& limiter) {
+    const AutoPullLimiter::Slot slot = limiter.acquire();
+    AppDiscovery found = MetadataPuller(client, clock).discover(app.appStoreId);
+    if (found.contexts.empty()) throw OperationRefused(Refusal::noVersions);
+    return found;
+}
+
+std::vector<std::string> localesOf(const std::vector<ContextPull>& pulls) {
+    std::set<std::string> locales;
+    for (const ContextPull& pull : pulls)
+        if (pull.result)
+            locales.insert(pull.result->summary.locales.begin(), pull.result->summary.locales.end());
+    return {locales.begin(), locales.end()};
+}
+
+std::string textOf(const std::exception_ptr& failure) {
+    try {
+        std::rethrow_exception(failure);
+    } catch (const std::exception& error) {
+        return error.what();
+    }
+}
+
+std::string reportOf(const std::vector<ContextPull>& pulls) {
+    const auto pulled = static_cast<std::size_t>(
+        std::ranges::count_if(pulls, [](const ContextPull& pull) { return pull.result.has_value(); }));
+    if (pulls.size() > 1) return fmt::format("Pulled {} of {} contexts", pulled, pulls.size());
+    return fmt::format("Pulled {} {}", pulls.front().context.id(), pulls.front().context.versionString);
+}
+
+} // namespace
+
+std::vector<ContextPull> MetadataController::pull(const PullRequest& request) {
+    std::vector<ContextPull> pulls;
+    gate_->run(OperationKind::pull, [&](Operation& operation) {
+        const Target target = openForTransfer(operation);
+        const AppContexts contexts = access_.contexts(target.folder);
+        if (request.context) (void)contexts.known(request.context); // refuses a misspelt one before all else
+        operation.status(std::string(discoveringText));
+        AutoPullLimiter own;
+        AutoPullLimiter& limiter = request.limiter ? *request.limiter : own;
+        const auto client = access_.client();
+        AppDiscovery found = discover(*client, access_.clock(), target.app, limiter);
+        AppInfoTexts texts(*client, found.appInfos);
+        Pulling pulling{target,  contexts, {request.edits, access_.disabledLocales(target.app)},
+                        limiter, *client,  std::move(found),
+                        texts};
+        const auto wanted = contextsToPull(pulling, request);
+        operation.status(wanted.size() > 1 ? fmt::format("Pulling {} contexts…", wanted.size())
+                                           : fmt::format("Pulling {}…", wanted.front().id()));
+        operation.progress(0, wanted.size());
+        std::atomic<std::size_t> done = 0;
+        pulls = parallelMap(wanted, wanted.size(), [&](const PlatformContext& context) {
+            ContextPull pulled = pullContext(pulling, context);
+            operation.progress(++done, wanted.size());
+            return pulled;
+        });
+        rememberPull(pulling, pulls);
+        operation.status(reportOf(pulls));
+        const auto failed = std::ranges::find_if(pulls, [](const ContextPull& one) { return !one.result; });
+        if (failed != pulls.end()) operation.endWithError("Pull failed: " + textOf(failed->failure));
+    });
+    return pulls;
+}
+
+std::vector<PlatformContext> MetadataController::contextsToPull(const Pulling& pulling,
+                                                                const PullRequest& request) const {
+    access_.requireOwnFolder(pulling.target.app, pulling.target.folder, pulling.found.versionIDs);
+    if (request.contexts == PullRequest::Contexts::all) return pulling.found.contexts;
+    const auto& saved = pulling.contexts.saved();
+    return {AppContexts::choose(pulling.found.contexts, request.context,
+                                saved ? saved->selectedContextId : std::nullopt)};
+}
+
+ContextPull MetadataController::pullContext(Pulling& pulling, const PlatformContext& context) const {
+    ContextPull pulled{context, std::nullopt};
+    try {
+        const AutoPullLimiter::Slot slot = pulling.limiter.acquire();
+        pulled.result = MetadataPuller(pulling.client, access_.clock())
+                            .pull(pulling.appInfoTexts, context,
+                                  pulling.target.folder.contextFolder(context.contextID()), pulling.options);
+    } catch (const CancellationError&) {
+        throw;
+    } catch (const std::exception&) {
+        pulled.failure = std::current_exception();
+    }
+    return pulled;
+}
+
+void MetadataController::rememberPull(const Pulling& pulling, const std::vector<ContextPull>& pulls) {
+    const auto pulled =
+        std::ranges::find_if(pulls, [](const ContextPull& one) { return one.result.has_value(); });
+    if (pulled == pulls.end()) {
+        if (pulls.size() == 1) std::rethrow_exception(pulls.front().failure);
+        return;
+    }
+    const Target& target = pulling.target;
+    access_.keepFolder(target.app, target.folder);
+
+    const auto& found = pulling.found.contexts;
+    const auto& saved = pulling.contexts.saved();
+    const auto selected = saved ? saved->selectedContextId : std::nullopt;
+    const bool stillThere =
+        std::ranges::any_of(found, [&](const PlatformContext& context) { return context.id() == selected; });
+    access_.saveContexts(target.app, target.folder, found, stillThere ? selected : pulled->context.id());
+    access_.records().addMissingLocales(target.app.id, localesOf(pulls));
+    showResult(target);
+    published_.update([&](MetadataState& state) {
+        const auto shown = std::ranges::find_if(pulls, [&](const ContextPull& one) {
+            return one.result && one.context.id() == state.selectedContextId;
+        });
+        state.lastPull = (shown == pulls.end() ? *pulled : *shown).result;
+    });
+}
+
+} // namespace quorvel

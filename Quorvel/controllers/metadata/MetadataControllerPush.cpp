@@ -1,0 +1,164 @@
+#include "Quorvel/controllers/metadata/MetadataController.h"
+
+#include "Core/metadata/MetadataError.h"
+#include "Platform/crypto/Digest.h"
+#include "Platform/files/Files.h"
+#include "Platform/text/Text.h"
+#include "Quorvel/workspace/AppFolder.h"
+
+#include <fmt/format.h>
+#include <fmt/ranges.h>
+
+#include <algorithm>
+
+namespace quorvel {
+
+namespace {
+
+// The context whose texts are pushed; the answer of App Store Connect decides on all others than live ones.
+ContextID contextToPush(const AppContexts& contexts, const MetadataFolder& appFolder,
+                        const std::optional<std::string>& given) {
+    const ContextID context = contexts.known(given).value_or(ContextID{});
+    const MetadataFolder folder = appFolder.contextFolder(context);
+    if (!isFolder(folder))
+        throw OperationRefused(
+            Refusal::noContextSelected,
+            fmt::format("{} has not been pulled", escapeControls(folder.rootURL.native())));
+    if (context.stateClass == AppStoreVersionStateClass::live) {
+        const auto saved = contexts.savedContext(context);
+        refuseReadOnly(saved ? saved->appStoreState : "");
+    }
+    return context;
+}
+
+void requireLocales(const MetadataStore& store, const std::vector<std::string>& locales) {
+    const auto onDisk = store.localesOnDisk();
+    for (const std::string& locale : locales)
+        if (!std::ranges::binary_search(onDisk, locale))
+            throw MetadataError::unknownLocale(locale, store.folder().rootURL, onDisk);
+}
+
+void takeComparison(PushPlan& plan, TextComparison texts) {
+    plan.notices = texts.notices();
+    if (texts.changes.empty() && texts.selection.leftOut.empty())
+        plan.nothing = textOf(Refusal::noPendingChanges);
+    else if (texts.selection.chosen.empty())
+        plan.nothing = textOf(Refusal::nothingSelected);
+    plan.changes = std::move(texts.selection.chosen);
+    plan.leftOut = std::move(texts.selection.leftOut);
+    plan.warnings = std::move(texts.selection.warnings);
+}
+
+} // namespace
+
+PushPlan MetadataController::planPush(const PushFilter& filter, const std::optional<std::string>& context,
+                                      DryRun dryRun, Requests requests) {
+    PushPlan plan;
+    gate_->run(OperationKind::push, [&](Operation& operation) {
+        const ManagedApp app = access_.record();
+        if (isBlank(app.appStoreId)) throw OperationRefused(Refusal::noAppStoreID);
+        const MetadataFolder found = access_.folder(app);
+        // Where nothing was pulled no folder is made, not even for the lock.
+        if (!holdsOlderLayout(found)) (void)contextToPush(access_.contexts(found), found, context);
+        // The lock: half of a pull's texts would look like edits.
+        const Target target = access_.open(operation, dryRun);
+        const AppContexts contexts = access_.contexts(target.folder);
+        const ContextID wanted = contextToPush(contexts, target.folder, context);
+        const MetadataStore store(target.folder.contextFolder(wanted));
+        requireLocales(store, filter.locales);
+        operation.status(std::string(discoveringText));
+        const auto client = access_.client();
+        const auto versions = client->listAppStoreVersions(app.appStoreId);
+        plan.app = referenceOf(app);
+        plan.folder = target.folder.rootURL.string();
+        plan.contexts = contextsOf(versions);
+        plan.version = contexts.current(versions, wanted.text(), app.displayName);
+        plan.context = plan.version.id();
+        if (!plan.version.takesPushes()) refuseReadOnly(plan.version.appStoreState);
+        const MetadataPusher pusher(*client, store, app.displayName);
+        pusher.requireChangeable(plan.version);
+        takeComparison(plan, compareTexts(store, wanted, access_.disabledLocales(app), filter));
+        if (requests == Requests::include && !plan.changes.empty()) {
+            operation.status("Resolving ASC IDs…");
+            auto planned = pusher.plan(app.appStoreId, plan.version, plan.changes);
+            plan.requests = std::move(planned.requests);
+            plan.conflicts = std::move(planned.failures);
+        }
+        operation.status({});
+    });
+    return plan;
+}
+
+PushReport MetadataController::push(const PushPlan& plan) {
+    PushReport result{plan.app, plan.context, plan.version, {}, plan.leftOut, plan.warnings, {}, makeUUID()};
+    gate_->run(OperationKind::push, [&](Operation& operation) {
+        if (plan.changes.empty()) throw OperationRefused(Refusal::nothingSelected);
+        const Target target = openForTransfer(operation);
+        const MetadataStore store(target.folder.contextFolder(plan.version.contextID()));
+        requireCurrent(plan, target, store);
+        operation.status("Resolving ASC IDs…");
+        const auto client = access_.client();
+        const auto tellProgress = [&](std::size_t done, std::size_t total) {
+            if (done == 0) operation.status("Pushing…");
+            operation.progress(done, total);
+        };
+        result.outcomes =
+            MetadataPusher(*client, store, target.app.displayName)
+                .push(target.app.appStoreId, plan.version, plan.changes, tellProgress,
+                      [&](const std::vector<PushOutcome>& outcomes) { record(plan, result.run, outcomes); });
+        result.report = pushReport(result.outcomes);
+        operation.status(result.report);
+        published_.update([&](MetadataState& state) { state.lastPush = result.outcomes; });
+        if (std::ranges::any_of(result.outcomes, &PushOutcome::success)) saveLostContexts(target, plan);
+        showResult(target);
+    });
+    return result;
+}
+
+// A plan may come back later, and from elsewhere: only texts that still are as they were shown are sent.
+void MetadataController::requireCurrent(const PushPlan& plan, const Target& target,
+                                        const MetadataStore& store) const {
+    const auto now = compareTexts(store, plan.version.contextID(), access_.disabledLocales(target.app));
+    const auto isCurrent = [&](const PendingChange& change) {
+        return std::ranges::find(now.changes, change) != now.changes.end();
+    };
+    if (plan.app.appStoreId != target.app.appStoreId || !std::ranges::all_of(plan.changes, isCurrent))
+        throw OperationRefused(Refusal::stalePlan);
+}
+
+// What a lost or damaged file said is known again once App Store Connect was asked.
+void MetadataController::saveLostContexts(const Target& target, const PushPlan& plan) const {
+    if (plan.contexts.empty() || access_.contexts(target.folder).saved()) return;
+    try {
+        access_.saveContexts(target.app, target.folder, plan.contexts, plan.context);
+    } catch (const FileError& error) {
+        logger_.warning(error.what());
+    }
+}
+
+void MetadataController::record(const PushPlan& plan, const std::string& run,
+                                const std::vector<PushOutcome>& outcomes) const {
+    std::vector<PushHistoryEntry> entries;
+    for (const PushOutcome& outcome : outcomes) {
+        if (!outcome.wasSent()) continue;
+        entries.push_back({.timestamp = access_.clock()(),
+                           .locale = outcome.change.locale,
+                           .fieldType = std::string(rawValue(outcome.change.field)),
+                           .previousValue = outcome.textBefore(),
+                           .newValue = std::string(outcome.change.textToSend()),
+                           .success = outcome.success,
+                           .errorMessage = outcome.errorMessage,
+                           .sessionId = run,
+                           .versionString = plan.version.versionString,
+                           .platform = std::string(rawValue(plan.version.platform)),
+                           .stateClass = std::string(rawValue(plan.version.stateClass)),
+                           .app = plan.app.id});
+    }
+    try {
+        access_.history().record(entries);
+    } catch (const std::exception& error) {
+        logger_.error(fmt::format("Failed to save push history: {}", error.what()));
+    }
+}
+
+} // namespace quorvel

@@ -1,0 +1,13 @@
+#include "Quorvel/controllers/metadata/PushPlan.h"
+
+#include "Core/metadata/TextComparison.h"
+
+#include <algorithm>
+
+namespace quorvel {
+
+bool PushPlan::leavesWaiting() const {
+    return std::ranges::any_of(leftOut, [](const LeftOutChange& one) { return waitsForUser(one.reason); });
+}
+
+} // namespace quorvel

@@ -1,0 +1,56 @@
+// What a push of texts would do.
+#pragma once
+
+#include "Core/metadata/MetadataPusher.h"
+#include "Core/metadata/PushSelection.h"
+
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace quorvel {
+
+/// The app that a plan or a result is of.
+struct AppReference {
+    std::optional<std::string> id; // of its record; nothing when it is not recorded
+    std::string appStoreId;
+    std::string bundleId;
+    std::string displayName;
+    QUORVEL_RECORD(AppReference, id, appStoreId, bundleId, displayName)
+    bool operator==(const AppReference&) const = default;
+};
+
+struct PushPlan {
+    AppReference app;
+    std::string folder;                    // the app's metadata folder
+    std::string context;                   // "ios/next"
+    PlatformContext version;               // as App Store Connect has it now
+    std::vector<PlatformContext> contexts; // all that the app has
+    std::vector<PendingChange> changes;    // that would be sent
+    std::vector<LeftOutChange> leftOut;    // of those that the filter takes
+    std::vector<PushWarning> warnings;     // about `changes`
+    std::vector<std::string> notices;      // about the copies of the last pull
+    std::optional<std::string> nothing;    // why nothing would be sent
+    std::vector<PlannedRequest> requests;  // where they were asked for
+    std::vector<PushOutcome> conflicts;    // changes that would fail, known with the requests
+    QUORVEL_RECORD(PushPlan, app, folder, context, version, contexts, changes, leftOut, warnings, notices,
+                   nothing, requests, conflicts)
+
+    /// Whether something stays behind until the user does something about it.
+    [[nodiscard]] bool leavesWaiting() const;
+};
+
+/// What was sent, each change with its outcome.
+struct PushReport {
+    AppReference app;
+    std::string context; // "ios/next"
+    PlatformContext version;
+    std::vector<PushOutcome> outcomes;
+    std::vector<LeftOutChange> leftOut;
+    std::vector<PushWarning> warnings;
+    std::string report;
+    std::string run; // in the history
+    QUORVEL_RECORD(PushReport, app, context, version, outcomes, leftOut, warnings, report, run)
+};
+
+} // namespace quorvel

@@ -1,0 +1,121 @@
+#include "Quorvel/controllers/metadata/RunReverter.h"
+
+#include "Core/metadata/MetadataError.h"
+#include "Platform/text/Text.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <map>
+
+namespace quorvel {
+
+namespace {
+
+// What a run made of one field.
+struct Change {
+    std::string previous;
+    std::string sent;
+};
+
+bool areEqual(std::string_view left, std::string_view right) {
+    return left == right || (isBlank(left) && isBlank(right));
+}
+
+class Reverter {
+  public:
+    Reverter(const MetadataStore& store, const LocaleSet& disabled, Date moment, DryRun dryRun)
+        : store_(store),
+          disabled_(disabled),
+          onDisk_(store.localesOnDisk()),
+          moment_(moment),
+          dryRun_(dryRun) {}
+
+    void revertLocale(const std::string& locale, const std::map<FieldType, Change>& changes) {
+        if (disabled_.contains(locale))
+            return warn("{} is disabled for this app, so its texts stay as they are. "
+                        "Enable the locale to revert them.",
+                        locale);
+        if (!std::ranges::binary_search(onDisk_, locale))
+            // A folder with the reverted texts alone would say that all the others are to be removed.
+            return warn("{} has no folder any more, so nothing of it was reverted. Pull to get it back.",
+                        locale);
+        for (const auto& [field, change] : changes)
+            revertField({locale, field}, change);
+    }
+
+    template <typename... Arguments>
+    void warn(fmt::format_string<Arguments...> text, Arguments&&... arguments) {
+        report_.warnings.push_back(fmt::format(text, std::forward<Arguments>(arguments)...));
+    }
+    [[nodiscard]] RevertReport takeReport() { return std::move(report_); }
+
+  private:
+    void revertField(const FieldKey& key, const Change& change) {
+        const auto local = store_.read(key.locale, key.field);
+        if (key.field == FieldType::name && isBlank(change.previous))
+            return warn("The name of {} stays, as App Store Connect has no localization without one. "
+                        "Remove the locale on App Store Connect if it should go.",
+                        key.locale);
+        if (areEqual(local.value_or(""), change.previous)) {
+            report_.unchanged.push_back(key);
+            return;
+        }
+        const bool isNewer = local && !isBlank(*local) && !areEqual(*local, change.sent);
+        if (isNewer) keep(key, *local);
+        if (dryRun_ == DryRun::no) store_.write(key.locale, key.field, change.previous);
+        report_.reverted.push_back(key);
+    }
+
+    void keep(const FieldKey& key, const std::string& text) {
+        const std::string path = dryRun_ == DryRun::no
+                                     ? store_.keepBeside(key.locale, key.field, text, moment_).native()
+                                     : std::string();
+        report_.kept.push_back({key.locale, key.field, path});
+    }
+
+    const MetadataStore& store_;
+    const LocaleSet& disabled_;
+    std::vector<std::string> onDisk_;
+    Date moment_;
+    DryRun dryRun_;
+    RevertReport report_;
+};
+
+} // namespace
+
+PlatformContext contextOfRun(const std::vector<PushHistoryEntry>& entries) {
+    for (const PushHistoryEntry& entry : entries) {
+        const auto platform = fromRawValue<ASCPlatform>(entry.platform.value_or(""));
+        const auto stateClass = fromRawValue<AppStoreVersionStateClass>(entry.stateClass.value_or(""));
+        if (platform && stateClass) return {*platform, *stateClass, entry.versionString.value_or(""), {}, {}};
+    }
+    throw MetadataError(
+        MetadataError::Kind::failed,
+        "The history does not tell which platform and version this run was of, so it cannot be reverted.");
+}
+
+RevertReport revertEntries(const std::vector<PushHistoryEntry>& entries, const MetadataStore& store,
+                           const LocaleSet& disabledLocales, Date moment, DryRun dryRun) {
+    Reverter reverter(store, disabledLocales, moment, dryRun);
+    std::map<std::string, std::map<FieldType, Change>> changes;
+    for (const PushHistoryEntry& entry : entries) {
+        if (!entry.success) continue;
+        const auto field = fromRawValue<FieldType>(entry.fieldType);
+        if (!field) {
+            reverter.warn("The field \"{}\" of {} is not known here, so it stays as it is.",
+                          escapeControls(entry.fieldType), entry.locale);
+            continue;
+        }
+        // Should a field have been sent twice, the text before the first counts.
+        const auto [place, isFirst] =
+            changes[entry.locale].try_emplace(*field, Change{entry.previousValue, entry.newValue});
+        if (!isFirst) place->second.sent = entry.newValue;
+    }
+    if (changes.empty()) reverter.warn("Nothing of this run reached App Store Connect.");
+    for (const auto& [locale, fields] : changes)
+        reverter.revertLocale(locale, fields);
+    return reverter.takeReport();
+}
+
+} // namespace quorvel

@@ -1,0 +1,220 @@
+#include "Quorvel/controllers/screenshots/ScreenshotsController.h"
+
+#include "Core/asc/ASCError.h"
+#include "Core/screenshots/ScreenshotError.h"
+#include "Platform/files/Files.h"
+#include "Platform/text/Text.h"
+#include "Quorvel/controllers/OperationRefused.h"
+#include "Quorvel/controllers/metadata/MetadataController.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <filesystem>
+
+namespace quorvel {
+
+namespace {
+
+std::uint64_t bytesToSend(const std::vector<ScreenshotSetEdit>& edits) {
+    std::uint64_t bytes = 0;
+    for (const ScreenshotSetEdit& edit : edits)
+        for (const ScreenshotPushItem& item : edit.localsToUpload) {
+            std::error_code unknown;
+            const auto size = std::filesystem::file_size(item.fileURL, unknown);
+            if (!unknown) bytes += size;
+        }
+    return bytes;
+}
+
+// The locales whose sets a plan is about, for reading App Store Connect.
+std::vector<std::string> localesOf(const PreparedScreenshots& prepared) {
+    std::vector<std::string> locales;
+    for (const ScreenshotSetStatus& set : prepared.plan.sets)
+        if (set.local > 0 && (locales.empty() || locales.back() != set.locale)) locales.push_back(set.locale);
+    return locales;
+}
+
+void takePrepared(ScreenshotPushPlan& plan, PreparedScreenshots found) {
+    for (const ScreenshotSetEdit& edit : found.plan.edits) {
+        plan.uploads += std::ssize(edit.localsToUpload);
+        plan.deletions += std::ssize(edit.ascIdsToDelete);
+    }
+    plan.uploadBytes = static_cast<std::int64_t>(bytesToSend(found.plan.edits));
+    plan.changedSets = std::ssize(found.plan.edits);
+    plan.sets = found.plan.sets;
+    plan.guesses = found.guesses;
+    plan.warnings = found.warnings;
+    plan.failures = found.failures;
+    plan.unreadableFolders = static_cast<std::int64_t>(found.unreadableFolders);
+    plan.prepared = std::make_shared<const PreparedScreenshots>(std::move(found));
+}
+
+bool arePartlyThere(const ScreenshotPushReport& report, const std::vector<ScreenshotSetStatus>& sets) {
+    return report.uploaded > 0 || report.deleted > 0 || !report.uploadedFiles.empty() ||
+           std::ranges::any_of(sets, [](const auto& set) { return set.local > 0 && set.unchanged > 0; });
+}
+
+} // namespace
+
+PlatformContext ScreenshotsController::currentContext(const ASCClientProtocol& client, const Target& target,
+                                                      const std::optional<std::string>& context) const {
+    if (context) (void)requireContextID(*context);
+    const auto versions = client.listAppStoreVersions(target.app.appStoreId);
+    return access_.contexts(target.folder).current(versions, context, target.app.displayName);
+}
+
+ScreenshotsPull ScreenshotsController::pull(const std::optional<std::string>& context) {
+    ScreenshotsPull pulled;
+    gate_->run(OperationKind::pullScreenshots, [&](Operation& operation) {
+        const Target target = access_.open(operation);
+        operation.status(fmt::format("Pulling the screenshots of {}…", target.app.displayName));
+        const auto client = access_.client();
+        pulled.version = currentContext(*client, target, context);
+        const ScreenshotsStore store = storeOf(target, pulled.version);
+        pulled.app = referenceOf(target.app);
+        pulled.context = pulled.version.id();
+        pulled.thumbnails = store.paths().thumbnails.string();
+        pulled.summary = store.pull(*client, *access_.http());
+        operation.status(fmt::format("Pulled {} screenshots", pulled.summary.totalScreenshots));
+    });
+    return pulled;
+}
+
+ScreenshotStatus ScreenshotsController::status(const std::optional<std::string>& context,
+                                               const ScreenshotChoice& choice) const {
+    const MetadataFolder folder = access_.folderToRead(access_.record(), *gate_);
+    const ContextID id = access_.contexts(folder).known(context).value_or(ContextID{});
+    const ScreenshotPaths paths = screenshotPaths(folder, id);
+    const auto catalog = loadCatalog(paths.catalog);
+    if (!catalog)
+        throw OperationRefused(Refusal::screenshotsNotPulled,
+                               fmt::format("the screenshots of {} have not been pulled into {}", id.text(),
+                                           escapeControls(folder.rootURL.native())));
+    const bool hasFolder = std::filesystem::is_directory(paths.pictures);
+    auto scan =
+        hasFolder ? scanScreenshots(paths.pictures, choice.selection) : ScreenshotPushScanner::ScanResult();
+    auto prepared =
+        prepareScreenshots(std::move(scan), *catalog, choice.mode, choice.check, choice.selection);
+    return {.folder = paths.pictures.string(),
+            .hasFolder = hasFolder,
+            .context = id.text(),
+            .mode = choice.mode,
+            .lastPulledAt = catalog->lastPulledAt,
+            .versionString = catalog->versionString,
+            .sets = std::move(prepared.plan.sets),
+            .guesses = std::move(prepared.guesses),
+            .warnings = std::move(prepared.warnings),
+            .failures = std::move(prepared.failures)};
+}
+
+PreparedScreenshots ScreenshotsController::compare(const ASCClientProtocol& client, const Target& target,
+                                                   const PlatformContext& version,
+                                                   ScreenshotPushScanner::ScanResult scan,
+                                                   const ScreenshotChoice& choice) const {
+    const auto locales = quorvel::localesOf(scan);
+    ScreenshotsCatalog remote;
+    if (!locales.empty()) remote = storeOf(target, version).readRemote(client, locales);
+    return prepareScreenshots(std::move(scan), remote, choice.mode, choice.check, choice.selection);
+}
+
+// A plan may come back later, and from elsewhere; only what still is as it was shown is done.
+PreparedScreenshots ScreenshotsController::compareAgain(const ASCClientProtocol& client, const Target& target,
+                                                        const ScreenshotPushPlan& plan) const {
+    const PlatformContext version = currentContext(client, target, plan.context);
+    if (version.versionId != plan.version.versionId) throw OperationRefused(Refusal::stalePlan);
+    if (!version.takesPushes()) throw ScreenshotError::readOnlyVersion(version.versionString);
+    const auto pictures = screenshotPaths(target.folder, plan.version.contextID()).pictures;
+    const ScreenshotChoice choice = plan.choice();
+    auto found = compare(client, target, plan.version, scanScreenshots(pictures, choice.selection), choice);
+    if (found.plan.sets != plan.sets) throw OperationRefused(Refusal::stalePlan);
+    requireSetLimits(found.plan.edits);
+    return found;
+}
+
+ScreenshotPushPlan ScreenshotsController::planPush(const std::optional<std::string>& context,
+                                                   const ScreenshotChoice& choice, DryRun dryRun) {
+    ScreenshotPushPlan plan{.mode = choice.mode,
+                            .locales = choice.selection.locales,
+                            .displayTypes = choice.selection.displayTypes,
+                            .checked = choice.check == PictureCheck::full};
+    gate_->run(OperationKind::pushScreenshots, [&](Operation& operation) {
+        const ManagedApp app = access_.record();
+        const auto client = access_.client();
+        plan.app = referenceOf(app);
+        plan.version = currentContext(*client, {app, access_.folder(app), std::nullopt}, context);
+        plan.context = plan.version.id();
+        if (!plan.version.takesPushes()) throw ScreenshotError::readOnlyVersion(plan.version.versionString);
+        auto scan = scanScreenshots(screenshotPaths(access_.folder(app), plan.version.contextID()).pictures,
+                                    choice.selection);
+        const Target target = access_.open(operation, dryRun);
+        plan.folder = target.folder.rootURL.string();
+        operation.status("Comparing with App Store Connect…");
+        takePrepared(plan, compare(*client, target, plan.version, std::move(scan), choice));
+        requireSetLimits(plan.prepared->plan.edits);
+        operation.status({});
+    });
+    return plan;
+}
+
+ScreenshotPushReport ScreenshotsController::push(const ScreenshotPushPlan& plan,
+                                                 const ScreenshotPusher::Observer& observer,
+                                                 const ScreenshotPushOptions& options) {
+    std::shared_ptr<const PreparedScreenshots> prepared = plan.prepared;
+    ScreenshotPushReport report{.app = plan.app, .context = plan.context, .version = plan.version};
+    report.warnings = plan.warnings;
+    report.failures = plan.failures;
+    report.notDone = std::ssize(plan.failures) + plan.unreadableFolders;
+    if (!prepared || !prepared->plan.edits.empty())
+        gate_->run(OperationKind::pushScreenshots, [&](Operation& operation) {
+            // Another push of this folder would take our reservations for its own leftovers.
+            const Target target = access_.open(operation);
+            const auto client = access_.client();
+            const auto http = access_.http();
+            // Another push since the comparison: what it added is recognised, what it deleted is not.
+            if (!prepared || plan.deletions > 0)
+                prepared = std::make_shared<const PreparedScreenshots>(compareAgain(*client, target, plan));
+            operation.status("Pushing screenshots…");
+            const auto summary =
+                ScreenshotPusher(*client, *http, plan.version, target.app.appStoreId, options)
+                    .push(prepared->plan.edits, observer);
+            report.uploaded = summary.uploaded;
+            report.deleted = summary.deleted;
+            report.setsCreated = summary.setsCreated;
+            for (const auto& file : summary.successfullyUploadedLocalURLs)
+                report.uploadedFiles.push_back(repairUTF8(file.native()));
+            report.notDone += std::ssize(summary.failures) + std::ssize(summary.warnings);
+            report.warnings.insert(report.warnings.end(), summary.warnings.begin(), summary.warnings.end());
+            report.failures.insert(report.failures.end(), summary.failures.begin(), summary.failures.end());
+            remember(*client, storeOf(target, plan.version), *prepared, report.warnings);
+            operation.status(fmt::format("Uploaded {} screenshots", report.uploaded));
+        });
+    for (const ScreenshotPushItem& item : prepared->plan.inProcessing)
+        report.warnings.push_back(
+            fmt::format("{}: was there, but App Store Connect was still processing it when the push began; "
+                        "pull to see the outcome.",
+                        item.text()));
+    report.somethingIsThere = arePartlyThere(report, plan.sets);
+    return report;
+}
+
+// What was pushed is done and is told, whatever becomes of the catalogue.
+void ScreenshotsController::remember(const ASCClientProtocol& client, const ScreenshotsStore& store,
+                                     const PreparedScreenshots& prepared,
+                                     std::vector<std::string>& warnings) const {
+    const auto warn = [&](std::string_view problem) {
+        warnings.push_back(fmt::format(
+            "The push is done, but the catalogue could not be brought up to date: {} Pull the screenshots.",
+            problem));
+    };
+    try {
+        const auto locales = localesOf(prepared);
+        store.remember(store.readRemote(client, locales), locales);
+    } catch (const ASCError& error) {
+        warn(error.description());
+    } catch (const FileError& error) {
+        warn(error.what());
+    }
+}
+
+} // namespace quorvel

@@ -1,0 +1,152 @@
+#include "Sandbox/relay/RelayModel.h"
+
+#include "Platform/json/JSON.h"
+#include "Platform/text/Text.h"
+#include "Sandbox/relay/PseudoLocale.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <charconv>
+
+namespace quorvel::sandbox {
+namespace {
+
+/// The text between two others; empty when they are not there.
+std::string_view between(std::string_view text, std::string_view begin, std::string_view end) {
+    const std::size_t start = text.find(begin);
+    if (start == text.npos) return {};
+    text.remove_prefix(start + begin.size());
+    const std::size_t stop = text.find(end);
+    return stop == text.npos ? std::string_view() : text.substr(0, stop);
+}
+
+std::vector<std::string> splitTexts(std::string_view text, char separator) {
+    std::vector<std::string> parts;
+    for (;;) {
+        const std::size_t end = std::min(text.find(separator), text.size());
+        if (const auto part = trim(text.substr(0, end)); !part.empty()) parts.emplace_back(part);
+        if (end == text.size()) return parts;
+        text.remove_prefix(end + 1);
+    }
+}
+
+std::size_t limitIn(std::string_view user) {
+    const std::string_view digits = between(user, "Reminder: ≤ ", " characters");
+    std::size_t limit = 0;
+    std::from_chars(digits.data(), digits.data() + digits.size(), limit);
+    return limit;
+}
+
+std::string cutToWords(std::string text, std::size_t limit) {
+    if (graphemeCount(text) <= limit) return text;
+    const std::string_view start = graphemePrefix(text, limit);
+    const std::size_t blank = start.rfind(' ');
+    return std::string(trim(start.substr(0, blank == start.npos ? start.size() : blank)));
+}
+
+std::string joinWithin(const std::vector<std::string>& terms, std::size_t limit) {
+    std::string joined;
+    for (const std::string& term : terms) {
+        const std::string longer = joined.empty() ? term : joined + "," + term;
+        if (graphemeCount(longer) <= limit) joined = longer;
+    }
+    return joined;
+}
+
+std::string exceed(std::string text, std::string_view separator, std::size_t limit) {
+    while (graphemeCount(text) < limit + 12)
+        text += std::string(separator) + "ẹẋṭṛạ";
+    return text;
+}
+
+// The keywords of the base locale are the line with the most commas.
+std::string_view baseKeywords(std::string_view user) {
+    std::string_view best;
+    while (!user.empty()) {
+        const std::size_t end = std::min(user.find('\n'), user.size());
+        const std::string_view line = user.substr(0, end);
+        if (std::ranges::count(line, ',') > std::ranges::count(best, ',')) best = line;
+        user.remove_prefix(std::min(end + 1, user.size()));
+    }
+    return best;
+}
+
+std::string expandEnglish(std::string_view user, bool tooLong) {
+    const auto base = splitTexts(baseKeywords(user), ',');
+    JSONValue::Array entries;
+    for (const std::string_view locale : {"en-US", "en-GB", "en-AU", "en-CA"}) {
+        std::vector<std::string> terms(base.begin(),
+                                       base.begin() + std::min<std::ptrdiff_t>(2, std::ssize(base)));
+        for (std::size_t at = terms.size(); at < base.size(); ++at)
+            terms.push_back(locale == "en-US" ? base[at] : base[at] + " " + asciiLowercase(locale.substr(3)));
+        std::string field = joinWithin(terms, 100);
+        if (tooLong) field = exceed(field, ",", 100);
+        entries.push_back(JSONValue::object({{"locale", locale}, {"keywords_field", field}}));
+    }
+    return encodeJSON(JSONValue::object(
+        {{"entries", JSONValue(std::move(entries))},
+         {"rationale", "The first terms stay everywhere; each storefront has long-tail terms of its own."}}));
+}
+
+} // namespace
+
+void RelayModel::setManner(ModelManner manner) {
+    manner_ = std::move(manner);
+    tooLong_.clear();
+}
+
+bool RelayModel::exceeds(const std::string& user) {
+    if (manner_.tooLongAnswers == 0) return false;
+    int& given = tooLong_[user.substr(0, user.find("\nThe previous attempt was"))];
+    if (given >= manner_.tooLongAnswers) return false;
+    ++given;
+    return true;
+}
+
+std::string RelayModel::wrap(std::string text) const {
+    if (manner_.wrapping == "fence") return fmt::format("```text\n{}\n```", text);
+    if (manner_.wrapping == "prose") return fmt::format("Here is the result:\n\n{}", text);
+    if (manner_.wrapping == "proseAndFence")
+        return fmt::format("Here is the result:\n\n```\n{}\n```\n\nIt keeps to the limit.", text);
+    if (manner_.wrapping == "quotes") return fmt::format("“{}”", text);
+    return text;
+}
+
+std::string RelayModel::translate(const ModelPrompt& prompt, const std::string& user) {
+    const std::string_view head = between(user, "Translate the following ", ":\n\n---\n");
+    const std::size_t to = head.rfind(" to ");
+    const std::string_view locale = to == head.npos ? std::string_view() : head.substr(to + 4);
+    const std::size_t begin = user.find("---\n") + 4;
+    const std::size_t end = user.rfind("\n---\n\nOutput ONLY");
+    if (locale.empty() || end == user.npos || end < begin) return "";
+    auto kept = splitTexts(between(prompt.system, "(keep verbatim, do not translate):\n", "\n\n"), '\n');
+    std::erase(kept, "(none)");
+    const std::size_t limit = limitIn(user);
+    std::string text = pseudoLocalise(std::string_view(user).substr(begin, end - begin), locale, kept);
+    return exceeds(user) ? exceed(std::move(text), " ", limit) : cutToWords(std::move(text), limit);
+}
+
+std::string RelayModel::generateKeywords(const ModelPrompt& prompt, const std::string& user) {
+    const std::string_view locale = between(user, "keywords field for the ", " App Store.");
+    const std::string_view reference = between(prompt.system, "actually search):\n", "\n\nRules:");
+    std::vector<std::string> terms;
+    for (const std::string& term : splitTexts(reference, ','))
+        terms.push_back(pseudoLocalise(term, locale));
+    const std::size_t limit = limitIn(user);
+    std::string text = joinWithin(terms, limit);
+    return exceeds(user) ? exceed(std::move(text), ",", limit) : text;
+}
+
+std::string RelayModel::answer(const ModelPrompt& prompt) {
+    const std::string user = prompt.userTexts.empty() ? "" : prompt.userTexts.back();
+    if (prompt.system.find("**English locale expansion**") != std::string::npos)
+        return wrap(expandEnglish(user, exceeds(user)));
+    if (user.starts_with("Translate the following ")) return wrap(translate(prompt, user));
+    if (user.starts_with("Generate the optimized keywords field"))
+        return wrap(generateKeywords(prompt, user));
+    if (prompt.wantsJSON) return wrap(R"({"answer":"The sandbox's model knows no answer to this."})");
+    return wrap("The sandbox's model read: " + std::string(graphemePrefix(user, 200)));
+}
+
+} // namespace quorvel::sandbox
