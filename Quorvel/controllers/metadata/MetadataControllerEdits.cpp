@@ -5,6 +5,7 @@
 #include "Core/metadata/MetadataTexts.h"
 #include "Platform/files/Files.h"
 #include "Platform/text/Text.h"
+#include "Quorvel/workspace/AppFolder.h"
 
 #include <fmt/format.h>
 
