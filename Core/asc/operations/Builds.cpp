@@ -6,7 +6,8 @@ namespace quorvel {
 
 using namespace operations;
 
-namespace {
+// Not in the unnamed namespace: clang takes no record there that holds an optional record.
+namespace operations {
 
 /// A build with the reference from which its pre-release version is found among the included resources.
 struct BuildWithPreReleaseVersion {
@@ -24,6 +25,11 @@ struct BuildWithPreReleaseVersion {
     std::optional<Relationships> relationships;
     QUORVEL_RECORD(BuildWithPreReleaseVersion, id, type, attributes, relationships)
 };
+
+} // namespace operations
+
+namespace {
+
 using BuildPage = ASCResponseWithIncluded<std::vector<BuildWithPreReleaseVersion>,
                                           ASCResource<PreReleaseVersionAttributes>>;
 

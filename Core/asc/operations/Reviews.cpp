@@ -4,7 +4,8 @@ namespace quorvel {
 
 using namespace operations;
 
-namespace {
+// Not in the unnamed namespace: clang takes no record there that holds an optional record.
+namespace operations {
 
 /// A review with the reference that tells whether a response exists.
 struct ReviewWithResponse {
@@ -26,6 +27,11 @@ struct ReviewWithResponse {
         return relationships && relationships->response && relationships->response->data;
     }
 };
+
+} // namespace operations
+
+namespace {
+
 using ReviewPage = ASCResponse<std::vector<ReviewWithResponse>>;
 
 } // namespace

@@ -1,6 +1,7 @@
 #include "Core/metadata/BookmarkResolver.h"
 #include "Core/metadata/ContextsStore.h"
 #include "Core/metadata/LocalizationWriter.h"
+#include "Core/metadata/OlderLayout.h"
 #include "Platform/files/FileLock.h"
 #include "Platform/task/StopToken.h"
 #include "Platform/task/Task.h"
