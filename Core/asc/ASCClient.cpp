@@ -124,7 +124,8 @@ void ASCClient::waitBeforeRetry(int status, double delay, int attempt) const {
 
 std::string ASCClient::exchange(const ASCRequest& request) const {
     const std::string url = urlOf(request);
-    logger_.debug(fmt::format("{} {}", request.method, request.absoluteURL ? url : request.path));
+    logger_.debug(fmt::format("{} {}", request.method,
+                              request.absoluteURL ? url.substr(0, url.find('?')) : request.path));
     for (int attempt = 1;; ++attempt) {
         checkCancellation();
         HTTPResponse response = sendOnce(request, url);

@@ -11,14 +11,6 @@ namespace quorvel {
 
 namespace {
 
-std::optional<MetadataFolder> folderOf(Application& application, const ManagedApp& app) {
-    try {
-        return appFolderOf(app, application.home(), application.apps());
-    } catch (const std::exception&) { // a lost folder: the list shows that there is none
-        return std::nullopt;
-    }
-}
-
 // An app whose texts cannot be read is still listed.
 void countPending(AppOverview& overview, const LocaleSet& disabledLocales) {
     if (overview.folder.empty()) return;
@@ -59,7 +51,7 @@ std::vector<AppOverview> overviewsOf(Application& application, const std::vector
                              .appStoreId = app.appStoreId,
                              .workspace = app.workspace};
         if (app.workspace) overview.workspaceName = names[*app.workspace];
-        if (const auto folder = folderOf(application, app)) overview.folder = folder->rootURL.string();
+        if (const auto folder = application.folderOf(app)) overview.folder = folder->rootURL.string();
         if (const auto found = state->summaries.find(app.id); found != state->summaries.end()) {
             const WorkspaceIndex::Summary& summary = found->second;
             overview.bucket = summary.bucket();

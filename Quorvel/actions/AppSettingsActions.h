@@ -8,12 +8,7 @@ namespace quorvel {
 
 struct ShowApp {
     static constexpr ActionInfo info{"show_app", "Show everything that is recorded of an app"};
-    struct Request {
-        std::optional<std::string> app;
-        std::optional<std::string> workspace;
-        QUORVEL_RECORD(Request, app, workspace)
-        static constexpr JSONMember members[] = {appMember, workspaceMember};
-    };
+    using Request = AppRequest;
     struct Result {
         ManagedApp app;
         std::optional<std::string> workspaceName;
@@ -70,7 +65,7 @@ struct FieldRules {
 
 struct ListRules {
     static constexpr ActionInfo info{"list_rules", "Show the rules of an app's fields"};
-    using Request = ShowApp::Request;
+    using Request = AppRequest;
     using Result = FieldRules;
     [[nodiscard]] static Result perform(Application& application, const Request& request,
                                         const ActionProgress& progress = {});

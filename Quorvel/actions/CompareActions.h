@@ -46,14 +46,7 @@ struct ComparedContext {
 struct TextStatus {
     static constexpr ActionInfo info{
         "text_status", "Show the grid of locales and fields, what changed, and what a push would leave out"};
-    struct Request {
-        std::optional<std::string> app;
-        std::optional<std::string> workspace;
-        std::optional<std::string> context;
-        std::optional<std::string> folder;
-        QUORVEL_RECORD(Request, app, workspace, context, folder)
-        static constexpr JSONMember members[] = {appMember, workspaceMember, contextMember, folderMember};
-    };
+    using Request = FolderRequest;
     struct Result {
         ComparedContext compared;
         bool interruptedPull = false;
@@ -75,7 +68,7 @@ struct TextStatus {
 
 struct DiffTexts {
     static constexpr ActionInfo info{"diff_texts", "Show the pending changes word by word"};
-    using Request = TextStatus::Request;
+    using Request = FolderRequest;
     struct Segment {
         DiffSegment::Kind kind = DiffSegment::Kind::same;
         std::string text;

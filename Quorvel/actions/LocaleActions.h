@@ -35,12 +35,7 @@ struct AddLocale {
 
 struct ListLocales {
     static constexpr ActionInfo info{"list_locales", "List the locales that an app manages"};
-    struct Request {
-        std::optional<std::string> app;
-        std::optional<std::string> workspace;
-        QUORVEL_RECORD(Request, app, workspace)
-        static constexpr JSONMember members[] = {appMember, workspaceMember};
-    };
+    using Request = AppRequest;
     struct Result {
         AppReference app;
         std::vector<ManagedLocale> locales;

@@ -9,14 +9,7 @@ namespace quorvel {
 struct PullScreenshots {
     static constexpr ActionInfo info{
         "pull_screenshots", "Copy the list and the thumbnails of an app's screenshots", Effect::localFiles};
-    struct Request {
-        std::optional<std::string> app;
-        std::optional<std::string> workspace;
-        std::optional<std::string> context;
-        std::optional<std::string> folder;
-        QUORVEL_RECORD(Request, app, workspace, context, folder)
-        static constexpr JSONMember members[] = {appMember, workspaceMember, contextMember, folderMember};
-    };
+    using Request = FolderRequest;
     struct Result {
         ScreenshotsPull pull;
         std::optional<ImportedAppReport> imported;

@@ -1,6 +1,5 @@
 #include "Quorvel/actions/Target.h"
 
-#include "Core/metadata/MetadataError.h"
 #include "Quorvel/application/Application.h"
 #include "Quorvel/workspace/AppFolder.h"
 
@@ -18,15 +17,6 @@ std::optional<MetadataFolder> folderOf(const Application& application, const Req
 OpenedApp opened(Application& application, ManagedApp app, const RequestedTarget& target) {
     auto session = application.session(app.id, folderOf(application, target));
     return {std::move(app), std::move(session), std::nullopt};
-}
-
-// One that is lost is nobody's.
-bool isOwnFolder(Application& application, const ManagedApp& app, const std::string& folder) {
-    try {
-        return appFolderOf(app, application.home(), application.apps()).rootURL == folder;
-    } catch (const MetadataError&) {
-        return false;
-    }
 }
 
 } // namespace
@@ -69,7 +59,7 @@ OpenedApp openPlanned(Application& application, const AppReference& app,
                       const std::optional<std::string>& workspace, const std::string& folder) {
     RequestedTarget target{{app.id ? app.id : app.appStoreId, workspace}, std::nullopt};
     OpenedApp result = openOrImport(application, target);
-    if (isOwnFolder(application, result.app, folder)) return result;
+    if (application.folderOf(result.app) == MetadataFolder{folder}) return result;
     target.folder = folder; // it was named for once
     result.session = opened(application, result.app, target).session;
     return result;

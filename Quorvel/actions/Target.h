@@ -25,6 +25,36 @@ inline constexpr JSONMember folderMember{
     "folder", "Use this metadata folder instead of the app's own, this time only."};
 inline constexpr JSONMember dryRunMember{"dryRun", "Show what would be done and change nothing."};
 
+/// A request about an app and nothing more.
+struct AppRequest {
+    std::optional<std::string> app;
+    std::optional<std::string> workspace;
+    QUORVEL_RECORD(AppRequest, app, workspace)
+    static constexpr JSONMember members[] = {appMember, workspaceMember};
+};
+
+/// A request about a context of an app's folder.
+struct FolderRequest {
+    std::optional<std::string> app;
+    std::optional<std::string> workspace;
+    std::optional<std::string> context;
+    std::optional<std::string> folder;
+    QUORVEL_RECORD(FolderRequest, app, workspace, context, folder)
+    static constexpr JSONMember members[] = {appMember, workspaceMember, contextMember, folderMember};
+};
+
+/// The same for what may change the folder.
+struct FolderChangeRequest {
+    std::optional<std::string> app;
+    std::optional<std::string> workspace;
+    std::optional<std::string> context;
+    std::optional<std::string> folder;
+    bool dryRun = false;
+    QUORVEL_RECORD(FolderChangeRequest, app, workspace, context, folder, dryRun)
+    static constexpr JSONMember members[] = {appMember, workspaceMember, contextMember, folderMember,
+                                             dryRunMember};
+};
+
 /// What a request says of its app.
 struct RequestedTarget {
     AppChoice choice;

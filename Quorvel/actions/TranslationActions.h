@@ -70,16 +70,7 @@ struct TranslateTexts {
 struct PlanEnglishKeywords {
     static constexpr ActionInfo info{"plan_english_keywords",
                                      "Show the prompt for the keywords of the four English locales"};
-    struct Request {
-        std::optional<std::string> app;
-        std::optional<std::string> workspace;
-        std::optional<std::string> context;
-        std::optional<std::string> folder;
-        bool dryRun = false;
-        QUORVEL_RECORD(Request, app, workspace, context, folder, dryRun)
-        static constexpr JSONMember members[] = {appMember, workspaceMember, contextMember, folderMember,
-                                                 dryRunMember};
-    };
+    using Request = FolderChangeRequest;
     struct Result {
         EnglishKeywordsPlan plan;
         QUORVEL_RECORD(Result, plan)

@@ -55,16 +55,7 @@ struct TidyTexts {
     static constexpr ActionInfo info{"tidy_texts",
                                      "Strip final line breaks and byte order marks from the local texts",
                                      Effect::localFiles};
-    struct Request {
-        std::optional<std::string> app;
-        std::optional<std::string> workspace;
-        std::optional<std::string> context;
-        std::optional<std::string> folder;
-        bool dryRun = false;
-        QUORVEL_RECORD(Request, app, workspace, context, folder, dryRun)
-        static constexpr JSONMember members[] = {appMember, workspaceMember, contextMember, folderMember,
-                                                 dryRunMember};
-    };
+    using Request = FolderChangeRequest;
     struct Result {
         std::optional<AppReference> app; // nothing over a named folder of no recorded app
         TidyReport report;

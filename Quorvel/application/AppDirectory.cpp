@@ -1,6 +1,5 @@
 #include "Quorvel/application/AppDirectory.h"
 
-#include "Core/metadata/MetadataError.h"
 #include "Core/records/RecordError.h"
 #include "Platform/text/Spelling.h"
 #include "Platform/text/Text.h"
@@ -202,19 +201,6 @@ LocatedApp AppDirectory::locate() const {
     return {unrecorded(app), keyOwner(), app};
 }
 
-namespace {
-
-// The app's own; for one that is lost, the folder of its name.
-std::string folderOf(Application& application, const ManagedApp& app) {
-    try {
-        return appFolderOf(app, application.home(), application.apps()).rootURL.string();
-    } catch (const MetadataError&) {
-        return defaultAppFolder(application.home(), app.slug).rootURL.string();
-    }
-}
-
-} // namespace
-
 ImportedAppReport AppDirectory::import(const AccountApp& app) const {
     // A recorded app stays in its workspace unless another is named.
     const auto recorded = application_.apps().locate(app.id);
@@ -237,7 +223,9 @@ ImportedAppReport AppDirectory::import(const AccountApp& app) const {
             report.workspaceName = workspace->name;
     report.isActiveWorkspace = imported.app.workspace == application_.activeWorkspace().id();
     if (imported.avoidedFolder) report.avoidedFolder = imported.avoidedFolder->rootURL.string();
-    report.folder = folderOf(application_, imported.app);
+    report.folder = application_.folderOf(imported.app)
+                        .value_or(defaultAppFolder(application_.home(), imported.app.slug))
+                        .rootURL.string();
     return report;
 }
 

@@ -3,6 +3,7 @@
 #include "Core/ai/ClaudeError.h"
 #include "Core/asc/ASCSettingsViewModel.h"
 #include "Platform/log/Log.h"
+#include "Quorvel/workspace/AppFolder.h"
 
 #include <fmt/format.h>
 
@@ -157,6 +158,14 @@ WorkspaceIndex& Application::index() {
         index_ = std::move(index);
     }
     return *index_;
+}
+
+std::optional<MetadataFolder> Application::folderOf(const ManagedApp& app) {
+    try {
+        return appFolderOf(app, home(), apps());
+    } catch (const std::exception&) {
+        return std::nullopt;
+    }
 }
 
 std::chrono::milliseconds Application::clockCorrection() const {

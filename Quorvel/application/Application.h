@@ -84,6 +84,8 @@ class Application {
     [[nodiscard]] SharedContainer container();
     [[nodiscard]] AppRecords apps() { return {container(), clock()}; }
     [[nodiscard]] WorkspaceRecords workspaces() { return {container(), clock()}; }
+    /// The metadata folder of a recorded app; nothing where it is lost or cannot be told.
+    [[nodiscard]] std::optional<MetadataFolder> folderOf(const ManagedApp& app);
     [[nodiscard]] PushHistory history() { return PushHistory(container()); }
     [[nodiscard]] ActiveWorkspace activeWorkspace() const { return ActiveWorkspace(userDefaults_); }
     /// The summaries of all apps, which follow every pull.

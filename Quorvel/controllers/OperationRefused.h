@@ -1,8 +1,6 @@
 // Why a controller does not begin an operation.
 #pragma once
 
-#include "Platform/json/RawValue.h"
-
 #include <stdexcept>
 #include <string>
 #include <string_view>
@@ -24,26 +22,6 @@ enum class Refusal {
     sourceIsTarget, // only the source locale is to be translated
     noTargetLocales,
     noBaseKeywords, // of the English locales
-};
-
-template <>
-struct RawValues<Refusal> {
-    static constexpr std::pair<Refusal, std::string_view> values[] = {
-        {Refusal::operationRunning, "operationRunning"},
-        {Refusal::noAppStoreID, "noAppStoreID"},
-        {Refusal::folderNotResolved, "folderNotResolved"},
-        {Refusal::folderUnavailable, "folderUnavailable"},
-        {Refusal::noVersions, "noVersions"},
-        {Refusal::noContextSelected, "noContextSelected"},
-        {Refusal::readOnlyContext, "readOnlyContext"},
-        {Refusal::nothingSelected, "nothingSelected"},
-        {Refusal::noPendingChanges, "noPendingChanges"},
-        {Refusal::screenshotsNotPulled, "screenshotsNotPulled"},
-        {Refusal::stalePlan, "stalePlan"},
-        {Refusal::sourceIsTarget, "sourceIsTarget"},
-        {Refusal::noTargetLocales, "noTargetLocales"},
-        {Refusal::noBaseKeywords, "noBaseKeywords"},
-    };
 };
 
 /// The words for a refusal.

@@ -3,7 +3,7 @@
 
 #include "Platform/json/JSON.h"
 #include "Programs/quorvel/Invocation.h"
-#include "Programs/quorvel/TemporaryFolder.h"
+#include "Programs/quorvel/commands/DemoFolder.h"
 #include "Sandbox/SandboxServer.h"
 
 #include <cstddef>
@@ -39,7 +39,7 @@ class DemoStage {
     /// it is interrupted.
     void command(const std::vector<std::string>& words);
 
-    [[nodiscard]] TemporaryFolder& folder() { return folder_; }
+    [[nodiscard]] DemoFolder& folder() { return folder_; }
     [[nodiscard]] sandbox::SandboxServer& server() { return server_; }
     [[nodiscard]] const std::vector<Step>& steps() const { return steps_; }
 
@@ -59,7 +59,7 @@ class DemoStage {
     [[nodiscard]] Surroundings innerSurroundings();
 
     Invocation& invocation_;
-    TemporaryFolder folder_;
+    DemoFolder folder_;
     sandbox::SandboxServer server_;
     Indented indented_;
     Surroundings inner_;

@@ -1,4 +1,4 @@
-// A fresh folder that goes away with its object.
+// The folder of a demo, which goes away with its object.
 #pragma once
 
 #include <filesystem>
@@ -6,13 +6,13 @@
 
 namespace quorvel {
 
-class TemporaryFolder {
+class DemoFolder {
   public:
     /// Makes a folder whose name begins with `prefix`, for this user only. Throws `FileError`.
-    explicit TemporaryFolder(std::string_view prefix);
-    ~TemporaryFolder();
-    TemporaryFolder(const TemporaryFolder&) = delete;
-    TemporaryFolder& operator=(const TemporaryFolder&) = delete;
+    explicit DemoFolder(std::string_view prefix);
+    ~DemoFolder();
+    DemoFolder(const DemoFolder&) = delete;
+    DemoFolder& operator=(const DemoFolder&) = delete;
 
     [[nodiscard]] const std::filesystem::path& path() const { return path_; }
     /// Leaves the folder in place.

@@ -1,4 +1,4 @@
-#include "Programs/quorvel/TemporaryFolder.h"
+#include "Programs/quorvel/commands/DemoFolder.h"
 
 #include "Platform/files/Files.h"
 
@@ -9,14 +9,14 @@
 
 namespace quorvel {
 
-TemporaryFolder::TemporaryFolder(std::string_view prefix) {
+DemoFolder::DemoFolder(std::string_view prefix) {
     std::string pattern =
         (std::filesystem::temp_directory_path() / (std::string(prefix) + "XXXXXX")).string();
     if (!mkdtemp(pattern.data())) throw FileError(pattern, "the temporary folder cannot be made", errno);
     path_ = pattern;
 }
 
-TemporaryFolder::~TemporaryFolder() {
+DemoFolder::~DemoFolder() {
     std::error_code ignored;
     if (!kept_) std::filesystem::remove_all(path_, ignored);
 }
