@@ -16,14 +16,21 @@ class HTTPClient {
     [[nodiscard]] virtual HTTPResponse send(const HTTPRequest& request) = 0;
 };
 
+/// Whether a client sends over plain http, which never goes further than this machine.
+enum class PlainHTTP { onThisMachine, refused };
+
 /// The production client over the program's shared session.
 class URLSessionHTTPClient : public HTTPClient {
   public:
-    explicit URLSessionHTTPClient(std::shared_ptr<URLSession> session) : session_(std::move(session)) {}
-    [[nodiscard]] HTTPResponse send(const HTTPRequest& request) override { return session_->send(request); }
+    explicit URLSessionHTTPClient(std::shared_ptr<URLSession> session,
+                                  PlainHTTP plainHTTP = PlainHTTP::onThisMachine)
+        : session_(std::move(session)), plainHTTP_(plainHTTP) {}
+    /// Throws also `TransportError` (`refusedURL`) for plain http where that is refused.
+    [[nodiscard]] HTTPResponse send(const HTTPRequest& request) override;
 
   private:
     std::shared_ptr<URLSession> session_;
+    PlainHTTP plainHTTP_;
 };
 
 } // namespace quorvel

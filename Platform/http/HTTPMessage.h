@@ -33,6 +33,10 @@ using TransferProgress = std::function<void(std::uint64_t moved, std::uint64_t t
 
 enum class RedirectPolicy { refuse, follow };
 
+/// Whether a request whose answer was lost or unreadable is sent again: one with an idempotent method (GET,
+/// HEAD, PUT, DELETE), or also another that does no harm twice.
+enum class Repetition { ofIdempotentMethods, allowed };
+
 struct HTTPRequest {
     std::string method = "GET";
     std::string url = {};
@@ -41,6 +45,8 @@ struct HTTPRequest {
     std::chrono::milliseconds timeout{60'000};
     // Followed ones (at most five) never carry the Authorization header along.
     RedirectPolicy redirects = RedirectPolicy::refuse;
+    Repetition repetition = Repetition::ofIdempotentMethods;
+    std::optional<std::uint64_t> maximumBodyBytes = {}; // of the answer; the session's bound when empty
     TransferProgress uploadProgress = {};
 };
 

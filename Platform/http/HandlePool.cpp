@@ -44,8 +44,7 @@ void SharedCaches::unlock(CURL*, curl_lock_data data, void* self) {
     static_cast<SharedCaches*>(self)->mutexes_.at(data).unlock();
 }
 
-HandlePool::HandlePool(std::filesystem::path certificateFile)
-    : certificateFile_(std::move(certificateFile)) {}
+HandlePool::HandlePool(URLSession::Options options) : options_(std::move(options)) {}
 
 HandlePair HandlePool::take(std::string_view origin) {
     HandlePair handles;
@@ -77,10 +76,11 @@ EasyHandle HandlePool::makeEasy() const {
     // `Transfer::run` keeps the deadline of the whole transfer.
     setOption(handle, CURLOPT_CONNECTTIMEOUT_MS, connectTimeoutMilliseconds);
     setOption(handle, CURLOPT_SUPPRESS_CONNECT_HEADERS, 1L);
-    if (!certificateFile_.empty()) {
-        setOption(handle, CURLOPT_CAINFO, certificateFile_.c_str());
-        setOption(handle, CURLOPT_CAPATH, static_cast<char*>(nullptr));
-    }
+    if (!options_.certificateFile.empty())
+        setOption(handle, CURLOPT_CAINFO, options_.certificateFile.c_str());
+    if (!options_.certificateFolder.empty())
+        setOption(handle, CURLOPT_CAPATH, options_.certificateFolder.c_str());
+    if (!options_.userAgent.empty()) setOption(handle, CURLOPT_USERAGENT, options_.userAgent.c_str());
     return owner;
 }
 

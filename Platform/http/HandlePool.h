@@ -3,9 +3,9 @@
 #pragma once
 
 #include "Platform/http/CurlHandles.h"
+#include "Platform/http/URLSession.h"
 
 #include <array>
-#include <filesystem>
 #include <mutex>
 #include <string>
 #include <string_view>
@@ -39,8 +39,9 @@ class SharedCaches {
 /// Keeps a bounded number of idle pairs. Thread-safe.
 class HandlePool {
   public:
-    /// `certificateFile` as in `URLSession::Options`.
-    explicit HandlePool(std::filesystem::path certificateFile);
+    explicit HandlePool(URLSession::Options options);
+
+    [[nodiscard]] const URLSession::Options& options() const { return options_; }
 
     /// A pair for a transfer with `origin`, preferably one that has a connection to it. Its easy handle has
     /// the options that all transfers share; any other option may still be as the last transfer set it,
@@ -54,7 +55,7 @@ class HandlePool {
     void giveBack(HandlePair handles);
 
   private:
-    const std::filesystem::path certificateFile_;
+    const URLSession::Options options_;
     SharedCaches caches_; // outlives the handles
     std::mutex mutex_;
     std::vector<HandlePair> idle_; // the one used last stands last

@@ -37,10 +37,10 @@ bool hasHeader(const HTTPRequest& request, std::string_view name) {
 
 } // namespace
 
-Transfer::Transfer(const HTTPRequest& request, HandlePool& pool, std::uint64_t maximumBodyBytes,
-                   const std::optional<DownloadTarget>& target, int sendsLeft)
+Transfer::Transfer(const HTTPRequest& request, HandlePool& pool, const std::optional<DownloadTarget>& target,
+                   int sendsLeft)
     : request_(request),
-      maximumBodyBytes_(maximumBodyBytes),
+      maximumBodyBytes_(request.maximumBodyBytes.value_or(pool.options().maximumBodyBytes)),
       target_(target),
       pool_(pool),
       handles_(pool.take(originOf(request.url))),
@@ -70,14 +70,17 @@ void Transfer::end(Ending ending, CURLcode code) {
 }
 
 bool Transfer::mayBeSentAgain() const {
-    if (ending_ != Ending::finished || failure_ || !wasSent_ || sendsLeft_ == 0 || headerBytes_ != 0)
-        return false;
+    if (ending_ != Ending::finished || failure_ || !wasSent_ || sendsLeft_ == 0) return false;
     switch (code_) {
     case CURLE_GOT_NOTHING:
     case CURLE_SEND_ERROR:
     case CURLE_RECV_ERROR:
     case CURLE_HTTP2:
     case CURLE_HTTP2_STREAM:
+    case CURLE_PARTIAL_FILE:
+    case CURLE_UNSUPPORTED_PROTOCOL: // no status line
+    case CURLE_WEIRD_SERVER_REPLY:
+    case CURLE_BAD_CONTENT_ENCODING:
         return true;
     default:
         return false;
@@ -92,9 +95,12 @@ HTTPResponse Transfer::takeResponse() {
     if (code_ != CURLE_OK) {
         long errorNumber = 0;
         curl_easy_getinfo(handle(), CURLINFO_OS_ERRNO, &errorNumber);
+        long proxyStatus = 0;
+        curl_easy_getinfo(handle(), CURLINFO_HTTP_CONNECTCODE, &proxyStatus);
         throw transferFailed(request_,
                              {.code = code_,
                               .errorNumber = static_cast<int>(errorNumber),
+                              .proxyStatus = static_cast<int>(proxyStatus),
                               .wasSent = wasSent_,
                               .detail = curlText_[0] != 0 ? curlText_.data() : curl_easy_strerror(code_)});
     }
@@ -111,7 +117,11 @@ void Transfer::setUpConnection() {
               long(isEncrypted ? CURL_HTTP_VERSION_2TLS : CURL_HTTP_VERSION_1_1));
     // Plain http is accepted for loopback hosts only.
     const bool isLoopback = !isEncrypted || isLoopbackURL(request_.url);
-    setOption(handle, CURLOPT_PROXY, isLoopback ? "" : nullptr); // none, or that of the environment
+    const std::string& proxy = pool_.options().proxy;
+    setOption(handle, CURLOPT_PROXY,
+              isLoopback      ? ""
+              : proxy.empty() ? nullptr // that of the environment
+                              : proxy.c_str());
 }
 
 void Transfer::setUpRequest() {

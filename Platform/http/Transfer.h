@@ -27,8 +27,8 @@ class Transfer {
 
     /// Sends at most `sendsLeft` times, libcurl's own repetitions included. Throws `TransportError` when the
     /// request must not be sent or its file cannot be.
-    Transfer(const HTTPRequest& request, HandlePool& pool, std::uint64_t maximumBodyBytes,
-             const std::optional<DownloadTarget>& target, int sendsLeft);
+    Transfer(const HTTPRequest& request, HandlePool& pool, const std::optional<DownloadTarget>& target,
+             int sendsLeft);
     ~Transfer();
     Transfer(const Transfer&) = delete;
     Transfer& operator=(const Transfer&) = delete;
@@ -39,7 +39,7 @@ class Transfer {
     /// stops.
     void run(Deadline deadline, const std::stop_token& task, const std::stop_token& session);
 
-    /// Of an ended transfer: whether it broke before any answer came and may be sent again.
+    /// Of an ended transfer: whether it broke without a whole answer and may be sent again.
     [[nodiscard]] bool mayBeSentAgain() const;
 
     /// Of an ended transfer: the whole answer, its file in place. Throws what ended it otherwise; the

@@ -27,6 +27,7 @@ namespace quorvel {
 struct TransferFailure {
     int code = 0;        // a CURLcode
     int errorNumber = 0; // of the connection, 0 when unknown
+    int proxyStatus = 0; // what a proxy answered to the wish for a connection, 0 when none did
     bool wasSent = false;
     std::string_view detail; // libcurl's own text
 };

@@ -19,8 +19,10 @@ constexpr int mostSends = 5; // of a request that may be repeated
 constexpr int mostRedirects = 5;
 constexpr std::chrono::hours longestTimeout{24 * 365}; // the clock overflows beyond 292 years
 
-bool isIdempotent(std::string_view method) {
-    return method == "GET" || method == "HEAD" || method == "PUT" || method == "DELETE";
+bool mayBeRepeated(const HTTPRequest& request) {
+    const std::string_view method = request.method;
+    return request.repetition == Repetition::allowed || method == "GET" || method == "HEAD" ||
+           method == "PUT" || method == "DELETE";
 }
 
 bool isToken(std::string_view text) {
@@ -91,8 +93,7 @@ std::optional<std::string> redirectTarget(const HTTPRequest& request, const HTTP
 } // namespace
 
 struct URLSession::Implementation {
-    explicit Implementation(Options sessionOptions)
-        : options(std::move(sessionOptions)), handles(options.certificateFile) {}
+    explicit Implementation(Options options) : handles(std::move(options)) {}
     ~Implementation();
     Implementation(const Implementation&) = delete;
     Implementation& operator=(const Implementation&) = delete;
@@ -119,7 +120,6 @@ struct URLSession::Implementation {
         Implementation& session_;
     };
 
-    const Options options;
     std::stop_source closing;
     HandlePool handles;
     std::mutex mutex;
@@ -170,11 +170,11 @@ HTTPResponse URLSession::Implementation::exchange(const HTTPRequest& request,
 HTTPResponse URLSession::Implementation::sendOnce(const HTTPRequest& request,
                                                   const std::optional<DownloadTarget>& target,
                                                   Transfer::Deadline deadline) {
-    int sendsLeft = isIdempotent(request.method) ? mostSends : 1;
+    int sendsLeft = mayBeRepeated(request) ? mostSends : 1;
     while (true) {
         checkCancellation();
         if (std::chrono::steady_clock::now() >= deadline) throw timedOut(request);
-        Transfer transfer(request, handles, options.maximumBodyBytes, target, sendsLeft);
+        Transfer transfer(request, handles, target, sendsLeft);
         transfer.run(deadline, currentStopToken(), closing.get_token());
         if (!transfer.mayBeSentAgain()) return transfer.takeResponse();
         sendsLeft = transfer.sendsLeft();

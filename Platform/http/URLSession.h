@@ -8,17 +8,22 @@
 namespace quorvel {
 
 /// Blocking transfers for any number of threads at once: connections are reused, HTTP/2 is used where it is
-/// offered, the system's trust store and the proxy variables of the environment hold. A transfer belongs to
-/// the current task and ends at once when that is cancelled (`CancellationError`).
+/// offered. Unless the options say otherwise, the system's trust store and the proxy variables of the
+/// environment hold. A transfer belongs to the current task and ends at once when that is cancelled
+/// (`CancellationError`).
 ///
-/// Plain http is accepted for loopback hosts only. An idempotent request (GET, HEAD, PUT, DELETE) whose
-/// connection was lost before any byte of an answer came is sent again, at most four times; a POST or PATCH
-/// never is.
+/// Plain http is accepted for loopback hosts only. A request that may be repeated (`Repetition`) is sent
+/// again, at most four times, when its connection was lost before the answer was whole or when what came
+/// back is no HTTP answer.
 class URLSession {
   public:
     struct Options {
-        std::filesystem::path certificateFile = {};    // instead of the system's trust store, when not empty
-        std::uint64_t maximumBodyBytes = 512ULL << 20; // of an answer that is kept in memory
+        // Authorities to trust, in place of the system's file or folder of them. Empty: the system's.
+        std::filesystem::path certificateFile = {};
+        std::filesystem::path certificateFolder = {};
+        std::string proxy = {}; // in place of the environment's; NO_PROXY holds for it too
+        std::string userAgent = {};
+        std::uint64_t maximumBodyBytes = 64ULL << 20; // of an answer that is kept in memory
     };
 
     URLSession();

@@ -53,10 +53,11 @@ TEST(URLSession, saysWhatIsWrongWithABrokenAnswer) {
         const Action start = Send{isEndless ? ok : ""};
         ScriptedServer server({{Receive{}, start, each.behaviour}});
         URLSession session({.maximumBodyBytes = 1000});
-        const auto [kind, text] = failureOf(
-            session, {.url = server.url("/x?token=private"), .headers = {{"Authorization", "private"}}});
+        const auto [kind, text] = failureOf(session, {.method = "POST",
+                                                      .url = server.url("/x?token=private"),
+                                                      .headers = {{"Authorization", "private"}}});
         EXPECT_EQ(kind, each.kind) << text;
-        EXPECT_THAT(text, StartsWith("GET " + server.url("/x") + ": "));
+        EXPECT_THAT(text, StartsWith("POST " + server.url("/x") + ": "));
         EXPECT_THAT(text, Not(HasSubstr("rivate")));
         EXPECT_EQ(server.requests().size(), 1U) << text;
     }
@@ -90,6 +91,28 @@ TEST(URLSession, sendsAnUnansweredIdempotentRequestAgainAtMostFourTimes) {
         EXPECT_EQ(failureOf(session, to(dead)).first, Kind::interrupted);
         EXPECT_EQ(dead.requests().size(), 5U);
     }
+}
+
+TEST(URLSession, sendsARepeatableRequestAgainAfterABrokenOrUnreadableAnswer) {
+    const std::string ok = "HTTP/1.1 200 OK\r\n";
+    for (const std::string& broken :
+         {ok + "Content-Length: 10\r\n\r\nhalf", ok + "Transfer-Encoding: chunked\r\n\r\n5\r\nab",
+          ok + "X-Cut", std::string("220 mail.example.com ESMTP ready\r\n"),
+          ok + "Content-Encoding: gzip\r\nContent-Length: 7\r\n\r\nno gzip",
+          ok + "Content-Length: no\r\n\r\n"})
+        for (const auto& [method, repetition] :
+             {std::pair("GET", Repetition::ofIdempotentMethods), std::pair("PATCH", Repetition::allowed),
+              std::pair("PATCH", Repetition::ofIdempotentMethods),
+              std::pair("POST", Repetition::ofIdempotentMethods)}) {
+            const bool isRepeated = repetition == Repetition::allowed || std::string_view(method) == "GET";
+            ScriptedServer server({{Receive{}, Send{broken}}, {Receive{}, Send{broken}, Reset{}}, answered});
+            URLSession session;
+            const auto [kind, text] = failureOf(
+                session, {.method = method, .url = server.url(), .body = "{}", .repetition = repetition});
+            EXPECT_EQ(kind.has_value(), !isRepeated) << method << " " << text;
+            EXPECT_EQ(server.requests().size(), isRepeated ? 3U : 1U) << broken;
+            EXPECT_THAT(server.requests(), Each(EndsWith("{}")));
+        }
 }
 
 // A connection that was used before is the trap: there the library below repeats every request by itself.

@@ -150,9 +150,10 @@ TEST(URLSessionDownload, replacesTheFileWhenTheBodyIsWhole) {
 TEST(URLSessionDownload, leavesTheFileAloneWithoutAWholeGoodAnswer) {
     const TemporaryFolder folder;
     write(folder / "report.gz", "old");
-    ScriptedServer server({{Receive{}, Send{answer("404 Not Found", "no report")}},
-                           {Receive{}, Send{"HTTP/1.1 200 OK\r\nContent-Length: 10\r\n\r\nhalf"}},
-                           {Receive{}, Send{"HTTP/1.1 200 OK\r\nX-Cut"}}});
+    std::vector<Connection> script = {{Receive{}, Send{answer("404 Not Found", "no report")}}};
+    script.insert(script.end(), 5, {Receive{}, Send{"HTTP/1.1 200 OK\r\nContent-Length: 10\r\n\r\nhalf"}});
+    script.insert(script.end(), 5, {Receive{}, Send{"HTTP/1.1 200 OK\r\nX-Cut"}});
+    ScriptedServer server(script);
     URLSession session;
     const auto response = session.download({.url = server.url()}, folder / "report.gz");
     EXPECT_EQ(response.status, 404);
@@ -160,8 +161,19 @@ TEST(URLSessionDownload, leavesTheFileAloneWithoutAWholeGoodAnswer) {
     for (int broken = 0; broken < 2; ++broken)
         EXPECT_THROW(static_cast<void>(session.download({.url = server.url()}, folder / "report.gz")),
                      TransportError);
+    EXPECT_EQ(server.requests().size(), script.size());
     EXPECT_EQ(read(folder / "report.gz"), "old");
     EXPECT_THAT(namesIn(folder), ElementsAre("report.gz"));
+}
+
+TEST(URLSessionDownload, beginsAnewAfterHalfAnAnswer) {
+    const TemporaryFolder folder;
+    ScriptedServer server({{Receive{}, Send{"HTTP/1.1 200 OK\r\nContent-Length: 10\r\n\r\nhalf"}},
+                           {Receive{}, Send{answer("200 OK", "the whole")}}});
+    URLSession session;
+    EXPECT_EQ(session.download({.url = server.url()}, folder / "a.bin").status, 200);
+    EXPECT_EQ(read(folder / "a.bin"), "the whole");
+    EXPECT_THAT(namesIn(folder), ElementsAre("a.bin"));
 }
 
 TEST(URLSessionDownload, leavesNothingWhenItIsCancelled) {

@@ -1,3 +1,4 @@
+#include "Platform/task/Patience.h"
 #include "Platform/task/Task.h"
 
 #include <gtest/gtest.h>
@@ -25,6 +26,21 @@ struct Fault : std::runtime_error {
 // Blocks until the current task is cancelled; a task that never is hangs the test.
 void blockUntilCancelled() {
     sleepFor(1e300);
+}
+
+TEST(Patience, countsWaitsAtTheSameTimeOnce) {
+    Patience patience(std::chrono::seconds(100));
+    const Patience::TimePoint start{std::chrono::hours(1)};
+    const auto at = [&](int seconds) { return start + std::chrono::seconds(seconds); };
+    EXPECT_FALSE(patience.grants(101, at(0)));
+    EXPECT_TRUE(patience.grants(60, at(0)));
+    EXPECT_TRUE(patience.grants(60, at(0))) << "another thread";
+    EXPECT_TRUE(patience.grants(70, at(10))) << "twenty more";
+    EXPECT_FALSE(patience.grants(21, at(1000)));
+    EXPECT_TRUE(patience.grants(20, at(1000)));
+    EXPECT_TRUE(patience.grants(20, at(1000)));
+    EXPECT_FALSE(patience.grants(1, at(2000)));
+    EXPECT_FALSE(patience.grants(9e18, at(2000)));
 }
 
 TEST(ParallelMap, keepsTheOrderOfItemsForAnyKindOfResult) {
