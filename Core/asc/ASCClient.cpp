@@ -7,6 +7,7 @@
 
 #include <fmt/format.h>
 
+#include <algorithm>
 #include <utility>
 
 namespace quorvel {
@@ -84,14 +85,28 @@ std::string ASCClient::urlOf(const ASCRequest& request) const {
     return url;
 }
 
+bool ASCClient::mayWait(std::optional<double> seconds) const {
+    return !seconds || !parts_.mayWait || parts_.mayWait(*seconds);
+}
+
+void ASCClient::awaitQuota() const {
+    const double delay = parts_.quota->reserveDelay();
+    if (delay <= 0) return;
+    if (!mayWait(delay)) {
+        const auto limit = parts_.quota->last();
+        throw ASCError(ASCError::RateLimited{std::max(delay, limit ? recoveryOf(*limit) : 0)});
+    }
+    logger_.warning(fmt::format("The key's quota runs low: waiting {:.1f}s before the next request", delay));
+    parts_.sleepFor(delay);
+}
+
 HTTPResponse ASCClient::sendOnce(const ASCRequest& request, const std::string& url) const {
     const ASCQuota::Place place(*parts_.quota);
-    if (const double delay = parts_.quota->reserveDelay(); delay > 0) {
-        logger_.warning(
-            fmt::format("The key's quota runs low: waiting {:.1f}s before the next request", delay));
-        parts_.sleepFor(delay);
-    }
-    HTTPRequest http{.method = request.method, .url = url};
+    awaitQuota();
+    HTTPRequest http{.method = request.method,
+                     .url = url,
+                     .repetition = request.repetition,
+                     .maximumBodyBytes = request.maximumAnswerBytes};
     http.headers = {{"Authorization", "Bearer " + parts_.tokens->token()}, {"Accept", request.accept}};
     if (request.body) {
         http.headers.push_back({"Content-Type", "application/json"});
@@ -137,7 +152,8 @@ std::string ASCClient::exchange(const ASCRequest& request) const {
         if (status == 429) {
             const auto header = response.header("Retry-After");
             const auto retryAfter = header ? parseRetryAfter(*header) : std::nullopt;
-            if (parts_.maxRetries < attempt) throw ASCError(ASCError::RateLimited{retryAfter});
+            if (parts_.maxRetries < attempt || !mayWait(retryAfter))
+                throw ASCError(ASCError::RateLimited{retryAfter});
             waitBeforeRetry(status, retryAfter ? *retryAfter : parts_.backoff(attempt), attempt);
             continue;
         }

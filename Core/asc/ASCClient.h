@@ -27,6 +27,9 @@ class ASCClient : public ASCClientProtocol {
         int maxRetries = 3;
         std::function<double(int attempt)> backoff = defaultBackoff;
         std::function<void(double seconds)> sleepFor; // the task's own sleep when empty
+        // Whether a wait for the quota may begin; any may when empty. One that may not ends the request as
+        // rate-limited.
+        std::function<bool(double seconds)> mayWait;
     };
 
     explicit ASCClient(Parts parts);
@@ -41,6 +44,8 @@ class ASCClient : public ASCClientProtocol {
     [[nodiscard]] std::string urlOf(const ASCRequest& request) const;
     [[nodiscard]] HTTPResponse sendOnce(const ASCRequest& request, const std::string& url) const;
     void learnFrom(const HTTPResponse& response) const;
+    void awaitQuota() const;
+    [[nodiscard]] bool mayWait(std::optional<double> seconds) const;
     void waitBeforeRetry(int status, double delay, int attempt) const;
 
     Parts parts_;

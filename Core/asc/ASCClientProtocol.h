@@ -39,7 +39,8 @@ struct ASCSalesReportQuery {
 /// App Store Connect as the rest of the system sees it. Implementations provide `exchange`; every operation
 /// is defined once on it (operations/, grouped by resource) and is named as in the catalogue. All throw
 /// `ASCError` or `CancellationError`, and may be called from any thread. An operation that returns an
-/// optional returns none when App Store Connect has no such resource.
+/// optional returns none when App Store Connect has no such resource; it throws when its owner does not
+/// exist.
 class ASCClientProtocol {
   public:
     virtual ~ASCClientProtocol() = default;
@@ -73,6 +74,7 @@ class ASCClientProtocol {
                                                             std::optional<ASCPlatform> platform = {},
                                                             const std::vector<std::string>& states = {},
                                                             ASCListBound bound = {}) const;
+    ASCResource<AppStoreVersionAttributes> getAppStoreVersion(std::string_view id) const;
     ASCResource<AppStoreVersionAttributes>
     createAppStoreVersion(std::string_view appID, const AppStoreVersionCreateAttributes& attributes) const;
     ASCResource<AppStoreVersionAttributes>
@@ -128,6 +130,7 @@ class ASCClientProtocol {
     // Submission to App Review
     ASCList<ReviewSubmissionAttributes>
     listReviewSubmissions(std::string_view appID, const std::vector<ReviewSubmissionState>& states) const;
+    std::vector<ASCReviewSubmissionItem> listReviewSubmissionItems(std::string_view submissionID) const;
     ASCResource<ReviewSubmissionAttributes> createReviewSubmission(std::string_view appID,
                                                                    ASCPlatform platform) const;
     ASCResource<ReviewSubmissionItemAttributes> addReviewSubmissionItem(std::string_view submissionID,

@@ -59,6 +59,20 @@ bool ASCError::hasCodeContaining(std::string_view part) const {
 
 namespace {
 
+std::optional<std::string> textOf(const JSONValue& entry, std::string_view member) {
+    const JSONValue* value = entry.find(member);
+    if (!value) return std::nullopt;
+    if (value->text()) return *value->text();
+    if (value->integer()) return std::to_string(*value->integer());
+    return std::nullopt;
+}
+
+void append(const JSONValue& entry, std::vector<ASCError::APIError>& errors) {
+    ASCError::APIError error{textOf(entry, "status"), textOf(entry, "code"), textOf(entry, "title"),
+                             textOf(entry, "detail")};
+    if (error != ASCError::APIError{}) errors.push_back(std::move(error));
+}
+
 // The causes of a refusal can sit beside it, under the resource that each belongs to.
 void appendAssociated(const JSONValue& entry, std::vector<ASCError::APIError>& errors) {
     const JSONValue* associated = entry.at("meta", "associatedErrors");
@@ -66,22 +80,23 @@ void appendAssociated(const JSONValue& entry, std::vector<ASCError::APIError>& e
     for (const auto& [resource, causes] : *associated->members()) {
         if (!causes.items()) continue;
         for (const JSONValue& cause : *causes.items())
-            errors.push_back(decodeJSON<ASCError::APIError>(encodeJSON(cause)));
+            append(cause, errors);
     }
 }
 
 } // namespace
 
 std::vector<ASCError::APIError> decodeErrorDocument(std::string_view body) {
+    std::vector<ASCError::APIError> errors;
     try {
-        std::vector<ASCError::APIError> errors = decodeJSON<ASCErrorEnvelope>(body).errors;
-        const auto document = decodeJSON<JSONValue>(body);
-        for (const JSONValue& entry : *document.find("errors")->items())
+        const auto document = decodeJSON<ASCErrorEnvelope>(body);
+        for (const JSONValue& entry : document.errors)
+            append(entry, errors);
+        for (const JSONValue& entry : document.errors)
             appendAssociated(entry, errors);
-        return errors;
-    } catch (const JSONError&) {
-        return {};
+    } catch (const JSONError&) { // no error document
     }
+    return errors;
 }
 
 } // namespace quorvel

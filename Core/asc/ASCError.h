@@ -120,14 +120,16 @@ struct RawValues<ASCError::Kind> {
     };
 };
 
-/// The error document that App Store Connect sends; members not listed are ignored.
+/// The error document that App Store Connect sends; members not listed are ignored. The entries are read one
+/// by one, so that an odd one does not take the others with it.
 struct ASCErrorEnvelope {
-    std::vector<ASCError::APIError> errors;
+    std::vector<JSONValue> errors;
     QUORVEL_RECORD(ASCErrorEnvelope, errors)
 };
 
-/// The entries of an error document, and after them the causes that they list (`meta.associatedErrors`).
-/// Empty when `body` is no error document.
+/// The entries of an error document, and after them the causes that they list (`meta.associatedErrors`). A
+/// number counts as text; what is neither is left out, and so is an entry that says nothing. Empty when
+/// `body` is no error document.
 [[nodiscard]] std::vector<ASCError::APIError> decodeErrorDocument(std::string_view body);
 
 } // namespace quorvel

@@ -20,10 +20,15 @@ std::optional<std::int64_t> parseCount(std::string_view text) {
 constexpr double slowBelow = 0.1; // of the limit
 constexpr double slowestFactor = 10;
 
+// What is left of a window's quota, as a part of it.
+double partLeft(std::optional<std::int64_t> limit, std::optional<std::int64_t> remaining) {
+    if (!limit || !remaining || *limit <= 0) return 1;
+    return static_cast<double>(*remaining) / static_cast<double>(*limit);
+}
+
 double paceOf(std::optional<std::int64_t> limit, std::optional<std::int64_t> remaining,
               double windowSeconds) {
-    if (!limit || !remaining || *limit <= 0) return 0;
-    const double left = static_cast<double>(*remaining) / static_cast<double>(*limit);
+    const double left = partLeft(limit, remaining);
     if (left >= slowBelow) return 0;
     const double refillPace = windowSeconds / static_cast<double>(*limit);
     return refillPace * std::min(slowBelow / std::max(left, 1e-9), slowestFactor);
@@ -73,6 +78,12 @@ double paceFor(const ASCRateLimit& limit) {
                     paceOf(limit.minuteLimit, limit.minuteRemaining, 60));
 }
 
+double recoveryOf(const ASCRateLimit& limit) {
+    const auto missing = [](double left) { return std::max(slowBelow - left, 0.0); };
+    return std::max(3600 * missing(partLeft(limit.hourLimit, limit.hourRemaining)),
+                    60 * missing(partLeft(limit.minuteLimit, limit.minuteRemaining)));
+}
+
 ASCQuota::Place::Place(ASCQuota& quota) : quota_(quota) {
     std::unique_lock lock(quota_.mutex_);
     if (!quota_.freed_.wait(lock, currentStopToken(), [&] { return quota_.free_ > 0; }))
@@ -101,10 +112,12 @@ std::optional<ASCRateLimit> ASCQuota::last() const {
 double ASCQuota::reserveDelay(std::chrono::steady_clock::time_point now) {
     const std::lock_guard lock(mutex_);
     const double pace = last_ ? paceFor(*last_) : 0;
-    if (pace <= 0) return 0;
-    nextSend_ = std::max(nextSend_, now) + std::chrono::duration_cast<std::chrono::steady_clock::duration>(
-                                               std::chrono::duration<double>(pace));
-    return std::chrono::duration<double>(nextSend_ - now).count();
+    const auto earliest = pace > 0
+                              ? lastSend_ + std::chrono::duration_cast<std::chrono::steady_clock::duration>(
+                                                std::chrono::duration<double>(pace))
+                              : now;
+    lastSend_ = std::max(earliest, now);
+    return std::chrono::duration<double>(lastSend_ - now).count();
 }
 
 } // namespace quorvel

@@ -29,6 +29,9 @@ struct ASCRateLimit {
 /// more than a tenth of it is left, then the pace at which it refills, and slower the less is left.
 [[nodiscard]] double paceFor(const ASCRateLimit& limit);
 
+/// Seconds until a tenth of the quota is there again: 0 while it is.
+[[nodiscard]] double recoveryOf(const ASCRateLimit& limit);
+
 /// The requests in flight with one key, shared by all clients that use it: at most `width` at once, spread
 /// out when the quota runs low. Thread-safe.
 class ASCQuota {
@@ -51,7 +54,8 @@ class ASCQuota {
 
     void note(const ASCRateLimit& limit);
     [[nodiscard]] std::optional<ASCRateLimit> last() const;
-    /// Reserves the next moment to send at and returns how many seconds from now that is.
+    /// Reserves the next moment to send at, so far behind the one before as the quota asks for, and returns
+    /// how many seconds from now that is.
     [[nodiscard]] double
     reserveDelay(std::chrono::steady_clock::time_point now = std::chrono::steady_clock::now());
 
@@ -60,7 +64,7 @@ class ASCQuota {
     std::condition_variable_any freed_;
     int free_;
     std::optional<ASCRateLimit> last_;
-    std::chrono::steady_clock::time_point nextSend_;
+    std::chrono::steady_clock::time_point lastSend_ = std::chrono::steady_clock::time_point::min();
 };
 
 } // namespace quorvel

@@ -1,6 +1,7 @@
 // A request to App Store Connect as data.
 #pragma once
 
+#include "Platform/http/HTTPMessage.h"
 #include "Platform/json/JSON.h"
 
 #include <initializer_list>
@@ -28,6 +29,8 @@ struct ASCRequest {
     std::optional<std::string> body; // JSON
     std::string accept = "application/json";
     std::optional<std::string> absoluteURL;
+    Repetition repetition = Repetition::ofIdempotentMethods; // after an answer that was lost
+    std::optional<std::uint64_t> maximumAnswerBytes;         // the transport's bound when empty
 
     [[nodiscard]] static ASCRequest get(std::string path, ASCQuery query = {}) {
         ASCRequest request{.method = "GET", .path = std::move(path)};
@@ -39,9 +42,14 @@ struct ASCRequest {
     [[nodiscard]] static ASCRequest post(std::string path, const Document& document) {
         return {.method = "POST", .path = std::move(path), .body = encodeJSON(document)};
     }
+    /// May be repeated: what it sets is the same the second time. Not for a step from one state to the next,
+    /// which is refused the second time.
     template <typename Document>
     [[nodiscard]] static ASCRequest patch(std::string path, const Document& document) {
-        return {.method = "PATCH", .path = std::move(path), .body = encodeJSON(document)};
+        return {.method = "PATCH",
+                .path = std::move(path),
+                .body = encodeJSON(document),
+                .repetition = Repetition::allowed};
     }
     [[nodiscard]] static ASCRequest remove(std::string path) {
         return {.method = "DELETE", .path = std::move(path)};

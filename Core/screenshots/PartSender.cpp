@@ -1,8 +1,12 @@
 #include "Core/screenshots/PartSender.h"
 
+#include "Platform/http/HeaderText.h"
 #include "Platform/text/Text.h"
 
 #include <fmt/format.h>
+
+#include <algorithm>
+#include <array>
 
 namespace quorvel {
 
@@ -12,6 +16,35 @@ constexpr std::chrono::seconds partTimeout{60}; // of the first attempt
 
 bool mayPass(int status) {
     return status == 408 || status == 429 || (status >= 500 && status <= 599);
+}
+
+// Headers that speak for the connection or for the sender: a list from outside has no say in them.
+bool isOurs(std::string_view name) {
+    constexpr std::array ours = {"Authorization",
+                                 "Connection",
+                                 "Cookie",
+                                 "Host",
+                                 "Keep-Alive",
+                                 "TE",
+                                 "Proxy-Connection",
+                                 "Proxy-Authenticate",
+                                 "Trailer",
+                                 "Upgrade",
+                                 "Proxy-Authorization",
+                                 "Transfer-Encoding"};
+    return std::ranges::any_of(ours, [name](const char* own) { return isSameHeaderName(name, own); });
+}
+
+void requireHarmless(const ASCUploadOperation& operation) {
+    if (problemOfURL(operation.url))
+        throw ScreenshotFileError("ASC returned invalid upload URL: " + escapeControls(operation.url));
+    if (operation.method != "PUT" && operation.method != "POST")
+        throw ScreenshotFileError(fmt::format("App Store Connect asks to upload with {}, which is not done",
+                                              escapeControls(operation.method)));
+    for (const ASCUploadHeader& header : operation.requestHeaders.value_or(std::vector<ASCUploadHeader>()))
+        if (isOurs(header.name))
+            throw ScreenshotFileError(fmt::format(
+                "App Store Connect asks to upload with the header {}, which is not done", header.name));
 }
 
 HTTPRequest requestFor(const ScreenshotFile& file, const ASCUploadOperation& operation) {
@@ -63,8 +96,7 @@ void PartSender::send(const ScreenshotFile& file, const std::vector<ASCUploadOpe
 void PartSender::sendPart(const ScreenshotFile& file, const ASCUploadOperation& operation,
                           const std::function<void(std::uint64_t)>& progress) const {
     file.requireBytes(operation.offset, operation.length);
-    if (problemOfURL(operation.url))
-        throw ScreenshotFileError("ASC returned invalid upload URL: " + escapeControls(operation.url));
+    requireHarmless(operation);
     HTTPRequest request = requestFor(file, operation);
     request.uploadProgress = [&](std::uint64_t moved, std::uint64_t) { progress(moved); };
     for (int count = 1;; ++count) {

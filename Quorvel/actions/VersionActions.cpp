@@ -1,5 +1,6 @@
 #include "Quorvel/actions/VersionActions.h"
 
+#include "Core/asc/services/VersionService.h"
 #include "Quorvel/application/Application.h"
 #include "Quorvel/application/Failure.h"
 
@@ -27,11 +28,10 @@ class ShownRequest : public ASCClientProtocol {
     mutable PlannedRequest shown;
 };
 
-ASCResource<AppStoreVersionAttributes> create(const ASCClientProtocol& client, const VersionPlan& plan) {
-    return client.createAppStoreVersion(plan.app.appStoreId,
-                                        {.platform = std::string(rawValue(plan.platform)),
-                                         .versionString = plan.versionString,
-                                         .releaseType = plan.releaseType});
+AppStoreVersionCreateAttributes attributesOf(const VersionPlan& plan) {
+    return {.platform = std::string(rawValue(plan.platform)),
+            .versionString = plan.versionString,
+            .releaseType = plan.releaseType};
 }
 
 } // namespace
@@ -53,7 +53,7 @@ PlanVersion::Result PlanVersion::perform(Application& application, const Request
                    .releaseType = request.releaseType}};
     const ShownRequest client;
     try {
-        (void)create(client, result.plan);
+        (void)client.createAppStoreVersion(result.plan.app.appStoreId, attributesOf(result.plan));
     } catch (const ShownRequest::Reached&) {
         result.plan.request = client.shown;
     }
@@ -63,7 +63,8 @@ PlanVersion::Result PlanVersion::perform(Application& application, const Request
 CreateVersion::Result CreateVersion::perform(Application& application, const Request& request,
                                              const ActionProgress&) {
     const ReachedApp reached = reachPlanned(application, request.plan.app, request.workspace);
-    return {reached.app, create(*reached.client, request.plan)};
+    return {reached.app,
+            VersionService(*reached.client).create(request.plan.app.appStoreId, attributesOf(request.plan))};
 }
 
 ListBuilds::Result ListBuilds::perform(Application& application, const Request& request,

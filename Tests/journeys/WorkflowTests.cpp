@@ -5,6 +5,7 @@
 #include "Core/asc/services/VersionService.h"
 #include "Tests/support/SandboxFixture.h"
 
+#include <fmt/format.h>
 #include <gmock/gmock.h>
 
 #include <algorithm>
@@ -43,24 +44,74 @@ TEST(VersionService, findsTheNewestVersionOfAPlatformOrMakesOne) {
     EXPECT_EQ(versions.findOrCreate(garden, ASCPlatform::visionOS, "1.1").id, made.id);
 }
 
-TEST(ReviewSubmissionService, submitsAlsoAfterARunWhoseAnswerWasLost) {
+TEST(VersionService, findsTheVersionThatItMadeWhenTheAnswerIsLost) {
+    for (const std::string fault : {"resetAfter", "503After", "truncate"}) {
+        SCOPED_TRACE(fault);
+        test::SandboxFixture fixture;
+        const VersionService versions(fixture.client);
+        const AppStoreVersionCreateAttributes wanted{"VISION_OS", "1.0", "MANUAL"};
+        fixture.server.setFaults({sandbox::parseFault("POST /v1/appStoreVersions:" + fault + ":1:1")});
+        const auto made = versions.create(garden, wanted);
+        EXPECT_EQ(made.attributes.versionString, "1.0");
+        EXPECT_THAT(textOfFailure([&] { (void)versions.create(garden, wanted); }), HasSubstr("["))
+            << "it was there before";
+        EXPECT_EQ(fixture.client.listAppStoreVersions(garden, ASCPlatform::visionOS).size(), 1u);
+    }
     test::SandboxFixture fixture;
-    const auto& client = fixture.client;
+    fixture.server.setFaults({sandbox::parseFault("POST /v1/appStoreVersions:reset:1:1")});
+    EXPECT_THAT(textOfFailure([&] {
+                    (void)VersionService(fixture.client).create(garden, {"VISION_OS", "1.0", {}});
+                }),
+                HasSubstr("Couldn't reach App Store Connect"));
+}
+
+namespace {
+
+// Makes the garden journal's coming iOS version ready for review and returns its id.
+std::string completeVersion(const ASCClientProtocol& client) {
     const std::string version = VersionService(client).find(garden, ASCPlatform::iOS)->id;
     for (const auto& each : client.listVersionLocalizations(version))
         (void)client.updateVersionLocalization(each.id, {.whatsNew = "A calmer week view."});
     const auto builds = client.listBuilds(garden, "3.5");
     const auto build = std::ranges::find_if(
         builds, [](const auto& each) { return each.build.attributes.processingState == "VALID"; });
-    ASSERT_NE(build, builds.end());
     client.setExportCompliance(build->build.id, {false});
     client.attachBuild(version, build->build.id);
+    return version;
+}
 
+} // namespace
+
+TEST(ReviewSubmissionService, submitsWhateverAnswerIsLost) {
+    for (const char* route : {"POST /v1/reviewSubmissionItems", "PATCH /v1/reviewSubmissions/*"})
+        for (const char* fault : {"resetAfter", "503After", "truncate"}) {
+            SCOPED_TRACE(fmt::format("{} {}", route, fault));
+            test::SandboxFixture fixture;
+            const std::string version = completeVersion(fixture.client);
+            fixture.server.setFaults({sandbox::parseFault(fmt::format("{}:{}:1:1", route, fault))});
+            EXPECT_EQ(ReviewSubmissionService(fixture.client)
+                          .submit(garden, ASCPlatform::iOS, version)
+                          .attributes.state,
+                      "WAITING_FOR_REVIEW");
+        }
+}
+
+TEST(ReviewSubmissionService, neverSubmitsWithoutTheWantedVersion) {
+    test::SandboxFixture fixture;
+    const auto& client = fixture.client;
+    const std::string version = completeVersion(client);
     const ReviewSubmissionService reviews(client);
-    fixture.server.setFaults(
-        {{.route = "POST /v1/reviewSubmissionItems", .action = "resetAfter", .count = 1}});
-    EXPECT_THAT(textOfFailure([&] { (void)reviews.submit(garden, ASCPlatform::iOS, version); }),
-                HasSubstr("Couldn't reach App Store Connect"));
+    const std::string open = client.createReviewSubmission(garden, ASCPlatform::iOS).id;
+    fixture.server.setFaults({{.route = "POST /v1/reviewSubmissionItems", .status = 409, .count = 2}});
+    fixture.server.forgetRequests();
+    for (int run = 0; run < 2; ++run)
+        EXPECT_NE(textOfFailure([&] { (void)reviews.submit(garden, ASCPlatform::iOS, version); }),
+                  "no failure");
+    for (const auto& request : fixture.server.requests())
+        EXPECT_NE(request.method, "PATCH");
+
+    // The version is in already, from a run that was cut off.
+    (void)client.addReviewSubmissionItem(open, version);
     EXPECT_EQ(reviews.submit(garden, ASCPlatform::iOS, version).attributes.state, "WAITING_FOR_REVIEW");
     EXPECT_THAT(textOfFailure([&] { (void)reviews.submit(garden, ASCPlatform::iOS, version); }),
                 HasSubstr("Its state is WAITING_FOR_REVIEW"));

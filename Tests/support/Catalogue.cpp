@@ -105,6 +105,7 @@ class Walk {
         (void)call("updateVersionLocalization", [&] {
             return client_.updateVersionLocalization(localization.id, {.description = "Plan the week."});
         });
+        (void)call("getAppStoreVersion", [&] { return client_.getAppStoreVersion(next_); });
         (void)call("getReviewDetail", [&] { return client_.getReviewDetail(next_); });
         (void)call("getPhasedRelease", [&] { return client_.getPhasedRelease(next_); });
         const auto phased =
@@ -237,6 +238,7 @@ class Walk {
                                [&] { return client_.createReviewSubmission(app_, ASCPlatform::iOS); });
         (void)call("addReviewSubmissionItem",
                    [&] { return client_.addReviewSubmissionItem(made.id, next_); });
+        (void)call("listReviewSubmissionItems", [&] { return client_.listReviewSubmissionItems(made.id); });
         (void)call("submitReviewSubmission", [&] { return client_.submitReviewSubmission(made.id); });
         call("requestVersionRelease", [&] { client_.requestVersionRelease(approved_); });
     }

@@ -66,7 +66,6 @@ std::vector<ASCBuildSummary> ASCClientProtocol::listBuilds(std::string_view appI
                                  std::move(version.version),
                                  std::move(version.platform)});
         }
-        return summaries.size();
     });
     cutTo(bound, summaries);
     return summaries;

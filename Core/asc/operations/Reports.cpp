@@ -4,6 +4,12 @@ namespace quorvel {
 
 using namespace operations;
 
+namespace {
+
+constexpr std::uint64_t largestReport = 512ULL << 20;
+
+} // namespace
+
 ASCList<AnalyticsReportRequestAttributes>
 ASCClientProtocol::listAnalyticsReportRequests(std::string_view appID) const {
     return listResources<AnalyticsReportRequestAttributes>(*this,
@@ -49,6 +55,7 @@ std::string ASCClientProtocol::downloadSalesReport(const ASCSalesReportQuery& qu
                                                              {"filter[version]", query.version},
                                                              {"filter[reportDate]", query.reportDate}});
     request.accept = "application/a-gzip";
+    request.maximumAnswerBytes = largestReport;
     return exchange(request);
 }
 

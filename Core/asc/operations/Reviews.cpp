@@ -28,10 +28,34 @@ struct ReviewWithResponse {
     }
 };
 
+/// An item of a submission with the reference to the version that it is.
+struct ItemWithVersion {
+    struct OptionalIdentity {
+        std::optional<ASCIdentity> data;
+        QUORVEL_RECORD(OptionalIdentity, data)
+    };
+    struct Relationships {
+        std::optional<OptionalIdentity> appStoreVersion;
+        QUORVEL_RECORD(Relationships, appStoreVersion)
+    };
+    std::string id;
+    std::string type;
+    ReviewSubmissionItemAttributes attributes;
+    std::optional<Relationships> relationships;
+    QUORVEL_RECORD(ItemWithVersion, id, type, attributes, relationships)
+
+    [[nodiscard]] std::optional<std::string> versionID() const {
+        if (!relationships || !relationships->appStoreVersion || !relationships->appStoreVersion->data)
+            return std::nullopt;
+        return relationships->appStoreVersion->data->id;
+    }
+};
+
 } // namespace operations
 
 namespace {
 
+using ItemPage = ASCResponse<std::vector<ItemWithVersion>>;
 using ReviewPage = ASCResponse<std::vector<ReviewWithResponse>>;
 
 } // namespace
@@ -45,6 +69,23 @@ ASCClientProtocol::listReviewSubmissions(std::string_view appID,
     return listResources<ReviewSubmissionAttributes>(
         *this, "v1/reviewSubmissions",
         {{"filter[app]", appID}, {"filter[state]", joined(rawStates)}, {"limit", limitFor()}});
+}
+
+std::vector<ASCReviewSubmissionItem>
+ASCClientProtocol::listReviewSubmissionItems(std::string_view submissionID) const {
+    std::vector<ASCReviewSubmissionItem> items;
+    forEachPage<ItemPage>(*this,
+                          ASCRequest::get(ascPath("reviewSubmissions", submissionID, "items"),
+                                          {{"include", "appStoreVersion"}, {"limit", limitFor()}}),
+                          {}, [&](ItemPage&& page) {
+                              for (auto& item : page.data) {
+                                  auto versionID = item.versionID();
+                                  items.push_back(
+                                      {{std::move(item.id), std::move(item.type), std::move(item.attributes)},
+                                       std::move(versionID)});
+                              }
+                          });
+    return items;
 }
 
 ASCResource<ReviewSubmissionAttributes>
@@ -65,8 +106,10 @@ ASCClientProtocol::addReviewSubmissionItem(std::string_view submissionID, std::s
 
 ASCResource<ReviewSubmissionAttributes>
 ASCClientProtocol::submitReviewSubmission(std::string_view submissionID) const {
-    return patchResource<ReviewSubmissionAttributes>(*this, "reviewSubmissions", submissionID,
-                                                     ReviewSubmissionPatchAttributes{true});
+    ASCRequest request =
+        patchRequest("reviewSubmissions", submissionID, ReviewSubmissionPatchAttributes{true});
+    request.repetition = Repetition::ofIdempotentMethods;
+    return send<ASCResponse<ASCResource<ReviewSubmissionAttributes>>>(request).data;
 }
 
 std::vector<ASCCustomerReview>
@@ -86,7 +129,6 @@ ASCClientProtocol::listCustomerReviews(std::string_view appID, Responses respons
             reviews.push_back(
                 {{std::move(review.id), std::move(review.type), std::move(review.attributes)}, hasResponse});
         }
-        return reviews.size();
     });
     cutTo(bound, reviews);
     return reviews;

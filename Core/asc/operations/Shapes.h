@@ -3,6 +3,8 @@
 
 #include "Core/asc/ASCClientProtocol.h"
 #include "Core/asc/ASCError.h"
+#include "Platform/http/URLSession.h"
+#include "Platform/log/Log.h"
 
 #include <fmt/format.h>
 #include <fmt/ranges.h>
@@ -28,20 +30,33 @@ template <typename Texts>
     return fmt::format("{}", fmt::join(texts, ","));
 }
 
-/// Hands each page of a list to `visit`, which returns how many resources it has by then. Follows
-/// `links.next` until it is absent or not a URL, or the bound is reached.
+/// Ends a list before its last page. Throws `ASCError` when the list said that it has more: a list that is
+/// taken for whole must be it.
+inline void endEarly(const std::optional<ASCMeta>& meta, std::size_t count) {
+    const auto total = meta && meta->paging ? meta->paging->total : std::nullopt;
+    if (total && *total > static_cast<std::int64_t>(count))
+        throw ASCError(ASCError::DecodingFailed{
+            fmt::format("the list of {} breaks off after {}, as the link to its next page leads nowhere",
+                        *total, count)});
+    Logger("ASCClient").warning("The link to the next page leads nowhere: the list is taken for whole");
+}
+
+/// Hands each page of a list to `visit`. Follows `links.next` until it is absent or not a URL, a page brings
+/// nothing new, or the bound is reached.
 template <typename Page, typename Visitor>
 void forEachPage(const ASCClientProtocol& client, ASCRequest first, ASCListBound bound, Visitor&& visit) {
-    std::set<std::string> followed;
+    std::set<std::string> known;
     for (ASCRequest request = std::move(first);;) {
         Page page = client.send<Page>(request);
         const std::optional<ASCLinks> links = page.links;
-        const std::size_t count = visit(std::move(page));
-        if (bound.maximum && count >= static_cast<std::size_t>(std::max(*bound.maximum, 0))) return;
-        if (!links || !links->next || !links->next->starts_with("http")) return;
-        if (!followed.insert(*links->next).second)
-            throw ASCError(
-                ASCError::DecodingFailed{"the link to the next page leads back to a page already read"});
+        const std::optional<ASCMeta> meta = page.meta;
+        const std::size_t knownBefore = known.size();
+        for (const auto& resource : page.data)
+            known.insert(resource.id);
+        if (known.size() > knownBefore) visit(std::move(page));
+        if (bound.maximum && known.size() >= static_cast<std::size_t>(std::max(*bound.maximum, 0))) return;
+        if (!links || !links->next) return;
+        if (problemOfURL(*links->next) || known.size() == knownBefore) return endEarly(meta, known.size());
         request = ASCRequest::get({});
         request.absoluteURL = links->next;
     }
@@ -63,21 +78,23 @@ template <typename A>
     forEachPage<ASCResponse<ASCList<A>>>(
         client, ASCRequest::get(std::move(path), query), bound, [&](ASCResponse<ASCList<A>>&& page) {
             std::move(page.data.begin(), page.data.end(), std::back_inserter(all));
-            return all.size();
         });
     cutTo(bound, all);
     return all;
 }
 
-/// A single resource that may not exist: null data, or 404, is none.
-template <typename A>
-[[nodiscard]] std::optional<ASCResource<A>> findResource(const ASCClientProtocol& client, std::string path) {
+/// A single resource that may not exist: null data, or 404, is none. `requireOwner` throws when it is the
+/// owner in the path that does not exist.
+template <typename A, typename Requirement>
+[[nodiscard]] std::optional<ASCResource<A>> findResource(const ASCClientProtocol& client, std::string path,
+                                                         Requirement&& requireOwner) {
     try {
         return client.send<ASCResponse<std::optional<ASCResource<A>>>>(ASCRequest::get(std::move(path))).data;
     } catch (const ASCError& error) {
-        if (error.kind() == ASCError::Kind::notFound) return std::nullopt;
-        throw;
+        if (error.kind() != ASCError::Kind::notFound) throw;
     }
+    requireOwner();
+    return std::nullopt;
 }
 
 [[nodiscard]] inline ASCRelationshipRef refTo(std::string_view type, std::string_view id) {

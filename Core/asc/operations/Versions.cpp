@@ -29,6 +29,12 @@ ASCClientProtocol::listAppStoreVersions(std::string_view appID, std::optional<AS
         bound);
 }
 
+ASCResource<AppStoreVersionAttributes> ASCClientProtocol::getAppStoreVersion(std::string_view id) const {
+    return send<ASCResponse<ASCResource<AppStoreVersionAttributes>>>(
+               ASCRequest::get(ascPath("appStoreVersions", id)))
+        .data;
+}
+
 ASCResource<AppStoreVersionAttributes>
 ASCClientProtocol::createAppStoreVersion(std::string_view appID,
                                          const AppStoreVersionCreateAttributes& attributes) const {
@@ -66,7 +72,8 @@ ASCClientProtocol::updateVersionLocalization(std::string_view id,
 std::optional<ASCResource<AppStoreReviewDetailAttributes>>
 ASCClientProtocol::getReviewDetail(std::string_view versionID) const {
     return findResource<AppStoreReviewDetailAttributes>(
-        *this, ascPath("appStoreVersions", versionID, "appStoreReviewDetail"));
+        *this, ascPath("appStoreVersions", versionID, "appStoreReviewDetail"),
+        [&] { (void)getAppStoreVersion(versionID); });
 }
 
 void ASCClientProtocol::attachBuild(std::string_view versionID, std::string_view buildID) const {
@@ -82,7 +89,8 @@ void ASCClientProtocol::requestVersionRelease(std::string_view versionID) const 
 std::optional<ASCResource<AppStoreVersionPhasedReleaseAttributes>>
 ASCClientProtocol::getPhasedRelease(std::string_view versionID) const {
     return findResource<AppStoreVersionPhasedReleaseAttributes>(
-        *this, ascPath("appStoreVersions", versionID, "appStoreVersionPhasedRelease"));
+        *this, ascPath("appStoreVersions", versionID, "appStoreVersionPhasedRelease"),
+        [&] { (void)getAppStoreVersion(versionID); });
 }
 
 ASCResource<AppStoreVersionPhasedReleaseAttributes>
@@ -95,8 +103,9 @@ ASCClientProtocol::createPhasedRelease(std::string_view versionID,
 ASCResource<AppStoreVersionPhasedReleaseAttributes>
 ASCClientProtocol::updatePhasedRelease(std::string_view id,
                                        const PhasedReleasePatchAttributes& attributes) const {
-    return patchResource<AppStoreVersionPhasedReleaseAttributes>(*this, "appStoreVersionPhasedReleases", id,
-                                                                 attributes);
+    ASCRequest request = patchRequest("appStoreVersionPhasedReleases", id, attributes);
+    request.repetition = Repetition::ofIdempotentMethods;
+    return send<ASCResponse<ASCResource<AppStoreVersionPhasedReleaseAttributes>>>(request).data;
 }
 
 void ASCClientProtocol::deletePhasedRelease(std::string_view id) const {

@@ -34,6 +34,14 @@ struct ReviewSubmissionItemAttributes {
     bool operator==(const ReviewSubmissionItemAttributes&) const = default;
 };
 
+/// An item of a submission and the version that it is; none for an item of another kind.
+struct ASCReviewSubmissionItem {
+    ASCResource<ReviewSubmissionItemAttributes> item;
+    std::optional<std::string> versionID;
+    QUORVEL_RECORD(ASCReviewSubmissionItem, item, versionID)
+    bool operator==(const ASCReviewSubmissionItem&) const = default;
+};
+
 struct CustomerReviewAttributes {
     std::optional<std::int64_t> rating;
     std::optional<std::string> title;

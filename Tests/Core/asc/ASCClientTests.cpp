@@ -14,14 +14,15 @@ namespace {
 
 // A client over scripted answers that notes the sleeps it asks for; its back-off is the attempt in seconds.
 struct Fixture {
-    explicit Fixture(std::vector<FakeHTTPClient::Answer> answers)
+    explicit Fixture(std::vector<FakeHTTPClient::Answer> answers, std::function<bool(double)> mayWait = {})
         : http(std::make_shared<FakeHTTPClient>(std::move(answers))),
           tokens(std::make_shared<ASCTokenProvider>(test::auth())),
           client({.baseURL = "https://example.test/",
                   .http = http,
                   .tokens = tokens,
                   .backoff = [](int attempt) { return attempt * 1.0; },
-                  .sleepFor = [this](double seconds) { sleeps.push_back(seconds); }}) {}
+                  .sleepFor = [this](double seconds) { sleeps.push_back(seconds); },
+                  .mayWait = std::move(mayWait)}) {}
 
     ASCError::Case failure() {
         try {
@@ -152,12 +153,17 @@ TEST(ASCClient, stopsWithTheTask) {
     EXPECT_EQ(fixture.http->requests().size(), 2u);
 }
 
+namespace {
+
+FakeHTTPClient::Answer page(std::string data, std::string next, std::string total = "null") {
+    if (!data.empty()) data = R"({"id":")" + data + R"(","type":"apps","attributes":{}})";
+    return FakeHTTPClient::status(200, R"({"data":[)" + data + R"(],"links":{"next":)" + next +
+                                           R"(},"meta":{"paging":{"total":)" + total + "}}}");
+}
+
+} // namespace
+
 TEST(ASCClient, followsPagingLinksAsGivenButNeverToAnotherServer) {
-    const auto page = [](std::string id, std::string next) {
-        return FakeHTTPClient::status(200, R"({"data":[{"id":")" + id +
-                                               R"(","type":"apps","attributes":{}}],"links":{"next":)" +
-                                               next + "}}");
-    };
     Fixture fixture(
         {page("1", R"("https://example.test/v1/apps?cursor=a%20b")"), page("2", R"("relative")")});
     EXPECT_EQ(fixture.client.listApps().size(), 2u);
@@ -166,10 +172,6 @@ TEST(ASCClient, followsPagingLinksAsGivenButNeverToAnotherServer) {
     Fixture bounded({page("1", R"("https://example.test/2")")});
     EXPECT_EQ(bounded.client.listApps({}, {1}).size(), 1u);
     EXPECT_EQ(bounded.http->requests().size(), 1u);
-
-    Fixture circular({page("1", R"("https://example.test/2")")});
-    EXPECT_THROW((void)circular.client.listApps(), ASCError);
-    EXPECT_EQ(circular.http->requests().size(), 2u);
 
     for (const char* foreign :
          {R"("https://elsewhere.test/v1/apps")", R"("http://example.test/v1/apps")",
@@ -180,12 +182,94 @@ TEST(ASCClient, followsPagingLinksAsGivenButNeverToAnotherServer) {
     }
 }
 
+TEST(ASCClient, endsAListThatBringsNothingNewUnlessItIsKnownToHaveMore) {
+    const auto next = [](int number) { return R"("https://example.test/)" + std::to_string(number) + '"'; };
+    for (const std::string last : {"1", ""})
+        for (const std::string total : {"1", "2", "null"}) {
+            // Each page has another link, for ever.
+            Fixture fixture(
+                {page("1", next(1), total), page(last, next(2), total), page(last, next(3), total)});
+            if (total == "2")
+                EXPECT_THROW((void)fixture.client.listApps(), ASCError);
+            else
+                EXPECT_EQ(fixture.client.listApps().size(), 1u);
+            EXPECT_EQ(fixture.http->requests().size(), 2u) << last << total;
+        }
+    Fixture broken({page("1", R"("relative")", "5")});
+    try {
+        (void)broken.client.listApps();
+        ADD_FAILURE() << "a part was taken for the whole list";
+    } catch (const ASCError& error) {
+        EXPECT_NE(error.description().find("the list of 5 breaks off after 1"), std::string::npos);
+    }
+}
+
+TEST(ASCClient, allowsTheRepetitionOfWhatDoesNoHarmTwice) {
+    Fixture fixture(
+        {FakeHTTPClient::status(200, R"({"data":{"id":"1","type":"x","attributes":{"locale":"ja"}}})")});
+    const ASCClient& client = fixture.client;
+    (void)client.updateVersionLocalization("1", {.whatsNew = "a"});
+    client.attachBuild("1", "2");
+    (void)client.submitReviewSubmission("1");
+    (void)client.updatePhasedRelease("1", {"PAUSE"});
+    (void)client.createReviewResponse("1", "Thanks");
+    (void)client.downloadSalesReport({});
+    std::string allowed;
+    for (const HTTPRequest& request : fixture.http->requests())
+        allowed += request.repetition == Repetition::allowed ? '+' : '-';
+    EXPECT_EQ(allowed, "++----");
+    EXPECT_EQ(fixture.http->requests().front().maximumBodyBytes, std::nullopt);
+    EXPECT_EQ(fixture.http->requests().back().maximumBodyBytes, 512u << 20);
+}
+
+TEST(ASCClient, beginsNoWaitForTheQuotaThatIsNotAllowed) {
+    const auto upToAMinute = [](double seconds) { return seconds <= 60; };
+    Fixture limited({FakeHTTPClient::status(429, "", {{"Retry-After", "60"}}),
+                     FakeHTTPClient::status(429, "", {{"Retry-After", "61"}})},
+                    upToAMinute);
+    EXPECT_EQ(limited.failure(), (ASCError::Case{ASCError::RateLimited{61}}));
+    EXPECT_EQ(limited.sleeps, (std::vector<double>{60}));
+
+    Fixture paced(
+        {FakeHTTPClient::status(200, "{}", {{"X-Rate-Limit", "user-hour-lim:100;user-hour-rem:5"}})},
+        upToAMinute);
+    (void)paced.client.exchange(ASCRequest::get("v1/apps"));
+    EXPECT_EQ(paced.failure(), (ASCError::Case{ASCError::RateLimited{180}})) << "a tenth is there again then";
+    EXPECT_EQ(paced.http->requests().size(), 1u);
+
+    Fixture trouble({FakeHTTPClient::status(503), ok}, [](double) { return false; });
+    EXPECT_EQ(trouble.client.exchange(ASCRequest::get("v1/apps")), "{}")
+        << "back-off is no wait for the quota";
+}
+
+TEST(ASCQuota, spreadsRequestsWithoutCountingTheirOwnTime) {
+    ASCQuota quota;
+    const std::chrono::steady_clock::time_point start(std::chrono::hours(1));
+    const auto after = [&](double seconds) {
+        return quota.reserveDelay(start + std::chrono::duration_cast<std::chrono::steady_clock::duration>(
+                                              std::chrono::duration<double>(seconds)));
+    };
+    EXPECT_EQ(after(0), 0);
+    quota.note({3600, 180, {}, {}}); // one request in two seconds
+    EXPECT_NEAR(after(0.5), 1.5, 1e-6);
+    EXPECT_NEAR(after(5), 0, 1e-6) << "three seconds since the one before";
+    EXPECT_NEAR(after(5), 2, 1e-6);
+    EXPECT_NEAR(after(5), 4, 1e-6);
+}
+
 TEST(ASCClient, readsNoneWhereThereIsNoSuchResource) {
-    for (const auto& answer : {FakeHTTPClient::status(200, R"({"data":null})"),
-                               FakeHTTPClient::status(200, "{}"), FakeHTTPClient::status(404, "")}) {
+    for (const auto& answer :
+         {FakeHTTPClient::status(200, R"({"data":null})"), FakeHTTPClient::status(200, "{}")}) {
         Fixture fixture({answer});
         EXPECT_EQ(fixture.client.getPhasedRelease("1"), std::nullopt);
     }
+    const auto version = FakeHTTPClient::status(200, R"({"data":{"id":"1","type":"x","attributes":{}}})");
+    Fixture none({FakeHTTPClient::status(404, ""), version});
+    EXPECT_EQ(none.client.getReviewDetail("1"), std::nullopt);
+    EXPECT_EQ(none.http->requests()[1].url, "https://example.test/v1/appStoreVersions/1");
+    Fixture wrongID({FakeHTTPClient::status(404, "")});
+    EXPECT_THROW((void)wrongID.client.getReviewDetail("1"), ASCError);
+    EXPECT_THROW((void)wrongID.client.getPhasedRelease("1"), ASCError);
     Fixture other({FakeHTTPClient::status(403, "")});
     EXPECT_THROW((void)other.client.getReviewDetail("1"), ASCError);
 }

@@ -153,7 +153,10 @@ TEST(ASCError, readsErrorDocumentsWithTheirAssociatedCauses) {
     EXPECT_EQ(errors[1].code, "B");
     EXPECT_EQ(errors[2].detail, "description is required");
     EXPECT_TRUE(E(E::APIErrors{errors}).hasCodeContaining("ATTRIBUTE.REQUIRED"));
-    for (const char* other : {"", "<html>", "[]", R"({"errors":"no"})", R"({"errors":[{"code":7}]})",
+    const auto odd = decodeErrorDocument(R"({"errors":[null,"text",{"status":409,"code":"A","title":[]},
+        {"detail":{}},{"code":"B","meta":{"associatedErrors":{"x":[3,{"code":"C"}],"y":7}}}]})");
+    EXPECT_EQ(odd, (std::vector{entry("409", "A", {}, {}), entry({}, "B", {}, {}), entry({}, "C", {}, {})}));
+    for (const char* other : {"", "<html>", "[]", R"({"errors":"no"})", R"({"errors":[{"code":[]}]})",
                               R"({"errors":[{"meta":{"associatedErrors":{"x":[3]}}}]})"})
         EXPECT_TRUE(decodeErrorDocument(other).empty()) << other;
 }

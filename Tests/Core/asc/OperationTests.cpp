@@ -88,6 +88,7 @@ const Row rows[] = {
      },
      "GET v1/apps/7/appStoreVersions?filter[platform]=MAC_OS&filter[appStoreState]=READY_FOR_SALE,REJECTED&"
      "limit=1"},
+    {"getAppStoreVersion", [](const Client& c) { c.getAppStoreVersion("7"); }, "GET v1/appStoreVersions/7"},
     {"createAppStoreVersion",
      [](const Client& c) {
          c.createAppStoreVersion("7", {"TV_OS", "1.0", "MANUAL"});
@@ -192,6 +193,8 @@ const Row rows[] = {
              "7", {ReviewSubmissionState::readyForReview, ReviewSubmissionState::unresolvedIssues});
      },
      "GET v1/reviewSubmissions?filter[app]=7&filter[state]=READY_FOR_REVIEW,UNRESOLVED_ISSUES&limit=200"},
+    {"listReviewSubmissionItems", [](const Client& c) { c.listReviewSubmissionItems("7"); },
+     "GET v1/reviewSubmissions/7/items?include=appStoreVersion&limit=200"},
     {"createReviewSubmission", [](const Client& c) { c.createReviewSubmission("7", ASCPlatform::iOS); },
      "POST v1/reviewSubmissions",
      R"({"data":{"type":"reviewSubmissions","attributes":{"platform":"IOS"},"relationships":{"app":{"data":{"type":"apps","id":"7"}}}}})"},

@@ -264,6 +264,9 @@ TEST(ScreenshotPushes, failForAFileWhoseUploadOperationsAreOfNoUse) {
          "1.png: ASC returned invalid upload URL: http://example.com"},
         {"\"offset\":0", "\"offset\":99999999", " bytes at offset 99999999 — got 0."},
         {"\"offset\":0", "\"offset\":-1", " bytes at offset -1 — got 0."},
+        {"\"method\":\"PUT\"", "\"method\":\"DELETE\"", "asks to upload with DELETE, which is not done"},
+        {"\"name\":\"Content-Type\"", "\"name\":\"proxy-authorization\"",
+         "asks to upload with the header proxy-authorization, which is not done"},
         {"/upload/", "/uploads/", "were not taken: the upload was answered with status 404"},
     };
     for (const auto& row : rows) {
