@@ -90,6 +90,10 @@ std::span<const ArgumentSpec> globalArguments() {
         {"--p8", "FILE", "The key's .p8 file; - reads it from standard input"},
         {"--home", "DIR", "Use this folder in place of your home folder"},
         {"--endpoints", "FILE", "Use the service addresses that this file names"},
+        {"--ca-file", "FILE",
+         "Trust the certificate authorities in this PEM file, as SSL_CERT_FILE and CURL_CA_BUNDLE do"},
+        {"--proxy", "URL", "Connect through this proxy, as HTTPS_PROXY does; a password belongs there"},
+        {"--max-wait", "MINUTES", "Wait at most so long in all when a service asks to wait (15)"},
     };
     return arguments;
 }
@@ -108,7 +112,10 @@ GlobalOptions GlobalOptions::from(const Arguments& arguments) {
             .context = arguments.value("--context"),
             .keyID = arguments.value("--key-id"),
             .issuerID = arguments.value("--issuer-id"),
-            .privateKeyFile = arguments.value("--p8")};
+            .privateKeyFile = arguments.value("--p8"),
+            .certificateFile = arguments.value("--ca-file"),
+            .proxy = arguments.value("--proxy"),
+            .maximumWait = arguments.number("--max-wait", 1, 24 * 60)};
 }
 
 } // namespace quorvel

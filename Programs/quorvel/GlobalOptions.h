@@ -23,6 +23,9 @@ struct GlobalOptions {
     std::optional<std::string> keyID;
     std::optional<std::string> issuerID;
     std::optional<std::string> privateKeyFile;
+    std::optional<std::string> certificateFile;
+    std::optional<std::string> proxy;
+    std::optional<long> maximumWait; // in minutes
 
     [[nodiscard]] static GlobalOptions from(const Arguments& arguments);
 };

@@ -10,6 +10,7 @@
 #include "Programs/quorvel/Help.h"
 #include "Programs/quorvel/Invocation.h"
 #include "Programs/quorvel/commands/Groups.h"
+#include "Programs/quorvel/commands/TextReports.h"
 
 #include <fmt/format.h>
 
@@ -63,15 +64,30 @@ void noteQuota(Output& output, const Application& application) {
         fmt::format("{} of {} requests are left this hour", *limit->hourRemaining, *limit->hourLimit));
 }
 
+// Empty while no service asked for a longer wait than the user allows.
+std::string comeBackText(const Application& application) {
+    const auto moment = application.comeBackAt();
+    if (!moment) return {};
+    // Shown in minutes: not before the moment.
+    return fmt::format(
+        "Run the command again after {}: a service asks to wait so long, and --max-wait bounds "
+        "what a command waits for.",
+        shortTime(*moment + std::chrono::seconds(59)));
+}
+
 ExitStatus runCommand(Invocation& invocation) {
     try {
-        return invocation.command.run(invocation);
+        const ExitStatus status = invocation.command.run(invocation);
+        if (const auto text = comeBackText(invocation.application); !text.empty())
+            invocation.output.warning(text);
+        return status;
     } catch (const std::exception& error) {
         ErrorReport report = reportOf(error);
         // A key is not wrong because this machine's clock is.
         if (invocation.application.learnFromAnswers() && report.status == ExitStatus::noCredentials)
             report.hint =
                 "This machine's clock is off; that is corrected from now on. Run the command again.";
+        if (auto text = comeBackText(invocation.application); !text.empty()) report.hint = std::move(text);
         return fail(invocation.output, report);
     }
 }

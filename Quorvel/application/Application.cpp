@@ -2,12 +2,15 @@
 
 #include "Core/ai/ClaudeError.h"
 #include "Core/asc/ASCSettingsViewModel.h"
+#include "Platform/http/URLRules.h"
 #include "Platform/log/Log.h"
+#include "Platform/task/Task.h"
 #include "Quorvel/workspace/AppFolder.h"
 
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <cmath>
 
 namespace quorvel {
 
@@ -17,6 +20,7 @@ constexpr std::string_view clockCorrectionKey = "ASCTokenProvider.clockCorrectio
 constexpr std::chrono::milliseconds smallestCorrection{2000};
 // A Date header has whole seconds, so two measurements of the same clock differ by up to one.
 constexpr std::chrono::milliseconds measuringError{1500};
+constexpr double longestWait = 10 * 365 * 86'400.0; // seconds; a clock does not hold every number
 
 } // namespace
 
@@ -29,6 +33,7 @@ Application::Application(ApplicationOptions options)
     : options_(std::move(options)),
       userDefaults_(
           std::make_shared<UserDefaults>(options_.home.preferences() / "com.halvorne.brevant.json")),
+      patience_(options_.patience),
       sessions_([this](std::string_view appID) { return openSession(appID); }),
       credentialsChanged_(notifications_->observe(ascCredentialsChangedNotification,
                                                   [this](const Notification&) { forgetKeys(); })) {}
@@ -49,12 +54,32 @@ const Endpoints& Application::endpoints() {
 
 std::shared_ptr<URLSession> Application::session() {
     const std::lock_guard lock(mutex_);
-    if (!urlSession_) urlSession_ = std::make_shared<URLSession>();
+    if (!urlSession_) urlSession_ = std::make_shared<URLSession>(options_.connections);
     return urlSession_;
 }
 
 std::shared_ptr<HTTPClient> Application::http() {
     return std::make_shared<URLSessionHTTPClient>(session());
+}
+
+std::shared_ptr<HTTPClient> Application::transfers() {
+    const bool isEncrypted = isEncryptedURL(endpoints().appStoreConnectOrDefault());
+    return std::make_shared<URLSessionHTTPClient>(session(), isEncrypted ? PlainHTTP::refused
+                                                                         : PlainHTTP::onThisMachine);
+}
+
+bool Application::mayWait(double seconds) {
+    const std::lock_guard lock(mutex_);
+    if (patience_.grants(seconds)) return true;
+    const Date end = clock()() + std::chrono::milliseconds(static_cast<std::int64_t>(
+                                     std::ceil(std::min(seconds, longestWait) * 1000)));
+    comeBackAt_ = std::max(comeBackAt_.value_or(end), end);
+    return false;
+}
+
+std::optional<Date> Application::comeBackAt() const {
+    const std::lock_guard lock(mutex_);
+    return comeBackAt_;
 }
 
 KeyPlaces Application::keyPlaces() const {
@@ -84,8 +109,10 @@ std::shared_ptr<const ASCClientProtocol> Application::client(const KeyOwner& own
     if (!connection) {
         const auto tokens = std::make_shared<ASCTokenProvider>(makeAuth(used.texts), clock());
         tokens->setClockCorrection(correction);
-        connection = std::make_shared<Connection>(
-            ASCClient::Parts{.baseURL = baseURL, .http = transfers, .tokens = tokens});
+        connection = std::make_shared<Connection>(ASCClient::Parts{
+            .baseURL = baseURL, .http = transfers, .tokens = tokens, .mayWait = [this](double seconds) {
+                return mayWait(seconds);
+            }});
         connections_.emplace_back(used, connection);
     }
     return {connection, &connection->client};
@@ -124,6 +151,12 @@ ASOClaudeStack::Components Application::aiStack(KeptAnswers keptAnswers) {
                                  .home = home(),
                                  .relay = PenwiseConfig::relayAccess(endpoints()),
                                  .http = http(),
+                                 .sleepFor =
+                                     [this](double seconds) {
+                                         if (!mayWait(seconds))
+                                             throw ClaudeError(ClaudeError::RateLimited{seconds});
+                                         sleepFor(seconds);
+                                     },
                                  .clock = clock(),
                                  .keptAnswers = keptAnswers});
 }

@@ -10,6 +10,7 @@
 #include "Platform/files/Home.h"
 #include "Platform/http/HTTPClient.h"
 #include "Platform/notify/NotificationCenter.h"
+#include "Platform/task/Patience.h"
 #include "Quorvel/application/Credentials.h"
 #include "Quorvel/controllers/AutoPullLimiter.h"
 #include "Quorvel/sessions/AppSession.h"
@@ -35,6 +36,8 @@ struct ApplicationOptions {
     std::optional<std::filesystem::path> endpointsFile; // addresses other than the usual ones
     std::vector<CredentialSource> credentials = {};     // keys that were given; the first wins
     Clock clock = systemClock();
+    URLSession::Options connections = {};
+    std::chrono::seconds patience = std::chrono::minutes(15); // with services that ask to wait, in all
     /// Called with what a user must be told whatever he asked for; from any thread.
     std::function<void(const std::string&)> tell = [](const std::string&) {};
 };
@@ -57,6 +60,13 @@ class Application {
     [[nodiscard]] const std::shared_ptr<NotificationCenter>& notifications() const { return notifications_; }
     /// For requests to other hosts than App Store Connect's.
     [[nodiscard]] std::shared_ptr<HTTPClient> http();
+    /// For the hosts that App Store Connect names: over https only, where it is asked that way itself. Throws
+    /// `EndpointsError`.
+    [[nodiscard]] std::shared_ptr<HTTPClient> transfers();
+
+    /// When a service may be asked again that wanted a longer wait than the user allows; nothing while none
+    /// did.
+    [[nodiscard]] std::optional<Date> comeBackAt() const;
 
     [[nodiscard]] KeychainStore keychain() const { return KeychainStore::inHome(options_.home); }
     [[nodiscard]] KeyPlaces keyPlaces() const;
@@ -113,6 +123,7 @@ class Application {
     [[nodiscard]] Credentials resolve(const KeyOwner& owner);
 
     [[nodiscard]] std::shared_ptr<URLSession> session();
+    [[nodiscard]] bool mayWait(double seconds);
     [[nodiscard]] std::shared_ptr<AppSession> openSession(std::string_view appID);
     void forgetKeys();
 
@@ -122,6 +133,8 @@ class Application {
     std::mutex indexing_;      // guards the index
     mutable std::mutex mutex_; // guards all below but the index, the sessions and the limiter
     std::optional<Endpoints> endpoints_;
+    Patience patience_;
+    std::optional<Date> comeBackAt_;
     std::shared_ptr<URLSession> urlSession_;
     std::vector<std::pair<KeyOwner, Credentials>> credentials_;
     std::vector<std::pair<Credentials, std::shared_ptr<Connection>>> connections_;

@@ -18,7 +18,7 @@ std::shared_ptr<AppSession> Application::openSession(std::string_view key) {
                 const auto app = records.find(appID);
                 return client({appID, app ? app->workspace : std::nullopt});
             },
-        .http = [this] { return http(); },
+        .http = [this] { return transfers(); },
         .home = home(),
         .clock = clock(),
         .notifications = notifications_,
@@ -33,7 +33,7 @@ std::shared_ptr<AppSession> Application::sessionOfUnrecorded(const ManagedApp& a
     return makeAppSession({.container = hasRecords() ? container() : nullptr,
                            .app = [app] { return app; },
                            .client = [this, owner] { return client(owner); },
-                           .http = [this] { return http(); },
+                           .http = [this] { return transfers(); },
                            .home = home(),
                            .clock = clock(),
                            .notifications = notifications_,
