@@ -30,14 +30,14 @@ struct Releaser {
 };
 template <typename Handle, auto release>
 using Owner = std::unique_ptr<Handle, Releaser<release>>;
-using Key = Owner<EVP_PKEY, EVP_PKEY_free>;
-using Certificate = Owner<X509, X509_free>;
-using Context = Owner<SSL_CTX, SSL_CTX_free>;
-using Connection = Owner<SSL, SSL_free>;
+using TLSKey = Owner<EVP_PKEY, EVP_PKEY_free>;
+using TLSCertificate = Owner<X509, X509_free>;
+using TLSContext = Owner<SSL_CTX, SSL_CTX_free>;
+using TLSConnection = Owner<SSL, SSL_free>;
 
 // Valid for 127.0.0.1 and signed by itself.
-Certificate makeCertificate(EVP_PKEY* key) {
-    Certificate certificate(X509_new());
+TLSCertificate makeCertificate(EVP_PKEY* key) {
+    TLSCertificate certificate(X509_new());
     X509* raw = certificate.get();
     X509_set_version(raw, 2);
     ASN1_INTEGER_set(X509_get_serialNumber(raw), 1);
@@ -95,7 +95,7 @@ class EncryptedServer {
   private:
     void serve() {
         for (int socket = 0; (socket = ::accept(listener_, nullptr, nullptr)) >= 0; ::close(socket)) {
-            const Connection connection(SSL_new(context_.get()));
+            const TLSConnection connection(SSL_new(context_.get()));
             SSL_set_fd(connection.get(), socket);
             char request[4096];
             if (SSL_accept(connection.get()) != 1 || SSL_read(connection.get(), request, sizeof request) <= 0)
@@ -107,9 +107,9 @@ class EncryptedServer {
         }
     }
 
-    const Key key_;
-    const Certificate certificate_;
-    const Context context_{SSL_CTX_new(TLS_server_method())};
+    const TLSKey key_;
+    const TLSCertificate certificate_;
+    const TLSContext context_{SSL_CTX_new(TLS_server_method())};
     const int listener_ = ::socket(AF_INET, SOCK_STREAM, 0);
     int port_ = 0;
     std::thread thread_;

@@ -1,9 +1,9 @@
 #include "Tests/support/FaultyProxy.h"
 
-#include <arpa/inet.h>
+#include "Tests/support/LoopbackSocket.h"
+
 #include <netinet/tcp.h>
 #include <poll.h>
-#include <sys/socket.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -18,20 +18,6 @@ namespace quorvel::test {
 
 namespace {
 
-#ifdef MSG_NOSIGNAL
-constexpr int sendFlags = MSG_NOSIGNAL;
-#else
-constexpr int sendFlags = 0;
-#endif
-
-sockaddr_in loopbackAddress(int port) {
-    sockaddr_in address{};
-    address.sin_family = AF_INET;
-    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    address.sin_port = htons(static_cast<in_port_t>(port));
-    return address;
-}
-
 int newSocket() {
     const int socket = ::socket(AF_INET, SOCK_STREAM, 0);
     if (socket < 0) throw std::runtime_error("no socket");
@@ -41,20 +27,6 @@ int newSocket() {
 void withoutDelay(int socket) {
     const int yes = 1;
     ::setsockopt(socket, IPPROTO_TCP, TCP_NODELAY, &yes, sizeof yes);
-}
-
-bool sendAll(int socket, std::string_view bytes) {
-    while (!bytes.empty()) {
-        const ssize_t count = ::send(socket, bytes.data(), bytes.size(), sendFlags);
-        if (count <= 0) return false;
-        bytes.remove_prefix(static_cast<std::size_t>(count));
-    }
-    return true;
-}
-
-void closeWithReset(int socket) {
-    const linger abrupt{.l_onoff = 1, .l_linger = 0};
-    ::setsockopt(socket, SOL_SOCKET, SO_LINGER, &abrupt, sizeof abrupt);
 }
 
 constexpr std::string_view lengthHeader = "\r\ncontent-length:";
@@ -94,14 +66,12 @@ std::string replaced(std::string text, std::string_view from, std::string_view t
 } // namespace
 
 FaultyProxy::FaultyProxy(std::string serviceURL, double probability, std::uint64_t seed)
-    : service_(std::move(serviceURL)), probability_(probability), random_(seed), listener_(newSocket()) {
-    sockaddr_in address = loopbackAddress(0);
-    socklen_t length = sizeof address;
-    if (::bind(listener_, reinterpret_cast<const sockaddr*>(&address), length) != 0 ||
-        ::listen(listener_, 64) != 0 || ::pipe(wake_) != 0)
-        throw std::runtime_error("cannot listen on the loopback interface");
-    ::getsockname(listener_, reinterpret_cast<sockaddr*>(&address), &length);
-    url_ = "http://127.0.0.1:" + std::to_string(ntohs(address.sin_port));
+    : service_(std::move(serviceURL)),
+      probability_(probability),
+      random_(seed),
+      listener_(listenOnLoopback()) {
+    if (::pipe(wake_) != 0) throw std::runtime_error("no pipe");
+    url_ = "http://127.0.0.1:" + std::to_string(portOf(listener_));
     thread_ = std::thread([this] { serve(); });
 }
 
@@ -185,7 +155,7 @@ void FaultyProxy::spoil(int client, Fault fault, const std::string& answer) {
     else if (fault == Fault::garbageBefore || fault == Fault::garbageAfter)
         sendAll(client, "220 mail.example.com ESMTP ready\r\n");
     else
-        closeWithReset(client);
+        endWithReset(client);
 }
 
 } // namespace quorvel::test

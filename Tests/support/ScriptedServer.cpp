@@ -1,8 +1,7 @@
 #include "Tests/support/ScriptedServer.h"
 
-#include <arpa/inet.h>
-#include <netinet/in.h>
-#include <sys/socket.h>
+#include "Tests/support/LoopbackSocket.h"
+
 #include <unistd.h>
 
 #include <array>
@@ -14,36 +13,6 @@
 namespace quorvel::test {
 
 namespace {
-
-#ifdef MSG_NOSIGNAL
-constexpr int sendFlags = MSG_NOSIGNAL;
-#else
-constexpr int sendFlags = 0;
-#endif
-
-sockaddr_in loopbackAddress(int port) {
-    sockaddr_in address{};
-    address.sin_family = AF_INET;
-    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    address.sin_port = htons(static_cast<in_port_t>(port));
-    return address;
-}
-
-int listenOnLoopback() {
-    const int listener = ::socket(AF_INET, SOCK_STREAM, 0);
-    const sockaddr_in address = loopbackAddress(0);
-    if (listener < 0 || ::bind(listener, reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0 ||
-        ::listen(listener, 64) != 0)
-        throw std::runtime_error("cannot listen on the loopback interface");
-    return listener;
-}
-
-int portOf(int listener) {
-    sockaddr_in address{};
-    socklen_t length = sizeof address;
-    ::getsockname(listener, reinterpret_cast<sockaddr*>(&address), &length);
-    return ntohs(address.sin_port);
-}
 
 std::size_t contentLength(std::string_view header) {
     std::string lower(header);
@@ -59,11 +28,6 @@ bool readMore(int socket, std::string& bytes) {
     const ssize_t count = ::recv(socket, buffer.data(), buffer.size(), 0);
     if (count > 0) bytes.append(buffer.data(), static_cast<std::size_t>(count));
     return count > 0;
-}
-
-void closeWithReset(int socket) {
-    const linger abrupt{.l_onoff = 1, .l_linger = 0};
-    ::setsockopt(socket, SOL_SOCKET, SO_LINGER, &abrupt, sizeof abrupt);
 }
 
 } // namespace
@@ -160,7 +124,7 @@ bool ScriptedServer::perform(int socket, const Action& action) {
     if (const auto* send = std::get_if<Send>(&action)) return sendAll(socket, send->bytes);
     if (std::holds_alternative<AwaitRelease>(action)) return awaitRelease();
     if (std::holds_alternative<Reset>(action)) {
-        closeWithReset(socket);
+        endWithReset(socket);
         return false;
     }
     if (const auto* forever = std::get_if<SendForever>(&action)) {
@@ -185,15 +149,6 @@ bool ScriptedServer::receive(int socket, bool withBody) {
         if (!readMore(socket, unread_)) return false;
     record(unread_.substr(0, length));
     unread_.erase(0, length);
-    return true;
-}
-
-bool ScriptedServer::sendAll(int socket, std::string_view bytes) {
-    while (!bytes.empty()) {
-        const ssize_t count = ::send(socket, bytes.data(), bytes.size(), sendFlags);
-        if (count <= 0) return false;
-        bytes.remove_prefix(static_cast<std::size_t>(count));
-    }
     return true;
 }
 

@@ -63,7 +63,6 @@ class ScriptedServer {
     void serveConnection(int socket, const Connection& connection);
     bool perform(int socket, const Action& action);
     bool receive(int socket, bool withBody);
-    bool sendAll(int socket, std::string_view bytes);
     bool awaitRelease();
     void record(std::string request);
     void wakeListener() const;
