@@ -3,7 +3,6 @@
 
 #include "Core/asc/ASCClientProtocol.h"
 #include "Core/asc/ASCError.h"
-#include "Platform/http/URLSession.h"
 #include "Platform/log/Log.h"
 
 #include <fmt/format.h>
@@ -56,7 +55,8 @@ void forEachPage(const ASCClientProtocol& client, ASCRequest first, ASCListBound
         if (known.size() > knownBefore) visit(std::move(page));
         if (bound.maximum && known.size() >= static_cast<std::size_t>(std::max(*bound.maximum, 0))) return;
         if (!links || !links->next) return;
-        if (problemOfURL(*links->next) || known.size() == knownBefore) return endEarly(meta, known.size());
+        if (!links->next->starts_with("http") || known.size() == knownBefore)
+            return endEarly(meta, known.size());
         request = ASCRequest::get({});
         request.absoluteURL = links->next;
     }
