@@ -84,7 +84,12 @@ class HostileNetworkJourney : public testing::TestWithParam<Network> {
     }
     bool pullScreenshots() {
         const auto pulled = network.screenshots.pull("ios/next");
-        return pulled.summary.warnings.empty();
+        const std::filesystem::recursive_directory_iterator thumbnails(pulled.thumbnails);
+        const auto count =
+            std::ranges::count_if(thumbnails, [](const std::filesystem::directory_entry& entry) {
+                return entry.is_regular_file();
+            });
+        return pulled.summary.warnings.empty() && count == pulled.summary.totalScreenshots;
     }
 
     // What App Store Connect holds, each localization as often as it is there.
