@@ -37,9 +37,20 @@ namespace quorvel {
 /// `text` with control characters replaced by visible escapes ("\n", "\x1B"), for messages and terminals.
 [[nodiscard]] std::string escapeControls(std::string_view text);
 
+/// The JSON `document` with control characters, and those that turn the direction of the text about them, as
+/// "\uXXXX", for a terminal; its line breaks stay.
+[[nodiscard]] std::string escapeControlsInJSON(std::string_view document);
+
 /// Whether `left` sorts before `right` when runs of digits compare as numbers ("2" before "10"), else by
 /// bytes.
 [[nodiscard]] bool naturalLess(std::string_view left, std::string_view right);
+
+/// Whether the name `left` stands before `right` in a list: in the order of Unicode's collation, runs of
+/// digits as numbers ("App 2" before "app 10"); names that differ only in bytes by those.
+[[nodiscard]] bool nameLess(std::string_view left, std::string_view right);
+
+/// `text` in ASCII as far as the text library can write it so ("Über Gärten" → "Uber Garten", "庭" → "ting").
+[[nodiscard]] std::string transliterateToASCII(std::string_view text);
 
 [[nodiscard]] std::string asciiLowercase(std::string_view text);
 

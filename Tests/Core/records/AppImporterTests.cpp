@@ -30,7 +30,10 @@ TEST(Slug, isSafeAndStable) {
         std::string_view name, bundleID, slug;
     } cases[] = {{"Garden Planner+", "x", "garden-planner"},
                  {"  --A  b!", "x", "a-b"},
-                 {"日本", "com.example.App", "com-example-app"},
+                 {"Mein Gärtchen – für Öfter", "x", "mein-gartchen-fur-ofter"},
+                 {"Сад и огород", "x", "sad-i-ogorod"},
+                 {"日本", "com.example.App", "ri-ben"},
+                 {"🌱", "com.example.App", "com-example-app"},
                  {"../..", "", ""}};
     for (const auto& one : cases)
         EXPECT_EQ(slugOf(one.name, one.bundleID), one.slug);

@@ -227,7 +227,7 @@ TEST_F(Records, findWorkspacesAndAppsByWhatUsersType) {
     garden.workspaces.rename(games.id, "Games");
     garden.workspaces.rename(tools.id, "Äpfel");
     EXPECT_THAT(each(garden.workspaces.all(), &ManagedWorkspace::name),
-                ElementsAre("Games", "TOOLS", "Äpfel"));
+                ElementsAre("Äpfel", "Games", "TOOLS"));
 
     const auto first =
         garden.apps.add({.slug = "one", .displayName = "b", .bundleId = "two", .appStoreId = "1"});
@@ -238,7 +238,9 @@ TEST_F(Records, findWorkspacesAndAppsByWhatUsersType) {
     EXPECT_EQ(garden.apps.locate("one"), first);
     EXPECT_EQ(garden.apps.locate(other.id), other);
     EXPECT_EQ(garden.apps.locate(""), std::nullopt);
-    EXPECT_THAT(garden.apps.all(), ElementsAre(other, first));
+    const auto third = garden.apps.add({.slug = "c", .displayName = "b 10", .appStoreId = "3"});
+    const auto second = garden.apps.add({.slug = "d", .displayName = "B 2", .appStoreId = "4"});
+    EXPECT_THAT(garden.apps.all(), ElementsAre(other, first, second, third));
 }
 
 TEST_F(Records, refuseWhatCannotBe) {
