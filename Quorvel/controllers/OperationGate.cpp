@@ -38,8 +38,6 @@ std::string_view describe(OperationKind kind) {
         return "a pull of screenshots";
     case OperationKind::pushScreenshots:
         return "a push of screenshots";
-    case OperationKind::selectContext:
-        return "a choice of context";
     case OperationKind::carryOver:
         return "a change of its layout";
     }

@@ -27,7 +27,6 @@ enum class OperationKind {
     translate,
     pullScreenshots,
     pushScreenshots,
-    selectContext,
     carryOver, // of a tree of the older layout
 };
 
@@ -43,7 +42,6 @@ struct RawValues<OperationKind> {
                                                                 {O::translate, "translate"},
                                                                 {O::pullScreenshots, "pullScreenshots"},
                                                                 {O::pushScreenshots, "pushScreenshots"},
-                                                                {O::selectContext, "selectContext"},
                                                                 {O::carryOver, "carryOver"}};
 };
 

@@ -66,20 +66,6 @@ void MetadataController::refresh() {
     show(app, access_.folderToRead(app, *gate_));
 }
 
-void MetadataController::selectContext(std::string_view contextID) {
-    gate_->run(OperationKind::selectContext, [&](Operation& operation) {
-        const Target target = access_.open(operation);
-        const AppContexts contexts = access_.contexts(target.folder);
-        const auto saved = contexts.saved().value_or(PersistedContexts{});
-        (void)AppContexts::choose(saved.contexts, std::string(contextID), std::nullopt);
-        // Choosing a context is no pull, so the time of the last one stays.
-        ContextsStore(target.folder, [&] {
-            return saved.lastUpdated;
-        }).save(saved.contexts, std::string(contextID));
-        show(target.app, target.folder);
-    });
-}
-
 MetadataStore MetadataController::pulledStore(const MetadataFolder& folder,
                                               const std::optional<std::string>& context) const {
     const ContextID wanted = access_.contexts(folder).known(context).value_or(ContextID{});

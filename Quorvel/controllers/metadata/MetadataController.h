@@ -40,8 +40,6 @@ class MetadataController {
     [[nodiscard]] AppContexts contexts() const { return access_.contexts(folder()); }
     /// Reads the folder anew: contexts, comparison. Asks nobody.
     void refresh();
-    /// Chooses among the saved contexts and remembers the choice. Throws `MetadataError` for an unknown one.
-    void selectContext(std::string_view contextID);
 
     /// The comparison of a context that was pulled, without asking App Store Connect. Throws
     /// `OperationRefused` when there is no folder of it, `MetadataError` for an older layout in a dry run.

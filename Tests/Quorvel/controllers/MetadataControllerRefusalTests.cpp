@@ -117,7 +117,6 @@ TEST(MetadataController, refusesEveryOperationWhileAnotherRuns) {
         [](ControllerAccount& one) { (void)one.controller->planPush({}); },
         [](ControllerAccount& one) { one.controller->addLocale("ko"); },
         [](ControllerAccount& one) { (void)one.controller->revert("run"); },
-        [](ControllerAccount& one) { one.controller->selectContext("ios/next"); },
         [](ControllerAccount& one) { (void)one.controller->importTexts(one.folder.path(), {}, DryRun::no); },
         [](ControllerAccount& one) { (void)one.controller->tidy({}, DryRun::yes); },
         [](ControllerAccount& one) { one.controller->change(OperationKind::translate, {}, nullptr); },
@@ -135,8 +134,7 @@ TEST(MetadataController, refusesEveryOperationWhileAnotherRuns) {
         EXPECT_EQ(account.controller->gate()->state()->error, std::nullopt);
     });
     EXPECT_THAT(account.connect.requests, IsEmpty());
-    account.controller->selectContext("ios/live"); // and not for ever
-    EXPECT_EQ(account.controller->state()->selectedContextId, "ios/live");
+    EXPECT_THAT(account.pull().updated, IsEmpty()); // and not for ever
 }
 
 TEST(MetadataController, plansAPushOfNothingAndSaysWhy) {

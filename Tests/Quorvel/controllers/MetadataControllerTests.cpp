@@ -175,22 +175,6 @@ TEST(MetadataController, remembersWhatAFirstPullFound) {
     EXPECT_EQ(account.apps.find(account.app.id)->metadataFolderBookmark, bookmark);
 }
 
-TEST(MetadataController, keepsTheMomentOfThePullWhenAnotherContextIsSelected) {
-    ControllerAccount account;
-    account.controller->pull({.contexts = MetadataController::PullRequest::Contexts::all});
-    const auto before = ContextsStore(account.appFolder(), account.clock).load();
-    EXPECT_EQ(account.controller->state()->selectedContext()->id(), "ios/next");
-    account.clock = [] { return dateFromSecondsSince1970(1900000000); };
-    const auto later = account.controllerOver(account.connect);
-    later->selectContext("ios/live");
-    const auto after = ContextsStore(account.appFolder(), account.clock).load();
-    EXPECT_EQ(after->lastUpdated, before->lastUpdated);
-    EXPECT_EQ(after->contexts, before->contexts);
-    EXPECT_EQ(later->state()->selectedContext()->id(), "ios/live");
-    EXPECT_THROW(later->selectContext("macos/next"), MetadataError);
-    EXPECT_EQ(ContextsStore(account.appFolder(), account.clock).load()->selectedContextId, "ios/live");
-}
-
 TEST(MetadataController, keepsTheSelectedContextWhileTheAppHasIt) {
     ControllerAccount account;
     const ContextsStore contexts(account.appFolder(), account.clock);
