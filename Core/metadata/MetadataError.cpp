@@ -153,7 +153,7 @@ MetadataError MetadataError::folderInUse(const std::filesystem::path& folder, st
 MetadataError MetadataError::olderLayout(const std::filesystem::path& folder) {
     return errorAt(ErrorKind::olderLayout, folder,
                    "holds texts in an older layout, which a dry run does not move. "
-                   "Run without the dry run once; nothing is lost by it.");
+                   "Do it once in earnest; nothing is lost by it.");
 }
 
 MetadataError MetadataError::otherApp(const std::filesystem::path& folder, std::string_view appName) {

@@ -45,7 +45,7 @@ std::string explainOverLimit(const PendingChange& change) {
     const std::string_view stripped = withoutFinalLineBreak(change.local);
     if (stripped.size() < change.local.size() && !isOverLimit(stripped, change.field))
         return fmt::format("{} has {} characters where {} are allowed, only because of its final line break. "
-                           "\"quorvel metadata tidy\" removes it.",
+                           "Tidying removes it.",
                            fileNameOf(change.field), graphemeCount(change.local), limit);
     return fmt::format("{} has {} characters where {} are allowed. Shorten it.", fileNameOf(change.field),
                        graphemeCount(change.local), limit);
@@ -55,7 +55,7 @@ std::string explainFinalLineBreak(const PendingChange& change) {
     if (withoutFinalLineBreak(change.local).size() == change.local.size())
         return "Differs from App Store Connect only by a final line break there; "
                "naming this locale and field in the push removes it there.";
-    return "Differs from App Store Connect only by a final line break. \"quorvel metadata tidy\" removes it; "
+    return "Differs from App Store Connect only by a final line break. Tidying removes it; "
            "naming this locale and field pushes it.";
 }
 

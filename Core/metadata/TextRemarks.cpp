@@ -79,14 +79,13 @@ std::string_view explain(TextRemark remark) {
     switch (remark) {
     case TextRemark::byteOrderMark:
         return "Begins with a byte order mark, which would become part of the text; "
-               "\"quorvel metadata tidy\" removes it.";
+               "tidying removes it.";
     case TextRemark::controlCharacter:
         return "Holds a control character, which App Store Connect refuses; remove it.";
     case TextRemark::carriageReturn:
         return "Holds carriage returns (CR LF line breaks), which are sent as they are.";
     case TextRemark::finalLineBreak:
-        return "Ends with a line break, which counts as a character and is sent; \"quorvel metadata tidy\" "
-               "removes it.";
+        return "Ends with a line break, which counts as a character and is sent; tidying removes it.";
     case TextRemark::codePointsOverLimit:
         return "Is within the limit as people count characters, but above it in code points; "
                "App Store Connect may refuse it.";

@@ -135,6 +135,19 @@ TEST(FieldRule, readsWhatItKnowsAndHasItsOwnLimit) {
     EXPECT_EQ(limitOf(FieldType::name, rules), 30u);
 }
 
+TEST(FieldType, goesByEachOfItsNames) {
+    for (const FieldFacts& facts : fieldFacts) {
+        const std::string file(facts.fileName.substr(0, facts.fileName.find('.')));
+        for (const std::string_view name :
+             {facts.rawName, facts.attribute, facts.shortLabel, std::string_view(file)})
+            EXPECT_EQ(fieldNamed(name), facts.field) << name;
+    }
+    for (const auto* name : {"release_notes", "whatsNew", "whats_new", "RELEASENOTES", "What's new"})
+        EXPECT_EQ(fieldNamed(name), FieldType::releaseNotes) << name;
+    for (const auto* name : {"", "notes", "name.txt", "title"})
+        EXPECT_EQ(fieldNamed(name), std::nullopt) << name;
+}
+
 TEST(Locales, knowWhatTheAppStoreTakesAndHintAtTheRest) {
     EXPECT_EQ(appStoreLocales().size(), 50u);
     for (const std::string_view locale : appStoreLocales()) {
