@@ -28,23 +28,26 @@ class Output {
     [[nodiscard]] bool hasDocument() const { return hasDocument_; }
     [[nodiscard]] const Streams& streams() const { return streams_; }
 
-    /// A line of the result, or several, broken at blanks on a terminal; control characters are escaped.
-    /// Nothing with --json.
+    /// A line of the result, broken at blanks on a terminal; control characters are escaped, and line breaks,
+    /// of a name for example, make no further line. Nothing with --json.
     void line(std::string_view text = {});
-    /// Like `line`, but not broken.
+    /// The same for a text of several lines.
+    void lines(std::string_view text);
+    /// Like `lines`, but not broken.
     void verbatim(std::string_view text);
     /// Like `line`, for a text with styles whose parts were escaped.
     void styledLine(std::string_view text);
     void table(const Table& table);
     /// Text as it is, whatever the form.
     void raw(std::string_view text);
-    /// The JSON document of the result; nothing without --json.
+    /// The JSON document of the result, on a terminal with its control characters escaped; nothing without
+    /// --json.
     template <typename Record>
     void document(const Record& record) {
         if (isJSON()) printDocument(encodeJSON(record, {JSONLayout::pretty, JSONKeyOrder::declared}));
     }
 
-    /// A message beside the result; silent with --quiet.
+    /// A message of one line beside the result, like each below; silent with --quiet.
     void note(std::string_view text);
     /// What --verbose tells.
     void detail(std::string_view text);

@@ -43,6 +43,9 @@ typename Action::Result perform(Invocation& invocation, const typename Action::R
     return result;
 }
 
+/// The fields that a command takes, by any of their names: --field, several of them, or FIELD, the only one.
+[[nodiscard]] ArgumentSpec fieldOption();
+[[nodiscard]] ArgumentSpec fieldArgument();
 /// The options that name the app's folder.
 [[nodiscard]] ArgumentSpec folderArgument();
 /// Values that were given together or one by one: "--locale de-DE,ja --locale ko".

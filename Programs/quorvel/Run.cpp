@@ -40,7 +40,8 @@ struct ErrorRecord {
 };
 
 Output makeOutput(const GlobalOptions& global, const Surroundings& surroundings) {
-    const bool noColour = global.noColor || surroundings.variable("NO_COLOR");
+    const bool noColour =
+        global.noColor || surroundings.variable("NO_COLOR") || !surroundings.streams.takesSequences;
     return {surroundings.streams, global.json ? Output::Form::json : Output::Form::text,
             global.quiet ? Output::Noise::quiet : Output::Noise::normal,
             noColour ? Output::Colour::never : Output::Colour::automatic};
@@ -114,7 +115,8 @@ class CommandLog {
         return [&streams, mutex = std::make_shared<std::mutex>()](const LogLine& line) {
             if (line.level != LogLevel::warning) return;
             const std::lock_guard lock(*mutex);
-            streams.error(fmt::format("{}quorvel: {}\n", streams.errorIsTerminal ? "\r\x1b[K" : "",
+            streams.error(fmt::format("{}quorvel: {}\n",
+                                      streams.errorIsTerminal && streams.takesSequences ? "\r\x1b[K" : "",
                                       escapeControls(line.text)));
         };
     }

@@ -83,6 +83,7 @@ std::size_t widthOfTerminal() {
 
 Surroundings surroundingsOfProcess(std::string_view program) {
     Surroundings result;
+    const char* const terminal = std::getenv("TERM");
     result.streams = {.out = [](std::string_view text) { writeAll(STDOUT_FILENO, text); },
                       .error = [](std::string_view text) { writeAll(STDERR_FILENO, text); },
                       .readLine = readLineOfInput,
@@ -90,6 +91,7 @@ Surroundings surroundingsOfProcess(std::string_view program) {
                       .outIsTerminal = ::isatty(STDOUT_FILENO) == 1,
                       .errorIsTerminal = ::isatty(STDERR_FILENO) == 1,
                       .inputIsTerminal = ::isatty(STDIN_FILENO) == 1,
+                      .takesSequences = !terminal || std::string_view(terminal) != "dumb",
                       .width = widthOfTerminal()};
     result.variable = [](std::string_view name) -> std::optional<std::string> {
         const char* value = std::getenv(std::string(name).c_str());

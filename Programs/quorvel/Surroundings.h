@@ -21,7 +21,8 @@ struct Streams {
     bool outIsTerminal = false;
     bool errorIsTerminal = false;
     bool inputIsTerminal = false;
-    std::size_t width = 0; // columns of the terminal; 0: no bound
+    bool takesSequences = true; // whether the terminal understands colours and moves its cursor
+    std::size_t width = 0;      // columns of the terminal; 0: no bound
 };
 
 struct Surroundings {

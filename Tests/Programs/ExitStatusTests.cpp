@@ -50,7 +50,12 @@ TEST_F(ExitStatuses, endsWithTheStatusThatTellsWhy) {
         {"a version that is there",
          {"versions", "create", "--app", app, "--platform", "ios", "--version", "3.5"},
          5,
-         "[ENTITY_"},
+         "there is ios 3.5 already (PREPARE_FOR_SUBMISSION)"},
+        {"a version beside an open one",
+         {"versions", "create", "--app", app, "--platform", "ios", "--version", "9.0"},
+         5,
+         "ios 3.5 is open already (PREPARE_FOR_SUBMISSION)"},
+
         {"the folder of another app",
          {"push", "--app", "pocket-tides", "--folder", "texts"},
          1,

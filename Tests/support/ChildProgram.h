@@ -40,6 +40,7 @@ class ChildProgram {
     /// What its standard output has next; empty at the end.
     [[nodiscard]] std::string readSome();
     void signal(int number) const;
+    [[nodiscard]] pid_t process() const { return process_; }
     /// Closes our end of its standard output, as a reader that goes away does.
     void closeOutput();
     /// Waits for its end.

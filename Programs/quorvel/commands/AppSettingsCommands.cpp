@@ -118,10 +118,7 @@ ExitStatus resetRule(Invocation& invocation) {
 std::vector<Command> appSettingsCommands() {
     using Count = ArgumentSpec::Count;
     using Need = ArgumentSpec::Need;
-    std::vector<std::string_view> fields;
-    for (const FieldType field : allFieldTypes)
-        fields.push_back(rawValue(field));
-    const ArgumentSpec field = {"FIELD", "FIELD", "The field", fields, Need::required};
+    const ArgumentSpec field = fieldArgument();
     return {
         {.name = "apps show",
          .summary = "Show everything that is recorded of an app",

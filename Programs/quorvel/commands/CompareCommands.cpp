@@ -74,10 +74,8 @@ void printGrid(Output& output, const TextStatus::Result& status) {
     std::vector<std::string> limits;
     for (const FieldType field : allFieldTypes)
         limits.push_back(fmt::format("{} {}", shortLabelOf(field), limitOf(field)));
-    output.note(
-        fmt::format("Characters per field; limits: {}.\n"
-                    "* edited, + new locale, - cleared, ! over the limit, ? has a remark, – empty, · no file",
-                    fmt::join(limits, " · ")));
+    output.note(fmt::format("Characters per field; limits: {}.", fmt::join(limits, " · ")));
+    output.note("* edited, + new locale, - cleared, ! over the limit, ? has a remark, – empty, · no file");
 }
 
 // Tidying leaves alone what App Store Connect holds, and so is no advice for it.

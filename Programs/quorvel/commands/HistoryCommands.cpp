@@ -106,13 +106,7 @@ ExitStatus revertRun(Invocation& invocation) {
 }
 
 ArgumentSpec runArgument() {
-    return {"RUN",
-            "RUN",
-            "Its identifier, the beginning of that, or last",
-            {},
-            ArgumentSpec::Need::required,
-            ArgumentSpec::Count::once,
-            {"last"}};
+    return {"RUN", "RUN", "Its identifier, the beginning of that, or last", {}, ArgumentSpec::Need::required};
 }
 
 } // namespace

@@ -31,7 +31,7 @@ void print(Output& output, const EnglishKeywords& keywords) {
     }
     const auto written = std::ranges::count(keywords.entries, false, &EnglishKeywords::Entry::skipped);
     output.line();
-    output.line(keywords.rationale);
+    output.lines(keywords.rationale);
     output.line(fmt::format("Wrote the keywords of {} for {}.",
                             counted(static_cast<std::size_t>(written), "locale"),
                             priceText(keywords.costUSD)));

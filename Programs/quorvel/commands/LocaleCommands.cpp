@@ -72,13 +72,13 @@ ExitStatus disableLocales(Invocation& invocation) {
 }
 
 ArgumentSpec localeArgument(std::string_view description, ArgumentSpec::Count count) {
-    return {"LOCALE",
-            "LOCALE",
-            description,
-            {},
-            ArgumentSpec::Need::required,
-            count,
-            {appStoreLocales().begin(), appStoreLocales().end()}};
+    return {"LOCALE", "LOCALE", description, {}, ArgumentSpec::Need::required, count};
+}
+
+ArgumentSpec newLocaleArgument() {
+    ArgumentSpec locale = localeArgument("The locale, such as pt-BR", ArgumentSpec::Count::once);
+    locale.suggestions = {appStoreLocales().begin(), appStoreLocales().end()};
+    return locale;
 }
 
 } // namespace
@@ -89,7 +89,7 @@ std::vector<Command> localeCommands() {
         {.name = "locale", .summary = "Add locales, and choose those that take part"},
         {.name = "locale add",
          .summary = "Add a locale; the next push creates it on App Store Connect",
-         .arguments = {localeArgument("The locale, such as pt-BR", Count::once), folderArgument()},
+         .arguments = {newLocaleArgument(), folderArgument()},
          .heeds = {"--app", "--workspace", "--context", "--dry-run"},
          .run = addLocale,
          .details = addLocaleText},

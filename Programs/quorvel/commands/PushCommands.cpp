@@ -1,6 +1,6 @@
-#include "Core/metadata/Locales.h"
 #include "Platform/task/Task.h"
 #include "Platform/text/Counted.h"
+#include "Platform/text/Text.h"
 #include "Programs/quorvel/Errors.h"
 #include "Programs/quorvel/Performing.h"
 #include "Programs/quorvel/commands/Groups.h"
@@ -90,9 +90,9 @@ void confirmPush(Invocation& invocation, const PushPlan& plan) {
     std::set<std::string_view> locales;
     for (const PendingChange& change : plan.changes)
         locales.insert(change.locale);
-    const std::string what = fmt::format("{} · {} to {} {} ({})", counted(plan.changes.size(), "field"),
-                                         counted(locales.size(), "locale"), plan.app.displayName,
-                                         plan.version.versionString, plan.context);
+    const std::string what = fmt::format(
+        "{} · {} to {} {} ({})", counted(plan.changes.size(), "field"), counted(locales.size(), "locale"),
+        escapeControls(plan.app.displayName), plan.version.versionString, plan.context);
     Output& output = invocation.output;
     if (!invocation.global.yes && output.canAsk()) printChanges(output, listedChangesOf(plan.changes));
     confirmOnTerminal(invocation, fmt::format("Push {}?", what), "Nothing was pushed.");
@@ -122,7 +122,7 @@ ExitStatus push(Invocation& invocation) {
     output.document(pushed);
     printOutcomes(output, pushed.report.outcomes);
     output.line();
-    output.line(pushed.report.report);
+    output.lines(pushed.report.report);
     checkCancellation();
     return exitStatusOf(pushed.report, planned.leavesWaiting);
 }
@@ -130,9 +130,6 @@ ExitStatus push(Invocation& invocation) {
 } // namespace
 
 std::vector<Command> pushCommands() {
-    std::vector<std::string_view> fields;
-    for (const FieldType field : allFieldTypes)
-        fields.push_back(rawValue(field));
     return {
         {.name = "push",
          .summary = "Send changed texts to App Store Connect",
@@ -142,10 +139,8 @@ std::vector<Command> pushCommands() {
                         "Only this locale",
                         {},
                         ArgumentSpec::Need::optional,
-                        ArgumentSpec::Count::repeated,
-                        {appStoreLocales().begin(), appStoreLocales().end()}},
-                       {"--field", "FIELD", "Only this field", fields, ArgumentSpec::Need::optional,
                         ArgumentSpec::Count::repeated},
+                       fieldOption(),
                        {"--allow-clear", "", "Also push changes that remove a text"}},
          .heeds = {"--app", "--workspace", "--context", "--dry-run", "--yes"},
          .run = push,

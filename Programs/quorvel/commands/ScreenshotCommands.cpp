@@ -152,7 +152,9 @@ void show(TransferBars& bars, const ActionProgress::Transfer& transfer) {
 
 TransferBars::Form formOfBars(const Invocation& invocation) {
     if (invocation.global.quiet) return TransferBars::Form::silent;
-    return invocation.output.streams().errorIsTerminal ? TransferBars::Form::bars : TransferBars::Form::lines;
+    const Streams& streams = invocation.output.streams();
+    return streams.errorIsTerminal && streams.takesSequences ? TransferBars::Form::bars
+                                                             : TransferBars::Form::lines;
 }
 
 PushScreenshots::Result upload(Invocation& invocation, const PushScreenshots::Request& request) {

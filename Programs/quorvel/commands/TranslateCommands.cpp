@@ -195,12 +195,8 @@ const Command& generateKeywordsCommand() {
 }
 
 std::vector<Command> translateCommands() {
-    std::vector<std::string_view> fields;
-    for (const FieldType field : allFieldTypes)
-        fields.push_back(rawValue(field));
     std::vector<ArgumentSpec> all = translationArguments();
-    all.push_back({"--field", "FIELD", "Only this field", fields, ArgumentSpec::Need::optional,
-                   ArgumentSpec::Count::repeated});
+    all.push_back(fieldOption());
     return {{.name = "translate",
              .summary = "Translate texts into the app's other locales",
              .arguments = std::move(all),

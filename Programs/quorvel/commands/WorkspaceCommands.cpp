@@ -82,8 +82,8 @@ ExitStatus deleteWorkspace(Invocation& invocation) {
     return ExitStatus::done;
 }
 
-ArgumentSpec nameArgument(std::string_view description) {
-    return {"NAME", "NAME", description, {}, ArgumentSpec::Need::required};
+ArgumentSpec nameArgument(std::string_view description, std::string_view value = "WORKSPACE") {
+    return {"NAME", value, description, {}, ArgumentSpec::Need::required};
 }
 
 } // namespace
@@ -97,7 +97,7 @@ std::vector<Command> workspaceCommands() {
                     "unless --workspace names another."},
         {.name = "workspaces create",
          .summary = "Make a workspace",
-         .arguments = {nameArgument("Its name")},
+         .arguments = {nameArgument("Its name", "NAME")},
          .run = createWorkspace},
         {.name = "workspaces rename",
          .summary = "Give a workspace another name",
