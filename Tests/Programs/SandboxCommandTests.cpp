@@ -45,7 +45,7 @@ TEST_F(SandboxCommand, heedsNoHangUpUnderNohupAndLeavesNoCore) {
                           "--endpoints", *ready.find("endpoints")->text()});
     EXPECT_EQ(set.status, 0) << set.all();
     const auto limits = readFile("/proc/" + std::to_string(server.process()) + "/limits");
-    EXPECT_THAT(limits.value_or("Max core file size 0 0 "), *limits,
+    EXPECT_THAT(limits.value_or("Max core file size 0 0 "), // where there is no such file
                 testing::ContainsRegex("Max core file size +0 +0 "));
     server.signal(SIGTERM);
     EXPECT_EQ(server.wait().status, 0);
