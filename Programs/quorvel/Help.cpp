@@ -1,5 +1,6 @@
 #include "Programs/quorvel/Help.h"
 
+#include "Platform/text/Text.h"
 #include "Programs/quorvel/Table.h"
 
 #include <fmt/format.h>
@@ -43,12 +44,12 @@ std::string section(std::string_view title, const std::vector<Entry>& entries, s
     if (entries.empty()) return {};
     std::size_t nameWidth = 0;
     for (const Entry& entry : entries)
-        if (entry.name.size() <= widestName) nameWidth = std::max(nameWidth, entry.name.size());
+        if (displayWidth(entry.name) <= widestName) nameWidth = std::max(nameWidth, displayWidth(entry.name));
     const std::size_t column = indent + (nameWidth > 0 ? nameWidth : indent) + 2;
     std::string text = fmt::format("\n{}:\n", title);
     for (const Entry& entry : entries) {
         std::string lead = std::string(indent, ' ') + entry.name;
-        if (entry.name.size() > nameWidth) {
+        if (displayWidth(entry.name) > nameWidth) {
             for (const std::string& line : wrap(lead, width))
                 text += fmt::format("{}{}\n", std::string(indent, ' '), line);
             lead.clear();

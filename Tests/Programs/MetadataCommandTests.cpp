@@ -83,8 +83,7 @@ TEST_F(MetadataCommands, sayThatALocaleWithoutItsFolderStaysOnAppStoreConnect) {
 }
 
 TEST_F(MetadataCommands, pullsEditsComparesAndPushesWithTheFewestRequests) {
-    EXPECT_EQ(*documented({"apps", "--remote"}, "apps").items()->front().find("slug")->text(),
-              "mosswick-garden-journal");
+    EXPECT_EQ(*documented({"apps", "--remote"}, "apps").items()->back().find("slug")->text(), "pocket-tides");
     server.forgetRequests();
     const JSONValue pulled = pulledResult({"pull", "--app", app, "--folder", "texts"});
     EXPECT_EQ(pulled.at("summary", "locales")->items()->size(), 40u);

@@ -23,7 +23,7 @@ ExitStatus listRemoteApps(Invocation& invocation) {
                             {"Name"},
                             {"Short name", Table::Align::left, Table::Fit::drop},
                             {"Bundle ID"},
-                            {"App Store ID"},
+                            {"Store ID"},
                             {"Primary locale", Table::Align::left, Table::Fit::drop}},
                 .rows = {}};
     for (const ListAccountApps::App& app : result.apps)

@@ -71,8 +71,8 @@ class Demo : DemoStage {
             "on a stand-in for App Store Connect that runs inside this program. Nothing leaves this machine, "
             "and your own keys and folders are not touched. You will see");
         say("\n");
-        tell("• the store texts of an app, in all its languages, come down as plain files: one command");
-        tell("• a few of them edited, two languages added, and only what changed going up: one command");
+        tell("• every store text of an app as a plain file, in each language: one command");
+        tell("• only what changed going up, two new languages included: one command");
         tell("• the whole push taken back: one command");
         say("\n");
         tell(
