@@ -81,7 +81,7 @@ void fillIn(Application& application, const SetKey::Request& request, ASCSetting
         throw ApplicationError(
             FailureKind::badRequest, fmt::format("{} is no vendor number", quotedWord(*request.vendorNumber)),
             "Vendor numbers have digits only; they stand in Payments and Financial Reports.");
-    model.vendorNumber = *request.vendorNumber;
+    model.giveVendorNumber(*request.vendorNumber);
 }
 
 FailureKind kindOf(SaveResult result, const ASCSettingsViewModel& model) {

@@ -92,6 +92,40 @@ TEST_F(Auth, storesChecksShowsAndForgetsAKey) {
     EXPECT_EQ(run({"auth", "status"}).status, 3);
 }
 
+TEST_F(Auth, keepsEachKeyAndVendorNumberOfThoseStoredAtOnce) {
+    constexpr int workspaces = 5;
+    const auto& access = server.access();
+    std::vector<std::vector<std::string>> scopes = {{}};
+    for (int number = 1; number <= workspaces; ++number) {
+        const std::string name = "Team " + std::to_string(number);
+        ASSERT_EQ(run({"workspaces", "create", name}).status, 0);
+        scopes.push_back({"--workspace", name});
+    }
+    const auto with = [](std::vector<std::string> words, const std::vector<std::string>& more) {
+        words.insert(words.end(), more.begin(), more.end());
+        return words;
+    };
+    for (std::size_t round = 1; round <= 2; ++round) {
+        std::vector<std::unique_ptr<ChildProgram>> children;
+        for (const auto& scope : scopes)
+            children.push_back(std::make_unique<ChildProgram>(
+                call(with({"auth", "set", "--key-id", access.keyID, "--issuer-id", access.issuerID, "--p8",
+                           key, "--vendor-number", std::to_string(100 * round + children.size())},
+                          scope))));
+        for (const auto& child : children) {
+            const auto ended = child->wait();
+            EXPECT_EQ(ended.status, 0) << ended.all();
+        }
+        for (std::size_t place = 0; place < scopes.size(); ++place) {
+            const auto shown = onlyDocument(run(with({"auth", "status", "--json"}, scopes[place])).out);
+            EXPECT_EQ(*shown.find("keySource")->text(), place == 0 ? "stored key" : "the workspace's key");
+            EXPECT_EQ(*shown.find("vendorNumber")->text(), std::to_string(100 * round + place));
+        }
+        for (const auto& scope : scopes)
+            ASSERT_EQ(run(with({"auth", "forget", "--yes"}, scope)).status, 0);
+    }
+}
+
 TEST_F(Auth, findsTheKeyFileAndTakesTheKeyIDFromItsName) {
     const auto& access = server.access();
     const std::string name = "AuthKey_" + access.keyID + ".p8";
@@ -196,6 +230,11 @@ TEST_F(Auth, usesTheKeyOfAnAppBeforeThatOfItsWorkspaceAndTheGlobalOne) {
     };
     EXPECT_EQ(set({"--app", app}), 4); // nothing is recorded yet
     ASSERT_EQ(set({}), 0);
+    // The stored private key signs for its own Key ID only.
+    EXPECT_EQ(run({"auth", "check", "--key-id", access.keyID}).status, 0);
+    const auto foreign = run({"auth", "check", "--key-id", "ABCDEFGHIJ"});
+    EXPECT_EQ(foreign.status, 3);
+    EXPECT_THAT(foreign.error, HasSubstr("name key \"ABCDEFGHIJ\" but not its private key"));
     ASSERT_EQ(run({"apps", "import", app}).status, 0);
     ASSERT_EQ(set({"--app", app}), 0);
     EXPECT_EQ(run({"auth", "forget", "--yes"}).status, 0);
