@@ -147,6 +147,17 @@ TEST_F(MetadataCommands, pullsEditsComparesAndPushesWithTheFewestRequests) {
     EXPECT_EQ(readFile(folder / "second/ios/next/sv/promotional_text.txt"), "");
 }
 
+TEST_F(MetadataCommands, endsAPushAsPartlyDoneForATextThatItWouldRemove) {
+    ASSERT_EQ(pull().status, 0);
+    write("de-DE", "subtitle.txt", "Eins");
+    write("sv", "promotional_text.txt", "");
+    const auto partly = push({"--yes"});
+    EXPECT_EQ(partly.status, 7) << partly.all();
+    EXPECT_THAT(partly.out, HasSubstr("Pushed 1 field · 1 locale"));
+    EXPECT_EQ(push({"--yes"}).status, 1);
+    EXPECT_EQ(push({"--yes", "--allow-clear"}).status, 0);
+}
+
 TEST_F(MetadataCommands, backsUpAnEditBeforeAPullReplacesIt) {
     EXPECT_THAT(pull().out, HasSubstr("3.5 (ios/next, PREPARE_FOR_SUBMISSION): 40 locales"));
     const std::string before = read("ja", "subtitle.txt");

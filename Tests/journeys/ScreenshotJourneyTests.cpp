@@ -140,6 +140,23 @@ TEST(ScreenshotJourney, addsToASetAndTellsEachStep) {
         }
 }
 
+TEST(ScreenshotJourney, mixesNoSetsOfANewVersionIntoTheCatalogueOfTheOldOne) {
+    test::ScreenshotSandbox fixture;
+    (void)fixture.store.pull(fixture.client, *fixture.http);
+    const auto before = fixture.store.catalog();
+    ASSERT_TRUE(before);
+    PlatformContext newer = fixture.context;
+    newer.versionString += ".1";
+    const ScreenshotsStore store(fixture.app, newer, systemClock());
+    ScreenshotsCatalog remote{.versionString = newer.versionString};
+    remote.sets["de-DE"]["APP_IPHONE_67"] = {{.id = "new"}};
+    store.remember(remote, {"de-DE"});
+    EXPECT_EQ(store.catalog(), before);
+    remote.versionString = before->versionString;
+    store.remember(remote, {"de-DE"});
+    EXPECT_EQ(store.catalog()->sets.at("de-DE"), remote.sets.at("de-DE"));
+}
+
 TEST(ScreenshotJourney, pullsCatalogueAndThumbnailsOnceEach) {
     Shots shots;
     const auto first = shots.store.pull(shots.client, *shots.http);
