@@ -3,6 +3,7 @@
 #include "Core/asc/services/CreateOrAdopt.h"
 #include "Core/metadata/LocalizationAttributes.h"
 #include "Core/metadata/MetadataError.h"
+#include "Core/metadata/PendingChange.h"
 #include "Core/metadata/RemoteLocalizations.h"
 #include "Platform/task/Task.h"
 
@@ -16,8 +17,17 @@ namespace {
 
 using Value = LocalizationWriter::Value;
 
-const std::string cutShortText =
-    "Cancelled while it was being sent; App Store Connect may have taken it. Push again to make sure.";
+// Such an error ends with a full stop or with what the service sent.
+std::string withUnknownOutcome(std::string_view error) {
+    return fmt::format("{} {} Push again to make sure.", error, mayHaveTakenText);
+}
+
+const std::string cutShortText = withUnknownOutcome("Cancelled while it was being sent.");
+
+std::string textOf(const ASCError& error) {
+    if (error.as<ASCError::Cancelled>()) return cutShortText;
+    return mayHaveBeenDone(error) ? withUnknownOutcome(error.description()) : error.description();
+}
 
 template <typename Attributes>
 Attributes withValues(Attributes attributes, const std::vector<Value>& values) {
@@ -124,7 +134,7 @@ LocalizationWriter::Refusal LocalizationWriter::attempt(const std::vector<Value>
     } catch (const CancellationError&) {
         failure = {cutShortText, ASCError::Kind::cancelled};
     } catch (const ASCError& error) {
-        failure = {error.as<ASCError::Cancelled>() ? cutShortText : error.description(), error.kind()};
+        failure = {textOf(error), error.kind()};
         if (isRefusalOfContent(error))
             refusal = isRefusalByState(error) ? Refusal::ofState : Refusal::ofContent;
     } catch (const MetadataError& error) {

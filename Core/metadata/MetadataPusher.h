@@ -16,10 +16,15 @@ namespace quorvel {
 /// each of the localizations written.
 using PushProgress = std::function<void(std::size_t done, std::size_t total)>;
 
-/// Called from the push's threads, also several at once, with the outcomes of one localization as soon as
-/// they are known: before the pulled copies take the texts, so that nothing which was sent goes unrecorded
-/// when the program is killed.
-using PushRecording = std::function<void(const std::vector<PushOutcome>&)>;
+/// What keeps the history of a push that may be killed at any moment. Both are called from the push's
+/// threads, also several at once, with changes of one localization.
+struct PushRecording {
+    using Record = std::function<void(const std::vector<PushOutcome>&)>;
+    /// With the changes that are sent next; they have neither succeeded nor an error.
+    Record begin = {};
+    /// With the outcomes as soon as they are known: before the pulled copies take the texts.
+    Record end = {};
+};
 
 /// A request that a push would send.
 struct PlannedRequest {

@@ -29,12 +29,17 @@ struct PendingChange {
     bool operator==(const PendingChange&) const = default;
 };
 
+/// What the error text of a change says when App Store Connect may have taken it all the same, as its answer
+/// was lost. The history keeps the text, so these words never change.
+inline constexpr std::string_view mayHaveTakenText = "App Store Connect may have taken it.";
+
 /// What a push did with one change.
 struct PushOutcome {
     PendingChange change;
     bool success = false;
     std::optional<std::string> errorMessage; // why it failed
-    // What App Store Connect held when the push looked; nothing where it could not be told.
+    // What App Store Connect held when the push looked; nothing where it could not be told, and where it held
+    // the text that was to be sent: an earlier push whose answer was lost may have sent it.
     std::optional<std::string> previous = std::nullopt;
     // What the error of App Store Connect means; nothing when the change failed for another reason.
     std::optional<ASCError::Kind> failure = std::nullopt;

@@ -43,7 +43,8 @@ FailureKind kindOf(const PushOutcome& outcome) {
 ExitStatus exitStatusOf(const PushReport& report, bool leavesWaiting) {
     const auto& outcomes = report.outcomes;
     const auto failed = std::ranges::count(outcomes, false, &PushOutcome::success);
-    if (failed == 0) return leavesWaiting ? ExitStatus::partlyDone : ExitStatus::done;
+    if (failed == 0)
+        return leavesWaiting || report.historyProblem ? ExitStatus::partlyDone : ExitStatus::done;
     if (static_cast<std::size_t>(failed) < outcomes.size()) return ExitStatus::partlyDone;
     const ExitStatus first = statusOf(kindOf(outcomes.front()));
     const bool shared = std::ranges::all_of(
@@ -123,6 +124,7 @@ ExitStatus push(Invocation& invocation) {
     printOutcomes(output, pushed.report.outcomes);
     output.line();
     output.line(pushed.report.report);
+    if (pushed.report.historyProblem) output.warning(*pushed.report.historyProblem);
     checkCancellation();
     return exitStatusOf(pushed.report, planned.leavesWaiting);
 }

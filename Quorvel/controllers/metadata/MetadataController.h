@@ -77,8 +77,8 @@ class MetadataController {
     /// changes, `MetadataError` when the tree is not one to push from.
     [[nodiscard]] PushPlan planPush(const PushFilter& filter, const std::optional<std::string>& context = {},
                                     DryRun dryRun = DryRun::no, Requests requests = Requests::leaveOut);
-    /// Sends the changes of the plan and records each attempt in the history as soon as it is known. Throws
-    /// `OperationRefused` when the plan holds none.
+    /// Sends the changes of the plan and records each in the history before it is sent and as soon as its
+    /// outcome is known. Throws `OperationRefused` when the plan holds none.
     PushReport push(const PushPlan& plan);
 
     struct AddedLocale {
@@ -94,7 +94,8 @@ class MetadataController {
                           DryRun dryRun = DryRun::no);
 
     /// Writes into the local files what App Store Connect held before a push run; a push then sends it.
-    /// Pulled copies stay as they are. Throws `MetadataError` for an unknown run.
+    /// Pulled copies stay as they are, except of fields whose outcome is not known. Throws `MetadataError`
+    /// for an unknown run.
     RevertReport revert(std::string_view run, DryRun dryRun = DryRun::no);
 
     struct Import {
@@ -132,7 +133,6 @@ class MetadataController {
                                             const std::optional<std::string>& context) const;
     void requireCurrent(const PushPlan& plan, const Target& target, const MetadataStore& store) const;
     void saveLostContexts(const Target& target, const PushPlan& plan) const;
-    void record(const PushPlan& plan, const std::string& run, const std::vector<PushOutcome>& outcomes) const;
 
     AppAccess access_;
     std::shared_ptr<OperationGate> gate_;

@@ -4,6 +4,7 @@
 #include "Platform/crypto/Digest.h"
 #include "Platform/files/Files.h"
 #include "Platform/text/Text.h"
+#include "Quorvel/controllers/metadata/PushRecorder.h"
 #include "Quorvel/workspace/AppFolder.h"
 
 #include <fmt/format.h>
@@ -90,7 +91,8 @@ PushPlan MetadataController::planPush(const PushFilter& filter, const std::optio
 }
 
 PushReport MetadataController::push(const PushPlan& plan) {
-    PushReport result{plan.app, plan.context, plan.version, {}, plan.leftOut, plan.warnings, {}, makeUUID()};
+    PushReport result{plan.app,      plan.context, plan.version, {}, plan.leftOut,
+                      plan.warnings, {},           makeUUID(),   {}};
     gate_->run(OperationKind::push, [&](Operation& operation) {
         if (plan.changes.empty()) throw OperationRefused(Refusal::nothingSelected);
         const Target target = openForTransfer(operation);
@@ -102,10 +104,11 @@ PushReport MetadataController::push(const PushPlan& plan) {
             if (done == 0) operation.status("Pushing…");
             operation.progress(done, total);
         };
+        PushRecorder recorder(access_.history(), access_.clock(), plan, result.run);
         result.outcomes =
             MetadataPusher(*client, store, target.app.displayName)
-                .push(target.app.appStoreId, plan.version, plan.changes, tellProgress,
-                      [&](const std::vector<PushOutcome>& outcomes) { record(plan, result.run, outcomes); });
+                .push(target.app.appStoreId, plan.version, plan.changes, tellProgress, recorder.recording());
+        result.historyProblem = recorder.problem();
         result.report = pushReport(result.outcomes);
         operation.status(result.report);
         published_.update([&](MetadataState& state) { state.lastPush = result.outcomes; });
@@ -133,31 +136,6 @@ void MetadataController::saveLostContexts(const Target& target, const PushPlan& 
         access_.saveContexts(target.app, target.folder, plan.contexts, plan.context);
     } catch (const FileError& error) {
         logger_.warning(error.what());
-    }
-}
-
-void MetadataController::record(const PushPlan& plan, const std::string& run,
-                                const std::vector<PushOutcome>& outcomes) const {
-    std::vector<PushHistoryEntry> entries;
-    for (const PushOutcome& outcome : outcomes) {
-        if (!outcome.wasSent()) continue;
-        entries.push_back({.timestamp = access_.clock()(),
-                           .locale = outcome.change.locale,
-                           .fieldType = std::string(rawValue(outcome.change.field)),
-                           .previousValue = outcome.textBefore(),
-                           .newValue = std::string(outcome.change.textToSend()),
-                           .success = outcome.success,
-                           .errorMessage = outcome.errorMessage,
-                           .sessionId = run,
-                           .versionString = plan.version.versionString,
-                           .platform = std::string(rawValue(plan.version.platform)),
-                           .stateClass = std::string(rawValue(plan.version.stateClass)),
-                           .app = plan.app.id});
-    }
-    try {
-        access_.history().record(entries);
-    } catch (const std::exception& error) {
-        logger_.error(fmt::format("Failed to save push history: {}", error.what()));
     }
 }
 

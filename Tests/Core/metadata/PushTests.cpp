@@ -193,6 +193,8 @@ TEST(Push, createsALocaleWhoseNameIsClearedWithTheAppsName) {
                     subtitleIsTaken ? testing::IsEmpty()
                                     : testing::Matcher<std::string>(HasSubstr("bad subtitle")));
         EXPECT_EQ(account.connect.localizations[FakeConnect::ofAppInfo]["it"]["name"], "The App");
+        for (const TextSide side : {TextSide::local, TextSide::pulled})
+            EXPECT_EQ(account.store.read("it", FieldType::name, side), "The App");
     }
     // The failure of the first change stays its own when the locale is made by a later one.
     PushAccount account;
@@ -241,6 +243,23 @@ TEST(Push, writesToALocalizationThatTurnsOutToExist) {
         EXPECT_EQ(made.contains("it") && made.at("it").contains("description"), one.success);
         EXPECT_EQ(MetadataDiff::compare(account.store).empty(), one.success);
     }
+}
+
+TEST(Push, leavesTheNameOfALocalizationThatTurnsOutToExist) {
+    PushAccount account;
+    account.store.write("it", FieldType::subtitle, "Sotto");
+    account.connect.before = [&](const ASCRequest& request) {
+        if (request.method == "POST")
+            account.connect.localizations[FakeConnect::ofAppInfo]["it"] = {{"locale", "it"},
+                                                                           {"name", "Nome"}};
+    };
+    const auto outcomes = MetadataPusher(account.connect, account.store, "The App")
+                              .push("app1", account.context, MetadataDiff::compare(account.store));
+    ASSERT_THAT(successes(outcomes), ElementsAre(true));
+    EXPECT_EQ(outcomes[0].remark, std::nullopt);
+    EXPECT_EQ(account.connect.localizations[FakeConnect::ofAppInfo]["it"],
+              (FakeConnect::Attributes{{"locale", "it"}, {"name", "Nome"}, {"subtitle", "Sotto"}}));
+    EXPECT_EQ(account.store.read("it", FieldType::name), std::nullopt);
 }
 
 TEST(Push, clearsAFieldWithAnEmptyText) {

@@ -316,6 +316,7 @@ TEST_F(Records, listRunsOfPushes) {
     };
     auto failed = entry(app, "ab%1", 12);
     failed.success = false;
+    failed.errorMessage = "no";
     failed.locale = "ja";
     auto loose = entry(app, "", 99);
     loose.sessionId.reset();
@@ -345,4 +346,36 @@ TEST_F(Records, listRunsOfPushes) {
     EXPECT_THAT(each(garden.history.entries(app), &PushHistoryEntry::timestamp),
                 ElementsAre(moment(99), moment(12), moment(11), moment(11), moment(10)));
     EXPECT_THAT(garden.history.entries(app, 1), ElementsAre(loose));
+}
+
+TEST_F(Records, keepWhatIsAboutToBeSentUntilItsOutcomeIsKnown) {
+    const std::string app = garden.apps.add({.slug = "garden"}).id;
+    const auto entry = [&](std::string locale, std::string run = "run") {
+        auto made = pushed(app, run);
+        made.locale = std::move(locale);
+        return made;
+    };
+    const auto begun = [&](std::string locale, std::string run = "run") {
+        auto made = entry(std::move(locale), std::move(run));
+        made.success = false;
+        return made;
+    };
+    garden.history.record(
+        std::vector{begun("da"), begun("fi"), begun("ja"), begun("sv"), begun("da", "other")});
+    EXPECT_EQ(garden.history.runsBeginningWith(app, "run").at(0).unknown, 4);
+
+    auto lost = begun("ja");
+    lost.errorMessage = "HTTP 500. App Store Connect may have taken it. Push again to make sure.";
+    auto failed = begun("fi");
+    failed.errorMessage = "no";
+    garden.history.settle(std::vector{entry("da"), failed, lost}, std::vector{begun("sv")});
+    garden.history.settle({}, std::vector{begun("da"), begun("ja")}); // what is settled stays
+    EXPECT_THAT(garden.history.entriesOfRun(app, "run"), ElementsAre(entry("da"), failed, lost));
+    const PushRun run = garden.history.runsBeginningWith(app, "run").at(0);
+    EXPECT_EQ(run.fields, 3);
+    EXPECT_EQ(run.failed, 1);
+    EXPECT_EQ(run.unknown, 1);
+    EXPECT_EQ(isOutcomeUnknown(lost), true);
+    EXPECT_EQ(isOutcomeUnknown(failed), false);
+    EXPECT_THAT(garden.history.entriesOfRun(app, "other"), ElementsAre(begun("da", "other")));
 }
