@@ -42,7 +42,8 @@ std::span<const ActionDescription> allActions() {
                   AddLocale, ListLocales, SwitchLocales,                                                  //
                   ImportTexts, ExportTexts, TidyTexts,                                                    //
                   PlanTranslation, TranslateTexts, PlanEnglishKeywords, ExpandEnglishKeywords, ShowCosts, //
-                  PullScreenshots, CompareScreenshots, PlanScreenshotPush, PushScreenshots>();
+                  PullScreenshots, ImportScreenshots, CompareScreenshots,                                 //
+                  PlanScreenshotPush, PushScreenshots>();
     return actions;
 }
 

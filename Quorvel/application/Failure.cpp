@@ -86,6 +86,8 @@ FailureKind kindOf(const ScreenshotError& error) {
         return FailureKind::readOnly;
     case ScreenshotError::Kind::noFolder:
         return FailureKind::noFolder;
+    case ScreenshotError::Kind::ownFolder:
+        return FailureKind::badRequest;
     default:
         return FailureKind::failed;
     }

@@ -27,6 +27,7 @@ enum class OperationKind {
     translate,
     pullScreenshots,
     pushScreenshots,
+    importScreenshots,
     selectContext,
     carryOver, // of a tree of the older layout
 };
@@ -43,6 +44,7 @@ struct RawValues<OperationKind> {
                                                                 {O::translate, "translate"},
                                                                 {O::pullScreenshots, "pullScreenshots"},
                                                                 {O::pushScreenshots, "pushScreenshots"},
+                                                                {O::importScreenshots, "importScreenshots"},
                                                                 {O::selectContext, "selectContext"},
                                                                 {O::carryOver, "carryOver"}};
 };

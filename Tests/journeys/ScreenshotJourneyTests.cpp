@@ -174,3 +174,86 @@ TEST(ScreenshotJourney, pullsCatalogueAndThumbnailsOnceEach) {
     EXPECT_THROW((void)shots.store.pull(shots.client, *shots.http), ScreenshotError);
     EXPECT_EQ(readFile(shots.store.paths().catalog), R"({"formatVersion": 9})");
 }
+
+TEST(ScreenshotJourney, pullsToTheEndBehindAWireThatFailsInSixOfAHundredAnswers) {
+    Shots shots;
+    shots.drawThirtySixSets();
+    ASSERT_THAT(shots.pushAll(ScreenshotPushMode::replaceSet).failures, IsEmpty());
+    const auto whole = shots.store.readRemote(shots.client);
+    const std::vector<sandbox::Fault> faults = {
+        {.route = "GET /**", .status = 503, .probability = 0.02},
+        {.route = "GET /**", .action = "reset", .probability = 0.02},
+        {.route = "GET /**", .action = "truncate", .probability = 0.02}};
+    // The client's own retries hide most of it: without them this work alone has to do.
+    const test::SandboxFixture* account = &shots;
+    const ASCClient impatient({.baseURL = account->server.access().url,
+                               .http = shots.http,
+                               .tokens = std::make_shared<ASCTokenProvider>(makeAuth(
+                                   {account->server.access().keyID, account->server.access().issuerID,
+                                    readFile(account->server.access().privateKeyFile).value()})),
+                               .maxRetries = 0,
+                               .sleepFor = [](double) {}});
+    shots.server.setFaults(faults);
+    for (int run = 0; run < 40; ++run) {
+        const MetadataFolder app{shots.folder / ("run" + std::to_string(run))};
+        const ScreenshotsStore store(app, shots.context, systemClock(), shots.retries);
+        const auto summary = store.pull(impatient, *shots.http);
+        EXPECT_THAT(summary.failures, IsEmpty()) << run;
+        EXPECT_EQ(summary.thumbnailsDownloaded, static_cast<std::int64_t>(whole.screenshotCount())) << run;
+        EXPECT_EQ(store.catalog()->screenshotCount(), whole.screenshotCount()) << run;
+    }
+}
+
+TEST(ScreenshotJourney, keepsInAPullWhatCannotBeReadAndNamesIt) {
+    Shots shots;
+    (void)shots.store.pull(shots.client, *shots.http);
+    const auto before = shots.store.catalog().value();
+    std::string german, set;
+    for (const auto& localization : shots.client.listVersionLocalizations(shots.context.versionId))
+        if (localization.attributes.locale == "de-DE")
+            german = localization.id;
+        else if (localization.attributes.locale == "en-US")
+            set = shots.client.listScreenshotSets(localization.id).at(0).id;
+    shots.server.setFaults(
+        {{.route = "GET /v1/appStoreVersionLocalizations/" + german + "/**", .status = 500},
+         {.route = "GET /v1/appScreenshotSets/" + set + "/**", .status = 500}});
+    const auto summary = shots.store.pull(shots.client, *shots.http);
+    EXPECT_THAT(summary.failures,
+                testing::UnorderedElementsAre(testing::StartsWith("de-DE: "),
+                                              testing::StartsWith("en-US APP_IPHONE_67: ")));
+    auto after = shots.store.catalog().value();
+    EXPECT_EQ(after.sets, before.sets) << "as the last pull left it";
+
+    shots.server.setFaults({{.route = "GET /v1/appStoreVersions/**", .status = 500}});
+    EXPECT_THROW((void)shots.store.pull(shots.client, *shots.http), ASCError);
+    shots.server.setFaults({{.route = "GET /v1/appScreenshotSets/**", .status = 401}});
+    EXPECT_THROW((void)shots.store.pull(shots.client, *shots.http), ASCError) << "every request would fail";
+    EXPECT_EQ(shots.store.catalog()->sets, before.sets);
+}
+
+TEST(ScreenshotJourney, takesThumbnailsOnlyWhereTheyAreWholePicturesOfABoundedSize) {
+    Shots shots;
+    struct Images : HTTPClient {
+        HTTPResponse send(const HTTPRequest& request) override {
+            const std::lock_guard lock(mutex);
+            switch (++sent[request.url]) {
+            case 1:
+                return {502, {}, "<html>"};
+            case 2:
+                return {200, {}, "<html>a login page</html>"};
+            case 3:
+                return {200, {}, picture.substr(0, picture.size() - 20)};
+            default:
+                return {200, {}, picture};
+            }
+        }
+        std::string picture = samplePicture({100, 200}, 1);
+        std::mutex mutex;
+        std::map<std::string, int> sent;
+    } images;
+    const auto summary = shots.store.pull(shots.client, images);
+    EXPECT_THAT(summary.failures, IsEmpty());
+    EXPECT_EQ(summary.thumbnailsDownloaded, summary.totalScreenshots);
+    for (const auto& [url, count] : images.sent)
+        EXPECT_EQ(count, 4) << url;
+}
