@@ -18,12 +18,13 @@ struct RetryOptions {
 
 /// Runs `request`, which does no harm twice, again while its failure may pass. Throws its last `ASCError`.
 template <typename Request>
-auto retry(const RetryOptions& options, Request&& request) {
+auto retry(const RetryOptions& options, Request&& request,
+           bool (*mayPass)(const ASCError&) = mayHaveBeenDone) {
     for (int attempt = 1;; ++attempt) {
         try {
             return request();
         } catch (const ASCError& error) {
-            if (!mayHaveBeenDone(error) || attempt >= options.attempts) throw;
+            if (!mayPass(error) || attempt >= options.attempts) throw;
         }
         options.sleepFor(options.backoff(attempt));
     }

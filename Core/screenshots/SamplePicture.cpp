@@ -13,6 +13,7 @@ namespace quorvel {
 namespace {
 
 constexpr std::uint32_t pixelsPerByte = 4; // two bits each
+
 std::string bigEndian(std::uint32_t value) {
     return {static_cast<char>(value >> 24), static_cast<char>(value >> 16), static_cast<char>(value >> 8),
             static_cast<char>(value)};

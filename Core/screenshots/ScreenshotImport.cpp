@@ -45,7 +45,8 @@ std::string relativeTo(const std::filesystem::path& file, const std::filesystem:
 ScreenshotImportReport importScreenshots(const std::filesystem::path& tree,
                                          const ScreenshotImportTarget& target,
                                          const ScreenshotSelection& selection, DryRun dryRun) {
-    if (isWithin(tree, target.pictures)) throw ScreenshotError::ownFolder(tree);
+    if (isWithin(tree, target.pictures) || isWithin(target.pictures, tree))
+        throw ScreenshotError::ownFolder(tree);
     auto scan = scanScreenshots(tree, selection);
     ScreenshotImportReport report{.locales = localesOf(scan),
                                   .imported = {},

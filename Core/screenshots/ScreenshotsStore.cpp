@@ -10,6 +10,7 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <atomic>
 #include <cmath>
 #include <set>
 #include <type_traits>
@@ -47,17 +48,38 @@ bool concernsEverything(const ASCError& error) {
            error.kind() != ASCError::Kind::failed;
 }
 
-// What the request yields, or why it does not. Throws an error that every further request would meet.
-template <typename Request>
-auto attempt(const RetryOptions& retries, Request&& request)
-    -> std::variant<std::invoke_result_t<Request>, ASCError> {
-    try {
-        return retry(retries, request);
-    } catch (const ASCError& error) {
-        if (concernsEverything(error)) throw;
-        return error;
-    }
+// Answers with a status were asked for again by the client already.
+bool gotNoAnswer(const ASCError& error) {
+    return mayHaveBeenDone(error) && !error.httpStatus();
 }
+
+// Asks again while a failure may pass, until a first request got through in none of its attempts: the service
+// or the network is down then, and the others are made once.
+class PatientReading {
+  public:
+    explicit PatientReading(const RetryOptions& retries) : retries_(retries) {}
+
+    [[nodiscard]] int attempts() const { return isDown_ ? 1 : retries_.attempts; }
+    void giveUp() { isDown_ = true; }
+
+    // What the request yields, or why it does not. Throws an error that every further request would meet.
+    template <typename Request>
+    auto operator()(Request&& request) -> std::variant<std::invoke_result_t<Request>, ASCError> {
+        RetryOptions now = retries_;
+        now.attempts = attempts();
+        try {
+            return retry(now, request, gotNoAnswer);
+        } catch (const ASCError& error) {
+            if (concernsEverything(error)) throw;
+            if (gotNoAnswer(error)) giveUp();
+            return error;
+        }
+    }
+
+  private:
+    const RetryOptions& retries_;
+    std::atomic<bool> isDown_ = false;
+};
 
 void replace(std::string& text, std::string_view what, const std::string& by) {
     if (const auto at = text.find(what); at != std::string::npos) text.replace(at, what.size(), by);
@@ -106,12 +128,14 @@ ScreenshotsStore::Reading ScreenshotsStore::read(const ASCClientProtocol& client
                                 .versionString = context_.versionString,
                                 .versionState = context_.appStoreState},
                     .unread = {}};
-    auto localizations = retry(retries_, [&] { return client.listVersionLocalizations(context_.versionId); });
+    auto localizations = retry(
+        retries_, [&] { return client.listVersionLocalizations(context_.versionId); }, gotNoAnswer);
+    PatientReading patient(retries_);
     std::erase_if(localizations, [&](const auto& one) {
         return !locales.empty() && std::ranges::find(locales, one.attributes.locale) == locales.end();
     });
     const auto setLists = parallelMap(localizations, requestsAtOnce, [&](const auto& localization) {
-        return attempt(retries_, [&] { return client.listScreenshotSets(localization.id); });
+        return patient([&] { return client.listScreenshotSets(localization.id); });
     });
     std::vector<RemoteSet> sets;
     for (std::size_t at = 0; at < localizations.size(); ++at) {
@@ -123,7 +147,7 @@ ScreenshotsStore::Reading ScreenshotsStore::read(const ASCClientProtocol& client
                 sets.push_back({locale, set.attributes.screenshotDisplayType, set.id});
     }
     const auto lists = parallelMap(sets, requestsAtOnce, [&](const RemoteSet& set) {
-        return attempt(retries_, [&] { return client.listScreenshots(set.id); });
+        return patient([&] { return client.listScreenshots(set.id); });
     });
     for (std::size_t at = 0; at < sets.size(); ++at) {
         const auto& [locale, displayType, id] = sets[at];
@@ -209,8 +233,11 @@ void ScreenshotsStore::noteKnownThumbnails(ScreenshotsCatalog& catalog) const {
                     entry.thumbnailFileName = name;
 }
 
+namespace {
+
 // Nothing when none came that is a picture.
-std::optional<std::string> ScreenshotsStore::fetchPicture(HTTPClient& images, const std::string& url) const {
+std::optional<std::string> fetchPicture(HTTPClient& images, const std::string& url, PatientReading& patient,
+                                        const RetryOptions& retries) {
     for (int attempt = 1;; ++attempt) {
         bool mayPass = true;
         try {
@@ -225,10 +252,16 @@ std::optional<std::string> ScreenshotsStore::fetchPicture(HTTPClient& images, co
             mayPass = error.kind() != TransportError::Kind::refusedURL;
         } catch (const ImageError&) { // an answer that was cut off, or of something on the way
         }
-        if (!mayPass || attempt >= retries_.attempts) return std::nullopt;
-        retries_.sleepFor(retries_.backoff(attempt));
+        if (!mayPass) return std::nullopt;
+        if (attempt >= patient.attempts()) {
+            patient.giveUp();
+            return std::nullopt;
+        }
+        retries.sleepFor(retries.backoff(attempt));
     }
 }
+
+} // namespace
 
 void ScreenshotsStore::fetchThumbnails(HTTPClient& images, ScreenshotsCatalog& catalog,
                                        ScreenshotsPullSummary& summary) const {
@@ -243,11 +276,13 @@ void ScreenshotsStore::fetchThumbnails(HTTPClient& images, ScreenshotsCatalog& c
                 else if (!entry.thumbnailFileName)
                     missing.push_back(&entry);
     enum class Fetched { no, yes };
+    PatientReading patient(retries_);
     const auto fetch = [&](ScreenshotsCatalog::Entry* entry) {
         const std::string name = thumbnailNameOf(*entry);
         if (name.empty()) return Fetched::no;
         const auto picture = fetchPicture(
-            images, thumbnailURL(*entry->imageURLTemplate, entry->width, entry->height, thumbnailSide));
+            images, thumbnailURL(*entry->imageURLTemplate, entry->width, entry->height, thumbnailSide),
+            patient, retries_);
         if (!picture) return Fetched::no;
         writeFileAtomically(paths_.thumbnails / name, *picture, FileMode::shared, Durability::later);
         entry->thumbnailFileName = name;

@@ -44,8 +44,8 @@ class ScreenshotsStore {
 
     /// Reads what App Store Connect holds, downloads the thumbnails that are not there yet through `images`
     /// (to other hosts, without a token; a thumbnail holds at most 16 MiB), removes those of screenshots that
-    /// are gone, and writes the catalogue. What fails is tried again; a locale or set that cannot be read all
-    /// the same stays as the catalogue had it and is among the failures, like a thumbnail. A damaged
+    /// are gone, and writes the catalogue. What gets no answer is tried again; a locale or set that cannot be
+    /// read all the same stays as the catalogue had it and is among the failures, like a thumbnail. A damaged
     /// catalogue is replaced. Throws what `readRemote` throws where nothing could be read, `ScreenshotError`
     /// for a catalogue of a newer version, and `FileError`.
     [[nodiscard]] ScreenshotsPullSummary pull(const ASCClientProtocol& client, HTTPClient& images) const;
@@ -60,7 +60,6 @@ class ScreenshotsStore {
                                const std::vector<std::string>& locales) const;
     void fetchThumbnails(HTTPClient& images, ScreenshotsCatalog& catalog,
                          ScreenshotsPullSummary& summary) const;
-    [[nodiscard]] std::optional<std::string> fetchPicture(HTTPClient& images, const std::string& url) const;
     void removeOtherThumbnails(const ScreenshotsCatalog& catalog) const;
     void noteKnownThumbnails(ScreenshotsCatalog& catalog) const;
 

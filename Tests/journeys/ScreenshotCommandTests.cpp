@@ -206,10 +206,10 @@ TEST_F(ScreenshotCommands, endWithStatus0WhateverFailsOnTheWay) {
 }
 
 TEST_F(ScreenshotCommands, sendOpaquePicturesAsCopiesWithoutTheirAlphaChannel) {
-    const std::string original = test::alphaPicture({1242, 2688});
-    put(picture("sv/iphone-65/1.png"), original);
-    put(picture("sv/iphone-65/2.png"), test::alphaPicture({1242, 2688}, {.lastAlpha = 0}));
-    auto result = shots({"push", "--no-wait"});
+    const std::string original = test::alphaPicture({368, 448});
+    put(picture("sv/APP_WATCH_SERIES_4/1.png"), original);
+    put(picture("sv/APP_WATCH_SERIES_4/2.png"), test::alphaPicture({368, 448}, {.lastAlpha = 0}));
+    auto result = shots({"push", "--no-wait", "--yes"});
     EXPECT_EQ(result.status, 1);
     EXPECT_THAT(result.error, AllOf(HasSubstr("1.png: has an alpha channel, which App Store Connect refuses, "
                                               "though every pixel is opaque"),
@@ -218,26 +218,28 @@ TEST_F(ScreenshotCommands, sendOpaquePicturesAsCopiesWithoutTheirAlphaChannel) {
     EXPECT_THAT(shots({"status"}).out, HasSubstr("0 + 2 refused"));
     EXPECT_THAT(shots({"status", "--flatten"}).out,
                 AllOf(HasSubstr("1 + 1 refused"), HasSubstr("upload 1.png")));
-    result = shots({"push", "--flatten", "--no-wait"});
+    result = shots({"push", "--flatten", "--no-wait", "--yes"});
     EXPECT_EQ(result.status, 7) << result.all();
-    EXPECT_THAT(result.error, HasSubstr("sv APP_IPHONE_65 1.png goes as a copy without the alpha channel"));
+    EXPECT_THAT(result.error,
+                HasSubstr("sv APP_WATCH_SERIES_4 1.png goes as a copy without the alpha channel"));
     const auto sets = held();
-    ASSERT_THAT(sets.at("sv APP_IPHONE_65"), testing::SizeIs(1));
-    EXPECT_EQ(sets.at("sv APP_IPHONE_65")[0].fileName, "1.png");
-    EXPECT_NE(sets.at("sv APP_IPHONE_65")[0].checksum, md5Hex(original));
-    EXPECT_EQ(readFile(picture("sv/iphone-65/1.png")), original) << "the file stays as it is";
-    std::filesystem::remove(picture("sv/iphone-65/2.png"));
-    EXPECT_THAT(shots({"push", "--flatten"}).out, HasSubstr("Nothing to push")) << "the copy is recognised";
+    ASSERT_THAT(sets.at("sv APP_WATCH_SERIES_4"), testing::SizeIs(1));
+    EXPECT_EQ(sets.at("sv APP_WATCH_SERIES_4")[0].fileName, "1.png");
+    EXPECT_NE(sets.at("sv APP_WATCH_SERIES_4")[0].checksum, md5Hex(original));
+    EXPECT_EQ(readFile(picture("sv/APP_WATCH_SERIES_4/1.png")), original) << "the file stays as it is";
+    std::filesystem::remove(picture("sv/APP_WATCH_SERIES_4/2.png"));
+    EXPECT_THAT(shots({"push", "--flatten", "--yes"}).out, HasSubstr("Nothing to push"))
+        << "the copy is recognised";
     for (const auto& entry : std::filesystem::directory_iterator(folder.path()))
         EXPECT_THAT(entry.path().filename().string(), Not(HasSubstr("quorvel-"))) << "no copy is left";
 }
 
 TEST_F(ScreenshotCommands, leaveDisabledLocalesAlone) {
-    ASSERT_EQ(run({"apps", "import", app}).status, 0);
+    ASSERT_EQ(run({"pull", "--app", app, "--folder", "texts"}).status, 0); // records the locales
     for (const char* locale : {"sv", "de-DE"})
         put(picture(std::string(locale) + "/iphone-65/1.png"), drawn(1));
-    ASSERT_EQ(shots({"push", "--no-wait"}).status, 0);
-    ASSERT_EQ(run({"locale", "disable", "de-DE", "--app", app, "--yes"}).status, 0);
+    ASSERT_EQ(shots({"push", "--no-wait", "--yes"}).status, 0);
+    ASSERT_EQ(run({"locale", "disable", "de-DE", "--app", app}).status, 0);
     const auto before = held();
     for (const char* locale : {"sv", "de-DE"})
         put(picture(std::string(locale) + "/iphone-65/1.png"), drawn(2));
@@ -259,7 +261,7 @@ TEST_F(ScreenshotCommands, nameTheSetsThatReplacingLeavesAndEmptyThemWhenTold) {
         put(picture(std::string(locale) + "/iphone-65/1.png"), drawn(1));
     ASSERT_EQ(shots({"push", "--no-wait", "--yes"}).status, 0);
     std::filesystem::remove_all(picture("it"));
-    auto result = shots({"push", "--mode", "replace", "--no-wait", "--locale", "it,sv"});
+    auto result = shots({"push", "--mode", "replace", "--no-wait", "--yes", "--locale", "it,sv"});
     EXPECT_EQ(result.status, 0) << result.all();
     EXPECT_THAT(result.error,
                 HasSubstr("1 set without local files stays as it is: it APP_IPHONE_65. --prune empties it."));
@@ -375,8 +377,8 @@ TEST_F(ScreenshotCommands, completeAPushThatWasKilledAHundredTimes) {
         server.forgetRequests();
         const std::size_t moment = std::uniform_int_distribution<std::size_t>(4, most)(random);
         {
-            test::ChildProgram child(
-                call(words({"push", "--mode", "replace", "--locale", "sv,de-DE", "--no-wait", "--quiet"})));
+            test::ChildProgram child(call(words(
+                {"push", "--mode", "replace", "--locale", "sv,de-DE", "--no-wait", "--quiet", "--yes"})));
             std::jthread killer([&](const std::stop_token& ended) {
                 (void)server.awaitRequests(moment, ended);
                 child.signal(SIGKILL);
@@ -390,7 +392,7 @@ TEST_F(ScreenshotCommands, completeAPushThatWasKilledAHundredTimes) {
         if (const std::size_t sent = server.requests().size(); sent < moment)
             most = std::max<std::size_t>(sent, 5);
         const auto again =
-            shots({"push", "--mode", "replace", "--locale", "sv,de-DE", "--no-wait", "--quiet"});
+            shots({"push", "--mode", "replace", "--locale", "sv,de-DE", "--no-wait", "--quiet", "--yes"});
         ASSERT_EQ(again.status, 0) << "round " << round << ", killed at " << moment << ": " << again.all();
         ASSERT_EQ(heldLike(local()), local()) << "round " << round << ", killed at " << moment;
     }

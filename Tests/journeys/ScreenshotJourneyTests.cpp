@@ -180,24 +180,13 @@ TEST(ScreenshotJourney, pullsToTheEndBehindAWireThatFailsInSixOfAHundredAnswers)
     shots.drawThirtySixSets();
     ASSERT_THAT(shots.pushAll(ScreenshotPushMode::replaceSet).failures, IsEmpty());
     const auto whole = shots.store.readRemote(shots.client);
-    const std::vector<sandbox::Fault> faults = {
-        {.route = "GET /**", .status = 503, .probability = 0.02},
-        {.route = "GET /**", .action = "reset", .probability = 0.02},
-        {.route = "GET /**", .action = "truncate", .probability = 0.02}};
-    // The client's own retries hide most of it: without them this work alone has to do.
-    const test::SandboxFixture* account = &shots;
-    const ASCClient impatient({.baseURL = account->server.access().url,
-                               .http = shots.http,
-                               .tokens = std::make_shared<ASCTokenProvider>(makeAuth(
-                                   {account->server.access().keyID, account->server.access().issuerID,
-                                    readFile(account->server.access().privateKeyFile).value()})),
-                               .maxRetries = 0,
-                               .sleepFor = [](double) {}});
-    shots.server.setFaults(faults);
+    shots.server.setFaults({{.route = "GET /**", .status = 503, .probability = 0.02},
+                            {.route = "GET /**", .action = "reset", .probability = 0.02},
+                            {.route = "GET /**", .action = "truncate", .probability = 0.02}});
     for (int run = 0; run < 40; ++run) {
         const MetadataFolder app{shots.folder / ("run" + std::to_string(run))};
         const ScreenshotsStore store(app, shots.context, systemClock(), shots.retries);
-        const auto summary = store.pull(impatient, *shots.http);
+        const auto summary = store.pull(shots.client, *shots.http);
         EXPECT_THAT(summary.failures, IsEmpty()) << run;
         EXPECT_EQ(summary.thumbnailsDownloaded, static_cast<std::int64_t>(whole.screenshotCount())) << run;
         EXPECT_EQ(store.catalog()->screenshotCount(), whole.screenshotCount()) << run;

@@ -22,7 +22,7 @@ std::uint64_t bytesToSend(const std::vector<ScreenshotSetEdit>& edits) {
     for (const ScreenshotSetEdit& edit : edits)
         for (const ScreenshotPushItem& item : edit.localsToUpload) {
             std::error_code unknown;
-            const auto size = std::filesystem::file_size(item.fileURL, unknown);
+            const auto size = std::filesystem::file_size(item.sentFile(), unknown);
             if (!unknown) bytes += size;
         }
     return bytes;
@@ -64,7 +64,7 @@ bool arePartlyThere(const ScreenshotPushReport& report, const std::vector<Screen
 
 PlatformContext ScreenshotsController::currentContext(const ASCClientProtocol& client, const Target& target,
                                                       const std::optional<std::string>& context) const {
-    const auto versions = retry({}, [&] { return client.listAppStoreVersions(target.app.appStoreId); });
+    const auto versions = client.listAppStoreVersions(target.app.appStoreId);
     return access_.contexts(target.folder).current(versions, context, target.app.displayName);
 }
 
