@@ -111,7 +111,7 @@ TEST(ScreenshotPlans, doWhatIsMissingAndNoMore) {
          {entry("A", "2.png", "aa"), entry("B", "1.png", "bb"), entry("C", "old.png", "cc")},
          append,
          "",
-         "A B C"},
+         ""},
         {"no checksum yet", {entry("A", "1.png", "")}, append, "", "A +2.png +10.png"},
         {"leftovers of ours and others'",
          {entry("F", "1.png", "aa", "FAILED"), entry("R", "2.png", "", "AWAITING_UPLOAD"),
