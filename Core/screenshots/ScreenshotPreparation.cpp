@@ -135,6 +135,9 @@ bool ScreenshotSelection::takes(const std::string& locale, const std::string& di
 ScreenshotPushScanner::ScanResult scanScreenshots(const std::filesystem::path& pictures,
                                                   const ScreenshotSelection& selection) {
     auto scan = ScreenshotPushScanner(pictures, selection.platform).scan();
+    std::erase_if(scan.leftOut, [&](const ScreenshotPushScanner::LeftOut& one) {
+        return selection.disabledLocales.contains(one.locale);
+    });
     for (const ScreenshotPushItem& item : scan.items)
         if (selection.disabledLocales.contains(item.locale))
             scan.leftOut.push_back({item.fileURL, item.locale, item.displayType,
@@ -149,9 +152,9 @@ ScreenshotPushScanner::ScanResult scanScreenshots(const std::filesystem::path& p
     std::erase_if(scan.leftOut, [&](const auto& one) {
         return !isAmong(selection.locales, one.locale) || !isAmong(selection.displayTypes, one.displayType);
     });
-    tellLeftOut(scan, pictures, selection);
     std::erase_if(scan.failures, isOfOthers);
     std::erase_if(scan.unreadable, isOfOthers);
+    tellLeftOut(scan, pictures, selection);
     std::set<std::string> paths;
     for (const ScreenshotPushItem& item : scan.items)
         paths.insert(shownPath(item.fileURL.lexically_relative(pictures)));
