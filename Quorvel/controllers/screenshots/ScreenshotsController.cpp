@@ -55,6 +55,17 @@ void takePrepared(ScreenshotPushPlan& plan, PreparedScreenshots found) {
     plan.prepared = std::make_shared<const PreparedScreenshots>(std::move(found));
 }
 
+// A folder that nothing was kept in yet.
+std::filesystem::path folderForKept(const MetadataFolder& appFolder, Date moment) {
+    std::string name = formatISO8601(moment);
+    std::ranges::replace(name, ':', '-');
+    const auto all = appFolder.privateFolder() / "kept";
+    for (int number = 1;; ++number)
+        if (const auto folder = all / (number == 1 ? name : fmt::format("{}-{}", name, number));
+            !std::filesystem::exists(folder))
+            return folder;
+}
+
 bool arePartlyThere(const ScreenshotPushReport& report, const std::vector<ScreenshotSetStatus>& sets) {
     return report.uploaded > 0 || report.deleted > 0 || !report.uploadedFiles.empty() ||
            std::ranges::any_of(sets, [](const auto& set) { return set.local > 0 && set.unchanged > 0; });
@@ -100,12 +111,10 @@ ScreenshotImport ScreenshotsController::importPictures(const std::filesystem::pa
         const Target target = access_.open(operation, dryRun);
         const ContextID id = access_.contexts(target.folder).known(context).value_or(ContextID{});
         const auto pictures = screenshotPaths(target.folder, id).pictures;
-        std::string moment = formatISO8601(access_.clock()());
-        std::ranges::replace(moment, ':', '-');
         imported = {pictures.string(), id.text(),
                     importScreenshots(
                         tree,
-                        {pictures, target.folder.privateFolder() / "kept" / moment / pictures.filename()},
+                        {pictures, folderForKept(target.folder, access_.clock()()) / pictures.filename()},
                         {.platform = id.platform}, dryRun)};
         operation.status(fmt::format("Imported {} screenshots", imported.report.imported.size()));
     });
