@@ -55,6 +55,13 @@ void takePrepared(ScreenshotPushPlan& plan, PreparedScreenshots found) {
     plan.prepared = std::make_shared<const PreparedScreenshots>(std::move(found));
 }
 
+// Sets that the push leaves as they are may change meanwhile.
+std::vector<ScreenshotSetStatus> concernedOf(std::vector<ScreenshotSetStatus> sets) {
+    std::erase_if(sets,
+                  [](const ScreenshotSetStatus& set) { return set.isWithoutFiles() && !set.differs(); });
+    return sets;
+}
+
 // A folder that nothing was kept in yet.
 std::filesystem::path folderForKept(const MetadataFolder& appFolder, Date moment) {
     std::string name = formatISO8601(moment);
@@ -173,7 +180,7 @@ PreparedScreenshots ScreenshotsController::compareAgain(const ASCClientProtocol&
     const auto pictures = screenshotPaths(target.folder, plan.version.contextID()).pictures;
     const ScreenshotChoice choice = within(version.contextID(), target.app, plan.choice());
     auto found = compare(client, target, plan.version, scanScreenshots(pictures, choice.selection), choice);
-    if (found.plan.sets != plan.sets) throw OperationRefused(Refusal::stalePlan);
+    if (concernedOf(found.plan.sets) != concernedOf(plan.sets)) throw OperationRefused(Refusal::stalePlan);
     return found;
 }
 
