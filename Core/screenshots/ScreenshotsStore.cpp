@@ -241,15 +241,17 @@ std::optional<std::string> fetchPicture(HTTPClient& images, const std::string& u
     for (int attempt = 1;; ++attempt) {
         bool mayPass = true;
         try {
-            HTTPResponse response = images.send({.url = url, .redirects = RedirectPolicy::follow});
-            if (response.body.size() > largestThumbnail) return std::nullopt;
+            HTTPResponse response = images.send(
+                {.url = url, .redirects = RedirectPolicy::follow, .maximumBodyBytes = largestThumbnail});
             mayPass = response.status == 200 || response.status == 429 || response.status >= 500;
             if (response.status == 200) {
                 (void)imageHeaderOf(response.body, ImageReading::whole);
                 return std::move(response.body);
             }
         } catch (const TransportError& error) {
-            mayPass = error.kind() != TransportError::Kind::refusedURL;
+            // What is no HTTP was asked for again already, or is too large.
+            mayPass = error.kind() != TransportError::Kind::refusedURL &&
+                      error.kind() != TransportError::Kind::notHTTP;
         } catch (const ImageError&) { // an answer that was cut off, or of something on the way
         }
         if (!mayPass) return std::nullopt;

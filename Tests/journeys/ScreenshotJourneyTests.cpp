@@ -2,6 +2,7 @@
 // the way.
 #include "Core/asc/ASCError.h"
 #include "Core/screenshots/ScreenshotError.h"
+#include "Tests/support/FaultyProxy.h"
 #include "Tests/support/ScreenshotSandbox.h"
 
 #include <gmock/gmock.h>
@@ -175,20 +176,22 @@ TEST(ScreenshotJourney, pullsCatalogueAndThumbnailsOnceEach) {
     EXPECT_EQ(readFile(shots.store.paths().catalog), R"({"formatVersion": 9})");
 }
 
-TEST(ScreenshotJourney, pullsToTheEndBehindAWireThatFailsInSixOfAHundredAnswers) {
+TEST(ScreenshotJourney, pullsToTheEndInEachOfFortyRunsOverANetworkThatSpoilsSixInAHundred) {
     Shots shots;
     const auto whole = shots.store.readRemote(shots.client);
-    shots.server.setFaults({{.route = "GET /**", .status = 503, .probability = 0.02},
-                            {.route = "GET /**", .action = "reset", .probability = 0.02},
-                            {.route = "GET /**", .action = "truncate", .probability = 0.02}});
+    const test::FaultyProxy proxy(shots.server.access().url, 0.06, 11);
+    const ASCClient through(
+        {.baseURL = proxy.url(), .http = shots.http, .tokens = shots.client.tokens(), .sleepFor = [](double) {
+         }});
     for (int run = 0; run < 40; ++run) {
         const MetadataFolder app{shots.folder / ("run" + std::to_string(run))};
         const ScreenshotsStore store(app, shots.context, systemClock(), shots.retries);
-        const auto summary = store.pull(shots.client, *shots.http);
+        const auto summary = store.pull(through, *shots.http);
         EXPECT_THAT(summary.failures, IsEmpty()) << run;
         EXPECT_EQ(summary.thumbnailsDownloaded, static_cast<std::int64_t>(whole.screenshotCount())) << run;
         EXPECT_EQ(store.catalog()->screenshotCount(), whole.screenshotCount()) << run;
     }
+    EXPECT_GT(proxy.faults(), 40u) << "too few to tell anything";
 }
 
 TEST(ScreenshotJourney, keepsInAPullWhatCannotBeReadAndNamesIt) {
@@ -224,6 +227,7 @@ TEST(ScreenshotJourney, takesThumbnailsOnlyWhereTheyAreWholePicturesOfABoundedSi
     Shots shots;
     struct Images : HTTPClient {
         HTTPResponse send(const HTTPRequest& request) override {
+            EXPECT_EQ(request.maximumBodyBytes, 16U << 20) << "heeded while the answer streams";
             const std::lock_guard lock(mutex);
             switch (++sent[request.url]) {
             case 1:
