@@ -67,9 +67,9 @@ std::optional<ASCPlatform> platformIn(const Components& components) {
 }
 
 // "of visionOS", "of tvOS or visionOS".
-std::string ofPlatforms(const std::vector<std::string_view>& displayTypes) {
+std::string ofPlatforms(const std::vector<std::string_view>& types) {
     std::vector<std::string_view> labels;
-    for (const std::string_view type : displayTypes)
+    for (const std::string_view type : types)
         if (const auto label = platformLabel(findDisplayType(type)->platform);
             std::ranges::find(labels, label) == labels.end())
             labels.push_back(label);
