@@ -164,9 +164,16 @@ class HostileNetworkJourney : public testing::TestWithParam<Network> {
         for (int number = 0; number < 3; ++number)
             test::put(pictures / "sv" / "APP_IPHONE_65" / (std::to_string(number) + ".png"),
                       drawings.picture("APP_IPHONE_65", static_cast<unsigned>(round * 2 + number + 1)));
-        const auto wanted = test::expectedSets(ScreenshotPushScanner(pictures).scan().items);
+        // A picture that is there under the name of an earlier round stays.
+        const auto withoutNames = [](test::HeldSets sets) {
+            for (auto& [name, shots] : sets)
+                for (test::HeldScreenshot& shot : shots)
+                    shot.fileName.clear();
+            return sets;
+        };
+        const auto wanted = withoutNames(test::expectedSets(ScreenshotPushScanner(pictures).scan().items));
         untilDone([&] { return pushScreenshots(); });
-        auto sets = test::namesAndChecksums(test::heldSets(network.server, version));
+        auto sets = withoutNames(test::namesAndChecksums(test::heldSets(network.server, version)));
         std::erase_if(sets, [&](const auto& set) { return !wanted.contains(set.first); });
         EXPECT_EQ(sets, wanted);
         untilDone([&] { return pullScreenshots(); });
