@@ -258,6 +258,20 @@ TEST_F(ScreenshotCommands, leaveDisabledLocalesAlone) {
     EXPECT_NE(held().at("sv APP_IPHONE_65"), before.at("sv APP_IPHONE_65"));
 }
 
+TEST_F(ScreenshotCommands, takeThePicturesOfTheContextsPlatformOnly) {
+    const auto macPicture = folder / "texts/screenshots-macos-next/en-US/2.png";
+    put(folder / "texts/screenshots-macos-next/en-US/1.png", drawn(1));
+    auto result = shots({"push", "--no-wait", "--yes"}, {"--context", "macos/next"});
+    EXPECT_EQ(result.status, 1) << "nothing is left";
+    EXPECT_THAT(result.all(), AllOf(HasSubstr("1 picture with a size of iOS is left out: en-US/1.png"),
+                                    HasSubstr("Nothing was pushed.")));
+    put(macPicture, samplePicture({2880, 1800}, 1));
+    result = shots({"push", "--no-wait", "--yes", "--json"}, {"--context", "macos/next"});
+    EXPECT_EQ(result.status, 0) << result.all();
+    EXPECT_EQ(*onlyDocument(result.out).at("report", "uploadedFiles")->items()->at(0).text(),
+              macPicture.string());
+}
+
 TEST_F(ScreenshotCommands, nameTheSetsThatReplacingLeavesAndEmptyThemWhenTold) {
     for (const char* locale : {"sv", "it"})
         put(picture(std::string(locale) + "/iphone-65/1.png"), drawn(1));
