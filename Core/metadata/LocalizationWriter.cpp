@@ -60,6 +60,10 @@ bool isRefusalByState(const ASCError& error) {
     return error.hasCodeContaining("STATE_ERROR") || error.hasCodeContaining("ENTITY_STATE_INVALID");
 }
 
+std::string closedText(std::string_view refusal) {
+    return fmt::format("Not sent: App Store Connect refused this field in other locales. {}", refusal);
+}
+
 [[noreturn]] void failWithoutName(const std::string& locale) {
     throw MetadataError(
         MetadataError::Kind::failed,
@@ -98,7 +102,8 @@ bool LocalizationWriter::isClosed(const Value& value) const {
 void LocalizationWriter::leaveOutClosed(std::vector<Value>& values) {
     std::erase_if(values, [&](const Value& value) {
         const auto refusal = closed_.refusalOf(value.first);
-        if (refusal) result_.failures[value.first] = {*refusal, ASCError::Kind::stateRefused};
+        if (refusal)
+            result_.failures[value.first] = {closedText(*refusal), ASCError::Kind::stateRefused, false};
         return refusal.has_value();
     });
 }
@@ -108,7 +113,7 @@ void LocalizationWriter::writeOneByOne(const std::vector<Value>& values) {
     for (const Value& value : values)
         refusedByState += attempt({value}) == Refusal::ofState;
     if (refusedByState == values.size())
-        closed_.closeAll(target_.home, result_.failures.at(values.front().first).text);
+        closed_.noteAll(target_.home, target_.locale, result_.failures.at(values.front().first).text);
 }
 
 LocalizationWriter::Refusal LocalizationWriter::attempt(const std::vector<Value>& values) {
@@ -117,10 +122,11 @@ LocalizationWriter::Refusal LocalizationWriter::attempt(const std::vector<Value>
     for (const auto& [field, text] : values)
         result_.failures.erase(field);
     try {
-        if (currentStopToken().stop_requested())
-            throw MetadataError(MetadataError::Kind::failed, std::string(notSentText));
-        send(values);
-        return Refusal::none;
+        if (!currentStopToken().stop_requested()) {
+            send(values);
+            return Refusal::none;
+        }
+        failure = {std::string(notSentText), std::nullopt, false};
     } catch (const CancellationError&) {
         failure = {cutShortText, ASCError::Kind::cancelled};
     } catch (const ASCError& error) {
@@ -132,7 +138,8 @@ LocalizationWriter::Refusal LocalizationWriter::attempt(const std::vector<Value>
     }
     for (const auto& [field, text] : values)
         result_.failures[field] = failure;
-    if (refusal == Refusal::ofState && values.size() == 1) closed_.close(values.front().first, failure.text);
+    if (refusal == Refusal::ofState && values.size() == 1)
+        closed_.note(values.front().first, target_.locale, failure.text);
     return refusal;
 }
 

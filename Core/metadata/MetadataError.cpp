@@ -7,6 +7,7 @@
 #include <fmt/format.h>
 #include <fmt/ranges.h>
 
+#include <algorithm>
 #include <system_error>
 
 namespace quorvel {
@@ -26,6 +27,13 @@ MetadataError errorAt(ErrorKind kind, const std::filesystem::path& path,
     return {kind,
             fmt::format("{}: {}", shown(path), fmt::format(text, std::forward<Arguments>(arguments)...)),
             {path, {}, {}}};
+}
+
+// "de" means "de-DE", which there is.
+std::string meant(std::string_view locale, const std::vector<std::string>& known) {
+    const auto nearest = nearestAppStoreLocale(locale);
+    if (!nearest || std::ranges::find(known, *nearest) == known.end()) return {};
+    return fmt::format("Did you mean {}? ", *nearest);
 }
 
 } // namespace
@@ -79,8 +87,8 @@ MetadataError MetadataError::invalidLocale(std::string_view locale) {
 MetadataError MetadataError::unknownLocale(std::string_view locale, const std::filesystem::path& folder,
                                            const std::vector<std::string>& known) {
     return {ErrorKind::unknownLocale,
-            fmt::format("There is no locale \"{}\" in {}. There are {}.", escapeControls(locale),
-                        shown(folder), fmt::join(known, ", ")),
+            fmt::format("There is no locale \"{}\" in {}. {}There are {}.", escapeControls(locale),
+                        shown(folder), meant(locale, known), fmt::join(known, ", ")),
             {folder, std::string(locale), {}}};
 }
 

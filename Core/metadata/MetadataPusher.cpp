@@ -197,6 +197,7 @@ std::vector<PushOutcome> outcomesOf(const Job& job, const std::vector<PendingCha
             outcome.success = false;
             outcome.errorMessage = found->second.text;
             outcome.failure = found->second.kind;
+            outcome.notSent = !found->second.wasSent;
         }
         outcomes.push_back(std::move(outcome));
     }
@@ -249,7 +250,7 @@ std::vector<PushOutcome> MetadataPusher::push(std::string_view appID, const Plat
     JobRunner runner(client_, store_, context, resolution, changes, appName_);
     std::vector<PushOutcome> outcomes;
     for (const PendingChange& change : changes)
-        outcomes.push_back({change, false, std::string(notSentText)});
+        outcomes.push_back({.change = change, .errorMessage = std::string(notSentText), .notSent = true});
     std::mutex mutex;
     std::size_t done = 0;
     if (progress) progress(done, jobs.size());

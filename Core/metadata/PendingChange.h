@@ -39,10 +39,10 @@ struct PushOutcome {
     // What the error of App Store Connect means; nothing when the change failed for another reason.
     std::optional<ASCError::Kind> failure = std::nullopt;
     std::optional<std::string> remark = std::nullopt; // about a change that succeeded
-    QUORVEL_RECORD_EXCEPT(PushOutcome, (previous), change, success, errorMessage, failure, remark)
+    bool notSent = false; // never tried: the push was cancelled, or other locales told that it is refused
+    QUORVEL_RECORD_EXCEPT(PushOutcome, (previous), change, success, errorMessage, failure, remark, notSent)
 
-    /// Whether it was tried; a push that is cancelled leaves the rest.
-    [[nodiscard]] bool wasSent() const;
+    [[nodiscard]] bool wasSent() const { return !notSent; }
     /// The text before the push: what was held, else the pulled copy.
     [[nodiscard]] const std::string& textBefore() const { return previous ? *previous : change.remote; }
     bool operator==(const PushOutcome&) const = default;

@@ -7,6 +7,7 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <functional>
 #include <map>
 
 namespace quorvel {
@@ -34,6 +35,8 @@ std::optional<LeftOutReason> reasonToLeaveOut(const PendingChange& change, const
     if (findControlCharacter(change.local) && !isBlank(change.local)) return LeftOutReason::controlCharacter;
     const bool isNamed = names(filter.locales, change.locale) && names(filter.fields, change.field);
     if (differsInFinalLineBreakOnly(change) && !isNamed) return LeftOutReason::onlyFinalLineBreak;
+    if (filter.release == Release::first && change.field == FieldType::releaseNotes)
+        return LeftOutReason::firstVersion;
     if (change.isOverLimit) return LeftOutReason::overLimit;
     if (change.clears() && change.field == FieldType::name) return LeftOutReason::clearsName;
     if (change.clears() && filter.clearing == Clearing::leaveOut) return LeftOutReason::clearsField;
@@ -75,6 +78,9 @@ std::string explainLocale(std::string_view locale) {
                        escapeControls(locale));
 }
 
+constexpr std::string_view firstVersionText =
+    "A first version takes no release notes (\"What's New\"). They stay here for the next version.";
+
 std::string explain(const PendingChange& change, LeftOutReason reason) {
     switch (reason) {
     case LeftOutReason::localeDisabled:
@@ -99,6 +105,47 @@ std::string explain(const PendingChange& change, LeftOutReason reason) {
         return "A name cannot be removed; write one, or pull to get it back.";
     case LeftOutReason::unreadableFile:
         return "The file cannot be taken as a text.";
+    case LeftOutReason::firstVersion:
+        return std::string(firstVersionText);
+    }
+    return {};
+}
+
+// What is asked for by name is missed, also where it would be left out without a word otherwise.
+bool isMissed(const PendingChange& change, LeftOutReason reason, const PushFilter& filter) {
+    switch (reason) {
+    case LeftOutReason::localeDisabled:
+        return names(filter.locales, change.locale);
+    case LeftOutReason::notAnAppStoreLocale:
+        return names(filter.locales, change.locale) || nearestAppStoreLocale(change.locale).has_value();
+    case LeftOutReason::firstVersion:
+        return names(filter.fields, change.field);
+    default:
+        return waitsForUser(reason);
+    }
+}
+
+// The words for several changes at once; none where the first one's own say it all.
+std::string_view explainTogether(LeftOutReason reason) {
+    switch (reason) {
+    case LeftOutReason::localeDisabled:
+        return "The locales are disabled for this app. Enable a locale to push it.";
+    case LeftOutReason::controlCharacter:
+        return "The files hold control characters, which App Store Connect refuses. Remove them.";
+    case LeftOutReason::overLimit:
+        return "The texts are over their limits. Shorten them.";
+    case LeftOutReason::clearsField:
+        return "Would remove these texts from App Store Connect. "
+               "Allow that in the push, or pull to get them back.";
+    case LeftOutReason::clearsName:
+        return "Names cannot be removed; write them, or pull to get them back.";
+    case LeftOutReason::unreadableFile:
+        return "The files cannot be taken as texts.";
+    case LeftOutReason::byteOrderMark:
+    case LeftOutReason::onlyFinalLineBreak:
+    case LeftOutReason::notAnAppStoreLocale:
+    case LeftOutReason::firstVersion:
+        return {};
     }
     return {};
 }
@@ -135,9 +182,30 @@ bool waitsForUser(LeftOutReason reason) {
     case LeftOutReason::localeDisabled:
     case LeftOutReason::notAnAppStoreLocale:
     case LeftOutReason::onlyFinalLineBreak:
+    case LeftOutReason::firstVersion:
         return false;
     }
     return false;
+}
+
+std::vector<LeftOutGroup> groupsOf(const std::vector<LeftOutChange>& leftOut) {
+    std::vector<LeftOutGroup> groups;
+    for (const LeftOutChange& one : leftOut) {
+        const bool isOfLocale = one.reason == LeftOutReason::notAnAppStoreLocale;
+        auto group = std::ranges::find_if(groups, [&](const LeftOutGroup& known) {
+            return known.reason == one.reason &&
+                   (!isOfLocale || known.changes.front().change.locale == one.change.locale);
+        });
+        if (group == groups.end()) group = groups.insert(group, {one.reason, {}, one.explanation});
+        group->changes.push_back(one);
+    }
+    for (LeftOutGroup& group : groups)
+        if (const auto words = explainTogether(group.reason); group.changes.size() > 1 && !words.empty())
+            group.explanation = words;
+    std::ranges::stable_sort(groups, std::greater{}, [](const LeftOutGroup& group) {
+        return std::ranges::any_of(group.changes, &LeftOutChange::isMissed);
+    });
+    return groups;
 }
 
 PushSelection selectForPush(const std::vector<PendingChange>& changes, const PushFilter& filter,
@@ -149,7 +217,8 @@ PushSelection selectForPush(const std::vector<PendingChange>& changes, const Pus
                                 ? std::optional(LeftOutReason::localeDisabled)
                                 : reasonToLeaveOut(change, filter);
         if (reason) {
-            selection.leftOut.push_back({change, *reason, explain(change, *reason)});
+            selection.leftOut.push_back(
+                {change, *reason, explain(change, *reason), isMissed(change, *reason, filter)});
             continue;
         }
         selection.chosen.push_back(change);

@@ -102,7 +102,9 @@ TEST(ControllerJourney, recordsAFailureLikeASuccess) {
     ControllerSandbox fixture(test::sketchApp);
     const std::string locale = fixture.pull().summary.locales.at(0);
     fixture.store().write(locale, FieldType::description, "Text");
+    fixture.store().write(locale, FieldType::subtitle, "Refused");
     fixture.store().write(locale, FieldType::releaseNotes, "A first version has none");
+    fixture.server.setFaults({{.route = "PATCH /v1/appInfoLocalizations/*", .status = 409}});
     const auto pushed = fixture.push();
     EXPECT_THAT(pushed.report, HasSubstr("Pushed 1 field · 1 locale. 1 failed.\nFirst error:"));
     EXPECT_EQ(fixture.controller.gate()->state()->status, pushed.report);

@@ -42,7 +42,7 @@ void MetadataController::show(const ManagedApp& app, const MetadataFolder& folde
         state.missingLocales.clear();
         if (!selected || !isFolder(folder.contextFolder(*selected))) return;
         state.texts = compareTexts(MetadataStore(folder.contextFolder(*selected)), *selected,
-                                   access_.disabledLocales(app));
+                                   access_.disabledLocales(app), {.release = contexts.releaseOf(*selected)});
         for (const ManagedLocale& locale : access_.locales(app))
             if (locale.enabled && !std::ranges::binary_search(state.texts.grid.locales, locale.code))
                 state.missingLocales.push_back(locale.code);
@@ -98,9 +98,11 @@ MetadataController::Comparison MetadataController::compare(const std::optional<s
     const MetadataStore store = pulledStore(folder, context);
     const AppContexts contexts = access_.contexts(folder);
     const ContextID wanted = contexts.known(context).value_or(ContextID{});
+    PushFilter asked = filter;
+    asked.release = contexts.releaseOf(wanted);
     return {wanted, store.folder(), contexts.savedContext(wanted),
             contexts.saved() ? std::optional(contexts.saved()->lastUpdated) : std::nullopt,
-            compareTexts(store, wanted, access_.disabledLocales(app), filter)};
+            compareTexts(store, wanted, access_.disabledLocales(app), asked)};
 }
 
 } // namespace quorvel

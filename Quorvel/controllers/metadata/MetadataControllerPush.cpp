@@ -77,7 +77,9 @@ PushPlan MetadataController::planPush(const PushFilter& filter, const std::optio
         if (!plan.version.takesPushes()) refuseReadOnly(plan.version.appStoreState);
         const MetadataPusher pusher(*client, store, app.displayName);
         pusher.requireChangeable(plan.version);
-        takeComparison(plan, compareTexts(store, wanted, access_.disabledLocales(app), filter));
+        PushFilter asked = filter;
+        asked.release = releaseOf(wanted, plan.contexts);
+        takeComparison(plan, compareTexts(store, wanted, access_.disabledLocales(app), asked));
         if (requests == Requests::include && !plan.changes.empty()) {
             operation.status("Resolving ASC IDs…");
             auto planned = pusher.plan(app.appStoreId, plan.version, plan.changes);

@@ -36,7 +36,7 @@ struct PushPlan {
     QUORVEL_RECORD(PushPlan, app, folder, context, version, contexts, changes, leftOut, warnings, notices,
                    nothing, requests, conflicts)
 
-    /// Whether something stays behind until the user does something about it.
+    /// Whether something stays behind that was asked for.
     [[nodiscard]] bool leavesWaiting() const;
 };
 

@@ -152,6 +152,71 @@ TEST(PushSelection, obeysTheFilter) {
                     SizeIs(chosen));
 }
 
+TEST(PushSelection, missesWhatWasAskedForByNameAndGroupsByReason) {
+    using R = LeftOutReason;
+    const std::string tooLong(31, 'n');
+    PendingChange german = change("de", FieldType::name, "", "x");
+    PendingChange fallback = change("default", FieldType::name, "", "x");
+    german.isNewLocale = fallback.isNewLocale = true;
+    PendingChange longName = change("fr-FR", FieldType::name, "a", tooLong);
+    longName.isOverLimit = true;
+    struct Case {
+        PendingChange change;
+        PushFilter filter;
+        LeftOutReason reason;
+        bool isMissed;
+    };
+    const PushFilter first{.release = Release::first};
+    const Case cases[] = {
+        {longName, {}, R::overLimit, true},
+        {german, {}, R::notAnAppStoreLocale, true}, // German is meant
+        {fallback, {}, R::notAnAppStoreLocale, false},
+        {fallback, {.locales = {"default"}}, R::notAnAppStoreLocale, true},
+        {change("ja", FieldType::name, "a", "b"), {}, R::localeDisabled, false},
+        {change("ja", FieldType::name, "a", "b"), {.locales = {"ja"}}, R::localeDisabled, true},
+        {change("it", FieldType::releaseNotes, "", "b"), first, R::firstVersion, false},
+        {change("it", FieldType::releaseNotes, "", "b"),
+         {.locales = {"it"}, .release = Release::first},
+         R::firstVersion,
+         false},
+        {change("it", FieldType::releaseNotes, "", "b"),
+         {.fields = {FieldType::releaseNotes}, .release = Release::first},
+         R::firstVersion,
+         true},
+        {change("it", FieldType::keywords, "a", "a\n"), {.locales = {"it"}}, R::onlyFinalLineBreak, false},
+    };
+    std::vector<LeftOutChange> all;
+    for (const Case& one : cases) {
+        const PushSelection selection = selectForPush({one.change}, one.filter, {"ja"});
+        ASSERT_EQ(selection.leftOut.size(), 1u) << one.change.locale;
+        const LeftOutChange& leftOut = selection.leftOut[0];
+        EXPECT_EQ(leftOut.reason, one.reason) << one.change.locale;
+        EXPECT_EQ(leftOut.isMissed, one.isMissed) << one.change.locale << leftOut.explanation;
+        if (one.filter.locales.empty() && one.filter.fields.empty()) all.insert(all.begin(), leftOut);
+    }
+    EXPECT_TRUE(selectForPush({change("it", FieldType::releaseNotes, "", "b")}, {}, {}).leftOut.empty());
+
+    for (const std::string locale : {"sv", "da"}) {
+        all.push_back(
+            {change(locale, FieldType::releaseNotes, "", "b"), R::firstVersion, "said once", false});
+        all.push_back({change(locale, FieldType::name, "", tooLong), R::overLimit, "31 characters", true});
+    }
+    std::vector<std::pair<LeftOutReason, std::size_t>> groups;
+    for (const LeftOutGroup& group : groupsOf(all)) {
+        groups.emplace_back(group.reason, group.changes.size());
+        if (group.reason == R::overLimit) {
+            EXPECT_EQ(group.explanation, "The texts are over their limits. Shorten them.");
+        }
+        if (group.reason == R::firstVersion) {
+            EXPECT_THAT(group.explanation, HasSubstr("no release notes"));
+        }
+    }
+    EXPECT_THAT(groups, testing::ElementsAre(
+                            std::pair(R::notAnAppStoreLocale, 1u), std::pair(R::overLimit, 3u),
+                            std::pair(R::onlyFinalLineBreak, 1u), std::pair(R::firstVersion, 3u),
+                            std::pair(R::localeDisabled, 1u), std::pair(R::notAnAppStoreLocale, 1u)));
+}
+
 TEST(PushSelection, warnsOfWhatItSendsAllTheSame) {
     const auto warningsOn = [](const std::vector<PendingChange>& changes) {
         return selectForPush(changes).warnings;
@@ -262,7 +327,8 @@ TEST(PushReport, countsWhatWentAndNamesTheFirstError) {
         "Pushed 1 field · 1 locale. 2 failed.\nFirst error: first");
     EXPECT_EQ(pushReport({outcome("it", FieldType::name, "no")}),
               "Pushed 0 fields · 0 locales. 1 failed.\nFirst error: no");
-    const PushOutcome unsent = outcome("it", FieldType::keywords, std::string(notSentText));
+    PushOutcome unsent = outcome("it", FieldType::keywords, "Not sent: other locales were refused.");
+    unsent.notSent = true;
     EXPECT_EQ(pushReport({unsent, name, unsent, outcome("it", FieldType::name, "no")}),
               "Pushed 1 field · 1 locale. 2 not sent. 1 failed.\nFirst error: no");
 }

@@ -136,6 +136,36 @@ TEST(Push, givesEachChangeItsOwnOutcomeWhenTheLotIsRefused) {
     EXPECT_THAT(account.writes(), SizeIs(8));
 }
 
+TEST(Push, isNotStoppedByARefusalThatPasses) {
+    for (const bool isAlone : {true, false}) {
+        SCOPED_TRACE(isAlone ? "one field of each locale" : "several fields of each locale");
+        PushAccount account;
+        std::vector<std::string> locales;
+        for (int i = 10; i < 45; ++i) {
+            locales.push_back("x-" + std::to_string(i));
+            account.connect.localizations[FakeConnect::ofVersion][locales.back()] = {
+                {"locale", locales.back()}};
+            account.store.write(locales.back(), FieldType::description, "", TextSide::pulled);
+            account.store.write(locales.back(), FieldType::keywords, "new");
+            if (!isAlone) account.store.write(locales.back(), FieldType::description, "new");
+        }
+        // The first locale is refused, however often it is tried.
+        std::string refused;
+        account.connect.before = [&](const ASCRequest& request) {
+            if (request.method != "PATCH") return;
+            if (refused.empty()) refused = request.path;
+            if (request.path == refused) throw FakeConnect::refusal("409", "STATE_ERROR", "busy");
+        };
+        for (const PushOutcome& outcome : account.pushAll()) {
+            EXPECT_EQ(outcome.success, !refused.ends_with(outcome.change.locale)) << outcome.change.locale;
+            EXPECT_TRUE(outcome.wasSent());
+        }
+        account.connect.before = [](const ASCRequest&) {};
+        EXPECT_THAT(successes(account.pushAll()), testing::Each(true));
+        EXPECT_THAT(MetadataDiff::compare(account.store), IsEmpty());
+    }
+}
+
 TEST(Push, doesNotSplitWhatIsNotRefusedForItsContent) {
     struct Case {
         ASCError error;
