@@ -53,6 +53,8 @@ struct Command {
     std::vector<std::string_view> heeds = {}; // the global options that matter to it, besides those of all
     ExitStatus (*run)(Invocation&) = nullptr;
     std::string_view details = {}; // further paragraphs of the help
+    // Changes App Store Connect, or deletes: somebody at a terminal is asked first, else --yes is needed.
+    bool asksFirst = false;
 
     /// The last word of the name, and the words before it.
     [[nodiscard]] std::string_view lastWord() const;

@@ -14,6 +14,10 @@ namespace {
 constexpr std::size_t lineWidth = 100;
 constexpr std::size_t indent = 2;
 
+constexpr std::string_view asksFirstText =
+    "Asks on the terminal first, whatever is redirected, unless --yes is given; "
+    "without a terminal it needs --yes and ends with status 2 otherwise.";
+
 struct Entry {
     std::string name;
     std::string description;
@@ -139,6 +143,7 @@ std::string helpOf(const Command& command) {
     text += section("Commands", membersOf(command.name));
     text += section("Arguments", positionals) + section("Options", options);
     if (!command.details.empty()) text += "\n" + paragraphs(command.details);
+    if (command.asksFirst) text += "\n" + paragraphs(asksFirstText);
     return text + "\n" +
            paragraphs(
                fmt::format("Options of all commands (see 'quorvel --help'): {}.", fmt::join(others, ", ")));

@@ -43,6 +43,7 @@ Output::Output(const Streams& streams, Form form, Noise noise, Colour colour)
     : streams_(streams),
       form_(form),
       noise_(noise),
+      colour_(colour),
       outColours_(colour == Colour::automatic && streams.outIsTerminal),
       errorColours_(colour == Colour::automatic && streams.errorIsTerminal) {}
 
@@ -161,15 +162,30 @@ void Output::clearProgress() {
     progressShown_ = false;
 }
 
+void Output::showOnTerminal(const std::function<void(Output&)>& show) {
+    clearProgress();
+    const Terminal& terminal = *streams_.terminal;
+    const Streams streams{.out = terminal.write,
+                          .error = terminal.write,
+                          .readAll = {},
+                          .outIsTerminal = true,
+                          .errorIsTerminal = true,
+                          .width = terminal.width,
+                          .terminal = std::nullopt};
+    Output output(streams, Form::text, Noise::normal, colour_);
+    show(output);
+}
+
 std::optional<std::string> Output::ask(std::string_view question) {
     clearProgress();
-    streams_.error(wrapLines(printable(question), messageWidth()) + " ");
+    const Terminal& terminal = *streams_.terminal;
+    terminal.write(wrapLines(printable(question), terminal.width) + " ");
     try {
-        auto answer = streams_.readLine();
-        if (!answer) streams_.error("\n"); // nobody's return key ended the line of the question
+        auto answer = terminal.readLine();
+        if (!answer) terminal.write("\n"); // nobody's return key ended the line of the question
         return answer;
     } catch (const CancellationError&) {
-        streams_.error("\n");
+        terminal.write("\n");
         throw;
     }
 }

@@ -5,6 +5,7 @@
 #include "Programs/quorvel/Surroundings.h"
 #include "Programs/quorvel/Table.h"
 
+#include <functional>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -54,9 +55,11 @@ class Output {
     /// A line on the terminal that the next one replaces; nothing when standard error is no terminal.
     void progress(std::string_view text);
 
-    /// Whether questions can be asked at all.
-    [[nodiscard]] bool canAsk() const { return streams_.inputIsTerminal && streams_.errorIsTerminal; }
-    /// The answer to a question; nothing at the end of the input. Only when `canAsk()`.
+    /// Whether somebody sits at a terminal, whatever is redirected.
+    [[nodiscard]] bool canAsk() const { return streams_.terminal.has_value(); }
+    /// Shows on the terminal itself what `show` prints. Only when `canAsk()`.
+    void showOnTerminal(const std::function<void(Output&)>& show);
+    /// The answer to a question on the terminal itself; nothing at its end. Only when `canAsk()`.
     [[nodiscard]] std::optional<std::string> ask(std::string_view question);
     /// Whether the answer is yes.
     [[nodiscard]] bool confirm(std::string_view question);
@@ -73,6 +76,7 @@ class Output {
     const Streams& streams_;
     Form form_;
     Noise noise_;
+    Colour colour_;
     bool outColours_;
     bool errorColours_;
     bool hasDocument_ = false;

@@ -1,7 +1,5 @@
 #include "Programs/quorvel/Performing.h"
 
-#include "Programs/quorvel/Errors.h"
-
 #include <fmt/format.h>
 
 namespace quorvel {
@@ -36,21 +34,6 @@ std::vector<std::string> listOf(const Arguments& arguments, std::string_view nam
             value.remove_prefix(end + 1);
         }
     return items;
-}
-
-void confirmRemoval(Invocation& invocation, std::string_view question) {
-    Output& output = invocation.output;
-    if (invocation.global.yes) return;
-    if (!output.canAsk())
-        throw UsageError(fmt::format("\"{}\" needs --yes where nobody can be asked", invocation.command.name),
-                         "Nothing was changed.");
-    if (!output.confirm(question)) throw CommandError(ExitStatus::failed, "Nothing was changed.");
-}
-
-void confirmOnTerminal(Invocation& invocation, std::string_view question, std::string_view declined) {
-    Output& output = invocation.output;
-    if (invocation.global.yes || !output.canAsk()) return;
-    if (!output.confirm(question)) throw CommandError(ExitStatus::failed, std::string(declined));
 }
 
 } // namespace quorvel

@@ -6,6 +6,7 @@
 #include "Platform/text/Text.h"
 #include "Programs/quorvel/ApplicationSetup.h"
 #include "Programs/quorvel/CommandLine.h"
+#include "Programs/quorvel/Consent.h"
 #include "Programs/quorvel/Errors.h"
 #include "Programs/quorvel/Help.h"
 #include "Programs/quorvel/Invocation.h"
@@ -77,6 +78,7 @@ std::string comeBackText(const Application& application) {
 
 ExitStatus runCommand(Invocation& invocation) {
     try {
+        requireSomebodyToAsk(invocation);
         const ExitStatus status = invocation.command.run(invocation);
         if (const auto text = comeBackText(invocation.application); !text.empty())
             invocation.output.warning(text);

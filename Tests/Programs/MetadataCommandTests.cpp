@@ -58,7 +58,7 @@ TEST_F(MetadataCommands, tellWhatTheySendAndWhatWouldConflict) {
     const auto dry = run({"push", "--app", app, "--folder", "texts", "--dry-run"});
     EXPECT_EQ(dry.status, 1) << dry.all();
     EXPECT_THAT(dry.error, HasSubstr("de-DE Subtitle would fail: changed on App Store Connect"));
-    const auto missing = run({"push", "--app", app, "--folder", "nowhere"});
+    const auto missing = run({"push", "--app", app, "--folder", "nowhere", "--yes"});
     EXPECT_THAT(missing.error, testing::ContainsRegex("nowhere/ios/next has not been pulled"));
     EXPECT_THAT(missing.error, Not(HasSubstr("pulled Pull")));
 }
@@ -246,7 +246,7 @@ TEST_F(MetadataCommands, importTheAppThatIsNotRecordedUnlessItIsADryRun) {
          {std::vector<std::string>{"push"}, {"locale", "add", "bn-BD"}, {"metadata", "import", "tree"}}) {
         environment["HOME"] = (folder / ("home of " + command.front())).string();
         auto words = command;
-        words.insert(words.end(), {"--app", app, "--folder", "texts", "--json"});
+        words.insert(words.end(), {"--app", app, "--folder", "texts", "--json", "--yes"});
         auto dry = words;
         dry.push_back("--dry-run");
         const auto shown = run(dry);
@@ -267,7 +267,9 @@ TEST_F(MetadataCommands, pushesNothingIntoAVersionThatWasNotPulled) {
     for (const JSONValue& version : *versions.items())
         if (*version.at("attributes", "versionString")->text() == "3.5")
             server.setVersionState(*version.find("id")->text(), "READY_FOR_SALE");
-    ASSERT_EQ(run({"versions", "create", "--app", app, "--platform", "ios", "--version", "3.6"}).status, 0);
+    ASSERT_EQ(
+        run({"versions", "create", "--app", app, "--platform", "ios", "--version", "3.6", "--yes"}).status,
+        0);
     server.forgetRequests();
     for (const auto* edit : {"", "Beete planen"}) {
         if (*edit) write("de-DE", "subtitle.txt", edit);
@@ -290,7 +292,7 @@ TEST_F(MetadataCommands, makesNoFolderForAMisspeltName) {
                                                     {"metadata", "tidy"},
                                                     {"metadata", "export", "tree"}}) {
         auto words = command;
-        words.insert(words.end(), {"--app", app, "--folder", "txets"});
+        words.insert(words.end(), {"--app", app, "--folder", "txets", "--yes"});
         const auto result = run(words);
         EXPECT_EQ(result.status, 4) << result.all();
         EXPECT_THAT(result.error, HasSubstr("txets/ios/next has not been pulled")) << command[0];

@@ -108,7 +108,7 @@ TEST_F(OutputOfCommands, showsNoControlCharacterThatTheServiceSent) {
                         R"( "stateClass": "editable", "versionString": "3\u001b[2J.6",)"
                         R"( "appStoreState": "NEW\u001b[2J", "versionId": "2"}]})");
     const std::vector<std::vector<std::string>> commands = {
-        {"versions", "create", "--app", "1", "--platform", "ios", "--version", "3.6"},
+        {"versions", "create", "--app", "1", "--platform", "ios", "--version", "3.6", "--yes"},
         {"status", "--folder", "texts"},
     };
     for (const auto& command : commands) {

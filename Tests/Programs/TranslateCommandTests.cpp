@@ -68,11 +68,14 @@ TEST_F(TranslateCommands, fillANewLocaleListItForReviewAndPayOnce) {
     EXPECT_EQ(*model.find("outputTokens")->integer(), server.relayAccount().completionTokens);
 }
 
-TEST_F(TranslateCommands, showThePromptsInADryRunWithoutARelay) {
+TEST_F(TranslateCommands, summariseADryRunWithoutARelayAndShowItsPromptsOnRequest) {
     environment.erase("QUORVEL_ENDPOINTS");
     const auto shown = translate({"--to", "bn-BD", "--field", "subtitle", "--dry-run"});
     EXPECT_EQ(shown.status, 0) << shown.error;
-    EXPECT_THAT(shown.out, HasSubstr("The output for this subtitle MUST be ≤ 30 characters."));
+    EXPECT_THAT(shown.out, testing::ContainsRegex("1 +To be asked for +bn-BD Subtitle"));
+    EXPECT_THAT(shown.out, Not(HasSubstr("characters")));
+    EXPECT_THAT(translate({"--to", "bn-BD", "--field", "subtitle", "--dry-run", "--verbose"}).out,
+                HasSubstr("The output for this subtitle MUST be ≤ 30 characters."));
     EXPECT_THAT(shown.error, HasSubstr("1 request would be sent"));
     const auto refused = translate({"--to", "bn-BD", "--field", "subtitle"});
     EXPECT_EQ(refused.status, 3);

@@ -38,6 +38,7 @@ class ScreenshotCommands : public test::QuorvelAccountTest {
         return command;
     }
     test::ProgramResult shots(std::vector<std::string> command, std::vector<std::string> more = {}) {
+        if (command.front() == "push") more.push_back("--yes");
         return run(words(std::move(command), std::move(more)));
     }
     // The sets of the coming iOS version that have screenshots.
@@ -231,7 +232,7 @@ TEST_F(ScreenshotCommands, tellHowFarAnInterruptedPushCame) {
     for (const char* name : {"sv/iphone-65/1.png", "sv/iphone-65/2.png"})
         put(picture(name), drawn(1));
     server.setFaults({{.route = "PATCH /v1/appScreenshots/*", .status = 429, .retryAfter = 600}});
-    test::ChildProgram pushing(call(words({"push"})));
+    test::ChildProgram pushing(call(words({"push", "--yes"})));
     while (changesSent() < 6) // two reservations, two uploads, two commits that wait
         std::this_thread::yield();
     pushing.signal(SIGINT);
@@ -254,7 +255,7 @@ TEST_F(ScreenshotCommands, completeAPushThatWasKilledAHundredTimes) {
         const std::size_t moment = std::uniform_int_distribution<std::size_t>(4, most)(random);
         {
             test::ChildProgram child(
-                call(words({"push", "--mode", "replace", "--no-wait", "--quiet", "--json"})));
+                call(words({"push", "--mode", "replace", "--no-wait", "--quiet", "--json", "--yes"})));
             std::jthread killer([&](const std::stop_token& ended) {
                 (void)server.awaitRequests(moment, ended);
                 child.signal(SIGKILL);

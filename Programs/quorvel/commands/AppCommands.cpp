@@ -118,10 +118,10 @@ ExitStatus removeApps(Invocation& invocation) {
     auto request = requestOf<PlanAppRemoval::Request>(invocation);
     request.apps = invocation.arguments.values("APP");
     const auto plan = perform<PlanAppRemoval>(invocation, request);
-    for (const ManagedApp& app :
-         plan.apps) // all of them first: who declines one is told that nothing was changed
-        confirmRemoval(invocation, fmt::format("{}\nRemove {}?", removalText, app.displayName));
-    const auto result = perform<RemoveApps>(invocation, {plan.apps});
+    Consent consent = consentToNothing();
+    for (const ManagedApp& app : plan.apps) // all first: who declines one is told that nothing was changed
+        consent = askConsent(invocation, {fmt::format("{}\nRemove {}?", removalText, app.displayName)});
+    const auto result = perform<RemoveApps>(invocation, {plan.apps}, consent);
     for (const ManagedApp& app : result.apps) {
         const bool hadKey = std::ranges::find(result.forgottenKeys, app.id) != result.forgottenKeys.end();
         invocation.output.line(fmt::format("{} is no longer recorded{}. Its texts are still on disk.",
@@ -172,7 +172,8 @@ std::vector<Command> appCommands() {
          .summary = "Forget apps with their history; their files stay",
          .arguments = {appArgument("The apps", Count::repeated, Need::required)},
          .heeds = {"--yes", "--workspace"},
-         .run = removeApps},
+         .run = removeApps,
+         .asksFirst = true},
         {.name = "apps move",
          .summary = "Put an app into another workspace",
          .arguments = {appArgument("The app", Count::once, Need::required),

@@ -117,7 +117,7 @@ class Demo : DemoStage {
     void translate() {
         step("Translate", "Locales that are missing are translated, each text within its limit. "
                           "The stand-in's model writes letters with a dot below, "
-                          "so that its texts are easy to tell. What a prompt looks like, then the texts, "
+                          "so that its texts are easy to tell. What a run would ask, then the texts, "
                           "and what they cost:");
         command({"translate", "--to", "pa-IN", "--field", "subtitle", "--dry-run"});
         command({"translate", "--to", "pa-IN", "--to", "ur-PK"});

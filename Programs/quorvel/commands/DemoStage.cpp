@@ -76,12 +76,11 @@ Surroundings DemoStage::innerSurroundings() {
     inner.streams = {
         .out = write,
         .error = [=, width = innerWidth()](std::string_view text) { write(wrapLines(text, width)); },
-        .readLine = [] { return std::nullopt; },
         .readAll = [] { return std::string(); },
         .outIsTerminal = invocation_.output.showsColours() && !invocation_.output.isJSON(),
         .errorIsTerminal = false,
-        .inputIsTerminal = false,
-        .width = innerWidth()};
+        .width = innerWidth(),
+        .terminal = std::nullopt};
     inner.variable = [this](std::string_view name) -> std::optional<std::string> {
         if (name == "QUORVEL_HOME") return (folder_.path() / "home").string();
         if (name == "QUORVEL_ENDPOINTS") return server_.access().endpointsFile.string();

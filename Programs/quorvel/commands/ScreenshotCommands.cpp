@@ -125,17 +125,19 @@ ExitStatus showPlan(Output& output, const PlanScreenshotPush::Result& planned) {
     return somethingIsThere ? ExitStatus::partlyDone : ExitStatus::failed;
 }
 
-void confirmPush(Invocation& invocation, const ScreenshotPushPlan& plan) {
-    Output& output = invocation.output;
+Consent confirmPush(Invocation& invocation, const ScreenshotPushPlan& plan) {
+    if (plan.changedSets == 0) return consentToNothing();
     const std::string what =
         fmt::format("Upload {} ({}) and delete {} in {} of {} {} ({})",
                     counted(static_cast<std::size_t>(plan.uploads), "screenshot"),
                     byteCount(static_cast<std::uint64_t>(plan.uploadBytes)), plan.deletions,
                     counted(static_cast<std::size_t>(plan.changedSets), "set"), plan.app.displayName,
                     plan.version.versionString, plan.context);
-    if (!invocation.global.yes && output.canAsk()) printSets(output, plan.sets);
-    confirmOnTerminal(invocation, fmt::format("{}?", what), "Nothing was pushed.");
-    output.note(fmt::format("{}.", what));
+    const Consent consent = askConsent(invocation, {what + "?", "Nothing was pushed.", [&](Output& terminal) {
+                                                        printSets(terminal, plan.sets);
+                                                    }});
+    invocation.output.note(what + ".");
+    return consent;
 }
 
 void show(TransferBars& bars, const ActionProgress::Transfer& transfer) {
@@ -155,7 +157,8 @@ TransferBars::Form formOfBars(const Invocation& invocation) {
     return invocation.output.streams().errorIsTerminal ? TransferBars::Form::bars : TransferBars::Form::lines;
 }
 
-PushScreenshots::Result upload(Invocation& invocation, const PushScreenshots::Request& request) {
+PushScreenshots::Result upload(Invocation& invocation, const PushScreenshots::Request& request,
+                               const Consent& consent) {
     const auto uploads = static_cast<std::size_t>(request.plan.uploads);
     const TransferBars::Form form = formOfBars(invocation);
     std::atomic<std::size_t> uploaded = 0;
@@ -176,7 +179,7 @@ PushScreenshots::Result upload(Invocation& invocation, const PushScreenshots::Re
                                                   ++uploaded;
                                               show(bars, transfer);
                                           }};
-        return PushScreenshots::perform(invocation.application, request, progress);
+        return perform<PushScreenshots>(invocation, request, consent, progress);
     } catch (const CancellationError&) {
         invocation.output.note(fmt::format("{} of {} files were uploaded before the interruption; "
                                            "pushing again does the rest and the order.",
@@ -203,10 +206,9 @@ ExitStatus pushScreenshots(Invocation& invocation) {
     const ScreenshotPushPlan& plan = planned.plan;
     printScreenshotRemarks(output, plan);
     if (invocation.global.dryRun) return showPlan(output, planned);
-    if (plan.changedSets > 0) confirmPush(invocation, plan);
-    const auto pushed =
-        upload(invocation, {plan, invocation.arguments.has("--no-wait"), invocation.global.workspace});
-    printImported(invocation, pushed.imported);
+    const Consent consent = confirmPush(invocation, plan);
+    const auto pushed = upload(
+        invocation, {plan, invocation.arguments.has("--no-wait"), invocation.global.workspace}, consent);
     const ScreenshotPushReport& report = pushed.report;
     output.document(pushed);
     // Those of the plan were told before the push.
@@ -287,8 +289,8 @@ std::vector<Command> screenshotCommands() {
              "the picture's size, and said. PNG and JPEG files of the right size without transparency are "
              "taken. Without --mode the new files are appended. "
              "What is there already is not sent again, so a push that was cut off goes on where it was. "
-             "A file that fails does not stop the others and ends the push with status 7. "
-             "On a terminal the push is confirmed first, unless --yes is given."},
+             "A file that fails does not stop the others and ends the push with status 7.",
+         .asksFirst = true},
     };
 }
 

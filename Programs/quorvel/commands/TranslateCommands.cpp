@@ -20,10 +20,7 @@ namespace quorvel {
 
 namespace {
 
-ExitStatus showPrompts(Output& output, const PlanTranslation::Result& planned) {
-    const TranslationPlan& plan = planned.plan;
-    output.document(planned);
-    if (output.isJSON()) return ExitStatus::done;
+void printPrompts(Output& output, const TranslationPlan& plan) {
     for (const auto& preview : plan.items) {
         output.styledLine(
             output.styled(Style::bold, fmt::format("{} {}", escapeControls(preview.item.targetLocale),
@@ -32,9 +29,39 @@ ExitStatus showPrompts(Output& output, const PlanTranslation::Result& planned) {
         if (preview.fromCache) output.line("Answered from the cache; nothing would be sent.");
         if (preview.prompt) output.raw(preview.prompt->system + "\n\n" + preview.prompt->user + "\n\n");
     }
-    output.note(fmt::format("Dry run: {} would be sent at an estimated cost of {}, nothing was.",
+}
+
+// How many texts share a fate, and which.
+void printSummary(Output& output, const TranslationPlan& plan) {
+    std::vector<std::pair<std::string, std::vector<FieldKey>>> fates; // in the order of the first
+    for (const auto& preview : plan.items) {
+        const std::string fate = preview.skippedBecause ? "Skipped: " + *preview.skippedBecause
+                                 : preview.fromCache    ? "Answered from the cache"
+                                                        : "To be asked for";
+        auto found = std::ranges::find(fates, fate, &decltype(fates)::value_type::first);
+        if (found == fates.end()) found = fates.insert(found, {fate, {}});
+        found->second.push_back({preview.item.targetLocale, preview.item.field});
+    }
+    Table table{.columns = {{"Texts", Table::Align::right},
+                            {"What", Table::Align::left, Table::Fit::wrap},
+                            {"Which", Table::Align::left, Table::Fit::wrap}},
+                .rows = {}};
+    for (const auto& [fate, keys] : fates)
+        table.rows.push_back({std::to_string(keys.size()), fate, placesOf(keys)});
+    output.table(table);
+}
+
+ExitStatus showPlan(Invocation& invocation, const PlanTranslation::Result& planned) {
+    Output& output = invocation.output;
+    const TranslationPlan& plan = planned.plan;
+    output.document(planned);
+    if (output.isJSON()) return ExitStatus::done;
+    printSummary(output, plan);
+    if (invocation.global.verbose) printPrompts(output, plan);
+    output.note(fmt::format("Dry run: {} would be sent at an estimated cost of {}, nothing was.{}",
                             counted(static_cast<std::size_t>(plan.requests), "request"),
-                            priceText(plan.estimatedCostUSD)));
+                            priceText(plan.estimatedCostUSD),
+                            invocation.global.verbose ? "" : " --verbose shows the prompts."));
     return ExitStatus::done;
 }
 
@@ -47,8 +74,8 @@ std::string whyNothing(const TranslationPlan& plan) {
 void confirmCost(Invocation& invocation, double dollars) {
     constexpr double threshold = 0.5;
     if (dollars > threshold)
-        confirmOnTerminal(invocation, fmt::format("This is estimated to cost {}. Go on?", priceText(dollars)),
-                          "Nothing was sent.");
+        confirmCost(invocation, fmt::format("This is estimated to cost {}. Go on?", priceText(dollars)),
+                    "Nothing was sent.");
 }
 
 Table::Cell resultCell(const TranslatedText& text) {
@@ -138,7 +165,7 @@ ExitStatus translateFields(Invocation& invocation, std::vector<FieldType> fields
         output.note(whyNothing(planned.plan));
         return ExitStatus::done;
     }
-    if (invocation.global.dryRun) return showPrompts(output, planned);
+    if (invocation.global.dryRun) return showPlan(invocation, planned);
     confirmCost(invocation, planned.plan.estimatedCostUSD);
     const auto result = translate(invocation, {planned.plan, request.workspace, request.folder});
     output.document(result);
@@ -201,20 +228,22 @@ std::vector<Command> translateCommands() {
     std::vector<ArgumentSpec> all = translationArguments();
     all.push_back({"--field", "FIELD", "Only this field", fields, ArgumentSpec::Need::optional,
                    ArgumentSpec::Count::repeated});
-    return {{.name = "translate",
-             .summary = "Translate texts into the app's other locales",
-             .arguments = std::move(all),
-             .heeds = {"--app", "--workspace", "--context", "--dry-run", "--yes"},
-             .run = translateTexts,
-             .details =
-                 "By default those texts are translated that are empty, "
-                 "or that were translated from an older source and not edited since. "
-                 "Every text is kept within its limit and written to its file as soon as it is there, "
-                 "marked for review; a push sends it later. "
-                 "Keywords are generated instead of being translated. A dry run prints the prompts. "
-                 "On a terminal a run that is estimated to cost more than $0.50 is confirmed first, "
-                 "unless --yes is given. The service is reached through the relay of an endpoints file or "
-                 "of the build."}};
+    return {
+        {.name = "translate",
+         .summary = "Translate texts into the app's other locales",
+         .arguments = std::move(all),
+         .heeds = {"--app", "--workspace", "--context", "--dry-run", "--yes"},
+         .run = translateTexts,
+         .details =
+             "By default those texts are translated that are empty, "
+             "or that were translated from an older source and not edited since. "
+             "Every text is kept within its limit and written to its file as soon as it is there, "
+             "marked for review; a push sends it later. "
+             "Keywords are generated instead of being translated. A dry run tells what would be asked and what it costs, with --verbose the "
+             "prompts too. "
+             "On a terminal a run that is estimated to cost more than $0.50 is confirmed first, "
+             "unless --yes is given. The service is reached through the relay of an endpoints file or "
+             "of the build."}};
 }
 
 } // namespace quorvel

@@ -65,9 +65,10 @@ ExitStatus deleteWorkspace(Invocation& invocation) {
         perform<PlanWorkspaceDeletion>(invocation, {nameOf(invocation)}).workspace;
     const std::string apps = counted(static_cast<std::size_t>(workspace.apps), "app");
     const std::string_view stay = workspace.apps == 1 ? "stays" : "stay";
-    confirmRemoval(invocation, fmt::format("Delete the workspace \"{}\"? Its {} {}, without a workspace.",
-                                           workspace.name, apps, stay));
-    const auto result = perform<DeleteWorkspace>(invocation, {workspace});
+    const Consent consent =
+        askConsent(invocation, {fmt::format("Delete the workspace \"{}\"? Its {} {}, without a workspace.",
+                                            workspace.name, apps, stay)});
+    const auto result = perform<DeleteWorkspace>(invocation, {workspace}, consent);
     Output& output = invocation.output;
     output.document(result);
     output.line(fmt::format("The workspace \"{}\" is deleted{}.", workspace.name,
@@ -112,7 +113,8 @@ std::vector<Command> workspaceCommands() {
          .summary = "Delete a workspace and its key; its apps stay, without a workspace",
          .arguments = {nameArgument("The workspace")},
          .heeds = {"--yes"},
-         .run = deleteWorkspace},
+         .run = deleteWorkspace,
+         .asksFirst = true},
     };
 }
 
