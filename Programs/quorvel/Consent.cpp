@@ -8,19 +8,27 @@
 
 namespace quorvel {
 
-void requireSomebodyToAsk(const Invocation& invocation) {
-    const Command& command = invocation.command;
-    if (!command.asksFirst || invocation.global.dryRun || invocation.global.yes || invocation.output.canAsk())
-        return;
-    const bool hasDryRun = std::ranges::find(command.heeds, "--dry-run") != command.heeds.end();
-    throw UsageError(fmt::format("\"{}\" needs --yes where nobody can be asked", command.name),
+namespace {
+
+void requireTerminal(const Invocation& invocation) {
+    if (invocation.output.canAsk()) return;
+    const auto& heeds = invocation.command.heeds;
+    const bool hasDryRun = std::ranges::find(heeds, "--dry-run") != heeds.end();
+    throw UsageError(fmt::format("\"{}\" needs --yes where nobody can be asked", invocation.command.name),
                      fmt::format("Nothing was changed.{}",
                                  hasDryRun ? " --dry-run shows what it would do and needs no --yes." : ""));
 }
 
+} // namespace
+
+void requireSomebodyToAsk(const Invocation& invocation) {
+    const GlobalOptions& global = invocation.global;
+    if (invocation.command.asksFirst && !global.dryRun && !global.yes) requireTerminal(invocation);
+}
+
 Consent askConsent(Invocation& invocation, const Question& question) {
-    requireSomebodyToAsk(invocation);
     if (invocation.global.yes) return {};
+    requireTerminal(invocation);
     if (question.details) invocation.output.showOnTerminal(question.details);
     if (!invocation.output.confirm(question.text)) throw CommandError(ExitStatus::failed, question.declined);
     return {};

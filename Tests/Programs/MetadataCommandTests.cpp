@@ -119,7 +119,9 @@ TEST_F(MetadataCommands, pullsEditsComparesAndPushesWithTheFewestRequests) {
     EXPECT_THAT(shown.out, HasSubstr("42 locales on disk. 8 waiting for Push. 1 to trim before Push."));
     EXPECT_THAT(shown.out, HasSubstr("!31*"));
 
-    const JSONValue plan = documented({"push", "--app", app, "--folder", "texts", "--dry-run"}, "plan");
+    const auto dry = push({"--dry-run", "--json"});
+    EXPECT_EQ(dry.status, 7) << "as the push ends";
+    const JSONValue plan = *onlyDocument(dry.out).find("plan");
     EXPECT_EQ(plan.find("requests")->items()->size(), 3u); // one for each resource that has changes
     EXPECT_EQ(plan.find("leftOut")->items()->size(), 4u);
     EXPECT_NE(plan.find("warnings"), nullptr);

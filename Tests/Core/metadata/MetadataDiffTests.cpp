@@ -171,7 +171,7 @@ TEST(PushSelection, missesWhatWasAskedForByNameAndGroupsByReason) {
         {longName, {}, R::overLimit, true},
         {german, {}, R::notAnAppStoreLocale, true}, // German is meant
         {fallback, {}, R::notAnAppStoreLocale, false},
-        {fallback, {.locales = {"default"}}, R::notAnAppStoreLocale, true},
+        {german, {.locales = {"de"}}, R::notAnAppStoreLocale, true},
         {change("ja", FieldType::name, "a", "b"), {}, R::localeDisabled, false},
         {change("ja", FieldType::name, "a", "b"), {.locales = {"ja"}}, R::localeDisabled, true},
         {change("it", FieldType::releaseNotes, "", "b"), first, R::firstVersion, false},
