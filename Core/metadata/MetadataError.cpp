@@ -7,6 +7,7 @@
 #include <fmt/format.h>
 #include <fmt/ranges.h>
 
+#include <cerrno>
 #include <system_error>
 
 namespace quorvel {
@@ -120,7 +121,11 @@ MetadataError MetadataError::tooLarge(const std::filesystem::path& path, std::ui
 }
 
 MetadataError MetadataError::notAFile(const std::filesystem::path& path) {
-    return errorAt(ErrorKind::unusableText, path, "is not a regular file.");
+    std::error_code unreachable;
+    if (std::filesystem::is_directory(path, unreachable))
+        return errorAt(ErrorKind::unreadable, path,
+                       "is a folder where a text file belongs. Move it away or remove it.");
+    return errorAt(ErrorKind::unreadable, path, "is not a regular file. Move it away or remove it.");
 }
 
 MetadataError MetadataError::notAFolder(const std::filesystem::path& path) {
@@ -128,8 +133,20 @@ MetadataError MetadataError::notAFolder(const std::filesystem::path& path) {
 }
 
 MetadataError MetadataError::cannotRead(const std::filesystem::path& path, int errorNumber) {
+    if (errorNumber == ELOOP)
+        return errorAt(ErrorKind::unreadable, path,
+                       "is a symbolic link that leads to itself. Replace it by the file or folder itself.");
+    if (errorNumber == ENOTDIR)
+        return errorAt(ErrorKind::unreadable, path,
+                       "is a file where a folder belongs. Move it away or remove it.");
     return errorAt(ErrorKind::unreadable, path, "cannot be read: {}",
                    std::generic_category().message(errorNumber));
+}
+
+MetadataError MetadataError::keepsChanging(const std::filesystem::path& path) {
+    return errorAt(
+        ErrorKind::unreadable, path,
+        "is being saved again and again, so it was left as it is. Close it elsewhere and try again.");
 }
 
 MetadataError MetadataError::badBookmark(std::string_view problem) {

@@ -25,7 +25,8 @@ bool differsInFinalLineBreakOnly(const PendingChange& change) {
 // App Store Connect may take locales that are newer than the list here: one that is named and is no slip in
 // the spelling of another is up to App Store Connect.
 bool mayBeLocale(std::string_view locale, const PushFilter& filter) {
-    return isAppStoreLocale(locale) || (names(filter.locales, locale) && !nearestAppStoreLocale(locale));
+    return isAppStoreLocale(locale) ||
+           (names(filter.locales, locale) && looksLikeLocale(locale) && !nearestAppStoreLocale(locale));
 }
 
 std::optional<LeftOutReason> reasonToLeaveOut(const PendingChange& change, const PushFilter& filter) {
@@ -45,7 +46,7 @@ std::string explainOverLimit(const PendingChange& change) {
     const std::string_view stripped = withoutFinalLineBreak(change.local);
     if (stripped.size() < change.local.size() && !isOverLimit(stripped, change.field))
         return fmt::format("{} has {} characters where {} are allowed, only because of its final line break. "
-                           "\"quorvel metadata tidy\" removes it.",
+                           "\"quorvel metadata tidy\" removes it; finalLineBreak = strip leaves it out.",
                            fileNameOf(change.field), graphemeCount(change.local), limit);
     return fmt::format("{} has {} characters where {} are allowed. Shorten it.", fileNameOf(change.field),
                        graphemeCount(change.local), limit);
@@ -55,8 +56,8 @@ std::string explainFinalLineBreak(const PendingChange& change) {
     if (withoutFinalLineBreak(change.local).size() == change.local.size())
         return "Differs from App Store Connect only by a final line break there; "
                "naming this locale and field in the push removes it there.";
-    return "Differs from App Store Connect only by a final line break. \"quorvel metadata tidy\" removes it; "
-           "naming this locale and field pushes it.";
+    return "Differs from App Store Connect only by a final line break. \"quorvel metadata tidy\" removes it, "
+           "finalLineBreak = strip ignores it; naming this locale and field pushes it.";
 }
 
 std::string explainControlCharacter(const PendingChange& change) {
@@ -71,6 +72,10 @@ std::string explainLocale(std::string_view locale) {
     if (const auto nearest = nearestAppStoreLocale(locale))
         return fmt::format("\"{}\" is no App Store locale. Did you mean \"{}\"? Rename the folder.",
                            escapeControls(locale), *nearest);
+    if (!looksLikeLocale(locale))
+        return fmt::format("\"{}\" is no App Store locale, so none of its texts are pushed. "
+                           "Each locale needs a folder of its own.",
+                           escapeControls(locale));
     return fmt::format("\"{}\" is no known App Store locale, so its folder is pushed only when it is named.",
                        escapeControls(locale));
 }

@@ -2,6 +2,7 @@
 
 #include "Core/metadata/MetadataDiff.h"
 #include "Core/metadata/MetadataTexts.h"
+#include "Platform/text/Text.h"
 
 #include <algorithm>
 #include <map>
@@ -46,10 +47,12 @@ LeftOutChange leftOutFor(const UnreadableText& text, const ReadTexts& pulled, co
 
 } // namespace
 
-TextComparison compareTexts(const MetadataStore& store, const ContextID& context,
-                            const LocaleSet& disabledLocales, const PushFilter& filter) {
-    const ReadTexts local = store.readAllUsable();
+TextComparison compareTexts(const MetadataStore& store, const ContextID& context, const TextRules& rules,
+                            const PushFilter& filter) {
+    ReadTexts local = store.readAllUsable();
     const ReadTexts pulled = store.readAllUsable(TextSide::pulled);
+    countTexts(rules.finalLineBreak, local.texts, pulled.texts);
+    const LocaleSet& disabledLocales = rules.disabledLocales;
     TextComparison result;
     result.context = context;
     result.disabledLocales = disabledLocales;
@@ -73,7 +76,9 @@ TextComparison compareTexts(const MetadataStore& store, const ContextID& context
         if (!local.texts.contains(locale) && !texts.isAbsent() && !disabledLocales.contains(locale))
             result.removedLocales.push_back(locale);
     }
-    result.lacksCopies = pulled.texts.empty() && !local.texts.empty();
+    result.misnamed = misnamedEntries(store.folder());
+    result.wasPulled = store.wasPulled();
+    result.pulledAt = store.pulledAt();
     result.interruptedPull = store.hasInterruptedPull();
     return result;
 }
@@ -96,8 +101,13 @@ std::size_t TextComparison::overLimit() const {
 
 std::vector<std::string> TextComparison::notices() const {
     std::vector<std::string> notices;
-    if (lacksCopies) notices.push_back(notPulledText(context.text()));
+    if (lacksCopies()) notices.push_back(notPulledText(context.text()));
     if (!removedLocales.empty()) notices.push_back(noFolderText(removedLocales));
+    std::map<std::string_view, std::vector<std::string>> misnamedBy; // reason
+    for (const SkippedEntry& entry : misnamed)
+        misnamedBy[entry.reason].push_back(escapeControls(entry.path));
+    for (const auto& [reason, paths] : misnamedBy)
+        notices.push_back(misnamedText(paths, reason));
     return notices;
 }
 

@@ -85,8 +85,8 @@ std::string_view explain(TextRemark remark) {
     case TextRemark::carriageReturn:
         return "Holds carriage returns (CR LF line breaks), which are sent as they are.";
     case TextRemark::finalLineBreak:
-        return "Ends with a line break, which counts as a character and is sent; \"quorvel metadata tidy\" "
-               "removes it.";
+        return "Ends with a line break, which counts as a character and is sent. \"quorvel metadata tidy\" "
+               "removes it; with the app's setting finalLineBreak = strip it stays in the file and is not sent.";
     case TextRemark::codePointsOverLimit:
         return "Is within the limit as people count characters, but above it in code points; "
                "App Store Connect may refuse it.";

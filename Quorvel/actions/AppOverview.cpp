@@ -17,10 +17,11 @@ void countPending(AppOverview& overview, const LocaleSet& disabledLocales) {
     const MetadataFolder folder{overview.folder};
     try {
         std::int64_t count = 0;
+        const TextRules rules(disabledLocales, finalLineBreakOf(folder));
         for (const PlatformContext& context : overview.contexts)
             if (context.takesPushes()) {
                 const auto texts = compareTexts(MetadataStore(folder.contextFolder(context.contextID())),
-                                                context.contextID(), disabledLocales);
+                                                context.contextID(), rules);
                 count += static_cast<std::int64_t>(texts.waiting());
                 if (!texts.unreadable.empty() && !overview.problem)
                     overview.problem = {FailureKind::failed, texts.unreadable.front().explanation, {}};

@@ -9,12 +9,23 @@ namespace quorvel {
 
 namespace {
 
+// A record is shown also where its folder is lost or its settings are damaged.
+std::optional<FinalLineBreak> finalLineBreakIn(const std::string& folder) {
+    if (folder.empty()) return std::nullopt;
+    try {
+        return finalLineBreakOf({folder});
+    } catch (const std::exception&) {
+        return std::nullopt;
+    }
+}
+
 ShowApp::Result show(Application& application, const ManagedApp& app) {
     const AppRecords apps = application.apps();
     const AppOverview overview = overviewsOf(application, {app}, PendingChanges::leave).front();
     return {.app = app,
             .workspaceName = overview.workspaceName,
             .folder = overview.folder,
+            .finalLineBreak = finalLineBreakIn(overview.folder),
             .locales = apps.locales(app.id),
             .rules = apps.rules(app.id)};
 }
@@ -50,6 +61,7 @@ SetApp::Result SetApp::perform(Application& application, const Request& request,
     const AppRecords apps = application.apps();
     ManagedApp before;
     ManagedApp app;
+    bool changesTree = false;
     apps.together([&] { // a folder that is refused leaves the rest as it was
         app = before = AppDirectory(application, {{}, request.workspace}).require(request.app);
         for (const AppSetting setting : request.clear)
@@ -61,8 +73,13 @@ SetApp::Result SetApp::perform(Application& application, const Request& request,
         if (request.folder)
             app = chooseAppFolder(app, MetadataFolder{application.absolutePath(*request.folder)},
                                   application.home(), apps);
+        if (request.finalLineBreak) {
+            const MetadataFolder folder = appFolderOf(app, application.home(), apps);
+            changesTree = finalLineBreakIn(folder.rootURL.string()) != request.finalLineBreak;
+            if (changesTree) keepFinalLineBreak(folder, *request.finalLineBreak);
+        }
     });
-    if (app == before)
+    if (app == before && !changesTree)
         throw ApplicationError(FailureKind::badRequest, "there is nothing to change",
                                "Say what to set or to clear, with a value that differs.");
     if (app.metadataFolderBookmark != before.metadataFolderBookmark) application.forgetSession(app.id);

@@ -116,7 +116,8 @@ TEST_F(MetadataCommands, pullsEditsComparesAndPushesWithTheFewestRequests) {
     EXPECT_THAT(reasons,
                 ElementsAre("notAnAppStoreLocale", "overLimit", "onlyFinalLineBreak", "clearsField"));
     const auto shown = run({"status", "--folder", "texts"});
-    EXPECT_THAT(shown.out, HasSubstr("42 locales on disk. 8 waiting for Push. 1 to trim before Push."));
+    EXPECT_THAT(shown.out, HasSubstr("42 locales on disk. 4 waiting for Push. 4 left out of it. "
+                                     "1 to trim before Push."));
     EXPECT_THAT(shown.out, HasSubstr("!31*"));
 
     const JSONValue plan = documented({"push", "--app", app, "--folder", "texts", "--dry-run"}, "plan");

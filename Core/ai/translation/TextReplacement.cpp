@@ -6,11 +6,12 @@ namespace quorvel {
 
 std::optional<std::filesystem::path> replaceText(const MetadataStore& store, std::string_view locale,
                                                  FieldType field, std::string_view text, Date moment) {
-    const auto before = store.read(locale, field);
-    if (before == text) return std::nullopt;
     std::optional<std::filesystem::path> kept;
-    if (before && !isBlank(*before)) kept = store.keepBeside(locale, field, *before, moment);
-    store.write(locale, field, text);
+    store.update(locale, field, [&](const std::optional<std::string>& before) -> std::optional<std::string> {
+        if (before == text) return std::nullopt;
+        if (before && !isBlank(*before)) kept = store.keepBeside(locale, field, *before, moment);
+        return std::string(text);
+    });
     return kept;
 }
 

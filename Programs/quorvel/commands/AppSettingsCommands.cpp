@@ -49,6 +49,8 @@ void printApp(Invocation& invocation, const ShowApp::Result& record) {
                   {"App Store ID", app.appStoreId},
                   {"Workspace", record.workspaceName.value_or("none")},
                   {"Folder", record.folder.empty() ? "not found" : record.folder},
+                  {"Final line breaks", record.finalLineBreak ? std::string(rawValue(*record.finalLineBreak))
+                                                              : std::string("unknown")},
                   {"Source locale", orNone(app.sourceLocale)},
                   {"Brand voice", orNone(app.brandVoice)},
                   {"Protected terms", orNone(fmt::format("{}", fmt::join(app.protectedTerms, ", ")))},
@@ -78,6 +80,8 @@ ExitStatus setApp(Invocation& invocation) {
     request.sourceLocale = arguments.value("--source-locale");
     request.brandVoice = arguments.value("--brand-voice");
     if (arguments.has("--protected-term")) request.protectedTerms = arguments.values("--protected-term");
+    if (const auto rule = arguments.value("--final-line-break"))
+        request.finalLineBreak = *fromRawValue<FinalLineBreak>(*rule);
     for (const std::string& what : arguments.values("--clear"))
         request.clear.push_back(*fromRawValue<AppSetting>(what));
     const auto result = perform<SetApp>(invocation, request);
@@ -146,6 +150,10 @@ std::vector<Command> appSettingsCommands() {
                         {},
                         Need::optional,
                         Count::repeated},
+                       {"--final-line-break",
+                        "RULE",
+                        "Whether a line break at the end of a text file counts and is sent",
+                        {"keep", "strip"}},
                        {"--clear",
                         "WHAT",
                         "Forget this setting",
@@ -154,7 +162,9 @@ std::vector<Command> appSettingsCommands() {
                         Count::repeated}},
          .heeds = {"--workspace"},
          .run = setApp,
-         .details = "The texts in the former folder stay where they are."},
+         .details =
+             "The texts in the former folder stay where they are. --final-line-break strip is for trees "
+             "that are worked on in place with editors that end each file with a line break."},
         {.name = "rules",
          .summary = "Show the rules of an app's fields",
          .heeds = {"--app", "--workspace"},

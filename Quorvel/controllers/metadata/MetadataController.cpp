@@ -42,12 +42,12 @@ void MetadataController::show(const ManagedApp& app, const MetadataFolder& folde
         state.missingLocales.clear();
         if (!selected || !isFolder(folder.contextFolder(*selected))) return;
         state.texts = compareTexts(MetadataStore(folder.contextFolder(*selected)), *selected,
-                                   access_.disabledLocales(app));
+                                   access_.textRules(app, folder));
         for (const ManagedLocale& locale : access_.locales(app))
             if (locale.enabled && !std::ranges::binary_search(state.texts.grid.locales, locale.code))
                 state.missingLocales.push_back(locale.code);
     });
-    if (const auto texts = state(); texts->texts.lacksCopies)
+    if (const auto texts = state(); texts->texts.lacksCopies())
         for (const std::string& notice : texts->texts.notices())
             logger_.warningOnce(notice);
 }
@@ -98,9 +98,12 @@ MetadataController::Comparison MetadataController::compare(const std::optional<s
     const MetadataStore store = pulledStore(folder, context);
     const AppContexts contexts = access_.contexts(folder);
     const ContextID wanted = contexts.known(context).value_or(ContextID{});
-    return {wanted, store.folder(), contexts.savedContext(wanted),
-            contexts.saved() ? std::optional(contexts.saved()->lastUpdated) : std::nullopt,
-            compareTexts(store, wanted, access_.disabledLocales(app), filter)};
+    Comparison comparison{wanted, store.folder(), contexts.savedContext(wanted), std::nullopt,
+                          compareTexts(store, wanted, access_.textRules(app, folder), filter)};
+    comparison.pulledAt = comparison.texts.pulledAt;
+    if (!comparison.pulledAt && store.pulledVersionID() && contexts.saved())
+        comparison.pulledAt = contexts.saved()->lastUpdated; // a tree of before each context noted it
+    return comparison;
 }
 
 } // namespace quorvel

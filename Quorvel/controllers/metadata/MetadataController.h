@@ -47,9 +47,10 @@ class MetadataController {
     /// `OperationRefused` when there is no folder of it, `MetadataError` for an older layout in a dry run.
     struct Comparison {
         ContextID context;
-        MetadataFolder folder;                  // of the context
-        std::optional<PlatformContext> version; // at the last pull
-        std::optional<Date> pulledAt;
+        MetadataFolder folder; // of the context
+        std::optional<PlatformContext>
+            version;                  // as App Store Connect had it when the versions were listed last
+        std::optional<Date> pulledAt; // nothing when it was not pulled
         TextComparison texts;
     };
     [[nodiscard]] Comparison compare(const std::optional<std::string>& context = {},

@@ -71,7 +71,8 @@ std::vector<ContextPull> MetadataController::pull(const PullRequest& request) {
         const auto client = access_.client();
         AppDiscovery found = discover(*client, access_.clock(), target.app, limiter);
         AppInfoTexts texts(*client, found.appInfos);
-        Pulling pulling{target,  contexts, {request.edits, access_.disabledLocales(target.app)},
+        const TextRules rules = access_.textRules(target.app, target.folder);
+        Pulling pulling{target,  contexts, {request.edits, rules.disabledLocales, rules.finalLineBreak},
                         limiter, *client,  std::move(found),
                         texts};
         const auto wanted = contextsToPull(pulling, request);

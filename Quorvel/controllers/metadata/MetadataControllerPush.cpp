@@ -77,7 +77,7 @@ PushPlan MetadataController::planPush(const PushFilter& filter, const std::optio
         if (!plan.version.takesPushes()) refuseReadOnly(plan.version.appStoreState);
         const MetadataPusher pusher(*client, store, app.displayName);
         pusher.requireChangeable(plan.version);
-        takeComparison(plan, compareTexts(store, wanted, access_.disabledLocales(app), filter));
+        takeComparison(plan, compareTexts(store, wanted, access_.textRules(app, target.folder), filter));
         if (requests == Requests::include && !plan.changes.empty()) {
             operation.status("Resolving ASC IDs…");
             auto planned = pusher.plan(app.appStoreId, plan.version, plan.changes);
@@ -118,7 +118,8 @@ PushReport MetadataController::push(const PushPlan& plan) {
 // A plan may come back later, and from elsewhere: only texts that still are as they were shown are sent.
 void MetadataController::requireCurrent(const PushPlan& plan, const Target& target,
                                         const MetadataStore& store) const {
-    const auto now = compareTexts(store, plan.version.contextID(), access_.disabledLocales(target.app));
+    const auto now =
+        compareTexts(store, plan.version.contextID(), access_.textRules(target.app, target.folder));
     const auto isCurrent = [&](const PendingChange& change) {
         return std::ranges::find(now.changes, change) != now.changes.end();
     };

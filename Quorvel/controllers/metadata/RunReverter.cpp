@@ -40,8 +40,13 @@ class Reverter {
             // A folder with the reverted texts alone would say that all the others are to be removed.
             return warn("{} has no folder any more, so nothing of it was reverted. Pull to get it back.",
                         locale);
-        for (const auto& [field, change] : changes)
-            revertField({locale, field}, change);
+        for (const auto& [field, change] : changes) {
+            try {
+                revertField({locale, field}, change);
+            } catch (const MetadataError& error) {
+                warn("The {} of {} stays as it is: {}", shortLabelOf(field), locale, error.what());
+            }
+        }
     }
 
     template <typename... Arguments>
@@ -52,19 +57,19 @@ class Reverter {
 
   private:
     void revertField(const FieldKey& key, const Change& change) {
-        const auto local = store_.read(key.locale, key.field);
         if (key.field == FieldType::name && isBlank(change.previous))
             return warn("The name of {} stays, as App Store Connect has no localization without one. "
                         "Remove the locale on App Store Connect if it should go.",
                         key.locale);
-        if (areEqual(local.value_or(""), change.previous)) {
-            report_.unchanged.push_back(key);
-            return;
-        }
-        const bool isNewer = local && !isBlank(*local) && !areEqual(*local, change.sent);
-        if (isNewer) keep(key, *local);
-        if (dryRun_ == DryRun::no) store_.write(key.locale, key.field, change.previous);
-        report_.reverted.push_back(key);
+        const auto takeBack = [&](const std::optional<std::string>& local) -> std::optional<std::string> {
+            if (areEqual(local.value_or(""), change.previous)) return std::nullopt;
+            const bool isNewer = local && !isBlank(*local) && !areEqual(*local, change.sent);
+            if (isNewer) keep(key, *local);
+            return change.previous;
+        };
+        const bool reverts = dryRun_ == DryRun::no ? store_.update(key.locale, key.field, takeBack)
+                                                   : takeBack(store_.read(key.locale, key.field)).has_value();
+        (reverts ? report_.reverted : report_.unchanged).push_back(key);
     }
 
     void keep(const FieldKey& key, const std::string& text) {

@@ -116,7 +116,7 @@ TEST(PushSelection, leavesOutWhatNobodyMeansToPush) {
         {change("de-DE", FieldType::description, "a", " \n"), R::clearsField, "Description of de-DE"},
         {change("de-DE", FieldType::name, "a", ""), R::clearsName, "write one"},
         {ofNewLocale("de", FieldType::name, "b"), R::notAnAppStoreLocale, "Did you mean \"de-DE\"?"},
-        {ofNewLocale("default", FieldType::name, "b"), R::notAnAppStoreLocale, "only when it is named"},
+        {ofNewLocale("default", FieldType::name, "b"), R::notAnAppStoreLocale, "needs a folder of its own"},
         {change("xx", FieldType::name, "a", "b"), {}, ""}, // App Store Connect has it
     };
     for (const auto& [one, reason, explanation] : cases) {

@@ -383,7 +383,7 @@ TEST(Push, saysWhenOnlyTheCopyCouldNotBeWritten) {
 TEST(Push, refusesCopiesOfAnotherVersion) {
     PushAccount account;
     account.store.write("de-DE", FieldType::name, "Neu");
-    account.store.notePulledVersion("the version before");
+    account.store.notePulledVersion("the version before", {});
     try {
         (void)account.pushAll();
         ADD_FAILURE() << "pushed against the copies of another version";
@@ -391,6 +391,6 @@ TEST(Push, refusesCopiesOfAnotherVersion) {
         EXPECT_EQ(error.kind(), MetadataError::Kind::otherVersionPulled);
     }
     EXPECT_THAT(account.writes(), IsEmpty());
-    account.store.notePulledVersion(account.context.versionId);
+    account.store.notePulledVersion(account.context.versionId, {});
     EXPECT_TRUE(std::ranges::all_of(account.pushAll(), &PushOutcome::success));
 }

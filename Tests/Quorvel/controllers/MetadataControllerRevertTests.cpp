@@ -53,6 +53,19 @@ TEST(MetadataControllerRevert, putsPreviousTextsIntoTheLocalFilesOnly) {
     EXPECT_THAT(again.unchanged, ElementsAre(description, promotion));
 }
 
+TEST(MetadataControllerRevert, leavesOutAFileThatCannotBeReadAndRevertsTheRest) {
+    PushedAccount account;
+    const auto file = account.store().folder().fieldFile("de-DE", FieldType::description);
+    writeFileAtomically(file, "\xFF");
+    for (const DryRun dryRun : {DryRun::yes, DryRun::no}) {
+        const auto report = account.controller->revert(account.run, dryRun);
+        EXPECT_THAT(report.reverted, ElementsAre(promotion));
+        EXPECT_THAT(report.warnings,
+                    ElementsAre(HasSubstr("The Description of de-DE stays as it is: " + file.native())));
+    }
+    EXPECT_EQ(readFile(file), "\xFF");
+}
+
 TEST(MetadataControllerRevert, keepsNewerEditsBeside) {
     PushedAccount account;
     account.write("de-DE", FieldType::description, "Neuer");
