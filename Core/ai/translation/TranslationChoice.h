@@ -32,6 +32,8 @@ struct TranslationWish {
 /// The items of the wish that have a source text, locale by locale in the order of the fields. A field whose
 /// rule says `off` is left out, and so is the source locale.
 [[nodiscard]] std::vector<TranslationItem>
-chooseItems(const LocaleTexts& texts, const TranslationOrigins& origins, const TranslationWish& wish);
+chooseItems(const ReadTexts& read, const TranslationOrigins& origins, const TranslationWish& wish);
+/// The files among the texts of the wish that cannot be read, and so are left out.
+[[nodiscard]] std::vector<UnreadableText> unreadableFor(const ReadTexts& texts, const TranslationWish& wish);
 
 } // namespace quorvel

@@ -132,18 +132,23 @@ ExitStatus translateFields(Invocation& invocation, std::vector<FieldType> fields
     request.fresh = invocation.arguments.has("--fresh");
     const auto planned = perform<PlanTranslation>(invocation, request);
     Output& output = invocation.output;
+    for (const UnreadableText& text : planned.plan.unreadable)
+        output.warning(
+            fmt::format("{} {} is left out: {}", text.locale, shortLabelOf(text.field), text.explanation));
+    const bool leavesOut = !planned.plan.unreadable.empty();
     if (planned.plan.nothing) {
         output.document(planned);
         output.line(nothingToTranslateText);
         output.note(whyNothing(planned.plan));
-        return ExitStatus::done;
+        return leavesOut ? ExitStatus::failed : ExitStatus::done;
     }
     if (invocation.global.dryRun) return showPrompts(output, planned);
     confirmCost(invocation, planned.plan.estimatedCostUSD);
     const auto result = translate(invocation, {planned.plan, request.workspace, request.folder});
     output.document(result);
     printReport(output, result.report);
-    return exitStatusOf(result);
+    const ExitStatus status = exitStatusOf(result);
+    return leavesOut && status == ExitStatus::done ? ExitStatus::partlyDone : status;
 }
 
 ExitStatus translateTexts(Invocation& invocation) {

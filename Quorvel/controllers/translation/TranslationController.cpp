@@ -95,11 +95,13 @@ TranslationPlan TranslationController::plan(const TranslationOrder& order) const
                          .sourceLocale = wish.sourceLocale,
                          .all = order.which == TranslationWish::Which::all,
                          .fresh = order.keptAnswers == KeptAnswers::renewed};
-    const auto items = chooseItems(store.readAll(), TranslationOrigins::load(store.folder()), wish);
+    const ReadTexts texts = store.readAllUsable();
+    plan.unreadable = unreadableFor(texts, wish);
+    const auto items = chooseItems(texts, TranslationOrigins::load(store.folder()), wish);
     if (items.empty()) {
         wish.which = TranslationWish::Which::all;
-        plan.nothing = chooseItems(store.readAll(), {}, wish).empty() ? NothingToTranslate::noSourceText
-                                                                      : NothingToTranslate::upToDate;
+        plan.nothing = chooseItems(texts, {}, wish).empty() ? NothingToTranslate::noSourceText
+                                                            : NothingToTranslate::upToDate;
         return plan;
     }
     plan.items =

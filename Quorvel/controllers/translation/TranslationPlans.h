@@ -43,8 +43,9 @@ struct TranslationPlan {
     std::int64_t requests = 0;
     double estimatedCostUSD = 0; // of one answer each; retries come on top
     std::optional<NothingToTranslate> nothing;
+    std::vector<UnreadableText> unreadable; // of these locales and fields; left out
     QUORVEL_RECORD(TranslationPlan, app, context, folder, model, sourceLocale, all, fresh, items, requests,
-                   estimatedCostUSD, nothing)
+                   estimatedCostUSD, nothing, unreadable)
 };
 
 /// One text of a run.

@@ -34,7 +34,7 @@ TranslationOrigins origins() {
 
 std::vector<std::string> chosen(const TranslationWish& wish) {
     std::vector<std::string> names;
-    for (const TranslationItem& item : chooseItems(texts(), origins(), wish))
+    for (const TranslationItem& item : chooseItems({texts(), {}}, origins(), wish))
         names.push_back(item.targetLocale + " " + std::string(rawValue(item.field)));
     return names;
 }
@@ -61,7 +61,15 @@ TEST(TranslationChoice, takesWhatIsEmptyOrWasTranslatedFromAnOlderSource) {
     saved["de-DE"][FieldType::subtitle] = "Alt\n";
     TranslationWish german = wish;
     german.targetLocales = {"de-DE"};
-    EXPECT_EQ(chooseItems(saved, origins(), german), chooseItems(texts(), origins(), german));
+    EXPECT_EQ(chooseItems({saved, {}}, origins(), german), chooseItems({texts(), {}}, origins(), german));
+    const ReadTexts damaged{texts(),
+                            {{"de-DE", FieldType::subtitle, "broken"},
+                             {"de-DE", FieldType::releaseNotes, "broken"},
+                             {"it", FieldType::name, "broken"}}};
+    TranslationWish subtitles = german;
+    subtitles.fields = {FieldType::subtitle};
+    EXPECT_TRUE(chooseItems(damaged, origins(), subtitles).empty()); // it could not be written over
+    EXPECT_EQ(unreadableFor(damaged, subtitles), (std::vector{damaged.unreadable[0]}));
     TranslationWish unknown = wish;
     unknown.sourceLocale = "es-ES";
     EXPECT_TRUE(chosen(unknown).empty());
