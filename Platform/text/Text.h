@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstddef>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -31,6 +32,17 @@ namespace quorvel {
 /// words, runs of white space and single marks in order; joined they are `text` again.
 [[nodiscard]] std::vector<std::string_view> wordSegments(std::string_view text);
 
+/// Those of the word segments that hold a letter or a digit.
+[[nodiscard]] std::vector<std::string_view> words(std::string_view text);
+
+/// `text` in NFC without differences of letter case (Unicode's full case folding): equal for what people take
+/// for the same word.
+[[nodiscard]] std::string caseFolded(std::string_view text);
+
+/// `text` without the characters that nobody sees (Unicode's Default_Ignorable_Code_Point), such as zero
+/// width spaces, soft hyphens and direction marks; joiners inside a word stay, as they shape its letters.
+[[nodiscard]] std::string withoutInvisibles(std::string_view text);
+
 /// The number of terminal cells that `text` takes (East Asian wide characters and emoji two, marks none).
 [[nodiscard]] std::size_t displayWidth(std::string_view text);
 
@@ -40,6 +52,10 @@ namespace quorvel {
 /// Whether `left` sorts before `right` when runs of digits compare as numbers ("2" before "10"), else by
 /// bytes.
 [[nodiscard]] bool naturalLess(std::string_view left, std::string_view right);
+
+/// The four-letter code (ISO 15924) of a script by its code or its English name, letter case ignored, such as
+/// "Cyrl"; nothing for what is no script.
+[[nodiscard]] std::optional<std::string> scriptCode(std::string_view name);
 
 [[nodiscard]] std::string asciiLowercase(std::string_view text);
 
