@@ -39,7 +39,7 @@ std::span<const ActionDescription> allActions() {
                   ListVersions, PlanVersion, CreateVersion, ListBuilds,                                   //
                   PullTexts, TextStatus, DiffTexts, PlanPush, PushTexts,                                  //
                   ListRuns, ShowRun, RevertRun,                                                           //
-                  AddLocale, ListLocales, SwitchLocales,                                                  //
+                  AddLocale, ListLocales, SwitchLocales, SetLocales,                                      //
                   ImportTexts, ExportTexts, TidyTexts,                                                    //
                   PlanTranslation, TranslateTexts, PlanEnglishKeywords, ExpandEnglishKeywords, ShowCosts, //
                   PullScreenshots, CompareScreenshots, PlanScreenshotPush, PushScreenshots>();

@@ -1,5 +1,6 @@
 #include "Quorvel/actions/AppSettingsActions.h"
 
+#include "Platform/text/Text.h"
 #include "Quorvel/application/Application.h"
 #include "Quorvel/workspace/AppFolder.h"
 
@@ -27,6 +28,30 @@ void clearSetting(ManagedApp& app, AppSetting setting) {
         return app.protectedTerms.clear();
     case AppSetting::folder:
         return app.metadataFolderBookmark.reset();
+    case AppSetting::glossary:
+        return app.glossary.clear();
+    }
+}
+
+void requireGlossary(const decltype(SetApp::Request::glossary)& glossary) {
+    for (const auto& [term, renderings] : glossary) {
+        if (isBlank(term))
+            throw ApplicationError(FailureKind::badRequest, "a term of the glossary is empty",
+                                   "Name the term that the rendering is for.");
+        for (const auto& [locale, rendering] : renderings)
+            requireAppStoreLocale(locale);
+    }
+}
+
+void addToGlossary(ManagedApp& app, const decltype(SetApp::Request::glossary)& glossary) {
+    for (const auto& [term, renderings] : glossary) {
+        auto& own = app.glossary[std::string(trim(term))];
+        for (const auto& [locale, rendering] : renderings)
+            if (isBlank(rendering))
+                own.erase(locale);
+            else
+                own[locale] = trim(rendering);
+        if (own.empty()) app.glossary.erase(std::string(trim(term)));
     }
 }
 
@@ -47,6 +72,7 @@ ShowApp::Result ShowApp::perform(Application& application, const Request& reques
 
 SetApp::Result SetApp::perform(Application& application, const Request& request, const ActionProgress&) {
     if (request.sourceLocale) requireAppStoreLocale(*request.sourceLocale);
+    requireGlossary(request.glossary);
     const AppRecords apps = application.apps();
     ManagedApp before;
     ManagedApp app;
@@ -57,6 +83,7 @@ SetApp::Result SetApp::perform(Application& application, const Request& request,
         if (request.brandVoice) app.brandVoice = *request.brandVoice;
         if (request.protectedTerms) app.protectedTerms = *request.protectedTerms;
         if (request.sourceLocale) app.sourceLocale = *request.sourceLocale;
+        addToGlossary(app, request.glossary);
         if (app != before) app = apps.update(app);
         if (request.folder)
             app = chooseAppFolder(app, MetadataFolder{application.absolutePath(*request.folder)},

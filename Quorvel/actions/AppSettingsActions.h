@@ -22,13 +22,15 @@ struct ShowApp {
 };
 
 /// A setting of an app that can be forgotten.
-enum class AppSetting { brandVoice, protectedTerms, folder };
+enum class AppSetting { brandVoice, protectedTerms, folder, glossary };
 
 template <>
 struct RawValues<AppSetting> {
     using S = AppSetting;
-    static constexpr std::pair<S, std::string_view> values[] = {
-        {S::brandVoice, "brand-voice"}, {S::protectedTerms, "protected-terms"}, {S::folder, "folder"}};
+    static constexpr std::pair<S, std::string_view> values[] = {{S::brandVoice, "brand-voice"},
+                                                                {S::protectedTerms, "protected-terms"},
+                                                                {S::folder, "folder"},
+                                                                {S::glossary, "glossary"}};
 };
 
 struct SetApp {
@@ -40,8 +42,10 @@ struct SetApp {
         std::optional<std::string> sourceLocale;
         std::optional<std::string> brandVoice;
         std::optional<std::vector<std::string>> protectedTerms;
+        std::map<std::string, std::map<std::string, std::string>> glossary; // term → locale → rendering
         std::vector<AppSetting> clear;
-        QUORVEL_RECORD(Request, app, workspace, folder, sourceLocale, brandVoice, protectedTerms, clear)
+        QUORVEL_RECORD(Request, app, workspace, folder, sourceLocale, brandVoice, protectedTerms, glossary,
+                       clear)
         static constexpr JSONMember members[] = {
             {"app", "The app.", JSONMember::required},
             workspaceMember,
@@ -49,6 +53,9 @@ struct SetApp {
             {"sourceLocale", "The locale from which translations start."},
             {"brandVoice", "The tone of its texts, in the user's words."},
             {"protectedTerms", "Terms that stay untranslated; they replace the former ones."},
+            {"glossary",
+             "Renderings of terms by locale; they are added to those that are there, and an empty one is "
+             "forgotten."},
             {"clear", "Settings to forget."}};
     };
     using Result = ShowApp::Result;
