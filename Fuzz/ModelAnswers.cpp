@@ -1,6 +1,7 @@
 // Any bytes as a model's answer: what is taken out of it has no control characters, keywords have no blanks
 // beside their commas, and what is cut keeps to its limit.
 #include "Core/ai/JSONAnswer.h"
+#include "Core/ai/translation/KeywordList.h"
 #include "Core/ai/translation/ReplyText.h"
 #include "Core/ai/translation/TextTrimming.h"
 #include "Platform/text/Text.h"

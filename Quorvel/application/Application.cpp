@@ -118,14 +118,13 @@ void Application::requireModelAccess() {
         throw ClaudeError(ClaudeError::MissingAPIKey{});
 }
 
-ASOClaudeStack::Components Application::aiStack(KeptAnswers keptAnswers) {
+ASOClaudeStack::Components Application::aiStack() {
     requireModelAccess();
     return ASOClaudeStack::make({.loader = {keychain()},
                                  .home = home(),
                                  .relay = PenwiseConfig::relayAccess(endpoints()),
                                  .http = http(),
-                                 .clock = clock(),
-                                 .keptAnswers = keptAnswers});
+                                 .clock = clock()});
 }
 
 bool Application::hasRecords() const {

@@ -60,16 +60,14 @@ std::string exceed(std::string text, std::string_view separator, std::size_t lim
     return text;
 }
 
-// The keywords of the base locale are the line with the most commas.
+// The keywords of the base locale are the first line with commas.
 std::string_view baseKeywords(std::string_view user) {
-    std::string_view best;
     while (!user.empty()) {
         const std::size_t end = std::min(user.find('\n'), user.size());
-        const std::string_view line = user.substr(0, end);
-        if (std::ranges::count(line, ',') > std::ranges::count(best, ',')) best = line;
+        if (const auto line = user.substr(0, end); line.find(',') != line.npos) return line;
         user.remove_prefix(std::min(end + 1, user.size()));
     }
-    return best;
+    return {};
 }
 
 std::string expandEnglish(std::string_view user, bool tooLong) {

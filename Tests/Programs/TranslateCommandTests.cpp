@@ -124,7 +124,7 @@ TEST_F(TranslateCommands, askBeforeAnExpensiveRunOnATerminal) {
     asking.input = "n\n";
     const auto refused = runProgram(asking);
     EXPECT_EQ(refused.status, 1);
-    EXPECT_THAT(refused.out, HasSubstr("This is estimated to cost $"));
+    EXPECT_THAT(refused.out, HasSubstr("This is estimated to cost at most $"));
     EXPECT_EQ(calls(), 0);
 }
 
@@ -133,19 +133,24 @@ TEST_F(TranslateCommands, generateKeywordsAndExpandTheEnglishOnes) {
     EXPECT_EQ(generated.status, 0) << generated.error;
     EXPECT_EQ(undoPseudoLocalisation(read("bn-BD", "keywords.txt")), read("en-US", "keywords.txt"));
     server.setModelManner({.wrapping = "proseAndFence"});
-    const auto expanded = run({"keywords", "expand-english", "--folder", "texts"});
+    const auto expanded = run({"keywords", "expand-english", "--folder", "texts", "--all"});
     EXPECT_EQ(expanded.status, 0) << expanded.error;
     EXPECT_THAT(expanded.out, HasSubstr("Wrote the keywords of 4 locales"));
     EXPECT_NE(read("en-AU", "keywords.txt"), read("en-CA", "keywords.txt"));
     EXPECT_THAT(expanded.error, testing::ContainsRegex("The keywords of en-GB were backed up as .*/en-GB/"));
     const auto paid = calls();
-    auto watched = call({"keywords", "expand-english", "--folder", "texts"});
+    auto watched = call({"keywords", "expand-english", "--folder", "texts", "--all"});
     watched.streams = ProgramCall::Streams::terminal;
     EXPECT_THAT(runProgram(watched).out,
                 testing::AllOf(HasSubstr("Asking for keywords…"),
                                HasSubstr("Wrote the keywords of 4 locales for $0.00")));
     EXPECT_EQ(calls(), paid) << "the answer was kept";
-    EXPECT_EQ(run({"keywords", "expand-english", "--folder", "texts", "--fresh"}).status, 0);
+    EXPECT_EQ(run({"keywords", "expand-english", "--folder", "texts", "--all", "--fresh"}).status, 0);
+    EXPECT_EQ(calls(), paid + 1);
+    const auto upToDate = run({"keywords", "expand-english", "--folder", "texts", "--fresh"});
+    EXPECT_EQ(upToDate.status, 0) << upToDate.error;
+    EXPECT_THAT(upToDate.out, HasSubstr("Every English locale keeps its keywords"));
+    EXPECT_THAT(upToDate.error, HasSubstr("en-GB has keywords that are up to date; --all replaces them."));
     EXPECT_EQ(calls(), paid + 1);
     for (const auto& [word, asked] : {std::pair{"--quiet", 1}, {"--fresh", 2}}) {
         ASSERT_EQ(run({"keywords", "generate", "--folder", "texts", "--to", "bn-BD", "--all", word}).status,
@@ -158,6 +163,87 @@ TEST_F(TranslateCommands, generateKeywordsAndExpandTheEnglishOnes) {
     const auto verbose = translate({"--to", "pl", "--all", "--verbose"});
     EXPECT_THAT(verbose.error, Not(HasSubstr(server.access().relaySecret)));
     EXPECT_THAT(verbose.error, Not(HasSubstr(read("en-US", "subtitle.txt")))) << "no text reaches the log";
+}
+
+TEST_F(TranslateCommands, writeEnglishKeywordsOnlyWhereTheyAreWanted) {
+    ASSERT_EQ(run({"locale", "disable", "en-CA"}).status, 0);
+    const std::string disabled = read("en-CA", "keywords.txt");
+    writeFileAtomically(text("en-AU", "keywords.txt"), "");
+    const auto planned =
+        onlyDocument(run({"keywords", "expand-english", "--folder", "texts", "--dry-run", "--json"}).out);
+    EXPECT_EQ(encodeJSON(*planned.at("plan", "locales")), R"(["en-AU"])");
+    const std::string british = read("en-GB", "keywords.txt");
+    const auto expanded = run({"keywords", "expand-english", "--folder", "texts"});
+    EXPECT_EQ(expanded.status, 0) << expanded.error;
+    EXPECT_THAT(expanded.out, HasSubstr("Wrote the keywords of 1 locale for at most $"));
+    EXPECT_THAT(expanded.error, HasSubstr("en-CA is disabled, so nothing is written."));
+    EXPECT_NE(read("en-AU", "keywords.txt"), "");
+    EXPECT_EQ(read("en-GB", "keywords.txt"), british);
+    ASSERT_EQ(run({"keywords", "expand-english", "--folder", "texts", "--all"}).status, 0);
+    EXPECT_NE(read("en-GB", "keywords.txt"), british);
+    EXPECT_EQ(read("en-CA", "keywords.txt"), disabled);
+}
+
+TEST_F(TranslateCommands, payForNothingThatCannotBePushed) {
+    ASSERT_EQ(run({"pull", "--folder", "texts", "--context", "ios/live"}).status, 0);
+    writeFileAtomically(folder / "texts/ios/live/en-AU/keywords.txt", "");
+    for (const std::vector<std::string>& command : {std::vector<std::string>{"translate", "--to", "bn-BD"},
+                                                    {"translate", "--to", "bn-BD", "--dry-run"},
+                                                    {"keywords", "generate", "--to", "bn-BD"},
+                                                    {"keywords", "expand-english"}}) {
+        auto arguments = command;
+        arguments.insert(arguments.end(), {"--folder", "texts", "--context", "ios/live"});
+        const auto refused = run(arguments);
+        EXPECT_EQ(refused.status, 5) << refused.all();
+        EXPECT_THAT(refused.error, HasSubstr("This context is read-only."));
+    }
+    EXPECT_EQ(calls(), 0);
+    EXPECT_FALSE(std::filesystem::exists(folder / "texts/ios/live/bn-BD"));
+}
+
+TEST_F(TranslateCommands, renewWhatAPersonTranslatedOnceItsSourceChanges) {
+    const std::string german = read("de-DE", "subtitle.txt");
+    EXPECT_THAT(translate({"--to", "de-DE"}).out, HasSubstr("Nothing to translate."));
+    writeFileAtomically(text("en-US", "subtitle.txt"), "A newer one");
+    ASSERT_EQ(run({"push", "--folder", "texts", "--yes"}).status, 0);
+    ASSERT_EQ(run({"locale", "set", "sv", "--safe-mode", "on"}).status, 0);
+    const auto renewed = translate({"--to", "de-DE", "--to", "sv"});
+    EXPECT_EQ(renewed.status, 0) << renewed.error;
+    EXPECT_THAT(renewed.out, HasSubstr("Wrote 1 text for at most $")) << "safe mode keeps the Swedish one";
+    EXPECT_THAT(renewed.error,
+                HasSubstr("1 text that is there already will be replaced and backed up first."));
+    EXPECT_EQ(undoPseudoLocalisation(read("de-DE", "subtitle.txt")), "A newer one");
+    EXPECT_NE(german, "");
+}
+
+TEST_F(TranslateCommands, followTheSettingsOfTheAppAndItsLocales) {
+    ASSERT_EQ(run({"locale", "add", "sr-Latn"}).status, 2) << "no App Store locale";
+    const auto set = run({"apps", "set", app, "--glossary", "de-DE:high tide=Hochwasser", "--glossary",
+                          "fr-FR:high tide=marée haute", "--glossary", "de-DE:moon=Mond"});
+    EXPECT_EQ(set.status, 0) << set.error;
+    EXPECT_THAT(run({"apps", "set", app, "--glossary", "de-DE:moon="}).out,
+                HasSubstr("high tide: Hochwasser (de-DE), marée haute (fr-FR)"));
+    ASSERT_EQ(run({"locale", "set", "de-DE", "--script", "cyrillic"}).status, 0);
+    const auto prompt = translate({"--to", "de-DE", "--field", "subtitle", "--all", "--dry-run"});
+    EXPECT_THAT(prompt.out, HasSubstr("source matches):\nhigh tide → Hochwasser\n\n"));
+    EXPECT_THAT(prompt.out, HasSubstr("- Write in the Cyrillic script."));
+    EXPECT_THAT(run({"locale", "set", "de-DE", "--script", "", "--safe-mode", "on"}).out,
+                testing::ContainsRegex("de-DE +yes +on *\n"));
+    EXPECT_EQ(run({"apps", "set", app, "--clear", "glossary"}).status, 0);
+    EXPECT_THAT(run({"apps", "show", app}).out, testing::ContainsRegex("Glossary +none"));
+    const struct {
+        std::vector<std::string> command;
+        std::string said;
+    } refused[] = {{{"apps", "set", app, "--glossary", "Hochwasser"}, "LOCALE:TERM=RENDERING"},
+                   {{"apps", "set", app, "--glossary", "de:moon=Mond"}, "de-DE"},
+                   {{"apps", "set", app, "--glossary", "de-DE: =Mond"}, "a term of the glossary is empty"},
+                   {{"locale", "set", "de-DE", "--script", "Klingonese"}, "is no script"},
+                   {{"locale", "set", "de-DE"}, "there is nothing to change"}};
+    for (const auto& [command, said] : refused) {
+        const auto result = run(command);
+        EXPECT_EQ(result.status, 2) << result.all();
+        EXPECT_THAT(result.error, HasSubstr(said));
+    }
 }
 
 } // namespace

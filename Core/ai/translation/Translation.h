@@ -40,9 +40,10 @@ struct LocaleSettings {
     bool aiSafeMode = false; // a text is never replaced
     // The script to write in where a locale has several: its four-letter code ("Latn") or its name.
     std::optional<std::string> preferredScript;
+    bool enabled = true;
 
     [[nodiscard]] static LocaleSettings of(const ManagedLocale& locale) {
-        return {locale.aiSafeMode, locale.preferredScript};
+        return {locale.aiSafeMode, locale.preferredScript, locale.enabled};
     }
     bool operator==(const LocaleSettings&) const = default;
 };

@@ -21,12 +21,14 @@ std::string textOf(const LocaleTexts& texts, const std::string& locale, FieldTyp
 
 } // namespace
 
-bool isStale(std::string_view text, std::string_view sourceText,
+bool isStale(std::string_view text, std::string_view sourceLocale, std::string_view sourceText,
              const std::optional<TranslationOrigin>& origin) {
     if (isBlank(text)) return true;
+    // A translation of another locale's text says nothing of this one.
+    if (!origin || origin->sourceLocale.value_or(std::string(sourceLocale)) != sourceLocale) return false;
     const TranslationOrigin now = TranslationOrigin::of(sourceText, text);
-    // A text that differs from the written translation was edited.
-    return origin && origin->source != now.source && origin->translation == now.translation;
+    // A text that differs from the known translation was edited.
+    return origin->source != now.source && origin->translation == now.translation;
 }
 
 std::vector<TranslationItem> chooseItems(const LocaleTexts& texts, const TranslationOrigins& origins,
@@ -41,7 +43,7 @@ std::vector<TranslationItem> chooseItems(const LocaleTexts& texts, const Transla
                 isBlank(source))
                 continue;
             if (wish.which == TranslationWish::Which::all ||
-                isStale(textOf(texts, locale, field), source, origins.find(locale, field)))
+                isStale(textOf(texts, locale, field), wish.sourceLocale, source, origins.find(locale, field)))
                 items.push_back({wish.sourceLocale, locale, field});
         }
     return items;

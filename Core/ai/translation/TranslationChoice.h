@@ -20,13 +20,14 @@ struct TranslationWish {
     std::vector<FieldType> fields; // all when empty
     std::vector<FieldRule> rules;  // of the app
     enum class Which {
-        stale, // those without a text, and those translated from an older source text and not edited since
+        stale, // those without a text, and those translated from an older source text and not edited since,
+               // by whomever
         all,
     } which = Which::stale;
 };
 
-/// Whether a text is empty, or was translated from another source text and not edited since.
-[[nodiscard]] bool isStale(std::string_view text, std::string_view sourceText,
+/// Whether a text is empty, or was translated from another text of the source locale and not edited since.
+[[nodiscard]] bool isStale(std::string_view text, std::string_view sourceLocale, std::string_view sourceText,
                            const std::optional<TranslationOrigin>& origin);
 
 /// The items of the wish that have a source text, locale by locale in the order of the fields. A field whose

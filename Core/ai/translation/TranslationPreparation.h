@@ -7,6 +7,7 @@
 #include <cstddef>
 #include <optional>
 #include <string>
+#include <vector>
 
 namespace quorvel {
 
@@ -16,6 +17,8 @@ struct PreparedItem {
     std::size_t limit = 0;
     std::string key;     // in the translation cache
     bool isSafe = false; // the locale is in safe mode
+    // Of keywords: those of the locale's name and subtitle, or the terms that were given.
+    std::vector<std::string> indexedTerms;
     std::optional<std::string> skippedBecause;
 };
 
@@ -39,6 +42,14 @@ class TranslationPreparation {
     [[nodiscard]] PromptBuilder::Prompt promptFor(const PreparedItem& prepared) const;
 
   private:
+    // What keywords depend on besides the source's.
+    struct KeywordContext {
+        std::optional<std::string> name;
+        std::optional<std::string> subtitle;
+        std::vector<std::string> indexedTerms;
+        [[nodiscard]] std::vector<std::string> parts() const;
+    };
+    [[nodiscard]] KeywordContext keywordContext(const std::string& locale) const;
     [[nodiscard]] LocaleSettings settingsOf(const std::string& locale) const;
     [[nodiscard]] std::optional<std::string> reasonToSkip(const PreparedItem& prepared) const;
     [[nodiscard]] PromptBuilder::Prompt keywordsPrompt(const PreparedItem& prepared) const;

@@ -1,6 +1,6 @@
 #include "Core/ai/translation/TranslationRun.h"
 
-#include "Core/ai/ClaudePricing.h"
+#include "Core/ai/translation/KeywordList.h"
 #include "Core/ai/translation/OverLimitTexts.h"
 #include "Core/ai/translation/ReplyText.h"
 #include "Core/ai/translation/TextReplacement.h"
@@ -50,15 +50,21 @@ TranslationRun::TranslationRun(const TranslationPipeline::Parts& parts,
       preparation_(parts.model, store_, settings),
       moment_(parts.clock()),
       replaced_(settings.replaced),
+      keptAnswers_(settings.keptAnswers),
       claude_(parts.claude),
       origins_(TranslationOrigins::load(parts.folder)) {}
 
+void TranslationRun::adoptTexts(const std::string& sourceLocale) {
+    const std::lock_guard lock(mutex_);
+    origins_.adoptFrom(store_, sourceLocale);
+}
+
 TranslationOutcome TranslationRun::translate(const TranslationItem& item) {
     TranslationOutcome outcome{.item = item};
+    ClaudeAsker asker(claude_);
     try {
         checkCancellation();
-        work(preparation_.prepare(item), outcome);
-        return outcome;
+        work(preparation_.prepare(item), asker, outcome);
     } catch (const ClaudeError& error) {
         fail(outcome, error);
     } catch (const MetadataError& error) {
@@ -66,17 +72,20 @@ TranslationOutcome TranslationRun::translate(const TranslationItem& item) {
     } catch (const FileError& error) {
         fail(outcome, error);
     }
-    outcome.translation.clear();
+    if (outcome.error) outcome.translation.clear();
+    outcome.inputTokens = asker.cost().inputTokens;
+    outcome.outputTokens = asker.cost().outputTokens;
+    outcome.costUSD = asker.cost().costUSD;
     return outcome;
 }
 
-void TranslationRun::work(const PreparedItem& prepared, TranslationOutcome& outcome) {
+void TranslationRun::work(const PreparedItem& prepared, ClaudeAsker& asker, TranslationOutcome& outcome) {
     if (prepared.skippedBecause) return skip(outcome, *prepared.skippedBecause);
     if (wasEditedByUser(prepared)) return skip(outcome, editedTextOf(prepared));
     if (!useCached(prepared, outcome)) {
-        const Draft draft = askWithRetries(prepared, outcome);
+        const Draft draft = askWithRetries(prepared, asker);
         fit(prepared, draft, outcome);
-        keep(prepared, draft, outcome);
+        keep(prepared, draft, asker.cost());
     }
     // Checked again: an editor may have saved while the model answered.
     if (wasEditedByUser(prepared)) return skip(outcome, editedTextOf(prepared));
@@ -89,10 +98,11 @@ bool TranslationRun::wasEditedByUser(const PreparedItem& prepared) {
     const std::string text = store_.read(target, field).value_or("");
     if (prepared.isSafe) return !isBlank(text);
     const std::lock_guard lock(mutex_);
-    return !isStale(text, prepared.sourceText, origins_.find(target, field));
+    return !isStale(text, source, prepared.sourceText, origins_.find(target, field));
 }
 
 bool TranslationRun::useCached(const PreparedItem& prepared, TranslationOutcome& outcome) {
+    if (keptAnswers_ == KeptAnswers::renewed) return false;
     const auto kept = parts_.cache.lookup(prepared.key);
     if (!kept || isBlank(kept->translation)) return false;
     auto usable = usablePartOf(kept->translation, prepared);
@@ -115,28 +125,29 @@ bool TranslationRun::useCached(const PreparedItem& prepared, TranslationOutcome&
 }
 
 TranslationRun::Draft TranslationRun::ask(const PreparedItem& prepared, const PromptBuilder::Prompt& prompt,
-                                          TranslationOutcome& outcome) {
-    const ClaudeResponse response = claude_.send({.model = parts_.model,
-                                                  .maxTokens = parts_.maxOutputTokens,
-                                                  .system = prompt.system,
-                                                  .messages = {{"user", prompt.user}}});
-    const auto [inputTokens, outputTokens] = response.usage;
-    outcome.inputTokens += inputTokens;
-    outcome.outputTokens += outputTokens;
-    if (!response.fromCache) outcome.costUSD += ClaudePricing::cost(parts_.model, inputTokens, outputTokens);
-    if (response.stopReason == "length")
-        throw ClaudeError(ClaudeError::Decoding{
-            fmt::format("the text broke off at the limit of {} output tokens", parts_.maxOutputTokens)});
-    Draft draft{.text = translationIn(response.text(), prepared.item.field, prepared.sourceText)};
-    if (draft.text.empty()) throw ClaudeError(ClaudeError::EmptyResponse{});
-    draft.length = graphemeCount(draft.text);
-    return draft;
+                                          ClaudeAsker& asker) const {
+    const ClaudeRequest request{.model = parts_.model,
+                                .maxTokens = parts_.maxOutputTokens,
+                                .system = prompt.system,
+                                .messages = {{"user", prompt.user}},
+                                .keptAnswers = keptAnswers_};
+    return asker.ask(request, [&](const ClaudeResponse& response) {
+        Draft draft{.text = translationIn(response.text(), prepared.item.field, prepared.sourceText)};
+        if (draft.text.empty()) throw ClaudeError(ClaudeError::EmptyResponse{});
+        if (prepared.item.field == FieldType::keywords) {
+            draft.text = tidyKeywords(draft.text, prepared.indexedTerms);
+            if (draft.text.empty())
+                throw ClaudeError(
+                    ClaudeError::Decoding{"the keywords are nothing but words of the name and the subtitle"});
+        }
+        draft.length = graphemeCount(draft.text);
+        return draft;
+    });
 }
 
-TranslationRun::Draft TranslationRun::askWithRetries(const PreparedItem& prepared,
-                                                     TranslationOutcome& outcome) {
+TranslationRun::Draft TranslationRun::askWithRetries(const PreparedItem& prepared, ClaudeAsker& asker) const {
     PromptBuilder::Prompt prompt = preparation_.promptFor(prepared);
-    Draft draft = ask(prepared, prompt, outcome);
+    Draft draft = ask(prepared, prompt, asker);
     const auto& [source, target, field] = prepared.item;
     for (int retry = 1; retry <= TranslationPipeline::maxRetries && draft.length > prepared.limit; ++retry) {
         parts_.logger.info(fmt::format("Field {} for {} was {}/{} chars; retry {} of {}.", rawValue(field),
@@ -145,7 +156,7 @@ TranslationRun::Draft TranslationRun::askWithRetries(const PreparedItem& prepare
         // The earlier notes stay: otherwise two answers of one length would make the same request twice, and
         // the response cache would answer it.
         prompt.user += PromptBuilder::retryNote(field, prepared.sourceText, draft.length, prepared.limit);
-        draft = ask(prepared, prompt, outcome);
+        draft = ask(prepared, prompt, asker);
     }
     return draft;
 }
@@ -165,18 +176,17 @@ void TranslationRun::fit(const PreparedItem& prepared, const Draft& draft,
     outcome.warning = warningFor(cut);
 }
 
-void TranslationRun::keep(const PreparedItem& prepared, const Draft& draft,
-                          const TranslationOutcome& outcome) const {
+void TranslationRun::keep(const PreparedItem& prepared, const Draft& draft, const AnswerCost& cost) const {
     parts_.cache.store({.hashKey = prepared.key,
                         .sourceText = prepared.sourceText,
                         .targetLocale = prepared.item.targetLocale,
                         .fieldType = std::string(rawValue(prepared.item.field)),
                         .model = parts_.model,
                         .translation = draft.text,
-                        .tokensIn = outcome.inputTokens,
-                        .tokensOut = outcome.outputTokens,
+                        .tokensIn = cost.inputTokens,
+                        .tokensOut = cost.outputTokens,
                         .createdAt = parts_.clock(),
-                        .overLimit = outcome.isOverLimit});
+                        .overLimit = draft.length > prepared.limit});
 }
 
 void TranslationRun::write(const PreparedItem& prepared, TranslationOutcome& outcome) {
@@ -184,7 +194,7 @@ void TranslationRun::write(const PreparedItem& prepared, TranslationOutcome& out
     if (const auto kept = replaceText(store_, item.targetLocale, item.field, outcome.translation, moment_))
         outcome.kept = kept->native();
     const std::lock_guard lock(mutex_);
-    origins_.note(item.targetLocale, item.field, prepared.sourceText, outcome.translation);
+    origins_.note(item.targetLocale, item.field, prepared.sourceText, outcome.translation, item.sourceLocale);
     origins_.save(parts_.folder);
 }
 

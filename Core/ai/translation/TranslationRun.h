@@ -1,6 +1,7 @@
 // One call of the translation pipeline.
 #pragma once
 
+#include "Core/ai/ClaudeAsker.h"
 #include "Core/ai/FailFastClaudeClient.h"
 #include "Core/ai/translation/TranslationOrigins.h"
 #include "Core/ai/translation/TranslationPreparation.h"
@@ -15,6 +16,8 @@ class TranslationRun {
   public:
     TranslationRun(const TranslationPipeline::Parts& parts, const TranslationPipeline::Settings& settings);
 
+    /// Learns which of the texts that are there are translations of the source locale's. Throws `FileError`.
+    void adoptTexts(const std::string& sourceLocale);
     /// Throws `CancellationError` only; other errors are in the outcome.
     [[nodiscard]] TranslationOutcome translate(const TranslationItem& item);
 
@@ -24,13 +27,13 @@ class TranslationRun {
         std::size_t length = 0;
     };
 
-    void work(const PreparedItem& prepared, TranslationOutcome& outcome);
+    void work(const PreparedItem& prepared, ClaudeAsker& asker, TranslationOutcome& outcome);
     [[nodiscard]] bool useCached(const PreparedItem& prepared, TranslationOutcome& outcome);
     [[nodiscard]] Draft ask(const PreparedItem& prepared, const PromptBuilder::Prompt& prompt,
-                            TranslationOutcome& outcome);
-    [[nodiscard]] Draft askWithRetries(const PreparedItem& prepared, TranslationOutcome& outcome);
+                            ClaudeAsker& asker) const;
+    [[nodiscard]] Draft askWithRetries(const PreparedItem& prepared, ClaudeAsker& asker) const;
     void fit(const PreparedItem& prepared, const Draft& draft, TranslationOutcome& outcome) const;
-    void keep(const PreparedItem& prepared, const Draft& draft, const TranslationOutcome& outcome) const;
+    void keep(const PreparedItem& prepared, const Draft& draft, const AnswerCost& cost) const;
     void write(const PreparedItem& prepared, TranslationOutcome& outcome);
     // Whether the present text must stay.
     [[nodiscard]] bool wasEditedByUser(const PreparedItem& prepared);
@@ -40,6 +43,7 @@ class TranslationRun {
     const TranslationPreparation preparation_;
     const Date moment_;
     const TranslationWish::Which replaced_;
+    const KeptAnswers keptAnswers_;
     const FailFastClaudeClient claude_;
     std::mutex mutex_; // guards `origins_`
     TranslationOrigins origins_;

@@ -129,4 +129,8 @@ std::string priceText(double dollars) {
     return dollars > 0 && dollars < cent ? "less than $0.01" : fmt::format("${:.2f}", dollars);
 }
 
+std::string priceText(double dollars, bool isAtMost) {
+    return isAtMost && dollars > 0 ? "at most " + priceText(dollars) : priceText(dollars);
+}
+
 } // namespace quorvel

@@ -48,5 +48,7 @@ void printBackups(Output& output, const std::vector<KeptEdit>& kept, Backups bac
 
 /// "$0.12", or "less than $0.01".
 [[nodiscard]] std::string priceText(double dollars);
+/// The same as an upper bound where it is one: "at most $0.12".
+[[nodiscard]] std::string priceText(double dollars, bool isAtMost);
 
 } // namespace quorvel

@@ -34,7 +34,7 @@ ExitStatus showPrompts(Output& output, const PlanTranslation::Result& planned) {
     }
     output.note(fmt::format("Dry run: {} would be sent at an estimated cost of {}, nothing was.",
                             counted(static_cast<std::size_t>(plan.requests), "request"),
-                            priceText(plan.estimatedCostUSD)));
+                            priceText(plan.estimatedCostUSD, plan.costIsAtMost)));
     return ExitStatus::done;
 }
 
@@ -44,10 +44,16 @@ std::string whyNothing(const TranslationPlan& plan) {
     return fmt::format("The fields are empty in {}, or 'quorvel rules' turns them off.", plan.sourceLocale);
 }
 
-void confirmCost(Invocation& invocation, double dollars) {
+void confirmCost(Invocation& invocation, const TranslationPlan& plan) {
     constexpr double threshold = 0.5;
-    if (dollars > threshold)
-        confirmOnTerminal(invocation, fmt::format("This is estimated to cost {}. Go on?", priceText(dollars)),
+    if (plan.replacements > 0)
+        invocation.output.note(fmt::format("{} that {} there already will be replaced and backed up first.",
+                                           counted(static_cast<std::size_t>(plan.replacements), "text"),
+                                           plan.replacements == 1 ? "is" : "are"));
+    if (plan.estimatedCostUSD > threshold)
+        confirmOnTerminal(invocation,
+                          fmt::format("This is estimated to cost {}. Go on?",
+                                      priceText(plan.estimatedCostUSD, plan.costIsAtMost)),
                           "Nothing was sent.");
 }
 
@@ -90,7 +96,8 @@ void printReport(Output& output, const TranslationReport& report) {
     output.line();
     const auto written = std::ranges::count(report.texts, true, &TranslatedText::review);
     output.line(fmt::format("Wrote {} for {}. Read them with 'quorvel diff' before you push.",
-                            counted(static_cast<std::size_t>(written), "text"), priceText(report.costUSD)));
+                            counted(static_cast<std::size_t>(written), "text"),
+                            priceText(report.costUSD, report.costIsAtMost)));
 }
 
 ExitStatus exitStatusOf(const TranslateTexts::Result& result) {
@@ -139,7 +146,7 @@ ExitStatus translateFields(Invocation& invocation, std::vector<FieldType> fields
         return ExitStatus::done;
     }
     if (invocation.global.dryRun) return showPrompts(output, planned);
-    confirmCost(invocation, planned.plan.estimatedCostUSD);
+    confirmCost(invocation, planned.plan);
     const auto result = translate(invocation, {planned.plan, request.workspace, request.folder});
     output.document(result);
     printReport(output, result.report);

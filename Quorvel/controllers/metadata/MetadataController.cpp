@@ -17,6 +17,10 @@ AppReference referenceOf(const ManagedApp& app) {
             app.displayName};
 }
 
+std::string sourceLocaleOf(const ManagedApp& app) {
+    return app.sourceLocale.empty() ? "en-US" : app.sourceLocale;
+}
+
 void refuseReadOnly(std::string_view appStoreState) {
     throw OperationRefused(Refusal::readOnlyContext,
                            appStoreState.empty() ? "" : MetadataError::readOnlyContext(appStoreState).what());
@@ -89,6 +93,19 @@ MetadataStore MetadataController::pulledStore(const MetadataFolder& folder,
             Refusal::noContextSelected,
             fmt::format("{} has not been pulled", escapeControls(contextFolder.rootURL.native())));
     return MetadataStore(contextFolder);
+}
+
+MetadataController::Editable MetadataController::editable(const std::optional<std::string>& context,
+                                                          DryRun dryRun) const {
+    const MetadataFolder folder = access_.folderToRead(access_.record(), *gate_, dryRun);
+    const MetadataStore store = pulledStore(folder, context);
+    const AppContexts contexts = access_.contexts(folder);
+    const ContextID wanted = contexts.known(context).value_or(ContextID{});
+    if (wanted.stateClass == AppStoreVersionStateClass::live) {
+        const auto saved = contexts.savedContext(wanted);
+        refuseReadOnly(saved ? saved->appStoreState : "");
+    }
+    return {wanted, store.folder()};
 }
 
 MetadataController::Comparison MetadataController::compare(const std::optional<std::string>& context,

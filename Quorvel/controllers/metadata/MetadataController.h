@@ -55,6 +55,15 @@ class MetadataController {
     [[nodiscard]] Comparison compare(const std::optional<std::string>& context = {},
                                      const PushFilter& filter = {}, DryRun dryRun = DryRun::no) const;
 
+    /// A context that was pulled and may take changes; its texts are not read.
+    struct Editable {
+        ContextID context;
+        MetadataFolder folder; // of the context
+    };
+    /// Throws as `compare`, and `OperationRefused` for a live context: what is made there cannot be pushed.
+    [[nodiscard]] Editable editable(const std::optional<std::string>& context,
+                                    DryRun dryRun = DryRun::no) const;
+
     struct PullRequest {
         enum class Contexts { selected, all };
         Contexts contexts = Contexts::selected;
@@ -145,6 +154,9 @@ inline constexpr std::string_view discoveringText = "Discovering versions on App
 
 /// Throws `OperationRefused` for a context that takes no changes; its state is named where it is known.
 [[noreturn]] void refuseReadOnly(std::string_view appStoreState);
+
+/// The locale that the app's translations start from.
+[[nodiscard]] std::string sourceLocaleOf(const ManagedApp& app);
 
 /// The reference of an app's record; without an id for one that is not recorded.
 [[nodiscard]] AppReference referenceOf(const ManagedApp& app);

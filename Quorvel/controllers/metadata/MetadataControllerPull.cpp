@@ -1,5 +1,6 @@
 #include "Quorvel/controllers/metadata/MetadataController.h"
 
+#include "Core/ai/translation/TranslationOrigins.h"
 #include "Core/metadata/AppInfoTexts.h"
 #include "Core/metadata/MetadataPuller.h"
 #include "Platform/task/Task.h"
@@ -103,15 +104,22 @@ std::vector<PlatformContext> MetadataController::contextsToPull(const Pulling& p
 
 ContextPull MetadataController::pullContext(Pulling& pulling, const PlatformContext& context) const {
     ContextPull pulled{context, std::nullopt};
+    const MetadataFolder folder = pulling.target.folder.contextFolder(context.contextID());
     try {
         const AutoPullLimiter::Slot slot = pulling.limiter.acquire();
         pulled.result = MetadataPuller(pulling.client, access_.clock())
-                            .pull(pulling.appInfoTexts, context,
-                                  pulling.target.folder.contextFolder(context.contextID()), pulling.options);
+                            .pull(pulling.appInfoTexts, context, folder, pulling.options);
     } catch (const CancellationError&) {
         throw;
     } catch (const std::exception&) {
         pulled.failure = std::current_exception();
+        return pulled;
+    }
+    try {
+        // A later change of a source text then shows its translations as out of date.
+        TranslationOrigins::learn(MetadataStore(folder), sourceLocaleOf(pulling.target.app));
+    } catch (const std::exception& error) {
+        logger_.warning(fmt::format("What the translations were made from is not known: {}", error.what()));
     }
     return pulled;
 }

@@ -67,6 +67,40 @@ TEST(TranslationChoice, takesWhatIsEmptyOrWasTranslatedFromAnOlderSource) {
     EXPECT_TRUE(chosen(unknown).empty());
 }
 
+TEST(TranslationOrigins, showATextOfAPersonAsOldOnceItsSourceChanges) {
+    LocaleTexts pulled;
+    pulled["en-US"][FieldType::subtitle] = "Tides";
+    pulled["de-DE"][FieldType::subtitle] = "Gezeiten";
+    pulled["fr-FR"][FieldType::subtitle] = "Marées";
+    pulled["en-US"][FieldType::keywords] = "tide";
+    pulled["de-DE"][FieldType::keywords] = "ebbe";
+    LocaleTexts local = pulled;
+    const auto staleIn = [&](const TranslationOrigins& known, const std::string& source = "en-US") {
+        TranslationOrigins origins = known;
+        origins.adopt(source, local, pulled);
+        std::vector<std::string> names;
+        for (const TranslationItem& item : chooseItems(
+                 local, origins, {.sourceLocale = source, .targetLocales = {"de-DE", "fr-FR", "en-US"}}))
+            names.push_back(item.targetLocale + " " + std::string(rawValue(item.field)));
+        return names;
+    };
+    using Names = std::vector<std::string>;
+    TranslationOrigins known;
+    EXPECT_EQ(staleIn(known), Names{"fr-FR keywords"});
+    local["en-US"][FieldType::subtitle] = "Tides at a glance";
+    local["en-US"][FieldType::keywords] = "tide,surf";
+    local["de-DE"][FieldType::subtitle] = "Gezeiten auf einen Blick"; // by hand, for the new source
+    EXPECT_EQ(staleIn(known), (Names{"fr-FR subtitle", "fr-FR keywords"}))
+        << "keywords of a market are no translation";
+
+    known.adopt("en-US", pulled, pulled); // as a pull does
+    pulled = local;                       // a push without the others
+    local["de-DE"][FieldType::subtitle] = "Gezeiten";
+    EXPECT_EQ(staleIn(known), (Names{"de-DE subtitle", "fr-FR subtitle", "fr-FR keywords"}))
+        << "what was known before the push counts";
+    EXPECT_EQ(staleIn(known, "fr-FR"), Names()) << "made from English, not from French";
+}
+
 TEST(TranslationOrigins, surviveAsAFileAndForgetADamagedOne) {
     const test::TemporaryFolder folder;
     const MetadataFolder tree{folder.path()};

@@ -1,3 +1,4 @@
+#include "Core/ai/CachedClaudeClient.h"
 #include "Core/ai/ClaudeError.h"
 #include "Core/ai/ClaudePricing.h"
 #include "Core/ai/translation/TranslationOrigins.h"
@@ -10,6 +11,10 @@
 #include <gtest/gtest.h>
 
 #include <sqlite3.h>
+
+#include <atomic>
+#include <chrono>
+#include <future>
 
 using namespace quorvel;
 using test::FakeClaude;
@@ -190,6 +195,66 @@ TEST(TranslationPipeline, generatesKeywordsAfterTheTextsWhoseWordsTheyLeaveOut) 
                 EndsWith("Reminder: ≤ 100 characters total. Count before you respond."));
 }
 
+TEST(TranslationPipeline, asksForKeywordsAgainOnceTheNameOrTheSubtitleHasChanged) {
+    TranslationFixture fixture({FakeClaude::says("tide,Gezeiten,ebbe")});
+    EXPECT_EQ(fixture.translate(FieldType::keywords).translation, "tide,Gezeiten,ebbe");
+    fixture.store.write("de-DE", FieldType::name, "Gezeiten");
+    EXPECT_EQ(fixture.translate(FieldType::keywords).translation, "tide,ebbe");
+    fixture.store.write("de-DE", FieldType::name, "");
+    fixture.store.write("de-DE", FieldType::subtitle, "Gezeiten");
+    EXPECT_EQ(fixture.translate(FieldType::keywords).translation, "tide,ebbe");
+    EXPECT_EQ(fixture.claude->requests().size(), 3u);
+    EXPECT_TRUE(fixture.translate(FieldType::keywords).fromCache);
+    fixture.store.write("de-DE", FieldType::name, "Tide Ebbe");
+    const auto nothingNew = fixture.translate(FieldType::keywords);
+    EXPECT_THAT(*nothingNew.error, HasSubstr("nothing but words of the name and the subtitle"));
+}
+
+TEST(TranslationPipeline, letsNoKeywordsWaitForTheTextsOfAnotherLocale) {
+    // The German name is answered only once the French keywords were asked for.
+    std::promise<void> frenchKeywords;
+    auto wereAsked = frenchKeywords.get_future().share();
+    std::atomic<bool> waitedInVain = false;
+    const auto answer = [&](const ClaudeRequest& request) {
+        const std::string& user = request.messages.at(0).content;
+        if (user.find("keywords field for the fr-FR") != user.npos) frenchKeywords.set_value();
+        if (user.find("app name from en-US to de-DE") != user.npos)
+            waitedInVain = wereAsked.wait_for(std::chrono::seconds(10)) != std::future_status::ready;
+        return FakeClaude::response("Antwort " + std::to_string(user.size()));
+    };
+    TranslationFixture fixture({answer});
+    TranslationPipeline::Parts parts = fixture.parts();
+    parts.width = 2;
+    const auto outcomes = TranslationPipeline(parts).translate({{"en-US", "de-DE", FieldType::name},
+                                                                {"en-US", "fr-FR", FieldType::name},
+                                                                {"en-US", "de-DE", FieldType::keywords},
+                                                                {"en-US", "fr-FR", FieldType::keywords}},
+                                                               fixture.settings);
+    EXPECT_FALSE(waitedInVain);
+    for (const TranslationOutcome& outcome : outcomes)
+        EXPECT_EQ(outcome.error, std::nullopt);
+    EXPECT_THAT(*fixture.claude->requests().back().system, HasSubstr("App name: Antwort"))
+        << "the German keywords waited for the German name";
+}
+
+TEST(TranslationPipeline, draftsAgainWhereTheUserWantsAnotherAnswer) {
+    TranslationFixture fixture({FakeClaude::says("Eins"), FakeClaude::says("Zwei")});
+    const auto cache = std::make_shared<ClaudeResponseCache>(fixture.folder / "cache", 86'400, fixture.clock);
+    TranslationPipeline::Parts parts = fixture.parts();
+    parts.claude = std::make_shared<CachedClaudeClient>(fixture.claude, cache, nullptr);
+    const std::vector<TranslationItem> items = {{"en-US", "de-DE", FieldType::subtitle}};
+    const auto translate = [&] {
+        return TranslationPipeline(parts).translate(items, fixture.settings).at(0);
+    };
+    EXPECT_EQ(translate().translation, "Eins");
+    fixture.settings.keptAnswers = KeptAnswers::renewed;
+    EXPECT_TRUE(TranslationPipeline(parts).preview(items, fixture.settings).at(0).prompt);
+    EXPECT_EQ(translate().translation, "Zwei");
+    fixture.settings.keptAnswers = KeptAnswers::taken;
+    EXPECT_EQ(translate().translation, "Zwei") << "it took the place of the first";
+    EXPECT_EQ(fixture.claude->requests().size(), 2u);
+}
+
 TEST(TranslationPipeline, dropsWholeKeywordsAndSaysSo) {
     std::string terms = "ebbe";
     for (int term = 0; term < 15; ++term)
@@ -209,7 +274,8 @@ TEST(TranslationPipeline, dropsWholeKeywordsAndSaysSo) {
 
 TEST(TranslationPipeline, endsOnlyTheItemThatFails) {
     TranslationFixture fixture({FakeClaude::says(thirty + "x"), fails(ClaudeError::ServerError{503, {}}),
-                                breaksOff(), FakeClaude::says("```\n```"), FakeClaude::says("Gut")});
+                                breaksOff(), FakeClaude::says("```\n```"), FakeClaude::says("```\n```"),
+                                FakeClaude::says("Gut")});
     TranslationPipeline::Parts parts = fixture.parts();
     parts.width = 1;
     const auto outcomes = TranslationPipeline(parts).translate({{"en-US", "de-DE", FieldType::subtitle},
@@ -252,7 +318,7 @@ TEST(TranslationPipeline, backsUpATextThatItReplacesAndRemembersTheSource) {
     EXPECT_EQ(outcome.kept, kept.native());
     EXPECT_EQ(readFile(kept), "Von Hand");
     TranslationOrigins expected;
-    expected.note("de-DE", FieldType::subtitle, "Tides at a glance", "Neu");
+    expected.note("de-DE", FieldType::subtitle, "Tides at a glance", "Neu", "en-US");
     EXPECT_EQ(TranslationOrigins::load(fixture.folderOfTexts), expected);
 }
 
@@ -290,16 +356,16 @@ TEST(TranslationPipeline, leavesATextThatWasEditedSinceTheItemsWereChosen) {
 }
 
 TEST(TranslationPipeline, takesAFinalLineBreakForNoPartOfATextThatIsRead) {
-    TranslationFixture fixture;
+    TranslationFixture fixture({FakeClaude::says("Im Blick"), FakeClaude::says("ebbe")});
     fixture.store.write("de-DE", FieldType::name, "Gezeiten\n");
-    (void)fixture.translate(FieldType::keywords);
     (void)fixture.translate(FieldType::subtitle);
+    (void)fixture.translate(FieldType::keywords);
     fixture.store.write("en-US", FieldType::keywords, "tide,surf\n"); // as an editor saves it
     fixture.store.write("en-US", FieldType::subtitle, "\xEF\xBB\xBFTides at a glance\r\n");
     EXPECT_TRUE(fixture.translate(FieldType::keywords).fromCache);
     EXPECT_TRUE(fixture.translate(FieldType::subtitle).fromCache);
-    EXPECT_THAT(*fixture.claude->requests().at(0).system,
-                HasSubstr("- App name: Gezeiten\n- App subtitle: "));
+    EXPECT_THAT(*fixture.claude->requests().at(1).system,
+                HasSubstr("- App name: Gezeiten\n- App subtitle: Im Blick\n"));
 }
 
 TEST(TranslationPipeline, translatesAnItemOnceThatIsListedTwice) {
