@@ -35,7 +35,7 @@ bool hasRepeatedTerm(std::string_view keywords) {
     std::set<std::string> seen;
     for (;;) {
         const std::size_t comma = keywords.find(',');
-        const std::string term = asciiLowercase(trim(keywords.substr(0, comma)));
+        const std::string term = caseFolded(trim(keywords.substr(0, comma)));
         if (!term.empty() && !seen.insert(term).second) return true;
         if (comma == std::string_view::npos) return false;
         keywords.remove_prefix(comma + 1);

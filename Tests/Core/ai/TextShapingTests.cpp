@@ -164,6 +164,7 @@ TEST(KeywordList, leavesOutTermsThatSayNoMoreThanWhatIsIndexed) {
 
 TEST(JSONAnswer, findsAJSONObjectWithinProse) {
     EXPECT_EQ(objectIn("Sure:\n```json\n{\"a\":{}}\n```"), "{\"a\":{}}");
+    EXPECT_EQ(objectIn(R"({"a":"}\"{"} Note: {name} stays.)"), R"({"a":"}\"{"})");
     EXPECT_EQ(objectIn("}{"), std::nullopt);
     EXPECT_EQ(objectIn("none"), std::nullopt);
 }

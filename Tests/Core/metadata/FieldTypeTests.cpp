@@ -101,6 +101,7 @@ TEST(TextRemarks, nameWhatIsOddAboutAText) {
         {FieldType::keywords, "日本，猫", {R::foreignComma}},
         {FieldType::keywords, "قط،كلب", {R::foreignComma}},
         {FieldType::keywords, "Cat,dog,cat", {R::repeatedKeyword}},
+        {FieldType::keywords, "ÉTÉ,e\u0301te\u0301", {R::repeatedKeyword}},
         {FieldType::keywords, "a,,b,", {}},
         {FieldType::keywords, "a,b\n", {R::finalLineBreak}},
         {FieldType::description, "日本、猫, a, a", {}},
