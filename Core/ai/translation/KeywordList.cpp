@@ -202,6 +202,26 @@ std::set<std::string> foldedWords(std::span<const std::string> texts) {
     return folded;
 }
 
+std::string tidyOnce(Word keywords, const std::set<std::string>& known) {
+    const auto saysNothingNew = [&](const std::vector<Word>& parts) {
+        return std::ranges::all_of(parts, [&](Word word) { return known.contains(caseFolded(word)); });
+    };
+    std::string tidied;
+    std::set<std::string> seen;
+    for (const Word line : listLines(keywords))
+        for (const Word piece : piecesOf(line)) {
+            if (piece.size() > longestTerm) continue;
+            const std::string term = withSingleBlanks(bareTerm(piece));
+            const std::vector<Word> parts = words(term);
+            if (parts.empty() || parts.size() > mostWords || saysNothingNew(parts) ||
+                !seen.insert(caseFolded(term)).second)
+                continue;
+            if (!tidied.empty()) tidied += ',';
+            tidied += term;
+        }
+    return tidied;
+}
+
 } // namespace
 
 bool hasKeywordSeparator(std::string_view line) {
@@ -223,25 +243,11 @@ std::string_view withoutQuotes(std::string_view text) {
 }
 
 std::string tidyKeywords(std::string_view keywords, std::span<const std::string> indexed) {
-    const std::string visible = withoutInvisibles(keywords);
     const std::set<std::string> known = foldedWords(indexed);
-    const auto saysNothingNew = [&](Word term) {
-        const std::vector<Word> parts = words(term);
-        return !parts.empty() &&
-               std::ranges::all_of(parts, [&](Word word) { return known.contains(caseFolded(word)); });
-    };
-    std::string tidied;
-    std::set<std::string> seen;
-    for (const Word line : listLines(visible))
-        for (const Word piece : piecesOf(line)) {
-            if (piece.size() > longestTerm) continue;
-            const std::string term = withSingleBlanks(bareTerm(piece));
-            if (words(term).empty() || words(term).size() > mostWords || saysNothingNew(term) ||
-                !seen.insert(caseFolded(term)).second)
-                continue;
-            if (!tidied.empty()) tidied += ',';
-            tidied += term;
-        }
+    std::string tidied = tidyOnce(withoutInvisibles(keywords), known);
+    // A term that went may have hidden what another one is made of. Each further round leaves less.
+    for (std::string before; before != tidied;)
+        tidied = tidyOnce(before = tidied, known);
     return tidied;
 }
 

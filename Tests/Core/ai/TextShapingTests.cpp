@@ -147,6 +147,7 @@ TEST(KeywordList, holdsBareTermsOnceWhateverModelsWriteAroundThem) {
         {"مد، جزر\n\nملاحظة: هذه الكلمات شائعة، وتناسب الحد.", "مد,جزر"},
         {"海，山，川", "海,山,川"},
         {"-, ., :, 。", ""},
+        {"tide·surf·moon,tide·surf·moon", "tide,surf,moon"},
     };
     for (const auto& each : cases) {
         const std::string tidy = translationIn(each.reply, FieldType::keywords, "x");
