@@ -3,6 +3,7 @@
 
 #include "Core/asc/ASCError.h"
 #include "Core/metadata/FieldTexts.h"
+#include "Core/metadata/ReviewMarks.h"
 
 #include <optional>
 #include <string>
@@ -18,8 +19,9 @@ struct PendingChange {
     std::string remote; // the pulled copy; empty when there is none
     std::string local;  // the text on disk; empty when there is no file
     bool isOverLimit = false;
-    bool isNewLocale = false; // the locale has no pulled copy at all
-    QUORVEL_RECORD(PendingChange, locale, field, remote, local, isOverLimit, isNewLocale)
+    bool isNewLocale = false;                        // the locale has no pulled copy at all
+    std::optional<ReviewMark> review = std::nullopt; // the local text was generated and not read since
+    QUORVEL_RECORD(PendingChange, locale, field, remote, local, isOverLimit, isNewLocale, review)
 
     [[nodiscard]] FieldKey key() const { return {locale, field}; }
     /// Whether pushing this removes the field's text.

@@ -37,6 +37,7 @@ std::optional<LeftOutReason> reasonToLeaveOut(const PendingChange& change, const
     if (change.isOverLimit) return LeftOutReason::overLimit;
     if (change.clears() && change.field == FieldType::name) return LeftOutReason::clearsName;
     if (change.clears() && filter.clearing == Clearing::leaveOut) return LeftOutReason::clearsField;
+    if (change.review && filter.unreviewed == Unreviewed::leaveOut) return LeftOutReason::unreviewed;
     return std::nullopt;
 }
 
@@ -75,6 +76,11 @@ std::string explainLocale(std::string_view locale) {
                        escapeControls(locale));
 }
 
+std::string explainUnread(ReviewMark mark) {
+    return fmt::format("Was generated{} and not read since.",
+                       mark == ReviewMark::cut ? ", cut to its limit" : "");
+}
+
 std::string explain(const PendingChange& change, LeftOutReason reason) {
     switch (reason) {
     case LeftOutReason::localeDisabled:
@@ -97,6 +103,9 @@ std::string explain(const PendingChange& change, LeftOutReason reason) {
                            shortLabelOf(change.field), change.locale);
     case LeftOutReason::clearsName:
         return "A name cannot be removed; write one, or pull to get it back.";
+    case LeftOutReason::unreviewed:
+        return explainUnread(change.review.value_or(ReviewMark::generated)) +
+               " Read it and accept it, or allow unread texts in the push.";
     case LeftOutReason::unreadableFile:
         return "The file cannot be taken as a text.";
     }
@@ -130,6 +139,7 @@ bool waitsForUser(LeftOutReason reason) {
     case LeftOutReason::overLimit:
     case LeftOutReason::clearsField:
     case LeftOutReason::clearsName:
+    case LeftOutReason::unreviewed:
     case LeftOutReason::unreadableFile:
         return true;
     case LeftOutReason::localeDisabled:
@@ -153,6 +163,8 @@ PushSelection selectForPush(const std::vector<PendingChange>& changes, const Pus
             continue;
         }
         selection.chosen.push_back(change);
+        if (change.review)
+            selection.warnings.push_back({change.locale, change.field, explainUnread(*change.review)});
         for (const TextRemark remark : remarksOn(change.local, change.field))
             selection.warnings.push_back({change.locale, change.field, std::string(explain(remark))});
     }

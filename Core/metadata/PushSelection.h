@@ -9,12 +9,15 @@
 namespace quorvel {
 
 enum class Clearing { leaveOut, allow };
+/// What becomes of texts that were generated and not read since.
+enum class Unreviewed { leaveOut, allow };
 
 /// What the user asked for; an empty list stands for all.
 struct PushFilter {
     std::vector<std::string> locales;
     std::vector<FieldType> fields;
     Clearing clearing = Clearing::leaveOut;
+    Unreviewed unreviewed = Unreviewed::leaveOut;
 
     /// Whether the lists take this field.
     [[nodiscard]] bool takes(const FieldKey& key) const;
@@ -29,6 +32,7 @@ enum class LeftOutReason {
     overLimit,
     clearsField,
     clearsName,     // which every localization has
+    unreviewed,     // generated and not read since
     unreadableFile, // the local file or its pulled copy cannot be taken as a text
 };
 
@@ -43,6 +47,7 @@ struct RawValues<LeftOutReason> {
         {LeftOutReason::overLimit, "overLimit"},
         {LeftOutReason::clearsField, "clearsField"},
         {LeftOutReason::clearsName, "clearsName"},
+        {LeftOutReason::unreviewed, "unreviewed"},
         {LeftOutReason::unreadableFile, "unreadableFile"},
     };
 };

@@ -58,7 +58,14 @@ TextComparison compareTexts(const MetadataStore& store, const ContextID& context
     result.unreadable.insert(result.unreadable.end(), pulled.unreadable.begin(), pulled.unreadable.end());
     const UnreadableByKey unreadable = byKey(result.unreadable);
 
+    result.unread = ReviewMarks::load(store.folder()).unreadIn(local.texts);
+    std::erase_if(result.unread,
+                  [&](const UnreadText& text) { return disabledLocales.contains(text.locale); });
     result.changes = readableChanges(pulled, local, unreadable);
+    for (PendingChange& change : result.changes)
+        if (const auto found = std::ranges::find(result.unread, change.key(), &UnreadText::key);
+            found != result.unread.end())
+            change.review = found->mark;
     result.selection = selectForPush(result.changes, filter, disabledLocales);
     for (const auto& [key, text] : unreadable)
         if (filter.takes(key) && !disabledLocales.contains(key.locale))

@@ -18,6 +18,7 @@ struct TextComparison {
     std::vector<PendingChange> changes;      // all that differ, those of disabled locales excepted
     PushSelection selection;                 // what a push with the filter would send and leave out
     std::vector<UnreadableText> unreadable;  // local files and pulled copies
+    std::vector<UnreadText> unread;          // of enabled locales, also those that App Store Connect has
     std::vector<std::string> pulledLocales;  // with a copy of App Store Connect's texts
     std::vector<std::string> removedLocales; // pulled and enabled, without a folder
     bool lacksCopies = false;                // there are texts, but nothing pulled to compare with
@@ -32,7 +33,8 @@ struct TextComparison {
 };
 
 /// Compares the texts of `store`, the folder of `context`. A file that cannot be taken as a text stops
-/// nothing: its field is left out. Throws `MetadataError` when the folder itself cannot be read.
+/// nothing: its field is left out. Throws `MetadataError` when the folder itself cannot be read, `FileError`
+/// for the marks of unread texts.
 [[nodiscard]] TextComparison compareTexts(const MetadataStore& store, const ContextID& context,
                                           const LocaleSet& disabledLocales, const PushFilter& filter = {});
 

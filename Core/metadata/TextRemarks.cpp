@@ -1,5 +1,6 @@
 #include "Core/metadata/TextRemarks.h"
 
+#include "Platform/crypto/Digest.h"
 #include "Platform/text/Text.h"
 
 #include <algorithm>
@@ -116,6 +117,10 @@ std::string_view withoutFinalLineBreak(std::string_view text) {
 
 std::string_view withoutByteOrderMark(std::string_view text) {
     return text.starts_with(byteOrderMark) ? text.substr(byteOrderMark.size()) : text;
+}
+
+std::string contentDigest(std::string_view text) {
+    return sha256Hex(withoutFinalLineBreak(withoutByteOrderMark(text)));
 }
 
 } // namespace quorvel

@@ -191,4 +191,18 @@ std::string asciiLowercase(std::string_view text) {
     return result;
 }
 
+std::string withASCIIDigits(std::string_view text) {
+    std::string result;
+    for (std::size_t at = 0; at < text.size();) {
+        const CodePoint next = decodeUTF8(text, at);
+        const std::int32_t digit = u_charDigitValue(static_cast<UChar32>(next.value));
+        if (digit >= 0)
+            result += static_cast<char>('0' + digit);
+        else
+            result += text.substr(at, next.size);
+        at += next.size;
+    }
+    return result;
+}
+
 } // namespace quorvel

@@ -59,4 +59,7 @@ namespace quorvel {
 
 [[nodiscard]] std::string asciiLowercase(std::string_view text);
 
+/// `text` with the decimal digits of all scripts as "0" to "9".
+[[nodiscard]] std::string withASCIIDigits(std::string_view text);
+
 } // namespace quorvel

@@ -30,18 +30,19 @@ constexpr std::array<ActionDescription, sizeof...(Actions)> described() {
 
 std::span<const ActionDescription> allActions() {
     static constexpr auto actions =
-        described<ShowHome,                                                                               //
-                  PrepareKey, SetKey, CheckKey, KeyStatus, PlanKeyRemoval, ForgetKey,                     //
-                  ListWorkspaces, CreateWorkspace, RenameWorkspace, UseWorkspace,                         //
-                  PlanWorkspaceDeletion, DeleteWorkspace,                                                 //
-                  ListApps, ListAccountApps, ImportApps, PlanAppRemoval, RemoveApps, MoveApp,             //
-                  ShowApp, SetApp, ListRules, SetRule, ResetRule,                                         //
-                  ListVersions, PlanVersion, CreateVersion, ListBuilds,                                   //
-                  PullTexts, TextStatus, DiffTexts, PlanPush, PushTexts,                                  //
-                  ListRuns, ShowRun, RevertRun,                                                           //
+        described<ShowHome,                                                                   //
+                  PrepareKey, SetKey, CheckKey, KeyStatus, PlanKeyRemoval, ForgetKey,         //
+                  ListWorkspaces, CreateWorkspace, RenameWorkspace, UseWorkspace,             //
+                  PlanWorkspaceDeletion, DeleteWorkspace,                                     //
+                  ListApps, ListAccountApps, ImportApps, PlanAppRemoval, RemoveApps, MoveApp, //
+                  ShowApp, SetApp, ListRules, SetRule, ResetRule,                             //
+                  ListVersions, PlanVersion, CreateVersion, ListBuilds,                       //
+                  PullTexts, TextStatus, DiffTexts, PlanPush, PushTexts,                      //
+                  ListRuns, ShowRun, RevertRun,                                               //
                   AddLocale, ListLocales, SwitchLocales, SetLocales,                                      //
-                  ImportTexts, ExportTexts, TidyTexts,                                                    //
-                  PlanTranslation, TranslateTexts, PlanEnglishKeywords, ExpandEnglishKeywords, ShowCosts, //
+                  ImportTexts, ExportTexts, TidyTexts,                                        //
+                  PlanTranslation, TranslateTexts, AcceptTexts,                               //
+                  PlanEnglishKeywords, ExpandEnglishKeywords, ShowCosts,                      //
                   PullScreenshots, CompareScreenshots, PlanScreenshotPush, PushScreenshots>();
     return actions;
 }

@@ -23,16 +23,16 @@ std::vector<TextChange> textChangesOf(const TextComparison& texts) {
     std::vector<TextChange> changes;
     for (const PendingChange& change : texts.changes) {
         const auto reason = reasons.find(change.key());
-        changes.push_back(
-            {.locale = change.locale,
-             .field = change.field,
-             .remote = change.remote,
-             .local = change.local,
-             .isOverLimit = change.isOverLimit,
-             .isNewLocale = change.isNewLocale,
-             .clears = change.clears(),
-             .explanation = MetadataDiff::explain(change),
-             .leftOut = reason == reasons.end() ? std::nullopt : std::optional(reason->second)});
+        changes.push_back({.locale = change.locale,
+                           .field = change.field,
+                           .remote = change.remote,
+                           .local = change.local,
+                           .isOverLimit = change.isOverLimit,
+                           .isNewLocale = change.isNewLocale,
+                           .clears = change.clears(),
+                           .explanation = MetadataDiff::explain(change),
+                           .leftOut = reason == reasons.end() ? std::nullopt : std::optional(reason->second),
+                           .review = change.review});
     }
     return changes;
 }
@@ -51,7 +51,8 @@ TextStatus::Result TextStatus::perform(Application& application, const Request& 
                   .warnings = texts.selection.warnings,
                   .notices = texts.notices(),
                   .waiting = static_cast<std::int64_t>(texts.waiting()),
-                  .overLimit = static_cast<std::int64_t>(texts.overLimit())};
+                  .overLimit = static_cast<std::int64_t>(texts.overLimit()),
+                  .unread = texts.unread};
     for (const auto& [locale, cells] : texts.grid.cells)
         for (const auto& [field, cell] : cells)
             result.cells[locale][std::string(rawValue(field))] = cell;

@@ -28,8 +28,9 @@ struct TextChange {
     bool clears = false; // a push removes the text
     std::string explanation;
     std::optional<LeftOutReason> leftOut; // why a push leaves it out by itself
+    std::optional<ReviewMark> review;     // the local text was generated and not read since
     QUORVEL_RECORD(TextChange, locale, field, remote, local, isOverLimit, isNewLocale, clears, explanation,
-                   leftOut)
+                   leftOut, review)
 };
 [[nodiscard]] std::vector<TextChange> textChangesOf(const TextComparison& texts);
 
@@ -58,9 +59,10 @@ struct TextStatus {
         std::vector<std::string> notices; // about the copies of App Store Connect's texts
         std::int64_t waiting = 0;         // for a push, or for a correction before it
         std::int64_t overLimit = 0;
+        std::vector<UnreadText> unread; // that were generated and not read since
         MetadataChecklist checklist;
         QUORVEL_RECORD(Result, compared, interruptedPull, locales, cells, changes, leftOut, warnings, notices,
-                       waiting, overLimit, checklist)
+                       waiting, overLimit, unread, checklist)
     };
     [[nodiscard]] static Result perform(Application& application, const Request& request,
                                         const ActionProgress& progress = {});

@@ -26,9 +26,6 @@ KeptAnswers keptAnswersOf(bool fresh) {
 PlanTranslation::Result PlanTranslation::perform(Application& application, const Request& request,
                                                  const ActionProgress&) {
     const OpenedApp opened = openRecorded(application, targetOf(request));
-    for (const std::string& locale : request.to)
-        requireAppStoreLocale(locale);
-    if (request.from) requireAppStoreLocale(*request.from);
     Result result{opened.session->translation->plan({.context = request.context,
                                                      .sourceLocale = request.from,
                                                      .targetLocales = request.to,
@@ -51,6 +48,16 @@ TranslateTexts::Result TranslateTexts::perform(Application& application, const R
     result.report = opened.session->translation->translate(request.plan, stack.client);
     if (result.report.failure) result.failure = failureOf(result.report.failure);
     return result;
+}
+
+AcceptTexts::Result AcceptTexts::perform(Application& application, const Request& request,
+                                         const ActionProgress& progress) {
+    const OpenedApp opened = openLocal(application, targetOf(request));
+    const ToldOperations told(*opened.session, progress);
+    return {knownReferenceOf(opened.app), opened.session->translation->accept({.context = request.context,
+                                                                               .locales = request.locales,
+                                                                               .fields = request.fields,
+                                                                               .dryRun = dryRunOf(request)})};
 }
 
 PlanEnglishKeywords::Result PlanEnglishKeywords::perform(Application& application, const Request& request,

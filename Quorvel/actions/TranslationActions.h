@@ -67,6 +67,35 @@ struct TranslateTexts {
                                         const ActionProgress& progress = {});
 };
 
+struct AcceptTexts {
+    static constexpr ActionInfo info{"accept_texts", "Accept generated texts that were read",
+                                     Effect::localFiles};
+    struct Request {
+        std::optional<std::string> app;
+        std::optional<std::string> workspace;
+        std::optional<std::string> context;
+        std::optional<std::string> folder;
+        std::vector<std::string> locales;
+        std::vector<FieldType> fields;
+        bool dryRun = false;
+        QUORVEL_RECORD(Request, app, workspace, context, folder, locales, fields, dryRun)
+        static constexpr JSONMember members[] = {appMember,
+                                                 workspaceMember,
+                                                 contextMember,
+                                                 folderMember,
+                                                 {"locales", "Only those of these locales."},
+                                                 {"fields", "Only these fields."},
+                                                 dryRunMember};
+    };
+    struct Result {
+        std::optional<AppReference> app; // nothing over a named folder of no recorded app
+        AcceptedTexts texts;
+        QUORVEL_RECORD(Result, app, texts)
+    };
+    [[nodiscard]] static Result perform(Application& application, const Request& request,
+                                        const ActionProgress& progress = {});
+};
+
 inline constexpr JSONMember allKeywordsMember{
     "all", "Also locales whose keywords are up to date; what they replace is backed up."};
 

@@ -126,6 +126,82 @@ TEST_F(TranslateCommands, askBeforeAnExpensiveRunOnATerminal) {
     EXPECT_EQ(refused.status, 1);
     EXPECT_THAT(refused.out, HasSubstr("This is estimated to cost at most $"));
     EXPECT_EQ(calls(), 0);
+    asking.environment.erase("QUORVEL_ENDPOINTS");
+    const auto unconfigured = runProgram(asking);
+    EXPECT_EQ(unconfigured.status, 3);
+    EXPECT_THAT(unconfigured.out, Not(HasSubstr("estimated to cost"))) << "nobody could be asked for that";
+}
+
+TEST_F(TranslateCommands, keepTextsThatNobodyReadOutOfAPush) {
+    const auto shown = [&](std::string_view command) {
+        return run({std::string(command), "--folder", "texts"}).all();
+    };
+    ASSERT_EQ(translate({"--to", "bn-BD", "--field", "subtitle", "--field", "name"}).status, 0);
+    EXPECT_THAT(shown("status"),
+                HasSubstr("2 texts were generated and not read since (bn-BD Name, bn-BD Subtitle)"));
+    EXPECT_THAT(shown("diff"), HasSubstr("generated, unread"));
+    server.forgetRequests();
+    const auto left = run({"push", "--folder", "texts", "--yes"});
+    EXPECT_EQ(left.status, 1) << left.all();
+    EXPECT_THAT(left.out, HasSubstr("Was generated and not read since. Read it and accept it"));
+    ProgramCall asking = call({"push", "--folder", "texts"});
+    asking.streams = ProgramCall::Streams::terminal;
+    asking.input = "n\n";
+    EXPECT_THAT(runProgram(asking).out, HasSubstr("of which nobody read 2 generated texts? [y/N]"));
+    EXPECT_EQ(changesSent(), 0u);
+
+    writeFileAtomically(text("bn-BD", "name.txt"), "Von Hand");
+    EXPECT_THAT(shown("status"), HasSubstr("1 text was generated"));
+    EXPECT_THAT(translate({"--accept", "--field", "name"}).out,
+                HasSubstr("Nothing to accept. 1 text still unread."));
+    EXPECT_THAT(translate({"--accept", "--dry-run"}).out, HasSubstr("Would accept 1 text."));
+    EXPECT_EQ(run({"push", "--folder", "texts", "--yes"}).status, 7) << "the edited name goes alone";
+    EXPECT_EQ(run({"push", "--folder", "texts", "--yes", "--allow-unreviewed"}).status, 0);
+    EXPECT_THAT(shown("status"), HasSubstr("1 text was generated")) << "nobody read it by pushing it";
+    const auto accepted = translate({"--accept", "--to", "bn-BD"});
+    EXPECT_EQ(accepted.status, 0) << accepted.error;
+    EXPECT_THAT(accepted.out, HasSubstr("Accepted 1 text."));
+    EXPECT_THAT(shown("status"), Not(HasSubstr("not read since")));
+    EXPECT_EQ(translate({"--accept", "--all"}).status, 2);
+    EXPECT_EQ(translate({"--accept", "--to", "ca"}).status, 4) << "there is no such folder";
+    EXPECT_EQ(calls(), 2);
+}
+
+TEST_F(TranslateCommands, askAgainForWhatAModelSpoiltAndTellWhatStaysOdd) {
+    const std::string source = "Ask help@tide.example about {name}: 24 hours, www.tide.example\n\nSee you.";
+    writeFileAtomically(text("en-US", "description.txt"), source);
+    const auto answered = [&](std::vector<std::string> script, std::string_view locale) {
+        server.setModelManner({.script = std::move(script)});
+        return translate({"--to", std::string(locale), "--field", "description"});
+    };
+    const auto bettered = answered({"refusal", "careless"}, "bn-BD");
+    EXPECT_EQ(bettered.status, 0) << bettered.error;
+    EXPECT_EQ(calls(), 3);
+    EXPECT_EQ(undoPseudoLocalisation(read("bn-BD", "description.txt")), source);
+    const auto noted = answered({"remark", "remark"}, "gu-IN");
+    EXPECT_THAT(noted.out, HasSubstr("see remarks, review"));
+    EXPECT_THAT(noted.error, HasSubstr("seems to speak about the text: “Note: I kept the tone"));
+    const auto turned = answered({"rightToLeft"}, "he");
+    EXPECT_THAT(turned.error, Not(HasSubstr("missing")));
+    EXPECT_THAT(read("he", "description.txt"),
+                testing::AllOf(HasSubstr("٢٤"), HasSubstr("help@tide.example")));
+
+    const struct {
+        std::vector<std::string> script;
+        std::string_view locale, problem;
+    } failures[] = {{{"filtered"}, "ur-PK", "the service's content filter cut the answer short"},
+                    {{"brokenOff"}, "pa-IN", "broke off at the limit of 8192 output tokens"},
+                    {{"careless", "careless", "careless"}, "or-IN", "lost what programs fill in: {name}"}};
+    for (const auto& [script, locale, problem] : failures) {
+        const auto failed = answered(script, locale);
+        EXPECT_EQ(failed.status, 1) << failed.all();
+        EXPECT_THAT(failed.error, HasSubstr(problem));
+        EXPECT_EQ(read(locale, "description.txt"), "(no file)");
+    }
+    server.setModelManner({.script = {"badJSON", "badJSON"}});
+    const auto keywords = run({"keywords", "expand-english", "--folder", "texts"});
+    EXPECT_EQ(keywords.status, 1);
+    EXPECT_THAT(keywords.error, HasSubstr("the answer holds no JSON object"));
 }
 
 TEST_F(TranslateCommands, generateKeywordsAndExpandTheEnglishOnes) {

@@ -2,9 +2,9 @@
 
 #include "Core/ai/ClaudeAsker.h"
 #include "Core/ai/ClaudeError.h"
+#include "Core/ai/translation/GeneratedTexts.h"
 #include "Core/ai/translation/KeywordList.h"
 #include "Core/ai/translation/OverLimitTexts.h"
-#include "Core/ai/translation/TextReplacement.h"
 #include "Core/ai/translation/TextTrimming.h"
 #include "Platform/text/Text.h"
 
@@ -159,11 +159,13 @@ EnglishLocaleExpansion::write(const MetadataStore& store, std::vector<Entry> ent
                               TranslationWish::Which which, Date moment) {
     constexpr FieldType keywords = FieldType::keywords;
     TranslationOrigins origins = TranslationOrigins::load(store.folder());
+    GeneratedTexts generated(store, moment);
     for (Entry& entry : entries) {
         entry.skipped = reasonToKeep(entry.locale, store, origins, settings, which).has_value();
         if (entry.skipped) continue;
-        if (const auto kept = replaceText(store, entry.locale, keywords, entry.keywordsField, moment))
-            entry.kept = kept->native();
+        const auto written = generated.write(entry.locale, keywords, entry.keywordsField,
+                                             entry.warning ? ReviewMark::cut : ReviewMark::generated);
+        if (written.kept) entry.kept = written.kept->native();
     }
     // The base's list may be a new one; the others were made with it.
     const std::string baseKeywords = store.read(baseLocale, keywords).value_or("");

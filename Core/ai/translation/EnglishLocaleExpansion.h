@@ -99,8 +99,8 @@ class EnglishLocaleExpansion {
     /// `ClaudeError::Decoding`.
     [[nodiscard]] Result expand(const Input& input) const;
 
-    /// Writes the entries into the tree and returns them with the result of each; texts that they replace
-    /// are backed up. What `choose` would no longer choose is left alone. The caller holds the tree's lock.
+    /// Writes the entries into the tree, marked as unread, and returns them with the result of each; texts
+    /// that they replace are backed up. What `choose` would no longer choose is left alone. The caller holds the tree's lock.
     /// Throws `FileError`, `MetadataError`.
     [[nodiscard]] static std::vector<Entry> write(const MetadataStore& store, std::vector<Entry> entries,
                                                   const std::map<std::string, LocaleSettings>& settings,

@@ -1,7 +1,6 @@
 #include "Core/ai/translation/TranslationOrigins.h"
 
 #include "Core/metadata/TextRemarks.h"
-#include "Platform/crypto/Digest.h"
 #include "Platform/files/Files.h"
 #include "Platform/log/Log.h"
 #include "Platform/text/Text.h"
@@ -19,10 +18,7 @@ std::filesystem::path fileOf(const MetadataFolder& folder) {
 } // namespace
 
 TranslationOrigin TranslationOrigin::of(std::string_view sourceText, std::string_view translation) {
-    const auto digest = [](std::string_view text) {
-        return sha256Hex(withoutFinalLineBreak(withoutByteOrderMark(text)));
-    };
-    return {digest(sourceText), digest(translation)};
+    return {contentDigest(sourceText), contentDigest(translation)};
 }
 
 TranslationOrigins TranslationOrigins::load(const MetadataFolder& folder) {

@@ -118,7 +118,7 @@ std::vector<TranslationPipeline::Preview> TranslationPipeline::preview(const std
         Preview preview{.item = item, .skippedBecause = prepared.skippedBecause};
         if (!preview.skippedBecause && settings.keptAnswers == KeptAnswers::taken) {
             const auto kept = parts_.cache.lookup(prepared.key);
-            preview.fromCache = kept && usablePartOf(kept->translation, prepared).has_value();
+            preview.fromCache = kept && preparation.usablePartOf(kept->translation, prepared).has_value();
         }
         if (!preview.skippedBecause && !preview.fromCache) {
             preview.prompt = preparation.promptFor(prepared);

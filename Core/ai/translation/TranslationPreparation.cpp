@@ -35,8 +35,20 @@ std::optional<std::string> wholePartsWithin(const std::string& text, const Prepa
                                                       : wholeWordsWithin(text, prepared.limit);
 }
 
-std::optional<std::string> usablePartOf(const std::string& kept, const PreparedItem& prepared) {
-    if (isBlank(kept)) return std::nullopt;
+std::vector<TextFinding>
+TranslationPreparation::findingsIn(const PreparedItem& prepared, std::string_view text,
+                                   const std::optional<std::string>& stopReason) const {
+    return quorvel::findingsIn({.item = prepared.item,
+                                .sourceText = prepared.sourceText,
+                                .text = text,
+                                .limit = prepared.limit,
+                                .brand = settings_.brand,
+                                .stopReason = stopReason});
+}
+
+std::optional<std::string> TranslationPreparation::usablePartOf(const std::string& kept,
+                                                                const PreparedItem& prepared) const {
+    if (isBlank(kept) || hasFailure(findingsIn(prepared, kept))) return std::nullopt;
     auto part = wholePartsWithin(kept, prepared);
     // Less than half of what there is room for says too little to be worth keeping.
     if (part && part->size() < kept.size() && graphemeCount(*part) * 2 < prepared.limit) return std::nullopt;

@@ -1,6 +1,7 @@
 // Gathers what one item of a translation needs.
 #pragma once
 
+#include "Core/ai/translation/TranslationChecks.h"
 #include "Core/ai/translation/TranslationPipeline.h"
 #include "Core/metadata/MetadataStore.h"
 
@@ -27,9 +28,6 @@ struct PreparedItem {
 [[nodiscard]] std::optional<std::string> wholePartsWithin(const std::string& text,
                                                           const PreparedItem& prepared);
 
-/// What can be used of an answer that was kept; nothing when too little of it is within the limit.
-[[nodiscard]] std::optional<std::string> usablePartOf(const std::string& kept, const PreparedItem& prepared);
-
 /// Reads the tree only. Safe to use from several threads.
 class TranslationPreparation {
   public:
@@ -40,6 +38,15 @@ class TranslationPreparation {
     /// Throws `MetadataError`, `FileError`.
     [[nodiscard]] PreparedItem prepare(const TranslationItem& item) const;
     [[nodiscard]] PromptBuilder::Prompt promptFor(const PreparedItem& prepared) const;
+
+    /// What is wrong with a text for the item.
+    [[nodiscard]] std::vector<TextFinding>
+    findingsIn(const PreparedItem& prepared, std::string_view text,
+               const std::optional<std::string>& stopReason = {}) const;
+    /// What can be used of an answer that was kept; nothing when too little of it is within the limit, or
+    /// when it is a failure.
+    [[nodiscard]] std::optional<std::string> usablePartOf(const std::string& kept,
+                                                          const PreparedItem& prepared) const;
 
   private:
     // What keywords depend on besides the source's.

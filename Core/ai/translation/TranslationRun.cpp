@@ -3,12 +3,13 @@
 #include "Core/ai/translation/KeywordList.h"
 #include "Core/ai/translation/OverLimitTexts.h"
 #include "Core/ai/translation/ReplyText.h"
-#include "Core/ai/translation/TextReplacement.h"
 #include "Core/ai/translation/TextTrimming.h"
 #include "Platform/task/Task.h"
 #include "Platform/text/Text.h"
 
 #include <fmt/format.h>
+
+#include <tuple>
 
 namespace quorvel {
 
@@ -19,6 +20,7 @@ void skip(TranslationOutcome& outcome, std::string reason) {
     outcome.translation.clear();
     outcome.isOverLimit = false;
     outcome.warning = std::move(reason);
+    outcome.remarks.clear();
 }
 
 std::string editedTextOf(const PreparedItem& prepared) {
@@ -48,7 +50,7 @@ TranslationRun::TranslationRun(const TranslationPipeline::Parts& parts,
     : parts_(parts),
       store_(parts.folder),
       preparation_(parts.model, store_, settings),
-      moment_(parts.clock()),
+      generated_(store_, parts.clock()),
       replaced_(settings.replaced),
       keptAnswers_(settings.keptAnswers),
       claude_(parts.claude),
@@ -87,6 +89,8 @@ void TranslationRun::work(const PreparedItem& prepared, ClaudeAsker& asker, Tran
         fit(prepared, draft, outcome);
         keep(prepared, draft, asker.cost());
     }
+    for (TextFinding& finding : preparation_.findingsIn(prepared, outcome.translation))
+        outcome.remarks.push_back(std::move(finding.problem));
     // Checked again: an editor may have saved while the model answered.
     if (wasEditedByUser(prepared)) return skip(outcome, editedTextOf(prepared));
     write(prepared, outcome);
@@ -105,12 +109,13 @@ bool TranslationRun::useCached(const PreparedItem& prepared, TranslationOutcome&
     if (keptAnswers_ == KeptAnswers::renewed) return false;
     const auto kept = parts_.cache.lookup(prepared.key);
     if (!kept || isBlank(kept->translation)) return false;
-    auto usable = usablePartOf(kept->translation, prepared);
+    auto usable = preparation_.usablePartOf(kept->translation, prepared);
     const std::size_t length = graphemeCount(kept->translation);
     const std::string_view field = rawValue(prepared.item.field);
     if (!usable) {
-        parts_.logger.info(fmt::format("Cached {} for {} is over-limit and not salvageable; re-translating.",
-                                       field, prepared.item.targetLocale));
+        parts_.logger.info(fmt::format(
+            "Cached {} for {} is {}; re-translating.", field, prepared.item.targetLocale,
+            length > prepared.limit ? "over-limit and not salvageable" : "no translation that can be used"));
         return false;
     }
     outcome.translation = std::move(*usable);
@@ -125,16 +130,24 @@ bool TranslationRun::useCached(const PreparedItem& prepared, TranslationOutcome&
 }
 
 TranslationRun::Draft TranslationRun::ask(const PreparedItem& prepared, const PromptBuilder::Prompt& prompt,
-                                          ClaudeAsker& asker) const {
+                                          int retry, ClaudeAsker& asker) const {
     const ClaudeRequest request{.model = parts_.model,
                                 .maxTokens = parts_.maxOutputTokens,
                                 .system = prompt.system,
                                 .messages = {{"user", prompt.user}},
                                 .keptAnswers = keptAnswers_};
     return asker.ask(request, [&](const ClaudeResponse& response) {
-        Draft draft{.text = translationIn(response.text(), prepared.item.field, prepared.sourceText)};
+        const std::string reply = response.text();
+        Draft draft{.text = translationIn(reply, prepared.item.field, prepared.sourceText)};
         if (draft.text.empty()) throw ClaudeError(ClaudeError::EmptyResponse{});
-        if (prepared.item.field == FieldType::keywords) {
+        // Tidied keywords hide the sentence that they are made from.
+        const bool areKeywords = prepared.item.field == FieldType::keywords;
+        draft.findings =
+            preparation_.findingsIn(prepared, areKeywords ? reply : draft.text, response.stopReason);
+        for (const TextFinding& finding : draft.findings)
+            if (finding.meaning == TextFinding::Meaning::failure && retry >= finding.retries)
+                throw ClaudeError(ClaudeError::Decoding{finding.problem});
+        if (areKeywords) {
             draft.text = tidyKeywords(draft.text, prepared.indexedTerms);
             if (draft.text.empty())
                 throw ClaudeError(
@@ -146,19 +159,47 @@ TranslationRun::Draft TranslationRun::ask(const PreparedItem& prepared, const Pr
 }
 
 TranslationRun::Draft TranslationRun::askWithRetries(const PreparedItem& prepared, ClaudeAsker& asker) const {
+    const auto quality = [&](const Draft& draft) { // smaller is better
+        return std::tuple(hasFailure(draft.findings), draft.length > prepared.limit, draft.findings.size());
+    };
     PromptBuilder::Prompt prompt = preparation_.promptFor(prepared);
-    Draft draft = ask(prepared, prompt, asker);
+    Draft best = ask(prepared, prompt, 0, asker);
+    Draft latest = best;
+    for (int retry = 1; retry <= TranslationPipeline::maxRetries; ++retry) {
+        const std::string notes = notesAfter(prepared, latest, retry);
+        if (notes.empty()) break;
+        // The earlier notes stay: otherwise two answers of one length would make the same request twice, and
+        // the response cache would answer it.
+        prompt.user += notes;
+        try {
+            latest = ask(prepared, prompt, retry, asker);
+        } catch (const ClaudeError&) {
+            const auto [failed, isOverLimit, remarks] = quality(best);
+            if (failed || isOverLimit) throw;
+            break; // a text with remarks is better than none
+        }
+        if (quality(latest) <= quality(best)) best = latest;
+    }
+    return best;
+}
+
+// What a further request is told about the text; empty when none is worth its cost.
+std::string TranslationRun::notesAfter(const PreparedItem& prepared, const Draft& draft, int retry) const {
     const auto& [source, target, field] = prepared.item;
-    for (int retry = 1; retry <= TranslationPipeline::maxRetries && draft.length > prepared.limit; ++retry) {
+    std::string notes;
+    if (draft.length > prepared.limit) {
         parts_.logger.info(fmt::format("Field {} for {} was {}/{} chars; retry {} of {}.", rawValue(field),
                                        target, draft.length, prepared.limit, retry,
                                        TranslationPipeline::maxRetries));
-        // The earlier notes stay: otherwise two answers of one length would make the same request twice, and
-        // the response cache would answer it.
-        prompt.user += PromptBuilder::retryNote(field, prepared.sourceText, draft.length, prepared.limit);
-        draft = ask(prepared, prompt, asker);
+        notes += PromptBuilder::retryNote(field, prepared.sourceText, draft.length, prepared.limit);
     }
-    return draft;
+    for (const TextFinding& finding : draft.findings) {
+        if (finding.retries < retry) continue;
+        parts_.logger.info(fmt::format("Field {} for {} breaks the rule {}; retry {} of {}.", rawValue(field),
+                                       target, finding.rule, retry, finding.retries));
+        notes += finding.note;
+    }
+    return notes;
 }
 
 void TranslationRun::fit(const PreparedItem& prepared, const Draft& draft,
@@ -191,8 +232,10 @@ void TranslationRun::keep(const PreparedItem& prepared, const Draft& draft, cons
 
 void TranslationRun::write(const PreparedItem& prepared, TranslationOutcome& outcome) {
     const TranslationItem& item = prepared.item;
-    if (const auto kept = replaceText(store_, item.targetLocale, item.field, outcome.translation, moment_))
-        outcome.kept = kept->native();
+    const auto written = generated_.write(item.targetLocale, item.field, outcome.translation,
+                                          outcome.isOverLimit ? ReviewMark::cut : ReviewMark::generated);
+    if (written.kept) outcome.kept = written.kept->native();
+    outcome.review = written.review;
     const std::lock_guard lock(mutex_);
     origins_.note(item.targetLocale, item.field, prepared.sourceText, outcome.translation, item.sourceLocale);
     origins_.save(parts_.folder);

@@ -3,6 +3,7 @@
 
 #include "Core/ai/ClaudeAsker.h"
 #include "Core/ai/FailFastClaudeClient.h"
+#include "Core/ai/translation/GeneratedTexts.h"
 #include "Core/ai/translation/TranslationOrigins.h"
 #include "Core/ai/translation/TranslationPreparation.h"
 
@@ -25,13 +26,15 @@ class TranslationRun {
     struct Draft {
         std::string text;
         std::size_t length = 0;
+        std::vector<TextFinding> findings;
     };
 
     void work(const PreparedItem& prepared, ClaudeAsker& asker, TranslationOutcome& outcome);
     [[nodiscard]] bool useCached(const PreparedItem& prepared, TranslationOutcome& outcome);
     [[nodiscard]] Draft ask(const PreparedItem& prepared, const PromptBuilder::Prompt& prompt,
-                            ClaudeAsker& asker) const;
+                            int retry, ClaudeAsker& asker) const;
     [[nodiscard]] Draft askWithRetries(const PreparedItem& prepared, ClaudeAsker& asker) const;
+    [[nodiscard]] std::string notesAfter(const PreparedItem& prepared, const Draft& draft, int retry) const;
     void fit(const PreparedItem& prepared, const Draft& draft, TranslationOutcome& outcome) const;
     void keep(const PreparedItem& prepared, const Draft& draft, const AnswerCost& cost) const;
     void write(const PreparedItem& prepared, TranslationOutcome& outcome);
@@ -41,7 +44,7 @@ class TranslationRun {
     const TranslationPipeline::Parts& parts_;
     const MetadataStore store_;
     const TranslationPreparation preparation_;
-    const Date moment_;
+    GeneratedTexts generated_;
     const TranslationWish::Which replaced_;
     const KeptAnswers keptAnswers_;
     const FailFastClaudeClient claude_;

@@ -107,6 +107,19 @@ void printRemarks(Output& output, const TextStatus::Result& status) {
         output.warning(fmt::format("{} ({})", remark.second, someOf(where)));
 }
 
+// Also of texts that were pushed unread.
+void printUnread(Output& output, const std::vector<UnreadText>& unread) {
+    if (unread.empty()) return;
+    std::vector<std::string> where;
+    for (const UnreadText& text : unread)
+        where.push_back(fmt::format("{} {}{}", text.locale, shortLabelOf(text.field),
+                                    text.mark == ReviewMark::cut ? ", cut" : ""));
+    output.warning(fmt::format(
+        "{} generated and not read since ({}). Read with 'quorvel diff', then "
+        "'quorvel translate --accept'.",
+        unread.size() == 1 ? "1 text was" : fmt::format("{} texts were", unread.size()), someOf(where)));
+}
+
 void printSummary(Output& output, const TextStatus::Result& status) {
     output.line();
     output.line(
@@ -122,7 +135,7 @@ std::vector<ListedChange> listedChangesOf(const std::vector<TextChange>& changes
     for (const TextChange& change : changes)
         listed.push_back({.locale = change.locale,
                           .field = change.field,
-                          .explanation = change.explanation,
+                          .explanation = withReview(change.explanation, change.review),
                           .isNewLocale = change.isNewLocale,
                           .clears = change.clears});
     return listed;
@@ -155,6 +168,7 @@ ExitStatus showTextStatus(Invocation& invocation) {
         output.warning(
             "the last pull was interrupted, so pulled texts may look like local edits; pull again");
     printNotices(output, status.notices);
+    printUnread(output, status.unread);
     printRemarks(output, status);
     return ExitStatus::done;
 }
@@ -167,7 +181,8 @@ ExitStatus showDiff(Invocation& invocation) {
         std::vector<DiffSegment> words;
         for (const auto& [kind, text] : segments)
             words.push_back({kind, text});
-        printTextChange(output, {change.locale, change.field}, change.explanation, words);
+        printTextChange(output, {change.locale, change.field}, withReview(change.explanation, change.review),
+                        words);
     }
     output.line(diff.differences.empty()
                     ? "No pending changes — local matches the last-pulled ASC snapshot."

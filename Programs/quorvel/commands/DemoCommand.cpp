@@ -121,6 +121,8 @@ class Demo : DemoStage {
                           "and what they cost:");
         command({"translate", "--to", "pa-IN", "--field", "subtitle", "--dry-run"});
         command({"translate", "--to", "pa-IN", "--to", "ur-PK"});
+        tell("What a model wrote is pushed only once somebody read it, edited it or accepted it:");
+        command({"translate", "--accept"});
         command({"costs"});
     }
 

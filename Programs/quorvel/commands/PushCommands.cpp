@@ -95,7 +95,13 @@ void confirmPush(Invocation& invocation, const PushPlan& plan) {
                                          plan.version.versionString, plan.context);
     Output& output = invocation.output;
     if (!invocation.global.yes && output.canAsk()) printChanges(output, listedChangesOf(plan.changes));
-    confirmOnTerminal(invocation, fmt::format("Push {}?", what), "Nothing was pushed.");
+    const auto unread = std::ranges::count_if(
+        plan.changes, [](const PendingChange& change) { return change.review.has_value(); });
+    confirmOnTerminal(invocation,
+                      unread == 0 ? fmt::format("Push {}?", what)
+                                  : fmt::format("Push {}, of which nobody read {}?", what,
+                                                counted(static_cast<std::size_t>(unread), "generated text")),
+                      "Nothing was pushed.");
     output.note(fmt::format("Pushing {}.", what));
 }
 
@@ -106,6 +112,9 @@ ExitStatus push(Invocation& invocation) {
     for (const std::string& field : invocation.arguments.values("--field"))
         request.fields.push_back(*fromRawValue<FieldType>(field));
     request.allowClear = invocation.arguments.has("--allow-clear");
+    // On a terminal the question names them.
+    request.allowUnreviewed =
+        invocation.arguments.has("--allow-unreviewed") || (output.canAsk() && !invocation.global.yes);
     request.withRequests = request.dryRun;
     const auto planned = perform<PlanPush>(invocation, request);
     const PushPlan& plan = planned.plan;
@@ -146,19 +155,21 @@ std::vector<Command> pushCommands() {
                         {appStoreLocales().begin(), appStoreLocales().end()}},
                        {"--field", "FIELD", "Only this field", fields, ArgumentSpec::Need::optional,
                         ArgumentSpec::Count::repeated},
-                       {"--allow-clear", "", "Also push changes that remove a text"}},
+                       {"--allow-clear", "", "Also push changes that remove a text"},
+                       {"--allow-unreviewed", "", "Also push texts that were generated and not read since"}},
          .heeds = {"--app", "--workspace", "--context", "--dry-run", "--yes"},
          .run = push,
-         .details =
-             "Only what changed is sent, one request per locale and resource. "
-             "Texts over a limit, folders that are no App Store locale, "
-             "and changes of nothing but a final line break are left out and named; "
-             "a text that is over its limit, begins with a byte order mark or would be removed ends the "
-             "push with status 7, or with 1 when nothing could be sent. "
-             "A failed change does not stop the others, and pushing again sends only what is missing. "
-             "A dry run ends with 0 when something would be sent, whatever is left out, "
-             "and with 1 when nothing can be. On a terminal the push is confirmed first, "
-             "unless --yes is given; without a terminal nothing is asked."},
+         .details = "Only what changed is sent, one request per locale and resource. "
+                    "Texts over a limit, folders that are no App Store locale, "
+                    "and changes of nothing but a final line break are left out and named; "
+                    "a text that is over its limit, begins with a byte order mark, would be removed, "
+                    "or was generated and neither edited nor accepted since ends the "
+                    "push with status 7, or with 1 when nothing could be sent. "
+                    "On a terminal generated texts are asked for instead of being left out. "
+                    "A failed change does not stop the others, and pushing again sends only what is missing. "
+                    "A dry run ends with 0 when something would be sent, whatever is left out, "
+                    "and with 1 when nothing can be. On a terminal the push is confirmed first, "
+                    "unless --yes is given; without a terminal nothing is asked."},
     };
 }
 

@@ -16,12 +16,16 @@
 
 namespace quorvel {
 
+std::string withReview(std::string explanation, const std::optional<ReviewMark>& review) {
+    return review ? fmt::format("{} · {}", explanation, shortTextOf(*review)) : explanation;
+}
+
 std::vector<ListedChange> listedChangesOf(const std::vector<PendingChange>& changes) {
     std::vector<ListedChange> listed;
     for (const PendingChange& change : changes)
         listed.push_back({.locale = change.locale,
                           .field = change.field,
-                          .explanation = MetadataDiff::explain(change),
+                          .explanation = withReview(MetadataDiff::explain(change), change.review),
                           .isNewLocale = change.isNewLocale,
                           .clears = change.clears()});
     return listed;

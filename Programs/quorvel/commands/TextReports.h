@@ -20,6 +20,8 @@ struct ListedChange {
     bool isNewLocale = false;
     bool clears = false;
 };
+/// What is said of a change, and that its text was generated and not read since.
+[[nodiscard]] std::string withReview(std::string explanation, const std::optional<ReviewMark>& review);
 /// The changes with what each is, one a line, and one line for each new locale.
 void printChanges(Output& output, const std::vector<ListedChange>& changes);
 [[nodiscard]] std::vector<ListedChange> listedChangesOf(const std::vector<PendingChange>& changes);

@@ -60,7 +60,9 @@ void confirmCost(Invocation& invocation, const TranslationPlan& plan) {
 Table::Cell resultCell(const TranslatedText& text) {
     if (text.error) return {"FAILED", Style::red};
     if (text.skipped) return {"skipped", Style::dim};
+    if (!text.review) return {"as it was", Style::dim};
     if (text.isOverLimit) return {"cut, review", Style::yellow};
+    if (!text.remarks.empty()) return {"see remarks, review", Style::yellow};
     return {text.fromCache ? "from the cache, review" : "review", Style::green};
 }
 
@@ -95,9 +97,9 @@ void printReport(Output& output, const TranslationReport& report) {
         output.note(fmt::format("Texts that were there were backed up, such as {}", *replaced->backup));
     output.line();
     const auto written = std::ranges::count(report.texts, true, &TranslatedText::review);
-    output.line(fmt::format("Wrote {} for {}. Read them with 'quorvel diff' before you push.",
-                            counted(static_cast<std::size_t>(written), "text"),
-                            priceText(report.costUSD, report.costIsAtMost)));
+    output.line(fmt::format("Wrote {} for {}. Read them with 'quorvel diff', then accept them with "
+                            "'quorvel translate --accept' and push.",
+                            counted(static_cast<std::size_t>(written), "text"), priceText(report.costUSD, report.costIsAtMost)));
 }
 
 ExitStatus exitStatusOf(const TranslateTexts::Result& result) {
@@ -153,11 +155,40 @@ ExitStatus translateFields(Invocation& invocation, std::vector<FieldType> fields
     return exitStatusOf(result);
 }
 
+ExitStatus acceptTexts(Invocation& invocation, std::vector<FieldType> fields) {
+    for (const std::string_view option : {"--from", "--all", "--fresh"})
+        if (invocation.arguments.has(option))
+            throw UsageError(
+                fmt::format("{} says how to translate, and --accept translates nothing", option));
+    auto request = requestOf<AcceptTexts::Request>(invocation);
+    request.locales = listOf(invocation.arguments, "--to");
+    request.fields = std::move(fields);
+    const auto result = perform<AcceptTexts>(invocation, request);
+    Output& output = invocation.output;
+    output.document(result);
+    const auto& [context, accepted, left] = result.texts;
+    const std::string others =
+        left == 0 ? "" : fmt::format(" {} still unread.", counted(static_cast<std::size_t>(left), "text"));
+    if (accepted.empty()) {
+        output.line(fmt::format("Nothing to accept.{}", others));
+        return ExitStatus::done;
+    }
+    Table table{.columns = {{"Locale"}, {"Field"}, {"Was"}}, .rows = {}};
+    for (const UnreadText& text : accepted)
+        table.rows.push_back({text.locale, shortLabelOf(text.field), std::string(shortTextOf(text.mark))});
+    output.table(table);
+    output.line();
+    output.line(fmt::format("{} {}.{}", request.dryRun ? "Would accept" : "Accepted",
+                            counted(accepted.size(), "text"), others));
+    return ExitStatus::done;
+}
+
 ExitStatus translateTexts(Invocation& invocation) {
     std::vector<FieldType> fields;
     for (const std::string& field : invocation.arguments.values("--field"))
         fields.push_back(*fromRawValue<FieldType>(field));
-    return translateFields(invocation, std::move(fields));
+    return invocation.arguments.has("--accept") ? acceptTexts(invocation, std::move(fields))
+                                                : translateFields(invocation, std::move(fields));
 }
 
 ExitStatus generateKeywords(Invocation& invocation) {
@@ -208,6 +239,7 @@ std::vector<Command> translateCommands() {
     std::vector<ArgumentSpec> all = translationArguments();
     all.push_back({"--field", "FIELD", "Only this field", fields, ArgumentSpec::Need::optional,
                    ArgumentSpec::Count::repeated});
+    all.push_back({"--accept", "", "Translate nothing; say that the generated texts were read"});
     return {{.name = "translate",
              .summary = "Translate texts into the app's other locales",
              .arguments = std::move(all),
@@ -217,7 +249,10 @@ std::vector<Command> translateCommands() {
                  "By default those texts are translated that are empty, "
                  "or that were translated from an older source and not edited since. "
                  "Every text is kept within its limit and written to its file as soon as it is there, "
-                 "marked for review; a push sends it later. "
+                 "marked as unread. Editing it or --accept, also with --to and --field, clears the mark; "
+                 "a push leaves unread texts out unless it is told otherwise. "
+                 "An answer that lost an address or a placeholder, is a refusal or was cut off is asked for "
+                 "again and then fails; a lost term, number or rendering of the glossary is a remark. "
                  "Keywords are generated instead of being translated. A dry run prints the prompts. "
                  "On a terminal a run that is estimated to cost more than $0.50 is confirmed first, "
                  "unless --yes is given. The service is reached through the relay of an endpoints file or "

@@ -22,10 +22,8 @@ void requireTranslatable(const std::string& locale) {
 std::vector<std::string> targetsOf(const TranslationOrder& order, const LocaleTexts& texts,
                                    const LocaleSet& disabled, const std::string& source) {
     std::vector<std::string> locales;
-    for (const std::string& locale : order.targetLocales) {
-        requireTranslatable(locale);
+    for (const std::string& locale : order.targetLocales)
         if (std::ranges::find(locales, locale) == locales.end()) locales.push_back(locale);
-    }
     if (order.targetLocales.empty())
         for (const auto& [locale, fields] : texts)
             if (isAppStoreLocale(locale) && !disabled.contains(locale)) locales.push_back(locale);
@@ -51,7 +49,7 @@ TranslatedText translatedTextOf(const TranslationOutcome& outcome,
         .translation = outcome.translation,
         .length = static_cast<std::int64_t>(graphemeCount(outcome.translation)),
         .limit = static_cast<std::int64_t>(TranslationPipeline::limitFor(outcome.item.field, settings)),
-        .review = !outcome.skipped && !outcome.error,
+        .review = outcome.review.has_value(),
         .skipped = outcome.skipped,
         .isOverLimit = outcome.isOverLimit,
         .fromCache = outcome.fromCache,
@@ -61,6 +59,7 @@ TranslatedText translatedTextOf(const TranslationOutcome& outcome,
         .backup = outcome.kept,
         .error = outcome.error};
     if (outcome.warning) text.remarks.push_back(*outcome.warning);
+    text.remarks.insert(text.remarks.end(), outcome.remarks.begin(), outcome.remarks.end());
     return text;
 }
 
@@ -83,17 +82,19 @@ TranslationPipeline::Parts TranslationController::parts(const MetadataFolder& fo
 }
 
 TranslationPlan TranslationController::plan(const TranslationOrder& order) const {
+    std::ranges::for_each(order.targetLocales, requireTranslatable);
     const ManagedApp app = access_.record();
+    const std::string sourceLocale = order.sourceLocale.value_or(sourceLocaleOf(app));
+    requireTranslatable(sourceLocale);
     const auto [context, folder] = metadata_->editable(order.context, order.dryRun);
     const MetadataStore store(folder);
     const LocaleTexts texts = store.readAllUsable().texts;
     auto settings = this->settings(app);
     settings.keptAnswers = order.keptAnswers;
-    TranslationWish wish{.sourceLocale = order.sourceLocale.value_or(sourceLocaleOf(app)),
+    TranslationWish wish{.sourceLocale = sourceLocale,
                          .fields = order.fields,
                          .rules = settings.rules,
                          .which = order.which};
-    requireTranslatable(wish.sourceLocale);
     wish.targetLocales = targetsOf(order, texts, access_.disabledLocales(app), wish.sourceLocale);
 
     TranslationPlan plan{.app = referenceOf(app),
@@ -169,6 +170,34 @@ TranslationReport TranslationController::translate(const TranslationPlan& plan,
         if (outcome.failure && !report.failure) report.failure = outcome.failure;
     }
     return report;
+}
+
+AcceptedTexts TranslationController::accept(const Acceptance& acceptance) {
+    const auto compared = metadata_->compare(acceptance.context, {}, acceptance.dryRun);
+    const auto& known = compared.texts.grid.locales;
+    for (const std::string& locale : acceptance.locales)
+        if (!std::ranges::binary_search(known, locale))
+            throw MetadataError::unknownLocale(locale, compared.folder.rootURL, known);
+    AcceptedTexts result{.context = compared.context.text()};
+    const PushFilter filter{.locales = acceptance.locales, .fields = acceptance.fields};
+    const auto accept = [&](const MetadataStore& store) {
+        ReviewMarks marks = ReviewMarks::load(store.folder());
+        for (UnreadText& text : marks.unreadIn(store.readAllUsable().texts)) {
+            if (!filter.takes(text.key())) {
+                ++result.left;
+                continue;
+            }
+            marks.clear(text.key());
+            result.accepted.push_back(std::move(text));
+        }
+        if (acceptance.dryRun == DryRun::no && !result.accepted.empty()) marks.save(store.folder());
+    };
+    if (acceptance.dryRun == DryRun::yes)
+        accept(MetadataStore(compared.folder));
+    else
+        metadata_->change(OperationKind::translate, result.context,
+                          [&](OperationGate::Operation&, const MetadataStore& store) { accept(store); });
+    return result;
 }
 
 EnglishLocaleExpansion::Input TranslationController::inputOf(const MetadataStore& store,

@@ -30,6 +30,10 @@ class TranslationController {
                                 std::shared_ptr<const ClaudeClientProtocol> claude,
                                 const Observer& observer = {});
 
+    /// Clears the marks of texts that were generated and read since. Throws `MetadataError` for a locale that
+    /// the folder lacks, `OperationRefused` where nothing was pulled.
+    AcceptedTexts accept(const Acceptance& acceptance);
+
     /// What would be asked. Throws as `plan`, and `OperationRefused` where the keywords of en-US are empty.
     [[nodiscard]] EnglishKeywordsPlan planEnglishKeywords(const EnglishKeywordsOrder& order) const;
     /// Asks for the keywords and writes them; asks nothing where no locale is to be written. Throws what

@@ -55,7 +55,7 @@ struct TranslatedText {
     std::string translation;
     std::int64_t length = 0;
     std::int64_t limit = 0;
-    bool review = false; // written by this run and read by nobody yet
+    bool review = false; // was generated and not read since
     bool skipped = false;
     bool isOverLimit = false; // the model's text was; what is written was cut
     bool fromCache = false;
@@ -78,6 +78,21 @@ struct TranslationReport {
     bool costIsAtMost = false;
     std::exception_ptr failure = nullptr; // of the first text that failed
     QUORVEL_RECORD_EXCEPT(TranslationReport, (failure), app, context, model, texts, costUSD, costIsAtMost)
+};
+
+/// Which unread texts somebody read; an empty list stands for all.
+struct Acceptance {
+    std::optional<std::string> context = {}; // the one to work on when empty
+    std::vector<std::string> locales = {};
+    std::vector<FieldType> fields = {};
+    DryRun dryRun = DryRun::no;
+};
+
+struct AcceptedTexts {
+    std::string context;
+    std::vector<UnreadText> accepted;
+    std::int64_t left = 0; // that are unread still
+    QUORVEL_RECORD(AcceptedTexts, context, accepted, left)
 };
 
 /// Coordinated keywords of the four English locales: which are wanted.

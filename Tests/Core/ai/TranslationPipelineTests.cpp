@@ -48,7 +48,8 @@ TEST(TranslationPipeline, asksOnceWritesTheAnswerAndTakesItFromTheCacheNextTime)
                                          .translation = thirty,
                                          .inputTokens = 10,
                                          .outputTokens = 5,
-                                         .costUSD = ClaudePricing::cost("m", 10, 5)}));
+                                         .costUSD = ClaudePricing::cost("m", 10, 5),
+                                         .review = ReviewMark::generated}));
     EXPECT_EQ(fixture.textOf(FieldType::subtitle), thirty);
     const ClaudeRequest sent = fixture.claude->requests().at(0);
     EXPECT_EQ(sent.model, "m");
@@ -353,6 +354,66 @@ TEST(TranslationPipeline, leavesATextThatWasEditedSinceTheItemsWereChosen) {
     fixture.settings.locales["de-DE"].aiSafeMode = true;
     EXPECT_TRUE(fixture.translate(FieldType::subtitle).skipped) << "filled while the model answered";
     EXPECT_EQ(fixture.textOf(FieldType::subtitle), "Von Hand");
+}
+
+TEST(TranslationPipeline, asksAgainForWhatAnAnswerLostAndFailsWhereItStaysLost) {
+    TranslationFixture fixture({FakeClaude::says("Hilfe unter example.org"),
+                                FakeClaude::says("Hilfe unter example.com/help"),
+                                FakeClaude::says("I'm sorry, but I can't help with that.")});
+    fixture.store.write("en-US", FieldType::description, "Get help at example.com/help");
+    const TranslationOutcome found = fixture.translate(FieldType::description);
+    EXPECT_EQ(found.translation, "Hilfe unter example.com/help");
+    EXPECT_THAT(found.remarks, testing::IsEmpty());
+    EXPECT_THAT(fixture.claude->requests().at(1).messages[0].content,
+                testing::AllOf(HasSubstr("Get help at"), HasSubstr("exactly as written: example.com/help.")));
+
+    const TranslationOutcome refused = fixture.translate(FieldType::description, "fr-FR");
+    EXPECT_THAT(*refused.error, HasSubstr("the model refused: “I'm sorry, but I can't help with that.”"));
+    EXPECT_EQ(refused.inputTokens, 30) << "each answer was paid for";
+    EXPECT_EQ(refused.review, std::nullopt);
+    EXPECT_EQ(fixture.textOf(FieldType::description, "fr-FR"), "");
+    (void)fixture.translate(FieldType::keywords);
+    EXPECT_EQ(fixture.textOf(FieldType::keywords), "") << "no sentence is cut into keywords";
+    const auto preview =
+        fixture.pipeline().preview({{"en-US", "fr-FR", FieldType::description}}, fixture.settings);
+    EXPECT_FALSE(preview[0].fromCache) << "a failure is not kept";
+}
+
+TEST(TranslationPipeline, writesTheBestOfTheAnswersWithWhatIsOddAboutIt) {
+    TranslationFixture fixture({FakeClaude::says("Gezeiten seit langem"), FakeClaude::says(thirty + "x"),
+                                FakeClaude::says(thirty + "x")});
+    fixture.store.write("en-US", FieldType::subtitle, "Tides since 1998");
+    const TranslationOutcome first = fixture.translate(FieldType::subtitle);
+    EXPECT_EQ(first.translation, "Gezeiten seit langem") << "and not the one that was to be cut";
+    EXPECT_THAT(first.remarks, testing::ElementsAre("Numbers of the source are missing: 1998."));
+    EXPECT_FALSE(first.isOverLimit);
+    const TranslationOutcome again = fixture.translate(FieldType::subtitle);
+    EXPECT_TRUE(again.fromCache);
+    EXPECT_EQ(again.remarks, first.remarks);
+
+    TranslationFixture broken(
+        {FakeClaude::says("Gezeiten seit langem"), fails(ClaudeError::Network{"gone"})});
+    broken.store.write("en-US", FieldType::subtitle, "Tides since 1998");
+    const TranslationOutcome kept = broken.translate(FieldType::subtitle);
+    EXPECT_EQ(kept.error, std::nullopt) << "a text with a remark is better than none";
+    EXPECT_EQ(kept.translation, "Gezeiten seit langem");
+    EXPECT_EQ(broken.claude->requests().size(), 2u) << "a remark is worth one more request only";
+}
+
+TEST(TranslationPipeline, marksWhatItWritesAsUnread) {
+    TranslationFixture fixture(
+        {FakeClaude::says("Gezeiten"), FakeClaude::says("Ein sehr langer Untertitel, zu lang")});
+    TranslationPipeline::Parts parts = fixture.parts();
+    parts.width = 1;
+    const auto outcomes = TranslationPipeline(parts).translate(
+        {{"en-US", "de-DE", FieldType::name}, {"en-US", "de-DE", FieldType::subtitle}}, fixture.settings);
+    EXPECT_EQ(outcomes[0].review, ReviewMark::generated);
+    EXPECT_EQ(outcomes[1].review, ReviewMark::cut);
+    ReviewMarks marks = ReviewMarks::load(fixture.folderOfTexts);
+    EXPECT_EQ(marks.find("de-DE", FieldType::subtitle, fixture.textOf(FieldType::subtitle)), ReviewMark::cut);
+    marks.clear({"de-DE", FieldType::name});
+    marks.save(fixture.folderOfTexts);
+    EXPECT_EQ(fixture.translate(FieldType::name).review, std::nullopt) << "the very text was accepted before";
 }
 
 TEST(TranslationPipeline, takesAFinalLineBreakForNoPartOfATextThatIsRead) {
