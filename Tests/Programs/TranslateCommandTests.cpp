@@ -1,6 +1,7 @@
 #include "Sandbox/relay/PseudoLocale.h"
 #include "Tests/Programs/QuorvelFixture.h"
 
+#include <algorithm>
 #include <csignal>
 #include <thread>
 
@@ -98,7 +99,8 @@ TEST_F(TranslateCommands, warnOfWhatWasCutAndOfWhatFailed) {
     server.setFaults({sandbox::parseFault("POST /relay/**:403")});
     const auto refused = translate({"--to", "pa-IN"});
     EXPECT_EQ(refused.status, 3);
-    EXPECT_THAT(refused.error, testing::ContainsRegex("pa-IN Name and 4 more: Penwise is not available"));
+    EXPECT_THAT(refused.error,
+                testing::ContainsRegex("Penwise is not available.* [(]pa-IN Name, pa-IN Subtitle, "));
     const auto none = translate({"--to", "de"});
     EXPECT_EQ(none.status, 2);
     EXPECT_THAT(none.error, HasSubstr("de-DE"));
@@ -147,7 +149,10 @@ TEST_F(TranslateCommands, keepTextsThatNobodyReadOutOfAPush) {
     ProgramCall asking = call({"push", "--folder", "texts"});
     asking.streams = ProgramCall::Streams::terminal;
     asking.input = "n\n";
-    EXPECT_THAT(runProgram(asking).out, HasSubstr("of which nobody read 2 generated texts? [y/N]"));
+    std::string asked = runProgram(asking).out;
+    std::erase(asked, '\r');
+    std::ranges::replace(asked, '\n', ' ');
+    EXPECT_THAT(asked, HasSubstr("of which nobody read 2 generated texts? [y/N]"));
     EXPECT_EQ(changesSent(), 0u);
 
     writeFileAtomically(text("bn-BD", "name.txt"), "Von Hand");
@@ -163,7 +168,7 @@ TEST_F(TranslateCommands, keepTextsThatNobodyReadOutOfAPush) {
     EXPECT_THAT(accepted.out, HasSubstr("Accepted 1 text."));
     EXPECT_THAT(shown("status"), Not(HasSubstr("not read since")));
     EXPECT_EQ(translate({"--accept", "--all"}).status, 2);
-    EXPECT_EQ(translate({"--accept", "--to", "ca"}).status, 4) << "there is no such folder";
+    EXPECT_EQ(translate({"--accept", "--to", "kn-IN"}).status, 4) << "there is no such folder";
     EXPECT_EQ(calls(), 2);
 }
 
@@ -172,7 +177,7 @@ TEST_F(TranslateCommands, askAgainForWhatAModelSpoiltAndTellWhatStaysOdd) {
     writeFileAtomically(text("en-US", "description.txt"), source);
     const auto answered = [&](std::vector<std::string> script, std::string_view locale) {
         server.setModelManner({.script = std::move(script)});
-        return translate({"--to", std::string(locale), "--field", "description"});
+        return translate({"--to", std::string(locale), "--field", "description", "--all"});
     };
     const auto bettered = answered({"refusal", "careless"}, "bn-BD");
     EXPECT_EQ(bettered.status, 0) << bettered.error;
@@ -201,7 +206,7 @@ TEST_F(TranslateCommands, askAgainForWhatAModelSpoiltAndTellWhatStaysOdd) {
     server.setModelManner({.script = {"badJSON", "badJSON"}});
     const auto keywords = run({"keywords", "expand-english", "--folder", "texts"});
     EXPECT_EQ(keywords.status, 1);
-    EXPECT_THAT(keywords.error, HasSubstr("the answer holds no JSON object"));
+    EXPECT_THAT(keywords.error, HasSubstr("Failed to decode Penwise response"));
 }
 
 TEST_F(TranslateCommands, generateKeywordsAndExpandTheEnglishOnes) {

@@ -13,8 +13,6 @@
 
 #include <algorithm>
 #include <atomic>
-#include <map>
-#include <utility>
 
 namespace quorvel {
 
@@ -66,20 +64,15 @@ Table::Cell resultCell(const TranslatedText& text) {
     return {text.fromCache ? "from the cache, review" : "review", Style::green};
 }
 
-// What goes wrong with many texts alike is told once.
+// Errors first.
 void printProblems(Output& output, const std::vector<TranslatedText>& texts) {
-    std::map<std::string_view, std::size_t> counts;
+    std::vector<PushWarning> problems;
     for (const TranslatedText& text : texts)
-        if (text.error) ++counts[*text.error];
-    for (const TranslatedText& text : texts) {
-        const std::string name = fmt::format("{} {}", text.locale, shortLabelOf(text.field));
+        if (text.error) problems.push_back({text.locale, text.field, *text.error});
+    for (const TranslatedText& text : texts)
         for (const std::string& remark : text.remarks)
-            output.warning(fmt::format("{}: {}", name, remark));
-        if (!text.error) continue;
-        const std::size_t count = std::exchange(counts[*text.error], 0);
-        const std::string others = count > 1 ? fmt::format(" and {} more", count - 1) : "";
-        if (count > 0) output.warning(fmt::format("{}{}: {}", name, others, *text.error));
-    }
+            problems.push_back({text.locale, text.field, remark});
+    printWarnings(output, problems);
 }
 
 void printReport(Output& output, const TranslationReport& report) {
