@@ -377,6 +377,14 @@ TEST(TranslationPipeline, asksAgainForWhatAnAnswerLostAndFailsWhereItStaysLost) 
     const auto preview =
         fixture.pipeline().preview({{"en-US", "fr-FR", FieldType::description}}, fixture.settings);
     EXPECT_FALSE(preview[0].fromCache) << "a failure is not kept";
+
+    TranslationFixture older({FakeClaude::says("Gezeiten unter example.com")});
+    older.store.write("en-US", FieldType::subtitle, "Tides at example.com");
+    older.parts().cache.store({.hashKey = TranslationCache::key({"m", "Tides at example.com", "de-DE",
+                                                                 FieldType::subtitle, BrandContext{}}),
+                               .translation = "Gezeiten im Netz"});
+    EXPECT_EQ(older.translate(FieldType::subtitle).translation, "Gezeiten unter example.com")
+        << "what was kept before there was the rule";
 }
 
 TEST(TranslationPipeline, writesTheBestOfTheAnswersWithWhatIsOddAboutIt) {
@@ -397,7 +405,10 @@ TEST(TranslationPipeline, writesTheBestOfTheAnswersWithWhatIsOddAboutIt) {
     const TranslationOutcome kept = broken.translate(FieldType::subtitle);
     EXPECT_EQ(kept.error, std::nullopt) << "a text with a remark is better than none";
     EXPECT_EQ(kept.translation, "Gezeiten seit langem");
-    EXPECT_EQ(broken.claude->requests().size(), 2u) << "a remark is worth one more request only";
+    TranslationFixture stubborn({FakeClaude::says("Gezeiten seit langem")});
+    stubborn.store.write("en-US", FieldType::subtitle, "Tides since 1998");
+    EXPECT_THAT(stubborn.translate(FieldType::subtitle).remarks, testing::SizeIs(1));
+    EXPECT_EQ(stubborn.claude->requests().size(), 2u) << "a remark is worth one more request only";
 }
 
 TEST(TranslationPipeline, marksWhatItWritesAsUnread) {
