@@ -192,7 +192,7 @@ TEST_F(CommandLine, completesInBash) {
         {"quorvel sandbox --se", "--seed"},
         {"quorvel sandbox --seed e", "empty"},
         {"quorvel completion zs", "zsh"},
-        {"quorvel push --allow", "--allow-clear"},
+        {"quorvel push --allow-c", "--allow-clear"},
         {"quorvel pull --verb", "--verbose"},
     };
     std::string script = "eval \"$('" QUORVEL_PROGRAM "' completion bash)\"\n";

@@ -194,9 +194,10 @@ TEST_F(TranslateCommands, askAgainForWhatAModelSpoiltAndTellWhatStaysOdd) {
     const struct {
         std::vector<std::string> script;
         std::string_view locale, problem;
-    } failures[] = {{{"filtered", "filtered"}, "ur-PK", "the service's content filter cut the answer short"},
-                    {{"brokenOff"}, "pa-IN", "broke off at the limit of 8192 output tokens"},
-                    {{"careless", "careless", "careless", "careless"}, "or-IN", "lost what programs fill in: {name}"}};
+    } failures[] = {
+        {{"filtered", "filtered"}, "ur-PK", "the service's content filter cut the answer short"},
+        {{"brokenOff"}, "pa-IN", "broke off at the limit of 8192 output tokens"},
+        {{"careless", "careless", "careless", "careless"}, "or-IN", "lost what programs fill in: {name}"}};
     for (const auto& [script, locale, problem] : failures) {
         const auto failed = answered(script, locale);
         EXPECT_EQ(failed.status, 1) << failed.all();

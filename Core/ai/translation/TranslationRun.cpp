@@ -186,6 +186,8 @@ TranslationRun::Draft TranslationRun::askWithRetries(const PreparedItem& prepare
 // What a further request is told about the text; empty when none is worth its cost.
 std::string TranslationRun::notesAfter(const PreparedItem& prepared, const Draft& draft, int retry) const {
     const auto& [source, target, field] = prepared.item;
+    for (const TextFinding& finding : draft.findings)
+        if (finding.meaning == TextFinding::Meaning::failure && finding.retries == 0) return {};
     std::string notes;
     if (draft.length > prepared.limit) {
         parts_.logger.info(fmt::format("Field {} for {} was {}/{} chars; retry {} of {}.", rawValue(field),
