@@ -29,7 +29,8 @@ enum class Stream { standardOutput, standardError };
 struct Command {
     std::string executable; // a path; a name without a slash is looked up in PATH
     std::vector<std::string> arguments{};
-    std::map<std::string, std::string> environment{}; // added to this process's own, or in place of it
+    std::map<std::string, std::optional<std::string>>
+        environment{}; // beside this process's own; nothing: left out
     std::optional<std::filesystem::path> workingFolder{};
     std::string input{}; // for standard input, which is empty otherwise
 };

@@ -64,14 +64,14 @@ class SpawnSettings {
     posix_spawnattr_t attributes;
 };
 
-std::vector<std::string> environmentWith(const std::map<std::string, std::string>& added) {
+std::vector<std::string> environmentWith(const std::map<std::string, std::optional<std::string>>& changed) {
     std::vector<std::string> all;
     for (char** entry = environ; entry && *entry; ++entry) {
         const std::string text(*entry);
-        if (!added.contains(text.substr(0, text.find('=')))) all.push_back(text);
+        if (!changed.contains(text.substr(0, text.find('=')))) all.push_back(text);
     }
-    for (const auto& [name, value] : added)
-        all.push_back(name + "=" + value);
+    for (const auto& [name, value] : changed)
+        if (value) all.push_back(name + "=" + *value);
     return all;
 }
 
@@ -99,7 +99,7 @@ void requireNoNUL(const ProcessRunner::Command& command) {
     for (const std::string& argument : command.arguments)
         found = found || hasNUL(argument);
     for (const auto& [name, value] : command.environment)
-        found = found || hasNUL(name) || hasNUL(value);
+        found = found || hasNUL(name) || hasNUL(value.value_or(""));
     if (found)
         throw ProcessError("cannot start " + command.executable + ": an argument holds a NUL character");
 }

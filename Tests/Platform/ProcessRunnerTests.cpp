@@ -65,8 +65,8 @@ std::size_t openDescriptors() {
 TEST(ProcessRunner, deliversEachLineOfBothPipesAndTheLastWithoutALineEnd) {
     const TemporaryFolder folder;
     Command command =
-        script(R"(printf 'one\r\n\n'; echo two >&2; echo "$ADDED $PWD"; read line; printf "$line")");
-    command.environment = {{"ADDED", "here"}};
+        script(R"(printf 'one\r\n\n'; echo two >&2; echo "$ADDED$HOME $PWD"; read line; printf "$line")");
+    command.environment = {{"ADDED", "here"}, {"HOME", std::nullopt}};
     command.workingFolder = std::filesystem::canonical(folder.path());
     command.input = "typed\n";
     Lines lines;
