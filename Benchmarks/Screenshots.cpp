@@ -110,12 +110,11 @@ struct Account {
           store(app, context, systemClock()) {}
 
     void push(const std::filesystem::path& pictures) {
-        const auto plan =
-            prepareScreenshots(scanScreenshots(pictures), {}, ScreenshotPushMode::append, PictureCheck::full)
-                .plan;
+        const auto plan = prepareScreenshots(scanScreenshots(pictures), {}, {}).plan;
+        ScreenshotPushOptions options;
+        options.processingDeadline = 0;
         const auto summary =
-            ScreenshotPusher(client, http, context, std::string(gardenApp), {.processingDeadline = 0})
-                .push(plan.edits);
+            ScreenshotPusher(client, http, context, std::string(gardenApp), options).push(plan.edits);
         if (!summary.failures.empty()) throw std::runtime_error(summary.failures.front());
     }
     // Makes room for the next push.

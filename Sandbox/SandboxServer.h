@@ -53,6 +53,12 @@ struct Options {
 struct ModelManner {
     std::string wrapping = "none"; // around each answer: "fence", "prose", "proseAndFence" or "quotes"
     int tooLongAnswers = 0;        // to each prompt at first, over the limit that it names
+    // What the first, second, … answer to each prompt is, and the usual one from then on: "usual",
+    // "brokenOff" (half of it, finish reason "length"), "filtered" (its first words, "content_filter"),
+    // "badJSON", "rightToLeft" (behind a mark, with Arabic digits), "remark" (with a note behind it),
+    // "refusal", "echo" (the source text) or "careless" (without addresses, placeholders and numbers).
+    std::vector<std::string> script = {};
+    std::string only = {}; // the script is for prompts that hold this text
 };
 
 /// What the relay counted. Answers that a fault kept from the client are counted apart.
@@ -92,7 +98,7 @@ struct RecordedRequest {
 /// keys (also `role`), builds, generate, latency, quota, clock (`skew`), pace (`screenshots`: seconds that
 /// they are processed, `screenshotsFail`, `visibility`: seconds until lists show what was created), nulls
 /// (`sent`: whether attributes without a value are sent as null instead of left out) and relay (`wrapping`,
-/// `tooLongAnswers`); GET /__sandbox/relay is the relay's account.
+/// `tooLongAnswers`, `script`, `only`); GET /__sandbox/relay is the relay's account.
 class SandboxServer {
   public:
     /// Starts to serve. Throws `std::runtime_error` when the port is taken or the state folder cannot be
@@ -130,7 +136,7 @@ class SandboxServer {
     void revokeKey(bool revoked);
     /// Moves a version (by id) to an App Store state as App Review would.
     void setVersionState(std::string_view versionID, std::string_view state);
-    /// Throws `std::invalid_argument` for an unknown wrapping.
+    /// Throws `std::invalid_argument` for an unknown wrapping or scripted answer.
     void setModelManner(ModelManner manner);
     [[nodiscard]] RelayAccount relayAccount() const;
     /// All resources: an object of resource types, each an object of ids.

@@ -14,7 +14,7 @@ ASOClaudeStack::Components ASOClaudeStack::make(Parts parts) {
     });
     const auto cache = std::make_shared<ClaudeResponseCache>(base / "cache", parts.cacheTTL, parts.clock);
     const auto recorder = std::make_shared<ClaudeCostRecorder>(ledgerFile(base), parts.clock);
-    return {.client = std::make_shared<CachedClaudeClient>(client, cache, recorder, parts.keptAnswers),
+    return {.client = std::make_shared<CachedClaudeClient>(client, cache, recorder),
             .model = std::string(PenwiseConfig::defaultModel),
             .cache = cache,
             .costRecorder = recorder};

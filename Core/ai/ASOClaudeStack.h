@@ -32,7 +32,6 @@ struct ASOClaudeStack {
         std::shared_ptr<HTTPClient> http;
         std::function<void(double seconds)> sleepFor = {}; // the task's own sleep when empty
         Clock clock = systemClock();
-        KeptAnswers keptAnswers = KeptAnswers::taken;
     };
 
     /// Throws `FileError` when the folders of the cache or the ledger cannot be made.

@@ -4,7 +4,7 @@ namespace quorvel {
 
 ClaudeResponse CachedClaudeClient::send(const ClaudeRequest& request) const {
     const std::string key = ClaudeResponseCache::key(request);
-    if (cache_ && keptAnswers_ == KeptAnswers::taken)
+    if (cache_ && request.keptAnswers == KeptAnswers::taken)
         if (auto kept = cache_->lookup(key)) {
             record(request, *kept, ClaudeCostRecorder::Origin::cache);
             kept->fromCache = true;

@@ -9,20 +9,16 @@
 
 namespace quorvel {
 
-/// Answers from the cache where it can; every answer is recorded, one from the cache at no cost. Errors pass
-/// through and leave nothing behind. Two identical requests at once may both be sent.
+/// Answers from the cache where it can and the request does not want the answer renewed; every answer is
+/// recorded, one from the cache at no cost. Errors pass through and leave nothing behind. Two identical
+/// requests at once may both be sent.
 class CachedClaudeClient : public ClaudeClientProtocol {
   public:
-    /// Without a cache every request is sent, and with renewed answers too; without a recorder nothing is
-    /// recorded.
+    /// Without a cache every request is sent; without a recorder nothing is recorded.
     CachedClaudeClient(std::shared_ptr<const ClaudeClientProtocol> inner,
                        std::shared_ptr<const ClaudeResponseCache> cache,
-                       std::shared_ptr<const ClaudeCostRecorder> costRecorder,
-                       KeptAnswers keptAnswers = KeptAnswers::taken)
-        : inner_(std::move(inner)),
-          cache_(std::move(cache)),
-          costRecorder_(std::move(costRecorder)),
-          keptAnswers_(keptAnswers) {}
+                       std::shared_ptr<const ClaudeCostRecorder> costRecorder)
+        : inner_(std::move(inner)), cache_(std::move(cache)), costRecorder_(std::move(costRecorder)) {}
 
     [[nodiscard]] ClaudeResponse send(const ClaudeRequest& request) const override;
 
@@ -33,7 +29,6 @@ class CachedClaudeClient : public ClaudeClientProtocol {
     std::shared_ptr<const ClaudeClientProtocol> inner_;
     std::shared_ptr<const ClaudeResponseCache> cache_;
     std::shared_ptr<const ClaudeCostRecorder> costRecorder_;
-    KeptAnswers keptAnswers_;
 };
 
 } // namespace quorvel

@@ -29,7 +29,7 @@ struct TextVisitor {
         return "Network failure talking to Penwise: " + problem.message;
     }
     std::string operator()(const ClaudeError::MissingAPIKey&) const {
-        return R"(The AI service is not configured: its address or its signing secret is missing. Set "relay" and "relaySecret" in the endpoints file (--endpoints or QUORVEL_ENDPOINTS), or build with QUORVEL_RELAY_URL and QUORVEL_RELAY_SECRET.)";
+        return R"(The AI service is not configured: its address or its signing secret is missing. Set "relay" and "relaySecret" in the endpoints file, or build with QUORVEL_RELAY_URL and QUORVEL_RELAY_SECRET.)";
     }
     std::string operator()(const ClaudeError::EmptyResponse&) const {
         return "Penwise returned an empty response.";

@@ -10,6 +10,9 @@
 
 namespace quorvel {
 
+/// Whether an answer that is kept is taken, or the model asked again and the kept one replaced.
+enum class KeptAnswers { taken, renewed };
+
 struct ClaudeRequest {
     struct Message {
         std::string role; // "user" or "assistant"
@@ -23,8 +26,10 @@ struct ClaudeRequest {
     std::optional<std::string> system;
     std::vector<Message> messages;
     std::optional<double> temperature;
-    std::optional<std::string> responseFormat; // "json_object" where a JSON document is wanted
-    QUORVEL_RECORD(ClaudeRequest, model, maxTokens, system, messages, temperature, responseFormat)
+    std::optional<std::string> responseFormat;    // "json_object" where a JSON document is wanted
+    KeptAnswers keptAnswers = KeptAnswers::taken; // no part of the document, nor of what it is kept under
+    QUORVEL_RECORD_EXCEPT(ClaudeRequest, (keptAnswers), model, maxTokens, system, messages, temperature,
+                          responseFormat)
     bool operator==(const ClaudeRequest&) const = default;
 };
 

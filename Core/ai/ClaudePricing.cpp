@@ -2,6 +2,7 @@
 
 #include "Platform/text/Text.h"
 
+#include <optional>
 #include <utility>
 
 namespace quorvel {
@@ -12,13 +13,21 @@ constexpr std::pair<std::string_view, ClaudePricing::Tier> tiers[] = {
     {"claude-haiku", {1, 5}}, {"claude-sonnet", {3, 15}}, {"claude-opus", {15, 75}}};
 constexpr ClaudePricing::Tier fallback = {15, 75};
 
-} // namespace
-
-ClaudePricing::Tier ClaudePricing::tier(std::string_view model) {
+std::optional<ClaudePricing::Tier> knownTier(std::string_view model) {
     const std::string lower = asciiLowercase(model);
     for (const auto& [prefix, tier] : tiers)
         if (lower.starts_with(prefix)) return tier;
-    return fallback;
+    return std::nullopt;
+}
+
+} // namespace
+
+ClaudePricing::Tier ClaudePricing::tier(std::string_view model) {
+    return knownTier(model).value_or(fallback);
+}
+
+bool ClaudePricing::isKnown(std::string_view model) {
+    return knownTier(model).has_value();
 }
 
 double ClaudePricing::cost(std::string_view model, std::int64_t inputTokens, std::int64_t outputTokens) {

@@ -17,6 +17,8 @@ struct ClaudePricing {
     /// The tier of a model by the start of its id, letter case ignored; an unknown model gets the most
     /// expensive one, so that it is never under-counted.
     [[nodiscard]] static Tier tier(std::string_view model);
+    /// Whether the model's own price is known; what is counted of any other is an upper bound.
+    [[nodiscard]] static bool isKnown(std::string_view model);
     /// US dollars.
     [[nodiscard]] static double cost(std::string_view model, std::int64_t inputTokens,
                                      std::int64_t outputTokens);

@@ -14,9 +14,6 @@
 
 namespace quorvel {
 
-/// Whether answers that are kept are taken, or asked for again and replaced.
-enum class KeptAnswers { taken, renewed };
-
 /// One file per answer, "<key>.json", readable by its owner only, dropped when it is looked up after its
 /// time. What cannot be read or written is a warning in the log, never a failure. Thread-safe, shared by
 /// pointer.
@@ -25,7 +22,7 @@ class ClaudeResponseCache {
     /// `ttl` in seconds: an entry of exactly that age is still good. Makes the folder; throws `FileError`.
     ClaudeResponseCache(std::filesystem::path directory, double ttl, Clock clock = systemClock());
 
-    /// 64 hexadecimal digits over all of a request but its `responseFormat`.
+    /// 64 hexadecimal digits over what a request asks; its `responseFormat` and `keptAnswers` play no part.
     [[nodiscard]] static std::string key(const ClaudeRequest& request);
 
     [[nodiscard]] std::optional<ClaudeResponse> lookup(std::string_view key) const;

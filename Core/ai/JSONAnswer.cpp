@@ -4,10 +4,21 @@ namespace quorvel {
 
 std::optional<std::string_view> objectIn(std::string_view answer) {
     const std::size_t open = answer.find('{');
-    const std::size_t close = answer.rfind('}');
-    if (open == std::string_view::npos || close == std::string_view::npos || close < open)
-        return std::nullopt;
-    return answer.substr(open, close - open + 1);
+    if (open == std::string_view::npos) return std::nullopt;
+    std::size_t depth = 0;
+    bool isInString = false;
+    for (std::size_t at = open; at < answer.size(); ++at) {
+        const char sign = answer[at];
+        if (isInString && sign == '\\')
+            ++at; // and what it escapes
+        else if (sign == '"')
+            isInString = !isInString;
+        else if (!isInString && sign == '{')
+            ++depth;
+        else if (!isInString && sign == '}' && --depth == 0)
+            return answer.substr(open, at + 1 - open);
+    }
+    return std::nullopt;
 }
 
 } // namespace quorvel

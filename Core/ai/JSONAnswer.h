@@ -10,7 +10,8 @@
 
 namespace quorvel {
 
-/// The JSON object in an answer, without the prose or the code fence around it; nothing when there is none.
+/// The first JSON object in an answer, without the prose or the code fence around it; nothing when there is
+/// none that ends.
 [[nodiscard]] std::optional<std::string_view> objectIn(std::string_view answer);
 
 /// Decodes the JSON object in an answer as a `T`. Throws `ClaudeError::Decoding`.

@@ -22,6 +22,11 @@ bool isLetterOrDigit(char character) {
            (character >= '0' && character <= '9');
 }
 
+std::string textIn(const std::map<std::string, std::string>& values, const std::string& account) {
+    const auto found = values.find(account);
+    return found == values.end() ? std::string() : found->second;
+}
+
 } // namespace
 
 std::optional<std::string> problemOfKeyID(std::string_view keyID) {
@@ -40,6 +45,8 @@ std::optional<std::string> problemOfIssuerID(std::string_view issuerID) {
 }
 
 ASCSettingsViewModel::ASCSettingsViewModel(Parts parts) : parts_(std::move(parts)) {
+    const auto all = readStored();
+    const auto stored = [&](Key key) { return textIn(all, account(key)); };
     savedKeyID_ = keyID = stored(Key::keyID);
     savedIssuerID_ = issuerID = stored(Key::issuerID);
     savedPrivateKeyPEM_ = privateKeyPEM_ = stored(Key::privateKeyPEM);
@@ -48,9 +55,9 @@ ASCSettingsViewModel::ASCSettingsViewModel(Parts parts) : parts_(std::move(parts
     if (parts_.userDefaults) privateKeyFileName_ = parts_.userDefaults->string(fileNameKey).value_or("");
 }
 
-std::string ASCSettingsViewModel::stored(Key key) const {
+std::map<std::string, std::string> ASCSettingsViewModel::readStored() const {
     try {
-        return parts_.keychain.read(account(key)).value_or("");
+        return parts_.keychain.readAll();
     } catch (const KeychainStore::KeychainError& error) {
         logger_.warning(error.what());
         return {};
@@ -80,6 +87,11 @@ void ASCSettingsViewModel::setPrivateKeyPEM(std::string pem) {
     privateKeyPEM_ = std::move(pem);
     privateKeyFileName_.clear();
     privateKeyPath_.clear();
+}
+
+void ASCSettingsViewModel::giveVendorNumber(std::string number) {
+    vendorNumber = std::move(number);
+    vendorWasGiven_ = true;
 }
 
 std::optional<std::string> ASCSettingsViewModel::problemOfForm() const {
@@ -150,24 +162,45 @@ void ASCSettingsViewModel::store() {
     keyID = trim(keyID);
     issuerID = trim(issuerID);
     vendorNumber = trim(vendorNumber);
-    const bool newTeam =
-        !savedIssuerID_.empty() && asciiLowercase(issuerID) != asciiLowercase(savedIssuerID_);
-    vendorClearedForNewTeam_ = newTeam && !vendorNumber.empty() && vendorNumber == savedVendorNumber_;
-    if (vendorClearedForNewTeam_) vendorNumber.clear();
-
     const auto orNothing = [](const std::string& text) {
         return text.empty() ? std::nullopt : std::optional<std::string>(text);
     };
-    parts_.keychain.write({{account(Key::keyID), keyID},
-                           {account(Key::issuerID), issuerID},
-                           {account(Key::privateKeyPEM), privateKeyPEM_},
-                           {account(Key::privateKeyPath), orNothing(privateKeyPath_)},
-                           {account(Key::vendorNumber), orNothing(vendorNumber)}});
+    // Another process may have stored a key since this one read its own.
+    parts_.keychain.write([&](const std::map<std::string, std::string>& stored) {
+        vendorNumber = vendorNumberToStore(textIn(stored, account(Key::issuerID)),
+                                           textIn(stored, account(Key::vendorNumber)));
+        return KeychainStore::Changes{{account(Key::keyID), keyID},
+                                      {account(Key::issuerID), issuerID},
+                                      {account(Key::privateKeyPEM), privateKeyPEM_},
+                                      {account(Key::privateKeyPath), orNothing(privateKeyPath_)},
+                                      {account(Key::vendorNumber), orNothing(vendorNumber)}};
+    });
     savedKeyID_ = keyID;
     savedIssuerID_ = issuerID;
     savedPrivateKeyPEM_ = privateKeyPEM_;
     savedVendorNumber_ = vendorNumber;
-    if (parts_.userDefaults && !parts_.scope) parts_.userDefaults->set(fileNameKey, privateKeyFileName_);
+    vendorWasGiven_ = false;
+    remember([&](UserDefaults& defaults) { defaults.set(fileNameKey, privateKeyFileName_); });
+}
+
+std::string ASCSettingsViewModel::vendorNumberToStore(std::string_view issuerBefore,
+                                                      std::string vendorBefore) {
+    vendorClearedForNewTeam_ = false;
+    if (vendorWasGiven_ || vendorNumber != savedVendorNumber_) return vendorNumber;
+    const bool isNewTeam = !issuerBefore.empty() && asciiLowercase(issuerID) != asciiLowercase(issuerBefore);
+    if (!isNewTeam) return vendorBefore;
+    vendorClearedForNewTeam_ = !vendorBefore.empty();
+    return {};
+}
+
+// The file's name is only shown: the key is stored or forgotten whether or not it can be kept.
+void ASCSettingsViewModel::remember(const std::function<void(UserDefaults&)>& change) const {
+    if (!parts_.userDefaults || parts_.scope) return;
+    try {
+        change(*parts_.userDefaults);
+    } catch (const std::exception& error) {
+        logger_.warning(fmt::format("The name of the key's file was not kept: {}", error.what()));
+    }
 }
 
 void ASCSettingsViewModel::forget() {
@@ -176,7 +209,7 @@ void ASCSettingsViewModel::forget() {
                            {account(Key::privateKeyPEM), std::nullopt},
                            {account(Key::privateKeyPath), std::nullopt},
                            {account(Key::vendorNumber), std::nullopt}});
-    if (parts_.userDefaults && !parts_.scope) parts_.userDefaults->remove(fileNameKey);
+    remember([](UserDefaults& defaults) { defaults.remove(fileNameKey); });
     if (parts_.notifications)
         parts_.notifications->post({std::string(ascCredentialsChangedNotification), {}});
     *this = ASCSettingsViewModel(std::move(parts_));

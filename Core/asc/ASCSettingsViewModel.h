@@ -10,6 +10,7 @@
 
 #include <filesystem>
 #include <functional>
+#include <map>
 #include <memory>
 #include <optional>
 #include <string>
@@ -58,6 +59,8 @@ class ASCSettingsViewModel {
     bool pickPrivateKey(const std::filesystem::path& file);
     /// Takes the PEM text itself.
     void setPrivateKeyPEM(std::string pem);
+    /// Takes a vendor number that is stored even where it is the one before and the team is another.
+    void giveVendorNumber(std::string number);
 
     /// Checks the form, verifies the key with one request for a single app, and only then stores everything
     /// in one step and posts `ascCredentialsChangedNotification`.
@@ -86,10 +89,12 @@ class ASCSettingsViewModel {
     [[nodiscard]] std::optional<std::string> problemOfForm() const;
     void verify();
     void store();
+    [[nodiscard]] std::string vendorNumberToStore(std::string_view issuerBefore, std::string vendorBefore);
+    void remember(const std::function<void(UserDefaults&)>& change) const;
     [[nodiscard]] std::string account(KeychainStore::AccountKey key) const {
         return accountName(key, parts_.scope);
     }
-    [[nodiscard]] std::string stored(KeychainStore::AccountKey key) const;
+    [[nodiscard]] std::map<std::string, std::string> readStored() const;
     SaveResult refuse(SaveResult result, std::string_view reason);
 
     Parts parts_;
@@ -103,6 +108,7 @@ class ASCSettingsViewModel {
     std::string savedVendorNumber_;
     std::string keyIDFromFile_;
     bool keyIDCameFromFileName_ = false;
+    bool vendorWasGiven_ = false;
     bool vendorClearedForNewTeam_ = false;
     std::optional<ASCError> verificationError_;
     Logger logger_{"ASCSettingsViewModel"};

@@ -36,6 +36,14 @@ Accounts load(const std::filesystem::path& file) {
     }
 }
 
+std::map<std::string, std::string> readable(const Accounts& accounts) {
+    std::map<std::string, std::string> values;
+    for (const auto& [account, encoded] : accounts)
+        if (auto value = base64Decode(encoded); value && isValidUTF8(*value))
+            values.emplace(account, std::move(*value));
+    return values;
+}
+
 // Replacing a file does not need write permission for it, so check that its owner did not protect it.
 void requireWritable(const std::filesystem::path& file) {
     std::error_code missing;
@@ -80,20 +88,21 @@ std::optional<std::string> KeychainStore::read(std::string_view account) const {
 }
 
 std::map<std::string, std::string> KeychainStore::readAll() const {
-    std::map<std::string, std::string> values;
-    for (const auto& [account, encoded] : load(file_))
-        if (auto value = base64Decode(encoded); value && isValidUTF8(*value))
-            values.emplace(account, std::move(*value));
-    return values;
+    return readable(load(file_));
 }
 
 void KeychainStore::write(std::string_view account, std::string_view value) const {
     write({{std::string(account), std::string(value)}});
 }
 
-void KeychainStore::write(const std::map<std::string, std::optional<std::string>>& values) const {
+void KeychainStore::write(const Changes& values) const {
+    write([&](const auto&) { return values; });
+}
+
+void KeychainStore::write(
+    const std::function<Changes(const std::map<std::string, std::string>&)>& decide) const {
     update(file_, [&](Accounts& accounts) {
-        for (const auto& [account, value] : values) {
+        for (const auto& [account, value] : decide(readable(accounts))) {
             if (value && !isValidUTF8(*value)) throw KeychainError(KeychainError::DataConversionFailed{});
             if (value)
                 accounts[account] = base64Encode(*value);

@@ -6,6 +6,7 @@
 
 #include <exception>
 #include <filesystem>
+#include <functional>
 #include <map>
 #include <optional>
 #include <string>
@@ -62,9 +63,14 @@ class KeychainStore {
 
     /// Stores one value. Throws `KeychainError`; what was stored is untouched then.
     void write(std::string_view account, std::string_view value) const;
-    /// Stores several values in one step: all of them or none. A value without text removes its account. What
-    /// other processes store meanwhile is kept. Throws `KeychainError`.
-    void write(const std::map<std::string, std::optional<std::string>>& values) const;
+    /// Values by account; one without text removes its account.
+    using Changes = std::map<std::string, std::optional<std::string>>;
+    /// Stores several values in one step: all of them or none. What other processes store meanwhile is kept.
+    /// Throws `KeychainError`.
+    void write(const Changes& values) const;
+    /// Stores what `decide` makes of all that is stored, which no other process changes meanwhile. Throws
+    /// `KeychainError`.
+    void write(const std::function<Changes(const std::map<std::string, std::string>&)>& decide) const;
 
     /// Forgets an account. Throws `KeychainError`.
     void remove(std::string_view account) const;

@@ -50,7 +50,9 @@ struct UnreadableText {
     std::string locale;
     FieldType field = FieldType::name;
     std::string explanation;
-    QUORVEL_RECORD(UnreadableText, locale, field, explanation)
+    bool isFile =
+        false; // a file of the tree whose content is the trouble, and nothing that only looks like one
+    QUORVEL_RECORD_EXCEPT(UnreadableText, (isFile), locale, field, explanation)
 
     [[nodiscard]] FieldKey key() const { return {locale, field}; }
     bool operator==(const UnreadableText&) const = default;

@@ -14,6 +14,14 @@ constexpr bool rowsFollowTheEnumeration() {
 }
 static_assert(rowsFollowTheEnumeration());
 
+// Without the case and the marks in which the spellings of a name differ.
+std::string lettersOf(std::string_view name) {
+    std::string letters = asciiLowercase(name);
+    std::erase_if(letters,
+                  [](char byte) { return byte == '_' || byte == '-' || byte == ' ' || byte == '\''; });
+    return letters;
+}
+
 } // namespace
 
 std::size_t limitOf(FieldType field, std::span<const FieldRule> rules) {
@@ -21,6 +29,16 @@ std::size_t limitOf(FieldType field, std::span<const FieldRule> rules) {
         if (rule.fieldTypeValue() == field && rule.maxLength.value_or(0) > 0)
             return static_cast<std::size_t>(*rule.maxLength);
     return limitOf(field);
+}
+
+std::optional<FieldType> fieldNamed(std::string_view name) {
+    const std::string wanted = lettersOf(name);
+    for (const FieldFacts& facts : fieldFacts) {
+        const std::string_view stem = facts.fileName.substr(0, facts.fileName.rfind('.'));
+        for (const std::string_view known : {facts.rawName, facts.attribute, stem, facts.shortLabel})
+            if (lettersOf(known) == wanted) return facts.field;
+    }
+    return std::nullopt;
 }
 
 bool isOverLimit(std::string_view text, FieldType field) {

@@ -5,6 +5,7 @@
 
 #include <array>
 #include <cstddef>
+#include <optional>
 #include <string_view>
 #include <utility>
 
@@ -92,6 +93,10 @@ struct RawValues<TranslateMode> {
 [[nodiscard]] constexpr std::string_view shortLabelOf(FieldType field) {
     return factsOf(field).shortLabel;
 }
+
+/// The field that a person means by any of its names: "releaseNotes", "release_notes", "whatsNew", "What's
+/// new".
+[[nodiscard]] std::optional<FieldType> fieldNamed(std::string_view name);
 
 /// Whether `text` has more user-perceived characters than the standard limit of `field`.
 [[nodiscard]] bool isOverLimit(std::string_view text, FieldType field);

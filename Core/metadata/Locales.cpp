@@ -59,6 +59,25 @@ bool isAppStoreLocale(std::string_view code) {
     return std::ranges::binary_search(locales, code) || std::ranges::binary_search(withoutRegion, code);
 }
 
+bool looksLikeLocale(std::string_view code) {
+    const auto isPart = [](std::string_view part, std::size_t least, std::size_t most) {
+        return part.size() >= least && part.size() <= most && std::ranges::all_of(part, [](char character) {
+                   return (character >= 'a' && character <= 'z') || (character >= 'A' && character <= 'Z') ||
+                          (character >= '0' && character <= '9');
+               });
+    };
+    const std::string_view language = languageOf(code);
+    if (!isPart(language, 2, 3) || language.find_first_of("0123456789") != std::string_view::npos)
+        return false;
+    for (code.remove_prefix(language.size()); !code.empty();) {
+        code.remove_prefix(1);
+        const std::string_view part = languageOf(code);
+        if (!isPart(part, 2, 8)) return false;
+        code.remove_prefix(part.size());
+    }
+    return true;
+}
+
 std::optional<std::string_view> respelledAppStoreLocale(std::string_view code) {
     const std::string wanted = normalised(code);
     for (const std::string_view locale : locales)

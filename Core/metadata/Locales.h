@@ -11,6 +11,10 @@ namespace quorvel {
 [[nodiscard]] std::span<const std::string_view> appStoreLocales();
 [[nodiscard]] bool isAppStoreLocale(std::string_view code);
 
+/// Whether `code` has the form of a locale, such as "fil" or "sr-Latn-RS": a language of two or three letters
+/// and further parts of two to eight characters. "default" and "review_information" have not.
+[[nodiscard]] bool looksLikeLocale(std::string_view code);
+
 /// The App Store locale that is `code` but for case and underscores, as other tools write it: "en_us".
 [[nodiscard]] std::optional<std::string_view> respelledAppStoreLocale(std::string_view code);
 

@@ -3,6 +3,7 @@
 #include "Core/asc/services/CreateOrAdopt.h"
 #include "Core/metadata/LocalizationAttributes.h"
 #include "Core/metadata/MetadataError.h"
+#include "Core/metadata/PendingChange.h"
 #include "Core/metadata/RemoteLocalizations.h"
 #include "Platform/task/Task.h"
 
@@ -16,8 +17,17 @@ namespace {
 
 using Value = LocalizationWriter::Value;
 
-const std::string cutShortText =
-    "Cancelled while it was being sent; App Store Connect may have taken it. Push again to make sure.";
+// Such an error ends with a full stop or with what the service sent.
+std::string withUnknownOutcome(std::string_view error) {
+    return fmt::format("{} {} Push again to make sure.", error, mayHaveTakenText);
+}
+
+const std::string cutShortText = withUnknownOutcome("Cancelled while it was being sent.");
+
+std::string textOf(const ASCError& error) {
+    if (error.as<ASCError::Cancelled>()) return cutShortText;
+    return mayHaveBeenDone(error) ? withUnknownOutcome(error.description()) : error.description();
+}
 
 template <typename Attributes>
 Attributes withValues(Attributes attributes, const std::vector<Value>& values) {
@@ -60,6 +70,10 @@ bool isRefusalByState(const ASCError& error) {
     return error.hasCodeContaining("STATE_ERROR") || error.hasCodeContaining("ENTITY_STATE_INVALID");
 }
 
+std::string closedText(std::string_view refusal) {
+    return fmt::format("Not sent: App Store Connect refused this field in other locales. {}", refusal);
+}
+
 [[noreturn]] void failWithoutName(const std::string& locale) {
     throw MetadataError(
         MetadataError::Kind::failed,
@@ -98,7 +112,8 @@ bool LocalizationWriter::isClosed(const Value& value) const {
 void LocalizationWriter::leaveOutClosed(std::vector<Value>& values) {
     std::erase_if(values, [&](const Value& value) {
         const auto refusal = closed_.refusalOf(value.first);
-        if (refusal) result_.failures[value.first] = {*refusal, ASCError::Kind::stateRefused};
+        if (refusal)
+            result_.failures[value.first] = {closedText(*refusal), ASCError::Kind::stateRefused, false};
         return refusal.has_value();
     });
 }
@@ -108,7 +123,7 @@ void LocalizationWriter::writeOneByOne(const std::vector<Value>& values) {
     for (const Value& value : values)
         refusedByState += attempt({value}) == Refusal::ofState;
     if (refusedByState == values.size())
-        closed_.closeAll(target_.home, result_.failures.at(values.front().first).text);
+        closed_.noteAll(target_.home, target_.locale, result_.failures.at(values.front().first).text);
 }
 
 LocalizationWriter::Refusal LocalizationWriter::attempt(const std::vector<Value>& values) {
@@ -117,14 +132,15 @@ LocalizationWriter::Refusal LocalizationWriter::attempt(const std::vector<Value>
     for (const auto& [field, text] : values)
         result_.failures.erase(field);
     try {
-        if (currentStopToken().stop_requested())
-            throw MetadataError(MetadataError::Kind::failed, std::string(notSentText));
-        send(values);
-        return Refusal::none;
+        if (!currentStopToken().stop_requested()) {
+            send(values);
+            return Refusal::none;
+        }
+        failure = {std::string(notSentText), std::nullopt, false};
     } catch (const CancellationError&) {
         failure = {cutShortText, ASCError::Kind::cancelled};
     } catch (const ASCError& error) {
-        failure = {error.as<ASCError::Cancelled>() ? cutShortText : error.description(), error.kind()};
+        failure = {textOf(error), error.kind()};
         if (isRefusalOfContent(error))
             refusal = isRefusalByState(error) ? Refusal::ofState : Refusal::ofContent;
     } catch (const MetadataError& error) {
@@ -132,7 +148,8 @@ LocalizationWriter::Refusal LocalizationWriter::attempt(const std::vector<Value>
     }
     for (const auto& [field, text] : values)
         result_.failures[field] = failure;
-    if (refusal == Refusal::ofState && values.size() == 1) closed_.close(values.front().first, failure.text);
+    if (refusal == Refusal::ofState && values.size() == 1)
+        closed_.note(values.front().first, target_.locale, failure.text);
     return refusal;
 }
 

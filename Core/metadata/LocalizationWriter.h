@@ -34,6 +34,7 @@ class LocalizationWriter {
     struct Failure {
         std::string text;
         std::optional<ASCError::Kind> kind; // of App Store Connect's error, if there was one
+        bool wasSent = true;
     };
     struct Result {
         std::map<FieldType, Failure> failures; // all other fields were taken
@@ -43,7 +44,7 @@ class LocalizationWriter {
     LocalizationWriter(const ASCClientProtocol& client, Target target, ClosedFields& closed);
 
     /// Sends all values in one request; when that is refused for what it holds, each in a request of its own.
-    /// Fields that are known to be closed fail without a request, and those that turn out so are noted.
+    /// Fields that are known to be closed are not sent and say so, and refusals by the state are noted.
     /// To be called once. When the task is cancelled, the values that are left fail and say so.
     [[nodiscard]] Result write(std::vector<Value> values);
 

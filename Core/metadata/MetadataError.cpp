@@ -7,6 +7,8 @@
 #include <fmt/format.h>
 #include <fmt/ranges.h>
 
+#include <algorithm>
+#include <cerrno>
 #include <system_error>
 
 namespace quorvel {
@@ -26,6 +28,13 @@ MetadataError errorAt(ErrorKind kind, const std::filesystem::path& path,
     return {kind,
             fmt::format("{}: {}", shown(path), fmt::format(text, std::forward<Arguments>(arguments)...)),
             {path, {}, {}}};
+}
+
+// "de" means "de-DE", which there is.
+std::string meant(std::string_view locale, const std::vector<std::string>& known) {
+    const auto nearest = nearestAppStoreLocale(locale);
+    if (!nearest || std::ranges::find(known, *nearest) == known.end()) return {};
+    return fmt::format("Did you mean {}? ", *nearest);
 }
 
 } // namespace
@@ -79,8 +88,8 @@ MetadataError MetadataError::invalidLocale(std::string_view locale) {
 MetadataError MetadataError::unknownLocale(std::string_view locale, const std::filesystem::path& folder,
                                            const std::vector<std::string>& known) {
     return {ErrorKind::unknownLocale,
-            fmt::format("There is no locale \"{}\" in {}. There are {}.", escapeControls(locale),
-                        shown(folder), fmt::join(known, ", ")),
+            fmt::format("There is no locale \"{}\" in {}. {}There are {}.", escapeControls(locale),
+                        shown(folder), meant(locale, known), fmt::join(known, ", ")),
             {folder, std::string(locale), {}}};
 }
 
@@ -120,7 +129,11 @@ MetadataError MetadataError::tooLarge(const std::filesystem::path& path, std::ui
 }
 
 MetadataError MetadataError::notAFile(const std::filesystem::path& path) {
-    return errorAt(ErrorKind::unusableText, path, "is not a regular file.");
+    std::error_code unreachable;
+    if (std::filesystem::is_directory(path, unreachable))
+        return errorAt(ErrorKind::unreadable, path,
+                       "is a folder where a text file belongs. Move it away or remove it.");
+    return errorAt(ErrorKind::unreadable, path, "is not a regular file. Move it away or remove it.");
 }
 
 MetadataError MetadataError::notAFolder(const std::filesystem::path& path) {
@@ -128,8 +141,20 @@ MetadataError MetadataError::notAFolder(const std::filesystem::path& path) {
 }
 
 MetadataError MetadataError::cannotRead(const std::filesystem::path& path, int errorNumber) {
+    if (errorNumber == ELOOP)
+        return errorAt(ErrorKind::unreadable, path,
+                       "is a symbolic link that leads to itself. Replace it by the file or folder itself.");
+    if (errorNumber == ENOTDIR)
+        return errorAt(ErrorKind::unreadable, path,
+                       "is a file where a folder belongs. Move it away or remove it.");
     return errorAt(ErrorKind::unreadable, path, "cannot be read: {}",
                    std::generic_category().message(errorNumber));
+}
+
+MetadataError MetadataError::keepsChanging(const std::filesystem::path& path) {
+    return errorAt(
+        ErrorKind::unreadable, path,
+        "is being saved again and again, so it was left as it is. Close it elsewhere and try again.");
 }
 
 MetadataError MetadataError::badBookmark(std::string_view problem) {
@@ -153,7 +178,7 @@ MetadataError MetadataError::folderInUse(const std::filesystem::path& folder, st
 MetadataError MetadataError::olderLayout(const std::filesystem::path& folder) {
     return errorAt(ErrorKind::olderLayout, folder,
                    "holds texts in an older layout, which a dry run does not move. "
-                   "Run without the dry run once; nothing is lost by it.");
+                   "Do it once in earnest; nothing is lost by it.");
 }
 
 MetadataError MetadataError::otherApp(const std::filesystem::path& folder, std::string_view appName) {

@@ -26,6 +26,7 @@ class MetadataError : public std::runtime_error {
         otherVersionPulled,
         invalidLocale, // not a locale of the App Store
         unknownLocale, // has no folder
+        noLocales,     // a folder that is no tree of texts
         unsafeName,
         leadsOutside,
         unusableText, // a file that is not UTF-8 text of a usable size
@@ -72,6 +73,8 @@ class MetadataError : public std::runtime_error {
     [[nodiscard]] static MetadataError notAFile(const std::filesystem::path& path);
     [[nodiscard]] static MetadataError notAFolder(const std::filesystem::path& path);
     [[nodiscard]] static MetadataError cannotRead(const std::filesystem::path& path, int errorNumber);
+    /// About a file that somebody else saves again and again.
+    [[nodiscard]] static MetadataError keepsChanging(const std::filesystem::path& path);
     [[nodiscard]] static MetadataError badBookmark(std::string_view problem);
     [[nodiscard]] static MetadataError lostFolder(const std::filesystem::path& path);
     /// `problem` says who uses it.
@@ -100,6 +103,7 @@ struct RawValues<MetadataError::Kind> {
         {Kind::otherVersionPulled, "otherVersionPulled"},
         {Kind::invalidLocale, "invalidLocale"},
         {Kind::unknownLocale, "unknownLocale"},
+        {Kind::noLocales, "noLocales"},
         {Kind::unsafeName, "unsafeName"},
         {Kind::leadsOutside, "leadsOutside"},
         {Kind::unusableText, "unusableText"},

@@ -37,7 +37,7 @@ PullResult write(const PlatformContext& context, const std::optional<AppInfo>& i
                  const PullOptions& options, Date moment, const Logger& logger) {
     const MetadataStore store(folder);
     PullResult result = writePulledTexts(store, incoming, options, moment);
-    store.notePulledVersion(context.versionId);
+    store.notePulledVersion(context.versionId, moment);
     logger.info(fmt::format("Pulled {}: {} locales, {} fields changed, {} edits backed up", context.id(),
                             result.summary.locales.size(), result.updated.size(), result.kept.size()));
     result.summary.versionString = context.versionString;

@@ -3,6 +3,7 @@
 
 #include "Core/asc/ASCClientProtocol.h"
 #include "Core/metadata/AppInfoTexts.h"
+#include "Core/metadata/FinalLineBreak.h"
 #include "Core/metadata/MetadataStore.h"
 #include "Core/metadata/PullDecision.h"
 #include "Platform/time/Date.h"
@@ -53,11 +54,13 @@ struct AppDiscovery {
 /// What a pull writes and spares.
 struct PullOptions {
     // Implicit, as most pulls say only what becomes of local edits.
-    PullOptions(LocalEdits localEdits = LocalEdits::keepBeside, LocaleSet disabled = {})
-        : edits(localEdits), disabledLocales(std::move(disabled)) {}
+    PullOptions(LocalEdits localEdits = LocalEdits::keepBeside, LocaleSet disabled = {},
+                FinalLineBreak lineBreak = FinalLineBreak::keep)
+        : edits(localEdits), disabledLocales(std::move(disabled)), finalLineBreak(lineBreak) {}
 
     LocalEdits edits;
     LocaleSet disabledLocales; // nothing of them is written or removed
+    FinalLineBreak finalLineBreak;
 };
 
 /// The app info whose texts belong to versions of this slot: for `editable` the one that takes changes, for

@@ -111,13 +111,15 @@ class JobRunner {
   public:
     JobRunner(const ASCClientProtocol& client, const MetadataStore& store, const PlatformContext& context,
               const Resolution& resolution, const std::vector<PendingChange>& changes,
-              const std::string& appName)
+              const std::string& appName, PushRecording::Record begin = {})
         : client_(client),
           store_(store),
           context_(context),
           resolution_(resolution),
           changes_(changes),
-          appName_(appName) {}
+          appName_(appName),
+          begin_(std::move(begin)),
+          hasCopies_(!store.localesOnDisk(TextSide::pulled).empty()) {}
 
     [[nodiscard]] LocalizationWriter::Result run(const Job& job) {
         LocalizationWriter::Result result;
@@ -127,6 +129,7 @@ class JobRunner {
             return result;
         }
         std::vector<LocalizationWriter::Value> values;
+        std::vector<PushOutcome> begun;
         const RemoteLocalization* existing = resolution_.find(job);
         std::vector<FieldType> conflicts;
         for (const std::size_t index : job.changes) {
@@ -134,8 +137,11 @@ class JobRunner {
             const RemoteState state =
                 existing ? remoteStateOf(change, existing->texts) : RemoteState::asPulled;
             if (state == RemoteState::conflict) conflicts.push_back(change.field);
-            if (state == RemoteState::asPulled) values.emplace_back(change.field, change.textToSend());
+            if (state != RemoteState::asPulled) continue;
+            values.emplace_back(change.field, change.textToSend());
+            begun.push_back({.change = change, .previous = textBefore(job, change)});
         }
+        if (begin_ && !begun.empty() && !currentStopToken().stop_requested()) begin_(begun);
         if (!values.empty())
             result = LocalizationWriter(client_, targetOf(job), closed_).write(std::move(values));
         for (const FieldType field : conflicts)
@@ -143,7 +149,33 @@ class JobRunner {
         return result;
     }
 
+    [[nodiscard]] std::vector<PushOutcome> outcomesOf(const Job& job,
+                                                      const LocalizationWriter::Result& result) const {
+        std::vector<PushOutcome> outcomes;
+        for (const std::size_t index : job.changes) {
+            PushOutcome outcome{.change = changes_[index], .success = true};
+            outcome.previous = textBefore(job, outcome.change);
+            if (const auto found = result.failures.find(outcome.change.field);
+                found != result.failures.end()) {
+                outcome.success = false;
+                outcome.errorMessage = found->second.text;
+                outcome.failure = found->second.kind;
+                outcome.notSent = !found->second.wasSent;
+            }
+            outcomes.push_back(std::move(outcome));
+        }
+        return outcomes;
+    }
+
   private:
+    // See `PushOutcome::previous`. Without any copy, every text looks new that App Store Connect has.
+    [[nodiscard]] std::optional<std::string> textBefore(const Job& job, const PendingChange& change) const {
+        const RemoteLocalization* existing = resolution_.find(job);
+        if (existing && hasCopies_ && remoteStateOf(change, existing->texts) == RemoteState::sameText)
+            return std::nullopt;
+        return resolution_.textOf(job, change.field);
+    }
+
     [[nodiscard]] LocalizationWriter::Target targetOf(const Job& job) const {
         const bool ofVersion = job.home == FieldHome::versionLocalization;
         LocalizationWriter::Target target{
@@ -173,6 +205,8 @@ class JobRunner {
     const Resolution& resolution_;
     const std::vector<PendingChange>& changes_;
     const std::string& appName_;
+    PushRecording::Record begin_;
+    bool hasCopies_;
     ClosedFields closed_;
 };
 
@@ -186,22 +220,6 @@ class RecordingClient : public ASCClientProtocol {
     }
     mutable std::vector<PlannedRequest> requests;
 };
-
-std::vector<PushOutcome> outcomesOf(const Job& job, const std::vector<PendingChange>& changes,
-                                    const Resolution& resolution, const LocalizationWriter::Result& result) {
-    std::vector<PushOutcome> outcomes;
-    for (const std::size_t index : job.changes) {
-        PushOutcome outcome{.change = changes[index], .success = true};
-        outcome.previous = resolution.textOf(job, outcome.change.field);
-        if (const auto found = result.failures.find(outcome.change.field); found != result.failures.end()) {
-            outcome.success = false;
-            outcome.errorMessage = found->second.text;
-            outcome.failure = found->second.kind;
-        }
-        outcomes.push_back(std::move(outcome));
-    }
-    return outcomes;
-}
 
 // A copy that is lost with the power does no harm: its change is listed and sent once more.
 std::optional<std::string> refreshCopy(const MetadataStore& store, const std::string& locale, FieldType field,
@@ -246,17 +264,17 @@ std::vector<PushOutcome> MetadataPusher::push(std::string_view appID, const Plat
     requireChangeable(context);
     const std::vector<Job> jobs = jobsOf(changes);
     const Resolution resolution = resolve(client_, appID, context, jobs);
-    JobRunner runner(client_, store_, context, resolution, changes, appName_);
+    JobRunner runner(client_, store_, context, resolution, changes, appName_, record.begin);
     std::vector<PushOutcome> outcomes;
     for (const PendingChange& change : changes)
-        outcomes.push_back({change, false, std::string(notSentText)});
+        outcomes.push_back({.change = change, .errorMessage = std::string(notSentText), .notSent = true});
     std::mutex mutex;
     std::size_t done = 0;
     if (progress) progress(done, jobs.size());
     const auto runJob = [&](const Job& job) {
         const LocalizationWriter::Result result = runner.run(job);
-        std::vector<PushOutcome> known = outcomesOf(job, changes, resolution, result);
-        if (record) record(known);
+        std::vector<PushOutcome> known = runner.outcomesOf(job, result);
+        if (record.end) record.end(known);
         for (std::size_t place = 0; place < known.size(); ++place) {
             PushOutcome& outcome = known[place];
             if (outcome.success)
@@ -302,7 +320,7 @@ PlannedPush MetadataPusher::plan(std::string_view appID, const PlatformContext& 
     JobRunner runner(recorder, store_, context, resolution, changes, appName_);
     PlannedPush planned;
     for (const Job& job : jobs)
-        for (PushOutcome& outcome : outcomesOf(job, changes, resolution, runner.run(job)))
+        for (PushOutcome& outcome : runner.outcomesOf(job, runner.run(job)))
             if (!outcome.success) planned.failures.push_back(std::move(outcome));
     planned.requests = std::move(recorder.requests);
     return planned;

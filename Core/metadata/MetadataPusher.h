@@ -4,6 +4,7 @@
 #include "Core/asc/ASCClientProtocol.h"
 #include "Core/metadata/MetadataStore.h"
 #include "Core/metadata/PendingChange.h"
+#include "Core/metadata/PlannedRequest.h"
 
 #include <functional>
 #include <string>
@@ -16,18 +17,14 @@ namespace quorvel {
 /// each of the localizations written.
 using PushProgress = std::function<void(std::size_t done, std::size_t total)>;
 
-/// Called from the push's threads, also several at once, with the outcomes of one localization as soon as
-/// they are known: before the pulled copies take the texts, so that nothing which was sent goes unrecorded
-/// when the program is killed.
-using PushRecording = std::function<void(const std::vector<PushOutcome>&)>;
-
-/// A request that a push would send.
-struct PlannedRequest {
-    std::string method;
-    std::string path;
-    JSONValue body;
-    QUORVEL_RECORD(PlannedRequest, method, path, body)
-    bool operator==(const PlannedRequest&) const = default;
+/// What keeps the history of a push that may be killed at any moment. Both are called from the push's
+/// threads, also several at once, with changes of one localization.
+struct PushRecording {
+    using Record = std::function<void(const std::vector<PushOutcome>&)>;
+    /// With the changes that are sent next; they have neither succeeded nor an error.
+    Record begin = {};
+    /// With the outcomes as soon as they are known: before the pulled copies take the texts.
+    Record end = {};
 };
 
 /// What a push would do.
@@ -39,8 +36,8 @@ struct PlannedPush {
 /// Writes each localization with one request that holds all of its changed fields, six at a time. Where that
 /// is refused, each field is tried by itself, so that every change has an outcome of its own.
 ///
-/// A field that the version's state does not take (release notes of a first version, all but the promotional
-/// text of one in review) is tried until that is known, and not again for the other locales.
+/// A field that the version's state does not take (all but the promotional text of a version in review) is
+/// tried until two locales were refused, and not sent for the others.
 ///
 /// A text that was changed on App Store Connect since it was pulled is not overwritten: the change fails, or
 /// counts as done where both texts are the same. What somebody changes while the push runs is not noticed.

@@ -15,6 +15,11 @@ std::filesystem::path pullMarker(const MetadataFolder& folder) {
     return folder.privateFolder() / "pulling";
 }
 
+// The id of the pulled version, and in a second line when that was.
+std::filesystem::path versionNote(const MetadataFolder& folder) {
+    return folder.privateFolder() / "version";
+}
+
 // A moment as a folder's name, such as "2026-03-01T12-30-00Z"; a later one of the same second has a number.
 std::string folderNameOf(Date moment, int attempt) {
     std::string name = formatISO8601(moment);
@@ -55,6 +60,20 @@ void MetadataStore::write(std::string_view locale, FieldType field, std::string_
     writeFileAtomically(file, text, FileMode::shared, durability);
 }
 
+bool MetadataStore::update(std::string_view locale, FieldType field, const Rewrite& rewrite,
+                           Durability durability) const {
+    constexpr int attempts = 10;
+    const std::filesystem::path file = checkedFile(locale, field, TextSide::local);
+    for (int attempt = 0; attempt < attempts; ++attempt) {
+        const auto present = read(locale, field);
+        const auto text = rewrite(present);
+        if (!text) return false;
+        createFolders(file.parent_path());
+        if (replaceFile(file, present, *text, durability)) return true;
+    }
+    throw MetadataError::keepsChanging(file);
+}
+
 bool MetadataStore::remove(std::string_view locale, FieldType field, TextSide side) const {
     const std::filesystem::path file = checkedFile(locale, field, side);
     const bool removed = removeFile(file);
@@ -75,7 +94,10 @@ std::vector<std::string> MetadataStore::localesOnDisk(TextSide side) const {
 void MetadataStore::createLocaleLocally(std::string_view locale) const {
     createFolders(folder_.localeFolder(locale));
     for (const FieldType field : allFieldTypes)
-        if (!exists(locale, field)) write(locale, field, "");
+        if (!exists(locale, field))
+            update(locale, field, [](const auto& present) {
+                return present ? std::nullopt : std::optional<std::string>("");
+            });
     logger_.info(fmt::format("Created the files of locale {}", locale));
 }
 
@@ -99,13 +121,25 @@ void MetadataStore::endPull() const {
 }
 
 std::optional<std::string> MetadataStore::pulledVersionID() const {
-    return readFile(folder_.privateFolder() / "version");
+    auto note = readFile(versionNote(folder_));
+    if (note) note->resize(std::min(note->find('\n'), note->size()));
+    return note;
 }
 
-void MetadataStore::notePulledVersion(std::string_view versionID) const {
-    if (pulledVersionID() == versionID) return;
-    createFolders(folder_.privateFolder());
-    writeFileAtomically(folder_.privateFolder() / "version", versionID);
+std::optional<Date> MetadataStore::pulledAt() const {
+    const auto note = readFile(versionNote(folder_));
+    const std::size_t lineEnd = note ? note->find('\n') : std::string::npos;
+    return lineEnd == std::string::npos ? std::nullopt : parseISO8601(note->substr(lineEnd + 1));
+}
+
+void MetadataStore::notePulledVersion(std::string_view versionID, Date moment) const {
+    createFolders(folder_.textsFolder(TextSide::pulled));
+    writeFileAtomically(versionNote(folder_), fmt::format("{}\n{}", versionID, formatISO8601(moment)));
+}
+
+bool MetadataStore::wasPulled() const {
+    std::error_code unreachable;
+    return std::filesystem::is_directory(folder_.textsFolder(TextSide::pulled), unreachable);
 }
 
 std::filesystem::path MetadataStore::keepBeside(std::string_view locale, FieldType field,

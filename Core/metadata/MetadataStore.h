@@ -10,6 +10,7 @@
 #include "Platform/time/Date.h"
 
 #include <cstdint>
+#include <functional>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -39,9 +40,18 @@ class MetadataStore {
     /// Like `readAll`, but names the files that cannot be taken as texts instead of throwing.
     [[nodiscard]] ReadTexts readAllUsable(TextSide side = TextSide::local) const;
 
-    /// Replaces a text in one step, making the folders.
+    /// Replaces a text in one step, making the folders, whatever it is.
     void write(std::string_view locale, FieldType field, std::string_view text,
                TextSide side = TextSide::local, Durability durability = Durability::now) const;
+    /// What becomes of a local text that is there (nothing: no file): the text to replace it by, or nothing
+    /// when it stays.
+    using Rewrite = std::function<std::optional<std::string>(const std::optional<std::string>& present)>;
+    /// Replaces a local text that a person may be editing; whether it was replaced. Where somebody saves the
+    /// file while it is being replaced, `rewrite` is asked again about the newer text, so nothing is
+    /// overwritten that it did not see. Every change of a user's file goes through this. Throws what reading
+    /// and writing throw, and `MetadataError` for a file that never comes to rest.
+    bool update(std::string_view locale, FieldType field, const Rewrite& rewrite,
+                Durability durability = Durability::now) const;
     /// Removes a text; whether there was one. A pulled locale without any text left loses its folder too.
     bool remove(std::string_view locale, FieldType field, TextSide side) const;
 
@@ -65,7 +75,12 @@ class MetadataStore {
     /// The id of the version that the pulled copies are of, as the last pull noted it: copies of one version
     /// say nothing about the next.
     [[nodiscard]] std::optional<std::string> pulledVersionID() const;
-    void notePulledVersion(std::string_view versionID) const;
+    /// When the last pull was; nothing before the first one, and of trees of before that was noted.
+    [[nodiscard]] std::optional<Date> pulledAt() const;
+    /// Notes a pull that is done, also one that brought nothing.
+    void notePulledVersion(std::string_view versionID, Date moment) const;
+    /// Whether there was a pull, so that a text without a copy is one that App Store Connect does not hold.
+    [[nodiscard]] bool wasPulled() const;
 
     /// Backs up a local text under .brevant/kept/<moment>/<locale>/, so that it can be replaced; returns
     /// its new path. A file that is there already is not replaced.

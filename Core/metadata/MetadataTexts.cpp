@@ -23,6 +23,12 @@ std::string noFolderText(const std::vector<std::string>& locales) {
                        locales.size() == 1 ? "has" : "have");
 }
 
+std::string misnamedText(const std::vector<std::string>& paths, std::string_view reason) {
+    return paths.size() == 1 ? fmt::format("{} {}. No push takes it.", paths.front(), reason)
+                             : fmt::format("No push takes these {} entries ({}): each {}.", paths.size(),
+                                           someOf(paths), reason);
+}
+
 std::string someOf(const std::vector<std::string>& names) {
     constexpr std::size_t namedAtMost = 5;
     const std::size_t named = std::min(names.size(), namedAtMost);

@@ -22,6 +22,9 @@ inline constexpr std::string_view shortLimitsText = "Name 30 · Subtitle 30 · P
 /// What is said of locales that were pulled and whose folders were removed.
 [[nodiscard]] std::string noFolderText(const std::vector<std::string>& locales);
 
+/// What is said of files and folders that no push takes; `reason` goes on behind their names.
+[[nodiscard]] std::string misnamedText(const std::vector<std::string>& paths, std::string_view reason);
+
 /// The first few of `names` and how many more there are, separated by commas.
 [[nodiscard]] std::string someOf(const std::vector<std::string>& names);
 

@@ -9,6 +9,7 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <cerrno>
 #include <set>
 
 namespace quorvel {
@@ -25,18 +26,15 @@ void requireOtherTree(const std::filesystem::path& tree, const MetadataStore& st
                             {tree, {}, {}});
 }
 
-bool isFieldFile(std::string_view name) {
-    return std::ranges::find(allFieldTypes, name, fileNameOf) != allFieldTypes.end();
-}
+using SkipKind = SkippedEntry::Kind;
 
-std::string reasonToSkipFolder(std::string_view name) {
-    if (const auto nearest = nearestAppStoreLocale(name))
-        return fmt::format("is no App Store locale; rename it to \"{}\" if that is meant", *nearest);
-    return "is no App Store locale";
+// Relative to the tree.
+std::filesystem::path fileIn(const FieldKey& key) {
+    return std::filesystem::path(key.locale) / fileNameOf(key.field);
 }
 
 SkippedEntry skippedEntry(const UnreadableText& text) {
-    return {(std::filesystem::path(text.locale) / fileNameOf(text.field)).native(), text.explanation};
+    return {fileIn(text.key()).native(), text.explanation, SkipKind::unreadable};
 }
 
 class Importer {
@@ -54,11 +52,12 @@ class Importer {
         const auto entries = listFolder(tree_);
         if (!entries) throw MetadataError::notAFolder(tree_);
         const auto folders = source_.locales();
+        requireTree(tree_);
         for (const FolderEntry& entry : *entries) {
             if (std::ranges::binary_search(folders, entry.name) && isAppStoreLocale(entry.name))
                 importLocale(entry.name);
             else if (std::ranges::binary_search(folders, entry.name))
-                skip(entry.name, reasonToSkipFolder(entry.name));
+                report_.skipped.push_back(strayFolder(entry.name, folders));
             else if (!entry.name.starts_with('.'))
                 skip(entry.name, "is no locale folder");
         }
@@ -66,8 +65,8 @@ class Importer {
     }
 
   private:
-    void skip(const std::filesystem::path& path, std::string reason) {
-        report_.skipped.push_back({path.native(), std::move(reason)});
+    void skip(const std::filesystem::path& path, std::string reason, SkipKind kind = SkipKind::other) {
+        report_.skipped.push_back({path.native(), std::move(reason), kind});
     }
 
     void importLocale(const std::string& locale) {
@@ -77,36 +76,41 @@ class Importer {
             try {
                 if (const auto text = source_.read(locale, field)) importField({locale, field}, *text);
             } catch (const MetadataError& error) {
-                skip(std::filesystem::path(locale) / fileNameOf(field), error.what());
+                skip(fileIn({locale, field}), error.what(), SkipKind::unreadable);
             }
         }
         if (report_.imported.size() > before) report_.locales.push_back(locale);
     }
 
     void skipOtherFiles(const std::string& locale) try {
+        std::vector<std::string> names;
         for (const FolderEntry& entry : listFolder(tree_ / locale).value_or(std::vector<FolderEntry>()))
-            if (!isFieldFile(entry.name) && !entry.name.starts_with('.'))
-                skip(std::filesystem::path(locale) / entry.name, "is no field of the metadata");
+            names.push_back(entry.name);
+        for (const std::string& name : names)
+            if (!isFieldFile(name) && !name.starts_with('.'))
+                report_.skipped.push_back(strayFile(locale, name, names));
     } catch (const FileError& error) {
-        skip(locale, error.what());
+        skip(locale, error.what(), SkipKind::unreadable);
     }
 
     void importField(const FieldKey& key, std::string_view found) {
-        const std::string_view text = withoutFinalLineBreak(found);
-        const auto local = target_.read(key.locale, key.field);
-        if (local == text) {
-            ++report_.unchanged;
-            return;
-        }
-        if (isBlank(text) && local && !isBlank(*local)) {
-            skip(std::filesystem::path(key.locale) / fileNameOf(key.field),
-                 "is blank; the local text was left as it is");
-            return;
-        }
-        const auto decision =
-            decidePull(pulled_.read(key.locale, key.field), local, text, LocalEdits::keepBeside);
-        if (decision.keepsBeside) keep(key, *local);
-        if (dryRun_ == DryRun::no) store_.write(key.locale, key.field, text);
+        const std::string text(withoutFinalLineBreak(found));
+        const auto pulled = pulled_.read(key.locale, key.field);
+        const auto replace = [&](const std::optional<std::string>& local) -> std::optional<std::string> {
+            if (local == text || (isBlank(text) && local && !isBlank(*local))) {
+                if (local == text)
+                    ++report_.unchanged;
+                else
+                    skip(fileIn(key), "is blank; the local text was left as it is", SkipKind::blank);
+                return std::nullopt;
+            }
+            if (decidePull(pulled, local, text, LocalEdits::keepBeside).keepsBeside) keep(key, *local);
+            return text;
+        };
+        const bool replaces = dryRun_ == DryRun::no
+                                  ? store_.update(key.locale, key.field, replace)
+                                  : replace(target_.read(key.locale, key.field)).has_value();
+        if (!replaces) return;
         report_.imported.push_back(key);
         report_.stripped += text.size() < found.size();
         if (isOverLimit(text, key.field)) report_.overLimit.push_back(key);
@@ -129,6 +133,43 @@ class Importer {
     ImportReport report_;
 };
 
+// The bytes of a file of the other tree, which need be no text. Throws `MetadataError` where no file can be.
+std::optional<std::string> fileToReplace(const MetadataStore& target, const FieldKey& key) {
+    const std::filesystem::path file = target.folder().fieldFile(key.locale, key.field);
+    requireInside(file, target.folder().rootURL);
+    try {
+        return readFile(file);
+    } catch (const FileError& error) {
+        if (error.errorNumber() == EISDIR) throw MetadataError::notAFile(file);
+        throw MetadataError::cannotRead(file, error.errorNumber());
+    }
+}
+
+void exportField(ExportReport& report, const MetadataStore& target, const FieldKey& key,
+                 const std::optional<std::string>& present, const std::string& local, DryRun dryRun) {
+    const std::string text = local.empty() ? "" : local + "\n";
+    const std::filesystem::path file = target.folder().fieldFile(key.locale, key.field);
+    if (present == text) {
+        ++report.unchanged;
+        return;
+    }
+    if (dryRun == DryRun::no) {
+        createFolders(file.parent_path());
+        if (!replaceFile(file, present, text)) throw MetadataError::keepsChanging(file);
+    }
+    ++report.written;
+    if (present) report.replaced.push_back(key);
+}
+
+// What tidying makes of a text; nothing when it stays.
+std::optional<std::string> tidied(const std::optional<std::string>& local,
+                                  const std::optional<std::string>& pulled) {
+    // What App Store Connect holds is no slip of an editor, and stripping it would make a change.
+    if (!local || local == pulled) return std::nullopt;
+    const std::string_view text = withoutFinalLineBreak(withoutByteOrderMark(*local));
+    return text == *local ? std::nullopt : std::optional<std::string>(text);
+}
+
 } // namespace
 
 ImportReport importTree(const std::filesystem::path& tree, const MetadataStore& store, const Clock& clock,
@@ -146,15 +187,13 @@ ExportReport exportTree(const MetadataStore& store, const std::filesystem::path&
     for (const auto& [locale, fields] : local.texts)
         for (const FieldType field : allFieldTypes) {
             if (!fields[field]) continue;
-            const std::string text = fields[field]->empty() ? "" : *fields[field] + "\n";
-            const auto present = readFile(target.folder().fieldFile(locale, field));
-            if (present == text) {
-                ++report.unchanged;
-                continue;
+            const FieldKey key{locale, field};
+            try {
+                const auto present = fileToReplace(target, key);
+                exportField(report, target, key, present, *fields[field], dryRun);
+            } catch (const MetadataError& error) {
+                report.skipped.push_back({fileIn(key).native(), error.what(), SkipKind::unreadable});
             }
-            if (dryRun == DryRun::no) target.write(locale, field, text);
-            ++report.written;
-            if (present) report.replaced.push_back({locale, field});
         }
     return report;
 }
@@ -165,17 +204,28 @@ TidyReport tidyTree(const MetadataStore& store, DryRun dryRun) {
     TidyReport report;
     std::ranges::transform(local.unreadable, std::back_inserter(report.skipped), skippedEntry);
     for (const auto& [locale, fields] : local.texts) {
-        const auto copies = pulled.texts.find(locale);
+        const auto found = pulled.texts.find(locale);
+        const FieldTexts copies = found == pulled.texts.end() ? FieldTexts() : found->second;
         for (const FieldType field : allFieldTypes) {
-            if (!fields[field]) continue;
-            // What App Store Connect holds is no slip of an editor, and stripping it would make a change.
-            if (copies != pulled.texts.end() && copies->second[field] == fields[field]) continue;
-            const std::string_view unmarked = withoutByteOrderMark(*fields[field]);
-            const std::string_view text = withoutFinalLineBreak(unmarked);
-            if (text == *fields[field]) continue;
-            if (dryRun == DryRun::no) store.write(locale, field, text);
-            report.tidied.push_back(
-                {locale, field, text.size() < unmarked.size(), unmarked.size() < fields[field]->size()});
+            if (!tidied(fields[field], copies[field])) continue;
+            TidiedField one{.locale = locale, .field = field};
+            const auto tidy = [&](const std::optional<std::string>& present) {
+                auto text = tidied(present, copies[field]);
+                if (text) {
+                    const std::string_view unmarked = withoutByteOrderMark(*present);
+                    one.finalLineBreak = text->size() < unmarked.size();
+                    one.byteOrderMark = unmarked.size() < present->size();
+                }
+                return text;
+            };
+            try {
+                if (dryRun == DryRun::yes ? tidy(fields[field]).has_value()
+                                          : store.update(locale, field, tidy))
+                    report.tidied.push_back(one);
+            } catch (const MetadataError& error) {
+                report.skipped.push_back(
+                    {fileIn({locale, field}).native(), error.what(), SkipKind::unreadable});
+            }
         }
     }
     return report;

@@ -4,20 +4,13 @@
 #include "Core/metadata/DryRun.h"
 #include "Core/metadata/MetadataPuller.h"
 #include "Core/metadata/MetadataStore.h"
+#include "Core/metadata/StrayEntries.h"
 
 #include <filesystem>
 #include <string>
 #include <vector>
 
 namespace quorvel {
-
-/// An entry of a tree that was not taken.
-struct SkippedEntry {
-    std::string path; // relative to the tree
-    std::string reason;
-    QUORVEL_RECORD(SkippedEntry, path, reason)
-    bool operator==(const SkippedEntry&) const = default;
-};
 
 struct ImportReport {
     std::vector<std::string> locales; // with at least one field taken
@@ -56,8 +49,8 @@ struct TidyReport {
 /// Takes the texts of `tree` into the local files of `store`: one final line break is stripped, everything
 /// else stays byte for byte. An edit that would be replaced is kept beside; a blank file replaces no text.
 /// Folders that are no App Store locale and files that are no field are skipped and named. Throws
-/// `MetadataError` when `tree` is no folder, and `FileError`. Unless it is a dry run, the caller holds the
-/// lock of the app's folder.
+/// `MetadataError` when `tree` is no folder or holds no locale, and says where one is near; and `FileError`.
+/// Unless it is a dry run, the caller holds the lock of the app's folder.
 [[nodiscard]] ImportReport importTree(const std::filesystem::path& tree, const MetadataStore& store,
                                       const Clock& clock, DryRun dryRun = DryRun::no);
 

@@ -1,6 +1,5 @@
 #include "Core/metadata/PendingChange.h"
 
-#include "Core/metadata/LocalizationWriter.h"
 #include "Platform/text/Counted.h"
 #include "Platform/text/Text.h"
 
@@ -16,10 +15,6 @@ bool PendingChange::clears() const {
 
 std::string_view PendingChange::textToSend() const {
     return isBlank(local) ? std::string_view() : std::string_view(local);
-}
-
-bool PushOutcome::wasSent() const {
-    return success || errorMessage != notSentText;
 }
 
 std::string pushReport(const std::vector<PushOutcome>& outcomes) {

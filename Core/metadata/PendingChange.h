@@ -3,6 +3,7 @@
 
 #include "Core/asc/ASCError.h"
 #include "Core/metadata/FieldTexts.h"
+#include "Core/metadata/ReviewMarks.h"
 
 #include <optional>
 #include <string>
@@ -18,8 +19,9 @@ struct PendingChange {
     std::string remote; // the pulled copy; empty when there is none
     std::string local;  // the text on disk; empty when there is no file
     bool isOverLimit = false;
-    bool isNewLocale = false; // the locale has no pulled copy at all
-    QUORVEL_RECORD(PendingChange, locale, field, remote, local, isOverLimit, isNewLocale)
+    bool isNewLocale = false;                        // the locale has no pulled copy at all
+    std::optional<ReviewMark> review = std::nullopt; // the local text was generated and not read since
+    QUORVEL_RECORD(PendingChange, locale, field, remote, local, isOverLimit, isNewLocale, review)
 
     [[nodiscard]] FieldKey key() const { return {locale, field}; }
     /// Whether pushing this removes the field's text.
@@ -29,20 +31,25 @@ struct PendingChange {
     bool operator==(const PendingChange&) const = default;
 };
 
+/// What the error text of a change says when App Store Connect may have taken it all the same, as its answer
+/// was lost. The history keeps the text, so these words never change.
+inline constexpr std::string_view mayHaveTakenText = "App Store Connect may have taken it.";
+
 /// What a push did with one change.
 struct PushOutcome {
     PendingChange change;
     bool success = false;
     std::optional<std::string> errorMessage; // why it failed
-    // What App Store Connect held when the push looked; nothing where it could not be told.
+    // What App Store Connect held when the push looked; nothing where it could not be told, and where it held
+    // the text that was to be sent: an earlier push whose answer was lost may have sent it.
     std::optional<std::string> previous = std::nullopt;
     // What the error of App Store Connect means; nothing when the change failed for another reason.
     std::optional<ASCError::Kind> failure = std::nullopt;
     std::optional<std::string> remark = std::nullopt; // about a change that succeeded
-    QUORVEL_RECORD_EXCEPT(PushOutcome, (previous), change, success, errorMessage, failure, remark)
+    bool notSent = false; // never tried: the push was cancelled, or other locales told that it is refused
+    QUORVEL_RECORD_EXCEPT(PushOutcome, (previous), change, success, errorMessage, failure, remark, notSent)
 
-    /// Whether it was tried; a push that is cancelled leaves the rest.
-    [[nodiscard]] bool wasSent() const;
+    [[nodiscard]] bool wasSent() const { return !notSent; }
     /// The text before the push: what was held, else the pulled copy.
     [[nodiscard]] const std::string& textBefore() const { return previous ? *previous : change.remote; }
     bool operator==(const PushOutcome&) const = default;

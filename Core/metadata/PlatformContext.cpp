@@ -105,6 +105,14 @@ std::vector<PlatformContext> contextsOf(const std::vector<VersionResource>& vers
     return contexts;
 }
 
+Release releaseOf(const ContextID& context, const std::vector<PlatformContext>& contexts) {
+    const bool isKnown = std::ranges::find(contexts, context, &PlatformContext::contextID) != contexts.end();
+    const bool wasOnSale = std::ranges::any_of(contexts, [&](const PlatformContext& other) {
+        return other.platform == context.platform && other.stateClass == AppStoreVersionStateClass::live;
+    });
+    return isKnown && !wasOnSale ? Release::first : Release::update;
+}
+
 std::optional<PlatformContext> chooseContext(const std::vector<PlatformContext>& contexts,
                                              const std::optional<std::string>& wanted) {
     const auto firstWhere = [&](auto condition) { return std::ranges::find_if(contexts, condition); };

@@ -78,6 +78,12 @@ struct PlatformContext {
 [[nodiscard]] std::vector<PlatformContext>
 contextsOf(const std::vector<ASCResource<AppStoreVersionAttributes>>& versions);
 
+/// Whether a version of the platform is or was on sale before this one.
+enum class Release { first, update };
+
+/// What the version of `context` is, by all contexts of its app; `update` for one that is not among them.
+[[nodiscard]] Release releaseOf(const ContextID& context, const std::vector<PlatformContext>& contexts);
+
 /// The context to show: `wanted` when it is among `contexts`, else the first that takes pushes, else the
 /// first next one, else the first; nothing only when there are none.
 [[nodiscard]] std::optional<PlatformContext> chooseContext(const std::vector<PlatformContext>& contexts,

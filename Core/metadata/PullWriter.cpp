@@ -5,6 +5,7 @@
 #include "Platform/task/Task.h"
 
 #include <fmt/format.h>
+#include <fmt/ranges.h>
 
 #include <algorithm>
 #include <set>
@@ -31,12 +32,22 @@ struct LocaleResult {
     std::vector<std::string> warnings;
 };
 
+// Both sides of a locale as they are now.
+struct Sides {
+    TreeReader::Locale local;
+    TreeReader::Locale pulled;
+
+    Sides(const MetadataStore& store, std::string_view locale)
+        : local(TreeReader(store.folder(), TextSide::local).readUsable(locale)),
+          pulled(TreeReader(store.folder(), TextSide::pulled).readUsable(locale)) {}
+};
+
 void merge(FieldTexts& into, const FieldTexts& texts) {
     for (const FieldType field : allFieldTypes)
         if (texts[field]) into[field] = texts[field];
 }
 
-std::vector<LocaleWork> gather(const std::vector<IncomingTexts>& incoming, const LocaleTexts& pulled,
+std::vector<LocaleWork> gather(const std::vector<IncomingTexts>& incoming, const ReadTexts& pulled,
                                const LocaleSet& disabled) {
     std::map<std::string, LocaleWork> work;
     const auto workFor = [&](const std::string& locale) -> LocaleWork& {
@@ -45,15 +56,18 @@ std::vector<LocaleWork> gather(const std::vector<IncomingTexts>& incoming, const
         found.locale = locale;
         return found;
     };
+    std::set<FieldKey> copies; // damaged ones too
+    for (const auto& [locale, texts] : pulled.texts)
+        for (const FieldType field : allFieldTypes)
+            if (texts[field]) copies.insert({locale, field});
+    for (const UnreadableText& copy : pulled.unreadable)
+        if (copy.isFile) copies.insert(copy.key());
     for (const IncomingTexts& resource : incoming) {
         for (const auto& [locale, texts] : resource.locales)
             merge(workFor(locale).incoming, texts);
-        for (const auto& [locale, copies] : pulled) {
-            if (resource.locales.contains(locale)) continue;
-            for (const FieldType field : allFieldTypes)
-                if (homeOf(field) == resource.home && copies[field])
-                    workFor(locale).vanished.push_back(field);
-        }
+        for (const auto& [locale, field] : copies)
+            if (homeOf(field) == resource.home && !resource.locales.contains(locale))
+                workFor(locale).vanished.push_back(field);
     }
     std::vector<LocaleWork> list;
     for (auto& [locale, one] : work)
@@ -63,15 +77,27 @@ std::vector<LocaleWork> gather(const std::vector<IncomingTexts>& incoming, const
 
 using Decisions = std::array<std::optional<PullDecision>, allFieldTypes.size()>;
 
-// A local file that cannot be read stays as it is; only the pulled copy follows App Store Connect.
-Decisions decide(const LocaleWork& work, const FieldTexts& pulled, const TreeReader::Locale& local,
-                 LocalEdits edits) {
+// What an editor adds at the end is no edit where the user said so.
+PullDecision decideText(const std::optional<std::string>& copy, const std::optional<std::string>& local,
+                        const std::string& incoming, const PullOptions& options) {
+    if (!local) return decidePull(copy, local, incoming, options.edits);
+    const std::string text = countedText(options.finalLineBreak, *local, incoming);
+    return decidePull(copy, text == incoming ? text : countedText(options.finalLineBreak, *local, copy),
+                      incoming, options.edits);
+}
+
+// A local file that cannot be read stays as it is; only the pulled copy follows App Store Connect. Where no
+// copy can be written the local text stays too: without its copy it would look like an edit.
+Decisions decide(const LocaleWork& work, const Sides& sides, const PullOptions& options) {
     Decisions decisions;
-    for (const FieldType field : allFieldTypes)
-        if (const auto& incoming = work.incoming[field])
-            decisions[static_cast<std::size_t>(field)] =
-                local.isUnreadable(field) ? PullDecision{.writesPulled = pulled[field] != incoming}
-                                          : decidePull(pulled[field], local.texts[field], *incoming, edits);
+    for (const FieldType field : allFieldTypes) {
+        const auto& incoming = work.incoming[field];
+        if (!incoming || sides.pulled.isBlocked(field)) continue;
+        const auto& copy = sides.pulled.texts[field];
+        decisions[static_cast<std::size_t>(field)] =
+            sides.local.isUnreadable(field) ? PullDecision{.writesPulled = copy != incoming}
+                                            : decideText(copy, sides.local.texts[field], *incoming, options);
+    }
     return decisions;
 }
 
@@ -81,18 +107,33 @@ bool needsWriting(const LocaleWork& work, const Decisions& decisions) {
     });
 }
 
-std::string explainUnreadable(const UnreadableText& text) {
-    return fmt::format("The {} of {} was not replaced: {}", shortLabelOf(text.field), text.locale,
-                       text.explanation);
-}
+// One warning for all fields that stay for the same reason, such as the locale's folder.
+class UnreadableWarnings {
+  public:
+    void add(const UnreadableText& text) { fields_[text.explanation].push_back(shortLabelOf(text.field)); }
+    [[nodiscard]] std::vector<std::string> of(const std::string& locale) const {
+        std::vector<std::string> warnings;
+        for (const auto& [explanation, fields] : fields_)
+            warnings.push_back(fmt::format("The {} of {} {} not replaced: {}", fmt::join(fields, ", "),
+                                           locale, fields.size() == 1 ? "was" : "were", explanation));
+        return warnings;
+    }
 
-LocaleResult resultOf(const LocaleWork& work, const Decisions& decisions, const TreeReader::Locale& local) {
+  private:
+    std::map<std::string, std::vector<std::string_view>> fields_; // by explanation
+};
+
+LocaleResult resultOf(const LocaleWork& work, const Decisions& decisions, const Sides& sides) {
     LocaleResult result;
-    for (const UnreadableText& text : local.unreadable)
-        if (work.incoming[text.field]) result.warnings.push_back(explainUnreadable(text));
+    UnreadableWarnings unreadable;
+    for (const UnreadableText& text : sides.local.unreadable)
+        if (work.incoming[text.field]) unreadable.add(text);
+    for (const UnreadableText& copy : sides.pulled.unreadable)
+        if (work.incoming[copy.field] && !copy.isFile) unreadable.add(copy);
+    result.warnings = unreadable.of(work.locale);
     for (const FieldType field : allFieldTypes) {
         const auto& decision = decisions[static_cast<std::size_t>(field)];
-        if (!decision || local.isUnreadable(field)) continue;
+        if (!decision || sides.local.isUnreadable(field)) continue;
         if (decision->writesLocal) result.updated.push_back({work.locale, field});
         if (decision->leavesEdit)
             result.leftEdits.push_back({work.locale, field});
@@ -102,24 +143,35 @@ LocaleResult resultOf(const LocaleWork& work, const Decisions& decisions, const 
     return result;
 }
 
-LocaleResult writeLocale(const MetadataStore& store, const LocaleWork& work, LocalEdits edits, Date moment) {
-    // Read again: an editor may have saved while the other locales were written.
-    const TreeReader::Locale local = TreeReader(store.folder(), TextSide::local).readUsable(work.locale);
-    const TreeReader::Locale pulled = TreeReader(store.folder(), TextSide::pulled).readUsable(work.locale);
-    const Decisions decisions = decide(work, pulled.texts, local, edits);
-    LocaleResult result = resultOf(work, decisions, local);
-    for (const FieldType field : allFieldTypes) {
-        const PullDecision decision = decisions[static_cast<std::size_t>(field)].value_or(PullDecision{});
+// Replaces the local text by the one that came. What an editor saves only now is decided about as well.
+void replaceLocal(const MetadataStore& store, const FieldKey& key, const std::optional<std::string>& copy,
+                  const std::string& incoming, const PullOptions& options, Date moment,
+                  LocaleResult& result) {
+    const auto rewrite = [&](const std::optional<std::string>& local) -> std::optional<std::string> {
+        const PullDecision decision = decideText(copy, local, incoming, options);
         if (decision.keepsBeside)
             result.kept.push_back(
-                {work.locale, field,
-                 store.keepBeside(work.locale, field, *local.texts[field], moment).native()});
-        // The marker of an interrupted pull stays until all of them are synced together.
-        const auto replace = [&](TextSide side) {
-            store.write(work.locale, field, *work.incoming[field], side, Durability::later);
-        };
-        if (decision.writesLocal) replace(TextSide::local);
-        if (decision.writesPulled) replace(TextSide::pulled);
+                {key.locale, key.field, store.keepBeside(key.locale, key.field, *local, moment).native()});
+        if (decision.leavesEdit) result.leftEdits.push_back(key);
+        return decision.writesLocal ? std::optional(incoming) : std::nullopt;
+    };
+    // The marker of an interrupted pull stays until all of them are synced together.
+    if (!store.update(key.locale, key.field, rewrite, Durability::later)) std::erase(result.updated, key);
+}
+
+LocaleResult writeLocale(const MetadataStore& store, const LocaleWork& work, const PullOptions& options,
+                         Date moment) {
+    // Read again: an editor may have saved while the other locales were written.
+    const Sides sides(store, work.locale);
+    const Decisions decisions = decide(work, sides, options);
+    LocaleResult result = resultOf(work, decisions, sides);
+    for (const FieldType field : allFieldTypes) {
+        const PullDecision decision = decisions[static_cast<std::size_t>(field)].value_or(PullDecision{});
+        if (decision.writesLocal)
+            replaceLocal(store, {work.locale, field}, sides.pulled.texts[field], *work.incoming[field],
+                         options, moment, result);
+        if (decision.writesPulled)
+            store.write(work.locale, field, *work.incoming[field], TextSide::pulled, Durability::later);
     }
     for (const FieldType field : work.vanished)
         store.remove(work.locale, field, TextSide::pulled);
@@ -134,19 +186,6 @@ std::string explainVanished(const LocaleWork& work) {
     return fmt::format("{} no longer has a localization for {} of its fields on App Store Connect. "
                        "The local files stay.",
                        work.locale, work.vanished.size());
-}
-
-// A damaged copy is replaced; what cannot be replaced stops the pull before it writes.
-LocaleTexts readCopies(const MetadataStore& store) {
-    ReadTexts copies = store.readAllUsable(TextSide::pulled);
-    for (const UnreadableText& copy : copies.unreadable) {
-        try {
-            (void)store.read(copy.locale, copy.field, TextSide::pulled);
-        } catch (const MetadataError& error) {
-            if (error.kind() != MetadataError::Kind::unusableText) throw;
-        }
-    }
-    return std::move(copies.texts);
 }
 
 void add(PullResult& total, const LocaleResult& one) {
@@ -164,28 +203,25 @@ void add(PullResult& total, const LocaleResult& one) {
 
 PullResult writePulledTexts(const MetadataStore& store, const std::vector<IncomingTexts>& incoming,
                             const PullOptions& options, Date moment) {
-    const LocaleTexts pulled = readCopies(store);
-    const TreeReader local(store.folder(), TextSide::local);
+    const ReadTexts pulled = store.readAllUsable(TextSide::pulled);
     PullResult result;
     std::vector<LocaleWork> toWrite;
     for (LocaleWork& work : gather(incoming, pulled, options.disabledLocales)) {
         if (!work.incoming.isAbsent()) result.summary.locales.push_back(work.locale);
         if (!work.vanished.empty()) result.summary.warnings.push_back(explainVanished(work));
-        const auto copies = pulled.find(work.locale);
-        const TreeReader::Locale present = local.readUsable(work.locale);
-        const Decisions decisions =
-            decide(work, copies == pulled.end() ? FieldTexts() : copies->second, present, options.edits);
+        const Sides sides(store, work.locale);
+        const Decisions decisions = decide(work, sides, options);
         if (needsWriting(work, decisions))
             toWrite.push_back(std::move(work));
         else
-            add(result, resultOf(work, decisions, present));
+            add(result, resultOf(work, decisions, sides));
     }
     if (toWrite.empty() && !store.hasInterruptedPull()) return result;
 
     checkCancellation(); // nothing was begun yet
     store.beginPull();
     for (const LocaleResult& one : parallelMap(toWrite, writers, [&](const LocaleWork& work) {
-             return writeLocale(store, work, options.edits, moment);
+             return writeLocale(store, work, options, moment);
          }))
         add(result, one);
     store.endPull();

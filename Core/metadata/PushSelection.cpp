@@ -7,6 +7,7 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <functional>
 #include <map>
 
 namespace quorvel {
@@ -25,7 +26,8 @@ bool differsInFinalLineBreakOnly(const PendingChange& change) {
 // App Store Connect may take locales that are newer than the list here: one that is named and is no slip in
 // the spelling of another is up to App Store Connect.
 bool mayBeLocale(std::string_view locale, const PushFilter& filter) {
-    return isAppStoreLocale(locale) || (names(filter.locales, locale) && !nearestAppStoreLocale(locale));
+    return isAppStoreLocale(locale) ||
+           (names(filter.locales, locale) && looksLikeLocale(locale) && !nearestAppStoreLocale(locale));
 }
 
 std::optional<LeftOutReason> reasonToLeaveOut(const PendingChange& change, const PushFilter& filter) {
@@ -34,9 +36,12 @@ std::optional<LeftOutReason> reasonToLeaveOut(const PendingChange& change, const
     if (findControlCharacter(change.local) && !isBlank(change.local)) return LeftOutReason::controlCharacter;
     const bool isNamed = names(filter.locales, change.locale) && names(filter.fields, change.field);
     if (differsInFinalLineBreakOnly(change) && !isNamed) return LeftOutReason::onlyFinalLineBreak;
+    if (filter.release == Release::first && change.field == FieldType::releaseNotes)
+        return LeftOutReason::firstVersion;
     if (change.isOverLimit) return LeftOutReason::overLimit;
     if (change.clears() && change.field == FieldType::name) return LeftOutReason::clearsName;
     if (change.clears() && filter.clearing == Clearing::leaveOut) return LeftOutReason::clearsField;
+    if (change.review && filter.unreviewed == Unreviewed::leaveOut) return LeftOutReason::unreviewed;
     return std::nullopt;
 }
 
@@ -45,7 +50,7 @@ std::string explainOverLimit(const PendingChange& change) {
     const std::string_view stripped = withoutFinalLineBreak(change.local);
     if (stripped.size() < change.local.size() && !isOverLimit(stripped, change.field))
         return fmt::format("{} has {} characters where {} are allowed, only because of its final line break. "
-                           "\"quorvel metadata tidy\" removes it.",
+                           "Tidying removes it; finalLineBreak = strip leaves it out.",
                            fileNameOf(change.field), graphemeCount(change.local), limit);
     return fmt::format("{} has {} characters where {} are allowed. Shorten it.", fileNameOf(change.field),
                        graphemeCount(change.local), limit);
@@ -55,8 +60,8 @@ std::string explainFinalLineBreak(const PendingChange& change) {
     if (withoutFinalLineBreak(change.local).size() == change.local.size())
         return "Differs from App Store Connect only by a final line break there; "
                "naming this locale and field in the push removes it there.";
-    return "Differs from App Store Connect only by a final line break. \"quorvel metadata tidy\" removes it; "
-           "naming this locale and field pushes it.";
+    return "Differs from App Store Connect only by a final line break. Tidying removes it, "
+           "finalLineBreak = strip ignores it; naming this locale and field pushes it.";
 }
 
 std::string explainControlCharacter(const PendingChange& change) {
@@ -71,8 +76,20 @@ std::string explainLocale(std::string_view locale) {
     if (const auto nearest = nearestAppStoreLocale(locale))
         return fmt::format("\"{}\" is no App Store locale. Did you mean \"{}\"? Rename the folder.",
                            escapeControls(locale), *nearest);
+    if (!looksLikeLocale(locale))
+        return fmt::format("\"{}\" is no App Store locale, so none of its texts are pushed. "
+                           "Each locale needs a folder of its own.",
+                           escapeControls(locale));
     return fmt::format("\"{}\" is no known App Store locale, so its folder is pushed only when it is named.",
                        escapeControls(locale));
+}
+
+constexpr std::string_view firstVersionText =
+    "A first version takes no release notes (\"What's New\"). They stay here for the next version.";
+
+std::string explainUnread(ReviewMark mark) {
+    return fmt::format("Was generated{} and not read since.",
+                       mark == ReviewMark::cut ? ", cut to its limit" : "");
 }
 
 std::string explain(const PendingChange& change, LeftOutReason reason) {
@@ -97,8 +114,55 @@ std::string explain(const PendingChange& change, LeftOutReason reason) {
                            shortLabelOf(change.field), change.locale);
     case LeftOutReason::clearsName:
         return "A name cannot be removed; write one, or pull to get it back.";
+    case LeftOutReason::unreviewed:
+        return explainUnread(change.review.value_or(ReviewMark::generated)) +
+               " Read it and accept it, or allow unread texts in the push.";
     case LeftOutReason::unreadableFile:
         return "The file cannot be taken as a text.";
+    case LeftOutReason::firstVersion:
+        return std::string(firstVersionText);
+    }
+    return {};
+}
+
+// What is asked for by name is missed, also where it would be left out without a word otherwise.
+bool isMissed(const PendingChange& change, LeftOutReason reason, const PushFilter& filter) {
+    switch (reason) {
+    case LeftOutReason::localeDisabled:
+        return names(filter.locales, change.locale);
+    case LeftOutReason::notAnAppStoreLocale:
+        return names(filter.locales, change.locale) || nearestAppStoreLocale(change.locale).has_value();
+    case LeftOutReason::firstVersion:
+        return names(filter.fields, change.field);
+    default:
+        return waitsForUser(reason);
+    }
+}
+
+// The words for several changes at once; none where the first one's own say it all.
+std::string_view explainTogether(LeftOutReason reason) {
+    switch (reason) {
+    case LeftOutReason::localeDisabled:
+        return "The locales are disabled for this app. Enable a locale to push it.";
+    case LeftOutReason::controlCharacter:
+        return "The files hold control characters, which App Store Connect refuses. Remove them.";
+    case LeftOutReason::overLimit:
+        return "The texts are over their limits. Shorten them.";
+    case LeftOutReason::clearsField:
+        return "Would remove these texts from App Store Connect. "
+               "Allow that in the push, or pull to get them back.";
+    case LeftOutReason::clearsName:
+        return "Names cannot be removed; write them, or pull to get them back.";
+    case LeftOutReason::unreviewed:
+        return "The texts were generated and not read since. "
+               "Read them and accept them, or allow unread texts in the push.";
+    case LeftOutReason::unreadableFile:
+        return "The files cannot be taken as texts.";
+    case LeftOutReason::byteOrderMark:
+    case LeftOutReason::onlyFinalLineBreak:
+    case LeftOutReason::notAnAppStoreLocale:
+    case LeftOutReason::firstVersion:
+        return {};
     }
     return {};
 }
@@ -130,14 +194,36 @@ bool waitsForUser(LeftOutReason reason) {
     case LeftOutReason::overLimit:
     case LeftOutReason::clearsField:
     case LeftOutReason::clearsName:
+    case LeftOutReason::unreviewed:
     case LeftOutReason::unreadableFile:
         return true;
     case LeftOutReason::localeDisabled:
     case LeftOutReason::notAnAppStoreLocale:
     case LeftOutReason::onlyFinalLineBreak:
+    case LeftOutReason::firstVersion:
         return false;
     }
     return false;
+}
+
+std::vector<LeftOutGroup> groupsOf(const std::vector<LeftOutChange>& leftOut) {
+    std::vector<LeftOutGroup> groups;
+    for (const LeftOutChange& one : leftOut) {
+        const bool isOfLocale = one.reason == LeftOutReason::notAnAppStoreLocale;
+        auto group = std::ranges::find_if(groups, [&](const LeftOutGroup& known) {
+            return known.reason == one.reason &&
+                   (!isOfLocale || known.changes.front().change.locale == one.change.locale);
+        });
+        if (group == groups.end()) group = groups.insert(group, {one.reason, {}, one.explanation});
+        group->changes.push_back(one);
+    }
+    for (LeftOutGroup& group : groups)
+        if (const auto words = explainTogether(group.reason); group.changes.size() > 1 && !words.empty())
+            group.explanation = words;
+    std::ranges::stable_sort(groups, std::greater{}, [](const LeftOutGroup& group) {
+        return std::ranges::any_of(group.changes, &LeftOutChange::isMissed);
+    });
+    return groups;
 }
 
 PushSelection selectForPush(const std::vector<PendingChange>& changes, const PushFilter& filter,
@@ -149,10 +235,13 @@ PushSelection selectForPush(const std::vector<PendingChange>& changes, const Pus
                                 ? std::optional(LeftOutReason::localeDisabled)
                                 : reasonToLeaveOut(change, filter);
         if (reason) {
-            selection.leftOut.push_back({change, *reason, explain(change, *reason)});
+            selection.leftOut.push_back(
+                {change, *reason, explain(change, *reason), isMissed(change, *reason, filter)});
             continue;
         }
         selection.chosen.push_back(change);
+        if (change.review)
+            selection.warnings.push_back({change.locale, change.field, explainUnread(*change.review)});
         for (const TextRemark remark : remarksOn(change.local, change.field))
             selection.warnings.push_back({change.locale, change.field, std::string(explain(remark))});
     }

@@ -2,6 +2,7 @@
 #pragma once
 
 #include "Core/metadata/PendingChange.h"
+#include "Core/metadata/PlatformContext.h"
 
 #include <string>
 #include <vector>
@@ -9,12 +10,16 @@
 namespace quorvel {
 
 enum class Clearing { leaveOut, allow };
+/// What becomes of texts that were generated and not read since.
+enum class Unreviewed { leaveOut, allow };
 
-/// What the user asked for; an empty list stands for all.
+/// What the user asked for, and of which version; an empty list stands for all.
 struct PushFilter {
     std::vector<std::string> locales;
     std::vector<FieldType> fields;
     Clearing clearing = Clearing::leaveOut;
+    Release release = Release::update;
+    Unreviewed unreviewed = Unreviewed::leaveOut;
 
     /// Whether the lists take this field.
     [[nodiscard]] bool takes(const FieldKey& key) const;
@@ -29,7 +34,9 @@ enum class LeftOutReason {
     overLimit,
     clearsField,
     clearsName,     // which every localization has
+    unreviewed,     // generated and not read since
     unreadableFile, // the local file or its pulled copy cannot be taken as a text
+    firstVersion,   // takes no release notes
 };
 
 template <>
@@ -43,7 +50,9 @@ struct RawValues<LeftOutReason> {
         {LeftOutReason::overLimit, "overLimit"},
         {LeftOutReason::clearsField, "clearsField"},
         {LeftOutReason::clearsName, "clearsName"},
+        {LeftOutReason::unreviewed, "unreviewed"},
         {LeftOutReason::unreadableFile, "unreadableFile"},
+        {LeftOutReason::firstVersion, "firstVersion"},
     };
 };
 
@@ -51,7 +60,8 @@ struct LeftOutChange {
     PendingChange change;
     LeftOutReason reason = LeftOutReason::overLimit;
     std::string explanation; // why, and what to do
-    QUORVEL_RECORD(LeftOutChange, change, reason, explanation)
+    bool isMissed = true;    // the push is not all that was asked for without it
+    QUORVEL_RECORD(LeftOutChange, change, reason, explanation, isMissed)
     bool operator==(const LeftOutChange&) const = default;
 };
 
@@ -72,6 +82,15 @@ struct PushSelection {
 
 /// Whether a change that was left out for this reason waits until the user does something about it.
 [[nodiscard]] bool waitsForUser(LeftOutReason reason);
+
+/// Changes that were left out for one reason.
+struct LeftOutGroup {
+    LeftOutReason reason = LeftOutReason::overLimit;
+    std::vector<LeftOutChange> changes; // of one locale where the reason is the locale's name
+    std::string explanation;            // of all of them: why, and what to do
+};
+/// Those first that the user has to do something about.
+[[nodiscard]] std::vector<LeftOutGroup> groupsOf(const std::vector<LeftOutChange>& leftOut);
 
 [[nodiscard]] PushSelection selectForPush(const std::vector<PendingChange>& changes,
                                           const PushFilter& filter = {},

@@ -2,6 +2,7 @@
 
 #include "Core/metadata/MetadataDiff.h"
 #include "Core/metadata/MetadataTexts.h"
+#include "Platform/text/Text.h"
 
 #include <algorithm>
 #include <map>
@@ -46,10 +47,12 @@ LeftOutChange leftOutFor(const UnreadableText& text, const ReadTexts& pulled, co
 
 } // namespace
 
-TextComparison compareTexts(const MetadataStore& store, const ContextID& context,
-                            const LocaleSet& disabledLocales, const PushFilter& filter) {
-    const ReadTexts local = store.readAllUsable();
+TextComparison compareTexts(const MetadataStore& store, const ContextID& context, const TextRules& rules,
+                            const PushFilter& filter) {
+    ReadTexts local = store.readAllUsable();
     const ReadTexts pulled = store.readAllUsable(TextSide::pulled);
+    countTexts(rules.finalLineBreak, local.texts, pulled.texts);
+    const LocaleSet& disabledLocales = rules.disabledLocales;
     TextComparison result;
     result.context = context;
     result.disabledLocales = disabledLocales;
@@ -58,7 +61,14 @@ TextComparison compareTexts(const MetadataStore& store, const ContextID& context
     result.unreadable.insert(result.unreadable.end(), pulled.unreadable.begin(), pulled.unreadable.end());
     const UnreadableByKey unreadable = byKey(result.unreadable);
 
+    result.unread = ReviewMarks::load(store.folder()).unreadIn(local.texts);
+    std::erase_if(result.unread,
+                  [&](const UnreadText& text) { return disabledLocales.contains(text.locale); });
     result.changes = readableChanges(pulled, local, unreadable);
+    for (PendingChange& change : result.changes)
+        if (const auto found = std::ranges::find(result.unread, change.key(), &UnreadText::key);
+            found != result.unread.end())
+            change.review = found->mark;
     result.selection = selectForPush(result.changes, filter, disabledLocales);
     for (const auto& [key, text] : unreadable)
         if (filter.takes(key) && !disabledLocales.contains(key.locale))
@@ -73,7 +83,9 @@ TextComparison compareTexts(const MetadataStore& store, const ContextID& context
         if (!local.texts.contains(locale) && !texts.isAbsent() && !disabledLocales.contains(locale))
             result.removedLocales.push_back(locale);
     }
-    result.lacksCopies = pulled.texts.empty() && !local.texts.empty();
+    result.misnamed = misnamedEntries(store.folder());
+    result.wasPulled = store.wasPulled();
+    result.pulledAt = store.pulledAt();
     result.interruptedPull = store.hasInterruptedPull();
     return result;
 }
@@ -96,8 +108,13 @@ std::size_t TextComparison::overLimit() const {
 
 std::vector<std::string> TextComparison::notices() const {
     std::vector<std::string> notices;
-    if (lacksCopies) notices.push_back(notPulledText(context.text()));
+    if (lacksCopies()) notices.push_back(notPulledText(context.text()));
     if (!removedLocales.empty()) notices.push_back(noFolderText(removedLocales));
+    std::map<std::string_view, std::vector<std::string>> misnamedBy; // reason
+    for (const SkippedEntry& entry : misnamed)
+        misnamedBy[entry.reason].push_back(escapeControls(entry.path));
+    for (const auto& [reason, paths] : misnamedBy)
+        notices.push_back(misnamedText(paths, reason));
     return notices;
 }
 

@@ -1,5 +1,6 @@
 #include "Core/metadata/TextRemarks.h"
 
+#include "Platform/crypto/Digest.h"
 #include "Platform/text/Text.h"
 
 #include <algorithm>
@@ -35,7 +36,7 @@ bool hasRepeatedTerm(std::string_view keywords) {
     std::set<std::string> seen;
     for (;;) {
         const std::size_t comma = keywords.find(',');
-        const std::string term = asciiLowercase(trim(keywords.substr(0, comma)));
+        const std::string term = caseFolded(trim(keywords.substr(0, comma)));
         if (!term.empty() && !seen.insert(term).second) return true;
         if (comma == std::string_view::npos) return false;
         keywords.remove_prefix(comma + 1);
@@ -79,14 +80,14 @@ std::string_view explain(TextRemark remark) {
     switch (remark) {
     case TextRemark::byteOrderMark:
         return "Begins with a byte order mark, which would become part of the text; "
-               "\"quorvel metadata tidy\" removes it.";
+               "tidying removes it.";
     case TextRemark::controlCharacter:
         return "Holds a control character, which App Store Connect refuses; remove it.";
     case TextRemark::carriageReturn:
         return "Holds carriage returns (CR LF line breaks), which are sent as they are.";
     case TextRemark::finalLineBreak:
-        return "Ends with a line break, which counts as a character and is sent; \"quorvel metadata tidy\" "
-               "removes it.";
+        return "Ends with a line break, which counts as a character and is sent. Tidying removes it; "
+               "with the app's setting finalLineBreak = strip it stays in the file and is not sent.";
     case TextRemark::codePointsOverLimit:
         return "Is within the limit as people count characters, but above it in code points; "
                "App Store Connect may refuse it.";
@@ -116,6 +117,10 @@ std::string_view withoutFinalLineBreak(std::string_view text) {
 
 std::string_view withoutByteOrderMark(std::string_view text) {
     return text.starts_with(byteOrderMark) ? text.substr(byteOrderMark.size()) : text;
+}
+
+std::string contentDigest(std::string_view text) {
+    return sha256Hex(withoutFinalLineBreak(withoutByteOrderMark(text)));
 }
 
 } // namespace quorvel

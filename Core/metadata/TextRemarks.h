@@ -49,5 +49,8 @@ struct RawValues<TextRemark> {
 [[nodiscard]] std::string_view withoutFinalLineBreak(std::string_view text);
 /// `text` without a byte order mark at its start.
 [[nodiscard]] std::string_view withoutByteOrderMark(std::string_view text);
+/// 64 hexadecimal digits that tell texts apart; what editors add, a byte order mark or a final line break,
+/// makes no other text.
+[[nodiscard]] std::string contentDigest(std::string_view text);
 
 } // namespace quorvel

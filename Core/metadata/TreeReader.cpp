@@ -148,7 +148,8 @@ FieldTexts TreeReader::readLocale(std::string_view locale) const {
 TreeReader::Locale TreeReader::readUsable(std::string_view locale) const {
     Locale reading;
     const auto report = [&](FieldType field, const MetadataError& error) {
-        reading.unreadable.push_back({std::string(locale), field, error.what()});
+        reading.unreadable.push_back(
+            {std::string(locale), field, error.what(), error.kind() == MetadataError::Kind::unusableText});
     };
     FileDescriptor folder;
     try {

@@ -31,6 +31,11 @@ class TreeReader {
         [[nodiscard]] bool isUnreadable(FieldType field) const {
             return std::ranges::find(unreadable, field, &UnreadableText::field) != unreadable.end();
         }
+        /// Whether no file can be written in its place: a folder is there, or a link out of the tree.
+        [[nodiscard]] bool isBlocked(FieldType field) const {
+            const auto found = std::ranges::find(unreadable, field, &UnreadableText::field);
+            return found != unreadable.end() && !found->isFile;
+        }
     };
     [[nodiscard]] Locale readUsable(std::string_view locale) const;
     [[nodiscard]] ReadTexts readAllUsable() const;

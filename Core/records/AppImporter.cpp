@@ -12,7 +12,7 @@ namespace {
 
 std::string slugOfText(std::string_view text) {
     std::string slug;
-    for (const char character : asciiLowercase(text)) {
+    for (const char character : asciiLowercase(transliterateToASCII(text))) {
         const bool kept = (character >= 'a' && character <= 'z') || (character >= '0' && character <= '9');
         if (kept)
             slug += character;

@@ -6,6 +6,8 @@
 
 #include <fmt/format.h>
 
+#include <algorithm>
+
 namespace quorvel {
 
 using namespace records;
@@ -26,6 +28,11 @@ ManagedApp put(Database& database, const ManagedApp& app) {
     return requireApp(database, app.id);
 }
 
+std::vector<ManagedApp> inOrderOfNames(std::vector<ManagedApp> apps) {
+    std::ranges::stable_sort(apps, nameLess, &ManagedApp::displayName);
+    return apps;
+}
+
 std::size_t placeOf(const FieldRule& rule) {
     const auto field = rule.fieldTypeValue();
     return field ? static_cast<std::size_t>(std::ranges::find(allFieldTypes, *field) - allFieldTypes.begin())
@@ -38,14 +45,12 @@ AppRecords::AppRecords(SharedContainer container, Clock clock)
     : container_(std::move(container)), clock_(std::move(clock)) {}
 
 std::vector<ManagedApp> AppRecords::all() const {
-    return fetch<ManagedApp>(*container_, "ORDER BY displayName COLLATE NOCASE, displayName, slug");
+    return inOrderOfNames(fetch<ManagedApp>(*container_, "ORDER BY slug"));
 }
 
 std::vector<ManagedApp> AppRecords::inWorkspace(const std::optional<std::string>& workspaceID) const {
     const StoreValue wanted = workspaceID ? StoreValue(std::string_view(*workspaceID)) : StoreValue();
-    return fetch<ManagedApp>(*container_,
-                             "WHERE workspace IS ?1 ORDER BY displayName COLLATE NOCASE, displayName, slug",
-                             {wanted});
+    return inOrderOfNames(fetch<ManagedApp>(*container_, "WHERE workspace IS ?1 ORDER BY slug", {wanted}));
 }
 
 std::optional<ManagedApp> AppRecords::find(std::string_view id) const {

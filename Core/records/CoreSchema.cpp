@@ -124,8 +124,7 @@ void CoreSchema::checkTables(Database& database) {
     try {
         std::apply([&](const auto&... table) { (readOne(database, table), ...); }, records::tables);
     } catch (const StoreError& error) {
-        // The engine's answer to a table or column that is missing.
-        if (error.kind() != StoreError::Kind::unavailable) throw;
+        if (error.kind() != StoreError::Kind::statement) throw;
         throw StoreError(StoreError::Kind::damaged, error.what());
     }
 }

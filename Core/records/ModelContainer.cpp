@@ -23,9 +23,9 @@ namespace {
 
 using Kind = StoreError::Kind;
 
-// Whether a fresh store would open in the place of this one.
+// Whether the store itself is the reason, and not what the machine lacks at this moment.
 bool isWorthReplacing(Kind kind) {
-    return kind != Kind::busy && kind != Kind::full && kind != Kind::readOnly;
+    return kind == Kind::damaged || kind == Kind::newerSchema || kind == Kind::noFile;
 }
 
 // Opens a store, at most twice.
@@ -39,8 +39,8 @@ class Opening {
             return attempt();
         } catch (const StoreError& error) {
             if (error.kind() == Kind::busy) throw;
-            Logger("ModelContainer")
-                .error(fmt::format("ModelContainer init failed: {} — attempting fresh store.", error.what()));
+            logger_.error(
+                fmt::format("ModelContainer init failed: {} — attempting fresh store.", error.what()));
             return openFresh(error);
         }
     }
@@ -57,8 +57,14 @@ class Opening {
     Database openFresh(const StoreError& reason) {
         try {
             const auto present = files_.present();
-            if (lock_ && !present.empty() && isWorthReplacing(reason.kind())) replace(present, reason);
-            return attempt();
+            const bool isReplaced = lock_ && !present.empty() && isWorthReplacing(reason.kind());
+            if (isReplaced) replace(present, reason);
+            Database opened = attempt();
+            if (!isReplaced)
+                logger_.warning(fmt::format("The store of your records was opened at the second attempt; "
+                                            "nothing was lost. The first one failed: {}",
+                                            reason.what()));
+            return opened;
         } catch (const StoreError& error) {
             fail(error.kind(), error.what());
         } catch (const FileError& error) {
@@ -116,6 +122,7 @@ class Opening {
     std::optional<FileLock> lock_;
     std::vector<std::filesystem::path> replaced_; // what a fresh store was made for
     std::optional<RebuiltStore> rebuilt_;
+    Logger logger_{"ModelContainer"};
 };
 
 } // namespace

@@ -35,10 +35,11 @@ struct RebuiltStore {
 class ModelContainer {
   public:
     /// Opens the store under `folder`, making it when there is none, and brings an older schema up to date.
-    /// A store that cannot be opened is moved to a backup and replaced by a fresh one. When only the disk is
-    /// full or writing is not allowed, it is left alone and tried once more. Throws `StoreError`: of the kind
-    /// `busy` when another process holds the store, else with the text "Failed to initialize ModelContainer
-    /// even after fresh store: ", the reason and where the old files are.
+    /// One that is damaged, of a newer schema or no store at all is moved to a backup and replaced by a fresh
+    /// one. After any other failure, which may pass, it is left alone and tried once more; a warning tells.
+    /// Throws `StoreError`: of the kind `busy` when another process holds the store, else with the text
+    /// "Failed to initialize ModelContainer even after fresh store: ", the reason and where the old files
+    /// are.
     [[nodiscard]] static std::shared_ptr<ModelContainer>
     open(const std::filesystem::path& folder, const Clock& clock,
          std::chrono::milliseconds busyTimeout = std::chrono::seconds(30));

@@ -83,21 +83,29 @@ struct PushRun {
     Date finished;
     std::int64_t fields = 0; // tried
     std::int64_t failed = 0;
+    std::int64_t unknown = 0; // App Store Connect may have taken them (`isOutcomeUnknown`)
     std::int64_t locales = 0;
     std::optional<std::string> versionString;
     std::optional<std::string> platform;
     std::optional<std::string> stateClass;
-    QUORVEL_RECORD(PushRun, sessionId, started, finished, fields, failed, locales, versionString, platform,
-                   stateClass)
+    QUORVEL_RECORD(PushRun, sessionId, started, finished, fields, failed, unknown, locales, versionString,
+                   platform, stateClass)
     bool operator==(const PushRun&) const = default;
 };
+
+/// Whether App Store Connect may or may not have taken the text: the program ended, or the connection broke,
+/// between the request and its answer.
+[[nodiscard]] bool isOutcomeUnknown(const PushHistoryEntry& entry);
 
 class PushHistory {
   public:
     explicit PushHistory(SharedContainer container);
 
-    /// Stores all or none.
+    /// Stores all or none. What is about to be sent has neither success nor an error.
     void record(std::span<const PushHistoryEntry> entries) const;
+    /// Stores `known` in the place of what was recorded of the same run and fields before they were sent, and
+    /// removes that of `unsent`, which were not sent after all. All or nothing.
+    void settle(std::span<const PushHistoryEntry> known, std::span<const PushHistoryEntry> unsent = {}) const;
     /// The newest entries first; `limit` 0 for all.
     [[nodiscard]] std::vector<PushHistoryEntry> entries(std::string_view appID, std::size_t limit = 0) const;
     /// The entries of one run in the order they were recorded.

@@ -30,9 +30,9 @@ void requireWholeFiles(const StoreFiles& files, const std::vector<Path>& present
         fail(StoreError::Kind::damaged, main, "is missing, while files that belong to it are there");
     const auto status = std::filesystem::status(main);
     if (status.type() == std::filesystem::file_type::not_found)
-        fail(StoreError::Kind::unavailable, main, "is a link that leads to no file");
+        fail(StoreError::Kind::noFile, main, "is a link that leads to no file");
     if (status.type() != std::filesystem::file_type::regular)
-        fail(StoreError::Kind::unavailable, main, "is no regular file");
+        fail(StoreError::Kind::noFile, main, "is no regular file");
     // The engine would take such a file for a new one and write over it. The file must not be opened here:
     // closing it would release the locks of another container of this process.
     if (std::filesystem::file_size(main) < smallestDatabase)
@@ -70,6 +70,16 @@ auto withStoreErrors(Work&& work) {
         throw StoreError(kindOfSystemError(error.errorNumber()), error.what());
     } catch (const std::filesystem::filesystem_error& error) {
         throw StoreError(kindOfSystemError(error.code().value()), error.what());
+    }
+}
+
+// A file that the engine cannot even set up has a header or tables that it does not understand.
+Database openDatabase(const Path& main, std::chrono::milliseconds busyTimeout) {
+    try {
+        return Database(main, busyTimeout);
+    } catch (const StoreError& error) {
+        if (error.kind() != StoreError::Kind::statement) throw;
+        throw StoreError(StoreError::Kind::damaged, error.what());
     }
 }
 
@@ -121,7 +131,7 @@ Database openStore(const StoreFiles& files, std::chrono::milliseconds busyTimeou
             NewStore(files, busyTimeout).place();
         else
             requireWholeFiles(files, present);
-        Database database(files.main(), busyTimeout);
+        Database database = openDatabase(files.main(), busyTimeout);
         CoreSchema::migrate(database);
         checkStore(files, database);
         return database;

@@ -6,6 +6,8 @@
 
 #include <fmt/format.h>
 
+#include <algorithm>
+
 namespace quorvel {
 
 using namespace records;
@@ -40,7 +42,9 @@ WorkspaceRecords::WorkspaceRecords(SharedContainer container, Clock clock)
     : container_(std::move(container)), clock_(std::move(clock)) {}
 
 std::vector<ManagedWorkspace> WorkspaceRecords::all() const {
-    return fetch<ManagedWorkspace>(*container_, "ORDER BY name COLLATE NOCASE, name");
+    auto workspaces = fetch<ManagedWorkspace>(*container_, "");
+    std::ranges::sort(workspaces, nameLess, &ManagedWorkspace::name);
+    return workspaces;
 }
 
 std::optional<ManagedWorkspace> WorkspaceRecords::find(std::string_view id) const {

@@ -2,6 +2,7 @@
 
 #include "Core/screenshots/PNGChecksum.h"
 #include "Platform/files/FileDescriptor.h"
+#include "Platform/task/Task.h"
 
 #include <fmt/format.h>
 
@@ -13,6 +14,7 @@
 #include <optional>
 #include <string_view>
 #include <system_error>
+#include <vector>
 
 namespace quorvel {
 
@@ -88,8 +90,25 @@ ImageHeader readPNGFrame(Reader& reader) {
     return header;
 }
 
+// A chunk whose type and data begin at `offset`; its check sum follows them.
+void requirePNGChecksum(const ImageBytes& bytes, std::uint64_t offset, std::uint64_t length) {
+    std::vector<char> piece(std::min<std::uint64_t>(length, 256 << 10));
+    std::uint32_t checksum = 0;
+    Reader reader(bytes, "PNG");
+    for (std::uint64_t done = 0; done < length;) {
+        checkCancellation();
+        const std::span part(piece.data(),
+                             static_cast<std::size_t>(std::min<std::uint64_t>(piece.size(), length - done)));
+        if (bytes.read(offset + done, part) != part.size()) failDamaged("PNG", "it ends early");
+        checksum = pngChecksum({part.data(), part.size()}, checksum);
+        done += part.size();
+    }
+    if (bigEndian(reader.take<4>(offset + length)) != checksum)
+        failDamaged("PNG", "a check sum of its data is wrong");
+}
+
 // Goes from chunk to chunk, as a copy that broke off shows only at the end of the file.
-ImageHeader readPNG(const ImageBytes& bytes) {
+ImageHeader readPNG(const ImageBytes& bytes, ImageReading reading) {
     Reader reader(bytes, "PNG");
     ImageHeader header = readPNGFrame(reader);
     constexpr std::uint64_t framing = 12; // of a chunk: length, type and check sum
@@ -100,9 +119,12 @@ ImageHeader readPNG(const ImageBytes& bytes) {
         const std::string_view type = head.substr(4);
         if (type == "tRNS") header.alpha = ImageAlpha::present;
         if (type == "IDAT") hasData = true;
-        offset += framing + bigEndian(head.substr(0, 4));
+        const bool isEnd = type == "IEND";
+        const std::uint64_t length = bigEndian(head.substr(0, 4)), begin = offset + 4;
+        offset += framing + length;
         if (offset > bytes.size) failDamaged("PNG", "it ends early");
-        if (type == "IEND") {
+        if (reading == ImageReading::whole) requirePNGChecksum(bytes, begin, 4 + length);
+        if (isEnd) {
             if (!hasData) failDamaged("PNG", "it holds no picture");
             return header;
         }
@@ -164,16 +186,25 @@ FileDescriptor openPicture(const std::filesystem::path& file) {
 
 } // namespace
 
-ImageHeader readImageHeader(const ImageBytes& bytes) {
+ImageHeader readImageHeader(const ImageBytes& bytes, ImageReading reading) {
     if (bytes.size == 0) throw ImageError("is empty. Export it again.");
     std::array<char, 8> start{};
     const std::string_view signature(start.data(), bytes.read(0, start));
-    if (signature == pngSignature) return readPNG(bytes);
+    if (signature == pngSignature) return readPNG(bytes, reading);
     if (signature.starts_with(jpegSignature)) return readJPEG(bytes);
     throw ImageError("is no PNG or JPEG image. Export it as one.");
 }
 
-ImageHeader readImageHeader(const std::filesystem::path& file) {
+ImageHeader imageHeaderOf(std::string_view bytes, ImageReading reading) {
+    return readImageHeader(ImageBytes{bytes.size(),
+                                      [&](std::uint64_t offset, std::span<char> buffer) -> std::size_t {
+                                          if (offset >= bytes.size()) return 0;
+                                          return bytes.substr(offset).copy(buffer.data(), buffer.size());
+                                      }},
+                           reading);
+}
+
+ImageHeader readImageHeader(const std::filesystem::path& file, ImageReading reading) {
     const FileDescriptor descriptor = openPicture(file);
     struct stat status {};
     if (::fstat(descriptor.number(), &status) != 0 || !S_ISREG(status.st_mode))
@@ -194,7 +225,8 @@ ImageHeader readImageHeader(const std::filesystem::path& file) {
                            filled += static_cast<std::size_t>(count);
                        }
                        return filled;
-                   }});
+                   }},
+        reading);
 }
 
 } // namespace quorvel

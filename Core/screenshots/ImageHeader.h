@@ -8,6 +8,7 @@
 #include <functional>
 #include <span>
 #include <stdexcept>
+#include <string_view>
 
 namespace quorvel {
 
@@ -34,11 +35,19 @@ struct ImageBytes {
     std::function<std::size_t(std::uint64_t offset, std::span<char> buffer)> read;
 };
 
-/// Reads the header of a PNG or JPEG picture, a few bytes at a time and a bounded number of times, however
-/// large the picture is. Throws `ImageError` for other formats and for pictures that are damaged or end
-/// early.
-[[nodiscard]] ImageHeader readImageHeader(const ImageBytes& bytes);
+enum class ImageReading {
+    header, // a few bytes at a time and a bounded number of times, however large the picture is
+    whole,  // also all check sums, which only PNG has
+};
+
+/// Reads the header of a PNG or JPEG picture. Throws `ImageError` for other formats and for pictures that are
+/// damaged or end early, and `CancellationError`.
+[[nodiscard]] ImageHeader readImageHeader(const ImageBytes& bytes,
+                                          ImageReading reading = ImageReading::header);
 /// The same for a file; throws `ImageError` also when it cannot be read or is no regular file.
-[[nodiscard]] ImageHeader readImageHeader(const std::filesystem::path& file);
+[[nodiscard]] ImageHeader readImageHeader(const std::filesystem::path& file,
+                                          ImageReading reading = ImageReading::header);
+/// The same for bytes in memory.
+[[nodiscard]] ImageHeader imageHeaderOf(std::string_view bytes, ImageReading reading = ImageReading::header);
 
 } // namespace quorvel

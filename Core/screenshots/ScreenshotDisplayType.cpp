@@ -37,30 +37,30 @@ constexpr auto turnable = DeviceTurning::allowed;
 constexpr auto asListed = DeviceTurning::asListed;
 
 constexpr ScreenshotDisplayType displayTypes[] = {
-    {"APP_IPHONE_67", "iPhone 6.7″", turnable, iPhone67},
-    {"APP_IPHONE_65", "iPhone 6.5″", turnable, iPhone65},
-    {"APP_IPHONE_61", "iPhone 6.1″", turnable, iPhone61},
-    {"APP_IPHONE_58", "iPhone 5.8″", turnable, iPhone58},
-    {"APP_IPHONE_55", "iPhone 5.5″", turnable, iPhone55},
-    {"APP_IPHONE_47", "iPhone 4.7″", turnable, iPhone47},
-    {"APP_IPHONE_40", "iPhone 4″", asListed, iPhone40},
-    {"APP_IPHONE_35", "iPhone 3.5″", asListed, iPhone35},
-    {"APP_IPAD_PRO_3GEN_129", "iPad Pro 12.9″", turnable, iPadPro13},
-    {"APP_IPAD_PRO_3GEN_11", "iPad Pro 11″", turnable, iPadPro11},
-    {"APP_IPAD_PRO_129", "iPad Pro 12.9″ (2nd generation)", turnable, iPad129},
-    {"APP_IPAD_PRO_11", "iPad Pro 11″ (older name)", turnable, iPadPro11},
-    {"APP_IPAD_129", "iPad 12.9″", turnable, iPad129},
-    {"APP_IPAD_105", "iPad 10.5″", turnable, iPad105},
-    {"APP_IPAD_97", "iPad 9.7″", asListed, iPad97},
-    {"APP_DESKTOP", "Mac", asListed, desktop},
-    {"APP_APPLE_TV", "Apple TV", asListed, appleTV},
-    {"APP_APPLE_VISION_PRO", "Apple Vision Pro", asListed, visionPro},
-    {"APP_WATCH_ULTRA", "Apple Watch Ultra", asListed, watchUltra},
-    {"APP_WATCH_SERIES_10", "Apple Watch Series 10", asListed, watchSeries10},
-    {"APP_WATCH_SERIES_7", "Apple Watch Series 7", asListed, watchSeries7},
-    {"APP_WATCH_SERIES_4", "Apple Watch Series 4", asListed, watchSeries4},
-    {"IMESSAGE_APP_IPHONE", "iMessage on iPhone", turnable, iPhone67},
-    {"IMESSAGE_APP_IPAD", "iMessage on iPad", turnable, iPadPro13},
+    {"APP_IPHONE_67", "iPhone 6.7″", ASCPlatform::iOS, turnable, iPhone67},
+    {"APP_IPHONE_65", "iPhone 6.5″", ASCPlatform::iOS, turnable, iPhone65},
+    {"APP_IPHONE_61", "iPhone 6.1″", ASCPlatform::iOS, turnable, iPhone61},
+    {"APP_IPHONE_58", "iPhone 5.8″", ASCPlatform::iOS, turnable, iPhone58},
+    {"APP_IPHONE_55", "iPhone 5.5″", ASCPlatform::iOS, turnable, iPhone55},
+    {"APP_IPHONE_47", "iPhone 4.7″", ASCPlatform::iOS, turnable, iPhone47},
+    {"APP_IPHONE_40", "iPhone 4″", ASCPlatform::iOS, asListed, iPhone40},
+    {"APP_IPHONE_35", "iPhone 3.5″", ASCPlatform::iOS, asListed, iPhone35},
+    {"APP_IPAD_PRO_3GEN_129", "iPad Pro 12.9″", ASCPlatform::iOS, turnable, iPadPro13},
+    {"APP_IPAD_PRO_3GEN_11", "iPad Pro 11″", ASCPlatform::iOS, turnable, iPadPro11},
+    {"APP_IPAD_PRO_129", "iPad Pro 12.9″ (2nd generation)", ASCPlatform::iOS, turnable, iPad129},
+    {"APP_IPAD_PRO_11", "iPad Pro 11″ (older name)", ASCPlatform::iOS, turnable, iPadPro11},
+    {"APP_IPAD_129", "iPad 12.9″", ASCPlatform::iOS, turnable, iPad129},
+    {"APP_IPAD_105", "iPad 10.5″", ASCPlatform::iOS, turnable, iPad105},
+    {"APP_IPAD_97", "iPad 9.7″", ASCPlatform::iOS, asListed, iPad97},
+    {"APP_DESKTOP", "Mac", ASCPlatform::macOS, asListed, desktop},
+    {"APP_APPLE_TV", "Apple TV", ASCPlatform::tvOS, asListed, appleTV},
+    {"APP_APPLE_VISION_PRO", "Apple Vision Pro", ASCPlatform::visionOS, asListed, visionPro},
+    {"APP_WATCH_ULTRA", "Apple Watch Ultra", ASCPlatform::iOS, asListed, watchUltra},
+    {"APP_WATCH_SERIES_10", "Apple Watch Series 10", ASCPlatform::iOS, asListed, watchSeries10},
+    {"APP_WATCH_SERIES_7", "Apple Watch Series 7", ASCPlatform::iOS, asListed, watchSeries7},
+    {"APP_WATCH_SERIES_4", "Apple Watch Series 4", ASCPlatform::iOS, asListed, watchSeries4},
+    {"IMESSAGE_APP_IPHONE", "iMessage on iPhone", ASCPlatform::iOS, turnable, iPhone67},
+    {"IMESSAGE_APP_IPAD", "iMessage on iPad", ASCPlatform::iOS, turnable, iPadPro13},
 };
 
 struct Alias {
@@ -92,6 +92,38 @@ constexpr Alias aliases[] = {
     {"macos", "APP_DESKTOP"},
 };
 
+// The names of folders that gather the pictures of a platform, in lower case. What lies under "macos" and
+// "desktop" has a display type already.
+struct PlatformName {
+    std::string_view folder;
+    ASCPlatform platform;
+};
+constexpr PlatformName platformNames[] = {
+    {"ios", ASCPlatform::iOS},       {"mac", ASCPlatform::macOS},    {"osx", ASCPlatform::macOS},
+    {"tvos", ASCPlatform::tvOS},     {"appletv", ASCPlatform::tvOS}, {"visionos", ASCPlatform::visionOS},
+    {"xros", ASCPlatform::visionOS},
+};
+
+const Alias* findAlias(std::string_view lower) {
+    const auto* alias = std::ranges::find(aliases, lower, &Alias::folder);
+    return alias == std::end(aliases) ? nullptr : alias;
+}
+
+bool isWordCharacter(char character) {
+    return (character >= 'a' && character <= 'z') || (character >= '0' && character <= '9');
+}
+
+// Whether `words` stand in `text` and neither begin nor end within a word; both in lower case.
+bool holdsWords(std::string_view text, std::string_view words) {
+    for (auto at = text.find(words); at != text.npos; at = text.find(words, at + 1)) {
+        const std::size_t end = at + words.size();
+        if ((at == 0 || !isWordCharacter(text[at - 1])) &&
+            (end == text.size() || !isWordCharacter(text[end])))
+            return true;
+    }
+    return false;
+}
+
 constexpr PixelSize turned(PixelSize size) {
     return {size.height, size.width};
 }
@@ -118,12 +150,40 @@ const ScreenshotDisplayType* findDisplayType(std::string_view rawValue) {
 
 std::optional<std::string> displayTypeOfFolder(std::string_view name) {
     const std::string lower = asciiLowercase(name);
-    if (const auto* alias = std::ranges::find(aliases, lower, &Alias::folder); alias != std::end(aliases))
-        return std::string(alias->displayType);
+    if (const Alias* alias = findAlias(lower)) return std::string(alias->displayType);
     for (const ScreenshotDisplayType& type : displayTypes)
         if (asciiLowercase(type.rawValue) == lower) return std::string(type.rawValue);
     if (name.starts_with("APP_")) return std::string(name);
     return std::nullopt;
+}
+
+std::optional<std::string> displayTypeOfFileName(std::string_view stem) {
+    const std::string lower = asciiLowercase(stem);
+    if (const Alias* alias = findAlias(lower)) return std::string(alias->displayType);
+    std::string_view longest;
+    for (const ScreenshotDisplayType& type : displayTypes)
+        if (type.rawValue.size() > longest.size() && holdsWords(lower, asciiLowercase(type.rawValue)))
+            longest = type.rawValue;
+    return longest.empty() ? std::nullopt : std::optional(std::string(longest));
+}
+
+std::optional<ASCPlatform> platformOfFolder(std::string_view name) {
+    const auto* found = std::ranges::find(platformNames, asciiLowercase(name), &PlatformName::folder);
+    return found == std::end(platformNames) ? std::nullopt : std::optional(found->platform);
+}
+
+std::string_view platformLabel(ASCPlatform platform) {
+    switch (platform) {
+    case ASCPlatform::iOS:
+        return "iOS";
+    case ASCPlatform::macOS:
+        return "macOS";
+    case ASCPlatform::tvOS:
+        return "tvOS";
+    case ASCPlatform::visionOS:
+        return "visionOS";
+    }
+    return "";
 }
 
 std::vector<std::string_view> displayTypesOfSize(PixelSize size) {

@@ -1,6 +1,8 @@
 // The kinds of screens that screenshots are shown for: their names and pixel sizes.
 #pragma once
 
+#include "Core/asc/records/States.h"
+
 #include <cstdint>
 #include <optional>
 #include <span>
@@ -23,8 +25,9 @@ struct PixelSize {
 enum class DeviceTurning { allowed, asListed };
 
 struct ScreenshotDisplayType {
-    std::string_view rawValue; // as App Store Connect names it, such as "APP_IPHONE_67"
-    std::string_view label;    // for people, such as "iPhone 6.7″"
+    std::string_view rawValue;               // as App Store Connect names it, such as "APP_IPHONE_67"
+    std::string_view label;                  // for people, such as "iPhone 6.7″"
+    ASCPlatform platform = ASCPlatform::iOS; // whose versions show it
     DeviceTurning turning = DeviceTurning::allowed;
     std::span<const PixelSize> sizes; // the usual one first
 
@@ -41,6 +44,15 @@ struct ScreenshotDisplayType {
 /// compared without regard to case. Any name that begins with "APP_" is taken as it is, as App Store Connect
 /// may know more types than we do. Nothing for other names.
 [[nodiscard]] std::optional<std::string> displayTypeOfFolder(std::string_view name);
+
+/// The display type that a file's name without its extension stands for: an alias of the folders', or a known
+/// display type between other words, as in "0_APP_IPAD_PRO_129_0".
+[[nodiscard]] std::optional<std::string> displayTypeOfFileName(std::string_view stem);
+
+/// The platform whose pictures a folder of this name gathers, such as "ios" or "visionOS".
+[[nodiscard]] std::optional<ASCPlatform> platformOfFolder(std::string_view name);
+/// "iOS", "macOS", "tvOS" or "visionOS".
+[[nodiscard]] std::string_view platformLabel(ASCPlatform platform);
 
 /// The display types that take pictures of this size, the most usual first.
 [[nodiscard]] std::vector<std::string_view> displayTypesOfSize(PixelSize size);

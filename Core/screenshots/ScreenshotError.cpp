@@ -3,7 +3,6 @@
 #include "Platform/text/Text.h"
 
 #include <fmt/format.h>
-#include <fmt/ranges.h>
 
 namespace quorvel {
 
@@ -11,13 +10,6 @@ ScreenshotError ScreenshotError::readOnlyVersion(std::string_view versionString)
     return {Kind::readOnlyVersion, fmt::format("Push refused — {} is not in an editable state. "
                                                "Switch to a Next/Prepare-for-submission context.",
                                                escapeControls(versionString))};
-}
-
-ScreenshotError ScreenshotError::tooMany(const std::vector<std::string>& sets) {
-    return {Kind::tooMany,
-            fmt::format("Nothing was sent: a set holds at most 10 screenshots, but {}. "
-                        "Remove files from its folder, or replace the set instead of appending to it.",
-                        fmt::join(sets, ", "))};
 }
 
 ScreenshotError ScreenshotError::badCatalog(const std::filesystem::path& file, std::string_view problem) {
@@ -39,6 +31,12 @@ ScreenshotError ScreenshotError::noFolder(const std::filesystem::path& folder) {
         fmt::format("{}: there is no such folder. Screenshots belong into <locale>/<display type> under it, "
                     "such as en-US/iphone-67.",
                     shownPath(folder))};
+}
+
+ScreenshotError ScreenshotError::ownFolder(const std::filesystem::path& folder) {
+    return {Kind::ownFolder, fmt::format("{}: these are the app's own screenshots, which are there already. "
+                                         "Name the folder that another tool keeps its screenshots in.",
+                                         shownPath(folder))};
 }
 
 std::string shownPath(const std::filesystem::path& path) {

@@ -5,7 +5,6 @@
 #include <stdexcept>
 #include <string>
 #include <string_view>
-#include <vector>
 
 namespace quorvel {
 
@@ -15,21 +14,20 @@ class ScreenshotError : public std::runtime_error {
   public:
     enum class Kind {
         readOnlyVersion, // the version takes no changes
-        tooMany,         // a set would hold more than App Store Connect allows
         badCatalog,      // damaged
         newerCatalog,    // written by a newer version of the program
         noFolder,        // there are no screenshots on disk
+        ownFolder,       // an import of the app's own screenshots
     };
     ScreenshotError(Kind kind, const std::string& text) : std::runtime_error(text), kind_(kind) {}
     [[nodiscard]] Kind kind() const { return kind_; }
 
     [[nodiscard]] static ScreenshotError readOnlyVersion(std::string_view versionString);
-    /// `sets` are lines such as "en-US APP_IPHONE_67 would hold 12".
-    [[nodiscard]] static ScreenshotError tooMany(const std::vector<std::string>& sets);
     [[nodiscard]] static ScreenshotError badCatalog(const std::filesystem::path& file,
                                                     std::string_view problem);
     [[nodiscard]] static ScreenshotError newerCatalog(const std::filesystem::path& file);
     [[nodiscard]] static ScreenshotError noFolder(const std::filesystem::path& folder);
+    [[nodiscard]] static ScreenshotError ownFolder(const std::filesystem::path& folder);
 
   private:
     Kind kind_;

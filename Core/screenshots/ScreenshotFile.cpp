@@ -1,6 +1,7 @@
 #include "Core/screenshots/ScreenshotFile.h"
 
 #include "Core/screenshots/ImageHeader.h"
+#include "Core/screenshots/PNGAlpha.h"
 #include "Core/screenshots/ScreenshotError.h"
 #include "Platform/crypto/Digest.h"
 #include "Platform/files/FileDescriptor.h"
@@ -50,8 +51,6 @@ std::optional<std::string> problemOfPicture(const ImageHeader& header, const Scr
         return fmt::format("is a {} image by its content. Rename it to end in {}.", isPNG ? "PNG" : "JPEG",
                            isPNG ? ".png" : ".jpg");
     }
-    if (header.alpha == ImageAlpha::present)
-        return "has an alpha channel, which App Store Connect refuses. Export it without transparency.";
     const ScreenshotDisplayType* type = findDisplayType(item.displayType);
     if (!type || type->accepts(header.size)) return std::nullopt; // an unknown type is Apple's to judge
     std::vector<std::string> sizes;
@@ -105,17 +104,24 @@ void ScreenshotFile::requireBytes(std::int64_t offset, std::int64_t length) cons
             fmt::format("Could not read {} bytes at offset {} — got {}.", length, offset, there));
 }
 
-std::optional<std::string> problemOf(const ScreenshotPushItem& item, PictureCheck check) {
-    if (auto problem = problemOfName(item.fileURL.filename().native())) return problem;
+std::optional<PictureProblem> problemOf(const ScreenshotPushItem& item, PictureCheck check,
+                                        AlphaChannel alpha) {
+    if (auto problem = problemOfName(item.fileURL.filename().native())) return PictureProblem{*problem};
     try {
         const ScreenshotFile file(item.fileURL);
         (void)openFile(item.fileURL);
         if (check == PictureCheck::none) return std::nullopt;
-        return problemOfPicture(readImageHeader(item.fileURL), item);
+        const ImageHeader header = readImageHeader(item.fileURL, ImageReading::whole);
+        if (auto problem = problemOfPicture(header, item)) return PictureProblem{*problem};
+        if (header.alpha == ImageAlpha::none || alpha == AlphaChannel::dropped) return std::nullopt;
+        if (!isOpaque(item.fileURL)) return PictureProblem{std::string(transparentText)};
+        return PictureProblem{"has an alpha channel, which App Store Connect refuses, though every pixel is "
+                              "opaque. Send a copy without the channel, or export it without transparency.",
+                              true};
     } catch (const ScreenshotFileError& error) {
-        return error.what();
+        return PictureProblem{error.what()};
     } catch (const ImageError& error) {
-        return error.what();
+        return PictureProblem{error.what()};
     }
 }
 

@@ -50,9 +50,21 @@ class ScreenshotFile {
 
 enum class PictureCheck { full, none };
 
+/// What becomes of an alpha channel, which App Store Connect takes in no picture.
+enum class AlphaChannel {
+    refused,
+    dropped, // in a copy that is sent, where every pixel is opaque
+};
+
+struct PictureProblem {
+    std::string text;
+    bool isOnlyAlphaChannel = false; // which could be dropped
+};
+
 /// Why a screenshot cannot be sent: an unreadable or empty file or a name that no text can hold, and with a
-/// full check also a picture that is damaged, mislabelled, transparent or of a size that its display type
-/// does not take. Nothing when it can.
-[[nodiscard]] std::optional<std::string> problemOf(const ScreenshotPushItem& item, PictureCheck check);
+/// full check also a picture that is damaged, mislabelled, of a size that its display type does not take, or
+/// has an alpha channel that is refused. Nothing when it can. Throws `CancellationError`.
+[[nodiscard]] std::optional<PictureProblem> problemOf(const ScreenshotPushItem& item, PictureCheck check,
+                                                      AlphaChannel alpha = AlphaChannel::refused);
 
 } // namespace quorvel

@@ -1,6 +1,6 @@
 #include "Core/screenshots/ScreenshotPlan.h"
 
-#include "Core/screenshots/ScreenshotError.h"
+#include "Platform/text/Counted.h"
 
 #include <fmt/format.h>
 
@@ -19,9 +19,8 @@ bool isUsable(const Entry& entry) {
     return entry.assetState != assetFailed && entry.assetState != assetAwaitsUpload;
 }
 
-bool mayBe(const Entry& entry, const std::string& fileName, std::uint64_t size) {
-    return isUsable(entry) && entry.fileName == fileName &&
-           (!entry.fileSize || *entry.fileSize == static_cast<std::int64_t>(size));
+bool hasSize(const Entry& entry, std::uint64_t size) {
+    return isUsable(entry) && (!entry.fileSize || *entry.fileSize == static_cast<std::int64_t>(size));
 }
 
 bool isSent(const LocalScreenshot* local) {
@@ -32,10 +31,11 @@ bool isSent(const LocalScreenshot* local) {
 class SetComparison {
   public:
     SetComparison(std::vector<const LocalScreenshot*> locals, const ScreenshotsCatalog::Set& remote,
-                  ScreenshotPushMode mode)
+                  ScreenshotPushMode mode, SetsWithoutFiles withoutFiles)
         : locals_(std::move(locals)), remote_(remote), mode_(mode), entries_(locals_.size()) {
         // Without a single file to send nobody asked for anything.
-        if (std::ranges::none_of(locals_, isSent)) mode_ = ScreenshotPushMode::append;
+        const bool isEmptied = locals_.empty() && withoutFiles == SetsWithoutFiles::empty;
+        if (std::ranges::none_of(locals_, isSent) && !isEmptied) mode_ = ScreenshotPushMode::append;
         pair([](const Entry& entry, const LocalScreenshot& local) {
             return isSent(&local) && isSameScreenshot(entry, local);
         });
@@ -43,6 +43,11 @@ class SetComparison {
             pair([](const Entry& entry, const LocalScreenshot& local) {
                 return !isSent(&local) && isUsable(entry) && entry.fileName == local.item.fileName();
             });
+        // A file that was renamed.
+        pair([](const Entry& entry, const LocalScreenshot& local) {
+            return isSent(&local) && hasSize(entry, local.size) && entry.sourceFileChecksum &&
+                   entry.sourceFileChecksum == local.checksum;
+        });
     }
 
     [[nodiscard]] ScreenshotSetEdit edit(const SetKey& key) const {
@@ -71,6 +76,7 @@ class SetComparison {
     [[nodiscard]] ScreenshotSetStatus status(const ScreenshotSetEdit& edit) const {
         ScreenshotSetStatus status{.locale = edit.locale, .displayType = edit.displayType};
         status.local = std::ranges::count_if(locals_, isSent);
+        status.refused = std::ranges::count(locals_, LocalScreenshot::Fate::refused, &LocalScreenshot::fate);
         status.remote = static_cast<std::int64_t>(remote_.size());
         for (const std::string& id : edit.ascIdsToDelete)
             status.toDelete.push_back(nameOf(id));
@@ -86,6 +92,19 @@ class SetComparison {
                     status.moved.push_back(nameOf(stays->id));
             }
         return status;
+    }
+
+    [[nodiscard]] std::optional<std::string> problemOf(const ScreenshotSetEdit& edit) const {
+        const std::size_t count = edit.finalOrder.size();
+        if (count <= mostScreenshotsPerSet) return std::nullopt;
+        const std::size_t excess = count - mostScreenshotsPerSet;
+        const bool others =
+            std::ranges::any_of(remote_, [&](const Entry& entry) { return !matched_.contains(entry.id); });
+        return fmt::format("would hold {} screenshots, and App Store Connect takes {} in a set. Remove {}{}.",
+                           count, mostScreenshotsPerSet, counted(excess, "file"),
+                           mode_ == ScreenshotPushMode::append && others
+                               ? ", or replace the set instead of adding to it"
+                               : "");
     }
 
     [[nodiscard]] std::vector<ScreenshotPushItem> inProcessing() const {
@@ -153,21 +172,20 @@ class SetComparison {
 } // namespace
 
 LocalScreenshot inspect(const ScreenshotPushItem& item, const ScreenshotsCatalog& catalog) {
-    LocalScreenshot local{item, ScreenshotFile(item.fileURL).size(), {}};
+    LocalScreenshot local{item, ScreenshotFile(item.sentFile()).size(), {}};
     const auto& set = catalog.setOf(item.locale, item.displayType);
-    if (std::ranges::any_of(set,
-                            [&](const Entry& entry) { return mayBe(entry, item.fileName(), local.size); }))
-        local.checksum = fileChecksum(item.fileURL);
+    if (std::ranges::any_of(set, [&](const Entry& entry) { return hasSize(entry, local.size); }))
+        local.checksum = fileChecksum(item.sentFile());
     return local;
 }
 
 bool isSameScreenshot(const Entry& entry, const LocalScreenshot& local) {
-    if (!mayBe(entry, local.item.fileName(), local.size)) return false;
+    if (!hasSize(entry, local.size) || entry.fileName != local.item.fileName()) return false;
     return entry.sourceFileChecksum ? entry.sourceFileChecksum == local.checksum : entry.fileSize.has_value();
 }
 
 ScreenshotPlan planScreenshots(const std::vector<LocalScreenshot>& locals, const ScreenshotsCatalog& catalog,
-                               ScreenshotPushMode mode) {
+                               ScreenshotPushMode mode, SetsWithoutFiles withoutFiles) {
     std::map<SetKey, std::vector<const LocalScreenshot*>> sets;
     for (const LocalScreenshot& local : locals)
         sets[{local.item.locale, local.item.displayType}].push_back(&local);
@@ -177,22 +195,15 @@ ScreenshotPlan planScreenshots(const std::vector<LocalScreenshot>& locals, const
     ScreenshotPlan plan;
     for (const auto& [key, files] : sets) {
         const auto& remote = catalog.setOf(key.first, key.second);
-        const SetComparison comparison(files, remote, mode);
+        const SetComparison comparison(files, remote, mode, withoutFiles);
         ScreenshotSetEdit edit = comparison.edit(key);
         plan.sets.push_back(comparison.status(edit));
-        if (plan.sets.back().differs()) plan.edits.push_back(std::move(edit));
+        ScreenshotSetStatus& status = plan.sets.back();
+        if (!edit.localsToUpload.empty()) status.problem = comparison.problemOf(edit);
+        if (status.differs() && !status.problem) plan.edits.push_back(std::move(edit));
         std::ranges::move(comparison.inProcessing(), std::back_inserter(plan.inProcessing));
     }
     return plan;
-}
-
-void requireSetLimits(const std::vector<ScreenshotSetEdit>& edits) {
-    std::vector<std::string> tooMany;
-    for (const ScreenshotSetEdit& edit : edits)
-        if (edit.finalOrder.size() > mostScreenshotsPerSet)
-            tooMany.push_back(fmt::format("{} would hold {}", setText(edit.locale, edit.displayType),
-                                          edit.finalOrder.size()));
-    if (!tooMany.empty()) throw ScreenshotError::tooMany(tooMany);
 }
 
 } // namespace quorvel

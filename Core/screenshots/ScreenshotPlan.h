@@ -22,6 +22,9 @@ enum class ScreenshotPushMode {
     replaceSet, // delete the set's remote screenshots first, except for those that are local files already
 };
 
+/// What replacing does with the sets that have no local file.
+enum class SetsWithoutFiles { leave, empty };
+
 /// A place in a set's wanted order: a screenshot that stays, or a file being uploaded.
 struct ScreenshotOrderToken {
     struct ASC {
@@ -58,12 +61,16 @@ struct ScreenshotSetStatus {
     std::vector<std::string> toUpload;
     std::vector<std::string> moved; // stay, but stand elsewhere among those that stay
     std::int64_t unchanged = 0;
-    std::int64_t local = 0;  // files on disk that can be sent
-    std::int64_t remote = 0; // screenshots on App Store Connect
+    std::int64_t local = 0;             // files on disk that can be sent
+    std::int64_t refused = 0;           // files on disk that cannot
+    std::int64_t remote = 0;            // screenshots on App Store Connect
+    std::optional<std::string> problem; // why nothing of the set is done
     QUORVEL_RECORD(ScreenshotSetStatus, locale, displayType, toDelete, toUpload, moved, unchanged, local,
-                   remote)
+                   refused, remote, problem)
 
     [[nodiscard]] bool differs() const { return !toDelete.empty() || !toUpload.empty() || !moved.empty(); }
+    /// Whether App Store Connect has screenshots that no file is for.
+    [[nodiscard]] bool isWithoutFiles() const { return local == 0 && refused == 0 && remote > 0; }
     bool operator==(const ScreenshotSetStatus&) const = default;
 };
 
@@ -71,7 +78,8 @@ struct ScreenshotSetStatus {
 struct LocalScreenshot {
     enum class Fate {
         sent,     // unless it is on App Store Connect already
-        withheld, // cannot be sent; what App Store Connect has under its name must not go for it
+        refused,  // cannot be sent; what App Store Connect has under its name must not go for it
+        supposed, // the same of a file that is perhaps there
     };
     ScreenshotPushItem item;
     std::uint64_t size = 0;
@@ -79,7 +87,7 @@ struct LocalScreenshot {
     Fate fate = Fate::sent;
 };
 
-/// Reads a file's size, and its checksum when it may be on App Store Connect already. Throws
+/// Reads the size of what is sent, and its checksum when it may be on App Store Connect already. Throws
 /// `ScreenshotFileError` for a file that cannot be read.
 [[nodiscard]] LocalScreenshot inspect(const ScreenshotPushItem& item, const ScreenshotsCatalog& catalog);
 
@@ -95,13 +103,13 @@ struct ScreenshotPlan {
 [[nodiscard]] bool isSameScreenshot(const ScreenshotsCatalog::Entry& entry, const LocalScreenshot& local);
 
 /// Compares local files, in the order in which they shall be shown, with what App Store Connect holds. Sets
-/// without a local file that can be sent are left alone. What is there already is neither deleted nor sent
-/// again; leftovers of an upload of one of the files that was cut off or failed are deleted in both modes. In
-/// both modes the files end in their own order; appending leaves the places of other screenshots.
+/// without a local file that can be sent are left alone, unless replacing is to empty those without any. What
+/// is there already, under whatever name, is neither deleted nor sent again; leftovers of an upload of one of
+/// the files that was cut off or failed are deleted in both modes. In both modes the files end in their own
+/// order; appending leaves the places of other screenshots. Nothing is done in a set that would hold more
+/// screenshots than App Store Connect takes; its status names the problem.
 [[nodiscard]] ScreenshotPlan planScreenshots(const std::vector<LocalScreenshot>& locals,
-                                             const ScreenshotsCatalog& catalog, ScreenshotPushMode mode);
-
-/// Throws `ScreenshotError` when a set would hold more screenshots than App Store Connect takes.
-void requireSetLimits(const std::vector<ScreenshotSetEdit>& edits);
+                                             const ScreenshotsCatalog& catalog, ScreenshotPushMode mode,
+                                             SetsWithoutFiles withoutFiles = SetsWithoutFiles::leave);
 
 } // namespace quorvel

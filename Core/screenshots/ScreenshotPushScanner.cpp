@@ -57,7 +57,23 @@ std::string localeHint(const Components& components) {
 std::optional<std::string> displayTypeIn(const Components& components) {
     for (auto at = components.rbegin() + 1; at < components.rend(); ++at)
         if (auto type = displayTypeOfFolder(*at)) return type;
+    return displayTypeOfFileName(components.back());
+}
+
+std::optional<ASCPlatform> platformIn(const Components& components) {
+    for (auto at = components.rbegin() + 1; at < components.rend(); ++at)
+        if (const auto platform = platformOfFolder(*at)) return platform;
     return std::nullopt;
+}
+
+// "of visionOS", "of tvOS or visionOS".
+std::string ofPlatforms(const std::vector<std::string_view>& types) {
+    std::vector<std::string_view> labels;
+    for (const std::string_view type : types)
+        if (const auto label = platformLabel(findDisplayType(type)->platform);
+            std::ranges::find(labels, label) == labels.end())
+            labels.push_back(label);
+    return fmt::format("of {}", fmt::join(labels, " or "));
 }
 
 std::string relativeText(const std::filesystem::path& file, const std::filesystem::path& root) {
@@ -134,10 +150,15 @@ void ScreenshotPushScanner::visit(const std::filesystem::path& folder, Walk& wal
         if (std::filesystem::is_directory(path, unknown)) {
             visit(path, walk);
         } else if (isImageName(path)) {
+            ++walk.result.pictures;
             ParseResult parsed = parse(path);
             if (auto* found = std::get_if<Parsed>(&parsed)) {
                 walk.result.items.push_back(std::move(found->item));
                 if (found->guess) walk.result.guesses.push_back(std::move(*found->guess));
+                continue;
+            }
+            if (auto* leftOut = std::get_if<LeftOut>(&parsed)) {
+                walk.result.leftOut.push_back(std::move(*leftOut));
                 continue;
             }
             const auto& skipped = std::get<Skipped>(parsed);
@@ -158,16 +179,28 @@ ScreenshotPushScanner::ParseResult ScreenshotPushScanner::parse(const std::files
     if (!locale)
         return Skipped{"No locale found in path. Expected something like en-US.png or en-US/file.png." +
                        localeHint(components)};
-    if (auto type = displayTypeIn(components))
-        return Parsed{{file, std::move(*locale), std::move(*type)}, {}};
+    const auto leftOut = [&](std::string type, std::string reason) {
+        return LeftOut{file, *locale, std::move(type), std::move(reason)};
+    };
+    const auto type = displayTypeIn(components);
+    const ScreenshotDisplayType* known = type ? findDisplayType(*type) : nullptr;
+    const auto platform = known ? known->platform : platformIn(components).value_or(platform_);
+    if (platform != platform_)
+        return leftOut(type.value_or(""), fmt::format("of {}", platformLabel(platform)));
+    if (type) return Parsed{{file, std::move(*locale), *type}, {}};
     try {
         const PixelSize size = readImageHeader(file).size;
-        const auto types = displayTypesOfSize(size);
-        if (types.empty())
+        const auto all = displayTypesOfSize(size);
+        std::vector<std::string_view> types;
+        std::ranges::copy_if(all, std::back_inserter(types), [&](std::string_view one) {
+            return findDisplayType(one)->platform == platform_;
+        });
+        if (all.empty())
             return Skipped{fmt::format("No display type found in path, and none has {} pixels. "
                                        "Expected a folder like iphone-67.",
                                        size.text()),
                            locale};
+        if (types.empty()) return leftOut({}, "with a size " + ofPlatforms(all));
         GuessedDisplayType guess{relativeText(file, root_),
                                  std::string(types.front()),
                                  size.text(),

@@ -17,7 +17,9 @@ struct ScreenshotPushItem {
     std::filesystem::path fileURL;
     std::string locale;
     std::string displayType;
+    std::filesystem::path copy = {}; // that is sent in the file's place; empty: the file is
 
+    [[nodiscard]] const std::filesystem::path& sentFile() const { return copy.empty() ? fileURL : copy; }
     /// The file's name as App Store Connect shows it.
     [[nodiscard]] std::string fileName() const { return fileURL.filename().native(); }
     /// The set and the file, as texts about it begin: "en-US APP_IPHONE_67 1.png".
@@ -35,9 +37,10 @@ struct GuessedDisplayType {
     bool operator==(const GuessedDisplayType&) const = default;
 };
 
-/// Reads the names of files and folders, and of a file the header where no folder names its display type:
-/// <locale>/<display type>/1.png, <display type>/<locale>/1.png, <display type>/<locale>.png and the flat
-/// trees <locale>/1.png of other tools are all understood.
+/// Reads the names of files and folders, and of a file the header where no name tells its display type:
+/// <locale>/<display type>/1.png, <display type>/<locale>/1.png, <display type>/<locale>.png, and of other
+/// tools the flat trees <locale>/1.png, <locale>/0_APP_IPHONE_67_0.png and <platform>/<locale>/1.png are all
+/// understood.
 class ScreenshotPushScanner {
   public:
     struct Failure {
@@ -46,10 +49,20 @@ class ScreenshotPushScanner {
         std::string text;
         bool operator==(const Failure&) const = default;
     };
+    /// A picture that is not meant for this push.
+    struct LeftOut {
+        std::filesystem::path fileURL;
+        std::string locale;
+        std::string displayType; // empty where it is not known
+        std::string reason;      // as it follows the word "picture": "of visionOS"
+        bool operator==(const LeftOut&) const = default;
+    };
     struct ScanResult {
         std::vector<ScreenshotPushItem> items; // by locale and display type, in natural order of their paths
-        std::vector<std::string> warnings;     // what was left out, and why
+        std::vector<std::string> warnings;     // what was passed over, and why
         std::vector<GuessedDisplayType> guesses;
+        std::vector<LeftOut> leftOut;
+        std::size_t pictures = 0;        // all that were found
         std::vector<Failure> failures;   // pictures of a locale that cannot be read
         std::vector<Failure> unreadable; // folders; the texts are among the warnings as well
     };
@@ -61,9 +74,11 @@ class ScreenshotPushScanner {
         std::string reason;
         std::optional<std::string> locale = {}; // of a picture that belongs to one and cannot be read
     };
-    using ParseResult = std::variant<Parsed, Skipped>;
+    using ParseResult = std::variant<Parsed, LeftOut, Skipped>;
 
-    explicit ScreenshotPushScanner(std::filesystem::path root) : root_(std::move(root)) {}
+    /// Pictures of other platforms are left out.
+    explicit ScreenshotPushScanner(std::filesystem::path root, ASCPlatform platform = ASCPlatform::iOS)
+        : root_(std::move(root)), platform_(platform) {}
 
     /// All pictures (png, jpg, jpeg) under the root; hidden files are left out and links followed. Throws
     /// `ScreenshotError` when there is no root.
@@ -76,6 +91,7 @@ class ScreenshotPushScanner {
     void visit(const std::filesystem::path& folder, Walk& walk) const;
 
     std::filesystem::path root_;
+    ASCPlatform platform_;
 };
 
 } // namespace quorvel

@@ -6,7 +6,6 @@
 #include "Core/screenshots/Retry.h"
 #include "Core/screenshots/ScreenshotError.h"
 #include "Core/screenshots/ScreenshotSetWriter.h"
-#include "Platform/task/Backoff.h"
 #include "Platform/task/Task.h"
 
 #include <fmt/format.h>
@@ -108,14 +107,11 @@ ScreenshotPusher::ScreenshotPusher(const ASCClientProtocol& client, HTTPClient& 
       appStoreId_(std::move(appStoreId)),
       options_(std::move(options)) {
     options_.width = std::max<std::size_t>(options_.width, 1);
-    if (!options_.backoff) options_.backoff = defaultBackoff;
-    if (!options_.sleepFor) options_.sleepFor = quorvel::sleepFor;
 }
 
 ScreenshotPushSummary ScreenshotPusher::push(const std::vector<ScreenshotSetEdit>& edits,
                                              const Observer& observer) const {
     if (!context_.takesPushes()) throw ScreenshotError::readOnlyVersion(context_.versionString);
-    requireSetLimits(edits);
     logger_.info(fmt::format("App {}: {} screenshot sets to change", appStoreId_, edits.size()));
     PushSteps steps(observer, std::transform_reduce(edits.begin(), edits.end(), std::int64_t{0}, std::plus(),
                                                     &ScreenshotSetWriter::stepsOf));

@@ -3,6 +3,7 @@
 
 #include "Core/asc/ASCClientProtocol.h"
 #include "Core/metadata/PlatformContext.h"
+#include "Core/screenshots/Retry.h"
 #include "Core/screenshots/ScreenshotPlan.h"
 #include "Platform/http/HTTPClient.h"
 #include "Platform/log/Log.h"
@@ -41,13 +42,10 @@ struct ScreenshotTransfer {
 };
 
 /// How patient a push is. All times in seconds.
-struct ScreenshotPushOptions {
-    std::size_t width = 6;                        // files and sets at once
-    int attempts = 4;                             // of a request whose failure may pass
-    double visibilityDeadline = 30;               // until lists show what was changed
-    double processingDeadline = 600;              // until an asset is processed; 0: it is not waited for
-    std::function<double(int attempt)> backoff;   // as of `ASCClient` when empty
-    std::function<void(double seconds)> sleepFor; // the task's own sleep when empty
+struct ScreenshotPushOptions : RetryOptions {
+    std::size_t width = 6;           // files and sets at once
+    double visibilityDeadline = 30;  // until lists show what was changed
+    double processingDeadline = 600; // until an asset is processed; 0: it is not waited for
 };
 
 /// Carries out set edits. Several sets and several files of a set are sent at once, each slice of a file
@@ -77,8 +75,8 @@ class ScreenshotPusher {
     ScreenshotPusher(const ASCClientProtocol& client, HTTPClient& uploads, PlatformContext context,
                      std::string appStoreId, ScreenshotPushOptions options = {});
 
-    /// Throws `ScreenshotError` before the first request when the version takes no changes or a set would
-    /// hold too many; `ASCError` when the localizations cannot be listed; `CancellationError`.
+    /// Throws `ScreenshotError` before the first request when the version takes no changes; `ASCError` when
+    /// the localizations cannot be listed; `CancellationError`.
     [[nodiscard]] ScreenshotPushSummary push(const std::vector<ScreenshotSetEdit>& edits,
                                              const Observer& observer = {}) const;
 

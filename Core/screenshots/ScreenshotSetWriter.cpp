@@ -188,8 +188,8 @@ ScreenshotSetWriter::Sent ScreenshotSetWriter::upload(const ScreenshotPushItem& 
     };
     Sent sent;
     try {
-        const ScreenshotFile file(item.fileURL);
-        const std::string checksum = fileChecksum(item.fileURL);
+        const ScreenshotFile file(item.sentFile());
+        const std::string checksum = fileChecksum(item.sentFile());
         if (auto id = alreadyThere(item, file.size(), checksum))
             sent = {Sent::How::foundThere, std::move(*id), {}};
         else

@@ -1,5 +1,7 @@
 #include "Core/screenshots/ScreenshotsStore.h"
 
+#include "Core/asc/ASCError.h"
+#include "Core/screenshots/ImageHeader.h"
 #include "Core/screenshots/ScreenshotError.h"
 #include "Platform/files/Files.h"
 #include "Platform/task/Task.h"
@@ -8,8 +10,11 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <atomic>
 #include <cmath>
 #include <set>
+#include <type_traits>
+#include <variant>
 
 namespace quorvel {
 
@@ -20,33 +25,61 @@ constexpr int thumbnailSide = 512; // pixels
 constexpr std::string_view thumbnailExtension = ".png";
 constexpr std::size_t largestThumbnail = 16 << 20; // bytes
 
+// What could not be read, and why.
+struct Unread {
+    std::string locale;
+    std::string displayType; // empty: all of the locale
+    ASCError error;
+};
+
+// What is gone since it was listed is nothing that could not be read.
+void noteUnread(std::vector<Unread>& all, Unread unread) {
+    if (unread.error.kind() != ASCError::Kind::notFound) all.push_back(std::move(unread));
+}
+
 struct RemoteSet {
     std::string locale;
     std::string displayType;
     std::string id;
 };
 
-std::vector<RemoteSet> listSets(const ASCClientProtocol& client, const std::string& versionID,
-                                const std::vector<std::string>& locales) {
-    auto localizations = client.listVersionLocalizations(versionID);
-    std::erase_if(localizations, [&](const auto& one) {
-        return !locales.empty() && std::ranges::find(locales, one.attributes.locale) == locales.end();
-    });
-    const auto lists = parallelMap(localizations, requestsAtOnce, [&](const auto& localization) {
-        std::vector<RemoteSet> sets;
-        for (const auto& set : client.listScreenshotSets(localization.id))
-            sets.push_back({localization.attributes.locale, set.attributes.screenshotDisplayType, set.id});
-        return sets;
-    });
-    std::vector<RemoteSet> all;
-    for (const auto& list : lists)
-        all.insert(all.end(), list.begin(), list.end());
-    return all;
+bool concernsEverything(const ASCError& error) {
+    return error.kind() != ASCError::Kind::serviceTrouble && error.kind() != ASCError::Kind::notFound &&
+           error.kind() != ASCError::Kind::failed;
 }
 
-bool looksLikePicture(std::string_view bytes) {
-    return bytes.starts_with("\x89PNG") || bytes.starts_with("\xFF\xD8\xFF");
+// Answers with a status were asked for again by the client already.
+bool gotNoAnswer(const ASCError& error) {
+    return mayHaveBeenDone(error) && !error.httpStatus();
 }
+
+// Asks again while a failure may pass, until a first request got through in none of its attempts: the service
+// or the network is down then, and the others are made once.
+class PatientReading {
+  public:
+    explicit PatientReading(const RetryOptions& retries) : retries_(retries) {}
+
+    [[nodiscard]] int attempts() const { return isDown_ ? 1 : retries_.attempts; }
+    void giveUp() { isDown_ = true; }
+
+    // What the request yields, or why it does not. Throws an error that every further request would meet.
+    template <typename Request>
+    auto operator()(Request&& request) -> std::variant<std::invoke_result_t<Request>, ASCError> {
+        RetryOptions now = retries_;
+        now.attempts = attempts();
+        try {
+            return retry(now, request, gotNoAnswer);
+        } catch (const ASCError& error) {
+            if (concernsEverything(error)) throw;
+            if (gotNoAnswer(error)) giveUp();
+            return error;
+        }
+    }
+
+  private:
+    const RetryOptions& retries_;
+    std::atomic<bool> isDown_ = false;
+};
 
 void replace(std::string& text, std::string_view what, const std::string& by) {
     if (const auto at = text.find(what); at != std::string::npos) text.replace(at, what.size(), by);
@@ -76,41 +109,91 @@ std::string thumbnailURL(std::string_view imageURLTemplate, std::optional<std::i
     return url;
 }
 
-ScreenshotsStore::ScreenshotsStore(MetadataFolder folder, PlatformContext context, Clock clock)
+struct ScreenshotsStore::Reading {
+    ScreenshotsCatalog catalog;
+    std::vector<Unread> unread;
+};
+
+ScreenshotsStore::ScreenshotsStore(MetadataFolder folder, PlatformContext context, Clock clock,
+                                   RetryOptions retries)
     : folder_(std::move(folder)),
       context_(std::move(context)),
       clock_(std::move(clock)),
-      paths_(screenshotPaths(folder_, context_.contextID())) {}
+      paths_(screenshotPaths(folder_, context_.contextID())),
+      retries_(std::move(retries)) {}
+
+ScreenshotsStore::Reading ScreenshotsStore::read(const ASCClientProtocol& client,
+                                                 const std::vector<std::string>& locales) const {
+    Reading reading{.catalog = {.lastPulledAt = clock_(),
+                                .versionString = context_.versionString,
+                                .versionState = context_.appStoreState},
+                    .unread = {}};
+    auto localizations = retry(
+        retries_, [&] { return client.listVersionLocalizations(context_.versionId); }, gotNoAnswer);
+    PatientReading patient(retries_);
+    std::erase_if(localizations, [&](const auto& one) {
+        return !locales.empty() && std::ranges::find(locales, one.attributes.locale) == locales.end();
+    });
+    const auto setLists = parallelMap(localizations, requestsAtOnce, [&](const auto& localization) {
+        return patient([&] { return client.listScreenshotSets(localization.id); });
+    });
+    std::vector<RemoteSet> sets;
+    for (std::size_t at = 0; at < localizations.size(); ++at) {
+        const std::string& locale = localizations[at].attributes.locale;
+        if (const auto* error = std::get_if<ASCError>(&setLists[at]))
+            noteUnread(reading.unread, {locale, {}, *error});
+        else
+            for (const auto& set : std::get<0>(setLists[at]))
+                sets.push_back({locale, set.attributes.screenshotDisplayType, set.id});
+    }
+    const auto lists = parallelMap(sets, requestsAtOnce, [&](const RemoteSet& set) {
+        return patient([&] { return client.listScreenshots(set.id); });
+    });
+    for (std::size_t at = 0; at < sets.size(); ++at) {
+        const auto& [locale, displayType, id] = sets[at];
+        if (const auto* error = std::get_if<ASCError>(&lists[at])) {
+            noteUnread(reading.unread, {locale, displayType, *error});
+            continue;
+        }
+        auto& entries = reading.catalog.sets[locale][displayType];
+        for (const auto& screenshot : std::get<0>(lists[at]))
+            entries.push_back(catalogEntryOf(screenshot, entries.size()));
+    }
+    if (!reading.unread.empty() && reading.catalog.sets.empty()) throw reading.unread.front().error;
+    return reading;
+}
 
 ScreenshotsCatalog ScreenshotsStore::readRemote(const ASCClientProtocol& client,
                                                 const std::vector<std::string>& locales) const {
-    ScreenshotsCatalog catalog{.lastPulledAt = clock_(),
-                               .versionString = context_.versionString,
-                               .versionState = context_.appStoreState};
-    const auto sets = listSets(client, context_.versionId, locales);
-    const auto lists = parallelMap(sets, requestsAtOnce,
-                                   [&](const RemoteSet& set) { return client.listScreenshots(set.id); });
-    for (std::size_t at = 0; at < sets.size(); ++at) {
-        auto& entries = catalog.sets[sets[at].locale][sets[at].displayType];
-        for (const auto& screenshot : lists[at])
-            entries.push_back(catalogEntryOf(screenshot, entries.size()));
-    }
-    return catalog;
+    Reading reading = read(client, locales);
+    if (!reading.unread.empty()) throw reading.unread.front().error;
+    return std::move(reading.catalog);
 }
 
 ScreenshotsPullSummary ScreenshotsStore::pull(const ASCClientProtocol& client, HTTPClient& images) const {
-    std::vector<std::string> warnings;
+    ScreenshotsPullSummary summary;
+    std::optional<ScreenshotsCatalog> before;
     try {
-        (void)catalog();
+        before = catalog();
     } catch (const ScreenshotError& error) {
         if (error.kind() != ScreenshotError::Kind::badCatalog) throw;
-        warnings.push_back(fmt::format("{}: the screenshot catalogue was damaged and has been replaced.",
-                                       shownPath(paths_.catalog)));
+        summary.warnings.push_back(fmt::format(
+            "{}: the screenshot catalogue was damaged and has been replaced.", shownPath(paths_.catalog)));
     }
-    ScreenshotsCatalog catalog = readRemote(client);
+    Reading reading = read(client, {});
+    ScreenshotsCatalog& catalog = reading.catalog;
+    if (before && before->versionString != catalog.versionString) before.reset();
+    for (const auto& [locale, displayType, error] : reading.unread) {
+        summary.failures.push_back(fmt::format(
+            "{}: {}", displayType.empty() ? locale : setText(locale, displayType), error.description()));
+        if (!before) continue;
+        if (!displayType.empty())
+            catalog.sets[locale][displayType] = before->setOf(locale, displayType);
+        else if (const auto known = before->sets.find(locale); known != before->sets.end())
+            catalog.sets.insert(*known);
+    }
     createFolders(paths_.thumbnails);
-    ScreenshotsPullSummary summary = fetchThumbnails(images, catalog);
-    summary.warnings.insert(summary.warnings.begin(), warnings.begin(), warnings.end());
+    fetchThumbnails(images, catalog, summary);
     for (const auto& [locale, types] : catalog.sets) {
         summary.locales.push_back(locale);
         summary.totalSets += static_cast<std::int64_t>(types.size());
@@ -150,39 +233,70 @@ void ScreenshotsStore::noteKnownThumbnails(ScreenshotsCatalog& catalog) const {
                     entry.thumbnailFileName = name;
 }
 
-ScreenshotsPullSummary ScreenshotsStore::fetchThumbnails(HTTPClient& images,
-                                                         ScreenshotsCatalog& catalog) const {
+namespace {
+
+// Nothing when none came that is a picture.
+std::optional<std::string> fetchPicture(HTTPClient& images, const std::string& url, PatientReading& patient,
+                                        const RetryOptions& retries) {
+    for (int attempt = 1;; ++attempt) {
+        bool mayPass = true;
+        try {
+            HTTPResponse response = images.send(
+                {.url = url, .redirects = RedirectPolicy::follow, .maximumBodyBytes = largestThumbnail});
+            mayPass = response.status == 200 || response.status == 429 || response.status >= 500;
+            if (response.status == 200) {
+                (void)imageHeaderOf(response.body, ImageReading::whole);
+                return std::move(response.body);
+            }
+        } catch (const TransportError& error) {
+            // What is no HTTP was asked for again already, or is too large.
+            mayPass = error.kind() != TransportError::Kind::refusedURL &&
+                      error.kind() != TransportError::Kind::notHTTP;
+        } catch (const ImageError&) { // an answer that was cut off, or of something on the way
+        }
+        if (!mayPass) return std::nullopt;
+        if (attempt >= patient.attempts()) {
+            patient.giveUp();
+            return std::nullopt;
+        }
+        retries.sleepFor(retries.backoff(attempt));
+    }
+}
+
+} // namespace
+
+void ScreenshotsStore::fetchThumbnails(HTTPClient& images, ScreenshotsCatalog& catalog,
+                                       ScreenshotsPullSummary& summary) const {
     noteKnownThumbnails(catalog);
     std::vector<ScreenshotsCatalog::Entry*> missing;
     for (auto& [locale, types] : catalog.sets)
         for (auto& [type, set] : types)
             for (auto& entry : set)
-                if (!entry.thumbnailFileName) missing.push_back(&entry);
-    const auto fetch = [&](ScreenshotsCatalog::Entry* entry) -> std::string {
-        const std::string shown = escapeControls(entry->fileName.value_or(entry->id));
-        if (entry->imageURLTemplate.value_or("").empty()) return "No image asset URL for " + shown;
+                if (entry.imageURLTemplate.value_or("").empty())
+                    summary.warnings.push_back("No image asset URL for " +
+                                               escapeControls(entry.fileName.value_or(entry.id)));
+                else if (!entry.thumbnailFileName)
+                    missing.push_back(&entry);
+    enum class Fetched { no, yes };
+    PatientReading patient(retries_);
+    const auto fetch = [&](ScreenshotsCatalog::Entry* entry) {
         const std::string name = thumbnailNameOf(*entry);
-        const std::string url =
-            thumbnailURL(*entry->imageURLTemplate, entry->width, entry->height, thumbnailSide);
-        try {
-            const HTTPResponse response = images.send({.url = url, .redirects = RedirectPolicy::follow});
-            if (name.empty() || response.status != 200 || response.body.size() > largestThumbnail ||
-                !looksLikePicture(response.body))
-                return "Couldn't download thumbnail for " + shown;
-            writeFileAtomically(paths_.thumbnails / name, response.body, FileMode::shared, Durability::later);
-        } catch (const TransportError&) {
-            return "Couldn't download thumbnail for " + shown;
-        }
+        if (name.empty()) return Fetched::no;
+        const auto picture = fetchPicture(
+            images, thumbnailURL(*entry->imageURLTemplate, entry->width, entry->height, thumbnailSide),
+            patient, retries_);
+        if (!picture) return Fetched::no;
+        writeFileAtomically(paths_.thumbnails / name, *picture, FileMode::shared, Durability::later);
         entry->thumbnailFileName = name;
-        return {};
+        return Fetched::yes;
     };
-    ScreenshotsPullSummary summary;
-    for (std::string& warning : parallelMap(missing, requestsAtOnce, fetch))
-        if (warning.empty())
+    const auto fetched = parallelMap(missing, requestsAtOnce, fetch);
+    for (std::size_t at = 0; at < missing.size(); ++at)
+        if (fetched[at] == Fetched::yes)
             ++summary.thumbnailsDownloaded;
         else
-            summary.warnings.push_back(std::move(warning));
-    return summary;
+            summary.failures.push_back("Couldn't download thumbnail for " +
+                                       escapeControls(missing[at]->fileName.value_or(missing[at]->id)));
 }
 
 void ScreenshotsStore::removeOtherThumbnails(const ScreenshotsCatalog& catalog) const {

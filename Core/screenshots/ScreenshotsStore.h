@@ -2,6 +2,7 @@
 #pragma once
 
 #include "Core/asc/ASCClientProtocol.h"
+#include "Core/screenshots/Retry.h"
 #include "Core/screenshots/ScreenshotsCatalog.h"
 #include "Platform/http/HTTPClient.h"
 #include "Platform/log/Log.h"
@@ -21,15 +22,16 @@ struct ScreenshotsPullSummary {
     std::int64_t totalScreenshots = 0;
     std::int64_t thumbnailsDownloaded = 0;
     std::vector<std::string> warnings;
+    std::vector<std::string> failures; // locales, sets and thumbnails that could not be had, and why
     QUORVEL_RECORD(ScreenshotsPullSummary, locales, totalSets, totalScreenshots, thumbnailsDownloaded,
-                   warnings)
+                   warnings, failures)
     bool operator==(const ScreenshotsPullSummary&) const = default;
 };
 
 class ScreenshotsStore {
   public:
     /// `folder` is the app's metadata folder.
-    ScreenshotsStore(MetadataFolder folder, PlatformContext context, Clock clock);
+    ScreenshotsStore(MetadataFolder folder, PlatformContext context, Clock clock, RetryOptions retries = {});
 
     [[nodiscard]] const ScreenshotPaths& paths() const { return paths_; }
     /// The catalogue of the last pull; throws as `loadCatalog`.
@@ -41,9 +43,11 @@ class ScreenshotsStore {
                                                 const std::vector<std::string>& locales = {}) const;
 
     /// Reads what App Store Connect holds, downloads the thumbnails that are not there yet through `images`
-    /// (to other hosts, without a token), removes those of screenshots that are gone, and writes the
-    /// catalogue. A damaged catalogue is replaced. Throws also `ScreenshotError` for a catalogue of a newer
-    /// version, and `FileError`.
+    /// (to other hosts, without a token; a thumbnail holds at most 16 MiB), removes those of screenshots that
+    /// are gone, and writes the catalogue. What gets no answer is tried again; a locale or set that cannot be
+    /// read all the same stays as the catalogue had it and is among the failures, like a thumbnail. A damaged
+    /// catalogue is replaced. Throws what `readRemote` throws where nothing could be read, `ScreenshotError`
+    /// for a catalogue of a newer version, and `FileError`.
     [[nodiscard]] ScreenshotsPullSummary pull(const ASCClientProtocol& client, HTTPClient& images) const;
 
     /// Takes what was read of these locales into the catalogue, where there is one of the same version.
@@ -51,8 +55,11 @@ class ScreenshotsStore {
     void remember(const ScreenshotsCatalog& remote, const std::vector<std::string>& locales) const;
 
   private:
-    [[nodiscard]] ScreenshotsPullSummary fetchThumbnails(HTTPClient& images,
-                                                         ScreenshotsCatalog& catalog) const;
+    struct Reading;
+    [[nodiscard]] Reading read(const ASCClientProtocol& client,
+                               const std::vector<std::string>& locales) const;
+    void fetchThumbnails(HTTPClient& images, ScreenshotsCatalog& catalog,
+                         ScreenshotsPullSummary& summary) const;
     void removeOtherThumbnails(const ScreenshotsCatalog& catalog) const;
     void noteKnownThumbnails(ScreenshotsCatalog& catalog) const;
 
@@ -60,6 +67,7 @@ class ScreenshotsStore {
     PlatformContext context_;
     Clock clock_;
     ScreenshotPaths paths_;
+    RetryOptions retries_;
     Logger logger_{"ScreenshotsStore"};
 };
 

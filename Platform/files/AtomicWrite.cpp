@@ -140,10 +140,9 @@ void syncFolder(const std::filesystem::path& folder) {
     if (descriptor.isOpen()) ::fsync(descriptor.number());
 }
 
-} // namespace
-
-void writeFileAtomically(const std::filesystem::path& path, std::string_view bytes, FileMode mode,
-                         Durability durability) {
+// `mayReplace` is asked last, when the new file is whole; whether it took the place of the old one.
+bool replace(const std::filesystem::path& path, std::string_view bytes, FileMode mode, Durability durability,
+             const std::function<bool()>& mayReplace) {
     if (path.native().find('\0') != std::string::npos) throw FileError(path, cannotBeWritten, EINVAL);
     if (path.filename().empty()) throw FileError(path, cannotBeWritten, EISDIR);
     const std::filesystem::path target = resolveLinks(path);
@@ -151,10 +150,24 @@ void writeFileAtomically(const std::filesystem::path& path, std::string_view byt
     TemporaryFile temporary(path, target, modes.made);
     if (!writeAll(temporary.number(), bytes) ||
         (modes.kept && !keepAttributes(temporary.number(), *modes.kept)) ||
-        (durability == Durability::now && uninterrupted([&] { return ::fsync(temporary.number()); }) != 0) ||
-        !temporary.moveTo(target))
+        (durability == Durability::now && uninterrupted([&] { return ::fsync(temporary.number()); }) != 0))
         throw FileError(path, cannotBeWritten, errno);
+    if (!mayReplace()) return false;
+    if (!temporary.moveTo(target)) throw FileError(path, cannotBeWritten, errno);
     if (durability == Durability::now) syncFolder(target.parent_path());
+    return true;
+}
+
+} // namespace
+
+void writeFileAtomically(const std::filesystem::path& path, std::string_view bytes, FileMode mode,
+                         Durability durability) {
+    (void)replace(path, bytes, mode, durability, [] { return true; });
+}
+
+bool replaceFile(const std::filesystem::path& path, const std::optional<std::string>& expected,
+                 std::string_view bytes, Durability durability) {
+    return replace(path, bytes, FileMode::shared, durability, [&] { return readFile(path) == expected; });
 }
 
 void syncFiles(const std::filesystem::path& path) {

@@ -44,6 +44,11 @@ enum class Durability { now, later };
 void writeFileAtomically(const std::filesystem::path& path, std::string_view bytes,
                          FileMode mode = FileMode::shared, Durability durability = Durability::now);
 
+/// Like `writeFileAtomically`, as long as the file holds `expected` (nothing: there is no file) right before
+/// it is replaced; whether it did. What somebody else saved meanwhile stays. Throws `FileError`.
+[[nodiscard]] bool replaceFile(const std::filesystem::path& path, const std::optional<std::string>& expected,
+                               std::string_view bytes, Durability durability = Durability::now);
+
 /// Appends `line` and a line feed in one write, so that lines of several threads and processes never mix;
 /// makes the file with `mode` when missing. Throws `FileError`; the file is as it was then.
 void appendLine(const std::filesystem::path& path, std::string_view line, FileMode mode = FileMode::shared);

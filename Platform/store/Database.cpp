@@ -12,6 +12,7 @@
 
 #include <algorithm>
 #include <chrono>
+#include <cstdlib>
 #include <thread>
 
 namespace quorvel {
@@ -198,6 +199,10 @@ void Database::checkpoint() {
 void Database::checkIntegrity() {
     std::string found;
     query("PRAGMA quick_check(1)", {}, [&](const StoreRow& row) { found = row.text(0); });
+    // A page that could not be read says nothing of what it holds.
+    constexpr std::string_view unread = "unable to get the page. error code=";
+    if (const auto place = found.find(unread); place != std::string::npos)
+        state_->fail(std::atoi(found.c_str() + place + unread.size()));
     if (found != "ok")
         throw StoreError(
             StoreError::Kind::damaged,

@@ -36,6 +36,8 @@ Kind kindOf(int result, int systemError) {
         return result == SQLITE_IOERR_SHORT_READ ? Kind::damaged : kindOfSystemError(systemError);
     case SQLITE_CANTOPEN:
         return kindOfSystemError(systemError);
+    case SQLITE_ERROR:
+        return Kind::statement;
     default:
         return Kind::unavailable;
     }
@@ -55,6 +57,8 @@ std::string_view explanationOf(Kind kind) {
         return "was written by a later version of the program";
     case Kind::constraint:
         return "refuses the change by a rule of its schema";
+    case Kind::statement:
+    case Kind::noFile:
     case Kind::unavailable:
         break;
     }

@@ -16,7 +16,9 @@ class StoreError : public std::runtime_error {
         damaged,     // the file is not a database, or its content contradicts itself
         newerSchema, // written by a later version of the program
         constraint,  // refused by a rule of the schema
-        unavailable, // cannot be opened, read or written
+        statement,   // the engine takes no such statement: a table or a column is missing
+        noFile,      // what has its name cannot hold a database, such as a folder
+        unavailable, // cannot be opened, read or written now
     };
 
     StoreError(Kind kind, const std::string& text) : std::runtime_error(text), kind_(kind) {}

@@ -28,16 +28,21 @@ std::size_t editDistance(std::string_view left, std::string_view right) {
 
 constexpr std::size_t longestWord = 64;
 
+// What all options begin with makes none of them alike.
+std::string_view withoutDashes(std::string_view word) {
+    return word.substr(std::min(word.find_first_not_of('-'), word.size()));
+}
+
 } // namespace
 
 std::optional<std::string> nearestSpelling(std::string_view word,
                                            std::span<const std::string_view> candidates) {
     if (word.empty() || word.size() > longestWord) return std::nullopt;
-    const std::string given = asciiLowercase(word);
+    const std::string given = asciiLowercase(withoutDashes(word));
     std::optional<std::string> best;
-    std::size_t least = word.size() <= 4 ? 2 : 3; // fewer edits than this count as near
+    std::size_t least = given.size() <= 4 ? 2 : 3; // fewer edits than this count as near
     for (const std::string_view candidate : candidates) {
-        const std::string wanted = asciiLowercase(candidate);
+        const std::string wanted = asciiLowercase(withoutDashes(candidate));
         const bool begins = given.size() >= 3 && wanted.starts_with(given);
         const std::size_t distance = begins ? 1 : editDistance(given, wanted);
         if (distance < least) {

@@ -22,8 +22,14 @@ bool isControl(char32_t value) {
            (value >= 0x2066 && value <= 0x2069);
 }
 
+// These are part of texts from right to left, but in a document that is read letter by letter they mislead.
+bool isDirectionMark(char32_t value) {
+    return value == 0x061C || value == 0x200E || value == 0x200F;
+}
+
+constexpr std::string_view hexDigits = "0123456789ABCDEF";
+
 void appendEscape(std::string& result, CodePoint codePoint, char byte) {
-    constexpr std::string_view digits = "0123456789ABCDEF";
     switch (codePoint.value) {
     case '\n':
         result += "\\n";
@@ -41,7 +47,7 @@ void appendEscape(std::string& result, CodePoint codePoint, char byte) {
     const char32_t value = isByte ? static_cast<std::uint8_t>(byte) : codePoint.value;
     result += isByte ? "\\x" : "\\u";
     for (int shift = isByte ? 4 : 12; shift >= 0; shift -= 4)
-        result.push_back(digits[value >> shift & 15]);
+        result.push_back(hexDigits[value >> shift & 15]);
 }
 
 std::size_t cellsOf(char32_t value, GraphemeClass kind) {
@@ -165,6 +171,23 @@ std::string escapeControls(std::string_view text) {
     return result;
 }
 
+std::string escapeControlsInJSON(std::string_view document) {
+    std::string result;
+    result.reserve(document.size());
+    for (std::size_t at = 0; at < document.size();) {
+        const CodePoint next = decodeUTF8(document, at);
+        if (next.value != '\n' && (isControl(next.value) || isDirectionMark(next.value))) {
+            result += "\\u";
+            for (int shift = 12; shift >= 0; shift -= 4)
+                result.push_back(hexDigits[next.value >> shift & 15]);
+        } else {
+            result.append(document, at, next.size);
+        }
+        at += next.size;
+    }
+    return result;
+}
+
 bool naturalLess(std::string_view left, std::string_view right) {
     std::string_view leftRest = left, rightRest = right;
     while (!leftRest.empty() && !rightRest.empty()) {
@@ -188,6 +211,20 @@ std::string asciiLowercase(std::string_view text) {
     std::string result(text);
     for (char& character : result)
         if (character >= 'A' && character <= 'Z') character = static_cast<char>(character - 'A' + 'a');
+    return result;
+}
+
+std::string withASCIIDigits(std::string_view text) {
+    std::string result;
+    for (std::size_t at = 0; at < text.size();) {
+        const CodePoint next = decodeUTF8(text, at);
+        const std::int32_t digit = u_charDigitValue(static_cast<UChar32>(next.value));
+        if (digit >= 0)
+            result += static_cast<char>('0' + digit);
+        else
+            result += text.substr(at, next.size);
+        at += next.size;
+    }
     return result;
 }
 

@@ -1,8 +1,11 @@
 #include "Platform/text/Text.h"
+#include "Platform/text/UTF8.h"
 
 #include <unicode/brkiter.h>
+#include <unicode/uchar.h>
 #include <unicode/utext.h>
 
+#include <functional>
 #include <memory>
 #include <stdexcept>
 
@@ -44,6 +47,20 @@ std::vector<std::string_view> wordSegments(std::string_view text) {
         else
             segments.push_back(segment);
     }
+    return segments;
+}
+
+std::vector<std::string_view> words(std::string_view text) {
+    const auto isAlphanumeric = [](std::string_view segment) {
+        for (std::size_t at = 0; at < segment.size();) {
+            const CodePoint character = decodeUTF8(segment, at);
+            if (u_isalnum(static_cast<UChar32>(character.value))) return true;
+            at += character.size;
+        }
+        return false;
+    };
+    std::vector<std::string_view> segments = wordSegments(text);
+    std::erase_if(segments, std::not_fn(isAlphanumeric));
     return segments;
 }
 

@@ -1,5 +1,6 @@
 #include "Programs/quorvel/Command.h"
 
+#include "Platform/text/Text.h"
 #include "Programs/quorvel/Errors.h"
 #include "Programs/quorvel/GlobalOptions.h"
 #include "Programs/quorvel/commands/Groups.h"
@@ -38,6 +39,19 @@ std::optional<long> Arguments::number(std::string_view name, long minimum, long 
     return number;
 }
 
+std::vector<std::string> itemsOf(std::string_view list) {
+    std::vector<std::string> items;
+    while (true) {
+        const std::size_t end = std::min(list.find(','), list.size());
+        const std::string_view item = trim(list.substr(0, end));
+        if (!item.empty()) items.emplace_back(item);
+        if (end == list.size()) break;
+        list.remove_prefix(end + 1);
+    }
+    if (items.empty()) items.emplace_back(); // for who checks it: a list of nothing is no missing option
+    return items;
+}
+
 std::string_view Command::lastWord() const {
     return name.substr(name.rfind(' ') + 1);
 }
@@ -73,8 +87,8 @@ std::span<const ArgumentSpec> globalArguments() {
         {"--no-color", "", "No colours"},
         {"--yes", "", "Answer every question with yes"},
         {"--dry-run", "", "Show the changes that would be made and make none, where a command lists it"},
-        {"--workspace", "NAME", "The workspace to work in, instead of the active one"},
-        {"--app", "ID",
+        {"--workspace", "WORKSPACE", "The workspace to work in, instead of the active one"},
+        {"--app", "APP",
          "The app: bundle id, App Store id, short name or name; the only recorded one when left out"},
         {"--context",
          "PLATFORM/SLOT",

@@ -26,9 +26,13 @@ struct ArgumentSpec {
     Need need = Need::optional;
     Count count = Count::once;
     std::vector<std::string_view> suggestions = {}; // values that completion offers, though others are taken
+    /// The choice that another spelling means; nothing where it means none.
+    std::optional<std::string_view> (*choiceOf)(std::string_view) = nullptr;
 
     [[nodiscard]] bool isPositional() const { return !name.starts_with('-'); }
     [[nodiscard]] bool isFlag() const { return value.empty() && !isPositional(); }
+    /// Whether one value may be several choices, separated by commas.
+    [[nodiscard]] bool takesLists() const { return count == Count::repeated && !choices.empty(); }
 };
 
 /// The values that were given, by name.
@@ -53,11 +57,16 @@ struct Command {
     std::vector<std::string_view> heeds = {}; // the global options that matter to it, besides those of all
     ExitStatus (*run)(Invocation&) = nullptr;
     std::string_view details = {}; // further paragraphs of the help
+    // Changes App Store Connect, or deletes: somebody at a terminal is asked first, else --yes is needed.
+    bool asksFirst = false;
 
     /// The last word of the name, and the words before it.
     [[nodiscard]] std::string_view lastWord() const;
     [[nodiscard]] std::string_view parent() const;
 };
+
+/// The items of "de-DE,ja".
+[[nodiscard]] std::vector<std::string> itemsOf(std::string_view list);
 
 /// All commands and groups; a group stands before its members.
 [[nodiscard]] std::span<const Command> allCommands();

@@ -32,10 +32,25 @@ void add(CLI::App& app, const ArgumentSpec& argument) {
     option->expected(1)->allow_extra_args(takesMore)->multi_option_policy(CLI::MultiOptionPolicy::TakeAll);
 }
 
+// The choices that the values name, in whatever spelling; what is none stays for the check to refuse.
+std::vector<std::string> choicesIn(const ArgumentSpec& spec, const std::vector<std::string>& values) {
+    std::vector<std::string> choices;
+    for (const std::string& value : values)
+        for (std::string& item : spec.takesLists() ? itemsOf(value) : std::vector{value}) {
+            const auto meant = spec.choiceOf ? spec.choiceOf(item) : std::nullopt;
+            choices.push_back(meant ? std::string(*meant) : std::move(item));
+        }
+    return choices;
+}
+
 void collect(const CLI::App& app, std::span<const ArgumentSpec> specs, Arguments& arguments) {
     for (const ArgumentSpec& spec : specs) {
         const CLI::Option* option = app.get_option_no_throw(std::string(spec.name));
-        if (option && option->count() > 0) arguments.add(spec.name, option->results());
+        if (!option || option->count() == 0) continue;
+        if (spec.choices.empty())
+            arguments.add(spec.name, option->results());
+        else
+            arguments.add(spec.name, choicesIn(spec, option->results()));
     }
 }
 

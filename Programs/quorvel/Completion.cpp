@@ -6,12 +6,22 @@
 #include <fmt/ranges.h>
 
 #include <functional>
+#include <utility>
 
 namespace quorvel {
 
 namespace {
 
-enum class Completes { words, files, folders, nothing };
+enum class Completes { words, files, folders, records, nothing };
+
+// What the program itself is asked for when somebody completes a line.
+std::string_view recordsFor(const ArgumentSpec& argument) {
+    static constexpr std::pair<std::string_view, std::string_view> kinds[] = {
+        {"APP", "apps"}, {"WORKSPACE", "workspaces"}, {"RUN", "runs"}, {"LOCALE", "locales"}};
+    for (const auto& [value, kind] : kinds)
+        if (argument.value == value) return kind;
+    return {};
+}
 
 const std::vector<std::string_view>& wordsFor(const ArgumentSpec& argument) {
     return argument.choices.empty() ? argument.suggestions : argument.choices;
@@ -19,6 +29,7 @@ const std::vector<std::string_view>& wordsFor(const ArgumentSpec& argument) {
 
 Completes completionOf(const ArgumentSpec& argument) {
     if (!wordsFor(argument).empty()) return Completes::words;
+    if (!recordsFor(argument).empty()) return Completes::records;
     if (argument.value == "FILE") return Completes::files;
     if (argument.value == "DIR" || argument.name == "DIR") return Completes::folders;
     return Completes::nothing;
@@ -52,6 +63,14 @@ void forEachValue(const std::function<void(std::string_view, const ArgumentSpec&
             if (!argument.isPositional() && !argument.isFlag()) write(command.name, argument);
     for (const ArgumentSpec& argument : globalArguments())
         if (!argument.isFlag()) write("*", argument);
+}
+
+// Calls `write` for each command with an argument that stands for records.
+void forEachRecord(const std::function<void(std::string_view command, std::string_view kind)>& write) {
+    for (const Command& command : allCommands())
+        for (const ArgumentSpec& argument : command.arguments)
+            if (argument.isPositional() && completionOf(argument) == Completes::records)
+                write(command.name, recordsFor(argument));
 }
 
 std::string singleQuoted(std::string_view text) {
@@ -104,27 +123,47 @@ std::string branches(const std::function<std::string(std::string_view command)>&
 std::string bashValues() {
     std::string text;
     forEachValue([&](std::string_view command, const ArgumentSpec& argument) {
-        static constexpr std::string_view actions[] = {"", "-f", "-d", "-W ''"};
+        static constexpr std::string_view actions[] = {"", "-f", "-d", "", "-W ''"};
         const auto kind = completionOf(argument);
-        const std::string action = kind == Completes::words
-                                       ? fmt::format("-W \"{}\"", fmt::join(wordsFor(argument), " "))
-                                       : std::string(actions[static_cast<std::size_t>(kind)]);
-        text += fmt::format("    {}) COMPREPLY=($(compgen {} -- \"$current\")); return ;;\n",
-                            pattern(command, argument.name), action);
+        std::string action = fmt::format("COMPREPLY=($(compgen {} -- \"$current\"))",
+                                         kind == Completes::words
+                                             ? fmt::format("-W \"{}\"", fmt::join(wordsFor(argument), " "))
+                                             : std::string(actions[static_cast<std::size_t>(kind)]));
+        if (kind == Completes::records) action = fmt::format("_quorvel_records {}", recordsFor(argument));
+        text += fmt::format("    {}) {}; return ;;\n", pattern(command, argument.name), action);
     });
     return text;
 }
 
+std::string bashRecords() {
+    std::string text;
+    forEachRecord([&](std::string_view command, std::string_view kind) {
+        text += fmt::format("    {}) _quorvel_records {} ;;\n", singleQuoted(command), kind);
+    });
+    return text;
+}
+
+// Names come from outside, so they are compared here and quoted: compgen would expand what is in them.
 std::string bashScript() {
     return fmt::format(
-        R"(# Completion of quorvel for bash.
+        R"sh(# Completion of quorvel for bash.
+_quorvel_records() {{
+    local value
+    while IFS= read -r value; do
+        [[ $value == "$current"* ]] && COMPREPLY+=("$(printf '%q' "$value")")
+    done < <("${{COMP_WORDS[0]/#~\//$HOME/}}" completion values "$1" "${{given[@]}}" 2> /dev/null)
+}}
 _quorvel() {{
     local current=${{COMP_WORDS[COMP_CWORD]}} previous=${{COMP_WORDS[COMP_CWORD - 1]}}
     local command= words= index word
+    local -a given=(--quiet)
     for ((index = 1; index < COMP_CWORD; index++)); do
         word="${{command:+$command }}${{COMP_WORDS[index]}}"
         case "$word" in
         {}) command=$word ;;
+        esac
+        case "${{COMP_WORDS[index - 1]}}" in
+        --app | --workspace | --home) given+=("${{COMP_WORDS[index - 1]}}" "${{COMP_WORDS[index]}}") ;;
         esac
     done
     case "$command:$previous" in
@@ -132,40 +171,60 @@ _quorvel() {{
     case "$command" in
 {}    esac
     COMPREPLY=($(compgen -W "$words {}" -- "$current"))
+    case "$command" in
+{}    esac
 }}
 complete -o bashdefault -o default -F _quorvel quorvel
-)",
+)sh",
         namesAsPatterns(), bashValues(), branches([](std::string_view command) {
             return fmt::format("    {}) words=\"{}\" ;;\n", singleQuoted(command),
                                wordsOf(candidatesAfter(command)));
         }),
-        wordsOf(globalCandidates()));
+        wordsOf(globalCandidates()), bashRecords());
 }
 
 std::string zshValues() {
     std::string text;
     forEachValue([&](std::string_view command, const ArgumentSpec& argument) {
-        static constexpr std::string_view actions[] = {"", "_files", "_files -/", "_message value"};
+        static constexpr std::string_view actions[] = {"", "_files", "_files -/", "", "_message value"};
         const auto kind = completionOf(argument);
-        const std::string action = kind == Completes::words
-                                       ? fmt::format("compadd -- {}", fmt::join(wordsFor(argument), " "))
-                                       : std::string(actions[static_cast<std::size_t>(kind)]);
+        const std::string action =
+            kind == Completes::words     ? fmt::format("compadd -- {}", fmt::join(wordsFor(argument), " "))
+            : kind == Completes::records ? fmt::format("_quorvel_records {}", recordsFor(argument))
+                                         : std::string(actions[static_cast<std::size_t>(kind)]);
         text += fmt::format("    ({}) {}; return ;;\n", pattern(command, argument.name), action);
+    });
+    return text;
+}
+
+std::string zshRecords() {
+    std::string text;
+    forEachRecord([&](std::string_view command, std::string_view kind) {
+        text += fmt::format("    ({}) _quorvel_records {} ;;\n", singleQuoted(command), kind);
     });
     return text;
 }
 
 std::string zshScript() {
     return fmt::format(
-        R"(#compdef quorvel
+        R"sh(#compdef quorvel
 # Completion of quorvel for zsh.
+_quorvel_records() {{
+    local -a values
+    values=("${{(@f)$(${{~words[1]}} completion values $1 $given 2> /dev/null)}}")
+    compadd -a values
+}}
 _quorvel() {{
     local command= word index
-    local -a candidates
+    local -a candidates given
+    given=(--quiet)
     for ((index = 2; index < CURRENT; index++)); do
         word="${{command:+$command }}${{words[index]}}"
         case "$word" in
         ({}) command=$word ;;
+        esac
+        case "${{words[index - 1]}}" in
+        (--app | --workspace | --home) given+=("${{(Q)words[index - 1]}}" "${{(Q)words[index]}}") ;;
         esac
     done
     case "$command:${{words[CURRENT - 1]}}" in
@@ -174,18 +233,20 @@ _quorvel() {{
 {}    esac
     candidates+=({})
     _describe quorvel candidates
+    case "$command" in
+{}    esac
 }}
 if [ "${{funcstack[1]}}" = _quorvel ]; then
     _quorvel "$@"
 else
     compdef _quorvel quorvel
 fi
-)",
+)sh",
         namesAsPatterns(), zshValues(), branches([](std::string_view command) {
             return fmt::format("    ({}) candidates=({}) ;;\n", singleQuoted(command),
                                described(candidatesAfter(command)));
         }),
-        described(globalCandidates()));
+        described(globalCandidates()), zshRecords());
 }
 
 std::string fishOption(const ArgumentSpec& argument) {
@@ -199,6 +260,9 @@ std::string fishOption(const ArgumentSpec& argument) {
         break;
     case Completes::folders:
         text += " -x -a '(__fish_complete_directories)'";
+        break;
+    case Completes::records:
+        text += fmt::format(" -x -a '(__quorvel_records {})'", recordsFor(argument));
         break;
     case Completes::nothing:
         text += argument.isFlag() ? "" : " -x";
@@ -215,9 +279,14 @@ std::string fishScript() {
         "        switch $longer\n            case";
     for (const Command& command : allCommands())
         script += " " + singleQuoted(command.name);
-    script +=
-        "\n                set command $longer\n        end\n    end\n    echo $command\nend\n"
-        "function __quorvel_is\n    test (__quorvel_command) = \"$argv\"\nend\ncomplete -c quorvel -f\n";
+    script += "\n                set command $longer\n        end\n    end\n    echo $command\nend\n"
+              "function __quorvel_is\n    test (__quorvel_command) = \"$argv\"\nend\n"
+              "function __quorvel_records\n    set -l words (commandline -opc)\n    set -l given --quiet\n"
+              "    for index in (seq 2 (math (count $words) - 1))\n"
+              "        switch $words[$index]\n            case --app --workspace --home\n"
+              "                set -a given $words[$index] $words[(math $index + 1)]\n        end\n    end\n"
+              "    eval $words[1] completion values $argv (string escape -- $given) 2>/dev/null\nend\n"
+              "complete -c quorvel -f\n";
     const auto condition = [](std::string_view name) {
         return fmt::format("complete -c quorvel -n {}", singleQuoted(fmt::format("__quorvel_is '{}'", name)));
     };
@@ -229,6 +298,9 @@ std::string fishScript() {
         for (const ArgumentSpec& argument : command.arguments) {
             if (!argument.isPositional())
                 script += condition(command.name) + fishOption(argument) + "\n";
+            else if (completionOf(argument) == Completes::records)
+                script += condition(command.name) +
+                          fmt::format(" -a '(__quorvel_records {})'\n", recordsFor(argument));
             else if (completionOf(argument) == Completes::folders)
                 script += condition(command.name) + " -a '(__fish_complete_directories)'\n";
             else if (!wordsFor(argument).empty())

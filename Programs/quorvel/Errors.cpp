@@ -1,6 +1,7 @@
 #include "Programs/quorvel/Errors.h"
 
-#include "Platform/text/Text.h"
+#include "Programs/quorvel/Table.h"
+#include "Programs/quorvel/Wording.h"
 
 #include <algorithm>
 #include <array>
@@ -64,27 +65,18 @@ constexpr Meaning meanings[] = {
     {F::noBaseKeywords, E::notFound, "Write those first; the other locales are coordinated with them."},
     {F::notFound, E::notFound},
     {F::readOnly, E::refusedByState, "'quorvel versions create' makes one."},
+    {F::versionExists, E::refusedByState,
+     "'quorvel pull' brings its texts; 'quorvel versions' shows the state of each version."},
     {F::otherVersionPulled, E::refusedByState, "'quorvel pull --leave-edits' keeps your edits in place."},
     {F::stateRefused, E::refusedByState, "'quorvel versions --app ID' shows the state of each version."},
     {F::serviceTrouble, E::serviceTrouble},
-    {F::noModelAccess, E::noCredentials},
+    {F::noModelAccess, E::noCredentials, "The endpoints file is named by --endpoints or QUORVEL_ENDPOINTS."},
     {F::endpoints, E::usage},
 };
 static_assert(std::size(meanings) == std::size(RawValues<FailureKind>::values));
 
 const Meaning& meaningOf(FailureKind kind) {
     return *std::ranges::find(meanings, kind, &Meaning::kind);
-}
-
-std::string onOneLine(std::string_view text) {
-    std::string line;
-    while (true) {
-        const std::size_t end = text.find('\n');
-        line += trim(text.substr(0, end));
-        if (end == std::string_view::npos) return escapeControls(line);
-        text.remove_prefix(end + 1);
-        if (!trim(text).empty()) line += " — ";
-    }
 }
 
 } // namespace
@@ -95,10 +87,10 @@ ExitStatus statusOf(FailureKind kind) {
 
 ErrorReport reportOf(const Failure& failure) {
     const Meaning& meaning = meaningOf(failure.kind);
-    std::string hint = onOneLine(failure.advice.value_or(""));
+    std::string hint = onOneLine(inCommands(failure.advice.value_or("")));
     if (!hint.empty() && !meaning.hint.empty())
         hint += hint.ends_with('.') || hint.ends_with('?') ? " " : ". ";
-    return {meaning.status, onOneLine(failure.text), hint + std::string(meaning.hint)};
+    return {meaning.status, onOneLine(inCommands(failure.text)), hint + std::string(meaning.hint)};
 }
 
 ErrorReport reportOf(const std::exception& error) {

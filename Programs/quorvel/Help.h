@@ -8,10 +8,10 @@
 
 namespace quorvel {
 
-/// The overview of the program.
-[[nodiscard]] std::string helpOfProgram();
+/// The overview of the program, in lines of at most `width` terminal cells.
+[[nodiscard]] std::string helpOfProgram(std::size_t width);
 /// The help of a command, or of a group and its members.
-[[nodiscard]] std::string helpOf(const Command& command);
+[[nodiscard]] std::string helpOf(const Command& command, std::size_t width);
 /// Prints the help of a command, or the overview where there is none, in the form of the output.
 ExitStatus showHelp(Output& output, const Command* command);
 

@@ -12,33 +12,37 @@ namespace {
 
 constexpr int endOfWaiting = SIGUSR1;
 
+bool isIgnored(int signal) {
+    struct sigaction action {};
+    return sigaction(signal, nullptr, &action) == 0 && action.sa_handler == SIG_IGN;
+}
+
 sigset_t awaitedSignals() {
     sigset_t signals;
     sigemptyset(&signals);
-    sigaddset(&signals, SIGINT);
-    sigaddset(&signals, SIGTERM);
-    sigaddset(&signals, endOfWaiting);
+    for (const int signal : {SIGINT, SIGTERM, SIGXFSZ, endOfWaiting})
+        sigaddset(&signals, signal);
+    // What nohup ignores for its command would be awaited all the same.
+    if (!isIgnored(SIGHUP)) sigaddset(&signals, SIGHUP);
     return signals;
-}
-
-// Signals are taken one by one on a thread of their own, where anything may be called.
-void waitForSignals(std::stop_source& source) {
-    const sigset_t signals = awaitedSignals();
-    while (true) {
-        int signal = 0;
-        if (sigwait(&signals, &signal) != 0) continue;
-        if (signal == endOfWaiting) return;
-        if (source.stop_requested()) _exit(static_cast<int>(ExitStatus::interrupted));
-        source.request_stop();
-    }
 }
 
 } // namespace
 
-Interrupt::Interrupt() {
-    const sigset_t signals = awaitedSignals();
-    pthread_sigmask(SIG_BLOCK, &signals, nullptr);
-    waiter_ = std::thread([this] { waitForSignals(source_); });
+Interrupt::Interrupt() : signals_(awaitedSignals()) {
+    pthread_sigmask(SIG_BLOCK, &signals_, nullptr);
+    waiter_ = std::thread([this] { awaitSignals(); });
+}
+
+// Signals are taken one by one on a thread of their own, where anything may be called.
+void Interrupt::awaitSignals() {
+    while (true) {
+        int signal = 0;
+        if (sigwait(&signals_, &signal) != 0) continue;
+        if (signal == endOfWaiting) return;
+        if (source_.stop_requested()) _exit(static_cast<int>(ExitStatus::interrupted));
+        source_.request_stop();
+    }
 }
 
 Interrupt::~Interrupt() {

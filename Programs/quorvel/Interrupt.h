@@ -3,10 +3,13 @@
 
 #include "Platform/task/StopToken.h"
 
+#include <signal.h>
+
 namespace quorvel {
 
-/// While it lives SIGINT and SIGTERM stop `token()`; a second one ends the program at once. Made before any
-/// other thread, as those inherit the signals' mask.
+/// While it lives SIGINT, SIGTERM, SIGXFSZ and, unless it is ignored as under nohup, SIGHUP stop `token()`; a
+/// second one ends the program at once. A write beyond the limit of a file's size fails and raises nothing.
+/// Made before any other thread, as those inherit the signals' mask.
 class Interrupt {
   public:
     Interrupt();
@@ -17,6 +20,9 @@ class Interrupt {
     [[nodiscard]] std::stop_token token() const { return source_.get_token(); }
 
   private:
+    void awaitSignals();
+
+    sigset_t signals_; // that are awaited
     std::stop_source source_;
     std::thread waiter_;
 };

@@ -2,6 +2,7 @@
 
 #include "Platform/task/Task.h"
 #include "Platform/text/Text.h"
+#include "Programs/quorvel/Wording.h"
 
 #include <fmt/format.h>
 
@@ -43,11 +44,16 @@ Output::Output(const Streams& streams, Form form, Noise noise, Colour colour)
     : streams_(streams),
       form_(form),
       noise_(noise),
+      colour_(colour),
       outColours_(colour == Colour::automatic && streams.outIsTerminal),
       errorColours_(colour == Colour::automatic && streams.errorIsTerminal) {}
 
 void Output::line(std::string_view text) {
-    styledLine(wrapLines(printable(text), streams_.outIsTerminal ? streams_.width : 0));
+    lines(onOneLine(text));
+}
+
+void Output::lines(std::string_view text) {
+    styledLine(wrapLines(printable(inCommands(text)), streams_.outIsTerminal ? streams_.width : 0));
 }
 
 void Output::verbatim(std::string_view text) {
@@ -115,25 +121,26 @@ void Output::table(const Table& whole) {
 
 void Output::printDocument(const std::string& text) {
     clearProgress();
-    streams_.out(text + "\n");
+    streams_.out((streams_.outIsTerminal ? escapeControlsInJSON(text) : text) + "\n");
     hasDocument_ = true;
 }
 
 void Output::note(std::string_view text) {
     if (noise_ == Noise::quiet) return;
     clearProgress();
-    streams_.error(wrapLines(printable(text), messageWidth()) + "\n");
+    streams_.error(wrapLines(onOneLine(inCommands(text)), messageWidth()) + "\n");
 }
 
 void Output::detail(std::string_view text) {
     clearProgress();
-    streams_.error(printable(text) + "\n");
+    streams_.error(onOneLine(text) + "\n");
 }
 
 void Output::warning(std::string_view text) {
     clearProgress();
     constexpr std::string_view lead = "warning:";
-    const std::string whole = wrapLines(fmt::format("{} {}", lead, printable(text)), messageWidth());
+    const std::string whole =
+        wrapLines(fmt::format("{} {}", lead, onOneLine(inCommands(text))), messageWidth());
     streams_.error((errorColours_ ? withStyle(Style::yellow, lead) : std::string(lead)) +
                    whole.substr(lead.size()) + "\n");
 }
@@ -142,13 +149,13 @@ void Output::error(std::string_view text, std::string_view hint) {
     clearProgress();
     constexpr std::string_view plainLead = "quorvel:";
     const std::string lead = errorColours_ ? withStyle(Style::red, plainLead) : std::string(plainLead);
-    const std::string whole = wrapLines(fmt::format("{} {}", plainLead, printable(text)), messageWidth());
+    const std::string whole = wrapLines(fmt::format("{} {}", plainLead, onOneLine(text)), messageWidth());
     streams_.error(lead + whole.substr(plainLead.size()) + "\n");
-    if (!hint.empty()) streams_.error(wrapLines("  " + printable(hint), messageWidth()) + "\n");
+    if (!hint.empty()) streams_.error(wrapLines("  " + onOneLine(hint), messageWidth()) + "\n");
 }
 
 void Output::progress(std::string_view text) {
-    if (!streams_.errorIsTerminal || noise_ == Noise::quiet) return;
+    if (!streams_.errorIsTerminal || !streams_.takesSequences || noise_ == Noise::quiet) return;
     const std::string_view firstLine = text.substr(0, text.find('\n')); // the next one can replace no more
     streams_.error("\r\x1b[K" +
                    cutToWidth(escapeControls(firstLine), streams_.width ? streams_.width - 1 : 79));
@@ -161,15 +168,30 @@ void Output::clearProgress() {
     progressShown_ = false;
 }
 
+void Output::showOnTerminal(const std::function<void(Output&)>& show) {
+    clearProgress();
+    const Terminal& terminal = *streams_.terminal;
+    const Streams streams{.out = terminal.write,
+                          .error = terminal.write,
+                          .readAll = {},
+                          .outIsTerminal = true,
+                          .errorIsTerminal = true,
+                          .width = terminal.width,
+                          .terminal = std::nullopt};
+    Output output(streams, Form::text, Noise::normal, colour_);
+    show(output);
+}
+
 std::optional<std::string> Output::ask(std::string_view question) {
     clearProgress();
-    streams_.error(wrapLines(printable(question), messageWidth()) + " ");
+    const Terminal& terminal = *streams_.terminal;
+    terminal.write(wrapLines(printable(question), terminal.width) + " ");
     try {
-        auto answer = streams_.readLine();
-        if (!answer) streams_.error("\n"); // nobody's return key ended the line of the question
+        auto answer = terminal.readLine();
+        if (!answer) terminal.write("\n"); // nobody's return key ended the line of the question
         return answer;
     } catch (const CancellationError&) {
-        streams_.error("\n");
+        terminal.write("\n");
         throw;
     }
 }

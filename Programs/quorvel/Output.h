@@ -5,6 +5,7 @@
 #include "Programs/quorvel/Surroundings.h"
 #include "Programs/quorvel/Table.h"
 
+#include <functional>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -28,23 +29,26 @@ class Output {
     [[nodiscard]] bool hasDocument() const { return hasDocument_; }
     [[nodiscard]] const Streams& streams() const { return streams_; }
 
-    /// A line of the result, or several, broken at blanks on a terminal; control characters are escaped.
-    /// Nothing with --json.
+    /// A line of the result, broken at blanks on a terminal; control characters are escaped, and line breaks,
+    /// of a name for example, make no further line. Nothing with --json.
     void line(std::string_view text = {});
-    /// Like `line`, but not broken.
+    /// The same for a text of several lines.
+    void lines(std::string_view text);
+    /// Like `lines`, but not broken.
     void verbatim(std::string_view text);
     /// Like `line`, for a text with styles whose parts were escaped.
     void styledLine(std::string_view text);
     void table(const Table& table);
     /// Text as it is, whatever the form.
     void raw(std::string_view text);
-    /// The JSON document of the result; nothing without --json.
+    /// The JSON document of the result, on a terminal with its control characters escaped; nothing without
+    /// --json.
     template <typename Record>
     void document(const Record& record) {
         if (isJSON()) printDocument(encodeJSON(record, {JSONLayout::pretty, JSONKeyOrder::declared}));
     }
 
-    /// A message beside the result; silent with --quiet.
+    /// A message of one line beside the result, like each below; silent with --quiet.
     void note(std::string_view text);
     /// What --verbose tells.
     void detail(std::string_view text);
@@ -54,9 +58,11 @@ class Output {
     /// A line on the terminal that the next one replaces; nothing when standard error is no terminal.
     void progress(std::string_view text);
 
-    /// Whether questions can be asked at all.
-    [[nodiscard]] bool canAsk() const { return streams_.inputIsTerminal && streams_.errorIsTerminal; }
-    /// The answer to a question; nothing at the end of the input. Only when `canAsk()`.
+    /// Whether somebody sits at a terminal, whatever is redirected.
+    [[nodiscard]] bool canAsk() const { return streams_.terminal.has_value(); }
+    /// Shows on the terminal itself what `show` prints. Only when `canAsk()`.
+    void showOnTerminal(const std::function<void(Output&)>& show);
+    /// The answer to a question on the terminal itself; nothing at its end. Only when `canAsk()`.
     [[nodiscard]] std::optional<std::string> ask(std::string_view question);
     /// Whether the answer is yes.
     [[nodiscard]] bool confirm(std::string_view question);
@@ -73,6 +79,7 @@ class Output {
     const Streams& streams_;
     Form form_;
     Noise noise_;
+    Colour colour_;
     bool outColours_;
     bool errorColours_;
     bool hasDocument_ = false;

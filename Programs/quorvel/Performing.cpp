@@ -1,6 +1,6 @@
 #include "Programs/quorvel/Performing.h"
 
-#include "Programs/quorvel/Errors.h"
+#include "Core/metadata/FieldType.h"
 
 #include <fmt/format.h>
 
@@ -22,35 +22,36 @@ void printImported(Invocation& invocation, const std::optional<ImportedAppReport
                                    *imported->avoidedFolder, imported->app.displayName, imported->folder));
 }
 
+ArgumentSpec fieldOption() {
+    ArgumentSpec field = fieldArgument();
+    field.name = "--field";
+    field.description = "Only these fields, by the names here or those of files and of App Store Connect";
+    field.need = ArgumentSpec::Need::optional;
+    field.count = ArgumentSpec::Count::repeated;
+    return field;
+}
+
+ArgumentSpec fieldArgument() {
+    ArgumentSpec field{"FIELD", "FIELD", "The field", {}, ArgumentSpec::Need::required};
+    for (const FieldType type : allFieldTypes)
+        field.choices.push_back(rawValue(type));
+    field.choiceOf = [](std::string_view name) -> std::optional<std::string_view> {
+        const auto meant = fieldNamed(name);
+        return meant ? std::optional(rawValue(*meant)) : std::nullopt;
+    };
+    return field;
+}
+
 ArgumentSpec folderArgument() {
     return {"--folder", "DIR", "Use this metadata folder instead of the app's own, this time only"};
 }
 
 std::vector<std::string> listOf(const Arguments& arguments, std::string_view name) {
     std::vector<std::string> items;
-    for (std::string_view value : arguments.values(name))
-        while (true) {
-            const std::size_t end = std::min(value.find(','), value.size());
-            if (end > 0) items.emplace_back(value.substr(0, end));
-            if (end == value.size()) break;
-            value.remove_prefix(end + 1);
-        }
+    for (const std::string& value : arguments.values(name))
+        for (std::string& item : itemsOf(value))
+            items.push_back(std::move(item));
     return items;
-}
-
-void confirmRemoval(Invocation& invocation, std::string_view question) {
-    Output& output = invocation.output;
-    if (invocation.global.yes) return;
-    if (!output.canAsk())
-        throw UsageError(fmt::format("\"{}\" needs --yes where nobody can be asked", invocation.command.name),
-                         "Nothing was changed.");
-    if (!output.confirm(question)) throw CommandError(ExitStatus::failed, "Nothing was changed.");
-}
-
-void confirmOnTerminal(Invocation& invocation, std::string_view question, std::string_view declined) {
-    Output& output = invocation.output;
-    if (invocation.global.yes || !output.canAsk()) return;
-    if (!output.confirm(question)) throw CommandError(ExitStatus::failed, std::string(declined));
 }
 
 } // namespace quorvel

@@ -1,6 +1,7 @@
 // From a command's options to a request, and from the request to its result.
 #pragma once
 
+#include "Programs/quorvel/Consent.h"
 #include "Programs/quorvel/Invocation.h"
 #include "Programs/quorvel/OperationProgress.h"
 #include "Quorvel/actions/Action.h"
@@ -34,7 +35,8 @@ void printImported(Invocation& invocation, const std::optional<ImportedAppReport
 
 /// Performs an action while its progress stands on the terminal.
 template <typename Action>
-typename Action::Result perform(Invocation& invocation, const typename Action::Request& request) {
+requires(!needsConsent(Action::info.effect)) typename Action::Result
+    perform(Invocation& invocation, const typename Action::Request& request) {
     auto result = [&] {
         OperationProgress progress(invocation.output);
         return Action::perform(invocation.application, request, progress.actionProgress());
@@ -43,16 +45,26 @@ typename Action::Result perform(Invocation& invocation, const typename Action::R
     return result;
 }
 
+/// The same for an action that the user has to agree to; `progress` in place of the line on the terminal.
+template <typename Action>
+requires(needsConsent(Action::info.effect)) typename Action::Result
+    perform(Invocation& invocation, const typename Action::Request& request, const Consent&,
+            const std::optional<ActionProgress>& progress = {}) {
+    auto result = [&] {
+        if (progress) return Action::perform(invocation.application, request, *progress);
+        OperationProgress shown(invocation.output);
+        return Action::perform(invocation.application, request, shown.actionProgress());
+    }();
+    if constexpr (requires { result.imported.has_value(); }) printImported(invocation, result.imported);
+    return result;
+}
+
+/// The fields that a command takes, by any of their names: --field, several of them, or FIELD, the only one.
+[[nodiscard]] ArgumentSpec fieldOption();
+[[nodiscard]] ArgumentSpec fieldArgument();
 /// The options that name the app's folder.
 [[nodiscard]] ArgumentSpec folderArgument();
 /// Values that were given together or one by one: "--locale de-DE,ja --locale ko".
 [[nodiscard]] std::vector<std::string> listOf(const Arguments& arguments, std::string_view name);
-
-/// Asks before something goes away, unless --yes answers; says that nothing was changed, as `CommandError`,
-/// when the answer is no, and as `UsageError` where nobody can be asked.
-void confirmRemoval(Invocation& invocation, std::string_view question);
-/// On a terminal asks before `question` is done, unless --yes is given. Throws `CommandError` with `declined`
-/// when the answer is no.
-void confirmOnTerminal(Invocation& invocation, std::string_view question, std::string_view declined);
 
 } // namespace quorvel

@@ -6,6 +6,7 @@
 #include "Platform/text/Text.h"
 #include "Programs/quorvel/ApplicationSetup.h"
 #include "Programs/quorvel/CommandLine.h"
+#include "Programs/quorvel/Consent.h"
 #include "Programs/quorvel/Errors.h"
 #include "Programs/quorvel/Help.h"
 #include "Programs/quorvel/Invocation.h"
@@ -40,7 +41,8 @@ struct ErrorRecord {
 };
 
 Output makeOutput(const GlobalOptions& global, const Surroundings& surroundings) {
-    const bool noColour = global.noColor || surroundings.variable("NO_COLOR");
+    const bool noColour =
+        global.noColor || surroundings.variable("NO_COLOR") || !surroundings.streams.takesSequences;
     return {surroundings.streams, global.json ? Output::Form::json : Output::Form::text,
             global.quiet ? Output::Noise::quiet : Output::Noise::normal,
             noColour ? Output::Colour::never : Output::Colour::automatic};
@@ -77,6 +79,7 @@ std::string comeBackText(const Application& application) {
 
 ExitStatus runCommand(Invocation& invocation) {
     try {
+        requireSomebodyToAsk(invocation);
         const ExitStatus status = invocation.command.run(invocation);
         if (const auto text = comeBackText(invocation.application); !text.empty())
             invocation.output.warning(text);
@@ -114,7 +117,8 @@ class CommandLog {
         return [&streams, mutex = std::make_shared<std::mutex>()](const LogLine& line) {
             if (line.level != LogLevel::warning) return;
             const std::lock_guard lock(*mutex);
-            streams.error(fmt::format("{}quorvel: {}\n", streams.errorIsTerminal ? "\r\x1b[K" : "",
+            streams.error(fmt::format("{}quorvel: {}\n",
+                                      streams.errorIsTerminal && streams.takesSequences ? "\r\x1b[K" : "",
                                       escapeControls(line.text)));
         };
     }

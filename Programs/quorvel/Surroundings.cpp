@@ -1,8 +1,10 @@
 #include "Programs/quorvel/Surroundings.h"
 
+#include "Platform/files/FileDescriptor.h"
 #include "Platform/files/Files.h"
 #include "Platform/task/Task.h"
 
+#include <fcntl.h>
 #include <poll.h>
 #include <sys/ioctl.h>
 #include <unistd.h>
@@ -24,7 +26,7 @@ void writeAll(int descriptor, std::string_view text) {
         } else if (errno == EAGAIN) {
             pollfd entry{descriptor, POLLOUT, 0};
             ::poll(&entry, 1, -1);
-        } else if (errno == EPIPE || (errno != EINTR && descriptor == STDERR_FILENO)) {
+        } else if (errno == EPIPE || (errno != EINTR && descriptor != STDOUT_FILENO)) {
             return;
         } else if (errno != EINTR) {
             throw FileError("standard output", "cannot be written", errno);
@@ -33,29 +35,29 @@ void writeAll(int descriptor, std::string_view text) {
 }
 
 // Waits in small steps, so that a cancelled task does not wait for a key.
-void awaitInput() {
+void awaitInput(int descriptor) {
     constexpr int stepInMilliseconds = 50;
     while (true) {
         checkCancellation();
-        pollfd entry{STDIN_FILENO, POLLIN, 0};
+        pollfd entry{descriptor, POLLIN, 0};
         if (::poll(&entry, 1, stepInMilliseconds) != 0) return;
     }
 }
 
-std::size_t readSome(char* buffer, std::size_t size) {
+std::size_t readSome(int descriptor, char* buffer, std::size_t size) {
     while (true) {
-        awaitInput();
-        const ssize_t count = ::read(STDIN_FILENO, buffer, size);
+        awaitInput(descriptor);
+        const ssize_t count = ::read(descriptor, buffer, size);
         checkCancellation(); // a terminal that goes away with Ctrl-C gives no answer
         if (count >= 0) return static_cast<std::size_t>(count);
         if (errno != EINTR && errno != EAGAIN) return 0;
     }
 }
 
-std::optional<std::string> readLineOfInput() {
+std::optional<std::string> readLine(int descriptor) {
     std::string line;
     char byte = 0;
-    while (readSome(&byte, 1) == 1) {
+    while (readSome(descriptor, &byte, 1) == 1) {
         if (byte == '\n') return line;
         line += byte;
     }
@@ -66,31 +68,43 @@ std::optional<std::string> readLineOfInput() {
 std::string readAllOfInput() {
     std::string text;
     char buffer[4096];
-    while (const std::size_t count = readSome(buffer, sizeof buffer))
+    while (const std::size_t count = readSome(STDIN_FILENO, buffer, sizeof buffer))
         text.append(buffer, count);
     return text;
 }
 
-std::size_t widthOfTerminal() {
-    for (const int descriptor : {STDOUT_FILENO, STDERR_FILENO}) { // results may go to a file, messages not
-        winsize size{};
-        if (::ioctl(descriptor, TIOCGWINSZ, &size) == 0 && size.ws_col > 0) return size.ws_col;
-    }
-    return 0;
+std::size_t widthOf(int descriptor) {
+    winsize size{};
+    return ::ioctl(descriptor, TIOCGWINSZ, &size) == 0 ? size.ws_col : 0;
+}
+
+std::size_t widthOfStreams() {
+    const std::size_t width = widthOf(STDOUT_FILENO);
+    return width > 0 ? width : widthOf(STDERR_FILENO); // results may go to a file, messages not
+}
+
+// A job in the background would be stopped by its question instead of being answered.
+std::optional<Terminal> terminalOfProcess() {
+    const auto terminal = std::make_shared<FileDescriptor>(::open("/dev/tty", O_RDWR | O_NOCTTY | O_CLOEXEC));
+    if (!terminal->isOpen() || ::tcgetpgrp(terminal->number()) != ::getpgrp()) return std::nullopt;
+    return Terminal{.write = [terminal](std::string_view text) { writeAll(terminal->number(), text); },
+                    .readLine = [terminal] { return readLine(terminal->number()); },
+                    .width = widthOf(terminal->number())};
 }
 
 } // namespace
 
 Surroundings surroundingsOfProcess(std::string_view program) {
     Surroundings result;
+    const char* const terminal = std::getenv("TERM");
     result.streams = {.out = [](std::string_view text) { writeAll(STDOUT_FILENO, text); },
                       .error = [](std::string_view text) { writeAll(STDERR_FILENO, text); },
-                      .readLine = readLineOfInput,
                       .readAll = readAllOfInput,
                       .outIsTerminal = ::isatty(STDOUT_FILENO) == 1,
                       .errorIsTerminal = ::isatty(STDERR_FILENO) == 1,
-                      .inputIsTerminal = ::isatty(STDIN_FILENO) == 1,
-                      .width = widthOfTerminal()};
+                      .takesSequences = !terminal || std::string_view(terminal) != "dumb",
+                      .width = widthOfStreams(),
+                      .terminal = terminalOfProcess()};
     result.variable = [](std::string_view name) -> std::optional<std::string> {
         const char* value = std::getenv(std::string(name).c_str());
         if (!value || !*value) return std::nullopt;

@@ -11,17 +11,24 @@
 
 namespace quorvel {
 
+/// The terminal that somebody sits at, whatever the standard streams are redirected to.
+struct Terminal {
+    std::function<void(std::string_view)> write;
+    /// The next line that is typed, without its line break; nothing at the end. Obeys the current task.
+    std::function<std::optional<std::string>()> readLine;
+    std::size_t width = 0; // columns; 0: no bound
+};
+
 struct Streams {
     std::function<void(std::string_view)> out;
     std::function<void(std::string_view)> error;
-    /// The next line of standard input without its line break; nothing at its end. Obeys the current task.
-    std::function<std::optional<std::string>()> readLine;
     /// All of standard input. Obeys the current task.
     std::function<std::string()> readAll;
     bool outIsTerminal = false;
     bool errorIsTerminal = false;
-    bool inputIsTerminal = false;
-    std::size_t width = 0; // columns of the terminal; 0: no bound
+    bool takesSequences = true;       // whether the terminal understands colours and moves its cursor
+    std::size_t width = 0;            // columns of the terminal; 0: no bound
+    std::optional<Terminal> terminal; // where questions are asked; none: nobody can be asked
 };
 
 struct Surroundings {

@@ -42,6 +42,20 @@ std::string cutToWidth(std::string_view text, std::size_t width) {
     return std::string(text.substr(0, end)) + "…";
 }
 
+std::string onOneLine(std::string_view text) {
+    std::string line;
+    for (std::size_t at = 0; at <= text.size();) {
+        const std::size_t end = std::min(text.find('\n', at), text.size());
+        const std::string_view part = text.substr(at, end - at);
+        if (at == 0)
+            line += escapeControls(part);
+        else if (!isBlank(part))
+            line += fmt::format("{}{}", isBlank(line) ? "" : " — ", escapeControls(trim(part)));
+        at = end + 1;
+    }
+    return line;
+}
+
 std::string padToWidth(std::string_view text, std::size_t width, Table::Align align) {
     const std::size_t used = widthOf(text);
     const std::string blanks(used < width ? width - used : 0, ' ');

@@ -36,6 +36,8 @@ constexpr std::size_t gap = 2;          // between columns
 constexpr std::size_t continuation = 4; // before a row's further lines
 } // namespace tableLayout
 
+/// `text` in one line, as far in as it begins: " — " for line breaks, control characters escaped.
+[[nodiscard]] std::string onOneLine(std::string_view text);
 /// `text` cut to `width` terminal cells, with "…" at its end when something was cut off.
 [[nodiscard]] std::string cutToWidth(std::string_view text, std::size_t width);
 /// `text` filled up with blanks to `width` terminal cells.

@@ -1,5 +1,6 @@
 #include "Programs/quorvel/TransferBars.h"
 
+#include "Platform/text/Text.h"
 #include "Programs/quorvel/Table.h"
 
 #include <fmt/format.h>
@@ -68,11 +69,11 @@ void TransferBars::running(const std::string& file, std::uint64_t sent, std::uin
 }
 
 void TransferBars::finished(const std::string& file, std::uint64_t total) {
-    end(file, total, fmt::format("Uploaded {} ({})", file, byteCount(total)));
+    end(file, total, fmt::format("Uploaded {} ({})", escapeControls(file), byteCount(total)));
 }
 
 void TransferBars::failed(const std::string& file) {
-    end(file, 0, "FAILED " + file);
+    end(file, 0, "FAILED " + escapeControls(file));
 }
 
 void TransferBars::stage(const std::string& text) {
@@ -100,7 +101,7 @@ std::vector<std::string> TransferBars::drawn(std::size_t width) const {
     if (!stage_.empty()) lines.push_back(stage_);
     for (const auto& [file, state] : running_)
         lines.push_back(fmt::format("{} {} of {}  {}", bar(state.sent, state.total), byteCount(state.sent),
-                                    byteCount(state.total), file));
+                                    byteCount(state.total), escapeControls(file)));
     lines.push_back(totalLine());
     for (std::string& line : lines)
         line = cutToWidth(line, width);

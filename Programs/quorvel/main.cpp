@@ -4,7 +4,12 @@
 
 #include <fcntl.h>
 #include <signal.h>
+#include <sys/resource.h>
 #include <unistd.h>
+
+#ifdef __linux__
+#include <sys/prctl.h>
+#endif
 
 #include <cstdio>
 #include <string_view>
@@ -17,10 +22,20 @@ void occupyStandardStreams() {
         if (::fcntl(descriptor, F_GETFD) < 0) (void)::open("/dev/null", O_RDWR);
 }
 
+// Keys are in memory: what is left of a crash must not hold them.
+void leaveNoCoreDump() {
+    const rlimit none{};
+    (void)::setrlimit(RLIMIT_CORE, &none);
+#ifdef __linux__
+    (void)::prctl(PR_SET_DUMPABLE, 0); // the limit does not hold for a program that takes the dump
+#endif
+}
+
 } // namespace
 
 int main(int count, char** words) {
     using namespace quorvel;
+    leaveNoCoreDump();
     occupyStandardStreams();
     signal(SIGPIPE, SIG_IGN); // a reader that goes away shows up where it is written to
     if (count == 2 && std::string_view(words[1]) == "--version")

@@ -32,13 +32,21 @@ class Application;
 enum class Effect {
     none,       // nothing that a user would miss
     localFiles, // files, records and keys of this machine
+    deletion,   // records or keys of this machine go away
     remote,     // App Store Connect, too
 };
 
+/// Whether the user has to agree before each performance.
+[[nodiscard]] constexpr bool needsConsent(Effect effect) {
+    return effect == Effect::deletion || effect == Effect::remote;
+}
+
 template <>
 struct RawValues<Effect> {
-    static constexpr std::pair<Effect, std::string_view> values[] = {
-        {Effect::none, "none"}, {Effect::localFiles, "localFiles"}, {Effect::remote, "remote"}};
+    static constexpr std::pair<Effect, std::string_view> values[] = {{Effect::none, "none"},
+                                                                     {Effect::localFiles, "localFiles"},
+                                                                     {Effect::deletion, "deletion"},
+                                                                     {Effect::remote, "remote"}};
 };
 
 struct ActionInfo {

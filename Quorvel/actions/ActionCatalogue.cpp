@@ -30,19 +30,21 @@ constexpr std::array<ActionDescription, sizeof...(Actions)> described() {
 
 std::span<const ActionDescription> allActions() {
     static constexpr auto actions =
-        described<ShowHome,                                                                               //
-                  PrepareKey, SetKey, CheckKey, KeyStatus, PlanKeyRemoval, ForgetKey,                     //
-                  ListWorkspaces, CreateWorkspace, RenameWorkspace, UseWorkspace,                         //
-                  PlanWorkspaceDeletion, DeleteWorkspace,                                                 //
-                  ListApps, ListAccountApps, ImportApps, PlanAppRemoval, RemoveApps, MoveApp,             //
-                  ShowApp, SetApp, ListRules, SetRule, ResetRule,                                         //
-                  ListVersions, PlanVersion, CreateVersion, ListBuilds,                                   //
-                  PullTexts, TextStatus, DiffTexts, PlanPush, PushTexts,                                  //
-                  ListRuns, ShowRun, RevertRun,                                                           //
-                  AddLocale, ListLocales, SwitchLocales,                                                  //
-                  ImportTexts, ExportTexts, TidyTexts,                                                    //
-                  PlanTranslation, TranslateTexts, PlanEnglishKeywords, ExpandEnglishKeywords, ShowCosts, //
-                  PullScreenshots, CompareScreenshots, PlanScreenshotPush, PushScreenshots>();
+        described<ShowHome,                                                                   //
+                  PrepareKey, SetKey, CheckKey, KeyStatus, PlanKeyRemoval, ForgetKey,         //
+                  ListWorkspaces, CreateWorkspace, RenameWorkspace, UseWorkspace,             //
+                  PlanWorkspaceDeletion, DeleteWorkspace,                                     //
+                  ListApps, ListAccountApps, ImportApps, PlanAppRemoval, RemoveApps, MoveApp, //
+                  ShowApp, SetApp, ListRules, SetRule, ResetRule,                             //
+                  ListVersions, PlanVersion, CreateVersion, ListBuilds,                       //
+                  PullTexts, TextStatus, DiffTexts, PlanPush, PushTexts,                      //
+                  ListRuns, ShowRun, RevertRun,                                               //
+                  AddLocale, ListLocales, SwitchLocales, SetLocales,                          //
+                  ImportTexts, ExportTexts, TidyTexts,                                        //
+                  PlanTranslation, TranslateTexts, AcceptTexts, PlanEnglishKeywords, ExpandEnglishKeywords,
+                  ShowCosts,                                              //
+                  PullScreenshots, ImportScreenshots, CompareScreenshots, //
+                  PlanScreenshotPush, PushScreenshots>();
     return actions;
 }
 

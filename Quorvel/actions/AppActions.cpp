@@ -1,6 +1,7 @@
 #include "Quorvel/actions/AppActions.h"
 
 #include "Platform/task/Task.h"
+#include "Platform/text/Text.h"
 #include "Quorvel/application/Application.h"
 #include "Quorvel/workspace/AppFolder.h"
 
@@ -59,6 +60,8 @@ ListAccountApps::Result ListAccountApps::perform(Application& application, const
                                .slug = isRecorded ? known->slug : slugs[index],
                                .isRecorded = isRecorded});
     }
+    std::ranges::stable_sort(result.apps, nameLess,
+                             [](const App& app) { return app.attributes.name.value_or(""); });
     return result;
 }
 

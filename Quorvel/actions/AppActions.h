@@ -99,7 +99,7 @@ struct PlanAppRemoval {
 
 struct RemoveApps {
     static constexpr ActionInfo info{"remove_apps", "Forget apps with their history; their files stay",
-                                     Effect::localFiles};
+                                     Effect::deletion};
     struct Request {
         std::vector<ManagedApp> apps;
         QUORVEL_RECORD(Request, apps)

@@ -17,10 +17,12 @@ void countPending(AppOverview& overview, const LocaleSet& disabledLocales) {
     const MetadataFolder folder{overview.folder};
     try {
         std::int64_t count = 0;
+        const TextRules rules(disabledLocales, finalLineBreakOf(folder));
         for (const PlatformContext& context : overview.contexts)
             if (context.takesPushes()) {
-                const auto texts = compareTexts(MetadataStore(folder.contextFolder(context.contextID())),
-                                                context.contextID(), disabledLocales);
+                const auto texts = compareTexts(
+                    MetadataStore(folder.contextFolder(context.contextID())), context.contextID(), rules,
+                    {.release = releaseOf(context.contextID(), overview.contexts)});
                 count += static_cast<std::int64_t>(texts.waiting());
                 if (!texts.unreadable.empty() && !overview.problem)
                     overview.problem = {FailureKind::failed, texts.unreadable.front().explanation, {}};

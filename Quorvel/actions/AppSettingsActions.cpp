@@ -1,5 +1,6 @@
 #include "Quorvel/actions/AppSettingsActions.h"
 
+#include "Platform/text/Text.h"
 #include "Quorvel/application/Application.h"
 #include "Quorvel/workspace/AppFolder.h"
 
@@ -9,12 +10,23 @@ namespace quorvel {
 
 namespace {
 
+// A record is shown also where its folder is lost or its settings are damaged.
+std::optional<FinalLineBreak> finalLineBreakIn(const std::string& folder) {
+    if (folder.empty()) return std::nullopt;
+    try {
+        return finalLineBreakOf({folder});
+    } catch (const std::exception&) {
+        return std::nullopt;
+    }
+}
+
 ShowApp::Result show(Application& application, const ManagedApp& app) {
     const AppRecords apps = application.apps();
     const AppOverview overview = overviewsOf(application, {app}, PendingChanges::leave).front();
     return {.app = app,
             .workspaceName = overview.workspaceName,
             .folder = overview.folder,
+            .finalLineBreak = finalLineBreakIn(overview.folder),
             .locales = apps.locales(app.id),
             .rules = apps.rules(app.id)};
 }
@@ -27,6 +39,30 @@ void clearSetting(ManagedApp& app, AppSetting setting) {
         return app.protectedTerms.clear();
     case AppSetting::folder:
         return app.metadataFolderBookmark.reset();
+    case AppSetting::glossary:
+        return app.glossary.clear();
+    }
+}
+
+void requireGlossary(const decltype(SetApp::Request::glossary)& glossary) {
+    for (const auto& [term, renderings] : glossary) {
+        if (isBlank(term))
+            throw ApplicationError(FailureKind::badRequest, "a term of the glossary is empty",
+                                   "Name the term that the rendering is for.");
+        for (const auto& [locale, rendering] : renderings)
+            requireAppStoreLocale(locale);
+    }
+}
+
+void addToGlossary(ManagedApp& app, const decltype(SetApp::Request::glossary)& glossary) {
+    for (const auto& [term, renderings] : glossary) {
+        auto& own = app.glossary[std::string(trim(term))];
+        for (const auto& [locale, rendering] : renderings)
+            if (isBlank(rendering))
+                own.erase(locale);
+            else
+                own[locale] = trim(rendering);
+        if (own.empty()) app.glossary.erase(std::string(trim(term)));
     }
 }
 
@@ -47,9 +83,11 @@ ShowApp::Result ShowApp::perform(Application& application, const Request& reques
 
 SetApp::Result SetApp::perform(Application& application, const Request& request, const ActionProgress&) {
     if (request.sourceLocale) requireAppStoreLocale(*request.sourceLocale);
+    requireGlossary(request.glossary);
     const AppRecords apps = application.apps();
     ManagedApp before;
     ManagedApp app;
+    bool changesTree = false;
     apps.together([&] { // a folder that is refused leaves the rest as it was
         app = before = AppDirectory(application, {{}, request.workspace}).require(request.app);
         for (const AppSetting setting : request.clear)
@@ -57,12 +95,18 @@ SetApp::Result SetApp::perform(Application& application, const Request& request,
         if (request.brandVoice) app.brandVoice = *request.brandVoice;
         if (request.protectedTerms) app.protectedTerms = *request.protectedTerms;
         if (request.sourceLocale) app.sourceLocale = *request.sourceLocale;
+        addToGlossary(app, request.glossary);
         if (app != before) app = apps.update(app);
         if (request.folder)
             app = chooseAppFolder(app, MetadataFolder{application.absolutePath(*request.folder)},
                                   application.home(), apps);
+        if (request.finalLineBreak) {
+            const MetadataFolder folder = appFolderOf(app, application.home(), apps);
+            changesTree = finalLineBreakIn(folder.rootURL.string()) != request.finalLineBreak;
+            if (changesTree) keepFinalLineBreak(folder, *request.finalLineBreak);
+        }
     });
-    if (app == before)
+    if (app == before && !changesTree)
         throw ApplicationError(FailureKind::badRequest, "there is nothing to change",
                                "Say what to set or to clear, with a value that differs.");
     if (app.metadataFolderBookmark != before.metadataFolderBookmark) application.forgetSession(app.id);

@@ -2,6 +2,7 @@
 #pragma once
 
 #include "Core/metadata/FieldRule.h"
+#include "Core/metadata/FinalLineBreak.h"
 #include "Quorvel/actions/AppOverview.h"
 
 namespace quorvel {
@@ -13,22 +14,25 @@ struct ShowApp {
         ManagedApp app;
         std::optional<std::string> workspaceName;
         std::string folder;
+        std::optional<FinalLineBreak> finalLineBreak; // of the texts there; nothing when it cannot be told
         std::vector<ManagedLocale> locales;
         std::vector<FieldRule> rules;
-        QUORVEL_RECORD(Result, app, workspaceName, folder, locales, rules)
+        QUORVEL_RECORD(Result, app, workspaceName, folder, finalLineBreak, locales, rules)
     };
     [[nodiscard]] static Result perform(Application& application, const Request& request,
                                         const ActionProgress& progress = {});
 };
 
 /// A setting of an app that can be forgotten.
-enum class AppSetting { brandVoice, protectedTerms, folder };
+enum class AppSetting { brandVoice, protectedTerms, folder, glossary };
 
 template <>
 struct RawValues<AppSetting> {
     using S = AppSetting;
-    static constexpr std::pair<S, std::string_view> values[] = {
-        {S::brandVoice, "brand-voice"}, {S::protectedTerms, "protected-terms"}, {S::folder, "folder"}};
+    static constexpr std::pair<S, std::string_view> values[] = {{S::brandVoice, "brand-voice"},
+                                                                {S::protectedTerms, "protected-terms"},
+                                                                {S::folder, "folder"},
+                                                                {S::glossary, "glossary"}};
 };
 
 struct SetApp {
@@ -40,8 +44,11 @@ struct SetApp {
         std::optional<std::string> sourceLocale;
         std::optional<std::string> brandVoice;
         std::optional<std::vector<std::string>> protectedTerms;
+        std::optional<FinalLineBreak> finalLineBreak;
+        std::map<std::string, std::map<std::string, std::string>> glossary; // term → locale → rendering
         std::vector<AppSetting> clear;
-        QUORVEL_RECORD(Request, app, workspace, folder, sourceLocale, brandVoice, protectedTerms, clear)
+        QUORVEL_RECORD(Request, app, workspace, folder, sourceLocale, brandVoice, protectedTerms,
+                       finalLineBreak, glossary, clear)
         static constexpr JSONMember members[] = {
             {"app", "The app.", JSONMember::required},
             workspaceMember,
@@ -49,6 +56,12 @@ struct SetApp {
             {"sourceLocale", "The locale from which translations start."},
             {"brandVoice", "The tone of its texts, in the user's words."},
             {"protectedTerms", "Terms that stay untranslated; they replace the former ones."},
+            {"finalLineBreak",
+             "Whether a line break at the end of a text file is part of the text (keep) or not (strip), as for "
+             "trees whose editors add one. It is kept in the metadata folder."},
+            {"glossary",
+             "Renderings of terms by locale; they are added to those that are there, and an empty one is "
+             "forgotten."},
             {"clear", "Settings to forget."}};
     };
     using Result = ShowApp::Result;

@@ -11,28 +11,30 @@ namespace {
 
 ComparedContext comparedContextOf(const OpenedApp& opened, const MetadataController::Comparison& compared) {
     return {knownReferenceOf(opened.app), compared.folder.rootURL.string(), compared.context.text(),
-            compared.version, compared.version ? compared.pulledAt : std::nullopt};
+            compared.version, compared.pulledAt};
 }
 
 } // namespace
 
 std::vector<TextChange> textChangesOf(const TextComparison& texts) {
-    std::map<FieldKey, LeftOutReason> reasons;
+    std::map<FieldKey, const LeftOutChange*> leftOut;
     for (const LeftOutChange& one : texts.selection.leftOut)
-        reasons[one.change.key()] = one.reason;
+        leftOut[one.change.key()] = &one;
     std::vector<TextChange> changes;
     for (const PendingChange& change : texts.changes) {
-        const auto reason = reasons.find(change.key());
-        changes.push_back(
-            {.locale = change.locale,
-             .field = change.field,
-             .remote = change.remote,
-             .local = change.local,
-             .isOverLimit = change.isOverLimit,
-             .isNewLocale = change.isNewLocale,
-             .clears = change.clears(),
-             .explanation = MetadataDiff::explain(change),
-             .leftOut = reason == reasons.end() ? std::nullopt : std::optional(reason->second)});
+        const auto found = leftOut.find(change.key());
+        const LeftOutChange* const left = found == leftOut.end() ? nullptr : found->second;
+        changes.push_back({.locale = change.locale,
+                           .field = change.field,
+                           .remote = change.remote,
+                           .local = change.local,
+                           .isOverLimit = change.isOverLimit,
+                           .isNewLocale = change.isNewLocale,
+                           .clears = change.clears(),
+                           .explanation = MetadataDiff::explain(change),
+                           .leftOut = left ? std::optional(left->reason) : std::nullopt,
+                           .leftOutBecause = left ? std::optional(left->explanation) : std::nullopt,
+                           .review = change.review});
     }
     return changes;
 }
@@ -43,6 +45,7 @@ TextStatus::Result TextStatus::perform(Application& application, const Request& 
     const auto compared = opened.session->metadata->compare(request.context);
     const TextComparison& texts = compared.texts;
     Result result{.compared = comparedContextOf(opened, compared),
+                  .wasPulled = texts.wasPulled,
                   .interruptedPull = texts.interruptedPull,
                   .locales = texts.grid.locales,
                   .cells = {},
@@ -51,7 +54,8 @@ TextStatus::Result TextStatus::perform(Application& application, const Request& 
                   .warnings = texts.selection.warnings,
                   .notices = texts.notices(),
                   .waiting = static_cast<std::int64_t>(texts.waiting()),
-                  .overLimit = static_cast<std::int64_t>(texts.overLimit())};
+                  .overLimit = static_cast<std::int64_t>(texts.overLimit()),
+                  .unread = texts.unread};
     for (const auto& [locale, cells] : texts.grid.cells)
         for (const auto& [field, cell] : cells)
             result.cells[locale][std::string(rawValue(field))] = cell;
@@ -69,6 +73,7 @@ DiffTexts::Result DiffTexts::perform(Application& application, const Request& re
     const OpenedApp opened = openLocal(application, targetOf(request));
     const auto compared = opened.session->metadata->compare(request.context);
     Result result{.compared = comparedContextOf(opened, compared),
+                  .wasPulled = compared.texts.wasPulled,
                   .differences = {},
                   .leftOut = compared.texts.selection.leftOut,
                   .notices = compared.texts.notices()};

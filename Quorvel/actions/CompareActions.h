@@ -27,9 +27,11 @@ struct TextChange {
     bool isNewLocale = false;
     bool clears = false; // a push removes the text
     std::string explanation;
-    std::optional<LeftOutReason> leftOut; // why a push leaves it out by itself
+    std::optional<LeftOutReason> leftOut;      // why a push leaves it out by itself
+    std::optional<std::string> leftOutBecause; // the same for people, and what to do
+    std::optional<ReviewMark> review;          // the local text was generated and not read since
     QUORVEL_RECORD(TextChange, locale, field, remote, local, isOverLimit, isNewLocale, clears, explanation,
-                   leftOut)
+                   leftOut, leftOutBecause, review)
 };
 [[nodiscard]] std::vector<TextChange> textChangesOf(const TextComparison& texts);
 
@@ -38,8 +40,8 @@ struct ComparedContext {
     std::optional<AppReference> app;        // nothing over a named folder of no recorded app
     std::string folder;                     // of the context
     std::string context;                    // "ios/next"
-    std::optional<PlatformContext> version; // at the last pull
-    std::optional<Date> pulledAt;
+    std::optional<PlatformContext> version; // as App Store Connect had it when the versions were listed last
+    std::optional<Date> pulledAt;           // when the copies were made that are compared with
     QUORVEL_RECORD(ComparedContext, app, folder, context, version, pulledAt)
 };
 
@@ -49,6 +51,7 @@ struct TextStatus {
     using Request = FolderRequest;
     struct Result {
         ComparedContext compared;
+        bool wasPulled = false; // else nothing is known of what App Store Connect holds
         bool interruptedPull = false;
         std::vector<std::string> locales;
         std::map<std::string, std::map<std::string, MetadataSnapshot::Cell>> cells; // locale → field
@@ -58,9 +61,10 @@ struct TextStatus {
         std::vector<std::string> notices; // about the copies of App Store Connect's texts
         std::int64_t waiting = 0;         // for a push, or for a correction before it
         std::int64_t overLimit = 0;
+        std::vector<UnreadText> unread; // that were generated and not read since
         MetadataChecklist checklist;
-        QUORVEL_RECORD(Result, compared, interruptedPull, locales, cells, changes, leftOut, warnings, notices,
-                       waiting, overLimit, checklist)
+        QUORVEL_RECORD(Result, compared, wasPulled, interruptedPull, locales, cells, changes, leftOut,
+                       warnings, notices, waiting, overLimit, unread, checklist)
     };
     [[nodiscard]] static Result perform(Application& application, const Request& request,
                                         const ActionProgress& progress = {});
@@ -81,10 +85,11 @@ struct DiffTexts {
     };
     struct Result {
         ComparedContext compared;
+        bool wasPulled = false; // else nothing is known of what App Store Connect holds
         std::vector<Difference> differences;
         std::vector<LeftOutChange> leftOut;
         std::vector<std::string> notices;
-        QUORVEL_RECORD(Result, compared, differences, leftOut, notices)
+        QUORVEL_RECORD(Result, compared, wasPulled, differences, leftOut, notices)
     };
     [[nodiscard]] static Result perform(Application& application, const Request& request,
                                         const ActionProgress& progress = {});

@@ -38,6 +38,7 @@ HistoryRun historyRunOf(const PushHistory& history, const std::string& appID, co
             .versionString = run.versionString,
             .fields = run.fields,
             .failed = run.failed,
+            .unknown = run.unknown,
             .locales = run.locales};
 }
 
@@ -63,7 +64,7 @@ PushRun requireRun(const PushHistory& history, const ManagedApp& app, const std:
 bool clearsText(const RevertReport& report, const std::vector<PushHistoryEntry>& entries) {
     return std::ranges::any_of(entries, [&](const PushHistoryEntry& entry) {
         const auto field = fromRawValue<FieldType>(entry.fieldType);
-        return field && entry.success && isBlank(entry.previousValue) &&
+        return field && (entry.success || isOutcomeUnknown(entry)) && isBlank(entry.previousValue) &&
                std::ranges::find(report.reverted, FieldKey{entry.locale, *field}) != report.reverted.end();
     });
 }
@@ -85,14 +86,17 @@ ShowRun::Result ShowRun::perform(Application& application, const Request& reques
     const PushHistory history = application.history();
     const PushRun run = requireRun(history, app, request.run);
     Result result{referenceOf(app), historyRunOf(history, app.id, run), {}};
-    for (PushHistoryEntry& entry : history.entriesOfRun(app.id, run.sessionId))
+    for (PushHistoryEntry& entry : history.entriesOfRun(app.id, run.sessionId)) {
+        const bool isUnknown = isOutcomeUnknown(entry);
         result.entries.push_back({.finished = entry.timestamp,
                                   .locale = std::move(entry.locale),
                                   .field = std::move(entry.fieldType),
                                   .previous = std::move(entry.previousValue),
                                   .sent = std::move(entry.newValue),
                                   .success = entry.success,
+                                  .isUnknown = isUnknown,
                                   .error = std::move(entry.errorMessage)});
+    }
     // Requests finish in any order.
     std::ranges::stable_sort(result.entries, {}, [](const Entry& entry) {
         return std::pair(entry.locale, fromRawValue<FieldType>(entry.field));

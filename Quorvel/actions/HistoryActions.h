@@ -19,9 +19,10 @@ struct HistoryRun {
     std::optional<std::string> versionString;
     std::int64_t fields = 0; // tried
     std::int64_t failed = 0;
+    std::int64_t unknown = 0; // the answer was lost; App Store Connect may have taken them
     std::int64_t locales = 0;
     QUORVEL_RECORD(HistoryRun, run, shortName, started, finished, context, platform, stateClass,
-                   versionString, fields, failed, locales)
+                   versionString, fields, failed, unknown, locales)
 };
 
 inline constexpr JSONMember runMember{"run", "Its identifier, the beginning of that, or last.",
@@ -64,8 +65,9 @@ struct ShowRun {
         std::string previous;
         std::string sent;
         bool success = false;
+        bool isUnknown = false; // the answer was lost; App Store Connect may have taken it
         std::optional<std::string> error;
-        QUORVEL_RECORD(Entry, finished, locale, field, previous, sent, success, error)
+        QUORVEL_RECORD(Entry, finished, locale, field, previous, sent, success, isUnknown, error)
     };
     struct Result {
         AppReference app;

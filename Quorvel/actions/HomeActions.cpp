@@ -2,6 +2,8 @@
 
 #include "Quorvel/application/Application.h"
 
+#include <algorithm>
+
 namespace quorvel {
 
 namespace {
@@ -33,7 +35,10 @@ ShowHome::Result ShowHome::perform(Application& application, const Request& requ
         home.attentionCount += app.attentionCount;
     home.hasRecordedApps =
         !home.apps.empty() || (application.hasRecords() && !application.apps().all().empty());
-    home.hasKey = hasKey(application, directory.keyOwner());
+    // Apps may have keys of their own beside a workspace without one.
+    home.hasKey =
+        (!request.app && hasKey(application, directory.keyOwner())) ||
+        std::ranges::any_of(apps, [&](const ManagedApp& app) { return hasKey(application, ownerOf(app)); });
     return home;
 }
 

@@ -19,7 +19,7 @@ struct ShowHome {
         std::int64_t attentionCount = 0;
         std::vector<AppOverview> apps;
         bool hasRecordedApps = false; // in any workspace
-        bool hasKey = false;          // that requests would use
+        bool hasKey = false;          // that requests about one of these apps, or about none, would use
         QUORVEL_RECORD(Result, workspace, attentionCount, apps, hasRecordedApps, hasKey)
     };
     [[nodiscard]] static Result perform(Application& application, const Request& request,

@@ -81,7 +81,7 @@ void fillIn(Application& application, const SetKey::Request& request, ASCSetting
         throw ApplicationError(
             FailureKind::badRequest, fmt::format("{} is no vendor number", quotedWord(*request.vendorNumber)),
             "Vendor numbers have digits only; they stand in Payments and Financial Reports.");
-    model.vendorNumber = *request.vendorNumber;
+    model.giveVendorNumber(*request.vendorNumber);
 }
 
 FailureKind kindOf(SaveResult result, const ASCSettingsViewModel& model) {
@@ -156,8 +156,10 @@ KeyStatus::Result KeyStatus::perform(Application& application, const Request& re
     const KeyOwner owner = ownerInUse(application, request);
     Result result{.credentialsFile = keychain.file().string(),
                   .endpoint = application.endpoints().appStoreConnectOrDefault()};
-    for (const auto& scope : {owner.appID, owner.workspaceID, std::optional<std::string>()})
-        if (!result.vendorNumber) result.vendorNumber = keychain.read(accountName(Key::vendorNumber, scope));
+    for (const auto& scope : {owner.appID, owner.workspaceID})
+        if (scope && !result.vendorNumber)
+            result.vendorNumber = keychain.read(accountName(Key::vendorNumber, scope));
+    if (!result.vendorNumber) result.vendorNumber = keychain.read(accountName(Key::vendorNumber));
     const Credentials used = application.credentials(owner);
     (void)makeAuth(used.texts);
     result.present = true;

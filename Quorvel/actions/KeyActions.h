@@ -128,7 +128,7 @@ struct PlanKeyRemoval {
 };
 
 struct ForgetKey {
-    static constexpr ActionInfo info{"forget_key", "Forget a stored key", Effect::localFiles};
+    static constexpr ActionInfo info{"forget_key", "Forget a stored key", Effect::deletion};
     using Request = KeyRequest;
     struct Result {
         StoredKey forgotten;

@@ -1,13 +1,41 @@
 #include "Quorvel/actions/LocaleActions.h"
 
+#include "Platform/text/Text.h"
 #include "Quorvel/application/Application.h"
 #include "Quorvel/application/Failure.h"
 
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <functional>
 
 namespace quorvel {
+
+namespace {
+
+// Makes the same change to each of the locales, which the app has to manage.
+template <typename Request>
+ListLocales::Result changeLocales(Application& application, const Request& request,
+                                  const std::function<void(ManagedLocale&)>& change) {
+    const ManagedApp app = AppDirectory(application, targetOf(request).choice).requireApp();
+    const AppRecords apps = application.apps();
+    const auto known = apps.locales(app.id);
+    ListLocales::Result result{referenceOf(app), {}};
+    for (const std::string& code : request.locales) {
+        if (std::ranges::find(result.locales, code, &ManagedLocale::code) != result.locales.end()) continue;
+        const auto found = std::ranges::find(known, code, &ManagedLocale::code);
+        if (found == known.end())
+            throw ApplicationError(
+                FailureKind::unmanagedLocale,
+                fmt::format("{} does not manage the locale {}", app.displayName, quotedWord(code)));
+        result.locales.push_back(*found);
+        change(result.locales.back());
+    }
+    apps.setLocales(app.id, result.locales);
+    return result;
+}
+
+} // namespace
 
 AddLocale::Result AddLocale::perform(Application& application, const Request& request,
                                      const ActionProgress& progress) {
@@ -29,22 +57,25 @@ ListLocales::Result ListLocales::perform(Application& application, const Request
 
 SwitchLocales::Result SwitchLocales::perform(Application& application, const Request& request,
                                              const ActionProgress&) {
-    const ManagedApp app = AppDirectory(application, targetOf(request).choice).requireApp();
-    const AppRecords apps = application.apps();
-    const auto known = apps.locales(app.id);
-    Result result{referenceOf(app), {}};
-    for (const std::string& code : request.locales) {
-        if (std::ranges::find(result.locales, code, &ManagedLocale::code) != result.locales.end()) continue;
-        const auto found = std::ranges::find(known, code, &ManagedLocale::code);
-        if (found == known.end())
-            throw ApplicationError(
-                FailureKind::unmanagedLocale,
-                fmt::format("{} does not manage the locale {}", app.displayName, quotedWord(code)));
-        result.locales.push_back(*found);
-        result.locales.back().enabled = request.enabled;
-    }
-    apps.setLocales(app.id, result.locales);
-    return result;
+    return changeLocales(application, request,
+                         [&](ManagedLocale& locale) { locale.enabled = request.enabled; });
+}
+
+SetLocales::Result SetLocales::perform(Application& application, const Request& request,
+                                       const ActionProgress&) {
+    if (!request.safeMode && !request.script)
+        throw ApplicationError(FailureKind::badRequest, "there is nothing to change",
+                               "Say the safe mode or the script.");
+    const bool forgetsScript = request.script && isBlank(*request.script);
+    const auto script = request.script ? scriptCode(trim(*request.script)) : std::nullopt;
+    if (request.script && !script && !forgetsScript)
+        throw ApplicationError(FailureKind::badRequest,
+                               fmt::format("{} is no script", quotedWord(*request.script)),
+                               "Give its four-letter code or its English name, such as Latn or Cyrillic.");
+    return changeLocales(application, request, [&](ManagedLocale& locale) {
+        if (request.safeMode) locale.aiSafeMode = *request.safeMode;
+        if (request.script) locale.preferredScript = script;
+    });
 }
 
 } // namespace quorvel

@@ -64,4 +64,29 @@ struct SwitchLocales {
                                         const ActionProgress& progress = {});
 };
 
+/// How generated texts of locales are made.
+struct SetLocales {
+    static constexpr ActionInfo info{"set_locales", "Say how texts of locales are generated",
+                                     Effect::localFiles};
+    struct Request {
+        std::vector<std::string> locales;
+        std::optional<bool> safeMode;
+        std::optional<std::string> script;
+        std::optional<std::string> app;
+        std::optional<std::string> workspace;
+        QUORVEL_RECORD(Request, locales, safeMode, script, app, workspace)
+        static constexpr JSONMember members[] = {
+            {"locales", "The locales.", JSONMember::required},
+            {"safeMode", "Whether a text that is there is never replaced by a generated one."},
+            {"script",
+             "The script to write in, by its four-letter code or its English name, such as Latn; empty to "
+             "forget it."},
+            appMember,
+            workspaceMember};
+    };
+    using Result = ListLocales::Result; // those that were set
+    [[nodiscard]] static Result perform(Application& application, const Request& request,
+                                        const ActionProgress& progress = {});
+};
+
 } // namespace quorvel

@@ -101,6 +101,7 @@ PullTexts::Result PullTexts::perform(Application& application, const Request& re
     const ToldOperations told(*opened.session, progress);
     Result result;
     MetadataController& metadata = *opened.session->metadata;
+    result.isFirst = !metadata.contexts().saved();
     result.pulls.push_back(pullOf(opened.app, std::move(metadata.pull(wanted).front())));
     result.pulls.front().folder = metadata.folder().rootURL.string();
     std::ranges::transform(metadata.state()->contexts, std::back_inserter(result.contexts),

@@ -44,8 +44,9 @@ struct PullTexts {
         std::vector<std::string> contexts;        // of a single app: all that it has
         std::vector<std::string> disabledLocales; // of a single app
         std::int64_t attentionCount = 0;          // versions of these apps that wait for their developer
+        bool isFirst = false;                     // of a single app: nothing of it was pulled before
         std::optional<ImportedAppReport> imported;
-        QUORVEL_RECORD(Result, pulls, contexts, disabledLocales, attentionCount, imported)
+        QUORVEL_RECORD(Result, pulls, contexts, disabledLocales, attentionCount, isFirst, imported)
     };
     [[nodiscard]] static Result perform(Application& application, const Request& request,
                                         const ActionProgress& progress = {});

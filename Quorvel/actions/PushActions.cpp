@@ -10,7 +10,8 @@ PlanPush::Result PlanPush::perform(Application& application, const Request& requ
     const ToldOperations told(*opened.session, progress);
     const PushFilter filter{.locales = request.locales,
                             .fields = request.fields,
-                            .clearing = request.allowClear ? Clearing::allow : Clearing::leaveOut};
+                            .clearing = request.allowClear ? Clearing::allow : Clearing::leaveOut,
+                            .unreviewed = request.allowUnreviewed ? Unreviewed::allow : Unreviewed::leaveOut};
     using Requests = MetadataController::Requests;
     Result result;
     result.plan =

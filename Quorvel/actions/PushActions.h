@@ -16,10 +16,11 @@ struct PlanPush {
         std::vector<std::string> locales;
         std::vector<FieldType> fields;
         bool allowClear = false;
+        bool allowUnreviewed = false;
         bool withRequests = false;
         bool dryRun = false;
-        QUORVEL_RECORD(Request, app, workspace, context, folder, locales, fields, allowClear, withRequests,
-                       dryRun)
+        QUORVEL_RECORD(Request, app, workspace, context, folder, locales, fields, allowClear, allowUnreviewed,
+                       withRequests, dryRun)
         static constexpr JSONMember members[] = {
             appMember,
             workspaceMember,
@@ -28,6 +29,7 @@ struct PlanPush {
             {"locales", "Only these locales."},
             {"fields", "Only these fields."},
             {"allowClear", "Also send changes that remove a text."},
+            {"allowUnreviewed", "Also send texts that were generated and not read since."},
             {"withRequests", "Ask App Store Connect for its texts and show the requests and the conflicts."},
             dryRunMember};
     };

@@ -11,9 +11,18 @@ namespace quorvel {
 
 namespace {
 
+// All of it is checked before anything is asked.
 ScreenshotChoice choiceOf(const ScreenshotRequest& request, ScreenshotPushMode usual) {
+    if (request.context) (void)requireContextID(*request.context);
     ScreenshotChoice choice{.mode = request.mode.value_or(usual),
-                            .check = request.noCheck ? PictureCheck::none : PictureCheck::full};
+                            .check = request.noCheck ? PictureCheck::none : PictureCheck::full,
+                            .alpha = request.flatten ? AlphaChannel::dropped : AlphaChannel::refused,
+                            .withoutFiles =
+                                request.prune ? SetsWithoutFiles::empty : SetsWithoutFiles::leave};
+    if (request.prune && choice.mode != ScreenshotPushMode::replaceSet)
+        throw ApplicationError(FailureKind::badRequest,
+                               "sets without local files are emptied only when sets are replaced",
+                               "Choose the mode replace, or leave the other sets as they are.");
     for (const std::string& locale : request.locales) {
         requireAppStoreLocale(locale);
         choice.selection.locales.push_back(locale);
@@ -48,6 +57,14 @@ PullScreenshots::Result PullScreenshots::perform(Application& application, const
     OpenedApp opened = openOrImport(application, targetOf(request));
     const ToldOperations told(*opened.session, progress);
     return {opened.session->screenshots->pull(request.context), std::move(opened.imported)};
+}
+
+ImportScreenshots::Result ImportScreenshots::perform(Application& application, const Request& request,
+                                                     const ActionProgress& progress) {
+    const OpenedApp opened = openLocal(application, targetOf(request));
+    const ToldOperations told(*opened.session, progress);
+    return {opened.session->screenshots->importPictures(application.absolutePath(request.tree),
+                                                        request.context, dryRunOf(request))};
 }
 
 CompareScreenshots::Result CompareScreenshots::perform(Application& application, const Request& request,

@@ -29,9 +29,11 @@ struct ScreenshotRequest {
     std::vector<std::string> locales;
     std::vector<std::string> displayTypes;
     bool noCheck = false;
+    bool flatten = false;
+    bool prune = false;
     bool dryRun = false;
     QUORVEL_RECORD(ScreenshotRequest, app, workspace, context, folder, mode, locales, displayTypes, noCheck,
-                   dryRun)
+                   flatten, prune, dryRun)
     static constexpr JSONMember members[] = {
         appMember,
         workspaceMember,
@@ -41,7 +43,36 @@ struct ScreenshotRequest {
         {"locales", "Only these locales."},
         {"displayTypes", "Only these display types (APP_IPHONE_67 or iphone-67)."},
         {"noCheck", "Also take pictures of a wrong size, format or with an alpha channel."},
+        {"flatten", "Send opaque pictures that have an alpha channel as copies without it."},
+        {"prune", "With the mode replace: also empty the sets that have no local file."},
         dryRunMember};
+};
+
+struct ImportScreenshots {
+    static constexpr ActionInfo info{"import_screenshots", "Take the screenshots of another tool's tree",
+                                     Effect::localFiles};
+    struct Request {
+        std::string tree;
+        std::optional<std::string> app;
+        std::optional<std::string> workspace;
+        std::optional<std::string> context;
+        std::optional<std::string> folder;
+        bool dryRun = false;
+        QUORVEL_RECORD(Request, tree, app, workspace, context, folder, dryRun)
+        static constexpr JSONMember members[] = {
+            {"tree", "The tree's folder, such as one of <locale>/*.png.", JSONMember::required},
+            appMember,
+            workspaceMember,
+            contextMember,
+            folderMember,
+            dryRunMember};
+    };
+    struct Result {
+        ScreenshotImport import;
+        QUORVEL_RECORD(Result, import)
+    };
+    [[nodiscard]] static Result perform(Application& application, const Request& request,
+                                        const ActionProgress& progress = {});
 };
 
 struct CompareScreenshots {

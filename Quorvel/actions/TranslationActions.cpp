@@ -2,6 +2,7 @@
 
 #include "Core/ai/ASOClaudeStack.h"
 #include "Core/ai/ClaudeCostRecorder.h"
+#include "Core/ai/ClaudePricing.h"
 #include "Quorvel/application/Application.h"
 
 #include <chrono>
@@ -10,20 +11,28 @@
 
 namespace quorvel {
 
+namespace {
+
+TranslationWish::Which whichOf(bool all) {
+    return all ? TranslationWish::Which::all : TranslationWish::Which::stale;
+}
+
+KeptAnswers keptAnswersOf(bool fresh) {
+    return fresh ? KeptAnswers::renewed : KeptAnswers::taken;
+}
+
+} // namespace
+
 PlanTranslation::Result PlanTranslation::perform(Application& application, const Request& request,
                                                  const ActionProgress&) {
     const OpenedApp opened = openRecorded(application, targetOf(request));
-    for (const std::string& locale : request.to)
-        requireAppStoreLocale(locale);
-    if (request.from) requireAppStoreLocale(*request.from);
-    Result result{opened.session->translation->plan(
-        {.context = request.context,
-         .sourceLocale = request.from,
-         .targetLocales = request.to,
-         .fields = request.fields,
-         .which = request.all ? TranslationWish::Which::all : TranslationWish::Which::stale,
-         .keptAnswers = request.fresh ? KeptAnswers::renewed : KeptAnswers::taken,
-         .dryRun = dryRunOf(request)})};
+    Result result{opened.session->translation->plan({.context = request.context,
+                                                     .sourceLocale = request.from,
+                                                     .targetLocales = request.to,
+                                                     .fields = request.fields,
+                                                     .which = whichOf(request.all),
+                                                     .keptAnswers = keptAnswersOf(request.fresh),
+                                                     .dryRun = dryRunOf(request)})};
     // Nobody is to agree to the cost of what the service cannot be asked.
     if (!request.dryRun && !result.plan.nothing) application.requireModelAccess();
     return result;
@@ -33,7 +42,7 @@ TranslateTexts::Result TranslateTexts::perform(Application& application, const R
                                                const ActionProgress& progress) {
     const OpenedApp opened =
         openRecorded(application, {{request.plan.app.id, request.workspace}, request.folder});
-    const auto stack = application.aiStack(request.plan.fresh ? KeptAnswers::renewed : KeptAnswers::taken);
+    const auto stack = application.aiStack();
     const ToldOperations told(*opened.session, progress);
     Result result;
     result.report = opened.session->translation->translate(request.plan, stack.client);
@@ -41,22 +50,37 @@ TranslateTexts::Result TranslateTexts::perform(Application& application, const R
     return result;
 }
 
+AcceptTexts::Result AcceptTexts::perform(Application& application, const Request& request,
+                                         const ActionProgress& progress) {
+    const OpenedApp opened = openLocal(application, targetOf(request));
+    const ToldOperations told(*opened.session, progress);
+    return {knownReferenceOf(opened.app), opened.session->translation->accept({.context = request.context,
+                                                                               .locales = request.locales,
+                                                                               .fields = request.fields,
+                                                                               .dryRun = dryRunOf(request)})};
+}
+
 PlanEnglishKeywords::Result PlanEnglishKeywords::perform(Application& application, const Request& request,
                                                          const ActionProgress&) {
     const OpenedApp opened = openRecorded(application, targetOf(request));
     return {opened.session->translation->planEnglishKeywords(
-        request.context, std::string(PenwiseConfig::defaultModel), dryRunOf(request))};
+        {.context = request.context, .which = whichOf(request.all), .dryRun = dryRunOf(request)})};
 }
 
 ExpandEnglishKeywords::Result ExpandEnglishKeywords::perform(Application& application, const Request& request,
                                                              const ActionProgress& progress) {
     const OpenedApp opened = openRecorded(application, targetOf(request));
     const ToldOperations told(*opened.session, progress);
-    // What lacks its texts is refused before the service is asked for.
-    (void)opened.session->translation->planEnglishKeywords(request.context, {});
-    const auto stack = application.aiStack(request.fresh ? KeptAnswers::renewed : KeptAnswers::taken);
+    EnglishKeywordsOrder order{.context = request.context,
+                               .which = whichOf(request.all),
+                               .keptAnswers = keptAnswersOf(request.fresh)};
+    // What lacks its texts is refused before the service is asked for, and what is up to date needs none.
+    const auto plan = opened.session->translation->planEnglishKeywords(order);
+    if (plan.locales.empty()) return {opened.session->translation->expandEnglishKeywords(order, nullptr)};
+    const auto stack = application.aiStack();
+    order.model = stack.model;
     progress.step({"Asking for keywords…", {}, 0});
-    return {opened.session->translation->expandEnglishKeywords(request.context, stack)};
+    return {opened.session->translation->expandEnglishKeywords(order, stack.client)};
 }
 
 ShowCosts::Result ShowCosts::perform(Application& application, const Request& request,
@@ -71,12 +95,14 @@ ShowCosts::Result ShowCosts::perform(Application& application, const Request& re
         if (entry.timestamp < cutoff) continue;
         ModelCosts& model = models[entry.model];
         model.model = entry.model;
+        model.costIsAtMost = !ClaudePricing::isKnown(entry.model);
         ++(entry.cached ? model.cachedCalls : model.calls);
         if (entry.cached) continue;
         model.inputTokens += entry.inputTokens;
         model.outputTokens += entry.outputTokens;
         model.costUSD += entry.costUSD;
         result.costUSD += entry.costUSD;
+        result.costIsAtMost = result.costIsAtMost || model.costIsAtMost;
     }
     for (auto& [name, model] : models)
         result.models.push_back(std::move(model));

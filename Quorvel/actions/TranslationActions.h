@@ -67,10 +67,52 @@ struct TranslateTexts {
                                         const ActionProgress& progress = {});
 };
 
+struct AcceptTexts {
+    static constexpr ActionInfo info{"accept_texts", "Accept generated texts that were read",
+                                     Effect::localFiles};
+    struct Request {
+        std::optional<std::string> app;
+        std::optional<std::string> workspace;
+        std::optional<std::string> context;
+        std::optional<std::string> folder;
+        std::vector<std::string> locales;
+        std::vector<FieldType> fields;
+        bool dryRun = false;
+        QUORVEL_RECORD(Request, app, workspace, context, folder, locales, fields, dryRun)
+        static constexpr JSONMember members[] = {appMember,
+                                                 workspaceMember,
+                                                 contextMember,
+                                                 folderMember,
+                                                 {"locales", "Only those of these locales."},
+                                                 {"fields", "Only these fields."},
+                                                 dryRunMember};
+    };
+    struct Result {
+        std::optional<AppReference> app; // nothing over a named folder of no recorded app
+        AcceptedTexts texts;
+        QUORVEL_RECORD(Result, app, texts)
+    };
+    [[nodiscard]] static Result perform(Application& application, const Request& request,
+                                        const ActionProgress& progress = {});
+};
+
+inline constexpr JSONMember allKeywordsMember{
+    "all", "Also locales whose keywords are up to date; what they replace is backed up."};
+
 struct PlanEnglishKeywords {
     static constexpr ActionInfo info{"plan_english_keywords",
                                      "Show the prompt for the keywords of the four English locales"};
-    using Request = FolderChangeRequest;
+    struct Request {
+        std::optional<std::string> app;
+        std::optional<std::string> workspace;
+        std::optional<std::string> context;
+        std::optional<std::string> folder;
+        bool all = false;
+        bool dryRun = false;
+        QUORVEL_RECORD(Request, app, workspace, context, folder, all, dryRun)
+        static constexpr JSONMember members[] = {appMember,    workspaceMember,   contextMember,
+                                                 folderMember, allKeywordsMember, dryRunMember};
+    };
     struct Result {
         EnglishKeywordsPlan plan;
         QUORVEL_RECORD(Result, plan)
@@ -87,10 +129,11 @@ struct ExpandEnglishKeywords {
         std::optional<std::string> workspace;
         std::optional<std::string> context;
         std::optional<std::string> folder;
+        bool all = false;
         bool fresh = false;
-        QUORVEL_RECORD(Request, app, workspace, context, folder, fresh)
-        static constexpr JSONMember members[] = {appMember, workspaceMember, contextMember, folderMember,
-                                                 freshMember};
+        QUORVEL_RECORD(Request, app, workspace, context, folder, all, fresh)
+        static constexpr JSONMember members[] = {appMember,    workspaceMember,   contextMember,
+                                                 folderMember, allKeywordsMember, freshMember};
     };
     struct Result {
         EnglishKeywords keywords;
@@ -115,13 +158,16 @@ struct ShowCosts {
         std::int64_t inputTokens = 0; // of the calls that were paid for, as the next
         std::int64_t outputTokens = 0;
         double costUSD = 0;
-        QUORVEL_RECORD(ModelCosts, model, calls, cachedCalls, inputTokens, outputTokens, costUSD)
+        bool costIsAtMost = false; // the model's price is not known, and the highest was taken
+        QUORVEL_RECORD(ModelCosts, model, calls, cachedCalls, inputTokens, outputTokens, costUSD,
+                       costIsAtMost)
     };
     struct Result {
         std::int64_t days = 0;
         double costUSD = 0;
+        bool costIsAtMost = false;
         std::vector<ModelCosts> models;
-        QUORVEL_RECORD(Result, days, costUSD, models)
+        QUORVEL_RECORD(Result, days, costUSD, costIsAtMost, models)
     };
     [[nodiscard]] static Result perform(Application& application, const Request& request,
                                         const ActionProgress& progress = {});

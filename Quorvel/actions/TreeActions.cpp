@@ -12,7 +12,8 @@ namespace quorvel {
 ImportTexts::Result ImportTexts::perform(Application& application, const Request& request,
                                          const ActionProgress& progress) {
     const auto tree = application.absolutePath(request.tree);
-    if (!std::filesystem::is_directory(tree))
+    std::error_code unreachable;
+    if (!std::filesystem::is_directory(tree, unreachable))
         throw ApplicationError(FailureKind::noFolder, fmt::format("there is no folder {}", tree.string()));
     OpenedApp opened = request.dryRun ? openUnchanged(application, targetOf(request))
                                       : openOrImport(application, targetOf(request));

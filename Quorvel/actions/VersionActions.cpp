@@ -1,6 +1,7 @@
 #include "Quorvel/actions/VersionActions.h"
 
 #include "Core/asc/services/VersionService.h"
+#include "Platform/text/Text.h"
 #include "Quorvel/application/Application.h"
 #include "Quorvel/application/Failure.h"
 
@@ -15,6 +16,52 @@ ASCPlatform requirePlatform(const std::string& name) {
         if (platformFolderName(platform) == name) return platform;
     throw ApplicationError(FailureKind::badRequest, fmt::format("{} is no platform", quotedWord(name)),
                            "A platform is ios, macos, tvos or visionos.");
+}
+
+// Up to three numbers with points between them.
+bool isVersionNumber(std::string_view text) {
+    constexpr int mostNumbers = 3;
+    constexpr std::size_t longest = 18;
+    if (text.empty() || text.size() > longest) return false;
+    int numbers = 1;
+    bool digitBefore = false;
+    for (const char character : text) {
+        const bool isDigit = character >= '0' && character <= '9';
+        if (!isDigit && (character != '.' || !digitBefore || ++numbers > mostNumbers)) return false;
+        digitBefore = isDigit;
+    }
+    return digitBefore;
+}
+
+void requireVersionNumber(std::string_view text) {
+    if (isVersionNumber(text)) return;
+    std::string_view bare = text;
+    while (!bare.empty() && (bare.front() < '0' || bare.front() > '9'))
+        bare.remove_prefix(1);
+    throw ApplicationError(FailureKind::badRequest, fmt::format("{} is no version", quotedWord(text)),
+                           isVersionNumber(bare)
+                               ? fmt::format("Did you mean {}?", bare)
+                               : "A version is up to three numbers with points between them, such as 1.2.0.");
+}
+
+// A platform has one open version at a time.
+void refuseBesideOpen(const ASCList<AppStoreVersionAttributes>& versions, const VersionPlan& plan) {
+    for (const auto& version : versions) {
+        const auto& attributes = version.attributes;
+        const std::string state = attributes.appStoreState.value_or("");
+        const std::string name = escapeControls(
+            fmt::format("{} {}", platformFolderName(plan.platform), attributes.versionString.value_or("")));
+        if (attributes.versionString == plan.versionString)
+            throw ApplicationError(FailureKind::versionExists,
+                                   fmt::format("there is {} already ({})", name, state));
+        // What an unknown state allows is left to App Store Connect.
+        if (fromRawValue<AppStoreVersionState>(state) &&
+            stateClassOf(state) == AppStoreVersionStateClass::editable)
+            throw ApplicationError(
+                FailureKind::versionExists,
+                fmt::format("{} is open already ({}), and a platform has one open version at a time", name,
+                            state));
+    }
 }
 
 // Keeps the request instead of sending it.
@@ -46,11 +93,13 @@ ListVersions::Result ListVersions::perform(Application& application, const Reque
 PlanVersion::Result PlanVersion::perform(Application& application, const Request& request,
                                          const ActionProgress&) {
     const ASCPlatform platform = requirePlatform(request.platform);
+    requireVersionNumber(request.version);
     const ReachedApp reached = reach(application, targetOf(request));
     Result result{{.app = reached.app,
                    .platform = platform,
                    .versionString = request.version,
                    .releaseType = request.releaseType}};
+    refuseBesideOpen(reached.client->listAppStoreVersions(reached.app.appStoreId, platform), result.plan);
     const ShownRequest client;
     try {
         (void)client.createAppStoreVersion(result.plan.app.appStoreId, attributesOf(result.plan));

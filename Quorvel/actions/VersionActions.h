@@ -37,6 +37,7 @@ struct VersionPlan {
 
 struct PlanVersion {
     static constexpr ActionInfo info{"plan_version", "Show how a new version of an app would be made"};
+    /// Refuses a version that is no number, one that there is already, and one beside another that is open.
     struct Request {
         std::string platform;
         std::string version;

@@ -93,7 +93,7 @@ struct PlanWorkspaceDeletion {
 struct DeleteWorkspace {
     static constexpr ActionInfo info{"delete_workspace",
                                      "Delete a workspace and its key; its apps stay, without a workspace",
-                                     Effect::localFiles};
+                                     Effect::deletion};
     struct Request {
         WorkspaceReport workspace;
         QUORVEL_RECORD(Request, workspace)

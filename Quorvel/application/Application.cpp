@@ -145,7 +145,7 @@ void Application::requireModelAccess() {
         throw ClaudeError(ClaudeError::MissingAPIKey{});
 }
 
-ASOClaudeStack::Components Application::aiStack(KeptAnswers keptAnswers) {
+ASOClaudeStack::Components Application::aiStack() {
     requireModelAccess();
     return ASOClaudeStack::make({.loader = {keychain()},
                                  .home = home(),
@@ -157,8 +157,7 @@ ASOClaudeStack::Components Application::aiStack(KeptAnswers keptAnswers) {
                                              throw ClaudeError(ClaudeError::RateLimited{seconds});
                                          sleepFor(seconds);
                                      },
-                                 .clock = clock(),
-                                 .keptAnswers = keptAnswers});
+                                 .clock = clock()});
 }
 
 bool Application::hasRecords() const {

@@ -82,7 +82,7 @@ class Application {
 
     /// The AI client with its cache and ledger. Throws `ClaudeError::MissingAPIKey` when no relay is
     /// configured, `EndpointsError`, `FileError`.
-    [[nodiscard]] ASOClaudeStack::Components aiStack(KeptAnswers keptAnswers);
+    [[nodiscard]] ASOClaudeStack::Components aiStack();
 
     /// Throws `ClaudeError::MissingAPIKey` when no relay is configured, `EndpointsError`.
     void requireModelAccess();

@@ -13,6 +13,8 @@
 #include <fmt/format.h>
 #include <fmt/ranges.h>
 
+#include <filesystem>
+
 namespace quorvel {
 
 FailureKind failureKindOf(ASCError::Kind kind) {
@@ -56,6 +58,8 @@ FailureKind kindOf(const MetadataError& error) {
         return FailureKind::invalidLocale;
     case Kind::unknownLocale:
         return FailureKind::unknownLocale;
+    case Kind::noLocales:
+        return FailureKind::noFolder;
     case Kind::lostFolder:
     case Kind::badBookmark:
         return FailureKind::folderLost;
@@ -86,6 +90,8 @@ FailureKind kindOf(const ScreenshotError& error) {
         return FailureKind::readOnly;
     case ScreenshotError::Kind::noFolder:
         return FailureKind::noFolder;
+    case ScreenshotError::Kind::ownFolder:
+        return FailureKind::badRequest;
     default:
         return FailureKind::failed;
     }
@@ -203,6 +209,10 @@ Failure failureOf(const std::exception& error) {
     if (dynamic_cast<const EndpointsError*>(&error))
         return {FailureKind::endpoints, error.what(), std::nullopt};
     if (dynamic_cast<const JSONError*>(&error)) return {FailureKind::badRequest, error.what(), std::nullopt};
+    if (const auto* file = dynamic_cast<const std::filesystem::filesystem_error*>(&error))
+        return {FailureKind::failed,
+                fmt::format("{}: {}", escapeControls(file->path1().native()), file->code().message()),
+                std::nullopt};
     return {FailureKind::failed, error.what(), std::nullopt};
 }
 

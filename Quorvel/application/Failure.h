@@ -51,6 +51,7 @@ enum class FailureKind {
     notFound,        // on App Store Connect
     // What the state forbids
     readOnly,
+    versionExists,
     otherVersionPulled,
     stateRefused,
     // Services
@@ -98,6 +99,7 @@ struct RawValues<FailureKind> {
         {F::noBaseKeywords, "noBaseKeywords"},
         {F::notFound, "notFound"},
         {F::readOnly, "readOnly"},
+        {F::versionExists, "versionExists"},
         {F::otherVersionPulled, "otherVersionPulled"},
         {F::stateRefused, "stateRefused"},
         {F::serviceTrouble, "serviceTrouble"},

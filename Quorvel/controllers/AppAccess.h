@@ -3,6 +3,7 @@
 
 #include "Core/asc/ASCClientProtocol.h"
 #include "Core/metadata/DryRun.h"
+#include "Core/metadata/TextComparison.h"
 #include "Core/records/Records.h"
 #include "Platform/files/Home.h"
 #include "Platform/http/HTTPClient.h"
@@ -39,6 +40,10 @@ class AppAccess {
     [[nodiscard]] AppRecords records() const { return {parts_.container, parts_.clock}; }
     /// The locales that are taken out of pulls and pushes; none of an app that is not recorded.
     [[nodiscard]] LocaleSet disabledLocales(const ManagedApp& app) const;
+    /// What the user decided about the app's texts in `folder`. Throws what `finalLineBreakOf` throws.
+    [[nodiscard]] TextRules textRules(const ManagedApp& app, const MetadataFolder& folder) const {
+        return {disabledLocales(app), finalLineBreakOf(folder)};
+    }
     [[nodiscard]] std::vector<ManagedLocale> locales(const ManagedApp& app) const;
     [[nodiscard]] PushHistory history() const { return PushHistory(parts_.container); }
     [[nodiscard]] const SharedContainer& container() const { return parts_.container; }

@@ -38,8 +38,8 @@ std::string_view describe(OperationKind kind) {
         return "a pull of screenshots";
     case OperationKind::pushScreenshots:
         return "a push of screenshots";
-    case OperationKind::selectContext:
-        return "a choice of context";
+    case OperationKind::importScreenshots:
+        return "an import of screenshots";
     case OperationKind::carryOver:
         return "a change of its layout";
     }

@@ -27,7 +27,7 @@ enum class OperationKind {
     translate,
     pullScreenshots,
     pushScreenshots,
-    selectContext,
+    importScreenshots,
     carryOver, // of a tree of the older layout
 };
 
@@ -43,7 +43,7 @@ struct RawValues<OperationKind> {
                                                                 {O::translate, "translate"},
                                                                 {O::pullScreenshots, "pullScreenshots"},
                                                                 {O::pushScreenshots, "pushScreenshots"},
-                                                                {O::selectContext, "selectContext"},
+                                                                {O::importScreenshots, "importScreenshots"},
                                                                 {O::carryOver, "carryOver"}};
 };
 

@@ -149,13 +149,13 @@ Response Relay::complete(const Request& request, Date now, Delivery delivery) {
     const auto body = decodeJSON<JSONValue>(request.body);
     const ModelPrompt prompt = promptFrom(body);
     const std::lock_guard lock(mutex_);
-    const std::string content = model_.answer(prompt);
+    const auto [content, finishReason] = model_.answer(prompt);
     const std::int64_t asked = tokensOfMessages(*body.find("messages"));
     const std::int64_t answered = tokensOf(content);
     charge(request, asked, answered, delivery);
     const auto message = JSONValue::object({{"role", "assistant"}, {"content", content}});
     JSONValue::Array choices = {
-        JSONValue::object({{"index", 0}, {"message", message}, {"finish_reason", "stop"}})};
+        JSONValue::object({{"index", 0}, {"message", message}, {"finish_reason", finishReason}})};
     return {.contentType = "application/json",
             .body = encodeJSON(
                 JSONValue::object({{"id", fmt::format("chatcmpl-{}", account_.calls + account_.lostCalls)},
@@ -186,6 +186,9 @@ void Relay::setManner(ModelManner manner) {
     if (std::ranges::find(wrappings, manner.wrapping) == wrappings.end())
         throw std::invalid_argument(fmt::format("The wrapping \"{}\" is unknown: it must be one of {}.",
                                                 manner.wrapping, fmt::join(wrappings, ", ")));
+    for (const std::string& name : manner.script)
+        if (!RelayModel::knows(name))
+            throw std::invalid_argument(fmt::format("The scripted answer \"{}\" is unknown.", name));
     const std::lock_guard lock(mutex_);
     model_.setManner(std::move(manner));
 }

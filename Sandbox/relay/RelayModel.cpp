@@ -60,16 +60,14 @@ std::string exceed(std::string text, std::string_view separator, std::size_t lim
     return text;
 }
 
-// The keywords of the base locale are the line with the most commas.
+// The keywords of the base locale are the first line with commas.
 std::string_view baseKeywords(std::string_view user) {
-    std::string_view best;
     while (!user.empty()) {
         const std::size_t end = std::min(user.find('\n'), user.size());
-        const std::string_view line = user.substr(0, end);
-        if (std::ranges::count(line, ',') > std::ranges::count(best, ',')) best = line;
+        if (const auto line = user.substr(0, end); line.find(',') != line.npos) return line;
         user.remove_prefix(std::min(end + 1, user.size()));
     }
-    return best;
+    return {};
 }
 
 std::string expandEnglish(std::string_view user, bool tooLong) {
@@ -89,16 +87,89 @@ std::string expandEnglish(std::string_view user, bool tooLong) {
          {"rationale", "The first terms stay everywhere; each storefront has long-tail terms of its own."}}));
 }
 
+Renderings renderingsIn(std::string_view system) {
+    constexpr std::string_view arrow = " → ";
+    Renderings renderings;
+    for (const std::string& term :
+         splitTexts(between(system, "(keep verbatim, do not translate):\n", "\n\n"), '\n'))
+        renderings[term] = term;
+    for (const std::string& entry : splitTexts(between(system, "when the source matches):\n", "\n\n"), '\n'))
+        if (const std::size_t at = entry.find(arrow); at != entry.npos)
+            renderings[entry.substr(0, at)] = entry.substr(at + arrow.size());
+    renderings.erase("(none)");
+    return renderings;
+}
+
+// What a retry asks for begins with the prompt that it repeats.
+std::string firstPrompt(const std::string& user) {
+    return user.substr(0, user.find("\nThe previous attempt "));
+}
+
+// The text to translate, between its two lines of hyphens.
+std::string_view sourceIn(std::string_view user) {
+    const std::size_t begin = user.find("---\n") + 4;
+    const std::size_t end = user.rfind("\n---\n\nOutput ONLY");
+    return end == user.npos || end < begin ? std::string_view() : user.substr(begin, end - begin);
+}
+
+std::string halfOf(std::string_view text) {
+    return std::string(graphemePrefix(text, graphemeCount(text) / 2));
+}
+
+struct ScriptedAnswer {
+    std::string_view name;
+    ModelAnswer (*make)(const std::string& usual, std::string_view source);
+};
+constexpr ScriptedAnswer scriptedAnswers[] = {
+    {"usual", [](const std::string& usual, std::string_view) { return ModelAnswer{usual}; }},
+    {"brokenOff",
+     [](const std::string& usual, std::string_view) {
+         return ModelAnswer{halfOf(usual), "length"};
+     }},
+    {"filtered",
+     [](const std::string& usual, std::string_view) {
+         return ModelAnswer{std::string(graphemePrefix(usual, 6)), "content_filter"};
+     }},
+    {"badJSON",
+     [](const std::string& usual, std::string_view) {
+         return ModelAnswer{(usual.starts_with('{') ? "" : "{\"text\": \"") + halfOf(usual)};
+     }},
+    {"rightToLeft",
+     [](const std::string& usual, std::string_view) { return ModelAnswer{fromRightToLeft(usual)}; }},
+    {"remark",
+     [](const std::string& usual, std::string_view) {
+         return ModelAnswer{usual + "\n\nNote: I kept the tone of the source and stayed within the limit."};
+     }},
+    {"refusal",
+     [](const std::string&, std::string_view) {
+         return ModelAnswer{"I'm sorry, but I can't help with that request."};
+     }},
+    {"echo", [](const std::string&, std::string_view source) { return ModelAnswer{std::string(source)}; }},
+    {"careless",
+     [](const std::string& usual, std::string_view) { return ModelAnswer{withoutFixedParts(usual)}; }}};
+
 } // namespace
 
 void RelayModel::setManner(ModelManner manner) {
     manner_ = std::move(manner);
     tooLong_.clear();
+    scripted_.clear();
+}
+
+bool RelayModel::knows(std::string_view scriptedAnswer) {
+    return std::ranges::find(scriptedAnswers, scriptedAnswer, &ScriptedAnswer::name) !=
+           std::end(scriptedAnswers);
+}
+
+std::string_view RelayModel::nextOfScript(const std::string& user) {
+    if (user.find(manner_.only) == std::string::npos) return "usual";
+    std::size_t& given = scripted_[firstPrompt(user)];
+    return given < manner_.script.size() ? std::string_view(manner_.script[given++]) : "usual";
 }
 
 bool RelayModel::exceeds(const std::string& user) {
     if (manner_.tooLongAnswers == 0) return false;
-    int& given = tooLong_[user.substr(0, user.find("\nThe previous attempt was"))];
+    int& given = tooLong_[firstPrompt(user)];
     if (given >= manner_.tooLongAnswers) return false;
     ++given;
     return true;
@@ -117,13 +188,9 @@ std::string RelayModel::translate(const ModelPrompt& prompt, const std::string& 
     const std::string_view head = between(user, "Translate the following ", ":\n\n---\n");
     const std::size_t to = head.rfind(" to ");
     const std::string_view locale = to == head.npos ? std::string_view() : head.substr(to + 4);
-    const std::size_t begin = user.find("---\n") + 4;
-    const std::size_t end = user.rfind("\n---\n\nOutput ONLY");
-    if (locale.empty() || end == user.npos || end < begin) return "";
-    auto kept = splitTexts(between(prompt.system, "(keep verbatim, do not translate):\n", "\n\n"), '\n');
-    std::erase(kept, "(none)");
+    if (locale.empty()) return "";
     const std::size_t limit = limitIn(user);
-    std::string text = pseudoLocalise(std::string_view(user).substr(begin, end - begin), locale, kept);
+    std::string text = pseudoLocalise(sourceIn(user), locale, renderingsIn(prompt.system));
     return exceeds(user) ? exceed(std::move(text), " ", limit) : cutToWords(std::move(text), limit);
 }
 
@@ -138,8 +205,13 @@ std::string RelayModel::generateKeywords(const ModelPrompt& prompt, const std::s
     return exceeds(user) ? exceed(std::move(text), ",", limit) : text;
 }
 
-std::string RelayModel::answer(const ModelPrompt& prompt) {
+ModelAnswer RelayModel::answer(const ModelPrompt& prompt) {
     const std::string user = prompt.userTexts.empty() ? "" : prompt.userTexts.back();
+    const auto scripted = std::ranges::find(scriptedAnswers, nextOfScript(user), &ScriptedAnswer::name);
+    return scripted->make(usualAnswer(prompt, user), sourceIn(user));
+}
+
+std::string RelayModel::usualAnswer(const ModelPrompt& prompt, const std::string& user) {
     if (prompt.system.find("**English locale expansion**") != std::string::npos)
         return wrap(expandEnglish(user, exceeds(user)));
     if (user.starts_with("Translate the following ")) return wrap(translate(prompt, user));

@@ -17,21 +17,31 @@ struct ModelPrompt {
     bool wantsJSON = false;
 };
 
+struct ModelAnswer {
+    std::string content;
+    std::string_view finishReason = "stop"; // as on the wire
+};
+
 /// Translates by pseudo-localisation and keeps the limit that the prompt names, builds keyword lists from the
 /// reference keywords, and answers anything else with a short text or JSON document. One thread at a time.
 class RelayModel {
   public:
     void setManner(ModelManner manner);
-    [[nodiscard]] std::string answer(const ModelPrompt& prompt);
+    [[nodiscard]] ModelAnswer answer(const ModelPrompt& prompt);
+    /// Whether a script may hold this answer.
+    [[nodiscard]] static bool knows(std::string_view scriptedAnswer);
 
   private:
     [[nodiscard]] std::string translate(const ModelPrompt& prompt, const std::string& user);
     [[nodiscard]] std::string generateKeywords(const ModelPrompt& prompt, const std::string& user);
+    [[nodiscard]] std::string usualAnswer(const ModelPrompt& prompt, const std::string& user);
+    [[nodiscard]] std::string_view nextOfScript(const std::string& user);
     [[nodiscard]] bool exceeds(const std::string& user);
     [[nodiscard]] std::string wrap(std::string text) const;
 
     ModelManner manner_;
-    std::map<std::string, int> tooLong_; // first prompt → answers to it that were over the limit
+    std::map<std::string, int> tooLong_;          // first prompt → answers to it that were over the limit
+    std::map<std::string, std::size_t> scripted_; // first prompt → answers to it that the script gave
 };
 
 } // namespace quorvel::sandbox

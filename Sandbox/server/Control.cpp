@@ -140,6 +140,12 @@ Response setModelManner(Service& service, const JSONValue& body) {
     ModelManner manner;
     manner.wrapping = text(body, "wrapping", manner.wrapping);
     manner.tooLongAnswers = static_cast<int>(number(body, "tooLongAnswers", manner.tooLongAnswers));
+    manner.only = text(body, "only", manner.only);
+    if (const JSONValue* script = body.find("script")) {
+        if (!script->items()) missing("script", "a list");
+        for (const JSONValue& answer : *script->items())
+            manner.script.push_back(answer.text() ? *answer.text() : "");
+    }
     service.setModelManner(std::move(manner));
     return done();
 }

@@ -53,7 +53,8 @@ void readHalf(const Request& request) {
 }
 
 bool isService(std::string_view path) {
-    return path.starts_with("/v1/") || path.starts_with("/upload/") || path.starts_with(relayPrefix);
+    return path.starts_with("/v1/") || path.starts_with("/upload/") || path.starts_with("/image/") ||
+           path.starts_with(relayPrefix);
 }
 
 } // namespace

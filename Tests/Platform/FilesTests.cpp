@@ -177,6 +177,18 @@ TEST(AtomicWrite, followsLinksToTheirTarget) {
     EXPECT_THAT(namesIn(folder / "real"), ElementsAre("absent", "deep", "second"));
 }
 
+TEST(AtomicWrite, replacesAFileOnlyWhileItHoldsWhatIsExpected) {
+    const TemporaryFolder folder;
+    EXPECT_TRUE(replaceFile(folder / "a", std::nullopt, "one"));
+    EXPECT_FALSE(replaceFile(folder / "a", std::nullopt, "two"));
+    EXPECT_FALSE(replaceFile(folder / "a", "other", "two"));
+    EXPECT_EQ(readFile(folder / "a"), "one");
+    EXPECT_TRUE(replaceFile(folder / "a", "one", "two"));
+    EXPECT_EQ(readFile(folder / "a"), "two");
+    EXPECT_FALSE(replaceFile(folder / "gone", "one", "two"));
+    EXPECT_THAT(namesIn(folder.path()), ElementsAre("a"));
+}
+
 TEST(AtomicWrite, leavesEverythingAsItWasWhenItFails) {
     const TemporaryFolder folder;
     put(folder / "file", "old");

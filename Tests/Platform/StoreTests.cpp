@@ -157,7 +157,7 @@ TEST(Database, tellsWhatWentWrong) {
         {[&] { Notes{folder / "none" / "store"}; }, Kind::unavailable,
          "store: cannot be used (unable to open"},
         {[&] { Notes{folder.path()}; }, Kind::unavailable, "cannot be used"},
-        {[&] { notes.database.run("SELECT * FROM Missing"); }, Kind::unavailable, "no such table: Missing"},
+        {[&] { notes.database.run("SELECT * FROM Missing"); }, Kind::statement, "no such table: Missing"},
         {[&] { notes.database.run("INSERT INTO Note VALUES ('a', 'none')"); }, Kind::constraint,
          "FOREIGN KEY constraint failed"},
         {[&] { notes.database.transaction([&] { other.add("x"); }); }, Kind::busy,

@@ -224,6 +224,21 @@ TEST(Text, escapesWhatATerminalWouldObey) {
         EXPECT_EQ(escapeControls(text), expected);
 }
 
+TEST(Text, escapesADocumentSoThatItStaysOne) {
+    EXPECT_EQ(escapeControlsInJSON("{\n  \"a\": \"\u202Eb\u200F\x7F\u009B \u061C\u05D0日\"\n}"),
+              "{\n  \"a\": \"\\u202Eb\\u200F\\u007F\\u009B \\u061C\u05D0日\"\n}");
+}
+
+TEST(Text, sortsNamesAsPeopleDoAndWritesThemInASCII) {
+    std::vector<std::string> names = {"Zebra", "app 10", "Äpfel", "App 2", "apfel", "App 10", "", "日本"};
+    std::ranges::sort(names, nameLess);
+    EXPECT_THAT(names, ElementsAre("", "apfel", "Äpfel", "App 2", "app 10", "App 10", "Zebra", "日本"));
+    const std::vector<std::pair<std::string, std::string>> table = {
+        {"plain 1-2", "plain 1-2"}, {"Über Gärten, œuvre", "Uber Garten, oeuvre"}, {"Сад", "Sad"}, {"", ""}};
+    for (const auto& [text, written] : table)
+        EXPECT_EQ(transliterateToASCII(text), written);
+}
+
 TEST(Text, sortsNumbersByValueAndStaysAnOrder) {
     std::vector<std::string> names = {"10.png", "2.png", "a10b2", "a10b10",
                                       "a2",     "",      "0",     "00",

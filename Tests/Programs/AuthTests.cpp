@@ -92,6 +92,40 @@ TEST_F(Auth, storesChecksShowsAndForgetsAKey) {
     EXPECT_EQ(run({"auth", "status"}).status, 3);
 }
 
+TEST_F(Auth, keepsEachKeyAndVendorNumberOfThoseStoredAtOnce) {
+    constexpr int workspaces = 5;
+    const auto& access = server.access();
+    std::vector<std::vector<std::string>> scopes = {{}};
+    for (int number = 1; number <= workspaces; ++number) {
+        const std::string name = "Team " + std::to_string(number);
+        ASSERT_EQ(run({"workspaces", "create", name}).status, 0);
+        scopes.push_back({"--workspace", name});
+    }
+    const auto with = [](std::vector<std::string> words, const std::vector<std::string>& more) {
+        words.insert(words.end(), more.begin(), more.end());
+        return words;
+    };
+    for (std::size_t round = 1; round <= 2; ++round) {
+        std::vector<std::unique_ptr<ChildProgram>> children;
+        for (const auto& scope : scopes)
+            children.push_back(std::make_unique<ChildProgram>(
+                call(with({"auth", "set", "--key-id", access.keyID, "--issuer-id", access.issuerID, "--p8",
+                           key, "--vendor-number", std::to_string(100 * round + children.size())},
+                          scope))));
+        for (const auto& child : children) {
+            const auto ended = child->wait();
+            EXPECT_EQ(ended.status, 0) << ended.all();
+        }
+        // The global key last: the active workspace's own goes before it.
+        for (std::size_t place = scopes.size(); place-- > 0;) {
+            const auto shown = onlyDocument(run(with({"auth", "status", "--json"}, scopes[place])).out);
+            EXPECT_EQ(*shown.find("keySource")->text(), place == 0 ? "stored key" : "the workspace's key");
+            EXPECT_EQ(*shown.find("vendorNumber")->text(), std::to_string(100 * round + place));
+            ASSERT_EQ(run(with({"auth", "forget", "--yes"}, scopes[place])).status, 0);
+        }
+    }
+}
+
 TEST_F(Auth, findsTheKeyFileAndTakesTheKeyIDFromItsName) {
     const auto& access = server.access();
     const std::string name = "AuthKey_" + access.keyID + ".p8";
@@ -196,6 +230,11 @@ TEST_F(Auth, usesTheKeyOfAnAppBeforeThatOfItsWorkspaceAndTheGlobalOne) {
     };
     EXPECT_EQ(set({"--app", app}), 4); // nothing is recorded yet
     ASSERT_EQ(set({}), 0);
+    // The stored private key signs for its own Key ID only.
+    EXPECT_EQ(run({"auth", "check", "--key-id", access.keyID}).status, 0);
+    const auto foreign = run({"auth", "check", "--key-id", "ABCDEFGHIJ"});
+    EXPECT_EQ(foreign.status, 3);
+    EXPECT_THAT(foreign.error, HasSubstr("name key \"ABCDEFGHIJ\" but not its private key"));
     ASSERT_EQ(run({"apps", "import", app}).status, 0);
     ASSERT_EQ(set({"--app", app}), 0);
     EXPECT_EQ(run({"auth", "forget", "--yes"}).status, 0);
@@ -210,7 +249,7 @@ TEST_F(Auth, usesTheKeyOfAnAppBeforeThatOfItsWorkspaceAndTheGlobalOne) {
     EXPECT_EQ(forgotten.status, 0);
     EXPECT_THAT(forgotten.out, HasSubstr("the key of the app \"Mosswick: Garden Journal\", is forgotten."));
     EXPECT_THAT(forgotten.error, HasSubstr("still applies (from: the workspace's key)."));
-    EXPECT_THAT(run({"auth", "forget"}).out, HasSubstr("the global key is not stored."));
+    EXPECT_THAT(run({"auth", "forget", "--yes"}).out, HasSubstr("the global key is not stored."));
     EXPECT_EQ(sourceOf({"--app", app}), "the workspace's key");
     EXPECT_EQ(run({"auth", "check", "--app", app}).status, 0);
     // A whole key of the environment goes before all of them.
@@ -265,7 +304,7 @@ TEST_F(Auth, refusesEndpointsThatAreNoneAndServersThatAreNoService) {
     const auto& access = server.access();
     const ScriptedServer html({{Receive{}, Send{answer("200 OK", "<html>Sign in</html>")}},
                                {Receive{}, Send{answer("200 OK", "<html>Sign in</html>")}}});
-    const ScriptedServer babble({{Receive{}, Send{"SSH-2.0-something\r\n"}}});
+    const ScriptedServer babble(std::vector<Connection>(5, {Receive{}, Send{"SSH-2.0-something\r\n"}}));
     const auto endpoint = [](const std::string& url) { return "{\"appStoreConnect\": \"" + url + "\"}"; };
     struct Case {
         std::string content;
@@ -348,14 +387,14 @@ TEST_F(Auth, showsNoSecretInAnyOutput) {
         {"auth", "check"},
         {"apps", "--remote"},
         {"versions", "--app", app},
-        {"versions", "create", "--app", app, "--platform", "tvos", "--version", "1.0"},
+        {"versions", "create", "--app", app, "--platform", "tvos", "--version", "1.0", "--yes"},
         {"builds", "--app", app},
         {"pull", "--app", app, "--folder", "texts"},
         {"status", "--folder", "texts"},
         {"locale", "add", "bn-BD", "--folder", "texts"},
         {"diff", "--folder", "texts"},
         {"push", "--app", app, "--folder", "texts", "--dry-run"},
-        {"push", "--app", app, "--folder", "texts"},
+        {"push", "--app", app, "--folder", "texts", "--yes"},
         {"metadata", "export", "tree", "--folder", "texts"},
         {"metadata", "tidy", "--folder", "texts"},
         {"auth", "forget", "--yes"},

@@ -39,20 +39,25 @@ TEST_F(ExitStatuses, endsWithTheStatusThatTellsWhy) {
         {"a context that is none", {"pull", "--app", app, "--context", "ios"}, 2, "ios/next"},
         {"a context in capitals", {"status", "--context", "IOS/Next"}, 2, "Did you mean ios/next?"},
         {"a locale in capitals",
-         {"push", "--app", app, "--folder", "texts", "--locale", "EN-us"},
+         {"push", "--app", app, "--folder", "texts", "--locale", "EN-us", "--yes"},
          4,
          "Did you mean en-US?"},
         {"a context without a version", {"pull", "--app", app, "--context", "tvos/next"}, 4, "tvos/next"},
         {"a locale that is not there",
-         {"push", "--app", app, "--folder", "texts", "--locale", "xx"},
+         {"push", "--app", app, "--folder", "texts", "--locale", "xx", "--yes"},
          4,
          "\"xx\""},
         {"a version that is there",
-         {"versions", "create", "--app", app, "--platform", "ios", "--version", "3.5"},
+         {"versions", "create", "--app", app, "--platform", "ios", "--version", "3.5", "--yes"},
          5,
-         "[ENTITY_"},
+         "there is ios 3.5 already (PREPARE_FOR_SUBMISSION)"},
+        {"a version beside an open one",
+         {"versions", "create", "--app", app, "--platform", "ios", "--version", "9.0", "--yes"},
+         5,
+         "ios 3.5 is open already (PREPARE_FOR_SUBMISSION)"},
+
         {"the folder of another app",
-         {"push", "--app", "pocket-tides", "--folder", "texts"},
+         {"push", "--app", "pocket-tides", "--folder", "texts", "--yes"},
          1,
          "another app"},
         {"a folder that cannot be made",
@@ -73,7 +78,7 @@ TEST_F(ExitStatuses, endsWithTheStatusThatTellsWhy) {
     for (const std::vector<std::string>& words :
          {std::vector<std::string>{"pull"}, {"push"}, {"status"}, {"screenshots", "pull"}}) {
         auto ofApp = words;
-        ofApp.insert(ofApp.end(), {"--app", app});
+        ofApp.insert(ofApp.end(), {"--app", app, "--yes"});
         const auto lost = run(ofApp);
         EXPECT_EQ(lost.status, 4) << words[0] << "\n" << lost.all();
         EXPECT_THAT(lost.error, testing::AllOf(HasSubstr("own: the metadata folder"),
@@ -158,7 +163,7 @@ TEST_F(ExitStatuses, canBeInterrupted) {
         write(locale, "subtitle.txt", "Eins");
     server.setFaults({{.route = "PATCH /v1/appInfoLocalizations/*", .status = 429, .retryAfter = 600}});
     server.forgetRequests();
-    ChildProgram pushing(call({"push", "--app", app, "--folder", "texts"}));
+    ChildProgram pushing(call({"push", "--app", app, "--folder", "texts", "--yes"}));
     while (changesSent() == 0)
         std::this_thread::yield();
     pushing.signal(SIGINT);

@@ -1,3 +1,4 @@
+#include "Platform/store/Database.h"
 #include "Tests/Programs/MetadataFixture.h"
 
 namespace quorvel::test {
@@ -64,12 +65,26 @@ TEST_F(MetadataCommands, listsShowsAndRevertsARun) {
     ASSERT_EQ(push({"--locale", "sv"}).status, 0);
     EXPECT_THAT(run({"history", "revert", "last", "--folder", "texts"}).out,
                 HasSubstr("'quorvel push --allow-clear' sends that."));
-    // A pulled copy that is behind: App Store Connect had the text before the push.
+    // A pulled copy that is behind: what replaced it on App Store Connect may have been an earlier push.
     writeFileAtomically(folder / "texts/ios/next/.brevant/asc/sv/promotional_text.txt", "Gammalt");
     write("sv", "promotional_text.txt", "Nytt");
     ASSERT_EQ(push({"--locale", "sv"}).status, 0);
-    EXPECT_THAT(run({"history", "show", "last"}).out,
-                HasSubstr("sv Promo text  App Store Connect had it already\n"));
+    EXPECT_THAT(run({"history", "show", "last"}).out, HasSubstr("sv Promo text  pushed\n"));
+    EXPECT_EQ(run({"history", "revert", "last", "--folder", "texts"}).status, 0);
+    EXPECT_EQ(read("sv", "promotional_text.txt"), "Gammalt");
+}
+
+TEST_F(MetadataCommands, pushesThoughTheHistoryCannotBeWrittenAndEndsAsPartlyDone) {
+    ASSERT_EQ(pull().status, 0);
+    Database(folder / "home/Library/Application Support/default.store")
+        .execute("CREATE TRIGGER noHistory BEFORE INSERT ON PushHistoryEntry "
+                 "BEGIN SELECT RAISE(ABORT, 'out of order'); END");
+    write("de-DE", "subtitle.txt", "Eins");
+    const auto pushed = push({"--yes"});
+    EXPECT_EQ(pushed.status, 7) << pushed.all();
+    EXPECT_THAT(pushed.out, HasSubstr("Pushed 1 field · 1 locale"));
+    EXPECT_THAT(pushed.error,
+                AllOf(HasSubstr("Not all of this push is in the history"), HasSubstr("out of order")));
 }
 
 } // namespace

@@ -62,6 +62,44 @@ TEST_F(HomeCommand, groupsTheAppsByWhatTheyNeed) {
     EXPECT_EQ(run({"--app", "nobody"}).status, 4);
 }
 
+TEST_F(HomeCommand, leadsTheNewcomerFromTheStepThatWasTaken) {
+    const auto key = run({});
+    EXPECT_THAT(key.out, AllOf(HasSubstr("An API key is set."), Not(HasSubstr("auth set"))));
+    ASSERT_EQ(run({"apps", "import", app}).status, 0);
+    EXPECT_EQ(run({}).error, "");
+    forgetEnvironmentKey();
+    EXPECT_THAT(run({}).error, HasSubstr("No API key is found: 'quorvel auth set"));
+    const auto& access = server.access();
+    // The app's own key is enough for its requests.
+    ASSERT_EQ(run({"auth", "set", "--issuer-id", access.issuerID, "--p8", access.privateKeyFile.string(),
+                   "--app", app})
+                  .status,
+              0);
+    EXPECT_EQ(run({}).error, "");
+}
+
+TEST_F(HomeCommand, completesWhatIsRecorded) {
+    ASSERT_EQ(run({"apps", "import", app, "studio.fernhollow.tides"}).status, 0);
+    ASSERT_EQ(run({"workspaces", "create", "$(touch made) 'two'"}).status, 0);
+    ASSERT_EQ(run({"pull", "--app", app, "--folder", "texts"}).status, 0);
+    writeFileAtomically(text("de-DE", "subtitle.txt"), "Eins");
+    ASSERT_EQ(run({"push", "--app", app, "--folder", "texts", "--yes"}).status, 0);
+    const JSONValue runs = documented({"history", "--app", app}, "runs");
+    const std::string pushed = *runs.items()->front().find("shortName")->text();
+    server.forgetRequests();
+    EXPECT_THAT(completedInBash({"quorvel pull --app po", "quorvel apps remove mos",
+                                 "quorvel status --workspace My", "quorvel workspaces use '$'",
+                                 "quorvel --app " + std::string(app) + " history show " + pushed.substr(0, 3),
+                                 "quorvel history revert --app " + std::string(app) + " la",
+                                 "quorvel locale disable --app " + std::string(app) + " zh-H",
+                                 "quorvel push --locale pt"}),
+                testing::ElementsAre("pocket-tides", "mosswick-garden-journal", "My\\ apps",
+                                     R"(\$\(touch\ made\)\ \'two\')", pushed, "last", "zh-Hans zh-Hant",
+                                     "pt-BR pt-PT"));
+    EXPECT_FALSE(std::filesystem::exists(folder / "made"));
+    EXPECT_EQ(server.requests().size(), 0u);
+}
+
 TEST_F(HomeCommand, tellsOfAWorkspaceWithoutApps) {
     ASSERT_EQ(run({"apps", "import", app}).status, 0);
     EXPECT_THAT(run({}).out, HasSubstr("  quorvel pull --app mosswick-garden-journal"));

@@ -58,7 +58,7 @@ TEST_F(MetadataCommands, tellWhatTheySendAndWhatWouldConflict) {
     const auto dry = run({"push", "--app", app, "--folder", "texts", "--dry-run"});
     EXPECT_EQ(dry.status, 1) << dry.all();
     EXPECT_THAT(dry.error, HasSubstr("de-DE Subtitle would fail: changed on App Store Connect"));
-    const auto missing = run({"push", "--app", app, "--folder", "nowhere"});
+    const auto missing = run({"push", "--app", app, "--folder", "nowhere", "--yes"});
     EXPECT_THAT(missing.error, testing::ContainsRegex("nowhere/ios/next has not been pulled"));
     EXPECT_THAT(missing.error, Not(HasSubstr("pulled Pull")));
 }
@@ -83,8 +83,7 @@ TEST_F(MetadataCommands, sayThatALocaleWithoutItsFolderStaysOnAppStoreConnect) {
 }
 
 TEST_F(MetadataCommands, pullsEditsComparesAndPushesWithTheFewestRequests) {
-    EXPECT_EQ(*documented({"apps", "--remote"}, "apps").items()->front().find("slug")->text(),
-              "mosswick-garden-journal");
+    EXPECT_EQ(*documented({"apps", "--remote"}, "apps").items()->back().find("slug")->text(), "pocket-tides");
     server.forgetRequests();
     const JSONValue pulled = pulledResult({"pull", "--app", app, "--folder", "texts"});
     EXPECT_EQ(pulled.at("summary", "locales")->items()->size(), 40u);
@@ -116,10 +115,13 @@ TEST_F(MetadataCommands, pullsEditsComparesAndPushesWithTheFewestRequests) {
     EXPECT_THAT(reasons,
                 ElementsAre("notAnAppStoreLocale", "overLimit", "onlyFinalLineBreak", "clearsField"));
     const auto shown = run({"status", "--folder", "texts"});
-    EXPECT_THAT(shown.out, HasSubstr("42 locales on disk. 8 waiting for Push. 1 to trim before Push."));
+    EXPECT_THAT(shown.out, HasSubstr("42 locales on disk. 4 waiting for Push. 4 left out of it. "
+                                     "1 to trim before Push."));
     EXPECT_THAT(shown.out, HasSubstr("!31*"));
 
-    const JSONValue plan = documented({"push", "--app", app, "--folder", "texts", "--dry-run"}, "plan");
+    const auto dry = push({"--dry-run", "--json"});
+    EXPECT_EQ(dry.status, 7) << "as the push ends";
+    const JSONValue plan = *onlyDocument(dry.out).find("plan");
     EXPECT_EQ(plan.find("requests")->items()->size(), 3u); // one for each resource that has changes
     EXPECT_EQ(plan.find("leftOut")->items()->size(), 4u);
     EXPECT_NE(plan.find("warnings"), nullptr);
@@ -145,6 +147,17 @@ TEST_F(MetadataCommands, pullsEditsComparesAndPushesWithTheFewestRequests) {
     for (const auto* file : {"name.txt", "subtitle.txt", "keywords.txt"})
         EXPECT_EQ(readFile(folder / "second/ios/next/de-DE" / file), read("de-DE", file));
     EXPECT_EQ(readFile(folder / "second/ios/next/sv/promotional_text.txt"), "");
+}
+
+TEST_F(MetadataCommands, endsAPushAsPartlyDoneForATextThatItWouldRemove) {
+    ASSERT_EQ(pull().status, 0);
+    write("de-DE", "subtitle.txt", "Eins");
+    write("sv", "promotional_text.txt", "");
+    const auto partly = push({"--yes"});
+    EXPECT_EQ(partly.status, 7) << partly.all();
+    EXPECT_THAT(partly.out, HasSubstr("Pushed 1 field · 1 locale"));
+    EXPECT_EQ(push({"--yes"}).status, 1);
+    EXPECT_EQ(push({"--yes", "--allow-clear"}).status, 0);
 }
 
 TEST_F(MetadataCommands, backsUpAnEditBeforeAPullReplacesIt) {
@@ -246,7 +259,7 @@ TEST_F(MetadataCommands, importTheAppThatIsNotRecordedUnlessItIsADryRun) {
          {std::vector<std::string>{"push"}, {"locale", "add", "bn-BD"}, {"metadata", "import", "tree"}}) {
         environment["HOME"] = (folder / ("home of " + command.front())).string();
         auto words = command;
-        words.insert(words.end(), {"--app", app, "--folder", "texts", "--json"});
+        words.insert(words.end(), {"--app", app, "--folder", "texts", "--json", "--yes"});
         auto dry = words;
         dry.push_back("--dry-run");
         const auto shown = run(dry);
@@ -267,7 +280,9 @@ TEST_F(MetadataCommands, pushesNothingIntoAVersionThatWasNotPulled) {
     for (const JSONValue& version : *versions.items())
         if (*version.at("attributes", "versionString")->text() == "3.5")
             server.setVersionState(*version.find("id")->text(), "READY_FOR_SALE");
-    ASSERT_EQ(run({"versions", "create", "--app", app, "--platform", "ios", "--version", "3.6"}).status, 0);
+    ASSERT_EQ(
+        run({"versions", "create", "--app", app, "--platform", "ios", "--version", "3.6", "--yes"}).status,
+        0);
     server.forgetRequests();
     for (const auto* edit : {"", "Beete planen"}) {
         if (*edit) write("de-DE", "subtitle.txt", edit);
@@ -290,7 +305,7 @@ TEST_F(MetadataCommands, makesNoFolderForAMisspeltName) {
                                                     {"metadata", "tidy"},
                                                     {"metadata", "export", "tree"}}) {
         auto words = command;
-        words.insert(words.end(), {"--app", app, "--folder", "txets"});
+        words.insert(words.end(), {"--app", app, "--folder", "txets", "--yes"});
         const auto result = run(words);
         EXPECT_EQ(result.status, 4) << result.all();
         EXPECT_THAT(result.error, HasSubstr("txets/ios/next has not been pulled")) << command[0];

@@ -11,7 +11,7 @@ class MetadataCommands : public QuorvelAccountTest {
 
     ProgramResult pull() { return run({"pull", "--app", app, "--folder", "texts"}); }
     ProgramResult push(std::vector<std::string> more = {}) {
-        more.insert(more.begin(), {"push", "--app", app, "--folder", "texts"});
+        more.insert(more.begin(), {"push", "--app", app, "--folder", "texts", "--yes"});
         return run(std::move(more));
     }
     void write(std::string_view locale, std::string_view file, std::string_view content) const {

@@ -3,6 +3,8 @@
 #include "Tests/Programs/MetadataFixture.h"
 #include "Tests/support/ScriptedServer.h"
 
+#include <algorithm>
+#include <set>
 #include <sstream>
 
 namespace quorvel::test {
@@ -40,8 +42,8 @@ TEST_F(OutputOfCommands, keepsWhatIsTypedAgainWholeOnANarrowTerminal) {
     expectNarrow(apps);
     const JSONValue records = documented({"apps", "--remote"}, "apps");
     for (const JSONValue& one : *records.items())
-        for (const std::string& word :
-             {*one.find("slug")->text(), *one.find("id")->text(), *one.at("attributes", "bundleId")->text()})
+        for (const std::string& word : {*one.at("attributes", "name")->text(), *one.find("id")->text(),
+                                        *one.at("attributes", "bundleId")->text()})
             EXPECT_THAT(apps, HasSubstr(word));
 
     const std::string versions = onTerminal({"versions", "--app", app});
@@ -96,7 +98,8 @@ TEST_F(OutputOfCommands, showsNoControlCharacterThatTheServiceSent) {
     const ScriptedServer service(
         {{Receive{},
           Send{answer("200 OK", R"({"data": [{"type": "apps", "id": "1", "attributes": )" + orchard + "}]}")},
-          Receive{},
+          Receive{}, Send{answer("200 OK", R"({"data": []})")}, Receive{},
+          Send{answer("200 OK", R"({"data": []})")}, Receive{},
           Send{answer("201 Created",
                       R"({"data": {"type": "appStoreVersions", "id": "2", )" + attributes + "}}")}}});
     writeFileAtomically(folder / "scripted.json", "{\"appStoreConnect\": \"" + service.url("") + "\"}");
@@ -108,7 +111,7 @@ TEST_F(OutputOfCommands, showsNoControlCharacterThatTheServiceSent) {
                         R"( "stateClass": "editable", "versionString": "3\u001b[2J.6",)"
                         R"( "appStoreState": "NEW\u001b[2J", "versionId": "2"}]})");
     const std::vector<std::vector<std::string>> commands = {
-        {"versions", "create", "--app", "1", "--platform", "ios", "--version", "3.6"},
+        {"versions", "create", "--app", "1", "--platform", "ios", "--version", "3.6", "--yes"},
         {"status", "--folder", "texts"},
     };
     for (const auto& command : commands) {
@@ -118,6 +121,83 @@ TEST_F(OutputOfCommands, showsNoControlCharacterThatTheServiceSent) {
         EXPECT_THAT(result.out, HasSubstr("NEW\\x1B[2J")) << command[0];
         EXPECT_EQ(result.all().find('\x1b'), std::string::npos) << command[0];
     }
+}
+
+// An account with one app, which has no version.
+Connection oneApp(const std::string& name) {
+    const std::string app =
+        R"({"data": [{"type": "apps", "id": "1", "attributes": {"bundleId": "a.b", "name": ")" + name +
+        "\"}}]}";
+    return {Receive{}, Send{answer("200 OK", app)}, Receive{}, Send{answer("200 OK", R"({"data": []})")}};
+}
+
+TEST_F(OutputOfCommands, keepsANameWithALineBreakInItsLine) {
+    const std::string name = R"(Orchard\nwarning: \u202Eall is lost\u200F)";
+    const auto show = [&](std::vector<std::string> words, ProgramCall::Streams streams) {
+        const ScriptedServer service({oneApp(name)});
+        writeFileAtomically(folder / "scripted.json", "{\"appStoreConnect\": \"" + service.url("") + "\"}");
+        environment["QUORVEL_ENDPOINTS"] = "scripted.json";
+        auto shown = call(std::move(words));
+        shown.streams = streams;
+        return runProgram(shown);
+    };
+    const auto table = show({"apps", "--remote"}, ProgramCall::Streams::pipes);
+    EXPECT_EQ(std::ranges::count(table.out, '\n'), 2) << table.out;
+    EXPECT_THAT(table.out, HasSubstr("Orchard\\nwarning: \\u202Eall is lost"));
+    const auto text = show({"versions", "--app", "1"}, ProgramCall::Streams::pipes);
+    EXPECT_EQ(std::ranges::count(text.error, '\n'), 1) << text.error;
+    environment["QUORVEL_ENDPOINTS"] = server.access().endpointsFile.string();
+    const auto pulled = run({"pull", "--app", app, "--folder", "te\nxts"});
+    EXPECT_EQ(std::ranges::count(pulled.out, '\n'), 2) << pulled.out;
+
+    // A document is shown harmlessly where somebody reads it, and comes as it is where a program does.
+    const auto seen = show({"apps", "--remote", "--json"}, ProgramCall::Streams::terminal);
+    EXPECT_THAT(seen.out, HasSubstr(R"("Orchard\nwarning: \u202Eall is lost\u200F")"));
+    const auto read = show({"apps", "--remote", "--json"}, ProgramCall::Streams::pipes);
+    EXPECT_THAT(read.out, HasSubstr("\u202Eall is lost\u200F"));
+    std::string unwrapped = seen.out;
+    std::erase(unwrapped, '\r');
+    EXPECT_EQ(onlyDocument(unwrapped), onlyDocument(read.out));
+}
+
+TEST_F(OutputOfCommands, sendsNoSequenceToATerminalThatTakesNone) {
+    const std::vector<std::string> words = {"pull", "--app", app, "--folder", "texts"};
+    for (const auto& [name, value] : {std::pair{"TERM", "dumb"}, {"TERM", "xterm"}}) {
+        environment[name] = value;
+        auto asking = call(words);
+        asking.streams = ProgramCall::Streams::terminal;
+        const std::string pulled = runProgram(asking).out;
+        asking.arguments = {"versions", "--app", app};
+        const std::string shown = pulled + runProgram(asking).out;
+        EXPECT_EQ(shown.find('\x1b') == shown.npos, std::string_view(value) == "dumb") << shown;
+        EXPECT_EQ(pulled.find("Discovering") == pulled.npos, std::string_view(value) == "dumb") << pulled;
+    }
+}
+
+TEST_F(OutputOfCommands, speaksOfCommandsAndNotOfAWindow) {
+    forgetEnvironmentKey();
+    const auto refused = run({"apps", "--remote"});
+    EXPECT_EQ(refused.status, 3);
+    EXPECT_THAT(refused.error, testing::AllOf(HasSubstr("'quorvel auth set'"), Not(HasSubstr("Settings"))));
+}
+
+TEST_F(OutputOfCommands, saysOnceThatAnAppHasSeveralContexts) {
+    EXPECT_THAT(pull().error,
+                HasSubstr("The app has ios/next, ios/live, macos/next, macos/live. Switch context"));
+    EXPECT_THAT(pull().error, Not(HasSubstr("Switch context")));
+}
+
+TEST_F(OutputOfCommands, takesTheFieldsOfAPushInAnySpellingAndTogether) {
+    ASSERT_EQ(pull().status, 0);
+    for (const auto* file : {"name.txt", "subtitle.txt", "release_notes.txt", "promotional_text.txt"})
+        write("de-DE", file, "Anders");
+    const JSONValue plan = documented({"push", "--app", app, "--folder", "texts", "--dry-run", "--field",
+                                       "whatsNew,promotional_text", "--field", "Subtitle"},
+                                      "plan");
+    std::set<std::string> fields;
+    for (const JSONValue& change : *plan.find("changes")->items())
+        fields.insert(*change.find("field")->text());
+    EXPECT_THAT(fields, testing::ElementsAre("promotionalText", "releaseNotes", "subtitle"));
 }
 
 } // namespace

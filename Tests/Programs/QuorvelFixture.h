@@ -10,6 +10,8 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <sstream>
+
 namespace quorvel::test {
 
 /// Runs the program in a folder and a home of its own; no variable of the test's environment reaches it.
@@ -19,6 +21,23 @@ class QuorvelTest : public testing::Test {
         return {QUORVEL_PROGRAM, std::move(arguments), environment, folder.path(), input};
     }
     ProgramResult run(std::vector<std::string> arguments) { return runProgram(call(std::move(arguments))); }
+
+    /// What bash offers for the last word of each line; a word that it would expand shows as it was.
+    std::vector<std::string> completedInBash(const std::vector<std::string>& lines) {
+        std::string script =
+            "quorvel() { '" QUORVEL_PROGRAM "' \"$@\"; }\neval \"$(quorvel completion bash)\"\n";
+        for (const std::string& line : lines)
+            script += "COMP_WORDS=(" + line +
+                      "); COMP_CWORD=$((${#COMP_WORDS[@]} - 1)); COMPREPLY=(); _quorvel; "
+                      "echo \"${COMPREPLY[*]}\"\n";
+        const auto result = runProgram({"/bin/bash", {"-c", script}, environment, folder.path(), ""});
+        EXPECT_EQ(result.error, "");
+        std::vector<std::string> completed;
+        std::istringstream offered(result.out);
+        for (std::string line; std::getline(offered, line);)
+            completed.push_back(line);
+        return completed;
+    }
 
     TemporaryFolder folder;
     std::map<std::string, std::string> environment = {{"HOME", (folder / "home").string()},

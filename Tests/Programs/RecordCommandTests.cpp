@@ -98,7 +98,7 @@ TEST_F(RecordCommands, removesAnAppWithItsHistoryAndKeyAndNoFile) {
     ASSERT_EQ(run({"pull", "--app", app}).status, 0);
     const auto file = folder / "home/Documents/Brevant/mosswick-garden-journal/ios/next/de-DE/subtitle.txt";
     writeFileAtomically(file, "Beete planen");
-    ASSERT_EQ(run({"push"}).status, 0);
+    ASSERT_EQ(run({"push", "--yes"}).status, 0);
     ASSERT_EQ(run({"auth", "set", "--app", app}).status, 0);
     const auto refused = run({"apps", "remove", app});
     EXPECT_EQ(refused.status, 2);

@@ -3,6 +3,7 @@
 
 #include <signal.h>
 
+#include <algorithm>
 #include <sstream>
 
 namespace quorvel::test {
@@ -15,7 +16,7 @@ using testing::Not;
 class SandboxCommand : public QuorvelTest {};
 
 TEST_F(SandboxCommand, servesUntilItIsAskedToEnd) {
-    for (const int signal : {SIGTERM, SIGINT}) {
+    for (const int signal : {SIGTERM, SIGINT, SIGHUP, SIGXFSZ}) {
         ChildProgram server(call({"sandbox", "--state", "state", "--seed", "empty", "--port", "0"}));
         const JSONValue ready = onlyDocument(server.readLine());
         ASSERT_NE(ready.find("url"), nullptr);
@@ -30,10 +31,54 @@ TEST_F(SandboxCommand, servesUntilItIsAskedToEnd) {
     }
 }
 
+TEST_F(SandboxCommand, heedsNoHangUpUnderNohupAndLeavesNoCore) {
+    auto ignoring = call({});
+    ignoring.program = "/bin/sh";
+    ignoring.arguments = {"-c", "trap '' HUP; ulimit -c unlimited 2> /dev/null; exec '" QUORVEL_PROGRAM
+                                "' sandbox --state state --seed empty"};
+    ChildProgram server(ignoring);
+    const JSONValue ready = onlyDocument(server.readLine());
+    ASSERT_NE(ready.find("url"), nullptr);
+    server.signal(SIGHUP);
+    const auto set = run({"auth", "set", "--key-id", *ready.find("keyID")->text(), "--issuer-id",
+                          *ready.find("issuerID")->text(), "--p8", *ready.find("privateKey")->text(),
+                          "--endpoints", *ready.find("endpoints")->text()});
+    EXPECT_EQ(set.status, 0) << set.all();
+    const auto limits = readFile("/proc/" + std::to_string(server.process()) + "/limits");
+    EXPECT_THAT(limits.value_or("Max core file size 0 0 "), // where there is no such file
+                testing::ContainsRegex("Max core file size +0 +0 "));
+    server.signal(SIGTERM);
+    EXPECT_EQ(server.wait().status, 0);
+}
+
+TEST_F(SandboxCommand, saysWhichFileIsTooLarge) {
+    const auto result =
+        runProgram({"/bin/sh",
+                    {"-c", "ulimit -f 0; '" QUORVEL_PROGRAM "' sandbox --state state --seed empty"},
+                    environment,
+                    folder.path(),
+                    ""});
+    EXPECT_EQ(result.status, 1) << result.all();
+    EXPECT_THAT(result.error, AllOf(HasSubstr("state"), HasSubstr("File too large")));
+}
+
 class Demo : public QuorvelTest {};
 
-TEST_F(Demo, playsTheWholeRoundAndLeavesNothingBehind) {
+TEST_F(Demo, waitsAfterEachChapterForWhoReadsIt) {
     auto watched = call({"demo"});
+    watched.streams = ProgramCall::Streams::terminal;
+    watched.input = "\n\nq\n";
+    const auto shown = runProgram(watched);
+    EXPECT_EQ(shown.status, 0) << shown.out;
+    EXPECT_THAT(shown.out, AllOf(HasSubstr("2. The workspace"), Not(HasSubstr("3. Pull")),
+                                 HasSubstr("Return goes on, q ends:"), HasSubstr("That was a part of it.")));
+    const std::string first = shown.out.substr(0, shown.out.find("Return goes on"));
+    EXPECT_LT(std::ranges::count(first, '\n'), 40) << "the first screen holds no more";
+    EXPECT_THAT(listFolder(folder.path()).value(), testing::IsEmpty());
+}
+
+TEST_F(Demo, playsTheWholeRoundAndLeavesNothingBehind) {
+    auto watched = call({"demo", "--yes"});
     watched.streams = ProgramCall::Streams::terminal; // 80 columns
     const auto shown = runProgram(watched);
     EXPECT_EQ(shown.status, 0) << shown.all();
@@ -49,6 +94,8 @@ TEST_F(Demo, playsTheWholeRoundAndLeavesNothingBehind) {
     }
     EXPECT_THAT(shown.out, HasSubstr("Everything held."));
     EXPECT_THAT(shown.out, HasSubstr("0 of 258 texts differ"));
+    for (const auto* benefit : {"Less work", "Nothing lost", "A way back"})
+        EXPECT_THAT(shown.out.substr(shown.out.find("What you get")), HasSubstr(benefit));
     for (const auto* secret : {"PRIVATE KEY", "eyJ"})
         EXPECT_THAT(shown.all(), Not(HasSubstr(secret)));
     EXPECT_THAT(listFolder(folder.path()).value(), testing::IsEmpty());

@@ -12,6 +12,7 @@ namespace quorvel::sandbox::test {
 namespace {
 
 using ::testing::HasSubstr;
+using namespace std::string_literals;
 
 constexpr const char* relayPath = "/relay/v1/chat/completions";
 constexpr std::string_view body =
@@ -96,6 +97,49 @@ TEST(SandboxRelay, translatesReversiblyWithinTheLimitOrOverItOnRequest) {
         contentOf(ask(fixture, prompt(translation + "\nThe previous attempt was 45 characters — 15 over")));
     EXPECT_THAT(second, HasSubstr("```\n" + plain + "\n```"));
     EXPECT_EQ(fixture.post("/__sandbox/relay", JSONValue::object({{"wrapping", "ribbon"}})).status, 400);
+}
+
+TEST(SandboxRelay, leavesAddressesPlaceholdersAndRenderingsAlone) {
+    const std::string source = "Ask %@ at help@tide.example, https://a.dev/x?b=1 or {name}. Log tide.app";
+    const std::string german = pseudoLocalise(source, "de-DE", {{"Log", "Logbuch"}});
+    for (const char* part : {"%@", "help@tide.example", "https://a.dev/x?b=1", "{name}", "Logbuch tide.app"})
+        EXPECT_THAT(german, HasSubstr(part));
+    EXPECT_EQ(undoPseudoLocalisation(pseudoLocalise(source, "de-DE")), source);
+    EXPECT_EQ(undoPseudoLocalisation(pseudoLocalise("Zebra, Äpfel", "he")), "Zebra, Äpfel");
+    EXPECT_EQ(graphemeCount(pseudoLocalise("ABC abc", "he")), 7u);
+    EXPECT_EQ(withoutFixedParts("See 24 of {name}: a.dev/1"), "See  of : ");
+}
+
+TEST(SandboxRelay, playsTheScriptOfEachPromptAndThenAnswersAsUsual) {
+    RawSandbox fixture(Seed::empty);
+    const std::string usual = contentOf(ask(fixture, prompt(translation)));
+    const auto script = JSONValue::array(
+        {"brokenOff", "filtered", "badJSON", "rightToLeft", "remark", "refusal", "echo", "careless"});
+    ASSERT_EQ(
+        fixture.post("/__sandbox/relay", JSONValue::object({{"script", script}, {"only", "de-DE"}})).status,
+        200);
+    const auto next = [&] {
+        const Reply reply = ask(fixture, prompt(translation));
+        const JSONValue& choice = reply.body.find("choices")->items()->front();
+        return std::pair(*choice.at("message", "content")->text(), *choice.find("finish_reason")->text());
+    };
+    std::vector<std::pair<std::string, std::string>> played;
+    for (int answer = 0; answer < 9; ++answer)
+        played.push_back(next());
+    EXPECT_EQ(played[0], std::pair("Tide Pool "s, "length"s));
+    EXPECT_EQ(played[1], std::pair("Tide P"s, "content_filter"s));
+    EXPECT_THROW((void)decodeJSON<JSONValue>(played[2].first), JSONError);
+    EXPECT_EQ(played[3].first, "\u200F" + usual);
+    EXPECT_THAT(played[4].first, testing::StartsWith(usual + "\n\nNote: "));
+    EXPECT_THAT(played[5].first, HasSubstr("I can't help"));
+    EXPECT_EQ(played[6].first, "Tide Pool at a glance");
+    EXPECT_EQ(played[7].first, usual) << "nothing to lose here";
+    EXPECT_EQ(played[8], std::pair(usual, "stop"s));
+    fixture.server().setModelManner({.script = {"refusal"}, .only = "to ja:"});
+    EXPECT_EQ(next().first, usual);
+    EXPECT_EQ(fixture.post("/__sandbox/relay", JSONValue::object({{"script", JSONValue::array({"mumble"})}}))
+                  .status,
+              400);
 }
 
 TEST(SandboxRelay, countsTheTokensOfWhatItDelivered) {

@@ -1,5 +1,7 @@
 // A release's texts through the metadata controller: real client, real files, real store, the sandbox.
 #include "Core/metadata/MetadataDiff.h"
+#include "Platform/log/Log.h"
+#include "Platform/store/Database.h"
 #include "Tests/Core/metadata/FakeConnect.h"
 #include "Tests/support/ControllerSandbox.h"
 
@@ -102,7 +104,9 @@ TEST(ControllerJourney, recordsAFailureLikeASuccess) {
     ControllerSandbox fixture(test::sketchApp);
     const std::string locale = fixture.pull().summary.locales.at(0);
     fixture.store().write(locale, FieldType::description, "Text");
+    fixture.store().write(locale, FieldType::subtitle, "Refused");
     fixture.store().write(locale, FieldType::releaseNotes, "A first version has none");
+    fixture.server.setFaults({{.route = "PATCH /v1/appInfoLocalizations/*", .status = 409}});
     const auto pushed = fixture.push();
     EXPECT_THAT(pushed.report, HasSubstr("Pushed 1 field · 1 locale. 1 failed.\nFirst error:"));
     EXPECT_EQ(fixture.controller.gate()->state()->status, pushed.report);
@@ -116,7 +120,50 @@ TEST(ControllerJourney, recordsAFailureLikeASuccess) {
     EXPECT_THAT(fixture.controller.revert(pushed.run).reverted, SizeIs(1));
 }
 
-// As many are on their way as go at once; what came back is in the history before the next one is sent.
+// With the request is lost whether App Store Connect took it. The history knows both texts all the same.
+TEST(ControllerJourney, takesAPushBackWhoseAnswersWereLost) {
+    for (const char* fault : {"resetAfter", "reset", "503After"})
+        for (const bool isPushedAgain : {false, true}) {
+            SCOPED_TRACE(std::string(fault) + (isPushedAgain ? ", pushed again" : ""));
+            ControllerSandbox fixture;
+            fixture.pull();
+            const MetadataStore store = fixture.store();
+            const LocaleTexts before = store.readAll();
+            edit(store);
+            fixture.server.setFaults({sandbox::parseFault("PATCH /v1/**:" + std::string(fault))});
+            const auto pushed = fixture.push();
+            fixture.server.setFaults({});
+            for (const PushOutcome& outcome : pushed.outcomes)
+                EXPECT_THAT(outcome.errorMessage.value_or(""), HasSubstr(mayHaveTakenText));
+            for (const PushHistoryEntry& entry : fixture.history()) {
+                EXPECT_TRUE(isOutcomeUnknown(entry));
+                EXPECT_EQ(entry.previousValue,
+                          before.at(entry.locale)[*fromRawValue<FieldType>(entry.fieldType)]);
+            }
+            EXPECT_THAT(fixture.history(), SizeIs(4));
+
+            const auto report = fixture.controller.revert(isPushedAgain ? fixture.push().run : pushed.run);
+            EXPECT_THAT(report.reverted, SizeIs(4));
+            EXPECT_THAT(report.warnings, SizeIs(isPushedAgain ? 0 : 1));
+            EXPECT_EQ(fixture.push().report, "Pushed 4 fields · 3 locales");
+            fixture.pull();
+            EXPECT_EQ(store.readAll(), before);
+        }
+}
+
+TEST(ControllerJourney, pushesOnWhenTheHistoryCannotBeWrittenAndSaysSo) {
+    ControllerSandbox fixture;
+    fixture.pull();
+    edit(fixture.store());
+    Database(fixture.container->file()).execute("DROP TABLE PushHistoryEntry");
+    const LogCapture log;
+    const auto pushed = fixture.push();
+    EXPECT_EQ(pushed.report, "Pushed 4 fields · 3 locales");
+    EXPECT_THAT(pushed.historyProblem.value_or(""), HasSubstr("Not all of this push is in the history"));
+    EXPECT_THAT(log.text(), HasSubstr("Failed to save push history: "));
+}
+
+// What is sent is in the history before the request goes out.
 TEST(ControllerJourney, keepsTheHistoryOfWhatWasSentBeforeAPushWasKilled) {
     const test::TemporaryFolder folder;
     const test::RecordedApp recorded(folder / "home", "app1");
@@ -131,16 +178,24 @@ TEST(ControllerJourney, keepsTheHistoryOfWhatWasSentBeforeAPushWasKilled) {
     (void)controller->pull({});
     for (const std::string& locale : locales)
         recorded.store().write(locale, FieldType::description, "New");
-    constexpr std::size_t atOnce = 6;
+    recorded.store().write("th", FieldType::keywords, "here");
+    connect.localizations[test::FakeConnect::ofVersion]["th"]["keywords"] = "there"; // a conflict is not sent
     std::size_t sent = 0;
     connect.before = [&](const ASCRequest& request) {
-        if (request.method == "PATCH" && ++sent > atOnce) {
-            EXPECT_GE(recorded.history().size(), sent - atOnce) << sent;
-        }
+        if (request.method != "PATCH") return;
+        ++sent;
+        const std::string locale = request.path.substr(request.path.rfind('/') + 1);
+        const auto isKept = [&](const PushHistoryEntry& entry) {
+            return entry.locale == locale && entry.fieldType == "description" && isOutcomeUnknown(entry) &&
+                   entry.previousValue.empty() && entry.newValue == "New";
+        };
+        EXPECT_EQ(std::ranges::count_if(recorded.history(), isKept), 1) << locale;
     };
     controller->push(controller->planPush({}));
     EXPECT_EQ(sent, locales.size());
-    EXPECT_THAT(recorded.history(), SizeIs(locales.size()));
+    EXPECT_THAT(recorded.history(), SizeIs(locales.size() + 1));
+    EXPECT_EQ(std::ranges::count(recorded.history(), true, &PushHistoryEntry::success), locales.size());
+    EXPECT_TRUE(std::ranges::none_of(recorded.history(), isOutcomeUnknown));
 }
 
 TEST(ControllerJourney, pullsAllContextsWithOneDiscoveryAndEachAppInfoOnce) {

@@ -161,7 +161,7 @@ Expected textsOnService(ControllerSandbox& fixture) {
 std::vector<sandbox::Fault> faultsEverywhere() {
     std::vector<sandbox::Fault> faults;
     for (const std::string fault :
-         {"503:0.04", "503After:0.04", "reset:0.04", "resetAfter:0.04", "429:0.04", "truncate:0.04"})
+         {"503:0.3", "503After:0.2", "reset:0.05", "resetAfter:0.05", "429:0.05", "truncate:0.05"})
         faults.push_back(sandbox::parseFault("*:" + fault));
     return faults;
 }
@@ -214,7 +214,7 @@ TEST(ControllerJourneyProperties, soItDoesWhenRequestsFailAtRandomAndTheUserTrie
         EXPECT_THAT(MetadataDiff::compare(store), IsEmpty());
         EXPECT_FALSE(std::filesystem::exists(store.folder().privateFolder() / "kept"));
         for (const PushRun& run : PushHistory(fixture.container).runs(fixture.app.id))
-            failures += run.failed;
+            failures += run.failed + run.unknown;
     }
-    EXPECT_GT(failures, 10);
+    EXPECT_GT(failures, 2);
 }

@@ -1,7 +1,9 @@
 // The program's screenshot commands, as people and build services run them.
+#include "Platform/crypto/Digest.h"
 #include "Platform/http/URLSession.h"
 #include "Platform/task/StopToken.h"
 #include "Tests/Programs/QuorvelFixture.h"
+#include "Tests/support/AlphaPicture.h"
 #include "Tests/support/ScreenshotTree.h"
 
 #include <unistd.h>
@@ -38,6 +40,7 @@ class ScreenshotCommands : public test::QuorvelAccountTest {
         return command;
     }
     test::ProgramResult shots(std::vector<std::string> command, std::vector<std::string> more = {}) {
+        if (command.front() == "push") more.push_back("--yes");
         return run(words(std::move(command), std::move(more)));
     }
     // The sets of the coming iOS version that have screenshots.
@@ -138,9 +141,11 @@ TEST_F(ScreenshotCommands, endWithTheStatusThatTheOutcomeHas) {
         put(picture("sv/iphone-65/" + std::to_string(i) + ".png"), drawn(static_cast<unsigned>(i)));
     server.forgetRequests();
     result = shots({"push", "--no-wait"});
-    EXPECT_EQ(result.status, 1);
-    EXPECT_THAT(result.error, HasSubstr("sv APP_IPHONE_65 would hold 12"));
-    EXPECT_EQ(changesSent(), 0u);
+    EXPECT_EQ(result.status, 7);
+    EXPECT_THAT(result.error,
+                AllOf(HasSubstr("sv APP_IPHONE_65: would hold 12"), HasSubstr("Remove 2 files")));
+    EXPECT_THAT(held()["sv APP_IPHONE_65"], testing::SizeIs(1));
+    EXPECT_THAT(held()["it APP_IPHONE_65"], testing::SizeIs(1)) << "one set stops no other";
 
     for (const char* locale : {"sv", "it"})
         std::filesystem::remove_all(picture(locale));
@@ -189,7 +194,9 @@ TEST_F(ScreenshotCommands, endWithStatus0WhateverFailsOnTheWay) {
     const auto pushAtMostThrice = [&](int wanted) {
         test::ProgramResult result;
         for (int runs = 0; runs < 3 && (runs == 0 || result.status != wanted); ++runs)
-            result = shots({"push", "--mode", "replace", "--no-wait", "--quiet", "--json"});
+            result = shots({"push", "--mode", "replace", "--locale",
+                            "en-US,de-DE,fr-FR,ja,it,ko,nl-NL,pt-BR,ru,es-ES,zh-Hans,sv", "--no-wait",
+                            "--quiet", "--json"});
         EXPECT_EQ(result.status, wanted) << result.all();
         return result;
     };
@@ -199,6 +206,140 @@ TEST_F(ScreenshotCommands, endWithStatus0WhateverFailsOnTheWay) {
     server.setFaults({});
     EXPECT_EQ(readable.size(), 36u);
     EXPECT_EQ(heldLike(readable), readable);
+}
+
+TEST_F(ScreenshotCommands, sendOpaquePicturesAsCopiesWithoutTheirAlphaChannel) {
+    const std::string original = test::alphaPicture({368, 448});
+    put(picture("sv/APP_WATCH_SERIES_4/1.png"), original);
+    put(picture("sv/APP_WATCH_SERIES_4/2.png"), test::alphaPicture({368, 448}, {.lastAlpha = 0}));
+    auto result = shots({"push", "--no-wait", "--yes"});
+    EXPECT_EQ(result.status, 1);
+    EXPECT_THAT(result.error, AllOf(HasSubstr("1.png: has an alpha channel, which App Store Connect refuses, "
+                                              "though every pixel is opaque"),
+                                    HasSubstr("2.png: has transparent pixels"), HasSubstr("--flatten")));
+    ASSERT_EQ(shots({"pull"}).status, 0);
+    EXPECT_THAT(shots({"status"}).out, HasSubstr("0 + 2 refused"));
+    EXPECT_THAT(shots({"status", "--flatten"}).out,
+                AllOf(HasSubstr("1 + 1 refused"), HasSubstr("upload 1.png")));
+    result = shots({"push", "--flatten", "--no-wait", "--yes"});
+    EXPECT_EQ(result.status, 7) << result.all();
+    EXPECT_THAT(result.error,
+                HasSubstr("sv APP_WATCH_SERIES_4 1.png goes as a copy without the alpha channel"));
+    const auto sets = held();
+    ASSERT_THAT(sets.at("sv APP_WATCH_SERIES_4"), testing::SizeIs(1));
+    EXPECT_EQ(sets.at("sv APP_WATCH_SERIES_4")[0].fileName, "1.png");
+    EXPECT_NE(sets.at("sv APP_WATCH_SERIES_4")[0].checksum, md5Hex(original));
+    EXPECT_EQ(readFile(picture("sv/APP_WATCH_SERIES_4/1.png")), original) << "the file stays as it is";
+    std::filesystem::remove(picture("sv/APP_WATCH_SERIES_4/2.png"));
+    EXPECT_THAT(shots({"push", "--flatten", "--yes"}).out, HasSubstr("Nothing to push"))
+        << "the copy is recognised";
+    for (const auto& entry : std::filesystem::directory_iterator(folder.path()))
+        EXPECT_THAT(entry.path().filename().string(), Not(HasSubstr("quorvel-"))) << "no copy is left";
+}
+
+TEST_F(ScreenshotCommands, leaveDisabledLocalesAlone) {
+    ASSERT_EQ(run({"pull", "--app", app, "--folder", "texts"}).status, 0); // records the locales
+    for (const char* locale : {"sv", "de-DE"})
+        put(picture(std::string(locale) + "/iphone-65/1.png"), drawn(1));
+    ASSERT_EQ(shots({"push", "--no-wait", "--yes"}).status, 0);
+    ASSERT_EQ(run({"locale", "disable", "de-DE", "--app", app}).status, 0);
+    const auto before = held();
+    for (const char* locale : {"sv", "de-DE"})
+        put(picture(std::string(locale) + "/iphone-65/1.png"), drawn(2));
+    auto result = shots({"push", "--mode", "replace", "--prune", "--no-wait", "--yes", "--locale", "de-DE"});
+    EXPECT_EQ(result.status, 1) << result.all();
+    EXPECT_THAT(result.all(), AllOf(HasSubstr("1 picture of de-DE, which is disabled, is left out"),
+                                    HasSubstr("Nothing was pushed.")));
+    EXPECT_EQ(shots({"push", "--mode", "replace", "--no-wait", "--yes", "--locale", "de-DE,sv"}).status, 7)
+        << "part of what was asked for";
+    put(picture("sv/iphone-65/1.png"), drawn(3));
+    result = shots({"push", "--mode", "replace", "--prune", "--no-wait", "--yes"});
+    EXPECT_EQ(result.status, 0) << result.all();
+    EXPECT_EQ(held().at("de-DE APP_IPHONE_65"), before.at("de-DE APP_IPHONE_65"));
+    EXPECT_NE(held().at("sv APP_IPHONE_65"), before.at("sv APP_IPHONE_65"));
+}
+
+TEST_F(ScreenshotCommands, takeThePicturesOfTheContextsPlatformOnly) {
+    const auto macPicture = folder / "texts/screenshots-macos-next/en-US/2.png";
+    put(folder / "texts/screenshots-macos-next/en-US/1.png", drawn(1));
+    auto result = shots({"push", "--no-wait", "--yes"}, {"--context", "macos/next"});
+    EXPECT_EQ(result.status, 1) << "nothing is left";
+    EXPECT_THAT(result.all(), AllOf(HasSubstr("1 picture with a size of iOS is left out: en-US/1.png"),
+                                    HasSubstr("Nothing was pushed.")));
+    put(macPicture, samplePicture({2880, 1800}, 1));
+    result = shots({"push", "--no-wait", "--yes", "--json"}, {"--context", "macos/next"});
+    EXPECT_EQ(result.status, 0) << result.all();
+    EXPECT_EQ(*onlyDocument(result.out).at("report", "uploadedFiles")->items()->at(0).text(),
+              macPicture.string());
+}
+
+TEST_F(ScreenshotCommands, nameTheSetsThatReplacingLeavesAndEmptyThemWhenTold) {
+    for (const char* locale : {"sv", "it"})
+        put(picture(std::string(locale) + "/iphone-65/1.png"), drawn(1));
+    ASSERT_EQ(shots({"push", "--no-wait", "--yes"}).status, 0);
+    std::filesystem::remove_all(picture("it"));
+    auto result = shots({"push", "--mode", "replace", "--no-wait", "--yes", "--locale", "it,sv"});
+    EXPECT_EQ(result.status, 0) << result.all();
+    EXPECT_THAT(result.error,
+                HasSubstr("1 set without local files stays as it is: it APP_IPHONE_65. --prune empties it."));
+    EXPECT_THAT(held(), testing::Contains(testing::Key("it APP_IPHONE_65")));
+    EXPECT_EQ(shots({"push", "--prune", "--yes"}).status, 2) << "it belongs to replacing";
+    std::filesystem::rename(picture("sv/iphone-65/1.png"), picture("sv/iphone-65/renamed.png"));
+    server.forgetRequests();
+    result = shots({"push", "--mode", "replace", "--prune", "--no-wait", "--yes", "--locale", "it,sv"});
+    EXPECT_EQ(result.status, 0) << result.all();
+    EXPECT_THAT(result.out, HasSubstr("Uploaded 0 screenshots, deleted 1"));
+    EXPECT_EQ(changesSent(), 1u) << "a renamed picture is there already";
+    EXPECT_THAT(held(), Not(testing::Contains(testing::Key("it APP_IPHONE_65"))));
+}
+
+TEST_F(ScreenshotCommands, takeThePicturesOfAFlatTree) {
+    const auto tree = folder / "other tool";
+    put(tree / "sv/0_APP_IPHONE_65_0.png", drawn(1));
+    put(tree / "sv/home.png", drawn(2));
+    put(tree / "sv/wide.png", samplePicture({2880, 1800}, 1));
+    put(tree / "de-DE/home.png", drawn(3));
+    put(tree / "deutsch/home.png", drawn(4));
+    put(picture("de-DE/iphone-65/home.png"), drawn(5));
+    const auto import = [&](std::vector<std::string> more = {}) {
+        return shots({"import", tree.string()}, std::move(more));
+    };
+    auto result = import({"--dry-run"});
+    EXPECT_EQ(result.status, 0) << result.all();
+    EXPECT_THAT(result.out, HasSubstr("Would import 3 pictures of 2 locales"));
+    EXPECT_FALSE(std::filesystem::exists(picture("sv")));
+    result = import();
+    EXPECT_EQ(result.status, 0) << result.all();
+    EXPECT_THAT(result.all(), AllOf(HasSubstr("Imported 3 pictures of 2 locales"),
+                                    HasSubstr("1 picture with a size of macOS is left out: sv/wide.png"),
+                                    HasSubstr("deutsch/home.png: No locale found")));
+    EXPECT_EQ(readFile(picture("sv/APP_IPHONE_65/0_APP_IPHONE_65_0.png")), drawn(1));
+    EXPECT_EQ(readFile(picture("sv/APP_IPHONE_65/home.png")), drawn(2));
+    EXPECT_EQ(readFile(picture("de-DE/iphone-65/home.png")), drawn(3)) << "the set's own folder";
+    bool isKept = false;
+    for (const auto& entry : std::filesystem::recursive_directory_iterator(folder / "texts/.brevant/kept"))
+        isKept = isKept || (entry.is_regular_file() && readFile(entry.path()) == drawn(5));
+    EXPECT_TRUE(isKept) << "what was there";
+    EXPECT_THAT(import().out, AllOf(HasSubstr("Imported 0 pictures"), HasSubstr("3 unchanged")));
+    EXPECT_EQ(shots({"push", "--no-wait", "--yes"}).status, 0);
+    EXPECT_EQ(heldLike(local()), local());
+
+    put(tree / "sv/iphone-65/home.png", drawn(6));
+    result = import();
+    EXPECT_EQ(result.status, 7);
+    EXPECT_THAT(result.error, HasSubstr("Rename one of them."));
+    EXPECT_EQ(readFile(picture("sv/APP_IPHONE_65/home.png")), drawn(2)) << "the first stays";
+    EXPECT_EQ(shots({"import", (folder / "texts/screenshots").string()}).status, 2);
+    EXPECT_EQ(shots({"import", (folder / "nowhere").string()}).status, 4);
+}
+
+TEST_F(ScreenshotCommands, endAPullWithoutThumbnailsAsPartlyDone) {
+    server.setFaults({{.route = "GET /image/**", .status = 404}});
+    const auto result = shots({"pull"});
+    EXPECT_EQ(result.status, 7) << result.all();
+    EXPECT_THAT(result.error, HasSubstr("Couldn't download thumbnail for "));
+    server.setFaults({});
+    EXPECT_EQ(shots({"pull"}).status, 0);
 }
 
 TEST_F(ScreenshotCommands, drawBarsOnATerminal) {
@@ -231,7 +372,7 @@ TEST_F(ScreenshotCommands, tellHowFarAnInterruptedPushCame) {
     for (const char* name : {"sv/iphone-65/1.png", "sv/iphone-65/2.png"})
         put(picture(name), drawn(1));
     server.setFaults({{.route = "PATCH /v1/appScreenshots/*", .status = 429, .retryAfter = 600}});
-    test::ChildProgram pushing(call(words({"push"})));
+    test::ChildProgram pushing(call(words({"push", "--yes"})));
     while (changesSent() < 6) // two reservations, two uploads, two commits that wait
         std::this_thread::yield();
     pushing.signal(SIGINT);
@@ -253,8 +394,8 @@ TEST_F(ScreenshotCommands, completeAPushThatWasKilledAHundredTimes) {
         server.forgetRequests();
         const std::size_t moment = std::uniform_int_distribution<std::size_t>(4, most)(random);
         {
-            test::ChildProgram child(
-                call(words({"push", "--mode", "replace", "--no-wait", "--quiet", "--json"})));
+            test::ChildProgram child(call(words(
+                {"push", "--mode", "replace", "--locale", "sv,de-DE", "--no-wait", "--quiet", "--yes"})));
             std::jthread killer([&](const std::stop_token& ended) {
                 (void)server.awaitRequests(moment, ended);
                 child.signal(SIGKILL);
@@ -267,7 +408,8 @@ TEST_F(ScreenshotCommands, completeAPushThatWasKilledAHundredTimes) {
         }
         if (const std::size_t sent = server.requests().size(); sent < moment)
             most = std::max<std::size_t>(sent, 5);
-        const auto again = shots({"push", "--mode", "replace", "--no-wait", "--quiet"});
+        const auto again =
+            shots({"push", "--mode", "replace", "--locale", "sv,de-DE", "--no-wait", "--quiet", "--yes"});
         ASSERT_EQ(again.status, 0) << "round " << round << ", killed at " << moment << ": " << again.all();
         ASSERT_EQ(heldLike(local()), local()) << "round " << round << ", killed at " << moment;
     }

@@ -2,6 +2,7 @@
 // the way.
 #include "Core/asc/ASCError.h"
 #include "Core/screenshots/ScreenshotError.h"
+#include "Tests/support/FaultyProxy.h"
 #include "Tests/support/ScreenshotSandbox.h"
 
 #include <gmock/gmock.h>
@@ -140,6 +141,23 @@ TEST(ScreenshotJourney, addsToASetAndTellsEachStep) {
         }
 }
 
+TEST(ScreenshotJourney, mixesNoSetsOfANewVersionIntoTheCatalogueOfTheOldOne) {
+    test::ScreenshotSandbox fixture;
+    (void)fixture.store.pull(fixture.client, *fixture.http);
+    const auto before = fixture.store.catalog();
+    ASSERT_TRUE(before);
+    PlatformContext newer = fixture.context;
+    newer.versionString += ".1";
+    const ScreenshotsStore store(fixture.app, newer, systemClock());
+    ScreenshotsCatalog remote{.versionString = newer.versionString};
+    remote.sets["de-DE"]["APP_IPHONE_67"] = {{.id = "new"}};
+    store.remember(remote, {"de-DE"});
+    EXPECT_EQ(store.catalog(), before);
+    remote.versionString = before->versionString;
+    store.remember(remote, {"de-DE"});
+    EXPECT_EQ(store.catalog()->sets.at("de-DE"), remote.sets.at("de-DE"));
+}
+
 TEST(ScreenshotJourney, pullsCatalogueAndThumbnailsOnceEach) {
     Shots shots;
     const auto first = shots.store.pull(shots.client, *shots.http);
@@ -173,4 +191,79 @@ TEST(ScreenshotJourney, pullsCatalogueAndThumbnailsOnceEach) {
     put(shots.store.paths().catalog, R"({"formatVersion": 9})");
     EXPECT_THROW((void)shots.store.pull(shots.client, *shots.http), ScreenshotError);
     EXPECT_EQ(readFile(shots.store.paths().catalog), R"({"formatVersion": 9})");
+}
+
+TEST(ScreenshotJourney, pullsToTheEndInEachOfFortyRunsOverANetworkThatSpoilsSixInAHundred) {
+    Shots shots;
+    const auto whole = shots.store.readRemote(shots.client);
+    const test::FaultyProxy proxy(shots.server.access().url, 0.06, 11);
+    const ASCClient through(
+        {.baseURL = proxy.url(), .http = shots.http, .tokens = shots.client.tokens(), .sleepFor = [](double) {
+         }});
+    for (int run = 0; run < 40; ++run) {
+        const MetadataFolder app{shots.folder / ("run" + std::to_string(run))};
+        const ScreenshotsStore store(app, shots.context, systemClock(), shots.retries);
+        const auto summary = store.pull(through, *shots.http);
+        EXPECT_THAT(summary.failures, IsEmpty()) << run;
+        EXPECT_EQ(summary.thumbnailsDownloaded, static_cast<std::int64_t>(whole.screenshotCount())) << run;
+        EXPECT_EQ(store.catalog()->screenshotCount(), whole.screenshotCount()) << run;
+    }
+    EXPECT_GT(proxy.faults(), 40u) << "too few to tell anything";
+}
+
+TEST(ScreenshotJourney, keepsInAPullWhatCannotBeReadAndNamesIt) {
+    Shots shots;
+    (void)shots.store.pull(shots.client, *shots.http);
+    const auto before = shots.store.catalog().value();
+    std::string german, set, type;
+    for (const auto& localization : shots.client.listVersionLocalizations(shots.context.versionId))
+        if (localization.attributes.locale == "de-DE")
+            german = localization.id;
+        else if (localization.attributes.locale == "en-US") {
+            const auto first = shots.client.listScreenshotSets(localization.id).at(0);
+            set = first.id;
+            type = first.attributes.screenshotDisplayType;
+        }
+    shots.server.setFaults(
+        {{.route = "GET /v1/appStoreVersionLocalizations/" + german + "/**", .status = 500},
+         {.route = "GET /v1/appScreenshotSets/" + set + "/**", .status = 500}});
+    const auto summary = shots.store.pull(shots.client, *shots.http);
+    EXPECT_THAT(summary.failures, testing::UnorderedElementsAre(testing::StartsWith("de-DE: "),
+                                                                testing::StartsWith("en-US " + type + ": ")));
+    auto after = shots.store.catalog().value();
+    EXPECT_EQ(after.sets, before.sets) << "as the last pull left it";
+
+    shots.server.setFaults({{.route = "GET /v1/appStoreVersions/**", .status = 500}});
+    EXPECT_THROW((void)shots.store.pull(shots.client, *shots.http), ASCError);
+    shots.server.setFaults({{.route = "GET /v1/appScreenshotSets/**", .status = 401}});
+    EXPECT_THROW((void)shots.store.pull(shots.client, *shots.http), ASCError) << "every request would fail";
+    EXPECT_EQ(shots.store.catalog()->sets, before.sets);
+}
+
+TEST(ScreenshotJourney, takesThumbnailsOnlyWhereTheyAreWholePicturesOfABoundedSize) {
+    Shots shots;
+    struct Images : HTTPClient {
+        HTTPResponse send(const HTTPRequest& request) override {
+            EXPECT_EQ(request.maximumBodyBytes, 16U << 20) << "heeded while the answer streams";
+            const std::lock_guard lock(mutex);
+            switch (++sent[request.url]) {
+            case 1:
+                return {502, {}, "<html>"};
+            case 2:
+                return {200, {}, "<html>a login page</html>"};
+            case 3:
+                return {200, {}, picture.substr(0, picture.size() - 20)};
+            default:
+                return {200, {}, picture};
+            }
+        }
+        std::string picture = samplePicture({100, 200}, 1);
+        std::mutex mutex;
+        std::map<std::string, int> sent;
+    } images;
+    const auto summary = shots.store.pull(shots.client, images);
+    EXPECT_THAT(summary.failures, IsEmpty());
+    EXPECT_EQ(summary.thumbnailsDownloaded, summary.totalScreenshots);
+    for (const auto& [url, count] : images.sent)
+        EXPECT_EQ(count, 4) << url;
 }

@@ -116,6 +116,11 @@ TEST(ReviewSubmissionService, neverSubmitsWithoutTheWantedVersion) {
     EXPECT_THAT(textOfFailure([&] { (void)reviews.submit(garden, ASCPlatform::iOS, version); }),
                 HasSubstr("Its state is WAITING_FOR_REVIEW"));
     EXPECT_EQ(client.listReviewSubmissions(garden, {ReviewSubmissionState::waitingForReview}).size(), 1u);
+    fixture.server.setVersionState(version, "IN_REVIEW");
+    fixture.server.forgetRequests();
+    EXPECT_THAT(textOfFailure([&] { (void)reviews.submit(garden, ASCPlatform::iOS, version); }),
+                HasSubstr("Its state is IN_REVIEW"));
+    EXPECT_EQ(fixture.server.requests().size(), 1u) << "nothing is made beside it";
 }
 
 TEST(TestFlightService, writesNotesAddsToGroupsAndAsksForReview) {

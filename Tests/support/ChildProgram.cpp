@@ -56,22 +56,16 @@ int inputHolding(const std::string& text) {
 } // namespace
 
 ChildProgram::ChildProgram(const ProgramCall& call) {
+    if (call.streams != ProgramCall::Streams::pipes) openTerminal(call.input);
     if (call.streams == ProgramCall::Streams::terminal) {
-        out_ = posix_openpt(O_RDWR | O_NOCTTY | O_CLOEXEC);
-        if (out_ < 0 || grantpt(out_) != 0 || unlockpt(out_) != 0)
-            throw std::system_error(errno, std::generic_category(), "terminal");
-        const int terminal = open(ptsname(out_), O_RDWR | O_NOCTTY | O_CLOEXEC);
-        const winsize size{.ws_row = 40, .ws_col = 80, .ws_xpixel = 0, .ws_ypixel = 0};
-        ioctl(terminal, TIOCSWINSZ, &size);
-        if (write(out_, call.input.data(), call.input.size()) != static_cast<ssize_t>(call.input.size()))
-            throw std::runtime_error("the terminal takes no input");
-        spawn(call, terminal, terminal, terminal);
-        close(terminal);
+        out_ = std::exchange(terminal_, -1);
+        spawn(call, terminalOfChild_, terminalOfChild_, terminalOfChild_);
+        close(std::exchange(terminalOfChild_, -1));
         return;
     }
     const Pipe out = makePipe();
     const Pipe error = makePipe();
-    const int input = inputHolding(call.input);
+    const int input = inputHolding(call.streams == ProgramCall::Streams::pipes ? call.input : "");
     out_ = out.read;
     error_ = error.read;
     spawn(call, input, out.write, error.write);
@@ -80,9 +74,29 @@ ChildProgram::ChildProgram(const ProgramCall& call) {
     close(error.write);
 }
 
+void ChildProgram::openTerminal(const std::string& typed) {
+    terminal_ = posix_openpt(O_RDWR | O_NOCTTY | O_CLOEXEC);
+    if (terminal_ < 0 || grantpt(terminal_) != 0 || unlockpt(terminal_) != 0)
+        throw std::system_error(errno, std::generic_category(), "terminal");
+    terminalName_ = ptsname(terminal_);
+    terminalOfChild_ = open(terminalName_.c_str(), O_RDWR | O_NOCTTY | O_CLOEXEC);
+    const winsize size{.ws_row = 40, .ws_col = 80, .ws_xpixel = 0, .ws_ypixel = 0};
+    ioctl(terminalOfChild_, TIOCSWINSZ, &size);
+    if (write(terminal_, typed.data(), typed.size()) != static_cast<ssize_t>(typed.size()))
+        throw std::runtime_error("the terminal takes no input");
+}
+
+// The child leads a session of its own: it has the terminal that it is given, or none, and never the
+// developer's.
 void ChildProgram::spawn(const ProgramCall& call, int input, int out, int error) {
+    posix_spawnattr_t attributes;
+    posix_spawnattr_init(&attributes);
+    posix_spawnattr_setflags(&attributes, POSIX_SPAWN_SETSID);
     posix_spawn_file_actions_t actions;
     posix_spawn_file_actions_init(&actions);
+    if (!terminalName_.empty()) { // opening it makes it the session's
+        posix_spawn_file_actions_addopen(&actions, STDIN_FILENO, terminalName_.c_str(), O_RDWR, 0);
+    }
     posix_spawn_file_actions_adddup2(&actions, input, STDIN_FILENO);
     posix_spawn_file_actions_adddup2(&actions, out, STDOUT_FILENO);
     posix_spawn_file_actions_adddup2(&actions, error, STDERR_FILENO);
@@ -92,9 +106,10 @@ void ChildProgram::spawn(const ProgramCall& call, int input, int out, int error)
     std::vector<std::string> variables;
     for (const auto& [name, value] : call.environment)
         variables.push_back(name + "=" + value);
-    const int failure = posix_spawn(&process_, call.program.c_str(), &actions, nullptr,
+    const int failure = posix_spawn(&process_, call.program.c_str(), &actions, &attributes,
                                     pointersTo(words).data(), pointersTo(variables).data());
     posix_spawn_file_actions_destroy(&actions);
+    posix_spawnattr_destroy(&attributes);
     if (failure != 0) throw std::system_error(failure, std::generic_category(), call.program.string());
 }
 
@@ -104,7 +119,8 @@ ChildProgram::~ChildProgram() {
         waitpid(process_, nullptr, 0);
     }
     closeOutput();
-    if (error_ >= 0) close(error_);
+    for (const int descriptor : {error_, terminal_, terminalOfChild_})
+        if (descriptor >= 0) close(descriptor);
 }
 
 std::string ChildProgram::readLine() {
@@ -158,6 +174,12 @@ ProgramResult ChildProgram::wait() {
     int status = 0;
     waitpid(std::exchange(process_, -1), &status, 0);
     result_.status = WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
+    if (terminal_ >= 0) { // the other end is still open here, so a read would wait for more
+        fcntl(terminal_, F_SETFL, O_NONBLOCK);
+        char buffer[4096];
+        for (ssize_t count = 0; (count = read(terminal_, buffer, sizeof buffer)) > 0;)
+            result_.terminal.append(buffer, static_cast<std::size_t>(count));
+    }
     return result_;
 }
 

@@ -18,10 +18,11 @@ struct ScreenshotSandbox : SandboxFixture {
         : SandboxFixture(std::move(options)),
           app{folder / "app"},
           context(MetadataPuller(client, systemClock()).discover(gardenApp).contexts.at(0)),
-          store(app, context, [] { return dateFromSecondsSince1970(1772368200); }) {
-        push.backoff = [](int) { return 1.0; };
-        push.sleepFor = [this](double seconds) { server.advance(seconds); };
-    }
+          retries{.backoff = [](int) { return 1.0; },
+                  .sleepFor = [this](double seconds) { server.advance(seconds); }},
+          store(
+              app, context, [] { return dateFromSecondsSince1970(1772368200); }, retries),
+          push{retries} {}
 
     [[nodiscard]] std::filesystem::path picture(const std::string& path) const {
         return store.paths().pictures / path;
@@ -31,8 +32,8 @@ struct ScreenshotSandbox : SandboxFixture {
     }
     void drawThirtySixSets() { putThirtySixSets(store.paths().pictures, drawings); }
     [[nodiscard]] PreparedScreenshots prepare(ScreenshotPushMode mode) const {
-        return prepareScreenshots(scanScreenshots(store.paths().pictures), store.readRemote(client), mode,
-                                  PictureCheck::full);
+        return prepareScreenshots(scanScreenshots(store.paths().pictures), store.readRemote(client),
+                                  {.mode = mode});
     }
     ScreenshotPushSummary pushAll(ScreenshotPushMode mode, const ScreenshotPusher::Observer& observer = {}) {
         auto prepared = prepare(mode);
@@ -57,6 +58,7 @@ struct ScreenshotSandbox : SandboxFixture {
 
     MetadataFolder app;
     PlatformContext context;
+    RetryOptions retries;
     ScreenshotsStore store;
     ScreenshotPushOptions push;
     Drawings drawings;

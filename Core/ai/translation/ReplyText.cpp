@@ -1,12 +1,10 @@
 #include "Core/ai/translation/ReplyText.h"
 
+#include "Core/ai/translation/KeywordList.h"
 #include "Core/metadata/TextRemarks.h"
 #include "Platform/text/Text.h"
 
 #include <algorithm>
-#include <array>
-#include <set>
-#include <utility>
 
 namespace quorvel {
 
@@ -97,34 +95,11 @@ std::string_view withoutIntroduction(std::string_view text, FieldType field, std
 }
 
 // What follows a text of one line behind a blank one speaks of it. A list of one keyword a line has no
-// commas.
+// separators.
 std::string_view withoutRemarks(std::string_view text, FieldType field) {
     if (!isOneLine(field)) return text;
     const std::string_view first = trim(firstParagraph(text));
-    return field == FieldType::keywords && first.find(',') == first.npos ? text : first;
-}
-
-std::string_view withoutQuotes(std::string_view text) {
-    constexpr std::pair<std::string_view, std::string_view> pairs[] = {
-        {"\"", "\""}, {"“", "”"}, {"„", "“"},   {"„", "”"},   {"”", "”"}, {"‘", "’"}, {"‚", "‘"},
-        {"«", "»"},   {"»", "«"}, {"「", "」"}, {"『", "』"}, {"'", "'"}, {"`", "`"}, {"**", "**"}};
-    for (const auto& [open, close] : pairs) {
-        if (text.size() <= open.size() + close.size() || !text.starts_with(open) || !text.ends_with(close))
-            continue;
-        const std::string_view inside = text.substr(open.size(), text.size() - open.size() - close.size());
-        if (inside.find(open) == std::string_view::npos && inside.find(close) == std::string_view::npos)
-            return trim(inside);
-    }
-    return text;
-}
-
-// A keyword without the quotation marks that it may stand in.
-std::string_view bareTerm(std::string_view term) {
-    for (term = trim(term);;) {
-        const std::string_view inside = withoutQuotes(term);
-        if (inside == term) return term;
-        term = inside;
-    }
+    return field == FieldType::keywords && !hasKeywordSeparator(first) ? text : first;
 }
 
 std::string joinedLines(std::string_view text) {
@@ -136,28 +111,6 @@ std::string joinedLines(std::string_view text) {
 }
 
 } // namespace
-
-std::string tidyKeywords(std::string_view keywords) {
-    constexpr std::array<std::string_view, 8> commas = {",",      "\n",     "\uFF0C", "\u3001",
-                                                        "\uFF64", "\uFE50", "\uFE51", "\u060C"};
-    std::string tidied;
-    std::set<std::string> seen;
-    while (!keywords.empty()) {
-        std::size_t end = keywords.size(), next = keywords.size();
-        for (const std::string_view comma : commas)
-            if (const std::size_t at = keywords.find(comma); at < end) {
-                end = at;
-                next = at + comma.size();
-            }
-        const std::string_view term = bareTerm(keywords.substr(0, end));
-        if (!term.empty() && seen.insert(asciiLowercase(term)).second) {
-            if (!tidied.empty()) tidied += ',';
-            tidied += term;
-        }
-        keywords.remove_prefix(next);
-    }
-    return tidied;
-}
 
 std::string translationIn(std::string_view reply, FieldType field, std::string_view sourceText) {
     const std::string plain = withPlainLines(withoutByteOrderMark(reply));

@@ -13,8 +13,4 @@ namespace quorvel {
 /// without remarks behind it, and keywords tidied. Empty when nothing is left.
 [[nodiscard]] std::string translationIn(std::string_view reply, FieldType field, std::string_view sourceText);
 
-/// `keywords` as the App Store counts them best: separated by bare commas, each term once and
-/// without quotation marks.
-[[nodiscard]] std::string tidyKeywords(std::string_view keywords);
-
 } // namespace quorvel

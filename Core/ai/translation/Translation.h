@@ -2,6 +2,7 @@
 #pragma once
 
 #include "Core/metadata/FieldType.h"
+#include "Core/metadata/ReviewMarks.h"
 #include "Core/records/Models.h"
 
 #include <cstdint>
@@ -40,9 +41,10 @@ struct LocaleSettings {
     bool aiSafeMode = false; // a text is never replaced
     // The script to write in where a locale has several: its four-letter code ("Latn") or its name.
     std::optional<std::string> preferredScript;
+    bool enabled = true;
 
     [[nodiscard]] static LocaleSettings of(const ManagedLocale& locale) {
-        return {locale.aiSafeMode, locale.preferredScript};
+        return {locale.aiSafeMode, locale.preferredScript, locale.enabled};
     }
     bool operator==(const LocaleSettings&) const = default;
 };
@@ -56,12 +58,14 @@ struct TranslationOutcome {
     bool isOverLimit = false; // the model's text was, also after its retries; what is written was cut
     bool fromCache = false;
     bool skipped = false;
-    std::optional<std::string> kept; // the backup of the text that it replaced
+    std::optional<std::string> kept;  // the backup of the text that it replaced
+    std::optional<ReviewMark> review; // nobody read it yet; nothing when nothing was written
     std::optional<std::string> warning;
+    std::vector<std::string> remarks;     // what may not have survived the translation
     std::optional<std::string> error;     // what ended this item; nothing was written then
     std::exception_ptr failure = nullptr; // what `error` is the text of
     QUORVEL_RECORD_EXCEPT(TranslationOutcome, (failure), item, translation, inputTokens, outputTokens,
-                          costUSD, isOverLimit, fromCache, skipped, kept, warning, error)
+                          costUSD, isOverLimit, fromCache, skipped, kept, review, warning, remarks, error)
     bool operator==(const TranslationOutcome&) const = default;
 };
 

@@ -48,11 +48,12 @@ std::string TranslationCache::key(const TranslationKeyParts& parts) {
     append(text, parts.brand.brandVoice);
     append(text, protectedTermsOf(parts.brand));
     append(text, glossaryOf(parts.brand));
+    for (const std::string& part : parts.keywordContext)
+        append(text, part);
     return sha256Hex(text);
 }
 
 std::optional<CachedTranslation> TranslationCache::lookup(std::string_view key) const {
-    if (keptAnswers_ == KeptAnswers::renewed) return std::nullopt;
     try {
         return records_.find(key);
     } catch (const StoreError& error) {

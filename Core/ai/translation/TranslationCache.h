@@ -1,7 +1,6 @@
 // Translations kept in the records, so that the same one is not paid for twice.
 #pragma once
 
-#include "Core/ai/ClaudeResponseCache.h"
 #include "Core/ai/translation/Translation.h"
 #include "Core/records/Records.h"
 #include "Platform/log/Log.h"
@@ -9,6 +8,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <vector>
 
 namespace quorvel {
 
@@ -20,24 +20,22 @@ struct TranslationKeyParts {
     FieldType field = FieldType::name;
     const BrandContext& brand;
     std::string_view preferredScript = {};
+    std::vector<std::string> keywordContext = {}; // what keywords depend on besides: name, subtitle, terms
 };
 
 /// A store that is busy, full or damaged makes a miss and a warning in the log, never a failure. Thread-safe.
 class TranslationCache {
   public:
-    explicit TranslationCache(SharedContainer container, KeptAnswers keptAnswers = KeptAnswers::taken)
-        : records_(std::move(container)), keptAnswers_(keptAnswers) {}
+    explicit TranslationCache(SharedContainer container) : records_(std::move(container)) {}
 
     /// 64 hexadecimal digits; another one as soon as any part changes, the order of terms aside.
     [[nodiscard]] static std::string key(const TranslationKeyParts& parts);
 
-    /// Nothing when answers are to be renewed.
     [[nodiscard]] std::optional<CachedTranslation> lookup(std::string_view key) const;
     void store(const CachedTranslation& translation) const;
 
   private:
     TranslationRecords records_;
-    KeptAnswers keptAnswers_;
     Logger logger_{"TranslationCache"};
 };
 

@@ -1,8 +1,7 @@
 // Remembers which source text each translated text of a tree was made from.
 #pragma once
 
-#include "Core/metadata/FieldTexts.h"
-#include "Core/metadata/MetadataFolder.h"
+#include "Core/metadata/MetadataStore.h"
 #include "Platform/json/JSON.h"
 
 #include <map>
@@ -16,7 +15,8 @@ namespace quorvel {
 struct TranslationOrigin {
     std::string source;
     std::string translation;
-    QUORVEL_RECORD(TranslationOrigin, source, translation)
+    std::optional<std::string> sourceLocale = {}; // unknown in older files
+    QUORVEL_RECORD(TranslationOrigin, source, translation, sourceLocale)
 
     /// A byte order mark or a final line break, which editors add, makes no other text.
     [[nodiscard]] static TranslationOrigin of(std::string_view sourceText, std::string_view translation);
@@ -32,8 +32,18 @@ class TranslationOrigins {
     /// Replaces the file in one step. Throws `FileError`.
     void save(const MetadataFolder& folder) const;
 
+    /// Learns what belongs together in a tree that was pulled just now, and saves it where that is news.
+    /// Throws `MetadataError`, `FileError`.
+    static void learn(const MetadataStore& store, const std::string& sourceLocale);
+
     void note(std::string_view locale, FieldType field, std::string_view sourceText,
-              std::string_view translation);
+              std::string_view translation, std::optional<std::string> sourceLocale = {});
+    /// Takes every text of which nothing is known, since a person wrote it, for a translation of the source
+    /// text that it was pulled with, or of the present one where it is not as it was pulled. Keywords are no
+    /// translations and left out.
+    void adopt(const std::string& sourceLocale, const LocaleTexts& local, const LocaleTexts& pulled);
+    /// The same with the texts of a tree. Throws `MetadataError`, `FileError`.
+    void adoptFrom(const MetadataStore& store, const std::string& sourceLocale);
     [[nodiscard]] std::optional<TranslationOrigin> find(std::string_view locale, FieldType field) const;
 
     bool operator==(const TranslationOrigins&) const = default;

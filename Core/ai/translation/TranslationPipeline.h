@@ -23,7 +23,7 @@
 namespace quorvel {
 
 /// One request per field and locale, several at once; keywords are generated for their market instead of
-/// being translated, after the locale's other texts, whose words they leave out.
+/// being translated, after the locale's name and subtitle, whose words they leave out.
 class TranslationPipeline {
   public:
     using Item = TranslationItem;
@@ -45,7 +45,7 @@ class TranslationPipeline {
         Logger logger = Logger("TranslationPipeline");
     };
 
-    /// What the app's records say about translating.
+    /// What the app's records and the user say about translating.
     struct Settings {
         BrandContext brand;
         std::vector<FieldRule> rules;
@@ -54,6 +54,7 @@ class TranslationPipeline {
         std::map<std::string, std::vector<std::string>> indexedTerms;
         // With `stale`, a text that was edited since the items were chosen stays.
         TranslationWish::Which replaced = TranslationWish::Which::all;
+        KeptAnswers keptAnswers = KeptAnswers::taken;
     };
 
     struct Progress {

@@ -12,16 +12,16 @@ namespace quorvel {
 
 namespace {
 
+// Single letters say nothing, but one Han character or syllable is a word; those are wide.
 std::vector<std::string> wordsOf(const std::optional<std::string>& name,
                                  const std::optional<std::string>& subtitle) {
-    std::vector<std::string> words;
+    std::vector<std::string> found;
     for (const auto& text : {name, subtitle})
-        for (const std::string_view segment :
-             wordSegments(text ? std::string_view(*text) : std::string_view())) {
-            const bool isWord = !isBlank(segment) && graphemeCount(segment) > 1;
-            if (isWord && std::ranges::find(words, segment) == words.end()) words.emplace_back(segment);
+        for (const std::string_view word : words(text ? std::string_view(*text) : std::string_view())) {
+            const bool isTelling = graphemeCount(word) > 1 || displayWidth(word) > 1;
+            if (isTelling && std::ranges::find(found, word) == found.end()) found.emplace_back(word);
         }
-    return words;
+    return found;
 }
 
 std::optional<std::string> lineOf(const std::optional<std::string>& text) {
@@ -35,8 +35,20 @@ std::optional<std::string> wholePartsWithin(const std::string& text, const Prepa
                                                       : wholeWordsWithin(text, prepared.limit);
 }
 
-std::optional<std::string> usablePartOf(const std::string& kept, const PreparedItem& prepared) {
-    if (isBlank(kept)) return std::nullopt;
+std::vector<TextFinding>
+TranslationPreparation::findingsIn(const PreparedItem& prepared, std::string_view text,
+                                   const std::optional<std::string>& stopReason) const {
+    return quorvel::findingsIn({.item = prepared.item,
+                                .sourceText = prepared.sourceText,
+                                .text = text,
+                                .limit = prepared.limit,
+                                .brand = settings_.brand,
+                                .stopReason = stopReason});
+}
+
+std::optional<std::string> TranslationPreparation::usablePartOf(const std::string& kept,
+                                                                const PreparedItem& prepared) const {
+    if (isBlank(kept) || hasFailure(findingsIn(prepared, kept))) return std::nullopt;
     auto part = wholePartsWithin(kept, prepared);
     // Less than half of what there is room for says too little to be worth keeping.
     if (part && part->size() < kept.size() && graphemeCount(*part) * 2 < prepared.limit) return std::nullopt;
@@ -68,13 +80,37 @@ PreparedItem TranslationPreparation::prepare(const TranslationItem& item) const 
     const LocaleSettings locale = settingsOf(item.targetLocale);
     prepared.isSafe = locale.aiSafeMode;
     prepared.skippedBecause = reasonToSkip(prepared);
+    std::vector<std::string> keywordParts;
+    if (item.field == FieldType::keywords) {
+        KeywordContext context = keywordContext(item.targetLocale);
+        keywordParts = context.parts();
+        prepared.indexedTerms = std::move(context.indexedTerms);
+    }
     prepared.key = TranslationCache::key({.model = model_,
                                           .sourceText = prepared.sourceText,
                                           .targetLocale = item.targetLocale,
                                           .field = item.field,
                                           .brand = settings_.brand,
-                                          .preferredScript = locale.preferredScript.value_or("")});
+                                          .preferredScript = locale.preferredScript.value_or(""),
+                                          .keywordContext = std::move(keywordParts)});
     return prepared;
+}
+
+TranslationPreparation::KeywordContext
+TranslationPreparation::keywordContext(const std::string& locale) const {
+    KeywordContext context{.name = lineOf(store_.read(locale, FieldType::name)),
+                           .subtitle = lineOf(store_.read(locale, FieldType::subtitle)),
+                           .indexedTerms = {}};
+    const auto given = settings_.indexedTerms.find(locale);
+    context.indexedTerms =
+        given == settings_.indexedTerms.end() ? wordsOf(context.name, context.subtitle) : given->second;
+    return context;
+}
+
+std::vector<std::string> TranslationPreparation::KeywordContext::parts() const {
+    std::vector<std::string> parts{name.value_or(""), subtitle.value_or("")};
+    parts.insert(parts.end(), indexedTerms.begin(), indexedTerms.end());
+    return parts;
 }
 
 PromptBuilder::Prompt TranslationPreparation::promptFor(const PreparedItem& prepared) const {
@@ -89,18 +125,15 @@ PromptBuilder::Prompt TranslationPreparation::promptFor(const PreparedItem& prep
 
 PromptBuilder::Prompt TranslationPreparation::keywordsPrompt(const PreparedItem& prepared) const {
     const std::string& locale = prepared.item.targetLocale;
-    const auto name = lineOf(store_.read(locale, FieldType::name));
-    const auto subtitle = lineOf(store_.read(locale, FieldType::subtitle));
-    const auto given = settings_.indexedTerms.find(locale);
-    return PromptBuilder::keywords(
-        {.locale = locale,
-         .limit = prepared.limit,
-         .appName = name,
-         .appSubtitle = subtitle,
-         .brand = settings_.brand,
-         .indexedTerms = given == settings_.indexedTerms.end() ? wordsOf(name, subtitle) : given->second,
-         .referenceKeywords = prepared.sourceText,
-         .preferredScript = settingsOf(locale).preferredScript});
+    KeywordContext context = keywordContext(locale);
+    return PromptBuilder::keywords({.locale = locale,
+                                    .limit = prepared.limit,
+                                    .appName = std::move(context.name),
+                                    .appSubtitle = std::move(context.subtitle),
+                                    .brand = settings_.brand,
+                                    .indexedTerms = std::move(context.indexedTerms),
+                                    .referenceKeywords = prepared.sourceText,
+                                    .preferredScript = settingsOf(locale).preferredScript});
 }
 
 } // namespace quorvel

@@ -1,12 +1,14 @@
 // Gathers what one item of a translation needs.
 #pragma once
 
+#include "Core/ai/translation/TranslationChecks.h"
 #include "Core/ai/translation/TranslationPipeline.h"
 #include "Core/metadata/MetadataStore.h"
 
 #include <cstddef>
 #include <optional>
 #include <string>
+#include <vector>
 
 namespace quorvel {
 
@@ -16,6 +18,8 @@ struct PreparedItem {
     std::size_t limit = 0;
     std::string key;     // in the translation cache
     bool isSafe = false; // the locale is in safe mode
+    // Of keywords: those of the locale's name and subtitle, or the terms that were given.
+    std::vector<std::string> indexedTerms;
     std::optional<std::string> skippedBecause;
 };
 
@@ -23,9 +27,6 @@ struct PreparedItem {
 /// when not even one fits.
 [[nodiscard]] std::optional<std::string> wholePartsWithin(const std::string& text,
                                                           const PreparedItem& prepared);
-
-/// What can be used of an answer that was kept; nothing when too little of it is within the limit.
-[[nodiscard]] std::optional<std::string> usablePartOf(const std::string& kept, const PreparedItem& prepared);
 
 /// Reads the tree only. Safe to use from several threads.
 class TranslationPreparation {
@@ -38,7 +39,24 @@ class TranslationPreparation {
     [[nodiscard]] PreparedItem prepare(const TranslationItem& item) const;
     [[nodiscard]] PromptBuilder::Prompt promptFor(const PreparedItem& prepared) const;
 
+    /// What is wrong with a text for the item.
+    [[nodiscard]] std::vector<TextFinding>
+    findingsIn(const PreparedItem& prepared, std::string_view text,
+               const std::optional<std::string>& stopReason = {}) const;
+    /// What can be used of an answer that was kept; nothing when too little of it is within the limit, or
+    /// when it is a failure.
+    [[nodiscard]] std::optional<std::string> usablePartOf(const std::string& kept,
+                                                          const PreparedItem& prepared) const;
+
   private:
+    // What keywords depend on besides the source's.
+    struct KeywordContext {
+        std::optional<std::string> name;
+        std::optional<std::string> subtitle;
+        std::vector<std::string> indexedTerms;
+        [[nodiscard]] std::vector<std::string> parts() const;
+    };
+    [[nodiscard]] KeywordContext keywordContext(const std::string& locale) const;
     [[nodiscard]] LocaleSettings settingsOf(const std::string& locale) const;
     [[nodiscard]] std::optional<std::string> reasonToSkip(const PreparedItem& prepared) const;
     [[nodiscard]] PromptBuilder::Prompt keywordsPrompt(const PreparedItem& prepared) const;

@@ -1,4 +1,5 @@
 #include "Platform/text/Counted.h"
+#include "Platform/text/Text.h"
 #include "Programs/quorvel/Errors.h"
 #include "Programs/quorvel/Performing.h"
 #include "Programs/quorvel/commands/Groups.h"
@@ -19,10 +20,10 @@ ExitStatus listRemoteApps(Invocation& invocation) {
     Output& output = invocation.output;
     output.document(result);
     Table table{.columns = {{""},
-                            {"Name", Table::Align::left, Table::Fit::cut},
-                            {"Short name"},
+                            {"Name"},
+                            {"Short name", Table::Align::left, Table::Fit::drop},
                             {"Bundle ID"},
-                            {"App Store ID"},
+                            {"Store ID"},
                             {"Primary locale", Table::Align::left, Table::Fit::drop}},
                 .rows = {}};
     for (const ListAccountApps::App& app : result.apps)
@@ -118,10 +119,10 @@ ExitStatus removeApps(Invocation& invocation) {
     auto request = requestOf<PlanAppRemoval::Request>(invocation);
     request.apps = invocation.arguments.values("APP");
     const auto plan = perform<PlanAppRemoval>(invocation, request);
-    for (const ManagedApp& app :
-         plan.apps) // all of them first: who declines one is told that nothing was changed
-        confirmRemoval(invocation, fmt::format("{}\nRemove {}?", removalText, app.displayName));
-    const auto result = perform<RemoveApps>(invocation, {plan.apps});
+    Consent consent = consentToNothing();
+    for (const ManagedApp& app : plan.apps) // all first: who declines one is told that nothing was changed
+        consent = askConsent(invocation, {fmt::format("{}\nRemove {}?", removalText, app.displayName)});
+    const auto result = perform<RemoveApps>(invocation, {plan.apps}, consent);
     for (const ManagedApp& app : result.apps) {
         const bool hadKey = std::ranges::find(result.forgottenKeys, app.id) != result.forgottenKeys.end();
         invocation.output.line(fmt::format("{} is no longer recorded{}. Its texts are still on disk.",
@@ -160,10 +161,10 @@ std::vector<Command> appCommands() {
          .run = listApps},
         {.name = "apps import",
          .summary = "Record apps of the account in the workspace",
-         .arguments = {appArgument("Bundle ids or App Store ids", Count::repeated, Need::optional),
-                       {"--all", "", "All apps of the account"},
-                       {"--folder", "DIR",
-                        "The metadata folder of a single app (~/Documents/Brevant/<short name>)"}},
+         .arguments =
+             {{"APP", "BUNDLE_ID", "Bundle ids or App Store ids", {}, Need::optional, Count::repeated},
+              {"--all", "", "All apps of the account"},
+              {"--folder", "DIR", "The metadata folder of a single app (~/Documents/Brevant/<short name>)"}},
          .heeds = {"--workspace"},
          .run = importApps,
          .details = "An app that is recorded already is brought up to date; its folder and settings stay. "
@@ -172,7 +173,8 @@ std::vector<Command> appCommands() {
          .summary = "Forget apps with their history; their files stay",
          .arguments = {appArgument("The apps", Count::repeated, Need::required)},
          .heeds = {"--yes", "--workspace"},
-         .run = removeApps},
+         .run = removeApps,
+         .asksFirst = true},
         {.name = "apps move",
          .summary = "Put an app into another workspace",
          .arguments = {appArgument("The app", Count::once, Need::required),

@@ -26,6 +26,29 @@ std::string orNone(std::string_view text) {
     return text.empty() ? "none" : std::string(text);
 }
 
+// "high tide: Hochwasser (de-DE), marée haute (fr-FR); moon: lune (fr-FR)"
+std::string glossaryText(const ManagedApp& app) {
+    std::vector<std::string> terms;
+    for (const auto& [term, renderings] : app.glossary) {
+        std::vector<std::string> each;
+        for (const auto& [locale, rendering] : renderings)
+            each.push_back(fmt::format("{} ({})", rendering, locale));
+        terms.push_back(fmt::format("{}: {}", term, fmt::join(each, ", ")));
+    }
+    return orNone(fmt::format("{}", fmt::join(terms, "; ")));
+}
+
+// "de-DE:high tide=Hochwasser"; a locale has no colon.
+void addRendering(SetApp::Request& request, const std::string& given) {
+    const std::size_t colon = given.find(':');
+    const std::size_t equals = given.find('=', colon == given.npos ? 0 : colon);
+    if (colon == given.npos || equals == given.npos)
+        throw UsageError(fmt::format("--glossary {} is no rendering of a term", quotedWord(given)),
+                         "Write it as LOCALE:TERM=RENDERING, such as \"de-DE:high tide=Hochwasser\".");
+    request.glossary[given.substr(colon + 1, equals - colon - 1)][given.substr(0, colon)] =
+        given.substr(equals + 1);
+}
+
 void printRules(Output& output, const std::vector<FieldRule>& rules) {
     Table table{.columns = {{"Field"}, {"Translate"}, {"Limit", Table::Align::right}, {"Own limit"}},
                 .rows = {}};
@@ -49,10 +72,12 @@ void printApp(Invocation& invocation, const ShowApp::Result& record) {
                   {"App Store ID", app.appStoreId},
                   {"Workspace", record.workspaceName.value_or("none")},
                   {"Folder", record.folder.empty() ? "not found" : record.folder},
+                  {"Final line breaks", record.finalLineBreak ? std::string(rawValue(*record.finalLineBreak))
+                                                              : std::string("unknown")},
                   {"Source locale", orNone(app.sourceLocale)},
                   {"Brand voice", orNone(app.brandVoice)},
                   {"Protected terms", orNone(fmt::format("{}", fmt::join(app.protectedTerms, ", ")))},
-                  {"Glossary", counted(app.glossary.size(), "term")},
+                  {"Glossary", glossaryText(app)},
                   {"Locales", codesOf(record.locales, true)},
                   {"Disabled", codesOf(record.locales, false)},
                   {"Recorded", shortTime(app.createdAt)},
@@ -78,6 +103,10 @@ ExitStatus setApp(Invocation& invocation) {
     request.sourceLocale = arguments.value("--source-locale");
     request.brandVoice = arguments.value("--brand-voice");
     if (arguments.has("--protected-term")) request.protectedTerms = arguments.values("--protected-term");
+    if (const auto rule = arguments.value("--final-line-break"))
+        request.finalLineBreak = *fromRawValue<FinalLineBreak>(*rule);
+    for (const std::string& rendering : arguments.values("--glossary"))
+        addRendering(request, rendering);
     for (const std::string& what : arguments.values("--clear"))
         request.clear.push_back(*fromRawValue<AppSetting>(what));
     const auto result = perform<SetApp>(invocation, request);
@@ -118,10 +147,7 @@ ExitStatus resetRule(Invocation& invocation) {
 std::vector<Command> appSettingsCommands() {
     using Count = ArgumentSpec::Count;
     using Need = ArgumentSpec::Need;
-    std::vector<std::string_view> fields;
-    for (const FieldType field : allFieldTypes)
-        fields.push_back(rawValue(field));
-    const ArgumentSpec field = {"FIELD", "FIELD", "The field", fields, Need::required};
+    const ArgumentSpec field = fieldArgument();
     return {
         {.name = "apps show",
          .summary = "Show everything that is recorded of an app",
@@ -146,15 +172,27 @@ std::vector<Command> appSettingsCommands() {
                         {},
                         Need::optional,
                         Count::repeated},
+                       {"--final-line-break",
+                        "RULE",
+                        "Whether a line break at the end of a text file counts and is sent",
+                        {"keep", "strip"}},
+                       {"--glossary",
+                        "ENTRY",
+                        "A term's rendering, as LOCALE:TERM=RENDERING; without RENDERING it is forgotten",
+                        {},
+                        Need::optional,
+                        Count::repeated},
                        {"--clear",
                         "WHAT",
                         "Forget this setting",
-                        {"brand-voice", "protected-terms", "folder"},
+                        {"brand-voice", "protected-terms", "folder", "glossary"},
                         Need::optional,
                         Count::repeated}},
          .heeds = {"--workspace"},
          .run = setApp,
-         .details = "The texts in the former folder stay where they are."},
+         .details =
+             "The texts in the former folder stay where they are. --final-line-break strip is for trees "
+             "that are worked on in place with editors that end each file with a line break."},
         {.name = "rules",
          .summary = "Show the rules of an app's fields",
          .heeds = {"--app", "--workspace"},

@@ -115,9 +115,11 @@ ExitStatus forgetKey(Invocation& invocation) {
     const auto request = requestOf<KeyRequest>(invocation);
     const StoredKey stored = perform<PlanKeyRemoval>(invocation, request);
     const std::string name = nameOf(stored.scope);
-    if (stored.keyID)
-        confirmRemoval(invocation, fmt::format("Forget key {}, {}?", escapeControls(*stored.keyID), name));
-    const auto result = perform<ForgetKey>(invocation, request);
+    const Consent consent =
+        stored.keyID
+            ? askConsent(invocation, {fmt::format("Forget key {}, {}?", escapeControls(*stored.keyID), name)})
+            : consentToNothing();
+    const auto result = perform<ForgetKey>(invocation, request, consent);
     output.document(result);
     output.line(result.forgotten.keyID
                     ? fmt::format("Key {}, {}, is forgotten.", escapeControls(*result.forgotten.keyID), name)
@@ -158,7 +160,8 @@ std::vector<Command> authCommands() {
         {.name = "auth forget",
          .summary = "Forget the stored key",
          .heeds = {"--yes", "--workspace", "--app"},
-         .run = forgetKey},
+         .run = forgetKey,
+         .asksFirst = true},
     };
 }
 

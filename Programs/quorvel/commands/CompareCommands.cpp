@@ -74,10 +74,8 @@ void printGrid(Output& output, const TextStatus::Result& status) {
     std::vector<std::string> limits;
     for (const FieldType field : allFieldTypes)
         limits.push_back(fmt::format("{} {}", shortLabelOf(field), limitOf(field)));
-    output.note(
-        fmt::format("Characters per field; limits: {}.\n"
-                    "* edited, + new locale, - cleared, ! over the limit, ? has a remark, – empty, · no file",
-                    fmt::join(limits, " · ")));
+    output.note(fmt::format("Characters per field; limits: {}.", fmt::join(limits, " · ")));
+    output.note("* edited, + new locale, - cleared, ! over the limit, ? has a remark, – empty, · no file");
 }
 
 // Tidying leaves alone what App Store Connect holds, and so is no advice for it.
@@ -107,24 +105,57 @@ void printRemarks(Output& output, const TextStatus::Result& status) {
         output.warning(fmt::format("{} ({})", remark.second, someOf(where)));
 }
 
-void printSummary(Output& output, const TextStatus::Result& status) {
-    output.line();
-    output.line(
-        fmt::format("{} on disk. {} {}", counted(status.locales.size(), "locale"),
-                    status.changes.empty() ? "Local matches App Store Connect."
-                                           : fmt::format("{} waiting for Push.", status.changes.size()),
-                    status.overLimit == 0 ? "Nothing over a character limit."
-                                          : fmt::format("{} to trim before Push.", status.overLimit)));
+// Whether and when the texts were pulled that all others are compared with.
+std::string ageOf(const ComparedContext& compared, bool wasPulled, Date now) {
+    if (!wasPulled) return "not pulled yet";
+    if (!compared.pulledAt) return "not pulled yet, compared with what was pushed";
+    return fmt::format("compared with the pull of {}, {}", shortTime(*compared.pulledAt),
+                       relativeTime(*compared.pulledAt, now));
 }
 
+// Also of texts that were pushed unread.
+void printUnread(Output& output, const std::vector<UnreadText>& unread) {
+    if (unread.empty()) return;
+    std::vector<std::string> where;
+    for (const UnreadText& text : unread)
+        where.push_back(fmt::format("{} {}{}", text.locale, shortLabelOf(text.field),
+                                    text.mark == ReviewMark::cut ? ", cut" : ""));
+    output.warning(fmt::format(
+        "{} generated and not read since ({}). Read with 'quorvel diff', then "
+        "'quorvel translate --accept'.",
+        unread.size() == 1 ? "1 text was" : fmt::format("{} texts were", unread.size()), someOf(where)));
+}
+
+std::string whatWaits(const TextStatus::Result& status) {
+    const auto sent = std::ranges::count_if(
+        status.changes, [](const TextChange& change) { return !change.leftOut.has_value(); });
+    std::vector<std::string> parts;
+    if (sent > 0) parts.push_back(fmt::format("{} waiting for Push.", sent));
+    if (!status.leftOut.empty()) parts.push_back(fmt::format("{} left out of it.", status.leftOut.size()));
+    if (parts.empty())
+        parts.emplace_back(status.wasPulled ? "Local matches App Store Connect."
+                                            : "Nothing was pulled to compare with.");
+    return fmt::format("{}", fmt::join(parts, " "));
+}
+
+void printSummary(Output& output, const TextStatus::Result& status) {
+    output.line();
+    output.line(fmt::format("{} on disk. {} {}", counted(status.locales.size(), "locale"), whatWaits(status),
+                            status.overLimit == 0
+                                ? "Nothing over a character limit."
+                                : fmt::format("{} to trim before Push.", status.overLimit)));
+}
+
+// What a push would send by itself; the rest is listed with its reasons.
 std::vector<ListedChange> listedChangesOf(const std::vector<TextChange>& changes) {
     std::vector<ListedChange> listed;
     for (const TextChange& change : changes)
-        listed.push_back({.locale = change.locale,
-                          .field = change.field,
-                          .explanation = change.explanation,
-                          .isNewLocale = change.isNewLocale,
-                          .clears = change.clears});
+        if (!change.leftOut)
+            listed.push_back({.locale = change.locale,
+                              .field = change.field,
+                              .explanation = withReview(change.explanation, change.review),
+                              .isNewLocale = change.isNewLocale,
+                              .clears = change.clears});
     return listed;
 }
 
@@ -133,21 +164,25 @@ ExitStatus showTextStatus(Invocation& invocation) {
     const ComparedContext& compared = status.compared;
     Output& output = invocation.output;
     output.document(status);
-    output.line(fmt::format(
-        "{} {}{}", compared.context, compared.version ? compared.version->versionString : "not pulled yet",
-        compared.version ? fmt::format(" ({} at the last pull)", compared.version->appStoreState) : ""));
+    output.line(fmt::format("{}{} {}", compared.context,
+                            compared.version ? fmt::format(" {} ({}),", compared.version->versionString,
+                                                           compared.version->appStoreState)
+                                             : ",",
+                            ageOf(compared, status.wasPulled, invocation.application.clock()())));
     output.line(compared.folder);
     output.line();
     if (status.locales.empty()) {
-        output.line("No locales here. Pull, or add one with 'quorvel locale add'.");
+        output.line(status.wasPulled
+                        ? "No locales here or on App Store Connect. Add one with 'quorvel locale add'."
+                        : "No locales here. Pull, or add one with 'quorvel locale add'.");
         printNotices(output, status.notices);
         return ExitStatus::done;
     }
     printGrid(output, status);
     printSummary(output, status);
-    if (!status.changes.empty()) {
+    if (const auto changes = listedChangesOf(status.changes); !changes.empty()) {
         output.line();
-        printChanges(output, listedChangesOf(status.changes));
+        printChanges(output, changes);
     }
     if (!status.leftOut.empty()) output.line();
     printLeftOut(output, status.leftOut);
@@ -155,6 +190,7 @@ ExitStatus showTextStatus(Invocation& invocation) {
         output.warning(
             "the last pull was interrupted, so pulled texts may look like local edits; pull again");
     printNotices(output, status.notices);
+    printUnread(output, status.unread);
     printRemarks(output, status);
     return ExitStatus::done;
 }
@@ -163,16 +199,34 @@ ExitStatus showDiff(Invocation& invocation) {
     const auto diff = perform<DiffTexts>(invocation, requestOf<DiffTexts::Request>(invocation));
     Output& output = invocation.output;
     output.document(diff);
+    std::set<FieldKey> shown;
+    std::size_t sent = 0; // by a push that names nothing
     for (const auto& [change, segments] : diff.differences) {
         std::vector<DiffSegment> words;
         for (const auto& [kind, text] : segments)
             words.push_back({kind, text});
-        printTextChange(output, {change.locale, change.field}, change.explanation, words);
+        printTextChange(output, {change.locale, change.field},
+                        withReview(change.leftOut ? fmt::format("Left out of a push. {}",
+                                                                change.leftOutBecause.value_or(""))
+                                                  : change.explanation,
+                                   change.review),
+                        words);
+        shown.insert({change.locale, change.field});
+        sent += !change.leftOut;
     }
-    output.line(diff.differences.empty()
-                    ? "No pending changes — local matches the last-pulled ASC snapshot."
-                    : fmt::format("{} in all.", counted(diff.differences.size(), "change")));
-    printLeftOut(output, diff.leftOut);
+    output.line(fmt::format("{}: {}.", diff.compared.context,
+                            ageOf(diff.compared, diff.wasPulled, invocation.application.clock()())));
+    if (!diff.differences.empty())
+        output.line(sent == diff.differences.size() ? fmt::format("{} in all.", counted(sent, "change"))
+                                                    : fmt::format("{} in all, {} of them left out of a push.",
+                                                                  counted(diff.differences.size(), "change"),
+                                                                  diff.differences.size() - sent));
+    else if (diff.leftOut.empty())
+        output.line(diff.wasPulled ? "No pending changes — local matches the last-pulled ASC snapshot."
+                                   : "Nothing was pulled to compare with, and no text is here.");
+    auto others = diff.leftOut; // disabled locales and files that are no texts
+    std::erase_if(others, [&](const LeftOutChange& one) { return shown.contains(one.change.key()); });
+    printLeftOut(output, others);
     printNotices(output, diff.notices);
     return ExitStatus::done;
 }

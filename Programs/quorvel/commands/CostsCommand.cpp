@@ -26,9 +26,9 @@ ExitStatus showCosts(Invocation& invocation) {
     for (const ShowCosts::ModelCosts& model : result.models)
         table.rows.push_back({model.model, std::to_string(model.calls), std::to_string(model.cachedCalls),
                               std::to_string(model.inputTokens), std::to_string(model.outputTokens),
-                              priceText(model.costUSD)});
+                              priceText(model.costUSD, model.costIsAtMost)});
     if (!table.rows.empty()) output.table(table);
-    output.line(fmt::format("{} in the last {}.", priceText(result.costUSD),
+    output.line(fmt::format("{} in the last {}.", priceText(result.costUSD, result.costIsAtMost),
                             counted(static_cast<std::size_t>(result.days), "day")));
     return ExitStatus::done;
 }
@@ -40,8 +40,8 @@ std::vector<Command> costsCommands() {
              .summary = "Show what AI requests cost",
              .arguments = {{"--days", "N", "Of the last N days; 30 without it"}},
              .run = showCosts,
-             .details = "Models whose prices are not known are counted at the highest price, "
-                        "so the sum is an upper bound."}};
+             .details = "Models whose prices are not known are counted at the highest price; their sums are "
+                        "upper bounds and say \"at most\"."}};
 }
 
 } // namespace quorvel

@@ -42,6 +42,16 @@ class Demo : DemoStage {
           work_(folder().path() / "home/Documents/Brevant" / demoSlug / "ios/next") {}
 
     ExitStatus play() {
+        try {
+            return playAll();
+        } catch (const Ended&) {
+            say("\n   That was a part of it. Nothing of the demo is left here.\n");
+            return ExitStatus::done;
+        }
+    }
+
+  private:
+    ExitStatus playAll() {
         introduce();
         storeKey();
         chooseApp();
@@ -55,12 +65,18 @@ class Demo : DemoStage {
         return conclude();
     }
 
-  private:
     void introduce() {
         say(styled(Style::bold, "A round of work with quorvel") + "\n");
-        tell("on a stand-in for App Store Connect that runs inside this program for as long as this takes. "
-             "Nothing leaves this machine, and your own keys and folders are not touched. "
-             "What you see are the commands as you would type them, and what they really print.");
+        tell(
+            "on a stand-in for App Store Connect that runs inside this program. Nothing leaves this machine, "
+            "and your own keys and folders are not touched. You will see");
+        say("\n");
+        tell("• every store text of an app as a plain file, in each language: one command");
+        tell("• only what changed going up, two new languages included: one command");
+        tell("• the whole push taken back: one command");
+        say("\n");
+        tell(
+            "The commands are those that you would type, and what they print is real. To type some yourself:");
         say(fmt::format("\n   cd {}\n   export QUORVEL_HOME=$PWD/home QUORVEL_ENDPOINTS=$PWD/sandbox/{}\n",
                         folder().path().string(), server().access().endpointsFile.filename().string()));
     }
@@ -86,7 +102,6 @@ class Demo : DemoStage {
     void pull() {
         step("Pull", "The texts of the coming version come down as plain files, one per field and locale. "
                      "As there is one app only, its name may be left out.");
-        command({"versions", "--platform", "ios"});
         command({"pull"});
         before_ = work_.readAll();
     }
@@ -117,10 +132,11 @@ class Demo : DemoStage {
     void translate() {
         step("Translate", "Locales that are missing are translated, each text within its limit. "
                           "The stand-in's model writes letters with a dot below, "
-                          "so that its texts are easy to tell. What a prompt looks like, then the texts, "
+                          "so that its texts are easy to tell. Here are the texts, "
                           "and what they cost:");
-        command({"translate", "--to", "pa-IN", "--field", "subtitle", "--dry-run"});
-        command({"translate", "--to", "pa-IN", "--to", "ur-PK"});
+        command({"translate", "--to", "pa-IN,ur-PK"});
+        tell("What a model wrote is pushed only once somebody read it, edited it or accepted it:");
+        command({"translate", "--accept"});
         command({"costs"});
     }
 
@@ -217,16 +233,23 @@ class Demo : DemoStage {
         const bool held = record_.textsDiffering == 0 && least && record_.requestsRefused == 2 &&
                           record_.revertedDiffering == 0 &&
                           record_.picturesCommitted == record_.picturesDrawn;
-        step("Summary", fmt::format("{} of {} texts differ between the edited folder and the second pull.",
-                                    record_.textsDiffering, record_.textsCompared));
-        tell(fmt::format("The push sent {} requests that change something: "
-                         "{} for as many localizations with changes, which is the least possible, "
-                         "and {} again because they were refused on purpose.",
-                         record_.requestsSent, record_.requestsLeast, record_.requestsRefused));
-        tell(fmt::format("After the revert, {} of {} texts differ from those before the first push.",
-                         record_.revertedDiffering, record_.textsReverted));
-        tell(fmt::format("App Store Connect took {} of {} pictures.", record_.picturesCommitted,
-                         record_.picturesDrawn));
+        step("What you get", "Measured in what you just saw:");
+        say("\n");
+        benefit("Less work",
+                fmt::format("{} texts were kept in step with {} commands; the push sent {} requests "
+                            "for {} changed localizations, the least there can be.",
+                            record_.textsCompared, steps().size(),
+                            record_.requestsSent - record_.requestsRefused, record_.requestsLeast));
+        benefit("Nothing lost",
+                fmt::format("{} of {} texts differ between the edited folder and App Store Connect, "
+                            "though {} requests were refused on purpose and an upload broke off: "
+                            "{} of {} pictures arrived.",
+                            record_.textsDiffering, record_.textsCompared, record_.requestsRefused,
+                            record_.picturesCommitted, record_.picturesDrawn));
+        benefit("A way back",
+                fmt::format("{} of {} texts differ from those before the push, after one command took "
+                            "it back.",
+                            record_.revertedDiffering, record_.textsReverted));
         if (keeps) {
             folder().keep();
             record_.folder = folder().path().string();
@@ -238,7 +261,7 @@ class Demo : DemoStage {
         say("\n" +
             (held ? styled(Style::green, "Everything held.")
                   : styled(Style::red, "Something did not hold; that should not happen.")) +
-            "\n");
+            " Your own apps begin with 'quorvel'.\n");
         record_.steps = steps();
         invocation_.output.document(record_);
         return held ? ExitStatus::done : ExitStatus::failed;
@@ -261,7 +284,9 @@ std::vector<Command> demoCommands() {
         {.name = "demo",
          .summary = "Show a whole round of work on a private stand-in, without an account",
          .arguments = {{"--keep", "", "Leave the demo's folder in place and say where it is"}},
-         .run = playDemo},
+         .heeds = {"--yes"},
+         .run = playDemo,
+         .details = "On a terminal it waits after each chapter, unless --yes is given."},
     };
 }
 

@@ -1,6 +1,7 @@
 #include "Programs/quorvel/commands/DemoStage.h"
 
 #include "Platform/task/Task.h"
+#include "Platform/text/Text.h"
 #include "Programs/quorvel/Errors.h"
 #include "Programs/quorvel/Run.h"
 
@@ -38,9 +39,27 @@ std::string DemoStage::styled(Style style, std::string_view text) const {
 }
 
 void DemoStage::step(std::string_view title, std::string_view text) {
+    pause();
     ++number_;
     say("\n" + styled(Style::bold, fmt::format("{}. {}", number_, title)) + "\n");
     tell(text);
+}
+
+void DemoStage::pause() {
+    Output& output = invocation_.output;
+    if (invocation_.global.yes || output.isJSON() || !output.canAsk() ||
+        !invocation_.surroundings.streams.outIsTerminal)
+        return;
+    say("\n");
+    const auto answer = output.ask("   Return goes on, q ends:");
+    if (!answer || asciiLowercase(trim(*answer)).starts_with('q')) throw Ended();
+}
+
+void DemoStage::benefit(std::string_view word, std::string_view text) {
+    constexpr std::string_view indent = "     ";
+    say(fmt::format("   • {}\n", styled(Style::bold, word)));
+    const std::size_t width = innerWidth() > indent.size() ? innerWidth() : 0;
+    say(wrapLines(fmt::format("{}{}", indent, text), width) + "\n");
 }
 
 void DemoStage::tell(std::string_view text) {
@@ -76,12 +95,11 @@ Surroundings DemoStage::innerSurroundings() {
     inner.streams = {
         .out = write,
         .error = [=, width = innerWidth()](std::string_view text) { write(wrapLines(text, width)); },
-        .readLine = [] { return std::nullopt; },
         .readAll = [] { return std::string(); },
         .outIsTerminal = invocation_.output.showsColours() && !invocation_.output.isJSON(),
         .errorIsTerminal = false,
-        .inputIsTerminal = false,
-        .width = innerWidth()};
+        .width = innerWidth(),
+        .terminal = std::nullopt};
     inner.variable = [this](std::string_view name) -> std::optional<std::string> {
         if (name == "QUORVEL_HOME") return (folder_.path() / "home").string();
         if (name == "QUORVEL_ENDPOINTS") return server_.access().endpointsFile.string();

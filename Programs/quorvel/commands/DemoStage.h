@@ -31,10 +31,16 @@ class DemoStage {
 
     void say(std::string_view text);
     [[nodiscard]] std::string styled(Style style, std::string_view text) const;
-    /// Opens the next part with a numbered title.
+    /// Thrown by `step` when the person at the terminal has seen enough.
+    struct Ended {};
+
+    /// Opens the next part with a numbered title; on a terminal waits for its reader first, unless --yes is
+    /// given.
     void step(std::string_view title, std::string_view text);
     /// Says a paragraph, wrapped and moved in a little.
     void tell(std::string_view text);
+    /// Says what is good about it, with a word before it.
+    void benefit(std::string_view word, std::string_view text);
     /// Runs a command and shows what it prints. Throws `CommandError` when it fails, `CancellationError` when
     /// it is interrupted.
     void command(const std::vector<std::string>& words);
@@ -55,6 +61,7 @@ class DemoStage {
         bool atStart_ = true;
     };
 
+    void pause();
     [[nodiscard]] std::size_t innerWidth() const;
     [[nodiscard]] Surroundings innerSurroundings();
 

@@ -8,6 +8,8 @@
 
 #include <fmt/format.h>
 
+#include <algorithm>
+
 namespace quorvel {
 
 namespace {
@@ -25,7 +27,9 @@ ExitStatus listRuns(Invocation& invocation) {
                             {"Locales", Table::Align::right},
                             {"Failed", Table::Align::right}},
                 .rows = {}};
-    for (const HistoryRun& run : result.runs)
+    const bool hasUnknown = std::ranges::any_of(result.runs, [](const auto& run) { return run.unknown > 0; });
+    if (hasUnknown) table.columns.push_back({"No answer", Table::Align::right});
+    for (const HistoryRun& run : result.runs) {
         table.rows.push_back({run.shortName,
                               shortTime(run.finished),
                               run.versionString.value_or(""),
@@ -33,6 +37,10 @@ ExitStatus listRuns(Invocation& invocation) {
                               std::to_string(run.fields),
                               std::to_string(run.locales),
                               {std::to_string(run.failed), run.failed > 0 ? Style::red : Style::dim}});
+        if (hasUnknown)
+            table.rows.back().push_back(
+                {std::to_string(run.unknown), run.unknown > 0 ? Style::yellow : Style::dim});
+    }
     if (result.runs.empty())
         invocation.output.line(fmt::format("Nothing was pushed for {} yet.", result.app.displayName));
     else
@@ -40,10 +48,13 @@ ExitStatus listRuns(Invocation& invocation) {
     return ExitStatus::done;
 }
 
+constexpr std::string_view unknownText = "ANSWER LOST: App Store Connect may have taken it";
+
 void printEntry(Output& output, const ShowRun::Entry& entry) {
     const auto field = fromRawValue<FieldType>(entry.field);
     if (!field) return; // of a field that this version of the program does not know
-    const std::string_view outcome = !entry.success                 ? "FAILED"
+    const std::string_view outcome = entry.isUnknown                ? unknownText
+                                     : !entry.success               ? "FAILED"
                                      : entry.previous == entry.sent ? "App Store Connect had it already"
                                                                     : "pushed";
     printTextChange(output, {entry.locale, *field}, outcome, wordDiff(entry.previous, entry.sent),
@@ -63,8 +74,10 @@ ExitStatus showRun(Invocation& invocation) {
     output.line();
     for (const ShowRun::Entry& entry : result.entries)
         printEntry(output, entry);
-    output.line(fmt::format("{} tried, {} failed.", counted(static_cast<std::size_t>(run.fields), "field"),
-                            run.failed));
+    std::string sum = fmt::format("{} tried, {} failed",
+                                  counted(static_cast<std::size_t>(run.fields), "field"), run.failed);
+    if (run.unknown > 0) sum += fmt::format(", {} without an answer", run.unknown);
+    output.line(sum + ".");
     return ExitStatus::done;
 }
 
@@ -106,13 +119,7 @@ ExitStatus revertRun(Invocation& invocation) {
 }
 
 ArgumentSpec runArgument() {
-    return {"RUN",
-            "RUN",
-            "Its identifier, the beginning of that, or last",
-            {},
-            ArgumentSpec::Need::required,
-            ArgumentSpec::Count::once,
-            {"last"}};
+    return {"RUN", "RUN", "Its identifier, the beginning of that, or last", {}, ArgumentSpec::Need::required};
 }
 
 } // namespace
@@ -134,8 +141,11 @@ std::vector<Command> historyCommands() {
          .arguments = {runArgument(), folderArgument()},
          .heeds = {"--app", "--workspace", "--dry-run"},
          .run = revertRun,
-         .details = "Only local files change; the next push sends them. "
-                    "A text that was edited since is backed up first."},
+         .details =
+             "Only local files change; the next push sends them. "
+             "A text that was edited since is backed up first. "
+             "A text whose answer was lost, as the program was killed or the connection broke, counts as "
+             "sent."},
     };
 }
 

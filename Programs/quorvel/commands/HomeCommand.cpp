@@ -19,17 +19,33 @@ namespace {
 
 using Bucket = WorkspaceIndex::Summary::Bucket;
 
-constexpr std::string_view welcome =
-    "Welcome to quorvel. The first steps:\n"
-    "\n"
-    "  quorvel auth set --issuer-id ID --p8 AuthKey_….p8   store your App Store Connect API key\n"
-    "  quorvel apps --remote                               see which apps it reaches\n"
-    "  quorvel apps import BUNDLE_ID                       take one into your workspace\n"
-    "  quorvel pull                                        its store texts become plain files\n"
-    "  quorvel                                             this page, then with your apps\n"
-    "\n"
-    "Without an account, 'quorvel demo' shows a whole round of work.\n"
-    "'quorvel help' lists all commands.\n";
+struct FirstStep {
+    std::string_view command, meaning;
+};
+
+constexpr FirstStep keyStep = {"quorvel auth set --issuer-id ID --p8 FILE", "store your API key"};
+constexpr FirstStep appSteps[] = {
+    {"quorvel apps --remote", "see which apps it reaches"},
+    {"quorvel apps import BUNDLE_ID", "take one into your workspace"},
+    {"quorvel pull", "its store texts become plain files"},
+    {"quorvel", "this page, then with your apps"},
+};
+
+// Without the whole help, above which the first steps would be scrolled away.
+void printWelcome(Output& output, bool hasKey) {
+    output.line(hasKey ? "Welcome to quorvel. An API key is set. The next steps:"
+                       : "Welcome to quorvel. The first steps:");
+    output.line();
+    const auto print = [&](const FirstStep& step) {
+        output.line(fmt::format("  {:{}}  {}", step.command, keyStep.command.size(), step.meaning));
+    };
+    if (!hasKey) print(keyStep);
+    for (const FirstStep& step : appSteps)
+        print(step);
+    output.line();
+    output.line("Without an account, 'quorvel demo' shows a whole round of work.");
+    output.line("'quorvel help' lists all commands.");
+}
 
 std::string_view titleOf(Bucket bucket) {
     static constexpr std::array<std::string_view, 4> titles = {"Needs attention", "In review", "Live",
@@ -87,7 +103,11 @@ ColumnWidths widthsOf(const std::vector<AppOverview>& apps) {
 // Two levels instead of one wide table, so that names and states stay whole on a narrow terminal.
 void printApp(Output& output, const AppOverview& app, const ColumnWidths& widths, Date now) {
     const std::string remarks = remarksOn(app, now);
-    output.styledLine(fmt::format("  {}{}", escapeControls(app.displayName),
+    const std::string name = escapeControls(app.displayName);
+    const Streams& streams = output.streams();
+    const bool isNarrow = streams.outIsTerminal && streams.width > 0 &&
+                          2 + displayWidth(name) + 2 + displayWidth(remarks) > streams.width;
+    output.styledLine(fmt::format("  {}{}{}", name, isNarrow ? "\n  " : "",
                                   remarks.empty() ? "" : output.styled(Style::dim, "  " + remarks)));
     const auto padded = [](std::string_view text, std::size_t width) {
         return padToWidth(escapeControls(text), width, Table::Align::left);
@@ -124,6 +144,7 @@ void printHome(Invocation& invocation, const ShowHome::Result& home) {
             printApp(output, app, widths, now);
         }
     }
+    if (!home.hasKey) output.note(fmt::format("No API key is found: '{}' stores one.", keyStep.command));
     for (const AppOverview& app : home.apps)
         if (app.problem) output.warning(fmt::format("{}: {}", app.displayName, reportOf(*app.problem).text));
 }
@@ -136,7 +157,7 @@ ExitStatus showHome(Invocation& invocation) {
     if (home.hasRecordedApps)
         printHome(invocation, home);
     else
-        output.raw(welcome); // without the whole help, above which it would be scrolled away
+        printWelcome(output, home.hasKey);
     return ExitStatus::done;
 }
 

@@ -35,17 +35,35 @@ ExitStatus addLocale(Invocation& invocation) {
     return ExitStatus::done;
 }
 
+void printLocales(Output& output, const std::vector<ManagedLocale>& locales) {
+    Table table{.columns = {{"Locale"}, {"Takes part"}, {"Safe mode"}, {"Script"}}, .rows = {}};
+    for (const ManagedLocale& locale : locales)
+        table.rows.push_back(
+            {locale.code, locale.enabled ? Table::Cell{"yes", Style::green} : Table::Cell{"no", Style::dim},
+             locale.aiSafeMode ? Table::Cell{"on", Style::green} : Table::Cell{"off", Style::dim},
+             locale.preferredScript.value_or("")});
+    output.table(table);
+}
+
 ExitStatus listLocales(Invocation& invocation) {
     const auto result = perform<ListLocales>(invocation, requestOf<ListLocales::Request>(invocation));
     invocation.output.document(result);
-    Table table{.columns = {{"Locale"}, {"Takes part"}}, .rows = {}};
-    for (const ManagedLocale& locale : result.locales)
-        table.rows.push_back(
-            {locale.code, locale.enabled ? Table::Cell{"yes", Style::green} : Table::Cell{"no", Style::dim}});
     if (result.locales.empty())
         invocation.output.line("No locale is recorded. A pull records those of the app.");
     else
-        invocation.output.table(table);
+        printLocales(invocation.output, result.locales);
+    return ExitStatus::done;
+}
+
+ExitStatus setLocales(Invocation& invocation) {
+    auto request = requestOf<SetLocales::Request>(invocation);
+    request.locales = listOf(invocation.arguments, "LOCALE");
+    if (const auto mode = invocation.arguments.value("--safe-mode")) request.safeMode = *mode == "on";
+    request.script = invocation.arguments.value("--script");
+    if (request.script == "none") request.script = "";
+    const auto result = perform<SetLocales>(invocation, request);
+    invocation.output.document(result);
+    printLocales(invocation.output, result.locales);
     return ExitStatus::done;
 }
 
@@ -72,13 +90,13 @@ ExitStatus disableLocales(Invocation& invocation) {
 }
 
 ArgumentSpec localeArgument(std::string_view description, ArgumentSpec::Count count) {
-    return {"LOCALE",
-            "LOCALE",
-            description,
-            {},
-            ArgumentSpec::Need::required,
-            count,
-            {appStoreLocales().begin(), appStoreLocales().end()}};
+    return {"LOCALE", "LOCALE", description, {}, ArgumentSpec::Need::required, count};
+}
+
+ArgumentSpec newLocaleArgument() {
+    ArgumentSpec locale = localeArgument("The locale, such as pt-BR", ArgumentSpec::Count::once);
+    locale.suggestions = {appStoreLocales().begin(), appStoreLocales().end()};
+    return locale;
 }
 
 } // namespace
@@ -89,7 +107,7 @@ std::vector<Command> localeCommands() {
         {.name = "locale", .summary = "Add locales, and choose those that take part"},
         {.name = "locale add",
          .summary = "Add a locale; the next push creates it on App Store Connect",
-         .arguments = {localeArgument("The locale, such as pt-BR", Count::once), folderArgument()},
+         .arguments = {newLocaleArgument(), folderArgument()},
          .heeds = {"--app", "--workspace", "--context", "--dry-run"},
          .run = addLocale,
          .details = addLocaleText},
@@ -107,6 +125,13 @@ std::vector<Command> localeCommands() {
          .arguments = {localeArgument("The locales", Count::repeated)},
          .heeds = {"--app", "--workspace"},
          .run = disableLocales},
+        {.name = "locale set",
+         .summary = "Say how texts of locales are generated",
+         .arguments = {localeArgument("The locales", Count::repeated),
+                       {"--safe-mode", "MODE", "Whether generated texts never replace one", {"on", "off"}},
+                       {"--script", "SCRIPT", "The script to write in, such as Latn; none forgets it"}},
+         .heeds = {"--app", "--workspace"},
+         .run = setLocales},
     };
 }
 

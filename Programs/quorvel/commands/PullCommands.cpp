@@ -48,17 +48,19 @@ void printPull(Output& output, const PullTexts::Result& pulled) {
         output.note("Locales that are disabled are not pulled; 'quorvel locale enable' lets them take part.");
     printEdits(output, result);
     if (!result.kept.empty()) output.note(afterBackupText);
-    if (pulled.contexts.size() > 1) // for somebody who does not know yet that an app has several
+    if (summary.locales.empty() && pulled.disabledLocales.empty())
+        output.note("App Store Connect has no locale of it yet; 'quorvel locale add en-US' begins one.");
+    if (pulled.isFirst && pulled.contexts.size() > 1) // who does not know yet that an app has several
         output.note(fmt::format("The app has {}. {} --context chooses another.",
                                 fmt::join(pulled.contexts, ", "), switchContextText));
 }
 
 void printPulls(Output& output, const std::vector<Pull>& pulls) {
-    Table table{.columns = {{"App", Table::Align::left, Table::Fit::cut},
+    Table table{.columns = {{"App"},
                             {"Context"},
-                            {"Version"},
+                            {"Version", Table::Align::left, Table::Fit::drop},
                             {"State"},
-                            {"Locales", Table::Align::right},
+                            {"Locales", Table::Align::right, Table::Fit::drop},
                             {"Result"}},
                 .rows = {}};
     for (const Pull& pull : pulls) {

@@ -1,6 +1,6 @@
-#include "Core/metadata/Locales.h"
 #include "Platform/task/Task.h"
 #include "Platform/text/Counted.h"
+#include "Platform/text/Text.h"
 #include "Programs/quorvel/Errors.h"
 #include "Programs/quorvel/Performing.h"
 #include "Programs/quorvel/commands/Groups.h"
@@ -16,32 +16,13 @@ namespace quorvel {
 
 namespace {
 
-ExitStatus showPlan(Output& output, const PlanPush::Result& planned) {
-    const PushPlan& plan = planned.plan;
-    output.document(planned);
-    for (const PlannedRequest& request : plan.requests) {
-        output.line(fmt::format("{} {}", request.method, request.path));
-        output.verbatim(encodeJSON(request.body, {JSONLayout::pretty, JSONKeyOrder::declared}));
-        output.line();
-    }
-    printWarnings(output, plan.warnings);
-    for (const PushOutcome& outcome : plan.conflicts)
-        output.warning(fmt::format("{} {} would fail: {}", outcome.change.locale,
-                                   shortLabelOf(outcome.change.field), outcome.errorMessage.value_or("")));
-    printLeftOut(output, plan.leftOut);
-    output.note(
-        fmt::format("Dry run: {} would be sent, nothing was.", counted(plan.requests.size(), "request")));
-    return plan.requests.empty() && !plan.conflicts.empty() ? ExitStatus::failed : ExitStatus::done;
-}
-
 FailureKind kindOf(const PushOutcome& outcome) {
     const auto failure = outcome.failure;
     return failure ? failureKindOf(*failure) : FailureKind::failed;
 }
 
 // When nothing at all could be pushed, the reason that all failures share tells how the program ends.
-ExitStatus exitStatusOf(const PushReport& report, bool leavesWaiting) {
-    const auto& outcomes = report.outcomes;
+ExitStatus exitStatusOf(const std::vector<PushOutcome>& outcomes, bool leavesWaiting) {
     const auto failed = std::ranges::count(outcomes, false, &PushOutcome::success);
     if (failed == 0) return leavesWaiting ? ExitStatus::partlyDone : ExitStatus::done;
     if (static_cast<std::size_t>(failed) < outcomes.size()) return ExitStatus::partlyDone;
@@ -51,52 +32,121 @@ ExitStatus exitStatusOf(const PushReport& report, bool leavesWaiting) {
     return shared ? first : ExitStatus::failed;
 }
 
-void printOutcomes(Output& output, const std::vector<PushOutcome>& outcomes) {
+// How the outcomes of a push, or of a dry run, are called.
+struct OutcomeWords {
+    std::string pushed = "pushed";
+    std::string failed = "FAILED";
+};
+
+Table::Cell resultCell(const PushOutcome& outcome, const OutcomeWords& words) {
+    if (outcome.success) return {words.pushed, Style::green};
+    return outcome.wasSent() ? Table::Cell{words.failed, Style::red} : Table::Cell{"not sent", Style::yellow};
+}
+
+void printTable(Output& output, const std::vector<PushOutcome>& outcomes, const OutcomeWords& words) {
     Table table{.columns = {{"Locale"}, {"Field"}, {"Result"}}, .rows = {}};
-    for (const PushOutcome& outcome : outcomes) {
-        Table::Cell result = outcome.success     ? Table::Cell{"pushed", Style::green}
-                             : outcome.wasSent() ? Table::Cell{"FAILED", Style::red}
-                                                 : Table::Cell{"not sent", Style::yellow};
-        table.rows.push_back({outcome.change.locale, shortLabelOf(outcome.change.field), std::move(result)});
-    }
+    for (const PushOutcome& outcome : outcomes)
+        table.rows.push_back(
+            {outcome.change.locale, shortLabelOf(outcome.change.field), resultCell(outcome, words)});
     output.table(table);
+}
+
+// Texts, each with the fields that it is said of, in the order of the first.
+class Remarks {
+  public:
+    void add(const std::string& text, const FieldKey& key) {
+        auto found = std::ranges::find(remarks_, text, &Remark::first);
+        if (found == remarks_.end()) found = remarks_.insert(found, {text, {}});
+        found->second.push_back(key);
+    }
+    void print(Output& output, std::string_view verb = "") const {
+        for (const auto& [text, keys] : remarks_)
+            output.warning(fmt::format("{}{}{}: {}",
+                                       keys.size() > 1 ? fmt::format("{} fields, ", keys.size()) : "",
+                                       placesOf(keys), verb, text));
+    }
+
+  private:
+    using Remark = std::pair<std::string, std::vector<FieldKey>>;
+    std::vector<Remark> remarks_;
+};
+
+void printOutcomes(Output& output, const std::vector<PushOutcome>& outcomes) {
+    printTable(output, outcomes, {});
     // The report below has the first error.
     const auto first = std::ranges::find_if(
         outcomes, [](const PushOutcome& outcome) { return !outcome.success && outcome.wasSent(); });
-    const auto unsent = std::ranges::count(outcomes, false, &PushOutcome::wasSent);
-    if (unsent > 0)
-        output.warning(fmt::format("the push was cancelled; {} not sent, pushing again sends the rest",
-                                   counted(static_cast<std::size_t>(unsent), "field")));
+    Remarks failures;
+    Remarks remarks;
+    std::size_t cancelled = 0;
     for (const PushOutcome& outcome : outcomes) {
-        const auto tell = [&](const std::string& text) {
-            output.warning(
-                fmt::format("{} {}: {}", outcome.change.locale, shortLabelOf(outcome.change.field), text));
-        };
-        if (outcome.remark) tell(*outcome.remark);
-        if (outcome.errorMessage && outcome.wasSent() && outcome.errorMessage != first->errorMessage)
-            tell(*outcome.errorMessage);
+        if (outcome.remark) remarks.add(*outcome.remark, outcome.change.key());
+        if (outcome.notSent && !outcome.failure)
+            ++cancelled;
+        else if (outcome.errorMessage &&
+                 (first == outcomes.end() || outcome.errorMessage != first->errorMessage))
+            failures.add(*outcome.errorMessage, outcome.change.key());
     }
+    failures.print(output);
+    if (cancelled > 0)
+        output.warning(fmt::format("the push was cancelled; {} not sent, pushing again sends the rest",
+                                   counted(cancelled, "field")));
+    remarks.print(output);
 }
 
-ExitStatus nothingToPush(Output& output, const PlanPush::Result& planned) {
+// What a push would do now, told as the push would tell it.
+ExitStatus showPlan(Invocation& invocation, const PlanPush::Result& planned) {
+    Output& output = invocation.output;
+    const PushPlan& plan = planned.plan;
+    std::vector<PushOutcome> outcomes;
+    Remarks failures;
+    for (const PendingChange& change : plan.changes) {
+        const auto conflict = std::ranges::find(
+            plan.conflicts, change.key(), [](const PushOutcome& outcome) { return outcome.change.key(); });
+        outcomes.push_back(conflict == plan.conflicts.end() ? PushOutcome{.change = change, .success = true}
+                                                            : *conflict);
+        if (!outcomes.back().success) failures.add(outcomes.back().errorMessage.value_or(""), change.key());
+    }
+    output.document(planned);
+    printTable(output, outcomes, {"would be pushed", "WOULD FAIL"});
+    failures.print(output, " would fail");
+    if (invocation.global.verbose) printRequests(output, plan.requests);
+    output.note(
+        fmt::format("Dry run: {} would be sent, nothing was.", counted(plan.requests.size(), "request")));
+    return exitStatusOf(outcomes, planned.leavesWaiting);
+}
+
+Detail detailOf(const Invocation& invocation) {
+    return invocation.global.verbose ? Detail::each : Detail::summary;
+}
+
+ExitStatus nothingToPush(Invocation& invocation, const PlanPush::Result& planned) {
+    Output& output = invocation.output;
     output.document(planned);
     output.line(*planned.plan.nothing);
     if (!planned.plan.leftOut.empty()) output.line();
-    printLeftOut(output, planned.plan.leftOut);
+    printLeftOut(output, planned.plan.leftOut, detailOf(invocation));
     return planned.leavesWaiting ? ExitStatus::failed : ExitStatus::done;
 }
 
-void confirmPush(Invocation& invocation, const PushPlan& plan) {
+Consent confirmPush(Invocation& invocation, const PushPlan& plan) {
     std::set<std::string_view> locales;
     for (const PendingChange& change : plan.changes)
         locales.insert(change.locale);
     const std::string what = fmt::format("{} · {} to {} {} ({})", counted(plan.changes.size(), "field"),
                                          counted(locales.size(), "locale"), plan.app.displayName,
                                          plan.version.versionString, plan.context);
-    Output& output = invocation.output;
-    if (!invocation.global.yes && output.canAsk()) printChanges(output, listedChangesOf(plan.changes));
-    confirmOnTerminal(invocation, fmt::format("Push {}?", what), "Nothing was pushed.");
-    output.note(fmt::format("Pushing {}.", what));
+    const auto unread = std::ranges::count_if(
+        plan.changes, [](const PendingChange& change) { return change.review.has_value(); });
+    const std::string question =
+        unread == 0 ? fmt::format("Push {}?", what)
+                    : fmt::format("Push {}, of which nobody read {}?", what,
+                                  counted(static_cast<std::size_t>(unread), "generated text"));
+    const Consent consent = askConsent(invocation, {question, "Nothing was pushed.", [&](Output& terminal) {
+                                                        printChanges(terminal, listedChangesOf(plan.changes));
+                                                    }});
+    invocation.output.note(fmt::format("Pushing {}.", what));
+    return consent;
 }
 
 ExitStatus push(Invocation& invocation) {
@@ -106,33 +156,35 @@ ExitStatus push(Invocation& invocation) {
     for (const std::string& field : invocation.arguments.values("--field"))
         request.fields.push_back(*fromRawValue<FieldType>(field));
     request.allowClear = invocation.arguments.has("--allow-clear");
+    // On a terminal the question names them.
+    request.allowUnreviewed =
+        invocation.arguments.has("--allow-unreviewed") || (output.canAsk() && !invocation.global.yes);
     request.withRequests = request.dryRun;
     const auto planned = perform<PlanPush>(invocation, request);
     const PushPlan& plan = planned.plan;
     for (const std::string& notice : plan.notices)
         output.warning(notice);
-    if (plan.nothing) return nothingToPush(output, planned);
-    if (request.dryRun) return showPlan(output, planned);
-
-    printWarnings(output, plan.warnings);
-    printLeftOut(output, plan.leftOut);
+    if (plan.nothing) return nothingToPush(invocation, planned);
+    printLeftOut(output, plan.leftOut, detailOf(invocation));
     if (!plan.leftOut.empty()) output.line();
-    confirmPush(invocation, plan);
-    const auto pushed = perform<PushTexts>(invocation, {plan, invocation.global.workspace});
+    printWarnings(output, plan.warnings);
+    if (request.dryRun) return showPlan(invocation, planned);
+
+    const Consent consent = confirmPush(invocation, plan);
+    const auto pushed = perform<PushTexts>(invocation, {plan, invocation.global.workspace}, consent);
     output.document(pushed);
     printOutcomes(output, pushed.report.outcomes);
     output.line();
-    output.line(pushed.report.report);
+    output.lines(pushed.report.report);
+    if (pushed.report.historyProblem) output.warning(*pushed.report.historyProblem);
     checkCancellation();
-    return exitStatusOf(pushed.report, planned.leavesWaiting);
+    return exitStatusOf(pushed.report.outcomes,
+                        planned.leavesWaiting || pushed.report.historyProblem.has_value());
 }
 
 } // namespace
 
 std::vector<Command> pushCommands() {
-    std::vector<std::string_view> fields;
-    for (const FieldType field : allFieldTypes)
-        fields.push_back(rawValue(field));
     return {
         {.name = "push",
          .summary = "Send changed texts to App Store Connect",
@@ -142,23 +194,25 @@ std::vector<Command> pushCommands() {
                         "Only this locale",
                         {},
                         ArgumentSpec::Need::optional,
-                        ArgumentSpec::Count::repeated,
-                        {appStoreLocales().begin(), appStoreLocales().end()}},
-                       {"--field", "FIELD", "Only this field", fields, ArgumentSpec::Need::optional,
                         ArgumentSpec::Count::repeated},
-                       {"--allow-clear", "", "Also push changes that remove a text"}},
+                       fieldOption(),
+                       {"--allow-clear", "", "Also push changes that remove a text"},
+                       {"--allow-unreviewed", "", "Also push texts that were generated and not read since"}},
          .heeds = {"--app", "--workspace", "--context", "--dry-run", "--yes"},
          .run = push,
          .details =
              "Only what changed is sent, one request per locale and resource. "
-             "Texts over a limit, folders that are no App Store locale, "
-             "and changes of nothing but a final line break are left out and named; "
-             "a text that is over its limit, begins with a byte order mark or would be removed ends the "
-             "push with status 7, or with 1 when nothing could be sent. "
+             "Texts over a limit, folders that are no App Store locale, the release notes of a first version "
+             "and changes of nothing but a final line break are left out and named. "
+             "A push that leaves out a part of what was asked for ends with status 7, "
+             "and with 1 when nothing of it could be sent: a text that is over its limit, begins with a byte "
+             "order mark, would be removed, or was generated and neither edited nor accepted since, a folder named almost like a locale, whatever --locale or "
+             "--field names. "
+             "On a terminal generated texts are asked for instead of being left out. "
              "A failed change does not stop the others, and pushing again sends only what is missing. "
-             "A dry run ends with 0 when something would be sent, whatever is left out, "
-             "and with 1 when nothing can be. On a terminal the push is confirmed first, "
-             "unless --yes is given; without a terminal nothing is asked."},
+             "A dry run shows what a push would do now and ends as that would; "
+             "with --verbose it shows the requests too.",
+         .asksFirst = true},
     };
 }
 

@@ -1,10 +1,16 @@
+#include "Core/metadata/Locales.h"
 #include "Platform/text/Spelling.h"
 #include "Programs/quorvel/Completion.h"
 #include "Programs/quorvel/Errors.h"
 #include "Programs/quorvel/Help.h"
-#include "Programs/quorvel/Invocation.h"
+#include "Programs/quorvel/Performing.h"
 #include "Programs/quorvel/commands/Groups.h"
 #include "Quorvel/actions/ActionCatalogue.h"
+#include "Quorvel/actions/AppActions.h"
+#include "Quorvel/actions/HistoryActions.h"
+#include "Quorvel/actions/LocaleActions.h"
+#include "Quorvel/actions/WorkspaceActions.h"
+#include "Quorvel/application/Failure.h"
 
 #include <fmt/format.h>
 #include <fmt/ranges.h>
@@ -24,6 +30,54 @@ ExitStatus printCompletion(Invocation& invocation) {
     const std::string script = completionScript(shell);
     invocation.output.document(CompletionRecord{shell, script});
     if (!invocation.output.isJSON()) invocation.output.raw(script);
+    return ExitStatus::done;
+}
+
+struct CompletionValues {
+    std::vector<std::string> values;
+    QUORVEL_RECORD(CompletionValues, values)
+};
+
+// The locales of the app that is meant; all of the App Store where none is.
+std::vector<std::string> localesFor(Invocation& invocation) {
+    try {
+        std::vector<std::string> codes;
+        for (const auto& locale : perform<ListLocales>(invocation, requestOf<AppRequest>(invocation)).locales)
+            codes.push_back(locale.code);
+        if (!codes.empty()) return codes;
+    } catch (const ApplicationError&) { // there is no such app, or nobody said which
+    }
+    return {appStoreLocales().begin(), appStoreLocales().end()};
+}
+
+std::vector<std::string> runsFor(Invocation& invocation) {
+    std::vector<std::string> runs;
+    for (const HistoryRun& run : perform<ListRuns>(invocation, requestOf<ListRuns::Request>(invocation)).runs)
+        runs.push_back(run.shortName);
+    if (!runs.empty()) runs.insert(runs.begin(), "last");
+    return runs;
+}
+
+// Asks nobody, and nothing but the records.
+std::vector<std::string> completionValues(Invocation& invocation, std::string_view kind) {
+    if (kind == "locales") return localesFor(invocation);
+    if (kind == "runs") return runsFor(invocation);
+    std::vector<std::string> values;
+    if (kind == "apps")
+        for (const AppOverview& app :
+             perform<ListApps>(invocation, requestOf<ListApps::Request>(invocation)).apps)
+            values.push_back(app.slug);
+    else
+        for (const auto& workspace : perform<ListWorkspaces>(invocation, {}).workspaces)
+            values.push_back(workspace.name);
+    return values;
+}
+
+ExitStatus printValues(Invocation& invocation) {
+    const CompletionValues found{completionValues(invocation, *invocation.arguments.value("KIND"))};
+    invocation.output.document(found);
+    for (const std::string& value : found.values)
+        invocation.output.verbatim(onOneLine(value));
     return ExitStatus::done;
 }
 
@@ -119,13 +173,22 @@ std::vector<Command> shellCommands() {
          .details = "A command performs one action, or a preparing one and then the one that it prepares; "
                     "--json prints the result of the last."},
         {.name = "completion",
-         .summary = "Print a script with which a shell completes commands and options",
+         .summary = "Print a script with which a shell completes commands, options and recorded names",
          .arguments =
              {{"SHELL", "SHELL", "The shell", {"bash", "zsh", "fish"}, ArgumentSpec::Need::required}},
          .run = printCompletion,
          .details = "bash: source <(quorvel completion bash)\n"
                     "zsh: quorvel completion zsh > ~/.zfunc/_quorvel, with ~/.zfunc in fpath\n"
                     "fish: quorvel completion fish > ~/.config/fish/completions/quorvel.fish"},
+        {.name = "completion values",
+         .summary = "Print what is recorded here, a value per line, as the scripts of the shells ask for it",
+         .arguments = {{"KIND",
+                        "KIND",
+                        "What is completed",
+                        {"apps", "workspaces", "runs", "locales"},
+                        ArgumentSpec::Need::required}},
+         .heeds = {"--app", "--workspace"},
+         .run = printValues},
     };
 }
 

@@ -13,15 +13,20 @@
 #include <chrono>
 #include <filesystem>
 #include <map>
+#include <set>
 
 namespace quorvel {
+
+std::string withReview(std::string explanation, const std::optional<ReviewMark>& review) {
+    return review ? fmt::format("{} · {}", explanation, shortTextOf(*review)) : explanation;
+}
 
 std::vector<ListedChange> listedChangesOf(const std::vector<PendingChange>& changes) {
     std::vector<ListedChange> listed;
     for (const PendingChange& change : changes)
         listed.push_back({.locale = change.locale,
                           .field = change.field,
-                          .explanation = MetadataDiff::explain(change),
+                          .explanation = withReview(MetadataDiff::explain(change), change.review),
                           .isNewLocale = change.isNewLocale,
                           .clears = change.clears()});
     return listed;
@@ -44,14 +49,50 @@ void printChanges(Output& output, const std::vector<ListedChange>& changes) {
     output.table(table);
 }
 
-void printLeftOut(Output& output, const std::vector<LeftOutChange>& leftOut) {
+void printLeftOut(Output& output, const std::vector<LeftOutChange>& leftOut, Detail detail) {
+    constexpr std::size_t listedAtMost = 3; // of a reason
     if (leftOut.empty()) return;
     output.line(fmt::format("{} left out:", counted(leftOut.size(), "change")));
-    for (const LeftOutChange& one : leftOut)
-        output.line(fmt::format("  {} {}: {}", escapeControls(one.change.locale),
-                                shortLabelOf(one.change.field), one.explanation));
+    for (const LeftOutGroup& group : groupsOf(leftOut)) {
+        const bool isToldAtOnce = std::ranges::all_of(
+            group.changes, [&](const LeftOutChange& one) { return one.explanation == group.explanation; });
+        if (detail == Detail::each || (group.changes.size() <= listedAtMost && !isToldAtOnce)) {
+            for (const LeftOutChange& one : group.changes)
+                output.line(fmt::format("  {}: {}", placesOf({one.change.key()}), one.explanation));
+            continue;
+        }
+        std::vector<FieldKey> keys;
+        for (const LeftOutChange& one : group.changes)
+            keys.push_back(one.change.key());
+        output.line(keys.size() == 1 ? fmt::format("  {}: {}", placesOf(keys), group.explanation)
+                                     : fmt::format("  {} changes ({}): {}", keys.size(), placesOf(keys),
+                                                   group.explanation));
+    }
     if (std::ranges::find(leftOut, LeftOutReason::localeDisabled, &LeftOutChange::reason) != leftOut.end())
         output.line("  'quorvel locale enable LOCALE' lets a disabled locale take part again.");
+}
+
+std::string placesOf(const std::vector<FieldKey>& keys) {
+    std::map<FieldType, std::vector<std::string>> localesOf;
+    std::set<std::string_view> locales;
+    for (const FieldKey& key : keys) {
+        localesOf[key.field].push_back(escapeControls(key.locale));
+        locales.insert(key.locale);
+    }
+    std::vector<std::string> parts;
+    for (const auto& [field, names] : localesOf)
+        parts.push_back(locales.size() == 1 ? std::string(shortLabelOf(field))
+                                            : fmt::format("{} of {}", shortLabelOf(field), someOf(names)));
+    if (locales.size() != 1) return fmt::format("{}", fmt::join(parts, "; "));
+    return fmt::format("{} {}", escapeControls(*locales.begin()), fmt::join(parts, ", "));
+}
+
+void printRequests(Output& output, const std::vector<PlannedRequest>& requests) {
+    for (const PlannedRequest& request : requests) {
+        output.line(fmt::format("{} {}", request.method, request.path));
+        output.verbatim(encodeJSON(request.body, {JSONLayout::pretty, JSONKeyOrder::declared}));
+        output.line();
+    }
 }
 
 void printWarnings(Output& output, const std::vector<PushWarning>& warnings) {
@@ -127,6 +168,11 @@ std::string callInWorkspace(const std::optional<std::string>& workspace) {
 std::string priceText(double dollars) {
     constexpr double cent = 0.01;
     return dollars > 0 && dollars < cent ? "less than $0.01" : fmt::format("${:.2f}", dollars);
+}
+
+std::string priceText(double dollars, bool isAtMost) {
+    constexpr double cent = 0.01;
+    return isAtMost && dollars >= cent ? "at most " + priceText(dollars) : priceText(dollars);
 }
 
 } // namespace quorvel

@@ -2,6 +2,7 @@
 #pragma once
 
 #include "Core/metadata/MetadataPuller.h"
+#include "Core/metadata/PlannedRequest.h"
 #include "Core/metadata/PushSelection.h"
 #include "Programs/quorvel/Output.h"
 
@@ -20,12 +21,19 @@ struct ListedChange {
     bool isNewLocale = false;
     bool clears = false;
 };
+/// What is said of a change, and that its text was generated and not read since.
+[[nodiscard]] std::string withReview(std::string explanation, const std::optional<ReviewMark>& review);
 /// The changes with what each is, one a line, and one line for each new locale.
 void printChanges(Output& output, const std::vector<ListedChange>& changes);
 [[nodiscard]] std::vector<ListedChange> listedChangesOf(const std::vector<PendingChange>& changes);
-/// What a push leaves out and why, when there is anything.
-void printLeftOut(Output& output, const std::vector<LeftOutChange>& leftOut);
+enum class Detail { summary, each };
+/// What a push leaves out and why, when there is anything: by reason, what was asked for first.
+void printLeftOut(Output& output, const std::vector<LeftOutChange>& leftOut, Detail detail = Detail::summary);
 void printWarnings(Output& output, const std::vector<PushWarning>& warnings);
+/// Requests as they would be sent, with their bodies.
+void printRequests(Output& output, const std::vector<PlannedRequest>& requests);
+/// "de-DE Name, Keywords" for one locale, else "Name of de-DE, fr-FR; Keywords of it and 12 more".
+[[nodiscard]] std::string placesOf(const std::vector<FieldKey>& keys);
 
 enum class Backups { made, planned };
 /// Where the edits were backed up that a run replaced, or that it would. `lead` comes first on each line.
@@ -48,5 +56,7 @@ void printBackups(Output& output, const std::vector<KeptEdit>& kept, Backups bac
 
 /// "$0.12", or "less than $0.01".
 [[nodiscard]] std::string priceText(double dollars);
+/// The same as an upper bound where it is one: "at most $0.12".
+[[nodiscard]] std::string priceText(double dollars, bool isAtMost);
 
 } // namespace quorvel

@@ -13,17 +13,12 @@
 
 #include <algorithm>
 #include <atomic>
-#include <map>
-#include <utility>
 
 namespace quorvel {
 
 namespace {
 
-ExitStatus showPrompts(Output& output, const PlanTranslation::Result& planned) {
-    const TranslationPlan& plan = planned.plan;
-    output.document(planned);
-    if (output.isJSON()) return ExitStatus::done;
+void printPrompts(Output& output, const TranslationPlan& plan) {
     for (const auto& preview : plan.items) {
         output.styledLine(
             output.styled(Style::bold, fmt::format("{} {}", escapeControls(preview.item.targetLocale),
@@ -32,9 +27,39 @@ ExitStatus showPrompts(Output& output, const PlanTranslation::Result& planned) {
         if (preview.fromCache) output.line("Answered from the cache; nothing would be sent.");
         if (preview.prompt) output.raw(preview.prompt->system + "\n\n" + preview.prompt->user + "\n\n");
     }
-    output.note(fmt::format("Dry run: {} would be sent at an estimated cost of {}, nothing was.",
+}
+
+// How many texts share a fate, and which.
+void printSummary(Output& output, const TranslationPlan& plan) {
+    std::vector<std::pair<std::string, std::vector<FieldKey>>> fates; // in the order of the first
+    for (const auto& preview : plan.items) {
+        const std::string fate = preview.skippedBecause ? "Skipped: " + *preview.skippedBecause
+                                 : preview.fromCache    ? "Answered from the cache"
+                                                        : "To be asked for";
+        auto found = std::ranges::find(fates, fate, &decltype(fates)::value_type::first);
+        if (found == fates.end()) found = fates.insert(found, {fate, {}});
+        found->second.push_back({preview.item.targetLocale, preview.item.field});
+    }
+    Table table{.columns = {{"Texts", Table::Align::right},
+                            {"What", Table::Align::left, Table::Fit::wrap},
+                            {"Which", Table::Align::left, Table::Fit::wrap}},
+                .rows = {}};
+    for (const auto& [fate, keys] : fates)
+        table.rows.push_back({std::to_string(keys.size()), fate, placesOf(keys)});
+    output.table(table);
+}
+
+ExitStatus showPlan(Invocation& invocation, const PlanTranslation::Result& planned) {
+    Output& output = invocation.output;
+    const TranslationPlan& plan = planned.plan;
+    output.document(planned);
+    if (output.isJSON()) return ExitStatus::done;
+    printSummary(output, plan);
+    if (invocation.global.verbose) printPrompts(output, plan);
+    output.note(fmt::format("Dry run: {} would be sent at an estimated cost of {}, nothing was.{}",
                             counted(static_cast<std::size_t>(plan.requests), "request"),
-                            priceText(plan.estimatedCostUSD)));
+                            priceText(plan.estimatedCostUSD, plan.costIsAtMost),
+                            invocation.global.verbose ? "" : " --verbose shows the prompts."));
     return ExitStatus::done;
 }
 
@@ -44,34 +69,37 @@ std::string whyNothing(const TranslationPlan& plan) {
     return fmt::format("The fields are empty in {}, or 'quorvel rules' turns them off.", plan.sourceLocale);
 }
 
-void confirmCost(Invocation& invocation, double dollars) {
+void confirmCost(Invocation& invocation, const TranslationPlan& plan) {
     constexpr double threshold = 0.5;
-    if (dollars > threshold)
-        confirmOnTerminal(invocation, fmt::format("This is estimated to cost {}. Go on?", priceText(dollars)),
-                          "Nothing was sent.");
+    if (plan.replacements > 0)
+        invocation.output.note(fmt::format("{} that {} there already will be replaced and backed up first.",
+                                           counted(static_cast<std::size_t>(plan.replacements), "text"),
+                                           plan.replacements == 1 ? "is" : "are"));
+    if (plan.estimatedCostUSD > threshold)
+        confirmCost(invocation,
+                    fmt::format("This is estimated to cost {}. Go on?",
+                                priceText(plan.estimatedCostUSD, plan.costIsAtMost)),
+                    "Nothing was sent.");
 }
 
 Table::Cell resultCell(const TranslatedText& text) {
     if (text.error) return {"FAILED", Style::red};
     if (text.skipped) return {"skipped", Style::dim};
+    if (!text.review) return {"as it was", Style::dim};
     if (text.isOverLimit) return {"cut, review", Style::yellow};
+    if (!text.remarks.empty()) return {"see remarks, review", Style::yellow};
     return {text.fromCache ? "from the cache, review" : "review", Style::green};
 }
 
-// What goes wrong with many texts alike is told once.
+// Errors first.
 void printProblems(Output& output, const std::vector<TranslatedText>& texts) {
-    std::map<std::string_view, std::size_t> counts;
+    std::vector<PushWarning> problems;
     for (const TranslatedText& text : texts)
-        if (text.error) ++counts[*text.error];
-    for (const TranslatedText& text : texts) {
-        const std::string name = fmt::format("{} {}", text.locale, shortLabelOf(text.field));
+        if (text.error) problems.push_back({text.locale, text.field, *text.error});
+    for (const TranslatedText& text : texts)
         for (const std::string& remark : text.remarks)
-            output.warning(fmt::format("{}: {}", name, remark));
-        if (!text.error) continue;
-        const std::size_t count = std::exchange(counts[*text.error], 0);
-        const std::string others = count > 1 ? fmt::format(" and {} more", count - 1) : "";
-        if (count > 0) output.warning(fmt::format("{}{}: {}", name, others, *text.error));
-    }
+            problems.push_back({text.locale, text.field, remark});
+    printWarnings(output, problems);
 }
 
 void printReport(Output& output, const TranslationReport& report) {
@@ -89,8 +117,10 @@ void printReport(Output& output, const TranslationReport& report) {
         output.note(fmt::format("Texts that were there were backed up, such as {}", *replaced->backup));
     output.line();
     const auto written = std::ranges::count(report.texts, true, &TranslatedText::review);
-    output.line(fmt::format("Wrote {} for {}. Read them with 'quorvel diff' before you push.",
-                            counted(static_cast<std::size_t>(written), "text"), priceText(report.costUSD)));
+    output.line(fmt::format("Wrote {} for {}. Read them with 'quorvel diff', then accept them with "
+                            "'quorvel translate --accept' and push.",
+                            counted(static_cast<std::size_t>(written), "text"),
+                            priceText(report.costUSD, report.costIsAtMost)));
 }
 
 ExitStatus exitStatusOf(const TranslateTexts::Result& result) {
@@ -132,25 +162,59 @@ ExitStatus translateFields(Invocation& invocation, std::vector<FieldType> fields
     request.fresh = invocation.arguments.has("--fresh");
     const auto planned = perform<PlanTranslation>(invocation, request);
     Output& output = invocation.output;
+    for (const UnreadableText& text : planned.plan.unreadable)
+        output.warning(
+            fmt::format("{} {} is left out: {}", text.locale, shortLabelOf(text.field), text.explanation));
+    const bool leavesOut = !planned.plan.unreadable.empty();
     if (planned.plan.nothing) {
         output.document(planned);
         output.line(nothingToTranslateText);
         output.note(whyNothing(planned.plan));
-        return ExitStatus::done;
+        return leavesOut ? ExitStatus::failed : ExitStatus::done;
     }
-    if (invocation.global.dryRun) return showPrompts(output, planned);
-    confirmCost(invocation, planned.plan.estimatedCostUSD);
+    if (invocation.global.dryRun) return showPlan(invocation, planned);
+    confirmCost(invocation, planned.plan);
     const auto result = translate(invocation, {planned.plan, request.workspace, request.folder});
     output.document(result);
     printReport(output, result.report);
-    return exitStatusOf(result);
+    const ExitStatus status = exitStatusOf(result);
+    return leavesOut && status == ExitStatus::done ? ExitStatus::partlyDone : status;
+}
+
+ExitStatus acceptTexts(Invocation& invocation, std::vector<FieldType> fields) {
+    for (const std::string_view option : {"--from", "--all", "--fresh"})
+        if (invocation.arguments.has(option))
+            throw UsageError(
+                fmt::format("{} says how to translate, and --accept translates nothing", option));
+    auto request = requestOf<AcceptTexts::Request>(invocation);
+    request.locales = listOf(invocation.arguments, "--to");
+    request.fields = std::move(fields);
+    const auto result = perform<AcceptTexts>(invocation, request);
+    Output& output = invocation.output;
+    output.document(result);
+    const auto& [context, accepted, left] = result.texts;
+    const std::string others =
+        left == 0 ? "" : fmt::format(" {} still unread.", counted(static_cast<std::size_t>(left), "text"));
+    if (accepted.empty()) {
+        output.line(fmt::format("Nothing to accept.{}", others));
+        return ExitStatus::done;
+    }
+    Table table{.columns = {{"Locale"}, {"Field"}, {"Was"}}, .rows = {}};
+    for (const UnreadText& text : accepted)
+        table.rows.push_back({text.locale, shortLabelOf(text.field), std::string(shortTextOf(text.mark))});
+    output.table(table);
+    output.line();
+    output.line(fmt::format("{} {}.{}", request.dryRun ? "Would accept" : "Accepted",
+                            counted(accepted.size(), "text"), others));
+    return ExitStatus::done;
 }
 
 ExitStatus translateTexts(Invocation& invocation) {
     std::vector<FieldType> fields;
     for (const std::string& field : invocation.arguments.values("--field"))
         fields.push_back(*fromRawValue<FieldType>(field));
-    return translateFields(invocation, std::move(fields));
+    return invocation.arguments.has("--accept") ? acceptTexts(invocation, std::move(fields))
+                                                : translateFields(invocation, std::move(fields));
 }
 
 ExitStatus generateKeywords(Invocation& invocation) {
@@ -195,12 +259,9 @@ const Command& generateKeywordsCommand() {
 }
 
 std::vector<Command> translateCommands() {
-    std::vector<std::string_view> fields;
-    for (const FieldType field : allFieldTypes)
-        fields.push_back(rawValue(field));
     std::vector<ArgumentSpec> all = translationArguments();
-    all.push_back({"--field", "FIELD", "Only this field", fields, ArgumentSpec::Need::optional,
-                   ArgumentSpec::Count::repeated});
+    all.push_back(fieldOption());
+    all.push_back({"--accept", "", "Translate nothing; say that the generated texts were read"});
     return {{.name = "translate",
              .summary = "Translate texts into the app's other locales",
              .arguments = std::move(all),
@@ -210,8 +271,12 @@ std::vector<Command> translateCommands() {
                  "By default those texts are translated that are empty, "
                  "or that were translated from an older source and not edited since. "
                  "Every text is kept within its limit and written to its file as soon as it is there, "
-                 "marked for review; a push sends it later. "
-                 "Keywords are generated instead of being translated. A dry run prints the prompts. "
+                 "marked as unread. Editing it or --accept, also with --to and --field, clears the mark; "
+                 "a push leaves unread texts out unless it is told otherwise. "
+                 "An answer that lost an address or a placeholder, is a refusal or was cut off is asked for "
+                 "again and then fails; a lost term, number or rendering of the glossary is a remark. "
+                 "Keywords are generated instead of being translated. A dry run tells what would be asked "
+                 "and what it costs, with --verbose the prompts too. "
                  "On a terminal a run that is estimated to cost more than $0.50 is confirmed first, "
                  "unless --yes is given. The service is reached through the relay of an endpoints file or "
                  "of the build."}};

@@ -7,6 +7,7 @@
 
 #include <fmt/format.h>
 
+#include <algorithm>
 #include <map>
 
 namespace quorvel {
@@ -32,6 +33,16 @@ void printSkipped(const Invocation& invocation, const std::vector<SkippedEntry>&
                                                                   someOf(paths), reason));
 }
 
+// A text that stays behind is no success: it cannot be read, or probably has another name.
+ExitStatus statusFor(const std::vector<SkippedEntry>& skipped, bool didSomething) {
+    using Kind = SkippedEntry::Kind;
+    const bool leavesTexts = std::ranges::any_of(skipped, [](const SkippedEntry& entry) {
+        return entry.kind == Kind::unreadable || entry.kind == Kind::misnamed;
+    });
+    if (!leavesTexts) return ExitStatus::done;
+    return didSomething ? ExitStatus::partlyDone : ExitStatus::failed;
+}
+
 ExitStatus importMetadata(Invocation& invocation) {
     auto request = requestOf<ImportTexts::Request>(invocation);
     request.tree = *invocation.arguments.value("DIR");
@@ -50,7 +61,7 @@ ExitStatus importMetadata(Invocation& invocation) {
                                    over.locale, shortLabelOf(over.field), limitOf(over.field)));
     printSkipped(invocation, report.skipped);
     noteDryRun(invocation);
-    return ExitStatus::done;
+    return statusFor(report.skipped, !report.imported.empty() || report.unchanged > 0);
 }
 
 ExitStatus exportMetadata(Invocation& invocation) {
@@ -66,7 +77,7 @@ ExitStatus exportMetadata(Invocation& invocation) {
                             report.unchanged));
     printSkipped(invocation, report.skipped);
     noteDryRun(invocation);
-    return ExitStatus::done;
+    return statusFor(report.skipped, report.written > 0 || report.unchanged > 0);
 }
 
 std::string_view whatWasTidied(const TidiedField& field) {
@@ -89,7 +100,7 @@ ExitStatus tidyMetadata(Invocation& invocation) {
         output.table(table);
     printSkipped(invocation, result.report.skipped);
     noteDryRun(invocation);
-    return ExitStatus::done;
+    return statusFor(result.report.skipped, !result.report.tidied.empty());
 }
 
 ArgumentSpec treeArgument(std::string_view description) {
@@ -106,8 +117,10 @@ std::vector<Command> treeCommands() {
          .arguments = {treeArgument("The tree"), folderArgument()},
          .heeds = {"--app", "--workspace", "--context", "--dry-run"},
          .run = importMetadata,
-         .details = "One final line break of each file is dropped. "
-                    "What is no locale or no field is skipped and named. Push sends the imported texts."},
+         .details =
+             "One final line break of each file is dropped. "
+             "What is no locale or no field is skipped and named; status 7 tells that texts were left behind. "
+             "Push sends the imported texts."},
         {.name = "metadata export",
          .summary = "Write the local texts as a tree of <locale>/<field>.txt files",
          .arguments = {treeArgument("Where to write"), folderArgument()},

@@ -65,14 +65,19 @@ ExitStatus createVersion(Invocation& invocation) {
     request.releaseType = invocation.arguments.value("--release-type");
     const auto planned = perform<PlanVersion>(invocation, request);
     if (invocation.global.dryRun) {
-        const PlannedRequest& shown = planned.plan.request;
         output.document(planned);
-        output.verbatim(fmt::format("{} {}\n{}", shown.method, shown.path,
-                                    encodeJSON(shown.body, {JSONLayout::pretty, JSONKeyOrder::declared})));
+        output.line(fmt::format("Would make version {} of {} for {}.", request.version,
+                                escapeControls(planned.plan.app.displayName), request.platform));
+        if (invocation.global.verbose) printRequests(output, {planned.plan.request});
         output.note("Dry run: nothing was sent.");
         return ExitStatus::done;
     }
-    const auto result = perform<CreateVersion>(invocation, {planned.plan, invocation.global.workspace});
+    const Consent consent =
+        askConsent(invocation, {fmt::format("Make version {} of {} for {}?", request.version,
+                                            planned.plan.app.displayName, request.platform),
+                                "Nothing was made."});
+    const auto result =
+        perform<CreateVersion>(invocation, {planned.plan, invocation.global.workspace}, consent);
     output.document(result);
     const auto& attributes = result.version.attributes;
     output.line(fmt::format("Made version {} of {} for {}: {}.", attributes.versionString.value_or(""),
@@ -134,8 +139,9 @@ std::vector<Command> versionCommands() {
                         "TYPE",
                         "When an approved version comes out",
                         {"MANUAL", "AFTER_APPROVAL", "SCHEDULED"}}},
-         .heeds = {"--app", "--workspace", "--dry-run"},
-         .run = createVersion},
+         .heeds = {"--app", "--workspace", "--dry-run", "--yes"},
+         .run = createVersion,
+         .asksFirst = true},
         {.name = "builds",
          .summary = "List the builds of an app, newest first",
          .arguments = {{"--version", "VERSION", "Only builds of this version"},

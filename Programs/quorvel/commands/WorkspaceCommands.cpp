@@ -65,9 +65,10 @@ ExitStatus deleteWorkspace(Invocation& invocation) {
         perform<PlanWorkspaceDeletion>(invocation, {nameOf(invocation)}).workspace;
     const std::string apps = counted(static_cast<std::size_t>(workspace.apps), "app");
     const std::string_view stay = workspace.apps == 1 ? "stays" : "stay";
-    confirmRemoval(invocation, fmt::format("Delete the workspace \"{}\"? Its {} {}, without a workspace.",
-                                           workspace.name, apps, stay));
-    const auto result = perform<DeleteWorkspace>(invocation, {workspace});
+    const Consent consent =
+        askConsent(invocation, {fmt::format("Delete the workspace \"{}\"? Its {} {}, without a workspace.",
+                                            workspace.name, apps, stay)});
+    const auto result = perform<DeleteWorkspace>(invocation, {workspace}, consent);
     Output& output = invocation.output;
     output.document(result);
     output.line(fmt::format("The workspace \"{}\" is deleted{}.", workspace.name,
@@ -82,8 +83,8 @@ ExitStatus deleteWorkspace(Invocation& invocation) {
     return ExitStatus::done;
 }
 
-ArgumentSpec nameArgument(std::string_view description) {
-    return {"NAME", "NAME", description, {}, ArgumentSpec::Need::required};
+ArgumentSpec nameArgument(std::string_view description, std::string_view value = "WORKSPACE") {
+    return {"NAME", value, description, {}, ArgumentSpec::Need::required};
 }
 
 } // namespace
@@ -97,7 +98,7 @@ std::vector<Command> workspaceCommands() {
                     "unless --workspace names another."},
         {.name = "workspaces create",
          .summary = "Make a workspace",
-         .arguments = {nameArgument("Its name")},
+         .arguments = {nameArgument("Its name", "NAME")},
          .run = createWorkspace},
         {.name = "workspaces rename",
          .summary = "Give a workspace another name",
@@ -112,7 +113,8 @@ std::vector<Command> workspaceCommands() {
          .summary = "Delete a workspace and its key; its apps stay, without a workspace",
          .arguments = {nameArgument("The workspace")},
          .heeds = {"--yes"},
-         .run = deleteWorkspace},
+         .run = deleteWorkspace,
+         .asksFirst = true},
     };
 }
 

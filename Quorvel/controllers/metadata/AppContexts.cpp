@@ -43,6 +43,10 @@ std::optional<PlatformContext> AppContexts::savedContext(const ContextID& contex
     return std::nullopt;
 }
 
+Release AppContexts::releaseOf(const ContextID& context) const {
+    return saved_ ? quorvel::releaseOf(context, saved_->contexts) : Release::update;
+}
+
 std::optional<ContextID> AppContexts::known(const std::optional<std::string>& given) const {
     if (given) return requireContextID(*given);
     if (saved_ && saved_->selectedContextId)

@@ -23,6 +23,9 @@ class AppContexts {
     [[nodiscard]] const std::optional<PersistedContexts>& saved() const { return saved_; }
     [[nodiscard]] std::optional<PlatformContext> savedContext(const ContextID& context) const;
 
+    /// What the version of a context was when it was saved.
+    [[nodiscard]] Release releaseOf(const ContextID& context) const;
+
     /// The context to work on without asking: `given` (such as "ios/next"), the one selected last, the first
     /// that has a folder; nothing when there is none of these. Throws `MetadataError` when `given` is no
     /// context.

@@ -17,6 +17,10 @@ AppReference referenceOf(const ManagedApp& app) {
             app.displayName};
 }
 
+std::string sourceLocaleOf(const ManagedApp& app) {
+    return app.sourceLocale.empty() ? "en-US" : app.sourceLocale;
+}
+
 void refuseReadOnly(std::string_view appStoreState) {
     throw OperationRefused(Refusal::readOnlyContext,
                            appStoreState.empty() ? "" : MetadataError::readOnlyContext(appStoreState).what());
@@ -41,13 +45,14 @@ void MetadataController::show(const ManagedApp& app, const MetadataFolder& folde
         state.texts = {};
         state.missingLocales.clear();
         if (!selected || !isFolder(folder.contextFolder(*selected))) return;
-        state.texts = compareTexts(MetadataStore(folder.contextFolder(*selected)), *selected,
-                                   access_.disabledLocales(app));
+        state.texts =
+            compareTexts(MetadataStore(folder.contextFolder(*selected)), *selected,
+                         access_.textRules(app, folder), {.release = contexts.releaseOf(*selected)});
         for (const ManagedLocale& locale : access_.locales(app))
             if (locale.enabled && !std::ranges::binary_search(state.texts.grid.locales, locale.code))
                 state.missingLocales.push_back(locale.code);
     });
-    if (const auto texts = state(); texts->texts.lacksCopies)
+    if (const auto texts = state(); texts->texts.lacksCopies())
         for (const std::string& notice : texts->texts.notices())
             logger_.warningOnce(notice);
 }
@@ -66,20 +71,6 @@ void MetadataController::refresh() {
     show(app, access_.folderToRead(app, *gate_));
 }
 
-void MetadataController::selectContext(std::string_view contextID) {
-    gate_->run(OperationKind::selectContext, [&](Operation& operation) {
-        const Target target = access_.open(operation);
-        const AppContexts contexts = access_.contexts(target.folder);
-        const auto saved = contexts.saved().value_or(PersistedContexts{});
-        (void)AppContexts::choose(saved.contexts, std::string(contextID), std::nullopt);
-        // Choosing a context is no pull, so the time of the last one stays.
-        ContextsStore(target.folder, [&] {
-            return saved.lastUpdated;
-        }).save(saved.contexts, std::string(contextID));
-        show(target.app, target.folder);
-    });
-}
-
 MetadataStore MetadataController::pulledStore(const MetadataFolder& folder,
                                               const std::optional<std::string>& context) const {
     const ContextID wanted = access_.contexts(folder).known(context).value_or(ContextID{});
@@ -91,6 +82,19 @@ MetadataStore MetadataController::pulledStore(const MetadataFolder& folder,
     return MetadataStore(contextFolder);
 }
 
+MetadataController::Editable MetadataController::editable(const std::optional<std::string>& context,
+                                                          DryRun dryRun) const {
+    const MetadataFolder folder = access_.folderToRead(access_.record(), *gate_, dryRun);
+    const MetadataStore store = pulledStore(folder, context);
+    const AppContexts contexts = access_.contexts(folder);
+    const ContextID wanted = contexts.known(context).value_or(ContextID{});
+    if (wanted.stateClass == AppStoreVersionStateClass::live) {
+        const auto saved = contexts.savedContext(wanted);
+        refuseReadOnly(saved ? saved->appStoreState : "");
+    }
+    return {wanted, store.folder()};
+}
+
 MetadataController::Comparison MetadataController::compare(const std::optional<std::string>& context,
                                                            const PushFilter& filter, DryRun dryRun) const {
     const ManagedApp app = access_.record();
@@ -98,9 +102,14 @@ MetadataController::Comparison MetadataController::compare(const std::optional<s
     const MetadataStore store = pulledStore(folder, context);
     const AppContexts contexts = access_.contexts(folder);
     const ContextID wanted = contexts.known(context).value_or(ContextID{});
-    return {wanted, store.folder(), contexts.savedContext(wanted),
-            contexts.saved() ? std::optional(contexts.saved()->lastUpdated) : std::nullopt,
-            compareTexts(store, wanted, access_.disabledLocales(app), filter)};
+    PushFilter asked = filter;
+    asked.release = contexts.releaseOf(wanted);
+    Comparison comparison{wanted, store.folder(), contexts.savedContext(wanted), std::nullopt,
+                          compareTexts(store, wanted, access_.textRules(app, folder), asked)};
+    comparison.pulledAt = comparison.texts.pulledAt;
+    if (!comparison.pulledAt && store.pulledVersionID() && contexts.saved())
+        comparison.pulledAt = contexts.saved()->lastUpdated; // a tree of before each context noted it
+    return comparison;
 }
 
 } // namespace quorvel

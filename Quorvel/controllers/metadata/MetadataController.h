@@ -40,20 +40,28 @@ class MetadataController {
     [[nodiscard]] AppContexts contexts() const { return access_.contexts(folder()); }
     /// Reads the folder anew: contexts, comparison. Asks nobody.
     void refresh();
-    /// Chooses among the saved contexts and remembers the choice. Throws `MetadataError` for an unknown one.
-    void selectContext(std::string_view contextID);
 
     /// The comparison of a context that was pulled, without asking App Store Connect. Throws
     /// `OperationRefused` when there is no folder of it, `MetadataError` for an older layout in a dry run.
     struct Comparison {
         ContextID context;
-        MetadataFolder folder;                  // of the context
-        std::optional<PlatformContext> version; // at the last pull
-        std::optional<Date> pulledAt;
+        MetadataFolder folder; // of the context
+        std::optional<PlatformContext>
+            version;                  // as App Store Connect had it when the versions were listed last
+        std::optional<Date> pulledAt; // nothing when it was not pulled
         TextComparison texts;
     };
     [[nodiscard]] Comparison compare(const std::optional<std::string>& context = {},
                                      const PushFilter& filter = {}, DryRun dryRun = DryRun::no) const;
+
+    /// A context that was pulled and may take changes; its texts are not read.
+    struct Editable {
+        ContextID context;
+        MetadataFolder folder; // of the context
+    };
+    /// Throws as `compare`, and `OperationRefused` for a live context: what is made there cannot be pushed.
+    [[nodiscard]] Editable editable(const std::optional<std::string>& context,
+                                    DryRun dryRun = DryRun::no) const;
 
     struct PullRequest {
         enum class Contexts { selected, all };
@@ -77,8 +85,8 @@ class MetadataController {
     /// changes, `MetadataError` when the tree is not one to push from.
     [[nodiscard]] PushPlan planPush(const PushFilter& filter, const std::optional<std::string>& context = {},
                                     DryRun dryRun = DryRun::no, Requests requests = Requests::leaveOut);
-    /// Sends the changes of the plan and records each attempt in the history as soon as it is known. Throws
-    /// `OperationRefused` when the plan holds none.
+    /// Sends the changes of the plan and records each in the history before it is sent and as soon as its
+    /// outcome is known. Throws `OperationRefused` when the plan holds none.
     PushReport push(const PushPlan& plan);
 
     struct AddedLocale {
@@ -94,7 +102,8 @@ class MetadataController {
                           DryRun dryRun = DryRun::no);
 
     /// Writes into the local files what App Store Connect held before a push run; a push then sends it.
-    /// Pulled copies stay as they are. Throws `MetadataError` for an unknown run.
+    /// Pulled copies stay as they are, except of fields whose outcome is not known. Throws `MetadataError`
+    /// for an unknown run.
     RevertReport revert(std::string_view run, DryRun dryRun = DryRun::no);
 
     struct Import {
@@ -132,7 +141,6 @@ class MetadataController {
                                             const std::optional<std::string>& context) const;
     void requireCurrent(const PushPlan& plan, const Target& target, const MetadataStore& store) const;
     void saveLostContexts(const Target& target, const PushPlan& plan) const;
-    void record(const PushPlan& plan, const std::string& run, const std::vector<PushOutcome>& outcomes) const;
 
     AppAccess access_;
     std::shared_ptr<OperationGate> gate_;
@@ -145,6 +153,9 @@ inline constexpr std::string_view discoveringText = "Discovering versions on App
 
 /// Throws `OperationRefused` for a context that takes no changes; its state is named where it is known.
 [[noreturn]] void refuseReadOnly(std::string_view appStoreState);
+
+/// The locale that the app's translations start from.
+[[nodiscard]] std::string sourceLocaleOf(const ManagedApp& app);
 
 /// The reference of an app's record; without an id for one that is not recorded.
 [[nodiscard]] AppReference referenceOf(const ManagedApp& app);

@@ -1,5 +1,6 @@
 #include "Quorvel/controllers/metadata/MetadataController.h"
 
+#include "Core/ai/translation/TranslationOrigins.h"
 #include "Core/metadata/AppInfoTexts.h"
 #include "Core/metadata/MetadataPuller.h"
 #include "Platform/task/Task.h"
@@ -71,7 +72,8 @@ std::vector<ContextPull> MetadataController::pull(const PullRequest& request) {
         const auto client = access_.client();
         AppDiscovery found = discover(*client, access_.clock(), target.app, limiter);
         AppInfoTexts texts(*client, found.appInfos);
-        Pulling pulling{target,  contexts, {request.edits, access_.disabledLocales(target.app)},
+        const TextRules rules = access_.textRules(target.app, target.folder);
+        Pulling pulling{target,  contexts, {request.edits, rules.disabledLocales, rules.finalLineBreak},
                         limiter, *client,  std::move(found),
                         texts};
         const auto wanted = contextsToPull(pulling, request);
@@ -103,15 +105,22 @@ std::vector<PlatformContext> MetadataController::contextsToPull(const Pulling& p
 
 ContextPull MetadataController::pullContext(Pulling& pulling, const PlatformContext& context) const {
     ContextPull pulled{context, std::nullopt};
+    const MetadataFolder folder = pulling.target.folder.contextFolder(context.contextID());
     try {
         const AutoPullLimiter::Slot slot = pulling.limiter.acquire();
         pulled.result = MetadataPuller(pulling.client, access_.clock())
-                            .pull(pulling.appInfoTexts, context,
-                                  pulling.target.folder.contextFolder(context.contextID()), pulling.options);
+                            .pull(pulling.appInfoTexts, context, folder, pulling.options);
     } catch (const CancellationError&) {
         throw;
     } catch (const std::exception&) {
         pulled.failure = std::current_exception();
+        return pulled;
+    }
+    try {
+        // A later change of a source text then shows its translations as out of date.
+        TranslationOrigins::learn(MetadataStore(folder), sourceLocaleOf(pulling.target.app));
+    } catch (const std::exception& error) {
+        logger_.warning(fmt::format("What the translations were made from is not known: {}", error.what()));
     }
     return pulled;
 }

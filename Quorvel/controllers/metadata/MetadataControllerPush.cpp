@@ -4,6 +4,7 @@
 #include "Platform/crypto/Digest.h"
 #include "Platform/files/Files.h"
 #include "Platform/text/Text.h"
+#include "Quorvel/controllers/metadata/PushRecorder.h"
 #include "Quorvel/workspace/AppFolder.h"
 
 #include <fmt/format.h>
@@ -77,7 +78,9 @@ PushPlan MetadataController::planPush(const PushFilter& filter, const std::optio
         if (!plan.version.takesPushes()) refuseReadOnly(plan.version.appStoreState);
         const MetadataPusher pusher(*client, store, app.displayName);
         pusher.requireChangeable(plan.version);
-        takeComparison(plan, compareTexts(store, wanted, access_.disabledLocales(app), filter));
+        PushFilter asked = filter;
+        asked.release = releaseOf(wanted, plan.contexts);
+        takeComparison(plan, compareTexts(store, wanted, access_.textRules(app, target.folder), asked));
         if (requests == Requests::include && !plan.changes.empty()) {
             operation.status("Resolving ASC IDs…");
             auto planned = pusher.plan(app.appStoreId, plan.version, plan.changes);
@@ -90,7 +93,8 @@ PushPlan MetadataController::planPush(const PushFilter& filter, const std::optio
 }
 
 PushReport MetadataController::push(const PushPlan& plan) {
-    PushReport result{plan.app, plan.context, plan.version, {}, plan.leftOut, plan.warnings, {}, makeUUID()};
+    PushReport result{plan.app,      plan.context, plan.version, {}, plan.leftOut,
+                      plan.warnings, {},           makeUUID(),   {}};
     gate_->run(OperationKind::push, [&](Operation& operation) {
         if (plan.changes.empty()) throw OperationRefused(Refusal::nothingSelected);
         const Target target = openForTransfer(operation);
@@ -102,10 +106,11 @@ PushReport MetadataController::push(const PushPlan& plan) {
             if (done == 0) operation.status("Pushing…");
             operation.progress(done, total);
         };
+        PushRecorder recorder(access_.history(), access_.clock(), plan, result.run);
         result.outcomes =
             MetadataPusher(*client, store, target.app.displayName)
-                .push(target.app.appStoreId, plan.version, plan.changes, tellProgress,
-                      [&](const std::vector<PushOutcome>& outcomes) { record(plan, result.run, outcomes); });
+                .push(target.app.appStoreId, plan.version, plan.changes, tellProgress, recorder.recording());
+        result.historyProblem = recorder.problem();
         result.report = pushReport(result.outcomes);
         operation.status(result.report);
         published_.update([&](MetadataState& state) { state.lastPush = result.outcomes; });
@@ -118,7 +123,8 @@ PushReport MetadataController::push(const PushPlan& plan) {
 // A plan may come back later, and from elsewhere: only texts that still are as they were shown are sent.
 void MetadataController::requireCurrent(const PushPlan& plan, const Target& target,
                                         const MetadataStore& store) const {
-    const auto now = compareTexts(store, plan.version.contextID(), access_.disabledLocales(target.app));
+    const auto now =
+        compareTexts(store, plan.version.contextID(), access_.textRules(target.app, target.folder));
     const auto isCurrent = [&](const PendingChange& change) {
         return std::ranges::find(now.changes, change) != now.changes.end();
     };
@@ -133,31 +139,6 @@ void MetadataController::saveLostContexts(const Target& target, const PushPlan& 
         access_.saveContexts(target.app, target.folder, plan.contexts, plan.context);
     } catch (const FileError& error) {
         logger_.warning(error.what());
-    }
-}
-
-void MetadataController::record(const PushPlan& plan, const std::string& run,
-                                const std::vector<PushOutcome>& outcomes) const {
-    std::vector<PushHistoryEntry> entries;
-    for (const PushOutcome& outcome : outcomes) {
-        if (!outcome.wasSent()) continue;
-        entries.push_back({.timestamp = access_.clock()(),
-                           .locale = outcome.change.locale,
-                           .fieldType = std::string(rawValue(outcome.change.field)),
-                           .previousValue = outcome.textBefore(),
-                           .newValue = std::string(outcome.change.textToSend()),
-                           .success = outcome.success,
-                           .errorMessage = outcome.errorMessage,
-                           .sessionId = run,
-                           .versionString = plan.version.versionString,
-                           .platform = std::string(rawValue(plan.version.platform)),
-                           .stateClass = std::string(rawValue(plan.version.stateClass)),
-                           .app = plan.app.id});
-    }
-    try {
-        access_.history().record(entries);
-    } catch (const std::exception& error) {
-        logger_.error(fmt::format("Failed to save push history: {}", error.what()));
     }
 }
 

@@ -17,7 +17,7 @@ constexpr std::string_view pullFirstText = "Click Pull to fetch App Store Connec
 
 Line pulledLine(const TextComparison& texts, std::size_t missing) {
     Line line{"All locales pulled", std::string(pullFirstText), false};
-    if (texts.pulledLocales.empty()) return line;
+    if (!texts.wasPulled) return line;
     line.holds = missing == 0;
     line.detail = line.holds ? fmt::format("{} locales on disk", texts.grid.locales.size())
                              : counted(missing, "locale") + " missing";
@@ -36,7 +36,7 @@ Line pushedLine(const TextComparison& texts) {
     Line line{"Local edits pushed", "Local matches App Store Connect", false};
     if (texts.waiting() > 0)
         line.detail = fmt::format("{} waiting for Push", texts.waiting());
-    else if (texts.pulledLocales.empty())
+    else if (!texts.wasPulled)
         line.detail = pullFirstText;
     else
         line.holds = true;

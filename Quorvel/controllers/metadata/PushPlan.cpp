@@ -7,7 +7,7 @@
 namespace quorvel {
 
 bool PushPlan::leavesWaiting() const {
-    return std::ranges::any_of(leftOut, [](const LeftOutChange& one) { return waitsForUser(one.reason); });
+    return std::ranges::any_of(leftOut, &LeftOutChange::isMissed);
 }
 
 } // namespace quorvel

@@ -36,7 +36,7 @@ struct PushPlan {
     QUORVEL_RECORD(PushPlan, app, folder, context, version, contexts, changes, leftOut, warnings, notices,
                    nothing, requests, conflicts)
 
-    /// Whether something stays behind until the user does something about it.
+    /// Whether something stays behind that was asked for.
     [[nodiscard]] bool leavesWaiting() const;
 };
 
@@ -49,8 +49,10 @@ struct PushReport {
     std::vector<LeftOutChange> leftOut;
     std::vector<PushWarning> warnings;
     std::string report;
-    std::string run; // in the history
-    QUORVEL_RECORD(PushReport, app, context, version, outcomes, leftOut, warnings, report, run)
+    std::string run;                           // in the history
+    std::optional<std::string> historyProblem; // why not all of it is there
+    QUORVEL_RECORD(PushReport, app, context, version, outcomes, leftOut, warnings, report, run,
+                   historyProblem)
 };
 
 } // namespace quorvel

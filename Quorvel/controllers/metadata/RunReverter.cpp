@@ -1,6 +1,8 @@
 #include "Quorvel/controllers/metadata/RunReverter.h"
 
 #include "Core/metadata/MetadataError.h"
+#include "Core/records/Records.h"
+#include "Platform/text/Counted.h"
 #include "Platform/text/Text.h"
 
 #include <fmt/format.h>
@@ -16,6 +18,7 @@ namespace {
 struct Change {
     std::string previous;
     std::string sent;
+    bool isUnknown = false; // App Store Connect may have taken it
 };
 
 bool areEqual(std::string_view left, std::string_view right) {
@@ -40,31 +43,51 @@ class Reverter {
             // A folder with the reverted texts alone would say that all the others are to be removed.
             return warn("{} has no folder any more, so nothing of it was reverted. Pull to get it back.",
                         locale);
-        for (const auto& [field, change] : changes)
-            revertField({locale, field}, change);
+        for (const auto& [field, change] : changes) {
+            try {
+                revertField({locale, field}, change);
+            } catch (const MetadataError& error) {
+                warn("The {} of {} stays as it is: {}", shortLabelOf(field), locale, error.what());
+            }
+        }
     }
 
     template <typename... Arguments>
     void warn(fmt::format_string<Arguments...> text, Arguments&&... arguments) {
         report_.warnings.push_back(fmt::format(text, std::forward<Arguments>(arguments)...));
     }
-    [[nodiscard]] RevertReport takeReport() { return std::move(report_); }
+    [[nodiscard]] RevertReport takeReport() {
+        if (unknown_ > 0)
+            warn("The answer to {} was lost, so App Store Connect may hold the old text or the new one. "
+                 "The next push makes sure that it holds the old one.",
+                 counted(unknown_, "field"));
+        return std::move(report_);
+    }
 
   private:
     void revertField(const FieldKey& key, const Change& change) {
-        const auto local = store_.read(key.locale, key.field);
         if (key.field == FieldType::name && isBlank(change.previous))
             return warn("The name of {} stays, as App Store Connect has no localization without one. "
                         "Remove the locale on App Store Connect if it should go.",
                         key.locale);
-        if (areEqual(local.value_or(""), change.previous)) {
-            report_.unchanged.push_back(key);
-            return;
-        }
-        const bool isNewer = local && !isBlank(*local) && !areEqual(*local, change.sent);
-        if (isNewer) keep(key, *local);
-        if (dryRun_ == DryRun::no) store_.write(key.locale, key.field, change.previous);
-        report_.reverted.push_back(key);
+        if (change.isUnknown) expectSent(key, change);
+        const auto takeBack = [&](const std::optional<std::string>& local) -> std::optional<std::string> {
+            if (areEqual(local.value_or(""), change.previous)) return std::nullopt;
+            const bool isNewer = local && !isBlank(*local) && !areEqual(*local, change.sent);
+            if (isNewer) keep(key, *local);
+            return change.previous;
+        };
+        const bool reverts = dryRun_ == DryRun::no ? store_.update(key.locale, key.field, takeBack)
+                                                   : takeBack(store_.read(key.locale, key.field)).has_value();
+        (reverts ? report_.reverted : report_.unchanged).push_back(key);
+    }
+
+    // The copy would say that the previous text needs no push.
+    void expectSent(const FieldKey& key, const Change& change) {
+        ++unknown_;
+        const std::string copy = store_.read(key.locale, key.field, TextSide::pulled).value_or("");
+        if (dryRun_ == DryRun::no && areEqual(copy, change.previous))
+            store_.write(key.locale, key.field, change.sent, TextSide::pulled);
     }
 
     void keep(const FieldKey& key, const std::string& text) {
@@ -80,6 +103,7 @@ class Reverter {
     Date moment_;
     DryRun dryRun_;
     RevertReport report_;
+    std::size_t unknown_ = 0;
 };
 
 } // namespace
@@ -100,7 +124,8 @@ RevertReport revertEntries(const std::vector<PushHistoryEntry>& entries, const M
     Reverter reverter(store, disabledLocales, moment, dryRun);
     std::map<std::string, std::map<FieldType, Change>> changes;
     for (const PushHistoryEntry& entry : entries) {
-        if (!entry.success) continue;
+        const bool isUnknown = isOutcomeUnknown(entry);
+        if (!entry.success && !isUnknown) continue;
         const auto field = fromRawValue<FieldType>(entry.fieldType);
         if (!field) {
             reverter.warn("The field \"{}\" of {} is not known here, so it stays as it is.",
@@ -109,8 +134,11 @@ RevertReport revertEntries(const std::vector<PushHistoryEntry>& entries, const M
         }
         // Should a field have been sent twice, the text before the first counts.
         const auto [place, isFirst] =
-            changes[entry.locale].try_emplace(*field, Change{entry.previousValue, entry.newValue});
-        if (!isFirst) place->second.sent = entry.newValue;
+            changes[entry.locale].try_emplace(*field, Change{entry.previousValue, entry.newValue, isUnknown});
+        if (!isFirst) {
+            place->second.sent = entry.newValue;
+            place->second.isUnknown = isUnknown;
+        }
     }
     if (changes.empty()) reverter.warn("Nothing of this run reached App Store Connect.");
     for (const auto& [locale, fields] : changes)

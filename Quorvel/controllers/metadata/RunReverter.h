@@ -23,10 +23,12 @@ struct RevertReport {
 /// The context that the entries of a run are of, as far as they say. Throws `MetadataError` when they do not.
 [[nodiscard]] PlatformContext contextOfRun(const std::vector<PushHistoryEntry>& entries);
 
-/// Writes the previous value of each entry that succeeded into its local file, where that does not hold it
-/// already; a text that is neither is kept beside first. A field that had no text becomes an empty file.
-/// Names are not emptied, and the files of disabled locales and of those without a folder are left alone;
-/// warnings say so. `context` and `version` are filled in by the caller. Throws what `MetadataStore` throws.
+/// Writes the previous value of each entry that succeeded, or may have, into its local file, where that does
+/// not hold it already; a text that is neither is kept beside first. Where App Store Connect may have taken
+/// the new text though the pulled copy is the previous one, the copy takes the new one, so that the next push
+/// looks. A field that had no text becomes an empty file. Names are not emptied, and the files of disabled
+/// locales and of those without a folder are left alone; warnings say so. `context` and `version` are filled
+/// in by the caller. Throws what `MetadataStore` throws.
 [[nodiscard]] RevertReport revertEntries(const std::vector<PushHistoryEntry>& entries,
                                          const MetadataStore& store, const LocaleSet& disabledLocales,
                                          Date moment, DryRun dryRun);

@@ -2,6 +2,7 @@
 #pragma once
 
 #include "Core/screenshots/ScreenshotFile.h"
+#include "Core/screenshots/ScreenshotImport.h"
 #include "Core/screenshots/ScreenshotPlan.h"
 #include "Core/screenshots/ScreenshotPreparation.h"
 #include "Core/screenshots/ScreenshotsStore.h"
@@ -19,13 +20,6 @@ template <>
 struct RawValues<ScreenshotPushMode> {
     static constexpr std::pair<ScreenshotPushMode, std::string_view> values[] = {
         {ScreenshotPushMode::append, "append"}, {ScreenshotPushMode::replaceSet, "replace"}};
-};
-
-/// Which pictures to look at, and how.
-struct ScreenshotChoice {
-    ScreenshotPushMode mode = ScreenshotPushMode::append;
-    ScreenshotSelection selection = {};
-    PictureCheck check = PictureCheck::full;
 };
 
 struct ScreenshotsPull {
@@ -48,8 +42,17 @@ struct ScreenshotStatus {
     std::vector<GuessedDisplayType> guesses;
     std::vector<std::string> warnings;
     std::vector<std::string> failures;
+    std::vector<std::string> flattened; // files that would go as copies without their alpha channel
+    std::int64_t flattenable = 0;       // those of the failures that could
     QUORVEL_RECORD(ScreenshotStatus, folder, hasFolder, context, mode, lastPulledAt, versionString, sets,
-                   guesses, warnings, failures)
+                   guesses, warnings, failures, flattened, flattenable)
+};
+
+struct ScreenshotImport {
+    std::string folder; // of the pictures
+    std::string context;
+    ScreenshotImportReport report;
+    QUORVEL_RECORD(ScreenshotImport, folder, context, report)
 };
 
 struct ScreenshotPushPlan {
@@ -61,6 +64,8 @@ struct ScreenshotPushPlan {
     std::vector<std::string> locales;      // that were chosen; empty: all
     std::vector<std::string> displayTypes; // the same
     bool checked = true;                   // the pictures were
+    bool flatten = false;                  // opaque ones go as copies without their alpha channel
+    bool prune = false;                    // sets without local files are emptied
     std::vector<ScreenshotSetStatus> sets;
     std::int64_t uploads = 0;
     std::int64_t uploadBytes = 0;
@@ -68,16 +73,24 @@ struct ScreenshotPushPlan {
     std::int64_t changedSets = 0;
     std::vector<GuessedDisplayType> guesses;
     std::vector<std::string> warnings;
-    std::vector<std::string> failures;  // files that cannot be sent, and why
+    std::vector<std::string> failures;  // files and sets that cannot be sent, and why
     std::int64_t unreadableFolders = 0; // whose pictures are missing
+    std::int64_t leftOut = 0;           // pictures that are not meant for this push, each in a warning
+    std::vector<std::string> flattened; // files that go as copies without their alpha channel
+    std::int64_t flattenable = 0;       // those of the failures that could
     // What was found; made again for a plan that comes back without it.
     std::shared_ptr<const PreparedScreenshots> prepared = nullptr;
     QUORVEL_RECORD_EXCEPT(ScreenshotPushPlan, (prepared), app, folder, context, version, mode, locales,
-                          displayTypes, checked, sets, uploads, uploadBytes, deletions, changedSets, guesses,
-                          warnings, failures, unreadableFolders)
+                          displayTypes, checked, flatten, prune, sets, uploads, uploadBytes, deletions,
+                          changedSets, guesses, warnings, failures, unreadableFolders, leftOut, flattened,
+                          flattenable)
 
     [[nodiscard]] ScreenshotChoice choice() const {
-        return {mode, {locales, displayTypes}, checked ? PictureCheck::full : PictureCheck::none};
+        return {mode,
+                {.locales = locales, .displayTypes = displayTypes},
+                checked ? PictureCheck::full : PictureCheck::none,
+                flatten ? AlphaChannel::dropped : AlphaChannel::refused,
+                prune ? SetsWithoutFiles::empty : SetsWithoutFiles::leave};
     }
 };
 

@@ -2,6 +2,7 @@
 
 #include "Core/asc/ASCError.h"
 #include "Core/screenshots/ScreenshotError.h"
+#include "Core/screenshots/ScreenshotImport.h"
 #include "Platform/files/Files.h"
 #include "Platform/text/Text.h"
 #include "Quorvel/controllers/OperationRefused.h"
@@ -21,7 +22,7 @@ std::uint64_t bytesToSend(const std::vector<ScreenshotSetEdit>& edits) {
     for (const ScreenshotSetEdit& edit : edits)
         for (const ScreenshotPushItem& item : edit.localsToUpload) {
             std::error_code unknown;
-            const auto size = std::filesystem::file_size(item.fileURL, unknown);
+            const auto size = std::filesystem::file_size(item.sentFile(), unknown);
             if (!unknown) bytes += size;
         }
     return bytes;
@@ -31,7 +32,8 @@ std::uint64_t bytesToSend(const std::vector<ScreenshotSetEdit>& edits) {
 std::vector<std::string> localesOf(const PreparedScreenshots& prepared) {
     std::vector<std::string> locales;
     for (const ScreenshotSetStatus& set : prepared.plan.sets)
-        if (set.local > 0 && (locales.empty() || locales.back() != set.locale)) locales.push_back(set.locale);
+        if ((set.local > 0 || set.differs()) && (locales.empty() || locales.back() != set.locale))
+            locales.push_back(set.locale);
     return locales;
 }
 
@@ -47,7 +49,28 @@ void takePrepared(ScreenshotPushPlan& plan, PreparedScreenshots found) {
     plan.warnings = found.warnings;
     plan.failures = found.failures;
     plan.unreadableFolders = static_cast<std::int64_t>(found.unreadableFolders);
+    plan.leftOut = static_cast<std::int64_t>(found.leftOut);
+    plan.flattened = found.flattened;
+    plan.flattenable = static_cast<std::int64_t>(found.flattenable);
     plan.prepared = std::make_shared<const PreparedScreenshots>(std::move(found));
+}
+
+// Sets that the push leaves as they are may change meanwhile.
+std::vector<ScreenshotSetStatus> concernedOf(std::vector<ScreenshotSetStatus> sets) {
+    std::erase_if(sets,
+                  [](const ScreenshotSetStatus& set) { return set.isWithoutFiles() && !set.differs(); });
+    return sets;
+}
+
+// A folder that nothing was kept in yet.
+std::filesystem::path folderForKept(const MetadataFolder& appFolder, Date moment) {
+    std::string name = formatISO8601(moment);
+    std::ranges::replace(name, ':', '-');
+    const auto all = appFolder.privateFolder() / "kept";
+    for (int number = 1;; ++number)
+        if (const auto folder = all / (number == 1 ? name : fmt::format("{}-{}", name, number));
+            !std::filesystem::exists(folder))
+            return folder;
 }
 
 bool arePartlyThere(const ScreenshotPushReport& report, const std::vector<ScreenshotSetStatus>& sets) {
@@ -59,7 +82,6 @@ bool arePartlyThere(const ScreenshotPushReport& report, const std::vector<Screen
 
 PlatformContext ScreenshotsController::currentContext(const ASCClientProtocol& client, const Target& target,
                                                       const std::optional<std::string>& context) const {
-    if (context) (void)requireContextID(*context);
     const auto versions = client.listAppStoreVersions(target.app.appStoreId);
     return access_.contexts(target.folder).current(versions, context, target.app.displayName);
 }
@@ -81,10 +103,37 @@ ScreenshotsPull ScreenshotsController::pull(const std::optional<std::string>& co
     return pulled;
 }
 
+ScreenshotChoice ScreenshotsController::within(const ContextID& context, const ManagedApp& app,
+                                               ScreenshotChoice choice) const {
+    choice.selection.platform = context.platform;
+    choice.selection.disabledLocales = access_.disabledLocales(app);
+    return choice;
+}
+
+ScreenshotImport ScreenshotsController::importPictures(const std::filesystem::path& tree,
+                                                       const std::optional<std::string>& context,
+                                                       DryRun dryRun) {
+    ScreenshotImport imported;
+    gate_->run(OperationKind::importScreenshots, [&](Operation& operation) {
+        const Target target = access_.open(operation, dryRun);
+        const ContextID id = access_.contexts(target.folder).known(context).value_or(ContextID{});
+        const auto pictures = screenshotPaths(target.folder, id).pictures;
+        imported = {pictures.string(), id.text(),
+                    importScreenshots(
+                        tree,
+                        {pictures, folderForKept(target.folder, access_.clock()()) / pictures.filename()},
+                        {.platform = id.platform}, dryRun)};
+        operation.status(fmt::format("Imported {} screenshots", imported.report.imported.size()));
+    });
+    return imported;
+}
+
 ScreenshotStatus ScreenshotsController::status(const std::optional<std::string>& context,
-                                               const ScreenshotChoice& choice) const {
-    const MetadataFolder folder = access_.folderToRead(access_.record(), *gate_);
+                                               const ScreenshotChoice& wanted) const {
+    const ManagedApp app = access_.record();
+    const MetadataFolder folder = access_.folderToRead(app, *gate_);
     const ContextID id = access_.contexts(folder).known(context).value_or(ContextID{});
+    const ScreenshotChoice choice = within(id, app, wanted);
     const ScreenshotPaths paths = screenshotPaths(folder, id);
     const auto catalog = loadCatalog(paths.catalog);
     if (!catalog)
@@ -94,8 +143,7 @@ ScreenshotStatus ScreenshotsController::status(const std::optional<std::string>&
     const bool hasFolder = std::filesystem::is_directory(paths.pictures);
     auto scan =
         hasFolder ? scanScreenshots(paths.pictures, choice.selection) : ScreenshotPushScanner::ScanResult();
-    auto prepared =
-        prepareScreenshots(std::move(scan), *catalog, choice.mode, choice.check, choice.selection);
+    auto prepared = prepareScreenshots(std::move(scan), *catalog, choice);
     return {.folder = paths.pictures.string(),
             .hasFolder = hasFolder,
             .context = id.text(),
@@ -105,17 +153,22 @@ ScreenshotStatus ScreenshotsController::status(const std::optional<std::string>&
             .sets = std::move(prepared.plan.sets),
             .guesses = std::move(prepared.guesses),
             .warnings = std::move(prepared.warnings),
-            .failures = std::move(prepared.failures)};
+            .failures = std::move(prepared.failures),
+            .flattened = std::move(prepared.flattened),
+            .flattenable = static_cast<std::int64_t>(prepared.flattenable)};
 }
 
 PreparedScreenshots ScreenshotsController::compare(const ASCClientProtocol& client, const Target& target,
                                                    const PlatformContext& version,
                                                    ScreenshotPushScanner::ScanResult scan,
                                                    const ScreenshotChoice& choice) const {
-    const auto locales = quorvel::localesOf(scan);
+    // Replacing also tells of the sets that have no local file.
+    const bool addsOnly = choice.mode == ScreenshotPushMode::append;
+    const auto locales = addsOnly ? quorvel::localesOf(scan) : choice.selection.locales;
     ScreenshotsCatalog remote;
-    if (!locales.empty()) remote = storeOf(target, version).readRemote(client, locales);
-    return prepareScreenshots(std::move(scan), remote, choice.mode, choice.check, choice.selection);
+    if (!scan.items.empty() || (!addsOnly && scan.pictures > 0))
+        remote = storeOf(target, version).readRemote(client, locales);
+    return prepareScreenshots(std::move(scan), remote, choice);
 }
 
 // A plan may come back later, and from elsewhere; only what still is as it was shown is done.
@@ -125,19 +178,20 @@ PreparedScreenshots ScreenshotsController::compareAgain(const ASCClientProtocol&
     if (version.versionId != plan.version.versionId) throw OperationRefused(Refusal::stalePlan);
     if (!version.takesPushes()) throw ScreenshotError::readOnlyVersion(version.versionString);
     const auto pictures = screenshotPaths(target.folder, plan.version.contextID()).pictures;
-    const ScreenshotChoice choice = plan.choice();
+    const ScreenshotChoice choice = within(version.contextID(), target.app, plan.choice());
     auto found = compare(client, target, plan.version, scanScreenshots(pictures, choice.selection), choice);
-    if (found.plan.sets != plan.sets) throw OperationRefused(Refusal::stalePlan);
-    requireSetLimits(found.plan.edits);
+    if (concernedOf(found.plan.sets) != concernedOf(plan.sets)) throw OperationRefused(Refusal::stalePlan);
     return found;
 }
 
 ScreenshotPushPlan ScreenshotsController::planPush(const std::optional<std::string>& context,
-                                                   const ScreenshotChoice& choice, DryRun dryRun) {
-    ScreenshotPushPlan plan{.mode = choice.mode,
-                            .locales = choice.selection.locales,
-                            .displayTypes = choice.selection.displayTypes,
-                            .checked = choice.check == PictureCheck::full};
+                                                   const ScreenshotChoice& wanted, DryRun dryRun) {
+    ScreenshotPushPlan plan{.mode = wanted.mode,
+                            .locales = wanted.selection.locales,
+                            .displayTypes = wanted.selection.displayTypes,
+                            .checked = wanted.check == PictureCheck::full,
+                            .flatten = wanted.alpha == AlphaChannel::dropped,
+                            .prune = wanted.withoutFiles == SetsWithoutFiles::empty};
     gate_->run(OperationKind::pushScreenshots, [&](Operation& operation) {
         const ManagedApp app = access_.record();
         const auto client = access_.client();
@@ -145,13 +199,13 @@ ScreenshotPushPlan ScreenshotsController::planPush(const std::optional<std::stri
         plan.version = currentContext(*client, {app, access_.folder(app), std::nullopt}, context);
         plan.context = plan.version.id();
         if (!plan.version.takesPushes()) throw ScreenshotError::readOnlyVersion(plan.version.versionString);
+        const ScreenshotChoice choice = within(plan.version.contextID(), app, wanted);
         auto scan = scanScreenshots(screenshotPaths(access_.folder(app), plan.version.contextID()).pictures,
                                     choice.selection);
         const Target target = access_.open(operation, dryRun);
         plan.folder = target.folder.rootURL.string();
         operation.status("Comparing with App Store Connect…");
         takePrepared(plan, compare(*client, target, plan.version, std::move(scan), choice));
-        requireSetLimits(plan.prepared->plan.edits);
         operation.status({});
     });
     return plan;

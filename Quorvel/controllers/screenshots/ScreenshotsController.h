@@ -26,6 +26,11 @@ class ScreenshotsController {
     [[nodiscard]] ScreenshotStatus status(const std::optional<std::string>& context,
                                           const ScreenshotChoice& choice) const;
 
+    /// Takes the pictures of another tool's tree among the local ones of a context. Throws what
+    /// `importScreenshots` throws, and `OperationRefused`.
+    [[nodiscard]] ScreenshotImport importPictures(const std::filesystem::path& tree,
+                                                  const std::optional<std::string>& context, DryRun dryRun);
+
     /// Compares the local pictures with what App Store Connect holds now, not with the catalogue, which may
     /// be older than the last push. Throws `ScreenshotError`, `OperationRefused`.
     [[nodiscard]] ScreenshotPushPlan planPush(const std::optional<std::string>& context,
@@ -42,6 +47,9 @@ class ScreenshotsController {
 
     [[nodiscard]] PlatformContext currentContext(const ASCClientProtocol& client, const Target& target,
                                                  const std::optional<std::string>& context) const;
+    // `choice` with the platform and the locales that a context's pictures are of.
+    [[nodiscard]] ScreenshotChoice within(const ContextID& context, const ManagedApp& app,
+                                          ScreenshotChoice choice) const;
     [[nodiscard]] PreparedScreenshots compare(const ASCClientProtocol& client, const Target& target,
                                               const PlatformContext& version,
                                               ScreenshotPushScanner::ScanResult scan,

@@ -30,19 +30,23 @@ class TranslationController {
                                 std::shared_ptr<const ClaudeClientProtocol> claude,
                                 const Observer& observer = {});
 
-    /// Throws `OperationRefused` where the keywords of en-US are empty.
-    [[nodiscard]] EnglishKeywordsPlan planEnglishKeywords(const std::optional<std::string>& context,
-                                                          const std::string& model,
-                                                          DryRun dryRun = DryRun::no) const;
-    /// Asks for the keywords and writes them. Throws what `EnglishLocaleExpansion` throws.
-    EnglishKeywords expandEnglishKeywords(const std::optional<std::string>& context,
-                                          const ASOClaudeStack::Components& stack);
+    /// Clears the marks of texts that were generated and read since. Throws `MetadataError` for a locale that
+    /// the folder lacks, `OperationRefused` where nothing was pulled.
+    AcceptedTexts accept(const Acceptance& acceptance);
+
+    /// What would be asked. Throws as `plan`, and `OperationRefused` where the keywords of en-US are empty.
+    [[nodiscard]] EnglishKeywordsPlan planEnglishKeywords(const EnglishKeywordsOrder& order) const;
+    /// Asks for the keywords and writes them; asks nothing where no locale is to be written. Throws what
+    /// `EnglishLocaleExpansion` throws.
+    EnglishKeywords expandEnglishKeywords(const EnglishKeywordsOrder& order,
+                                          std::shared_ptr<const ClaudeClientProtocol> claude);
 
   private:
     [[nodiscard]] TranslationPipeline::Settings settings(const ManagedApp& app) const;
-    [[nodiscard]] TranslationPipeline::Parts parts(const MetadataFolder& folder, const std::string& model,
-                                                   KeptAnswers keptAnswers) const;
-    [[nodiscard]] EnglishLocaleExpansion::Input inputOf(const MetadataStore& store) const;
+    [[nodiscard]] TranslationPipeline::Parts parts(const MetadataFolder& folder,
+                                                   const std::string& model) const;
+    [[nodiscard]] EnglishLocaleExpansion::Input inputOf(const MetadataStore& store,
+                                                        const EnglishKeywordsOrder& order) const;
     void recordLocales(const MetadataStore& store, const std::vector<TranslationItem>& items) const;
 
     AppAccess access_;

@@ -84,6 +84,7 @@ TEST(ClaudeResponseCache, keysCoverEveryPartOfARequestButItsResponseFormat) {
               sha256Hex("model:m\n---\nmax:1\n---\ntemp:nil\n---\nsystem:\n---\nm0/user:" + large));
     ClaudeRequest other = cachedRequest;
     other.responseFormat = "json_object";
+    other.keptAnswers = KeptAnswers::renewed;
     EXPECT_EQ(ClaudeResponseCache::key(other), ClaudeResponseCache::key(cachedRequest));
 }
 
@@ -142,6 +143,7 @@ TEST(ClaudePricing, countsUnknownModelsAtTheHighestPrice) {
     EXPECT_EQ(ClaudePricing::tier("claude-opus"), (Tier{15, 75}));
     EXPECT_EQ(ClaudePricing::tier("openai/gpt-4.1-mini"), (Tier{15, 75}));
     EXPECT_EQ(ClaudePricing::tier("anthropic/claude-haiku-4.5"), (Tier{15, 75}));
+    EXPECT_TRUE(ClaudePricing::isKnown("claude-opus-4") && !ClaudePricing::isKnown("openai/gpt-4.1-mini"));
     EXPECT_DOUBLE_EQ(ClaudePricing::cost("claude-sonnet", 2'000'000, 100'000), 7.5);
 }
 
@@ -221,9 +223,13 @@ TEST(CachedClaudeClient, paysOnceAndRecordsEveryAnswer) {
     EXPECT_GT(entries[0].costUSD, 0);
     EXPECT_EQ(entries[1].costUSD, 0);
     EXPECT_EQ(entries[1].inputTokens, 10);
+    again.keptAnswers = KeptAnswers::renewed;
+    EXPECT_FALSE(client.send(again).fromCache) << "the request wants another answer";
+    EXPECT_TRUE(client.send(cachedRequest).fromCache) << "which takes the place of the kept one";
+    EXPECT_EQ(encodeJSON(again).find("kept"), std::string::npos);
     fixture.now += 86'401;
     (void)client.send(cachedRequest);
-    EXPECT_EQ(inner->requests().size(), 2u);
+    EXPECT_EQ(inner->requests().size(), 3u);
 }
 
 TEST(CachedClaudeClient, leavesNothingBehindWhenACallFails) {

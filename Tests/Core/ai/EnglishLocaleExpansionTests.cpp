@@ -11,6 +11,7 @@
 using namespace quorvel;
 using test::FakeClaude;
 using testing::HasSubstr;
+using Which = TranslationWish::Which;
 
 namespace {
 
@@ -43,8 +44,8 @@ TEST(EnglishLocaleExpansion, readsTheFourListsInTheirOrderAndBringsThemUnderTheL
                                    "Cut from 110 to 14 chars at a word boundary — review before pushing."},
                                   {"en-CA", "tide,moon", {}}}));
     EXPECT_EQ(expansion.result.rationale, "Because.");
-    EXPECT_EQ(expansion.result.inputTokens, 10);
-    EXPECT_GT(expansion.result.costUSD, 0);
+    EXPECT_EQ(expansion.result.cost.inputTokens, 10);
+    EXPECT_GT(expansion.result.cost.costUSD, 0);
     EXPECT_EQ(expansion.claude->requests().at(0).responseFormat, "json_object");
 }
 
@@ -67,24 +68,86 @@ TEST(EnglishLocaleExpansion, refusesAnAnswerWithoutKeywords) {
         }
 }
 
-TEST(EnglishLocaleExpansion, writesTheListsAndBacksUpOldOnes) {
-    const test::TemporaryFolder folder;
-    const MetadataStore store(MetadataFolder{folder.path()});
-    store.write("en-US", FieldType::keywords, "old");
-    store.write("en-AU", FieldType::keywords, "by hand");
-    const Expansion expansion(
-        R"({"entries":[{"locale":"en-US","keywords_field":"tide"},{"locale":"en-GB","keywords_field":"ebb"},)"
-        R"({"locale":"en-AU","keywords_field":"flow"},{"locale":"en-CA","keywords_field":"moon"}]})");
-    const auto entries =
-        EnglishLocaleExpansion::write(store.folder(), expansion.result.entries,
-                                      {{"en-AU", {.aiSafeMode = true}}, {"en-CA", {.aiSafeMode = true}}},
-                                      dateFromSecondsSince1970(1'772'368'200));
-    EXPECT_EQ(store.read("en-US", FieldType::keywords), "tide");
-    EXPECT_EQ(store.read("en-GB", FieldType::keywords), "ebb");
-    EXPECT_EQ(store.read("en-AU", FieldType::keywords), "by hand") << "safe mode keeps what is there";
-    EXPECT_EQ(store.read("en-CA", FieldType::keywords), "moon") << "and fills what is empty";
-    ASSERT_EQ(entries.size(), 4u);
-    EXPECT_EQ(readFile(entries[0].kept.value()), "old");
-    EXPECT_EQ(entries[1].kept, std::nullopt);
-    EXPECT_TRUE(entries[2].skipped && !entries[3].skipped);
+TEST(EnglishLocaleExpansion, leavesOutWordsThatALocalesNameAndSubtitleHoldAlready) {
+    const auto claude = std::make_shared<FakeClaude>(std::vector<FakeClaude::Answer>{
+        FakeClaude::says(R"({"entries":[{"locale":"en-US","keywords_field":"tide,surf,tide chart"},)"
+                         R"({"locale":"en-GB","keywords_field":"ebb,tide,surf"}]})")});
+    const auto result =
+        EnglishLocaleExpansion(claude).expand({.baseKeywords = "tide",
+                                               .appName = "Tide",
+                                               .appSubtitle = "All you need",
+                                               .indexedTexts = {{"en-GB", {"The Ebb", "Surf's up"}}}});
+    ASSERT_EQ(result.entries.size(), 2u);
+    EXPECT_EQ(result.entries[0].keywordsField, "surf,tide chart");
+    EXPECT_EQ(result.entries[1].keywordsField, "tide,surf");
+}
+
+namespace {
+
+struct EnglishTree {
+    EnglishTree() {
+        put("en-US", "tide,surf");
+        put("en-GB", "ebb");
+    }
+    void put(std::string_view locale, std::string_view keywords) const {
+        store.write(locale, FieldType::keywords, keywords);
+    }
+    std::string read(std::string_view locale) const {
+        return store.read(locale, FieldType::keywords).value_or("(none)");
+    }
+    EnglishLocaleExpansion::Choice choose(Which which = Which::stale) const {
+        return EnglishLocaleExpansion::choose(store, settings, which);
+    }
+    std::vector<EnglishLocaleExpansion::Entry> write(std::vector<EnglishLocaleExpansion::Entry> entries,
+                                                     Which which = Which::stale) const {
+        return EnglishLocaleExpansion::write(store, std::move(entries), settings, which,
+                                             dateFromSecondsSince1970(1'772'368'200));
+    }
+    test::TemporaryFolder folder;
+    MetadataStore store{MetadataFolder{folder.path()}};
+    std::map<std::string, LocaleSettings> settings;
+};
+
+} // namespace
+
+TEST(EnglishLocaleExpansion, choosesWhatIsEmptyOrOutdatedAndNeverWhatIsDisabledOrProtected) {
+    using Choice = EnglishLocaleExpansion::Choice;
+    using enum KeywordsKept;
+    EnglishTree tree;
+    EXPECT_EQ(tree.choose(),
+              (Choice{{"en-AU", "en-CA"}, {{"en-US", upToDate, "tide,surf"}, {"en-GB", upToDate, "ebb"}}}));
+    EXPECT_EQ(tree.choose(Which::all), (Choice{{"en-US", "en-GB", "en-AU", "en-CA"}, {}}));
+    (void)tree.write({{"en-AU", "moon"}, {"en-CA", "wave"}});
+    EXPECT_EQ(tree.choose().filled, std::vector<std::string>()) << "made from these keywords";
+    tree.put("en-CA", "wave,by hand");
+    tree.put("en-US", "tide,kite");
+    EXPECT_EQ(tree.choose().filled, std::vector<std::string>{"en-AU"}) << "older, and not edited since";
+    tree.settings = {
+        {"en-US", {.aiSafeMode = true}}, {"en-GB", {.enabled = false}}, {"en-CA", {.enabled = false}}};
+    tree.put("en-CA", "");
+    EXPECT_EQ(
+        tree.choose(Which::all),
+        (Choice{{"en-AU"},
+                {{"en-US", safeMode, "tide,kite"}, {"en-GB", disabled, "ebb"}, {"en-CA", disabled, ""}}}));
+}
+
+TEST(EnglishLocaleExpansion, namesTheFieldsThatStaySoThatOthersAreMade) {
+    const EnglishTree tree;
+    EXPECT_THAT(
+        EnglishLocaleExpansion::prompt({.baseKeywords = "tide,surf", .choice = tree.choose()}).user,
+        testing::EndsWith("\n\nFields that stay as they are; choose other long-tail terms:\nen-GB: ebb"));
+}
+
+TEST(EnglishLocaleExpansion, writesTheListsBacksUpOldOnesAndSparesAnEdit) {
+    const EnglishTree tree;
+    tree.put("en-CA", "written while the model answered");
+    const auto entries = tree.write({{"en-AU", "flow"}, {"en-CA", "moon"}});
+    EXPECT_TRUE(!entries.at(0).skipped && entries.at(1).skipped);
+    EXPECT_EQ(tree.read("en-AU"), "flow");
+    EXPECT_EQ(tree.read("en-CA"), "written while the model answered");
+    const auto all = tree.write({{"en-US", "tide,kite"}, {"en-GB", "neap"}}, Which::all);
+    EXPECT_EQ(readFile(all.at(0).kept.value()), "tide,surf");
+    EXPECT_EQ(readFile(all.at(1).kept.value()), "ebb");
+    EXPECT_EQ(tree.choose().filled, std::vector<std::string>{"en-AU"})
+        << "en-GB was made together with the new keywords of en-US";
 }

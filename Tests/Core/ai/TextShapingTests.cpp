@@ -1,4 +1,5 @@
 #include "Core/ai/JSONAnswer.h"
+#include "Core/ai/translation/KeywordList.h"
 #include "Core/ai/translation/ReplyText.h"
 #include "Core/ai/translation/TextTrimming.h"
 #include "Platform/text/Text.h"
@@ -112,8 +113,59 @@ TEST(ReplyText, findsTheTranslationInWhatModelsAnswer) {
         EXPECT_EQ(translationIn(each.reply, each.field, each.source), each.expected) << each.reply;
 }
 
+TEST(KeywordList, holdsBareTermsOnceWhateverModelsWriteAroundThem) {
+    const struct {
+        std::string reply;
+        std::string expected;
+    } cases[] = {
+        {"1. tide\n2. surf\n10) moon\n(4) 3d map", "tide,surf,moon,3d map"},
+        {"- tide\n* surf\n• moon\n– ebb\n✓ flow", "tide,surf,moon,ebb,flow"},
+        {"Keywords: tide, surf", "tide,surf"},
+        {"关键词：潮汐，冲浪", "潮汐,冲浪"},
+        {"tide; surf；moon | ebb｜flow", "tide,surf,moon,ebb,flow"},
+        {"潮汐、冲浪・波", "潮汐,冲浪・波"},
+        {"مد، جزر؛ موج", "مد,جزر,موج"},
+        {"tide · surf · moon", "tide,surf,moon"},
+        {"tide·surf·moon", "tide,surf,moon"},
+        {"col·lecció, 哈利·波特", "col·lecció,哈利·波特"}, // no separators
+        {"col·lecció", "col·lecció"},
+        {"tide, surf.", "tide,surf"},
+        {"潮汐，冲浪。", "潮汐,冲浪"},
+        {"ज्वार, लहर।", "ज्वार,लहर"},
+        {"node.js, 2.0, a/b", "node.js,2.0,a/b"},
+        {"Tide, TIDE, tide", "Tide"},
+        {"Straße, STRASSE, Ébène, e\u0301bène, ΣΟΦΟΣ, σοφος", "Straße,Ébène,ΣΟΦΟΣ"},
+        {"ti\u00ADde\u200B, \u202Bsurf\u202C, \uFEFFmoon", "tide,surf,moon"},
+        {"می\u200Cخواهم, موج\u200C", "می\u200Cخواهم,موج"}, // the first joins nothing, the second is in vain
+        {"tide,surf (9 characters)", "tide,surf"},
+        {"tide, \"surf\" ,**moon**", "tide,surf,moon"},
+        {"tide   table,surf", "tide table,surf"},
+        {"tide,surf\nThese are terms that people look for.", "tide,surf"},
+        {"tide,surf. They fit into the limit.", "tide,surf"},
+        {"潮汐，冲浪\n\n（这些关键词很受欢迎，也符合字数限制。）", "潮汐,冲浪"},
+        {"Here is a list, made with much care and love.\ntide,surf,moon", "tide,surf,moon"},
+        {"مد، جزر\n\nملاحظة: هذه الكلمات شائعة، وتناسب الحد.", "مد,جزر"},
+        {"海，山，川", "海,山,川"},
+        {"-, ., :, 。", ""},
+        {"tide·surf·moon,tide·surf·moon", "tide,surf,moon"},
+    };
+    for (const auto& each : cases) {
+        const std::string tidy = translationIn(each.reply, FieldType::keywords, "x");
+        EXPECT_EQ(tidy, each.expected) << each.reply;
+        EXPECT_EQ(tidyKeywords(tidy), tidy) << "a tidy list stays";
+    }
+}
+
+TEST(KeywordList, leavesOutTermsThatSayNoMoreThanWhatIsIndexed) {
+    const std::vector<std::string> indexed = {"Tide Pool – Ébène", "海を見る"};
+    EXPECT_EQ(tidyKeywords("tide,TIDE pool,tide table,e\u0301bène,海,海辺,pools", indexed),
+              "tide table,海辺,pools");
+    EXPECT_EQ(tidyKeywords("pool,Tide", indexed), "");
+}
+
 TEST(JSONAnswer, findsAJSONObjectWithinProse) {
     EXPECT_EQ(objectIn("Sure:\n```json\n{\"a\":{}}\n```"), "{\"a\":{}}");
+    EXPECT_EQ(objectIn(R"({"a":"}\"{"} Note: {name} stays.)"), R"({"a":"}\"{"})");
     EXPECT_EQ(objectIn("}{"), std::nullopt);
     EXPECT_EQ(objectIn("none"), std::nullopt);
 }

@@ -34,7 +34,7 @@ TranslationOrigins origins() {
 
 std::vector<std::string> chosen(const TranslationWish& wish) {
     std::vector<std::string> names;
-    for (const TranslationItem& item : chooseItems(texts(), origins(), wish))
+    for (const TranslationItem& item : chooseItems({texts(), {}}, origins(), wish))
         names.push_back(item.targetLocale + " " + std::string(rawValue(item.field)));
     return names;
 }
@@ -61,10 +61,53 @@ TEST(TranslationChoice, takesWhatIsEmptyOrWasTranslatedFromAnOlderSource) {
     saved["de-DE"][FieldType::subtitle] = "Alt\n";
     TranslationWish german = wish;
     german.targetLocales = {"de-DE"};
-    EXPECT_EQ(chooseItems(saved, origins(), german), chooseItems(texts(), origins(), german));
+    EXPECT_EQ(chooseItems({saved, {}}, origins(), german), chooseItems({texts(), {}}, origins(), german));
+    const ReadTexts damaged{texts(),
+                            {{"de-DE", FieldType::subtitle, "broken"},
+                             {"de-DE", FieldType::releaseNotes, "broken"},
+                             {"it", FieldType::name, "broken"}}};
+    TranslationWish subtitles = german;
+    subtitles.fields = {FieldType::subtitle};
+    EXPECT_TRUE(chooseItems(damaged, origins(), subtitles).empty()); // it could not be written over
+    EXPECT_EQ(unreadableFor(damaged, subtitles), (std::vector{damaged.unreadable[0]}));
     TranslationWish unknown = wish;
     unknown.sourceLocale = "es-ES";
     EXPECT_TRUE(chosen(unknown).empty());
+}
+
+TEST(TranslationOrigins, showATextOfAPersonAsOldOnceItsSourceChanges) {
+    LocaleTexts pulled;
+    pulled["en-US"][FieldType::subtitle] = "Tides";
+    pulled["de-DE"][FieldType::subtitle] = "Gezeiten";
+    pulled["fr-FR"][FieldType::subtitle] = "Marées";
+    pulled["en-US"][FieldType::keywords] = "tide";
+    pulled["de-DE"][FieldType::keywords] = "ebbe";
+    LocaleTexts local = pulled;
+    const auto staleIn = [&](const TranslationOrigins& known, const std::string& source = "en-US") {
+        TranslationOrigins origins = known;
+        origins.adopt(source, local, pulled);
+        std::vector<std::string> names;
+        for (const TranslationItem& item :
+             chooseItems({local, {}}, origins,
+                         {.sourceLocale = source, .targetLocales = {"de-DE", "fr-FR", "en-US"}}))
+            names.push_back(item.targetLocale + " " + std::string(rawValue(item.field)));
+        return names;
+    };
+    using Names = std::vector<std::string>;
+    TranslationOrigins known;
+    EXPECT_EQ(staleIn(known), Names{"fr-FR keywords"});
+    local["en-US"][FieldType::subtitle] = "Tides at a glance";
+    local["en-US"][FieldType::keywords] = "tide,surf";
+    local["de-DE"][FieldType::subtitle] = "Gezeiten auf einen Blick"; // by hand, for the new source
+    EXPECT_EQ(staleIn(known), (Names{"fr-FR subtitle", "fr-FR keywords"}))
+        << "keywords of a market are no translation";
+
+    known.adopt("en-US", pulled, pulled); // as a pull does
+    pulled = local;                       // a push without the others
+    local["de-DE"][FieldType::subtitle] = "Gezeiten";
+    EXPECT_EQ(staleIn(known), (Names{"de-DE subtitle", "fr-FR subtitle", "fr-FR keywords"}))
+        << "what was known before the push counts";
+    EXPECT_EQ(staleIn(known, "fr-FR"), Names()) << "made from English, not from French";
 }
 
 TEST(TranslationOrigins, surviveAsAFileAndForgetADamagedOne) {

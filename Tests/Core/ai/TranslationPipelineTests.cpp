@@ -1,3 +1,4 @@
+#include "Core/ai/CachedClaudeClient.h"
 #include "Core/ai/ClaudeError.h"
 #include "Core/ai/ClaudePricing.h"
 #include "Core/ai/translation/TranslationOrigins.h"
@@ -10,6 +11,10 @@
 #include <gtest/gtest.h>
 
 #include <sqlite3.h>
+
+#include <atomic>
+#include <chrono>
+#include <future>
 
 using namespace quorvel;
 using test::FakeClaude;
@@ -43,7 +48,8 @@ TEST(TranslationPipeline, asksOnceWritesTheAnswerAndTakesItFromTheCacheNextTime)
                                          .translation = thirty,
                                          .inputTokens = 10,
                                          .outputTokens = 5,
-                                         .costUSD = ClaudePricing::cost("m", 10, 5)}));
+                                         .costUSD = ClaudePricing::cost("m", 10, 5),
+                                         .review = ReviewMark::generated}));
     EXPECT_EQ(fixture.textOf(FieldType::subtitle), thirty);
     const ClaudeRequest sent = fixture.claude->requests().at(0);
     EXPECT_EQ(sent.model, "m");
@@ -190,6 +196,66 @@ TEST(TranslationPipeline, generatesKeywordsAfterTheTextsWhoseWordsTheyLeaveOut) 
                 EndsWith("Reminder: ≤ 100 characters total. Count before you respond."));
 }
 
+TEST(TranslationPipeline, asksForKeywordsAgainOnceTheNameOrTheSubtitleHasChanged) {
+    TranslationFixture fixture({FakeClaude::says("tide,Gezeiten,ebbe")});
+    EXPECT_EQ(fixture.translate(FieldType::keywords).translation, "tide,Gezeiten,ebbe");
+    fixture.store.write("de-DE", FieldType::name, "Gezeiten");
+    EXPECT_EQ(fixture.translate(FieldType::keywords).translation, "tide,ebbe");
+    fixture.store.write("de-DE", FieldType::name, "");
+    fixture.store.write("de-DE", FieldType::subtitle, "Gezeiten");
+    EXPECT_EQ(fixture.translate(FieldType::keywords).translation, "tide,ebbe");
+    EXPECT_EQ(fixture.claude->requests().size(), 3u);
+    EXPECT_TRUE(fixture.translate(FieldType::keywords).fromCache);
+    fixture.store.write("de-DE", FieldType::name, "Tide Ebbe");
+    const auto nothingNew = fixture.translate(FieldType::keywords);
+    EXPECT_THAT(*nothingNew.error, HasSubstr("nothing but words of the name and the subtitle"));
+}
+
+TEST(TranslationPipeline, letsNoKeywordsWaitForTheTextsOfAnotherLocale) {
+    // The German name is answered only once the French keywords were asked for.
+    std::promise<void> frenchKeywords;
+    auto wereAsked = frenchKeywords.get_future().share();
+    std::atomic<bool> waitedInVain = false;
+    const auto answer = [&](const ClaudeRequest& request) {
+        const std::string& user = request.messages.at(0).content;
+        if (user.find("keywords field for the fr-FR") != user.npos) frenchKeywords.set_value();
+        if (user.find("app name from en-US to de-DE") != user.npos)
+            waitedInVain = wereAsked.wait_for(std::chrono::seconds(10)) != std::future_status::ready;
+        return FakeClaude::response("Antwort " + std::to_string(user.size()));
+    };
+    TranslationFixture fixture({answer});
+    TranslationPipeline::Parts parts = fixture.parts();
+    parts.width = 2;
+    const auto outcomes = TranslationPipeline(parts).translate({{"en-US", "de-DE", FieldType::name},
+                                                                {"en-US", "fr-FR", FieldType::name},
+                                                                {"en-US", "de-DE", FieldType::keywords},
+                                                                {"en-US", "fr-FR", FieldType::keywords}},
+                                                               fixture.settings);
+    EXPECT_FALSE(waitedInVain);
+    for (const TranslationOutcome& outcome : outcomes)
+        EXPECT_EQ(outcome.error, std::nullopt);
+    EXPECT_THAT(*fixture.claude->requests().back().system, HasSubstr("App name: Antwort"))
+        << "the German keywords waited for the German name";
+}
+
+TEST(TranslationPipeline, draftsAgainWhereTheUserWantsAnotherAnswer) {
+    TranslationFixture fixture({FakeClaude::says("Eins"), FakeClaude::says("Zwei")});
+    const auto cache = std::make_shared<ClaudeResponseCache>(fixture.folder / "cache", 86'400, fixture.clock);
+    TranslationPipeline::Parts parts = fixture.parts();
+    parts.claude = std::make_shared<CachedClaudeClient>(fixture.claude, cache, nullptr);
+    const std::vector<TranslationItem> items = {{"en-US", "de-DE", FieldType::subtitle}};
+    const auto translate = [&] {
+        return TranslationPipeline(parts).translate(items, fixture.settings).at(0);
+    };
+    EXPECT_EQ(translate().translation, "Eins");
+    fixture.settings.keptAnswers = KeptAnswers::renewed;
+    EXPECT_TRUE(TranslationPipeline(parts).preview(items, fixture.settings).at(0).prompt);
+    EXPECT_EQ(translate().translation, "Zwei");
+    fixture.settings.keptAnswers = KeptAnswers::taken;
+    EXPECT_EQ(translate().translation, "Zwei") << "it took the place of the first";
+    EXPECT_EQ(fixture.claude->requests().size(), 2u);
+}
+
 TEST(TranslationPipeline, dropsWholeKeywordsAndSaysSo) {
     std::string terms = "ebbe";
     for (int term = 0; term < 15; ++term)
@@ -209,7 +275,8 @@ TEST(TranslationPipeline, dropsWholeKeywordsAndSaysSo) {
 
 TEST(TranslationPipeline, endsOnlyTheItemThatFails) {
     TranslationFixture fixture({FakeClaude::says(thirty + "x"), fails(ClaudeError::ServerError{503, {}}),
-                                breaksOff(), FakeClaude::says("```\n```"), FakeClaude::says("Gut")});
+                                breaksOff(), FakeClaude::says("```\n```"), FakeClaude::says("```\n```"),
+                                FakeClaude::says("Gut")});
     TranslationPipeline::Parts parts = fixture.parts();
     parts.width = 1;
     const auto outcomes = TranslationPipeline(parts).translate({{"en-US", "de-DE", FieldType::subtitle},
@@ -252,7 +319,7 @@ TEST(TranslationPipeline, backsUpATextThatItReplacesAndRemembersTheSource) {
     EXPECT_EQ(outcome.kept, kept.native());
     EXPECT_EQ(readFile(kept), "Von Hand");
     TranslationOrigins expected;
-    expected.note("de-DE", FieldType::subtitle, "Tides at a glance", "Neu");
+    expected.note("de-DE", FieldType::subtitle, "Tides at a glance", "Neu", "en-US");
     EXPECT_EQ(TranslationOrigins::load(fixture.folderOfTexts), expected);
 }
 
@@ -289,17 +356,89 @@ TEST(TranslationPipeline, leavesATextThatWasEditedSinceTheItemsWereChosen) {
     EXPECT_EQ(fixture.textOf(FieldType::subtitle), "Von Hand");
 }
 
-TEST(TranslationPipeline, takesAFinalLineBreakForNoPartOfATextThatIsRead) {
-    TranslationFixture fixture;
-    fixture.store.write("de-DE", FieldType::name, "Gezeiten\n");
+TEST(TranslationPipeline, asksAgainForWhatAnAnswerLostAndFailsWhereItStaysLost) {
+    TranslationFixture fixture({FakeClaude::says("Hilfe unter example.org"),
+                                FakeClaude::says("Hilfe unter example.com/help"),
+                                FakeClaude::says("I'm sorry, but I can't help with that.")});
+    fixture.store.write("en-US", FieldType::description, "Get help at example.com/help");
+    const TranslationOutcome found = fixture.translate(FieldType::description);
+    EXPECT_EQ(found.translation, "Hilfe unter example.com/help");
+    EXPECT_THAT(found.remarks, testing::IsEmpty());
+    EXPECT_THAT(fixture.claude->requests().at(1).messages[0].content,
+                testing::AllOf(HasSubstr("Get help at"), HasSubstr("exactly as written: example.com/help.")));
+
+    const TranslationOutcome refused = fixture.translate(FieldType::description, "fr-FR");
+    EXPECT_THAT(*refused.error, HasSubstr("the model refused: “I'm sorry, but I can't help with that.”"));
+    EXPECT_EQ(refused.inputTokens, 10 * (std::ssize(fixture.claude->requests()) - 2)) << "each was paid for";
+    EXPECT_GE(refused.inputTokens, 30);
+    EXPECT_EQ(refused.review, std::nullopt);
+    EXPECT_EQ(fixture.textOf(FieldType::description, "fr-FR"), "");
     (void)fixture.translate(FieldType::keywords);
+    EXPECT_EQ(fixture.textOf(FieldType::keywords), "") << "no sentence is cut into keywords";
+    const auto preview =
+        fixture.pipeline().preview({{"en-US", "fr-FR", FieldType::description}}, fixture.settings);
+    EXPECT_FALSE(preview[0].fromCache) << "a failure is not kept";
+
+    TranslationFixture older({FakeClaude::says("Gezeiten unter example.com")});
+    older.store.write("en-US", FieldType::subtitle, "Tides at example.com");
+    older.parts().cache.store({.hashKey = TranslationCache::key({"m", "Tides at example.com", "de-DE",
+                                                                 FieldType::subtitle, BrandContext{}}),
+                               .translation = "Gezeiten im Netz"});
+    EXPECT_EQ(older.translate(FieldType::subtitle).translation, "Gezeiten unter example.com")
+        << "what was kept before there was the rule";
+}
+
+TEST(TranslationPipeline, writesTheBestOfTheAnswersWithWhatIsOddAboutIt) {
+    TranslationFixture fixture({FakeClaude::says("Gezeiten seit langem"), FakeClaude::says(thirty + "x"),
+                                FakeClaude::says(thirty + "x")});
+    fixture.store.write("en-US", FieldType::subtitle, "Tides since 1998");
+    const TranslationOutcome first = fixture.translate(FieldType::subtitle);
+    EXPECT_EQ(first.translation, "Gezeiten seit langem") << "and not the one that was to be cut";
+    EXPECT_THAT(first.remarks, testing::ElementsAre("Numbers of the source are missing: 1998."));
+    EXPECT_FALSE(first.isOverLimit);
+    const TranslationOutcome again = fixture.translate(FieldType::subtitle);
+    EXPECT_TRUE(again.fromCache);
+    EXPECT_EQ(again.remarks, first.remarks);
+
+    TranslationFixture broken(
+        {FakeClaude::says("Gezeiten seit langem"), fails(ClaudeError::Network{"gone"})});
+    broken.store.write("en-US", FieldType::subtitle, "Tides since 1998");
+    const TranslationOutcome kept = broken.translate(FieldType::subtitle);
+    EXPECT_EQ(kept.error, std::nullopt) << "a text with a remark is better than none";
+    EXPECT_EQ(kept.translation, "Gezeiten seit langem");
+    TranslationFixture stubborn({FakeClaude::says("Gezeiten seit langem")});
+    stubborn.store.write("en-US", FieldType::subtitle, "Tides since 1998");
+    EXPECT_THAT(stubborn.translate(FieldType::subtitle).remarks, testing::SizeIs(1));
+    EXPECT_EQ(stubborn.claude->requests().size(), 2u) << "a remark is worth one more request only";
+}
+
+TEST(TranslationPipeline, marksWhatItWritesAsUnread) {
+    TranslationFixture fixture(
+        {FakeClaude::says("Gezeiten"), FakeClaude::says("Ein sehr langer Untertitel, zu lang")});
+    TranslationPipeline::Parts parts = fixture.parts();
+    parts.width = 1;
+    const auto outcomes = TranslationPipeline(parts).translate(
+        {{"en-US", "de-DE", FieldType::name}, {"en-US", "de-DE", FieldType::subtitle}}, fixture.settings);
+    EXPECT_EQ(outcomes[0].review, ReviewMark::generated);
+    EXPECT_EQ(outcomes[1].review, ReviewMark::cut);
+    ReviewMarks marks = ReviewMarks::load(fixture.folderOfTexts);
+    EXPECT_EQ(marks.find("de-DE", FieldType::subtitle, fixture.textOf(FieldType::subtitle)), ReviewMark::cut);
+    marks.clear({"de-DE", FieldType::name});
+    marks.save(fixture.folderOfTexts);
+    EXPECT_EQ(fixture.translate(FieldType::name).review, std::nullopt) << "the very text was accepted before";
+}
+
+TEST(TranslationPipeline, takesAFinalLineBreakForNoPartOfATextThatIsRead) {
+    TranslationFixture fixture({FakeClaude::says("Im Blick"), FakeClaude::says("ebbe")});
+    fixture.store.write("de-DE", FieldType::name, "Gezeiten\n");
     (void)fixture.translate(FieldType::subtitle);
+    (void)fixture.translate(FieldType::keywords);
     fixture.store.write("en-US", FieldType::keywords, "tide,surf\n"); // as an editor saves it
     fixture.store.write("en-US", FieldType::subtitle, "\xEF\xBB\xBFTides at a glance\r\n");
     EXPECT_TRUE(fixture.translate(FieldType::keywords).fromCache);
     EXPECT_TRUE(fixture.translate(FieldType::subtitle).fromCache);
-    EXPECT_THAT(*fixture.claude->requests().at(0).system,
-                HasSubstr("- App name: Gezeiten\n- App subtitle: "));
+    EXPECT_THAT(*fixture.claude->requests().at(1).system,
+                HasSubstr("- App name: Gezeiten\n- App subtitle: Im Blick\n"));
 }
 
 TEST(TranslationPipeline, translatesAnItemOnceThatIsListedTwice) {

@@ -191,6 +191,38 @@ TEST(ASCSettingsViewModel, dropsTheVendorNumberOfAnotherTeam) {
     ASSERT_EQ(named.save(), Result::saved);
     EXPECT_FALSE(named.vendorClearedForNewTeam());
     EXPECT_EQ(screen.keychain.read("asc-vendor-number"), "99");
+
+    // Named, it is the new team's even where it is the one of before.
+    auto same = screen.open();
+    same.issuerID = makeUUID();
+    same.giveVendorNumber("99");
+    ASSERT_EQ(same.save(), Result::saved);
+    EXPECT_FALSE(same.vendorClearedForNewTeam());
+    EXPECT_EQ(screen.keychain.read("asc-vendor-number"), "99");
+}
+
+TEST(ASCSettingsViewModel, leavesTheVendorNumberThatAnotherProcessStoredMeanwhile) {
+    Screen screen;
+    auto model = screen.open([&](const HTTPRequest&) {
+        screen.keychain.write({{"asc-issuer-id", test::issuerID}, {"asc-vendor-number", "85012345"}});
+        return HTTPResponse{200, {}, R"({"data":[]})"};
+    });
+    Screen::fill(model);
+    ASSERT_EQ(model.save(), Result::saved);
+    EXPECT_EQ(screen.keychain.read("asc-vendor-number"), "85012345");
+}
+
+TEST(ASCSettingsViewModel, savesAndForgetsAKeyThoughTheNameOfItsFileCannotBeKept) {
+    Screen screen;
+    createFolders(screen.folder / ".defaults.json.lock"); // a folder cannot be locked
+    auto model = screen.open();
+    Screen::fill(model);
+    EXPECT_EQ(model.save(), Result::saved);
+    EXPECT_EQ(model.status(), "Saved.");
+    EXPECT_EQ(screen.posted, 1);
+    model.forget();
+    EXPECT_EQ(screen.keychain.read("asc-key-id"), std::nullopt);
+    EXPECT_EQ(screen.posted, 2);
 }
 
 TEST(ASCSettingsViewModel, takesTheKeyIDFromTheFileNameButNeverOverATypedOne) {

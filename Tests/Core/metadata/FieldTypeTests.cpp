@@ -101,6 +101,7 @@ TEST(TextRemarks, nameWhatIsOddAboutAText) {
         {FieldType::keywords, "日本，猫", {R::foreignComma}},
         {FieldType::keywords, "قط،كلب", {R::foreignComma}},
         {FieldType::keywords, "Cat,dog,cat", {R::repeatedKeyword}},
+        {FieldType::keywords, "ÉTÉ,e\u0301te\u0301", {R::repeatedKeyword}},
         {FieldType::keywords, "a,,b,", {}},
         {FieldType::keywords, "a,b\n", {R::finalLineBreak}},
         {FieldType::description, "日本、猫, a, a", {}},
@@ -133,6 +134,19 @@ TEST(FieldRule, readsWhatItKnowsAndHasItsOwnLimit) {
     EXPECT_EQ(limitOf(FieldType::keywords, rules), 100u);
     EXPECT_EQ(limitOf(FieldType::description, rules), 4000u);
     EXPECT_EQ(limitOf(FieldType::name, rules), 30u);
+}
+
+TEST(FieldType, goesByEachOfItsNames) {
+    for (const FieldFacts& facts : fieldFacts) {
+        const std::string file(facts.fileName.substr(0, facts.fileName.find('.')));
+        for (const std::string_view name :
+             {facts.rawName, facts.attribute, facts.shortLabel, std::string_view(file)})
+            EXPECT_EQ(fieldNamed(name), facts.field) << name;
+    }
+    for (const auto* name : {"release_notes", "whatsNew", "whats_new", "RELEASENOTES", "What's new"})
+        EXPECT_EQ(fieldNamed(name), FieldType::releaseNotes) << name;
+    for (const auto* name : {"", "notes", "name.txt", "title"})
+        EXPECT_EQ(fieldNamed(name), std::nullopt) << name;
 }
 
 TEST(Locales, knowWhatTheAppStoreTakesAndHintAtTheRest) {

@@ -101,14 +101,14 @@ TEST(PushSelection, leavesOutWhatNobodyMeansToPush) {
         {change("de-DE", FieldType::name, "a", longName), R::overLimit,
          "name.txt has 31 characters where 30 are allowed. Shorten it."},
         {change("de-DE", FieldType::name, "a", std::string(30, 'n') + "\n"), R::overLimit,
-         "only because of its final line break. \"quorvel metadata tidy\""},
+         "only because of its final line break. Tidying removes it; finalLineBreak = strip leaves it out."},
         {change("de-DE", FieldType::name, "a", longName + "\n"), R::overLimit, "has 32 characters"},
-        {change("de-DE", FieldType::description, "a", "a\n"), R::onlyFinalLineBreak, "metadata tidy"},
+        {change("de-DE", FieldType::description, "a", "a\n"), R::onlyFinalLineBreak, "Tidying removes it"},
         {change("de-DE", FieldType::description, "a\r\n", "a"), R::onlyFinalLineBreak,
          "naming this locale and field in the push removes it there"},
         {change("de-DE", FieldType::description, "a", "b\n"), {}, ""},
         {change("de-DE", FieldType::description, "a", "a\n\n"), {}, ""},
-        {change("de-DE", FieldType::description, "a", "\uFEFFb"), R::byteOrderMark, "metadata tidy"},
+        {change("de-DE", FieldType::description, "a", "\uFEFFb"), R::byteOrderMark, "tidying removes it"},
         {change("de-DE", FieldType::description, "a", "b\n\tc\n\x1B"), R::controlCharacter,
          "description.txt holds the control character \\x1B in line 3"},
         {change("de-DE", FieldType::description, "a", "b\r\n\tc"), {}, ""},
@@ -116,7 +116,7 @@ TEST(PushSelection, leavesOutWhatNobodyMeansToPush) {
         {change("de-DE", FieldType::description, "a", " \n"), R::clearsField, "Description of de-DE"},
         {change("de-DE", FieldType::name, "a", ""), R::clearsName, "write one"},
         {ofNewLocale("de", FieldType::name, "b"), R::notAnAppStoreLocale, "Did you mean \"de-DE\"?"},
-        {ofNewLocale("default", FieldType::name, "b"), R::notAnAppStoreLocale, "only when it is named"},
+        {ofNewLocale("default", FieldType::name, "b"), R::notAnAppStoreLocale, "needs a folder of its own"},
         {change("xx", FieldType::name, "a", "b"), {}, ""}, // App Store Connect has it
     };
     for (const auto& [one, reason, explanation] : cases) {
@@ -150,6 +150,71 @@ TEST(PushSelection, obeysTheFilter) {
     for (const auto& [locale, chosen] : {std::pair("be", 1), std::pair("de", 0)}) // a slip stays one
         EXPECT_THAT(selectForPush({ofNewLocale(locale, FieldType::name, "b")}, {{locale}, {}, {}}).chosen,
                     SizeIs(chosen));
+}
+
+TEST(PushSelection, missesWhatWasAskedForByNameAndGroupsByReason) {
+    using R = LeftOutReason;
+    const std::string tooLong(31, 'n');
+    PendingChange german = change("de", FieldType::name, "", "x");
+    PendingChange fallback = change("default", FieldType::name, "", "x");
+    german.isNewLocale = fallback.isNewLocale = true;
+    PendingChange longName = change("fr-FR", FieldType::name, "a", tooLong);
+    longName.isOverLimit = true;
+    struct Case {
+        PendingChange change;
+        PushFilter filter;
+        LeftOutReason reason;
+        bool isMissed;
+    };
+    const PushFilter first{.release = Release::first};
+    const Case cases[] = {
+        {longName, {}, R::overLimit, true},
+        {german, {}, R::notAnAppStoreLocale, true}, // German is meant
+        {fallback, {}, R::notAnAppStoreLocale, false},
+        {german, {.locales = {"de"}}, R::notAnAppStoreLocale, true},
+        {change("ja", FieldType::name, "a", "b"), {}, R::localeDisabled, false},
+        {change("ja", FieldType::name, "a", "b"), {.locales = {"ja"}}, R::localeDisabled, true},
+        {change("it", FieldType::releaseNotes, "", "b"), first, R::firstVersion, false},
+        {change("it", FieldType::releaseNotes, "", "b"),
+         {.locales = {"it"}, .release = Release::first},
+         R::firstVersion,
+         false},
+        {change("it", FieldType::releaseNotes, "", "b"),
+         {.fields = {FieldType::releaseNotes}, .release = Release::first},
+         R::firstVersion,
+         true},
+        {change("it", FieldType::keywords, "a", "a\n"), {.locales = {"it"}}, R::onlyFinalLineBreak, false},
+    };
+    std::vector<LeftOutChange> all;
+    for (const Case& one : cases) {
+        const PushSelection selection = selectForPush({one.change}, one.filter, {"ja"});
+        ASSERT_EQ(selection.leftOut.size(), 1u) << one.change.locale;
+        const LeftOutChange& leftOut = selection.leftOut[0];
+        EXPECT_EQ(leftOut.reason, one.reason) << one.change.locale;
+        EXPECT_EQ(leftOut.isMissed, one.isMissed) << one.change.locale << leftOut.explanation;
+        if (one.filter.locales.empty() && one.filter.fields.empty()) all.insert(all.begin(), leftOut);
+    }
+    EXPECT_TRUE(selectForPush({change("it", FieldType::releaseNotes, "", "b")}, {}, {}).leftOut.empty());
+
+    for (const std::string locale : {"sv", "da"}) {
+        all.push_back(
+            {change(locale, FieldType::releaseNotes, "", "b"), R::firstVersion, "said once", false});
+        all.push_back({change(locale, FieldType::name, "", tooLong), R::overLimit, "31 characters", true});
+    }
+    std::vector<std::pair<LeftOutReason, std::size_t>> groups;
+    for (const LeftOutGroup& group : groupsOf(all)) {
+        groups.emplace_back(group.reason, group.changes.size());
+        if (group.reason == R::overLimit) {
+            EXPECT_EQ(group.explanation, "The texts are over their limits. Shorten them.");
+        }
+        if (group.reason == R::firstVersion) {
+            EXPECT_THAT(group.explanation, HasSubstr("no release notes"));
+        }
+    }
+    EXPECT_THAT(groups,
+                testing::ElementsAre(std::pair(R::notAnAppStoreLocale, 1u), std::pair(R::overLimit, 3u),
+                                     std::pair(R::firstVersion, 3u), std::pair(R::localeDisabled, 1u),
+                                     std::pair(R::notAnAppStoreLocale, 1u)));
 }
 
 TEST(PushSelection, warnsOfWhatItSendsAllTheSame) {
@@ -262,7 +327,8 @@ TEST(PushReport, countsWhatWentAndNamesTheFirstError) {
         "Pushed 1 field · 1 locale. 2 failed.\nFirst error: first");
     EXPECT_EQ(pushReport({outcome("it", FieldType::name, "no")}),
               "Pushed 0 fields · 0 locales. 1 failed.\nFirst error: no");
-    const PushOutcome unsent = outcome("it", FieldType::keywords, std::string(notSentText));
+    PushOutcome unsent = outcome("it", FieldType::keywords, "Not sent: other locales were refused.");
+    unsent.notSent = true;
     EXPECT_EQ(pushReport({unsent, name, unsent, outcome("it", FieldType::name, "no")}),
               "Pushed 1 field · 1 locale. 2 not sent. 1 failed.\nFirst error: no");
 }

@@ -93,11 +93,11 @@ TEST(MetadataStore, refusesWhatIsNoTextOrNotItsOwn) {
         {"bad", FieldType::name, "bad/name.txt: is not valid UTF-8 at byte 2"},
         {"bad", FieldType::subtitle, "bad/subtitle.txt: holds a NUL character at byte 1"},
         {"bad", FieldType::keywords, "bad/keywords.txt: has 1048577 bytes"},
-        {"bad", FieldType::description, "bad/description.txt: is not a regular file"},
+        {"bad", FieldType::description, "bad/description.txt: is a folder where a text file"},
         {"bad", FieldType::releaseNotes, "bad/release_notes.txt: is a symbolic link that leads out"},
         {"bad", FieldType::promotionalText, "bad/promotional_text.txt: is a symbolic link that leads out"},
         {"link", FieldType::name, "tree/link: is a symbolic link that leads out"},
-        {"file", FieldType::name, "tree/file: cannot be read"},
+        {"file", FieldType::name, "tree/file: is a file where a folder belongs"},
         {"..", FieldType::name, "The locale \"..\" cannot be a folder's name"},
         {"a/b", FieldType::name, "The locale \"a/b\" cannot be"},
         {"", FieldType::name, "The locale \"\" cannot be"},
@@ -200,4 +200,49 @@ TEST(BookmarkResolver, noticesMovedReplacedAndLostFolders) {
         EXPECT_THAT(textOfError([&] { (void)BookmarkResolver::resolve(bad); }),
                     HasSubstr("hoose the folder again in the app's settings"));
     EXPECT_THROW((void)BookmarkResolver::bookmark(folder / "none"), MetadataError);
+}
+
+TEST(MetadataStore, asksAgainWhenAnEditorSavesWhileItReplacesAText) {
+    const Tree tree;
+    tree.store.write("it", FieldType::name, "read");
+    std::vector<std::string> seen;
+    const auto replace = [&](const std::optional<std::string>& present) -> std::optional<std::string> {
+        seen.push_back(present.value_or("(none)"));
+        if (seen.size() == 1) tree.put("it/name.txt", "saved meanwhile");
+        return "over " + *present;
+    };
+    EXPECT_TRUE(tree.store.update("it", FieldType::name, replace));
+    EXPECT_THAT(seen, testing::ElementsAre("read", "saved meanwhile"));
+    EXPECT_EQ(tree.store.read("it", FieldType::name), "over saved meanwhile");
+
+    // A file that appears meanwhile is not overwritten either.
+    const auto fill = [&](const std::optional<std::string>& present) {
+        if (present) return std::optional<std::string>();
+        tree.put("it/keywords.txt", "mine");
+        return std::optional<std::string>("");
+    };
+    EXPECT_FALSE(tree.store.update("it", FieldType::keywords, fill));
+    EXPECT_EQ(tree.store.read("it", FieldType::keywords), "mine");
+
+    int saves = 0;
+    const auto restless = [&](const std::optional<std::string>&) {
+        tree.put("it/name.txt", "save " + std::to_string(++saves));
+        return std::optional<std::string>("lost");
+    };
+    EXPECT_THAT(textOfError([&] { (void)tree.store.update("it", FieldType::name, restless); }),
+                HasSubstr("it/name.txt: is being saved again and again"));
+    EXPECT_EQ(tree.store.read("it", FieldType::name), "save " + std::to_string(saves));
+}
+
+TEST(MetadataStore, notesWhenAPullWasAndReadsOlderNotes) {
+    const Tree tree;
+    EXPECT_FALSE(tree.store.wasPulled());
+    EXPECT_EQ(tree.store.pulledAt(), std::nullopt);
+    tree.store.notePulledVersion("v1", dateFromSecondsSince1970(1772368200));
+    EXPECT_TRUE(tree.store.wasPulled());
+    EXPECT_EQ(tree.store.pulledVersionID(), "v1");
+    EXPECT_EQ(tree.store.pulledAt(), dateFromSecondsSince1970(1772368200));
+    tree.put(".brevant/version", "v0");
+    EXPECT_EQ(tree.store.pulledVersionID(), "v0");
+    EXPECT_EQ(tree.store.pulledAt(), std::nullopt);
 }

@@ -26,8 +26,8 @@ struct Trees {
     }
     [[nodiscard]] std::vector<std::string> skipped(const ImportReport& report) const {
         std::vector<std::string> lines;
-        for (const auto& [path, reason] : report.skipped)
-            lines.push_back(path + ": " + reason);
+        for (const SkippedEntry& entry : report.skipped)
+            lines.push_back(entry.path + ": " + entry.reason);
         return lines;
     }
 };
@@ -59,10 +59,10 @@ TEST(MetadataTransfer, importsFieldsAndNamesTheRest) {
     EXPECT_THAT(report.overLimit, ElementsAre(FieldKey{"de-DE", FieldType::keywords}));
     EXPECT_THAT(trees.skipped(report),
                 ElementsAre("copyright.txt: is no locale folder",
-                            HasSubstr("de: is no App Store locale; rename it to \"de-DE\""),
+                            HasSubstr("de: is no App Store locale; \"de-DE\" lies beside it"),
                             "de-DE/marketing_url.txt: is no field of the metadata",
                             HasSubstr("de-DE/subtitle.txt: is not valid UTF-8 at byte 0"),
-                            "default: is no App Store locale"));
+                            HasSubstr("default: is no App Store locale; other tools take its texts")));
     EXPECT_EQ(importTree(trees.foreign, trees.store, trees.clock).unchanged, 4);
     EXPECT_THROW((void)importTree(trees.outer / "none", trees.store, trees.clock), MetadataError);
     EXPECT_THROW((void)importTree(trees.store.folder().rootURL, trees.store, trees.clock), MetadataError);

@@ -83,6 +83,15 @@ TEST(PlatformContext, hasOneVersionPerPlatformAndSlot) {
     EXPECT_EQ(chooseContext({}, "ios/live"), std::nullopt);
 }
 
+TEST(PlatformContext, isOfAFirstVersionUntilOneOfItsPlatformWasOnSale) {
+    const auto contexts = contextsOf({version("1", "IOS", "1.0", "REMOVED_FROM_SALE"),
+                                      version("2", "IOS", "1.1", "PREPARE_FOR_SUBMISSION"),
+                                      version("3", "TV_OS", "1.0", "REJECTED")});
+    EXPECT_EQ(releaseOf({ASCPlatform::iOS, Class::editable}, contexts), Release::update);
+    EXPECT_EQ(releaseOf({ASCPlatform::tvOS, Class::editable}, contexts), Release::first);
+    EXPECT_EQ(releaseOf({ASCPlatform::macOS, Class::editable}, contexts), Release::update) << "not known";
+}
+
 TEST(PlatformContext, isEncodedInOrderAndNamedByItsFolder) {
     const PlatformContext context{ASCPlatform::visionOS, Class::live, "2.4.3", "READY_FOR_SALE", "17"};
     const std::string json = R"({"platform":"VISION_OS","stateClass":"live","versionString":"2.4.3",)"

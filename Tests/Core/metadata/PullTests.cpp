@@ -181,6 +181,66 @@ TEST(Pull, leavesLocalFilesAloneThatAreNoTextsAndNamesThem) {
     EXPECT_THAT(warnings, testing::Not(HasSubstr("filesystem error")));
 }
 
+TEST(Pull, leavesOutWhatHasNoPlaceForItsCopyAndPullsTheRest) {
+    PullAccount account;
+    (void)account.pull();
+    const MetadataFolder& folder = account.store.folder();
+    const auto copy = [&](std::string_view locale, FieldType field) {
+        return folder.fieldFile(locale, field, TextSide::pulled);
+    };
+    std::filesystem::remove(copy("de-DE", FieldType::name));
+    createFolders(copy("de-DE", FieldType::name)); // a folder in the place of a copy
+    writeFileAtomically(account.outer / "outside", "secret");
+    std::filesystem::remove(copy("de-DE", FieldType::keywords));
+    std::filesystem::create_symlink(account.outer / "outside", copy("de-DE", FieldType::keywords));
+    std::filesystem::remove_all(folder.localeFolder("ja", TextSide::pulled));
+    writeFileAtomically(folder.localeFolder("ja", TextSide::pulled), "no folder");
+    for (auto& [locale, attributes] : account.connect.localizations[FakeConnect::ofVersion])
+        attributes["description"] = attributes["keywords"] = "neu";
+    account.connect.localizations[FakeConnect::ofAppInfo]["de-DE"]["name"] = "Neu";
+
+    for (int round = 0; round < 2; ++round) {
+        const auto result = account.pull();
+        EXPECT_THAT(result.updated, SizeIs(round == 0 ? 1 : 0));
+        EXPECT_THAT(
+            result.summary.warnings,
+            testing::UnorderedElementsAre(
+                HasSubstr("The Name of de-DE was not replaced: " + copy("de-DE", FieldType::name).native()),
+                HasSubstr("The Keywords of de-DE was not replaced: "),
+                testing::ContainsRegex("The Description, .* of ja were not replaced: .*asc/ja: is a file")));
+    }
+    EXPECT_EQ(account.store.read("de-DE", FieldType::description), "neu");
+    EXPECT_EQ(account.store.read("de-DE", FieldType::name), "Name"); // else it would look like an edit
+    EXPECT_EQ(readFile(account.outer / "outside"), "secret");
+    EXPECT_FALSE(account.store.hasInterruptedPull());
+}
+
+TEST(Pull, takesNoFinalLineBreakForAnEditWhereItCountsForNothing) {
+    for (const FinalLineBreak rule : {FinalLineBreak::keep, FinalLineBreak::strip}) {
+        SCOPED_TRACE(rawValue(rule));
+        PullAccount account;
+        (void)account.pull();
+        account.store.write("de-DE", FieldType::name, "Name\n");
+        account.store.write("de-DE", FieldType::subtitle, "Unter\n");
+        account.connect.localizations[FakeConnect::ofAppInfo]["de-DE"]["name"] = "Neu";
+        const auto result = test::pullContext(account.connect, account.clock, "app1", account.app, "ios/next",
+                                              PullOptions(LocalEdits::keepBeside, {}, rule));
+        const bool strips = rule == FinalLineBreak::strip;
+        EXPECT_THAT(result.kept, SizeIs(strips ? 0 : 2));
+        EXPECT_EQ(account.store.read("de-DE", FieldType::name), "Neu");
+        EXPECT_EQ(account.store.read("de-DE", FieldType::subtitle), strips ? "Unter\n" : "Unter");
+    }
+}
+
+TEST(Pull, ofAVersionWithoutLocalizationsIsAPull) {
+    PullAccount account;
+    account.connect.localizations.clear();
+    const auto result = account.pull();
+    EXPECT_THAT(result.summary.locales, IsEmpty());
+    EXPECT_TRUE(account.store.wasPulled());
+    EXPECT_EQ(account.store.pulledAt(), account.clock());
+}
+
 TEST(Pull, worksWithoutAppInfoAndRefusesWhatItCannotPlace) {
     PullAccount account;
     account.connect.appInfos.clear();

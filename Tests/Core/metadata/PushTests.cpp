@@ -136,6 +136,36 @@ TEST(Push, givesEachChangeItsOwnOutcomeWhenTheLotIsRefused) {
     EXPECT_THAT(account.writes(), SizeIs(8));
 }
 
+TEST(Push, isNotStoppedByARefusalThatPasses) {
+    for (const bool isAlone : {true, false}) {
+        SCOPED_TRACE(isAlone ? "one field of each locale" : "several fields of each locale");
+        PushAccount account;
+        std::vector<std::string> locales;
+        for (int i = 10; i < 45; ++i) {
+            locales.push_back("x-" + std::to_string(i));
+            account.connect.localizations[FakeConnect::ofVersion][locales.back()] = {
+                {"locale", locales.back()}};
+            account.store.write(locales.back(), FieldType::description, "", TextSide::pulled);
+            account.store.write(locales.back(), FieldType::keywords, "new");
+            if (!isAlone) account.store.write(locales.back(), FieldType::description, "new");
+        }
+        // The first locale is refused, however often it is tried.
+        std::string refused;
+        account.connect.before = [&](const ASCRequest& request) {
+            if (request.method != "PATCH") return;
+            if (refused.empty()) refused = request.path;
+            if (request.path == refused) throw FakeConnect::refusal("409", "STATE_ERROR", "busy");
+        };
+        for (const PushOutcome& outcome : account.pushAll()) {
+            EXPECT_EQ(outcome.success, !refused.ends_with(outcome.change.locale)) << outcome.change.locale;
+            EXPECT_TRUE(outcome.wasSent());
+        }
+        account.connect.before = [](const ASCRequest&) {};
+        EXPECT_THAT(successes(account.pushAll()), testing::Each(true));
+        EXPECT_THAT(MetadataDiff::compare(account.store), IsEmpty());
+    }
+}
+
 TEST(Push, doesNotSplitWhatIsNotRefusedForItsContent) {
     struct Case {
         ASCError error;
@@ -193,6 +223,8 @@ TEST(Push, createsALocaleWhoseNameIsClearedWithTheAppsName) {
                     subtitleIsTaken ? testing::IsEmpty()
                                     : testing::Matcher<std::string>(HasSubstr("bad subtitle")));
         EXPECT_EQ(account.connect.localizations[FakeConnect::ofAppInfo]["it"]["name"], "The App");
+        for (const TextSide side : {TextSide::local, TextSide::pulled})
+            EXPECT_EQ(account.store.read("it", FieldType::name, side), "The App");
     }
     // The failure of the first change stays its own when the locale is made by a later one.
     PushAccount account;
@@ -241,6 +273,23 @@ TEST(Push, writesToALocalizationThatTurnsOutToExist) {
         EXPECT_EQ(made.contains("it") && made.at("it").contains("description"), one.success);
         EXPECT_EQ(MetadataDiff::compare(account.store).empty(), one.success);
     }
+}
+
+TEST(Push, leavesTheNameOfALocalizationThatTurnsOutToExist) {
+    PushAccount account;
+    account.store.write("it", FieldType::subtitle, "Sotto");
+    account.connect.before = [&](const ASCRequest& request) {
+        if (request.method == "POST")
+            account.connect.localizations[FakeConnect::ofAppInfo]["it"] = {{"locale", "it"},
+                                                                           {"name", "Nome"}};
+    };
+    const auto outcomes = MetadataPusher(account.connect, account.store, "The App")
+                              .push("app1", account.context, MetadataDiff::compare(account.store));
+    ASSERT_THAT(successes(outcomes), ElementsAre(true));
+    EXPECT_EQ(outcomes[0].remark, std::nullopt);
+    EXPECT_EQ(account.connect.localizations[FakeConnect::ofAppInfo]["it"],
+              (FakeConnect::Attributes{{"locale", "it"}, {"name", "Nome"}, {"subtitle", "Sotto"}}));
+    EXPECT_EQ(account.store.read("it", FieldType::name), std::nullopt);
 }
 
 TEST(Push, clearsAFieldWithAnEmptyText) {
@@ -383,7 +432,7 @@ TEST(Push, saysWhenOnlyTheCopyCouldNotBeWritten) {
 TEST(Push, refusesCopiesOfAnotherVersion) {
     PushAccount account;
     account.store.write("de-DE", FieldType::name, "Neu");
-    account.store.notePulledVersion("the version before");
+    account.store.notePulledVersion("the version before", {});
     try {
         (void)account.pushAll();
         ADD_FAILURE() << "pushed against the copies of another version";
@@ -391,6 +440,6 @@ TEST(Push, refusesCopiesOfAnotherVersion) {
         EXPECT_EQ(error.kind(), MetadataError::Kind::otherVersionPulled);
     }
     EXPECT_THAT(account.writes(), IsEmpty());
-    account.store.notePulledVersion(account.context.versionId);
+    account.store.notePulledVersion(account.context.versionId, {});
     EXPECT_TRUE(std::ranges::all_of(account.pushAll(), &PushOutcome::success));
 }

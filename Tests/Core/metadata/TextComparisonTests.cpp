@@ -101,10 +101,11 @@ TEST(TextComparison, leavesOutEachFileThatIsNoText) {
     std::vector<std::string> explanations;
     for (const UnreadableText& text : comparison.unreadable)
         explanations.push_back(text.explanation);
-    EXPECT_THAT(explanations,
-                ElementsAre(HasSubstr("is not valid UTF-8 at byte 2"), HasSubstr("holds a NUL character"),
-                            HasSubstr("has 1048577 bytes"), HasSubstr("is not a regular file"),
-                            HasSubstr("is a symbolic link that leads out"), HasSubstr("cannot be read: ")));
+    EXPECT_THAT(explanations, ElementsAre(HasSubstr("is not valid UTF-8 at byte 2"),
+                                          HasSubstr("holds a NUL character"), HasSubstr("has 1048577 bytes"),
+                                          HasSubstr("is a folder where a text file belongs"),
+                                          HasSubstr("is a symbolic link that leads out"),
+                                          HasSubstr("is a symbolic link that leads to itself")));
     EXPECT_THAT(explanations, testing::Each(Not(HasSubstr("filesystem error"))));
     ASSERT_THAT(comparison.changes, SizeIs(1)); // nothing looks as if it was cleared
     EXPECT_EQ(comparison.changes[0].locale, "fr-FR");
@@ -142,9 +143,58 @@ TEST(TextComparison, tellsOfRemovedLocalesAndMissingCopies) {
     EXPECT_TRUE(removed.interruptedPull);
     std::filesystem::remove_all(tree.store.folder().privateFolder());
     const TextComparison lost = tree.compare();
-    EXPECT_TRUE(lost.lacksCopies);
+    EXPECT_TRUE(lost.lacksCopies());
     EXPECT_THAT(lost.notices(), ElementsAre(HasSubstr("holds for ios/next")));
     EXPECT_FALSE(lost.interruptedPull);
+}
+
+TEST(TextComparison, countsAndSendsTextsWithoutTheirFinalLineBreakWhenToldTo) {
+    const ComparedTree tree;
+    const std::string full(30, 'n');
+    tree.put("de-DE", FieldType::name, "a", full + "\n");
+    tree.put("de-DE", FieldType::subtitle, "a", "a\r\n");
+    tree.put("de-DE", FieldType::keywords, "a\n", "a");
+    tree.put("de-DE", FieldType::promotionalText, "a\n", "a\n");
+    const TextComparison kept = tree.compare();
+    EXPECT_THAT(kept.selection.chosen, IsEmpty());
+    EXPECT_THAT(kept.selection.leftOut, SizeIs(3));
+    EXPECT_THAT(kept.selection.leftOut[0].explanation, HasSubstr("finalLineBreak = strip"));
+    EXPECT_EQ(kept.overLimit(), 1U);
+
+    const TextComparison stripped = compareTexts(tree.store, {}, {{}, FinalLineBreak::strip});
+    ASSERT_THAT(stripped.changes, SizeIs(1));
+    EXPECT_EQ(stripped.selection.chosen, stripped.changes);
+    EXPECT_EQ(stripped.changes[0].textToSend(), full);
+    EXPECT_EQ(stripped.overLimit(), 0U);
+    EXPECT_THAT(stripped.selection.warnings, IsEmpty());
+}
+
+TEST(TextComparison, keepsTheChoiceAboutFinalLineBreaksWithTheTree) {
+    const test::TemporaryFolder outer;
+    const MetadataFolder app{outer / "app"};
+    EXPECT_EQ(finalLineBreakOf(app), FinalLineBreak::keep);
+    keepFinalLineBreak(app, FinalLineBreak::strip);
+    EXPECT_EQ(finalLineBreakOf(app), FinalLineBreak::strip);
+    for (const char* damage : {"{", R"({"finalLineBreak":"sometimes"})"}) {
+        writeFileAtomically(app.privateFolder() / "settings.json", damage);
+        EXPECT_THROW((void)finalLineBreakOf(app), MetadataError) << damage; // it is not guessed
+    }
+}
+
+TEST(TextComparison, pushesNoFolderThatIsNoLocaleEvenWhenItIsNamed) {
+    const ComparedTree tree;
+    tree.store.write("default", FieldType::name, "b");
+    tree.store.write("qya", FieldType::name, "b"); // may be a locale that is newer than our list
+    const auto comparison = tree.compare({}, {{"default", "qya"}, {}, {}});
+    ASSERT_THAT(comparison.selection.chosen, SizeIs(1));
+    EXPECT_EQ(comparison.selection.chosen[0].locale, "qya");
+    EXPECT_THAT(comparison.selection.leftOut.at(0).explanation, HasSubstr("needs a folder of its own"));
+    tree.store.write("de-DE", FieldType::name, "a");
+    std::filesystem::rename(tree.file(FieldType::name),
+                            tree.file(FieldType::name).parent_path() / "Name.txt");
+    EXPECT_THAT(tree.compare().notices(),
+                testing::Contains(HasSubstr("de-DE/Name.txt is no field of the metadata; rename it to "
+                                            "\"name.txt\" if that is meant. No push takes it.")));
 }
 
 TEST(TextComparison, agreesWithTheSelectionForAnyTree) {

@@ -30,7 +30,10 @@ TEST(Slug, isSafeAndStable) {
         std::string_view name, bundleID, slug;
     } cases[] = {{"Garden Planner+", "x", "garden-planner"},
                  {"  --A  b!", "x", "a-b"},
-                 {"日本", "com.example.App", "com-example-app"},
+                 {"Mein Gärtchen – für Öfter", "x", "mein-gartchen-fur-ofter"},
+                 {"Сад и огород", "x", "sad-i-ogorod"},
+                 {"日本", "com.example.App", "ri-ben"},
+                 {"🌱", "com.example.App", "com-example-app"},
                  {"../..", "", ""}};
     for (const auto& one : cases)
         EXPECT_EQ(slugOf(one.name, one.bundleID), one.slug);
@@ -87,7 +90,7 @@ TEST_F(Import, givesEachAppAShortNameOfItsOwn) {
     EXPECT_EQ(importer.importApp(second, {}).app.slug, "garden-" + second.id);
     auto third = apps.at(2);
     third.attributes.name = third.attributes.bundleId = "日本";
-    EXPECT_EQ(importer.importApp(third, {}).app.slug, "app-" + third.id);
+    EXPECT_EQ(importer.importApp(third, {}).app.slug, "ri-ben");
 }
 
 TEST_F(Import, adoptsTheFolderOfAnAppThatWasRemovedOnlyForThatApp) {

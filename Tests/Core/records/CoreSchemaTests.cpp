@@ -237,7 +237,7 @@ TEST(CoreSchema, bringsAnOlderStoreUpToDateStepByStep) {
         StoreError::Kind kind;
         std::string_view text;
     } cases[] = {
-        {failing, 1'000'000, StoreError::Kind::unavailable, "no such table: Missing"},
+        {failing, 1'000'000, StoreError::Kind::statement, "no such table: Missing"},
         {std::span(steps).subspan(1, 1), 1'000'000, StoreError::Kind::damaged,
          "nothing is known of its schema 0.910.0"},
         {steps, 800'000, StoreError::Kind::newerSchema, "its schema 0.900.0 is newer than 0.800.0"},

@@ -1,6 +1,7 @@
 #include "Platform/files/FileLock.h"
 #include "Platform/files/Files.h"
 #include "Platform/log/Log.h"
+#include "Tests/Core/records/FailingDisk.h"
 #include "Tests/Core/records/Garden.h"
 #include "Tests/support/ChildProcess.h"
 #include "Tests/support/SmallDisk.h"
@@ -114,17 +115,17 @@ const BadStore badStores[] = {
      }},
     {"a newer schema", Kind::newerSchema,
      [](const auto& file) { execute(file, "PRAGMA user_version = 1000001"); }},
-    {"a folder", Kind::unavailable,
+    {"a folder", Kind::noFile,
      [](const auto& file) {
          std::filesystem::remove(file);
          std::filesystem::create_directories(file / "inside");
      }},
-    {"a pipe", Kind::unavailable,
+    {"a pipe", Kind::noFile,
      [](const auto& file) {
          std::filesystem::remove(file);
          ASSERT_EQ(::mkfifo(file.c_str(), 0600), 0);
      }},
-    {"a link that leads nowhere", Kind::unavailable,
+    {"a link that leads nowhere", Kind::noFile,
      [](const auto& file) {
          std::filesystem::remove(file);
          std::filesystem::create_symlink(file.parent_path() / "unplugged" / "default.store", file);
@@ -348,6 +349,51 @@ TEST(ModelContainer, leavesAStoreAloneThatItMayNotWrite) {
         EXPECT_EQ(readFile(file), bytes);
         EXPECT_FALSE(test::openStore(folder.path())->rebuilt());
     }
+}
+
+TEST(ModelContainer, opensTheStoreAtTheSecondAttemptAfterATransientFault) {
+    const test::TemporaryFolder folder;
+    (void)fillStore(folder.path(), 5);
+    const test::DiskFault faults[] = {{SQLITE_CANTOPEN, EMFILE}, {SQLITE_IOERR, EIO}, {SQLITE_NOMEM, 0}};
+    int told = 0;
+    for (const test::DiskFault& fault : faults)
+        // Each call of the engine to the system is the one that fails once.
+        for (int before = 0, wasMet = 1; wasMet; ++before) {
+            SCOPED_TRACE(std::to_string(fault.result) + " after " + std::to_string(before));
+            const LogCapture log;
+            {
+                const test::FailingDisk disk(fault, before);
+                ASSERT_FALSE(test::openStore(folder.path(), noWait)->rebuilt());
+                wasMet = disk.wasMet();
+            }
+            ASSERT_THAT(Garden(test::openStore(folder.path(), noWait)).apps.all(), SizeIs(1));
+            if (log.text().find("init failed") == std::string::npos) continue;
+            EXPECT_THAT(log.text(), HasSubstr("was opened at the second attempt; nothing was lost."));
+            ++told;
+        }
+    EXPECT_GT(told, 30);
+    EXPECT_THAT(namesIn(folder / "Brevant"), ElementsAre("store.lock"));
+}
+
+TEST(ModelContainer, leavesTheStoreAloneWithoutFileDescriptors) {
+    const test::TemporaryFolder folder;
+    const auto file = fillStore(folder.path());
+    const std::string bytes = readFile(file).value();
+    int failures = 0;
+    for (int left = 0; left < 12; ++left) {
+        const test::FewDescriptors few(left);
+        try {
+            ASSERT_FALSE(test::openStore(folder.path(), noWait)->rebuilt()) << left;
+        } catch (const StoreError& error) {
+            ++failures;
+            EXPECT_EQ(error.kind(), Kind::unavailable) << error.what();
+            EXPECT_THAT(error.what(), HasSubstr("No fresh store was tried. Nothing was changed."));
+        }
+    }
+    EXPECT_GT(failures, 2);
+    EXPECT_LT(failures, 12);
+    EXPECT_EQ(readFile(file), bytes);
+    EXPECT_THAT(namesIn(folder / "Brevant"), ElementsAre("store.lock"));
 }
 
 TEST(ModelContainer, saysWhenTheFolderCannotBeListed) {

@@ -227,7 +227,7 @@ TEST_F(Records, findWorkspacesAndAppsByWhatUsersType) {
     garden.workspaces.rename(games.id, "Games");
     garden.workspaces.rename(tools.id, "Äpfel");
     EXPECT_THAT(each(garden.workspaces.all(), &ManagedWorkspace::name),
-                ElementsAre("Games", "TOOLS", "Äpfel"));
+                ElementsAre("Äpfel", "Games", "TOOLS"));
 
     const auto first =
         garden.apps.add({.slug = "one", .displayName = "b", .bundleId = "two", .appStoreId = "1"});
@@ -238,7 +238,9 @@ TEST_F(Records, findWorkspacesAndAppsByWhatUsersType) {
     EXPECT_EQ(garden.apps.locate("one"), first);
     EXPECT_EQ(garden.apps.locate(other.id), other);
     EXPECT_EQ(garden.apps.locate(""), std::nullopt);
-    EXPECT_THAT(garden.apps.all(), ElementsAre(other, first));
+    const auto third = garden.apps.add({.slug = "c", .displayName = "b 10", .appStoreId = "3"});
+    const auto second = garden.apps.add({.slug = "d", .displayName = "B 2", .appStoreId = "4"});
+    EXPECT_THAT(garden.apps.all(), ElementsAre(other, first, second, third));
 }
 
 TEST_F(Records, refuseWhatCannotBe) {
@@ -316,6 +318,7 @@ TEST_F(Records, listRunsOfPushes) {
     };
     auto failed = entry(app, "ab%1", 12);
     failed.success = false;
+    failed.errorMessage = "no";
     failed.locale = "ja";
     auto loose = entry(app, "", 99);
     loose.sessionId.reset();
@@ -345,4 +348,36 @@ TEST_F(Records, listRunsOfPushes) {
     EXPECT_THAT(each(garden.history.entries(app), &PushHistoryEntry::timestamp),
                 ElementsAre(moment(99), moment(12), moment(11), moment(11), moment(10)));
     EXPECT_THAT(garden.history.entries(app, 1), ElementsAre(loose));
+}
+
+TEST_F(Records, keepWhatIsAboutToBeSentUntilItsOutcomeIsKnown) {
+    const std::string app = garden.apps.add({.slug = "garden"}).id;
+    const auto entry = [&](std::string locale, std::string run = "run") {
+        auto made = pushed(app, run);
+        made.locale = std::move(locale);
+        return made;
+    };
+    const auto begun = [&](std::string locale, std::string run = "run") {
+        auto made = entry(std::move(locale), std::move(run));
+        made.success = false;
+        return made;
+    };
+    garden.history.record(
+        std::vector{begun("da"), begun("fi"), begun("ja"), begun("sv"), begun("da", "other")});
+    EXPECT_EQ(garden.history.runsBeginningWith(app, "run").at(0).unknown, 4);
+
+    auto lost = begun("ja");
+    lost.errorMessage = "HTTP 500. App Store Connect may have taken it. Push again to make sure.";
+    auto failed = begun("fi");
+    failed.errorMessage = "no";
+    garden.history.settle(std::vector{entry("da"), failed, lost}, std::vector{begun("sv")});
+    garden.history.settle({}, std::vector{begun("da"), begun("ja")}); // what is settled stays
+    EXPECT_THAT(garden.history.entriesOfRun(app, "run"), ElementsAre(entry("da"), failed, lost));
+    const PushRun run = garden.history.runsBeginningWith(app, "run").at(0);
+    EXPECT_EQ(run.fields, 3);
+    EXPECT_EQ(run.failed, 1);
+    EXPECT_EQ(run.unknown, 1);
+    EXPECT_EQ(isOutcomeUnknown(lost), true);
+    EXPECT_EQ(isOutcomeUnknown(failed), false);
+    EXPECT_THAT(garden.history.entriesOfRun(app, "other"), ElementsAre(begun("da", "other")));
 }

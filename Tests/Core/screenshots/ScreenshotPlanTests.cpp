@@ -7,10 +7,10 @@
 #include <gmock/gmock.h>
 
 using namespace quorvel;
-using testing::AllOf;
 using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::IsEmpty;
+using testing::SizeIs;
 
 namespace {
 
@@ -106,11 +106,12 @@ TEST(ScreenshotPlans, doWhatIsMissingAndNoMore) {
          replace,
          "X Y",
          "+1.png +2.png +10.png"},
-        {"the same picture under another name",
-         {entry("X", "x.png", "aa")},
-         replace,
-         "X",
-         "+1.png +2.png +10.png"},
+        {"the same picture under another name", {entry("X", "x.png", "aa")}, replace, "", "X +2.png +10.png"},
+        {"two that changed names",
+         {entry("A", "2.png", "aa"), entry("B", "1.png", "bb"), entry("C", "old.png", "cc")},
+         append,
+         "",
+         ""},
         {"no checksum yet", {entry("A", "1.png", "")}, append, "", "A +2.png +10.png"},
         {"leftovers of ours and others'",
          {entry("F", "1.png", "aa", "FAILED"), entry("R", "2.png", "", "AWAITING_UPLOAD"),
@@ -144,16 +145,16 @@ TEST(ScreenshotPlans, tellPerSetWhatWouldBeDeletedUploadedAndMoved) {
     catalog.sets["ko"]["APP_DESKTOP"] = {};
     const auto plan = planScreenshots({local("1.png", "aa"), local("2.png", "bb"), local("10.png", "cc")},
                                       catalog, ScreenshotPushMode::replaceSet);
-    EXPECT_THAT(
-        plan.sets,
-        ElementsAre(ScreenshotSetStatus{"en-US", type, {"x.png"}, {"2.png"}, {"1.png", "10.png"}, 0, 3, 3},
-                    ScreenshotSetStatus{"ja", "APP_DESKTOP", {}, {}, {}, 1, 0, 1}))
+    EXPECT_THAT(plan.sets, ElementsAre(
+                               ScreenshotSetStatus{
+                                   "en-US", type, {"x.png"}, {"2.png"}, {"1.png", "10.png"}, 0, 3, 0, 3, {}},
+                               ScreenshotSetStatus{"ja", "APP_DESKTOP", {}, {}, {}, 1, 0, 0, 1, {}}))
         << "a set without local files is left alone in either mode";
 }
 
 TEST(ScreenshotPlans, deleteNothingForAFileThatCannotBeSent) {
     auto second = local("2.png", "");
-    second.fate = LocalScreenshot::Fate::withheld;
+    second.fate = LocalScreenshot::Fate::refused;
     const auto catalog = catalogOf({entry("O", "2.png", "old"), entry("X", "x.png", "xx"),
                                     entry("P", "1.png", "aa", "UPLOAD_COMPLETE")});
     const auto plan = planScreenshots({local("1.png", "aa"), second, local("10.png", "cc")}, catalog,
@@ -162,6 +163,7 @@ TEST(ScreenshotPlans, deleteNothingForAFileThatCannotBeSent) {
     EXPECT_THAT(plan.edits[0].ascIdsToDelete, ElementsAre("X"));
     EXPECT_EQ(orderOf(plan.edits[0]), "P O +10.png");
     EXPECT_EQ(plan.sets[0].local, 2) << "those that can be sent";
+    EXPECT_EQ(plan.sets[0].refused, 1);
     EXPECT_THAT(plan.inProcessing, ElementsAre(local("1.png", "aa").item));
     for (const auto mode : {ScreenshotPushMode::append, ScreenshotPushMode::replaceSet})
         EXPECT_THAT(planScreenshots({second}, catalog, mode).edits, IsEmpty())
@@ -177,7 +179,7 @@ TEST(ScreenshotPlans, deleteNothingThatAnUnreadableFolderMayHold) {
     const auto deleted = [&](std::vector<ScreenshotPushScanner::Failure> unreadable) {
         const auto plan =
             prepareScreenshots({.items = {{picture, "en-US", type}}, .unreadable = std::move(unreadable)},
-                               catalog, ScreenshotPushMode::replaceSet, PictureCheck::none)
+                               catalog, {.mode = ScreenshotPushMode::replaceSet, .check = PictureCheck::none})
                 .plan;
         EXPECT_EQ(plan.edits.size(), 1u);
         return plan.edits.at(0).ascIdsToDelete;
@@ -187,20 +189,53 @@ TEST(ScreenshotPlans, deleteNothingThatAnUnreadableFolderMayHold) {
     EXPECT_THAT(deleted({{folder / "iphone-69", "", ""}}), ElementsAre("O")) << "of any locale";
 }
 
-TEST(ScreenshotPlans, refuseMoreThanASetHolds) {
+TEST(ScreenshotPlans, doNothingInASetThatWouldHoldTooManyAndGoOnInOthers) {
     std::vector<LocalScreenshot> files;
     for (int i = 1; i <= 9; ++i)
         files.push_back(local(std::to_string(i) + ".png", std::to_string(i)));
+    files.push_back({{"/shots/sv/iphone-67/1.png", "sv", type}, 100, "s"});
     const auto catalog = catalogOf({entry("X", "x.png", "xx"), entry("Y", "y.png", "yy")});
-    EXPECT_NO_THROW(requireSetLimits(planScreenshots(files, catalog, ScreenshotPushMode::replaceSet).edits));
-    try {
-        requireSetLimits(planScreenshots(files, catalog, ScreenshotPushMode::append).edits);
-        FAIL() << "eleven were taken";
-    } catch (const ScreenshotError& error) {
-        EXPECT_EQ(error.kind(), ScreenshotError::Kind::tooMany);
-        EXPECT_THAT(error.what(),
-                    AllOf(HasSubstr("en-US APP_IPHONE_67 would hold 11"), HasSubstr("at most 10")));
-    }
+    EXPECT_THAT(planScreenshots(files, catalog, ScreenshotPushMode::replaceSet).edits, SizeIs(2));
+    auto plan = planScreenshots(files, catalog, ScreenshotPushMode::append);
+    ASSERT_THAT(plan.edits, SizeIs(1));
+    EXPECT_EQ(plan.edits[0].locale, "sv");
+    EXPECT_EQ(plan.sets.at(0).problem,
+              "would hold 11 screenshots, and App Store Connect takes 10 in a set. Remove 1 file, or replace "
+              "the set instead of adding to it.");
+    for (const char* name : {"10.png", "11.png", "12.png"})
+        files.push_back(local(name, name));
+    plan = planScreenshots(files, catalog, ScreenshotPushMode::replaceSet);
+    EXPECT_EQ(plan.sets.at(0).problem,
+              "would hold 12 screenshots, and App Store Connect takes 10 in a set. Remove 2 files.");
+}
+
+TEST(ScreenshotPlans, emptySetsWithoutFilesOnlyWhereThatIsAskedFor) {
+    const test::TemporaryFolder folder;
+    const auto picture = folder / "en-US/iphone-67/1.png";
+    test::put(picture, "new");
+    auto catalog = catalogOf({entry("X", "x.png", "xx")});
+    for (const char* locale : {"sv", "it", "ja"})
+        catalog.sets[locale][type] = {entry(locale, "y.png", "yy")};
+    ScreenshotPushScanner::ScanResult scan{.items = {{picture, "en-US", type}},
+                                           .pictures = 2,
+                                           .failures = {{folder / "it/1.png", "it", "it/1.png: is damaged"}}};
+    ScreenshotChoice choice{.mode = ScreenshotPushMode::replaceSet,
+                            .selection = {.disabledLocales = {"ja"}},
+                            .check = PictureCheck::none,
+                            .withoutFiles = SetsWithoutFiles::empty};
+    const auto changed = [&] {
+        std::vector<std::string> sets;
+        for (const auto& edit : prepareScreenshots(scan, catalog, choice).plan.edits)
+            sets.push_back(edit.locale + " " + std::to_string(edit.ascIdsToDelete.size()));
+        return sets;
+    };
+    EXPECT_THAT(changed(), ElementsAre("en-US 1", "sv 1"))
+        << "nothing of a locale with a picture that cannot be read, nor of a disabled one";
+    choice.withoutFiles = SetsWithoutFiles::leave;
+    EXPECT_THAT(changed(), ElementsAre("en-US 1"));
+    choice.withoutFiles = SetsWithoutFiles::empty;
+    scan = {};
+    EXPECT_THAT(changed(), IsEmpty()) << "a folder without a picture asks for nothing";
 }
 
 TEST(ScreenshotsCatalogs, surviveWritingAndTellDamagedAndNewerOnes) {
@@ -243,13 +278,14 @@ TEST(ScreenshotsCatalogs, lieBesideEachOtherForEachContext) {
 
 TEST(ScreenshotInspection, readsChecksumsOnlyWhereAScreenshotMayBeTheFile) {
     const test::TemporaryFolder folder;
-    for (const char* name : {"same.png", "larger.png", "new.png"})
+    for (const char* name : {"same.png", "renamed.png"})
         test::put(folder / name, "bytes");
+    test::put(folder / "larger.png", "many more bytes");
     auto catalog = catalogOf({entry("A", "same.png", "x"), entry("B", "larger.png", "x")});
     catalog.sets["en-US"][type][0].fileSize = 5;
     const auto inspected = [&](const char* name) { return inspect({folder / name, "en-US", type}, catalog); };
     EXPECT_EQ(inspected("same.png").checksum, fileChecksum(folder / "same.png"));
     EXPECT_THAT(inspected("larger.png").checksum, IsEmpty());
-    EXPECT_THAT(inspected("new.png").checksum, IsEmpty());
-    EXPECT_EQ(inspected("new.png").size, 5u);
+    EXPECT_EQ(inspected("renamed.png").checksum, fileChecksum(folder / "renamed.png"));
+    EXPECT_EQ(inspected("renamed.png").size, 5u);
 }

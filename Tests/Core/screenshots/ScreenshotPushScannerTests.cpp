@@ -1,5 +1,7 @@
+#include "Core/screenshots/PNGChecksum.h"
 #include "Core/screenshots/ScreenshotError.h"
 #include "Core/screenshots/ScreenshotFile.h"
+#include "Core/screenshots/ScreenshotPreparation.h"
 #include "Core/screenshots/ScreenshotPushScanner.h"
 #include "Platform/crypto/Digest.h"
 #include "Tests/support/ScreenshotTree.h"
@@ -33,7 +35,8 @@ std::string problemOfFile(const std::string& name, std::string_view bytes, std::
                           PictureCheck check = PictureCheck::full) {
     const test::TemporaryFolder folder;
     put(folder / name, bytes);
-    return problemOf({folder / name, "en-US", std::move(displayType)}, check).value_or("");
+    const auto problem = problemOf({folder / name, "en-US", std::move(displayType)}, check);
+    return problem ? problem->text : "";
 }
 
 } // namespace
@@ -79,15 +82,16 @@ TEST(ScreenshotPushScanner, findsLocaleAndDisplayTypeAnywhereInThePath) {
     const test::TemporaryFolder folder;
     for (const char* file :
          {"en-US/iphone-67/10.png", "en-US/iphone-67/2.PNG", "en-US/iphone-67/1.jpeg",
-          "iphone-65/de-DE/a.jpg", "desktop/fr-FR.png", "ja/APP_WATCH_ULTRA/it.png",
+          "iphone-65/de-DE/a.jpg", "iphone-61/fr-FR.png", "ja/APP_WATCH_ULTRA/it.png",
           "ja/APP_WATCH_ULTRA/notes.txt", "ja/APP_WATCH_ULTRA/.hidden.png", "ja/APP_WATCH_ULTRA/movie.mov"})
         put(folder / file, "x");
     const auto result = Scanner(folder.path()).scan();
-    EXPECT_THAT(
-        textsOf(result, folder.path()),
-        ElementsAre("de-DE APP_IPHONE_65 iphone-65/de-DE/a.jpg", "en-US APP_IPHONE_67 en-US/iphone-67/1.jpeg",
-                    "en-US APP_IPHONE_67 en-US/iphone-67/2.PNG", "en-US APP_IPHONE_67 en-US/iphone-67/10.png",
-                    "fr-FR APP_DESKTOP desktop/fr-FR.png", "ja APP_WATCH_ULTRA ja/APP_WATCH_ULTRA/it.png"));
+    EXPECT_THAT(textsOf(result, folder.path()), ElementsAre("de-DE APP_IPHONE_65 iphone-65/de-DE/a.jpg",
+                                                            "en-US APP_IPHONE_67 en-US/iphone-67/1.jpeg",
+                                                            "en-US APP_IPHONE_67 en-US/iphone-67/2.PNG",
+                                                            "en-US APP_IPHONE_67 en-US/iphone-67/10.png",
+                                                            "fr-FR APP_IPHONE_61 iphone-61/fr-FR.png",
+                                                            "ja APP_WATCH_ULTRA ja/APP_WATCH_ULTRA/it.png"));
     EXPECT_THAT(result.warnings, IsEmpty());
     EXPECT_THAT(result.guesses, IsEmpty());
 }
@@ -121,6 +125,55 @@ TEST(ScreenshotPushScanner, guessesTheDisplayTypesOfOtherToolsTreesAndShowsEachG
         UnorderedElementsAre(
             HasSubstr("en-US/holiday.png: No display type found in path, and none has 640 × 480 pixels"),
             HasSubstr("en-US en-US/broken.png: is damaged")));
+}
+
+TEST(ScreenshotPushScanner, takesTheDisplayTypeFromTheNamesThatOtherToolsGive) {
+    const test::TemporaryFolder folder;
+    const std::string picture = samplePicture({2048, 2732}, 1);
+    for (const char* file : {"en-US/0_APP_IPAD_PRO_129_0.png", "en-US/0_APP_IPAD_PRO_3GEN_129_0.png",
+                             "en-US/iphone-58.png", "en-US/ipad-pro-11/0_APP_IPAD_PRO_129_1.png",
+                             "en-US/app_ipad_105-home.png", "en-US/MYAPP_IPAD_97.png"})
+        put(folder / file, picture);
+    const auto result = Scanner(folder.path()).scan();
+    EXPECT_THAT(textsOf(result, folder.path()),
+                ElementsAre("en-US APP_IPAD_105 en-US/app_ipad_105-home.png",
+                            "en-US APP_IPAD_PRO_129 en-US/0_APP_IPAD_PRO_129_0.png",
+                            "en-US APP_IPAD_PRO_3GEN_11 en-US/ipad-pro-11/0_APP_IPAD_PRO_129_1.png",
+                            "en-US APP_IPAD_PRO_3GEN_129 en-US/0_APP_IPAD_PRO_3GEN_129_0.png",
+                            "en-US APP_IPAD_PRO_3GEN_129 en-US/MYAPP_IPAD_97.png",
+                            "en-US APP_IPHONE_58 en-US/iphone-58.png"));
+    ASSERT_EQ(result.guesses.size(), 1u);
+    EXPECT_EQ(result.guesses[0].path, "en-US/MYAPP_IPAD_97.png") << "no word of the name is a display type";
+}
+
+TEST(ScreenshotPushScanner, leavesPicturesOfOtherPlatformsOut) {
+    const test::TemporaryFolder folder;
+    const std::string television = samplePicture({3840, 2160}, 1), phone = samplePicture({1290, 2796}, 1);
+    put(folder / "visionos/en-US/1.png", television);
+    put(folder / "en-US/0_APP_APPLE_VISION_PRO_0.png", television);
+    put(folder / "en-US/by-size.png", television);
+    put(folder / "de-DE/desktop/1.png", samplePicture({2880, 1800}, 1));
+    put(folder / "ios/en-US/2.png", phone);
+    put(folder / "en-US/1.png", phone);
+    const auto found = [&](ASCPlatform platform) {
+        const auto result = scanScreenshots(folder.path(), {.platform = platform});
+        EXPECT_THAT(result.failures, IsEmpty());
+        return std::pair(textsOf(result, folder.path()), result.warnings);
+    };
+    const auto [phones, ofOthers] = found(ASCPlatform::iOS);
+    EXPECT_THAT(phones,
+                ElementsAre("en-US APP_IPHONE_67 en-US/1.png", "en-US APP_IPHONE_67 ios/en-US/2.png"));
+    EXPECT_THAT(ofOthers, UnorderedElementsAre(
+                              "1 picture of macOS is left out: de-DE/desktop/1.png",
+                              "2 pictures of visionOS are left out: "
+                              "en-US/0_APP_APPLE_VISION_PRO_0.png, visionos/en-US/1.png",
+                              "1 picture with a size of tvOS or visionOS is left out: en-US/by-size.png",
+                              HasSubstr("takes the pictures of several folders")));
+    EXPECT_THAT(found(ASCPlatform::visionOS).first,
+                ElementsAre("en-US APP_APPLE_VISION_PRO en-US/0_APP_APPLE_VISION_PRO_0.png",
+                            "en-US APP_APPLE_VISION_PRO en-US/by-size.png",
+                            "en-US APP_APPLE_VISION_PRO visionos/en-US/1.png"));
+    EXPECT_THAT(found(ASCPlatform::tvOS).first, ElementsAre("en-US APP_APPLE_TV en-US/by-size.png"));
 }
 
 TEST(ScreenshotPushScanner, namesWhatItLeavesOut) {
@@ -193,13 +246,22 @@ TEST(ScreenshotChecks, nameTheFileThatCannotBeSent) {
     };
     for (const auto& row : rows)
         EXPECT_EQ(problemOfFile(row.name, row.bytes, row.type), row.problem) << row.name << " " << row.type;
+    // The first colour of the palette is half transparent.
+    const std::uint32_t sum = pngChecksum("tRNSx");
+    std::string chunk("\0\0\0\1tRNSx", 9);
+    for (const int shift : {24, 16, 8, 0})
+        chunk.push_back(static_cast<char>(sum >> shift));
     std::string transparent = good;
-    transparent.insert(33, std::string("\0\0\0\1tRNSx\0\0\0\0", 13));
-    EXPECT_THAT(problemOfFile("1.png", transparent, "APP_IPHONE_67"), HasSubstr("alpha channel"));
+    transparent.insert(good.find("IDAT") - 4, chunk);
+    EXPECT_THAT(problemOfFile("1.png", transparent, "APP_IPHONE_67"), HasSubstr("has transparent pixels"));
+    std::string flipped = good;
+    flipped[good.size() / 2] ^= 4;
+    EXPECT_EQ(problemOfFile("1.png", flipped, "APP_IPHONE_67"),
+              "is damaged: a check sum of its data is wrong. Export it again as a PNG image.");
     // Without the check only what can never be sent is refused.
     EXPECT_EQ(problemOfFile("1.jpg", transparent, "APP_IPHONE_65", PictureCheck::none), "");
     EXPECT_EQ(problemOfFile("1.png", "", "APP_IPHONE_65", PictureCheck::none), "is empty. Export it again.");
-    EXPECT_EQ(problemOf({"/nowhere/1.png", "en-US", "APP_IPHONE_67"}, PictureCheck::none),
+    EXPECT_EQ(problemOf({"/nowhere/1.png", "en-US", "APP_IPHONE_67"}, PictureCheck::none)->text,
               "Could not stat file");
 }
 

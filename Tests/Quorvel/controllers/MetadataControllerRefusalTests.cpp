@@ -26,7 +26,7 @@ void pullAndEdit(ControllerAccount& account) {
     pull(account);
     account.write("de-DE", FieldType::description, "Neu");
 }
-void put(const std::filesystem::path& file, std::string_view text) {
+void putFile(const std::filesystem::path& file, std::string_view text) {
     createFolders(file.parent_path());
     writeFileAtomically(file, text);
 }
@@ -58,7 +58,7 @@ TEST(MetadataController, refusesWithTheWordsForEachReason) {
         {Refusal::folderNotResolved, "Metadata folder bookmark could not be resolved.", loseFolder, push,
          "choose the folder again in the app's settings"},
         {Refusal::folderUnavailable, "Metadata folder unavailable.",
-         [](ControllerAccount& account) { put(account.appFolder().rootURL, "a file"); }, pull, "garden"},
+         [](ControllerAccount& account) { putFile(account.appFolder().rootURL, "a file"); }, pull, "garden"},
         {Refusal::noVersions, "No versions found on App Store Connect.",
          [](ControllerAccount& account) { account.connect.versions.clear(); }, pull, "", 2},
         {Refusal::noVersions, "No versions found on App Store Connect.",
@@ -117,7 +117,6 @@ TEST(MetadataController, refusesEveryOperationWhileAnotherRuns) {
         [](ControllerAccount& one) { (void)one.controller->planPush({}); },
         [](ControllerAccount& one) { one.controller->addLocale("ko"); },
         [](ControllerAccount& one) { (void)one.controller->revert("run"); },
-        [](ControllerAccount& one) { one.controller->selectContext("ios/next"); },
         [](ControllerAccount& one) { (void)one.controller->importTexts(one.folder.path(), {}, DryRun::no); },
         [](ControllerAccount& one) { (void)one.controller->tidy({}, DryRun::yes); },
         [](ControllerAccount& one) { one.controller->change(OperationKind::translate, {}, nullptr); },
@@ -135,8 +134,7 @@ TEST(MetadataController, refusesEveryOperationWhileAnotherRuns) {
         EXPECT_EQ(account.controller->gate()->state()->error, std::nullopt);
     });
     EXPECT_THAT(account.connect.requests, IsEmpty());
-    account.controller->selectContext("ios/live"); // and not for ever
-    EXPECT_EQ(account.controller->state()->selectedContextId, "ios/live");
+    EXPECT_THAT(account.pull().updated, IsEmpty()); // and not for ever
 }
 
 TEST(MetadataController, plansAPushOfNothingAndSaysWhy) {
@@ -315,14 +313,14 @@ TEST(MetadataController, saysWhyAFolderCannotBeMade) {
     const LogCapture log;
     ControllerAccount account;
     (void)account.pull();
-    put(account.store().folder().rootURL / "ko", "a file");
+    putFile(account.store().folder().rootURL / "ko", "a file");
     EXPECT_THROW(account.controller->addLocale("ko"), MetadataError);
     EXPECT_THAT(account.controller->gate()->state()->error.value_or(""),
                 testing::StartsWith("Could not create locale folder: "));
     EXPECT_THAT(log.text(), HasSubstr("Add locale failed: "));
 
     ControllerAccount other;
-    put(other.appFolder().rootURL, "a file");
+    putFile(other.appFolder().rootURL, "a file");
     EXPECT_THROW((void)other.pull(), OperationRefused);
     EXPECT_THAT(log.text(),
                 HasSubstr("Could not create metadata folder " + other.appFolder().rootURL.native()));

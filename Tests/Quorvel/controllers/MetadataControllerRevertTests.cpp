@@ -53,6 +53,19 @@ TEST(MetadataControllerRevert, putsPreviousTextsIntoTheLocalFilesOnly) {
     EXPECT_THAT(again.unchanged, ElementsAre(description, promotion));
 }
 
+TEST(MetadataControllerRevert, leavesOutAFileThatCannotBeReadAndRevertsTheRest) {
+    PushedAccount account;
+    const auto file = account.store().folder().fieldFile("de-DE", FieldType::description);
+    writeFileAtomically(file, "\xFF");
+    for (const DryRun dryRun : {DryRun::yes, DryRun::no}) {
+        const auto report = account.controller->revert(account.run, dryRun);
+        EXPECT_THAT(report.reverted, ElementsAre(promotion));
+        EXPECT_THAT(report.warnings,
+                    ElementsAre(HasSubstr("The Description of de-DE stays as it is: " + file.native())));
+    }
+    EXPECT_EQ(readFile(file), "\xFF");
+}
+
 TEST(MetadataControllerRevert, keepsNewerEditsBeside) {
     PushedAccount account;
     account.write("de-DE", FieldType::description, "Neuer");
@@ -137,6 +150,20 @@ TEST(MetadataControllerRevert, putsBackWhatAppStoreConnectReallyHeldWhenThePulle
     EXPECT_EQ(account.text("ja", FieldType::name), "名");
 }
 
+// A run that tries a field again reverts to what there was before it, not to what it sent in between.
+TEST(MetadataControllerRevert, goesBackBeforeTheFirstOfSeveralTextsThatARunSent) {
+    PushedAccount account;
+    auto again = PushHistory(account.container).entriesOfRun(account.app.id, account.run).at(0);
+    ASSERT_EQ(again.newValue, "Neu");
+    again.previousValue = "Neu";
+    again.newValue = "Neuer";
+    PushHistory(account.container).record(std::vector{again});
+    account.write("de-DE", FieldType::description, "Neuer"); // what was sent last is no edit to back up
+    const auto report = account.controller->revert(account.run);
+    EXPECT_THAT(report.kept, IsEmpty());
+    EXPECT_EQ(account.text("de-DE", FieldType::description), "Text");
+}
+
 TEST(MetadataControllerRevert, takesBackOnlyWhatAppStoreConnectTook) {
     ControllerAccount account;
     (void)account.pull();
@@ -157,12 +184,14 @@ TEST(MetadataControllerRevert, takesBackOnlyWhatAppStoreConnectTook) {
     unknown.fieldType = "ringtone";
     auto failed = entry(FieldType::description, false);
     failed.sessionId = "failed";
+    failed.errorMessage = "no";
     auto homeless = entry(FieldType::description, true);
     homeless.sessionId = "homeless";
     homeless.platform = std::nullopt;
+    auto alsoFailed = entry(FieldType::keywords, false);
+    alsoFailed.errorMessage = "no";
     PushHistory(account.container)
-        .record(std::vector{entry(FieldType::subtitle, true), entry(FieldType::keywords, false), unknown,
-                            failed, homeless});
+        .record(std::vector{entry(FieldType::subtitle, true), alsoFailed, unknown, failed, homeless});
     const auto report = account.controller->revert("run");
     EXPECT_THAT(report.reverted, ElementsAre(FieldKey{"de-DE", FieldType::subtitle}));
     EXPECT_THAT(report.warnings, ElementsAre(HasSubstr("\"ringtone\"")));

@@ -1,0 +1,65 @@
+#include "Core/metadata/FinalLineBreak.h"
+
+#include "Core/metadata/MetadataError.h"
+#include "Core/metadata/TextRemarks.h"
+#include "Platform/files/Files.h"
+#include "Platform/json/JSON.h"
+#include "Platform/text/Text.h"
+
+#include <fmt/format.h>
+
+namespace quorvel {
+
+namespace {
+
+struct TreeSettings {
+    FinalLineBreak finalLineBreak = FinalLineBreak::keep;
+    QUORVEL_RECORD(TreeSettings, finalLineBreak)
+};
+
+std::filesystem::path settingsFile(const MetadataFolder& appFolder) {
+    return appFolder.privateFolder() / "settings.json";
+}
+
+} // namespace
+
+std::string countedText(FinalLineBreak rule, std::string_view local,
+                        const std::optional<std::string>& pulled) {
+    if (rule == FinalLineBreak::keep) return std::string(local);
+    const std::string_view text = withoutFinalLineBreak(local);
+    return pulled && withoutFinalLineBreak(*pulled) == text ? *pulled : std::string(text);
+}
+
+void countTexts(FinalLineBreak rule, LocaleTexts& local, const LocaleTexts& pulled) {
+    if (rule == FinalLineBreak::keep) return;
+    static const FieldTexts nothing;
+    for (auto& [locale, texts] : local) {
+        const auto found = pulled.find(locale);
+        const FieldTexts& copies = found == pulled.end() ? nothing : found->second;
+        for (const FieldType field : allFieldTypes)
+            if (texts[field]) texts[field] = countedText(rule, *texts[field], copies[field]);
+    }
+}
+
+FinalLineBreak finalLineBreakOf(const MetadataFolder& appFolder) {
+    const auto file = settingsFile(appFolder);
+    const auto text = readFile(file);
+    if (!text) return FinalLineBreak::keep;
+    try {
+        return decodeJSON<TreeSettings>(*text).finalLineBreak;
+    } catch (const JSONError& error) {
+        throw MetadataError(
+            MetadataError::Kind::failed,
+            fmt::format("{}: cannot be understood ({}). Set finalLineBreak of the app again, or "
+                        "remove the file.",
+                        escapeControls(file.native()), error.what()),
+            {file, {}, {}});
+    }
+}
+
+void keepFinalLineBreak(const MetadataFolder& appFolder, FinalLineBreak rule) {
+    createFolders(appFolder.privateFolder());
+    writeFileAtomically(settingsFile(appFolder), encodeJSON(TreeSettings{rule}, JSONFormat::stateFile()));
+}
+
+} // namespace quorvel

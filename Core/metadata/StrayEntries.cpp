@@ -1,0 +1,219 @@
+#include "Core/metadata/StrayEntries.h"
+
+#include "Core/metadata/Locales.h"
+#include "Core/metadata/MetadataError.h"
+#include "Platform/files/Files.h"
+#include "Platform/text/Text.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+
+namespace quorvel {
+
+namespace {
+
+using Kind = SkippedEntry::Kind;
+
+// How other tools and people name the files, without case, separators and ending.
+constexpr std::pair<std::string_view, FieldType> otherNames[] = {
+    {"appname", FieldType::name},
+    {"title", FieldType::name},
+    {"subtitles", FieldType::subtitle},
+    {"desc", FieldType::description},
+    {"descriptions", FieldType::description},
+    {"fulldescription", FieldType::description},
+    {"longdescription", FieldType::description},
+    {"promotext", FieldType::promotionalText},
+    {"promo", FieldType::promotionalText},
+    {"promotional", FieldType::promotionalText},
+    {"whatsnew", FieldType::releaseNotes},
+    {"releasenote", FieldType::releaseNotes},
+    {"notes", FieldType::releaseNotes},
+    {"changelog", FieldType::releaseNotes},
+    {"changes", FieldType::releaseNotes},
+    {"keyword", FieldType::keywords},
+};
+
+// "What's New.txt" becomes "whatsnew".
+std::string bareName(std::string_view fileName) {
+    std::string bare = asciiLowercase(fileName);
+    for (const std::string_view ending : {".txt", ".text", ".md", ".markdown"})
+        if (bare.ends_with(ending)) {
+            bare.resize(bare.size() - ending.size());
+            break;
+        }
+    std::erase_if(bare, [](char character) {
+        return character == '_' || character == '-' || character == ' ' || character == '\'';
+    });
+    return bare;
+}
+
+bool contains(const std::vector<std::string>& names, std::string_view name) {
+    return std::ranges::find(names, name) != names.end();
+}
+
+struct Listing {
+    std::vector<std::string> folders;
+    std::vector<std::string> files;
+};
+
+// Links count as what they lead to; hidden entries are left out.
+Listing listingOf(const std::filesystem::path& folder) {
+    Listing listing;
+    for (const FolderEntry& entry : listFolder(folder).value_or(std::vector<FolderEntry>())) {
+        if (entry.name.starts_with('.')) continue;
+        std::error_code unreachable;
+        const bool isFolder = entry.kind == FolderEntry::Kind::folder ||
+                              (entry.kind == FolderEntry::Kind::link &&
+                               std::filesystem::is_directory(folder / entry.name, unreachable));
+        (isFolder ? listing.folders : listing.files).push_back(entry.name);
+    }
+    return listing;
+}
+
+std::optional<Listing> tryListing(const std::filesystem::path& folder) {
+    try {
+        return listingOf(folder);
+    } catch (const FileError&) {
+        return std::nullopt; // a place that cannot be searched is one where nothing is found
+    }
+}
+
+bool holdsField(const std::filesystem::path& folder) {
+    const auto listing = tryListing(folder);
+    return listing && std::ranges::any_of(listing->files, isFieldFile);
+}
+
+// Whether a locale folder with a field file lies directly in it.
+bool isTree(const std::filesystem::path& folder, const Listing& listing) {
+    return std::ranges::any_of(listing.folders, [&](const std::string& name) {
+        return isAppStoreLocale(name) && holdsField(folder / name);
+    });
+}
+
+// Searched breadth first, so that the tree nearest to the top is found.
+std::optional<std::filesystem::path> treeBelow(const std::filesystem::path& top, int levels) {
+    constexpr std::size_t searchedAtMost = 500; // folders of one level
+    std::vector<std::filesystem::path> level{top};
+    for (int depth = 0; depth <= levels && !level.empty(); ++depth) {
+        std::vector<std::filesystem::path> next;
+        for (const auto& folder : level) {
+            const auto listing = tryListing(folder);
+            if (!listing) continue;
+            if (isTree(folder, *listing)) return folder;
+            for (const std::string& name : listing->folders)
+                if (next.size() < searchedAtMost) next.push_back(folder / name);
+        }
+        level = std::move(next);
+    }
+    return std::nullopt;
+}
+
+// Where the tree lies that somebody meant by naming `folder`.
+std::optional<std::filesystem::path> nearbyTree(const std::filesystem::path& folder) {
+    constexpr int levelsBelow = 3;
+    constexpr int levelsBeside = 2;
+    const auto path = folder.lexically_normal();
+    const auto whole = path.filename().empty() ? path.parent_path() : path;
+    const auto parent = whole.parent_path();
+    if (isAppStoreLocale(whole.filename().native()) && holdsField(whole)) return parent;
+    if (auto below = treeBelow(whole, levelsBelow)) return below;
+    return parent.empty() || parent == whole ? std::nullopt : treeBelow(parent, levelsBeside);
+}
+
+} // namespace
+
+bool isFieldFile(std::string_view name) {
+    return std::ranges::find(allFieldTypes, name, fileNameOf) != allFieldTypes.end();
+}
+
+std::optional<FieldType> fieldMeantBy(std::string_view fileName) {
+    if (isFieldFile(fileName)) return std::nullopt;
+    const std::string bare = bareName(fileName);
+    for (const FieldType field : allFieldTypes)
+        if (bare == bareName(fileNameOf(field)) || bare == asciiLowercase(rawValue(field)) ||
+            bare == asciiLowercase(attributeOf(field)))
+            return field;
+    for (const auto& [name, field] : otherNames)
+        if (bare == name) return field;
+    return std::nullopt;
+}
+
+SkippedEntry strayFolder(std::string_view name, const std::vector<std::string>& present) {
+    SkippedEntry entry{std::string(name), "is no App Store locale"};
+    if (name == "default") {
+        entry.reason += "; other tools take its texts for every locale without its own, "
+                        "here each locale needs its own files";
+        return entry;
+    }
+    const auto nearest = nearestAppStoreLocale(name);
+    if (!nearest) return entry;
+    entry.kind = Kind::misnamed;
+    entry.reason += contains(present, *nearest)
+                        ? fmt::format("; \"{}\" lies beside it, move over what is missing there", *nearest)
+                        : fmt::format("; rename it to \"{}\" if that is meant", *nearest);
+    return entry;
+}
+
+SkippedEntry strayFile(std::string_view locale, std::string_view name,
+                       const std::vector<std::string>& present) {
+    SkippedEntry entry{(std::filesystem::path(locale) / name).native(), "is no field of the metadata"};
+    const auto field = fieldMeantBy(name);
+    if (!field) return entry;
+    const std::string_view own = fileNameOf(*field);
+    entry.kind = Kind::misnamed;
+    entry.reason += contains(present, own) ? fmt::format("; \"{}\" beside it is the one that counts", own)
+                                           : fmt::format("; rename it to \"{}\" if that is meant", own);
+    return entry;
+}
+
+std::vector<SkippedEntry> misnamedEntries(const MetadataFolder& context) {
+    std::vector<SkippedEntry> entries;
+    const auto add = [&](SkippedEntry entry) {
+        if (entry.kind == Kind::misnamed) entries.push_back(std::move(entry));
+    };
+    const Listing top = listingOf(context.rootURL);
+    for (const std::string& name : top.files)
+        if (isFieldFile(name) || fieldMeantBy(name))
+            entries.push_back({name, "lies outside of a locale's folder; move it into one", Kind::misnamed});
+        else if (isAppStoreLocale(name))
+            entries.push_back({name, "is a file where a locale's folder belongs", Kind::misnamed});
+    for (const std::string& name : top.folders) {
+        if (isAppStoreLocale(name)) {
+            const auto files = tryListing(context.rootURL / name);
+            for (const std::string& file : files ? files->files : std::vector<std::string>())
+                if (!isFieldFile(file)) add(strayFile(name, file, files->files));
+        } else if (name == "default" && holdsField(context.rootURL / name)) {
+            SkippedEntry entry = strayFolder(name, top.folders);
+            entry.kind = Kind::misnamed; // its texts go nowhere
+            add(std::move(entry));
+        } else {
+            add(strayFolder(name, top.folders));
+        }
+    }
+    std::ranges::sort(entries, {}, &SkippedEntry::path);
+    return entries;
+}
+
+void requireTree(const std::filesystem::path& folder) {
+    const Listing listing = listingOf(folder);
+    if (isTree(folder, listing)) return;
+    std::string advice = "A tree has a folder per locale, such as de-DE/name.txt.";
+    const auto misnamed = std::ranges::find_if(listing.folders, [&](const std::string& name) {
+        return !isAppStoreLocale(name) && nearestAppStoreLocale(name) && holdsField(folder / name);
+    });
+    if (misnamed != listing.folders.end())
+        advice = fmt::format("\"{}\" may mean \"{}\"; rename it then.", escapeControls(*misnamed),
+                             *nearestAppStoreLocale(*misnamed));
+    else if (const auto near = nearbyTree(folder))
+        advice = fmt::format("There is a tree in {}; name that.", escapeControls(near->native()));
+    else if (std::ranges::any_of(listing.folders, isAppStoreLocale))
+        return; // each of its files is named with what is wrong
+    throw MetadataError(
+        MetadataError::Kind::noLocales,
+        fmt::format("{}: holds no text of an App Store locale. {}", escapeControls(folder.native()), advice),
+        {folder, {}, {}});
+}
+
+} // namespace quorvel

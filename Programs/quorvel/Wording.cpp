@@ -1,0 +1,36 @@
+#include "Programs/quorvel/Wording.h"
+
+namespace quorvel {
+
+namespace {
+
+struct Wording {
+    std::string_view below, here;
+};
+
+// A longer phrase stands before one that is part of it.
+constexpr Wording wordings[] = {
+    {".p8 in Settings → App Store Connect — a", ".p8 with 'quorvel auth status' — a"},
+    {"Check it in Settings → App Store Connect", "Check it with 'quorvel auth status'"},
+    {"in Settings → App Store Connect", "with 'quorvel auth set'"},
+    {"create the locale first via the Metadata tab", "create the locale first with 'quorvel locale add'"},
+    {"— click Pull first", "— 'quorvel pull' first"},
+    {"Choose the folder again in the app's settings", "Choose the folder again with 'quorvel apps set'"},
+    {"choose the folder again in the app's settings", "choose the folder again with 'quorvel apps set'"},
+    {"set it in the app's identity", "'quorvel apps import' sets it"},
+    {"Tidying removes", "'quorvel metadata tidy' removes"},
+    {"tidying removes", "'quorvel metadata tidy' removes"},
+};
+
+} // namespace
+
+std::string inCommands(std::string_view text) {
+    std::string result(text);
+    for (const auto& [below, here] : wordings)
+        for (std::size_t at = result.find(below); at != result.npos;
+             at = result.find(below, at + here.size()))
+            result.replace(at, below.size(), here);
+    return result;
+}
+
+} // namespace quorvel
