@@ -101,7 +101,8 @@ std::filesystem::path BuildPipeline::archive(const BuildPlan& plan, const LogHan
                                std::string(namesOf(plan.platform).xcodebuildDestination), "-archivePath",
                                archive, "archive", "-quiet", "-disableAutomaticPackageResolution"}},
                 BuildStage::archiving, onLog));
-    if (!std::filesystem::exists(archive))
+    std::error_code unreachable;
+    if (!std::filesystem::exists(archive, unreachable))
         throw BuildError::noArtefact(BuildStage::archiving,
                                      "Archive command exited 0 but no .xcarchive at " + archive.string());
     onLog("Archive created at " + archive.string(), BuildStage::archiving);

@@ -39,8 +39,10 @@ std::optional<std::filesystem::path> projectFileOf(const std::filesystem::path& 
             if (entry.name.ends_with(".xcodeproj")) others.push_back(folder / entry.name);
         if (others.size() == 1) bundles.push_back(others.front()); // with several, nobody says which is meant
     }
+    std::error_code unreachable;
     for (const std::filesystem::path& bundle : bundles)
-        if (std::filesystem::is_regular_file(bundle / "project.pbxproj")) return bundle / "project.pbxproj";
+        if (std::filesystem::is_regular_file(bundle / "project.pbxproj", unreachable))
+            return bundle / "project.pbxproj";
     return std::nullopt;
 }
 
@@ -192,7 +194,9 @@ void XcodeVersionBumper::editSetting(std::string_view key, const std::string& va
 }
 
 void XcodeVersionBumper::requireProject() const {
-    if (!std::filesystem::exists(project_)) throw XcodeVersionError::projectNotFound(project_.string());
+    std::error_code unreachable;
+    if (!std::filesystem::exists(project_, unreachable))
+        throw XcodeVersionError::projectNotFound(project_.string());
 }
 
 std::optional<std::string> buildNumberIn(std::string_view answer) {

@@ -240,9 +240,12 @@ std::optional<std::string> adoptName(const MetadataStore& store, const std::stri
                                      const std::string& name) {
     auto remark = refreshCopy(store, locale, FieldType::name, name);
     try {
-        const auto local = store.read(locale, FieldType::name);
-        if (local == name) return remark;
-        if (!local || isBlank(*local)) store.write(locale, FieldType::name, name);
+        bool isSame = false;
+        store.update(locale, FieldType::name, [&](const std::optional<std::string>& local) {
+            isSame = local == name;
+            return !local || isBlank(*local) ? std::optional(name) : std::nullopt;
+        });
+        if (isSame) return remark;
     } catch (const std::exception& error) {
         return error.what();
     }

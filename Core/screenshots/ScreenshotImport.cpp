@@ -19,7 +19,8 @@ using FolderOfSet = std::map<std::pair<std::string, std::string>, std::filesyste
 // The folder <locale>/<name> that each set has already: "iphone-67" serves as well as "APP_IPHONE_67".
 FolderOfSet foldersOfSets(const std::filesystem::path& pictures, ASCPlatform platform) {
     FolderOfSet folders;
-    if (!std::filesystem::is_directory(pictures)) return folders;
+    std::error_code unreachable;
+    if (!std::filesystem::is_directory(pictures, unreachable)) return folders;
     for (const ScreenshotPushItem& item : ScreenshotPushScanner(pictures, platform).scan().items) {
         const auto folder = item.fileURL.parent_path();
         if (folder.parent_path() == pictures / item.locale &&

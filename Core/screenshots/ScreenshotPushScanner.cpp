@@ -112,7 +112,8 @@ struct ScreenshotPushScanner::Walk {
 };
 
 ScreenshotPushScanner::ScanResult ScreenshotPushScanner::scan() const {
-    if (!std::filesystem::is_directory(root_)) throw ScreenshotError::noFolder(root_);
+    std::error_code unreachable;
+    if (!std::filesystem::is_directory(root_, unreachable)) throw ScreenshotError::noFolder(root_);
     Walk walk;
     visit(root_, walk);
     std::ranges::sort(walk.result.items, [](const ScreenshotPushItem& left, const ScreenshotPushItem& right) {

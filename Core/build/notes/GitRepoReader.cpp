@@ -85,7 +85,9 @@ GitRepoError GitRepoError::gitNotFound() {
 }
 
 std::filesystem::path GitRepoReader::findRoot(const std::filesystem::path& folder) const {
-    if (!std::filesystem::is_directory(folder)) throw GitRepoError::notARepository(folder.string());
+    std::error_code unreachable;
+    if (!std::filesystem::is_directory(folder, unreachable))
+        throw GitRepoError::notARepository(folder.string());
     const auto result = git(folder, {"rev-parse", "--show-toplevel"});
     if (result.succeeded()) return result.stdoutTail;
     if (meansNoRepository(result.stderrTail)) throw GitRepoError::notARepository(folder.string());

@@ -140,7 +140,8 @@ ScreenshotStatus ScreenshotsController::status(const std::optional<std::string>&
         throw OperationRefused(Refusal::screenshotsNotPulled,
                                fmt::format("the screenshots of {} have not been pulled into {}", id.text(),
                                            escapeControls(folder.rootURL.native())));
-    const bool hasFolder = std::filesystem::is_directory(paths.pictures);
+    std::error_code unreachable;
+    const bool hasFolder = std::filesystem::is_directory(paths.pictures, unreachable);
     auto scan =
         hasFolder ? scanScreenshots(paths.pictures, choice.selection) : ScreenshotPushScanner::ScanResult();
     auto prepared = prepareScreenshots(std::move(scan), *catalog, choice);

@@ -223,6 +223,12 @@ TEST(ScreenshotPushScanner, followsLinksToFoldersThatLocalesShare) {
                             "en-US APP_IPHONE_67 en-US/iphone-67/1.png"));
 }
 
+TEST(ScreenshotPushScanner, takesALinkToItselfForNoFolder) {
+    const test::TemporaryFolder folder;
+    std::filesystem::create_symlink(folder / "pictures", folder / "pictures");
+    EXPECT_THROW((void)ScreenshotPushScanner(folder / "pictures").scan(), ScreenshotError);
+}
+
 TEST(ScreenshotChecks, nameTheFileThatCannotBeSent) {
     const std::string good = test::pictureFor("APP_IPHONE_67", 1);
     const std::string longName = std::string(251, 'n') + ".png";
