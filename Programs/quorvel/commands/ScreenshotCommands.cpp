@@ -310,8 +310,7 @@ ExitStatus pushScreenshots(Invocation& invocation) {
     const ScreenshotPushReport& report = pushed.report;
     output.document(pushed);
     // Those of the plan were told before the push.
-    for (std::size_t index = plan.warnings.size(); index < report.warnings.size(); ++index)
-        output.warning(report.warnings[index]);
+    warnGrouped(output, {report.warnings.begin() + std::ssize(plan.warnings), report.warnings.end()});
     warnGrouped(output, {report.failures.begin() + std::ssize(plan.failures), report.failures.end()});
     output.line(outcomeText(plan, report));
     const ExitStatus status = exitStatusOf(plan, report);
