@@ -107,10 +107,10 @@ std::vector<PlatformContext> contextsOf(const std::vector<VersionResource>& vers
 
 Release releaseOf(const ContextID& context, const std::vector<PlatformContext>& contexts) {
     const bool isKnown = std::ranges::find(contexts, context, &PlatformContext::contextID) != contexts.end();
-    const bool wasOnSale = std::ranges::any_of(contexts, [&](const PlatformContext& other) {
+    const bool isOrWasOnSale = std::ranges::any_of(contexts, [&](const PlatformContext& other) {
         return other.platform == context.platform && other.stateClass == AppStoreVersionStateClass::live;
     });
-    return isKnown && !wasOnSale ? Release::first : Release::update;
+    return isKnown && !isOrWasOnSale ? Release::first : Release::update;
 }
 
 std::optional<PlatformContext> chooseContext(const std::vector<PlatformContext>& contexts,
