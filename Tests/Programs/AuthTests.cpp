@@ -138,6 +138,14 @@ TEST_F(Auth, findsTheKeyFileAndTakesTheKeyIDFromItsName) {
     EXPECT_EQ(run({"auth", "set", "--issuer-id", access.issuerID}).status, 0);
     EXPECT_EQ(run({"auth", "forget", "--yes"}).status, 0);
     removeFile(folder / "home/.appstoreconnect/private_keys" / name);
+    // The Key ID that is named goes before the one in the name, also where it is the stored one.
+    const auto renamed = write("AuthKey_ABCDEFGHIJ.p8", pem);
+    for (int time = 0; time < 2; ++time)
+        EXPECT_EQ(
+            run({"auth", "set", "--issuer-id", access.issuerID, "--key-id", access.keyID, "--p8", renamed})
+                .status,
+            0);
+    EXPECT_EQ(run({"auth", "forget", "--yes"}).status, 0);
     input = pem;
     EXPECT_EQ(
         run({"auth", "set", "--issuer-id", access.issuerID, "--key-id", access.keyID, "--p8", "-"}).status,

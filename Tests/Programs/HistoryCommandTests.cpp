@@ -65,6 +65,12 @@ TEST_F(MetadataCommands, listsShowsAndRevertsARun) {
     ASSERT_EQ(push({"--locale", "sv"}).status, 0);
     EXPECT_THAT(run({"history", "revert", "last", "--folder", "texts"}).out,
                 HasSubstr("'quorvel push --allow-clear' sends that."));
+    // So it is when nobody knows whether the text was taken.
+    Database store(folder / "home/Library/Application Support/default.store");
+    store.execute("UPDATE PushHistoryEntry SET success = 0, errorMessage = NULL WHERE newValue = 'Nytt'");
+    write("sv", "promotional_text.txt", "Nytt");
+    EXPECT_THAT(run({"history", "revert", "last", "--folder", "texts"}).out,
+                HasSubstr("'quorvel push --allow-clear' sends that."));
     // A pulled copy that is behind: what replaced it on App Store Connect may have been an earlier push.
     writeFileAtomically(folder / "texts/ios/next/.brevant/asc/sv/promotional_text.txt", "Gammalt");
     write("sv", "promotional_text.txt", "Nytt");
@@ -72,6 +78,23 @@ TEST_F(MetadataCommands, listsShowsAndRevertsARun) {
     EXPECT_THAT(run({"history", "show", "last"}).out, HasSubstr("sv Promo text  pushed\n"));
     EXPECT_EQ(run({"history", "revert", "last", "--folder", "texts"}).status, 0);
     EXPECT_EQ(read("sv", "promotional_text.txt"), "Gammalt");
+    // Without the copies a text looks new that App Store Connect has.
+    std::filesystem::remove_all(folder / "texts/ios/next/.brevant/asc");
+    write("sv", "promotional_text.txt", "Nytt");
+    ASSERT_EQ(push({"--locale", "sv", "--field", "promotionalText"}).status, 0);
+    EXPECT_THAT(run({"history", "show", "last"}).out,
+                HasSubstr("sv Promo text  App Store Connect had it already\n"));
+    ASSERT_EQ(run({"locale", "disable", "sv"}).status, 0);
+    EXPECT_THAT(run({"history", "revert", "last", "--folder", "texts"}).error,
+                AllOf(HasSubstr("sv is disabled for this app"), HasSubstr("'quorvel locale enable LOCALE'")));
+
+    store.execute("UPDATE PushHistoryEntry SET sessionId = 'same-' || sessionId");
+    for (const char* command : {"show", "revert"}) {
+        const auto several = run({"history", command, "same-"});
+        EXPECT_EQ(several.status, 2) << several.all();
+        EXPECT_THAT(several.error, AllOf(HasSubstr("\"same-\" stands for several runs"),
+                                         HasSubstr("same-" + first.substr(0, 3))));
+    }
 }
 
 TEST_F(MetadataCommands, pushesThoughTheHistoryCannotBeWrittenAndEndsAsPartlyDone) {

@@ -240,6 +240,10 @@ TEST_F(MetadataCommands, listsEachFailureAndGoesOn) {
         EXPECT_FALSE(problem.empty());
         EXPECT_EQ(alone.all().find(problem), alone.all().rfind(problem)) << alone.all();
     }
+    server.setFaults(
+        {{.route = german, .status = 403}, {.route = "PATCH /v1/appInfoLocalizations/*", .status = 409}});
+    EXPECT_EQ(push().status, 1) << "the failures share no reason";
+    server.setFaults({{.route = german, .status = 429, .retryAfter = 0}});
     const auto partly = push({"--json"});
     EXPECT_EQ(partly.status, 7) << partly.all();
     EXPECT_FALSE(outcomeOf(onlyDocument(partly.out), 0));
@@ -248,6 +252,10 @@ TEST_F(MetadataCommands, listsEachFailureAndGoesOn) {
     const auto again = push();
     EXPECT_EQ(again.status, 0);
     EXPECT_THAT(again.out, HasSubstr("Pushed 1 field · 1 locale"));
+    write("bn-BD", "subtitle.txt", "Eins");
+    const auto named = push();
+    EXPECT_EQ(named.status, 0) << named.all();
+    EXPECT_THAT(named.error, HasSubstr("bn-BD was created with the name"));
 }
 
 TEST_F(MetadataCommands, importTheAppThatIsNotRecordedUnlessItIsADryRun) {

@@ -94,12 +94,16 @@ TEST_F(OutputOfCommands, tellsAPushShortly) {
 TEST_F(OutputOfCommands, showsNoControlCharacterThatTheServiceSent) {
     const std::string attributes =
         R"("attributes": {"platform": "IOS", "versionString": "3\u001b[2J.6", "appStoreState": "NEW\u001b[2J"})";
+    const std::string unknown =
+        R"("attributes": {"platform": "IOS", "versionString": "3.5", "appStoreState": "NEW"})";
     const std::string orchard = R"({"name": "Orchard", "bundleId": "studio.fernhollow.orchard"})";
     const ScriptedServer service(
         {{Receive{},
           Send{answer("200 OK", R"({"data": [{"type": "apps", "id": "1", "attributes": )" + orchard + "}]}")},
+          // What an unknown state allows is left to the service.
+          Receive{},
+          Send{answer("200 OK", R"({"data": [{"type": "appStoreVersions", "id": "9", )" + unknown + "}]}")},
           Receive{}, Send{answer("200 OK", R"({"data": []})")}, Receive{},
-          Send{answer("200 OK", R"({"data": []})")}, Receive{},
           Send{answer("201 Created",
                       R"({"data": {"type": "appStoreVersions", "id": "2", )" + attributes + "}}")}}});
     writeFileAtomically(folder / "scripted.json", "{\"appStoreConnect\": \"" + service.url("") + "\"}");

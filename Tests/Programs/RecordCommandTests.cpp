@@ -35,6 +35,14 @@ class RecordCommands : public MetadataCommands {
     }
 };
 
+TEST_F(RecordCommands, tellsByItsStatusHowManyAppsCouldBeImported) {
+    for (const auto& [failures, status] : {std::pair{2, 1}, {1, 7}, {0, 0}}) {
+        server.setFaults({{.route = "GET /v1/apps/*/appInfos", .status = 403, .count = failures}});
+        const auto imported = run({"apps", "import", app, tides});
+        EXPECT_EQ(imported.status, status) << imported.all();
+    }
+}
+
 TEST_F(RecordCommands, groupsAppsIntoWorkspaces) {
     EXPECT_THAT(run({"workspaces"}).out, HasSubstr("There is no workspace yet."));
     // The first import makes one.

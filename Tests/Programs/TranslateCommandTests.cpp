@@ -156,6 +156,9 @@ TEST_F(TranslateCommands, keepTextsThatNobodyReadOutOfAPush) {
     std::erase(asked, '\r');
     std::ranges::replace(asked, '\n', ' ');
     EXPECT_THAT(asked, HasSubstr("of which nobody read 2 generated texts? [y/N]"));
+    asking = call({"push", "--folder", "texts", "--yes"});
+    asking.streams = ProgramCall::Streams::terminal;
+    EXPECT_EQ(runProgram(asking).status, 1) << "a terminal that is asked nothing allows nothing";
     EXPECT_EQ(changesSent(), 0u);
 
     writeFileAtomically(text("bn-BD", "name.txt"), "Von Hand");
@@ -286,6 +289,17 @@ TEST_F(TranslateCommands, payForNothingThatCannotBePushed) {
     }
     EXPECT_EQ(calls(), 0);
     EXPECT_FALSE(std::filesystem::exists(folder / "texts/ios/live/bn-BD"));
+}
+
+TEST_F(TranslateCommands, tellByTheirStatusThatATextCannotBeRead) {
+    createFolders(text("bn-BD", "").parent_path());
+    writeFileAtomically(text("bn-BD", "keywords.txt"), "\xff");
+    for (const int status : {7, 1}) { // beside the subtitle, and alone
+        const auto result = translate({"--to", "bn-BD", "--field", "subtitle", "--field", "keywords"});
+        EXPECT_EQ(result.status, status) << result.all();
+        EXPECT_THAT(result.error, HasSubstr("bn-BD Keywords is left out: "));
+    }
+    EXPECT_EQ(calls(), 1);
 }
 
 TEST_F(TranslateCommands, renewWhatAPersonTranslatedOnceItsSourceChanges) {

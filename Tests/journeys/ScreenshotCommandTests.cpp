@@ -267,6 +267,7 @@ TEST_F(ScreenshotCommands, takeThePicturesOfTheContextsPlatformOnly) {
     EXPECT_EQ(result.status, 1) << "nothing is left";
     EXPECT_THAT(result.all(), AllOf(HasSubstr("1 picture with a size of iOS is left out: en-US/1.png"),
                                     HasSubstr("Nothing was pushed.")));
+    EXPECT_EQ(shots({"push", "--dry-run"}, {"--context", "macos/next"}).status, 1) << "as the push ends";
     put(macPicture, samplePicture({2880, 1800}, 1));
     result = shots({"push", "--no-wait", "--yes", "--json"}, {"--context", "macos/next"});
     EXPECT_EQ(result.status, 0) << result.all();

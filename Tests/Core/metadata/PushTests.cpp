@@ -1,3 +1,4 @@
+#include "Core/metadata/LocalizationWriter.h"
 #include "Core/metadata/MetadataDiff.h"
 #include "Core/metadata/MetadataError.h"
 #include "Core/metadata/MetadataPusher.h"
@@ -69,6 +70,36 @@ std::vector<bool> successes(const std::vector<PushOutcome>& outcomes) {
 }
 
 } // namespace
+
+TEST(Push, takesItsOwnTextForNoConflictWhereTheServiceTrimmedIt) {
+    PushAccount account;
+    account.store.write("de-DE", FieldType::promotionalText, " Neu\r\n");
+    account.connect.localizations[FakeConnect::ofVersion]["de-DE"]["promotionalText"] = "Neu";
+    EXPECT_THAT(successes(account.pushAll()), ElementsAre(true));
+}
+
+TEST(Push, learnsFromTwoLocalesThatAVersionTakesNothingButPromotionalTexts) {
+    PushAccount account;
+    account.connect.before = [](const ASCRequest& request) {
+        if (request.body->find("promotionalText") == std::string::npos)
+            throw FakeConnect::refusal("409", "STATE_ERROR", "busy");
+    };
+    ClosedFields closed;
+    const auto write = [&](const std::string& locale, std::vector<LocalizationWriter::Value> values) {
+        return LocalizationWriter(account.connect, {.parentID = "v1", .locale = locale, .id = locale}, closed)
+            .write(std::move(values))
+            .failures;
+    };
+    for (const char* locale : {"de-DE", "ja"})
+        EXPECT_THAT(write(locale, {{FieldType::description, "a"}, {FieldType::releaseNotes, "b"}}),
+                    SizeIs(2));
+    account.connect.requests.clear();
+    // Nobody asked for keywords so far.
+    const auto failures = write("de-DE", {{FieldType::keywords, "c"}, {FieldType::promotionalText, "d"}});
+    ASSERT_THAT(failures, SizeIs(1));
+    EXPECT_FALSE(failures.at(FieldType::keywords).wasSent);
+    EXPECT_THAT(account.writes(), SizeIs(1));
+}
 
 TEST(Push, sendsOneRequestPerLocalizationAndRefreshesTheCopies) {
     PushAccount account;

@@ -39,6 +39,13 @@ TEST(Slug, isSafeAndStable) {
         EXPECT_EQ(slugOf(one.name, one.bundleID), one.slug);
 }
 
+TEST_F(Import, takesThePrimaryLocaleAlsoWithoutALocalization) {
+    auto app = apps.front();
+    app.attributes.primaryLocale = "ta-IN";
+    EXPECT_THAT(importer.importApp(app, {}).locales,
+                testing::Contains(testing::Field(&ManagedLocale::code, "ta-IN")));
+}
+
 TEST_F(Import, takesAllAppsOfTheAccountWithTheirLocales) {
     const auto workspace = garden.workspaces.create("Games");
     ASSERT_GT(apps.size(), 1U);

@@ -163,8 +163,10 @@ TEST_F(Records, keepOneRecordPerUniqueValueWithTheNewerContent) {
 
     // The same term again keeps its identity, its age and its snapshots.
     const auto first = garden.keywords.all(app.id).at(0);
-    auto again = garden.keywords.add({.term = "garden", .country = "us", .note = "again", .app = app.id});
+    auto again = KeywordRecords(garden.container, test::fixedClock(60))
+                     .add({.term = "garden", .country = "us", .note = "again", .app = app.id});
     EXPECT_EQ(again.id, first.id);
+    EXPECT_EQ(again.createdAt, first.createdAt);
     EXPECT_THAT(garden.keywords.snapshots(first.id), SizeIs(1));
     again.term = "gardens";
     EXPECT_EQ(garden.keywords.add(again), again);
