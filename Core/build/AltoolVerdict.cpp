@@ -1,6 +1,6 @@
 #include "Core/build/AltoolVerdict.h"
 
-#include "Core/build/BuildError.h"
+#include "Core/build/ToolOutput.h"
 #include "Platform/text/Text.h"
 
 namespace quorvel {

@@ -1,25 +1,12 @@
 #include "Core/build/BuildError.h"
 
-#include "Platform/text/Text.h"
-
-#include <algorithm>
-#include <array>
+#include "Core/build/ToolOutput.h"
 
 namespace quorvel {
 
 namespace {
 
 constexpr std::size_t shownTailLines = 40;
-
-bool namesACause(std::string_view line) {
-    static constexpr std::array<std::string_view, 8> marks = {
-        "error:",         "no profiles for",         "requires a development team", "no signing certificate",
-        "no account for", "provisioning profile \"", "errsecinternalcomponent",     "undefined symbol"};
-    const std::string lower = asciiLowercase(line);
-    if (lower.starts_with("error domain=")) return false; // says the line above again, in one long dump
-    return std::ranges::any_of(marks,
-                               [&](std::string_view mark) { return lower.find(mark) != std::string::npos; });
-}
 
 std::string commandText(BuildStage stage, std::int32_t exitCode, std::string_view tail) {
     std::string text = "The build failed while " + std::string(rawValue(stage)) + " (exit code " +
@@ -57,38 +44,6 @@ BuildError BuildError::uploadRefused(std::string text) {
 
 BuildError BuildError::notConfigured(std::string text) {
     return {Kind::notConfigured, BuildStage::preflight, text};
-}
-
-std::vector<std::string_view> linesOf(std::string_view output) {
-    std::vector<std::string_view> lines;
-    while (!output.empty()) {
-        const auto end = output.find('\n');
-        lines.push_back(trim(output.substr(0, end)));
-        output.remove_prefix(end == std::string_view::npos ? output.size() : end + 1);
-    }
-    return lines;
-}
-
-std::vector<std::string> causesIn(std::string_view output, std::size_t limit) {
-    std::vector<std::string> causes;
-    for (const std::string_view line : linesOf(output)) {
-        const std::string cause(line);
-        if (causes.size() < limit && namesACause(cause) && std::ranges::find(causes, cause) == causes.end())
-            causes.push_back(cause);
-    }
-    return causes;
-}
-
-std::string lastLines(std::string_view text, std::size_t count) {
-    while (text.ends_with('\n'))
-        text.remove_suffix(1);
-    std::size_t start = text.size();
-    for (std::size_t found = 0; found < count && start != 0; ++found) {
-        const auto lineEnd = text.rfind('\n', start - 1);
-        start = lineEnd == std::string_view::npos ? 0 : lineEnd;
-    }
-    if (start != 0) ++start;
-    return std::string(text.substr(start));
 }
 
 } // namespace quorvel

@@ -1,11 +1,10 @@
 // What stops a build.
 #pragma once
 
-#include "Core/build/BuildTypes.h"
+#include "Core/build/BuildConfig.h"
 
 #include <stdexcept>
 #include <string>
-#include <vector>
 
 namespace quorvel {
 
@@ -37,15 +36,5 @@ class BuildError : public std::runtime_error {
     std::int32_t exitCode_;
     std::string tail_;
 };
-
-/// The lines of a tool's output without the white space around them.
-[[nodiscard]] std::vector<std::string_view> linesOf(std::string_view output);
-
-/// The lines of a tool's output that name a cause (errors, signing, provisioning), each once, in order; at
-/// most `limit`.
-[[nodiscard]] std::vector<std::string> causesIn(std::string_view output, std::size_t limit = 20);
-
-/// The last `count` lines of `text`, joined with line feeds.
-[[nodiscard]] std::string lastLines(std::string_view text, std::size_t count);
 
 } // namespace quorvel

@@ -1,8 +1,8 @@
 // The stages of a build: archive, export, upload.
 #pragma once
 
+#include "Core/build/BuildConfig.h"
 #include "Core/build/BuildError.h"
-#include "Core/build/BuildTypes.h"
 #include "Platform/log/Log.h"
 #include "Platform/process/ProcessRunner.h"
 

@@ -1,6 +1,6 @@
 #include "Core/build/SchemeList.h"
 
-#include "Core/build/BuildError.h"
+#include "Core/build/ToolOutput.h"
 
 namespace quorvel {
 

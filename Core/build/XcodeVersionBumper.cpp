@@ -1,6 +1,7 @@
 #include "Core/build/XcodeVersionBumper.h"
 
 #include "Core/build/ProjectSettings.h"
+#include "Core/build/ToolOutput.h"
 #include "Platform/files/Files.h"
 #include "Platform/text/Text.h"
 
@@ -44,6 +45,14 @@ std::optional<std::filesystem::path> projectFileOf(const std::filesystem::path& 
         if (std::filesystem::is_regular_file(bundle / "project.pbxproj", unreachable))
             return bundle / "project.pbxproj";
     return std::nullopt;
+}
+
+std::string notFoundText(std::string_view key) {
+    const std::string name(key);
+    return name +
+           " not found in project.pbxproj — the version may be hardcoded in Info.plist instead. Edit Info.plist "
+           "directly or add " +
+           name + " to the target's build settings.";
 }
 
 } // namespace
@@ -147,18 +156,6 @@ std::filesystem::path XcodeVersionBumper::requireProjectFile(const std::string& 
     if (!file) throw XcodeVersionError::agvtoolFailed("couldn't locate project.pbxproj " + purpose);
     return *file;
 }
-
-namespace {
-
-std::string notFoundText(std::string_view key) {
-    const std::string name(key);
-    return name +
-           " not found in project.pbxproj — the version may be hardcoded in Info.plist instead. Edit Info.plist "
-           "directly or add " +
-           name + " to the target's build settings.";
-}
-
-} // namespace
 
 std::string XcodeVersionBumper::readSetting(std::string_view key, const std::string& purpose) const {
     const auto text = readFile(requireProjectFile(purpose), maxProjectFileBytes).value_or("");

@@ -15,7 +15,7 @@ namespace {
 
 using Kind = SkippedEntry::Kind;
 
-// How other tools and people name the files, without case, separators and ending.
+// How other tools and people name the files beside the names that `fieldNamed` knows.
 constexpr std::pair<std::string_view, FieldType> otherNames[] = {
     {"appname", FieldType::name},
     {"title", FieldType::name},
@@ -24,10 +24,8 @@ constexpr std::pair<std::string_view, FieldType> otherNames[] = {
     {"descriptions", FieldType::description},
     {"fulldescription", FieldType::description},
     {"longdescription", FieldType::description},
-    {"promotext", FieldType::promotionalText},
     {"promo", FieldType::promotionalText},
     {"promotional", FieldType::promotionalText},
-    {"whatsnew", FieldType::releaseNotes},
     {"releasenote", FieldType::releaseNotes},
     {"notes", FieldType::releaseNotes},
     {"changelog", FieldType::releaseNotes},
@@ -131,10 +129,7 @@ bool isFieldFile(std::string_view name) {
 std::optional<FieldType> fieldMeantBy(std::string_view fileName) {
     if (isFieldFile(fileName)) return std::nullopt;
     const std::string bare = bareName(fileName);
-    for (const FieldType field : allFieldTypes)
-        if (bare == bareName(fileNameOf(field)) || bare == asciiLowercase(rawValue(field)) ||
-            bare == asciiLowercase(attributeOf(field)))
-            return field;
+    if (const auto field = fieldNamed(bare)) return field;
     for (const auto& [name, field] : otherNames)
         if (bare == name) return field;
     return std::nullopt;

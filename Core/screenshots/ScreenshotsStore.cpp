@@ -225,11 +225,12 @@ void ScreenshotsStore::remember(const ScreenshotsCatalog& remote,
 }
 
 void ScreenshotsStore::noteKnownThumbnails(ScreenshotsCatalog& catalog) const {
+    std::error_code unreachable;
     for (auto& [locale, types] : catalog.sets)
         for (auto& [type, set] : types)
             for (auto& entry : set)
                 if (const auto name = thumbnailNameOf(entry);
-                    !name.empty() && std::filesystem::exists(paths_.thumbnails / name))
+                    !name.empty() && std::filesystem::exists(paths_.thumbnails / name, unreachable))
                     entry.thumbnailFileName = name;
 }
 

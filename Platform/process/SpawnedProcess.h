@@ -35,7 +35,7 @@ class SpawnedProcess {
     FileDescriptor input;
     FileDescriptor output;
     FileDescriptor errorOutput;
-    FileDescriptor wake;   // gets a byte when the child has ended: `childEnded`
+    FileDescriptor wake;   // gets an "e" when the child has ended
     FileDescriptor waking; // the other end, for whoever wants to wake the reader
 
   private:

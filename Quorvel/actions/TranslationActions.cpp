@@ -88,7 +88,8 @@ ShowCosts::Result ShowCosts::perform(Application& application, const Request& re
     requireNumber("days", request.days, 1, Request::mostDays);
     Result result{.days = request.days};
     const auto ledger = ASOClaudeStack::ledgerFile(ASOClaudeStack::defaultDirectory(application.home()));
-    if (!std::filesystem::exists(ledger)) return result;
+    std::error_code unreachable;
+    if (!std::filesystem::exists(ledger, unreachable)) return result;
     const Date cutoff = application.clock()() - std::chrono::hours(24 * request.days);
     std::map<std::string, ModelCosts> models;
     for (const auto& entry : ClaudeCostRecorder(ledger, application.clock()).entries()) {

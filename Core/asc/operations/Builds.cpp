@@ -11,12 +11,8 @@ namespace operations {
 
 /// A build with the reference from which its pre-release version is found among the included resources.
 struct BuildWithPreReleaseVersion {
-    struct OptionalRef {
-        std::optional<ASCRelationshipRef> data;
-        QUORVEL_RECORD(OptionalRef, data)
-    };
     struct Relationships {
-        std::optional<OptionalRef> preReleaseVersion;
+        std::optional<OptionalReference> preReleaseVersion;
         QUORVEL_RECORD(Relationships, preReleaseVersion)
     };
     std::string id;

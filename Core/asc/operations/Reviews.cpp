@@ -9,12 +9,8 @@ namespace operations {
 
 /// A review with the reference that tells whether a response exists.
 struct ReviewWithResponse {
-    struct OptionalIdentity {
-        std::optional<ASCIdentity> data;
-        QUORVEL_RECORD(OptionalIdentity, data)
-    };
     struct Relationships {
-        std::optional<OptionalIdentity> response;
+        std::optional<OptionalReference> response;
         QUORVEL_RECORD(Relationships, response)
     };
     std::string id;
@@ -30,12 +26,8 @@ struct ReviewWithResponse {
 
 /// An item of a submission with the reference to the version that it is.
 struct ItemWithVersion {
-    struct OptionalIdentity {
-        std::optional<ASCIdentity> data;
-        QUORVEL_RECORD(OptionalIdentity, data)
-    };
     struct Relationships {
-        std::optional<OptionalIdentity> appStoreVersion;
+        std::optional<OptionalReference> appStoreVersion;
         QUORVEL_RECORD(Relationships, appStoreVersion)
     };
     std::string id;

@@ -17,6 +17,12 @@ namespace quorvel::operations {
 /// The most that App Store Connect gives on one page.
 inline constexpr int pageLimit = 200;
 
+/// A relationship of one resource to another that need not exist.
+struct OptionalReference {
+    std::optional<ASCIdentity> data;
+    QUORVEL_RECORD(OptionalReference, data)
+};
+
 /// The "limit" to send for a list of at most `bound` resources.
 [[nodiscard]] inline std::string limitFor(ASCListBound bound = {}) {
     return std::to_string(std::clamp(bound.maximum.value_or(pageLimit), 1, pageLimit));

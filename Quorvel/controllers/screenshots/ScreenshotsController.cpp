@@ -67,9 +67,10 @@ std::filesystem::path folderForKept(const MetadataFolder& appFolder, Date moment
     std::string name = formatISO8601(moment);
     std::ranges::replace(name, ':', '-');
     const auto all = appFolder.privateFolder() / "kept";
+    std::error_code unreachable;
     for (int number = 1;; ++number)
         if (const auto folder = all / (number == 1 ? name : fmt::format("{}-{}", name, number));
-            !std::filesystem::exists(folder))
+            !std::filesystem::exists(folder, unreachable))
             return folder;
 }
 

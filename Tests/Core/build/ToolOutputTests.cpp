@@ -1,6 +1,7 @@
 #include "Core/build/AltoolVerdict.h"
 #include "Core/build/BuildError.h"
 #include "Core/build/SchemeList.h"
+#include "Core/build/ToolOutput.h"
 #include "Core/build/XcodeVersionBumper.h"
 
 #include <gmock/gmock.h>

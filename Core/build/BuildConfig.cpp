@@ -1,4 +1,4 @@
-#include "Core/build/BuildTypes.h"
+#include "Core/build/BuildConfig.h"
 
 namespace quorvel {
 
