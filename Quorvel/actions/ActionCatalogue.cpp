@@ -7,6 +7,7 @@
 #include "Quorvel/actions/HomeActions.h"
 #include "Quorvel/actions/KeyActions.h"
 #include "Quorvel/actions/LocaleActions.h"
+#include "Quorvel/actions/NotesActions.h"
 #include "Quorvel/actions/PullActions.h"
 #include "Quorvel/actions/PushActions.h"
 #include "Quorvel/actions/ScreenshotActions.h"
@@ -42,6 +43,7 @@ std::span<const ActionDescription> allActions() {
                   AddLocale, ListLocales, SwitchLocales, SetLocales,                          //
                   ImportTexts, ExportTexts, TidyTexts,                                        //
                   PlanTranslation, TranslateTexts, AcceptTexts, PlanEnglishKeywords, ExpandEnglishKeywords,
+                  PlanReleaseNotes, DraftReleaseNotes, WriteReleaseNotes, //
                   ShowCosts,                                              //
                   PullScreenshots, ImportScreenshots, CompareScreenshots, //
                   PlanScreenshotPush, PushScreenshots>();

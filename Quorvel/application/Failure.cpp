@@ -3,6 +3,7 @@
 #include "Core/ai/ClaudeError.h"
 #include "Core/asc/Endpoints.h"
 #include "Core/asc/KeyFiles.h"
+#include "Core/build/notes/ReleaseNotesGenerator.h"
 #include "Core/metadata/Locales.h"
 #include "Core/metadata/MetadataError.h"
 #include "Core/screenshots/ScreenshotError.h"
@@ -84,6 +85,24 @@ FailureKind kindOf(const ClaudeError& error) {
     return FailureKind::failed;
 }
 
+FailureKind kindOf(const GitRepoError& error) {
+    switch (error.kind()) {
+    case GitRepoError::Kind::notARepository:
+        return FailureKind::noRepository;
+    case GitRepoError::Kind::invalidRange:
+        return FailureKind::unknownRevision;
+    case GitRepoError::Kind::gitNotFound:
+    case GitRepoError::Kind::commandFailed:
+        break;
+    }
+    return FailureKind::failed;
+}
+
+FailureKind kindOf(const ReleaseNotesError& error) {
+    return error.kind() == ReleaseNotesError::Kind::noUserRelevantCommits ? FailureKind::noCommits
+                                                                          : FailureKind::failed;
+}
+
 FailureKind kindOf(const ScreenshotError& error) {
     switch (error.kind()) {
     case ScreenshotError::Kind::readOnlyVersion:
@@ -117,6 +136,8 @@ FailureKind kindOf(Refusal refusal) {
         return FailureKind::noTargetLocales;
     case Refusal::noBaseKeywords:
         return FailureKind::noBaseKeywords;
+    case Refusal::unknownCommit:
+        return FailureKind::unknownRevision;
     case Refusal::stalePlan:
         return FailureKind::stalePlan;
     case Refusal::noAppStoreID:
@@ -156,6 +177,7 @@ Failure failureOf(const OperationRefused& error) {
     case Refusal::screenshotsNotPulled:
     case Refusal::sourceIsTarget:
     case Refusal::noBaseKeywords:
+    case Refusal::unknownCommit:
         failure.text = error.detail();
         break;
     default:
@@ -194,6 +216,10 @@ Failure failureOf(const std::exception& error) {
         return {failureKindOf(service->kind()), service->description(), std::nullopt};
     if (const auto* model = dynamic_cast<const ClaudeError*>(&error))
         return {kindOf(*model), model->description(), std::nullopt};
+    if (const auto* repository = dynamic_cast<const GitRepoError*>(&error))
+        return {kindOf(*repository), repository->what(), std::nullopt};
+    if (const auto* notes = dynamic_cast<const ReleaseNotesError*>(&error))
+        return {kindOf(*notes), notes->what(), std::nullopt};
     if (const auto* pictures = dynamic_cast<const ScreenshotError*>(&error))
         return {kindOf(*pictures), pictures->what(), std::nullopt};
     if (const auto* tree = dynamic_cast<const MetadataError*>(&error)) {

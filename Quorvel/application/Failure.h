@@ -48,6 +48,9 @@ enum class FailureKind {
     noVersions,
     noTargetLocales, // to translate into
     noBaseKeywords,  // to coordinate others with
+    noRepository,    // to read commits from
+    unknownRevision, // of a repository
+    noCommits,       // for a draft
     notFound,        // on App Store Connect
     // What the state forbids
     readOnly,
@@ -97,6 +100,9 @@ struct RawValues<FailureKind> {
         {F::noVersions, "noVersions"},
         {F::noTargetLocales, "noTargetLocales"},
         {F::noBaseKeywords, "noBaseKeywords"},
+        {F::noRepository, "noRepository"},
+        {F::unknownRevision, "unknownRevision"},
+        {F::noCommits, "noCommits"},
         {F::notFound, "notFound"},
         {F::readOnly, "readOnly"},
         {F::versionExists, "versionExists"},

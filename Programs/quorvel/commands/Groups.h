@@ -24,6 +24,7 @@ namespace quorvel {
 [[nodiscard]] const Command& generateKeywordsCommand();
 /// --fresh, of the commands that ask the model.
 [[nodiscard]] ArgumentSpec freshArgument();
+[[nodiscard]] std::vector<Command> notesCommands();
 [[nodiscard]] std::vector<Command> costsCommands();
 [[nodiscard]] std::vector<Command> screenshotCommands();
 [[nodiscard]] std::vector<Command> demoCommands();
@@ -34,10 +35,10 @@ namespace quorvel {
 [[nodiscard]] const Command& homeCommand();
 
 inline constexpr std::vector<Command> (*commandGroups[])() = {
-    authCommands, workspaceCommands, appCommands,      appSettingsCommands, versionCommands,
-    pullCommands, compareCommands,   pushCommands,     historyCommands,     localeCommands,
-    treeCommands, translateCommands, keywordsCommands, costsCommands,       screenshotCommands,
-    demoCommands, sandboxCommands,   shellCommands,
+    authCommands,       workspaceCommands, appCommands,      appSettingsCommands, versionCommands,
+    pullCommands,       compareCommands,   pushCommands,     historyCommands,     localeCommands,
+    treeCommands,       translateCommands, keywordsCommands, notesCommands,       costsCommands,
+    screenshotCommands, demoCommands,      sandboxCommands,  shellCommands,
 };
 
 } // namespace quorvel
