@@ -43,6 +43,7 @@ std::map<std::string, std::optional<std::string>> safeEnvironment() {
             {"GIT_OPTIONAL_LOCKS", "0"},
             {"GIT_NO_LAZY_FETCH", "1"},
             {"GIT_PAGER", "cat"},
+            {"GIT_FLUSH", "0"}, // else each commit is a write, a wake-up and a read of its own
             {"GIT_ASKPASS", "true"},
             {"GIT_DIR", std::nullopt},
             {"GIT_WORK_TREE", std::nullopt},
