@@ -8,7 +8,8 @@ find_package(ICU 72 REQUIRED COMPONENTS uc i18n data)
 find_package(simdjson 3 REQUIRED)
 find_package(fmt 9 REQUIRED)
 find_package(SQLite3 3.40 REQUIRED)
-find_package(PNG 1.6 REQUIRED) # brings zlib along
+find_package(ZLIB REQUIRED)
+find_package(PNG 1.6 REQUIRED)
 find_package(CLI11 QUIET)
 find_package(PkgConfig REQUIRED)
 pkg_check_modules(httplib REQUIRED IMPORTED_TARGET cpp-httplib) # ships only a .pc file
