@@ -88,6 +88,7 @@ void FXRateStore::fetch() const {
         throw std::runtime_error(fmt::format("the service answered {}", response.status));
     auto rates = decodeJSON<FXRates>(response.body);
     if (rates.rates.empty()) throw std::runtime_error("the service named no rates");
+    rates.rates.try_emplace(rates.base, 1); // sums in the base would not be converted otherwise
     parts_.defaults->set(cacheKey, JSONValue(encodeJSON(Cache{parts_.clock(), std::move(rates)})));
 }
 

@@ -38,6 +38,8 @@ constexpr Meaning meanings[] = {
     {F::severalKeyFiles, E::usage, "Say which one with --p8 or --key-id."},
     {F::keyTextForFile, E::usage,
      "--p8 and the variables like it take a file's name. Put the key into a file that only you can read, or hand it over on standard input with --p8 -."},
+    {F::vendorNumberMissing, E::noCredentials,
+     "Store it with 'quorvel auth set --vendor-number NUMBER', or give it with --vendor-number."},
     {F::unusableKey, E::noCredentials},
     {F::keyRefused, E::noCredentials,
      "'quorvel auth status' shows which key is used and where it comes from."},

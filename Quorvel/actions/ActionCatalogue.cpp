@@ -9,6 +9,7 @@
 #include "Quorvel/actions/LocaleActions.h"
 #include "Quorvel/actions/PullActions.h"
 #include "Quorvel/actions/PushActions.h"
+#include "Quorvel/actions/RevenueActions.h"
 #include "Quorvel/actions/ScreenshotActions.h"
 #include "Quorvel/actions/TranslationActions.h"
 #include "Quorvel/actions/TreeActions.h"
@@ -44,7 +45,8 @@ std::span<const ActionDescription> allActions() {
                   PlanTranslation, TranslateTexts, AcceptTexts, PlanEnglishKeywords, ExpandEnglishKeywords,
                   ShowCosts,                                              //
                   PullScreenshots, ImportScreenshots, CompareScreenshots, //
-                  PlanScreenshotPush, PushScreenshots>();
+                  PlanScreenshotPush, PushScreenshots,                    //
+                  ShowRevenue, ExportRevenue>();
     return actions;
 }
 

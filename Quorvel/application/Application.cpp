@@ -91,6 +91,14 @@ Credentials Application::credentials(const KeyOwner& owner) {
     return resolve(owner);
 }
 
+std::optional<std::string> Application::vendorNumber(const KeyOwner& owner) const {
+    constexpr auto key = KeychainStore::AccountKey::vendorNumber;
+    for (const auto& scope : {owner.appID, owner.workspaceID})
+        if (scope)
+            if (auto number = keychain().read(accountName(key, scope))) return number;
+    return keychain().read(accountName(key));
+}
+
 Credentials Application::resolve(const KeyOwner& owner) {
     for (const auto& [known, credentials] : credentials_)
         if (credentials.wasGiven || known == owner) return credentials;
@@ -158,6 +166,16 @@ ASOClaudeStack::Components Application::aiStack() {
                                          sleepFor(seconds);
                                      },
                                  .clock = clock()});
+}
+
+FXRateStore& Application::exchangeRates() {
+    const std::string relay = PenwiseConfig::relayAccess(endpoints()).proxyURL;
+    const auto client = http();
+    const std::lock_guard lock(mutex_);
+    if (!exchangeRates_)
+        exchangeRates_ = std::make_unique<FXRateStore>(FXRateStore::Parts{
+            .defaults = userDefaults_, .http = client, .relayURL = relay, .clock = clock()});
+    return *exchangeRates_;
 }
 
 bool Application::hasRecords() const {

@@ -6,6 +6,7 @@
 #include "Core/asc/Endpoints.h"
 #include "Core/asc/KeychainStore.h"
 #include "Core/records/Records.h"
+#include "Core/revenue/FXRateStore.h"
 #include "Platform/defaults/UserDefaults.h"
 #include "Platform/files/Home.h"
 #include "Platform/http/HTTPClient.h"
@@ -72,6 +73,9 @@ class Application {
     [[nodiscard]] KeyPlaces keyPlaces() const;
     /// Throws what `resolveCredentials` throws.
     [[nodiscard]] Credentials credentials(const KeyOwner& owner = {});
+    /// The vendor number that is stored for the app, else its workspace, else for all. Throws
+    /// `KeychainStore::KeychainError`.
+    [[nodiscard]] std::optional<std::string> vendorNumber(const KeyOwner& owner = {}) const;
     /// App Store Connect with the key of `credentials(owner)`, one client per key; throws as that, and
     /// `EndpointsError`.
     [[nodiscard]] std::shared_ptr<const ASCClientProtocol> client(const KeyOwner& owner = {});
@@ -86,6 +90,9 @@ class Application {
 
     /// Throws `ClaudeError::MissingAPIKey` when no relay is configured, `EndpointsError`.
     void requireModelAccess();
+
+    /// The exchange rates that the relay serves. Throws `EndpointsError`.
+    [[nodiscard]] FXRateStore& exchangeRates();
 
     /// Whether anything was ever recorded in this home; makes nothing. Throws `FileError` when that cannot
     /// be told.
@@ -140,6 +147,7 @@ class Application {
     std::vector<std::pair<Credentials, std::shared_ptr<Connection>>> connections_;
     SharedContainer container_;
     std::unique_ptr<WorkspaceIndex> index_;
+    std::unique_ptr<FXRateStore> exchangeRates_;
     AutoPullLimiter limiter_;
     AppSessionStore sessions_;
     NotificationCenter::Subscription credentialsChanged_;

@@ -24,9 +24,10 @@ enum class FailureKind {
     keyIDMissing,      // a private key without its Key ID
     privateKeyMissing, // a Key ID without its private key
     severalKeyFiles,
-    keyTextForFile, // the text of a key where the name of its file belongs
-    unusableKey,    // it cannot be read or parsed
-    keyRefused,     // App Store Connect does not accept it
+    keyTextForFile,      // the text of a key where the name of its file belongs
+    vendorNumberMissing, // for sales reports
+    unusableKey,         // it cannot be read or parsed
+    keyRefused,          // App Store Connect does not accept it
     // What was named and is not there
     unknownApp,
     severalApps,
@@ -75,6 +76,7 @@ struct RawValues<FailureKind> {
         {F::privateKeyMissing, "privateKeyMissing"},
         {F::severalKeyFiles, "severalKeyFiles"},
         {F::keyTextForFile, "keyTextForFile"},
+        {F::vendorNumberMissing, "vendorNumberMissing"},
         {F::unusableKey, "unusableKey"},
         {F::keyRefused, "keyRefused"},
         {F::unknownApp, "unknownApp"},

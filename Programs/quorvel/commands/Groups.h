@@ -26,6 +26,7 @@ namespace quorvel {
 [[nodiscard]] ArgumentSpec freshArgument();
 [[nodiscard]] std::vector<Command> costsCommands();
 [[nodiscard]] std::vector<Command> screenshotCommands();
+[[nodiscard]] std::vector<Command> revenueCommands();
 [[nodiscard]] std::vector<Command> demoCommands();
 [[nodiscard]] std::vector<Command> sandboxCommands();
 [[nodiscard]] std::vector<Command> shellCommands();
