@@ -78,8 +78,10 @@ std::vector<DayResult> SalesReportService::fetch(const std::vector<std::string>&
     std::atomic<std::size_t> done = days.size() - wanted.size();
     std::atomic<bool> isForeignVendor = false;
     const auto askOne = [&](std::size_t index) {
-        DayResult answer =
-            isForeignVendor ? failed(days[index], std::string(foreignVendorText)) : ask(days[index]);
+        DayResult answer = isForeignVendor ? DayResult{.date = days[index],
+                                                       .status = DayResult::Status::failed,
+                                                       .reason = std::string(foreignVendorText)}
+                                           : ask(days[index]);
         const bool hasFailed = answer.status == DayResult::Status::failed;
         if (hasFailed && answer.reason == foreignVendorText) isForeignVendor = true;
         const bool isKnown = !results[index].date.empty();

@@ -90,6 +90,10 @@ FetchedRevenue fetchRevenue(Application& application, const ShowRevenue::Request
     fetched.revenue = controller.fetch(wish, [&](std::size_t done, std::size_t total) {
         progress.step({"Reading sales reports", done, total});
     });
+    const auto hasFailed = [](const DayResult& day) { return day.status == DayResult::Status::failed; };
+    if (std::ranges::all_of(fetched.revenue.current, hasFailed) &&
+        std::ranges::all_of(fetched.revenue.previous, hasFailed))
+        throw ApplicationError(FailureKind::failed, fetched.revenue.current.back().reason);
     return fetched;
 }
 
@@ -210,7 +214,8 @@ ExportRevenue::Result ExportRevenue::perform(Application& application, const Req
     const auto appOf = attributionOf(fetched);
     Result result;
     for (const DayResult& day : fetched.revenue.current) {
-        if (day.status != DayResult::Status::ok) result.missingDays.push_back(day.date);
+        if (day.status == DayResult::Status::notYetPublished) result.unpublishedDays.push_back(day.date);
+        if (day.status == DayResult::Status::failed) result.failedDays.push_back(day.date);
         std::map<std::tuple<std::string, std::string>, Row> rows;
         for (const SalesLine& line : day.lines) {
             const ManagedApp* app = appOf(line);

@@ -98,8 +98,9 @@ struct ExportRevenue {
     };
     struct Result {
         std::vector<Row> rows;
-        std::vector<std::string> missingDays; // not published or failed
-        QUORVEL_RECORD(Result, rows, missingDays)
+        std::vector<std::string> unpublishedDays;
+        std::vector<std::string> failedDays;
+        QUORVEL_RECORD(Result, rows, unpublishedDays, failedDays)
     };
     [[nodiscard]] static Result perform(Application& application, const Request& request,
                                         const ActionProgress& progress = {});

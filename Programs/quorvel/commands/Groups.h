@@ -35,10 +35,10 @@ namespace quorvel {
 [[nodiscard]] const Command& homeCommand();
 
 inline constexpr std::vector<Command> (*commandGroups[])() = {
-    authCommands, workspaceCommands, appCommands,      appSettingsCommands, versionCommands,
-    pullCommands, compareCommands,   pushCommands,     historyCommands,     localeCommands,
-    treeCommands, translateCommands, keywordsCommands, costsCommands,       screenshotCommands,
-    demoCommands, sandboxCommands,   shellCommands,
+    authCommands,    workspaceCommands, appCommands,      appSettingsCommands, versionCommands,
+    pullCommands,    compareCommands,   pushCommands,     historyCommands,     localeCommands,
+    treeCommands,    translateCommands, keywordsCommands, costsCommands,       screenshotCommands,
+    revenueCommands, demoCommands,      sandboxCommands,  shellCommands,
 };
 
 } // namespace quorvel

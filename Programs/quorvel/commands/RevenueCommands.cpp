@@ -54,7 +54,7 @@ void printApps(Output& output, const ShowRevenue::Result& result) {
     Table table{.columns = {{"App", Table::Align::left, Table::Fit::cut},
                             {"Proceeds", Table::Align::right},
                             {"Downloads", Table::Align::right},
-                            {"As reported", Table::Align::left, Table::Fit::wrap}},
+                            {"As reported", Table::Align::left, Table::Fit::drop}},
                 .rows = {}};
     for (const auto& share : result.apps)
         table.rows.push_back({share.displayName, moneyText(share.proceeds, result.currency),
@@ -87,11 +87,6 @@ void printRemarks(Output& output, const ShowRevenue::Result& result) {
                                    result.failure.value_or("")));
 }
 
-ExitStatus statusOf(std::int64_t failedDays, std::size_t days) {
-    if (failedDays == 0) return ExitStatus::done;
-    return static_cast<std::size_t>(failedDays) >= 2 * days ? ExitStatus::failed : ExitStatus::partlyDone;
-}
-
 ExitStatus showRevenue(Invocation& invocation) {
     const auto result = perform<ShowRevenue>(invocation, revenueRequest(invocation));
     Output& output = invocation.output;
@@ -102,7 +97,7 @@ ExitStatus showRevenue(Invocation& invocation) {
         printApps(output, result);
     }
     printRemarks(output, result);
-    return statusOf(result.failedDays, result.days.size());
+    return result.failedDays == 0 ? ExitStatus::done : ExitStatus::partlyDone;
 }
 
 // A cell that a spreadsheet takes for a text and nothing else.
@@ -128,10 +123,11 @@ ExitStatus exportRevenue(Invocation& invocation) {
                                    csvCell(row.displayName), csvCell(row.currency), row.proceeds, row.units,
                                    row.downloads));
     }
-    if (!result.missingDays.empty())
-        output.warning(fmt::format("Without the days that are not published or failed: {}.",
-                                   fmt::join(result.missingDays, ", ")));
-    return ExitStatus::done;
+    if (!result.unpublishedDays.empty())
+        output.note(fmt::format("Not published yet: {}.", fmt::join(result.unpublishedDays, ", ")));
+    if (!result.failedDays.empty())
+        output.warning(fmt::format("Without a report: {}.", fmt::join(result.failedDays, ", ")));
+    return result.failedDays.empty() ? ExitStatus::done : ExitStatus::partlyDone;
 }
 
 const std::vector<ArgumentSpec>& revenueArguments() {
