@@ -126,6 +126,19 @@ class ASCClientProtocol {
     updateBetaBuildLocalization(std::string_view id,
                                 const BetaBuildLocalizationPatchAttributes& attributes) const;
     ASCResource<BetaAppReviewSubmissionAttributes> submitForBetaReview(std::string_view buildID) const;
+    std::optional<ASCResource<BetaAppReviewSubmissionAttributes>>
+    getBetaReviewSubmission(std::string_view buildID) const;
+    std::optional<ASCResource<BuildBetaDetailAttributes>> getBuildBetaDetail(std::string_view buildID) const;
+    ASCResource<BuildBetaDetailAttributes>
+    updateBuildBetaDetail(std::string_view id, const BuildBetaDetailPatchAttributes& attributes) const;
+    ASCResource<BetaGroupAttributes> createBetaGroup(std::string_view appID,
+                                                     const BetaGroupCreateAttributes& attributes) const;
+    std::vector<ASCBuildSummary> listBuildsOfBetaGroup(std::string_view groupID) const;
+    void removeBuildFromBetaGroup(std::string_view groupID, std::string_view buildID) const;
+    ASCList<BetaTesterAttributes> listBetaTesters(std::string_view groupID) const;
+    /// An e-mail address that the account knows already joins the group.
+    ASCResource<BetaTesterAttributes> createBetaTester(std::string_view groupID,
+                                                       const BetaTesterCreateAttributes& attributes) const;
 
     // Submission to App Review
     ASCList<ReviewSubmissionAttributes>
@@ -136,6 +149,8 @@ class ASCClientProtocol {
     ASCResource<ReviewSubmissionItemAttributes> addReviewSubmissionItem(std::string_view submissionID,
                                                                         std::string_view versionID) const;
     ASCResource<ReviewSubmissionAttributes> submitReviewSubmission(std::string_view submissionID) const;
+    ASCResource<ReviewSubmissionAttributes> cancelReviewSubmission(std::string_view submissionID) const;
+    void deleteReviewSubmissionItem(std::string_view itemID) const;
 
     // Customer reviews
     enum class Responses { leaveOut, include };

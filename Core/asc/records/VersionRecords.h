@@ -11,8 +11,9 @@ struct AppStoreVersionAttributes {
     std::optional<std::string> appStoreState;
     std::optional<std::string> releaseType;
     std::optional<std::string> createdDate;
+    std::optional<std::string> earliestReleaseDate;
     QUORVEL_RECORD(AppStoreVersionAttributes, platform, versionString, appStoreState, releaseType,
-                   createdDate)
+                   createdDate, earliestReleaseDate)
     bool operator==(const AppStoreVersionAttributes&) const = default;
 };
 
