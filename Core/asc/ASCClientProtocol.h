@@ -9,6 +9,7 @@
 #include "Core/asc/records/Reviews.h"
 #include "Core/asc/records/ScreenshotRecords.h"
 #include "Core/asc/records/States.h"
+#include "Core/asc/records/SummaryRecords.h"
 #include "Core/asc/records/VersionRecords.h"
 
 #include <optional>
@@ -74,12 +75,16 @@ class ASCClientProtocol {
                                                             std::optional<ASCPlatform> platform = {},
                                                             const std::vector<std::string>& states = {},
                                                             ASCListBound bound = {}) const;
+    /// The same with the build and the review details of each.
+    std::vector<ASCVersionSummary> listVersionSummaries(std::string_view appID) const;
     ASCResource<AppStoreVersionAttributes> getAppStoreVersion(std::string_view id) const;
     ASCResource<AppStoreVersionAttributes>
     createAppStoreVersion(std::string_view appID, const AppStoreVersionCreateAttributes& attributes) const;
     ASCResource<AppStoreVersionAttributes>
     updateAppStoreVersion(std::string_view id, const AppStoreVersionPatchAttributes& attributes) const;
     ASCList<AppStoreVersionLocalizationAttributes> listVersionLocalizations(std::string_view versionID) const;
+    /// The same with the display types of each one's screenshot sets.
+    std::vector<ASCLocalizationSummary> listLocalizationSummaries(std::string_view versionID) const;
     ASCResource<AppStoreVersionLocalizationAttributes>
     createVersionLocalization(std::string_view versionID,
                               const VersionLocalizationCreateAttributes& attributes) const;

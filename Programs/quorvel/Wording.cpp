@@ -18,6 +18,12 @@ constexpr Wording wordings[] = {
     {"Choose the folder again in the app's settings", "Choose the folder again with 'quorvel apps set'"},
     {"choose the folder again in the app's settings", "choose the folder again with 'quorvel apps set'"},
     {"set it in the app's identity", "'quorvel apps import' sets it"},
+    {"Click Pull to fetch App Store Connect", "'quorvel pull' fetches it from App Store Connect"},
+    {"Open Screenshots → Pull to check", "'quorvel screenshots pull' checks"},
+    {"Pull or design a set, then Push", "'quorvel screenshots push' uploads those of your folder"},
+    {"Click Release to archive, export and upload", "'quorvel build run' archives, exports and uploads"},
+    {"Open Metadata → Submit when Metadata and Build are green", "'quorvel submit' once all above is done"},
+    {"press Release on App Store Connect", "'quorvel release' releases it"},
     {"Tidying removes", "'quorvel metadata tidy' removes"},
     {"tidying removes", "'quorvel metadata tidy' removes"},
 };

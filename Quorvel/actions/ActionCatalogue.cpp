@@ -2,6 +2,7 @@
 
 #include "Quorvel/actions/AppActions.h"
 #include "Quorvel/actions/AppSettingsActions.h"
+#include "Quorvel/actions/ChecklistActions.h"
 #include "Quorvel/actions/CompareActions.h"
 #include "Quorvel/actions/HistoryActions.h"
 #include "Quorvel/actions/HomeActions.h"
@@ -44,7 +45,8 @@ std::span<const ActionDescription> allActions() {
                   PlanTranslation, TranslateTexts, AcceptTexts, PlanEnglishKeywords, ExpandEnglishKeywords,
                   ShowCosts,                                              //
                   PullScreenshots, ImportScreenshots, CompareScreenshots, //
-                  PlanScreenshotPush, PushScreenshots>();
+                  PlanScreenshotPush, PushScreenshots,                    //
+                  ShowChecklist>();
     return actions;
 }
 

@@ -106,6 +106,8 @@ class Walk {
             return client_.updateVersionLocalization(localization.id, {.description = "Plan the week."});
         });
         (void)call("getAppStoreVersion", [&] { return client_.getAppStoreVersion(next_); });
+        (void)call("listVersionSummaries", [&] { return client_.listVersionSummaries(app_); });
+        (void)call("listLocalizationSummaries", [&] { return client_.listLocalizationSummaries(next_); });
         (void)call("getReviewDetail", [&] { return client_.getReviewDetail(next_); });
         (void)call("getPhasedRelease", [&] { return client_.getPhasedRelease(next_); });
         const auto phased =

@@ -33,7 +33,8 @@ struct AppStoreVersionCreateAttributes {
 struct AppStoreVersionPatchAttributes {
     std::optional<std::string> releaseType;
     std::optional<std::string> earliestReleaseDate;
-    QUORVEL_RECORD(AppStoreVersionPatchAttributes, releaseType, earliestReleaseDate)
+    std::optional<std::string> versionString;
+    QUORVEL_RECORD(AppStoreVersionPatchAttributes, releaseType, earliestReleaseDate, versionString)
     bool operator==(const AppStoreVersionPatchAttributes&) const = default;
 };
 
