@@ -26,6 +26,19 @@ struct AwaitedBuild {
     bool operator==(const AwaitedBuild&) const = default;
 };
 
+/// The version and the number of the next build, and what they follow from.
+struct BuildNumbers {
+    std::optional<std::string> projectVersion; // as the project has it; nothing: it does not tell it
+    std::optional<std::string> projectNumber;
+    std::optional<std::string> editableVersion;  // that is being prepared on App Store Connect
+    std::optional<std::string> highestNumber;    // of the platform's builds on App Store Connect
+    std::optional<std::string> marketingVersion; // of the next build
+    std::optional<std::string> buildNumber;
+    QUORVEL_RECORD(BuildNumbers, projectVersion, projectNumber, editableVersion, highestNumber,
+                   marketingVersion, buildNumber)
+    bool operator==(const BuildNumbers&) const = default;
+};
+
 /// What a build run came to.
 struct BuildRunResult {
     BuildOutcome outcome;
