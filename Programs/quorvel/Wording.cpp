@@ -18,6 +18,11 @@ constexpr Wording wordings[] = {
     {"Choose the folder again in the app's settings", "Choose the folder again with 'quorvel apps set'"},
     {"choose the folder again in the app's settings", "choose the folder again with 'quorvel apps set'"},
     {"set it in the app's identity", "'quorvel apps import' sets it"},
+    {"In Quorvel's Metadata tab, run \"Pull metadata\" so", "Run 'quorvel pull' so"},
+    {"Run Build & Upload again", "Run 'quorvel build run' again"},
+    {"run Build & Upload again", "run 'quorvel build run' again"},
+    {"App Store Connect → this app → \"+ Version or Platform\" — create version",
+     "'quorvel versions create', or App Store Connect → this app → \"+ Version or Platform\" — create version"},
     {"Tidying removes", "'quorvel metadata tidy' removes"},
     {"tidying removes", "'quorvel metadata tidy' removes"},
 };

@@ -2,6 +2,7 @@
 
 #include "Quorvel/actions/AppActions.h"
 #include "Quorvel/actions/AppSettingsActions.h"
+#include "Quorvel/actions/BuildActions.h"
 #include "Quorvel/actions/CompareActions.h"
 #include "Quorvel/actions/HistoryActions.h"
 #include "Quorvel/actions/HomeActions.h"
@@ -44,7 +45,10 @@ std::span<const ActionDescription> allActions() {
                   PlanTranslation, TranslateTexts, AcceptTexts, PlanEnglishKeywords, ExpandEnglishKeywords,
                   ShowCosts,                                              //
                   PullScreenshots, ImportScreenshots, CompareScreenshots, //
-                  PlanScreenshotPush, PushScreenshots>();
+                  PlanScreenshotPush, PushScreenshots,                    //
+                  ListSchemes, ShowBuildConfig, SaveBuildConfig, PlanBuild, RunBuild, ListAwaitedBuilds,
+                  ResumeBuild, BumpVersion, PlanBuildAttachment, AttachBuild, PlanComplianceAnswer,
+                  AnswerCompliance>();
     return actions;
 }
 
