@@ -41,12 +41,13 @@ LiveLines::~LiveLines() {
 void LiveLines::line(const std::string& stage, const std::string& text) {
     if (form_ == Form::silent) return;
     const std::lock_guard lock(mutex_);
-    if (stage != stage_) enter(stage);
+    const bool begins = stage != stage_;
+    if (begins) enter(stage);
     if (form_ == Form::lines) return print(text);
     last_ = text;
     const bool isKept = std::ranges::find(kept_, stage) != kept_.end();
     if (isKept) print(text);
-    redraw(isKept);
+    redraw(begins || isKept);
 }
 
 void LiveLines::enter(const std::string& stage) {

@@ -255,7 +255,7 @@ bool saveBuildConfig(Application& application, const ManagedApp& app, const Buil
 }
 
 BuildRunPlan planBuildRun(Application& application, const LocatedApp& app, const ChosenBuildConfig& chosen) {
-    BuildRunPlan plan{.app = referenceOf(app.app), .config = chosen.config, .remarks = chosen.remarks};
+    BuildRunPlan plan{.app = referenceOf(app.app), .config = chosen.config, .choices = chosen.remarks};
     if (plan.config.projectPath.empty() || plan.config.scheme.empty())
         throw ApplicationError(FailureKind::buildNotConfigured,
                                "Build config incomplete — pick project and scheme.",
@@ -269,7 +269,7 @@ BuildRunPlan planBuildRun(Application& application, const LocatedApp& app, const
                                 .xcrun = application.options().xcrun,
                                 .clock = application.clock()});
     plan.numbers = controller.plan(plan.config);
-    plan.remarks.insert(plan.remarks.end(), controller.remarks().begin(), controller.remarks().end());
+    plan.remarks = controller.remarks();
     return plan;
 }
 

@@ -74,9 +74,10 @@ struct BuildRunPlan {
     BuildNumbers numbers;
     std::string workdir;                 // where the archive and the artefact would lie
     std::string keyID;                   // of the key that would upload
+    std::vector<std::string> choices;    // what was chosen by itself, as nothing was saved
     std::vector<std::string> remarks;    // what is not known or could go wrong
     std::optional<AwaitedBuild> awaited; // an earlier build that nobody would wait for any more
-    QUORVEL_RECORD(BuildRunPlan, app, config, numbers, workdir, keyID, remarks, awaited)
+    QUORVEL_RECORD(BuildRunPlan, app, config, numbers, workdir, keyID, choices, remarks, awaited)
 };
 
 /// What a build run came to.

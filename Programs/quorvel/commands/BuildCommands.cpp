@@ -181,6 +181,8 @@ ExitStatus runBuildCommand(Invocation& invocation) {
     Output& output = invocation.output;
     const auto planned = perform<PlanBuild>(invocation, buildConfigRequestOf(invocation));
     const BuildRunPlan& plan = planned.plan;
+    for (const std::string& choice : plan.choices)
+        output.note(choice);
     if (invocation.global.dryRun) {
         output.document(planned);
         printBuildPlan(output, plan);
