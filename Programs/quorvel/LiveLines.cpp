@@ -44,9 +44,9 @@ void LiveLines::line(const std::string& stage, const std::string& text) {
     const bool begins = stage != stage_;
     if (begins) enter(stage);
     if (form_ == Form::lines) return print(text);
-    last_ = text;
     const bool isKept = std::ranges::find(kept_, stage) != kept_.end();
     if (isKept) print(text);
+    last_ = isKept ? "" : text;
     redraw(begins || isKept);
 }
 

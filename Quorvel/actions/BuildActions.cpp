@@ -151,8 +151,8 @@ ListAwaitedBuilds::Result ListAwaitedBuilds::perform(Application& application, c
 ResumeBuild::Result ResumeBuild::perform(Application& application, const Request& request,
                                          const ActionProgress& progress) {
     const LocatedApp app =
-        AppDirectory(application, {request.awaited.app.appStoreId, request.workspace}).locate();
-    return {resumeBuild(application, app.owner, request.awaited, linesTo(progress))};
+        AppDirectory(application, {request.plan.app.appStoreId, request.workspace}).locate();
+    return {resumeBuild(application, app.owner, request.plan, linesTo(progress))};
 }
 
 BumpVersion::Result BumpVersion::perform(Application& application, const Request& request,

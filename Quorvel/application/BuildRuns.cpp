@@ -116,6 +116,17 @@ Credentials uploadCredentials(Application& application, const KeyOwner& owner) {
     }
 }
 
+bool isOfTool(const std::exception_ptr& error) {
+    try {
+        std::rethrow_exception(error);
+    } catch (const BuildError& build) {
+        return build.kind() == BuildError::Kind::commandFailed ||
+               build.kind() == BuildError::Kind::noArtefact;
+    } catch (...) {
+        return false;
+    }
+}
+
 // One run with its lock and its log.
 class LoggedRun {
   public:
@@ -149,8 +160,7 @@ class LoggedRun {
         if (controller.failure()) {
             Failure failure = failureOf(controller.failure());
             failure.text = filter_(failure.text);
-            const bool isOfTool = failure.kind == FailureKind::failed;
-            if (isOfTool) report_.causes = log_.causes();
+            if (isOfTool(controller.failure())) report_.causes = log_.causes();
             report_.failure = std::move(failure);
         }
         return std::move(report_);

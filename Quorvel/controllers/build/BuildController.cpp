@@ -74,6 +74,7 @@ BuildRunResult BuildController::resume(const AwaitedBuild& awaited) {
     return guarded([&] {
         result_.marketingVersion = awaited.marketingVersion;
         result_.buildNumber = awaited.buildNumber;
+        TemporaryKeyFolder::sweep(parts_.temporaryFolder);
         enter(BuildStage::uploading);
         awaitProcessing(awaited);
     });
