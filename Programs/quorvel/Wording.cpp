@@ -24,6 +24,11 @@ constexpr Wording wordings[] = {
     {"Click Release to archive, export and upload", "'quorvel build run' archives, exports and uploads"},
     {"Open Metadata → Submit when Metadata and Build are green", "'quorvel submit' once all above is done"},
     {"press Release on App Store Connect", "'quorvel release' releases it"},
+    {"In Quorvel's Metadata tab, run \"Pull metadata\" so", "Run 'quorvel pull' so"},
+    {"Run Build & Upload again", "Run 'quorvel build run' again"},
+    {"run Build & Upload again", "run 'quorvel build run' again"},
+    {"App Store Connect → this app → \"+ Version or Platform\" — create version",
+     "'quorvel versions create', or App Store Connect → this app → \"+ Version or Platform\" — create version"},
     {"Tidying removes", "'quorvel metadata tidy' removes"},
     {"tidying removes", "'quorvel metadata tidy' removes"},
 };

@@ -3,6 +3,7 @@
 #include "Quorvel/actions/AppActions.h"
 #include "Quorvel/actions/AppSettingsActions.h"
 #include "Quorvel/actions/ChecklistActions.h"
+#include "Quorvel/actions/BuildActions.h"
 #include "Quorvel/actions/CompareActions.h"
 #include "Quorvel/actions/HistoryActions.h"
 #include "Quorvel/actions/HomeActions.h"
@@ -46,7 +47,10 @@ std::span<const ActionDescription> allActions() {
                   ShowCosts,                                              //
                   PullScreenshots, ImportScreenshots, CompareScreenshots, //
                   PlanScreenshotPush, PushScreenshots,                    //
-                  ShowChecklist>();
+                  ShowChecklist,
+                  ListSchemes, ShowBuildConfig, SaveBuildConfig, PlanBuild, RunBuild, ListAwaitedBuilds,
+                  ResumeBuild, BumpVersion, PlanBuildAttachment, AttachBuild, PlanComplianceAnswer,
+                  AnswerCompliance>();
     return actions;
 }
 

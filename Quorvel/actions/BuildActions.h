@@ -126,11 +126,11 @@ struct ResumeBuild {
     static constexpr ActionInfo info{"resume_build", "Go on with a build whose run was cut off",
                                      Effect::remote};
     struct Request {
-        AwaitedBuildOfApp awaited;
+        AwaitedBuildOfApp plan;
         std::optional<std::string> workspace;
-        QUORVEL_RECORD(Request, awaited, workspace)
+        QUORVEL_RECORD(Request, plan, workspace)
         static constexpr JSONMember members[] = {
-            {"awaited", "The build, as list_awaited_builds told it.", JSONMember::required}, workspaceMember};
+            {"plan", "The build, as list_awaited_builds told it.", JSONMember::required}, workspaceMember};
     };
     struct Result {
         BuildRunReport report;

@@ -6,6 +6,11 @@
 
 namespace quorvel {
 
+/// The platform of this name, such as "ios". Throws `ApplicationError`.
+[[nodiscard]] ASCPlatform requirePlatform(const std::string& name);
+/// Throws `ApplicationError` for what is not up to three numbers with points between them.
+void requireVersionNumber(std::string_view text);
+
 struct ListVersions {
     static constexpr ActionInfo info{"list_versions", "List the versions of an app and their states"};
     struct Request {

@@ -5,12 +5,14 @@
 #include "Core/asc/ASCClient.h"
 #include "Core/asc/Endpoints.h"
 #include "Core/asc/KeychainStore.h"
+#include "Core/build/BuildPipeline.h"
 #include "Core/records/Records.h"
 #include "Platform/defaults/UserDefaults.h"
 #include "Platform/files/Home.h"
 #include "Platform/http/HTTPClient.h"
 #include "Platform/notify/NotificationCenter.h"
 #include "Platform/task/Patience.h"
+#include "Platform/task/Task.h"
 #include "Quorvel/application/Credentials.h"
 #include "Quorvel/controllers/AutoPullLimiter.h"
 #include "Quorvel/sessions/AppSession.h"
@@ -38,6 +40,9 @@ struct ApplicationOptions {
     Clock clock = systemClock();
     URLSession::Options connections = {};
     std::chrono::seconds patience = std::chrono::minutes(15); // with services that ask to wait, in all
+    std::filesystem::path xcrun = defaultXcrun;               // starts the developer tools
+    std::filesystem::path temporaryFolder = "/tmp";
+    std::function<void(double seconds)> sleep = [](double seconds) { sleepFor(seconds); }; // between polls
     /// Called with what a user must be told whatever he asked for; from any thread.
     std::function<void(const std::string&)> tell = [](const std::string&) {};
 };
@@ -51,6 +56,7 @@ class Application {
 
     [[nodiscard]] const Home& home() const { return options_.home; }
     [[nodiscard]] const Clock& clock() const { return options_.clock; }
+    [[nodiscard]] const ApplicationOptions& options() const { return options_; }
     /// `path` from the working folder, without "." and "..".
     [[nodiscard]] std::filesystem::path absolutePath(const std::filesystem::path& path) const;
 

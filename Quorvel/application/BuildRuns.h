@@ -6,8 +6,7 @@
 
 #include "Quorvel/application/AppDirectory.h"
 #include "Quorvel/application/Failure.h"
-#include "Quorvel/controllers/build/BuildController.h"
-#include "Quorvel/controllers/metadata/PushPlan.h"
+#include "Quorvel/controllers/build/BuildFolder.h"
 
 #include <optional>
 #include <string>
@@ -26,6 +25,7 @@ struct BuildConfigChanges {
     std::optional<bool> autoIncrementBuildNumber;
     QUORVEL_RECORD(BuildConfigChanges, projectPath, scheme, configuration, exportMethod,
                    autoDeclareEncryptionExempt, autoAttachBuildToVersion, autoIncrementBuildNumber)
+    bool operator==(const BuildConfigChanges&) const = default;
     static constexpr JSONMember members[] = {
         {"projectPath", "The .xcodeproj or .xcworkspace."},
         {"scheme", "The scheme to archive."},
@@ -45,6 +45,17 @@ struct ChosenBuildConfig {
     QUORVEL_RECORD(ChosenBuildConfig, config, isSaved, remarks)
 };
 
+/// The platform of this name ("ios", "macos"); when it is left out the one that the app's only saved
+/// configuration is for, else iOS. Throws `ApplicationError`.
+[[nodiscard]] TargetPlatform buildPlatformOf(Application& application, const std::optional<ManagedApp>& app,
+                                             const std::optional<std::string>& name);
+
+/// The project that is named, that is saved for the app, or that is found as below. Throws
+/// `ApplicationError`.
+[[nodiscard]] std::string chooseBuildProject(Application& application, const std::optional<ManagedApp>& app,
+                                             TargetPlatform platform,
+                                             const std::optional<std::string>& named);
+
 /// The saved configuration of an app's platform with `changes`; where none is saved, first values: the only
 /// project at or above the working folder, else the app's metadata folder, and its only scheme. Asks the
 /// developer tools for the schemes at most. Throws `ApplicationError` for a value that cannot be used.
@@ -61,10 +72,12 @@ struct BuildRunPlan {
     AppReference app;
     BuildConfig config;
     BuildNumbers numbers;
-    std::string artefact;                // what would be uploaded
+    std::string workdir;                 // where the archive and the artefact would lie
+    std::string keyID;                   // of the key that would upload
+    std::vector<std::string> choices;    // what was chosen by itself, as nothing was saved
     std::vector<std::string> remarks;    // what is not known or could go wrong
     std::optional<AwaitedBuild> awaited; // an earlier build that nobody would wait for any more
-    QUORVEL_RECORD(BuildRunPlan, app, config, numbers, artefact, remarks, awaited)
+    QUORVEL_RECORD(BuildRunPlan, app, config, numbers, workdir, keyID, choices, remarks, awaited)
 };
 
 /// What a build run came to.
@@ -91,13 +104,6 @@ struct BuildRunReport {
 [[nodiscard]] BuildRunReport runBuild(Application& application, const ManagedApp& app,
                                       const BuildRunPlan& plan, const BuildPipeline::LogHandler& onLine);
 
-/// A build that somebody has to go on waiting for.
-struct AwaitedBuildOfApp {
-    AppReference app;
-    AwaitedBuild build;
-    QUORVEL_RECORD(AwaitedBuildOfApp, app, build)
-    bool operator==(const AwaitedBuildOfApp&) const = default;
-};
 /// Those of all apps and platforms of this home, newest first. Asks nobody.
 [[nodiscard]] std::vector<AwaitedBuildOfApp> awaitedBuilds(const Application& application);
 

@@ -3,12 +3,15 @@
 #include "Core/ai/ClaudeError.h"
 #include "Core/asc/Endpoints.h"
 #include "Core/asc/KeyFiles.h"
+#include "Core/build/BuildError.h"
+#include "Core/build/XcodeVersionBumper.h"
 #include "Core/metadata/Locales.h"
 #include "Core/metadata/MetadataError.h"
 #include "Core/screenshots/ScreenshotError.h"
 #include "Platform/task/Task.h"
 #include "Platform/text/Text.h"
 #include "Quorvel/controllers/OperationRefused.h"
+#include "Quorvel/controllers/build/BuildController.h"
 
 #include <fmt/format.h>
 #include <fmt/ranges.h>
@@ -95,6 +98,32 @@ FailureKind kindOf(const ScreenshotError& error) {
     default:
         return FailureKind::failed;
     }
+}
+
+FailureKind kindOf(const BuildError& error) {
+    using Kind = BuildError::Kind;
+    switch (error.kind()) {
+    case Kind::toolMissing:
+        return FailureKind::toolMissing;
+    case Kind::notConfigured:
+        return FailureKind::buildNotConfigured;
+    case Kind::versionLocked:
+        return FailureKind::stateRefused;
+    case Kind::planOutdated:
+        return FailureKind::stalePlan;
+    case Kind::stillProcessing:
+        return FailureKind::stillProcessing;
+    case Kind::uploadUnknown:
+        return FailureKind::uploadUnknown;
+    case Kind::commandFailed:
+    case Kind::noArtefact:
+    case Kind::uploadRefused:
+    case Kind::versionNotSet:
+    case Kind::notOnAppStore:
+    case Kind::buildRejected:
+        break;
+    }
+    return FailureKind::failed;
 }
 
 FailureKind kindOf(Refusal refusal) {
@@ -204,8 +233,16 @@ Failure failureOf(const std::exception& error) {
         return failure;
     }
     if (const auto* key = dynamic_cast<const CredentialsError*>(&error)) return failureOf(*key);
+    if (dynamic_cast<const ProcessingWaitCancelled*>(&error))
+        return {FailureKind::processingWaitCancelled, error.what(), std::nullopt};
     if (dynamic_cast<const CancellationError*>(&error))
         return {FailureKind::cancelled, "Cancelled.", std::nullopt};
+    if (const auto* build = dynamic_cast<const BuildError*>(&error))
+        return {kindOf(*build), build->what(), std::nullopt};
+    if (const auto* version = dynamic_cast<const XcodeVersionError*>(&error))
+        return {version->kind() == XcodeVersionError::Kind::projectNotFound ? FailureKind::noProject
+                                                                            : FailureKind::failed,
+                version->what(), std::nullopt};
     if (dynamic_cast<const EndpointsError*>(&error))
         return {FailureKind::endpoints, error.what(), std::nullopt};
     if (dynamic_cast<const JSONError*>(&error)) return {FailureKind::badRequest, error.what(), std::nullopt};

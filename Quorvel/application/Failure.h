@@ -19,6 +19,19 @@ enum class FailureKind {
     cancelled,
     operationRunning,
     stalePlan, // what it is of has changed since it was made
+    // Builds
+    toolMissing,
+    buildNotConfigured, // no project or scheme is chosen
+    noProject,          // it is not where it was
+    stillProcessing,
+    processingWaitCancelled, // the upload stands
+    uploadUnknown,           // it was cut off, and the build does not show
+    unknownBuild,
+    severalBuilds,
+    noAwaitedBuild,
+    severalAwaitedBuilds,
+    buildNotUsable,    // it is not processed, or has expired
+    noEditableVersion, // that the build belongs to
     // Keys
     missingKey,        // none is given or stored
     keyIDMissing,      // a private key without its Key ID
@@ -70,6 +83,18 @@ struct RawValues<FailureKind> {
         {F::cancelled, "cancelled"},
         {F::operationRunning, "operationRunning"},
         {F::stalePlan, "stalePlan"},
+        {F::toolMissing, "toolMissing"},
+        {F::buildNotConfigured, "buildNotConfigured"},
+        {F::noProject, "noProject"},
+        {F::stillProcessing, "stillProcessing"},
+        {F::processingWaitCancelled, "processingWaitCancelled"},
+        {F::uploadUnknown, "uploadUnknown"},
+        {F::unknownBuild, "unknownBuild"},
+        {F::severalBuilds, "severalBuilds"},
+        {F::noAwaitedBuild, "noAwaitedBuild"},
+        {F::severalAwaitedBuilds, "severalAwaitedBuilds"},
+        {F::buildNotUsable, "buildNotUsable"},
+        {F::noEditableVersion, "noEditableVersion"},
         {F::missingKey, "missingKey"},
         {F::keyIDMissing, "keyIDMissing"},
         {F::privateKeyMissing, "privateKeyMissing"},

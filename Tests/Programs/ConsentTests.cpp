@@ -41,6 +41,8 @@ TEST_F(Consents, areNeededForEveryCommandThatChangesAppStoreConnectOrDeletes) {
         {{"versions", "create", "--app", app, "--platform", "tvos", "--version", "1.0"},
          "Make version 1.0 of Mosswick: Garden Journal for tvos?",
          true},
+        {{"builds", "attach", "353", "--app", app}, "Attach build 353 (3.5) to version 3.5", true},
+        {{"builds", "compliance", "353", "--exempt", "--app", app}, "Declare that build 353 (3.5)", true},
         {{"workspaces", "delete", "Spare"}, "Delete the workspace \"Spare\"?", false},
         {{"auth", "forget"}, "Forget key ", false},
         {{"apps", "remove", app}, "Remove Mosswick: Garden Journal?", false},
@@ -75,7 +77,7 @@ TEST_F(Consents, areNeededForEveryCommandThatChangesAppStoreConnectOrDeletes) {
         const auto agreed = answered(one.words, "y\n");
         EXPECT_EQ(agreed.status, 0) << one.words[0] << "\n" << agreed.all();
     }
-    EXPECT_EQ(changesSent(), 2u);
+    EXPECT_EQ(changesSent(), 4u);
 }
 
 TEST_F(Consents, areAskedForWithWhatWouldChangeOnTheTerminalItself) {

@@ -12,6 +12,7 @@ namespace quorvel {
 [[nodiscard]] std::vector<Command> appCommands();
 [[nodiscard]] std::vector<Command> appSettingsCommands();
 [[nodiscard]] std::vector<Command> versionCommands();
+[[nodiscard]] std::vector<Command> buildCommands(); // after those of versions, which have "builds"
 [[nodiscard]] std::vector<Command> pullCommands();
 [[nodiscard]] std::vector<Command> compareCommands();
 [[nodiscard]] std::vector<Command> pushCommands();
@@ -35,10 +36,7 @@ namespace quorvel {
 [[nodiscard]] const Command& homeCommand();
 
 inline constexpr std::vector<Command> (*commandGroups[])() = {
-    authCommands,      workspaceCommands, appCommands,      appSettingsCommands, versionCommands,
-    pullCommands,      compareCommands,   pushCommands,     historyCommands,     localeCommands,
-    treeCommands,      translateCommands, keywordsCommands, costsCommands,       screenshotCommands,
-    checklistCommands, demoCommands,      sandboxCommands,  shellCommands,
+    authCommands, workspaceCommands, appCommands, appSettingsCommands, versionCommands, buildCommands, pullCommands, compareCommands, pushCommands, historyCommands, localeCommands, treeCommands, translateCommands, keywordsCommands, costsCommands, screenshotCommands, checklistCommands, demoCommands, sandboxCommands, shellCommands,
 };
 
 } // namespace quorvel
