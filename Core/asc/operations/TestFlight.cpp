@@ -36,8 +36,7 @@ ASCResource<BetaTesterAttributes>
 ASCClientProtocol::createBetaTester(std::string_view groupID,
                                     const BetaTesterCreateAttributes& attributes) const {
     return createFrom<BetaTesterAttributes>(
-        *this,
-        BetaTesterCreateEnvelope{{"betaTesters", attributes, {{{refTo("betaGroups", groupID)}}}}});
+        *this, BetaTesterCreateEnvelope{{"betaTesters", attributes, {{{refTo("betaGroups", groupID)}}}}});
 }
 
 ASCList<BetaBuildLocalizationAttributes>

@@ -24,8 +24,7 @@ bool mayBeDoneAlready(const ASCError& error) {
 }
 
 [[noreturn]] void refuse(std::string title, std::string detail) {
-    throw ASCError(
-        ASCError::APIErrors{{{std::nullopt, "STATE_ERROR", std::move(title), std::move(detail)}}});
+    throw ASCError(ASCError::APIErrors{{{std::nullopt, "STATE_ERROR", std::move(title), std::move(detail)}}});
 }
 
 std::string textOf(const ASCReviewSubmissionItem& item) {
@@ -96,8 +95,7 @@ ReviewSubmissionService::Open ReviewSubmissionService::findOpen(std::string_view
     // What stops a submission goes first; then what is to be corrected goes before what was only begun.
     constexpr State states[] = {State::waitingForReview, State::inReview, State::canceling,
                                 State::unresolvedIssues, State::readyForReview};
-    const auto submissions =
-        client_.listReviewSubmissions(appID, {std::begin(states), std::end(states)});
+    const auto submissions = client_.listReviewSubmissions(appID, {std::begin(states), std::end(states)});
     for (const State state : states)
         for (const Submission& submission : submissions)
             if (isOf(submission, platform, state)) return {.submission = submission};
