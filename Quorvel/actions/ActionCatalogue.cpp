@@ -9,7 +9,10 @@
 #include "Quorvel/actions/LocaleActions.h"
 #include "Quorvel/actions/PullActions.h"
 #include "Quorvel/actions/PushActions.h"
+#include "Quorvel/actions/ReleaseActions.h"
 #include "Quorvel/actions/ScreenshotActions.h"
+#include "Quorvel/actions/TestFlightActions.h"
+#include "Quorvel/actions/TestNotesActions.h"
 #include "Quorvel/actions/TranslationActions.h"
 #include "Quorvel/actions/TreeActions.h"
 #include "Quorvel/actions/VersionActions.h"
@@ -44,7 +47,12 @@ std::span<const ActionDescription> allActions() {
                   PlanTranslation, TranslateTexts, AcceptTexts, PlanEnglishKeywords, ExpandEnglishKeywords,
                   ShowCosts,                                              //
                   PullScreenshots, ImportScreenshots, CompareScreenshots, //
-                  PlanScreenshotPush, PushScreenshots>();
+                  PlanScreenshotPush, PushScreenshots,                    //
+                  ListTestGroups, PlanTestGroup, CreateTestGroup, ListTesters, PlanTesters, AddTesters,
+                  ShowTestNotes, PlanTestNotes, WriteTestNotes, PlanBuildToGroups, AddBuildToGroups,
+                  PlanBetaReview, SubmitForBetaReview, //
+                  PlanRelease, ReleaseVersion, PlanReleaseType, SetReleaseType, ShowPhasedRelease,
+                  PlanPhasedRelease, ChangePhasedRelease, PlanReviewRemoval, RemoveFromReview>();
     return actions;
 }
 
