@@ -18,6 +18,8 @@ constexpr Wording wordings[] = {
     {"Choose the folder again in the app's settings", "Choose the folder again with 'quorvel apps set'"},
     {"choose the folder again in the app's settings", "choose the folder again with 'quorvel apps set'"},
     {"set it in the app's identity", "'quorvel apps import' sets it"},
+    {"Answer it first; nobody", "Answer it with 'quorvel builds compliance'; nobody"},
+    {"Write that first; beta", "Write that with 'quorvel testflight notes set'; beta"},
     {"Tidying removes", "'quorvel metadata tidy' removes"},
     {"tidying removes", "'quorvel metadata tidy' removes"},
 };

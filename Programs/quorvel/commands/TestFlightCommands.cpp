@@ -300,9 +300,11 @@ ExitStatus addBuildToTesters(Invocation& invocation) {
     const auto planned = perform<PlanBuildToGroups>(invocation, request);
     const BuildToGroupsPlan& plan = planned.plan;
     noteRemarks(output, plan.remarks);
-    if (!plan.present.empty())
-        output.note(fmt::format("{} {} it already.", escapeControls(namesOfGroups(plan.present)),
-                                plan.present.size() == 1 ? "has" : "have"));
+    std::vector<TestGroup> have = plan.present;
+    std::erase_if(have, [](const TestGroup& group) { return group.getsAllBuilds; }); // a remark says so
+    if (!have.empty())
+        output.note(fmt::format("{} {} it already.", escapeControls(namesOfGroups(have)),
+                                have.size() == 1 ? "has" : "have"));
     const std::string what =
         fmt::format("{} of {} to {}", nameOf(plan.build), plan.app.displayName, namesOfGroups(plan.groups));
     const bool nothingToDo = plan.groups.empty() && !plan.notify;
