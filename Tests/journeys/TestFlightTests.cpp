@@ -142,7 +142,7 @@ TEST(TestFlightJourney, writesOnlyNotesThatDiffer) {
     request.text.reset();
     const auto texts = home.folder / "texts/ios/next/de-DE";
     createFolders(texts);
-    writeFileAtomically(texts / "releaseNotes.txt", "Aus dem Store.\n");
+    writeFileAtomically(texts / "release_notes.txt", "Aus dem Store.\n");
     request.folder = (home.folder / "texts").string();
     request.context = "ios/next";
     const auto fromStore = PlanTestNotes::perform(*home.application, request).plan;
