@@ -106,6 +106,8 @@ void ChildProgram::spawn(const ProgramCall& call, int input, int out, int error)
     std::vector<std::string> variables;
     for (const auto& [name, value] : call.environment)
         variables.push_back(name + "=" + value);
+    for (const std::string name : {"TSAN_OPTIONS", "ASAN_OPTIONS", "UBSAN_OPTIONS"})
+        if (const char* value = std::getenv(name.c_str())) variables.push_back(name + "=" + value);
     const int failure = posix_spawn(&process_, call.program.c_str(), &actions, &attributes,
                                     pointersTo(words).data(), pointersTo(variables).data());
     posix_spawn_file_actions_destroy(&actions);

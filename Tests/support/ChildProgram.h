@@ -22,7 +22,7 @@ struct ProgramResult {
 struct ProgramCall {
     std::filesystem::path program;
     std::vector<std::string> arguments;
-    std::map<std::string, std::string> environment; // all of it
+    std::map<std::string, std::string> environment; // all of it, but for the sanitizers' options
     std::filesystem::path workingFolder = "/";
     std::string input; // standard input, closed at its end; what is typed where there is a terminal
     enum class Streams {
