@@ -29,6 +29,8 @@ constexpr Wording wordings[] = {
     {"run Build & Upload again", "run 'quorvel build run' again"},
     {"App Store Connect → this app → \"+ Version or Platform\" — create version",
      "'quorvel versions create', or App Store Connect → this app → \"+ Version or Platform\" — create version"},
+    {"Answer it first; nobody", "Answer it with 'quorvel builds compliance'; nobody"},
+    {"Write that first; beta", "Write that with 'quorvel testflight notes set'; beta"},
     {"Tidying removes", "'quorvel metadata tidy' removes"},
     {"tidying removes", "'quorvel metadata tidy' removes"},
 };

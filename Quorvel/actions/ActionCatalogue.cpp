@@ -2,8 +2,8 @@
 
 #include "Quorvel/actions/AppActions.h"
 #include "Quorvel/actions/AppSettingsActions.h"
-#include "Quorvel/actions/ChecklistActions.h"
 #include "Quorvel/actions/BuildActions.h"
+#include "Quorvel/actions/ChecklistActions.h"
 #include "Quorvel/actions/CompareActions.h"
 #include "Quorvel/actions/HistoryActions.h"
 #include "Quorvel/actions/HomeActions.h"
@@ -11,7 +11,10 @@
 #include "Quorvel/actions/LocaleActions.h"
 #include "Quorvel/actions/PullActions.h"
 #include "Quorvel/actions/PushActions.h"
+#include "Quorvel/actions/ReleaseActions.h"
 #include "Quorvel/actions/ScreenshotActions.h"
+#include "Quorvel/actions/TestFlightActions.h"
+#include "Quorvel/actions/TestNotesActions.h"
 #include "Quorvel/actions/TranslationActions.h"
 #include "Quorvel/actions/TreeActions.h"
 #include "Quorvel/actions/VersionActions.h"
@@ -47,10 +50,13 @@ std::span<const ActionDescription> allActions() {
                   ShowCosts,                                              //
                   PullScreenshots, ImportScreenshots, CompareScreenshots, //
                   PlanScreenshotPush, PushScreenshots,                    //
-                  ShowChecklist,
-                  ListSchemes, ShowBuildConfig, SaveBuildConfig, PlanBuild, RunBuild, ListAwaitedBuilds,
-                  ResumeBuild, BumpVersion, PlanBuildAttachment, AttachBuild, PlanComplianceAnswer,
-                  AnswerCompliance>();
+                  ShowChecklist, ListSchemes, ShowBuildConfig, SaveBuildConfig, PlanBuild, RunBuild,
+                  ListAwaitedBuilds, ResumeBuild, BumpVersion, PlanBuildAttachment, AttachBuild,
+                  PlanComplianceAnswer, AnswerCompliance, ListTestGroups, PlanTestGroup, CreateTestGroup,
+                  ListTesters, PlanTesters, AddTesters, ShowTestNotes, PlanTestNotes, WriteTestNotes,
+                  PlanBuildToGroups, AddBuildToGroups, PlanBetaReview, SubmitForBetaReview, //
+                  PlanRelease, ReleaseVersion, PlanReleaseType, SetReleaseType, ShowPhasedRelease,
+                  PlanPhasedRelease, ChangePhasedRelease, PlanReviewRemoval, RemoveFromReview>();
     return actions;
 }
 

@@ -2,6 +2,7 @@
 
 #include "Core/asc/services/VersionService.h"
 #include "Platform/text/Text.h"
+#include "Quorvel/actions/BuildChoice.h"
 #include "Quorvel/application/Application.h"
 #include "Quorvel/application/Failure.h"
 
@@ -27,13 +28,6 @@ bool isVersionNumber(std::string_view text) {
 }
 
 } // namespace
-
-ASCPlatform requirePlatform(const std::string& name) {
-    for (const ASCPlatform platform : allPlatforms)
-        if (platformFolderName(platform) == name) return platform;
-    throw ApplicationError(FailureKind::badRequest, fmt::format("{} is no platform", quotedWord(name)),
-                           "A platform is ios, macos, tvos or visionos.");
-}
 
 void requireVersionNumber(std::string_view text) {
     if (isVersionNumber(text)) return;

@@ -2,12 +2,10 @@
 #pragma once
 
 #include "Core/metadata/MetadataPusher.h"
-#include "Quorvel/actions/Target.h"
+#include "Quorvel/actions/BuildChoice.h"
 
 namespace quorvel {
 
-/// The platform of this name, such as "ios". Throws `ApplicationError`.
-[[nodiscard]] ASCPlatform requirePlatform(const std::string& name);
 /// Throws `ApplicationError` for what is not up to three numbers with points between them.
 void requireVersionNumber(std::string_view text);
 

@@ -70,6 +70,21 @@ TestFlightService::compareTestNotes(std::string_view buildID,
     return changes;
 }
 
+ASCResource<BetaGroupAttributes>
+TestFlightService::createGroup(std::string_view appID, const BetaGroupCreateAttributes& attributes) const {
+    const auto named = [&] {
+        auto groups = client_.listBetaGroups(appID);
+        std::erase_if(groups, [&](const auto& each) { return each.attributes.name != attributes.name; });
+        return groups;
+    };
+    return createOrAdopt([&] { return client_.createBetaGroup(appID, attributes); },
+                         [&]() -> std::optional<std::string> {
+                             const auto groups = named();
+                             return groups.empty() ? std::nullopt : std::optional(groups.front().id);
+                         },
+                         [&](const std::string&) { return named().front(); });
+}
+
 StepEnd TestFlightService::addBuildToGroup(std::string_view groupID, std::string_view buildID) const {
     const auto isThere = [&] {
         return std::ranges::any_of(client_.listBuildsOfBetaGroup(groupID),
@@ -83,19 +98,6 @@ StepEnd TestFlightService::requestBetaReview(std::string_view buildID) const {
     const auto isThere = [&] { return client_.getBetaReviewSubmission(buildID).has_value(); };
     if (isThere()) return StepEnd::wasDone;
     return changeOnce([&] { (void)client_.submitForBetaReview(buildID); }, isThere);
-}
-
-StepEnd TestFlightService::answerEncryption(std::string_view buildID, bool usesNonExemptEncryption) const {
-    const auto answer = [&] { return client_.getBuild(buildID).attributes.usesNonExemptEncryption; };
-    if (const auto given = answer()) {
-        if (*given == usesNonExemptEncryption) return StepEnd::wasDone;
-        throw ASCError(ASCError::APIErrors{
-            {{std::nullopt, "STATE_ERROR", "The question on encryption was answered otherwise already",
-              *given ? "The build is declared to use encryption that is not exempt."
-                     : "The build is declared to use no encryption, or an exempt one."}}});
-    }
-    return changeOnce([&] { client_.setExportCompliance(buildID, {usesNonExemptEncryption}); },
-                      [&] { return answer() == usesNonExemptEncryption; });
 }
 
 StepEnd TestFlightService::setAutoNotify(std::string_view buildID, bool notify) const {

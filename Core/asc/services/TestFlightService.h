@@ -49,12 +49,12 @@ class TestFlightService {
     [[nodiscard]] std::vector<TestNotesChange>
     compareTestNotes(std::string_view buildID, const std::map<std::string, std::string>& notes) const;
 
+    /// Makes a group; one of the name that a lost answer leaves behind is taken.
+    [[nodiscard]] ASCResource<BetaGroupAttributes>
+    createGroup(std::string_view appID, const BetaGroupCreateAttributes& attributes) const;
     StepEnd addBuildToGroup(std::string_view groupID, std::string_view buildID) const;
     /// Asks for beta review unless that was done for this build, whatever its outcome.
     StepEnd requestBetaReview(std::string_view buildID) const;
-    /// Answers whether the build uses encryption that is not exempt. Throws `ASCError` (STATE_ERROR) when it
-    /// was answered otherwise, as App Store Connect takes no second answer.
-    StepEnd answerEncryption(std::string_view buildID, bool usesNonExemptEncryption) const;
     /// Whether testers are told of the build as soon as they can have it.
     StepEnd setAutoNotify(std::string_view buildID, bool notify) const;
     StepEnd addTester(std::string_view groupID, const BetaTesterCreateAttributes& tester) const;
