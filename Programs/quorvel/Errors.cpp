@@ -82,6 +82,8 @@ constexpr Meaning meanings[] = {
      "'quorvel pull' brings its texts; 'quorvel versions' shows the state of each version."},
     {F::otherVersionPulled, E::refusedByState, "'quorvel pull --leave-edits' keeps your edits in place."},
     {F::stateRefused, E::refusedByState, "'quorvel versions --app ID' shows the state of each version."},
+    {F::notReady, E::refusedByState,
+     "'quorvel checklist' shows all of it, 'quorvel next' does what comes first; --force submits all the same."},
     {F::serviceTrouble, E::serviceTrouble},
     {F::noModelAccess, E::noCredentials, "The endpoints file is named by --endpoints or QUORVEL_ENDPOINTS."},
     {F::endpoints, E::usage},

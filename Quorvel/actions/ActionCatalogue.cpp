@@ -13,6 +13,7 @@
 #include "Quorvel/actions/PushActions.h"
 #include "Quorvel/actions/ReleaseActions.h"
 #include "Quorvel/actions/ScreenshotActions.h"
+#include "Quorvel/actions/SubmissionActions.h"
 #include "Quorvel/actions/TestFlightActions.h"
 #include "Quorvel/actions/TestNotesActions.h"
 #include "Quorvel/actions/TranslationActions.h"
@@ -50,11 +51,12 @@ std::span<const ActionDescription> allActions() {
                   ShowCosts,                                              //
                   PullScreenshots, ImportScreenshots, CompareScreenshots, //
                   PlanScreenshotPush, PushScreenshots,                    //
-                  ShowChecklist, ListSchemes, ShowBuildConfig, SaveBuildConfig, PlanBuild, RunBuild,
-                  ListAwaitedBuilds, ResumeBuild, BumpVersion, PlanBuildAttachment, AttachBuild,
-                  PlanComplianceAnswer, AnswerCompliance, ListTestGroups, PlanTestGroup, CreateTestGroup,
-                  ListTesters, PlanTesters, AddTesters, ShowTestNotes, PlanTestNotes, WriteTestNotes,
-                  PlanBuildToGroups, AddBuildToGroups, PlanBetaReview, SubmitForBetaReview, //
+                  ShowChecklist, PlanSubmission, SubmitVersion, ListSchemes, ShowBuildConfig,
+                  SaveBuildConfig, PlanBuild, RunBuild, ListAwaitedBuilds, ResumeBuild, BumpVersion,
+                  PlanBuildAttachment, AttachBuild, PlanComplianceAnswer, AnswerCompliance, ListTestGroups,
+                  PlanTestGroup, CreateTestGroup, ListTesters, PlanTesters, AddTesters, ShowTestNotes,
+                  PlanTestNotes, WriteTestNotes, PlanBuildToGroups, AddBuildToGroups, PlanBetaReview,
+                  SubmitForBetaReview, //
                   PlanRelease, ReleaseVersion, PlanReleaseType, SetReleaseType, ShowPhasedRelease,
                   PlanPhasedRelease, ChangePhasedRelease, PlanReviewRemoval, RemoveFromReview>();
     return actions;

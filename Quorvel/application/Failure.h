@@ -67,6 +67,7 @@ enum class FailureKind {
     versionExists,
     otherVersionPulled,
     stateRefused,
+    notReady, // what a version needs first is not done
     // Services
     serviceTrouble,
     noModelAccess,
@@ -127,6 +128,7 @@ struct RawValues<FailureKind> {
         {F::versionExists, "versionExists"},
         {F::otherVersionPulled, "otherVersionPulled"},
         {F::stateRefused, "stateRefused"},
+        {F::notReady, "notReady"},
         {F::serviceTrouble, "serviceTrouble"},
         {F::noModelAccess, "noModelAccess"},
         {F::endpoints, "endpoints"},

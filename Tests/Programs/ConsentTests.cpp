@@ -81,7 +81,7 @@ TEST_F(Consents, areNeededForEveryCommandThatChangesAppStoreConnectOrDeletes) {
         const auto agreed = answered(one.words, "y\n");
         EXPECT_EQ(agreed.status, 0) << one.words[0] << "\n" << agreed.all();
     }
-    EXPECT_EQ(changesSent(), 4u);
+    EXPECT_EQ(changesSent(), 6u);
 }
 
 TEST_F(Consents, areAskedForWithWhatWouldChangeOnTheTerminalItself) {

@@ -72,40 +72,18 @@ std::string_view titleOf(Step::Kind kind) {
     return {};
 }
 
-// A mark, a title and a detail: on one line where that fits, else the detail below.
-class ChecklistLines {
-  public:
-    explicit ChecklistLines(Output& output)
-        : output_(output),
-          width_(output.streams().outIsTerminal && output.streams().width > 0 ? output.streams().width : 0) {}
-
-    void print(std::size_t indent, const Sign& sign, std::string_view title, std::size_t titleWidth,
-               const std::string& detail, Style titleStyle) const {
-        const std::string start = fmt::format("{:{}}{} {}", "", indent, output_.styled(sign.style, sign.mark),
-                                              output_.styled(titleStyle, title));
-        if (detail.empty()) return output_.styledLine(start);
-        const std::size_t at = indent + 2 + titleWidth + 2;
-        if (width_ == 0 || at + displayWidth(detail) <= width_) {
-            output_.styledLine(fmt::format("{}{:{}}{}", start, "", titleWidth - displayWidth(title) + 2,
-                                           output_.styled(Style::dim, detail)));
-            return;
-        }
-        output_.styledLine(start);
-        const std::size_t below = indent + 4;
-        for (const std::string& line : wrap(detail, width_ > below + 10 ? width_ - below : 10))
-            output_.styledLine(fmt::format("{:{}}{}", "", below, output_.styled(Style::dim, line)));
-    }
-
-  private:
-    Output& output_;
-    std::size_t width_;
-};
-
 std::size_t widestTitle(const std::vector<Item>& items) {
     std::size_t widest = 0;
     for (const Item& item : items)
         widest = std::max(widest, displayWidth(item.title));
     return widest;
+}
+
+// What a check would have to be done for says nothing about a step that is behind.
+std::string detailOf(const Step& step, const ReleasePipeline& pipeline) {
+    const bool isBehind = step.status == Step::Status::done && step.kind < Step::Kind::submit;
+    const auto open = pipeline.openItems();
+    return isBehind && std::ranges::find(open, step.kind, &Item::step) != open.end() ? "" : step.detail;
 }
 
 } // namespace
@@ -124,18 +102,28 @@ void printChecklist(Invocation& invocation, const ReleaseChecklist& checklist) {
         output.styledLine(name + "  no version is being prepared");
     }
     output.line();
-    const ChecklistLines lines(output);
     constexpr std::size_t stepWidth = 11; // "Screenshots"
     for (const Step& step : pipeline.steps) {
         const bool hasItems =
             step.kind <= Step::Kind::submit && pipeline.context && pipeline.context->takesPushes();
-        lines.print(0, signOf(step.status), titleOf(step.kind), stepWidth,
-                    hasItems && step.kind != Step::Kind::submit ? "" : inCommands(step.detail), Style::bold);
+        const Sign sign = signOf(step.status);
+        printMarked(output, {.mark = sign.mark,
+                             .markStyle = sign.style,
+                             .title = titleOf(step.kind),
+                             .titleStyle = Style::bold,
+                             .titleWidth = stepWidth,
+                             .detail = hasItems && step.kind != Step::Kind::submit
+                                           ? ""
+                                           : inCommands(detailOf(step, pipeline))});
         if (!hasItems) continue;
         for (const Item& item : pipeline.items)
             if (item.step == step.kind)
-                lines.print(2, signOf(item.mark), item.title, widestTitle(pipeline.items),
-                            inCommands(item.detail), Style::plain);
+                printMarked(output, {.mark = signOf(item.mark).mark,
+                                     .markStyle = signOf(item.mark).style,
+                                     .title = item.title,
+                                     .titleWidth = widestTitle(pipeline.items),
+                                     .detail = inCommands(item.detail),
+                                     .indent = 2});
     }
     output.line();
     if (const auto missing = checklist.localesWithoutNotes.size();
@@ -144,6 +132,25 @@ void printChecklist(Invocation& invocation, const ReleaseChecklist& checklist) {
             fmt::format("{} {} no release notes yet, without which App Store Connect takes no update.",
                         counted(missing, "locale"), missing == 1 ? "has" : "have"));
     printNextAction(invocation, pipeline);
+}
+
+void printMarked(Output& output, const MarkedLine& line) {
+    const Streams& streams = output.streams();
+    const std::size_t width = streams.outIsTerminal ? streams.width : 0; // 0: no bound
+    const std::string detail = escapeControls(line.detail);
+    const std::string start =
+        fmt::format("{:{}}{} {}", "", line.indent, output.styled(line.markStyle, line.mark),
+                    output.styled(line.titleStyle, escapeControls(line.title)));
+    if (detail.empty()) return output.styledLine(start);
+    const std::size_t at = line.indent + 2 + line.titleWidth + 2;
+    if (width == 0 || at + displayWidth(detail) <= width) {
+        const std::size_t gap = at - line.indent - 2 - std::min(displayWidth(line.title), line.titleWidth);
+        return output.styledLine(fmt::format("{}{:{}}{}", start, "", gap, output.styled(Style::dim, detail)));
+    }
+    output.styledLine(start);
+    const std::size_t below = line.indent + 4;
+    for (const std::string& piece : wrap(detail, width > below + 10 ? width - below : 10))
+        output.styledLine(fmt::format("{:{}}{}", "", below, output.styled(Style::dim, piece)));
 }
 
 void printNextAction(Invocation& invocation, const ReleasePipeline& pipeline) {
