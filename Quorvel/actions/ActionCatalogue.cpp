@@ -13,6 +13,7 @@
 #include "Quorvel/actions/PushActions.h"
 #include "Quorvel/actions/ReleaseActions.h"
 #include "Quorvel/actions/ScreenshotActions.h"
+#include "Quorvel/actions/ShipActions.h"
 #include "Quorvel/actions/SubmissionActions.h"
 #include "Quorvel/actions/TestFlightActions.h"
 #include "Quorvel/actions/TestNotesActions.h"
@@ -51,7 +52,7 @@ std::span<const ActionDescription> allActions() {
                   ShowCosts,                                              //
                   PullScreenshots, ImportScreenshots, CompareScreenshots, //
                   PlanScreenshotPush, PushScreenshots,                    //
-                  ShowChecklist, PlanSubmission, SubmitVersion, ListSchemes, ShowBuildConfig,
+                  ShowChecklist, PlanSubmission, SubmitVersion, PlanShip, Ship, ListSchemes, ShowBuildConfig,
                   SaveBuildConfig, PlanBuild, RunBuild, ListAwaitedBuilds, ResumeBuild, BumpVersion,
                   PlanBuildAttachment, AttachBuild, PlanComplianceAnswer, AnswerCompliance, ListTestGroups,
                   PlanTestGroup, CreateTestGroup, ListTesters, PlanTesters, AddTesters, ShowTestNotes,

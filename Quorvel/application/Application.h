@@ -115,6 +115,10 @@ class Application {
     /// A session of an app that is not recorded; it is not kept.
     [[nodiscard]] std::shared_ptr<AppSession>
     sessionOfUnrecorded(const ManagedApp& app, const KeyOwner& owner, const MetadataFolder& folder);
+    /// A session of an app over `folder` that reaches App Store Connect through `client`, under the gate of
+    /// the app where that is recorded; it is not kept.
+    [[nodiscard]] std::shared_ptr<AppSession> sessionOver(const ManagedApp& app, const MetadataFolder& folder,
+                                                          std::shared_ptr<const ASCClientProtocol> client);
     void forgetSession(std::string_view appID);
 
     /// What is known of this machine's clock from earlier runs.
@@ -131,6 +135,9 @@ class Application {
     [[nodiscard]] std::shared_ptr<URLSession> session();
     [[nodiscard]] bool mayWait(double seconds);
     [[nodiscard]] std::shared_ptr<AppSession> openSession(std::string_view appID);
+    [[nodiscard]] AppAccess::Parts
+    partsOver(const ManagedApp& app, const MetadataFolder& folder,
+              std::function<std::shared_ptr<const ASCClientProtocol>()> client);
     void forgetKeys();
 
     const ApplicationOptions options_;

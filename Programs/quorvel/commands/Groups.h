@@ -28,6 +28,7 @@ namespace quorvel {
 [[nodiscard]] std::vector<Command> costsCommands();
 [[nodiscard]] std::vector<Command> screenshotCommands();
 [[nodiscard]] std::vector<Command> checklistCommands();
+[[nodiscard]] std::vector<Command> shipCommands();
 [[nodiscard]] std::vector<Command> testFlightCommands();
 [[nodiscard]] std::vector<Command> releaseCommands();
 [[nodiscard]] std::vector<Command> demoCommands();
@@ -38,11 +39,11 @@ namespace quorvel {
 [[nodiscard]] const Command& homeCommand();
 
 inline constexpr std::vector<Command> (*commandGroups[])() = {
-    authCommands,       workspaceCommands, appCommands,        appSettingsCommands, versionCommands,
-    buildCommands,      pullCommands,      compareCommands,    pushCommands,        historyCommands,
-    localeCommands,     treeCommands,      translateCommands,  keywordsCommands,    costsCommands,
-    screenshotCommands, checklistCommands, testFlightCommands, releaseCommands,     demoCommands,
-    sandboxCommands,    shellCommands,
+    authCommands,       workspaceCommands, appCommands,       appSettingsCommands, versionCommands,
+    buildCommands,      pullCommands,      compareCommands,   pushCommands,        historyCommands,
+    localeCommands,     treeCommands,      translateCommands, keywordsCommands,    costsCommands,
+    screenshotCommands, checklistCommands, shipCommands,      testFlightCommands,  releaseCommands,
+    demoCommands,       sandboxCommands,   shellCommands,
 };
 
 } // namespace quorvel
