@@ -47,6 +47,8 @@ class DemoStage {
 
     [[nodiscard]] DemoFolder& folder() { return folder_; }
     [[nodiscard]] sandbox::SandboxServer& server() { return server_; }
+    /// Where the commands find the developer tools.
+    [[nodiscard]] std::filesystem::path tools() { return folder_.path() / "tools/xcrun"; }
     [[nodiscard]] const std::vector<Step>& steps() const { return steps_; }
 
   private:

@@ -1,0 +1,18 @@
+// The last chapters of the demo: a whole release of a second app.
+#pragma once
+
+#include "Programs/quorvel/commands/DemoStage.h"
+
+#include <filesystem>
+#include <optional>
+#include <string>
+
+namespace quorvel {
+
+/// What stands in for Apple's developer tools, beside this program; nothing when it is missing.
+[[nodiscard]] std::optional<std::filesystem::path> standInBeside(const Surroundings& surroundings);
+
+/// Ships a version of an app from its number to "Waiting for Review"; its state at the end.
+[[nodiscard]] std::string playRelease(DemoStage& stage, const std::filesystem::path& standIn);
+
+} // namespace quorvel
