@@ -60,25 +60,25 @@ TEST_F(TestFlightCommands, bringABuildToTesters) {
 }
 
 TEST_F(TestFlightCommands, releaseWhatIsApprovedAndTellWhereTheRestIs) {
-    const std::string tides = "studio.fernhollow.tides";
+    const std::string approvedApp = "studio.fernhollow.tides";
     const auto refused = run({"release", "--app", app, "--platform", "ios", "--yes"});
     EXPECT_EQ(refused.status, 5);
     EXPECT_THAT(refused.error, HasSubstr("ios 3.5: This version is not submitted yet"));
-    EXPECT_EQ(run({"release", "--app", tides, "--date", "2031-01-01T00:00:00Z", "--yes"}).status, 2);
+    EXPECT_EQ(run({"release", "--app", approvedApp, "--date", "2031-01-01T00:00:00Z", "--yes"}).status, 2);
     EXPECT_EQ(run({"release", "--app", app, "--type", "manual", "--yes"}).status, 2) << "ios or macos";
-    EXPECT_THAT(run({"release", "--app", tides, "--type", "afterApproval", "--yes"}).out,
+    EXPECT_THAT(run({"release", "--app", approvedApp, "--type", "afterApproval", "--yes"}).out,
                 HasSubstr("1.9 of Pocket Tides for ios comes out as soon as it is approved."));
-    EXPECT_THAT(run({"phased", "start", "--app", tides, "--yes"}).out, HasSubstr("in phases, not begun"));
-    const auto dry = run({"release", "--app", tides, "--dry-run", "--json"});
+    EXPECT_THAT(run({"phased", "start", "--app", approvedApp, "--yes"}).out, HasSubstr("in phases, not begun"));
+    const auto dry = run({"release", "--app", approvedApp, "--dry-run", "--json"});
     EXPECT_TRUE(*onlyDocument(dry.out).at("plan", "inPhases")->boolean());
-    EXPECT_THAT(run({"release", "--app", tides, "--yes"}).out,
+    EXPECT_THAT(run({"release", "--app", approvedApp, "--yes"}).out,
                 HasSubstr("Released 1.9 of Pocket Tides for ios to its users over seven days"));
     server.advance(61);
     server.advance(86'401);
-    EXPECT_THAT(run({"phased", "--app", tides}).out, HasSubstr("day 2 of 7, 2 % of users"));
-    EXPECT_THAT(run({"phased", "pause", "--app", tides, "--yes"}).out, HasSubstr("paused on day 2 of 7"));
-    EXPECT_THAT(run({"phased", "pause", "--app", tides, "--yes"}).out, HasSubstr("is paused already"));
-    EXPECT_EQ(run({"release", "--app", tides, "--yes"}).status, 5);
+    EXPECT_THAT(run({"phased", "--app", approvedApp}).out, HasSubstr("day 2 of 7, 2 % of users"));
+    EXPECT_THAT(run({"phased", "pause", "--app", approvedApp, "--yes"}).out, HasSubstr("paused on day 2 of 7"));
+    EXPECT_THAT(run({"phased", "pause", "--app", approvedApp, "--yes"}).out, HasSubstr("is paused already"));
+    EXPECT_EQ(run({"release", "--app", approvedApp, "--yes"}).status, 5);
 }
 
 } // namespace
