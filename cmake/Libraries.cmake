@@ -12,6 +12,9 @@ find_package(PNG 1.6 REQUIRED) # brings zlib along
 find_package(CLI11 QUIET)
 find_package(PkgConfig REQUIRED)
 pkg_check_modules(httplib REQUIRED IMPORTED_TARGET cpp-httplib) # ships only a .pc file
+if(CMAKE_SYSTEM_NAME STREQUAL "Linux")
+    pkg_check_modules(systemd REQUIRED IMPORTED_TARGET libsystemd) # the client of the session bus
+endif()
 if(NOT CLI11_FOUND)
     find_path(CLI11_INCLUDE CLI/CLI.hpp REQUIRED)
     add_library(CLI11::CLI11 INTERFACE IMPORTED)

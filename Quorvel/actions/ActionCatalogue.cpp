@@ -7,6 +7,7 @@
 #include "Quorvel/actions/HomeActions.h"
 #include "Quorvel/actions/KeyActions.h"
 #include "Quorvel/actions/LocaleActions.h"
+#include "Quorvel/actions/MonitorActions.h"
 #include "Quorvel/actions/PullActions.h"
 #include "Quorvel/actions/PushActions.h"
 #include "Quorvel/actions/ScreenshotActions.h"
@@ -37,6 +38,7 @@ std::span<const ActionDescription> allActions() {
                   ListApps, ListAccountApps, ImportApps, PlanAppRemoval, RemoveApps, MoveApp, //
                   ShowApp, SetApp, ListRules, SetRule, ResetRule,                             //
                   ListVersions, PlanVersion, CreateVersion, ListBuilds,                       //
+                  CheckReviews, WatchReviews,                                                 //
                   PullTexts, TextStatus, DiffTexts, PlanPush, PushTexts,                      //
                   ListRuns, ShowRun, RevertRun,                                               //
                   AddLocale, ListLocales, SwitchLocales, SetLocales,                          //

@@ -77,6 +77,14 @@ bool Application::mayWait(double seconds) {
     return false;
 }
 
+// A client whose key stays the same is kept, with what it knows of the quota.
+void Application::beginJob() {
+    const std::lock_guard lock(mutex_);
+    std::erase_if(credentials_, [](const auto& known) { return !known.second.wasGiven; });
+    patience_ = Patience(options_.patience);
+    comeBackAt_.reset();
+}
+
 std::optional<Date> Application::comeBackAt() const {
     const std::lock_guard lock(mutex_);
     return comeBackAt_;

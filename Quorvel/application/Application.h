@@ -64,6 +64,10 @@ class Application {
     /// `EndpointsError`.
     [[nodiscard]] std::shared_ptr<HTTPClient> transfers();
 
+    /// For a program that runs for long, before each of its jobs: stored keys are read again, and the time
+    /// that may be spent waiting begins anew.
+    void beginJob();
+
     /// When a service may be asked again that wanted a longer wait than the user allows; nothing while none
     /// did.
     [[nodiscard]] std::optional<Date> comeBackAt() const;
