@@ -91,7 +91,9 @@ struct Job {
 class BusNotifier::Session {
   public:
     Session(DesktopAccess access, TapHandler onTap)
-        : access_(std::move(access)), onTap_(std::move(onTap)), wake_(::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)) {
+        : access_(std::move(access)),
+          onTap_(std::move(onTap)),
+          wake_(::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)) {
         if (wake_ < 0) throw std::system_error(errno, std::generic_category(), "eventfd");
     }
     ~Session() {
@@ -107,8 +109,7 @@ class BusNotifier::Session {
 
     Outcome show(const std::vector<DesktopNotification>& notifications) {
         if (notifications.empty()) return {};
-        if (!access_.busAddress)
-            return {{}, "there is no session bus (DBUS_SESSION_BUS_ADDRESS is not set)"};
+        if (!access_.busAddress) return {{}, "there is no session bus (DBUS_SESSION_BUS_ADDRESS is not set)"};
         const auto job = std::make_shared<Job>();
         job->notifications = notifications;
         std::unique_lock lock(mutex_);
@@ -341,7 +342,7 @@ class BusNotifier::Session {
     // Of the bus thread:
     Bus bus_;
     std::shared_ptr<Job> job_;
-    Clock::time_point deadline_; // of the job, also while the bus itself hangs
+    Clock::time_point deadline_;  // of the job, also while the bus itself hangs
     std::deque<Pending> pending_; // of the job; a deque keeps their addresses
     std::map<std::uint32_t, std::string> groups_;
     std::jthread thread_; // last, as it uses all the others

@@ -42,8 +42,8 @@ class DesktopNotifier {
 
 /// How to reach the system's notifications.
 struct DesktopAccess {
-    std::string applicationName;            // shown with each
-    std::optional<std::string> busAddress;  // of the session bus; none: there is no session
+    std::string applicationName;              // shown with each
+    std::optional<std::string> busAddress;    // of the session bus; none: there is no session
     std::chrono::milliseconds patience{5000}; // with a service that does not answer
 };
 

@@ -33,7 +33,7 @@ struct Command {
     std::map<std::string, std::optional<std::string>>
         environment{}; // beside this process's own; nothing: left out
     std::optional<std::filesystem::path> workingFolder{};
-    std::string input{}; // for standard input, which is empty otherwise
+    std::string input{};                   // for standard input, which is empty otherwise
     std::chrono::milliseconds grace{1000}; // from SIGTERM to SIGKILL, and for output after the end
 };
 

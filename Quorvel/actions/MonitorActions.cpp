@@ -3,12 +3,11 @@
 #include "Platform/task/Task.h"
 #include "Quorvel/application/Application.h"
 #include "Quorvel/application/Failure.h"
+#include "Quorvel/workspace/WorkspaceIndex.h"
 
 namespace quorvel {
 
 namespace {
-
-constexpr std::int64_t longestMinutes = 7 * 24 * 60;
 
 template <typename Request>
 ReviewStateMonitor::Options monitorOptions(Application& application, const Request& request,
@@ -37,11 +36,17 @@ CheckReviews::Result CheckReviews::perform(Application& application, const Reque
 WatchReviews::Result WatchReviews::perform(Application& application, const Request& request,
                                            const ActionProgress&, const ReviewOutlets& outlets,
                                            const Observer& observer) {
-    if (request.intervalMinutes) requireNumber("intervalMinutes", *request.intervalMinutes, 1, longestMinutes);
+    if (request.intervalMinutes)
+        requireNumber("intervalMinutes", *request.intervalMinutes, 1, longestMinutes);
     ReviewStateMonitor monitor(application, monitorOptions(application, request, outlets));
     requireTargets(monitor);
     if (request.intervalMinutes)
         ReviewMonitorSettings(application.userDefaults()).setIntervalMinutes(*request.intervalMinutes);
+    const auto selections = application.notifications()->observe(
+        selectAppRequestedNotification, [&](const Notification& notification) {
+            const auto app = application.apps().find(notification.payload.at("app"));
+            if (app && outlets.appWasSelected) outlets.appWasSelected(*app);
+        });
     const auto subscription = monitor.observe(inlineExecutor(), [&] {
         if (observer) observer(*monitor.state());
     });

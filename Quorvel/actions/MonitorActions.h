@@ -14,13 +14,14 @@ namespace quorvel {
 struct ReviewOutlets {
     std::shared_ptr<DesktopNotifier> notifier; // none: nothing is notified
     std::optional<ChangeProgram> program;
+    /// Called on any thread when somebody asked for an app, as by a tap on a notification.
+    std::function<void(const ManagedApp& app)> appWasSelected;
 };
 
 /// One check. Its changes are those since the check before, in this home.
 struct CheckReviews {
-    static constexpr ActionInfo info{"check_reviews",
-                                     "Ask for the review state of every app and tell what changed",
-                                     Effect::localFiles};
+    static constexpr ActionInfo info{
+        "check_reviews", "Ask for the review state of every app and tell what changed", Effect::localFiles};
     struct Request {
         std::optional<std::string> app;
         std::optional<std::string> workspace;
@@ -37,6 +38,7 @@ struct CheckReviews {
 
 /// Checks until its task is cancelled, which is how it ends.
 struct WatchReviews {
+    static constexpr std::int64_t longestMinutes = 7 * 24 * 60;
     static constexpr ActionInfo info{"watch_reviews", "Check the review states again and again",
                                      Effect::localFiles};
     struct Request {

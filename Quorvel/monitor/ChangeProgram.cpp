@@ -46,12 +46,12 @@ std::optional<std::string> ChangeProgram::run(const ReviewNotice& notice) const 
                           .grace = std::chrono::milliseconds(500)};
     try {
         const Result result = runBounded(mostSeconds, [&] {
-            return ProcessRunner::run(command, [](std::string_view line, Stream) {
-                Logger("ChangeProgram").debug(line);
-            });
+            return ProcessRunner::run(
+                command, [](std::string_view line, Stream) { Logger("ChangeProgram").debug(line); });
         });
         if (result.succeeded()) return std::nullopt;
-        const std::string said = lastLineOf(result.stderrTail.empty() ? result.stdoutTail : result.stderrTail);
+        const std::string said =
+            lastLineOf(result.stderrTail.empty() ? result.stdoutTail : result.stderrTail);
         const std::string how = result.signal ? fmt::format("was ended by signal {}", *result.signal)
                                               : fmt::format("ended with status {}", result.exitCode);
         return said.empty() ? how : fmt::format("{}: {}", how, said);

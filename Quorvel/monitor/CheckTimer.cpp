@@ -7,8 +7,8 @@ namespace quorvel {
 
 namespace {
 
-constexpr double longestSlice = 20;    // seconds; a sleep of the machine is noticed at its end
-constexpr double jump = 30;            // seconds between the clocks that are no chance
+constexpr double longestSlice = 20;     // seconds; a sleep of the machine is noticed at its end
+constexpr double jump = 30;             // seconds between the clocks that are no chance
 constexpr double networkComesBack = 10; // seconds after the machine woke
 
 Date later(Date date, double seconds) {

@@ -15,7 +15,7 @@ struct ReviewChange {
     std::string appID; // of the app's record
     std::string appName;
     ASCPlatform platform = ASCPlatform::iOS;
-    std::string version; // such as "2.4.3"
+    std::string version;                 // such as "2.4.3"
     std::optional<std::string> oldState; // nothing where none was known
     std::string newState;                // raw, as App Store Connect sent it
     bool operator==(const ReviewChange&) const = default;

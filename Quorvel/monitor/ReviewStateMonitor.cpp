@@ -28,11 +28,10 @@ FileLock lockMonitor(const Home& home) {
     auto lock = FileLock::tryLock(file);
     if (!lock) {
         const auto holder = FileLock::holderOf(file);
-        throw ApplicationError(
-            FailureKind::operationRunning,
-            fmt::format("another review monitor works on this home{}",
-                        holder ? fmt::format(" (process {})", holder->processID) : ""),
-            "One is enough: it watches the apps of all workspaces.");
+        throw ApplicationError(FailureKind::operationRunning,
+                               fmt::format("another review monitor works on this home{}",
+                                           holder ? fmt::format(" (process {})", holder->processID) : ""),
+                               "One is enough: it watches the apps of all workspaces.");
     }
     lock->noteHolder("the review monitor");
     return std::move(*lock);
@@ -119,9 +118,10 @@ ReviewStateMonitor::ReviewStateMonitor(Application& application, Options options
     LoadedStates loaded = loadSeenStates(file_);
     seen_ = std::move(loaded.states);
     if (loaded.movedAside)
-        problems_.push_back(fmt::format("The file of the states that were seen before was damaged. It is begun "
-                                        "anew; what it held is now {}.",
-                                        escapeControls(loaded.movedAside->native())));
+        problems_.push_back(
+            fmt::format("The file of the states that were seen before was damaged. It is begun "
+                        "anew; what it held is now {}.",
+                        escapeControls(loaded.movedAside->native())));
     published_.update([&](State& state) { state.lastCheckAt = settings_.lastCheckAt(); });
 }
 
@@ -260,8 +260,7 @@ void ReviewStateMonitor::notify(Check& check) {
     if (notifications.empty()) return;
     const auto outcome = options_.notifier->show(notifications);
     if (outcome.problem)
-        check.problems.push_back(
-            fmt::format("Changes are not shown on the desktop: {}.", *outcome.problem));
+        check.problems.push_back(fmt::format("Changes are not shown on the desktop: {}.", *outcome.problem));
     if (outcome.shown.empty())
         logger_.info(
             fmt::format("Notifications not authorised — {} transition(s) not shown", notifications.size()));

@@ -26,6 +26,7 @@ namespace quorvel {
 [[nodiscard]] ArgumentSpec freshArgument();
 [[nodiscard]] std::vector<Command> costsCommands();
 [[nodiscard]] std::vector<Command> screenshotCommands();
+[[nodiscard]] std::vector<Command> monitorCommands();
 [[nodiscard]] std::vector<Command> demoCommands();
 [[nodiscard]] std::vector<Command> sandboxCommands();
 [[nodiscard]] std::vector<Command> shellCommands();
@@ -34,10 +35,10 @@ namespace quorvel {
 [[nodiscard]] const Command& homeCommand();
 
 inline constexpr std::vector<Command> (*commandGroups[])() = {
-    authCommands, workspaceCommands, appCommands,      appSettingsCommands, versionCommands,
-    pullCommands, compareCommands,   pushCommands,     historyCommands,     localeCommands,
-    treeCommands, translateCommands, keywordsCommands, costsCommands,       screenshotCommands,
-    demoCommands, sandboxCommands,   shellCommands,
+    authCommands,    workspaceCommands, appCommands,      appSettingsCommands, versionCommands,
+    pullCommands,    compareCommands,   pushCommands,     historyCommands,     localeCommands,
+    treeCommands,    translateCommands, keywordsCommands, costsCommands,       screenshotCommands,
+    monitorCommands, demoCommands,      sandboxCommands,  shellCommands,
 };
 
 } // namespace quorvel
