@@ -48,7 +48,8 @@ Table reviewTable(const Check& check, Date now) {
     for (const WatchedVersion& version : versions)
         table.rows.push_back({version.appName,
                               fmt::format("{} {}", platformLabel(version.platform), version.version),
-                              {statePill(version.state), styleOfState(version.state)},
+                              {statePill(version.state),
+                               isCriticalState(version.state) ? Style::red : styleOfState(version.state)},
                               version.since ? moment(*version.since, now) : "–"});
     return table;
 }

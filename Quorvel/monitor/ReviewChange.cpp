@@ -94,7 +94,12 @@ ReviewNotice noticeOf(const ReviewChange& change) {
             .newState = change.newState,
             .title = fmt::format("{} {} · {}", change.appName, change.version, notice.shortText),
             .body = filledIn(notice.body, platformLabel(change.platform), notice.shortText),
-            .isCritical = notice.weight == Weight::critical};
+            .isCritical = isCriticalState(change.newState)};
+}
+
+bool isCriticalState(std::string_view state) {
+    const auto found = std::ranges::find(stateNotices, state, &StateNotice::state);
+    return found != std::end(stateNotices) && found->weight == Weight::critical;
 }
 
 bool isWorthNotice(std::string_view state) {

@@ -43,6 +43,8 @@ struct ReviewNotice {
 [[nodiscard]] std::string transitionKey(const ReviewChange& change);
 [[nodiscard]] ReviewNotice noticeOf(const ReviewChange& change);
 
+/// Whether something was turned down.
+[[nodiscard]] bool isCriticalState(std::string_view state);
 /// Whether a change to this state is notified: all but that a version was replaced, which comes with the
 /// news of its successor.
 [[nodiscard]] bool isWorthNotice(std::string_view state);

@@ -281,22 +281,12 @@ TEST(ReviewStateMonitor, checksTheOthersWhenAnAppOrTheNetworkFails) {
 
 TEST(ReviewStateMonitor, asksAgainWhenTheClockWasSet) {
     WatchedAccount account;
-    auto offset = std::make_shared<std::atomic<std::int64_t>>(0);
-    const sandbox::Access& access = account.server.access();
-    Application application({.home = {account.folder / "home"},
-                             .workingFolder = account.folder.path(),
-                             .endpointsFile = access.endpointsFile,
-                             .credentials = {{.name = "options",
-                                              .keyID = access.keyID,
-                                              .issuerID = access.issuerID,
-                                              .privateKeyPEM = {},
-                                              .privateKeyFile = access.privateKeyFile.string()}},
-                             .clock = [offset] { return systemClock()() + std::chrono::seconds(*offset); }});
-    ReviewStateMonitor monitor(application, {});
+    auto monitor = account.monitor();
     EXPECT_THAT(monitor.check("test").failures, IsEmpty());
-    *offset = -7200;
-    account.server.advance(3600); // the token that was made before has run out
-    EXPECT_THAT(monitor.check("test").failures, IsEmpty());
+    for (const double hours : {2.0, -3.0}) {
+        account.server.skewClock(hours * 3600); // as this machine's clock would be set back, or ahead
+        EXPECT_THAT(monitor.check("test").failures, IsEmpty()) << hours;
+    }
 }
 
 TEST(ReviewStateMonitor, usesTheKeyOfEachAppAndNoticesANewOne) {
