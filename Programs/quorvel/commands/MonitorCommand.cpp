@@ -1,5 +1,6 @@
 #include "Platform/text/Counted.h"
 #include "Platform/text/Text.h"
+#include "Programs/quorvel/Errors.h"
 #include "Programs/quorvel/MonitorView.h"
 #include "Programs/quorvel/Performing.h"
 #include "Programs/quorvel/ServiceFiles.h"
