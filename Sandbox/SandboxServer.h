@@ -96,7 +96,8 @@ struct RecordedRequest {
 /// Serves until it is destroyed. Its control routes do the same as the operations here: GET /__sandbox/state,
 /// GET and DELETE /__sandbox/requests, and with a JSON object each POST /__sandbox/faults, advance, states,
 /// keys (also `role`), builds, generate, latency, quota, clock (`skew`), pace (`screenshots`: seconds that
-/// they are processed, `screenshotsFail`, `visibility`: seconds until lists show what was created), nulls
+/// they are processed, `screenshotsFail`, `visibility`: seconds until lists show what was created,
+/// `cancellation`: seconds until a canceled submission has left review), nulls
 /// (`sent`: whether attributes without a value are sent as null instead of left out) and relay (`wrapping`,
 /// `tooLongAnswers`, `script`, `only`); GET /__sandbox/relay is the relay's account.
 class SandboxServer {

@@ -8,10 +8,14 @@ find_package(ICU 72 REQUIRED COMPONENTS uc i18n data)
 find_package(simdjson 3 REQUIRED)
 find_package(fmt 9 REQUIRED)
 find_package(SQLite3 3.40 REQUIRED)
-find_package(PNG 1.6 REQUIRED) # brings zlib along
+find_package(ZLIB REQUIRED)
+find_package(PNG 1.6 REQUIRED)
 find_package(CLI11 QUIET)
 find_package(PkgConfig REQUIRED)
 pkg_check_modules(httplib REQUIRED IMPORTED_TARGET cpp-httplib) # ships only a .pc file
+if(CMAKE_SYSTEM_NAME STREQUAL "Linux")
+    pkg_check_modules(systemd REQUIRED IMPORTED_TARGET libsystemd) # the client of the session bus
+endif()
 if(NOT CLI11_FOUND)
     find_path(CLI11_INCLUDE CLI/CLI.hpp REQUIRED)
     add_library(CLI11::CLI11 INTERFACE IMPORTED)

@@ -46,10 +46,12 @@ class ClaudeAsker {
         });
     }
 
+    /// The answer to one request, whatever it is worth. Throws `ClaudeError`.
+    [[nodiscard]] ClaudeResponse send(const ClaudeRequest& request);
+
     [[nodiscard]] const AnswerCost& cost() const { return cost_; }
 
   private:
-    [[nodiscard]] ClaudeResponse send(const ClaudeRequest& request);
     static void requireWhole(const ClaudeRequest& request, const ClaudeResponse& response);
     [[nodiscard]] static bool mayBetter(const ClaudeResponse& response);
 

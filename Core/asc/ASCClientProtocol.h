@@ -9,6 +9,7 @@
 #include "Core/asc/records/Reviews.h"
 #include "Core/asc/records/ScreenshotRecords.h"
 #include "Core/asc/records/States.h"
+#include "Core/asc/records/SummaryRecords.h"
 #include "Core/asc/records/VersionRecords.h"
 
 #include <optional>
@@ -74,12 +75,16 @@ class ASCClientProtocol {
                                                             std::optional<ASCPlatform> platform = {},
                                                             const std::vector<std::string>& states = {},
                                                             ASCListBound bound = {}) const;
+    /// The same with the build and the review details of each.
+    std::vector<ASCVersionSummary> listVersionSummaries(std::string_view appID) const;
     ASCResource<AppStoreVersionAttributes> getAppStoreVersion(std::string_view id) const;
     ASCResource<AppStoreVersionAttributes>
     createAppStoreVersion(std::string_view appID, const AppStoreVersionCreateAttributes& attributes) const;
     ASCResource<AppStoreVersionAttributes>
     updateAppStoreVersion(std::string_view id, const AppStoreVersionPatchAttributes& attributes) const;
     ASCList<AppStoreVersionLocalizationAttributes> listVersionLocalizations(std::string_view versionID) const;
+    /// The same with the display types of each one's screenshot sets.
+    std::vector<ASCLocalizationSummary> listLocalizationSummaries(std::string_view versionID) const;
     ASCResource<AppStoreVersionLocalizationAttributes>
     createVersionLocalization(std::string_view versionID,
                               const VersionLocalizationCreateAttributes& attributes) const;
@@ -126,6 +131,19 @@ class ASCClientProtocol {
     updateBetaBuildLocalization(std::string_view id,
                                 const BetaBuildLocalizationPatchAttributes& attributes) const;
     ASCResource<BetaAppReviewSubmissionAttributes> submitForBetaReview(std::string_view buildID) const;
+    std::optional<ASCResource<BetaAppReviewSubmissionAttributes>>
+    getBetaReviewSubmission(std::string_view buildID) const;
+    std::optional<ASCResource<BuildBetaDetailAttributes>> getBuildBetaDetail(std::string_view buildID) const;
+    ASCResource<BuildBetaDetailAttributes>
+    updateBuildBetaDetail(std::string_view id, const BuildBetaDetailPatchAttributes& attributes) const;
+    ASCResource<BetaGroupAttributes> createBetaGroup(std::string_view appID,
+                                                     const BetaGroupCreateAttributes& attributes) const;
+    std::vector<ASCBuildSummary> listBuildsOfBetaGroup(std::string_view groupID) const;
+    void removeBuildFromBetaGroup(std::string_view groupID, std::string_view buildID) const;
+    ASCList<BetaTesterAttributes> listBetaTesters(std::string_view groupID) const;
+    /// An e-mail address that the account knows already joins the group.
+    ASCResource<BetaTesterAttributes> createBetaTester(std::string_view groupID,
+                                                       const BetaTesterCreateAttributes& attributes) const;
 
     // Submission to App Review
     ASCList<ReviewSubmissionAttributes>
@@ -136,6 +154,8 @@ class ASCClientProtocol {
     ASCResource<ReviewSubmissionItemAttributes> addReviewSubmissionItem(std::string_view submissionID,
                                                                         std::string_view versionID) const;
     ASCResource<ReviewSubmissionAttributes> submitReviewSubmission(std::string_view submissionID) const;
+    ASCResource<ReviewSubmissionAttributes> cancelReviewSubmission(std::string_view submissionID) const;
+    void deleteReviewSubmissionItem(std::string_view itemID) const;
 
     // Customer reviews
     enum class Responses { leaveOut, include };

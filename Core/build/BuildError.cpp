@@ -42,8 +42,8 @@ BuildError BuildError::uploadRefused(std::string text) {
     return {Kind::uploadRefused, BuildStage::uploading, text};
 }
 
-BuildError BuildError::notConfigured(std::string text) {
-    return {Kind::notConfigured, BuildStage::preflight, text};
+BuildError BuildError::stopped(Kind kind, BuildStage stage, std::string text) {
+    return {kind, stage, text};
 }
 
 } // namespace quorvel

@@ -11,7 +11,20 @@ namespace quorvel {
 /// A stage of a build that failed; the text says what to do.
 class BuildError : public std::runtime_error {
   public:
-    enum class Kind { toolMissing, commandFailed, noArtefact, uploadRefused, notConfigured };
+    enum class Kind {
+        toolMissing,
+        commandFailed,
+        noArtefact,
+        uploadRefused,
+        notConfigured,
+        versionLocked,   // on App Store Connect
+        versionNotSet,   // of the project, to the one that is being prepared
+        planOutdated,    // the build would get another version than was agreed to
+        notOnAppStore,   // the app
+        buildRejected,   // by the processing
+        stillProcessing, // after the longest wait
+        uploadUnknown,   // it was cut off, and the build does not show
+    };
 
     /// A tool that is not installed; `text` is the whole message.
     [[nodiscard]] static BuildError toolMissing(std::string text);
@@ -20,7 +33,8 @@ class BuildError : public std::runtime_error {
     [[nodiscard]] static BuildError commandFailed(BuildStage stage, std::int32_t exitCode, std::string tail);
     [[nodiscard]] static BuildError noArtefact(BuildStage stage, std::string text);
     [[nodiscard]] static BuildError uploadRefused(std::string text);
-    [[nodiscard]] static BuildError notConfigured(std::string text);
+    /// Any other reason to end a run in `stage`; `text` is the whole message.
+    [[nodiscard]] static BuildError stopped(Kind kind, BuildStage stage, std::string text);
 
     [[nodiscard]] Kind kind() const { return kind_; }
     [[nodiscard]] BuildStage stage() const { return stage_; }

@@ -54,6 +54,8 @@ const StateRow& rowOf(const PlatformContext& context) {
     return context.stateClass == AppStoreVersionStateClass::live ? onTheStore : unknownState;
 }
 
+constexpr std::string_view reviewerNotes = "Notes for the reviewer"; // never count
+
 std::string counted(std::int64_t count, std::string_view rest) {
     return std::to_string(count) + std::string(rest);
 }
@@ -184,7 +186,7 @@ void addSubmitChecks(std::vector<Check>& checks, const ReleaseFacts& facts) {
                         : Mark::unknown),
          isMissing ? NextAction::fillDemoAccount : NextAction::loadReviewDetails});
     checks.push_back(
-        {item(Kind::submit, "Notes for the reviewer",
+        {item(Kind::submit, std::string(reviewerNotes),
               "Optional — worth a line if anything needs explaining (hardware, paid features, region)",
               info && info->hasNotes ? Mark::ok : Mark::todo),
          NextAction::submit, true});
@@ -262,6 +264,13 @@ NextAction nextOf(const StateRow& row, const std::vector<Check>& checks) {
 }
 
 } // namespace
+
+std::vector<Item> ReleasePipeline::openItems() const {
+    std::vector<Item> open;
+    for (const Item& one : items)
+        if (one.mark != Mark::ok && one.title != reviewerNotes) open.push_back(one);
+    return open;
+}
 
 ReleasePipeline releasePipelineOf(const ReleaseFacts& facts) {
     const StateRow noVersion{"", Stage::preparation, NextAction::createVersion, ""};

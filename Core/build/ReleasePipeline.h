@@ -107,6 +107,13 @@ struct ReleasePipeline {
     std::vector<Item> items;
     NextAction next = NextAction::createVersion; // exactly one, whatever is known
     QUORVEL_RECORD(ReleasePipeline, context, steps, items, next)
+
+    /// Whether nothing stands between the version and its submission.
+    [[nodiscard]] bool isReadyToSubmit() const {
+        return next == NextAction::submit || next == NextAction::finishSubmission;
+    }
+    /// The checks that are not met, those excepted that never count.
+    [[nodiscard]] std::vector<Item> openItems() const;
 };
 
 template <>

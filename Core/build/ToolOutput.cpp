@@ -31,14 +31,19 @@ std::vector<std::string_view> linesOf(std::string_view output) {
     return lines;
 }
 
+void CauseList::add(std::string_view line) {
+    if (causes_.size() >= limit_) return;
+    line = trim(line.substr(0, maxLineBytes));
+    if (!namesACause(line)) return;
+    std::string cause = repairUTF8(line);
+    if (std::ranges::find(causes_, cause) == causes_.end()) causes_.push_back(std::move(cause));
+}
+
 std::vector<std::string> causesIn(std::string_view output, std::size_t limit) {
-    std::vector<std::string> causes;
-    for (const std::string_view line : linesOf(output)) {
-        const std::string cause(line);
-        if (causes.size() < limit && namesACause(cause) && std::ranges::find(causes, cause) == causes.end())
-            causes.push_back(cause);
-    }
-    return causes;
+    CauseList list(limit);
+    for (const std::string_view line : linesOf(output))
+        list.add(line);
+    return list.causes();
 }
 
 std::string lastLines(std::string_view text, std::size_t count) {

@@ -74,6 +74,20 @@ std::string_view platformFolderName(ASCPlatform platform) {
     return {};
 }
 
+std::string_view platformLabel(ASCPlatform platform) {
+    switch (platform) {
+    case ASCPlatform::iOS:
+        return "iOS";
+    case ASCPlatform::macOS:
+        return "macOS";
+    case ASCPlatform::tvOS:
+        return "tvOS";
+    case ASCPlatform::visionOS:
+        return "visionOS";
+    }
+    return "";
+}
+
 std::string_view slotName(AppStoreVersionStateClass stateClass) {
     return stateClass == AppStoreVersionStateClass::live ? "live" : "next";
 }

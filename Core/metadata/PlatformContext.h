@@ -51,6 +51,8 @@ inline constexpr std::array allPlatforms = {ASCPlatform::iOS, ASCPlatform::macOS
 
 /// "ios", "macos", "tvos" or "visionos".
 [[nodiscard]] std::string_view platformFolderName(ASCPlatform platform);
+/// "iOS", "macOS", "tvOS" or "visionOS".
+[[nodiscard]] std::string_view platformLabel(ASCPlatform platform);
 /// "next" or "live".
 [[nodiscard]] std::string_view slotName(AppStoreVersionStateClass stateClass);
 

@@ -172,20 +172,6 @@ std::optional<ASCPlatform> platformOfFolder(std::string_view name) {
     return found == std::end(platformNames) ? std::nullopt : std::optional(found->platform);
 }
 
-std::string_view platformLabel(ASCPlatform platform) {
-    switch (platform) {
-    case ASCPlatform::iOS:
-        return "iOS";
-    case ASCPlatform::macOS:
-        return "macOS";
-    case ASCPlatform::tvOS:
-        return "tvOS";
-    case ASCPlatform::visionOS:
-        return "visionOS";
-    }
-    return "";
-}
-
 std::vector<std::string_view> displayTypesOfSize(PixelSize size) {
     std::vector<std::string_view> types;
     for (const ScreenshotDisplayType& type : displayTypes)

@@ -51,8 +51,6 @@ struct ScreenshotDisplayType {
 
 /// The platform whose pictures a folder of this name gathers, such as "ios" or "visionOS".
 [[nodiscard]] std::optional<ASCPlatform> platformOfFolder(std::string_view name);
-/// "iOS", "macOS", "tvOS" or "visionOS".
-[[nodiscard]] std::string_view platformLabel(ASCPlatform platform);
 
 /// The display types that take pictures of this size, the most usual first.
 [[nodiscard]] std::vector<std::string_view> displayTypesOfSize(PixelSize size);

@@ -1,6 +1,7 @@
 #include "Core/screenshots/ScreenshotPushScanner.h"
 
 #include "Core/metadata/Locales.h"
+#include "Core/metadata/PlatformContext.h"
 #include "Core/screenshots/ImageHeader.h"
 #include "Core/screenshots/ScreenshotError.h"
 #include "Platform/files/Files.h"

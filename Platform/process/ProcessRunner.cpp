@@ -19,8 +19,6 @@ namespace {
 
 using Clock = std::chrono::steady_clock;
 
-constexpr std::chrono::milliseconds grace{1000}; // from SIGTERM to SIGKILL, and for output after the end
-
 // A write to a pipe whose reader is gone must fail, not end this process; other threads keep their signals.
 ssize_t writeWithoutSignal(int descriptor, std::string_view bytes) {
     sigset_t pipeSignal;
@@ -50,6 +48,7 @@ class Conversation {
   public:
     Conversation(const ProcessRunner::Command& command, const ProcessRunner::LineHandler& onLine)
         : child_(command),
+          grace_(command.grace),
           unsent_(command.input),
           output_(onLine, ProcessRunner::Stream::standardOutput),
           errors_(onLine, ProcessRunner::Stream::standardError) {
@@ -91,7 +90,7 @@ class Conversation {
     void stop(int signal) {
         child_.signalGroup(signal);
         wasStopped_ = true;
-        deadline_ = Clock::now() + grace;
+        deadline_ = Clock::now() + grace_;
     }
 
     void waitForEvents() {
@@ -114,7 +113,7 @@ class Conversation {
         for (ssize_t index = 0; index < count; ++index) {
             if (reasons[static_cast<std::size_t>(index)] == 'e') {
                 hasEnded_ = true;
-                deadline_ = Clock::now() + grace;
+                deadline_ = Clock::now() + grace_;
             } else if (!hasEnded_ && !wasStopped_) {
                 stop(SIGTERM);
             }
@@ -155,6 +154,7 @@ class Conversation {
     }
 
     SpawnedProcess child_;
+    const std::chrono::milliseconds grace_;
     std::string_view unsent_;
     LineAccumulator output_;
     LineAccumulator errors_;

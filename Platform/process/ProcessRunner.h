@@ -1,6 +1,7 @@
 // Child processes whose output is read line by line while they run.
 #pragma once
 
+#include <chrono>
 #include <cstddef>
 #include <cstdint>
 #include <filesystem>
@@ -32,7 +33,8 @@ struct Command {
     std::map<std::string, std::optional<std::string>>
         environment{}; // beside this process's own; nothing: left out
     std::optional<std::filesystem::path> workingFolder{};
-    std::string input{}; // for standard input, which is empty otherwise
+    std::string input{};                   // for standard input, which is empty otherwise
+    std::chrono::milliseconds grace{1000}; // from SIGTERM to SIGKILL, and for output after the end
 };
 
 struct Result {
@@ -54,9 +56,9 @@ constexpr std::size_t maxLineBytes = 256 << 10;
 
 /// Runs `command` to its end and calls `onLine`, on this thread, for each line as it arrives. The process
 /// gets a process group of its own and no descriptor but the three standard ones. When the current task is
-/// cancelled, or `onLine` throws, the whole group is ended: by SIGTERM, and by SIGKILL a second later.
+/// cancelled, or `onLine` throws, the whole group is ended: by SIGTERM, and by SIGKILL after `grace`.
 /// Returns when the process has exited and its output is read; output that a grandchild keeps open is read
-/// for one second more. Throws `ProcessError` when it cannot be started, `CancellationError`, and what
+/// for as long again. Throws `ProcessError` when it cannot be started, `CancellationError`, and what
 /// `onLine` throws.
 Result run(const Command& command, const LineHandler& onLine = {});
 

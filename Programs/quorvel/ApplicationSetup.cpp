@@ -71,6 +71,12 @@ URLSession::Options connectionsOf(const GlobalOptions& global, const Surrounding
             .userAgent = "quorvel/" QUORVEL_VERSION};
 }
 
+// Where Apple's tools are missing another program can stand in for them.
+std::filesystem::path xcrunOf(const Surroundings& surroundings) {
+    const auto xcrun = surroundings.variable("QUORVEL_XCRUN");
+    return xcrun ? surroundings.workingFolder / *xcrun : defaultXcrun;
+}
+
 } // namespace
 
 ApplicationOptions applicationOptionsOf(const GlobalOptions& global, const Surroundings& surroundings,
@@ -83,6 +89,8 @@ ApplicationOptions applicationOptionsOf(const GlobalOptions& global, const Surro
                                                           : std::nullopt,
                                .credentials = givenCredentials(global, surroundings),
                                .connections = connectionsOf(global, surroundings),
+                               .xcrun = xcrunOf(surroundings),
+                               .temporaryFolder = surroundings.variable("TMPDIR").value_or("/tmp"),
                                .tell = [&output](const std::string& text) { output.warning(text); }};
     if (global.maximumWait) options.patience = std::chrono::minutes(*global.maximumWait);
     return options;

@@ -1,6 +1,7 @@
 #include "Programs/quorvel/Consent.h"
 
 #include "Programs/quorvel/Errors.h"
+#include "Programs/quorvel/commands/TextReports.h"
 
 #include <fmt/format.h>
 
@@ -38,10 +39,12 @@ Consent consentToNothing() {
     return {};
 }
 
-void confirmCost(Invocation& invocation, std::string_view question, std::string_view declined) {
+void confirmCost(Invocation& invocation, double dollars, bool isAtMost) {
+    constexpr double threshold = 0.5;
     Output& output = invocation.output;
-    if (invocation.global.yes || !output.canAsk()) return;
-    if (!output.confirm(question)) throw CommandError(ExitStatus::failed, std::string(declined));
+    if (dollars <= threshold || invocation.global.yes || !output.canAsk()) return;
+    if (!output.confirm(fmt::format("This is estimated to cost {}. Go on?", priceText(dollars, isAtMost))))
+        throw CommandError(ExitStatus::failed, "Nothing was sent.");
 }
 
 } // namespace quorvel

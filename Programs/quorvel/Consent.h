@@ -36,8 +36,8 @@ void requireSomebodyToAsk(const Invocation& invocation);
 /// For a plan that changes nothing, so that there is nothing to ask about.
 [[nodiscard]] Consent consentToNothing();
 
-/// Asks about a cost where somebody can be asked, unless --yes is given. Throws `CommandError` with
-/// `declined` when the answer is no.
-void confirmCost(Invocation& invocation, std::string_view question, std::string_view declined);
+/// Asks about an estimated cost above $0.50 where somebody can be asked, unless --yes is given. Throws
+/// `CommandError` when the answer is no.
+void confirmCost(Invocation& invocation, double dollars, bool isAtMost);
 
 } // namespace quorvel

@@ -31,11 +31,18 @@ std::string printable(std::string_view text) {
     }
 }
 
+// As it is shown, before anything is measured.
+Table escaped(Table table) {
+    for (auto& row : table.rows)
+        for (Table::Cell& cell : row)
+            cell.text = escapeControls(cell.text);
+    return table;
+}
+
 // The lines of a cell in a column of this width.
 std::vector<std::string> piecesOf(std::string_view text, Table::Fit fit, std::size_t width) {
-    const std::string shown = escapeControls(text);
-    if (fit == Table::Fit::wrap) return wrap(shown, width);
-    return {fit == Table::Fit::cut ? cutToWidth(shown, width) : shown};
+    if (fit == Table::Fit::wrap) return wrap(text, width);
+    return {fit == Table::Fit::cut ? cutToWidth(text, width) : std::string(text)};
 }
 
 } // namespace
@@ -74,7 +81,7 @@ void Output::raw(std::string_view text) {
 void Output::table(const Table& whole) {
     if (isJSON()) return;
     const std::size_t maximum = streams_.outIsTerminal ? streams_.width : 0;
-    const Table table = fitted(whole, maximum);
+    const Table table = fitted(escaped(whole), maximum);
     const auto widths = columnWidths(table, maximum);
     const auto end = [&](std::string& text) {
         const std::size_t used = text.find_last_not_of(' ') + 1;

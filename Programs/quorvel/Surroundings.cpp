@@ -73,9 +73,14 @@ std::string readAllOfInput() {
     return text;
 }
 
-std::size_t widthOf(int descriptor) {
+TerminalSize sizeOf(int descriptor) {
     winsize size{};
-    return ::ioctl(descriptor, TIOCGWINSZ, &size) == 0 ? size.ws_col : 0;
+    if (::ioctl(descriptor, TIOCGWINSZ, &size) != 0) return {};
+    return {size.ws_col, size.ws_row};
+}
+
+std::size_t widthOf(int descriptor) {
+    return sizeOf(descriptor).columns;
 }
 
 std::size_t widthOfStreams() {
@@ -104,7 +109,8 @@ Surroundings surroundingsOfProcess(std::string_view program) {
                       .errorIsTerminal = ::isatty(STDERR_FILENO) == 1,
                       .takesSequences = !terminal || std::string_view(terminal) != "dumb",
                       .width = widthOfStreams(),
-                      .terminal = terminalOfProcess()};
+                      .terminal = terminalOfProcess(),
+                      .currentSize = [] { return sizeOf(STDOUT_FILENO); }};
     result.variable = [](std::string_view name) -> std::optional<std::string> {
         const char* value = std::getenv(std::string(name).c_str());
         if (!value || !*value) return std::nullopt;

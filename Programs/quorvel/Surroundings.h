@@ -19,6 +19,12 @@ struct Terminal {
     std::size_t width = 0; // columns; 0: no bound
 };
 
+struct TerminalSize {
+    std::size_t columns = 0; // 0: no bound
+    std::size_t lines = 0;
+    bool operator==(const TerminalSize&) const = default;
+};
+
 struct Streams {
     std::function<void(std::string_view)> out;
     std::function<void(std::string_view)> error;
@@ -29,6 +35,8 @@ struct Streams {
     bool takesSequences = true;       // whether the terminal understands colours and moves its cursor
     std::size_t width = 0;            // columns of the terminal; 0: no bound
     std::optional<Terminal> terminal; // where questions are asked; none: nobody can be asked
+    /// The size of the results' terminal now, which its user may change.
+    std::function<TerminalSize()> currentSize = {};
 };
 
 struct Surroundings {

@@ -6,7 +6,6 @@
 #include <fmt/format.h>
 
 #include <algorithm>
-#include <chrono>
 #include <cmath>
 
 namespace quorvel {
@@ -42,10 +41,6 @@ std::string byteCount(std::uint64_t bytes) {
         amount /= 1000;
     }
     return fmt::format("{:.1f} GB", amount);
-}
-
-double TransferBars::steadySeconds() {
-    return std::chrono::duration<double>(std::chrono::steady_clock::now().time_since_epoch()).count();
 }
 
 TransferBars::TransferBars(const Streams& streams, Form form, std::size_t files, std::uint64_t bytes,

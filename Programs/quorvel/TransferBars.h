@@ -1,10 +1,10 @@
 // Shows how far files have got on their way: a bar for each that runs, and one for all.
 #pragma once
 
+#include "Programs/quorvel/Seconds.h"
 #include "Programs/quorvel/Surroundings.h"
 
 #include <cstdint>
-#include <functional>
 #include <map>
 #include <mutex>
 #include <string>
@@ -17,7 +17,6 @@ namespace quorvel {
 class TransferBars {
   public:
     enum class Form { bars, lines, silent };
-    using Seconds = std::function<double()>; // a clock that only goes forward
 
     TransferBars(const Streams& streams, Form form, std::size_t files, std::uint64_t bytes,
                  Seconds seconds = steadySeconds);
@@ -40,7 +39,6 @@ class TransferBars {
         std::uint64_t sent = 0;
         std::uint64_t total = 0;
     };
-    static double steadySeconds();
     [[nodiscard]] std::string totalLine() const;
     [[nodiscard]] std::vector<std::string> drawn(std::size_t width) const;
     void end(const std::string& file, std::uint64_t bytes, const std::string& line);

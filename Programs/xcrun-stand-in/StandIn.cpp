@@ -49,6 +49,10 @@ std::optional<int> Script::play(std::string_view tool) const {
     return std::nullopt;
 }
 
+void Script::linger(std::string_view tool) const {
+    sleepFor(secondsOf(script_.at(tool, "linger")));
+}
+
 std::vector<std::string> Script::texts(std::string_view key) const {
     return textsOf(script_.find(key));
 }

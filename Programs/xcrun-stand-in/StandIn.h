@@ -13,16 +13,20 @@ namespace quorvel::standin {
 
 /// How the tools behave: the file "tools.json" beside the program. Each tool ("list", "archive", "export",
 /// "upload", "agvtool") may have an object with `lines` and `errors` to print first, `seconds` to take,
-/// `exitCode` to end with instead of working, and `leaveOut` to end with 0 and no work. `sandbox` is the base
-/// address that uploads go to, `bundleID` the app they are for, `schemes` what a listing names.
+/// `exitCode` to end with instead of working, and `leaveOut` to end with 0 and no work; an upload may
+/// `linger` for seconds after its work. `sandbox` is the base address that uploads go to, `bundleID` the app
+/// they are for, `schemes` what a listing names.
 class Script {
   public:
     explicit Script(const std::filesystem::path& folder);
 
     /// Prints and waits as the tool's script says; the exit code when it says how the tool ends.
     [[nodiscard]] std::optional<int> play(std::string_view tool) const;
+    /// Waits as long as the tool's script wants after its work.
+    void linger(std::string_view tool) const;
     [[nodiscard]] std::vector<std::string> texts(std::string_view key) const;
     [[nodiscard]] std::optional<std::string> text(std::string_view key) const;
+    [[nodiscard]] const JSONValue* value(std::string_view key) const { return script_.find(key); }
 
   private:
     JSONValue script_;

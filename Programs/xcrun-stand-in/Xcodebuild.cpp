@@ -39,16 +39,24 @@ int archive(const Arguments& arguments, const Script& script) {
     }
     if (!std::filesystem::exists(project)) return fail("the project does not exist.");
     const std::string destination = argumentAfter(arguments, "-destination");
+    const std::string version = projectSetting(project, "MARKETING_VERSION").value_or("1.0");
+    const std::string number = projectSetting(project, "CURRENT_PROJECT_VERSION").value_or("1");
     const JSONValue contents = JSONValue::object(
         {{"bundleID",
           script.text("bundleID")
               .value_or(projectSetting(project, "PRODUCT_BUNDLE_IDENTIFIER").value_or("org.example.app"))},
-         {"version", projectSetting(project, "MARKETING_VERSION").value_or("1.0")},
-         {"number", projectSetting(project, "CURRENT_PROJECT_VERSION").value_or("1")},
+         {"version", version},
+         {"number", number},
          {"platform", destination.ends_with("macOS") ? "MAC_OS" : "IOS"}});
     const std::filesystem::path archive = argumentAfter(arguments, "-archivePath");
     createFolders(archive);
     writeFileAtomically(archive / "Contents.json", encodeJSON(contents));
+    writeFileAtomically(archive / "Info.plist",
+                        "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<plist version=\"1.0\">\n<dict>\n"
+                        "\t<key>ApplicationProperties</key>\n\t<dict>\n"
+                        "\t\t<key>CFBundleShortVersionString</key>\n\t\t<string>" +
+                            version + "</string>\n\t\t<key>CFBundleVersion</key>\n\t\t<string>" + number +
+                            "</string>\n\t</dict>\n</dict>\n</plist>\n");
     std::printf("note: archived %s\n", argumentAfter(arguments, "-scheme").c_str());
     return 0;
 }

@@ -55,7 +55,7 @@ struct ActionInfo {
     Effect effect = Effect::none;
 };
 
-/// What a running action tells its face; both functions are called from any thread, several at once.
+/// What a running action tells its face; the functions are called from any thread, several at once.
 struct ActionProgress {
     /// The bytes of one file on their way.
     struct Transfer {
@@ -70,8 +70,14 @@ struct ActionProgress {
         std::optional<std::size_t> done;
         std::size_t total = 0;
     };
+    /// A line of a long job's output, in the stage that the job is in.
+    struct Line {
+        std::string stage;
+        std::string text;
+    };
     std::function<void(const Step&)> step = [](const Step&) {};
     std::function<void(const Transfer&)> transfer = [](const Transfer&) {};
+    std::function<void(const Line&)> line = [](const Line&) {};
 };
 
 /// An action without its types, for faces that hold all of them.

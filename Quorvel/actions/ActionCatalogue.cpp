@@ -2,14 +2,24 @@
 
 #include "Quorvel/actions/AppActions.h"
 #include "Quorvel/actions/AppSettingsActions.h"
+#include "Quorvel/actions/BuildActions.h"
+#include "Quorvel/actions/ChecklistActions.h"
 #include "Quorvel/actions/CompareActions.h"
 #include "Quorvel/actions/HistoryActions.h"
 #include "Quorvel/actions/HomeActions.h"
 #include "Quorvel/actions/KeyActions.h"
 #include "Quorvel/actions/LocaleActions.h"
+#include "Quorvel/actions/MonitorActions.h"
+#include "Quorvel/actions/NotesActions.h"
 #include "Quorvel/actions/PullActions.h"
 #include "Quorvel/actions/PushActions.h"
+#include "Quorvel/actions/ReleaseActions.h"
+#include "Quorvel/actions/RevenueActions.h"
 #include "Quorvel/actions/ScreenshotActions.h"
+#include "Quorvel/actions/ShipActions.h"
+#include "Quorvel/actions/SubmissionActions.h"
+#include "Quorvel/actions/TestFlightActions.h"
+#include "Quorvel/actions/TestNotesActions.h"
 #include "Quorvel/actions/TranslationActions.h"
 #include "Quorvel/actions/TreeActions.h"
 #include "Quorvel/actions/VersionActions.h"
@@ -30,21 +40,35 @@ constexpr std::array<ActionDescription, sizeof...(Actions)> described() {
 
 std::span<const ActionDescription> allActions() {
     static constexpr auto actions =
-        described<ShowHome,                                                                   //
-                  PrepareKey, SetKey, CheckKey, KeyStatus, PlanKeyRemoval, ForgetKey,         //
-                  ListWorkspaces, CreateWorkspace, RenameWorkspace, UseWorkspace,             //
-                  PlanWorkspaceDeletion, DeleteWorkspace,                                     //
-                  ListApps, ListAccountApps, ImportApps, PlanAppRemoval, RemoveApps, MoveApp, //
-                  ShowApp, SetApp, ListRules, SetRule, ResetRule,                             //
-                  ListVersions, PlanVersion, CreateVersion, ListBuilds,                       //
-                  PullTexts, TextStatus, DiffTexts, PlanPush, PushTexts,                      //
-                  ListRuns, ShowRun, RevertRun,                                               //
-                  AddLocale, ListLocales, SwitchLocales, SetLocales,                          //
-                  ImportTexts, ExportTexts, TidyTexts,                                        //
-                  PlanTranslation, TranslateTexts, AcceptTexts, PlanEnglishKeywords, ExpandEnglishKeywords,
-                  ShowCosts,                                              //
-                  PullScreenshots, ImportScreenshots, CompareScreenshots, //
-                  PlanScreenshotPush, PushScreenshots>();
+        described<ShowHome,                                                           //
+                  PrepareKey, SetKey, CheckKey, KeyStatus, PlanKeyRemoval, ForgetKey, //
+                  ListWorkspaces, CreateWorkspace, RenameWorkspace, UseWorkspace, PlanWorkspaceDeletion,
+                  DeleteWorkspace,                                                                          //
+                  ListApps, ListAccountApps, ImportApps, PlanAppRemoval, RemoveApps, MoveApp,               //
+                  ShowApp, SetApp, ListRules, SetRule, ResetRule,                                           //
+                  ListVersions, PlanVersion, CreateVersion, ListBuilds,                                     //
+                  PullTexts, TextStatus, DiffTexts, PlanPush, PushTexts,                                    //
+                  ListRuns, ShowRun, RevertRun,                                                             //
+                  AddLocale, ListLocales, SwitchLocales, SetLocales,                                        //
+                  ImportTexts, ExportTexts, TidyTexts,                                                      //
+                  PlanTranslation, TranslateTexts, AcceptTexts, PlanEnglishKeywords, ExpandEnglishKeywords, //
+                  PlanReleaseNotes, DraftReleaseNotes, WriteReleaseNotes,                                   //
+                  ShowCosts,                                                                                //
+                  PullScreenshots, ImportScreenshots, CompareScreenshots, PlanScreenshotPush,
+                  PushScreenshots, //
+                  ListSchemes, ShowBuildConfig, SaveBuildConfig, PlanBuild, RunBuild, ListAwaitedBuilds,
+                  ResumeBuild, BumpVersion,                                                             //
+                  PlanBuildAttachment, AttachBuild, PlanComplianceAnswer, AnswerCompliance,             //
+                  ListTestGroups, PlanTestGroup, CreateTestGroup, ListTesters, PlanTesters, AddTesters, //
+                  ShowTestNotes, PlanTestNotes, WriteTestNotes, PlanBuildToGroups, AddBuildToGroups,
+                  PlanBetaReview, SubmitForBetaReview,          //
+                  ShowChecklist, PlanSubmission, SubmitVersion, //
+                  PlanReviewRemoval, RemoveFromReview,          //
+                  PlanRelease, ReleaseVersion, PlanReleaseType, SetReleaseType, ShowPhasedRelease,
+                  PlanPhasedRelease, ChangePhasedRelease, //
+                  PlanShip, Ship,                         //
+                  CheckReviews, WatchReviews,             //
+                  ShowRevenue, ExportRevenue>();
     return actions;
 }
 

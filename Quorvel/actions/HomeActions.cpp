@@ -39,6 +39,9 @@ ShowHome::Result ShowHome::perform(Application& application, const Request& requ
     home.hasKey =
         (!request.app && hasKey(application, directory.keyOwner())) ||
         std::ranges::any_of(apps, [&](const ManagedApp& app) { return hasKey(application, ownerOf(app)); });
+    if (auto revenue = RevenueController::cached(*application.userDefaults());
+        revenue && !request.app && revenue->workspace == (home.workspace ? home.workspace->id : ""))
+        home.revenue = std::move(revenue);
     return home;
 }
 

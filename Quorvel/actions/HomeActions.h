@@ -2,6 +2,7 @@
 #pragma once
 
 #include "Quorvel/actions/AppOverview.h"
+#include "Quorvel/controllers/revenue/RevenueController.h"
 
 namespace quorvel {
 
@@ -20,7 +21,8 @@ struct ShowHome {
         std::vector<AppOverview> apps;
         bool hasRecordedApps = false; // in any workspace
         bool hasKey = false;          // that requests about one of these apps, or about none, would use
-        QUORVEL_RECORD(Result, workspace, attentionCount, apps, hasRecordedApps, hasKey)
+        std::optional<RevenueCache> revenue; // of the last seven days, as it was shown last
+        QUORVEL_RECORD(Result, workspace, attentionCount, apps, hasRecordedApps, hasKey, revenue)
     };
     [[nodiscard]] static Result perform(Application& application, const Request& request,
                                         const ActionProgress& progress = {});

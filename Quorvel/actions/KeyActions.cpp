@@ -156,10 +156,7 @@ KeyStatus::Result KeyStatus::perform(Application& application, const Request& re
     const KeyOwner owner = ownerInUse(application, request);
     Result result{.credentialsFile = keychain.file().string(),
                   .endpoint = application.endpoints().appStoreConnectOrDefault()};
-    for (const auto& scope : {owner.appID, owner.workspaceID})
-        if (scope && !result.vendorNumber)
-            result.vendorNumber = keychain.read(accountName(Key::vendorNumber, scope));
-    if (!result.vendorNumber) result.vendorNumber = keychain.read(accountName(Key::vendorNumber));
+    result.vendorNumber = application.vendorNumber(owner);
     const Credentials used = application.credentials(owner);
     (void)makeAuth(used.texts);
     result.present = true;

@@ -1,6 +1,7 @@
 #include "Quorvel/actions/Target.h"
 
 #include "Quorvel/application/Application.h"
+#include "Quorvel/application/Failure.h"
 #include "Quorvel/workspace/AppFolder.h"
 
 #include <fmt/format.h>
@@ -87,5 +88,12 @@ ToldOperations::ToldOperations(const AppSession& session, const ActionProgress& 
               step({state->status, state->progress ? std::optional(state->progress->done) : std::nullopt,
                     state->progress ? state->progress->total : 0});
       })) {}
+
+ASCPlatform requirePlatform(const std::string& name) {
+    for (const ASCPlatform platform : allPlatforms)
+        if (platformFolderName(platform) == name) return platform;
+    throw ApplicationError(FailureKind::badRequest, fmt::format("{} is no platform", quotedWord(name)),
+                           "A platform is ios, macos, tvos or visionos.");
+}
 
 } // namespace quorvel

@@ -108,6 +108,9 @@ struct ReachedApp {
 [[nodiscard]] ReachedApp reachPlanned(Application& application, const AppReference& app,
                                       const std::optional<std::string>& workspace);
 
+/// The platform of this name: ios, macos, tvos or visionos. Throws `ApplicationError`.
+[[nodiscard]] ASCPlatform requirePlatform(const std::string& name);
+
 /// While it lives the state of an app's operations is told as progress.
 class ToldOperations {
   public:

@@ -2,6 +2,7 @@
 
 #include "Core/asc/services/VersionService.h"
 #include "Platform/text/Text.h"
+#include "Quorvel/actions/BuildChoice.h"
 #include "Quorvel/application/Application.h"
 #include "Quorvel/application/Failure.h"
 
@@ -10,13 +11,6 @@
 namespace quorvel {
 
 namespace {
-
-ASCPlatform requirePlatform(const std::string& name) {
-    for (const ASCPlatform platform : allPlatforms)
-        if (platformFolderName(platform) == name) return platform;
-    throw ApplicationError(FailureKind::badRequest, fmt::format("{} is no platform", quotedWord(name)),
-                           "A platform is ios, macos, tvos or visionos.");
-}
 
 // Up to three numbers with points between them.
 bool isVersionNumber(std::string_view text) {
@@ -33,6 +27,8 @@ bool isVersionNumber(std::string_view text) {
     return digitBefore;
 }
 
+} // namespace
+
 void requireVersionNumber(std::string_view text) {
     if (isVersionNumber(text)) return;
     std::string_view bare = text;
@@ -43,6 +39,8 @@ void requireVersionNumber(std::string_view text) {
                                ? fmt::format("Did you mean {}?", bare)
                                : "A version is up to three numbers with points between them, such as 1.2.0.");
 }
+
+namespace {
 
 // A platform has one open version at a time.
 void refuseBesideOpen(const ASCList<AppStoreVersionAttributes>& versions, const VersionPlan& plan) {

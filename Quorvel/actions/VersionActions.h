@@ -6,6 +6,9 @@
 
 namespace quorvel {
 
+/// Throws `ApplicationError` for what is not up to three numbers with points between them.
+void requireVersionNumber(std::string_view text);
+
 struct ListVersions {
     static constexpr ActionInfo info{"list_versions", "List the versions of an app and their states"};
     struct Request {

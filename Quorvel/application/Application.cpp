@@ -77,6 +77,14 @@ bool Application::mayWait(double seconds) {
     return false;
 }
 
+// A client whose key stays the same is kept, with what it knows of the quota.
+void Application::beginJob() {
+    const std::lock_guard lock(mutex_);
+    std::erase_if(credentials_, [](const auto& known) { return !known.second.wasGiven; });
+    patience_ = Patience(options_.patience);
+    comeBackAt_.reset();
+}
+
 std::optional<Date> Application::comeBackAt() const {
     const std::lock_guard lock(mutex_);
     return comeBackAt_;
@@ -89,6 +97,14 @@ KeyPlaces Application::keyPlaces() const {
 Credentials Application::credentials(const KeyOwner& owner) {
     const std::lock_guard lock(mutex_);
     return resolve(owner);
+}
+
+std::optional<std::string> Application::vendorNumber(const KeyOwner& owner) const {
+    constexpr auto key = KeychainStore::AccountKey::vendorNumber;
+    for (const auto& scope : {owner.appID, owner.workspaceID})
+        if (scope)
+            if (auto number = keychain().read(accountName(key, scope))) return number;
+    return keychain().read(accountName(key));
 }
 
 Credentials Application::resolve(const KeyOwner& owner) {
@@ -158,6 +174,16 @@ ASOClaudeStack::Components Application::aiStack() {
                                          sleepFor(seconds);
                                      },
                                  .clock = clock()});
+}
+
+FXRateStore& Application::exchangeRates() {
+    const std::string relay = PenwiseConfig::relayAccess(endpoints()).proxyURL;
+    const auto client = http();
+    const std::lock_guard lock(mutex_);
+    if (!exchangeRates_)
+        exchangeRates_ = std::make_unique<FXRateStore>(FXRateStore::Parts{
+            .defaults = userDefaults_, .http = client, .relayURL = relay, .clock = clock()});
+    return *exchangeRates_;
 }
 
 bool Application::hasRecords() const {

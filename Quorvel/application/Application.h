@@ -5,12 +5,15 @@
 #include "Core/asc/ASCClient.h"
 #include "Core/asc/Endpoints.h"
 #include "Core/asc/KeychainStore.h"
+#include "Core/build/BuildPipeline.h"
 #include "Core/records/Records.h"
+#include "Core/revenue/FXRateStore.h"
 #include "Platform/defaults/UserDefaults.h"
 #include "Platform/files/Home.h"
 #include "Platform/http/HTTPClient.h"
 #include "Platform/notify/NotificationCenter.h"
 #include "Platform/task/Patience.h"
+#include "Platform/task/Task.h"
 #include "Quorvel/application/Credentials.h"
 #include "Quorvel/controllers/AutoPullLimiter.h"
 #include "Quorvel/sessions/AppSession.h"
@@ -38,6 +41,9 @@ struct ApplicationOptions {
     Clock clock = systemClock();
     URLSession::Options connections = {};
     std::chrono::seconds patience = std::chrono::minutes(15); // with services that ask to wait, in all
+    std::filesystem::path xcrun = defaultXcrun;               // starts the developer tools
+    std::filesystem::path temporaryFolder = "/tmp";
+    std::function<void(double seconds)> sleep = [](double seconds) { sleepFor(seconds); }; // between polls
     /// Called with what a user must be told whatever he asked for; from any thread.
     std::function<void(const std::string&)> tell = [](const std::string&) {};
 };
@@ -51,6 +57,7 @@ class Application {
 
     [[nodiscard]] const Home& home() const { return options_.home; }
     [[nodiscard]] const Clock& clock() const { return options_.clock; }
+    [[nodiscard]] const ApplicationOptions& options() const { return options_; }
     /// `path` from the working folder, without "." and "..".
     [[nodiscard]] std::filesystem::path absolutePath(const std::filesystem::path& path) const;
 
@@ -64,6 +71,10 @@ class Application {
     /// `EndpointsError`.
     [[nodiscard]] std::shared_ptr<HTTPClient> transfers();
 
+    /// For a program that runs for long, before each of its jobs: stored keys are read again, and the time
+    /// that may be spent waiting begins anew.
+    void beginJob();
+
     /// When a service may be asked again that wanted a longer wait than the user allows; nothing while none
     /// did.
     [[nodiscard]] std::optional<Date> comeBackAt() const;
@@ -72,6 +83,9 @@ class Application {
     [[nodiscard]] KeyPlaces keyPlaces() const;
     /// Throws what `resolveCredentials` throws.
     [[nodiscard]] Credentials credentials(const KeyOwner& owner = {});
+    /// The vendor number that is stored for the app, else its workspace, else for all. Throws
+    /// `KeychainStore::KeychainError`.
+    [[nodiscard]] std::optional<std::string> vendorNumber(const KeyOwner& owner = {}) const;
     /// App Store Connect with the key of `credentials(owner)`, one client per key; throws as that, and
     /// `EndpointsError`.
     [[nodiscard]] std::shared_ptr<const ASCClientProtocol> client(const KeyOwner& owner = {});
@@ -86,6 +100,9 @@ class Application {
 
     /// Throws `ClaudeError::MissingAPIKey` when no relay is configured, `EndpointsError`.
     void requireModelAccess();
+
+    /// The exchange rates that the relay serves. Throws `EndpointsError`.
+    [[nodiscard]] FXRateStore& exchangeRates();
 
     /// Whether anything was ever recorded in this home; makes nothing. Throws `FileError` when that cannot
     /// be told.
@@ -109,6 +126,10 @@ class Application {
     /// A session of an app that is not recorded; it is not kept.
     [[nodiscard]] std::shared_ptr<AppSession>
     sessionOfUnrecorded(const ManagedApp& app, const KeyOwner& owner, const MetadataFolder& folder);
+    /// A session of an app over `folder` that reaches App Store Connect through `client`, under the gate of
+    /// the app where that is recorded; it is not kept.
+    [[nodiscard]] std::shared_ptr<AppSession> sessionOver(const ManagedApp& app, const MetadataFolder& folder,
+                                                          std::shared_ptr<const ASCClientProtocol> client);
     void forgetSession(std::string_view appID);
 
     /// What is known of this machine's clock from earlier runs.
@@ -125,6 +146,9 @@ class Application {
     [[nodiscard]] std::shared_ptr<URLSession> session();
     [[nodiscard]] bool mayWait(double seconds);
     [[nodiscard]] std::shared_ptr<AppSession> openSession(std::string_view appID);
+    [[nodiscard]] AppAccess::Parts
+    partsOver(const ManagedApp& app, const MetadataFolder& folder,
+              std::function<std::shared_ptr<const ASCClientProtocol>()> client);
     void forgetKeys();
 
     const ApplicationOptions options_;
@@ -140,6 +164,7 @@ class Application {
     std::vector<std::pair<Credentials, std::shared_ptr<Connection>>> connections_;
     SharedContainer container_;
     std::unique_ptr<WorkspaceIndex> index_;
+    std::unique_ptr<FXRateStore> exchangeRates_;
     AutoPullLimiter limiter_;
     AppSessionStore sessions_;
     NotificationCenter::Subscription credentialsChanged_;

@@ -30,15 +30,26 @@ std::shared_ptr<AppSession> Application::openSession(std::string_view key) {
 
 std::shared_ptr<AppSession> Application::sessionOfUnrecorded(const ManagedApp& app, const KeyOwner& owner,
                                                              const MetadataFolder& folder) {
-    return makeAppSession({.container = hasRecords() ? container() : nullptr,
-                           .app = [app] { return app; },
-                           .client = [this, owner] { return client(owner); },
-                           .http = [this] { return transfers(); },
-                           .home = home(),
-                           .clock = clock(),
-                           .notifications = notifications_,
-                           .folder = folder},
+    return makeAppSession(partsOver(app, folder, [this, owner] { return client(owner); }),
                           std::make_shared<OperationGate>());
+}
+
+std::shared_ptr<AppSession> Application::sessionOver(const ManagedApp& app, const MetadataFolder& folder,
+                                                     std::shared_ptr<const ASCClientProtocol> client) {
+    return makeAppSession(partsOver(app, folder, [client] { return client; }),
+                          app.id.empty() ? std::make_shared<OperationGate>() : session(app.id)->gate);
+}
+
+AppAccess::Parts Application::partsOver(const ManagedApp& app, const MetadataFolder& folder,
+                                        std::function<std::shared_ptr<const ASCClientProtocol>()> client) {
+    return {.container = hasRecords() ? container() : nullptr,
+            .app = [app] { return app; },
+            .client = std::move(client),
+            .http = [this] { return transfers(); },
+            .home = home(),
+            .clock = clock(),
+            .notifications = notifications_,
+            .folder = folder};
 }
 
 void Application::forgetSession(std::string_view appID) {

@@ -3,12 +3,16 @@
 #include "Core/ai/ClaudeError.h"
 #include "Core/asc/Endpoints.h"
 #include "Core/asc/KeyFiles.h"
+#include "Core/build/BuildError.h"
+#include "Core/build/XcodeVersionBumper.h"
+#include "Core/build/notes/ReleaseNotesGenerator.h"
 #include "Core/metadata/Locales.h"
 #include "Core/metadata/MetadataError.h"
 #include "Core/screenshots/ScreenshotError.h"
 #include "Platform/task/Task.h"
 #include "Platform/text/Text.h"
 #include "Quorvel/controllers/OperationRefused.h"
+#include "Quorvel/controllers/build/BuildController.h"
 
 #include <fmt/format.h>
 #include <fmt/ranges.h>
@@ -84,6 +88,24 @@ FailureKind kindOf(const ClaudeError& error) {
     return FailureKind::failed;
 }
 
+FailureKind kindOf(const GitRepoError& error) {
+    switch (error.kind()) {
+    case GitRepoError::Kind::notARepository:
+        return FailureKind::noRepository;
+    case GitRepoError::Kind::invalidRange:
+        return FailureKind::unknownRevision;
+    case GitRepoError::Kind::gitNotFound:
+    case GitRepoError::Kind::commandFailed:
+        break;
+    }
+    return FailureKind::failed;
+}
+
+FailureKind kindOf(const ReleaseNotesError& error) {
+    return error.kind() == ReleaseNotesError::Kind::noUserRelevantCommits ? FailureKind::noCommits
+                                                                          : FailureKind::failed;
+}
+
 FailureKind kindOf(const ScreenshotError& error) {
     switch (error.kind()) {
     case ScreenshotError::Kind::readOnlyVersion:
@@ -95,6 +117,32 @@ FailureKind kindOf(const ScreenshotError& error) {
     default:
         return FailureKind::failed;
     }
+}
+
+FailureKind kindOf(const BuildError& error) {
+    using Kind = BuildError::Kind;
+    switch (error.kind()) {
+    case Kind::toolMissing:
+        return FailureKind::toolMissing;
+    case Kind::notConfigured:
+        return FailureKind::buildNotConfigured;
+    case Kind::versionLocked:
+        return FailureKind::stateRefused;
+    case Kind::planOutdated:
+        return FailureKind::stalePlan;
+    case Kind::stillProcessing:
+        return FailureKind::stillProcessing;
+    case Kind::uploadUnknown:
+        return FailureKind::uploadUnknown;
+    case Kind::commandFailed:
+    case Kind::noArtefact:
+    case Kind::uploadRefused:
+    case Kind::versionNotSet:
+    case Kind::notOnAppStore:
+    case Kind::buildRejected:
+        break;
+    }
+    return FailureKind::failed;
 }
 
 FailureKind kindOf(Refusal refusal) {
@@ -117,6 +165,8 @@ FailureKind kindOf(Refusal refusal) {
         return FailureKind::noTargetLocales;
     case Refusal::noBaseKeywords:
         return FailureKind::noBaseKeywords;
+    case Refusal::unknownCommit:
+        return FailureKind::unknownRevision;
     case Refusal::stalePlan:
         return FailureKind::stalePlan;
     case Refusal::noAppStoreID:
@@ -156,6 +206,7 @@ Failure failureOf(const OperationRefused& error) {
     case Refusal::screenshotsNotPulled:
     case Refusal::sourceIsTarget:
     case Refusal::noBaseKeywords:
+    case Refusal::unknownCommit:
         failure.text = error.detail();
         break;
     default:
@@ -194,6 +245,10 @@ Failure failureOf(const std::exception& error) {
         return {failureKindOf(service->kind()), service->description(), std::nullopt};
     if (const auto* model = dynamic_cast<const ClaudeError*>(&error))
         return {kindOf(*model), model->description(), std::nullopt};
+    if (const auto* repository = dynamic_cast<const GitRepoError*>(&error))
+        return {kindOf(*repository), repository->what(), std::nullopt};
+    if (const auto* notes = dynamic_cast<const ReleaseNotesError*>(&error))
+        return {kindOf(*notes), notes->what(), std::nullopt};
     if (const auto* pictures = dynamic_cast<const ScreenshotError*>(&error))
         return {kindOf(*pictures), pictures->what(), std::nullopt};
     if (const auto* tree = dynamic_cast<const MetadataError*>(&error)) {
@@ -204,8 +259,16 @@ Failure failureOf(const std::exception& error) {
         return failure;
     }
     if (const auto* key = dynamic_cast<const CredentialsError*>(&error)) return failureOf(*key);
+    if (dynamic_cast<const ProcessingWaitCancelled*>(&error))
+        return {FailureKind::processingWaitCancelled, error.what(), std::nullopt};
     if (dynamic_cast<const CancellationError*>(&error))
         return {FailureKind::cancelled, "Cancelled.", std::nullopt};
+    if (const auto* build = dynamic_cast<const BuildError*>(&error))
+        return {kindOf(*build), build->what(), std::nullopt};
+    if (const auto* version = dynamic_cast<const XcodeVersionError*>(&error))
+        return {version->kind() == XcodeVersionError::Kind::projectNotFound ? FailureKind::noProject
+                                                                            : FailureKind::failed,
+                version->what(), std::nullopt};
     if (dynamic_cast<const EndpointsError*>(&error))
         return {FailureKind::endpoints, error.what(), std::nullopt};
     if (dynamic_cast<const JSONError*>(&error)) return {FailureKind::badRequest, error.what(), std::nullopt};

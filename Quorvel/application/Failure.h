@@ -19,14 +19,28 @@ enum class FailureKind {
     cancelled,
     operationRunning,
     stalePlan, // what it is of has changed since it was made
+    // Builds
+    toolMissing,
+    buildNotConfigured, // no project or scheme is chosen
+    noProject,          // it is not where it was
+    stillProcessing,
+    processingWaitCancelled, // the upload stands
+    uploadUnknown,           // it was cut off, and the build does not show
+    unknownBuild,
+    severalBuilds,
+    noAwaitedBuild,
+    severalAwaitedBuilds,
+    buildNotUsable,    // it is not processed, or has expired
+    noEditableVersion, // that the build belongs to
     // Keys
     missingKey,        // none is given or stored
     keyIDMissing,      // a private key without its Key ID
     privateKeyMissing, // a Key ID without its private key
     severalKeyFiles,
-    keyTextForFile, // the text of a key where the name of its file belongs
-    unusableKey,    // it cannot be read or parsed
-    keyRefused,     // App Store Connect does not accept it
+    keyTextForFile,      // the text of a key where the name of its file belongs
+    vendorNumberMissing, // for sales reports
+    unusableKey,         // it cannot be read or parsed
+    keyRefused,          // App Store Connect does not accept it
     // What was named and is not there
     unknownApp,
     severalApps,
@@ -48,12 +62,16 @@ enum class FailureKind {
     noVersions,
     noTargetLocales, // to translate into
     noBaseKeywords,  // to coordinate others with
+    noRepository,    // to read commits from
+    unknownRevision, // of a repository
+    noCommits,       // for a draft
     notFound,        // on App Store Connect
     // What the state forbids
     readOnly,
     versionExists,
     otherVersionPulled,
     stateRefused,
+    notReady, // what a version needs first is not done
     // Services
     serviceTrouble,
     noModelAccess,
@@ -70,11 +88,24 @@ struct RawValues<FailureKind> {
         {F::cancelled, "cancelled"},
         {F::operationRunning, "operationRunning"},
         {F::stalePlan, "stalePlan"},
+        {F::toolMissing, "toolMissing"},
+        {F::buildNotConfigured, "buildNotConfigured"},
+        {F::noProject, "noProject"},
+        {F::stillProcessing, "stillProcessing"},
+        {F::processingWaitCancelled, "processingWaitCancelled"},
+        {F::uploadUnknown, "uploadUnknown"},
+        {F::unknownBuild, "unknownBuild"},
+        {F::severalBuilds, "severalBuilds"},
+        {F::noAwaitedBuild, "noAwaitedBuild"},
+        {F::severalAwaitedBuilds, "severalAwaitedBuilds"},
+        {F::buildNotUsable, "buildNotUsable"},
+        {F::noEditableVersion, "noEditableVersion"},
         {F::missingKey, "missingKey"},
         {F::keyIDMissing, "keyIDMissing"},
         {F::privateKeyMissing, "privateKeyMissing"},
         {F::severalKeyFiles, "severalKeyFiles"},
         {F::keyTextForFile, "keyTextForFile"},
+        {F::vendorNumberMissing, "vendorNumberMissing"},
         {F::unusableKey, "unusableKey"},
         {F::keyRefused, "keyRefused"},
         {F::unknownApp, "unknownApp"},
@@ -97,11 +128,15 @@ struct RawValues<FailureKind> {
         {F::noVersions, "noVersions"},
         {F::noTargetLocales, "noTargetLocales"},
         {F::noBaseKeywords, "noBaseKeywords"},
+        {F::noRepository, "noRepository"},
+        {F::unknownRevision, "unknownRevision"},
+        {F::noCommits, "noCommits"},
         {F::notFound, "notFound"},
         {F::readOnly, "readOnly"},
         {F::versionExists, "versionExists"},
         {F::otherVersionPulled, "otherVersionPulled"},
         {F::stateRefused, "stateRefused"},
+        {F::notReady, "notReady"},
         {F::serviceTrouble, "serviceTrouble"},
         {F::noModelAccess, "noModelAccess"},
         {F::endpoints, "endpoints"},

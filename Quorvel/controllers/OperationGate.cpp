@@ -34,6 +34,8 @@ std::string_view describe(OperationKind kind) {
         return "a tidy-up";
     case OperationKind::translate:
         return "a translation";
+    case OperationKind::writeNotes:
+        return "release notes";
     case OperationKind::pullScreenshots:
         return "a pull of screenshots";
     case OperationKind::pushScreenshots:

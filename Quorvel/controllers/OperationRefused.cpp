@@ -36,6 +36,8 @@ std::string_view textOf(Refusal refusal) {
         return noTargetLocalesText;
     case Refusal::noBaseKeywords:
         return "There are no keywords to start from.";
+    case Refusal::unknownCommit:
+        return "There is no such commit.";
     }
     return {};
 }

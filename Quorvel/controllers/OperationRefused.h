@@ -22,6 +22,7 @@ enum class Refusal {
     sourceIsTarget, // only the source locale is to be translated
     noTargetLocales,
     noBaseKeywords, // of the English locales
+    unknownCommit,
 };
 
 /// The words for a refusal.

@@ -2,6 +2,8 @@
 #pragma once
 
 #include "Quorvel/controllers/metadata/MetadataController.h"
+#include "Quorvel/controllers/notes/ReleaseNotesController.h"
+#include "Quorvel/controllers/release/ReleaseController.h"
 #include "Quorvel/controllers/screenshots/ScreenshotsController.h"
 #include "Quorvel/controllers/translation/TranslationController.h"
 
@@ -25,6 +27,8 @@ struct AppSession {
     std::shared_ptr<MetadataController> metadata;
     std::shared_ptr<ScreenshotsController> screenshots;
     std::shared_ptr<TranslationController> translation;
+    std::shared_ptr<ReleaseNotesController> notes;
+    std::shared_ptr<ReleaseController> release;
     AppTab selectedTab = AppTab::metadata;
 };
 

@@ -31,11 +31,15 @@ std::vector<std::string> splitTexts(std::string_view text, char separator) {
     }
 }
 
+std::size_t numberAfter(std::string_view text, std::string_view lead) {
+    const std::string_view digits = between(text, lead, " characters");
+    std::size_t number = 0;
+    std::from_chars(digits.data(), digits.data() + digits.size(), number);
+    return number;
+}
+
 std::size_t limitIn(std::string_view user) {
-    const std::string_view digits = between(user, "Reminder: ≤ ", " characters");
-    std::size_t limit = 0;
-    std::from_chars(digits.data(), digits.data() + digits.size(), limit);
-    return limit;
+    return numberAfter(user, "Reminder: ≤ ");
 }
 
 std::string cutToWords(std::string text, std::size_t limit) {
@@ -102,7 +106,29 @@ Renderings renderingsIn(std::string_view system) {
 
 // What a retry asks for begins with the prompt that it repeats.
 std::string firstPrompt(const std::string& user) {
-    return user.substr(0, user.find("\nThe previous attempt "));
+    std::size_t end = user.size();
+    for (const std::string_view more : {"\nThe previous attempt ", "\nPrevious attempt was rejected: ",
+                                        "\nJSON parse failed; ", "\nReturn the JSON object now."})
+        end = std::min(end, user.find(more));
+    return user.substr(0, end);
+}
+
+// Nothing but the subjects of the commits.
+std::string draftReleaseNotes(std::string_view user, bool tooLong) {
+    std::string whatsNew;
+    std::string first;
+    for (const std::string& line :
+         splitTexts(between(user, "(sorted by importance):\n", "\n\nLimits:"), '\n')) {
+        const std::string subject = line.substr(std::min(line.find("] ") + 2, line.size()));
+        if (first.empty()) first = subject;
+        whatsNew += (whatsNew.empty() ? "• " : "\n• ") + subject;
+    }
+    const std::size_t limit = numberAfter(user, "- promotionalText: up to ");
+    std::string promotionalText = cutToWords("Now: " + first, limit);
+    if (tooLong) promotionalText = exceed(std::move(promotionalText), " ", limit);
+    return encodeJSON(JSONValue::object(
+        {{"whatsNew", cutToWords(std::move(whatsNew), numberAfter(user, "- whatsNew: up to "))},
+         {"promotionalText", promotionalText}}));
 }
 
 // The text to translate, between its two lines of hyphens.
@@ -214,6 +240,8 @@ ModelAnswer RelayModel::answer(const ModelPrompt& prompt) {
 std::string RelayModel::usualAnswer(const ModelPrompt& prompt, const std::string& user) {
     if (prompt.system.find("**English locale expansion**") != std::string::npos)
         return wrap(expandEnglish(user, exceeds(user)));
+    if (prompt.system.starts_with("You write App Store release notes"))
+        return wrap(draftReleaseNotes(user, exceeds(user)));
     if (user.starts_with("Translate the following ")) return wrap(translate(prompt, user));
     if (user.starts_with("Generate the optimized keywords field"))
         return wrap(generateKeywords(prompt, user));

@@ -20,8 +20,15 @@ JSONValue reference(std::string_view type, std::string_view id) {
     return JSONValue::object({{"type", type}, {"id", id}});
 }
 
+bool lists(const Resource& resource, std::string_view name, const std::string& id) {
+    const auto members = resource.members.find(name);
+    return members != resource.members.end() &&
+           std::ranges::find(members->second, id) != members->second.end();
+}
+
 JSONValue linkage(const Store& store, const Resource& resource, const Relation& relation) {
-    const bool many = relation.reach == Reach::children || relation.reach == Reach::members;
+    const bool many = relation.reach == Reach::children || relation.reach == Reach::members ||
+                      relation.reach == Reach::listed;
     if (relation.reach == Reach::foreign) {
         const std::string id = resource.link(relation.name);
         return id.empty() ? JSONValue() : reference(relation.target, id);
@@ -126,6 +133,12 @@ std::vector<const Resource*> related(const Store& store, const Resource& resourc
         const auto& children = store.children(resource.id, relation->target);
         for (const Resource* child : children)
             if (found.empty() || relation->reach == Reach::children) found.push_back(child);
+    } else if (relation->reach == Reach::listed) {
+        for (const Resource* other : store.all(relation->target))
+            for (const Relation& back : relationsOf(relation->target))
+                if (back.reach == Reach::members && back.target == resource.type &&
+                    lists(*other, back.name, resource.id))
+                    found.push_back(other);
     } else if (const auto members = resource.members.find(name); members != resource.members.end()) {
         for (const std::string& id : members->second)
             add(id);

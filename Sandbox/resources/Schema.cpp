@@ -42,17 +42,24 @@ constexpr Relation relations[] = {
     {"apps", "reviewSubmissions", "reviewSubmissions", Reach::children},
     {"betaBuildLocalizations", "build", "builds", Reach::one},
     {"betaGroups", "app", "apps", Reach::one},
+    {"betaGroups", "betaTesters", "betaTesters", Reach::members},
     {"betaGroups", "builds", "builds", Reach::members},
+    {"buildBetaDetails", "build", "builds", Reach::one},
     {"builds", "app", "apps", Reach::one},
     {"builds", "appStoreVersion", "appStoreVersions", Reach::child},
     {"builds", "betaAppReviewSubmission", "betaAppReviewSubmissions", Reach::child},
     {"builds", "betaBuildLocalizations", "betaBuildLocalizations", Reach::children},
+    {"builds", "betaGroups", "betaGroups", Reach::listed},
     {"builds", "preReleaseVersion", "preReleaseVersions", Reach::one},
     {"customerReviews", "response", "customerReviewResponses", Reach::child},
     {"customerReviewResponses", "review", "customerReviews", Reach::one},
     {"preReleaseVersions", "app", "apps", Reach::one},
     {"preReleaseVersions", "builds", "builds", Reach::children},
+    {"reviewSubmissionItems", "appCustomProductPageVersion", "appCustomProductPageVersions", Reach::foreign},
+    {"reviewSubmissionItems", "appEvent", "appEvents", Reach::one},
     {"reviewSubmissionItems", "appStoreVersion", "appStoreVersions", Reach::one},
+    {"reviewSubmissionItems", "appStoreVersionExperiment", "appStoreVersionExperiments", Reach::foreign},
+    {"reviewSubmissionItems", "appStoreVersionExperimentV2", "appStoreVersionExperiments", Reach::foreign},
     {"reviewSubmissions", "app", "apps", Reach::one},
     {"reviewSubmissions", "appStoreVersionForReview", "appStoreVersions", Reach::one},
     {"reviewSubmissions", "items", "reviewSubmissionItems", Reach::children},
@@ -91,6 +98,23 @@ constexpr Attribute phasedReleaseFields[] = {
 constexpr Attribute buildFields[] = {
     {.name = "expired", .kind = Kind::boolean, .use = Use::updateOnly},
     {.name = "usesNonExemptEncryption", .kind = Kind::boolean, .use = Use::updateOnly},
+};
+constexpr Attribute betaGroupFields[] = {
+    {.name = "name", .use = Use::required, .limit = 100, .minimum = 1},
+    {.name = "isInternalGroup", .kind = Kind::boolean},
+    {.name = "hasAccessToAllBuilds", .kind = Kind::boolean},
+    {.name = "publicLinkEnabled", .kind = Kind::boolean},
+    {.name = "publicLinkLimitEnabled", .kind = Kind::boolean},
+    {.name = "publicLinkLimit", .kind = Kind::integer},
+    {.name = "feedbackEnabled", .kind = Kind::boolean},
+};
+constexpr Attribute betaTesterFields[] = {
+    {.name = "firstName", .limit = 50},
+    {.name = "lastName", .limit = 50},
+    {.name = "email", .kind = Kind::email, .use = Use::identifying},
+};
+constexpr Attribute buildBetaDetailFields[] = {
+    {.name = "autoNotifyEnabled", .kind = Kind::boolean, .use = Use::updateOnly},
 };
 constexpr Attribute betaBuildLocalizationFields[] = {
     {.name = "locale", .kind = Kind::locale, .use = Use::identifying},
@@ -131,6 +155,9 @@ constexpr Written written[] = {
     {"appStoreVersionPhasedReleases", phasedReleaseFields},
     {"builds", buildFields},
     {"betaBuildLocalizations", betaBuildLocalizationFields},
+    {"betaGroups", betaGroupFields},
+    {"betaTesters", betaTesterFields},
+    {"buildBetaDetails", buildBetaDetailFields},
     {"appScreenshotSets", screenshotSetFields},
     {"appScreenshots", screenshotFields},
     {"reviewSubmissions", submissionFields},

@@ -6,7 +6,7 @@
 
 namespace quorvel::sandbox {
 
-enum class Kind { text, locale, url, date, integer, boolean, choice };
+enum class Kind { text, locale, url, email, date, integer, boolean, choice };
 
 /// When an attribute may be sent.
 enum class Use {
@@ -33,6 +33,7 @@ enum class Reach {
     child,    // one links to it
     children, // any number link to it
     members,  // it lists them
+    listed,   // they list it
     foreign,  // it links to one of a type that the sandbox holds no resources of
 };
 

@@ -34,6 +34,11 @@ Answer updateBuild(World&, const Change& change) {
 
 Answer addBuildsToGroup(World& world, const Change& change) {
     Resource& group = *change.target;
+    if (isTrue(group.attributes.find("hasAccessToAllBuilds")))
+        throw Refusal({.status = 422,
+                       .code = "ENTITY_UNPROCESSABLE",
+                       .title = "Builds cannot be assigned to this internal group.",
+                       .detail = "Cannot add internal group to a build."});
     for (const std::string& id : change.ids) {
         const Resource& build = *world.store.find("builds", id);
         if (build.link("app") != group.link("app"))
@@ -69,6 +74,12 @@ Answer updateBetaBuildLocalization(World&, const Change& change) {
 Answer submitForBetaReview(World& world, const Change& change) {
     const Resource& build = change.relation("build");
     requireTestable(build);
+    if (std::ranges::none_of(world.store.children(build.id, "betaBuildLocalizations"),
+                             [](const Resource* notes) { return !notes->text("whatsNew").empty(); }))
+        throw Refusal({.status = 422,
+                       .code = "ENTITY_UNPROCESSABLE.BETA_REVIEW_INFORMATION_MISSING",
+                       .title = "Beta App Review information is missing.",
+                       .detail = "You must tell external testers what to test before you submit a build."});
     for (const Resource* other : world.store.children(build.link("app"), "builds")) {
         const Resource* submission = world.store.child(other->id, "betaAppReviewSubmissions");
         if (!submission) continue;

@@ -1,6 +1,7 @@
 #include "Sandbox/rules/Events.h"
 
 #include "Sandbox/rules/Analytics.h"
+#include "Sandbox/rules/Rules.h"
 #include "Sandbox/rules/Screenshots.h"
 #include "Sandbox/rules/VersionStates.h"
 
@@ -55,6 +56,7 @@ constexpr Action actions[] = {
     {event::phasedDay, "appStoreVersionPhasedReleases", advancePhasedRelease},
     {event::betaApproved, "betaAppReviewSubmissions",
      [](World&, Resource& submission) { submission.attributes.set("betaReviewState", "APPROVED"); }},
+    {event::submissionCanceled, "reviewSubmissions", finishCancellation},
     {event::responsePublished, "customerReviewResponses",
      [](World&, Resource& response) { response.attributes.set("state", "PUBLISHED"); }},
     {event::reportsReady, "analyticsReportRequests",

@@ -14,6 +14,7 @@ inline constexpr std::string_view reviewEnds = "reviewEnds";
 inline constexpr std::string_view goesLive = "goesLive";
 inline constexpr std::string_view phasedDay = "phasedDay";
 inline constexpr std::string_view betaApproved = "betaApproved";
+inline constexpr std::string_view submissionCanceled = "submissionCanceled";
 inline constexpr std::string_view responsePublished = "responsePublished";
 inline constexpr std::string_view reportsReady = "reportsReady";
 

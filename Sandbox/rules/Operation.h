@@ -28,6 +28,7 @@ struct Change {
     std::map<std::string, Resource*, std::less<>> relations; // null pointers: sent as null
     std::map<std::string, std::string, std::less<>> foreign; // ids of types that the sandbox does not hold
     std::vector<std::string> ids;                            // of a relationship to many
+    std::map<std::string, std::vector<Resource*>, std::less<>> lists; // of relationships to many of a create
 
     [[nodiscard]] const JSONValue* given(std::string_view attribute) const;
     [[nodiscard]] std::string text(std::string_view attribute) const;
@@ -41,7 +42,7 @@ enum class Form { create, update, remove, linkOne, linkMany };
 struct RelationRule {
     std::string_view name;
     std::string_view type;
-    enum class Need { optional, required, foreign } need = Need::required;
+    enum class Need { optional, required, foreign, many } need = Need::required;
 };
 
 struct WriteOperation {
@@ -73,6 +74,7 @@ struct ReadOperation {
     std::string_view includes = {}; // joined by "|"
     std::string_view exists = {};   // filters by presence, joined by "|"
     DefaultOrder order = DefaultOrder::oldestFirst;
+    void (*derive)(World&, Resource& owner) = nullptr; // makes what is read from what else there is
 };
 
 [[nodiscard]] std::span<const ReadOperation> readOperations();

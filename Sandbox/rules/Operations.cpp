@@ -34,6 +34,7 @@ constexpr Filter buildFilters[] = {{"version"},
                                    {"buildAudienceType", choices::audiences},
                                    {"preReleaseVersion"},
                                    {"app"},
+                                   {"betaGroups"},
                                    {"appStoreVersion"},
                                    {"id"}};
 constexpr Filter submissionFilters[] = {
@@ -49,7 +50,7 @@ constexpr Filter reportFilters[] = {{"name"}, {"category", choices::reportCatego
 constexpr Filter instanceFilters[] = {{"granularity", choices::granularities}, {"processingDate"}};
 
 constexpr std::string_view buildIncludes =
-    "preReleaseVersion|betaBuildLocalizations|betaAppReviewSubmission|app|appStoreVersion";
+    "preReleaseVersion|betaGroups|betaBuildLocalizations|betaAppReviewSubmission|app|appStoreVersion";
 
 constexpr ReadOperation reads[] = {
     {.pattern = "/v1/apps",
@@ -119,7 +120,18 @@ constexpr ReadOperation reads[] = {
     {.pattern = "/v1/builds/{id}/betaBuildLocalizations",
      .owner = "builds",
      .type = "betaBuildLocalizations"},
+    {.pattern = "/v1/builds/{id}/betaAppReviewSubmission",
+     .owner = "builds",
+     .type = "betaAppReviewSubmissions",
+     .result = Result::oneOrNone},
+    {.pattern = "/v1/builds/{id}/buildBetaDetail",
+     .owner = "builds",
+     .type = "buildBetaDetails",
+     .result = Result::oneOrNone,
+     .includes = "build",
+     .derive = deriveBetaDetail},
     {.pattern = "/v1/apps/{id}/betaGroups", .owner = "apps", .type = "betaGroups"},
+    {.pattern = "/v1/betaGroups/{id}/betaTesters", .owner = "betaGroups", .type = "betaTesters"},
     {.pattern = "/v1/reviewSubmissions",
      .owner = "",
      .type = "reviewSubmissions",
@@ -129,7 +141,8 @@ constexpr ReadOperation reads[] = {
     {.pattern = "/v1/reviewSubmissions/{id}/items",
      .owner = "reviewSubmissions",
      .type = "reviewSubmissionItems",
-     .includes = "appStoreVersion"},
+     .includes = "appStoreVersion|appCustomProductPageVersion|appStoreVersionExperiment|"
+                 "appStoreVersionExperimentV2|appEvent"},
     {.pattern = "/v1/apps/{id}/customerReviews",
      .owner = "apps",
      .type = "customerReviews",
@@ -169,8 +182,9 @@ std::span<const ReadOperation> readOperations() {
 std::span<const WriteOperation> writeOperations() {
     static const std::vector<WriteOperation> all = [] {
         std::vector<WriteOperation> joined;
-        for (const auto part : {versionOperations(), localizationOperations(), screenshotOperations(),
-                                submissionOperations(), buildOperations(), customerOperations()})
+        for (const auto part :
+             {versionOperations(), localizationOperations(), screenshotOperations(), submissionOperations(),
+              buildOperations(), testerOperations(), customerOperations()})
             joined.insert(joined.end(), part.begin(), part.end());
         return joined;
     }();

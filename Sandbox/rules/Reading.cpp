@@ -61,6 +61,9 @@ std::vector<const Resource*> candidates(const World& world, const ReadOperation&
     } else {
         const auto& children = world.store.children(owner, operation.type);
         found.assign(children.begin(), children.end());
+        for (const Relation& relation : relationsOf(operation.owner))
+            if (relation.reach == Reach::members && relation.target == operation.type)
+                found = related(world.store, *world.store.find(operation.owner, owner), relation.name);
     }
     if (operation.order == DefaultOrder::newestFirst) std::reverse(found.begin(), found.end());
     return found;
@@ -125,8 +128,9 @@ Answer read(World& world, const ReadOperation& operation, std::string_view id, c
     Query query = readQuery(operation, request);
     query.shape.baseURL = world.baseURL;
     query.shape.nulls = world.nulls;
-    const Resource* owner = id.empty() ? nullptr : world.store.find(operation.owner, id);
+    Resource* owner = id.empty() ? nullptr : world.store.find(operation.owner, id);
     if (!id.empty() && !owner) throw Refusal(resourceNotFound(operation.owner, id));
+    if (operation.derive) operation.derive(world, *owner);
     if (operation.result == Result::list) return readList(world, operation, id, request, query);
     const std::string self = ownAddress(world.baseURL, request);
     const Resource* shown = operation.result == Result::one ? owner : world.store.child(id, operation.type);

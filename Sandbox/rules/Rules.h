@@ -11,6 +11,12 @@ namespace quorvel::sandbox {
 [[nodiscard]] std::span<const WriteOperation> screenshotOperations();
 [[nodiscard]] std::span<const WriteOperation> submissionOperations();
 [[nodiscard]] std::span<const WriteOperation> buildOperations();
+[[nodiscard]] std::span<const WriteOperation> testerOperations();
 [[nodiscard]] std::span<const WriteOperation> customerOperations();
+
+/// Makes the beta detail of a build what its state, its groups and its beta review say.
+void deriveBetaDetail(World& world, Resource& build);
+/// Takes a submission that was canceled out of review.
+void finishCancellation(World& world, Resource& submission);
 
 } // namespace quorvel::sandbox

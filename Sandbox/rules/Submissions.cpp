@@ -1,6 +1,7 @@
 // Submitting versions to App Review.
 #include "Sandbox/resources/Problem.h"
 #include "Sandbox/rules/Completeness.h"
+#include "Sandbox/rules/Events.h"
 #include "Sandbox/rules/Rules.h"
 #include "Sandbox/rules/VersionStates.h"
 
@@ -24,12 +25,13 @@ Resource& submit(World& world, Resource& submission) {
         throw Refusal(invalidState(submission.type, submission.id,
                                    fmt::format("A submission in the state {} can not be submitted.", state)));
     const auto versions = versionsOf(world, submission);
-    if (versions.empty())
+    if (versions.empty() && world.store.children(submission.id, "reviewSubmissionItems").empty())
         throw Refusal(
             invalidState(submission.type, submission.id, "The submission holds no items to review."));
     for (const Resource* version : versions)
         requireComplete(world, *version);
     submission.attributes.set("submittedDate", serviceDate(world.now()));
+    submission.attributes.set("state", "WAITING_FOR_REVIEW");
     for (Resource* version : versions)
         moveVersion(world, *version, "WAITING_FOR_REVIEW");
     return submission;
@@ -40,12 +42,16 @@ Resource& cancel(World& world, Resource& submission) {
     if (state == "COMPLETE" || state == "COMPLETING" || state == "CANCELING")
         throw Refusal(invalidState(submission.type, submission.id,
                                    fmt::format("A submission in the state {} can not be canceled.", state)));
-    const bool submitted = state != "READY_FOR_REVIEW";
-    for (Resource* version : versionsOf(world, submission))
-        moveVersion(world, *version, submitted ? "DEVELOPER_REJECTED" : "PREPARE_FOR_SUBMISSION");
-    for (Resource* item : world.store.children(submission.id, "reviewSubmissionItems"))
-        item->attributes.set("state", "REMOVED");
-    submission.attributes.set("state", "COMPLETE");
+    submission.hidden.set("wasSubmitted", state != "READY_FOR_REVIEW");
+    submission.attributes.set("state", "CANCELING");
+    for (const Resource* version : versionsOf(world, submission)) {
+        world.forget(event::reviewBegins, version->id);
+        world.forget(event::reviewEnds, version->id);
+    }
+    if (world.pace.cancellation > 0)
+        world.after(world.pace.cancellation, event::submissionCanceled, submission.id);
+    else
+        finishCancellation(world, submission);
     return submission;
 }
 
@@ -66,12 +72,19 @@ Answer createSubmission(World& world, const Change& change) {
 
 Answer addSubmissionItem(World& world, const Change& change) {
     Resource& submission = change.relation("reviewSubmission");
+    if (submission.text("state") != "READY_FOR_REVIEW" && submission.text("state") != "UNRESOLVED_ISSUES")
+        throw Refusal(invalidState(submission.type, submission.id, "Items can not be added to it any more."));
+    const auto event = change.relations.find("appEvent");
+    if (event != change.relations.end() && event->second) {
+        const Resource& item =
+            world.store.add("reviewSubmissionItems", JSONValue::object({{"state", "READY_FOR_REVIEW"}}),
+                            {{"appEvent", event->second->id}, {"reviewSubmission", submission.id}});
+        return {.status = 201, .resource = &item};
+    }
     const auto found = change.relations.find("appStoreVersion");
     if (found == change.relations.end() || !found->second)
         throw Refusal(missingRelationship("appStoreVersion"));
     Resource& version = *found->second;
-    if (submission.text("state") != "READY_FOR_REVIEW" && submission.text("state") != "UNRESOLVED_ISSUES")
-        throw Refusal(invalidState(submission.type, submission.id, "Items can not be added to it any more."));
     if (version.link("app") != submission.link("app") ||
         version.text("platform") != submission.text("platform"))
         throw Refusal(invalidRelationship("appStoreVersion", "The version is of another app or platform."));
@@ -96,6 +109,18 @@ Answer addSubmissionItem(World& world, const Change& change) {
     return {.status = 201, .resource = &made};
 }
 
+Answer removeSubmissionItem(World& world, const Change& change) {
+    const Resource& item = *change.target;
+    const Resource* submission = world.store.find("reviewSubmissions", item.link("reviewSubmission"));
+    if (submission->text("state") != "READY_FOR_REVIEW" && submission->text("state") != "UNRESOLVED_ISSUES")
+        throw Refusal(invalidState(item.type, item.id, "The item can not be removed any more."));
+    Resource* version = world.store.find("appStoreVersions", item.link("appStoreVersion"));
+    if (version && version->text("appStoreState") == "READY_FOR_REVIEW")
+        moveVersion(world, *version, "PREPARE_FOR_SUBMISSION");
+    world.store.remove(item.type, std::string(item.id));
+    return {.status = 204};
+}
+
 Answer updateSubmission(World& world, const Change& change) {
     Resource& submission = *change.target;
     if (isTrue(change.given("canceled"))) return {.resource = &cancel(world, submission)};
@@ -111,16 +136,27 @@ Answer updateSubmission(World& world, const Change& change) {
 constexpr RelationRule ofApp[] = {{"app", "apps"}};
 constexpr RelationRule toSubmission[] = {
     {"reviewSubmission", "reviewSubmissions"},
-    {"appStoreVersion", "appStoreVersions", RelationRule::Need::optional}};
+    {"appStoreVersion", "appStoreVersions", RelationRule::Need::optional},
+    {"appEvent", "appEvents", RelationRule::Need::optional}};
 
 constexpr WriteOperation submissionRows[] = {
     {"POST", "/v1/reviewSubmissions", Form::create, "reviewSubmissions", createSubmission, ofApp},
     {"POST", "/v1/reviewSubmissionItems", Form::create, "reviewSubmissionItems", addSubmissionItem,
      toSubmission},
+    {"DELETE", "/v1/reviewSubmissionItems/{id}", Form::remove, "reviewSubmissionItems", removeSubmissionItem},
     {"PATCH", "/v1/reviewSubmissions/{id}", Form::update, "reviewSubmissions", updateSubmission},
 };
 
 } // namespace
+
+void finishCancellation(World& world, Resource& submission) {
+    const bool wasSubmitted = isTrue(submission.hidden.find("wasSubmitted"));
+    for (Resource* version : versionsOf(world, submission))
+        moveVersion(world, *version, wasSubmitted ? "DEVELOPER_REJECTED" : "PREPARE_FOR_SUBMISSION");
+    for (Resource* item : world.store.children(submission.id, "reviewSubmissionItems"))
+        item->attributes.set("state", "REMOVED");
+    submission.attributes.set("state", "COMPLETE");
+}
 
 std::span<const WriteOperation> submissionOperations() {
     return submissionRows;

@@ -27,6 +27,7 @@ struct Pace {
     double screenshots = 1;
     double visibility = 0; // until lists show what was created
     bool screenshotsFail = false;
+    double cancellation = 0; // until a submission that was canceled has left review
 };
 
 struct World {

@@ -75,6 +75,8 @@ void checkText(const Attribute& attribute, const std::string& text, Problems& pr
     if (attribute.kind == Kind::locale && !isAppStoreLocale(text))
         problems.push_back(
             invalidAttribute(name, fmt::format("The locale '{}' is not supported on the App Store.", text)));
+    if (attribute.kind == Kind::email && (text.find('@') == text.npos || text.find(' ') != text.npos))
+        problems.push_back(invalidAttribute(name, fmt::format("'{}' is not a valid e-mail address.", text)));
     if (attribute.kind == Kind::date && !parseISO8601(text))
         problems.push_back(
             invalidAttribute(name, fmt::format("'{}' is not a valid date with a time.", text)));
@@ -142,9 +144,25 @@ std::string readReference(const JSONValue& reference, std::string_view type, std
     return *id->text();
 }
 
+void readReferences(World& world, const RelationRule& rule, const JSONValue* data, Change& change,
+                    Problems& problems) {
+    if (!data || !data->items()) {
+        problems.push_back(invalidRelationship(rule.name, "A relationship to many is a list."));
+        return;
+    }
+    for (const JSONValue& reference : *data->items()) {
+        const std::string id = readReference(reference, rule.type, rule.name, problems);
+        if (Resource* target = id.empty() ? nullptr : world.store.find(rule.type, id))
+            change.lists[std::string(rule.name)].push_back(target);
+        else
+            problems.push_back(resourceNotFound(rule.type, id));
+    }
+}
+
 void readRelation(World& world, const RelationRule& rule, const JSONValue& box, Change& change,
                   Problems& problems) {
     const JSONValue* data = box.find("data");
+    if (rule.need == RelationRule::Need::many) return readReferences(world, rule, data, change, problems);
     const bool required = rule.need == RelationRule::Need::required;
     if (!data || (data->isNull() && required)) {
         problems.push_back(missingRelationship(rule.name));

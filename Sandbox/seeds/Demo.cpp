@@ -139,8 +139,17 @@ void addMosswickBuilds(World& world, const Resource& app, Resource& liveVersion)
     mac.attributes.set("usesNonExemptEncryption", false);
 }
 
+struct DemoTester {
+    std::string_view firstName, lastName, email, state;
+};
+constexpr DemoTester studioTesters[] = {{"Ines", "Okafor", "ines@fernhollow.example", "INSTALLED"},
+                                        {"Tomás", "Lindqvist", "tomas@fernhollow.example", "ACCEPTED"}};
+constexpr DemoTester friendTesters[] = {{"Maren", "Achterberg", "maren@allotment.example", "INSTALLED"},
+                                        {"Yuki", "Tanaka", "yuki@allotment.example", "INVITED"},
+                                        {"", "", "plot17@allotment.example", "NOT_INVITED"}};
+
 void addGroup(World& world, const Resource& app, std::string_view name, bool isInternal,
-              std::string_view link) {
+              std::string_view link, std::span<const DemoTester> testers = {}) {
     JSONValue attributes = JSONValue::object({{"name", name},
                                               {"createdDate", agoDate(world, 300 * day)},
                                               {"isInternalGroup", isInternal},
@@ -156,7 +165,16 @@ void addGroup(World& world, const Resource& app, std::string_view name, bool isI
         attributes.set("publicLinkLimit", 500);
         attributes.set("publicLink", fmt::format("https://testflight.example/join/{}", link));
     }
-    world.store.add("betaGroups", std::move(attributes), {{"app", app.id}});
+    Resource& group = world.store.add("betaGroups", std::move(attributes), {{"app", app.id}});
+    for (const DemoTester& tester : testers)
+        group.members["betaTesters"].push_back(
+            world.store
+                .add("betaTesters", JSONValue::object({{"firstName", tester.firstName},
+                                                       {"lastName", tester.lastName},
+                                                       {"email", tester.email},
+                                                       {"inviteType", "EMAIL"},
+                                                       {"state", tester.state}}))
+                .id);
 }
 
 void addPurchases(World& world, const Resource& app) {
@@ -228,8 +246,8 @@ void plantMosswick(World& world) {
         addReviewDetail(world, coming);
         if (platform == "IOS") addMosswickBuilds(world, app, current);
     }
-    addGroup(world, app, "Studio", true, "");
-    addGroup(world, app, "Allotment Friends", false, "Gr33nTh");
+    addGroup(world, app, "Studio", true, "", studioTesters);
+    addGroup(world, app, "Allotment Friends", false, "Gr33nTh", friendTesters);
     addGroup(world, app, "Translators", false, "");
     addPurchases(world, app);
     addEvents(world, app);

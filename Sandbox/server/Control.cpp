@@ -122,6 +122,7 @@ Response setPace(Service& service, const JSONValue& body) {
     Pace pace;
     pace.screenshots = number(body, "screenshots", pace.screenshots);
     pace.visibility = number(body, "visibility", pace.visibility);
+    pace.cancellation = number(body, "cancellation", pace.cancellation);
     const JSONValue* fail = body.find("screenshotsFail");
     if (fail && !fail->boolean()) missing("screenshotsFail", "true or false");
     pace.screenshotsFail = fail && *fail->boolean();

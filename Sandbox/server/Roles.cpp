@@ -16,7 +16,10 @@ struct Role {
 constexpr Role roles[] = {
     {"ADMIN", "*", true},
     {"APP_MANAGER", "*", false},
-    {"DEVELOPER", "/v1/builds|/v1/betaBuildLocalizations|/v1/betaGroups|/v1/betaAppReviewSubmissions", false},
+    {"DEVELOPER",
+     "/v1/builds|/v1/betaBuildLocalizations|/v1/betaGroups|/v1/betaTesters|/v1/buildBetaDetails|"
+     "/v1/betaAppReviewSubmissions",
+     false},
     {"MARKETING", "/v1/appStoreVersionLocalizations|/v1/appInfoLocalizations|/v1/appScreenshot", false},
     {"CUSTOMER_SUPPORT", "/v1/customerReviewResponses", false},
     {"FINANCE", "", true},

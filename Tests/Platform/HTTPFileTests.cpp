@@ -150,7 +150,9 @@ TEST(URLSessionDownload, replacesTheFileWhenTheBodyIsWhole) {
 TEST(URLSessionDownload, leavesTheFileAloneWithoutAWholeGoodAnswer) {
     const TemporaryFolder folder;
     write(folder / "report.gz", "old");
-    std::vector<Connection> script = {{Receive{}, Send{answer("404 Not Found", "no report")}}};
+    // The next request would else begin on a connection that is about to be closed.
+    std::vector<Connection> script = {
+        {Receive{}, Send{answer("404 Not Found", "no report", "Connection: close\r\n")}}};
     script.insert(script.end(), 5, {Receive{}, Send{"HTTP/1.1 200 OK\r\nContent-Length: 10\r\n\r\nhalf"}});
     script.insert(script.end(), 5, {Receive{}, Send{"HTTP/1.1 200 OK\r\nX-Cut"}});
     ScriptedServer server(script);

@@ -41,6 +41,12 @@ TEST_F(Consents, areNeededForEveryCommandThatChangesAppStoreConnectOrDeletes) {
         {{"versions", "create", "--app", app, "--platform", "tvos", "--version", "1.0"},
          "Make version 1.0 of Mosswick: Garden Journal for tvos?",
          true},
+        {{"builds", "attach", "353", "--app", app}, "Attach build 353 (3.5) to version 3.5", true},
+        {{"builds", "compliance", "353", "--exempt", "--app", app}, "Declare that build 353 (3.5)", true},
+        {{"testflight", "groups", "create", "Readers", "--app", app},
+         "Make the external group Readers",
+         true},
+        {{"release", "--app", "studio.fernhollow.tides"}, "Release 1.9 of Pocket Tides for ios", true},
         {{"workspaces", "delete", "Spare"}, "Delete the workspace \"Spare\"?", false},
         {{"auth", "forget"}, "Forget key ", false},
         {{"apps", "remove", app}, "Remove Mosswick: Garden Journal?", false},
@@ -75,7 +81,7 @@ TEST_F(Consents, areNeededForEveryCommandThatChangesAppStoreConnectOrDeletes) {
         const auto agreed = answered(one.words, "y\n");
         EXPECT_EQ(agreed.status, 0) << one.words[0] << "\n" << agreed.all();
     }
-    EXPECT_EQ(changesSent(), 2u);
+    EXPECT_EQ(changesSent(), 6u);
 }
 
 TEST_F(Consents, areAskedForWithWhatWouldChangeOnTheTerminalItself) {

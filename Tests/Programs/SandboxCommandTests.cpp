@@ -107,6 +107,7 @@ TEST_F(Demo, playsTheWholeRoundAndLeavesNothingBehind) {
     const JSONValue record = onlyDocument(kept.out);
     EXPECT_EQ(*record.find("requestsSent")->integer(),
               *record.find("requestsLeast")->integer() + *record.find("requestsRefused")->integer());
+    EXPECT_EQ(*record.find("releaseState")->text(), "WAITING_FOR_REVIEW");
     EXPECT_TRUE(std::filesystem::exists(*record.find("folder")->text() + "/second/ios/next/bn-BD/name.txt"));
 }
 

@@ -314,11 +314,76 @@ TEST(SandboxRules, testingABuildNeedsItsComplianceAndOneReviewAtATime) {
     const std::string other = fixture.server().addBuild(mosswick.app, "IOS", "3.5", "356");
     fixture.server().advance(301);
     EXPECT_EQ(fixture.update("builds", other, {{"usesNonExemptEncryption", false}}).status, 200);
+    EXPECT_THAT(fixture.create("betaAppReviewSubmissions", {}, {{"build", other}}).detail(),
+                HasSubstr("what to test"));
+    EXPECT_EQ(
+        fixture
+            .create("betaBuildLocalizations", {{"locale", "ja"}, {"whatsNew", "Try it"}}, {{"build", other}})
+            .status,
+        201);
     const Reply second = fixture.create("betaAppReviewSubmissions", {}, {{"build", other}});
     EXPECT_EQ(second.status, 422);
     EXPECT_EQ(second.codes(), "ENTITY_UNPROCESSABLE.ANOTHER_BUILD_IN_REVIEW");
     fixture.server().advance(3601);
     EXPECT_EQ(fixture.create("betaAppReviewSubmissions", {}, {{"build", other}}).status, 201);
+}
+
+TEST(SandboxRules, aGroupTakesATesterOnceAndABuildHasAStateForTesters) {
+    RawSandbox fixture;
+    const Mosswick mosswick(fixture);
+    const std::string path = "/v1/apps/" + mosswick.app + "/betaGroups";
+    const auto groups = fixture.get(path).list();
+    const auto join = [&](std::size_t group, const char* email) {
+        const JSONValue to = JSONValue::object(
+            {{"betaGroups",
+              JSONValue::object({{"data", JSONValue::array({reference(
+                                              "betaGroups", *groups[group].find("id")->text())})}})}});
+        return fixture.post(
+            "/v1/betaTesters",
+            JSONValue::object(
+                {{"data", JSONValue::object({{"type", "betaTesters"},
+                                             {"attributes", JSONValue::object({{"email", email}})},
+                                             {"relationships", to}})}}));
+    };
+    enum { studio, friends, translators };
+    EXPECT_EQ(join(friends, "new@example.com").status, 201);
+    EXPECT_EQ(join(friends, "New@Example.com").codes(), "ENTITY_ERROR.ATTRIBUTE.INVALID.DUPLICATE");
+    EXPECT_EQ(join(translators, "new@example.com").status, 201) << "the account knows the address";
+    EXPECT_EQ(join(friends, "nobody").status, 409);
+    EXPECT_THAT(join(studio, "new@example.com").detail(), HasSubstr("members of your team"));
+    EXPECT_EQ(join(studio, "ada@fernhollow.example").status, 201);
+    const std::string group = *groups[translators].find("id")->text();
+    EXPECT_EQ(fixture.get("/v1/betaGroups/" + group + "/betaTesters").list().size(), 1u);
+    EXPECT_EQ(fixture.create("betaGroups", {{"name", "Translators"}}, {{"app", mosswick.app}}).status, 409);
+
+    const std::string build = fixture.build(mosswick.app, "353");
+    const auto state = [&] {
+        return fixture.get("/v1/builds/" + build + "/buildBetaDetail").text("externalBuildState");
+    };
+    const auto link = [&](const char* method, std::size_t to) {
+        return fixture
+            .send(method, "/v1/betaGroups/" + *groups[to].find("id")->text() + "/relationships/builds",
+                  encodeJSON(JSONValue::object({{"data", JSONValue::array({reference("builds", build)})}})),
+                  {{"Content-Type", "application/json"}})
+            .status;
+    };
+    EXPECT_EQ(state(), "MISSING_EXPORT_COMPLIANCE");
+    EXPECT_EQ(fixture.update("builds", build, {{"usesNonExemptEncryption", false}}).status, 200);
+    EXPECT_EQ(state(), "READY_FOR_BETA_SUBMISSION");
+    EXPECT_EQ(link("POST", studio), 422) << "it gets every build by itself";
+    EXPECT_EQ(link("POST", translators), 204);
+    EXPECT_EQ(fixture.get("/v1/builds?filter%5BbetaGroups%5D=" + group).list().size(), 1u);
+    EXPECT_EQ(
+        fixture
+            .create("betaBuildLocalizations", {{"locale", "ja"}, {"whatsNew", "Try it"}}, {{"build", build}})
+            .status,
+        201);
+    EXPECT_EQ(fixture.create("betaAppReviewSubmissions", {}, {{"build", build}}).status, 201);
+    EXPECT_EQ(state(), "WAITING_FOR_BETA_REVIEW");
+    fixture.server().advance(3601);
+    EXPECT_EQ(state(), "IN_BETA_TESTING");
+    EXPECT_EQ(link("DELETE", translators), 204);
+    EXPECT_EQ(state(), "BETA_APPROVED");
 }
 
 TEST(SandboxRules, aReviewHasOneResponseThatIsReplaced) {

@@ -157,6 +157,37 @@ TEST(TestFlightService, writesNotesAddsToGroupsAndAsksForReview) {
     EXPECT_EQ(asked("/v1/betaAppReviewSubmissions"), 1);
 }
 
+TEST(TestFlightService, takesEachStepOnceWhateverAnswerIsLost) {
+    for (const char* fault : {"resetAfter", "503After", "truncate"}) {
+        SCOPED_TRACE(fault);
+        test::SandboxFixture fixture;
+        const auto& client = fixture.client;
+        const TestFlightService service(client);
+        fixture.server.setFaults({sandbox::parseFault(fmt::format("POST /v1/betaGroups:{}:1:1", fault))});
+        const std::string group = service.createGroup(garden, {"Readers", false}).id;
+        const auto builds = client.listBuilds(garden, "3.5");
+        const std::string build = std::ranges::find_if(builds, [](const auto& each) {
+                                      return each.build.attributes.version == "352" && each.platform == "IOS";
+                                  })->build.id;
+        const std::function<StepEnd()> steps[] = {
+            [&] {
+                return service.addTester(group, {"Yuki", {}, "yuki@example.com"});
+            },
+            [&] { return service.addBuildToGroup(group, build); },
+            [&] { return service.requestBetaReview(build); },
+            [&] { return service.setAutoNotify(build, true); }};
+        for (const auto& step : steps) {
+            fixture.server.setFaults({sandbox::parseFault(fmt::format("POST /v1/**:{}:1:1", fault))});
+            EXPECT_EQ(step(), StepEnd::done);
+        }
+        EXPECT_EQ(service.addBuildToGroup(group, build), StepEnd::wasDone);
+        EXPECT_EQ(service.requestBetaReview(build), StepEnd::wasDone);
+        EXPECT_EQ(service.setAutoNotify(build, true), StepEnd::wasDone);
+        EXPECT_EQ(client.listBetaTesters(group).size(), 1u);
+        EXPECT_EQ(client.listBetaGroups(garden).size(), 4u);
+    }
+}
+
 TEST(AnalyticsService, walksFromTheAppToTheSegments) {
     test::SandboxFixture fixture;
     const AnalyticsService analytics(fixture.client);

@@ -33,16 +33,18 @@ struct ApplicationSandbox {
 
     /// Another one of the same home, as another process has it.
     [[nodiscard]] std::unique_ptr<Application> made() const {
+        return std::make_unique<Application>(options());
+    }
+    [[nodiscard]] ApplicationOptions options() const {
         const sandbox::Access& access = server.access();
-        return std::make_unique<Application>(
-            ApplicationOptions{.home = {folder / "home"},
-                               .workingFolder = folder.path(),
-                               .endpointsFile = access.endpointsFile,
-                               .credentials = {{.name = "options",
-                                                .keyID = access.keyID,
-                                                .issuerID = access.issuerID,
-                                                .privateKeyPEM = {},
-                                                .privateKeyFile = access.privateKeyFile.string()}}});
+        return {.home = {folder / "home"},
+                .workingFolder = folder.path(),
+                .endpointsFile = access.endpointsFile,
+                .credentials = {{.name = "options",
+                                 .keyID = access.keyID,
+                                 .issuerID = access.issuerID,
+                                 .privateKeyPEM = {},
+                                 .privateKeyFile = access.privateKeyFile.string()}}};
     }
     /// The default folder of a context of an app.
     [[nodiscard]] MetadataFolder contextFolder(std::string_view slug, const ContextID& context = {}) const {

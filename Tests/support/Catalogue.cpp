@@ -106,6 +106,8 @@ class Walk {
             return client_.updateVersionLocalization(localization.id, {.description = "Plan the week."});
         });
         (void)call("getAppStoreVersion", [&] { return client_.getAppStoreVersion(next_); });
+        (void)call("listVersionSummaries", [&] { return client_.listVersionSummaries(app_); });
+        (void)call("listLocalizationSummaries", [&] { return client_.listLocalizationSummaries(next_); });
         (void)call("getReviewDetail", [&] { return client_.getReviewDetail(next_); });
         (void)call("getPhasedRelease", [&] { return client_.getPhasedRelease(next_); });
         const auto phased =
@@ -175,8 +177,16 @@ class Walk {
     }
 
     void testFlight() {
-        const auto groups = call("listBetaGroups", [&] { return client_.listBetaGroups(app_); });
-        call("addBuildToBetaGroup", [&] { client_.addBuildToBetaGroup(firstID(groups), build_); });
+        (void)call("listBetaGroups", [&] { return client_.listBetaGroups(app_); });
+        const std::string group = call("createBetaGroup", [&] {
+                                      return client_.createBetaGroup(app_, {"Catalogue readers", false});
+                                  }).id;
+        call("addBuildToBetaGroup", [&] { client_.addBuildToBetaGroup(group, build_); });
+        (void)call("listBuildsOfBetaGroup", [&] { return client_.listBuildsOfBetaGroup(group); });
+        (void)call("createBetaTester", [&] {
+            return client_.createBetaTester(group, {"Yuki", "Tanaka", "yuki.tanaka@example.com"});
+        });
+        (void)call("listBetaTesters", [&] { return client_.listBetaTesters(group); });
         const auto notes =
             call("listBetaBuildLocalizations", [&] { return client_.listBetaBuildLocalizations(build_); });
         const auto made = call("createBetaBuildLocalization", [&] {
@@ -185,6 +195,11 @@ class Walk {
         (void)call("updateBetaBuildLocalization",
                    [&] { return client_.updateBetaBuildLocalization(made.id, {"Try it twice."}); });
         (void)call("submitForBetaReview", [&] { return client_.submitForBetaReview(build_); });
+        (void)call("getBetaReviewSubmission", [&] { return client_.getBetaReviewSubmission(build_); });
+        const auto detail = call("getBuildBetaDetail", [&] { return client_.getBuildBetaDetail(build_); });
+        (void)call("updateBuildBetaDetail",
+                   [&] { return client_.updateBuildBetaDetail(detail ? detail->id : fallbackID, {true}); });
+        call("removeBuildFromBetaGroup", [&] { client_.removeBuildFromBetaGroup(group, build_); });
     }
 
     void reviews() {
@@ -238,8 +253,13 @@ class Walk {
                                [&] { return client_.createReviewSubmission(app_, ASCPlatform::iOS); });
         (void)call("addReviewSubmissionItem",
                    [&] { return client_.addReviewSubmissionItem(made.id, next_); });
-        (void)call("listReviewSubmissionItems", [&] { return client_.listReviewSubmissionItems(made.id); });
+        const auto items =
+            call("listReviewSubmissionItems", [&] { return client_.listReviewSubmissionItems(made.id); });
+        call("deleteReviewSubmissionItem",
+             [&] { client_.deleteReviewSubmissionItem(items.empty() ? fallbackID : items.front().item.id); });
+        (void)client_.addReviewSubmissionItem(made.id, next_);
         (void)call("submitReviewSubmission", [&] { return client_.submitReviewSubmission(made.id); });
+        (void)call("cancelReviewSubmission", [&] { return client_.cancelReviewSubmission(made.id); });
         call("requestVersionRelease", [&] { client_.requestVersionRelease(approved_); });
     }
 

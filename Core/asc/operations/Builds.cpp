@@ -40,18 +40,10 @@ PreReleaseVersionAttributes preReleaseVersionOf(const BuildWithPreReleaseVersion
     return found == versions.end() ? PreReleaseVersionAttributes{} : found->second;
 }
 
-} // namespace
-
-std::vector<ASCBuildSummary> ASCClientProtocol::listBuilds(std::string_view appID,
-                                                           std::optional<std::string_view> marketingVersion,
-                                                           ASCListBound bound) const {
-    ASCRequest first = ASCRequest::get("v1/builds", {{"filter[app]", appID},
-                                                     {"filter[preReleaseVersion.version]", marketingVersion},
-                                                     {"sort", "-uploadedDate"},
-                                                     {"include", "preReleaseVersion"},
-                                                     {"limit", limitFor(bound)}});
+std::vector<ASCBuildSummary> summariesOf(const ASCClientProtocol& client, ASCRequest first,
+                                         ASCListBound bound) {
     std::vector<ASCBuildSummary> summaries;
-    forEachPage<BuildPage>(*this, std::move(first), bound, [&](BuildPage&& page) {
+    forEachPage<BuildPage>(client, std::move(first), bound, [&](BuildPage&& page) {
         PreReleaseVersions versions;
         if (page.included)
             for (const auto& version : *page.included)
@@ -65,6 +57,29 @@ std::vector<ASCBuildSummary> ASCClientProtocol::listBuilds(std::string_view appI
     });
     cutTo(bound, summaries);
     return summaries;
+}
+
+} // namespace
+
+std::vector<ASCBuildSummary> ASCClientProtocol::listBuilds(std::string_view appID,
+                                                           std::optional<std::string_view> marketingVersion,
+                                                           ASCListBound bound) const {
+    return summariesOf(*this,
+                       ASCRequest::get("v1/builds", {{"filter[app]", appID},
+                                                     {"filter[preReleaseVersion.version]", marketingVersion},
+                                                     {"sort", "-uploadedDate"},
+                                                     {"include", "preReleaseVersion"},
+                                                     {"limit", limitFor(bound)}}),
+                       bound);
+}
+
+std::vector<ASCBuildSummary> ASCClientProtocol::listBuildsOfBetaGroup(std::string_view groupID) const {
+    return summariesOf(*this,
+                       ASCRequest::get("v1/builds", {{"filter[betaGroups]", groupID},
+                                                     {"sort", "-uploadedDate"},
+                                                     {"include", "preReleaseVersion"},
+                                                     {"limit", limitFor()}}),
+                       {});
 }
 
 ASCResource<ASCBuildAttributes> ASCClientProtocol::getBuild(std::string_view id) const {

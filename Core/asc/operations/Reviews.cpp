@@ -24,31 +24,73 @@ struct ReviewWithResponse {
     }
 };
 
-/// An item of a submission with the reference to the version that it is.
-struct ItemWithVersion {
+/// An item of a submission with the references to what it may be; one of them is set.
+struct ItemOfSubmission {
     struct Relationships {
         std::optional<OptionalReference> appStoreVersion;
-        QUORVEL_RECORD(Relationships, appStoreVersion)
+        std::optional<OptionalReference> appCustomProductPageVersion;
+        std::optional<OptionalReference> appStoreVersionExperiment;
+        std::optional<OptionalReference> appStoreVersionExperimentV2;
+        std::optional<OptionalReference> appEvent;
+        QUORVEL_RECORD(Relationships, appStoreVersion, appCustomProductPageVersion, appStoreVersionExperiment,
+                       appStoreVersionExperimentV2, appEvent)
     };
     std::string id;
     std::string type;
     ReviewSubmissionItemAttributes attributes;
     std::optional<Relationships> relationships;
-    QUORVEL_RECORD(ItemWithVersion, id, type, attributes, relationships)
+    QUORVEL_RECORD(ItemOfSubmission, id, type, attributes, relationships)
+};
 
-    [[nodiscard]] std::optional<std::string> versionID() const {
-        if (!relationships || !relationships->appStoreVersion || !relationships->appStoreVersion->data)
-            return std::nullopt;
-        return relationships->appStoreVersion->data->id;
-    }
+/// What an item is, with its name, which each kind has under another key.
+struct NamedItem {
+    struct Names {
+        std::optional<std::string> versionString;
+        std::optional<std::string> referenceName;
+        std::optional<std::string> name;
+        QUORVEL_RECORD(Names, versionString, referenceName, name)
+    };
+    std::string id;
+    std::optional<Names> attributes;
+    QUORVEL_RECORD(NamedItem, id, attributes)
 };
 
 } // namespace operations
 
 namespace {
 
-using ItemPage = ASCResponse<std::vector<ItemWithVersion>>;
+using ItemPage = ASCResponseWithIncluded<std::vector<ItemOfSubmission>, NamedItem>;
 using ReviewPage = ASCResponse<std::vector<ReviewWithResponse>>;
+
+constexpr std::string_view kindsOfItems =
+    "appStoreVersion,appCustomProductPageVersion,appStoreVersionExperiment,appStoreVersionExperimentV2,"
+    "appEvent";
+
+std::optional<std::string> nameOf(const std::string& id, const ItemPage& page) {
+    if (!page.included) return std::nullopt;
+    const auto found = std::ranges::find(*page.included, id, &NamedItem::id);
+    if (found == page.included->end() || !found->attributes) return std::nullopt;
+    const auto& names = *found->attributes;
+    return names.versionString ? names.versionString : names.referenceName ? names.referenceName : names.name;
+}
+
+ASCReviewSubmissionItem summaryOf(const ItemOfSubmission& item, const ItemPage& page) {
+    ASCReviewSubmissionItem summary{{item.id, item.type, item.attributes}, std::nullopt};
+    if (!item.relationships) return summary;
+    const auto& related = *item.relationships;
+    const auto take = [&](std::string_view kind, const std::optional<OptionalReference>& reference) {
+        if (summary.kind || !reference || !reference->data) return;
+        summary.kind = kind;
+        summary.name = nameOf(reference->data->id, page);
+    };
+    take("appStoreVersion", related.appStoreVersion);
+    if (summary.kind) summary.versionID = related.appStoreVersion->data->id;
+    take("appCustomProductPageVersion", related.appCustomProductPageVersion);
+    take("appStoreVersionExperiment", related.appStoreVersionExperiment);
+    take("appStoreVersionExperimentV2", related.appStoreVersionExperimentV2);
+    take("appEvent", related.appEvent);
+    return summary;
+}
 
 } // namespace
 
@@ -68,14 +110,10 @@ ASCClientProtocol::listReviewSubmissionItems(std::string_view submissionID) cons
     std::vector<ASCReviewSubmissionItem> items;
     forEachPage<ItemPage>(*this,
                           ASCRequest::get(ascPath("reviewSubmissions", submissionID, "items"),
-                                          {{"include", "appStoreVersion"}, {"limit", limitFor()}}),
-                          {}, [&](ItemPage&& page) {
-                              for (auto& item : page.data) {
-                                  auto versionID = item.versionID();
-                                  items.push_back(
-                                      {{std::move(item.id), std::move(item.type), std::move(item.attributes)},
-                                       std::move(versionID)});
-                              }
+                                          {{"include", kindsOfItems}, {"limit", limitFor()}}),
+                          {}, [&](const ItemPage& page) {
+                              for (const auto& item : page.data)
+                                  items.push_back(summaryOf(item, page));
                           });
     return items;
 }
@@ -102,6 +140,18 @@ ASCClientProtocol::submitReviewSubmission(std::string_view submissionID) const {
         patchRequest("reviewSubmissions", submissionID, ReviewSubmissionPatchAttributes{true});
     request.repetition = Repetition::ofIdempotentMethods;
     return send<ASCResponse<ASCResource<ReviewSubmissionAttributes>>>(request).data;
+}
+
+ASCResource<ReviewSubmissionAttributes>
+ASCClientProtocol::cancelReviewSubmission(std::string_view submissionID) const {
+    ASCRequest request =
+        patchRequest("reviewSubmissions", submissionID, ReviewSubmissionCancelAttributes{true});
+    request.repetition = Repetition::ofIdempotentMethods;
+    return send<ASCResponse<ASCResource<ReviewSubmissionAttributes>>>(request).data;
+}
+
+void ASCClientProtocol::deleteReviewSubmissionItem(std::string_view itemID) const {
+    (void)exchange(ASCRequest::remove(ascPath("reviewSubmissionItems", itemID)));
 }
 
 std::vector<ASCCustomerReview>

@@ -37,6 +37,12 @@ struct BuildBetaDetailAttributes {
     bool operator==(const BuildBetaDetailAttributes&) const = default;
 };
 
+struct BuildBetaDetailPatchAttributes {
+    bool autoNotifyEnabled = false;
+    QUORVEL_RECORD(BuildBetaDetailPatchAttributes, autoNotifyEnabled)
+    bool operator==(const BuildBetaDetailPatchAttributes&) const = default;
+};
+
 struct BetaGroupAttributes {
     std::optional<std::string> name;
     std::optional<bool> isInternalGroup;
@@ -45,9 +51,35 @@ struct BetaGroupAttributes {
     std::optional<bool> publicLinkLimitEnabled;
     std::optional<std::string> createdDate;
     std::optional<bool> hasAccessToAllBuilds;
+    std::optional<std::string> publicLink;
     QUORVEL_RECORD(BetaGroupAttributes, name, isInternalGroup, publicLinkEnabled, publicLinkLimit,
-                   publicLinkLimitEnabled, createdDate, hasAccessToAllBuilds)
+                   publicLinkLimitEnabled, createdDate, hasAccessToAllBuilds, publicLink)
     bool operator==(const BetaGroupAttributes&) const = default;
+};
+
+struct BetaGroupCreateAttributes {
+    std::string name;
+    std::optional<bool> isInternalGroup;
+    QUORVEL_RECORD(BetaGroupCreateAttributes, name, isInternalGroup)
+    bool operator==(const BetaGroupCreateAttributes&) const = default;
+};
+
+struct BetaTesterAttributes {
+    std::optional<std::string> firstName;
+    std::optional<std::string> lastName;
+    std::optional<std::string> email;
+    std::optional<std::string> inviteType;
+    std::optional<std::string> state;
+    QUORVEL_RECORD(BetaTesterAttributes, firstName, lastName, email, inviteType, state)
+    bool operator==(const BetaTesterAttributes&) const = default;
+};
+
+struct BetaTesterCreateAttributes {
+    std::optional<std::string> firstName;
+    std::optional<std::string> lastName;
+    std::string email;
+    QUORVEL_RECORD(BetaTesterCreateAttributes, firstName, lastName, email)
+    bool operator==(const BetaTesterCreateAttributes&) const = default;
 };
 
 struct BetaBuildLocalizationAttributes {
@@ -102,9 +134,29 @@ struct BetaAppReviewSubmissionCreateEnvelope {
     QUORVEL_RECORD(BetaAppReviewSubmissionCreateEnvelope, data)
 };
 
+/// The builds that a group gets, or loses.
 struct BetaGroupAddBuildsEnvelope {
     std::vector<ASCRelationshipRef> data;
     QUORVEL_RECORD(BetaGroupAddBuildsEnvelope, data)
+};
+
+struct BetaTesterCreateEnvelope {
+    struct Groups {
+        std::vector<ASCRelationshipRef> data;
+        QUORVEL_RECORD(Groups, data)
+    };
+    struct Relationships {
+        Groups betaGroups;
+        QUORVEL_RECORD(Relationships, betaGroups)
+    };
+    struct Data {
+        std::string type;
+        BetaTesterCreateAttributes attributes;
+        Relationships relationships;
+        QUORVEL_RECORD(Data, type, attributes, relationships)
+    };
+    Data data;
+    QUORVEL_RECORD(BetaTesterCreateEnvelope, data)
 };
 
 /// A build with the marketing version and the platform of its pre-release version.

@@ -26,6 +26,13 @@ struct ReviewSubmissionPatchAttributes {
     bool operator==(const ReviewSubmissionPatchAttributes&) const = default;
 };
 
+/// Takes a submission back.
+struct ReviewSubmissionCancelAttributes {
+    bool canceled = false;
+    QUORVEL_RECORD(ReviewSubmissionCancelAttributes, canceled)
+    bool operator==(const ReviewSubmissionCancelAttributes&) const = default;
+};
+
 struct ReviewSubmissionItemAttributes {
     std::optional<std::string> state;
     std::optional<bool> removed;
@@ -38,7 +45,14 @@ struct ReviewSubmissionItemAttributes {
 struct ASCReviewSubmissionItem {
     ASCResource<ReviewSubmissionItemAttributes> item;
     std::optional<std::string> versionID;
-    QUORVEL_RECORD(ASCReviewSubmissionItem, item, versionID)
+    std::optional<std::string> kind = {}; // what it is, as App Store Connect names it: "appEvent"
+    std::optional<std::string> name = {}; // of the version or the event that it is
+    QUORVEL_RECORD(ASCReviewSubmissionItem, item, versionID, kind, name)
+
+    /// Whether it was not taken out of the submission.
+    [[nodiscard]] bool isIn() const {
+        return item.attributes.state != "REMOVED" && !item.attributes.removed.value_or(false);
+    }
     bool operator==(const ASCReviewSubmissionItem&) const = default;
 };
 

@@ -11,8 +11,9 @@ struct AppStoreVersionAttributes {
     std::optional<std::string> appStoreState;
     std::optional<std::string> releaseType;
     std::optional<std::string> createdDate;
+    std::optional<std::string> earliestReleaseDate;
     QUORVEL_RECORD(AppStoreVersionAttributes, platform, versionString, appStoreState, releaseType,
-                   createdDate)
+                   createdDate, earliestReleaseDate)
     bool operator==(const AppStoreVersionAttributes&) const = default;
 };
 
@@ -32,7 +33,8 @@ struct AppStoreVersionCreateAttributes {
 struct AppStoreVersionPatchAttributes {
     std::optional<std::string> releaseType;
     std::optional<std::string> earliestReleaseDate;
-    QUORVEL_RECORD(AppStoreVersionPatchAttributes, releaseType, earliestReleaseDate)
+    std::optional<std::string> versionString;
+    QUORVEL_RECORD(AppStoreVersionPatchAttributes, releaseType, earliestReleaseDate, versionString)
     bool operator==(const AppStoreVersionPatchAttributes&) const = default;
 };
 

@@ -43,10 +43,15 @@ std::map<std::string, std::optional<std::string>> safeEnvironment() {
             {"GIT_OPTIONAL_LOCKS", "0"},
             {"GIT_NO_LAZY_FETCH", "1"},
             {"GIT_PAGER", "cat"},
+            {"GIT_FLUSH", "0"}, // else each commit is a write, a wake-up and a read of its own
             {"GIT_ASKPASS", "true"},
             {"GIT_DIR", std::nullopt},
             {"GIT_WORK_TREE", std::nullopt},
             {"GIT_INDEX_FILE", std::nullopt},
+            {"GIT_COMMON_DIR", std::nullopt},
+            {"GIT_SHALLOW_FILE", std::nullopt},
+            {"GIT_GRAFT_FILE", std::nullopt},
+            {"GIT_REPLACE_REF_BASE", std::nullopt},
             {"GIT_NAMESPACE", std::nullopt},
             {"GIT_OBJECT_DIRECTORY", std::nullopt},
             {"GIT_ALTERNATE_OBJECT_DIRECTORIES", std::nullopt},
@@ -97,7 +102,8 @@ std::filesystem::path GitRepoReader::findRoot(const std::filesystem::path& folde
 
 std::vector<std::string> GitRepoReader::listTags(const std::filesystem::path& root) const {
     std::vector<std::string> tags;
-    const auto result = git(root, {"tag", "--list", "--sort=-creatordate"},
+    // Configured columns would put several tags on a line.
+    const auto result = git(root, {"tag", "--list", "--no-column", "--sort=-creatordate"},
                             [&](std::string_view line, ProcessRunner::Stream stream) {
                                 if (stream == ProcessRunner::Stream::standardOutput) tags.emplace_back(line);
                             });

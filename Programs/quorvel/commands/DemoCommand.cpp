@@ -1,6 +1,7 @@
 #include "Programs/quorvel/Invocation.h"
 #include "Programs/quorvel/commands/DemoEdits.h"
 #include "Programs/quorvel/commands/DemoPictures.h"
+#include "Programs/quorvel/commands/DemoRelease.h"
 #include "Programs/quorvel/commands/DemoStage.h"
 #include "Programs/quorvel/commands/DemoTree.h"
 #include "Programs/quorvel/commands/Groups.h"
@@ -29,9 +30,12 @@ struct DemoRecord {
     std::int64_t revertedDiffering = 0; // of those, not as before the push
     std::int64_t picturesDrawn = 0;
     std::int64_t picturesCommitted = 0; // of those, taken by App Store Connect
+    std::string releaseState;           // of the version that was shipped; empty when it was not
+    std::int64_t changesTold = 0;       // of its review
     std::optional<std::string> folder;  // when it was kept
     QUORVEL_RECORD(DemoRecord, steps, requestsSent, requestsLeast, requestsRefused, textsCompared,
-                   textsDiffering, textsReverted, revertedDiffering, picturesDrawn, picturesCommitted, folder)
+                   textsDiffering, textsReverted, revertedDiffering, picturesDrawn, picturesCommitted,
+                   releaseState, changesTold, folder)
 };
 
 class Demo : DemoStage {
@@ -62,6 +66,7 @@ class Demo : DemoStage {
         prove();
         revert();
         screenshots();
+        release();
         return conclude();
     }
 
@@ -74,6 +79,7 @@ class Demo : DemoStage {
         tell("• every store text of an app as a plain file, in each language: one command");
         tell("• only what changed going up, two new languages included: one command");
         tell("• the whole push taken back: one command");
+        tell("• a release from its number to Waiting for Review: one command, and its review watched");
         say("\n");
         tell(
             "The commands are those that you would type, and what they print is real. To type some yourself:");
@@ -227,12 +233,26 @@ class Demo : DemoStage {
         command({});
     }
 
+    void release() {
+        if (const auto standIn = standInBeside(invocation_.surroundings)) {
+            record_.releaseState = playRelease(*this, *standIn);
+            record_.changesTold = playReview(*this);
+            return;
+        }
+        step(
+            "A whole release",
+            "This chapter needs what stands in for Apple's developer tools, which is not beside this program; "
+            "'./run' builds it. The command is 'quorvel ship --version VERSION'.");
+    }
+
     ExitStatus conclude() {
         const bool keeps = invocation_.arguments.has("--keep");
         const bool least = record_.requestsSent == record_.requestsLeast + record_.requestsRefused;
         const bool held = record_.textsDiffering == 0 && least && record_.requestsRefused == 2 &&
                           record_.revertedDiffering == 0 &&
-                          record_.picturesCommitted == record_.picturesDrawn;
+                          record_.picturesCommitted == record_.picturesDrawn &&
+                          (record_.releaseState.empty() ||
+                           (record_.releaseState == "WAITING_FOR_REVIEW" && record_.changesTold == 2));
         step("What you get", "Measured in what you just saw:");
         say("\n");
         benefit("Less work",
@@ -250,6 +270,11 @@ class Demo : DemoStage {
                 fmt::format("{} of {} texts differ from those before the push, after one command took "
                             "it back.",
                             record_.revertedDiffering, record_.textsReverted));
+        if (!record_.releaseState.empty())
+            benefit("A release as one command",
+                    fmt::format("from a version number to {}: made, built, given to testers and submitted. "
+                                "Of its review {} changes were told, each once.",
+                                record_.releaseState, record_.changesTold));
         if (keeps) {
             folder().keep();
             record_.folder = folder().path().string();

@@ -70,10 +70,13 @@ void DemoStage::tell(std::string_view text) {
 }
 
 void DemoStage::command(const std::vector<std::string>& words) {
-    const std::string line = fmt::format("quorvel{}{}", words.empty() ? "" : " ", fmt::join(words, " "));
+    std::string line = "quorvel";
+    for (const std::string& word : words)
+        line += word.find(' ') == std::string::npos ? " " + word : fmt::format(" \"{}\"", word);
     say("\n" + styled(Style::cyan, " $ " + line) + "\n");
     std::vector<std::string> all = words;
     if (invocation_.global.verbose) all.push_back("--verbose");
+    lastOutput_.clear();
     const ExitStatus status = run(all, inner_);
     steps_.push_back({line, static_cast<std::int64_t>(status)});
     if (status == ExitStatus::interrupted) throw CancellationError();
@@ -89,7 +92,10 @@ std::size_t DemoStage::innerWidth() const {
 }
 
 Surroundings DemoStage::innerSurroundings() {
-    const auto write = [this](std::string_view text) { indented_.write(text); };
+    const auto write = [this](std::string_view text) {
+        lastOutput_ += text;
+        indented_.write(text);
+    };
     const Surroundings& outer = invocation_.surroundings;
     Surroundings inner;
     inner.streams = {
@@ -102,6 +108,8 @@ Surroundings DemoStage::innerSurroundings() {
         .terminal = std::nullopt};
     inner.variable = [this](std::string_view name) -> std::optional<std::string> {
         if (name == "QUORVEL_HOME") return (folder_.path() / "home").string();
+        if (name == "QUORVEL_XCRUN") return tools().string();
+        if (name == "TMPDIR") return folder_.path().string();
         if (name == "QUORVEL_ENDPOINTS") return server_.access().endpointsFile.string();
         return std::nullopt;
     };

@@ -47,7 +47,11 @@ class DemoStage {
 
     [[nodiscard]] DemoFolder& folder() { return folder_; }
     [[nodiscard]] sandbox::SandboxServer& server() { return server_; }
+    /// Where the commands find the developer tools.
+    [[nodiscard]] std::filesystem::path tools() { return folder_.path() / "tools/xcrun"; }
     [[nodiscard]] const std::vector<Step>& steps() const { return steps_; }
+    /// What the last command printed.
+    [[nodiscard]] const std::string& lastOutput() const { return lastOutput_; }
 
   private:
     // The lines of a command's output, each moved in a little.
@@ -71,6 +75,7 @@ class DemoStage {
     Indented indented_;
     Surroundings inner_;
     std::vector<Step> steps_;
+    std::string lastOutput_;
     int number_ = 0;
 };
 

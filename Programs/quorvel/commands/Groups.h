@@ -12,6 +12,7 @@ namespace quorvel {
 [[nodiscard]] std::vector<Command> appCommands();
 [[nodiscard]] std::vector<Command> appSettingsCommands();
 [[nodiscard]] std::vector<Command> versionCommands();
+[[nodiscard]] std::vector<Command> buildCommands(); // after those of versions, which have "builds"
 [[nodiscard]] std::vector<Command> pullCommands();
 [[nodiscard]] std::vector<Command> compareCommands();
 [[nodiscard]] std::vector<Command> pushCommands();
@@ -24,8 +25,15 @@ namespace quorvel {
 [[nodiscard]] const Command& generateKeywordsCommand();
 /// --fresh, of the commands that ask the model.
 [[nodiscard]] ArgumentSpec freshArgument();
+[[nodiscard]] std::vector<Command> notesCommands();
 [[nodiscard]] std::vector<Command> costsCommands();
 [[nodiscard]] std::vector<Command> screenshotCommands();
+[[nodiscard]] std::vector<Command> revenueCommands();
+[[nodiscard]] std::vector<Command> checklistCommands();
+[[nodiscard]] std::vector<Command> shipCommands();
+[[nodiscard]] std::vector<Command> testFlightCommands();
+[[nodiscard]] std::vector<Command> releaseCommands();
+[[nodiscard]] std::vector<Command> monitorCommands();
 [[nodiscard]] std::vector<Command> demoCommands();
 [[nodiscard]] std::vector<Command> sandboxCommands();
 [[nodiscard]] std::vector<Command> shellCommands();
@@ -34,10 +42,12 @@ namespace quorvel {
 [[nodiscard]] const Command& homeCommand();
 
 inline constexpr std::vector<Command> (*commandGroups[])() = {
-    authCommands, workspaceCommands, appCommands,      appSettingsCommands, versionCommands,
-    pullCommands, compareCommands,   pushCommands,     historyCommands,     localeCommands,
-    treeCommands, translateCommands, keywordsCommands, costsCommands,       screenshotCommands,
-    demoCommands, sandboxCommands,   shellCommands,
+    authCommands,   workspaceCommands,  appCommands,        appSettingsCommands, versionCommands,
+    buildCommands,  pullCommands,       compareCommands,    pushCommands,        historyCommands,
+    localeCommands, treeCommands,       translateCommands,  keywordsCommands,    notesCommands,
+    costsCommands,  screenshotCommands, testFlightCommands, releaseCommands,     checklistCommands,
+    shipCommands,   monitorCommands,    revenueCommands,    demoCommands,        sandboxCommands,
+    shellCommands,
 };
 
 } // namespace quorvel

@@ -3,6 +3,7 @@
 #include "Programs/quorvel/Errors.h"
 #include "Programs/quorvel/Performing.h"
 #include "Programs/quorvel/commands/Groups.h"
+#include "Programs/quorvel/commands/RevenuePlot.h"
 #include "Programs/quorvel/commands/TextReports.h"
 #include "Quorvel/actions/HomeActions.h"
 #include "Quorvel/application/Application.h"
@@ -143,6 +144,14 @@ void printHome(Invocation& invocation, const ShowHome::Result& home) {
             isTitled = true;
             printApp(output, app, widths, now);
         }
+    }
+    if (home.revenue) {
+        const auto& summary = home.revenue->summary;
+        output.line();
+        output.line(fmt::format(
+            "Proceeds and first-time downloads, last 7 days to {}: {} · {}", home.revenue->lastDay,
+            moneyText(summary.proceeds, summary.currency.value_or("")),
+            counted(static_cast<std::size_t>(std::max<std::int64_t>(summary.downloads, 0)), "download")));
     }
     if (!home.hasKey) output.note(fmt::format("No API key is found: '{}' stores one.", keyStep.command));
     for (const AppOverview& app : home.apps)

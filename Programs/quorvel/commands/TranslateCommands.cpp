@@ -70,16 +70,11 @@ std::string whyNothing(const TranslationPlan& plan) {
 }
 
 void confirmCost(Invocation& invocation, const TranslationPlan& plan) {
-    constexpr double threshold = 0.5;
     if (plan.replacements > 0)
         invocation.output.note(fmt::format("{} that {} there already will be replaced and backed up first.",
                                            counted(static_cast<std::size_t>(plan.replacements), "text"),
                                            plan.replacements == 1 ? "is" : "are"));
-    if (plan.estimatedCostUSD > threshold)
-        confirmCost(invocation,
-                    fmt::format("This is estimated to cost {}. Go on?",
-                                priceText(plan.estimatedCostUSD, plan.costIsAtMost)),
-                    "Nothing was sent.");
+    confirmCost(invocation, plan.estimatedCostUSD, plan.costIsAtMost);
 }
 
 Table::Cell resultCell(const TranslatedText& text) {

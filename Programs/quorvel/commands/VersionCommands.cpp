@@ -86,6 +86,12 @@ ExitStatus createVersion(Invocation& invocation) {
     return ExitStatus::done;
 }
 
+// The answer to the question on encryption.
+Table::Cell encryptionCell(const ASCBuildAttributes& build) {
+    if (!build.usesNonExemptEncryption) return {"not answered", Style::yellow};
+    return *build.usesNonExemptEncryption ? "not exempt" : "exempt";
+}
+
 std::string stateOf(const ASCBuildAttributes& build) {
     return build.expired.value_or(false) ? "EXPIRED" : build.processingState.value_or("");
 }
@@ -101,6 +107,7 @@ ExitStatus listBuilds(Invocation& invocation) {
                             {"Build", Table::Align::right},
                             {"State"},
                             {"Uploaded"},
+                            {"Encryption"},
                             {"ID", Table::Align::left, Table::Fit::cut}},
                 .rows = {}};
     for (const ASCBuildSummary& summary : result.builds) {
@@ -114,6 +121,7 @@ ExitStatus listBuilds(Invocation& invocation) {
                               attributes.version.value_or(""),
                               {state, style},
                               shortDate(attributes.uploadedDate, Precision::minute),
+                              encryptionCell(attributes),
                               summary.build.id});
     }
     invocation.output.table(table);

@@ -113,6 +113,10 @@ const Row rows[] = {
      [](const Client& c) { c.updateVersionLocalization("7", {.promotionalText = ""}); },
      "PATCH v1/appStoreVersionLocalizations/7",
      R"({"data":{"type":"appStoreVersionLocalizations","id":"7","attributes":{"promotionalText":""}}})"},
+    {"listVersionSummaries", [](const Client& c) { c.listVersionSummaries("7"); },
+     "GET v1/apps/7/appStoreVersions?include=build,appStoreReviewDetail&limit=200"},
+    {"listLocalizationSummaries", [](const Client& c) { c.listLocalizationSummaries("7"); },
+     "GET v1/appStoreVersions/7/appStoreVersionLocalizations?include=appScreenshotSets&limit=200&limit[appScreenshotSets]=50"},
     {"getReviewDetail", [](const Client& c) { c.getReviewDetail("7"); },
      "GET v1/appStoreVersions/7/appStoreReviewDetail"},
     {"attachBuild", [](const Client& c) { c.attachBuild("7", "8"); },
@@ -183,6 +187,31 @@ const Row rows[] = {
     {"submitForBetaReview", [](const Client& c) { c.submitForBetaReview("7"); },
      "POST v1/betaAppReviewSubmissions",
      R"({"data":{"type":"betaAppReviewSubmissions","relationships":{"build":{"data":{"type":"builds","id":"7"}}}}})"},
+    {"getBetaReviewSubmission", [](const Client& c) { (void)c.getBetaReviewSubmission("7"); },
+     "GET v1/builds/7/betaAppReviewSubmission"},
+    {"getBuildBetaDetail", [](const Client& c) { (void)c.getBuildBetaDetail("7"); },
+     "GET v1/builds/7/buildBetaDetail"},
+    {"updateBuildBetaDetail", [](const Client& c) { c.updateBuildBetaDetail("7", {true}); },
+     "PATCH v1/buildBetaDetails/7",
+     R"({"data":{"type":"buildBetaDetails","id":"7","attributes":{"autoNotifyEnabled":true}}})"},
+    {"createBetaGroup",
+     [](const Client& c) {
+         c.createBetaGroup("7", {"Friends", true});
+     },
+     "POST v1/betaGroups",
+     R"({"data":{"type":"betaGroups","attributes":{"name":"Friends","isInternalGroup":true},"relationships":{"app":{"data":{"type":"apps","id":"7"}}}}})"},
+    {"listBuildsOfBetaGroup", [](const Client& c) { c.listBuildsOfBetaGroup("7"); },
+     "GET v1/builds?filter[betaGroups]=7&sort=-uploadedDate&include=preReleaseVersion&limit=200"},
+    {"removeBuildFromBetaGroup", [](const Client& c) { c.removeBuildFromBetaGroup("7", "8"); },
+     "DELETE v1/betaGroups/7/relationships/builds", R"({"data":[{"type":"builds","id":"8"}]})"},
+    {"listBetaTesters", [](const Client& c) { c.listBetaTesters("7"); },
+     "GET v1/betaGroups/7/betaTesters?limit=200"},
+    {"createBetaTester",
+     [](const Client& c) {
+         c.createBetaTester("7", {"Yuki", {}, "yuki@example.com"});
+     },
+     "POST v1/betaTesters",
+     R"({"data":{"type":"betaTesters","attributes":{"firstName":"Yuki","email":"yuki@example.com"},"relationships":{"betaGroups":{"data":[{"type":"betaGroups","id":"7"}]}}}})"},
 
     // Submission to App Review
     {"listReviewSubmissions", [](const Client& c) { c.listReviewSubmissions("7", {}); },
@@ -194,7 +223,8 @@ const Row rows[] = {
      },
      "GET v1/reviewSubmissions?filter[app]=7&filter[state]=READY_FOR_REVIEW,UNRESOLVED_ISSUES&limit=200"},
     {"listReviewSubmissionItems", [](const Client& c) { c.listReviewSubmissionItems("7"); },
-     "GET v1/reviewSubmissions/7/items?include=appStoreVersion&limit=200"},
+     "GET v1/reviewSubmissions/7/items?include=appStoreVersion,appCustomProductPageVersion,"
+     "appStoreVersionExperiment,appStoreVersionExperimentV2,appEvent&limit=200"},
     {"createReviewSubmission", [](const Client& c) { c.createReviewSubmission("7", ASCPlatform::iOS); },
      "POST v1/reviewSubmissions",
      R"({"data":{"type":"reviewSubmissions","attributes":{"platform":"IOS"},"relationships":{"app":{"data":{"type":"apps","id":"7"}}}}})"},
@@ -204,6 +234,11 @@ const Row rows[] = {
     {"submitReviewSubmission", [](const Client& c) { c.submitReviewSubmission("7"); },
      "PATCH v1/reviewSubmissions/7",
      R"({"data":{"type":"reviewSubmissions","id":"7","attributes":{"submitted":true}}})"},
+    {"cancelReviewSubmission", [](const Client& c) { c.cancelReviewSubmission("7"); },
+     "PATCH v1/reviewSubmissions/7",
+     R"({"data":{"type":"reviewSubmissions","id":"7","attributes":{"canceled":true}}})"},
+    {"deleteReviewSubmissionItem", [](const Client& c) { c.deleteReviewSubmissionItem("7"); },
+     "DELETE v1/reviewSubmissionItems/7"},
 
     // Customer reviews
     {"listCustomerReviews", [](const Client& c) { c.listCustomerReviews("7", Client::Responses::leaveOut); },

@@ -2,10 +2,14 @@
 #include "Core/build/notes/GitLogParser.h"
 #include "Core/build/notes/VersionRangeResolver.h"
 #include "Platform/files/Files.h"
+#include "Tests/support/GitRepository.h"
 #include "Tests/support/TemporaryFolder.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+
+#include <cstdlib>
+#include <fstream>
 
 namespace quorvel {
 
@@ -17,38 +21,8 @@ using testing::HasSubstr;
 using testing::IsEmpty;
 using Source = VersionRange::Source;
 
-// A repository in a folder of its own, made with git itself.
-class Repository {
-  public:
-    Repository() { git({"init", "--quiet", "--initial-branch=main"}); }
-
-    void git(std::vector<std::string> arguments, const std::string& input = "") const {
-        arguments.insert(arguments.begin(), {"-c", "user.name=A", "-c", "user.email=a@example.org", "-c",
-                                             "commit.gpgSign=false", "-c", "tag.gpgSign=false"});
-        const auto result = ProcessRunner::run({.executable = "git",
-                                                .arguments = arguments,
-                                                .environment = {{"GIT_CONFIG_GLOBAL", "/dev/null"},
-                                                                {"GIT_COMMITTER_DATE", date()},
-                                                                {"GIT_AUTHOR_DATE", date()}},
-                                                .workingFolder = root(),
-                                                .input = input});
-        ASSERT_TRUE(result.succeeded()) << result.stderrTail;
-    }
-    // A later commit has a later date.
-    void commit(const std::string& message) {
-        ++commits_;
-        git({"commit", "--quiet", "--allow-empty", "--cleanup=verbatim", "--file=-"}, message);
-    }
-    void tag(const std::string& name) const { git({"tag", name}); }
-    [[nodiscard]] std::filesystem::path root() const { return std::filesystem::canonical(folder_.path()); }
-
-  private:
-    [[nodiscard]] std::string date() const {
-        return "2026-01-01T00:00:" + std::string(commits_ < 10 ? "0" : "") + std::to_string(commits_) +
-               "+02:00";
-    }
-    TemporaryFolder folder_;
-    int commits_ = 0;
+struct Repository : TemporaryFolder, test::GitRepository {
+    Repository() : test::GitRepository(path()) {}
 };
 
 std::vector<std::string> subjectsOf(const std::vector<GitCommit>& commits) {
@@ -231,14 +205,93 @@ TEST(GitRepoReader, runsNothingThatTheRepositoryNames) {
     writeFileAtomically(program, "#!/bin/sh\ntouch '" + witness.string() + "'\nexit 1\n");
     std::filesystem::permissions(program, std::filesystem::perms::owner_all);
     for (const char* key : {"core.fsmonitor", "core.pager", "pager.log", "gpg.program", "diff.external",
-                            "core.askPass", "core.sshCommand", "core.alternateRefsCommand"})
+                            "core.askPass", "core.sshCommand", "core.alternateRefsCommand",
+                            "diff.notes.textconv", "diff.notes.command", "core.editor", "credential.helper"})
         repository.git({"config", key, program.string()});
     repository.git({"config", "log.showSignature", "true"});
     repository.git({"config", "alias.log", "!" + program.string()});
+    repository.git({"config", "core.hooksPath", repository.root().string()});
+    writeFileAtomically(repository.root() / ".gitattributes", "* diff=notes filter=notes\n");
     const GitRepoReader reader;
     EXPECT_THAT(subjectsOf(reader.commits(reader.findRoot(repository.root()), {})), ElementsAre("one"));
     EXPECT_THAT(reader.listTags(repository.root()), IsEmpty());
     EXPECT_FALSE(std::filesystem::exists(witness));
+}
+
+TEST(GitRepoReader, readsTheSameWhateverTheConfigurationSaysOfForms) {
+    Repository repository;
+    repository.commit("one");
+    repository.tag("v1");
+    repository.git({"tag", "--annotate", "release/1", "--message=several tags of one commit"});
+    repository.tag("ios/1-2");
+    const std::pair<const char*, const char*> settings[] = {
+        {"column.ui", "always"},     {"tag.sort", "refname"},   {"format.pretty", "raw"},
+        {"log.decorate", "full"},    {"log.date", "raw"},       {"log.diffMerges", "on"},
+        {"log.showRoot", "true"},    {"color.ui", "always"},    {"i18n.logOutputEncoding", "UTF-16"},
+        {"mailmap.file", "nowhere"}, {"log.mailmap", "true"},   {"core.quotePath", "false"},
+        {"log.follow", "true"},      {"notes.displayRef", "*"}, {"diff.noprefix", "true"}};
+    for (const auto& [key, value] : settings)
+        repository.git({"config", key, value});
+    repository.git({"notes", "add", "--message=a note", "HEAD"});
+    const auto commits = GitRepoReader().commits(repository.root(), {});
+    EXPECT_THAT(subjectsOf(commits), ElementsAre("one"));
+    EXPECT_EQ(commits.at(0).body, "");
+    EXPECT_THAT(GitRepoReader().listTags(repository.root()),
+                testing::UnorderedElementsAre("v1", "release/1", "ios/1-2"));
+}
+
+TEST(GitRepoReader, leavesSomebodyElsesRepositoryAloneAndSaysSo) {
+    Repository repository;
+    repository.commit("one");
+    const std::pair<const char*, const char*> variables[] = {{"GIT_TEST_ASSUME_DIFFERENT_OWNER", "1"},
+                                                             {"GIT_CONFIG_GLOBAL", "/dev/null"},
+                                                             {"GIT_CONFIG_SYSTEM", "/dev/null"}};
+    for (const auto& [name, value] : variables)
+        ::setenv(name, value, 1);
+    EXPECT_THAT(errorOf([&] { static_cast<void>(GitRepoReader().findRoot(repository.root())); }),
+                testing::AllOf(testing::StartsWith("git command failed: "), HasSubstr("safe.directory")));
+    for (const auto& [name, value] : variables)
+        ::unsetenv(name);
+}
+
+namespace {
+
+// From here on, the most memory that this process takes is counted anew.
+void forgetPeakMemory() {
+    std::ofstream("/proc/self/clear_refs") << "5";
+}
+
+// In bytes.
+std::size_t peakMemory() {
+    std::ifstream status("/proc/self/status");
+    for (std::string line; std::getline(status, line);)
+        if (line.starts_with("VmHWM:")) return std::stoul(line.substr(6)) << 10;
+    return 0;
+}
+
+} // namespace
+
+TEST(GitRepoReader, readsALongHistoryWithoutKeepingIt) {
+    constexpr std::size_t count = 1000;
+    constexpr std::size_t bodySize = 20 << 10;
+    Repository repository;
+    repository.commitMany(count, std::string(bodySize, 'x'));
+    forgetPeakMemory();
+    const std::size_t before = peakMemory();
+    std::size_t kinds = 0;
+    std::size_t bytes = 0;
+    GitRepoReader().readCommits(
+        repository.root(), {},
+        [&](GitCommit commit) {
+            bytes += commit.body.size();
+            kinds += CommitFilter::classify(std::move(commit)).kind == CommitKind::other ? 1 : 0;
+        },
+        static_cast<std::int64_t>(count) + 1);
+    EXPECT_EQ(kinds, count);
+    EXPECT_EQ(bytes, count * bodySize);
+#if !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__)
+    EXPECT_LT(peakMemory() - before, bytes / 4); // sanitizers hold freed memory back
+#endif
 }
 
 } // namespace quorvel

@@ -48,6 +48,17 @@ TEST(AltoolVerdict, readsEveryFormOfTheToolsAnswer) {
         {"braces in a log before it", "DEBUG: UserInfo={status=409, source={ pointer }}",
          R"({"product-errors":[{"message":"On the other pipe: \"}\" \\"}]})", "On the other pipe: \"}\" \\"},
         {"an answer cut short", R"({"productErrors":[{"message":"half)", "", {}},
+        {"a banner before the JSON",
+         "Running altool at path '/a/altool'...\nERROR: option '-' is unknown: ignored\n====\n"
+         "UPLOAD FAILED with 1 error\n====\n{\"product-errors\":[{\"code\":409,\"message\":\"Validation "
+         "failed\",\"underlying-errors\":[{\"code\":-19241}],\"user-info\":{\"NSLocalizedDescription\":\"Validation "
+         "failed\"}}]}\n\t",
+         "", "Validation failed"},
+        {"a verbose success",
+         "DEBUG: request { body = { a = 1; } }\nERROR: option '-' is unknown: ignored\n==\nUPLOAD SUCCEEDED with 0 "
+         "warnings\n==\n{\"details\":{\"transferred\":\"1 bytes\"},\"success-message\":\"No errors\"}",
+         "",
+         {}},
         {"words in any case", "step 1\nUpload Failed\nfor a reason", "",
          "altool reported UPLOAD FAILED.\nstep 1\nUpload Failed\nfor a reason"},
     };
@@ -68,6 +79,8 @@ TEST(SchemeList, readsListingsWithAndWithoutAHeading) {
             "    If no build configuration is specified and -scheme is not passed then \"Release\" is used.\n\n"
             "    Schemes:\n        Free\n        Paid App\n\n        not one\n"),
         ElementsAre("Free", "Paid App"));
+    EXPECT_THAT(schemesIn("Targets:\n    A\n\nBuild Configurations:\n    Debug\n\nSchemes:\n    Player"),
+                ElementsAre("Player"));
     EXPECT_THAT(schemesIn("Schemes:\r\n    One\r\n    Other:\n    Two"), ElementsAre("One"));
     EXPECT_THAT(schemesIn("There are no schemes in workspace \"Empty\".\n"), IsEmpty());
 }
@@ -82,6 +95,12 @@ TEST(BuildError, putsTheCausesFirstEachOnce) {
     EXPECT_THAT(causesIn(output),
                 ElementsAre("/a/Main.swift:3:7: error: cannot find 'x' in scope",
                             "error: exportArchive: No profiles for 'org.example.app' were found"));
+    EXPECT_THAT(
+        causesIn("Undefined symbols for architecture arm64:\nld: symbol(s) not found\nclang: error: linker "
+                 "command failed with exit code 1\n/a/Pods.xcodeproj: error: Signing for \"X\" requires a "
+                 "development team. Select one.\n** ARCHIVE FAILED **\n"),
+        ElementsAre(HasSubstr("Undefined symbols"), HasSubstr("linker command failed"),
+                    HasSubstr("requires a development team")));
     const std::string text = BuildError::commandFailed(BuildStage::exporting, 70, output).what();
     EXPECT_TRUE(
         text.starts_with("The build failed while exporting (exit code 70).\n/a/Main.swift:3:7: error:"))

@@ -1,3 +1,4 @@
+#include "Platform/text/Text.h"
 #include "Quorvel/controllers/build/BuildController.h"
 #include "Tests/support/ControllerSandbox.h"
 #include "Tests/support/DeveloperTools.h"
@@ -104,6 +105,54 @@ TEST_F(BuildRuns, goOnWaitingAfterTheProgramEnded) {
     EXPECT_EQ(tools.calls(), calls) << "nothing is built or uploaded again";
 }
 
+TEST_F(BuildRuns, findAnUploadWhoseEndNobodySaw) {
+    std::vector<bool> noted;
+    auto cutOff = parts();
+    cutOff.remember = [&](const std::optional<AwaitedBuild>& build) {
+        noted.push_back(build && build->isUploaded);
+        if (noted.size() == 1) awaited = build; // the program is gone from here on
+    };
+    ASSERT_TRUE(BuildController(cutOff).run(config).outcome.success);
+    EXPECT_THAT(noted, testing::ElementsAre(false, true, false));
+    ASSERT_TRUE(awaited);
+    EXPECT_TRUE(BuildController(parts()).resume(*awaited).outcome.success) << log;
+
+    AwaitedBuild lost = *awaited;
+    lost.buildNumber = "9999";
+    lost.isUploaded = false;
+    awaited = lost;
+    waits = 0;
+    const auto result = BuildController(parts()).resume(lost);
+    EXPECT_THAT(*result.outcome.errorMessage, HasSubstr("was cut off, and App Store Connect does not show"));
+    EXPECT_EQ(waits, 20U) << "ten minutes, not an hour";
+    EXPECT_TRUE(awaited) << "it may still appear";
+}
+
+TEST_F(BuildRuns, goOnWaitingWhileTheNetworkIsGone) {
+    sandbox.server.setFaults({{.route = "GET /v1/builds/*", .status = 503, .count = 9}});
+    const BuildRunResult result = run();
+    EXPECT_TRUE(result.outcome.success) << log;
+    EXPECT_THAT(log, HasSubstr("App Store Connect could not be asked, trying again: "));
+    sandbox.server.revokeKey(true);
+    EXPECT_FALSE(
+        BuildController(parts()).resume({std::string(gardenApp), config, "3.5", "1", now}).outcome.success)
+        << "what no waiting helps against ends it";
+}
+
+TEST_F(BuildRuns, keepToTheVersionThatWasAgreedTo) {
+    BuildController controller(parts());
+    const BuildNumbers agreed = controller.plan(config);
+    EXPECT_EQ(agreed.projectNumber, "7");
+    EXPECT_EQ(agreed.marketingVersion, editable().attributes.versionString);
+    EXPECT_TRUE(naturalLess(*agreed.highestNumber, *agreed.buildNumber));
+    EXPECT_THAT(tools.calls(), Not(HasSubstr("archive"))) << "a plan changes nothing";
+    sandbox.server.setVersionState(editable().id, "WAITING_FOR_REVIEW");
+    tools.setProject("9.0", "7");
+    EXPECT_THAT(*controller.run(config, agreed).outcome.errorMessage,
+                HasSubstr("would become version 9.0 instead of"));
+    EXPECT_THAT(tools.calls(), Not(HasSubstr("archive")));
+}
+
 TEST_F(BuildRuns, stopWithWhatToDo) {
     const auto errorOf = [&] { return run().outcome.errorMessage.value_or("no error"); };
     behave({{"archive",
@@ -113,7 +162,10 @@ TEST_F(BuildRuns, stopWithWhatToDo) {
     behave({{"upload",
              JSONValue::object({{"lines", JSONValue::array({R"({"product-errors":[{"message":"Taken."}]})"})},
                                 {"exitCode", 0}})}});
-    EXPECT_EQ(errorOf(), "Taken.");
+    auto refused = parts();
+    refused.awaitedBefore = AwaitedBuild{.buildNumber = "6"};
+    EXPECT_EQ(BuildController(refused).run(config).outcome.errorMessage, "Taken.");
+    EXPECT_EQ(awaited, refused.awaitedBefore) << "it is awaited as before";
     EXPECT_EQ(keysLeft(), 0U);
     config.scheme.clear();
     EXPECT_EQ(errorOf(), "Build config incomplete — pick project and scheme.");

@@ -1,0 +1,237 @@
+#include "Quorvel/actions/RevenueActions.h"
+
+#include "Quorvel/application/Application.h"
+#include "Quorvel/controllers/revenue/RevenueController.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <functional>
+#include <map>
+#include <set>
+#include <tuple>
+
+namespace quorvel {
+
+namespace {
+
+/// The apps that a request is about, and what was sold of them.
+struct FetchedRevenue {
+    std::optional<ManagedWorkspace> workspace;
+    std::vector<ManagedApp> apps;
+    Revenue revenue;
+};
+
+std::string vendorNumberOf(Application& application, const ShowRevenue::Request& request,
+                           const KeyOwner& owner) {
+    const auto number = request.vendorNumber ? request.vendorNumber : application.vendorNumber(owner);
+    if (!number || number->empty())
+        throw ApplicationError(FailureKind::vendorNumberMissing,
+                               "Sales reports are asked for with a vendor number, and none is stored.",
+                               "It stands in App Store Connect under Payments and Financial Reports.");
+    if (!std::ranges::all_of(*number, [](char digit) { return digit >= '0' && digit <= '9'; }))
+        throw ApplicationError(
+            FailureKind::badRequest, fmt::format("{} is no vendor number", quotedWord(*number)),
+            "Vendor numbers have digits only; they stand in Payments and Financial Reports.");
+    return *number;
+}
+
+// Apps of one workspace may belong to several teams.
+std::vector<RevenueController::Account> accountsOf(Application& application,
+                                                   const ShowRevenue::Request& request,
+                                                   const std::vector<KeyOwner>& owners) {
+    std::map<std::string, std::shared_ptr<const ASCClientProtocol>> clients;
+    for (const KeyOwner& owner : owners) {
+        const auto number = vendorNumberOf(application, request, owner);
+        if (!clients.contains(number)) clients[number] = application.client(owner);
+    }
+    std::vector<RevenueController::Account> accounts;
+    for (const auto& [number, client] : clients)
+        accounts.push_back({client, number});
+    return accounts;
+}
+
+std::string currencyOf(Application& application, const ShowRevenue::Request& request) {
+    if (!request.currency) return RevenueController::displayCurrency(*application.userDefaults());
+    const bool isCode = request.currency->size() == 3 &&
+                        std::ranges::all_of(*request.currency, [](char c) { return c >= 'A' && c <= 'Z'; });
+    if (!isCode)
+        throw ApplicationError(FailureKind::badRequest,
+                               fmt::format("{} is no currency", quotedWord(*request.currency)),
+                               "Currencies are named by three capital letters, such as EUR.");
+    application.userDefaults()->set(RevenueController::displayCurrencyKey, *request.currency);
+    return *request.currency;
+}
+
+FetchedRevenue fetchRevenue(Application& application, const ShowRevenue::Request& request,
+                            const ActionProgress& progress) {
+    requireNumber("days", request.days, 1, ShowRevenue::mostDays);
+    const AppDirectory directory(application, targetOf(request).choice);
+    FetchedRevenue fetched{.workspace = directory.workspace()};
+    for (const std::string& name : request.apps)
+        fetched.apps.push_back(directory.require(name));
+    if (request.apps.empty()) fetched.apps = directory.appsInView();
+    std::vector<KeyOwner> owners;
+    RevenueController::Wish wish{.days = static_cast<int>(request.days),
+                                 .currency = currencyOf(application, request),
+                                 .onlyTheseApps = !request.apps.empty(),
+                                 .workspace = fetched.workspace ? fetched.workspace->id : ""};
+    for (const ManagedApp& app : fetched.apps) {
+        owners.push_back(ownerOf(app));
+        wish.apps.push_back({app.slug, app.appStoreId, app.bundleId, {}});
+    }
+    if (owners.empty()) owners.push_back(directory.keyOwner());
+    RevenueController controller(
+        {.accounts = accountsOf(application, request, owners),
+         .reports = application.home().applicationSupport() / "Brevant" / "Sales Reports",
+         .defaults = application.userDefaults(),
+         .rates = &application.exchangeRates(),
+         .clock = application.clock()});
+    fetched.revenue = controller.fetch(wish, [&](std::size_t done, std::size_t total) {
+        progress.step({"Reading sales reports", done, total});
+    });
+    const auto hasFailed = [](const DayResult& day) { return day.status == DayResult::Status::failed; };
+    if (std::ranges::all_of(fetched.revenue.current, hasFailed) &&
+        std::ranges::all_of(fetched.revenue.previous, hasFailed))
+        throw ApplicationError(FailureKind::failed, fetched.revenue.current.back().reason);
+    return fetched;
+}
+
+std::vector<ShowRevenue::Day> daysOf(const Revenue& revenue) {
+    std::vector<ShowRevenue::Day> days;
+    for (std::size_t i = 0; i < revenue.current.size(); ++i) {
+        const DayResult& source = revenue.current[i];
+        ShowRevenue::Day day{
+            .date = source.date, .status = source.status, .proceeds = revenue.converted.daily[i]};
+        for (const SalesLine& line : source.lines)
+            day.downloads += line.downloads;
+        if (source.status == DayResult::Status::failed) day.reason = source.reason;
+        days.push_back(std::move(day));
+    }
+    return days;
+}
+
+std::vector<ShowRevenue::AppShare> sharesOf(const FetchedRevenue& fetched) {
+    const auto& [workspace, apps, revenue] = fetched;
+    std::vector<ShowRevenue::AppShare> shares;
+    for (const ManagedApp& app : apps) {
+        ShowRevenue::AppShare share{.app = app.slug, .displayName = app.displayName};
+        if (const auto sum = revenue.converted.proceedsByApp.find(app.slug);
+            sum != revenue.converted.proceedsByApp.end())
+            share.proceeds = sum->second;
+        if (const auto sum = revenue.summary.downloadsByApp.find(app.slug);
+            sum != revenue.summary.downloadsByApp.end())
+            share.downloads = sum->second;
+        if (const auto sums = revenue.summary.proceedsByAppByCurrency.find(app.slug);
+            sums != revenue.summary.proceedsByAppByCurrency.end())
+            for (const auto& [currency, amount] : sums->second)
+                share.reported.push_back({currency, amount});
+        shares.push_back(std::move(share));
+    }
+    std::ranges::stable_sort(shares, std::greater(), &ShowRevenue::AppShare::proceeds);
+    return shares;
+}
+
+/// Which app a line of the fetched days belongs to.
+std::function<const ManagedApp*(const SalesLine&)> attributionOf(const FetchedRevenue& fetched) {
+    std::vector<SalesRowAttribution> attributions;
+    for (const ManagedApp& app : fetched.apps) {
+        attributions.push_back({app.appStoreId, app.bundleId, {}});
+        if (const auto skus = fetched.revenue.summary.appSKUs.find(app.slug);
+            skus != fetched.revenue.summary.appSKUs.end())
+            attributions.back().appSKUs = {skus->second.begin(), skus->second.end()};
+    }
+    return [attributions, &apps = fetched.apps](const SalesLine& line) -> const ManagedApp* {
+        const auto found =
+            std::ranges::find_if(attributions, [&](const auto& app) { return app.owns(line); });
+        return found == attributions.end() ? nullptr
+                                           : &apps[static_cast<std::size_t>(found - attributions.begin())];
+    };
+}
+
+std::vector<ShowRevenue::UnknownProduct> unknownProductsOf(const FetchedRevenue& fetched) {
+    std::map<std::string, ShowRevenue::UnknownProduct> products;
+    const auto appOf = attributionOf(fetched);
+    const FXRates rates = fetched.revenue.rates.value_or(FXRates());
+    for (const DayResult& day : fetched.revenue.current)
+        for (const SalesLine& line : day.lines) {
+            if (appOf(line)) continue;
+            auto& product = products[line.appleIdentifier];
+            product.appleIdentifier = line.appleIdentifier;
+            product.sku = line.sku;
+            product.downloads += line.downloads;
+            if (!line.currency.empty())
+                product.proceeds +=
+                    rates.convert(line.proceeds, line.currency, fetched.revenue.converted.currency)
+                        .value_or(0);
+        }
+    std::vector<ShowRevenue::UnknownProduct> list;
+    for (auto& [id, product] : products)
+        list.push_back(std::move(product));
+    std::ranges::stable_sort(list, std::greater(), &ShowRevenue::UnknownProduct::proceeds);
+    return list;
+}
+
+} // namespace
+
+ShowRevenue::Result ShowRevenue::perform(Application& application, const Request& request,
+                                         const ActionProgress& progress) {
+    const FetchedRevenue fetched = fetchRevenue(application, request, progress);
+    const Revenue& revenue = fetched.revenue;
+    Result result{.workspace = fetched.workspace,
+                  .firstDay = revenue.window.current.front(),
+                  .lastDay = revenue.window.current.back(),
+                  .currency = revenue.converted.currency,
+                  .proceeds = revenue.converted.proceeds,
+                  .previousProceeds = revenue.converted.previousProceeds,
+                  .downloads = revenue.summary.downloads,
+                  .previousDownloads = revenue.summary.previousDownloads,
+                  .days = daysOf(revenue),
+                  .apps = sharesOf(fetched),
+                  .reported = revenue.converted.reported,
+                  .unconverted = revenue.converted.unconverted,
+                  .unattributedProceeds = revenue.summary.unattributedProceeds,
+                  .unknownProducts = unknownProductsOf(fetched),
+                  .rateDate = revenue.converted.rateDate,
+                  .publishedDays = revenue.summary.publishedDays,
+                  .latestDayPublished = revenue.summary.latestDayPublished,
+                  .failure = revenue.summary.failure};
+    // Nobody misses rates that nothing would have been converted with.
+    if (result.rateDate || !result.unconverted.empty()) result.ratesProblem = revenue.ratesProblem;
+    for (const auto* days : {&revenue.previous, &revenue.current})
+        for (const DayResult& day : *days) {
+            result.unreadableNumbers += day.unreadableNumbers;
+            if (day.status != DayResult::Status::failed) continue;
+            ++result.failedDays;
+            if (!result.failure) result.failure = day.reason;
+        }
+    return result;
+}
+
+ExportRevenue::Result ExportRevenue::perform(Application& application, const Request& request,
+                                             const ActionProgress& progress) {
+    const FetchedRevenue fetched = fetchRevenue(application, request, progress);
+    const auto appOf = attributionOf(fetched);
+    Result result;
+    for (const DayResult& day : fetched.revenue.current) {
+        if (day.status == DayResult::Status::notYetPublished) result.unpublishedDays.push_back(day.date);
+        if (day.status == DayResult::Status::failed) result.failedDays.push_back(day.date);
+        std::map<std::tuple<std::string, std::string>, Row> rows;
+        for (const SalesLine& line : day.lines) {
+            const ManagedApp* app = appOf(line);
+            Row& row = rows[{app ? app->slug : "", line.currency}];
+            row.date = day.date;
+            row.app = app ? app->slug : "";
+            row.displayName = app ? app->displayName : "";
+            row.currency = line.currency;
+            row.proceeds += line.proceeds;
+            row.units += line.units;
+            row.downloads += line.downloads;
+        }
+        for (auto& [key, row] : rows)
+            result.rows.push_back(std::move(row));
+    }
+    return result;
+}
+
+} // namespace quorvel

@@ -1,0 +1,340 @@
+// What is to be done of each step of a shipment.
+#include "Core/build/BuildConfigStore.h"
+#include "Core/build/VersionStateTexts.h"
+#include "Platform/text/Counted.h"
+#include "Platform/text/Text.h"
+#include "Quorvel/actions/Shipment.h"
+#include "Quorvel/actions/SubmissionActions.h"
+#include "Quorvel/application/Application.h"
+#include "Quorvel/application/Failure.h"
+
+#include <fmt/format.h>
+#include <fmt/ranges.h>
+
+#include <algorithm>
+
+namespace quorvel {
+
+namespace {
+
+std::string stateOf(const ASCVersionSummary& version) {
+    return version.version.attributes.appStoreState.value_or("");
+}
+
+std::string versionOf(const ASCVersionSummary& version) {
+    return version.version.attributes.versionString.value_or("");
+}
+
+// Why a push would leave some of the texts behind until somebody does something.
+std::optional<std::string> blockOf(const std::vector<LeftOutChange>& leftOut) {
+    std::vector<std::string> reasons;
+    for (const LeftOutGroup& group : groupsOf(leftOut)) {
+        if (std::ranges::none_of(group.changes, &LeftOutChange::isMissed)) continue;
+        const FieldKey first = group.changes.front().change.key();
+        reasons.push_back(
+            fmt::format("{} {}{}: {}", first.locale, shortLabelOf(first.field),
+                        group.changes.size() > 1 ? fmt::format(" and {} more", group.changes.size() - 1) : "",
+                        group.explanation));
+    }
+    if (reasons.empty()) return std::nullopt;
+    return fmt::format("{}", fmt::join(reasons, " "));
+}
+
+std::optional<std::string> blockOf(const PushPlan& plan) {
+    if (!plan.conflicts.empty()) {
+        const PushOutcome& first = plan.conflicts.front();
+        return fmt::format("{} cannot be pushed: {} {}: {}", counted(plan.conflicts.size(), "text"),
+                           first.change.locale, shortLabelOf(first.change.field),
+                           first.errorMessage.value_or(""));
+    }
+    return blockOf(plan.leftOut);
+}
+
+std::int64_t requestsOf(const ScreenshotPushPlan& plan) {
+    std::int64_t requests = 0;
+    if (!plan.prepared) return requests;
+    for (const ScreenshotSetEdit& edit : plan.prepared->plan.edits) {
+        const auto set = std::ranges::find_if(plan.sets, [&](const ScreenshotSetStatus& status) {
+            return status.locale == edit.locale && status.displayType == edit.displayType;
+        });
+        const bool isNew = set == plan.sets.end() || set->remote == 0;
+        requests += (isNew ? 1 : 0) + std::ssize(edit.ascIdsToDelete) + 2 * std::ssize(edit.localsToUpload) +
+                    (edit.finalOrder.size() > 1 ? 1 : 0);
+    }
+    return requests;
+}
+
+bool isUsable(const ASCBuildSummary& build, ASCPlatform platform) {
+    const ASCBuildAttributes& attributes = build.build.attributes;
+    return build.platform == rawValue(platform) && !attributes.expired.value_or(false) &&
+           (isProcessed(attributes) ||
+            attributes.processingState == rawValue(BuildProcessingState::processing));
+}
+
+std::string numberOf(const ASCBuildSummary& build) {
+    return build.build.attributes.version.value_or("?");
+}
+
+} // namespace
+
+ShipStep Shipment::lookAtVersion() const {
+    const ShipOptions& options = parts_.options;
+    const std::string wanted = fmt::format("{} {}", platformFolderName(options.platform), options.version);
+    if (found_)
+        return {Kind::version, State::done,
+                fmt::format("{} is there: {}", wanted, statePill(stateOf(*found_)))};
+    if (!open_) return {Kind::version, State::planned, fmt::format("Make version {}", wanted), 1};
+    if (contextOf(open_->version)->takesPushes())
+        return {Kind::version, State::planned,
+                fmt::format("Rename version {} to {}", versionOf(*open_), options.version), 1};
+    return {
+        Kind::version, State::person,
+        fmt::format("{} is open already ({}), and a platform has one open version at a time. Wait for its "
+                    "end, or take it out of review",
+                    versionOf(*open_), statePill(stateOf(*open_)))};
+}
+
+// Texts that were pulled of another version are none of this one's.
+ShipStep Shipment::lookAtPull() const {
+    const MetadataFolder folder = parts_.folder.contextFolder(contextID());
+    const MetadataStore store(folder);
+    const std::string known = found_ ? found_->version.id : open_ ? open_->version.id : "";
+    const bool isPulled =
+        isFolder(folder) && !store.hasInterruptedPull() && !known.empty() && store.pulledVersionID() == known;
+    if (isPulled) return {Kind::pull, State::done, "The texts of this version are pulled"};
+    return {Kind::pull, State::planned,
+            isFolder(folder) ? "Pull the texts of this version; local edits stay" : "Pull the texts"};
+}
+
+ShipStep Shipment::lookAtTexts() {
+    const MetadataFolder folder = parts_.folder.contextFolder(contextID());
+    if (!isFolder(folder))
+        return {Kind::texts, State::done, "There are no local texts; those of App Store Connect stay"};
+    const bool allowsClearing = parts_.options.allowClear;
+    const PushFilter filter{.clearing = allowsClearing ? Clearing::allow : Clearing::leaveOut,
+                            .unreviewed =
+                                parts_.options.allowUnreviewed ? Unreviewed::allow : Unreviewed::leaveOut};
+    if (!found_ || lookAtPull().state != State::done) {
+        const auto local = parts_.session->metadata->compare(contextID().text(), filter, parts_.dryRun);
+        if (const auto block = blockOf(local.texts.selection.leftOut))
+            return {Kind::texts, State::person, *block};
+        return {Kind::texts, State::planned, "Push the local texts that differ from the pulled ones", 0,
+                false};
+    }
+    texts_ = parts_.session->metadata->planPush(filter, contextID().text(), parts_.dryRun,
+                                                MetadataController::Requests::include);
+    if (const auto block = blockOf(*texts_)) return {Kind::texts, State::person, *block};
+    if (texts_->changes.empty()) return {Kind::texts, State::done, "Local texts match App Store Connect"};
+    return {Kind::texts, State::planned, fmt::format("Push {}", counted(texts_->changes.size(), "text")),
+            std::ssize(texts_->requests)};
+}
+
+ShipStep Shipment::lookAtScreenshots() {
+    const auto pictures = screenshotPaths(parts_.folder, contextID()).pictures;
+    std::error_code unreachable;
+    const ScreenshotChoice choice{.mode = parts_.options.screenshots,
+                                  .selection = {.platform = parts_.options.platform}};
+    const bool hasPictures = std::filesystem::is_directory(pictures, unreachable) &&
+                             scanScreenshots(pictures, choice.selection).pictures > 0;
+    if (!hasPictures) {
+        std::size_t sets = 0;
+        for (const ASCLocalizationSummary& one : localizations_)
+            sets += one.displayTypes.size();
+        if (found_ ? sets == 0 : !isUpdate())
+            return {
+                Kind::screenshots, State::person,
+                fmt::format("There are no screenshots. Put some into {}", escapeControls(pictures.string()))};
+        return {Kind::screenshots, State::done,
+                found_ ? fmt::format("{} on App Store Connect; none to push", counted(sets, "set"))
+                       : "None to push; a new version has those of the one on sale"};
+    }
+    if (!found_) return {Kind::screenshots, State::planned, "Push the local screenshots", 0, false};
+    screenshots_ = parts_.session->screenshots->planPush(contextID().text(), choice, parts_.dryRun);
+    if (!screenshots_->failures.empty())
+        return {Kind::screenshots, State::person,
+                fmt::format("{} cannot be pushed: {}", counted(screenshots_->failures.size(), "picture"),
+                            screenshots_->failures.front())};
+    if (screenshots_->changedSets == 0)
+        return {Kind::screenshots, State::done, "Local screenshots match App Store Connect"};
+    const auto uploads = static_cast<std::size_t>(screenshots_->uploads);
+    const auto sets = static_cast<std::size_t>(screenshots_->changedSets);
+    std::string text = fmt::format("Upload {} to {}", counted(uploads, "screenshot"), counted(sets, "set"));
+    if (screenshots_->deletions > 0) text += fmt::format(" and remove {}", screenshots_->deletions);
+    return {Kind::screenshots, State::planned, text, requestsOf(*screenshots_)};
+}
+
+ShipStep Shipment::lookAtBuild() {
+    const ShipOptions& options = parts_.options;
+    build_.reset();
+    awaited_.reset();
+    const auto& all = builds();
+    const auto attached = std::ranges::find_if(all, [&](const ASCBuildSummary& build) {
+        return found_ && found_->build && build.build.id == found_->build->id &&
+               isUsable(build, options.platform);
+    });
+    const auto newest = std::ranges::find_if(
+        all, [&](const ASCBuildSummary& build) { return isUsable(build, options.platform); });
+    if (const auto use = attached != all.end() ? attached : newest; use != all.end()) build_ = *use;
+    if (build_ && isProcessed(build_->build.attributes))
+        return {Kind::build, State::done, fmt::format("Build {} is processed", numberOf(*build_))};
+    for (const AwaitedBuildOfApp& awaited : awaitedBuilds(parts_.application))
+        if (!awaited_ && awaited.app.appStoreId == parts_.app.app.appStoreId &&
+            awaited.build.marketingVersion == options.version &&
+            namesOf(awaited.build.config.platform).ascPlatform == options.platform)
+            awaited_ = awaited;
+    if (awaited_)
+        return {Kind::build, State::waits,
+                fmt::format("Go on with build {}, which was uploaded", awaited_->build.buildNumber)};
+    if (build_)
+        return {Kind::build, State::waits,
+                fmt::format("Wait until App Store Connect has processed build {}", numberOf(*build_))};
+    const auto platform = targetPlatformOf(options.platform);
+    if (!platform)
+        return {
+            Kind::build, State::person,
+            fmt::format("Upload a build of {}; only apps for iOS and macOS are built here", options.version)};
+    try {
+        const auto chosen = chooseBuildConfig(parts_.application, parts_.app.app, *platform, {});
+        // A build follows the version that is being prepared, so it is planned once that is there.
+        if (found_)
+            buildPlan_ = planBuildRun(parts_.application, parts_.app, chosen);
+        else if (chosen.config.projectPath.empty() || chosen.config.scheme.empty())
+            throw ApplicationError(FailureKind::buildNotConfigured,
+                                   "Build config incomplete — pick project and scheme.",
+                                   chosen.remarks.empty() ? "" : chosen.remarks.back());
+        return {Kind::build, State::planned,
+                fmt::format("Build {} ({}) of {} and upload it", chosen.config.scheme,
+                            chosen.config.configuration,
+                            std::filesystem::path(chosen.config.projectPath).filename().string())};
+    } catch (const CancellationError&) {
+        throw;
+    } catch (const ASCError&) {
+        throw;
+    } catch (const std::exception& error) {
+        const Failure failure = failureOf(error);
+        return {Kind::build, State::person,
+                fmt::format("{}{}{}", failure.text, failure.advice ? " " : "", failure.advice.value_or(""))};
+    }
+}
+
+BuildConfig Shipment::savedConfig() const {
+    const auto platform = targetPlatformOf(parts_.options.platform);
+    if (!platform || parts_.app.app.id.empty()) return {};
+    return BuildConfigStore(parts_.application.userDefaults())
+        .load(parts_.app.app.id, *platform)
+        .value_or(BuildConfig{});
+}
+
+ShipStep Shipment::lookAtCompliance() const {
+    if (build_ && build_->build.attributes.usesNonExemptEncryption)
+        return {Kind::compliance, State::done, "The question on encryption is answered"};
+    if (parts_.options.exempt || savedConfig().autoDeclareEncryptionExempt)
+        return {Kind::compliance, State::planned,
+                "Declare that the build uses no encryption that needs a declaration", 1};
+    if (build_ && isProcessed(build_->build.attributes))
+        return {Kind::compliance, State::person,
+                fmt::format("Answer the question on encryption of build {}", numberOf(*build_))};
+    return {Kind::compliance, State::waits,
+            "The app's property list answers the question on encryption, or somebody has to"};
+}
+
+ShipStep Shipment::lookAtAttachment() const {
+    if (build_ && found_ && found_->build && found_->build->id == build_->build.id)
+        return {Kind::attach, State::done, fmt::format("Build {} is attached", numberOf(*build_))};
+    return {Kind::attach, State::planned,
+            build_ ? fmt::format("Attach build {}", numberOf(*build_)) : "Attach the build", 1};
+}
+
+// An internal group may have all builds by itself.
+ShipStep Shipment::lookAtTestFlight() {
+    const auto all = parts_.client->listBetaGroups(parts_.app.app.appStoreId);
+    testGroups_.clear();
+    for (const std::string& name : parts_.options.testFlightGroups) {
+        const auto group = std::ranges::find_if(
+            all, [&](const auto& one) { return one.attributes.name == name || one.id == name; });
+        if (group == all.end())
+            throw ApplicationError(FailureKind::notFound,
+                                   fmt::format("there is no TestFlight group {}", quotedWord(name)));
+        if (!group->attributes.hasAccessToAllBuilds.value_or(false)) testGroups_.push_back(group->id);
+    }
+    const auto& names = parts_.options.testFlightGroups;
+    if (testGroups_.empty())
+        return {Kind::testFlight, State::done,
+                fmt::format("{} can test every build", fmt::join(names, ", "))};
+    return {Kind::testFlight, State::planned, fmt::format("Give the build to {}", fmt::join(names, ", ")),
+            std::ssize(testGroups_)};
+}
+
+bool Shipment::isUpdate() const {
+    return std::ranges::any_of(versions_, [](const ASCVersionSummary& version) {
+        return contextOf(version.version)->stateClass == AppStoreVersionStateClass::live;
+    });
+}
+
+// Of an update; those that the push before sends have some then.
+std::vector<std::string> Shipment::localesWithoutNotes() const {
+    std::vector<std::string> locales;
+    if (!isUpdate()) return locales;
+    for (const ASCLocalizationSummary& one : localizations_) {
+        const auto& attributes = one.localization.attributes;
+        const bool isSent = texts_ && std::ranges::any_of(texts_->changes, [&](const PendingChange& change) {
+                                return change.field == FieldType::releaseNotes &&
+                                       change.locale == attributes.locale && !change.clears();
+                            });
+        if (isBlank(attributes.whatsNew.value_or("")) && !isSent) locales.push_back(attributes.locale);
+    }
+    std::ranges::sort(locales);
+    return locales;
+}
+
+ShipStep Shipment::lookAtSubmission() {
+    ShipStep step{Kind::submission, State::planned, "Submit it for review",
+                  quorvel::requestsOf(SubmissionCourse::create)};
+    if (!found_) return step;
+    const std::string state = stateOf(*found_);
+    if (!isInPreparation() && state != "READY_FOR_REVIEW")
+        return {Kind::submission, State::done, fmt::format("It is submitted: {}", statePill(state))};
+    if (!submission_)
+        submission_ = ReviewSubmissionService(*parts_.client)
+                          .plan(parts_.app.app.appStoreId, parts_.options.platform, found_->version.id);
+    step.requests = quorvel::requestsOf(submission_->course);
+    if (isInPreparation()) {
+        const ReviewInfoReadiness readiness = readinessOf(found_->reviewDetail);
+        std::vector<std::string> missing;
+        if (!readiness.missingContactFields.empty())
+            missing.push_back(fmt::format("Fill in the review contact ({} missing)",
+                                          fmt::join(readiness.missingContactFields, ", ")));
+        if (readiness.demoAccountMissing) missing.emplace_back("Give the demo account that sign-in needs");
+        if (const auto locales = localesWithoutNotes(); !locales.empty())
+            missing.push_back(fmt::format("Write the release notes of {}", listedShortly(locales)));
+        if (!missing.empty())
+            return {Kind::submission, State::person, fmt::format("{}", fmt::join(missing, ". "))};
+    }
+    if (submission_->course == SubmissionCourse::withApple)
+        return {
+            Kind::submission, State::person,
+            "Another submission of the platform is with App Review. Wait for its end, or take it out of review"};
+    if (submission_->course == SubmissionCourse::beingRemoved)
+        return {Kind::submission, State::person,
+                "App Store Connect is still taking the last submission out of review. Try again in a while"};
+    for (const SubmissionItem& item : submission_->otherItems)
+        step.text += (&item == &submission_->otherItems.front() ? ", along with " : ", ") + item.text;
+    return step;
+}
+
+ShipStep Shipment::lookAtReview() const {
+    if (found_ && !isInPreparation() && stateOf(*found_) != "READY_FOR_REVIEW")
+        return {Kind::review, State::done, statePill(stateOf(*found_))};
+    return {Kind::review, State::waits, "Wait until App Store Connect says that it waits for review"};
+}
+
+ShipStep Shipment::lookAtRelease() const {
+    if (found_ && contextOf(found_->version)->stateClass == AppStoreVersionStateClass::live)
+        return {Kind::release, State::done, "It is on the App Store"};
+    const bool isManual = found_ && found_->version.attributes.releaseType == "MANUAL";
+    return {Kind::release, isManual ? State::planned : State::waits,
+            isManual ? "Wait for App Review, then release it" : "Wait until it is on the App Store",
+            isManual ? 1 : 0};
+}
+
+} // namespace quorvel

@@ -1,0 +1,67 @@
+#include "Platform/files/Files.h"
+#include "Tests/Programs/QuorvelFixture.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <string>
+
+namespace quorvel::test {
+namespace {
+
+using testing::AllOf;
+using testing::ContainsRegex;
+using testing::HasSubstr;
+using testing::Not;
+
+class RevenueCommands : public QuorvelAccountTest {
+  protected:
+    void SetUp() override { ASSERT_EQ(run({"apps", "import", "6700000101", "6700000102"}).status, 0); }
+    std::string vendor() const { return server.access().vendorNumber; }
+};
+
+TEST_F(RevenueCommands, showWhatWasSoldAndAskOnlyForNewDaysAgain) {
+    const auto unknown = run({"revenue"});
+    EXPECT_EQ(unknown.status, 3);
+    EXPECT_THAT(unknown.error, HasSubstr("'quorvel auth set --vendor-number NUMBER'"));
+
+    const auto first = run({"revenue", "--days", "7", "--currency", "EUR", "--vendor-number", vendor()});
+    EXPECT_EQ(first.status, 0) << first.all();
+    EXPECT_THAT(first.out, AllOf(HasSubstr("PROCEEDS · LAST 7 DAYS"), HasSubstr("EUR"), HasSubstr("█"),
+                                 HasSubstr("Mosswick: Garden Journal"), HasSubstr("JPY"),
+                                 HasSubstr("Converted with the rates of")));
+    EXPECT_THAT(first.error, HasSubstr("No app here for SKETCH01 (6700000103)"));
+    const auto reports = [&] {
+        const auto requests = server.requests();
+        server.forgetRequests();
+        return std::ranges::count_if(requests,
+                                     [](const auto& request) { return request.path == "/v1/salesReports"; });
+    };
+    EXPECT_EQ(reports(), 14);
+    const auto again = run({"revenue", "--days", "7", "--vendor-number", vendor()});
+    EXPECT_EQ(again.out, first.out) << "the currency is kept";
+    EXPECT_EQ(reports(), 3);
+    EXPECT_THAT(run({}).out, ContainsRegex("last 7 days to [0-9-]+: [0-9,.]+ EUR"));
+
+    const auto one = run({"revenue", "--days", "7", "--app", "6700000102", "--vendor-number", vendor()});
+    EXPECT_THAT(one.out, AllOf(HasSubstr("0.00 EUR"), Not(HasSubstr("Mosswick"))));
+    EXPECT_THAT(one.error, Not(HasSubstr("SKETCH01")));
+}
+
+TEST_F(RevenueCommands, exportRowsAndTellWhatIsMissing) {
+    const auto rows = run({"revenue", "export", "--days", "2", "--vendor-number", vendor()});
+    EXPECT_EQ(rows.status, 0) << rows.all();
+    EXPECT_TRUE(rows.out.starts_with("date,app,name,currency,proceeds,units,downloads\n")) << rows.out;
+    EXPECT_THAT(rows.out,
+                ContainsRegex(",mosswick-garden-journal,Mosswick: Garden Journal,JPY,[0-9]+\\.00,"));
+
+    server.setFaults({{.route = "/v1/salesReports", .action = "truncate", .probability = 1, .count = 1}});
+    const auto partly = run({"revenue", "--days", "2", "--vendor-number", vendor()});
+    EXPECT_EQ(partly.status, 0) << partly.all() << "a kept report serves";
+    EXPECT_EQ(run({"revenue", "--currency", "euro"}).status, 2);
+    EXPECT_EQ(run({"revenue", "--vendor-number", "../x"}).status, 2);
+}
+
+} // namespace
+} // namespace quorvel::test

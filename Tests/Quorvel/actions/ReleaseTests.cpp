@@ -1,0 +1,201 @@
+// From a fresh version to the App Store, over the sandbox.
+#include "Core/asc/SharedReads.h"
+#include "Quorvel/actions/ChecklistActions.h"
+#include "Quorvel/actions/PullActions.h"
+#include "Quorvel/actions/PushActions.h"
+#include "Quorvel/actions/ShipActions.h"
+#include "Quorvel/actions/SubmissionActions.h"
+#include "Tests/support/ApplicationSandbox.h"
+
+#include <gmock/gmock.h>
+
+#include <algorithm>
+#include <chrono>
+
+namespace quorvel {
+
+namespace {
+
+using test::kindOf;
+using testing::HasSubstr;
+
+const std::string sketch(test::sketchApp);
+const std::string tides(test::tidesApp);
+
+class ReleaseTest : public testing::Test {
+  protected:
+    NextAction next(const std::string& app) {
+        return ShowChecklist::perform(*sandbox.application, {.app = app}).checklist.pipeline.next;
+    }
+    [[nodiscard]] std::shared_ptr<const ASCClientProtocol> client() const {
+        return sandbox.application->client();
+    }
+    [[nodiscard]] std::string versionID(const std::string& app, std::string_view version) const {
+        for (const auto& one : client()->listAppStoreVersions(app))
+            if (one.attributes.versionString == version) return one.id;
+        return {};
+    }
+    void pull(const std::string& app) { (void)PullTexts::perform(*sandbox.application, {.app = app}); }
+    std::ptrdiff_t changesSent() const {
+        return std::ranges::count_if(sandbox.server.requests(),
+                                     [](const auto& request) { return request.method != "GET"; });
+    }
+    test::ApplicationSandbox sandbox;
+};
+
+} // namespace
+
+TEST_F(ReleaseTest, checklistNamesEachNextActionInTurnWithTwoRequests) {
+    EXPECT_EQ(next(sketch), NextAction::pull);
+    pull(sketch);
+    const MetadataStore texts(sandbox.contextFolder("mosswick-skizzenbuch"));
+    texts.write("de-DE", FieldType::name, std::string(31, 'x'));
+    EXPECT_EQ(next(sketch), NextAction::trimTexts);
+    texts.write("de-DE", FieldType::name, "Skizzenbuch");
+    sandbox.server.forgetRequests();
+    EXPECT_EQ(next(sketch), NextAction::pushTexts);
+    EXPECT_EQ(sandbox.server.requests().size(), 2u);
+    const auto plan = PlanPush::perform(*sandbox.application, {.app = sketch}).plan;
+    (void)PushTexts::perform(*sandbox.application, {plan});
+    EXPECT_EQ(next(sketch), NextAction::pushScreenshots);
+    const std::string version = versionID(sketch, "1.0");
+    const auto localization = client()->listVersionLocalizations(version).front().id;
+    (void)client()->createScreenshotSet(localization, "APP_IPHONE_65");
+    EXPECT_EQ(next(sketch), NextAction::build);
+    const std::string build = sandbox.server.addBuild(sketch, "IOS", "1.0", "5");
+    sandbox.server.advance(600);
+    client()->attachBuild(version, build);
+    EXPECT_EQ(next(sketch), NextAction::answerCompliance);
+    client()->setExportCompliance(build, {.usesNonExemptEncryption = false});
+    EXPECT_EQ(next(sketch), NextAction::fillReviewContact);
+    const auto shown = ShowChecklist::perform(*sandbox.application, {.app = sketch}).checklist;
+    EXPECT_EQ(shown.build->number, "5");
+    EXPECT_TRUE(shown.localesWithoutNotes.empty()) << "a first version takes none";
+    EXPECT_EQ(ShowChecklist::perform(*sandbox.application, {.app = sketch, .context = "macos/next"})
+                  .checklist.pipeline.next,
+              NextAction::createVersion);
+
+    const std::string approved = versionID(tides, "1.9");
+    const auto in = [&](const char* state) {
+        sandbox.server.setVersionState(approved, state);
+        return next(tides);
+    };
+    EXPECT_EQ(in("PENDING_DEVELOPER_RELEASE"), NextAction::release);
+    EXPECT_EQ(in("PENDING_CONTRACT"), NextAction::signAgreement);
+    EXPECT_EQ(in("IN_REVIEW"), NextAction::waitForReview);
+    EXPECT_EQ(in("PREPARE_FOR_SUBMISSION"), NextAction::pull);
+    pull(tides);
+    EXPECT_EQ(next(tides), NextAction::submit);
+    const auto submission = client()->createReviewSubmission(tides, ASCPlatform::iOS);
+    (void)client()->addReviewSubmissionItem(submission.id, approved);
+    EXPECT_EQ(next(tides), NextAction::finishSubmission);
+    EXPECT_EQ(in("READY_FOR_SALE"), NextAction::createVersion);
+}
+
+TEST_F(ReleaseTest, submissionIsRefusedWithEachCheckThatIsNotMet) {
+    pull(sketch);
+    try {
+        (void)PlanSubmission::perform(*sandbox.application, {.app = sketch});
+        FAIL();
+    } catch (const ApplicationError& error) {
+        EXPECT_EQ(error.kind(), FailureKind::notReady);
+        for (const char* check : {"Screenshots on App Store Connect", "A processed build is attached",
+                                  "Review contact filled in: Missing first name, last name, phone, email"})
+            EXPECT_THAT(error.what(), HasSubstr(check));
+    }
+    const auto forced = PlanSubmission::perform(*sandbox.application, {.force = true, .app = sketch}).plan;
+    EXPECT_EQ(forced.obstacles.size(), 4u);
+    EXPECT_EQ(forced.requests, 3);
+    EXPECT_EQ(kindOf([&] { (void)SubmitVersion::perform(*sandbox.application, {forced}); }),
+              FailureKind::stateRefused);
+    sandbox.server.setVersionState(versionID(tides, "1.9"), "IN_REVIEW");
+    EXPECT_EQ(
+        kindOf([&] { (void)PlanSubmission::perform(*sandbox.application, {.force = true, .app = tides}); }),
+        FailureKind::stateRefused);
+}
+
+TEST_F(ReleaseTest, shipmentWaitsThroughReviewAndReleases) {
+    const std::string version = versionID(tides, "1.9");
+    (void)client()->updateAppStoreVersion(version, {.releaseType = "MANUAL"});
+    sandbox.server.setVersionState(version, "PREPARE_FOR_SUBMISSION");
+    std::vector<double> pauses;
+    std::chrono::milliseconds slept{0};
+    auto options = sandbox.options();
+    options.clock = [&, clock = systemClock()] { return clock() + slept; };
+    options.sleep = [&](double seconds) {
+        pauses.push_back(seconds);
+        slept += std::chrono::milliseconds(static_cast<std::int64_t>(seconds * 1000));
+        sandbox.server.advance(seconds);
+    };
+    Application application(options);
+    sandbox.server.forgetRequests();
+    const auto plan =
+        PlanShip::perform(application, {.version = "1.9", .until = ShipUntil::live, .app = tides}).plan;
+    EXPECT_EQ(changesSent(), 0);
+    const auto shipped = Ship::perform(application, {plan});
+    EXPECT_TRUE(shipped.outcome.isComplete());
+    EXPECT_EQ(shipped.outcome.version->appStoreState, "READY_FOR_SALE");
+    EXPECT_EQ(changesSent(), plan.requests) << "a submission of three requests and a release";
+    EXPECT_EQ(plan.requests, 4);
+    EXPECT_TRUE(std::ranges::all_of(pauses, [](double pause) { return pause <= 600; }));
+    EXPECT_LT(pauses.size(), 30u);
+    sandbox.server.setVersionState(version, "WAITING_FOR_REVIEW");
+    options.sleep = [&](double) { sandbox.server.setVersionState(version, "REJECTED"); };
+    Application rejected(options);
+    const auto waiting =
+        PlanShip::perform(rejected, {.version = "1.9", .until = ShipUntil::live, .app = tides}).plan;
+    const auto ended = Ship::perform(rejected, {waiting});
+    EXPECT_EQ(ended.outcome.steps.back().state, ShipStep::State::person);
+    EXPECT_THAT(ended.outcome.steps.back().text, HasSubstr("Rejected"));
+}
+
+TEST_F(ReleaseTest, shipmentUsesTheBuildThatIsThere) {
+    pull(tides);
+    sandbox.server.setVersionState(versionID(tides, "1.9"), "READY_FOR_SALE");
+    const auto made = client()->createAppStoreVersion(tides, {"IOS", "2.0", std::nullopt});
+    EXPECT_EQ(next(tides), NextAction::pull) << "the texts on disk are those of 1.9";
+    const std::string build = sandbox.server.addBuild(tides, "IOS", "2.0", "91");
+    auto options = sandbox.options();
+    options.sleep = [&](double seconds) { sandbox.server.advance(seconds); };
+    options.xcrun = sandbox.folder / "missing";
+    Application application(options);
+    const auto plan =
+        PlanShip::perform(application,
+                          {.version = "2.0", .until = ShipUntil::build, .exempt = true, .app = tides})
+            .plan;
+    const auto step = std::ranges::find(plan.steps, ShipStep::Kind::build, &ShipStep::kind);
+    EXPECT_EQ(step->text, "Wait until App Store Connect has processed build 91");
+    const auto shipped = Ship::perform(application, {plan});
+    EXPECT_TRUE(shipped.outcome.isComplete()) << shipped.outcome.steps.back().text;
+    for (const auto& version : client()->listVersionSummaries(tides))
+        if (version.version.id == made.id) {
+            EXPECT_EQ(version.build->id, build);
+        }
+    EXPECT_EQ(client()->listBuilds(tides, "2.0").size(), 1u);
+}
+
+TEST_F(ReleaseTest, openVersionIsRenamedAndALockedOneIsAPersonsMatter) {
+    pull(sketch);
+    const auto plan = PlanShip::perform(*sandbox.application, {.version = "1.1", .app = sketch}).plan;
+    EXPECT_EQ(plan.steps.front().text, "Rename version 1.0 to 1.1");
+    const auto shipped = Ship::perform(*sandbox.application, {plan});
+    EXPECT_EQ(shipped.outcome.version->versionString, "1.1");
+    EXPECT_EQ(shipped.outcome.steps.back().kind, ShipStep::Kind::screenshots);
+    EXPECT_EQ(shipped.outcome.steps.back().state, ShipStep::State::person);
+    const auto locked = PlanShip::perform(*sandbox.application, {.version = "2.0", .app = tides}).plan;
+    EXPECT_EQ(locked.steps.front().state, ShipStep::State::person);
+    EXPECT_EQ(locked.requests, 0);
+}
+
+TEST_F(ReleaseTest, sharedReadsAskEachQuestionOnceAndChangeNothing) {
+    const SharedReads shared(client());
+    sandbox.server.forgetRequests();
+    EXPECT_EQ(shared.listApps().size(), shared.listApps().size());
+    EXPECT_EQ(sandbox.server.requests().size(), 1u);
+    sandbox.server.setFaults({{.route = "GET /v1/apps/*/appInfos", .status = 404, .count = 1}});
+    EXPECT_THROW((void)shared.listAppInfos(sketch), ASCError);
+    EXPECT_EQ(shared.listAppInfos(sketch).size(), 1u) << "a failure is no answer";
+    EXPECT_THROW(shared.deleteScreenshot("1"), std::logic_error);
+}
+
+} // namespace quorvel
