@@ -277,7 +277,7 @@ TEST(GitRepoReader, readsALongHistoryWithoutKeepingIt) {
     Repository repository;
     repository.commitMany(count, std::string(bodySize, 'x'));
     forgetPeakMemory();
-    const std::size_t before = peakMemory();
+    [[maybe_unused]] const std::size_t before = peakMemory();
     std::size_t kinds = 0;
     std::size_t bytes = 0;
     GitRepoReader().readCommits(
