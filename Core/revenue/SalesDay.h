@@ -36,7 +36,8 @@ struct DayResult {
     std::string reason; // of a failure
     std::vector<SalesLine> lines;
     std::int64_t unreadableNumbers = 0; // rows with a cell that should be a number; it counts as 0
-    QUORVEL_RECORD(DayResult, date, status, reason, lines, unreadableNumbers)
+    bool isUnreachable = false;         // it failed for want of a network
+    QUORVEL_RECORD(DayResult, date, status, reason, lines, unreadableNumbers, isUnreachable)
     bool operator==(const DayResult&) const = default;
 };
 

@@ -76,6 +76,13 @@ std::optional<std::int64_t> wholeNumber(std::string_view text) {
     return static_cast<std::int64_t>(*value);
 }
 
+std::string beginningOf(std::string_view text) {
+    constexpr std::size_t looked = 400; // bytes
+    constexpr std::size_t shown = 40;   // characters
+    const std::string valid = repairUTF8(text.substr(0, looked));
+    return escapeControls(graphemePrefix(valid, shown));
+}
+
 /// Joins the pieces of a text to lines.
 class LineReader {
   public:
@@ -103,8 +110,7 @@ class LineReader {
   private:
     void keep(std::string_view part) {
         if (begun_.size() + part.size() > longestLine)
-            throw SalesReportParserError(
-                SalesReportParserError::NoReport{std::string(graphemePrefix(begun_, 40))});
+            throw SalesReportParserError(SalesReportParserError::NoReport{beginningOf(begun_)});
         begun_ += part;
     }
     void tell(std::string_view line) {
@@ -129,9 +135,7 @@ SalesReportColumns::SalesReportColumns(std::string_view headerLine) {
     for (const std::string_view cell : cells)
         names_.emplace_back(trim(cell));
     if (names_.size() == 1) {
-        constexpr std::size_t shown = 40; // characters
-        throw SalesReportParserError(
-            SalesReportParserError::NoReport{escapeControls(graphemePrefix(headerLine, shown))});
+        throw SalesReportParserError(SalesReportParserError::NoReport{beginningOf(headerLine)});
     }
     std::vector<std::string> missing;
     const auto first = [&](std::initializer_list<std::string_view> spellings) {

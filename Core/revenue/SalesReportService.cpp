@@ -6,6 +6,7 @@
 #include "Platform/task/Task.h"
 
 #include <fmt/format.h>
+#include <sys/stat.h>
 
 #include <algorithm>
 #include <atomic>
@@ -15,6 +16,8 @@ namespace quorvel {
 
 namespace {
 
+constexpr std::string_view dayWithoutSales = "There were no sales on this day.\n"; // a kept file's text
+constexpr double secondsPerDay = 86'400;
 constexpr std::string_view versionKey = "SalesReport.version";
 constexpr std::string_view foreignVendorText =
     "Apple returned an unexpected error (500). For sales reports that almost always means the Vendor # "
@@ -70,30 +73,35 @@ std::vector<DayResult> SalesReportService::fetch(const std::vector<std::string>&
                                                  const Progress& onProgress) {
     std::vector<DayResult> results(days.size());
     std::vector<std::size_t> wanted; // newest first
+    bool isKnownVendor = false;
     for (std::size_t i = days.size(); i-- > 0;) {
         auto known = kept(days[i]);
-        if (!known || days.size() - i <= daysThatChange) wanted.push_back(i);
-        if (known) results[i] = std::move(*known);
+        if (!known || known->isEarly || days.size() - i <= daysThatChange) wanted.push_back(i);
+        isKnownVendor = isKnownVendor || known;
+        if (known) results[i] = std::move(known->day);
     }
     std::atomic<std::size_t> done = days.size() - wanted.size();
-    std::atomic<bool> isForeignVendor = false;
-    const auto askOne = [&](std::size_t index) {
-        DayResult answer = isForeignVendor ? DayResult{.date = days[index],
-                                                       .status = DayResult::Status::failed,
-                                                       .reason = std::string(foreignVendorText)}
-                                           : ask(days[index]);
-        const bool hasFailed = answer.status == DayResult::Status::failed;
-        if (hasFailed && answer.reason == foreignVendorText) isForeignVendor = true;
+    const auto take = [&](std::size_t index, DayResult answer) {
         const bool isKnown = !results[index].date.empty();
         if (!isKnown || answer.status == DayResult::Status::ok) results[index] = std::move(answer);
         if (onProgress) onProgress(++done, days.size());
     };
-    // One request by itself first: a vendor number that is refused is refused for every day.
-    if (!wanted.empty()) {
-        askOne(wanted.front());
-        wanted.erase(wanted.begin());
+    if (wanted.empty()) return results;
+    // One request by itself first: what is refused for the vendor number, or fails for want of a network, is
+    // so for every day.
+    const DayResult first = ask(days[wanted.front()]);
+    const bool isForeignVendor = !isKnownVendor && first.reason == foreignVendorText;
+    take(wanted.front(), first);
+    wanted.erase(wanted.begin());
+    if (isForeignVendor || first.isUnreachable) {
+        for (const std::size_t index : wanted)
+            take(index, {.date = days[index],
+                         .status = DayResult::Status::failed,
+                         .reason = first.reason,
+                         .isUnreachable = first.isUnreachable});
+        return results;
     }
-    parallelForEach(wanted, width, askOne);
+    parallelForEach(wanted, width, [&](std::size_t index) { take(index, ask(days[index])); });
     return results;
 }
 
@@ -110,12 +118,15 @@ DayResult SalesReportService::ask(const std::string& day) {
         if (concernsTheKey(error)) throw;
         const bool isMissing = error.kind() == ASCError::Kind::notFound;
         if (isMissing && holds(error, "no sales for the date specified")) {
-            keep(day, {});
+            keep(day, dayWithoutSales);
             return {.date = day};
         }
         if (isMissing && holds(error, "not available yet"))
             return {.date = day, .status = DayResult::Status::notYetPublished};
-        return failed(day, hasStatus(error, 500) ? std::string(foreignVendorText) : error.description());
+        DayResult result =
+            failed(day, hasStatus(error, 500) ? std::string(foreignVendorText) : error.description());
+        result.isUnreachable = error.as<ASCError::NetworkFailure>() != nullptr;
+        return result;
     }
 }
 
@@ -127,9 +138,8 @@ std::string SalesReportService::download(const std::string& day) {
         const auto wanted = salesReportVersionIn(error.description());
         if (!wanted || *wanted == query.version) throw;
         query.version = *wanted;
-        std::string report = parts_.client->downloadSalesReport(query);
-        parts_.defaults->set(versionKey, *wanted);
-        return report;
+        parts_.defaults->set(versionKey, *wanted); // days without a report, too, would ask twice else
+        return parts_.client->downloadSalesReport(query);
     }
 }
 
@@ -146,13 +156,19 @@ std::filesystem::path SalesReportService::fileOf(const std::string& day) const {
     return parts_.folder / parts_.vendorNumber / (day + ".tsv.gz");
 }
 
-// An empty file stands for a day without sales.
-std::optional<DayResult> SalesReportService::kept(const std::string& day) const {
+// A report that was fetched while Apple still changed it is early.
+std::optional<SalesReportService::Kept> SalesReportService::kept(const std::string& day) const {
     try {
         const auto report = readFile(fileOf(day));
         if (!report) return std::nullopt;
-        if (report->empty()) return DayResult{.date = day};
-        return salesDayOf(day, *report);
+        Kept found{.day = {.date = day}};
+        if (*report != dayWithoutSales) found.day = salesDayOf(day, *report);
+        const auto ended = parseISO8601(day + "T00:00:00Z");
+        struct stat status {};
+        found.isEarly = ended && ::stat(fileOf(day).c_str(), &status) == 0 &&
+                        static_cast<double>(status.st_mtime) <
+                            secondsSince1970(*ended) + (daysThatChange + 1) * secondsPerDay;
+        return found;
     } catch (const SalesReportParserError& error) {
         logger_.warning(fmt::format("The kept report of {} is damaged: {}", day, error.description()));
     } catch (const FileError& error) {
@@ -164,7 +180,7 @@ std::optional<DayResult> SalesReportService::kept(const std::string& day) const 
 void SalesReportService::keep(const std::string& day, std::string_view report) const {
     try {
         createFolders(fileOf(day).parent_path(), FolderMode::secret);
-        writeFileAtomically(fileOf(day), report, FileMode::secret, Durability::later);
+        writeFileAtomically(fileOf(day), report, FileMode::secret);
     } catch (const FileError& error) {
         logger_.warningOnce(fmt::format("Sales reports cannot be kept: {}", error.what()));
     }

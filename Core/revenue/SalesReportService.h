@@ -17,7 +17,8 @@
 namespace quorvel {
 
 /// Reports of one vendor, a file per day, readable by their owner only. A kept day is not asked for again,
-/// except the last three, which Apple still changes. Thread-safe.
+/// except the last three and those that were fetched within three days, which Apple still changes.
+/// Thread-safe.
 class SalesReportService {
   public:
     static constexpr std::size_t daysThatChange = 3;
@@ -39,7 +40,11 @@ class SalesReportService {
                                                const Progress& onProgress = {});
 
   private:
-    [[nodiscard]] std::optional<DayResult> kept(const std::string& day) const;
+    struct Kept {
+        DayResult day;
+        bool isEarly = false; // Apple may have changed it since
+    };
+    [[nodiscard]] std::optional<Kept> kept(const std::string& day) const;
     [[nodiscard]] DayResult ask(const std::string& day);
     [[nodiscard]] std::string download(const std::string& day);
     [[nodiscard]] DayResult failed(const std::string& day, std::string reason) const;

@@ -93,7 +93,9 @@ FetchedRevenue fetchRevenue(Application& application, const ShowRevenue::Request
     const auto hasFailed = [](const DayResult& day) { return day.status == DayResult::Status::failed; };
     if (std::ranges::all_of(fetched.revenue.current, hasFailed) &&
         std::ranges::all_of(fetched.revenue.previous, hasFailed))
-        throw ApplicationError(FailureKind::failed, fetched.revenue.current.back().reason);
+        throw ApplicationError(fetched.revenue.current.back().isUnreachable ? FailureKind::serviceTrouble
+                                                                            : FailureKind::failed,
+                               fetched.revenue.current.back().reason);
     return fetched;
 }
 

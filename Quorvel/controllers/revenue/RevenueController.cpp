@@ -105,6 +105,7 @@ void RevenueController::keepForHome(const Wish& wish, const Revenue& revenue) co
                                                                : lastOf(revenue.previous, homeDays);
     auto summary = WorkspaceRevenueSummary::of(before, lastOf(revenue.current, homeDays), wish.apps);
     summary.convertTo(wish.currency, revenue.rates.value_or(FXRates()));
+    if (summary.failure) return; // what was kept says more
     const RevenueCache cache{wish.workspace, parts_.clock(), revenue.window.current.back(),
                              std::move(summary)};
     try {

@@ -70,6 +70,27 @@ TEST_F(SalesReports, areKeptAndOnlyTheNewestAskedForAgain) {
     EXPECT_EQ(std::vector(broken.begin() + 1, broken.end()), first);
 }
 
+TEST_F(SalesReports, goOnPastADayThatFailsAndAskOnceWithoutANetwork) {
+    const auto few = service().fetch(days(6));
+    ASSERT_THAT(few, Each(Field(&DayResult::status, Status::ok)));
+    // The first request and its retries fail as those with a foreign vendor number do.
+    fixture.server.setFaults({{.route = "/v1/salesReports", .status = 500, .count = 4}});
+    EXPECT_THAT(service().fetch(days(9)), Each(Field(&DayResult::status, Status::ok)));
+    // A report of a while ago that was fetched the day after, when Apple still changed it.
+    const auto early = days(9).front();
+    std::filesystem::last_write_time(reports / fixture.server.access().vendorNumber / (early + ".tsv.gz"),
+                                     std::filesystem::file_time_type::clock::now() -
+                                         std::chrono::hours(24) * 8);
+    asked();
+    EXPECT_THAT(service().fetch(days(9)), Each(Field(&DayResult::status, Status::ok)));
+    EXPECT_EQ(asked(), SalesReportService::daysThatChange + 1);
+
+    fixture.server.setFaults({{.route = "/v1/salesReports", .action = "reset"}});
+    const auto apart = service().fetch(days(20, 30));
+    EXPECT_THAT(apart, Each(Field(&DayResult::isUnreachable, true)));
+    EXPECT_LE(asked(), 8U) << "one request with its retries";
+}
+
 TEST_F(SalesReports, knowADayWithoutSalesFromOneThatIsNotPublishedYet) {
     const std::string quiet = days(1, 200).front(); // before the account's first sale
     const std::string today = days(1, 0).front();
