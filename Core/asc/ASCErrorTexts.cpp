@@ -5,6 +5,7 @@
 #include <fmt/format.h>
 #include <fmt/ranges.h>
 
+#include <algorithm>
 #include <cmath>
 
 namespace quorvel {
@@ -120,9 +121,21 @@ std::string lineOf(const ASCError::APIError& error) {
 
 std::string textOfRefusal(const std::vector<ASCError::APIError>& errors) {
     if (errors.empty()) return "App Store Connect refused the request without details.";
-    std::vector<std::string> lines;
-    for (const auto& error : errors)
-        if (std::string line = lineOf(error); !line.empty()) lines.push_back(std::move(line));
+    std::vector<std::string> lines; // each once: one entry per locale says the same forty times
+    std::vector<std::size_t> counts;
+    for (const auto& error : errors) {
+        std::string line = lineOf(error);
+        if (line.empty()) continue;
+        const auto known = std::ranges::find(lines, line);
+        if (known != lines.end()) {
+            ++counts[static_cast<std::size_t>(known - lines.begin())];
+        } else {
+            lines.push_back(std::move(line));
+            counts.push_back(1);
+        }
+    }
+    for (std::size_t i = 0; i < lines.size(); ++i)
+        if (counts[i] > 1) lines[i] += fmt::format(" ({} times)", counts[i]);
     const std::string detail = fmt::format("{}", fmt::join(lines, "\n"));
     const std::string_view lead = leadSentenceOf(errors.front());
     if (lead.empty()) return detail.empty() ? "App Store Connect error" : detail;

@@ -4,6 +4,7 @@
 #include "Quorvel/controllers/revenue/RevenueController.h"
 
 #include <fmt/format.h>
+#include <fmt/ranges.h>
 
 #include <algorithm>
 #include <functional>
@@ -53,14 +54,20 @@ std::vector<RevenueController::Account> accountsOf(Application& application,
 
 std::string currencyOf(Application& application, const ShowRevenue::Request& request) {
     if (!request.currency) return RevenueController::displayCurrency(*application.userDefaults());
-    const bool isCode = request.currency->size() == 3 &&
-                        std::ranges::all_of(*request.currency, [](char c) { return c >= 'A' && c <= 'Z'; });
-    if (!isCode)
+    std::string code = *request.currency;
+    std::ranges::transform(code, code.begin(), [](char c) {
+        return c >= 'a' && c <= 'z' ? static_cast<char>(c - 'a' + 'A') : c;
+    });
+    if (code.size() != 3 || !std::ranges::all_of(code, [](char c) { return c >= 'A' && c <= 'Z'; }))
         throw ApplicationError(FailureKind::badRequest,
                                fmt::format("{} is no currency", quotedWord(*request.currency)),
-                               "Currencies are named by three capital letters, such as EUR.");
-    application.userDefaults()->set(RevenueController::displayCurrencyKey, *request.currency);
-    return *request.currency;
+                               "Currencies are named by three letters, such as EUR.");
+    // Nothing could be shown in it, now and at home.
+    if (const auto rates = application.exchangeRates().current(); rates && !rates->knows(code))
+        throw ApplicationError(FailureKind::badRequest, fmt::format("there is no exchange rate of {}", code),
+                               fmt::format("There are rates of {}.", fmt::join(rates->currencies(), ", ")));
+    application.userDefaults()->set(RevenueController::displayCurrencyKey, code);
+    return code;
 }
 
 FetchedRevenue fetchRevenue(Application& application, const ShowRevenue::Request& request,

@@ -60,6 +60,9 @@ TEST_F(RevenueCommands, exportRowsAndTellWhatIsMissing) {
     const auto partly = run({"revenue", "--days", "2", "--vendor-number", vendor()});
     EXPECT_EQ(partly.status, 0) << partly.all() << "a kept report serves";
     EXPECT_EQ(run({"revenue", "--currency", "euro"}).status, 2);
+    const auto unknown = run({"revenue", "--currency", "xxx", "--vendor-number", vendor()});
+    EXPECT_EQ(unknown.status, 2) << unknown.all();
+    EXPECT_THAT(unknown.error, HasSubstr("there is no exchange rate of XXX"));
     EXPECT_EQ(run({"revenue", "--vendor-number", "../x"}).status, 2);
 }
 

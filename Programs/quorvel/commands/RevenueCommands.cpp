@@ -113,6 +113,8 @@ std::string csvCell(const std::string& text) {
 }
 
 ExitStatus exportRevenue(Invocation& invocation) {
+    if (invocation.output.isJSON() && invocation.arguments.has("--csv"))
+        throw UsageError("--csv and --json exclude each other");
     const auto result = perform<ExportRevenue>(invocation, revenueRequest(invocation));
     Output& output = invocation.output;
     output.document(result);
@@ -130,14 +132,18 @@ ExitStatus exportRevenue(Invocation& invocation) {
     return result.failedDays.empty() ? ExitStatus::done : ExitStatus::partlyDone;
 }
 
-const std::vector<ArgumentSpec>& revenueArguments() {
-    static const std::vector<ArgumentSpec> arguments = {
-        {.name = "--days",
-         .value = "N",
-         .description = "The last N whole days; 30 without it",
-         .suggestions = {"7", "30", "90"}},
-        {"--currency", "CODE", "The currency of the sums, such as EUR; kept for the next time"},
-        {"--vendor-number", "NUMBER", "The vendor number, instead of the stored one"}};
+std::vector<ArgumentSpec> revenueArguments() {
+    return {{.name = "--days",
+             .value = "N",
+             .description = "The last N whole days; 30 without it",
+             .suggestions = {"7", "30", "90"}},
+            {"--currency", "CODE", "The currency of the sums, such as EUR; kept for the next time"},
+            {"--vendor-number", "NUMBER", "The vendor number, instead of the stored one"}};
+}
+
+std::vector<ArgumentSpec> exportArguments() {
+    auto arguments = revenueArguments();
+    arguments.push_back({"--csv", "", "As CSV, which is what it is without --json"});
     return arguments;
 }
 
@@ -149,14 +155,15 @@ std::vector<Command> revenueCommands() {
              .arguments = revenueArguments(),
              .heeds = {"--app", "--workspace"},
              .run = showRevenue,
-             .details = "Read from Apple's daily sales reports, which need the vendor number of the account "
-                        "('quorvel auth set --vendor-number NUMBER') and a key with the role Sales, Finance "
-                        "or Admin. Days end at midnight in Los Angeles. Reports are kept, and only the last "
-                        "three days are asked for again.\n\n"
-                        "--app takes several apps, separated by commas."},
+             .details =
+                 "Read from Apple's daily sales reports, which need the vendor number of the account "
+                 "('quorvel auth set --vendor-number NUMBER') and a key with the role Sales, Finance "
+                 "or Admin. Days end at midnight in Los Angeles. Reports are kept, and only the last "
+                 "three days are asked for again.\n\n"
+                 "Without --app all apps of the workspace count; --app takes several, separated by commas."},
             {.name = "revenue export",
              .summary = "Write one row per day, app and currency as CSV, or with --json as JSON",
-             .arguments = revenueArguments(),
+             .arguments = exportArguments(),
              .heeds = {"--app", "--workspace"},
              .run = exportRevenue,
              .details = "The amounts are those that Apple reports, not converted. Example: quorvel revenue "

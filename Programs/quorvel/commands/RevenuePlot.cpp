@@ -92,6 +92,11 @@ void printRevenuePlot(Output& output, const ShowRevenue::Result& result) {
         }
         output.verbatim(line);
     }
+    const std::size_t plotWidth = bars.size() * cells;
+    const std::string& first = result.firstDay;
+    const std::string& last = result.lastDay;
+    if (plotWidth > first.size() + last.size())
+        output.verbatim(fmt::format("{}{:>{}}", first, last, plotWidth - first.size()));
     std::string legend = fmt::format("Highest: {} in {}", moneyText(greatest, result.currency),
                                      daysPerBar == 1 ? "a day" : counted(daysPerBar, "day"));
     if (std::ranges::any_of(bars, [](const Bar& bar) { return !bar.isPublished && !bar.hasFailed; }))

@@ -63,8 +63,13 @@ std::optional<ASCVersionSummary>
 ReleaseController::versionOf(const Versions& versions, const MetadataFolder& folder,
                              const std::optional<std::string>& context) const {
     const AppContexts saved = access_.contexts(folder);
-    const auto wanted = saved.known(context);
+    auto wanted = saved.known(context);
     const auto contexts = contextsOf(withoutDetails(versions));
+    // The version that is prepared goes before the one on sale that was pulled last.
+    if (wanted && !context && wanted->stateClass == AppStoreVersionStateClass::live) {
+        const ContextID next{wanted->platform, AppStoreVersionStateClass::editable};
+        if (std::ranges::find(contexts, next.text(), &PlatformContext::id) != contexts.end()) wanted = next;
+    }
     std::vector<std::string> ids;
     for (const ASCVersionSummary& version : versions)
         ids.push_back(version.version.id);

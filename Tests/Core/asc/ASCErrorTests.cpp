@@ -64,6 +64,9 @@ TEST(ASCError, describesEveryCaseToTheUser) {
          "App Store Connect couldn't find that — it may have been removed, "
          "or the key belongs to another team.\n"
          "No [NOT_FOUND]"},
+        {E::APIErrors{{entry("422", "MISSING", {}, "No notes"), entry("422", "ODD", {}, "Too odd"),
+                       entry("422", "MISSING", {}, "No notes")}},
+         "No notes [MISSING] (2 times)\nToo odd [ODD]"},
         {E::APIErrors{{entry("409", "ENTITY_ERROR.ATTRIBUTE.INVALID", {}, "Too odd")}},
          "App Store Connect rejected a value.\nToo odd [ENTITY_ERROR.ATTRIBUTE.INVALID]"},
         {E::APIErrors{{entry({}, "NOT_AUTHENTICATED", {}, {})}},

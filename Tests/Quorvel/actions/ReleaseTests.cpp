@@ -45,6 +45,16 @@ class ReleaseTest : public testing::Test {
 
 } // namespace
 
+TEST_F(ReleaseTest, theVersionInPreparationGoesBeforeTheOneOnSaleThatWasPulled) {
+    sandbox.server.setVersionState(versionID(tides, "1.9"), "READY_FOR_SALE");
+    pull(tides); // selects what there is, the live context
+    EXPECT_EQ(next(tides), NextAction::createVersion);
+    (void)client()->createAppStoreVersion(tides, {"IOS", "2.0", std::nullopt});
+    const auto checklist = ShowChecklist::perform(*sandbox.application, {.app = tides}).checklist;
+    EXPECT_EQ(checklist.pipeline.context.value().versionString, "2.0");
+    EXPECT_EQ(checklist.pipeline.next, NextAction::pull);
+}
+
 TEST_F(ReleaseTest, checklistNamesEachNextActionInTurnWithTwoRequests) {
     EXPECT_EQ(next(sketch), NextAction::pull);
     pull(sketch);
