@@ -209,9 +209,9 @@ void ReviewStateMonitor::compare(const std::vector<Answer>& answers, Check& chec
         for (const auto& version : answer.versions) {
             const auto& attributes = version.attributes;
             const auto platform = fromRawValue<ASCPlatform>(attributes.platform.value_or(""));
-            if (!platform || !attributes.versionString || !attributes.appStoreState) continue;
+            if (!platform || !attributes.versionString) continue;
             const std::string key = versionKey(*platform, *attributes.versionString);
-            if (!met.insert(key).second) continue;
+            if (!met.insert(key).second || !attributes.appStoreState) continue;
             const std::string& state = *attributes.appStoreState;
             Change change{target.id, target.name, *platform, *attributes.versionString, {}, state};
             const auto before = known.find(key);
@@ -227,6 +227,9 @@ void ReviewStateMonitor::compare(const std::vector<Answer>& answers, Check& chec
                 changes.push_back(std::move(change));
             }
         }
+        // Those that were renamed or deleted; a full page may have left out old ones that exist.
+        if (answer.versions.size() < versionsPerRequest)
+            std::erase_if(known, [&](const auto& entry) { return !met.contains(entry.first); });
     }
 }
 

@@ -206,6 +206,23 @@ TEST(ReviewStateMonitor, tellsAVersionThatCameWhileNobodyWatched) {
     EXPECT_THAT(statesIn(account.check().changes), ElementsAre("->REJECTED"));
 }
 
+TEST(ReviewStateMonitor, forgetsAVersionThatIsNoMore) {
+    WatchedAccount account;
+    account.check();
+    const auto version = account.versionOf(test::sketchApp, "PREPARE_FOR_SUBMISSION");
+    static_cast<void>(
+        account.application->client()->updateAppStoreVersion(version, {.versionString = "77.0"}));
+    const auto namesIn = [](const ReviewStateMonitor::Check& check) {
+        std::vector<std::string> names;
+        for (const auto& each : check.versions)
+            if (each.slug == "Sketch" && each.state == "PREPARE_FOR_SUBMISSION") names.push_back(each.version);
+        return names;
+    };
+    EXPECT_THAT(namesIn(account.check()), ElementsAre("77.0")) << "it was renamed";
+    account.server.setFaults({{.route = "GET /v1/apps/**", .status = 404}});
+    EXPECT_THAT(namesIn(account.check()), ElementsAre("77.0")) << "an app that fails forgets nothing";
+}
+
 TEST(ReviewStateMonitor, saysWhatCannotBeShownOrKept) {
     WatchedAccount account;
     account.notifier->problem = "no notification service runs on the session bus";
