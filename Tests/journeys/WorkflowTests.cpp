@@ -165,6 +165,8 @@ TEST(TestFlightService, takesEachStepOnceWhateverAnswerIsLost) {
         const TestFlightService service(client);
         fixture.server.setFaults({sandbox::parseFault(fmt::format("POST /v1/betaGroups:{}:1:1", fault))});
         const std::string group = service.createGroup(garden, {"Readers", false}).id;
+        EXPECT_EQ(std::ranges::count(fixture.server.requests(), "GET", &sandbox::RecordedRequest::method), 1)
+            << "the group that was found is taken; another listing may be without it";
         const auto builds = client.listBuilds(garden, "3.5");
         const std::string build = std::ranges::find_if(builds, [](const auto& each) {
                                       return each.build.attributes.version == "352" && each.platform == "IOS";

@@ -72,17 +72,17 @@ TestFlightService::compareTestNotes(std::string_view buildID,
 
 ASCResource<BetaGroupAttributes>
 TestFlightService::createGroup(std::string_view appID, const BetaGroupCreateAttributes& attributes) const {
-    const auto named = [&] {
-        auto groups = client_.listBetaGroups(appID);
-        std::erase_if(groups, [&](const auto& each) { return each.attributes.name != attributes.name; });
-        return groups;
+    std::optional<ASCResource<BetaGroupAttributes>> made;
+    const auto find = [&]() -> std::optional<std::string> {
+        for (auto& each : client_.listBetaGroups(appID)) {
+            if (each.attributes.name != attributes.name) continue;
+            made = std::move(each);
+            return made->id;
+        }
+        return std::nullopt;
     };
-    return createOrAdopt([&] { return client_.createBetaGroup(appID, attributes); },
-                         [&]() -> std::optional<std::string> {
-                             const auto groups = named();
-                             return groups.empty() ? std::nullopt : std::optional(groups.front().id);
-                         },
-                         [&](const std::string&) { return named().front(); });
+    return createOrAdopt([&] { return client_.createBetaGroup(appID, attributes); }, find,
+                         [&](const std::string&) { return *made; });
 }
 
 StepEnd TestFlightService::addBuildToGroup(std::string_view groupID, std::string_view buildID) const {
