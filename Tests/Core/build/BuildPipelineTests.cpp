@@ -141,12 +141,20 @@ TEST_F(Pipeline, endsTheToolWhenItIsCancelled) {
 }
 
 TEST_F(Pipeline, sweepsKeysOfKilledRunsAndNoneInUse) {
-    const auto left = tools.folder() / "brevant-asc-key-LEFT";
-    createFolders(left, FolderMode::secret);
-    writeFileAtomically(left / "AuthKey_A.p8", "x", FileMode::secret);
+    const auto leave = [&](const std::string& folder, const char* file) {
+        const auto path = tools.folder() / ("brevant-asc-key-" + folder);
+        createFolders(path, FolderMode::secret);
+        writeFileAtomically(path / file, "x", FileMode::secret);
+        return path;
+    };
+    const auto whole = leave("WHOLE", "AuthKey_A.p8");
+    const auto halfWritten = leave("HALF", ".tmp-quorvel-AuthKey_A.p8");
+    const auto begun = leave("BEGUN", "lock");
     const TemporaryKeyFolder used(tools.folder(), "KEY1", "x");
-    EXPECT_EQ(TemporaryKeyFolder::sweep(tools.folder()), 1U);
-    EXPECT_FALSE(std::filesystem::exists(left));
+    EXPECT_EQ(TemporaryKeyFolder::sweep(tools.folder()), 2U);
+    EXPECT_FALSE(std::filesystem::exists(whole));
+    EXPECT_FALSE(std::filesystem::exists(halfWritten));
+    EXPECT_TRUE(std::filesystem::exists(begun)) << "its maker may not have locked it yet";
     EXPECT_TRUE(std::filesystem::exists(used.path() / "AuthKey_KEY1.p8"));
     EXPECT_THROW(TemporaryKeyFolder(tools.folder(), "../escape", "x"), std::invalid_argument);
 }
