@@ -1,5 +1,7 @@
+#include "Core/asc/KeyVariables.h"
 #include "Core/build/BuildPipeline.h"
 #include "Core/build/TemporaryKeyFolder.h"
+#include "Core/build/XcodeVersionBumper.h"
 #include "Platform/task/Task.h"
 #include "Tests/support/DeveloperTools.h"
 #include "Tests/support/FileMode.h"
@@ -128,6 +130,30 @@ TEST_F(Pipeline, believesTheUploadToolsWordsMoreThanItsExitCode) {
     EXPECT_THAT(errorOf(upload), HasSubstr("uploading (exit code 3).\ncrashed"));
     tools.behave(JSONValue::object());
     EXPECT_EQ(errorOf(upload), "Failed to load AuthKey file.");
+}
+
+TEST_F(Pipeline, handsNoKeyOfTheEnvironmentToTheTools) {
+    const auto spy = tools.folder() / "spy";
+    const auto counts = tools.folder() / "counts";
+    writeFileAtomically(spy, "#!/bin/sh\nenv | grep -c KEY-TEXT >> '" + counts.string() + "'\nexit 3\n");
+    std::filesystem::permissions(spy, std::filesystem::perms::owner_all);
+    createFolders(tools.workdir());
+    const BuildPipeline spied(spy);
+    const std::function<void()> runs[] = {
+        [&] { static_cast<void>(spied.listSchemes(tools.project())); },
+        [&] { static_cast<void>(spied.archive(plan(), onLog())); },
+        [&] { static_cast<void>(spied.exportArchive(plan(), tools.workdir() / "A.xcarchive", onLog())); },
+        [&] {
+            spied.upload(plan(), tools.workdir() / "A.ipa", {"K", "I", tools.folder()}, onLog());
+        },
+        [&] { static_cast<void>(XcodeVersionBumper(tools.project(), spy).buildNumber()); }};
+    for (const char* name : keyTextVariables)
+        ::setenv(name, "KEY-TEXT", 1);
+    for (const auto& run : runs)
+        EXPECT_THROW(run(), std::runtime_error);
+    for (const char* name : keyTextVariables)
+        ::unsetenv(name);
+    EXPECT_EQ(readFile(counts), "0\n0\n0\n0\n0\n");
 }
 
 TEST_F(Pipeline, endsTheToolWhenItIsCancelled) {

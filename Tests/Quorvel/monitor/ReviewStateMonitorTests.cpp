@@ -329,6 +329,10 @@ TEST(ReviewStateMonitor, usesTheKeyOfEachAppAndNoticesANewOne) {
 }
 
 TEST(ReviewStateMonitor, handsEachChangeToAProgramThatCannotHoldItUp) {
+    struct KeyVariable {
+        KeyVariable() { ::setenv("ASC_PRIVATE_KEY", "KEY-TEXT", 1); }
+        ~KeyVariable() { ::unsetenv("ASC_PRIVATE_KEY"); }
+    } const keyVariable; // outlives the threads of the account
     WatchedAccount account;
     account.check();
     const auto script = [&](const char* name, const std::string& text) {
@@ -348,6 +352,7 @@ TEST(ReviewStateMonitor, handsEachChangeToAProgramThatCannotHoldItUp) {
     const auto notice = decodeJSON<ReviewNotice>(readFile(kept).value_or(""));
     EXPECT_EQ(notice.title, "Tides 1.9 · in review");
     EXPECT_EQ(notice.oldState, "WAITING_FOR_REVIEW");
+    EXPECT_EQ(after("PENDING_CONTRACT", {script("look", "env | grep KEY-TEXT && exit 3; exit 0\n")}), "");
     EXPECT_EQ(after("REJECTED", {script("fail", "echo no luck >&2; exit 3\n")}),
               "ended with status 3: no luck");
     EXPECT_EQ(after("METADATA_REJECTED", {script("hang", "sleep 60\n"), 0.1}), "was ended after 0.1 seconds");
