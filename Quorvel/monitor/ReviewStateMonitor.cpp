@@ -1,5 +1,6 @@
 #include "Quorvel/monitor/ReviewStateMonitor.h"
 
+#include "Platform/task/Task.h"
 #include "Platform/text/Text.h"
 #include "Quorvel/application/Application.h"
 
@@ -262,6 +263,7 @@ void ReviewStateMonitor::notify(Check& check) {
     }
     if (notifications.empty()) return;
     const auto outcome = options_.notifier->show(notifications);
+    const bool wasInterrupted = currentStopToken().stop_requested();
     if (outcome.problem)
         check.problems.push_back(fmt::format("Changes are not shown on the desktop: {}.", *outcome.problem));
     if (outcome.shown.empty())
@@ -273,11 +275,13 @@ void ReviewStateMonitor::notify(Check& check) {
         if (std::ranges::find(keys, notice.id) != keys.end())
             notice.wasNotified = std::ranges::find(outcome.shown, notice.id) != outcome.shown.end();
     try {
-        // Also those that could not be shown: the user reads them where the monitor runs.
-        settings_.addNotifiedTransitions(keys);
+        // Also those that could not be shown: the user reads them where the monitor runs. After an
+        // interruption they are found again.
+        settings_.addNotifiedTransitions(wasInterrupted ? outcome.shown : keys);
     } catch (const FileError& error) {
         check.problems.push_back(error.what());
     }
+    if (wasInterrupted) throw CancellationError();
 }
 
 void ReviewStateMonitor::remember(const Change& change, Date date) {

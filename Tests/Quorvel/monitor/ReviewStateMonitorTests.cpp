@@ -215,7 +215,8 @@ TEST(ReviewStateMonitor, forgetsAVersionThatIsNoMore) {
     const auto namesIn = [](const ReviewStateMonitor::Check& check) {
         std::vector<std::string> names;
         for (const auto& each : check.versions)
-            if (each.slug == "Sketch" && each.state == "PREPARE_FOR_SUBMISSION") names.push_back(each.version);
+            if (each.slug == "Sketch" && each.state == "PREPARE_FOR_SUBMISSION")
+                names.push_back(each.version);
         return names;
     };
     EXPECT_THAT(namesIn(account.check()), ElementsAre("77.0")) << "it was renamed";
@@ -382,6 +383,30 @@ TEST(ReviewStateMonitor, findsAChangeAgainThatAnInterruptionKeptBack) {
     EXPECT_THAT(account.notifier->titles, SizeIs(1));
     EXPECT_THAT(statesIn(account.check().changes), ElementsAre("WAITING_FOR_REVIEW>IN_REVIEW"));
     EXPECT_THAT(account.notifier->titles, SizeIs(1)) << "it is not notified twice";
+}
+
+TEST(ReviewStateMonitor, notifiesWhatAnInterruptionLeftOutAndNothingTwice) {
+    WatchedAccount account;
+    account.check();
+    account.server.setVersionState(account.tides, "IN_REVIEW");
+    account.server.setVersionState(account.versionOf(test::sketchApp, "PREPARE_FOR_SUBMISSION"), "IN_REVIEW");
+    // Shows the first of its notifications, then the process is told to end.
+    struct InterruptedNotifier : DesktopNotifier {
+        std::stop_source interrupt;
+        std::string shown;
+        Outcome show(const std::vector<DesktopNotification>& notifications) override {
+            interrupt.request_stop();
+            shown = notifications.at(0).title;
+            return {{notifications.at(0).id}, {}};
+        }
+    };
+    const auto interrupted = std::make_shared<InterruptedNotifier>();
+    {
+        const TaskScope scope(interrupted->interrupt.get_token());
+        EXPECT_THROW(account.check({.notifier = interrupted}), CancellationError);
+    }
+    EXPECT_THAT(account.check().changes, SizeIs(2));
+    EXPECT_THAT(account.notifier->titles, ElementsAre(testing::Ne(interrupted->shown)));
 }
 
 TEST(CheckTimer, goesByTheClockThatWentFurther) {
