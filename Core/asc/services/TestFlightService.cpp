@@ -117,12 +117,4 @@ StepEnd TestFlightService::addTester(std::string_view groupID,
                       });
 }
 
-void TestFlightService::release(const Release& release) const {
-    for (const TestNotesChange& change : compareTestNotes(release.buildID, release.notes))
-        (void)writeTestNotes(release.buildID, change.locale, change.after);
-    for (const std::string& group : release.groupIDs)
-        (void)addBuildToGroup(group, release.buildID);
-    if (release.betaReview == Release::BetaReview::request) (void)requestBetaReview(release.buildID);
-}
-
 } // namespace quorvel
