@@ -1,5 +1,6 @@
 #include "Core/build/BuildPipeline.h"
 
+#include "Core/asc/KeyVariables.h"
 #include "Core/build/AltoolVerdict.h"
 #include "Core/build/ExportOptions.h"
 #include "Core/build/SchemeList.h"
@@ -71,8 +72,10 @@ std::string projectFlagOf(const std::filesystem::path& project) {
 
 std::vector<std::string> BuildPipeline::listSchemes(const std::filesystem::path& project) const {
     preflight([](const std::string&, BuildStage) {});
-    const auto result = ProcessRunner::run(
-        {.executable = xcrun_, .arguments = {"xcodebuild", "-list", projectFlagOf(project), project}});
+    const auto result =
+        ProcessRunner::run({.executable = xcrun_,
+                            .arguments = {"xcodebuild", "-list", projectFlagOf(project), project},
+                            .environment = withoutKeyTexts()});
     if (!result.succeeded())
         throw BuildError::commandFailed(BuildStage::preflight, result.exitCode, both(result));
     return schemesIn(result.stdoutTail);
@@ -134,12 +137,14 @@ std::filesystem::path BuildPipeline::exportArchive(const BuildPlan& plan,
 void BuildPipeline::upload(const BuildPlan& plan, const std::filesystem::path& artefact, const UploadKey& key,
                            const LogHandler& onLog) const {
     onLog("Uploading " + artefact.filename().string() + " to App Store Connect…", BuildStage::uploading);
+    auto environment = withoutKeyTexts();
+    environment["API_PRIVATE_KEYS_DIR"] = key.keyFolder;
     const auto result =
         ProcessRunner::run({.executable = xcrun_,
                             .arguments = {"altool", "--upload-app", "-f", artefact, "-t",
                                           std::string(namesOf(plan.platform).altoolType), "--apiKey",
                                           key.keyID, "--apiIssuer", key.issuerID, "--output-format", "json"},
-                            .environment = {{"API_PRIVATE_KEYS_DIR", key.keyFolder}}},
+                            .environment = std::move(environment)},
                            [&](std::string_view line, ProcessRunner::Stream) {
                                onLog(std::string(line), BuildStage::uploading);
                            });
@@ -153,6 +158,7 @@ void BuildPipeline::upload(const BuildPlan& plan, const std::filesystem::path& a
 ProcessRunner::Result BuildPipeline::runTool(ProcessRunner::Command command, BuildStage stage,
                                              const LogHandler& onLog) const {
     logger_.info("running " + command.arguments.front() + " for " + std::string(rawValue(stage)));
+    command.environment = withoutKeyTexts();
     bool saysItFailed = false;
     auto result = ProcessRunner::run(command, [&](std::string_view line, ProcessRunner::Stream) {
         saysItFailed = saysItFailed || std::ranges::find(failureMarks, trim(line)) != failureMarks.end();

@@ -23,11 +23,11 @@ bool isOwnFolder(const std::filesystem::path& path) {
     return ::lstat(path.c_str(), &status) == 0 && S_ISDIR(status.st_mode) && status.st_uid == ::geteuid();
 }
 
-// The key is written once the lock is held: a folder without a key is being made, or harmless.
-bool holdsKey(const std::filesystem::path& folder) {
+// The key is written once the lock is held, in a file of another name first: a folder with nothing but the
+// lock is being made, or harmless.
+bool mayHoldKey(const std::filesystem::path& folder) {
     const auto entries = listFolder(folder).value_or(std::vector<FolderEntry>{});
-    return std::ranges::any_of(entries,
-                               [](const FolderEntry& entry) { return entry.name.starts_with("AuthKey_"); });
+    return std::ranges::any_of(entries, [](const FolderEntry& entry) { return entry.name != lockName; });
 }
 
 } // namespace
@@ -59,7 +59,7 @@ std::size_t TemporaryKeyFolder::sweep(const std::filesystem::path& parent) {
         const std::filesystem::path folder = parent / entry.name;
         if (!entry.name.starts_with(folderPrefix) || !isOwnFolder(folder)) continue;
         try {
-            if (!holdsKey(folder)) continue;
+            if (!mayHoldKey(folder)) continue;
             const auto lock = FileLock::tryLock(folder / lockName);
             std::error_code failed;
             if (lock && std::filesystem::remove_all(folder, failed) > 0 && !failed) ++removed;

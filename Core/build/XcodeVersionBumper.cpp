@@ -1,5 +1,6 @@
 #include "Core/build/XcodeVersionBumper.h"
 
+#include "Core/asc/KeyVariables.h"
 #include "Core/build/ProjectSettings.h"
 #include "Core/build/ToolOutput.h"
 #include "Platform/files/Files.h"
@@ -140,7 +141,8 @@ std::optional<std::string> XcodeVersionBumper::ask(const std::vector<std::string
     std::vector<std::string> all{"agvtool"};
     all.insert(all.end(), arguments.begin(), arguments.end());
     const auto folder = std::filesystem::absolute(project_).parent_path();
-    const auto result = ProcessRunner::run({.executable = xcrun_, .arguments = all, .workingFolder = folder});
+    const auto result = ProcessRunner::run(
+        {.executable = xcrun_, .arguments = all, .environment = withoutKeyTexts(), .workingFolder = folder});
     const std::string said = result.stderrTail + "\n" + result.stdoutTail;
     // Some of these come with an exit code of 0.
     if (const auto reason = whyNotApplicable(said)) {

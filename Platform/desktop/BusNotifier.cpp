@@ -31,7 +31,8 @@ namespace {
 constexpr const char* serviceName = "org.freedesktop.Notifications";
 constexpr const char* servicePath = "/org/freedesktop/Notifications";
 constexpr const char* defaultAction = "default";
-constexpr std::size_t mostRemembered = 1000; // notifications that may still be tapped
+constexpr std::size_t mostRemembered = 1000;           // notifications that may still be tapped
+constexpr std::chrono::milliseconds lastPatience{300}; // of a cancelled call, with answers on their way
 
 struct BusCloser {
     void operator()(sd_bus* bus) const { sd_bus_close_unref(bus); }
@@ -81,9 +82,9 @@ Capabilities readCapabilities(sd_bus_message* answer) {
 // The notifications of one call of `show`.
 struct Job {
     std::vector<DesktopNotification> notifications;
-    std::size_t waiting = 0; // for answers; of the bus thread alone
-    DesktopNotifier::Outcome outcome;
-    bool isDone = false; // guarded by the session, as the outcome is from then on
+    std::size_t waiting = 0;          // for answers; of the bus thread alone
+    DesktopNotifier::Outcome outcome; // guarded by the session
+    bool isDone = false;              // likewise
 };
 
 } // namespace
@@ -110,6 +111,7 @@ class BusNotifier::Session {
     Outcome show(const std::vector<DesktopNotification>& notifications) {
         if (notifications.empty()) return {};
         if (!access_.busAddress) return {{}, "there is no session bus (DBUS_SESSION_BUS_ADDRESS is not set)"};
+        checkCancellation();
         const auto job = std::make_shared<Job>();
         job->notifications = notifications;
         std::unique_lock lock(mutex_);
@@ -117,7 +119,11 @@ class BusNotifier::Session {
         if (!thread_.joinable())
             thread_ = std::jthread([this](const std::stop_token& token) { serve(token); });
         wakeUp();
-        if (!done_.wait(lock, currentStopToken(), [&] { return job->isDone; })) throw CancellationError();
+        const auto isDone = [&] { return job->isDone; };
+        if (!done_.wait(lock, currentStopToken(), isDone) && !done_.wait_for(lock, lastPatience, isDone)) {
+            std::erase(jobs_, job);
+            if (job->outcome.shown.empty()) throw CancellationError();
+        }
         return job->outcome;
     }
 
@@ -235,6 +241,11 @@ class BusNotifier::Session {
         return static_cast<int>(std::clamp<std::int64_t>(wait.count() / 1000 + 1, 0, 3'600'000));
     }
 
+    void note(std::string problem) {
+        const std::lock_guard lock(mutex_);
+        job_->outcome.problem = std::move(problem);
+    }
+
     static std::string problemOf(sd_bus_message* answer) {
         const sd_bus_error* error = sd_bus_message_get_error(answer);
         const std::string_view name = error && error->name ? error->name : "";
@@ -263,7 +274,7 @@ class BusNotifier::Session {
             if (status >= 0)
                 ++job_->waiting;
             else
-                job_->outcome.problem = fmt::format("a notification cannot be sent: {}", reasonOf(status));
+                note(fmt::format("a notification cannot be sent: {}", reasonOf(status)));
         }
         if (job_->waiting == 0) finish();
     }
@@ -298,13 +309,16 @@ class BusNotifier::Session {
         Job& job = *session.job_;
         std::uint32_t number = 0;
         if (sd_bus_message_is_method_error(answer, nullptr) > 0) {
-            job.outcome.problem = problemOf(answer);
+            session.note(problemOf(answer));
         } else if (sd_bus_message_read(answer, "u", &number) > 0) {
-            job.outcome.shown.push_back(pending.notification->id);
+            {
+                const std::lock_guard lock(session.mutex_);
+                job.outcome.shown.push_back(pending.notification->id);
+            }
             if (session.groups_.size() >= mostRemembered) session.groups_.erase(session.groups_.begin());
             session.groups_[number] = pending.notification->group;
         } else {
-            job.outcome.problem = "the notification service gives no answer of use";
+            session.note("the notification service gives no answer of use");
         }
         if (--job.waiting == 0) session.finish();
         return 1;

@@ -36,7 +36,8 @@ class DesktopNotifier {
     DesktopNotifier& operator=(const DesktopNotifier&) = delete;
 
     /// Shows each, asking the user for permission before the first where the system wants that. Takes a few
-    /// seconds at most, however the system behaves. Throws `CancellationError`.
+    /// seconds at most, however the system behaves. Cancelled meanwhile, it soon returns what was shown;
+    /// throws `CancellationError` when nothing was.
     [[nodiscard]] virtual Outcome show(const std::vector<DesktopNotification>& notifications) = 0;
 };
 

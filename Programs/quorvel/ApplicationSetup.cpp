@@ -1,5 +1,6 @@
 #include "Programs/quorvel/ApplicationSetup.h"
 
+#include "Core/asc/KeyVariables.h"
 #include "Platform/text/Text.h"
 #include "Programs/quorvel/Errors.h"
 
@@ -28,7 +29,7 @@ std::vector<CredentialSource> givenCredentials(const GlobalOptions& global,
         return CredentialSource{.name = fmt::format("environment variables {}…", prefix),
                                 .keyID = variable(start + "KEY_ID"),
                                 .issuerID = variable(start + "ISSUER_ID"),
-                                .privateKeyPEM = variable(start + std::string(key)),
+                                .privateKeyPEM = variable(key),
                                 .privateKeyFile = variable(start + std::string(file))};
     };
     const bool isPiped = global.privateKeyFile == "-";
@@ -37,8 +38,8 @@ std::vector<CredentialSource> givenCredentials(const GlobalOptions& global,
              .issuerID = global.issuerID.value_or(""),
              .privateKeyPEM = isPiped ? keyOnStandardInput(surroundings) : "",
              .privateKeyFile = isPiped ? "" : global.privateKeyFile.value_or("")},
-            family("ASC_", "PRIVATE_KEY", "PRIVATE_KEY_PATH"),
-            family("APP_STORE_CONNECT_API_KEY_", "KEY", "KEY_FILEPATH")};
+            family("ASC_", keyTextVariables[0], "PRIVATE_KEY_PATH"),
+            family("APP_STORE_CONNECT_API_KEY_", keyTextVariables[1], "KEY_FILEPATH")};
 }
 
 // A password in an argument could be read by every user of this machine.

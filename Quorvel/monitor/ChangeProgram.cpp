@@ -1,5 +1,6 @@
 #include "Quorvel/monitor/ChangeProgram.h"
 
+#include "Core/asc/KeyVariables.h"
 #include "Platform/log/Log.h"
 #include "Platform/process/ProcessRunner.h"
 #include "Platform/task/Task.h"
@@ -42,6 +43,7 @@ std::string lastLineOf(std::string_view text) {
 std::optional<std::string> ChangeProgram::run(const ReviewNotice& notice) const {
     using namespace ProcessRunner;
     const Command command{.executable = executable,
+                          .environment = withoutKeyTexts(),
                           .input = encodeJSON(notice) + "\n",
                           .grace = std::chrono::milliseconds(500)};
     try {

@@ -1,5 +1,6 @@
 #include "Quorvel/monitor/ReviewStateMonitor.h"
 
+#include "Platform/task/Task.h"
 #include "Platform/text/Text.h"
 #include "Quorvel/application/Application.h"
 
@@ -209,9 +210,9 @@ void ReviewStateMonitor::compare(const std::vector<Answer>& answers, Check& chec
         for (const auto& version : answer.versions) {
             const auto& attributes = version.attributes;
             const auto platform = fromRawValue<ASCPlatform>(attributes.platform.value_or(""));
-            if (!platform || !attributes.versionString || !attributes.appStoreState) continue;
+            if (!platform || !attributes.versionString) continue;
             const std::string key = versionKey(*platform, *attributes.versionString);
-            if (!met.insert(key).second) continue;
+            if (!met.insert(key).second || !attributes.appStoreState) continue;
             const std::string& state = *attributes.appStoreState;
             Change change{target.id, target.name, *platform, *attributes.versionString, {}, state};
             const auto before = known.find(key);
@@ -227,6 +228,9 @@ void ReviewStateMonitor::compare(const std::vector<Answer>& answers, Check& chec
                 changes.push_back(std::move(change));
             }
         }
+        // Those that were renamed or deleted; a full page may have left out old ones that exist.
+        if (answer.versions.size() < versionsPerRequest)
+            std::erase_if(known, [&](const auto& entry) { return !met.contains(entry.first); });
     }
 }
 
@@ -259,6 +263,7 @@ void ReviewStateMonitor::notify(Check& check) {
     }
     if (notifications.empty()) return;
     const auto outcome = options_.notifier->show(notifications);
+    const bool wasInterrupted = currentStopToken().stop_requested();
     if (outcome.problem)
         check.problems.push_back(fmt::format("Changes are not shown on the desktop: {}.", *outcome.problem));
     if (outcome.shown.empty())
@@ -270,11 +275,13 @@ void ReviewStateMonitor::notify(Check& check) {
         if (std::ranges::find(keys, notice.id) != keys.end())
             notice.wasNotified = std::ranges::find(outcome.shown, notice.id) != outcome.shown.end();
     try {
-        // Also those that could not be shown: the user reads them where the monitor runs.
-        settings_.addNotifiedTransitions(keys);
+        // Also those that could not be shown: the user reads them where the monitor runs. After an
+        // interruption they are found again.
+        settings_.addNotifiedTransitions(wasInterrupted ? outcome.shown : keys);
     } catch (const FileError& error) {
         check.problems.push_back(error.what());
     }
+    if (wasInterrupted) throw CancellationError();
 }
 
 void ReviewStateMonitor::remember(const Change& change, Date date) {

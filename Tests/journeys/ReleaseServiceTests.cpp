@@ -134,6 +134,21 @@ TEST(ReviewSubmission, leavesReviewAndIsWaitedFor) {
     }
 }
 
+TEST(ReviewSubmission, isNotGoneWhileTheListDoesNotShowTheCancellation) {
+    ReadyVersion ready;
+    const std::string sent = ready.service().submit(moss, ASCPlatform::iOS, ready.version).id;
+    int pauses = 0;
+    const ReviewSubmissionService late(ready.client(), {.sleep = [&](double seconds) {
+                                           // Only now does the cancellation arrive that the plan takes for
+                                           // made.
+                                           if (pauses++ == 0)
+                                               (void)ready.client().cancelReviewSubmission(sent);
+                                           ready.fixture.server.advance(seconds);
+                                       }});
+    EXPECT_EQ(late.remove(moss, {.submissionID = sent, .state = "CANCELING"}), RemovalEnd::removed);
+    EXPECT_EQ(ready.state(), "DEVELOPER_REJECTED");
+}
+
 TEST(ReviewSubmission, onlyTheVersionLeavesOneThatWasNotSent) {
     ReadyVersion ready;
     const std::string open = ready.client().createReviewSubmission(moss, ASCPlatform::iOS).id;

@@ -17,11 +17,6 @@ namespace {
 
 constexpr std::string_view garden = "6700000101"; // forty locales, next versions on two platforms
 
-template <typename List>
-auto ofLocale(const List& list, std::string_view locale) {
-    return std::ranges::find_if(list, [&](const auto& each) { return each.attributes.locale == locale; });
-}
-
 std::string textOfFailure(const std::function<void()>& work) {
     try {
         work();
@@ -123,40 +118,6 @@ TEST(ReviewSubmissionService, neverSubmitsWithoutTheWantedVersion) {
     EXPECT_EQ(fixture.server.requests().size(), 1u) << "nothing is made beside it";
 }
 
-TEST(TestFlightService, writesNotesAddsToGroupsAndAsksForReview) {
-    test::SandboxFixture fixture;
-    const auto& client = fixture.client;
-    const auto builds = client.listBuilds(garden);
-    const auto build = std::ranges::find_if(builds, [](const auto& each) {
-        return each.build.attributes.processingState == "VALID" && each.build.attributes.expired != true;
-    });
-    ASSERT_NE(build, builds.end());
-    client.setExportCompliance(build->build.id, {false});
-    const std::string group = client.listBetaGroups(garden).back().id;
-    const std::string id = build->build.id;
-    // The create of the Urdu notes is carried out, but its answer is lost: they are found and patched.
-    fixture.server.setFaults(
-        {{.route = "POST /v1/betaBuildLocalizations", .action = "resetAfter", .count = 1}});
-    TestFlightService(client).release({.buildID = id,
-                                       .notes = {{"en-US", "Try the week view."}, {"ur-PK", "آزمائیں"}},
-                                       .groupIDs = {group},
-                                       .betaReview = TestFlightService::Release::BetaReview::request});
-    const auto notes = client.listBetaBuildLocalizations(id);
-    ASSERT_NE(ofLocale(notes, "ur-PK"), notes.end());
-    EXPECT_EQ(ofLocale(notes, "ur-PK")->attributes.whatsNew, "آزمائیں");
-    EXPECT_EQ(
-        std::ranges::count_if(notes, [](const auto& each) { return each.attributes.locale == "ur-PK"; }), 1);
-    EXPECT_EQ(ofLocale(notes, "en-US")->attributes.whatsNew, "Try the week view.");
-    const auto sent = fixture.server.requests();
-    const auto asked = [&](std::string_view path) {
-        return std::ranges::count_if(sent, [&](const auto& request) {
-            return request.method == "POST" && request.path == path && request.status / 100 == 2;
-        });
-    };
-    EXPECT_EQ(asked("/v1/betaGroups/" + group + "/relationships/builds"), 1);
-    EXPECT_EQ(asked("/v1/betaAppReviewSubmissions"), 1);
-}
-
 TEST(TestFlightService, takesEachStepOnceWhateverAnswerIsLost) {
     for (const char* fault : {"resetAfter", "503After", "truncate"}) {
         SCOPED_TRACE(fault);
@@ -165,6 +126,8 @@ TEST(TestFlightService, takesEachStepOnceWhateverAnswerIsLost) {
         const TestFlightService service(client);
         fixture.server.setFaults({sandbox::parseFault(fmt::format("POST /v1/betaGroups:{}:1:1", fault))});
         const std::string group = service.createGroup(garden, {"Readers", false}).id;
+        EXPECT_EQ(std::ranges::count(fixture.server.requests(), "GET", &sandbox::RecordedRequest::method), 1)
+            << "the group that was found is taken; another listing may be without it";
         const auto builds = client.listBuilds(garden, "3.5");
         const std::string build = std::ranges::find_if(builds, [](const auto& each) {
                                       return each.build.attributes.version == "352" && each.platform == "IOS";

@@ -242,8 +242,10 @@ RemovalEnd ReviewSubmissionService::remove(std::string_view appID, const Removal
 }
 
 bool ReviewSubmissionService::isLeaving(std::string_view appID, const std::string& submissionID) const {
-    const auto leaving = client_.listReviewSubmissions(appID, {State::canceling});
-    return std::ranges::any_of(leaving, [&](const Submission& each) { return each.id == submissionID; });
+    // Right after a cancellation the list may not show it yet.
+    const auto open = client_.listReviewSubmissions(
+        appID, {State::waitingForReview, State::inReview, State::unresolvedIssues, State::canceling});
+    return std::ranges::any_of(open, [&](const Submission& each) { return each.id == submissionID; });
 }
 
 } // namespace quorvel

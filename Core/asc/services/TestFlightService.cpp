@@ -72,17 +72,17 @@ TestFlightService::compareTestNotes(std::string_view buildID,
 
 ASCResource<BetaGroupAttributes>
 TestFlightService::createGroup(std::string_view appID, const BetaGroupCreateAttributes& attributes) const {
-    const auto named = [&] {
-        auto groups = client_.listBetaGroups(appID);
-        std::erase_if(groups, [&](const auto& each) { return each.attributes.name != attributes.name; });
-        return groups;
+    std::optional<ASCResource<BetaGroupAttributes>> made;
+    const auto find = [&]() -> std::optional<std::string> {
+        for (auto& each : client_.listBetaGroups(appID)) {
+            if (each.attributes.name != attributes.name) continue;
+            made = std::move(each);
+            return made->id;
+        }
+        return std::nullopt;
     };
-    return createOrAdopt([&] { return client_.createBetaGroup(appID, attributes); },
-                         [&]() -> std::optional<std::string> {
-                             const auto groups = named();
-                             return groups.empty() ? std::nullopt : std::optional(groups.front().id);
-                         },
-                         [&](const std::string&) { return named().front(); });
+    return createOrAdopt([&] { return client_.createBetaGroup(appID, attributes); }, find,
+                         [&](const std::string&) { return *made; });
 }
 
 StepEnd TestFlightService::addBuildToGroup(std::string_view groupID, std::string_view buildID) const {
@@ -115,14 +115,6 @@ StepEnd TestFlightService::addTester(std::string_view groupID,
                               return isSameAddress(each.attributes.email, tester.email);
                           });
                       });
-}
-
-void TestFlightService::release(const Release& release) const {
-    for (const TestNotesChange& change : compareTestNotes(release.buildID, release.notes))
-        (void)writeTestNotes(release.buildID, change.locale, change.after);
-    for (const std::string& group : release.groupIDs)
-        (void)addBuildToGroup(group, release.buildID);
-    if (release.betaReview == Release::BetaReview::request) (void)requestBetaReview(release.buildID);
 }
 
 } // namespace quorvel

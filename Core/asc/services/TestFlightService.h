@@ -35,12 +35,6 @@ class TestFlightService {
   public:
     explicit TestFlightService(const ASCClientProtocol& client) : client_(client) {}
 
-    struct Release {
-        std::string buildID;
-        std::map<std::string, std::string> notes; // locale → what to test
-        std::vector<std::string> groupIDs;
-        enum class BetaReview { leaveOut, request } betaReview = BetaReview::leaveOut;
-    };
     /// Writes what to test in one locale: patches the localization that exists, or creates it. When the
     /// create finds one made meanwhile, or its answer is lost, it becomes a patch.
     ASCResource<BetaBuildLocalizationAttributes>
@@ -58,9 +52,6 @@ class TestFlightService {
     /// Whether testers are told of the build as soon as they can have it.
     StepEnd setAutoNotify(std::string_view buildID, bool notify) const;
     StepEnd addTester(std::string_view groupID, const BetaTesterCreateAttributes& tester) const;
-
-    /// Writes the notes that differ, adds the build to the groups, then asks for beta review when wanted.
-    void release(const Release& release) const;
 
   private:
     const ASCClientProtocol& client_;

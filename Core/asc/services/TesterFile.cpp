@@ -207,8 +207,8 @@ TesterFile readTesterFile(std::string_view bytes) {
     char separator = separatorOf(bytes);
     if (bytes.size() > 4 && bytes.starts_with("sep=")) { // as a spreadsheet says it
         separator = bytes[4];
-        const std::size_t end = std::min(bytes.find('\n'), bytes.size() - 1);
-        bytes.remove_prefix(end + 1);
+        bytes.remove_prefix(std::min(bytes.find_first_of("\r\n"), bytes.size()));
+        bytes.remove_prefix(bytes.starts_with("\r\n") ? 2 : std::min<std::size_t>(1, bytes.size()));
         skipped = 1;
     }
     TesterFile file;

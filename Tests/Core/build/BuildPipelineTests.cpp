@@ -1,5 +1,7 @@
+#include "Core/asc/KeyVariables.h"
 #include "Core/build/BuildPipeline.h"
 #include "Core/build/TemporaryKeyFolder.h"
+#include "Core/build/XcodeVersionBumper.h"
 #include "Platform/task/Task.h"
 #include "Tests/support/DeveloperTools.h"
 #include "Tests/support/FileMode.h"
@@ -130,6 +132,30 @@ TEST_F(Pipeline, believesTheUploadToolsWordsMoreThanItsExitCode) {
     EXPECT_EQ(errorOf(upload), "Failed to load AuthKey file.");
 }
 
+TEST_F(Pipeline, handsNoKeyOfTheEnvironmentToTheTools) {
+    const auto spy = tools.folder() / "spy";
+    const auto counts = tools.folder() / "counts";
+    writeFileAtomically(spy, "#!/bin/sh\nenv | grep -c KEY-TEXT >> '" + counts.string() + "'\nexit 3\n");
+    std::filesystem::permissions(spy, std::filesystem::perms::owner_all);
+    createFolders(tools.workdir());
+    const BuildPipeline spied(spy);
+    const std::function<void()> runs[] = {
+        [&] { static_cast<void>(spied.listSchemes(tools.project())); },
+        [&] { static_cast<void>(spied.archive(plan(), onLog())); },
+        [&] { static_cast<void>(spied.exportArchive(plan(), tools.workdir() / "A.xcarchive", onLog())); },
+        [&] {
+            spied.upload(plan(), tools.workdir() / "A.ipa", {"K", "I", tools.folder()}, onLog());
+        },
+        [&] { static_cast<void>(XcodeVersionBumper(tools.project(), spy).buildNumber()); }};
+    for (const char* name : keyTextVariables)
+        ::setenv(name, "KEY-TEXT", 1);
+    for (const auto& run : runs)
+        EXPECT_THROW(run(), std::runtime_error);
+    for (const char* name : keyTextVariables)
+        ::unsetenv(name);
+    EXPECT_EQ(readFile(counts), "0\n0\n0\n0\n0\n");
+}
+
 TEST_F(Pipeline, endsTheToolWhenItIsCancelled) {
     behave("archive", {{"lines", JSONValue::array({"compiling"})}, {"seconds", 100}});
     std::stop_source source;
@@ -141,12 +167,20 @@ TEST_F(Pipeline, endsTheToolWhenItIsCancelled) {
 }
 
 TEST_F(Pipeline, sweepsKeysOfKilledRunsAndNoneInUse) {
-    const auto left = tools.folder() / "brevant-asc-key-LEFT";
-    createFolders(left, FolderMode::secret);
-    writeFileAtomically(left / "AuthKey_A.p8", "x", FileMode::secret);
+    const auto leave = [&](const std::string& folder, const char* file) {
+        const auto path = tools.folder() / ("brevant-asc-key-" + folder);
+        createFolders(path, FolderMode::secret);
+        writeFileAtomically(path / file, "x", FileMode::secret);
+        return path;
+    };
+    const auto whole = leave("WHOLE", "AuthKey_A.p8");
+    const auto halfWritten = leave("HALF", ".tmp-quorvel-AuthKey_A.p8");
+    const auto begun = leave("BEGUN", "lock");
     const TemporaryKeyFolder used(tools.folder(), "KEY1", "x");
-    EXPECT_EQ(TemporaryKeyFolder::sweep(tools.folder()), 1U);
-    EXPECT_FALSE(std::filesystem::exists(left));
+    EXPECT_EQ(TemporaryKeyFolder::sweep(tools.folder()), 2U);
+    EXPECT_FALSE(std::filesystem::exists(whole));
+    EXPECT_FALSE(std::filesystem::exists(halfWritten));
+    EXPECT_TRUE(std::filesystem::exists(begun)) << "its maker may not have locked it yet";
     EXPECT_TRUE(std::filesystem::exists(used.path() / "AuthKey_KEY1.p8"));
     EXPECT_THROW(TemporaryKeyFolder(tools.folder(), "../escape", "x"), std::invalid_argument);
 }

@@ -206,6 +206,24 @@ TEST(ReviewStateMonitor, tellsAVersionThatCameWhileNobodyWatched) {
     EXPECT_THAT(statesIn(account.check().changes), ElementsAre("->REJECTED"));
 }
 
+TEST(ReviewStateMonitor, forgetsAVersionThatIsNoMore) {
+    WatchedAccount account;
+    account.check();
+    const auto version = account.versionOf(test::sketchApp, "PREPARE_FOR_SUBMISSION");
+    static_cast<void>(
+        account.application->client()->updateAppStoreVersion(version, {.versionString = "77.0"}));
+    const auto namesIn = [](const ReviewStateMonitor::Check& check) {
+        std::vector<std::string> names;
+        for (const auto& each : check.versions)
+            if (each.slug == "Sketch" && each.state == "PREPARE_FOR_SUBMISSION")
+                names.push_back(each.version);
+        return names;
+    };
+    EXPECT_THAT(namesIn(account.check()), ElementsAre("77.0")) << "it was renamed";
+    account.server.setFaults({{.route = "GET /v1/apps/**", .status = 404}});
+    EXPECT_THAT(namesIn(account.check()), ElementsAre("77.0")) << "an app that fails forgets nothing";
+}
+
 TEST(ReviewStateMonitor, saysWhatCannotBeShownOrKept) {
     WatchedAccount account;
     account.notifier->problem = "no notification service runs on the session bus";
@@ -312,6 +330,10 @@ TEST(ReviewStateMonitor, usesTheKeyOfEachAppAndNoticesANewOne) {
 }
 
 TEST(ReviewStateMonitor, handsEachChangeToAProgramThatCannotHoldItUp) {
+    struct KeyVariable {
+        KeyVariable() { ::setenv("ASC_PRIVATE_KEY", "KEY-TEXT", 1); }
+        ~KeyVariable() { ::unsetenv("ASC_PRIVATE_KEY"); }
+    } const keyVariable; // outlives the threads of the account
     WatchedAccount account;
     account.check();
     const auto script = [&](const char* name, const std::string& text) {
@@ -331,6 +353,7 @@ TEST(ReviewStateMonitor, handsEachChangeToAProgramThatCannotHoldItUp) {
     const auto notice = decodeJSON<ReviewNotice>(readFile(kept).value_or(""));
     EXPECT_EQ(notice.title, "Tides 1.9 · in review");
     EXPECT_EQ(notice.oldState, "WAITING_FOR_REVIEW");
+    EXPECT_EQ(after("PENDING_CONTRACT", {script("look", "env | grep KEY-TEXT && exit 3; exit 0\n")}), "");
     EXPECT_EQ(after("REJECTED", {script("fail", "echo no luck >&2; exit 3\n")}),
               "ended with status 3: no luck");
     EXPECT_EQ(after("METADATA_REJECTED", {script("hang", "sleep 60\n"), 0.1}), "was ended after 0.1 seconds");
@@ -360,6 +383,30 @@ TEST(ReviewStateMonitor, findsAChangeAgainThatAnInterruptionKeptBack) {
     EXPECT_THAT(account.notifier->titles, SizeIs(1));
     EXPECT_THAT(statesIn(account.check().changes), ElementsAre("WAITING_FOR_REVIEW>IN_REVIEW"));
     EXPECT_THAT(account.notifier->titles, SizeIs(1)) << "it is not notified twice";
+}
+
+TEST(ReviewStateMonitor, notifiesWhatAnInterruptionLeftOutAndNothingTwice) {
+    WatchedAccount account;
+    account.check();
+    account.server.setVersionState(account.tides, "IN_REVIEW");
+    account.server.setVersionState(account.versionOf(test::sketchApp, "PREPARE_FOR_SUBMISSION"), "IN_REVIEW");
+    // Shows the first of its notifications, then the process is told to end.
+    struct InterruptedNotifier : DesktopNotifier {
+        std::stop_source interrupt;
+        std::string shown;
+        Outcome show(const std::vector<DesktopNotification>& notifications) override {
+            interrupt.request_stop();
+            shown = notifications.at(0).title;
+            return {{notifications.at(0).id}, {}};
+        }
+    };
+    const auto interrupted = std::make_shared<InterruptedNotifier>();
+    {
+        const TaskScope scope(interrupted->interrupt.get_token());
+        EXPECT_THROW(account.check({.notifier = interrupted}), CancellationError);
+    }
+    EXPECT_THAT(account.check().changes, SizeIs(2));
+    EXPECT_THAT(account.notifier->titles, ElementsAre(testing::Ne(interrupted->shown)));
 }
 
 TEST(CheckTimer, goesByTheClockThatWentFurther) {
