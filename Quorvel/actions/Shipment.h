@@ -87,10 +87,10 @@ class Shipment {
     std::optional<ASCVersionSummary> open_;             // another one that is not released
     std::vector<ASCLocalizationSummary> localizations_; // of the version, where it takes changes
     std::optional<std::vector<ASCBuildSummary>> builds_;
-    std::optional<ASCBuildSummary> build_;   // that is used
+    std::optional<ASCBuildSummary> build_;    // that is used
     std::optional<std::string> refusedBuild_; // the id of the one that App Store Connect turned down
     std::optional<std::string> stateBefore_;  // of the version, when it was submitted
-    std::vector<std::string> testGroups_;  // ids of those that need the build
+    std::vector<std::string> testGroups_;     // ids of those that need the build
     std::optional<PushPlan> texts_;
     std::optional<ScreenshotPushPlan> screenshots_;
     std::optional<AwaitedBuildOfApp> awaited_;

@@ -176,8 +176,7 @@ std::optional<ShipStep> Shipment::submit() {
                             fmt::format("The checklist is not met. {}", fmt::join(obstacles, ". "))};
     }
     (void)ReviewSubmissionService(*parts_.client, {.sleep = parts_.application.options().sleep})
-        .submit(parts_.app.app.appStoreId, parts_.options.platform, found_->version.id,
-                agreedSubmission_);
+        .submit(parts_.app.app.appStoreId, parts_.options.platform, found_->version.id, agreedSubmission_);
     stateBefore_ = found_->version.attributes.appStoreState;
     return std::nullopt;
 }
@@ -198,9 +197,10 @@ std::optional<ShipStep> Shipment::awaitState(Kind kind) {
             if (ShipStep now = isReview ? lookAtReview() : lookAtRelease(); now.state == State::done)
                 return now;
             if (isLate)
-                return ShipStep{kind, State::failed,
-                                fmt::format("It is submitted, and App Store Connect still says {} after {} min",
-                                            statePill(state), reviewWait / 60)};
+                return ShipStep{
+                    kind, State::failed,
+                    fmt::format("It is submitted, and App Store Connect still says {} after {} min",
+                                statePill(state), reviewWait / 60)};
             if (state == "PENDING_DEVELOPER_RELEASE" && !isReleased) {
                 ReleaseService(*parts_.client).release(found_->version.id);
                 isReleased = true;

@@ -5,6 +5,7 @@
 #include "Platform/text/Text.h"
 #include "Quorvel/actions/Shipment.h"
 #include "Quorvel/actions/SubmissionActions.h"
+#include "Quorvel/actions/TestFlightActions.h"
 #include "Quorvel/application/Application.h"
 #include "Quorvel/application/Failure.h"
 
@@ -254,15 +255,12 @@ ShipStep Shipment::lookAtAttachment() const {
 
 // An internal group may have all builds by itself.
 ShipStep Shipment::lookAtTestFlight() {
-    const auto all = parts_.client->listBetaGroups(parts_.app.app.appStoreId);
+    const auto all = testGroupsOf(*parts_.client, parts_.app.app.appStoreId);
     testGroups_.clear();
     for (const std::string& name : parts_.options.testFlightGroups) {
-        const auto group = std::ranges::find_if(
-            all, [&](const auto& one) { return one.attributes.name == name || one.id == name; });
-        if (group == all.end())
-            throw ApplicationError(FailureKind::notFound,
-                                   fmt::format("there is no TestFlight group {}", quotedWord(name)));
-        if (!group->attributes.hasAccessToAllBuilds.value_or(false)) testGroups_.push_back(group->id);
+        const TestGroup group = requireTestGroup(all, name);
+        if (!group.getsAllBuilds && std::ranges::find(testGroups_, group.id) == testGroups_.end())
+            testGroups_.push_back(group.id);
     }
     const auto& names = parts_.options.testFlightGroups;
     if (testGroups_.empty())

@@ -156,6 +156,56 @@ TEST_F(ReleaseTest, shipmentWaitsThroughReviewAndReleases) {
     EXPECT_THAT(ended.outcome.steps.back().text, HasSubstr("Rejected"));
 }
 
+// After a submission a version may show its old state, and some questions find no answer.
+TEST_F(ReleaseTest, shipmentWaitsThroughALateStateAndServiceTrouble) {
+    const std::string version = versionID(tides, "1.9");
+    const auto ship = [&](const char* lateState, double seconds) {
+        sandbox.server.setVersionState(version, "REJECTED");
+        auto options = waitingOptions();
+        double waited = 0;
+        options.sleep = [&, sleep = options.sleep](double pause) {
+            sandbox.server.setVersionState(version, waited < seconds ? lateState : "WAITING_FOR_REVIEW");
+            sleep(pause);
+            waited += pause;
+        };
+        Application application(options);
+        const auto plan = PlanShip::perform(application, {.version = "1.9", .app = tides}).plan;
+        sandbox.server.setFaults({{.route = "GET /v1/appStoreVersions/*", .status = 503, .count = 8}});
+        return Ship::perform(application, {plan}).outcome;
+    };
+    const auto shipped = ship("REJECTED", 40);
+    EXPECT_TRUE(shipped.isComplete()) << shipped.steps.back().text;
+    const auto late = ship("READY_FOR_REVIEW", 1e6);
+    EXPECT_EQ(late.steps.back().state, ShipStep::State::failed);
+    EXPECT_THAT(late.steps.back().text, HasSubstr("still says Ready for Review after 15 min"));
+}
+
+TEST_F(ReleaseTest, buildThatWasTurnedDownIsNotSubmittedAgain) {
+    pull(tides);
+    const std::string version = versionID(tides, "1.9");
+    sandbox.server.setVersionState(version, "INVALID_BINARY");
+    try {
+        (void)PlanSubmission::perform(*sandbox.application, {.app = tides});
+        FAIL();
+    } catch (const ApplicationError& error) {
+        EXPECT_EQ(error.kind(), FailureKind::notReady);
+        EXPECT_THAT(error.what(), HasSubstr("the attached build was turned down"));
+    }
+    Application application(waitingOptions());
+    const auto plan = [&] {
+        return PlanShip::perform(application, {.version = "1.9", .exempt = true, .app = tides}).plan;
+    };
+    const auto alone = plan();
+    EXPECT_EQ(std::ranges::find(alone.steps, ShipStep::Kind::build, &ShipStep::kind)->state,
+              ShipStep::State::person)
+        << "another one has to be built, and no project is chosen here";
+    (void)sandbox.server.addBuild(tides, "IOS", "1.9", "999");
+    sandbox.server.advance(600);
+    const auto shipped = Ship::perform(application, {plan()}).outcome;
+    EXPECT_TRUE(shipped.isComplete()) << shipped.steps.back().text;
+    EXPECT_EQ(shipped.version->appStoreState, "WAITING_FOR_REVIEW");
+}
+
 TEST_F(ReleaseTest, shipmentUsesTheBuildThatIsThere) {
     pull(tides);
     sandbox.server.setVersionState(versionID(tides, "1.9"), "READY_FOR_SALE");
