@@ -6,13 +6,39 @@
 #include "Quorvel/application/Application.h"
 #include "Quorvel/application/Failure.h"
 
+#include <fmt/format.h>
+#include <fmt/ranges.h>
+
+#include <algorithm>
+
 namespace quorvel {
 
 namespace {
 
-ShipOptions optionsOf(const PlanShip::Request& request, const AppContexts& contexts) {
-    requireVersionNumber(request.version);
-    const ContextID context = contexts.known(request.context).value_or(ContextID{});
+// That of the app's versions, where nothing was pulled yet.
+ContextID onlyContextOf(const ASCClientProtocol& client, const std::string& app) {
+    const auto versions = client.listAppStoreVersions(app);
+    std::vector<ContextID> contexts;
+    std::vector<std::string> names;
+    for (const ASCPlatform platform : allPlatforms)
+        if (std::ranges::any_of(versions, [&](const auto& version) {
+                return version.attributes.platform == rawValue(platform);
+            })) {
+            contexts.push_back({platform});
+            names.push_back(contexts.back().text());
+        }
+    if (contexts.size() == 1) return contexts.front();
+    if (contexts.empty())
+        throw ApplicationError(FailureKind::badRequest, "the app has no version that tells its platform",
+                               "Choose the context, such as ios/next.");
+    throw ApplicationError(FailureKind::badRequest, "the app has versions of several platforms",
+                           fmt::format("Choose the context: {}.", fmt::join(names, " or ")));
+}
+
+ShipOptions optionsOf(const PlanShip::Request& request, const AppContexts& contexts,
+                      const ASCClientProtocol& client, const std::string& app) {
+    const auto known = contexts.known(request.context);
+    const ContextID context = known ? *known : onlyContextOf(client, app);
     if (request.context && context.stateClass == AppStoreVersionStateClass::live)
         throw ApplicationError(FailureKind::badRequest,
                                "a release is of a coming version, not of the one on sale",
@@ -32,12 +58,14 @@ ShipOptions optionsOf(const PlanShip::Request& request, const AppContexts& conte
 
 PlanShip::Result PlanShip::perform(Application& application, const Request& request,
                                    const ActionProgress& progress) {
+    requireVersionNumber(request.version);
     const auto target = targetOf(request);
     const LocatedApp located = AppDirectory(application, target.choice).locate();
     const OpenedApp opened = openUnchanged(application, target);
     const MetadataFolder folder = opened.session->metadata->folder();
-    const ShipOptions options = optionsOf(request, opened.session->metadata->contexts());
     const auto client = std::make_shared<SharedReads>(application.client(located.owner));
+    const ShipOptions options =
+        optionsOf(request, opened.session->metadata->contexts(), *client, located.app.appStoreId);
     progress.step({"Planning the release…", {}, 0});
     Shipment shipment({.application = application,
                        .app = located,

@@ -109,10 +109,11 @@ struct ShipPlan {
     bool isExact = true;           // else there may be more
     std::optional<PushPlan> texts; // of the step of this name, where it is known already
     std::optional<ScreenshotPushPlan> screenshots; // the same
-    std::optional<BuildRunPlan> build;             // the same
+    std::optional<BuildConfig> config;             // where a build is to be made
+    std::optional<BuildRunPlan> build;             // of the step of this name, where it is known already
     std::optional<SubmissionPlan> submission;      // the same
     QUORVEL_RECORD(ShipPlan, app, folder, context, options, version, steps, requests, isExact, texts,
-                   screenshots, build, submission)
+                   screenshots, config, build, submission)
 };
 
 /// What a shipment did, and where it ended.

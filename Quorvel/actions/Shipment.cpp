@@ -107,6 +107,7 @@ ShipPlan Shipment::plan() {
     if (found_) plan.version = contextOf(found_->version);
     plan.texts = texts_;
     plan.screenshots = screenshots_;
+    plan.config = config_;
     plan.build = buildPlan_;
     plan.submission = submission_;
     return plan;
@@ -114,11 +115,11 @@ ShipPlan Shipment::plan() {
 
 ShipOutcome Shipment::perform(const ShipPlan& agreed) {
     ShipOutcome outcome;
-    submission_ = agreed.submission;
+    agreedSubmission_ = agreed.submission.value_or(SubmissionPlan{});
     readVersions();
     for (const Kind kind : kinds()) {
         ShipStep step = look(kind);
-        requireAgreed(agreed, kind);
+        requireAgreed(agreed, step);
         if (!step.isEnd() && step.state != State::done) {
             tell(step.text);
             if (auto ended = perform(step, outcome))
@@ -134,7 +135,13 @@ ShipOutcome Shipment::perform(const ShipPlan& agreed) {
 }
 
 // What was done meanwhile is fine; what was not shown is not.
-void Shipment::requireAgreed(const ShipPlan& agreed, Kind kind) const {
+void Shipment::requireAgreed(const ShipPlan& agreed, const ShipStep& step) const {
+    const Kind kind = step.kind;
+    if (kind == Kind::version && step.state == State::planned &&
+        std::ranges::find(agreed.steps, step.text, &ShipStep::text) == agreed.steps.end())
+        throw OperationRefused(Refusal::stalePlan);
+    if (kind == Kind::build && step.state == State::planned && config_ != agreed.config)
+        throw OperationRefused(Refusal::stalePlan);
     if (kind == Kind::texts && agreed.texts && texts_)
         for (const PendingChange& change : texts_->changes)
             if (std::ranges::find(agreed.texts->changes, change) == agreed.texts->changes.end())

@@ -48,7 +48,7 @@ class Shipment {
     }
     [[nodiscard]] std::vector<Kind> kinds() const;
 
-    void requireAgreed(const ShipPlan& agreed, Kind kind) const;
+    void requireAgreed(const ShipPlan& agreed, const ShipStep& step) const;
     [[nodiscard]] ShipStep look(Kind kind);
     [[nodiscard]] ShipStep lookAtVersion() const;
     [[nodiscard]] ShipStep lookAtPull() const;
@@ -70,6 +70,7 @@ class Shipment {
     [[nodiscard]] std::optional<ShipStep> pushScreenshots();
     [[nodiscard]] std::optional<ShipStep> obtainBuild(ShipOutcome& outcome);
     [[nodiscard]] std::optional<ShipStep> takeReport(const BuildRunReport& report, ShipOutcome& outcome);
+    void goOnAfter(const ASCError& error, bool isLate) const;
     void declareExempt();
     void giveToTesters();
     [[nodiscard]] std::optional<ShipStep> submit();
@@ -86,13 +87,17 @@ class Shipment {
     std::optional<ASCVersionSummary> open_;             // another one that is not released
     std::vector<ASCLocalizationSummary> localizations_; // of the version, where it takes changes
     std::optional<std::vector<ASCBuildSummary>> builds_;
-    std::optional<ASCBuildSummary> build_; // that is used
-    std::vector<std::string> testGroups_;  // ids of those that need the build
+    std::optional<ASCBuildSummary> build_;    // that is used
+    std::optional<std::string> refusedBuild_; // the id of the one that App Store Connect turned down
+    std::optional<std::string> stateBefore_;  // of the version, when it was submitted
+    std::vector<std::string> testGroups_;     // ids of those that need the build
     std::optional<PushPlan> texts_;
     std::optional<ScreenshotPushPlan> screenshots_;
     std::optional<AwaitedBuildOfApp> awaited_;
+    std::optional<BuildConfig> config_; // where a build is to be made
     std::optional<BuildRunPlan> buildPlan_;
     std::optional<SubmissionPlan> submission_;
+    SubmissionPlan agreedSubmission_; // nothing but its items goes along with the version
 };
 
 } // namespace quorvel

@@ -1,5 +1,6 @@
 // Doing the steps of a shipment.
 #include "Core/asc/services/BuildService.h"
+#include "Core/asc/services/ReleaseService.h"
 #include "Core/asc/services/TestFlightService.h"
 #include "Core/asc/services/VersionService.h"
 #include "Core/build/VersionStateTexts.h"
@@ -38,7 +39,8 @@ class GrowingPause {
     double waited_ = 0; // seconds
 };
 
-constexpr double visibilityWait = 60;      // seconds until a made version must be listed
+constexpr double visibilityWait = 60;      // seconds until a change must show
+constexpr int reviewWait = 15 * 60;        // seconds from a submission until the version says so
 constexpr double processingWait = 60 * 60; // seconds
 
 // What only a person can do about a version in this state; nothing while it moves on by itself.
@@ -70,7 +72,6 @@ void Shipment::makeVersion() {
             FailureKind::notFound,
             fmt::format("App Store Connect made version {} but does not list it yet", options.version),
             "Try again in a minute; what is done stays.");
-    submission_.reset();
 }
 
 void Shipment::pull() {
@@ -116,6 +117,12 @@ std::optional<ShipStep> Shipment::takeReport(const BuildRunReport& report, ShipO
     return std::nullopt;
 }
 
+// One question that found no answer ends no wait of hours or days. Called while `error` is handled.
+void Shipment::goOnAfter(const ASCError& error, bool isLate) const {
+    if (error.kind() != ASCError::Kind::serviceTrouble || isLate) throw;
+    tell(fmt::format("App Store Connect could not be asked, trying again: {}", error.what()));
+}
+
 std::optional<ShipStep> Shipment::obtainBuild(ShipOutcome& outcome) {
     const auto onLine = [&](const std::string& line, BuildStage stage) {
         tell(fmt::format("{}: {}", rawValue(stage), line));
@@ -131,7 +138,11 @@ std::optional<ShipStep> Shipment::obtainBuild(ShipOutcome& outcome) {
                     Kind::build, State::failed,
                     "App Store Connect has not processed the build in an hour; it may still do so"};
             pause();
-            build_->build = parts_.client->getBuild(build_->build.id);
+            try {
+                build_->build = parts_.client->getBuild(build_->build.id);
+            } catch (const ASCError& error) {
+                goOnAfter(error, pause.waited() > processingWait);
+            }
         }
     } else {
         ended = takeReport(runBuild(parts_.application, parts_.app.app, *buildPlan_, onLine), outcome);
@@ -159,29 +170,45 @@ void Shipment::giveToTesters() {
 std::optional<ShipStep> Shipment::submit() {
     if (isInPreparation()) {
         const ReleaseChecklist checklist = parts_.session->release->checklist(contextID().text());
-        if (const auto obstacles = obstaclesOf(checklist); !obstacles.empty())
+        const auto obstacles = refusedBuild_ ? openChecksOf(checklist) : obstaclesOf(checklist);
+        if (!obstacles.empty())
             return ShipStep{Kind::submission, State::person,
                             fmt::format("The checklist is not met. {}", fmt::join(obstacles, ". "))};
     }
     (void)ReviewSubmissionService(*parts_.client, {.sleep = parts_.application.options().sleep})
-        .submit(parts_.app.app.appStoreId, parts_.options.platform, found_->version.id, submission_);
+        .submit(parts_.app.app.appStoreId, parts_.options.platform, found_->version.id, agreedSubmission_);
+    stateBefore_ = found_->version.attributes.appStoreState;
     return std::nullopt;
 }
 
 std::optional<ShipStep> Shipment::awaitState(Kind kind) {
-    GrowingPause pause(parts_.application, kind == Kind::review ? 2 : 30, kind == Kind::review ? 30 : 600);
+    const bool isReview = kind == Kind::review;
+    GrowingPause pause(parts_.application, isReview ? 2 : 30, isReview ? 30 : 600);
     bool isReleased = false;
     for (;;) {
-        found_->version = parts_.client->getAppStoreVersion(found_->version.id);
-        const std::string state = found_->version.attributes.appStoreState.value_or("");
-        if (const auto part = personsPart(state)) return ShipStep{kind, State::person, *part};
-        if ((kind == Kind::review ? lookAtReview() : lookAtRelease()).state == State::done)
-            return kind == Kind::review ? lookAtReview() : lookAtRelease();
-        if (state == "PENDING_DEVELOPER_RELEASE" && !isReleased) {
-            parts_.client->requestVersionRelease(found_->version.id);
-            isReleased = true;
+        const bool isLate = isReview && pause.waited() >= reviewWait;
+        try {
+            found_->version = parts_.client->getAppStoreVersion(found_->version.id);
+            const std::string state = found_->version.attributes.appStoreState.value_or("");
+            // The state of before the submission is shown for a while after it.
+            const bool isOld = isReview && state == stateBefore_ && pause.waited() < visibilityWait;
+            if (const auto part = personsPart(state); part && !isOld)
+                return ShipStep{kind, State::person, *part};
+            if (ShipStep now = isReview ? lookAtReview() : lookAtRelease(); now.state == State::done)
+                return now;
+            if (isLate)
+                return ShipStep{
+                    kind, State::failed,
+                    fmt::format("It is submitted, and App Store Connect still says {} after {} min",
+                                statePill(state), reviewWait / 60)};
+            if (state == "PENDING_DEVELOPER_RELEASE" && !isReleased) {
+                ReleaseService(*parts_.client).release(found_->version.id);
+                isReleased = true;
+            }
+            tell(fmt::format("{}: {}", parts_.options.version, statePill(state)));
+        } catch (const ASCError& error) {
+            goOnAfter(error, isLate);
         }
-        tell(fmt::format("{}: {}", parts_.options.version, statePill(state)));
         pause();
     }
 }

@@ -5,6 +5,7 @@
 #include "Platform/text/Text.h"
 #include "Quorvel/actions/Shipment.h"
 #include "Quorvel/actions/SubmissionActions.h"
+#include "Quorvel/actions/TestFlightActions.h"
 #include "Quorvel/application/Application.h"
 #include "Quorvel/application/Failure.h"
 
@@ -167,14 +168,19 @@ ShipStep Shipment::lookAtBuild() {
     const ShipOptions& options = parts_.options;
     build_.reset();
     awaited_.reset();
-    const auto& all = builds();
-    const auto attached = std::ranges::find_if(all, [&](const ASCBuildSummary& build) {
+    config_.reset();
+    if (!refusedBuild_ && found_ && found_->build && stateOf(*found_) == "INVALID_BINARY")
+        refusedBuild_ = found_->build->id;
+    const auto& all = builds(); // the newest first: those behind a build that was turned down are older
+    const auto end = std::ranges::find_if(
+        all, [&](const ASCBuildSummary& build) { return build.build.id == refusedBuild_; });
+    const auto attached = std::find_if(all.begin(), end, [&](const ASCBuildSummary& build) {
         return found_ && found_->build && build.build.id == found_->build->id &&
                isUsable(build, options.platform);
     });
-    const auto newest = std::ranges::find_if(
-        all, [&](const ASCBuildSummary& build) { return isUsable(build, options.platform); });
-    if (const auto use = attached != all.end() ? attached : newest; use != all.end()) build_ = *use;
+    const auto newest = std::find_if(
+        all.begin(), end, [&](const ASCBuildSummary& build) { return isUsable(build, options.platform); });
+    if (const auto use = attached != end ? attached : newest; use != end) build_ = *use;
     if (build_ && isProcessed(build_->build.attributes))
         return {Kind::build, State::done, fmt::format("Build {} is processed", numberOf(*build_))};
     for (const AwaitedBuildOfApp& awaited : awaitedBuilds(parts_.application))
@@ -184,7 +190,8 @@ ShipStep Shipment::lookAtBuild() {
             awaited_ = awaited;
     if (awaited_)
         return {Kind::build, State::waits,
-                fmt::format("Go on with build {}, which was uploaded", awaited_->build.buildNumber)};
+                fmt::format("Go on with build {}, {}", awaited_->build.buildNumber,
+                            awaited_->build.isUploaded ? "which was uploaded" : "whose upload was cut off")};
     if (build_)
         return {Kind::build, State::waits,
                 fmt::format("Wait until App Store Connect has processed build {}", numberOf(*build_))};
@@ -195,6 +202,7 @@ ShipStep Shipment::lookAtBuild() {
             fmt::format("Upload a build of {}; only apps for iOS and macOS are built here", options.version)};
     try {
         const auto chosen = chooseBuildConfig(parts_.application, parts_.app.app, *platform, {});
+        config_ = chosen.config;
         // A build follows the version that is being prepared, so it is planned once that is there.
         if (found_)
             buildPlan_ = planBuildRun(parts_.application, parts_.app, chosen);
@@ -247,15 +255,12 @@ ShipStep Shipment::lookAtAttachment() const {
 
 // An internal group may have all builds by itself.
 ShipStep Shipment::lookAtTestFlight() {
-    const auto all = parts_.client->listBetaGroups(parts_.app.app.appStoreId);
+    const auto all = testGroupsOf(*parts_.client, parts_.app.app.appStoreId);
     testGroups_.clear();
     for (const std::string& name : parts_.options.testFlightGroups) {
-        const auto group = std::ranges::find_if(
-            all, [&](const auto& one) { return one.attributes.name == name || one.id == name; });
-        if (group == all.end())
-            throw ApplicationError(FailureKind::notFound,
-                                   fmt::format("there is no TestFlight group {}", quotedWord(name)));
-        if (!group->attributes.hasAccessToAllBuilds.value_or(false)) testGroups_.push_back(group->id);
+        const TestGroup group = requireTestGroup(all, name);
+        if (!group.getsAllBuilds && std::ranges::find(testGroups_, group.id) == testGroups_.end())
+            testGroups_.push_back(group.id);
     }
     const auto& names = parts_.options.testFlightGroups;
     if (testGroups_.empty())
@@ -288,17 +293,22 @@ std::vector<std::string> Shipment::localesWithoutNotes() const {
 }
 
 ShipStep Shipment::lookAtSubmission() {
-    ShipStep step{Kind::submission, State::planned, "Submit it for review",
-                  quorvel::requestsOf(SubmissionCourse::create)};
-    if (!found_) return step;
-    const std::string state = stateOf(*found_);
+    ShipStep step{Kind::submission, State::planned, "Submit it for review"};
+    const std::string state = found_ ? stateOf(*found_) : "";
     if (!isInPreparation() && state != "READY_FOR_REVIEW")
         return {Kind::submission, State::done, fmt::format("It is submitted: {}", statePill(state))};
+    // Also before the version is made: whoever agrees is shown what goes along with it.
+    const bool isRenamed = !found_ && open_ && contextOf(open_->version)->takesPushes();
+    const std::string version = found_ ? found_->version.id : isRenamed ? open_->version.id : "";
     if (!submission_)
         submission_ = ReviewSubmissionService(*parts_.client)
-                          .plan(parts_.app.app.appStoreId, parts_.options.platform, found_->version.id);
+                          .plan(parts_.app.app.appStoreId, parts_.options.platform, version);
     step.requests = quorvel::requestsOf(submission_->course);
-    if (isInPreparation()) {
+    if (found_ && submission_->course == SubmissionCourse::withApple && submission_->holdsVersion) {
+        stateBefore_ = state;
+        return {Kind::submission, State::done, "It is submitted"};
+    }
+    if (found_ && isInPreparation()) {
         const ReviewInfoReadiness readiness = readinessOf(found_->reviewDetail);
         std::vector<std::string> missing;
         if (!readiness.missingContactFields.empty())

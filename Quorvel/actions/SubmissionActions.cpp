@@ -43,6 +43,16 @@ void requireSubmittable(const PlatformContext& version, const SubmissionPlan& su
 } // namespace
 
 std::vector<std::string> obstaclesOf(const ReleaseChecklist& checklist) {
+    auto obstacles = openChecksOf(checklist);
+    const ReleasePipeline& pipeline = checklist.pipeline;
+    // No check knows that the build that meets them all was turned down.
+    if (obstacles.empty() && pipeline.context && pipeline.next == NextAction::build)
+        obstacles.push_back(fmt::format("{}: the attached build was turned down; attach another",
+                                        statePill(pipeline.context->appStoreState)));
+    return obstacles;
+}
+
+std::vector<std::string> openChecksOf(const ReleaseChecklist& checklist) {
     std::vector<std::string> obstacles;
     if (checklist.pipeline.next == NextAction::finishSubmission) return obstacles;
     for (const ReleasePipeline::Item& item : checklist.pipeline.openItems())

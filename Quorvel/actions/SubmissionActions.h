@@ -61,8 +61,10 @@ struct SubmitVersion {
                                         const ActionProgress& progress = {});
 };
 
-/// The checks of a version that keep it from being submitted, a sentence each.
+/// What keeps a version from being submitted, a sentence each.
 [[nodiscard]] std::vector<std::string> obstaclesOf(const ReleaseChecklist& checklist);
+/// Its checks alone, for a version whose build that was turned down is replaced.
+[[nodiscard]] std::vector<std::string> openChecksOf(const ReleaseChecklist& checklist);
 /// "de-DE, fr-FR and 12 more".
 [[nodiscard]] std::string listedShortly(const std::vector<std::string>& names);
 /// The requests by which a submission changes App Store Connect.

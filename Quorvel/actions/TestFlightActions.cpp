@@ -27,28 +27,6 @@ TestGroup groupOf(const ASCResource<BetaGroupAttributes>& group) {
             .getsAllBuilds = attributes.hasAccessToAllBuilds.value_or(false)};
 }
 
-std::vector<TestGroup> groupsOf(const ReachedApp& reached) {
-    std::vector<TestGroup> groups;
-    for (const auto& each : reached.client->listBetaGroups(reached.app.appStoreId))
-        groups.push_back(groupOf(each));
-    return groups;
-}
-
-TestGroup requireGroup(const std::vector<TestGroup>& groups, const std::string& wanted) {
-    const auto is = [&](const TestGroup& each) {
-        return each.id == wanted || caseFolded(each.name) == caseFolded(wanted);
-    };
-    const auto exact = std::ranges::find(groups, wanted, &TestGroup::name);
-    const auto found = exact == groups.end() ? std::ranges::find_if(groups, is) : exact;
-    if (found != groups.end()) return *found;
-    std::vector<std::string> names;
-    for (const TestGroup& each : groups)
-        names.push_back(escapeControls(each.name));
-    throw ApplicationError(FailureKind::notFound, fmt::format("there is no group {}", quotedWord(wanted)),
-                           names.empty() ? "The app has no groups yet."
-                                         : fmt::format("The groups are {}.", fmt::join(names, ", ")));
-}
-
 // Whether testers can have the build as far as its own answers go.
 void requireEncryptionAnswer(const ASCBuildSummary& build) {
     if (build.build.attributes.usesNonExemptEncryption) return;
@@ -89,6 +67,28 @@ bool holdsBuild(const ASCClientProtocol& client, const TestGroup& group, const s
 
 } // namespace
 
+std::vector<TestGroup> testGroupsOf(const ASCClientProtocol& client, const std::string& app) {
+    std::vector<TestGroup> groups;
+    for (const auto& each : client.listBetaGroups(app))
+        groups.push_back(groupOf(each));
+    return groups;
+}
+
+TestGroup requireTestGroup(const std::vector<TestGroup>& groups, const std::string& wanted) {
+    const auto is = [&](const TestGroup& each) {
+        return each.id == wanted || caseFolded(each.name) == caseFolded(wanted);
+    };
+    const auto exact = std::ranges::find(groups, wanted, &TestGroup::name);
+    const auto found = exact == groups.end() ? std::ranges::find_if(groups, is) : exact;
+    if (found != groups.end()) return *found;
+    std::vector<std::string> names;
+    for (const TestGroup& each : groups)
+        names.push_back(escapeControls(each.name));
+    throw ApplicationError(FailureKind::notFound, fmt::format("there is no group {}", quotedWord(wanted)),
+                           names.empty() ? "The app has no groups yet."
+                                         : fmt::format("The groups are {}.", fmt::join(names, ", ")));
+}
+
 ListTestGroups::Result ListTestGroups::perform(Application& application, const Request& request,
                                                const ActionProgress&) {
     const ReachedApp reached = reach(application, targetOf(request));
@@ -116,7 +116,7 @@ PlanTestGroup::Result PlanTestGroup::perform(Application& application, const Req
     const std::string name(trim(request.name));
     if (name.empty()) throw ApplicationError(FailureKind::badRequest, "a group of testers needs a name");
     const ReachedApp reached = reach(application, targetOf(request));
-    for (const TestGroup& group : groupsOf(reached))
+    for (const TestGroup& group : testGroupsOf(*reached.client, reached.app.appStoreId))
         if (caseFolded(group.name) == caseFolded(name))
             throw ApplicationError(FailureKind::stateRefused,
                                    fmt::format("there is a group {} already", quotedWord(group.name)));
@@ -134,7 +134,7 @@ CreateTestGroup::Result CreateTestGroup::perform(Application& application, const
 ListTesters::Result ListTesters::perform(Application& application, const Request& request,
                                          const ActionProgress&) {
     const ReachedApp reached = reach(application, targetOf(request));
-    TestGroup group = requireGroup(groupsOf(reached), request.group);
+    TestGroup group = requireTestGroup(testGroupsOf(*reached.client, reached.app.appStoreId), request.group);
     auto testers = reached.client->listBetaTesters(group.id);
     return {reached.app, std::move(group), std::move(testers)};
 }
@@ -150,12 +150,13 @@ PlanTesters::Result PlanTesters::perform(Application& application, const Request
         wanted.testers.push_back(tester);
     }
     const ReachedApp reached = reach(application, targetOf(request));
-    Result result{{.app = reached.app,
-                   .group = requireGroup(groupsOf(reached), request.group),
-                   .testers = {},
-                   .present = {},
-                   .problems = std::move(wanted.problems),
-                   .repeated = std::move(wanted.repeated)}};
+    Result result{
+        {.app = reached.app,
+         .group = requireTestGroup(testGroupsOf(*reached.client, reached.app.appStoreId), request.group),
+         .testers = {},
+         .present = {},
+         .problems = std::move(wanted.problems),
+         .repeated = std::move(wanted.repeated)}};
     TesterPlan& plan = result.plan;
     std::set<std::string> known;
     for (const auto& each : reached.client->listBetaTesters(plan.group.id))
@@ -197,10 +198,11 @@ PlanBuildToGroups::Result PlanBuildToGroups::perform(Application& application, c
                                                      const ActionProgress&) {
     if (request.groups.empty()) throw ApplicationError(FailureKind::badRequest, "name a group of testers");
     const ReachedApp reached = reach(application, targetOf(request));
-    const auto groups = groupsOf(reached);
+    const auto groups = testGroupsOf(*reached.client, reached.app.appStoreId);
     std::vector<TestGroup> wanted;
     for (const std::string& name : request.groups)
-        if (TestGroup group = requireGroup(groups, name); std::ranges::find(wanted, group) == wanted.end())
+        if (TestGroup group = requireTestGroup(groups, name);
+            std::ranges::find(wanted, group) == wanted.end())
             wanted.push_back(std::move(group));
     ChosenBuild chosen = chooseBuild(*reached.client, reached.app.appStoreId, buildChoiceOf(request));
     requireEncryptionAnswer(chosen.build);
@@ -276,7 +278,7 @@ PlanBetaReview::Result PlanBetaReview::perform(Application& application, const R
         throw ApplicationError(FailureKind::stateRefused,
                                fmt::format("{} does not say what to test", nameOf(plan.build)),
                                "Write that first; beta review asks for it.");
-    const auto groups = groupsOf(reached);
+    const auto groups = testGroupsOf(*reached.client, reached.app.appStoreId);
     if (std::ranges::none_of(groups, [&](const TestGroup& group) {
             return !group.isInternal && holdsBuild(*reached.client, group, buildID);
         }))

@@ -20,6 +20,11 @@ struct TestGroup {
     bool operator==(const TestGroup&) const = default;
 };
 
+[[nodiscard]] std::vector<TestGroup> testGroupsOf(const ASCClientProtocol& client, const std::string& app);
+/// The group of this name or id; the case of a name matters only between two. Throws `ApplicationError` with
+/// the groups that there are.
+[[nodiscard]] TestGroup requireTestGroup(const std::vector<TestGroup>& groups, const std::string& wanted);
+
 struct ListTestGroups {
     static constexpr ActionInfo info{"list_test_groups", "List an app's groups of testers"};
     using Request = AppRequest;

@@ -402,6 +402,7 @@ std::string BuildController::awaitIndexing(const AwaitedBuild& awaited, Date dea
         }
     } catch (const BuildError&) {
         if (awaited.isUploaded) throw;
+        keep(std::nullopt); // the next run builds again
         throw BuildError::stopped(
             Kind::uploadUnknown, stage_,
             fmt::format(

@@ -5,8 +5,10 @@
 #include "Quorvel/actions/PushActions.h"
 #include "Quorvel/actions/ShipActions.h"
 #include "Quorvel/actions/SubmissionActions.h"
+#include "Quorvel/controllers/build/BuildFolder.h"
 #include "Tests/support/ApplicationSandbox.h"
 
+#include <fmt/format.h>
 #include <gmock/gmock.h>
 
 #include <algorithm>
@@ -40,7 +42,20 @@ class ReleaseTest : public testing::Test {
         return std::ranges::count_if(sandbox.server.requests(),
                                      [](const auto& request) { return request.method != "GET"; });
     }
+    // Waiting moves the clocks on.
+    ApplicationOptions waitingOptions() {
+        auto options = sandbox.options();
+        options.clock = [&, clock = systemClock()] { return clock() + slept; };
+        options.sleep = [&](double seconds) {
+            pauses.push_back(seconds);
+            slept += std::chrono::milliseconds(static_cast<std::int64_t>(seconds * 1000));
+            sandbox.server.advance(seconds);
+        };
+        return options;
+    }
     test::ApplicationSandbox sandbox;
+    std::vector<double> pauses;
+    std::chrono::milliseconds slept{0};
 };
 
 } // namespace
@@ -128,15 +143,7 @@ TEST_F(ReleaseTest, shipmentWaitsThroughReviewAndReleases) {
     const std::string version = versionID(tides, "1.9");
     (void)client()->updateAppStoreVersion(version, {.releaseType = "MANUAL"});
     sandbox.server.setVersionState(version, "PREPARE_FOR_SUBMISSION");
-    std::vector<double> pauses;
-    std::chrono::milliseconds slept{0};
-    auto options = sandbox.options();
-    options.clock = [&, clock = systemClock()] { return clock() + slept; };
-    options.sleep = [&](double seconds) {
-        pauses.push_back(seconds);
-        slept += std::chrono::milliseconds(static_cast<std::int64_t>(seconds * 1000));
-        sandbox.server.advance(seconds);
-    };
+    auto options = waitingOptions();
     Application application(options);
     sandbox.server.forgetRequests();
     const auto plan =
@@ -157,6 +164,56 @@ TEST_F(ReleaseTest, shipmentWaitsThroughReviewAndReleases) {
     const auto ended = Ship::perform(rejected, {waiting});
     EXPECT_EQ(ended.outcome.steps.back().state, ShipStep::State::person);
     EXPECT_THAT(ended.outcome.steps.back().text, HasSubstr("Rejected"));
+}
+
+// After a submission a version may show its old state, and some questions find no answer.
+TEST_F(ReleaseTest, shipmentWaitsThroughALateStateAndServiceTrouble) {
+    const std::string version = versionID(tides, "1.9");
+    const auto ship = [&](const char* lateState, double seconds) {
+        sandbox.server.setVersionState(version, "REJECTED");
+        auto options = waitingOptions();
+        double waited = 0;
+        options.sleep = [&, sleep = options.sleep](double pause) {
+            sandbox.server.setVersionState(version, waited < seconds ? lateState : "WAITING_FOR_REVIEW");
+            sleep(pause);
+            waited += pause;
+        };
+        Application application(options);
+        const auto plan = PlanShip::perform(application, {.version = "1.9", .app = tides}).plan;
+        sandbox.server.setFaults({{.route = "GET /v1/appStoreVersions/*", .status = 503, .count = 8}});
+        return Ship::perform(application, {plan}).outcome;
+    };
+    const auto shipped = ship("REJECTED", 40);
+    EXPECT_TRUE(shipped.isComplete()) << shipped.steps.back().text;
+    const auto late = ship("READY_FOR_REVIEW", 1e6);
+    EXPECT_EQ(late.steps.back().state, ShipStep::State::failed);
+    EXPECT_THAT(late.steps.back().text, HasSubstr("still says Ready for Review after 15 min"));
+}
+
+TEST_F(ReleaseTest, buildThatWasTurnedDownIsNotSubmittedAgain) {
+    pull(tides);
+    const std::string version = versionID(tides, "1.9");
+    sandbox.server.setVersionState(version, "INVALID_BINARY");
+    try {
+        (void)PlanSubmission::perform(*sandbox.application, {.app = tides});
+        FAIL();
+    } catch (const ApplicationError& error) {
+        EXPECT_EQ(error.kind(), FailureKind::notReady);
+        EXPECT_THAT(error.what(), HasSubstr("the attached build was turned down"));
+    }
+    Application application(waitingOptions());
+    const auto plan = [&] {
+        return PlanShip::perform(application, {.version = "1.9", .exempt = true, .app = tides}).plan;
+    };
+    const auto alone = plan();
+    EXPECT_EQ(std::ranges::find(alone.steps, ShipStep::Kind::build, &ShipStep::kind)->state,
+              ShipStep::State::person)
+        << "another one has to be built, and no project is chosen here";
+    (void)sandbox.server.addBuild(tides, "IOS", "1.9", "999");
+    sandbox.server.advance(600);
+    const auto shipped = Ship::perform(application, {plan()}).outcome;
+    EXPECT_TRUE(shipped.isComplete()) << shipped.steps.back().text;
+    EXPECT_EQ(shipped.version->appStoreState, "WAITING_FOR_REVIEW");
 }
 
 TEST_F(ReleaseTest, shipmentUsesTheBuildThatIsThere) {
@@ -182,6 +239,77 @@ TEST_F(ReleaseTest, shipmentUsesTheBuildThatIsThere) {
             EXPECT_EQ(version.build->id, build);
         }
     EXPECT_EQ(client()->listBuilds(tides, "2.0").size(), 1u);
+}
+
+TEST_F(ReleaseTest, uploadThatNeverArrivedIsGivenUpOnce) {
+    pull(tides);
+    sandbox.server.setVersionState(versionID(tides, "1.9"), "READY_FOR_SALE");
+    (void)client()->createAppStoreVersion(tides, {"IOS", "2.0", std::nullopt});
+    Application application(waitingOptions());
+    const auto plan = [&] {
+        return PlanShip::perform(application, {.version = "2.0", .until = ShipUntil::build, .app = tides})
+            .plan;
+    };
+    const auto buildOf = [](const ShipPlan& one) {
+        return *std::ranges::find(one.steps, ShipStep::Kind::build, &ShipStep::kind);
+    };
+    const BuildFolder noted(application.home(), plan().app, TargetPlatform::iOS);
+    (void)noted.lock(); // makes it
+    noted.remember(AwaitedBuild{tides, {.scheme = "Tides"}, "2.0", "91", application.clock()(), false});
+    EXPECT_EQ(buildOf(plan()).text, "Go on with build 91, whose upload was cut off");
+    const auto shipped = Ship::perform(application, {plan()}).outcome;
+    EXPECT_EQ(shipped.steps.back().kind, ShipStep::Kind::build);
+    EXPECT_THAT(shipped.steps.back().text, HasSubstr("Build and upload again"));
+    EXPECT_EQ(buildOf(plan()).state, ShipStep::State::person) << "no project is chosen here";
+}
+
+TEST_F(ReleaseTest, shipmentTakesNothingAlongThatWasNotShownBeforeItsVersionIsMade) {
+    pull(tides);
+    sandbox.server.setVersionState(versionID(tides, "1.9"), "READY_FOR_SALE");
+    MetadataStore(sandbox.contextFolder("pocket-tides"))
+        .write("en-US", FieldType::releaseNotes, "Moon phases.");
+    (void)sandbox.server.addBuild(tides, "IOS", "2.0", "91");
+    sandbox.server.advance(600);
+    Application application(waitingOptions());
+    const auto plan = [&] {
+        return PlanShip::perform(application, {.version = "2.0", .exempt = true, .app = tides}).plan;
+    };
+    const auto before = plan();
+    const std::string open = client()->createReviewSubmission(tides, ASCPlatform::iOS).id;
+    (void)client()->exchange(ASCRequest{
+        .method = "POST",
+        .path = "v1/reviewSubmissionItems",
+        .body = fmt::format(
+            R"({{"data":{{"type":"reviewSubmissionItems","relationships":{{"reviewSubmission":{{"data":{{"type":"reviewSubmissions","id":"{}"}}}},"appEvent":{{"data":{{"type":"appEvents","id":"{}"}}}}}}}}}})",
+            open, client()->listAppEvents(test::gardenID).back().id)});
+    const auto shown = plan();
+    EXPECT_THAT(std::ranges::find(shown.steps, ShipStep::Kind::submission, &ShipStep::kind)->text,
+                HasSubstr("along with the in-app event Tomato Championship"));
+    EXPECT_EQ(kindOf([&] { (void)Ship::perform(application, {before}); }), FailureKind::stateRefused);
+    const auto made = versionID(tides, "2.0");
+    EXPECT_EQ(client()->getAppStoreVersion(made).attributes.appStoreState, "PREPARE_FOR_SUBMISSION");
+    const auto shipped = Ship::perform(application, {shown}).outcome;
+    EXPECT_TRUE(shipped.isComplete()) << shipped.steps.back().text;
+    EXPECT_EQ(client()->getAppStoreVersion(made).attributes.appStoreState, "WAITING_FOR_REVIEW");
+}
+
+TEST(Release, platformIsAskedForUnlessTheAppHasOnlyOne) {
+    test::ApplicationSandbox sandbox({.seed = sandbox::Seed::empty});
+    Application& application = *sandbox.application;
+    const auto client = application.client();
+    const std::string app = client->listApps().front().id;
+    const auto plan = [&] { return PlanShip::perform(application, {.version = "1.0", .app = app}).plan; };
+    EXPECT_EQ(kindOf([&] { (void)plan(); }), FailureKind::badRequest);
+    (void)client->createAppStoreVersion(app, {"MAC_OS", "1.0", std::nullopt});
+    EXPECT_EQ(plan().options.platform, ASCPlatform::macOS);
+    (void)client->createAppStoreVersion(app, {"IOS", "1.0", std::nullopt});
+    try {
+        (void)plan();
+        FAIL();
+    } catch (const ApplicationError& error) {
+        EXPECT_EQ(error.kind(), FailureKind::badRequest);
+        EXPECT_THAT(error.advice(), HasSubstr("ios/next or macos/next"));
+    }
 }
 
 TEST_F(ReleaseTest, openVersionIsRenamedAndALockedOneIsAPersonsMatter) {
