@@ -100,9 +100,10 @@ std::optional<ShipStep> Shipment::pushScreenshots() {
     }};
     const ScreenshotPushReport report = parts_.session->screenshots->push(*screenshots_, observer);
     checkCancellation();
-    if (!report.failures.empty())
-        return ShipStep{Kind::screenshots, State::failed,
-                        fmt::format("{}", fmt::join(report.failures, ". "))};
+    if (!report.failures.empty() || report.notDone > 0)
+        return ShipStep{
+            Kind::screenshots, State::failed,
+            fmt::format("{}", fmt::join(report.failures.empty() ? report.warnings : report.failures, ". "))};
     return std::nullopt;
 }
 

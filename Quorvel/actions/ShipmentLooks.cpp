@@ -72,6 +72,11 @@ bool isUsable(const ASCBuildSummary& build, ASCPlatform platform) {
             attributes.processingState == rawValue(BuildProcessingState::processing));
 }
 
+bool isOver(std::string_view state) {
+    return state == "REPLACED_WITH_NEW_VERSION" || state == "REMOVED_FROM_SALE" ||
+           state == "DEVELOPER_REMOVED_FROM_SALE";
+}
+
 std::string numberOf(const ASCBuildSummary& build) {
     return build.build.attributes.version.value_or("?");
 }
@@ -81,6 +86,10 @@ std::string numberOf(const ASCBuildSummary& build) {
 ShipStep Shipment::lookAtVersion() const {
     const ShipOptions& options = parts_.options;
     const std::string wanted = fmt::format("{} {}", platformFolderName(options.platform), options.version);
+    if (found_ && isOver(stateOf(*found_)))
+        return {Kind::version, State::person,
+                fmt::format("{} is over ({}). A release needs a greater number", wanted,
+                            statePill(stateOf(*found_)))};
     if (found_)
         return {Kind::version, State::done,
                 fmt::format("{} is there: {}", wanted, statePill(stateOf(*found_)))};
@@ -141,7 +150,10 @@ ShipStep Shipment::lookAtScreenshots() {
         std::size_t sets = 0;
         for (const ASCLocalizationSummary& one : localizations_)
             sets += one.displayTypes.size();
-        if (found_ ? sets == 0 : !isUpdate())
+        const bool hasNone = found_ ? sets == 0 : !isUpdate();
+        if (hasNone && parts_.options.until < ShipUntil::submit)
+            return {Kind::screenshots, State::done, "There are none yet; a submission needs some"};
+        if (hasNone)
             return {
                 Kind::screenshots, State::person,
                 fmt::format("There are no screenshots. Put some into {}", escapeControls(pictures.string()))};

@@ -2,6 +2,7 @@
 
 #include "Core/ai/ClaudeError.h"
 #include "Core/asc/ASCSettingsViewModel.h"
+#include "Core/build/TemporaryKeyFolder.h"
 #include "Platform/http/URLRules.h"
 #include "Platform/log/Log.h"
 #include "Platform/task/Task.h"
@@ -36,7 +37,12 @@ Application::Application(ApplicationOptions options)
       patience_(options_.patience),
       sessions_([this](std::string_view appID) { return openSession(appID); }),
       credentialsChanged_(notifications_->observe(ascCredentialsChangedNotification,
-                                                  [this](const Notification&) { forgetKeys(); })) {}
+                                                  [this](const Notification&) { forgetKeys(); })) {
+    try { // what a killed upload left behind
+        TemporaryKeyFolder::sweep(options_.temporaryFolder);
+    } catch (const FileError&) { // a build says so
+    }
+}
 
 Application::~Application() = default;
 

@@ -212,6 +212,13 @@ TEST_F(ShipTest, endsAtWhatOnlyAPersonCanDoBeforeItDoesMoreThanThat) {
     EXPECT_THAT(blocked.out, HasSubstr("en-US Subtitle"));
     EXPECT_EQ(changesSent(), 0u);
     EXPECT_EQ(run(ship({"--dry-run"})).status, 5);
+    // Pictures of a locale that App Store Connect does not have.
+    edit("subtitle.txt", "The sea, by the hour");
+    test::put(root() / "screenshots/fr-FR/iphone-65/1.png", test::pictureFor("APP_IPHONE_65", '1'));
+    const auto homeless = run(ship({"--yes"}));
+    EXPECT_EQ(homeless.status, 7) << homeless.all();
+    EXPECT_THAT(homeless.out, HasSubstr("fr-FR"));
+    EXPECT_THAT(tools.calls(), Not(HasSubstr("archive")));
     // A text that somebody changed on App Store Connect.
     EXPECT_EQ(run({"ship", "--version", "v2", "--yes"}).status, 2);
     EXPECT_EQ(run(ship({"--context", "ios/live", "--yes"})).status, 2);
