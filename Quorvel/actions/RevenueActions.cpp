@@ -1,6 +1,7 @@
 #include "Quorvel/actions/RevenueActions.h"
 
 #include "Quorvel/application/Application.h"
+#include "Quorvel/application/Failure.h"
 #include "Quorvel/controllers/revenue/RevenueController.h"
 
 #include <fmt/format.h>

@@ -1,3 +1,4 @@
+#include "Platform/json/JSON.h"
 #include "Tests/Sandbox/RawSandbox.h"
 
 #include <gmock/gmock.h>
