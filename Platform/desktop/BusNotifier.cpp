@@ -4,6 +4,7 @@
 
 #include "Platform/log/Log.h"
 #include "Platform/task/Task.h"
+#include "Platform/text/Markup.h"
 
 #include <fmt/format.h>
 
@@ -45,21 +46,6 @@ using Message = std::unique_ptr<sd_bus_message, MessageReleaser>;
 
 std::string reasonOf(int negativeError) {
     return std::generic_category().message(-negativeError);
-}
-
-std::string escapedMarkup(std::string_view text) {
-    std::string escaped;
-    for (const char character : text) {
-        if (character == '&')
-            escaped += "&amp;";
-        else if (character == '<')
-            escaped += "&lt;";
-        else if (character == '>')
-            escaped += "&gt;";
-        else
-            escaped += character;
-    }
-    return escaped;
 }
 
 // What the service says that it can do.

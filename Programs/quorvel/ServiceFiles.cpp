@@ -1,5 +1,6 @@
 #include "Programs/quorvel/ServiceFiles.h"
 
+#include "Platform/text/Markup.h"
 #include "Platform/text/Text.h"
 #include "Programs/quorvel/Errors.h"
 
@@ -35,7 +36,6 @@ std::string unitWord(std::string_view text, Dollar dollar) {
 }
 
 std::string xmlText(std::string_view text) {
-    std::string escaped;
     const bool isXML =
         isValidUTF8(text) && std::ranges::none_of(text, [](char character) {
             return static_cast<unsigned char>(character) < ' ' && character != '\t' && character != '\n';
@@ -44,17 +44,7 @@ std::string xmlText(std::string_view text) {
         throw UsageError(
             fmt::format("a property list cannot hold {}, which has control characters", escapeControls(text)),
             "Rename it, or start the monitor in another way.");
-    for (const char character : text) {
-        if (character == '&')
-            escaped += "&amp;";
-        else if (character == '<')
-            escaped += "&lt;";
-        else if (character == '>')
-            escaped += "&gt;";
-        else
-            escaped += character;
-    }
-    return escaped;
+    return escapedMarkup(text);
 }
 
 } // namespace

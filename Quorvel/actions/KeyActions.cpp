@@ -77,10 +77,7 @@ void fillIn(Application& application, const SetKey::Request& request, ASCSetting
     // A Key ID that was named goes before the one in the file's name.
     if (request.keyID) model.keyID = *request.keyID;
     if (!request.vendorNumber) return;
-    if (!std::ranges::all_of(*request.vendorNumber, [](char digit) { return digit >= '0' && digit <= '9'; }))
-        throw ApplicationError(
-            FailureKind::badRequest, fmt::format("{} is no vendor number", quotedWord(*request.vendorNumber)),
-            "Vendor numbers have digits only; they stand in Payments and Financial Reports.");
+    requireVendorNumber(*request.vendorNumber);
     model.giveVendorNumber(*request.vendorNumber);
 }
 
@@ -90,6 +87,13 @@ FailureKind kindOf(SaveResult result, const ASCSettingsViewModel& model) {
 }
 
 } // namespace
+
+void requireVendorNumber(std::string_view text) {
+    if (!std::ranges::all_of(text, [](char digit) { return digit >= '0' && digit <= '9'; }))
+        throw ApplicationError(
+            FailureKind::badRequest, fmt::format("{} is no vendor number", quotedWord(text)),
+            "Vendor numbers have digits only; they stand in Payments and Financial Reports.");
+}
 
 PrepareKey::Result PrepareKey::perform(Application& application, const Request& request,
                                        const ActionProgress&) {

@@ -5,6 +5,9 @@
 
 namespace quorvel {
 
+/// Throws `ApplicationError` for a text that holds anything but digits.
+void requireVendorNumber(std::string_view text);
+
 /// Whose key is stored or forgotten: an app's, a workspace's, or the global one.
 struct KeyScope {
     std::optional<std::string> app;       // name

@@ -1,5 +1,6 @@
 #include "Quorvel/actions/RevenueActions.h"
 
+#include "Quorvel/actions/KeyActions.h"
 #include "Quorvel/application/Application.h"
 #include "Quorvel/application/Failure.h"
 #include "Quorvel/controllers/revenue/RevenueController.h"
@@ -31,10 +32,7 @@ std::string vendorNumberOf(Application& application, const ShowRevenue::Request&
         throw ApplicationError(FailureKind::vendorNumberMissing,
                                "Sales reports are asked for with a vendor number, and none is stored.",
                                "It stands in App Store Connect under Payments and Financial Reports.");
-    if (!std::ranges::all_of(*number, [](char digit) { return digit >= '0' && digit <= '9'; }))
-        throw ApplicationError(
-            FailureKind::badRequest, fmt::format("{} is no vendor number", quotedWord(*number)),
-            "Vendor numbers have digits only; they stand in Payments and Financial Reports.");
+    requireVendorNumber(*number);
     return *number;
 }
 

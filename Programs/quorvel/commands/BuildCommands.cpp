@@ -3,6 +3,7 @@
 #include "Programs/quorvel/LiveLines.h"
 #include "Programs/quorvel/Performing.h"
 #include "Programs/quorvel/Wording.h"
+#include "Programs/quorvel/commands/BuildOptions.h"
 #include "Programs/quorvel/commands/Groups.h"
 #include "Programs/quorvel/commands/TextReports.h"
 #include "Quorvel/actions/BuildActions.h"
@@ -260,15 +261,6 @@ ExitStatus bumpVersion(Invocation& invocation) {
     return ExitStatus::done;
 }
 
-template <typename Request>
-Request buildRequestOf(const Invocation& invocation) {
-    auto request = requestOf<Request>(invocation);
-    request.build = invocation.arguments.value("BUILD");
-    request.version = invocation.arguments.value("--version");
-    request.platform = invocation.arguments.value("--platform");
-    return request;
-}
-
 std::string shownBuild(const ASCBuildSummary& build) {
     return fmt::format("{} ({})", build.build.attributes.version.value_or("?"),
                        build.marketingVersion.value_or("?"));
@@ -276,7 +268,8 @@ std::string shownBuild(const ASCBuildSummary& build) {
 
 ExitStatus attachBuild(Invocation& invocation) {
     Output& output = invocation.output;
-    const auto planned = perform<PlanBuildAttachment>(invocation, buildRequestOf<BuildRequest>(invocation));
+    const auto planned =
+        perform<PlanBuildAttachment>(invocation, buildRequestOf<BuildRequest>(invocation, "BUILD"));
     const BuildAttachmentPlan& plan = planned.plan;
     const std::string what = fmt::format("build {} to version {} of {}", shownBuild(plan.build),
                                          plan.versionString, plan.app.displayName);
@@ -299,7 +292,7 @@ ExitStatus answerCompliance(Invocation& invocation) {
     if (!isExempt)
         throw UsageError("\"builds compliance\" needs --exempt or --not-exempt",
                          "See 'quorvel builds compliance --help'.");
-    auto request = buildRequestOf<PlanComplianceAnswer::Request>(invocation);
+    auto request = buildRequestOf<PlanComplianceAnswer::Request>(invocation, "BUILD");
     request.usesNonExemptEncryption = !*isExempt;
     const auto planned = perform<PlanComplianceAnswer>(invocation, request);
     const ComplianceAnswerPlan& plan = planned.plan;

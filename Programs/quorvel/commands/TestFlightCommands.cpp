@@ -3,6 +3,7 @@
 #include "Platform/text/Text.h"
 #include "Programs/quorvel/Errors.h"
 #include "Programs/quorvel/Performing.h"
+#include "Programs/quorvel/commands/BuildOptions.h"
 #include "Programs/quorvel/commands/Groups.h"
 #include "Quorvel/actions/TestFlightActions.h"
 #include "Quorvel/actions/TestNotesActions.h"
@@ -28,16 +29,6 @@ std::vector<ArgumentSpec> withBuildOptions(std::vector<ArgumentSpec> arguments) 
     arguments.push_back(
         {"--platform", "PLATFORM", "Only builds for this platform", {"ios", "macos", "tvos", "visionos"}});
     return arguments;
-}
-
-// A request with the options that choose a build.
-template <typename Request>
-Request buildRequestOf(const Invocation& invocation) {
-    auto request = requestOf<Request>(invocation);
-    request.build = invocation.arguments.value("--build");
-    request.version = invocation.arguments.value("--version");
-    request.platform = invocation.arguments.value("--platform");
-    return request;
 }
 
 void noteRemarks(Output& output, const std::vector<std::string>& remarks) {
@@ -228,7 +219,7 @@ ExitStatus importTesters(Invocation& invocation) {
 
 ExitStatus showTestNotes(Invocation& invocation) {
     const auto result =
-        perform<ShowTestNotes>(invocation, buildRequestOf<ShowTestNotes::Request>(invocation));
+        perform<ShowTestNotes>(invocation, buildRequestOf<ShowTestNotes::Request>(invocation, "--build"));
     Output& output = invocation.output;
     output.document(result);
     noteRemarks(output, result.remarks);
@@ -251,7 +242,7 @@ void listNotesChanges(Output& output, const TestNotesPlan& plan) {
 
 ExitStatus setTestNotes(Invocation& invocation) {
     Output& output = invocation.output;
-    auto request = buildRequestOf<PlanTestNotes::Request>(invocation);
+    auto request = buildRequestOf<PlanTestNotes::Request>(invocation, "--build");
     request.text = invocation.arguments.value("--text");
     request.tree = invocation.arguments.value("--from");
     request.releaseNotes = invocation.arguments.has("--release-notes");
@@ -294,7 +285,7 @@ std::string namesOfGroups(const std::vector<TestGroup>& groups) {
 
 ExitStatus addBuildToTesters(Invocation& invocation) {
     Output& output = invocation.output;
-    auto request = buildRequestOf<PlanBuildToGroups::Request>(invocation);
+    auto request = buildRequestOf<PlanBuildToGroups::Request>(invocation, "--build");
     request.groups = invocation.arguments.values("--group");
     if (const auto notify = invocation.arguments.value("--notify")) request.notify = *notify == "yes";
     const auto planned = perform<PlanBuildToGroups>(invocation, request);
@@ -340,7 +331,7 @@ ExitStatus addBuildToTesters(Invocation& invocation) {
 ExitStatus submitForBeta(Invocation& invocation) {
     Output& output = invocation.output;
     const auto planned =
-        perform<PlanBetaReview>(invocation, buildRequestOf<PlanBetaReview::Request>(invocation));
+        perform<PlanBetaReview>(invocation, buildRequestOf<PlanBetaReview::Request>(invocation, "--build"));
     const BetaReviewPlan& plan = planned.plan;
     noteRemarks(output, plan.remarks);
     const std::string what =

@@ -1,0 +1,12 @@
+// Text within XML and what is written like it.
+#pragma once
+
+#include <string>
+#include <string_view>
+
+namespace quorvel {
+
+/// `text` with the characters that would begin a tag or an entity as entities.
+[[nodiscard]] std::string escapedMarkup(std::string_view text);
+
+} // namespace quorvel
