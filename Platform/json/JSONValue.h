@@ -16,7 +16,8 @@ struct JSONValue {
     using Object = std::vector<std::pair<std::string, JSONValue>>;
     std::variant<std::nullptr_t, bool, std::int64_t, double, std::string, Array, Object> value{nullptr};
 
-    JSONValue() = default;
+    // Defaulted, clang with libstdc++ takes it for missing when it asks inside of this class.
+    JSONValue() {}
     JSONValue(std::nullptr_t) {}
     JSONValue(bool boolean) : value(boolean) {}
     JSONValue(int integer) : value(std::int64_t{integer}) {}
