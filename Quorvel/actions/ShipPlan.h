@@ -3,6 +3,7 @@
 
 #include "Core/asc/services/ReviewSubmissionService.h"
 #include "Quorvel/application/BuildRuns.h"
+#include "Quorvel/application/Failure.h"
 #include "Quorvel/controllers/metadata/PushPlan.h"
 #include "Quorvel/controllers/screenshots/ScreenshotPlans.h"
 
@@ -122,7 +123,8 @@ struct ShipOutcome {
     std::optional<PlatformContext> version; // as it is then
     std::vector<std::string> causes;        // of a build that failed: the tools' own lines
     std::optional<std::string> log;         // of the build
-    QUORVEL_RECORD(ShipOutcome, steps, version, causes, log)
+    std::optional<Failure> failure;         // that ended it, after something was done
+    QUORVEL_RECORD(ShipOutcome, steps, version, causes, log, failure)
 
     /// Whether it came as far as it was asked to.
     [[nodiscard]] bool isComplete() const { return steps.empty() || !steps.back().isEnd(); }

@@ -4,6 +4,8 @@
 #include "Quorvel/application/Application.h"
 #include "Quorvel/application/Failure.h"
 
+#include <fmt/format.h>
+
 #include <algorithm>
 #include <functional>
 
@@ -118,20 +120,30 @@ ShipOutcome Shipment::perform(const ShipPlan& agreed) {
     agreedSubmission_ = agreed.submission.value_or(SubmissionPlan{});
     readVersions();
     for (const Kind kind : kinds()) {
-        ShipStep step = look(kind);
-        requireAgreed(agreed, step);
-        if (!step.isEnd() && step.state != State::done) {
-            tell(step.text);
-            if (auto ended = perform(step, outcome))
-                step = *std::move(ended);
-            else
-                step.state = State::done;
+        try {
+            outcome.steps.push_back(take(kind, agreed, outcome));
+        } catch (const CancellationError&) {
+            throw;
+        } catch (const std::exception& error) {
+            if (!hasActed_) throw;
+            outcome.failure = failureOf(error);
+            outcome.steps.push_back({kind, State::failed, wordsOf(*outcome.failure)});
         }
-        outcome.steps.push_back(std::move(step));
         if (outcome.steps.back().isEnd()) break;
     }
     if (found_) outcome.version = contextOf(found_->version);
     return outcome;
+}
+
+ShipStep Shipment::take(Kind kind, const ShipPlan& agreed, ShipOutcome& outcome) {
+    ShipStep step = look(kind);
+    requireAgreed(agreed, step);
+    if (step.isEnd() || step.state == State::done) return step;
+    tell(step.text);
+    hasActed_ = true;
+    if (auto ended = perform(step, outcome)) return *std::move(ended);
+    step.state = State::done;
+    return step;
 }
 
 // What was done meanwhile is fine; what was not shown is not.
@@ -209,6 +221,10 @@ std::optional<ShipStep> Shipment::perform(const ShipStep& step, ShipOutcome& out
         return awaitState(step.kind);
     }
     return std::nullopt;
+}
+
+std::string Shipment::wordsOf(const Failure& failure) {
+    return failure.advice ? fmt::format("{} {}", failure.text, *failure.advice) : failure.text;
 }
 
 const std::vector<ASCBuildSummary>& Shipment::builds() {

@@ -32,7 +32,8 @@ class Shipment {
     /// asks by itself.
     void readAhead();
     [[nodiscard]] ShipPlan plan();
-    /// Throws what a step throws; what was done until then stands.
+    /// Throws what a step throws while nothing was done, and `CancellationError`; what was done until then
+    /// stands.
     [[nodiscard]] ShipOutcome perform(const ShipPlan& agreed);
 
   private:
@@ -50,6 +51,8 @@ class Shipment {
 
     void requireAgreed(const ShipPlan& agreed, const ShipStep& step) const;
     [[nodiscard]] ShipStep look(Kind kind);
+    /// The step as it was found, and done where it was to be done.
+    [[nodiscard]] ShipStep take(Kind kind, const ShipPlan& agreed, ShipOutcome& outcome);
     [[nodiscard]] ShipStep lookAtVersion() const;
     [[nodiscard]] ShipStep lookAtPull() const;
     [[nodiscard]] ShipStep lookAtTexts();
@@ -79,9 +82,11 @@ class Shipment {
     [[nodiscard]] const std::vector<ASCBuildSummary>& builds();
     [[nodiscard]] std::vector<std::string> localesWithoutNotes() const;
     [[nodiscard]] BuildConfig savedConfig() const;
+    [[nodiscard]] static std::string wordsOf(const Failure& failure);
     void tell(std::string text) const { parts_.progress.step({std::move(text), {}, 0}); }
 
     Parts parts_;
+    bool hasActed_ = false;
     std::vector<ASCVersionSummary> versions_;           // of the platform
     std::optional<ASCVersionSummary> found_;            // the version that is shipped
     std::optional<ASCVersionSummary> open_;             // another one that is not released
@@ -91,6 +96,7 @@ class Shipment {
     std::optional<std::string> refusedBuild_; // the id of the one that App Store Connect turned down
     std::optional<std::string> stateBefore_;  // of the version, when it was submitted
     std::vector<std::string> testGroups_;     // ids of those that need the build
+    std::optional<TextComparison> local_;     // the texts, while there is no version to compare them with
     std::optional<PushPlan> texts_;
     std::optional<ScreenshotPushPlan> screenshots_;
     std::optional<AwaitedBuildOfApp> awaited_;

@@ -111,9 +111,7 @@ std::optional<ShipStep> Shipment::takeReport(const BuildRunReport& report, ShipO
     outcome.log = report.log;
     if (report.failure) {
         outcome.causes = report.causes;
-        return ShipStep{Kind::build, State::failed,
-                        fmt::format("{}{}{}", report.failure->text, report.failure->advice ? " " : "",
-                                    report.failure->advice.value_or(""))};
+        return ShipStep{Kind::build, State::failed, wordsOf(*report.failure)};
     }
     return std::nullopt;
 }

@@ -125,8 +125,8 @@ ShipStep Shipment::lookAtTexts() {
                             .unreviewed =
                                 parts_.options.allowUnreviewed ? Unreviewed::allow : Unreviewed::leaveOut};
     if (!found_ || lookAtPull().state != State::done) {
-        const auto local = parts_.session->metadata->compare(contextID().text(), filter, parts_.dryRun);
-        if (const auto block = blockOf(local.texts.selection.leftOut))
+        local_ = parts_.session->metadata->compare(contextID().text(), filter, parts_.dryRun).texts;
+        if (const auto block = blockOf(local_->selection.leftOut))
             return {Kind::texts, State::person, *block};
         return {Kind::texts, State::planned, "Push the local texts that differ from the pulled ones", 0,
                 false};
@@ -231,9 +231,7 @@ ShipStep Shipment::lookAtBuild() {
     } catch (const ASCError&) {
         throw;
     } catch (const std::exception& error) {
-        const Failure failure = failureOf(error);
-        return {Kind::build, State::person,
-                fmt::format("{}{}{}", failure.text, failure.advice ? " " : "", failure.advice.value_or(""))};
+        return {Kind::build, State::person, wordsOf(failureOf(error))};
     }
 }
 
@@ -288,10 +286,18 @@ bool Shipment::isUpdate() const {
     });
 }
 
-// Of an update; those that the push before sends have some then.
+// Of an update; those that the push before sends have some then. A version that is made anew has none.
 std::vector<std::string> Shipment::localesWithoutNotes() const {
     std::vector<std::string> locales;
     if (!isUpdate()) return locales;
+    if (!found_ && !open_ && local_)
+        for (const std::string& locale : local_->pulledLocales)
+            if (!local_->disabledLocales.contains(locale) &&
+                std::ranges::none_of(local_->changes, [&](const PendingChange& change) {
+                    return change.field == FieldType::releaseNotes && change.locale == locale &&
+                           !change.clears();
+                }))
+                locales.push_back(locale);
     for (const ASCLocalizationSummary& one : localizations_) {
         const auto& attributes = one.localization.attributes;
         const bool isSent = texts_ && std::ranges::any_of(texts_->changes, [&](const PendingChange& change) {
@@ -320,13 +326,16 @@ ShipStep Shipment::lookAtSubmission() {
         stateBefore_ = state;
         return {Kind::submission, State::done, "It is submitted"};
     }
-    if (found_ && isInPreparation()) {
-        const ReviewInfoReadiness readiness = readinessOf(found_->reviewDetail);
+    if (isInPreparation()) {
         std::vector<std::string> missing;
-        if (!readiness.missingContactFields.empty())
-            missing.push_back(fmt::format("Fill in the review contact ({} missing)",
-                                          fmt::join(readiness.missingContactFields, ", ")));
-        if (readiness.demoAccountMissing) missing.emplace_back("Give the demo account that sign-in needs");
+        if (found_) {
+            const ReviewInfoReadiness readiness = readinessOf(found_->reviewDetail);
+            if (!readiness.missingContactFields.empty())
+                missing.push_back(fmt::format("Fill in the review contact ({} missing)",
+                                              fmt::join(readiness.missingContactFields, ", ")));
+            if (readiness.demoAccountMissing)
+                missing.emplace_back("Give the demo account that sign-in needs");
+        }
         if (const auto locales = localesWithoutNotes(); !locales.empty())
             missing.push_back(fmt::format("Write the release notes of {}", listedShortly(locales)));
         if (!missing.empty())

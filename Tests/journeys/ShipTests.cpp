@@ -195,7 +195,11 @@ TEST_F(ShipTest, doesWhatItsPlanSaysWithTheRequestsItExpects) {
 TEST_F(ShipTest, endsAtWhatOnlyAPersonCanDoBeforeItDoesMoreThanThat) {
     EXPECT_EQ(run(ship()).status, 2) << "nobody can be asked";
     EXPECT_EQ(run({"submit"}).status, 2);
-    // No release notes: everything before the submission is done, once.
+    // No release notes: the plan says so before anything is built; everything before the submission is done,
+    // once.
+    const auto plan = run(ship({"--dry-run"}));
+    EXPECT_EQ(plan.status, 5) << plan.all();
+    EXPECT_THAT(plan.out, HasSubstr("release notes of en-US"));
     const auto first = run(ship({"--yes"}));
     EXPECT_EQ(first.status, 5) << first.all();
     EXPECT_THAT(first.out, AllOf(HasSubstr("release notes of en-US"), HasSubstr("only you can do")));
@@ -218,7 +222,12 @@ TEST_F(ShipTest, endsAtWhatOnlyAPersonCanDoBeforeItDoesMoreThanThat) {
     const auto homeless = run(ship({"--yes"}));
     EXPECT_EQ(homeless.status, 7) << homeless.all();
     EXPECT_THAT(homeless.out, HasSubstr("fr-FR"));
-    // A text that somebody changed on App Store Connect.
+    std::filesystem::remove_all(root() / "screenshots/fr-FR");
+    // What was done before Apple refused is told.
+    server.setFaults({{.route = "PATCH /v1/reviewSubmissions/*", .status = 409}});
+    const auto refused = run(ship({"--yes"}));
+    EXPECT_EQ(refused.status, 5) << refused.all();
+    EXPECT_THAT(refused.out, AllOf(HasSubstr("✓ Attach"), HasSubstr("✗ Submission")));
     EXPECT_EQ(run({"ship", "--version", "v2", "--yes"}).status, 2);
     EXPECT_EQ(run(ship({"--context", "ios/live", "--yes"})).status, 2);
 }

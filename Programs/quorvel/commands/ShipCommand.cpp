@@ -1,6 +1,7 @@
 #include "Core/build/VersionStateTexts.h"
 #include "Platform/text/Counted.h"
 #include "Platform/text/Text.h"
+#include "Programs/quorvel/Errors.h"
 #include "Programs/quorvel/Performing.h"
 #include "Programs/quorvel/Wording.h"
 #include "Programs/quorvel/commands/ChecklistRendering.h"
@@ -150,6 +151,7 @@ ExitStatus ship(Invocation& invocation) {
     output.document(result);
     output.line();
     printOutcome(output, result);
+    if (result.outcome.failure) return statusOf(result.outcome.failure->kind);
     return result.outcome.steps.empty() ? ExitStatus::done : statusOf(result.outcome.steps.back());
 }
 
