@@ -244,6 +244,42 @@ TEST_F(CommandLine, hasAReferenceThatIsCurrent) {
         << "Write it anew: scripts/commands build/dev/bin/quorvel > docs/commands.md";
 }
 
+// A line that begins like a request of the formatter would be taken for one.
+TEST_F(CommandLine, hasAManualPagePerCommandThatHoldsWhatItsHelpHolds) {
+    const auto manual = folder / "manual";
+    ASSERT_EQ(run({"help", "--manual-pages", manual}).status, 0);
+    const auto unescaped = [](std::string text) {
+        for (std::size_t at = 0; (at = text.find("\\-", at)) != std::string::npos; ++at)
+            text.erase(at, 1);
+        return text;
+    };
+    const std::string reference =
+        readFile(std::filesystem::path(QUORVEL_SOURCE_DIR) / "docs/commands.md").value_or("");
+    const std::string heading = "\n## quorvel ";
+    int commands = 0;
+    for (std::size_t at = 0; (at = reference.find(heading, at)) != std::string::npos; ++commands) {
+        at += heading.size();
+        const std::string command = reference.substr(at, reference.find('\n', at) - at);
+        SCOPED_TRACE(command);
+        const std::string help = reference.substr(at, reference.find(heading, at) - at);
+        const std::string name = command.substr(0, command.find(' '));
+        const std::string page = unescaped(readFile(manual / ("quorvel-" + name + ".1")).value_or(""));
+        EXPECT_THAT(page, HasSubstr("quorvel " + command));
+        for (const auto& option : namesIn(help, "Options"))
+            EXPECT_THAT(page, HasSubstr(".B " + option));
+        std::istringstream lines(page);
+        for (std::string line; std::getline(lines, line);)
+            EXPECT_FALSE(line.starts_with('\'') ||
+                         (line.starts_with('.') && !line.starts_with(".TH") && !line.starts_with(".S") &&
+                          !line.starts_with(".B ") && line != ".TP" && line != ".PP" && line != ".br"))
+                << line;
+    }
+    EXPECT_GT(commands, 50);
+    EXPECT_THAT(readFile(manual / "quorvel.1").value_or(""), HasSubstr("QUORVEL_ENDPOINTS"));
+    writeFileAtomically(folder / "taken", "");
+    EXPECT_EQ(run({"help", "--manual-pages", folder / "taken"}).status, 1);
+}
+
 TEST_F(CommandLine, isQuietWhenItsReaderGoesAwayAndLoudWhenTheDiskIsFull) {
     ChildProgram reader(call({"--help"}));
     reader.closeOutput();

@@ -1,8 +1,11 @@
 #include "Core/metadata/Locales.h"
+#include "Platform/text/Counted.h"
 #include "Platform/text/Spelling.h"
+#include "Platform/text/Text.h"
 #include "Programs/quorvel/Completion.h"
 #include "Programs/quorvel/Errors.h"
 #include "Programs/quorvel/Help.h"
+#include "Programs/quorvel/ManualPages.h"
 #include "Programs/quorvel/Performing.h"
 #include "Programs/quorvel/commands/Groups.h"
 #include "Quorvel/actions/ActionCatalogue.h"
@@ -81,7 +84,24 @@ ExitStatus printValues(Invocation& invocation) {
     return ExitStatus::done;
 }
 
+struct ManualPagesRecord {
+    std::vector<std::string> files;
+    QUORVEL_RECORD(ManualPagesRecord, files)
+};
+
+ExitStatus writeManual(Invocation& invocation, const std::filesystem::path& folder) {
+    ManualPagesRecord written;
+    for (const auto& file : writeManualPages(folder))
+        written.files.push_back(file.string());
+    invocation.output.document(written);
+    invocation.output.line(fmt::format("{} in {}.", counted(written.files.size(), "manual page"),
+                                       escapeControls(folder.string())));
+    return ExitStatus::done;
+}
+
 ExitStatus printHelp(Invocation& invocation) {
+    if (const auto folder = invocation.arguments.value("--manual-pages"))
+        return writeManual(invocation, *folder);
     const std::string name = fmt::format("{}", fmt::join(invocation.arguments.values("COMMAND"), " "));
     const Command* command = findCommand(name);
     if (!command && !name.empty()) {
@@ -164,7 +184,8 @@ std::vector<Command> shellCommands() {
                         "The command, such as auth set",
                         {},
                         ArgumentSpec::Need::optional,
-                        ArgumentSpec::Count::repeated}},
+                        ArgumentSpec::Count::repeated},
+                       {"--manual-pages", "DIR", "Write the manual pages of all commands into this folder"}},
          .run = printHelp},
         {.name = "schema",
          .summary = "List the actions, or print the JSON Schema of an action's request and result",
