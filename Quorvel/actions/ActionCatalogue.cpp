@@ -2,6 +2,7 @@
 
 #include "Quorvel/actions/AppActions.h"
 #include "Quorvel/actions/AppSettingsActions.h"
+#include "Quorvel/actions/AssistantActions.h"
 #include "Quorvel/actions/BuildActions.h"
 #include "Quorvel/actions/ChecklistActions.h"
 #include "Quorvel/actions/CompareActions.h"
@@ -68,7 +69,9 @@ std::span<const ActionDescription> allActions() {
                   PlanPhasedRelease, ChangePhasedRelease, //
                   PlanShip, Ship,                         //
                   CheckReviews, WatchReviews,             //
-                  ShowRevenue, ExportRevenue>();
+                  ShowRevenue, ExportRevenue,             //
+                  AssistantStatus, ConnectAssistants, DisconnectAssistants, DescribeAssistantEntry,
+                  SetAssistantPermission>();
     return actions;
 }
 

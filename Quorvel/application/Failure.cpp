@@ -3,6 +3,7 @@
 #include "Core/ai/ClaudeError.h"
 #include "Core/asc/Endpoints.h"
 #include "Core/asc/KeyFiles.h"
+#include "Core/assistants/MCPClientInstaller.h"
 #include "Core/build/BuildError.h"
 #include "Core/build/XcodeVersionBumper.h"
 #include "Core/build/notes/ReleaseNotesGenerator.h"
@@ -215,6 +216,12 @@ Failure failureOf(const OperationRefused& error) {
     return failure;
 }
 
+Failure failureOf(const MCPClientInstaller::InstallError& error) {
+    using Kind = MCPClientInstaller::InstallError::Kind;
+    return {error.kind() == Kind::parentDirectoryMissing ? FailureKind::notFound : FailureKind::failed,
+            error.what(), error.detail().empty() ? std::nullopt : std::optional(error.detail())};
+}
+
 } // namespace
 
 std::string adviceForLocale(std::string_view code) {
@@ -269,6 +276,8 @@ Failure failureOf(const std::exception& error) {
         return {version->kind() == XcodeVersionError::Kind::projectNotFound ? FailureKind::noProject
                                                                             : FailureKind::failed,
                 version->what(), std::nullopt};
+    if (const auto* assistant = dynamic_cast<const MCPClientInstaller::InstallError*>(&error))
+        return failureOf(*assistant);
     if (dynamic_cast<const EndpointsError*>(&error))
         return {FailureKind::endpoints, error.what(), std::nullopt};
     if (dynamic_cast<const JSONError*>(&error)) return {FailureKind::badRequest, error.what(), std::nullopt};

@@ -34,6 +34,7 @@ namespace quorvel {
 [[nodiscard]] std::vector<Command> testFlightCommands();
 [[nodiscard]] std::vector<Command> releaseCommands();
 [[nodiscard]] std::vector<Command> monitorCommands();
+[[nodiscard]] std::vector<Command> assistantCommands();
 [[nodiscard]] std::vector<Command> demoCommands();
 [[nodiscard]] std::vector<Command> sandboxCommands();
 [[nodiscard]] std::vector<Command> shellCommands();
@@ -42,12 +43,12 @@ namespace quorvel {
 [[nodiscard]] const Command& homeCommand();
 
 inline constexpr std::vector<Command> (*commandGroups[])() = {
-    authCommands,   workspaceCommands,  appCommands,        appSettingsCommands, versionCommands,
-    buildCommands,  pullCommands,       compareCommands,    pushCommands,        historyCommands,
-    localeCommands, treeCommands,       translateCommands,  keywordsCommands,    notesCommands,
-    costsCommands,  screenshotCommands, testFlightCommands, releaseCommands,     checklistCommands,
-    shipCommands,   monitorCommands,    revenueCommands,    demoCommands,        sandboxCommands,
-    shellCommands,
+    authCommands,    workspaceCommands,  appCommands,        appSettingsCommands, versionCommands,
+    buildCommands,   pullCommands,       compareCommands,    pushCommands,        historyCommands,
+    localeCommands,  treeCommands,       translateCommands,  keywordsCommands,    notesCommands,
+    costsCommands,   screenshotCommands, testFlightCommands, releaseCommands,     checklistCommands,
+    shipCommands,    monitorCommands,    revenueCommands,    assistantCommands,   demoCommands,
+    sandboxCommands, shellCommands,
 };
 
 } // namespace quorvel
