@@ -16,6 +16,7 @@ constexpr int mostHops = 40;
 
 ServerProgram findServerProgram(const std::filesystem::path& program) {
     ServerProgram found;
+    if (!program.is_absolute()) return found; // nothing in the working folder may pass for the server
     std::error_code error;
     const auto look = [&](const std::filesystem::path& folder) {
         const auto candidate = (folder / serverName).lexically_normal();

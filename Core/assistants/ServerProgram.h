@@ -12,8 +12,8 @@ struct ServerProgram {
     std::vector<std::filesystem::path> searched; // in order
 };
 
-/// Looks for "quorvel-mcp" beside `program`, then beside what each of its symbolic links leads to: the path
-/// that the user calls survives an update, that of a versioned folder does not.
+/// Looks for "quorvel-mcp" beside `program`, which must be absolute, then beside what each of its symbolic
+/// links leads to: the path that the user calls survives an update, that of a versioned folder does not.
 [[nodiscard]] ServerProgram findServerProgram(const std::filesystem::path& program);
 
 } // namespace quorvel

@@ -104,7 +104,7 @@ class DocumentCheck {
     void readString() {
         for (++at_; next() != '"'; ++at_) {
             if (at_ == text_.size() || static_cast<unsigned char>(text_[at_]) < ' ')
-                fail("a text that is not closed on its line");
+                fail("a line break or control character in a text");
             if (text_[at_] == '\\') readEscape();
         }
         ++at_;

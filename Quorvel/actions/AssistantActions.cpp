@@ -22,9 +22,11 @@ std::string requireServer(const RunningProgram& program) {
         std::string searched;
         for (const auto& path : server.searched)
             searched += fmt::format("{}{}", searched.empty() ? "" : ", ", escapeControls(path.native()));
-        throw ApplicationError(FailureKind::toolMissing,
-                               "the assistant server \"quorvel-mcp\" is not installed beside this program",
-                               fmt::format("Looked for {}. Install both programs in one folder.", searched));
+        throw ApplicationError(
+            FailureKind::toolMissing,
+            "the assistant server \"quorvel-mcp\" is not installed beside this program",
+            searched.empty() ? "It is not known where that lies."
+                             : fmt::format("Looked for {}. Install both programs in one folder.", searched));
     }
     // JSON holds no other text.
     if (!isValidUTF8(server.path->native()))
@@ -92,7 +94,8 @@ changeEach(Application& application, const AssistantRequest& request,
 AssistantStatus::Result AssistantStatus::perform(Application& application, const Request& request,
                                                  const ActionProgress&, const RunningProgram& program) {
     const ServerProgram server = findServerProgram(program.path);
-    Result result{.server = server.path.value_or(server.searched.front()).string(),
+    const auto expected = server.searched.empty() ? std::filesystem::path() : server.searched.front();
+    Result result{.server = server.path.value_or(expected).string(),
                   .serverIsThere = server.path.has_value(),
                   .permission = AssistantPermissionSetting(application.userDefaults()).permission()};
     if (const auto handoff = MCPHandoffStore(mcpFolder(application.home())).load())

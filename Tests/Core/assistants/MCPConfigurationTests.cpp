@@ -110,7 +110,7 @@ TEST(MCPConfiguration, refusesWhatIsNoJSONObjectAndSaysWhere) {
         {"{\"a\" 1}", "a colon"},
         {"{a: 1}", "a name in double quotes"},
         {"{\"a\": 'x'}", "a value"},
-        {"{\"a\": \"x\ny\"}", "not closed on its line"},
+        {"{\"a\": \"x\ny\"}", "a line break or control character"},
         {"{\"a\": \"x", "the end of the file"},
         {"{\"a\": \"\\x\"}", "an escape"},
         {"{\"a\": \"\\u12\"}", "an escape"},

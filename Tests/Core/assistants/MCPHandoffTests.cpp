@@ -42,6 +42,7 @@ TEST(MCPBuildConfigStore, keepsBuildsForMacOSApartFromTheOthers) {
     store.save(blob);
     EXPECT_EQ(store.load(), blob);
     const auto text = decodeJSON<JSONValue>(readFile(folder / "mcp-build-configs.json").value_or(""));
+    ASSERT_TRUE(text.at("configs", "tides/macos") && text.at("configs", "tides"));
     EXPECT_EQ(*text.at("configs", "tides", "platform")->text(), "iOS");
     EXPECT_EQ(*text.at("configs", "tides/macos", "platform")->text(), "macOS");
 }
