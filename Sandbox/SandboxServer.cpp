@@ -221,6 +221,14 @@ void SandboxServer::addReviews(std::string_view appOrBundleID, int count) {
     implementation_->service->generateReviews(appOrBundleID, count);
 }
 
+std::string SandboxServer::addReview(std::string_view appOrBundleID, const CustomerOpinion& opinion) {
+    return implementation_->service->addReview(appOrBundleID, opinion);
+}
+
+void SandboxServer::changeReview(std::string_view reviewID, const ReviewEdit& edit) {
+    implementation_->service->changeReview(reviewID, edit);
+}
+
 std::string SandboxServer::addBuild(std::string_view appOrBundleID, std::string_view platform,
                                     std::string_view version, std::string_view number) {
     BuildUpload upload;

@@ -56,7 +56,8 @@ struct ModelManner {
     // What the first, second, … answer to each prompt is, and the usual one from then on: "usual",
     // "brokenOff" (half of it, finish reason "length"), "filtered" (its first words, "content_filter"),
     // "badJSON", "rightToLeft" (behind a mark, with Arabic digits), "remark" (with a note behind it),
-    // "refusal", "echo" (the source text) or "careless" (without addresses, placeholders and numbers).
+    // "refusal", "echo" (the source text, or the review's) or "careless" (without addresses, placeholders and
+    // numbers).
     std::vector<std::string> script = {};
     std::string only = {}; // the script is for prompts that hold this text
 };
@@ -83,6 +84,22 @@ struct Access {
     std::string relaySecret; // what requests to the relay are signed with
 };
 
+/// What a customer writes.
+struct CustomerOpinion {
+    int rating = 5;
+    std::string title;
+    std::string body;
+    std::string nickname = "somebody";
+    std::string territory = "USA";
+};
+/// What an author does to a review.
+struct ReviewEdit {
+    std::optional<int> rating = {};
+    std::optional<std::string> title = {};
+    std::optional<std::string> body = {};
+    bool isDeleted = false; // with the response to it
+};
+
 /// A request that the sandbox was sent.
 struct RecordedRequest {
     std::string method;
@@ -98,8 +115,10 @@ struct RecordedRequest {
 /// keys (also `role`), builds, generate, latency, quota, clock (`skew`), pace (`screenshots`: seconds that
 /// they are processed, `screenshotsFail`, `visibility`: seconds until lists show what was created,
 /// `cancellation`: seconds until a canceled submission has left review), nulls
-/// (`sent`: whether attributes without a value are sent as null instead of left out) and relay (`wrapping`,
-/// `tooLongAnswers`, `script`, `only`); GET /__sandbox/relay is the relay's account.
+/// (`sent`: whether attributes without a value are sent as null instead of left out), review (`app`,
+/// `rating`, `title`, `body`, `nickname`, `territory`: adds one), reviews (`review`: its id, with what its
+/// author changes, or `deleted`) and relay (`wrapping`, `tooLongAnswers`, `script`, `only`); GET
+/// /__sandbox/relay is the relay's account.
 class SandboxServer {
   public:
     /// Starts to serve. Throws `std::runtime_error` when the port is taken or the state folder cannot be
@@ -133,6 +152,10 @@ class SandboxServer {
     /// Adds reviews to an app, the newest an hour old. Throws `std::invalid_argument` when there is no such
     /// app.
     void addReviews(std::string_view appOrBundleID, int count);
+    /// Adds one review, the newest; its id. Throws `std::invalid_argument` when there is no such app.
+    std::string addReview(std::string_view appOrBundleID, const CustomerOpinion& opinion);
+    /// Changes or deletes a review as its author would. Throws `std::invalid_argument` when there is none.
+    void changeReview(std::string_view reviewID, const ReviewEdit& edit);
     /// Revokes or reinstates the account's key.
     void revokeKey(bool revoked);
     /// Moves a version (by id) to an App Store state as App Review would.

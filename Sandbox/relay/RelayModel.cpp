@@ -3,6 +3,7 @@
 #include "Platform/json/JSON.h"
 #include "Platform/text/Text.h"
 #include "Sandbox/relay/PseudoLocale.h"
+#include "Sandbox/relay/ReviewModel.h"
 
 #include <fmt/format.h>
 
@@ -234,7 +235,8 @@ std::string RelayModel::generateKeywords(const ModelPrompt& prompt, const std::s
 ModelAnswer RelayModel::answer(const ModelPrompt& prompt) {
     const std::string user = prompt.userTexts.empty() ? "" : prompt.userTexts.back();
     const auto scripted = std::ranges::find(scriptedAnswers, nextOfScript(user), &ScriptedAnswer::name);
-    return scripted->make(usualAnswer(prompt, user), sourceIn(user));
+    const bool isReview = asksForSentiment(prompt.system) || asksForReply(prompt.system);
+    return scripted->make(usualAnswer(prompt, user), isReview ? reviewBodyIn(user) : sourceIn(user));
 }
 
 std::string RelayModel::usualAnswer(const ModelPrompt& prompt, const std::string& user) {
@@ -242,6 +244,8 @@ std::string RelayModel::usualAnswer(const ModelPrompt& prompt, const std::string
         return wrap(expandEnglish(user, exceeds(user)));
     if (prompt.system.starts_with("You write App Store release notes"))
         return wrap(draftReleaseNotes(user, exceeds(user)));
+    if (asksForSentiment(prompt.system)) return wrap(sentimentOf(user));
+    if (asksForReply(prompt.system)) return wrap(replyTo(user));
     if (user.starts_with("Translate the following ")) return wrap(translate(prompt, user));
     if (user.starts_with("Generate the optimized keywords field"))
         return wrap(generateKeywords(prompt, user));

@@ -57,6 +57,10 @@ class Service {
     std::string addBuild(const BuildUpload& upload);
     /// Adds `count` reviews to an app. Throws `std::invalid_argument`.
     void generateReviews(std::string_view app, int count);
+    /// Adds one review, the newest; its id. Throws `std::invalid_argument`.
+    std::string addReview(std::string_view app, const CustomerOpinion& opinion);
+    /// Changes or deletes a review as its author would. Throws `std::invalid_argument`.
+    void changeReview(std::string_view id, const ReviewEdit& edit);
     void setModelManner(ModelManner manner) { relay_.setManner(std::move(manner)); }
     [[nodiscard]] RelayAccount relayAccount() const { return relay_.account(); }
     [[nodiscard]] JSONValue state() const;
