@@ -15,6 +15,8 @@
 #include "Quorvel/actions/PushActions.h"
 #include "Quorvel/actions/ReleaseActions.h"
 #include "Quorvel/actions/RevenueActions.h"
+#include "Quorvel/actions/ReviewActions.h"
+#include "Quorvel/actions/ReviewReplyActions.h"
 #include "Quorvel/actions/ScreenshotActions.h"
 #include "Quorvel/actions/ShipActions.h"
 #include "Quorvel/actions/SubmissionActions.h"
@@ -68,7 +70,9 @@ std::span<const ActionDescription> allActions() {
                   PlanPhasedRelease, ChangePhasedRelease, //
                   PlanShip, Ship,                         //
                   CheckReviews, WatchReviews,             //
-                  ShowRevenue, ExportRevenue>();
+                  ShowRevenue, ExportRevenue,             //
+                  RefreshReviews, ClassifyReviews, ListReviews, CountReviews, ShowReview, DraftReviewReply,
+                  RestoreReviewReply, PlanReviewReply, SendReviewReply>();
     return actions;
 }
 

@@ -13,6 +13,7 @@
 #include "Platform/text/Text.h"
 #include "Quorvel/controllers/OperationRefused.h"
 #include "Quorvel/controllers/build/BuildController.h"
+#include "Quorvel/controllers/reviews/ReplySheet.h"
 
 #include <fmt/format.h>
 #include <fmt/ranges.h>
@@ -104,6 +105,20 @@ FailureKind kindOf(const GitRepoError& error) {
 FailureKind kindOf(const ReleaseNotesError& error) {
     return error.kind() == ReleaseNotesError::Kind::noUserRelevantCommits ? FailureKind::noCommits
                                                                           : FailureKind::failed;
+}
+
+FailureKind kindOf(const ReplyError& error) {
+    switch (error.kind()) {
+    case ReplyError::Kind::reviewGone:
+        return FailureKind::notFound;
+    case ReplyError::Kind::stalePlan:
+        return FailureKind::stalePlan;
+    case ReplyError::Kind::blank:
+    case ReplyError::Kind::tooLong:
+    case ReplyError::Kind::nothingReplaced:
+        break;
+    }
+    return FailureKind::badRequest;
 }
 
 FailureKind kindOf(const ScreenshotError& error) {
@@ -249,6 +264,8 @@ Failure failureOf(const std::exception& error) {
         return {kindOf(*repository), repository->what(), std::nullopt};
     if (const auto* notes = dynamic_cast<const ReleaseNotesError*>(&error))
         return {kindOf(*notes), notes->what(), std::nullopt};
+    if (const auto* reply = dynamic_cast<const ReplyError*>(&error))
+        return {kindOf(*reply), reply->what(), std::nullopt};
     if (const auto* pictures = dynamic_cast<const ScreenshotError*>(&error))
         return {kindOf(*pictures), pictures->what(), std::nullopt};
     if (const auto* tree = dynamic_cast<const MetadataError*>(&error)) {

@@ -2,6 +2,7 @@
 #include "Programs/quorvel/commands/DemoEdits.h"
 #include "Programs/quorvel/commands/DemoPictures.h"
 #include "Programs/quorvel/commands/DemoRelease.h"
+#include "Programs/quorvel/commands/DemoReviews.h"
 #include "Programs/quorvel/commands/DemoStage.h"
 #include "Programs/quorvel/commands/DemoTree.h"
 #include "Programs/quorvel/commands/Groups.h"
@@ -32,10 +33,11 @@ struct DemoRecord {
     std::int64_t picturesCommitted = 0; // of those, taken by App Store Connect
     std::string releaseState;           // of the version that was shipped; empty when it was not
     std::int64_t changesTold = 0;       // of its review
+    std::string reply;                  // to a customer, that App Store Connect has
     std::optional<std::string> folder;  // when it was kept
     QUORVEL_RECORD(DemoRecord, steps, requestsSent, requestsLeast, requestsRefused, textsCompared,
                    textsDiffering, textsReverted, revertedDiffering, picturesDrawn, picturesCommitted,
-                   releaseState, changesTold, folder)
+                   releaseState, changesTold, reply, folder)
 };
 
 class Demo : DemoStage {
@@ -67,6 +69,7 @@ class Demo : DemoStage {
         revert();
         screenshots();
         release();
+        record_.reply = playReviews(*this, std::string(demoSlug));
         return conclude();
     }
 
@@ -80,6 +83,7 @@ class Demo : DemoStage {
         tell("• only what changed going up, two new languages included: one command");
         tell("• the whole push taken back: one command");
         tell("• a release from its number to Waiting for Review: one command, and its review watched");
+        tell("• what customers write, sorted, and one of them answered");
         say("\n");
         tell(
             "The commands are those that you would type, and what they print is real. To type some yourself:");
@@ -250,7 +254,7 @@ class Demo : DemoStage {
         const bool least = record_.requestsSent == record_.requestsLeast + record_.requestsRefused;
         const bool held = record_.textsDiffering == 0 && least && record_.requestsRefused == 2 &&
                           record_.revertedDiffering == 0 &&
-                          record_.picturesCommitted == record_.picturesDrawn &&
+                          record_.picturesCommitted == record_.picturesDrawn && !record_.reply.empty() &&
                           (record_.releaseState.empty() ||
                            (record_.releaseState == "WAITING_FOR_REVIEW" && record_.changesTold == 2));
         step("What you get", "Measured in what you just saw:");
@@ -275,6 +279,10 @@ class Demo : DemoStage {
                     fmt::format("from a version number to {}: made, built, given to testers and submitted. "
                                 "Of its review {} changes were told, each once.",
                                 record_.releaseState, record_.changesTold));
+        benefit(
+            "Customers heard",
+            "their reviews are sorted by sentiment and themes, and one got its reply, which states nothing "
+            "but the review and the note.");
         if (keeps) {
             folder().keep();
             record_.folder = folder().path().string();

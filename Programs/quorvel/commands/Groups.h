@@ -29,6 +29,8 @@ namespace quorvel {
 [[nodiscard]] std::vector<Command> costsCommands();
 [[nodiscard]] std::vector<Command> screenshotCommands();
 [[nodiscard]] std::vector<Command> revenueCommands();
+[[nodiscard]] std::vector<Command> reviewCommands();
+[[nodiscard]] std::vector<Command> reviewReplyCommands(); // stand in the group of `reviewCommands`
 [[nodiscard]] std::vector<Command> checklistCommands();
 [[nodiscard]] std::vector<Command> shipCommands();
 [[nodiscard]] std::vector<Command> testFlightCommands();
@@ -42,12 +44,12 @@ namespace quorvel {
 [[nodiscard]] const Command& homeCommand();
 
 inline constexpr std::vector<Command> (*commandGroups[])() = {
-    authCommands,   workspaceCommands,  appCommands,        appSettingsCommands, versionCommands,
-    buildCommands,  pullCommands,       compareCommands,    pushCommands,        historyCommands,
-    localeCommands, treeCommands,       translateCommands,  keywordsCommands,    notesCommands,
-    costsCommands,  screenshotCommands, testFlightCommands, releaseCommands,     checklistCommands,
-    shipCommands,   monitorCommands,    revenueCommands,    demoCommands,        sandboxCommands,
-    shellCommands,
+    authCommands,    workspaceCommands,  appCommands,        appSettingsCommands, versionCommands,
+    buildCommands,   pullCommands,       compareCommands,    pushCommands,        historyCommands,
+    localeCommands,  treeCommands,       translateCommands,  keywordsCommands,    notesCommands,
+    costsCommands,   screenshotCommands, testFlightCommands, releaseCommands,     checklistCommands,
+    shipCommands,    monitorCommands,    revenueCommands,    reviewCommands,      demoCommands,
+    sandboxCommands, shellCommands,
 };
 
 } // namespace quorvel
