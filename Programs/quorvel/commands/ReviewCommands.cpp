@@ -68,8 +68,10 @@ bool mayClassify(Invocation& invocation, const RefreshReviews::Result& read) {
                             reviewCount(read.unclassified), price));
             return false;
         }
-        return output.confirm(fmt::format("Classify {} with AI at an estimated cost of {}?",
-                                          reviewCount(read.unclassified), price));
+        const bool agreed = output.confirm(fmt::format("Classify {} with AI at an estimated cost of {}?",
+                                                       reviewCount(read.unclassified), price));
+        if (!agreed) output.note("Nothing was classified; 'quorvel reviews refresh' asks again.");
+        return agreed;
     }
     output.note(
         fmt::format("Classifying {} at an estimated cost of {}.", reviewCount(read.unclassified), price));

@@ -105,10 +105,10 @@ void printWeeks(Output& output, const ReviewStatistics& statistics) {
     for (const auto& week : statistics.weeks)
         greatest = std::max(greatest, week.count);
     for (const auto& week : statistics.weeks)
-        output.verbatim(
-            fmt::format("{}  {}  {:>6}  {}", week.firstDay,
-                        padToWidth(barOf(week.count, greatest, longest), longest, Table::Align::left),
-                        week.count, week.averageRating ? fmt::format("{:.1f} ★", *week.averageRating) : ""));
+        output.verbatim(fmt::format(
+            "{}  {}  {:>6}{}", week.firstDay,
+            padToWidth(barOf(week.count, greatest, longest), longest, Table::Align::left), week.count,
+            week.averageRating ? fmt::format("  {:.1f} ★", *week.averageRating) : ""));
 }
 
 } // namespace
