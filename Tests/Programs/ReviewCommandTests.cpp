@@ -40,19 +40,19 @@ TEST_F(ReviewCommands, readClassifyListAndCount) {
     EXPECT_THAT(run({"costs"}).out, HasSubstr("gpt"));
     server.forgetRequests();
     const auto daily = onlyDocument(run({"reviews", "refresh", "--json"}).out);
-    EXPECT_EQ(daily.at("refresh", "newReviews")->integer(), 0);
+    EXPECT_EQ(*daily.at("refresh", "newReviews")->integer(), 0);
     EXPECT_EQ(server.requests().size(), 1u);
 
     const auto list = run({"reviews", "list", "--stars", "1-2", "--unanswered", "--limit", "2"});
     EXPECT_EQ(list.status, 0) << list.all();
     EXPECT_THAT(list.out, AllOf(ContainsRegex("★(★|☆)☆☆☆  20[0-9-]+ · [A-Z]{3} · "), HasSubstr(" · negative"),
-                                Not(HasSubstr("answered")), HasSubstr("2 of ")));
+                                Not(HasSubstr(" · answered")), HasSubstr("2 of ")));
     EXPECT_EQ(run({"reviews", "list", "--stars", "7"}).status, 2);
     EXPECT_EQ(run({"reviews", "list", "--since", "never"}).status, 2);
     const auto stats = run({"reviews", "stats"});
     EXPECT_EQ(stats.status, 0) << stats.all();
     EXPECT_THAT(stats.out,
-                AllOf(HasSubstr("RATING DISTRIBUTION"), ContainsRegex("★★★★★  █+ +[0-9]+ +[0-9]+ %"),
+                AllOf(HasSubstr("RATING DISTRIBUTION"), ContainsRegex("★★★★★  (█)+ +[0-9]+ +[0-9]+ %"),
                       HasSubstr("PER WEEK"), ContainsRegex("frost alerts +[0-9]+ +[0-9]+")));
     EXPECT_THAT(run({}).out,
                 ContainsRegex("Mosswick: Garden Journal: [0-9]+ reviews of the last 30 days without"));
@@ -68,8 +68,7 @@ TEST_F(ReviewCommands, draftAndSendAReplyThatIsNeverLost) {
     const auto drafted = run({"reviews", "draft", id, "--note", "Faster photos come with 2.1."});
     EXPECT_EQ(drafted.status, 0) << drafted.all();
     EXPECT_THAT(drafted.out, AllOf(HasSubstr("Your reply, "), HasSubstr("Faster photos come with 2.1.")));
-    EXPECT_THAT(drafted.error,
-                AllOf(HasSubstr(".txt, to be edited there"), HasSubstr("Drafted for at most $")));
+    EXPECT_THAT(drafted.error, AllOf(HasSubstr(".txt, to be edited there"), HasSubstr("Drafted for ")));
     EXPECT_EQ(run({"reviews", "reply", id, "--draft"}).status, 2)
         << "it needs --yes where nobody can be asked";
     EXPECT_EQ(run({"reviews", "reply", id, "--draft", "--text", "x", "--yes"}).status, 2);
