@@ -7,6 +7,7 @@
 #include "Platform/log/Log.h"
 #include "Platform/task/StopToken.h"
 #include "Platform/text/Text.h"
+#include "Sandbox/rules/SalesReports.h"
 #include "Sandbox/rules/Uploads.h"
 #include "Sandbox/rules/World.h"
 #include "Sandbox/seeds/Seeds.h"
@@ -84,7 +85,7 @@ struct SandboxServer::Implementation {
         } else {
             access.keyID = randomKeyID();
             access.issuerID = makeUUID();
-            access.vendorNumber = "80457216";
+            access.vendorNumber = options.vendorNumber;
             access.relaySecret = makeUUID();
             world.vendorNumber = access.vendorNumber;
             plant(world, options.seed);
@@ -136,6 +137,10 @@ struct SandboxServer::Implementation {
 SandboxServer::SandboxServer(Options options)
     : implementation_(std::make_unique<Implementation>(std::move(options))) {
     Implementation& self = *implementation_;
+    if (self.options.salesFolder) {
+        requireSalesFolder(*self.options.salesFolder);
+        self.world.salesFolder = self.options.salesFolder;
+    }
     createFolders(self.options.stateFolder, FolderMode::secret);
     self.folderLock = FileLock::tryLock(self.options.stateFolder / "lock");
     if (!self.folderLock)

@@ -47,6 +47,9 @@ struct Options {
     std::vector<Fault> faults;
     std::uint64_t faultSeed = 1;
     int hourlyQuota = 3600;
+    std::optional<std::filesystem::path> salesFolder = {}; // of daily reports, YYYY-MM-DD.tsv each; they are
+                                                           // read when they are asked for
+    std::string vendorNumber = "80457216";                 // of a new account
 };
 
 /// How the model behind the relay answers.
@@ -102,8 +105,8 @@ struct RecordedRequest {
 /// `tooLongAnswers`, `script`, `only`); GET /__sandbox/relay is the relay's account.
 class SandboxServer {
   public:
-    /// Starts to serve. Throws `std::runtime_error` when the port is taken or the state folder cannot be
-    /// used.
+    /// Starts to serve. Throws `std::runtime_error` when the port is taken, the state folder cannot be used
+    /// or the sales folder holds no reports.
     explicit SandboxServer(Options options);
     ~SandboxServer();
     SandboxServer(const SandboxServer&) = delete;
