@@ -15,6 +15,7 @@
 #include "Quorvel/actions/PushActions.h"
 #include "Quorvel/actions/ReleaseActions.h"
 #include "Quorvel/actions/RevenueActions.h"
+#include "Quorvel/actions/RevenueAnalysisActions.h"
 #include "Quorvel/actions/ScreenshotActions.h"
 #include "Quorvel/actions/ShipActions.h"
 #include "Quorvel/actions/SubmissionActions.h"
@@ -68,7 +69,7 @@ std::span<const ActionDescription> allActions() {
                   PlanPhasedRelease, ChangePhasedRelease, //
                   PlanShip, Ship,                         //
                   CheckReviews, WatchReviews,             //
-                  ShowRevenue, ExportRevenue>();
+                  ShowRevenue, ExportRevenue, PlanRevenueAnalysis, AnalyseRevenue>();
     return actions;
 }
 

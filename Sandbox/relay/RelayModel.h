@@ -23,7 +23,8 @@ struct ModelAnswer {
 };
 
 /// Translates by pseudo-localisation and keeps the limit that the prompt names, builds keyword lists from the
-/// reference keywords, drafts release notes from the subjects of commits, and answers anything else with a
+/// reference keywords, drafts release notes from the subjects of commits, comments on
+/// sales figures, and answers anything else with a
 /// short text or JSON document. One thread at a time.
 class RelayModel {
   public:
