@@ -2,6 +2,7 @@
 #include "Programs/quorvel/commands/DemoEdits.h"
 #include "Programs/quorvel/commands/DemoPictures.h"
 #include "Programs/quorvel/commands/DemoRelease.h"
+#include "Programs/quorvel/commands/DemoRevenue.h"
 #include "Programs/quorvel/commands/DemoStage.h"
 #include "Programs/quorvel/commands/DemoTree.h"
 #include "Programs/quorvel/commands/Groups.h"
@@ -32,10 +33,11 @@ struct DemoRecord {
     std::int64_t picturesCommitted = 0; // of those, taken by App Store Connect
     std::string releaseState;           // of the version that was shipped; empty when it was not
     std::int64_t changesTold = 0;       // of its review
-    std::optional<std::string> folder;  // when it was kept
+    DemoRevenueRecord revenue;
+    std::optional<std::string> folder; // when it was kept
     QUORVEL_RECORD(DemoRecord, steps, requestsSent, requestsLeast, requestsRefused, textsCompared,
                    textsDiffering, textsReverted, revertedDiffering, picturesDrawn, picturesCommitted,
-                   releaseState, changesTold, folder)
+                   releaseState, changesTold, revenue, folder)
 };
 
 class Demo : DemoStage {
@@ -67,6 +69,7 @@ class Demo : DemoStage {
         revert();
         screenshots();
         release();
+        record_.revenue = playRevenue(*this);
         return conclude();
     }
 
@@ -79,6 +82,7 @@ class Demo : DemoStage {
         tell("• every store text of an app as a plain file, in each language: one command");
         tell("• only what changed going up, two new languages included: one command");
         tell("• the whole push taken back: one command");
+        tell("• what the apps earn, per day and app, and a comment on it");
         tell("• a release from its number to Waiting for Review: one command, and its review watched");
         say("\n");
         tell(
@@ -252,7 +256,8 @@ class Demo : DemoStage {
                           record_.revertedDiffering == 0 &&
                           record_.picturesCommitted == record_.picturesDrawn &&
                           (record_.releaseState.empty() ||
-                           (record_.releaseState == "WAITING_FOR_REVIEW" && record_.changesTold == 2));
+                           (record_.releaseState == "WAITING_FOR_REVIEW" && record_.changesTold == 2)) &&
+                          record_.revenue.held();
         step("What you get", "Measured in what you just saw:");
         say("\n");
         benefit("Less work",
@@ -275,6 +280,9 @@ class Demo : DemoStage {
                     fmt::format("from a version number to {}: made, built, given to testers and submitted. "
                                 "Of its review {} changes were told, each once.",
                                 record_.releaseState, record_.changesTold));
+        benefit("What it earns",
+                fmt::format("{} sales reports were read, and {} of them asked for a second time.",
+                            record_.revenue.reportsAsked, record_.revenue.reportsAskedAgain));
         if (keeps) {
             folder().keep();
             record_.folder = folder().path().string();
