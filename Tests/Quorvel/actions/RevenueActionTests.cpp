@@ -13,7 +13,6 @@ namespace {
 using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::IsEmpty;
-using Key = KeychainStore::AccountKey;
 
 constexpr std::string_view salesColumns = "SKU\tProduct Type Identifier\tUnits\tDeveloper Proceeds\t"
                                           "Currency of Proceeds\tApple Identifier\tParent Identifier\n";
@@ -82,6 +81,7 @@ TEST(RevenueController, joinsTheReportsOfSeveralAccounts) {
 }
 
 TEST(ShowRevenue, asksWithTheKeyOfThePlaceThatHoldsTheVendorNumber) {
+    using Key = KeychainStore::AccountKey;
     ApplicationSandbox fixture;
     const sandbox::Access& access = fixture.server.access();
     Application application({.home = {fixture.folder / "home"},
