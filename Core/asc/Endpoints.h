@@ -32,6 +32,12 @@ struct Endpoints {
 
     /// The base address of the App Store Connect API.
     [[nodiscard]] std::string appStoreConnectOrDefault() const;
+    /// The base addresses of the public App Store's services.
+    [[nodiscard]] std::string storeSearchOrDefault() const;
+    [[nodiscard]] std::string searchHintsOrDefault() const;
+    [[nodiscard]] std::string marketingFeedsOrDefault() const;
+    [[nodiscard]] std::string legacyFeedsOrDefault() const;
+    [[nodiscard]] std::string productSiteOrDefault() const;
 };
 
 /// Reads an endpoints file. Throws `EndpointsError` when it is missing, is not JSON, or has an address that
