@@ -62,6 +62,9 @@ Endpoints loadEndpoints(const std::filesystem::path& file) {
         if (endpoints.relaySecret.value_or("").size() > longestSecret)
             throw EndpointsError(
                 fmt::format("{}: \"relaySecret\" is longer than {} bytes.", name, longestSecret));
+        if (const auto count = endpoints.storeSearchesPerMinute; count && (*count < 0 || *count > 100'000))
+            throw EndpointsError(
+                fmt::format("{}: \"storeSearchesPerMinute\" is not from 0 to 100000.", name));
         return endpoints;
     } catch (const FileError& error) {
         throw EndpointsError(error.what());

@@ -3,6 +3,7 @@
 
 #include "Platform/json/JSON.h"
 
+#include <cstdint>
 #include <filesystem>
 #include <optional>
 #include <stdexcept>
@@ -26,8 +27,9 @@ struct Endpoints {
     std::optional<std::string> marketingFeeds;
     std::optional<std::string> legacyFeeds;
     std::optional<std::string> productSite;
+    std::optional<std::int64_t> storeSearchesPerMinute; // that this store allows; 0: as many as are wanted
     QUORVEL_RECORD(Endpoints, appStoreConnect, relay, relaySecret, storeSearch, searchHints, marketingFeeds,
-                   legacyFeeds, productSite)
+                   legacyFeeds, productSite, storeSearchesPerMinute)
     bool operator==(const Endpoints&) const = default;
 
     /// The base address of the App Store Connect API.

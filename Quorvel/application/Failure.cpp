@@ -3,12 +3,14 @@
 #include "Core/ai/ClaudeError.h"
 #include "Core/asc/Endpoints.h"
 #include "Core/asc/KeyFiles.h"
+#include "Core/aso/ASOError.h"
 #include "Core/build/BuildError.h"
 #include "Core/build/XcodeVersionBumper.h"
 #include "Core/build/notes/ReleaseNotesGenerator.h"
 #include "Core/metadata/Locales.h"
 #include "Core/metadata/MetadataError.h"
 #include "Core/screenshots/ScreenshotError.h"
+#include "Platform/http/HTTPMessage.h"
 #include "Platform/task/Task.h"
 #include "Platform/text/Text.h"
 #include "Quorvel/controllers/OperationRefused.h"
@@ -178,6 +180,21 @@ FailureKind kindOf(Refusal refusal) {
     return FailureKind::failed;
 }
 
+Failure failureOf(const ASOError& error) {
+    Failure failure{FailureKind::failed, error.description(), std::nullopt};
+    if (error.as<ASOError::UnsupportedCountry>() || error.as<ASOError::InvalidURL>())
+        failure.kind = FailureKind::badRequest;
+    if (error.as<ASOError::AppNotFound>()) failure.kind = FailureKind::notFound;
+    if (error.as<ASOError::ParseFailure>()) failure.kind = FailureKind::serviceTrouble;
+    if (const auto* answer = error.as<ASOError::HTTPError>()) {
+        failure.kind = answer->status == 404 ? FailureKind::notFound : FailureKind::serviceTrouble;
+        if (answer->status == 403 || answer->status == 429)
+            failure.advice = "The App Store turns away who asks too often. Try again in some minutes.";
+        if (answer->status == 404) failure.advice = "It may not be on sale in this country.";
+    }
+    return failure;
+}
+
 Failure failureOf(const CredentialsError& error) {
     using Kind = CredentialsError::Kind;
     switch (error.kind()) {
@@ -243,6 +260,9 @@ Failure failureOf(const std::exception& error) {
     if (const auto* refused = dynamic_cast<const OperationRefused*>(&error)) return failureOf(*refused);
     if (const auto* service = dynamic_cast<const ASCError*>(&error))
         return {failureKindOf(service->kind()), service->description(), std::nullopt};
+    if (const auto* store = dynamic_cast<const ASOError*>(&error)) return failureOf(*store);
+    if (dynamic_cast<const TransportError*>(&error))
+        return {FailureKind::serviceTrouble, error.what(), std::nullopt};
     if (const auto* model = dynamic_cast<const ClaudeError*>(&error))
         return {kindOf(*model), model->description(), std::nullopt};
     if (const auto* repository = dynamic_cast<const GitRepoError*>(&error))
