@@ -125,9 +125,17 @@ struct SandboxServer::Implementation {
 
     void writeEndpoints() {
         access.endpointsFile = options.stateFolder / "endpoints.json";
-        const JSONValue endpoints = JSONValue::object({{"appStoreConnect", access.url},
-                                                       {"relay", access.relayURL},
-                                                       {"relaySecret", access.relaySecret}});
+        const auto store = [&](std::string_view prefix) { return access.url + std::string(prefix); };
+        const JSONValue endpoints =
+            JSONValue::object({{"appStoreConnect", access.url},
+                               {"relay", access.relayURL},
+                               {"relaySecret", access.relaySecret},
+                               {"storeSearch", store(storePrefix::search)},
+                               {"searchHints", store(storePrefix::hints)},
+                               {"marketingFeeds", store(storePrefix::marketing)},
+                               {"legacyFeeds", store(storePrefix::legacy)},
+                               {"productSite", store(storePrefix::site)},
+                               {"storeSearchesPerMinute", options.storeSearchesPerMinute}});
         writeFileAtomically(access.endpointsFile, encodeJSON(endpoints, JSONFormat::stateFile()) + "\n",
                             FileMode::secret);
     }
@@ -188,6 +196,9 @@ void SandboxServer::setLatency(int milliseconds) {
 }
 void SandboxServer::setHourlyQuota(int requests) {
     implementation_->service->setHourlyQuota(requests);
+}
+void SandboxServer::setStoreSearches(int perMinute) {
+    implementation_->service->setStoreSearches(perMinute);
 }
 std::vector<RecordedRequest> SandboxServer::requests() const {
     return implementation_->service->requests();

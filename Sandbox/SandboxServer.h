@@ -47,6 +47,7 @@ struct Options {
     std::vector<Fault> faults;
     std::uint64_t faultSeed = 1;
     int hourlyQuota = 3600;
+    int storeSearchesPerMinute = 0; // that the public store answers; 0: all
 };
 
 /// How the model behind the relay answers.
@@ -95,9 +96,9 @@ struct RecordedRequest {
 
 /// Serves until it is destroyed. Its control routes do the same as the operations here: GET /__sandbox/state,
 /// GET and DELETE /__sandbox/requests, and with a JSON object each POST /__sandbox/faults, advance, states,
-/// keys (also `role`), builds, generate, latency, quota, clock (`skew`), pace (`screenshots`: seconds that
-/// they are processed, `screenshotsFail`, `visibility`: seconds until lists show what was created,
-/// `cancellation`: seconds until a canceled submission has left review), nulls
+/// keys (also `role`), builds, generate, latency, quota, store (`searchesPerMinute`), clock (`skew`), pace
+/// (`screenshots`: seconds that they are processed, `screenshotsFail`, `visibility`: seconds until lists show
+/// what was created, `cancellation`: seconds until a canceled submission has left review), nulls
 /// (`sent`: whether attributes without a value are sent as null instead of left out) and relay (`wrapping`,
 /// `tooLongAnswers`, `script`, `only`); GET /__sandbox/relay is the relay's account.
 class SandboxServer {
@@ -117,6 +118,8 @@ class SandboxServer {
     void setFaults(std::vector<Fault> faults);
     void setLatency(int milliseconds);
     void setHourlyQuota(int requests);
+    /// How many searches the public store answers in a minute; 0 is no bound.
+    void setStoreSearches(int perMinute);
     [[nodiscard]] std::vector<RecordedRequest> requests() const;
     /// Blocks until it was sent that many requests since it began or forgot them; whether it was, or `token`
     /// was stopped first.

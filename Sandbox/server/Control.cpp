@@ -113,6 +113,11 @@ Response setQuota(Service& service, const JSONValue& body) {
     return done();
 }
 
+Response setStoreSearches(Service& service, const JSONValue& body) {
+    service.setStoreSearches(static_cast<int>(number(body, "searchesPerMinute")));
+    return done();
+}
+
 Response skewClock(Service& service, const JSONValue& body) {
     service.skewClock(number(body, "skew"));
     return done();
@@ -176,10 +181,11 @@ struct Action {
     std::string_view name;
     Response (*carryOut)(Service&, const JSONValue&);
 };
-constexpr Action actions[] = {{"faults", setFaults},   {"advance", advance}, {"states", moveState},
-                              {"keys", changeKey},     {"builds", addBuild}, {"generate", generate},
-                              {"latency", setLatency}, {"quota", setQuota},  {"clock", skewClock},
-                              {"nulls", sendNulls},    {"pace", setPace},    {"relay", setModelManner}};
+constexpr Action actions[] = {{"faults", setFaults},       {"advance", advance}, {"states", moveState},
+                              {"keys", changeKey},         {"builds", addBuild}, {"generate", generate},
+                              {"latency", setLatency},     {"quota", setQuota},  {"clock", skewClock},
+                              {"store", setStoreSearches}, {"nulls", sendNulls}, {"pace", setPace},
+                              {"relay", setModelManner}};
 
 } // namespace
 

@@ -11,6 +11,7 @@
 #include "Sandbox/server/AccountKey.h"
 #include "Sandbox/server/HTTPServer.h"
 #include "Sandbox/server/Quota.h"
+#include "Sandbox/store/PublicStore.h"
 
 #include <condition_variable>
 #include <deque>
@@ -41,6 +42,7 @@ class Service {
     /// Also for answers that are being held back: they go out at once.
     void setLatency(int milliseconds);
     void setHourlyQuota(int requests);
+    void setStoreSearches(int perMinute);
     [[nodiscard]] std::vector<RecordedRequest> requests() const;
     bool awaitRequests(std::size_t count, const std::stop_token& token) const;
     void forgetRequests();
@@ -87,6 +89,7 @@ class Service {
     mutable std::mutex mutex_; // guards all below, and the world
     FaultTable faults_;
     Quota quota_;
+    PublicStore store_;
     bool revoked_ = false;
     std::string role_ = "ADMIN";
     bool changed_ = true;

@@ -33,6 +33,11 @@ void Service::setHourlyQuota(int requests) {
     quota_.setLimit(requests);
 }
 
+void Service::setStoreSearches(int perMinute) {
+    const std::lock_guard lock(mutex_);
+    store_.setSearchesPerMinute(perMinute);
+}
+
 std::vector<RecordedRequest> Service::requests() const {
     const std::lock_guard lock(mutex_);
     return {requests_.begin(), requests_.end()};

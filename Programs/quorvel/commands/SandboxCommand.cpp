@@ -14,6 +14,7 @@ sandbox::Options optionsOf(const Invocation& invocation) {
     const Arguments& arguments = invocation.arguments;
     constexpr long longestLatency = 60'000;
     constexpr long mostRequests = 1'000'000'000;
+    constexpr long mostSearches = 100'000;
     sandbox::Options options;
     options.stateFolder = invocation.surroundings.workingFolder / *arguments.value("--state");
     options.seed = arguments.value("--seed") == "empty" ? sandbox::Seed::empty : sandbox::Seed::demo;
@@ -22,6 +23,9 @@ sandbox::Options optionsOf(const Invocation& invocation) {
         static_cast<int>(arguments.number("--latency", 0, longestLatency).value_or(0));
     options.hourlyQuota =
         static_cast<int>(arguments.number("--quota", 1, mostRequests).value_or(options.hourlyQuota));
+    // As the real store does.
+    options.storeSearchesPerMinute =
+        static_cast<int>(arguments.number("--store-searches", 0, mostSearches).value_or(20));
     options.faultSeed =
         static_cast<std::uint64_t>(arguments.number("--fault-seed", 0, mostRequests).value_or(1));
     for (const std::string& fault : arguments.values("--fault")) {
@@ -70,6 +74,8 @@ std::vector<Command> sandboxCommands() {
                        {"--port", "PORT", "Port on 127.0.0.1; 0 takes any free one, which is the default"},
                        {"--latency", "MS", "Milliseconds before each answer"},
                        {"--quota", "NUMBER", "Requests per hour (3600)"},
+                       {"--store-searches", "NUMBER",
+                        "Searches that the public store answers in a minute (20); 0 is no bound"},
                        {"--fault",
                         "SPEC",
                         "Goes wrong on purpose: ROUTE:STATUS_OR_ACTION[:PROBABILITY[:COUNT]], "
