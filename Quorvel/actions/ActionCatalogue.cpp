@@ -17,6 +17,7 @@
 #include "Quorvel/actions/RevenueActions.h"
 #include "Quorvel/actions/ScreenshotActions.h"
 #include "Quorvel/actions/ShipActions.h"
+#include "Quorvel/actions/StoreActions.h"
 #include "Quorvel/actions/SubmissionActions.h"
 #include "Quorvel/actions/TestFlightActions.h"
 #include "Quorvel/actions/TestNotesActions.h"
@@ -68,7 +69,8 @@ std::span<const ActionDescription> allActions() {
                   PlanPhasedRelease, ChangePhasedRelease, //
                   PlanShip, Ship,                         //
                   CheckReviews, WatchReviews,             //
-                  ShowRevenue, ExportRevenue>();
+                  ShowRevenue, ExportRevenue,             //
+                  SearchStore, LookUpStoreApps, ListStoreHints, ShowStoreCharts, ShowStorePages>();
     return actions;
 }
 

@@ -29,6 +29,7 @@ namespace quorvel {
 [[nodiscard]] std::vector<Command> costsCommands();
 [[nodiscard]] std::vector<Command> screenshotCommands();
 [[nodiscard]] std::vector<Command> revenueCommands();
+[[nodiscard]] std::vector<Command> storeCommands();
 [[nodiscard]] std::vector<Command> checklistCommands();
 [[nodiscard]] std::vector<Command> shipCommands();
 [[nodiscard]] std::vector<Command> testFlightCommands();
@@ -42,12 +43,12 @@ namespace quorvel {
 [[nodiscard]] const Command& homeCommand();
 
 inline constexpr std::vector<Command> (*commandGroups[])() = {
-    authCommands,   workspaceCommands,  appCommands,        appSettingsCommands, versionCommands,
-    buildCommands,  pullCommands,       compareCommands,    pushCommands,        historyCommands,
-    localeCommands, treeCommands,       translateCommands,  keywordsCommands,    notesCommands,
-    costsCommands,  screenshotCommands, testFlightCommands, releaseCommands,     checklistCommands,
-    shipCommands,   monitorCommands,    revenueCommands,    demoCommands,        sandboxCommands,
-    shellCommands,
+    authCommands,    workspaceCommands,  appCommands,        appSettingsCommands, versionCommands,
+    buildCommands,   pullCommands,       compareCommands,    pushCommands,        historyCommands,
+    localeCommands,  treeCommands,       translateCommands,  keywordsCommands,    notesCommands,
+    costsCommands,   screenshotCommands, testFlightCommands, releaseCommands,     checklistCommands,
+    shipCommands,    monitorCommands,    revenueCommands,    storeCommands,       demoCommands,
+    sandboxCommands, shellCommands,
 };
 
 } // namespace quorvel

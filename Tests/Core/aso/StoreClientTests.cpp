@@ -154,7 +154,7 @@ TEST(SearchResponses, keepEveryAppWhateverItsMembersAre) {
     std::vector<std::string> names;
     for (const auto& app : response.results)
         names.push_back(app.trackName);
-    EXPECT_THAT(names, ElementsAre("Whole", "Censored", "org.example.three", "Odd"));
+    ASSERT_THAT(names, ElementsAre("Whole", "Censored", "org.example.three", "Odd"));
     EXPECT_EQ(response.results[0].price, 4.99);
     EXPECT_EQ(response.results[2].fileSizeBytes, "9000000000");
     EXPECT_FALSE(response.results[2].price || response.results[3].genres || response.results[3].version);
