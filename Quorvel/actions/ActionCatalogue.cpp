@@ -5,9 +5,11 @@
 #include "Quorvel/actions/BuildActions.h"
 #include "Quorvel/actions/ChecklistActions.h"
 #include "Quorvel/actions/CompareActions.h"
+#include "Quorvel/actions/CompetitorActions.h"
 #include "Quorvel/actions/HistoryActions.h"
 #include "Quorvel/actions/HomeActions.h"
 #include "Quorvel/actions/KeyActions.h"
+#include "Quorvel/actions/KeywordActions.h"
 #include "Quorvel/actions/LocaleActions.h"
 #include "Quorvel/actions/MonitorActions.h"
 #include "Quorvel/actions/NotesActions.h"
@@ -66,11 +68,14 @@ std::span<const ActionDescription> allActions() {
                   ShowChecklist, PlanSubmission, SubmitVersion, //
                   PlanReviewRemoval, RemoveFromReview,          //
                   PlanRelease, ReleaseVersion, PlanReleaseType, SetReleaseType, ShowPhasedRelease,
-                  PlanPhasedRelease, ChangePhasedRelease, //
-                  PlanShip, Ship,                         //
-                  CheckReviews, WatchReviews,             //
-                  ShowRevenue, ExportRevenue,             //
-                  SearchStore, LookUpStoreApps, ListStoreHints, ShowStoreCharts, ShowStorePages>();
+                  PlanPhasedRelease, ChangePhasedRelease,                                        //
+                  PlanShip, Ship,                                                                //
+                  CheckReviews, WatchReviews,                                                    //
+                  ShowRevenue, ExportRevenue,                                                    //
+                  SearchStore, LookUpStoreApps, ListStoreHints, ShowStoreCharts, ShowStorePages, //
+                  TrackKeywords, PlanUntracking, UntrackKeywords, PlanKeywordRefresh, RefreshKeywords,
+                  ShowRanks, ListRankAlerts, SuggestKeywords, ExportRanks, //
+                  AddCompetitors, ListCompetitors, PlanCompetitorRemoval, RemoveCompetitors>();
     return actions;
 }
 
