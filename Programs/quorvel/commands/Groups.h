@@ -21,6 +21,8 @@ namespace quorvel {
 [[nodiscard]] std::vector<Command> treeCommands();
 [[nodiscard]] std::vector<Command> translateCommands();
 [[nodiscard]] std::vector<Command> keywordsCommands();
+[[nodiscard]] std::vector<Command> keywordTrackingCommands(); // after those, which have "keywords"
+[[nodiscard]] std::vector<Command> competitorCommands();
 /// Stands in the group of `keywordsCommands`; it is a kind of translation.
 [[nodiscard]] const Command& generateKeywordsCommand();
 /// --fresh, of the commands that ask the model.
@@ -43,12 +45,12 @@ namespace quorvel {
 [[nodiscard]] const Command& homeCommand();
 
 inline constexpr std::vector<Command> (*commandGroups[])() = {
-    authCommands,    workspaceCommands,  appCommands,        appSettingsCommands, versionCommands,
-    buildCommands,   pullCommands,       compareCommands,    pushCommands,        historyCommands,
-    localeCommands,  treeCommands,       translateCommands,  keywordsCommands,    notesCommands,
-    costsCommands,   screenshotCommands, testFlightCommands, releaseCommands,     checklistCommands,
-    shipCommands,    monitorCommands,    revenueCommands,    storeCommands,       demoCommands,
-    sandboxCommands, shellCommands,
+    authCommands,       workspaceCommands, appCommands,       appSettingsCommands, versionCommands,
+    buildCommands,      pullCommands,      compareCommands,   pushCommands,        historyCommands,
+    localeCommands,     treeCommands,      translateCommands, keywordsCommands,    keywordTrackingCommands,
+    competitorCommands, notesCommands,     costsCommands,     screenshotCommands,  testFlightCommands,
+    releaseCommands,    checklistCommands, shipCommands,      monitorCommands,     revenueCommands,
+    storeCommands,      demoCommands,      sandboxCommands,   shellCommands,
 };
 
 } // namespace quorvel

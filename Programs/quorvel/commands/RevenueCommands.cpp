@@ -1,5 +1,6 @@
 #include "Platform/text/Counted.h"
 #include "Platform/text/Text.h"
+#include "Programs/quorvel/CSV.h"
 #include "Programs/quorvel/Errors.h"
 #include "Programs/quorvel/Performing.h"
 #include "Programs/quorvel/commands/Groups.h"
@@ -98,18 +99,6 @@ ExitStatus showRevenue(Invocation& invocation) {
     }
     printRemarks(output, result);
     return result.failedDays == 0 ? ExitStatus::done : ExitStatus::partlyDone;
-}
-
-// A cell that a spreadsheet takes for a text and nothing else.
-std::string csvCell(const std::string& text) {
-    std::string cell = text;
-    if (!cell.empty() && std::string_view("=+-@\t\r").find(cell.front()) != std::string_view::npos)
-        cell.insert(0, "'");
-    if (cell.find_first_of("\",\r\n") == std::string::npos) return cell;
-    std::string quoted = "\"";
-    for (const char letter : cell)
-        quoted += letter == '"' ? "\"\"" : std::string(1, letter);
-    return quoted + "\"";
 }
 
 ExitStatus exportRevenue(Invocation& invocation) {
