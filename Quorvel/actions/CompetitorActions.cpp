@@ -50,7 +50,8 @@ std::vector<WantedCompetitor> wantedOf(const AddCompetitors::Request& request) {
     return wanted;
 }
 
-TrackedCompetitor lookUp(Application& application, const ManagedApp& app, const WantedCompetitor& wanted) {
+TrackedCompetitor lookUpCompetitor(Application& application, const ManagedApp& app,
+                                   const WantedCompetitor& wanted) {
     const auto clients = application.storeClients();
     const auto found = wanted.link.appStoreId
                            ? clients.search.lookupApp(*wanted.link.appStoreId, wanted.country)
@@ -89,7 +90,7 @@ std::vector<CompetitorChange> changesOf(const std::vector<CompetitorSnapshot>& s
     return changes;
 }
 
-ListCompetitors::Row rowOf(const CompetitorRecords& records, TrackedCompetitor competitor, Date now) {
+ListCompetitors::Row competitorRow(const CompetitorRecords& records, TrackedCompetitor competitor, Date now) {
     const auto snapshots = records.snapshots(competitor.id);
     ListCompetitors::Row row{.competitor = std::move(competitor), .snapshots = std::ssize(snapshots)};
     if (!snapshots.empty()) row.newest = snapshots.back();
@@ -120,7 +121,7 @@ AddCompetitors::Result AddCompetitors::perform(Application& application, const R
         progress.step({"Looking up apps", result.outcomes.size(), wanted.size()});
         Outcome outcome{.given = one.given, .country = one.country};
         try {
-            TrackedCompetitor competitor = lookUp(application, app, one);
+            TrackedCompetitor competitor = lookUpCompetitor(application, app, one);
             const auto before = std::ranges::find_if(known, [&](const TrackedCompetitor& other) {
                 return other.appStoreId == competitor.appStoreId && other.country == competitor.country;
             });
@@ -145,7 +146,7 @@ ListCompetitors::Result ListCompetitors::perform(Application& application, const
     const CompetitorRecords records = competitorRecords(application);
     Result result{.app = app.slug, .competitors = {}};
     for (TrackedCompetitor& competitor : records.all(app.id))
-        result.competitors.push_back(rowOf(records, std::move(competitor), application.clock()()));
+        result.competitors.push_back(competitorRow(records, std::move(competitor), application.clock()()));
     return result;
 }
 
@@ -162,7 +163,7 @@ PlanCompetitorRemoval::Result PlanCompetitorRemoval::perform(Application& applic
             if (!isNamedBy(one, given) || !isWanted(one.country, countries)) continue;
             isFound = true;
             if (ids.insert(one.id).second)
-                result.competitors.push_back(rowOf(records, one, application.clock()()));
+                result.competitors.push_back(competitorRow(records, one, application.clock()()));
         }
         if (!isFound)
             throw ApplicationError(FailureKind::notFound,

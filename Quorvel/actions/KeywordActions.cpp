@@ -23,7 +23,7 @@ namespace quorvel {
 
 namespace {
 
-constexpr std::string_view platforms[] = {"iphone", "ipad", "mac"};
+constexpr std::string_view trackedPlatforms[] = {"iphone", "ipad", "mac"};
 
 template <typename Request>
 ManagedApp trackingApp(Application& application, const Request& request) {
@@ -46,8 +46,8 @@ std::string requireTerm(const std::string& given) {
 }
 
 std::string requireTrackedPlatform(const std::optional<std::string>& given) {
-    if (!given) return std::string(platforms[0]);
-    if (std::ranges::find(platforms, *given) == std::end(platforms))
+    if (!given) return std::string(trackedPlatforms[0]);
+    if (std::ranges::find(trackedPlatforms, *given) == std::end(trackedPlatforms))
         throw ApplicationError(FailureKind::badRequest, fmt::format("{} is no platform", quotedWord(*given)),
                                "A term is tracked for iphone, ipad or mac.");
     return *given;
@@ -95,16 +95,27 @@ std::vector<ShowRanks::CompetitorRank> competitorRanksOf(const KeywordSnapshot& 
     return ranks;
 }
 
-/// The app's own texts, where some were pulled.
-std::optional<std::pair<ContextID, SearchedTexts>>
-searchedTextsOf(Application& application, const ManagedApp& app, const std::optional<std::string>& given) {
-    if (given) static_cast<void>(requireContextID(*given));
-    const auto folder = application.folderOf(app);
-    if (!folder) return std::nullopt;
-    const auto context = searchedContext(*folder, given);
-    if (!context) return std::nullopt;
-    return std::pair(*context, SearchedTexts(folder->contextFolder(*context), app.sourceLocale));
-}
+/// An app's own texts by tracked platform, where some were pulled.
+class OwnTexts {
+  public:
+    OwnTexts(Application& application, const ManagedApp& app, std::optional<std::string> context)
+        : folder_(application.folderOf(app)), sourceLocale_(app.sourceLocale), context_(std::move(context)) {
+        if (context_) static_cast<void>(requireContextID(*context_));
+    }
+    /// Null where nothing was pulled.
+    [[nodiscard]] SearchedTexts* of(std::string_view platform) {
+        if (!folder_) return nullptr;
+        const auto context = searchedContext(*folder_, context_, platform);
+        if (!context) return nullptr;
+        return &texts_.try_emplace(context->text(), *folder_, *context, sourceLocale_).first->second;
+    }
+
+  private:
+    const std::optional<MetadataFolder> folder_;
+    const std::string sourceLocale_;
+    const std::optional<std::string> context_;
+    std::map<std::string, SearchedTexts> texts_;
+};
 
 std::vector<std::string> seedsOf(const SuggestKeywords::Request& request,
                                  const std::vector<std::string>& tracked, const SearchedTexts::Texts& texts) {
@@ -272,9 +283,8 @@ ShowRanks::Result ShowRanks::perform(Application& application, const Request& re
     std::map<std::string, std::string> names;
     for (const TrackedCompetitor& one : competitorRecords(application).all(app.id))
         names[one.appStoreId] = one.name;
-    auto texts = searchedTextsOf(application, app, request.context);
-    Result result{.app = app.slug, .context = {}, .rows = {}};
-    if (texts) result.context = texts->first.text();
+    OwnTexts texts(application, app, request.context);
+    Result result{.app = app.slug, .rows = {}};
     for (TrackedKeyword& keyword : records.all(app.id)) {
         if (!isWanted(keyword.country, countries)) continue;
         const auto snapshots = records.snapshots(keyword.id);
@@ -289,7 +299,8 @@ ShowRanks::Result ShowRanks::perform(Application& application, const Request& re
             row.results = newest.resultCount;
             row.competitors = competitorRanksOf(newest, names);
         }
-        if (texts) row.use = texts->second.use(keyword.term, keyword.country);
+        if (SearchedTexts* own = texts.of(keyword.platform))
+            row.use = own->use(keyword.term, keyword.country);
         row.keyword = std::move(keyword);
         result.rows.push_back(std::move(row));
     }
@@ -326,9 +337,10 @@ SuggestKeywords::Result SuggestKeywords::perform(Application& application, const
     const std::string country = requireStorefronts({request.country}).front();
     requireNumber("limit", request.limit, 1, mostTerms);
     SearchedTexts::Texts own{.name = app.displayName, .subtitle = {}, .keywords = {}};
-    if (auto texts = searchedTextsOf(application, app, request.context))
-        if (const auto locale = texts->second.localeOf(country)) {
-            own = texts->second.of(*locale);
+    OwnTexts texts(application, app, request.context);
+    if (SearchedTexts* shown = texts.of(trackedPlatforms[0]))
+        if (const auto locale = shown->localeOf(country)) {
+            own = shown->of(*locale);
             if (isBlank(own.name)) own.name = app.displayName;
         }
     KeywordSuggester::Wish wish{.appStoreId = app.appStoreId,

@@ -195,9 +195,8 @@ struct ShowRanks {
     };
     struct Result {
         std::string app;
-        std::optional<std::string> context; // whose texts were looked at
-        std::vector<Row> rows;              // by country, then term
-        QUORVEL_RECORD(Result, app, context, rows)
+        std::vector<Row> rows; // by country, then term
+        QUORVEL_RECORD(Result, app, rows)
     };
     [[nodiscard]] static Result perform(Application& application, const Request& request,
                                         const ActionProgress& progress = {});

@@ -96,7 +96,7 @@ std::optional<LeftOutKeyword> reasonToLeaveOut(const std::string& term, const Ke
     return std::nullopt;
 }
 
-std::string textOf(const std::exception_ptr& failure) {
+std::string failureText(const std::exception_ptr& failure) {
     try {
         std::rethrow_exception(failure);
     } catch (const std::exception& error) {
@@ -144,7 +144,7 @@ class Suggesting {
             return true;
         }
         lastFailure_ = failure;
-        result_.problems.push_back(fmt::format("{}: {}", what, textOf(failure)));
+        result_.problems.push_back(fmt::format("{}: {}", what, failureText(failure)));
         return false;
     }
 
@@ -167,7 +167,7 @@ class Suggesting {
             const auto app = parts_.search.lookupApp(wish_.appStoreId, wish_.country);
             if (app.primaryGenreName) genre = genreNamed(*app.primaryGenreName);
         });
-        if (failure) result_.problems.push_back(fmt::format("The app's category: {}", textOf(failure)));
+        if (failure) result_.problems.push_back(fmt::format("The app's category: {}", failureText(failure)));
         ask("The chart of free apps", [&] {
             for (const ChartApp& app :
                  parts_.charts.topApps(ChartKind::topFree, wish_.country, AppleChartsClient::mostApps, genre))

@@ -37,8 +37,11 @@ bool holdsTogether(const SearchedTexts::Texts& texts, std::string_view term) {
 
 } // namespace
 
-SearchedTexts::SearchedTexts(MetadataFolder contextFolder, std::string sourceLocale)
-    : folder_(std::move(contextFolder)), sourceLocale_(std::move(sourceLocale)) {}
+SearchedTexts::SearchedTexts(const MetadataFolder& appFolder, const ContextID& context,
+                             std::string sourceLocale)
+    : context_(context.text()),
+      folder_(appFolder.contextFolder(context)),
+      sourceLocale_(std::move(sourceLocale)) {}
 
 bool SearchedTexts::hasLocale(std::string_view locale) const {
     std::error_code ignored;
@@ -65,7 +68,7 @@ const SearchedTexts::Texts& SearchedTexts::of(const std::string& locale) {
 std::optional<TermUse> SearchedTexts::use(std::string_view term, std::string_view country) {
     const auto shown = localeOf(country);
     if (!shown) return std::nullopt;
-    TermUse use{.locale = *shown, .fields = fieldsHolding(of(*shown), term)};
+    TermUse use{.context = context_, .locale = *shown, .fields = fieldsHolding(of(*shown), term)};
     use.isSpread = use.fields.empty() && holdsTogether(of(*shown), term);
     for (const std::string_view locale : storefrontLocales(country))
         if (locale != *shown && hasLocale(locale) && holdsTogether(of(std::string(locale)), term))
@@ -74,7 +77,12 @@ std::optional<TermUse> SearchedTexts::use(std::string_view term, std::string_vie
 }
 
 std::optional<ContextID> searchedContext(const MetadataFolder& appFolder,
-                                         const std::optional<std::string>& given) {
+                                         const std::optional<std::string>& given,
+                                         std::string_view trackedPlatform) {
+    if (!given && trackedPlatform == "mac")
+        for (const auto slot : {AppStoreVersionStateClass::editable, AppStoreVersionStateClass::live})
+            if (const ContextID mac{ASCPlatform::macOS, slot}; isFolder(appFolder.contextFolder(mac)))
+                return mac;
     return AppContexts(appFolder, systemClock()).known(given);
 }
 

@@ -14,11 +14,12 @@ namespace quorvel {
 
 /// Where a term stands in the texts that a storefront searches.
 struct TermUse {
+    std::string context;             // whose texts they are, such as "ios/next"
     std::string locale;              // the one that the storefront shows
     std::vector<FieldType> fields;   // of it that hold the whole term: name, subtitle, keywords
     bool isSpread = false;           // no field does, but all of them together do
     std::vector<std::string> others; // further locales of the storefront whose texts hold it
-    QUORVEL_RECORD(TermUse, locale, fields, isSpread, others)
+    QUORVEL_RECORD(TermUse, context, locale, fields, isSpread, others)
     bool operator==(const TermUse&) const = default;
 };
 
@@ -30,7 +31,7 @@ class SearchedTexts {
         std::string name, subtitle, keywords;
     };
 
-    SearchedTexts(MetadataFolder contextFolder, std::string sourceLocale);
+    SearchedTexts(const MetadataFolder& appFolder, const ContextID& context, std::string sourceLocale);
 
     /// The locale that a storefront shows: the first of its own that the folder has, else the source locale
     /// where the folder has that; nothing otherwise.
@@ -43,15 +44,17 @@ class SearchedTexts {
   private:
     [[nodiscard]] bool hasLocale(std::string_view locale) const;
 
+    const std::string context_;
     const MetadataFolder folder_;
     const std::string sourceLocale_;
     std::map<std::string, Texts> texts_;
 };
 
-/// The context of an app's folder whose texts are looked at: `given` (such as "ios/next"), the one that was
-/// worked on last, or the first that has a folder. Nothing was pulled where there is none. Throws
-/// `MetadataError` for what is no context.
+/// The context of an app's folder whose texts are looked at for a tracked platform: `given` (such as
+/// "ios/next"), for "mac" one of macOS that has a folder, the one that was worked on last, or the first that
+/// has a folder. Nothing was pulled where there is none. Throws `MetadataError` for what is no context.
 [[nodiscard]] std::optional<ContextID> searchedContext(const MetadataFolder& appFolder,
-                                                       const std::optional<std::string>& given);
+                                                       const std::optional<std::string>& given,
+                                                       std::string_view trackedPlatform);
 
 } // namespace quorvel
