@@ -37,7 +37,7 @@ ExitStatus addCompetitors(Invocation& invocation) {
     return end.status();
 }
 
-std::string ratingText(const std::optional<CompetitorSnapshot>& snapshot) {
+std::string competitorRating(const std::optional<CompetitorSnapshot>& snapshot) {
     if (!snapshot || !snapshot->averageRating) return "";
     return fmt::format("{:.1f} ({})", *snapshot->averageRating, snapshot->ratingCount.value_or(0));
 }
@@ -61,7 +61,7 @@ ExitStatus listCompetitors(Invocation& invocation) {
     const Date now = invocation.application.clock()();
     for (const auto& row : result.competitors)
         table.rows.push_back({row.competitor.name, row.competitor.appStoreId, row.competitor.country,
-                              row.newest ? row.newest->versionString : "", ratingText(row.newest),
+                              row.newest ? row.newest->versionString : "", competitorRating(row.newest),
                               row.newest ? relativeTime(row.newest->capturedAt, now) : "never",
                               row.newest ? row.newest->subtitle : ""});
     output.table(table);

@@ -21,27 +21,27 @@ namespace quorvel {
 
 namespace {
 
-std::string nameOf(const TrackedKeyword& keyword) {
+std::string termName(const TrackedKeyword& keyword) {
     return fmt::format("{} ({})", keyword.term, keyword.country);
 }
 
-std::vector<std::string> namesOf(const std::vector<TrackedKeyword>& keywords) {
+std::vector<std::string> termNames(const std::vector<TrackedKeyword>& keywords) {
     std::vector<std::string> names;
-    std::ranges::transform(keywords, std::back_inserter(names), nameOf);
+    std::ranges::transform(keywords, std::back_inserter(names), termName);
     return names;
 }
 
-std::string counted(std::int64_t count, std::string_view noun) {
-    return quorvel::counted(static_cast<std::size_t>(std::max<std::int64_t>(count, 0)), noun);
+std::string countedItems(std::int64_t count, std::string_view noun) {
+    return counted(static_cast<std::size_t>(std::max<std::int64_t>(count, 0)), noun);
 }
 
 // "12 searches and 3 pages, about 2 minutes: Apple allows …".
 std::string costText(std::int64_t searches, std::int64_t pages, std::int64_t seconds) {
     std::string text = searches == 1 ? "One search" : fmt::format("{} searches", searches);
-    if (pages > 0) text += fmt::format(" and {}", counted(pages, "page"));
+    if (pages > 0) text += fmt::format(" and {}", countedItems(pages, "page"));
     if (seconds > 0)
         text += fmt::format(", about {}, as Apple allows some 20 searches a minute",
-                            counted((seconds + 59) / 60, "minute"));
+                            countedItems((seconds + 59) / 60, "minute"));
     return text + ".";
 }
 
@@ -59,10 +59,10 @@ ExitStatus trackKeywords(Invocation& invocation) {
     Output& output = invocation.output;
     output.document(result);
     if (!result.added.empty())
-        output.line(fmt::format("Tracking {}: {}.", counted(std::ssize(result.added), "new term"),
-                                fmt::join(namesOf(result.added), ", ")));
+        output.line(fmt::format("Tracking {}: {}.", countedItems(std::ssize(result.added), "new term"),
+                                fmt::join(termNames(result.added), ", ")));
     if (!result.known.empty())
-        output.line(fmt::format("Tracked already: {}.", fmt::join(namesOf(result.known), ", ")));
+        output.line(fmt::format("Tracked already: {}.", fmt::join(termNames(result.known), ", ")));
     if (!result.added.empty()) output.note("'quorvel keywords refresh' asks the store for their ranks.");
     return ExitStatus::done;
 }
@@ -75,13 +75,13 @@ ExitStatus untrackKeywords(Invocation& invocation) {
     std::vector<std::string> names;
     std::int64_t snapshots = 0;
     for (const TrackedTerm& term : plan.terms) {
-        names.push_back(nameOf(term.keyword));
+        names.push_back(termName(term.keyword));
         snapshots += term.snapshots;
     }
     const Consent consent =
         askConsent(invocation, {fmt::format("Forget {} with {}?",
                                             escapeControls(fmt::format("{}", fmt::join(names, ", "))),
-                                            counted(snapshots, "captured rank"))});
+                                            countedItems(snapshots, "captured rank"))});
     const auto result = perform<UntrackKeywords>(invocation, {plan.terms}, consent);
     invocation.output.document(result);
     invocation.output.line(
@@ -115,17 +115,17 @@ ExitStatus reportRefresh(Invocation& invocation, const RefreshKeywords::Result& 
     for (const auto& term : result.terms)
         if (!term.failure) table.rows.push_back({term.keyword.term, term.keyword.country, rankOf(term)});
     if (!table.rows.empty()) output.table(table);
-    PartEnd end = tellFailures(output, result.terms, [](const auto& term) { return nameOf(term.keyword); });
+    PartEnd end = tellFailures(output, result.terms, [](const auto& term) { return termName(term.keyword); });
     end += tellFailures(output, result.competitors, [](const auto& one) {
         return fmt::format("{} ({})", one.competitor.name, one.competitor.country);
     });
-    output.line(fmt::format("{} captured{}.", counted(static_cast<std::int64_t>(end.succeeded), "answer"),
+    output.line(fmt::format("{} captured{}.",
+                            countedItems(static_cast<std::int64_t>(end.succeeded), "answer"),
                             result.upToDate > 0 ? fmt::format(", {} not due yet", result.upToDate) : ""));
     if (result.leftDue > 0)
-        output.warning(
-            fmt::format("{} not asked for after {} failures in a row; 'quorvel keywords refresh' "
-                        "goes on with them later.",
-                        result.leftDue == 1 ? "1 more was" : fmt::format("{} more were", result.leftDue), 3));
+        output.warning(fmt::format(
+            "{} not asked for after several failures in a row; 'quorvel keywords refresh' goes on there.",
+            result.leftDue == 1 ? "1 more was" : fmt::format("{} more were", result.leftDue)));
     if (result.notificationProblem)
         output.warning(fmt::format("Alerts are not shown on the desktop: {}.", *result.notificationProblem));
     if (!result.alerts.empty() && !output.isJSON()) {
@@ -145,7 +145,7 @@ ExitStatus refreshKeywords(Invocation& invocation) {
     if (invocation.global.dryRun) {
         output.document(plan);
         for (const TrackedKeyword& keyword : plan.keywords)
-            output.line(nameOf(keyword));
+            output.line(termName(keyword));
         for (const TrackedCompetitor& one : plan.competitors)
             output.line(fmt::format("{} ({}), the page", one.name, one.country));
         output.note(fmt::format("Dry run: nothing was asked. {}", cost));
@@ -188,20 +188,17 @@ std::string useText(const std::optional<TermUse>& use) {
 void printRemarksOnRanks(Output& output, const ShowRanks::Result& result) {
     output.line();
     output.line(rankPlotLegend);
-    if (!result.context) {
-        output.note("Which terms your texts use is not known before 'quorvel pull'.");
-        return;
-    }
-    std::set<std::string> locales;
+    std::set<std::string> texts;
     bool isSpread = false;
     for (const auto& row : result.rows)
         if (row.use) {
-            locales.insert(row.use->locale);
+            texts.insert(fmt::format("{}/{}", row.use->context, row.use->locale));
             isSpread |= row.use->isSpread;
         }
-    if (!locales.empty())
-        output.line(fmt::format("Used in: your texts of {} in {}{}.", *result.context,
-                                fmt::join(locales, ", "),
+    if (texts.empty())
+        output.note("Which terms your texts use is not known before 'quorvel pull'.");
+    else
+        output.line(fmt::format("Used in: your texts in {}{}.", fmt::join(texts, ", "),
                                 isSpread ? "; spread: its words stand in several fields" : ""));
 }
 
@@ -266,7 +263,7 @@ void printSuggestions(Output& output, const SuggestKeywords::Result& result) {
     const auto left = result.candidates - std::ssize(result.suggestions);
     if (left > 0)
         output.note(
-            fmt::format("{} found were not scored; --limit scores more.", counted(left, "more term")));
+            fmt::format("{} found were not scored; --limit scores more.", countedItems(left, "more term")));
 }
 
 ExitStatus suggestKeywords(Invocation& invocation) {
