@@ -99,7 +99,7 @@ std::string termKey(std::string_view term) {
     return caseFolded(tidyTerm(term));
 }
 
-bool holdsTerm(std::string_view text, std::string_view term) {
+bool textHoldsTerm(std::string_view text, std::string_view term) {
     const auto wanted = foldedWords(term);
     if (wanted.empty()) return false;
     const auto list = foldedWords(text);

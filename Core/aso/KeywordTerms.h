@@ -19,7 +19,7 @@ inline constexpr std::size_t longestTerm = 100; // grapheme clusters
 
 /// Whether all words of `term` are words of `text`, in any order and letter case, as the store matches them.
 /// A term of a script without blanks is also found within a word.
-[[nodiscard]] bool holdsTerm(std::string_view text, std::string_view term);
+[[nodiscard]] bool textHoldsTerm(std::string_view text, std::string_view term);
 
 /// The part of an app's name that is its brand: before a colon, a dash or a bar with blanks about it. A name
 /// of one word is one whole; a longer one without such a mark has none.

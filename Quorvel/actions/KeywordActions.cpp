@@ -62,6 +62,10 @@ std::map<KeywordKey, TrackedKeyword> trackedByKey(const std::vector<TrackedKeywo
     return result;
 }
 
+bool isAmong(const std::vector<TrackedKeyword>& keywords, const TrackedKeyword& keyword) {
+    return std::ranges::find(keywords, keyword.id, &TrackedKeyword::id) != keywords.end();
+}
+
 void requireStoreId(const ManagedApp& app) {
     if (app.appStoreId.empty()) throw OperationRefused(Refusal::noAppStoreID);
 }
@@ -174,8 +178,7 @@ TrackKeywords::Result TrackKeywords::perform(Application& application, const Req
                 keyword = records.add(std::move(keyword));
                 if (tracked.insert_or_assign(key, keyword).second)
                     result.added.push_back(std::move(keyword));
-                else if (std::ranges::find(result.added, keyword.id, &TrackedKeyword::id) ==
-                         result.added.end())
+                else if (!isAmong(result.added, keyword) && !isAmong(result.known, keyword))
                     result.known.push_back(std::move(keyword));
             }
     });

@@ -8,6 +8,7 @@
 #include <algorithm>
 #include <cmath>
 #include <cstdint>
+#include <iterator>
 #include <map>
 
 namespace quorvel::sandbox {
@@ -134,6 +135,15 @@ const Resource* onSale(const std::vector<Resource*>& all, std::string_view attri
     return found == all.end() ? nullptr : *found;
 }
 
+// The search is that of iPhones, where an app has a version for them.
+const Resource* shelvedVersion(const std::vector<Resource*>& all) {
+    std::vector<Resource*> phones;
+    std::ranges::copy_if(all, std::back_inserter(phones),
+                         [](const Resource* one) { return one->text("platform") == "IOS"; });
+    const Resource* version = onSale(phones, "appStoreState");
+    return version ? version : onSale(all, "appStoreState");
+}
+
 } // namespace
 
 std::string ShelvedApp::page(std::string_view country) const {
@@ -165,7 +175,7 @@ Shelf::Shelf(const World& world, std::string country)
 
 void Shelf::addOwn(const World& world) {
     for (const Resource* app : world.store.all("apps")) {
-        const Resource* version = onSale(world.store.children(app->id, "appStoreVersions"), "appStoreState");
+        const Resource* version = shelvedVersion(world.store.children(app->id, "appStoreVersions"));
         const Resource* info = onSale(world.store.children(app->id, "appInfos"), "appStoreState");
         const Resource* names = info ? shelfTexts(world, *info, "appInfoLocalizations", country_) : nullptr;
         const Resource* texts =

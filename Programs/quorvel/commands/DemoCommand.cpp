@@ -1,5 +1,6 @@
 #include "Programs/quorvel/Invocation.h"
 #include "Programs/quorvel/commands/DemoEdits.h"
+#include "Programs/quorvel/commands/DemoKeywords.h"
 #include "Programs/quorvel/commands/DemoPictures.h"
 #include "Programs/quorvel/commands/DemoRelease.h"
 #include "Programs/quorvel/commands/DemoStage.h"
@@ -32,10 +33,11 @@ struct DemoRecord {
     std::int64_t picturesCommitted = 0; // of those, taken by App Store Connect
     std::string releaseState;           // of the version that was shipped; empty when it was not
     std::int64_t changesTold = 0;       // of its review
+    std::int64_t rankAlerts = 0;        // raised by the last refresh of keywords
     std::optional<std::string> folder;  // when it was kept
     QUORVEL_RECORD(DemoRecord, steps, requestsSent, requestsLeast, requestsRefused, textsCompared,
                    textsDiffering, textsReverted, revertedDiffering, picturesDrawn, picturesCommitted,
-                   releaseState, changesTold, folder)
+                   releaseState, changesTold, rankAlerts, folder)
 };
 
 class Demo : DemoStage {
@@ -67,6 +69,7 @@ class Demo : DemoStage {
         revert();
         screenshots();
         release();
+        record_.rankAlerts = playKeywords(*this, demoSlug);
         return conclude();
     }
 
@@ -79,6 +82,7 @@ class Demo : DemoStage {
         tell("• every store text of an app as a plain file, in each language: one command");
         tell("• only what changed going up, two new languages included: one command");
         tell("• the whole push taken back: one command");
+        tell("• where the store shows the app when people search, and an alert when that moves");
         tell("• a release from its number to Waiting for Review: one command, and its review watched");
         say("\n");
         tell(
@@ -250,7 +254,7 @@ class Demo : DemoStage {
         const bool least = record_.requestsSent == record_.requestsLeast + record_.requestsRefused;
         const bool held = record_.textsDiffering == 0 && least && record_.requestsRefused == 2 &&
                           record_.revertedDiffering == 0 &&
-                          record_.picturesCommitted == record_.picturesDrawn &&
+                          record_.picturesCommitted == record_.picturesDrawn && record_.rankAlerts == 1 &&
                           (record_.releaseState.empty() ||
                            (record_.releaseState == "WAITING_FOR_REVIEW" && record_.changesTold == 2));
         step("What you get", "Measured in what you just saw:");
@@ -275,6 +279,9 @@ class Demo : DemoStage {
                     fmt::format("from a version number to {}: made, built, given to testers and submitted. "
                                 "Of its review {} changes were told, each once.",
                                 record_.releaseState, record_.changesTold));
+        benefit("Seen in the store",
+                fmt::format("{} rank alert came of a term that a new version brought into the results.",
+                            record_.rankAlerts));
         if (keeps) {
             folder().keep();
             record_.folder = folder().path().string();

@@ -17,7 +17,7 @@ constexpr std::string_view lastVersion = "1.9";
 constexpr std::string_view nextVersion = "2.0";
 constexpr std::string_view standInName = "quorvel-xcrun-stand-in";
 
-bool isProgram(const std::filesystem::path& path) {
+bool isFileThere(const std::filesystem::path& path) {
     std::error_code unreachable;
     return std::filesystem::is_regular_file(path, unreachable);
 }
@@ -64,13 +64,13 @@ std::optional<std::filesystem::path> standInBeside(const Surroundings& surroundi
     const std::filesystem::path& program = surroundings.program;
     if (program.has_parent_path()) {
         const auto beside = surroundings.workingFolder / program.parent_path() / standInName;
-        return isProgram(beside) ? std::optional(beside) : std::nullopt;
+        return isFileThere(beside) ? std::optional(beside) : std::nullopt;
     }
     std::istringstream folders(surroundings.variable("PATH").value_or(""));
     for (std::string folder; std::getline(folders, folder, ':');)
-        if (isProgram(std::filesystem::path(folder) / program)) {
+        if (isFileThere(std::filesystem::path(folder) / program)) {
             const auto beside = std::filesystem::path(folder) / standInName;
-            return isProgram(beside) ? std::optional(beside) : std::nullopt;
+            return isFileThere(beside) ? std::optional(beside) : std::nullopt;
         }
     return std::nullopt;
 }

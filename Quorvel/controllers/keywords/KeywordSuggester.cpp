@@ -1,5 +1,6 @@
 #include "Quorvel/controllers/keywords/KeywordSuggester.h"
 
+#include "Core/aso/ASOError.h"
 #include "Core/aso/AppStoreGenre.h"
 #include "Core/aso/KeywordTerms.h"
 #include "Platform/task/Task.h"
@@ -71,7 +72,7 @@ std::vector<std::string> brandsOf(const KeywordSuggester::Wish& wish,
 }
 
 bool holdsAny(std::string_view term, std::span<const std::string_view> list) {
-    return std::ranges::any_of(list, [&](std::string_view word) { return holdsTerm(term, word); });
+    return std::ranges::any_of(list, [&](std::string_view word) { return textHoldsTerm(term, word); });
 }
 
 std::optional<LeftOutKeyword> reasonToLeaveOut(const std::string& term, const KeywordSuggester::Wish& wish,
@@ -80,9 +81,9 @@ std::optional<LeftOutKeyword> reasonToLeaveOut(const std::string& term, const Ke
     const auto isTracked = [&](const std::string& other) { return termKey(other) == term; };
     if (std::ranges::any_of(wish.tracked, isTracked))
         return LeftOutKeyword{term, Reason::tracked, "tracked already"};
-    if (holdsTerm(wish.appName, term)) return LeftOutKeyword{term, Reason::inName, "in the name already"};
+    if (textHoldsTerm(wish.appName, term)) return LeftOutKeyword{term, Reason::inName, "in the name already"};
     for (const std::string& brand : brands)
-        if (holdsTerm(term, brand))
+        if (textHoldsTerm(term, brand))
             return LeftOutKeyword{
                 term, Reason::brand,
                 fmt::format("\"{}\" is another maker's name, which App Review refuses in keywords", brand)};
@@ -123,6 +124,10 @@ class Suggesting {
         total_ = done_ + candidates.size();
         for (Candidate& candidate : candidates)
             score(std::move(candidate));
+        if (notAsked_ > 0)
+            result_.problems.push_back(
+                fmt::format("{} not asked for after several failures in a row",
+                            notAsked_ == 1 ? "1 more was" : fmt::format("{} more were", notAsked_)));
         if (answered_ == 0 && lastFailure_) std::rethrow_exception(lastFailure_);
         std::ranges::stable_sort(result_.suggestions, std::greater(),
                                  [](const KeywordSuggestion& one) { return one.score.total; });
@@ -134,7 +139,10 @@ class Suggesting {
     template <typename Work>
     bool ask(const std::string& what, Work&& work) {
         checkCancellation();
-        if (trouble_.isHopeless()) return false;
+        if (trouble_.isHopeless()) {
+            ++notAsked_;
+            return false;
+        }
         if (progress_) progress_(what, done_, total_);
         ++done_;
         const auto failure = storeFailureOf(work);
@@ -162,12 +170,14 @@ class Suggesting {
     // Of the app's own genre where the store tells one.
     void readChart() {
         std::optional<AppStoreGenre> genre;
-        const auto failure = storeFailureOf([&] {
-            checkCancellation();
-            const auto app = parts_.search.lookupApp(wish_.appStoreId, wish_.country);
-            if (app.primaryGenreName) genre = genreNamed(*app.primaryGenreName);
+        ask("The app's category", [&] {
+            try {
+                const auto app = parts_.search.lookupApp(wish_.appStoreId, wish_.country);
+                if (app.primaryGenreName) genre = genreNamed(*app.primaryGenreName);
+            } catch (const ASOError& error) {
+                if (!error.as<ASOError::AppNotFound>()) throw; // it is not on sale there, or not yet
+            }
         });
-        if (failure) result_.problems.push_back(fmt::format("The app's category: {}", failureText(failure)));
         ask("The chart of free apps", [&] {
             for (const ChartApp& app :
                  parts_.charts.topApps(ChartKind::topFree, wish_.country, AppleChartsClient::mostApps, genre))
@@ -186,7 +196,7 @@ class Suggesting {
         for (Candidate& candidate : candidates) {
             candidate.facts.chartSize = std::ssize(chartNames_);
             candidate.facts.chartApps = std::ranges::count_if(
-                chartNames_, [&](const auto& name) { return holdsTerm(name, candidate.facts.term); });
+                chartNames_, [&](const auto& name) { return textHoldsTerm(name, candidate.facts.term); });
         }
         result_.candidates = candidates.size();
         const auto promise = [](const Candidate& one) {
@@ -206,7 +216,7 @@ class Suggesting {
             facts.results = std::ssize(found);
             for (std::size_t index = 0; index < found.size(); ++index) {
                 const auto rank = static_cast<std::int64_t>(index) + 1;
-                if (rank <= KeywordScore::firstResults && holdsTerm(found[index].trackName, facts.term))
+                if (rank <= KeywordScore::firstResults && textHoldsTerm(found[index].trackName, facts.term))
                     ++facts.firstTitles;
                 if (std::to_string(found[index].trackId) == wish_.appStoreId && !facts.ourRank)
                     facts.ourRank = rank;
@@ -232,7 +242,7 @@ class Suggesting {
     KeywordSuggestions result_;
     StoreTrouble trouble_;
     std::exception_ptr lastFailure_;
-    std::size_t answered_ = 0, done_ = 0, total_ = 0;
+    std::size_t answered_ = 0, notAsked_ = 0, done_ = 0, total_ = 0;
 };
 
 } // namespace

@@ -20,7 +20,7 @@ namespace quorvel {
 namespace {
 
 FileLock lockRefreshes(const std::filesystem::path& file) {
-    createFolders(file.parent_path());
+    createFolders(file.parent_path(), FolderMode::secret);
     auto lock = FileLock::tryLock(file);
     if (!lock) {
         const auto holder = FileLock::holderOf(file);

@@ -25,14 +25,14 @@ std::string readText(const MetadataStore& store, std::string_view locale, FieldT
 
 std::vector<FieldType> fieldsHolding(const SearchedTexts::Texts& texts, std::string_view term) {
     std::vector<FieldType> fields;
-    if (holdsTerm(texts.name, term)) fields.push_back(FieldType::name);
-    if (holdsTerm(texts.subtitle, term)) fields.push_back(FieldType::subtitle);
-    if (holdsTerm(texts.keywords, term)) fields.push_back(FieldType::keywords);
+    if (textHoldsTerm(texts.name, term)) fields.push_back(FieldType::name);
+    if (textHoldsTerm(texts.subtitle, term)) fields.push_back(FieldType::subtitle);
+    if (textHoldsTerm(texts.keywords, term)) fields.push_back(FieldType::keywords);
     return fields;
 }
 
 bool holdsTogether(const SearchedTexts::Texts& texts, std::string_view term) {
-    return holdsTerm(fmt::format("{}\n{}\n{}", texts.name, texts.subtitle, texts.keywords), term);
+    return textHoldsTerm(fmt::format("{}\n{}\n{}", texts.name, texts.subtitle, texts.keywords), term);
 }
 
 } // namespace

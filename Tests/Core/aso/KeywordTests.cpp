@@ -108,7 +108,7 @@ TEST(KeywordTerms, matchTextsByWords) {
                                      {"Garden", "", false},
                                      {"Garden", "!?", false}};
     for (const auto& [text, term, holds] : cases)
-        EXPECT_EQ(holdsTerm(text, term), holds) << text << " / " << term;
+        EXPECT_EQ(textHoldsTerm(text, term), holds) << text << " / " << term;
     EXPECT_EQ(tidyTerm("  tide \t  clock\u200B "), "tide clock");
     EXPECT_EQ(termKey("Tide  Clock"), termKey("tide clock"));
     EXPECT_THAT(describingTerms("Bloomly: Plant Care & the Diary", "Water 3 Plants"),
