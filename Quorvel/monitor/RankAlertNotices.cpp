@@ -6,7 +6,7 @@
 
 #include <algorithm>
 #include <charconv>
-#include <cstdlib>
+#include <cstdint>
 
 namespace quorvel {
 
@@ -44,11 +44,16 @@ NotifiedAlert notifiedOf(const ManagedApp& app, const KeywordAlert& alert) {
     return {app.id, alert.keyword.id, std::string(rawValue(alert.alert.severity)), alert.rank};
 }
 
-// Whether `now` is no more than what was told.
+// Whether a term went on falling, or climbing, by enough since it was told of.
+bool wentFurther(const NotifiedAlert& told, const NotifiedAlert& now) {
+    if (!told.rank || !now.rank) return told.rank.has_value() && !now.rank;
+    const std::int64_t fallen = *now.rank - *told.rank;
+    const bool isWarning = now.severity == rawValue(Detector::Severity::warning);
+    return (isWarning ? fallen : -fallen) >= Detector::leastPlaces;
+}
+
 bool isToldBy(const NotifiedAlert& told, const NotifiedAlert& now) {
-    if (told.keyword != now.keyword || told.severity != now.severity) return false;
-    if (told.rank.has_value() != now.rank.has_value()) return false;
-    return !told.rank || std::abs(*told.rank - *now.rank) < Detector::leastPlaces;
+    return told.keyword == now.keyword && told.severity == now.severity && !wentFurther(told, now);
 }
 
 DesktopNotification notificationOf(const ManagedApp& app, const KeywordAlert& alert) {

@@ -14,7 +14,7 @@
 
 namespace quorvel {
 
-/// Notifies each alert once: again only after the term came to rest in between, turned around, or moved on by
+/// Notifies each alert once: again only after the term came to rest in between, turned around, or went on by
 /// as many places as make an alert. What was notified is kept in the user's settings. The caller sees to it
 /// that one works on a home at a time.
 class RankAlertNotices {
