@@ -9,6 +9,8 @@
 #include <cstdint>
 #include <optional>
 #include <span>
+#include <string_view>
+#include <utility>
 #include <vector>
 
 namespace quorvel {

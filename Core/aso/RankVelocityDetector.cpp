@@ -4,7 +4,8 @@
 
 #include <fmt/format.h>
 
-#include <cstdint>
+#include <chrono>
+#include <utility>
 
 namespace quorvel {
 

@@ -5,10 +5,12 @@
 #include "Platform/json/JSON.h"
 #include "Platform/time/Date.h"
 
+#include <cstdint>
 #include <optional>
 #include <span>
 #include <string>
 #include <string_view>
+#include <utility>
 
 namespace quorvel {
 
