@@ -20,6 +20,7 @@
 #include "Quorvel/actions/SubmissionActions.h"
 #include "Quorvel/actions/TestFlightActions.h"
 #include "Quorvel/actions/TestNotesActions.h"
+#include "Quorvel/actions/TextActions.h"
 #include "Quorvel/actions/TranslationActions.h"
 #include "Quorvel/actions/TreeActions.h"
 #include "Quorvel/actions/VersionActions.h"
@@ -47,7 +48,7 @@ std::span<const ActionDescription> allActions() {
                   ListApps, ListAccountApps, ImportApps, PlanAppRemoval, RemoveApps, MoveApp,               //
                   ShowApp, SetApp, ListRules, SetRule, ResetRule,                                           //
                   ListVersions, PlanVersion, CreateVersion, ListBuilds,                                     //
-                  PullTexts, TextStatus, DiffTexts, PlanPush, PushTexts,                                    //
+                  PullTexts, TextStatus, DiffTexts, ShowTexts, WriteTexts, PlanPush, PushTexts,             //
                   ListRuns, ShowRun, RevertRun,                                                             //
                   AddLocale, ListLocales, SwitchLocales, SetLocales,                                        //
                   ImportTexts, ExportTexts, TidyTexts,                                                      //
