@@ -1,4 +1,5 @@
 #include "Programs/quorvel/Invocation.h"
+#include "Programs/quorvel/commands/DemoAssistant.h"
 #include "Programs/quorvel/commands/DemoEdits.h"
 #include "Programs/quorvel/commands/DemoPictures.h"
 #include "Programs/quorvel/commands/DemoRelease.h"
@@ -32,10 +33,11 @@ struct DemoRecord {
     std::int64_t picturesCommitted = 0; // of those, taken by App Store Connect
     std::string releaseState;           // of the version that was shipped; empty when it was not
     std::int64_t changesTold = 0;       // of its review
+    std::int64_t assistantTools = 0;    // that the assistants' server offers
     std::optional<std::string> folder;  // when it was kept
     QUORVEL_RECORD(DemoRecord, steps, requestsSent, requestsLeast, requestsRefused, textsCompared,
                    textsDiffering, textsReverted, revertedDiffering, picturesDrawn, picturesCommitted,
-                   releaseState, changesTold, folder)
+                   releaseState, changesTold, assistantTools, folder)
 };
 
 class Demo : DemoStage {
@@ -67,6 +69,7 @@ class Demo : DemoStage {
         revert();
         screenshots();
         release();
+        record_.assistantTools = static_cast<std::int64_t>(playAssistant(*this, std::string(demoApp)));
         return conclude();
     }
 
@@ -248,8 +251,8 @@ class Demo : DemoStage {
     ExitStatus conclude() {
         const bool keeps = invocation_.arguments.has("--keep");
         const bool least = record_.requestsSent == record_.requestsLeast + record_.requestsRefused;
-        const bool held = record_.textsDiffering == 0 && least && record_.requestsRefused == 2 &&
-                          record_.revertedDiffering == 0 &&
+        const bool held = record_.textsDiffering == 0 && record_.assistantTools > 0 && least &&
+                          record_.requestsRefused == 2 && record_.revertedDiffering == 0 &&
                           record_.picturesCommitted == record_.picturesDrawn &&
                           (record_.releaseState.empty() ||
                            (record_.releaseState == "WAITING_FOR_REVIEW" && record_.changesTold == 2));
