@@ -2,6 +2,7 @@
 
 #include "Platform/json/JSON.h"
 #include "Platform/task/Task.h"
+#include "Quorvel/application/AppDirectory.h"
 #include "Quorvel/application/Failure.h"
 #include "Quorvel/assistants/Prompts.h"
 #include "Quorvel/assistants/Resources.h"
@@ -95,8 +96,10 @@ Application& AssistantServer::application() {
     return *application_;
 }
 
+// Named in every request, so that no app of another workspace can be meant.
 std::optional<std::string> AssistantServer::workspace() {
-    return std::nullopt; // the active one
+    const auto served = AppDirectory(application(), {}).workspace();
+    return served ? std::optional(served->id) : std::nullopt;
 }
 
 JSONValue AssistantServer::identity(Revision revision) const {

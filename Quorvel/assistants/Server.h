@@ -9,6 +9,7 @@
 #include <functional>
 #include <memory>
 #include <mutex>
+#include <optional>
 #include <string>
 
 namespace quorvel {
@@ -29,6 +30,7 @@ class AssistantServer final : public RequestHandler {
   private:
     [[nodiscard]] JSONValue result(const IncomingMessage& request, RequestScope& scope);
     [[nodiscard]] Application& application();
+    /// The id of the workspace that is served; nothing while there is none.
     [[nodiscard]] std::optional<std::string> workspace();
     [[nodiscard]] JSONValue call(const IncomingMessage& request, RequestScope& scope);
     [[nodiscard]] JSONValue readResource(const IncomingMessage& request, Revision revision);

@@ -3,6 +3,7 @@
 #include "Platform/json/JSON.h"
 #include "Quorvel/actions/ActionCatalogue.h"
 #include "Quorvel/actions/AppActions.h"
+#include "Quorvel/actions/WorkspaceActions.h"
 #include "Quorvel/application/EnvironmentOptions.h"
 #include "Quorvel/assistants/Prompts.h"
 #include "Quorvel/assistants/Server.h"
@@ -231,6 +232,19 @@ TEST_F(AssistantServerTest, asksTheUserWhereTheClientCan) {
     action = "accept";
     (void)legacy.ask("push", preparedPush(legacy));
     EXPECT_GT(changesSent(), 0);
+}
+
+TEST_F(AssistantServerTest, noAppOfAnotherWorkspaceIsReached) {
+    AssistantClient client(server, Revision::r20260728);
+    (void)client.ask("pull", object({{"app", sketchID}}));
+    (void)CreateWorkspace::perform(*sandbox.application, {.name = "Other"});
+    (void)MoveApp::perform(*sandbox.application, {.app = sketchID, .toWorkspace = "Other"});
+    EXPECT_EQ(client.ask("overview").find("apps")->items()->size(), 0u);
+    for (const char* tool : {"read_texts", "pull", "history"})
+        EXPECT_THAT(textOf(client.call(tool, object({{"app", sketchID}}))),
+                    HasSubstr("works in one workspace"))
+            << tool;
+    EXPECT_EQ(client.request("resources/list").at("result", "resources")->items()->size(), 0u);
 }
 
 TEST_F(AssistantServerTest, longResultsComeInPagesThatMissNothing) {
