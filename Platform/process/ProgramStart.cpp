@@ -9,6 +9,8 @@
 #include <sys/prctl.h>
 #endif
 
+#include <initializer_list>
+
 namespace quorvel {
 
 namespace {
