@@ -7,6 +7,7 @@
 #include "Platform/log/Log.h"
 #include "Platform/task/StopToken.h"
 #include "Platform/text/Text.h"
+#include "Sandbox/rules/SalesReports.h"
 #include "Sandbox/rules/Uploads.h"
 #include "Sandbox/rules/World.h"
 #include "Sandbox/seeds/Seeds.h"
@@ -84,7 +85,7 @@ struct SandboxServer::Implementation {
         } else {
             access.keyID = randomKeyID();
             access.issuerID = makeUUID();
-            access.vendorNumber = "80457216";
+            access.vendorNumber = options.vendorNumber;
             access.relaySecret = makeUUID();
             world.vendorNumber = access.vendorNumber;
             plant(world, options.seed);
@@ -125,9 +126,17 @@ struct SandboxServer::Implementation {
 
     void writeEndpoints() {
         access.endpointsFile = options.stateFolder / "endpoints.json";
-        const JSONValue endpoints = JSONValue::object({{"appStoreConnect", access.url},
-                                                       {"relay", access.relayURL},
-                                                       {"relaySecret", access.relaySecret}});
+        const auto store = [&](std::string_view prefix) { return access.url + std::string(prefix); };
+        const JSONValue endpoints =
+            JSONValue::object({{"appStoreConnect", access.url},
+                               {"relay", access.relayURL},
+                               {"relaySecret", access.relaySecret},
+                               {"storeSearch", store(storePrefix::search)},
+                               {"searchHints", store(storePrefix::hints)},
+                               {"marketingFeeds", store(storePrefix::marketing)},
+                               {"legacyFeeds", store(storePrefix::legacy)},
+                               {"productSite", store(storePrefix::site)},
+                               {"storeSearchesPerMinute", options.storeSearchesPerMinute}});
         writeFileAtomically(access.endpointsFile, encodeJSON(endpoints, JSONFormat::stateFile()) + "\n",
                             FileMode::secret);
     }
@@ -136,6 +145,10 @@ struct SandboxServer::Implementation {
 SandboxServer::SandboxServer(Options options)
     : implementation_(std::make_unique<Implementation>(std::move(options))) {
     Implementation& self = *implementation_;
+    if (self.options.salesFolder) {
+        requireSalesFolder(*self.options.salesFolder);
+        self.world.salesFolder = self.options.salesFolder;
+    }
     createFolders(self.options.stateFolder, FolderMode::secret);
     self.folderLock = FileLock::tryLock(self.options.stateFolder / "lock");
     if (!self.folderLock)
@@ -189,6 +202,9 @@ void SandboxServer::setLatency(int milliseconds) {
 void SandboxServer::setHourlyQuota(int requests) {
     implementation_->service->setHourlyQuota(requests);
 }
+void SandboxServer::setStoreSearches(int perMinute) {
+    implementation_->service->setStoreSearches(perMinute);
+}
 std::vector<RecordedRequest> SandboxServer::requests() const {
     return implementation_->service->requests();
 }
@@ -219,6 +235,14 @@ JSONValue SandboxServer::state() const {
 
 void SandboxServer::addReviews(std::string_view appOrBundleID, int count) {
     implementation_->service->generateReviews(appOrBundleID, count);
+}
+
+std::string SandboxServer::addReview(std::string_view appOrBundleID, const CustomerOpinion& opinion) {
+    return implementation_->service->addReview(appOrBundleID, opinion);
+}
+
+void SandboxServer::changeReview(std::string_view reviewID, const ReviewEdit& edit) {
+    implementation_->service->changeReview(reviewID, edit);
 }
 
 std::string SandboxServer::addBuild(std::string_view appOrBundleID, std::string_view platform,

@@ -47,6 +47,10 @@ struct Options {
     std::vector<Fault> faults;
     std::uint64_t faultSeed = 1;
     int hourlyQuota = 3600;
+    std::optional<std::filesystem::path> salesFolder = {}; // of daily reports, YYYY-MM-DD.tsv each; they are
+                                                           // read when they are asked for
+    std::string vendorNumber = "80457216";                 // of a new account
+    int storeSearchesPerMinute = 0;                        // that the public store answers; 0: all
 };
 
 /// How the model behind the relay answers.
@@ -56,7 +60,8 @@ struct ModelManner {
     // What the first, second, … answer to each prompt is, and the usual one from then on: "usual",
     // "brokenOff" (half of it, finish reason "length"), "filtered" (its first words, "content_filter"),
     // "badJSON", "rightToLeft" (behind a mark, with Arabic digits), "remark" (with a note behind it),
-    // "refusal", "echo" (the source text) or "careless" (without addresses, placeholders and numbers).
+    // "refusal", "echo" (the source text, or the review's) or "careless" (without addresses, placeholders and
+    // numbers).
     std::vector<std::string> script = {};
     std::string only = {}; // the script is for prompts that hold this text
 };
@@ -83,6 +88,22 @@ struct Access {
     std::string relaySecret; // what requests to the relay are signed with
 };
 
+/// What a customer writes.
+struct CustomerOpinion {
+    int rating = 5;
+    std::string title;
+    std::string body;
+    std::string nickname = "somebody";
+    std::string territory = "USA";
+};
+/// What an author does to a review.
+struct ReviewEdit {
+    std::optional<int> rating = {};
+    std::optional<std::string> title = {};
+    std::optional<std::string> body = {};
+    bool isDeleted = false; // with the response to it
+};
+
 /// A request that the sandbox was sent.
 struct RecordedRequest {
     std::string method;
@@ -95,15 +116,17 @@ struct RecordedRequest {
 
 /// Serves until it is destroyed. Its control routes do the same as the operations here: GET /__sandbox/state,
 /// GET and DELETE /__sandbox/requests, and with a JSON object each POST /__sandbox/faults, advance, states,
-/// keys (also `role`), builds, generate, latency, quota, clock (`skew`), pace (`screenshots`: seconds that
-/// they are processed, `screenshotsFail`, `visibility`: seconds until lists show what was created,
-/// `cancellation`: seconds until a canceled submission has left review), nulls
-/// (`sent`: whether attributes without a value are sent as null instead of left out) and relay (`wrapping`,
-/// `tooLongAnswers`, `script`, `only`); GET /__sandbox/relay is the relay's account.
+/// keys (also `role`), builds, generate, latency, quota, store (`searchesPerMinute`), clock (`skew`), pace
+/// (`screenshots`: seconds that they are processed, `screenshotsFail`, `visibility`: seconds until lists show
+/// what was created, `cancellation`: seconds until a canceled submission has left review), nulls (`sent`:
+/// whether attributes without a value are sent as null instead of left out), review (`app`, `rating`,
+/// `title`, `body`, `nickname`, `territory`: adds one), reviews (`review`: its id, with what its author
+/// changes, or `deleted`) and relay (`wrapping`, `tooLongAnswers`, `script`, `only`); GET /__sandbox/relay is
+/// the relay's account.
 class SandboxServer {
   public:
-    /// Starts to serve. Throws `std::runtime_error` when the port is taken or the state folder cannot be
-    /// used.
+    /// Starts to serve. Throws `std::runtime_error` when the port is taken, the state folder cannot be used
+    /// or the sales folder holds no reports.
     explicit SandboxServer(Options options);
     ~SandboxServer();
     SandboxServer(const SandboxServer&) = delete;
@@ -117,6 +140,8 @@ class SandboxServer {
     void setFaults(std::vector<Fault> faults);
     void setLatency(int milliseconds);
     void setHourlyQuota(int requests);
+    /// How many searches the public store answers in a minute; 0 is no bound.
+    void setStoreSearches(int perMinute);
     [[nodiscard]] std::vector<RecordedRequest> requests() const;
     /// Blocks until it was sent that many requests since it began or forgot them; whether it was, or `token`
     /// was stopped first.
@@ -133,6 +158,10 @@ class SandboxServer {
     /// Adds reviews to an app, the newest an hour old. Throws `std::invalid_argument` when there is no such
     /// app.
     void addReviews(std::string_view appOrBundleID, int count);
+    /// Adds one review, the newest; its id. Throws `std::invalid_argument` when there is no such app.
+    std::string addReview(std::string_view appOrBundleID, const CustomerOpinion& opinion);
+    /// Changes or deletes a review as its author would. Throws `std::invalid_argument` when there is none.
+    void changeReview(std::string_view reviewID, const ReviewEdit& edit);
     /// Revokes or reinstates the account's key.
     void revokeKey(bool revoked);
     /// Moves a version (by id) to an App Store state as App Review would.

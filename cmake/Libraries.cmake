@@ -10,9 +10,11 @@ find_package(fmt 9 REQUIRED)
 find_package(SQLite3 3.40 REQUIRED)
 find_package(ZLIB REQUIRED)
 find_package(PNG 1.6 REQUIRED)
+find_package(EXPAT REQUIRED)
 find_package(CLI11 QUIET)
 find_package(PkgConfig REQUIRED)
 pkg_check_modules(httplib REQUIRED IMPORTED_TARGET cpp-httplib) # ships only a .pc file
+pkg_check_modules(re2 REQUIRED IMPORTED_TARGET re2)
 if(CMAKE_SYSTEM_NAME STREQUAL "Linux")
     pkg_check_modules(systemd REQUIRED IMPORTED_TARGET libsystemd) # the client of the session bus
 endif()

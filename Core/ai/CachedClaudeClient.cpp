@@ -18,7 +18,7 @@ ClaudeResponse CachedClaudeClient::send(const ClaudeRequest& request) const {
 
 void CachedClaudeClient::record(const ClaudeRequest& request, const ClaudeResponse& response,
                                 ClaudeCostRecorder::Origin origin) const {
-    if (costRecorder_) costRecorder_->record(request.model, response, origin);
+    if (costRecorder_) costRecorder_->record(request.model, response, origin, request.feature);
 }
 
 } // namespace quorvel

@@ -7,6 +7,7 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <optional>
 
 namespace quorvel {
 
@@ -21,7 +22,8 @@ struct Line {
     std::int64_t outputTokens = 0;
     double costUSD = 0;
     bool cached = false;
-    QUORVEL_RECORD(Line, timestamp, model, inputTokens, outputTokens, costUSD, cached)
+    std::optional<std::string> feature;
+    QUORVEL_RECORD(Line, timestamp, model, inputTokens, outputTokens, costUSD, cached, feature)
 };
 
 std::optional<ClaudeCostRecorder::LogEntry> decodeLine(std::string_view text) {
@@ -32,7 +34,8 @@ std::optional<ClaudeCostRecorder::LogEntry> decodeLine(std::string_view text) {
                                             .inputTokens = line.inputTokens,
                                             .outputTokens = line.outputTokens,
                                             .costUSD = line.costUSD,
-                                            .cached = line.cached};
+                                            .cached = line.cached,
+                                            .feature = line.feature.value_or("")};
     } catch (const JSONError&) {
         return std::nullopt;
     }
@@ -45,7 +48,8 @@ ClaudeCostRecorder::ClaudeCostRecorder(std::filesystem::path logURL, Clock clock
     createFolders(logURL_.parent_path(), FolderMode::secret);
 }
 
-void ClaudeCostRecorder::record(std::string_view model, const ClaudeResponse& response, Origin origin) const {
+void ClaudeCostRecorder::record(std::string_view model, const ClaudeResponse& response, Origin origin,
+                                std::string_view feature) const {
     const ClaudeResponse::Usage& usage = response.usage;
     const Line line{.timestamp = secondsSince2001(clock_()),
                     .model = std::string(model),
@@ -54,7 +58,8 @@ void ClaudeCostRecorder::record(std::string_view model, const ClaudeResponse& re
                     .costUSD = origin == Origin::cache
                                    ? 0
                                    : ClaudePricing::cost(model, usage.inputTokens, usage.outputTokens),
-                    .cached = origin == Origin::cache};
+                    .cached = origin == Origin::cache,
+                    .feature = feature.empty() ? std::nullopt : std::optional(std::string(feature))};
     const std::string text = encodeJSON(line);
     try {
         appendLine(logURL_, text, FileMode::secret);

@@ -27,6 +27,7 @@ class ClaudeCostRecorder {
         std::int64_t outputTokens = 0;
         double costUSD = 0;
         bool cached = false;
+        std::string feature = {}; // that asked; empty where it is not known
         bool operator==(const LogEntry&) const = default;
     };
 
@@ -35,7 +36,8 @@ class ClaudeCostRecorder {
 
     /// Appends one line. A line that cannot be written is a warning in the log: the answer is in hand
     /// already.
-    void record(std::string_view model, const ClaudeResponse& response, Origin origin) const;
+    void record(std::string_view model, const ClaudeResponse& response, Origin origin,
+                std::string_view feature = {}) const;
     /// All entries, oldest first; damaged lines are skipped. Throws `FileError`.
     [[nodiscard]] std::vector<LogEntry> entries() const;
     /// US dollars of the last `lastSeconds` seconds. Throws `FileError`.

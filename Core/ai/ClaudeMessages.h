@@ -28,8 +28,9 @@ struct ClaudeRequest {
     std::optional<double> temperature;
     std::optional<std::string> responseFormat;    // "json_object" where a JSON document is wanted
     KeptAnswers keptAnswers = KeptAnswers::taken; // no part of the document, nor of what it is kept under
-    QUORVEL_RECORD_EXCEPT(ClaudeRequest, (keptAnswers), model, maxTokens, system, messages, temperature,
-                          responseFormat)
+    std::string feature = {};                     // that asks, for the ledger; likewise no part of either
+    QUORVEL_RECORD_EXCEPT(ClaudeRequest, (keptAnswers, feature), model, maxTokens, system, messages,
+                          temperature, responseFormat)
     bool operator==(const ClaudeRequest&) const = default;
 };
 

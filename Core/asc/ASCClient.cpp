@@ -14,25 +14,6 @@ namespace quorvel {
 
 namespace {
 
-enum class Slash { encode, keep };
-
-void appendPercentEncoded(std::string& url, std::string_view text, Slash slash) {
-    constexpr std::string_view digits = "0123456789ABCDEF";
-    for (const char character : text) {
-        const auto byte = static_cast<unsigned char>(character);
-        const bool plain = (byte >= 'a' && byte <= 'z') || (byte >= 'A' && byte <= 'Z') ||
-                           (byte >= '0' && byte <= '9') || byte == '-' || byte == '.' || byte == '_' ||
-                           byte == '~' || (byte == '/' && slash == Slash::keep);
-        if (plain) {
-            url.push_back(character);
-            continue;
-        }
-        url.push_back('%');
-        url.push_back(digits[byte >> 4]);
-        url.push_back(digits[byte & 15]);
-    }
-}
-
 // Send the key's token only to the API's own server. Plain http addresses are all on this machine.
 bool mayCarryToken(std::string_view link, std::string_view baseURL) {
     if (problemOfURL(link)) return false;

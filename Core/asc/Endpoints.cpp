@@ -16,6 +16,26 @@ std::string Endpoints::appStoreConnectOrDefault() const {
     return appStoreConnect.value_or("https://api.appstoreconnect.apple.com");
 }
 
+std::string Endpoints::storeSearchOrDefault() const {
+    return storeSearch.value_or("https://itunes.apple.com");
+}
+
+std::string Endpoints::searchHintsOrDefault() const {
+    return searchHints.value_or("https://search.itunes.apple.com");
+}
+
+std::string Endpoints::marketingFeedsOrDefault() const {
+    return marketingFeeds.value_or("https://rss.marketingtools.apple.com");
+}
+
+std::string Endpoints::legacyFeedsOrDefault() const {
+    return legacyFeeds.value_or("https://itunes.apple.com");
+}
+
+std::string Endpoints::productSiteOrDefault() const {
+    return productSite.value_or("https://apps.apple.com");
+}
+
 namespace {
 
 constexpr std::size_t longestSecret = 170; // bytes
@@ -42,6 +62,9 @@ Endpoints loadEndpoints(const std::filesystem::path& file) {
         if (endpoints.relaySecret.value_or("").size() > longestSecret)
             throw EndpointsError(
                 fmt::format("{}: \"relaySecret\" is longer than {} bytes.", name, longestSecret));
+        if (const auto count = endpoints.storeSearchesPerMinute; count && (*count < 0 || *count > 100'000))
+            throw EndpointsError(
+                fmt::format("{}: \"storeSearchesPerMinute\" is not from 0 to 100000.", name));
         return endpoints;
     } catch (const FileError& error) {
         throw EndpointsError(error.what());

@@ -3,6 +3,7 @@
 
 #include "Platform/json/JSON.h"
 
+#include <cstdint>
 #include <filesystem>
 #include <optional>
 #include <stdexcept>
@@ -26,12 +27,19 @@ struct Endpoints {
     std::optional<std::string> marketingFeeds;
     std::optional<std::string> legacyFeeds;
     std::optional<std::string> productSite;
+    std::optional<std::int64_t> storeSearchesPerMinute; // that this store allows; 0: as many as are wanted
     QUORVEL_RECORD(Endpoints, appStoreConnect, relay, relaySecret, storeSearch, searchHints, marketingFeeds,
-                   legacyFeeds, productSite)
+                   legacyFeeds, productSite, storeSearchesPerMinute)
     bool operator==(const Endpoints&) const = default;
 
     /// The base address of the App Store Connect API.
     [[nodiscard]] std::string appStoreConnectOrDefault() const;
+    /// The base addresses of the public App Store's services.
+    [[nodiscard]] std::string storeSearchOrDefault() const;
+    [[nodiscard]] std::string searchHintsOrDefault() const;
+    [[nodiscard]] std::string marketingFeedsOrDefault() const;
+    [[nodiscard]] std::string legacyFeedsOrDefault() const;
+    [[nodiscard]] std::string productSiteOrDefault() const;
 };
 
 /// Reads an endpoints file. Throws `EndpointsError` when it is missing, is not JSON, or has an address that

@@ -24,6 +24,10 @@ struct AppStorePageData {
     bool operator==(const AppStorePageData&) const = default;
 };
 
+/// What the text of a product page holds, in a time that grows with its length alone. Throws
+/// `ASOError::ParseFailure` for what is not UTF-8.
+[[nodiscard]] AppStorePageData readProductPage(std::string_view html, std::string_view appId);
+
 /// Blocking; any thread; obeys the current task. Throws `ASOError`, `TransportError` and `CancellationError`.
 class AppStoreHTMLScraper {
   public:

@@ -10,11 +10,20 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 namespace quorvel {
 
 enum class ChartKind { topFree, topPaid, topGrossing };
+
+template <>
+struct RawValues<ChartKind> {
+    static constexpr std::pair<ChartKind, std::string_view> values[] = {
+        {ChartKind::topFree, "topFree"},
+        {ChartKind::topPaid, "topPaid"},
+        {ChartKind::topGrossing, "topGrossing"}};
+};
 
 struct ChartGenre {
     std::string genreId;
@@ -37,6 +46,11 @@ struct ChartApp {
     QUORVEL_RECORD(ChartApp, id, name, artistName, genres, releaseDate, url, artworkUrl100, rank)
     bool operator==(const ChartApp&) const = default;
 };
+
+/// The rows of a current feed, or of a legacy one, ranked from 1 in its order. Throws
+/// `ASOError::ParseFailure`.
+[[nodiscard]] std::vector<ChartApp> readChartFeed(std::string_view json);
+[[nodiscard]] std::vector<ChartApp> readLegacyChart(std::string_view json);
 
 /// Blocking; any thread; obeys the current task. Throws `ASOError`, `TransportError` and `CancellationError`.
 class AppleChartsClient {

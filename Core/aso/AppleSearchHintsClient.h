@@ -10,6 +10,10 @@
 
 namespace quorvel {
 
+/// The suggestions of a property list of the service, those without a term left out. Throws
+/// `ASOError::ParseFailure`.
+[[nodiscard]] std::vector<std::string> readHints(std::string_view propertyList);
+
 /// Blocking; any thread; obeys the current task. Throws `ASOError`, `TransportError` and `CancellationError`.
 class AppleSearchHintsClient {
   public:

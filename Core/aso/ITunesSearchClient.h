@@ -39,6 +39,17 @@ struct ITunesAppResult {
     bool operator==(const ITunesAppResult&) const = default;
 };
 
+struct ITunesSearchResponse {
+    std::int64_t resultCount = 0;
+    std::vector<ITunesAppResult> results;
+    QUORVEL_RECORD(ITunesSearchResponse, resultCount, results)
+};
+
+/// Reads an answer of the services. A member of an unexpected type is left out of its result; a result
+/// without a name keeps its place under the name that is left, one without a number is no app and is left
+/// out. Throws `ASOError::ParseFailure`.
+[[nodiscard]] ITunesSearchResponse readSearchResponse(std::string_view json);
+
 /// Countries are two letters in either case. Blocking; any thread; obeys the current task. Throws `ASOError`,
 /// `TransportError` and `CancellationError`.
 class ITunesSearchClient {

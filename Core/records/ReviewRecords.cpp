@@ -33,6 +33,15 @@ void ReviewRecords::store(std::span<const CachedReview> reviews) const {
     });
 }
 
+bool ReviewRecords::replace(const CachedReview& expected, const CachedReview& review) const {
+    bool isReplaced = false;
+    container_->write([&](Database& database) {
+        isReplaced = selectOne<CachedReview>(database, "WHERE id = ?1", {expected.id}) == expected;
+        if (isReplaced) insert(database, review);
+    });
+    return isReplaced;
+}
+
 bool ReviewRecords::remove(std::string_view id) const {
     return discard<CachedReview>(*container_, "WHERE id = ?1", {id}) > 0;
 }

@@ -24,6 +24,8 @@ class ReviewRecords {
     std::int64_t addNew(std::span<const CachedReview> reviews) const;
     /// Adds reviews, or updates those of the same `id`; all or none.
     void store(std::span<const CachedReview> reviews) const;
+    /// Stores `review` as long as what is kept under its id is still `expected`; whether it was.
+    [[nodiscard]] bool replace(const CachedReview& expected, const CachedReview& review) const;
     /// Whether there was one.
     bool remove(std::string_view id) const;
 

@@ -77,6 +77,11 @@ std::vector<KeywordSnapshot> KeywordRecords::snapshots(std::string_view keywordI
                                   {keywordID, microsecondsOf(since)});
 }
 
+std::optional<KeywordSnapshot> KeywordRecords::newestSnapshot(std::string_view keywordID) const {
+    return fetchOne<KeywordSnapshot>(
+        *container_, "WHERE keyword = ?1 ORDER BY capturedAt DESC, identity DESC LIMIT 1", {keywordID});
+}
+
 CompetitorRecords::CompetitorRecords(std::shared_ptr<const ModelContainer> container, Clock clock)
     : container_(std::move(container)), clock_(std::move(clock)) {}
 
@@ -109,6 +114,11 @@ std::vector<CompetitorSnapshot> CompetitorRecords::snapshots(std::string_view co
     return fetch<CompetitorSnapshot>(
         *container_, "WHERE competitor = ?1 AND capturedAt >= ?2 ORDER BY capturedAt, identity",
         {competitorID, microsecondsOf(since)});
+}
+
+std::optional<CompetitorSnapshot> CompetitorRecords::newestSnapshot(std::string_view competitorID) const {
+    return fetchOne<CompetitorSnapshot>(
+        *container_, "WHERE competitor = ?1 ORDER BY capturedAt DESC, identity DESC LIMIT 1", {competitorID});
 }
 
 } // namespace quorvel

@@ -25,9 +25,11 @@ class KeywordRecords {
     /// Its snapshots go with it. Whether there was one.
     bool remove(std::string_view id) const;
 
+    /// Throws the `StoreError` of the kind `constraint` for a keyword that is gone.
     void addSnapshots(std::string_view keywordID, std::span<const KeywordSnapshot> snapshots) const;
     /// Those since `since`, the oldest first.
     [[nodiscard]] std::vector<KeywordSnapshot> snapshots(std::string_view keywordID, Date since = {}) const;
+    [[nodiscard]] std::optional<KeywordSnapshot> newestSnapshot(std::string_view keywordID) const;
 
   private:
     std::shared_ptr<const ModelContainer> container_;
@@ -51,6 +53,7 @@ class CompetitorRecords {
     /// Those since `since`, the oldest first.
     [[nodiscard]] std::vector<CompetitorSnapshot> snapshots(std::string_view competitorID,
                                                             Date since = {}) const;
+    [[nodiscard]] std::optional<CompetitorSnapshot> newestSnapshot(std::string_view competitorID) const;
 
   private:
     std::shared_ptr<const ModelContainer> container_;

@@ -20,7 +20,9 @@ struct SalesLine {
     std::int64_t units = 0;
     std::int64_t downloads = 0; // of these units, those that were installed for the first time
     double proceeds = 0;
-    QUORVEL_RECORD(SalesLine, appleIdentifier, parentIdentifier, sku, currency, units, downloads, proceeds)
+    std::string vendorNumber; // of the account whose report it stands in
+    QUORVEL_RECORD(SalesLine, appleIdentifier, parentIdentifier, sku, currency, units, downloads, proceeds,
+                   vendorNumber)
     bool operator==(const SalesLine&) const = default;
 };
 
@@ -48,21 +50,15 @@ struct RawValues<DayResult::Status> {
         {S::ok, "ok"}, {S::notYetPublished, "notYetPublished"}, {S::failed, "failed"}};
 };
 
-/// Reads a compressed report into the lines of its day. Throws `SalesReportParserError`.
+/// Reads a compressed report into the lines of its day, in its order. Throws
+/// `SalesReportParserError`.
 [[nodiscard]] DayResult salesDayOf(std::string_view date, std::string_view compressed);
 
-/// Tells which lines are an app's: its own, and those of its in-app purchases, which carry the app's SKU.
+/// What tells an app's lines: its own identifier, and its SKUs, which its in-app purchases name.
 struct SalesRowAttribution {
     std::string appStoreId;
     std::string bundleId;
     std::set<std::string, std::less<>> appSKUs;
-
-    [[nodiscard]] bool isOwn(const SalesLine& line) const {
-        return !appStoreId.empty() && line.appleIdentifier == appStoreId;
-    }
-    [[nodiscard]] bool owns(const SalesLine& line) const {
-        return isOwn(line) || (!line.parentIdentifier.empty() && appSKUs.contains(line.parentIdentifier));
-    }
 };
 
 } // namespace quorvel

@@ -8,7 +8,8 @@
 
 #include <algorithm>
 #include <array>
-#include <charconv>
+#include <bit>
+#include <cstring>
 #include <optional>
 
 namespace quorvel {
@@ -28,27 +29,57 @@ struct ErrorText {
         return fmt::format("This is no sales report. It begins with \"{}\".", problem.beginning);
     }
     std::string operator()(const SalesReportParserError::MissingColumns& problem) const {
-        return fmt::format("The sales report lacks the columns {}.", fmt::join(problem.names, ", "));
+        return fmt::format("This is no daily summary of sales: it lacks the {} {}.",
+                           problem.names.size() == 1 ? "column" : "columns", fmt::join(problem.names, ", "));
+    }
+    std::string operator()(const SalesReportParserError::TooManyProducts& problem) const {
+        return fmt::format("The sales report names more than {} products and currencies.", problem.count);
     }
 };
 
-/// The cells of a line, in storage that is used again.
-void splitCells(std::string_view line, std::vector<std::string_view>& cells) {
-    cells.clear();
-    for (std::size_t start = 0;;) {
-        const auto tab = line.find('\t', start);
-        cells.push_back(line.substr(start, tab == line.npos ? tab : tab - start));
-        if (tab == line.npos) return;
-        start = tab + 1;
-    }
+// A bit 0x80 for each tab among eight bytes.
+std::uint64_t tabsIn(const char* bytes) {
+    constexpr std::uint64_t tabs = 0x0909090909090909, low = 0x7F7F7F7F7F7F7F7F;
+    std::uint64_t word = 0;
+    std::memcpy(&word, bytes, sizeof word);
+    word ^= tabs;
+    return ~(((word & low) + low) | word | low);
 }
+
+/// The first cells of a line, at most so many, in storage that is used again.
+void splitCells(std::string_view line, std::size_t most, std::vector<std::string_view>& cells) {
+    cells.clear();
+    std::size_t start = 0, at = 0;
+    const auto end = [&](std::size_t tab) {
+        cells.push_back(line.substr(start, tab - start));
+        start = tab + 1;
+        return cells.size() == most;
+    };
+    if constexpr (std::endian::native ==
+                  std::endian::little) // cells are short, and a search for each is slow
+        for (; at + sizeof(std::uint64_t) <= line.size(); at += sizeof(std::uint64_t))
+            for (auto found = tabsIn(line.data() + at); found != 0; found &= found - 1)
+                if (end(at + static_cast<std::size_t>(std::countr_zero(found)) / 8)) return;
+    for (; at < line.size(); ++at)
+        if (line[at] == '\t' && end(at)) return;
+    end(line.size());
+}
+
+constexpr std::size_t mostDigits = 18; // that fit 64 bits whatever they are
+constexpr auto powersOfTen = [] {
+    std::array<double, mostDigits + 1> powers{1};
+    for (std::size_t i = 1; i < powers.size(); ++i)
+        powers[i] = powers[i - 1] * 10;
+    return powers;
+}();
 
 /// Reads digits with an optional sign and point; nothing for any other text. Exact for 15 digits.
 std::optional<double> decimalNumber(std::string_view text) {
     const bool isNegative = text.starts_with('-');
     if (isNegative) text.remove_prefix(1);
-    std::string digits;
-    std::size_t decimals = 0;
+    if (text.size() > mostDigits + 1) return std::nullopt;
+    std::uint64_t whole = 0;
+    std::size_t digits = 0, decimals = 0;
     bool hasPoint = false;
     for (const char letter : text) {
         if (letter == '.' && !hasPoint) {
@@ -56,16 +87,12 @@ std::optional<double> decimalNumber(std::string_view text) {
             continue;
         }
         if (letter < '0' || letter > '9') return std::nullopt;
-        digits += letter;
+        whole = whole * 10 + static_cast<std::uint64_t>(letter - '0');
+        ++digits;
         decimals += hasPoint ? 1 : 0;
     }
-    std::uint64_t whole = 0;
-    const auto [end, problem] = std::from_chars(digits.data(), digits.data() + digits.size(), whole);
-    if (problem != std::errc() || end != digits.data() + digits.size() || decimals > 18) return std::nullopt;
-    double scale = 1;
-    for (std::size_t i = 0; i < decimals; ++i)
-        scale *= 10;
-    const double value = static_cast<double>(whole) / scale;
+    if (digits == 0 || digits > mostDigits) return std::nullopt;
+    const double value = static_cast<double>(whole) / powersOfTen[decimals];
     return isNegative ? -value : value;
 }
 
@@ -74,6 +101,14 @@ std::optional<std::int64_t> wholeNumber(std::string_view text) {
     constexpr double largest = 1e15;
     if (!value || *value > largest || *value < -largest) return std::nullopt;
     return static_cast<std::int64_t>(*value);
+}
+
+std::string_view withoutBlanks(std::string_view text) {
+    while (text.starts_with(' '))
+        text.remove_prefix(1);
+    while (text.ends_with(' '))
+        text.remove_suffix(1);
+    return text;
 }
 
 std::string beginningOf(std::string_view text) {
@@ -131,7 +166,7 @@ SalesReportColumns::SalesReportColumns(std::string_view headerLine) {
     constexpr std::string_view byteOrderMark = "\xEF\xBB\xBF";
     if (headerLine.starts_with(byteOrderMark)) headerLine.remove_prefix(byteOrderMark.size());
     std::vector<std::string_view> cells;
-    splitCells(headerLine, cells);
+    splitCells(headerLine, headerLine.size() + 1, cells);
     for (const std::string_view cell : cells)
         names_.emplace_back(trim(cell));
     if (names_.size() == 1) {
@@ -152,6 +187,9 @@ SalesReportColumns::SalesReportColumns(std::string_view headerLine) {
     if (!missing.empty()) throw SalesReportParserError(SalesReportParserError::MissingColumns{missing});
     parentIdentifier = find("Parent Identifier");
     sku = find("SKU");
+    for (const auto column :
+         {developerProceeds, proceedsCurrency, appleIdentifier, parentIdentifier, productType, units, sku})
+        if (column != none) needed_ = std::max(needed_, column + 1);
 }
 
 std::size_t SalesReportColumns::find(std::string_view name) const {
@@ -159,31 +197,33 @@ std::size_t SalesReportColumns::find(std::string_view name) const {
     return found == names_.end() ? none : static_cast<std::size_t>(found - names_.begin());
 }
 
+SalesReportRow::SalesReportRow(const SalesReportColumns& columns, std::string_view line,
+                               std::span<const std::string_view> cells)
+    : columns_(&columns), line_(line), cells_(cells) {
+    const auto count = wholeNumber(cell(columns.units));
+    const auto each = cell(columns.developerProceeds);
+    const auto amount = decimalNumber(each);
+    units_ = count.value_or(0);
+    proceeds_ = amount.value_or(0) * static_cast<double>(units_);
+    hasUnreadableNumber_ = !count || (!each.empty() && !amount);
+}
+
+std::string_view SalesReportRow::raw(std::string_view column) const {
+    const std::size_t wanted = columns_->find(column);
+    if (wanted < cells_.size() || wanted == SalesReportColumns::none) return cell(wanted);
+    std::vector<std::string_view> all;
+    splitCells(line_, wanted + 1, all);
+    return wanted < all.size() ? withoutBlanks(all[wanted]) : std::string_view();
+}
+
 std::string_view SalesReportRow::cell(std::size_t column) const {
-    if (column >= cells_.size()) return {};
-    std::string_view text = cells_[column];
-    while (text.starts_with(' '))
-        text.remove_prefix(1);
-    while (text.ends_with(' '))
-        text.remove_suffix(1);
-    return text;
-}
-
-std::int64_t SalesReportRow::units() const {
-    return wholeNumber(cell(columns_->units)).value_or(0);
-}
-
-double SalesReportRow::proceeds() const {
-    return decimalNumber(cell(columns_->developerProceeds)).value_or(0) * static_cast<double>(units());
+    return column < cells_.size() ? withoutBlanks(cells_[column]) : std::string_view();
 }
 
 bool SalesReportRow::isFirstTimeDownload() const {
-    return std::ranges::find(firstTimeTypes, cell(columns_->productType)) != firstTimeTypes.end();
-}
-
-bool SalesReportRow::hasUnreadableNumber() const {
-    const auto proceedsText = cell(columns_->developerProceeds);
-    return !wholeNumber(cell(columns_->units)) || (!proceedsText.empty() && !decimalNumber(proceedsText));
+    const auto type = cell(columns_->productType);
+    const bool mayBe = !type.empty() && (type.front() == '1' || type.front() == 'F'); // few others do
+    return mayBe && std::ranges::find(firstTimeTypes, type) != firstTimeTypes.end();
 }
 
 void SalesReportParser::forEachRow(std::string_view compressed,
@@ -195,8 +235,8 @@ void SalesReportParser::forEachRow(std::string_view compressed,
             columns.emplace(line);
             return;
         }
-        splitCells(line, cells);
-        onRow(SalesReportRow(*columns, cells));
+        splitCells(line, columns->needed(), cells);
+        onRow(SalesReportRow(*columns, line, cells));
     };
     LineReader lines(onLine);
     try {

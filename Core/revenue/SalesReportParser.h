@@ -1,6 +1,7 @@
 // Reads Apple's daily sales reports: gzip-compressed, tab-separated text, the column names in the first line.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <exception>
 #include <functional>
@@ -29,7 +30,11 @@ class SalesReportParserError : public std::exception {
         std::vector<std::string> names;
         bool operator==(const MissingColumns&) const = default;
     };
-    using Case = std::variant<GunzipFailed, NoReport, MissingColumns>;
+    struct TooManyProducts { // more than any account sells
+        std::size_t count = 0;
+        bool operator==(const TooManyProducts&) const = default;
+    };
+    using Case = std::variant<GunzipFailed, NoReport, MissingColumns, TooManyProducts>;
 
     SalesReportParserError(Case problem);
 
@@ -55,37 +60,46 @@ class SalesReportColumns {
     std::size_t developerProceeds = none, proceedsCurrency = none, appleIdentifier = none,
                 parentIdentifier = none, productType = none, units = none, sku = none;
 
+    /// How many cells of a line hold all of these.
+    [[nodiscard]] std::size_t needed() const { return needed_; }
+
   private:
     std::vector<std::string> names_;
+    std::size_t needed_ = 0;
 };
 
 /// One line of a report. It looks into the parser's memory and lasts until the parser goes on.
 class SalesReportRow {
   public:
-    SalesReportRow(const SalesReportColumns& columns, std::span<const std::string_view> cells)
-        : columns_(&columns), cells_(cells) {}
+    /// `cells` are the first ones of the line, as many as the columns need.
+    SalesReportRow(const SalesReportColumns& columns, std::string_view line,
+                   std::span<const std::string_view> cells);
 
     /// The cell under a column's name, without the blanks around it; empty where there is none. An empty cell
     /// of a report is one blank.
-    [[nodiscard]] std::string_view raw(std::string_view column) const { return cell(columns_->find(column)); }
+    [[nodiscard]] std::string_view raw(std::string_view column) const;
     [[nodiscard]] std::string_view appleIdentifier() const { return cell(columns_->appleIdentifier); }
     [[nodiscard]] std::string_view parentIdentifier() const { return cell(columns_->parentIdentifier); }
     [[nodiscard]] std::string_view sku() const { return cell(columns_->sku); }
     [[nodiscard]] std::string_view proceedsCurrency() const { return cell(columns_->proceedsCurrency); }
     /// Negative for refunds; 0 when the cell is no number.
-    [[nodiscard]] std::int64_t units() const;
+    [[nodiscard]] std::int64_t units() const { return units_; }
     /// Of all its units; 0 when a cell is no number.
-    [[nodiscard]] double proceeds() const;
+    [[nodiscard]] double proceeds() const { return proceeds_; }
     /// Whether its units were installed for the first time.
     [[nodiscard]] bool isFirstTimeDownload() const;
     /// Whether a cell that should hold a number holds something else.
-    [[nodiscard]] bool hasUnreadableNumber() const;
+    [[nodiscard]] bool hasUnreadableNumber() const { return hasUnreadableNumber_; }
 
   private:
     [[nodiscard]] std::string_view cell(std::size_t column) const;
 
     const SalesReportColumns* columns_;
+    std::string_view line_;
     std::span<const std::string_view> cells_;
+    std::int64_t units_ = 0;
+    double proceeds_ = 0;
+    bool hasUnreadableNumber_ = false;
 };
 
 struct SalesReportParser {

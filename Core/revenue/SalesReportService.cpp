@@ -74,11 +74,13 @@ std::vector<DayResult> SalesReportService::fetch(const std::vector<std::string>&
     std::vector<DayResult> results(days.size());
     std::vector<std::size_t> wanted; // newest first
     bool isKnownVendor = false;
+    auto known = parallelMap(days, width, [&](const std::string& day) { return kept(day); });
     for (std::size_t i = days.size(); i-- > 0;) {
-        auto known = kept(days[i]);
-        if (!known || known->isEarly || days.size() - i <= daysThatChange) wanted.push_back(i);
-        isKnownVendor = isKnownVendor || known;
-        if (known) results[i] = std::move(known->day);
+        const bool mayHaveChanged =
+            parts_.client && (days.size() - i <= daysThatChange || (known[i] && known[i]->isEarly));
+        if (!known[i] || mayHaveChanged) wanted.push_back(i);
+        isKnownVendor = isKnownVendor || known[i];
+        if (known[i]) results[i] = std::move(known[i]->day);
     }
     std::atomic<std::size_t> done = days.size() - wanted.size();
     const auto take = [&](std::size_t index, DayResult answer) {
@@ -106,10 +108,11 @@ std::vector<DayResult> SalesReportService::fetch(const std::vector<std::string>&
 }
 
 DayResult SalesReportService::ask(const std::string& day) {
-    if (!parts_.client) return failed(day, "It was not fetched yet.");
+    if (!parts_.client)
+        return {.date = day, .status = DayResult::Status::failed, .reason = "It was not fetched yet."};
     try {
         const std::string report = download(day);
-        DayResult result = salesDayOf(day, report);
+        DayResult result = read(day, report);
         keep(day, report);
         return result;
     } catch (const SalesReportParserError& error) {
@@ -128,6 +131,13 @@ DayResult SalesReportService::ask(const std::string& day) {
         result.isUnreachable = error.as<ASCError::NetworkFailure>() != nullptr;
         return result;
     }
+}
+
+DayResult SalesReportService::read(const std::string& day, std::string_view report) const {
+    DayResult result = salesDayOf(day, report);
+    for (SalesLine& line : result.lines)
+        line.vendorNumber = parts_.vendorNumber;
+    return result;
 }
 
 std::string SalesReportService::download(const std::string& day) {
@@ -162,7 +172,7 @@ std::optional<SalesReportService::Kept> SalesReportService::kept(const std::stri
         const auto report = readFile(fileOf(day));
         if (!report) return std::nullopt;
         Kept found{.day = {.date = day}};
-        if (*report != dayWithoutSales) found.day = salesDayOf(day, *report);
+        if (*report != dayWithoutSales) found.day = read(day, *report);
         const auto ended = parseISO8601(day + "T00:00:00Z");
         struct stat status {};
         found.isEarly = ended && ::stat(fileOf(day).c_str(), &status) == 0 &&

@@ -46,6 +46,7 @@ class SalesReportService {
     };
     [[nodiscard]] std::optional<Kept> kept(const std::string& day) const;
     [[nodiscard]] DayResult ask(const std::string& day);
+    [[nodiscard]] DayResult read(const std::string& day, std::string_view report) const;
     [[nodiscard]] std::string download(const std::string& day);
     [[nodiscard]] DayResult failed(const std::string& day, std::string reason) const;
     void keep(const std::string& day, std::string_view report) const;

@@ -1,7 +1,9 @@
 #include "Core/revenue/WorkspaceRevenueSummary.h"
 
+#include "Core/revenue/SalesAttribution.h"
+
 #include <algorithm>
-#include <string_view>
+#include <numeric>
 #include <unordered_map>
 
 namespace quorvel {
@@ -9,43 +11,6 @@ namespace quorvel {
 namespace {
 
 using Summary = WorkspaceRevenueSummary;
-
-/// Finds the app of a line: a look-up per line, however many apps there are.
-class AppFinder {
-  public:
-    AppFinder(const std::vector<Summary::AppRef>& apps, const std::vector<DayResult>& previous,
-              const std::vector<DayResult>& current) {
-        for (const auto& app : apps)
-            attributions_.push_back({app.appStoreId, app.bundleId, app.knownAppSKUs});
-        for (std::size_t i = 0; i < attributions_.size(); ++i)
-            if (!attributions_[i].appStoreId.empty()) byID_.emplace(attributions_[i].appStoreId, i);
-        learn(previous);
-        learn(current);
-        for (std::size_t i = 0; i < attributions_.size(); ++i)
-            for (const auto& sku : attributions_[i].appSKUs)
-                bySKU_.emplace(sku, i);
-    }
-
-    [[nodiscard]] std::optional<std::size_t> find(const SalesLine& line) const {
-        if (const auto own = byID_.find(line.appleIdentifier); own != byID_.end()) return own->second;
-        const auto parent = line.parentIdentifier.empty() ? bySKU_.end() : bySKU_.find(line.parentIdentifier);
-        if (parent != bySKU_.end()) return parent->second;
-        return std::nullopt;
-    }
-    [[nodiscard]] const SalesRowAttribution& attribution(std::size_t app) const { return attributions_[app]; }
-
-  private:
-    void learn(const std::vector<DayResult>& days) {
-        for (const auto& day : days)
-            for (const auto& line : day.lines)
-                if (const auto own = byID_.find(line.appleIdentifier);
-                    own != byID_.end() && !line.sku.empty())
-                    attributions_[own->second].appSKUs.insert(line.sku);
-    }
-
-    std::vector<SalesRowAttribution> attributions_;
-    std::unordered_map<std::string, std::size_t> byID_, bySKU_;
-};
 
 /// Converts and notes what has no rate.
 class Conversion {
@@ -76,12 +41,53 @@ class Conversion {
     bool usesRates_ = false;
 };
 
+/// Sums the lines of the current window by number: a look-up per line instead of one in each of five maps.
+class CurrentSums {
+  public:
+    CurrentSums(std::size_t apps, std::size_t days) : days_(days), downloads_(apps + 1) {}
+
+    void add(const SalesLine& line, std::size_t day, std::optional<std::size_t> app) {
+        const std::size_t column = app.value_or(downloads_.size() - 1); // the last is of no app
+        downloads_[column] += line.downloads;
+        if (line.currency.empty()) return;
+        Currency& sums = currencies_.try_emplace(line.currency, days_, downloads_.size()).first->second;
+        sums.daily[day] += line.proceeds;
+        sums.byApp[column] += line.proceeds;
+        sums.isOfApp[column] = true;
+    }
+    void writeTo(Summary& summary, const std::vector<Summary::AppRef>& apps) const {
+        for (std::size_t column = 0; column < downloads_.size(); ++column) {
+            summary.downloads += downloads_[column];
+            if (column < apps.size() && downloads_[column] != 0)
+                summary.downloadsByApp[apps[column].key] += downloads_[column];
+        }
+        for (const auto& [code, sums] : currencies_) {
+            summary.dailyByCurrency[code] = sums.daily;
+            summary.proceedsByCurrency[code] = std::accumulate(sums.byApp.begin(), sums.byApp.end(), 0.0);
+            for (std::size_t column = 0; column < sums.byApp.size(); ++column)
+                if (sums.isOfApp[column])
+                    summary.proceedsByAppByCurrency[column < apps.size() ? apps[column].key : Summary::noApp]
+                                                   [code] += sums.byApp[column];
+        }
+    }
+
+  private:
+    struct Currency {
+        Currency(std::size_t days, std::size_t columns) : daily(days), byApp(columns), isOfApp(columns) {}
+        std::vector<double> daily, byApp;
+        std::vector<bool> isOfApp; // whether anything was paid, also where it adds up to nothing
+    };
+    std::size_t days_;
+    std::vector<std::int64_t> downloads_;
+    std::unordered_map<std::string, Currency> currencies_;
+};
+
 } // namespace
 
 WorkspaceRevenueSummary WorkspaceRevenueSummary::of(const std::vector<DayResult>& previous,
                                                     const std::vector<DayResult>& current,
-                                                    const std::vector<AppRef>& apps) {
-    const AppFinder finder(apps, previous, current);
+                                                    const std::vector<AppRef>& apps,
+                                                    const SalesAttribution& attribution) {
     WorkspaceRevenueSummary sums;
     sums.windowDays = static_cast<std::int64_t>(current.size());
     for (const auto& day : previous)
@@ -89,26 +95,18 @@ WorkspaceRevenueSummary WorkspaceRevenueSummary::of(const std::vector<DayResult>
             sums.previousDownloads += line.downloads;
             if (!line.currency.empty()) sums.previousByCurrency[line.currency] += line.proceeds;
         }
+    CurrentSums window(apps.size(), current.size());
     for (std::size_t i = 0; i < current.size(); ++i) {
         const DayResult& day = current[i];
         if (day.status == DayResult::Status::failed) sums.failure = day.reason;
         if (day.status == DayResult::Status::ok) ++sums.publishedDays;
-        for (const auto& line : day.lines) {
-            const auto app = finder.find(line);
-            const std::string key = app ? apps[*app].key : noApp;
-            sums.downloads += line.downloads;
-            if (app && line.downloads != 0) sums.downloadsByApp[key] += line.downloads;
-            if (line.currency.empty()) continue;
-            sums.proceedsByCurrency[line.currency] += line.proceeds;
-            sums.proceedsByAppByCurrency[key][line.currency] += line.proceeds;
-            auto& perDay = sums.dailyByCurrency[line.currency];
-            perDay.resize(current.size());
-            perDay[i] += line.proceeds;
-        }
+        for (const auto& line : day.lines)
+            window.add(line, i, attribution.find(line));
     }
+    window.writeTo(sums, apps);
     sums.latestDayPublished = !current.empty() && current.back().status == DayResult::Status::ok;
     for (std::size_t i = 0; i < apps.size(); ++i)
-        if (const auto& skus = finder.attribution(i).appSKUs; !skus.empty())
+        if (const auto& skus = attribution.attribution(i).appSKUs; !skus.empty())
             sums.appSKUs[apps[i].key] = {skus.begin(), skus.end()};
     return sums;
 }

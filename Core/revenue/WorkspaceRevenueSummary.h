@@ -14,6 +14,8 @@
 
 namespace quorvel {
 
+class SalesAttribution;
+
 /// Sums as Apple reports them, per currency, and those in one currency once they are converted. Kept between
 /// runs.
 struct WorkspaceRevenueSummary {
@@ -75,11 +77,11 @@ struct WorkspaceRevenueSummary {
     /// The key under which proceeds of no app stand in `proceedsByAppByCurrency`.
     static constexpr const char* noApp = "";
 
-    /// Sums the days of both windows, oldest first. An app's SKUs are those that were known and those that
-    /// its own rows show.
+    /// Sums the days of both windows, oldest first; `attribution` is that of the same apps.
     [[nodiscard]] static WorkspaceRevenueSummary of(const std::vector<DayResult>& previous,
                                                     const std::vector<DayResult>& current,
-                                                    const std::vector<AppRef>& apps);
+                                                    const std::vector<AppRef>& apps,
+                                                    const SalesAttribution& attribution);
 
     /// The sums in `target`; a currency without a rate is left out and named.
     [[nodiscard]] Converted converted(const std::string& target, const FXRates& rates) const;

@@ -1,5 +1,6 @@
 #include "Platform/files/FileDescriptor.h"
 #include "Platform/files/Files.h"
+#include "Platform/files/ReplaceFile.h"
 
 #include <fmt/format.h>
 
@@ -16,18 +17,6 @@ namespace quorvel {
 namespace {
 
 constexpr const char* cannotBeWritten = "cannot be written";
-
-// Where `path` leads: links are followed, also to a target that does not exist yet.
-std::filesystem::path resolveLinks(const std::filesystem::path& path) {
-    std::filesystem::path target = path;
-    for (int hops = 0; hops < 40; ++hops) {
-        std::error_code error;
-        const auto next = std::filesystem::read_symlink(target, error);
-        if (error) return target; // no link; what else is wrong shows when the file is made
-        target = next.is_absolute() ? next : target.parent_path() / next;
-    }
-    throw FileError(path, cannotBeWritten, ELOOP);
-}
 
 // The mode that the new file will have, and the one that it is made with: nothing may be readable by others
 // before the final mode is known to allow it.
@@ -66,10 +55,11 @@ bool lock(const FileDescriptor& file) {
 // and no folder has to be searched for them.
 class TemporaryFile {
   public:
-    TemporaryFile(const std::filesystem::path& path, const std::filesystem::path& target, mode_t mode) {
+    TemporaryFile(const std::filesystem::path& path, const std::filesystem::path& target, mode_t mode,
+                  std::string_view suffix) {
         constexpr int slots = 100;
         for (int slot = 0; slot < slots; ++slot) {
-            name_ = target.parent_path() / nameOf(target.filename().native(), slot);
+            name_ = target.parent_path() / nameOf(target.filename().native(), suffix, slot);
             removeAbandoned();
             file_ = FileDescriptor(uninterrupted([&] {
                 return ::open(name_.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, mode);
@@ -93,12 +83,13 @@ class TemporaryFile {
     }
 
   private:
-    static std::string nameOf(const std::string& target, int slot) {
+    static std::string nameOf(const std::string& target, std::string_view suffix, int slot) {
         constexpr std::size_t longestName = 255;
-        const std::string suffix = slot == 0 ? "" : fmt::format("~{}", slot);
-        const std::string name = fmt::format(".tmp-quorvel-{}{}", target, suffix);
+        const std::string number = slot == 0 ? "" : fmt::format("~{}", slot);
+        if (!suffix.empty()) return fmt::format("{}{}{}", target, suffix, number);
+        const std::string name = fmt::format(".tmp-quorvel-{}{}", target, number);
         if (name.size() <= longestName) return name;
-        return fmt::format(".tmp-quorvel-{:016x}{}", std::hash<std::string>{}(target), suffix);
+        return fmt::format(".tmp-quorvel-{:016x}{}", std::hash<std::string>{}(target), number);
     }
 
     // Another writer may have taken the new file for an abandoned one before it was locked. Where the file
@@ -142,12 +133,12 @@ void syncFolder(const std::filesystem::path& folder) {
 
 // `mayReplace` is asked last, when the new file is whole; whether it took the place of the old one.
 bool replace(const std::filesystem::path& path, std::string_view bytes, FileMode mode, Durability durability,
-             const std::function<bool()>& mayReplace) {
+             const std::function<bool()>& mayReplace, std::string_view suffix = {}) {
     if (path.native().find('\0') != std::string::npos) throw FileError(path, cannotBeWritten, EINVAL);
     if (path.filename().empty()) throw FileError(path, cannotBeWritten, EISDIR);
-    const std::filesystem::path target = resolveLinks(path);
+    const std::filesystem::path target = followLinks(path);
     const Modes modes = chooseModes(path, target, mode);
-    TemporaryFile temporary(path, target, modes.made);
+    TemporaryFile temporary(path, target, modes.made, suffix);
     if (!writeAll(temporary.number(), bytes) ||
         (modes.kept && !keepAttributes(temporary.number(), *modes.kept)) ||
         (durability == Durability::now && uninterrupted([&] { return ::fsync(temporary.number()); }) != 0))
@@ -160,6 +151,17 @@ bool replace(const std::filesystem::path& path, std::string_view bytes, FileMode
 
 } // namespace
 
+std::filesystem::path followLinks(const std::filesystem::path& path) {
+    std::filesystem::path target = path;
+    for (int hops = 0; hops < 40; ++hops) {
+        std::error_code error;
+        const auto next = std::filesystem::read_symlink(target, error);
+        if (error) return target; // no link; what else is wrong shows when the file is made
+        target = next.is_absolute() ? next : target.parent_path() / next;
+    }
+    throw FileError(path, cannotBeWritten, ELOOP);
+}
+
 void writeFileAtomically(const std::filesystem::path& path, std::string_view bytes, FileMode mode,
                          Durability durability) {
     (void)replace(path, bytes, mode, durability, [] { return true; });
@@ -168,6 +170,13 @@ void writeFileAtomically(const std::filesystem::path& path, std::string_view byt
 bool replaceFile(const std::filesystem::path& path, const std::optional<std::string>& expected,
                  std::string_view bytes, Durability durability) {
     return replace(path, bytes, FileMode::shared, durability, [&] { return readFile(path) == expected; });
+}
+
+bool replaceFileThrough(std::string_view suffix, const std::filesystem::path& path,
+                        const std::optional<std::string>& expected, std::string_view bytes) {
+    const FileMode mode = expected ? FileMode::shared : FileMode::secret; // `shared` keeps that of the file
+    return replace(
+        path, bytes, mode, Durability::now, [&] { return readFile(path) == expected; }, suffix);
 }
 
 void syncFiles(const std::filesystem::path& path) {

@@ -90,6 +90,23 @@ std::optional<std::string> resolveURL(std::string_view base, std::string_view lo
     return part(handle.get(), CURLUPART_URL);
 }
 
+void appendPercentEncoded(std::string& url, std::string_view text, Slash slash) {
+    constexpr std::string_view digits = "0123456789ABCDEF";
+    for (const char character : text) {
+        const auto byte = static_cast<unsigned char>(character);
+        const bool plain = (byte >= 'a' && byte <= 'z') || (byte >= 'A' && byte <= 'Z') ||
+                           (byte >= '0' && byte <= '9') || byte == '-' || byte == '.' || byte == '_' ||
+                           byte == '~' || (byte == '/' && slash == Slash::keep);
+        if (plain) {
+            url.push_back(character);
+            continue;
+        }
+        url.push_back('%');
+        url.push_back(digits[byte >> 4]);
+        url.push_back(digits[byte & 15]);
+    }
+}
+
 std::string originOf(std::string_view url) {
     const URLHandle handle(curl_url());
     if (parse(handle.get(), url, parseFlags) != CURLUE_OK) return {};

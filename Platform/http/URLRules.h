@@ -19,6 +19,11 @@ namespace quorvel {
 /// The absolute URL that `location` means in an answer of `base`; nothing when it is no URL.
 [[nodiscard]] std::optional<std::string> resolveURL(std::string_view base, std::string_view location);
 
+enum class Slash { encode, keep };
+
+/// Adds `text` to `url`, percent-encoded as the value of a query or one piece of a path.
+void appendPercentEncoded(std::string& url, std::string_view text, Slash slash = Slash::encode);
+
 /// Scheme, host and port of `url` in lower case; empty when it is no URL.
 [[nodiscard]] std::string originOf(std::string_view url);
 

@@ -1,12 +1,12 @@
 #include "Programs/quorvel/ApplicationSetup.h"
 
-#include "Core/asc/KeyVariables.h"
 #include "Platform/text/Text.h"
 #include "Programs/quorvel/Errors.h"
+#include "Quorvel/application/EnvironmentOptions.h"
 
 #include <fmt/format.h>
 
-#include <vector>
+#include <filesystem>
 
 namespace quorvel {
 
@@ -20,26 +20,14 @@ std::string keyOnStandardInput(const Surroundings& surroundings) {
     return text;
 }
 
-// The keys of the options and of the environment, the first to win first.
-std::vector<CredentialSource> givenCredentials(const GlobalOptions& global,
-                                               const Surroundings& surroundings) {
-    const auto variable = [&](std::string_view name) { return surroundings.variable(name).value_or(""); };
-    const auto family = [&](std::string_view prefix, std::string_view key, std::string_view file) {
-        const std::string start(prefix);
-        return CredentialSource{.name = fmt::format("environment variables {}…", prefix),
-                                .keyID = variable(start + "KEY_ID"),
-                                .issuerID = variable(start + "ISSUER_ID"),
-                                .privateKeyPEM = variable(key),
-                                .privateKeyFile = variable(start + std::string(file))};
-    };
+// The key of the options.
+CredentialSource givenKey(const GlobalOptions& global, const Surroundings& surroundings) {
     const bool isPiped = global.privateKeyFile == "-";
-    return {{.name = "options",
-             .keyID = global.keyID.value_or(""),
-             .issuerID = global.issuerID.value_or(""),
-             .privateKeyPEM = isPiped ? keyOnStandardInput(surroundings) : "",
-             .privateKeyFile = isPiped ? "" : global.privateKeyFile.value_or("")},
-            family("ASC_", keyTextVariables[0], "PRIVATE_KEY_PATH"),
-            family("APP_STORE_CONNECT_API_KEY_", keyTextVariables[1], "KEY_FILEPATH")};
+    return {.name = "options",
+            .keyID = global.keyID.value_or(""),
+            .issuerID = global.issuerID.value_or(""),
+            .privateKeyPEM = isPiped ? keyOnStandardInput(surroundings) : "",
+            .privateKeyFile = isPiped ? "" : global.privateKeyFile.value_or("")};
 }
 
 // A password in an argument could be read by every user of this machine.
@@ -51,48 +39,27 @@ std::string proxyOf(const GlobalOptions& global) {
     return proxy;
 }
 
-std::filesystem::path certificateFileOf(const GlobalOptions& global, const Surroundings& surroundings) {
-    if (global.certificateFile) {
-        const auto file = surroundings.workingFolder / *global.certificateFile;
-        std::error_code ignored;
-        if (!std::filesystem::is_regular_file(file, ignored))
-            throw UsageError(fmt::format("--ca-file: there is no file {}", escapeControls(file.string())));
-        return file;
-    }
-    for (const char* name : {"CURL_CA_BUNDLE", "SSL_CERT_FILE"})
-        if (const auto file = surroundings.variable(name)) return surroundings.workingFolder / *file;
-    return {};
-}
-
-URLSession::Options connectionsOf(const GlobalOptions& global, const Surroundings& surroundings) {
-    const auto folder = surroundings.variable("SSL_CERT_DIR");
-    return {.certificateFile = certificateFileOf(global, surroundings),
-            .certificateFolder = folder ? surroundings.workingFolder / *folder : std::filesystem::path(),
-            .proxy = proxyOf(global),
-            .userAgent = "quorvel/" QUORVEL_VERSION};
-}
-
-// Where Apple's tools are missing another program can stand in for them.
-std::filesystem::path xcrunOf(const Surroundings& surroundings) {
-    const auto xcrun = surroundings.variable("QUORVEL_XCRUN");
-    return xcrun ? surroundings.workingFolder / *xcrun : defaultXcrun;
+std::filesystem::path certificateFileOf(const std::string& named, const Surroundings& surroundings) {
+    const auto file = surroundings.workingFolder / named;
+    std::error_code ignored;
+    if (!std::filesystem::is_regular_file(file, ignored))
+        throw UsageError(fmt::format("--ca-file: there is no file {}", escapeControls(file.string())));
+    return file;
 }
 
 } // namespace
 
 ApplicationOptions applicationOptionsOf(const GlobalOptions& global, const Surroundings& surroundings,
                                         Output& output) {
-    const auto home = global.home ? global.home : surroundings.variable("QUORVEL_HOME");
-    const auto endpoints = global.endpoints ? global.endpoints : surroundings.variable("QUORVEL_ENDPOINTS");
-    ApplicationOptions options{.home = home ? Home{surroundings.workingFolder / *home} : Home::ofUser(),
-                               .workingFolder = surroundings.workingFolder,
-                               .endpointsFile = endpoints ? std::optional<std::filesystem::path>(*endpoints)
-                                                          : std::nullopt,
-                               .credentials = givenCredentials(global, surroundings),
-                               .connections = connectionsOf(global, surroundings),
-                               .xcrun = xcrunOf(surroundings),
-                               .temporaryFolder = surroundings.variable("TMPDIR").value_or("/tmp"),
-                               .tell = [&output](const std::string& text) { output.warning(text); }};
+    ApplicationOptions options =
+        optionsOfEnvironment(surroundings.variable, surroundings.workingFolder, QUORVEL_VERSION);
+    if (global.home) options.home = Home{surroundings.workingFolder / *global.home};
+    if (global.endpoints) options.endpointsFile = surroundings.workingFolder / *global.endpoints;
+    options.credentials.insert(options.credentials.begin(), givenKey(global, surroundings));
+    if (global.certificateFile)
+        options.connections.certificateFile = certificateFileOf(*global.certificateFile, surroundings);
+    options.connections.proxy = proxyOf(global);
+    options.tell = [&output](const std::string& text) { output.warning(text); };
     if (global.maximumWait) options.patience = std::chrono::minutes(*global.maximumWait);
     return options;
 }

@@ -2,12 +2,15 @@
 
 #include "Quorvel/actions/AppActions.h"
 #include "Quorvel/actions/AppSettingsActions.h"
+#include "Quorvel/actions/AssistantActions.h"
 #include "Quorvel/actions/BuildActions.h"
 #include "Quorvel/actions/ChecklistActions.h"
 #include "Quorvel/actions/CompareActions.h"
+#include "Quorvel/actions/CompetitorActions.h"
 #include "Quorvel/actions/HistoryActions.h"
 #include "Quorvel/actions/HomeActions.h"
 #include "Quorvel/actions/KeyActions.h"
+#include "Quorvel/actions/KeywordActions.h"
 #include "Quorvel/actions/LocaleActions.h"
 #include "Quorvel/actions/MonitorActions.h"
 #include "Quorvel/actions/NotesActions.h"
@@ -15,11 +18,16 @@
 #include "Quorvel/actions/PushActions.h"
 #include "Quorvel/actions/ReleaseActions.h"
 #include "Quorvel/actions/RevenueActions.h"
+#include "Quorvel/actions/RevenueAnalysisActions.h"
+#include "Quorvel/actions/ReviewActions.h"
+#include "Quorvel/actions/ReviewReplyActions.h"
 #include "Quorvel/actions/ScreenshotActions.h"
 #include "Quorvel/actions/ShipActions.h"
+#include "Quorvel/actions/StoreActions.h"
 #include "Quorvel/actions/SubmissionActions.h"
 #include "Quorvel/actions/TestFlightActions.h"
 #include "Quorvel/actions/TestNotesActions.h"
+#include "Quorvel/actions/TextActions.h"
 #include "Quorvel/actions/TranslationActions.h"
 #include "Quorvel/actions/TreeActions.h"
 #include "Quorvel/actions/VersionActions.h"
@@ -47,7 +55,7 @@ std::span<const ActionDescription> allActions() {
                   ListApps, ListAccountApps, ImportApps, PlanAppRemoval, RemoveApps, MoveApp,               //
                   ShowApp, SetApp, ListRules, SetRule, ResetRule,                                           //
                   ListVersions, PlanVersion, CreateVersion, ListBuilds,                                     //
-                  PullTexts, TextStatus, DiffTexts, PlanPush, PushTexts,                                    //
+                  PullTexts, TextStatus, DiffTexts, ShowTexts, WriteTexts, PlanPush, PushTexts,             //
                   ListRuns, ShowRun, RevertRun,                                                             //
                   AddLocale, ListLocales, SwitchLocales, SetLocales,                                        //
                   ImportTexts, ExportTexts, TidyTexts,                                                      //
@@ -65,10 +73,18 @@ std::span<const ActionDescription> allActions() {
                   ShowChecklist, PlanSubmission, SubmitVersion, //
                   PlanReviewRemoval, RemoveFromReview,          //
                   PlanRelease, ReleaseVersion, PlanReleaseType, SetReleaseType, ShowPhasedRelease,
-                  PlanPhasedRelease, ChangePhasedRelease, //
-                  PlanShip, Ship,                         //
-                  CheckReviews, WatchReviews,             //
-                  ShowRevenue, ExportRevenue>();
+                  PlanPhasedRelease, ChangePhasedRelease,                                        //
+                  PlanShip, Ship,                                                                //
+                  CheckReviews, WatchReviews,                                                    //
+                  SearchStore, LookUpStoreApps, ListStoreHints, ShowStoreCharts, ShowStorePages, //
+                  TrackKeywords, PlanUntracking, UntrackKeywords, PlanKeywordRefresh, RefreshKeywords,
+                  ShowRanks, ListRankAlerts, SuggestKeywords, ExportRanks,                   //
+                  AddCompetitors, ListCompetitors, PlanCompetitorRemoval, RemoveCompetitors, //
+                  ShowRevenue, ExportRevenue, PlanRevenueAnalysis, AnalyseRevenue,           //
+                  AssistantStatus, ConnectAssistants, DisconnectAssistants, DescribeAssistantEntry,
+                  SetAssistantPermission, //
+                  RefreshReviews, ClassifyReviews, ListReviews, CountReviews, ShowReview, DraftReviewReply,
+                  RestoreReviewReply, PlanReviewReply, SendReviewReply>();
     return actions;
 }
 

@@ -3,6 +3,7 @@
 #include "Platform/task/Task.h"
 #include "Platform/text/Text.h"
 #include "Quorvel/application/Application.h"
+#include "Quorvel/application/AssistantHandoff.h"
 #include "Quorvel/workspace/AppFolder.h"
 
 #include <algorithm>
@@ -100,6 +101,7 @@ RemoveApps::Result RemoveApps::perform(Application& application, const Request& 
         application.forgetSession(app.id);
         if (application.keychain().removeScope(app.id)) result.forgottenKeys.push_back(app.id);
     }
+    refreshAssistantHandoff(application);
     return result;
 }
 

@@ -1,6 +1,7 @@
 #include "Quorvel/actions/HomeActions.h"
 
 #include "Quorvel/application/Application.h"
+#include "Quorvel/controllers/reviews/ReviewsController.h"
 
 #include <algorithm>
 
@@ -42,6 +43,11 @@ ShowHome::Result ShowHome::perform(Application& application, const Request& requ
     if (auto revenue = RevenueController::cached(*application.userDefaults());
         revenue && !request.app && revenue->workspace == (home.workspace ? home.workspace->id : ""))
         home.revenue = std::move(revenue);
+    const auto unanswered = ReviewsController::unanswered(*application.userDefaults());
+    for (const ManagedApp& app : apps)
+        if (const auto found = unanswered.find(app.id); found != unanswered.end() && found->second.count > 0)
+            home.reviews.push_back(
+                {app.slug, app.displayName, found->second.count, found->second.refreshedAt});
     return home;
 }
 

@@ -15,6 +15,14 @@ struct ShowHome {
         QUORVEL_RECORD(Request, app, workspace)
         static constexpr JSONMember members[] = {{"app", "Only this app."}, workspaceMember};
     };
+    /// New reviews of an app without a response, as the last refresh found them.
+    struct Reviews {
+        std::string app; // its short name
+        std::string displayName;
+        std::int64_t unanswered = 0;
+        Date refreshedAt;
+        QUORVEL_RECORD(Reviews, app, displayName, unanswered, refreshedAt)
+    };
     struct Result {
         std::optional<ManagedWorkspace> workspace;
         std::int64_t attentionCount = 0;
@@ -22,7 +30,8 @@ struct ShowHome {
         bool hasRecordedApps = false; // in any workspace
         bool hasKey = false;          // that requests about one of these apps, or about none, would use
         std::optional<RevenueCache> revenue; // of the last seven days, as it was shown last
-        QUORVEL_RECORD(Result, workspace, attentionCount, apps, hasRecordedApps, hasKey, revenue)
+        std::vector<Reviews> reviews;        // of the apps that have any
+        QUORVEL_RECORD(Result, workspace, attentionCount, apps, hasRecordedApps, hasKey, revenue, reviews)
     };
     [[nodiscard]] static Result perform(Application& application, const Request& request,
                                         const ActionProgress& progress = {});

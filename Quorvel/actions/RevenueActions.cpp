@@ -1,6 +1,6 @@
 #include "Quorvel/actions/RevenueActions.h"
 
-#include "Quorvel/actions/KeyActions.h"
+#include "Quorvel/actions/SalesAccounts.h"
 #include "Quorvel/application/Application.h"
 #include "Quorvel/application/Failure.h"
 #include "Quorvel/controllers/revenue/RevenueController.h"
@@ -23,32 +23,22 @@ struct FetchedRevenue {
     std::optional<ManagedWorkspace> workspace;
     std::vector<ManagedApp> apps;
     Revenue revenue;
+    std::vector<std::string> appsWithoutVendorNumber;
+
+    /// The app that a line belongs to; nullptr for none of these.
+    [[nodiscard]] const ManagedApp* appOf(const SalesLine& line) const {
+        const auto index = revenue.attribution.find(line);
+        return index ? &apps[*index] : nullptr;
+    }
 };
 
-std::string vendorNumberOf(Application& application, const ShowRevenue::Request& request,
-                           const KeyOwner& owner) {
-    const auto number = request.vendorNumber ? request.vendorNumber : application.vendorNumber(owner);
-    if (!number || number->empty())
-        throw ApplicationError(FailureKind::vendorNumberMissing,
-                               "Sales reports are asked for with a vendor number, and none is stored.",
-                               "It stands in App Store Connect under Payments and Financial Reports.");
-    requireVendorNumber(*number);
-    return *number;
-}
-
-// Apps of one workspace may belong to several teams.
-std::vector<RevenueController::Account> accountsOf(Application& application,
-                                                   const ShowRevenue::Request& request,
-                                                   const std::vector<KeyOwner>& owners) {
-    std::map<std::string, std::shared_ptr<const ASCClientProtocol>> clients;
-    for (const KeyOwner& owner : owners) {
-        const auto number = vendorNumberOf(application, request, owner);
-        if (!clients.contains(number)) clients[number] = application.client(owner);
-    }
-    std::vector<RevenueController::Account> accounts;
-    for (const auto& [number, client] : clients)
-        accounts.push_back({client, number});
-    return accounts;
+// In-app purchases of an app that itself was not sold in the window are told by what an earlier one showed.
+std::set<std::string, std::less<>> knownSKUs(const std::optional<RevenueCache>& cache,
+                                             const ManagedApp& app) {
+    if (!cache) return {};
+    const auto known = cache->summary.appSKUs.find(app.slug);
+    if (known == cache->summary.appSKUs.end()) return {};
+    return {known->second.begin(), known->second.end()};
 }
 
 std::string currencyOf(Application& application, const ShowRevenue::Request& request) {
@@ -77,18 +67,18 @@ FetchedRevenue fetchRevenue(Application& application, const ShowRevenue::Request
     for (const std::string& name : request.apps)
         fetched.apps.push_back(directory.require(name));
     if (request.apps.empty()) fetched.apps = directory.appsInView();
-    std::vector<KeyOwner> owners;
     RevenueController::Wish wish{.days = static_cast<int>(request.days),
                                  .currency = currencyOf(application, request),
                                  .onlyTheseApps = !request.apps.empty(),
                                  .workspace = fetched.workspace ? fetched.workspace->id : ""};
-    for (const ManagedApp& app : fetched.apps) {
-        owners.push_back(ownerOf(app));
-        wish.apps.push_back({app.slug, app.appStoreId, app.bundleId, {}});
-    }
-    if (owners.empty()) owners.push_back(directory.keyOwner());
+    const auto cache = RevenueController::cached(*application.userDefaults());
+    for (const ManagedApp& app : fetched.apps)
+        wish.apps.push_back({app.slug, app.appStoreId, app.bundleId, knownSKUs(cache, app)});
+    auto [accounts, appsWithout] =
+        salesAccountsOf(application, fetched.apps, directory.keyOwner(), request.vendorNumber);
+    fetched.appsWithoutVendorNumber = std::move(appsWithout);
     RevenueController controller(
-        {.accounts = accountsOf(application, request, owners),
+        {.accounts = std::move(accounts),
          .reports = application.home().applicationSupport() / "Brevant" / "Sales Reports",
          .defaults = application.userDefaults(),
          .rates = &application.exchangeRates(),
@@ -96,9 +86,7 @@ FetchedRevenue fetchRevenue(Application& application, const ShowRevenue::Request
     fetched.revenue = controller.fetch(wish, [&](std::size_t done, std::size_t total) {
         progress.step({"Reading sales reports", done, total});
     });
-    const auto hasFailed = [](const DayResult& day) { return day.status == DayResult::Status::failed; };
-    if (std::ranges::all_of(fetched.revenue.current, hasFailed) &&
-        std::ranges::all_of(fetched.revenue.previous, hasFailed))
+    if (!fetched.revenue.hasReports)
         throw ApplicationError(fetched.revenue.current.back().isUnreachable ? FailureKind::serviceTrouble
                                                                             : FailureKind::failed,
                                fetched.revenue.current.back().reason);
@@ -120,9 +108,9 @@ std::vector<ShowRevenue::Day> daysOf(const Revenue& revenue) {
 }
 
 std::vector<ShowRevenue::AppShare> sharesOf(const FetchedRevenue& fetched) {
-    const auto& [workspace, apps, revenue] = fetched;
+    const auto& revenue = fetched.revenue;
     std::vector<ShowRevenue::AppShare> shares;
-    for (const ManagedApp& app : apps) {
+    for (const ManagedApp& app : fetched.apps) {
         ShowRevenue::AppShare share{.app = app.slug, .displayName = app.displayName};
         if (const auto sum = revenue.converted.proceedsByApp.find(app.slug);
             sum != revenue.converted.proceedsByApp.end())
@@ -140,30 +128,12 @@ std::vector<ShowRevenue::AppShare> sharesOf(const FetchedRevenue& fetched) {
     return shares;
 }
 
-/// Which app a line of the fetched days belongs to.
-std::function<const ManagedApp*(const SalesLine&)> attributionOf(const FetchedRevenue& fetched) {
-    std::vector<SalesRowAttribution> attributions;
-    for (const ManagedApp& app : fetched.apps) {
-        attributions.push_back({app.appStoreId, app.bundleId, {}});
-        if (const auto skus = fetched.revenue.summary.appSKUs.find(app.slug);
-            skus != fetched.revenue.summary.appSKUs.end())
-            attributions.back().appSKUs = {skus->second.begin(), skus->second.end()};
-    }
-    return [attributions, &apps = fetched.apps](const SalesLine& line) -> const ManagedApp* {
-        const auto found =
-            std::ranges::find_if(attributions, [&](const auto& app) { return app.owns(line); });
-        return found == attributions.end() ? nullptr
-                                           : &apps[static_cast<std::size_t>(found - attributions.begin())];
-    };
-}
-
 std::vector<ShowRevenue::UnknownProduct> unknownProductsOf(const FetchedRevenue& fetched) {
     std::map<std::string, ShowRevenue::UnknownProduct> products;
-    const auto appOf = attributionOf(fetched);
     const FXRates rates = fetched.revenue.rates.value_or(FXRates());
     for (const DayResult& day : fetched.revenue.current)
         for (const SalesLine& line : day.lines) {
-            if (appOf(line)) continue;
+            if (fetched.appOf(line)) continue;
             auto& product = products[line.appleIdentifier];
             product.appleIdentifier = line.appleIdentifier;
             product.sku = line.sku;
@@ -203,7 +173,9 @@ ShowRevenue::Result ShowRevenue::perform(Application& application, const Request
                   .rateDate = revenue.converted.rateDate,
                   .publishedDays = revenue.summary.publishedDays,
                   .latestDayPublished = revenue.summary.latestDayPublished,
-                  .failure = revenue.summary.failure};
+                  .failure = revenue.summary.failure,
+                  .refusedAccounts = revenue.refusedAccounts,
+                  .appsWithoutVendorNumber = fetched.appsWithoutVendorNumber};
     // Nobody misses rates that nothing would have been converted with.
     if (result.rateDate || !result.unconverted.empty()) result.ratesProblem = revenue.ratesProblem;
     for (const auto* days : {&revenue.previous, &revenue.current})
@@ -219,14 +191,14 @@ ShowRevenue::Result ShowRevenue::perform(Application& application, const Request
 ExportRevenue::Result ExportRevenue::perform(Application& application, const Request& request,
                                              const ActionProgress& progress) {
     const FetchedRevenue fetched = fetchRevenue(application, request, progress);
-    const auto appOf = attributionOf(fetched);
-    Result result;
+    Result result{.refusedAccounts = fetched.revenue.refusedAccounts,
+                  .appsWithoutVendorNumber = fetched.appsWithoutVendorNumber};
     for (const DayResult& day : fetched.revenue.current) {
         if (day.status == DayResult::Status::notYetPublished) result.unpublishedDays.push_back(day.date);
         if (day.status == DayResult::Status::failed) result.failedDays.push_back(day.date);
         std::map<std::tuple<std::string, std::string>, Row> rows;
         for (const SalesLine& line : day.lines) {
-            const ManagedApp* app = appOf(line);
+            const ManagedApp* app = fetched.appOf(line);
             Row& row = rows[{app ? app->slug : "", line.currency}];
             row.date = day.date;
             row.app = app ? app->slug : "";

@@ -3,6 +3,7 @@
 
 #include "Core/revenue/WorkspaceRevenueSummary.h"
 #include "Quorvel/actions/Target.h"
+#include "Quorvel/controllers/revenue/RevenueController.h"
 
 namespace quorvel {
 
@@ -70,10 +71,12 @@ struct ShowRevenue {
         std::int64_t failedDays = 0; // of both windows
         std::optional<std::string> failure;
         std::int64_t unreadableNumbers = 0;
+        std::vector<RefusedAccount> refusedAccounts; // what is kept of their reports is in the sums
+        std::vector<std::string> appsWithoutVendorNumber;
         QUORVEL_RECORD(Result, workspace, firstDay, lastDay, currency, proceeds, previousProceeds, downloads,
                        previousDownloads, days, apps, reported, unconverted, unattributedProceeds,
                        unknownProducts, rateDate, ratesProblem, publishedDays, latestDayPublished, failedDays,
-                       failure, unreadableNumbers)
+                       failure, unreadableNumbers, refusedAccounts, appsWithoutVendorNumber)
     };
     /// Throws `ApplicationError` when no vendor number is known.
     [[nodiscard]] static Result perform(Application& application, const Request& request,
@@ -100,7 +103,9 @@ struct ExportRevenue {
         std::vector<Row> rows;
         std::vector<std::string> unpublishedDays;
         std::vector<std::string> failedDays;
-        QUORVEL_RECORD(Result, rows, unpublishedDays, failedDays)
+        std::vector<RefusedAccount> refusedAccounts;
+        std::vector<std::string> appsWithoutVendorNumber;
+        QUORVEL_RECORD(Result, rows, unpublishedDays, failedDays, refusedAccounts, appsWithoutVendorNumber)
     };
     [[nodiscard]] static Result perform(Application& application, const Request& request,
                                         const ActionProgress& progress = {});

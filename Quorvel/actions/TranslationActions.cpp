@@ -92,13 +92,19 @@ ShowCosts::Result ShowCosts::perform(Application& application, const Request& re
     if (!std::filesystem::exists(ledger, unreachable)) return result;
     const Date cutoff = application.clock()() - std::chrono::hours(24 * request.days);
     std::map<std::string, ModelCosts> models;
+    std::map<std::string, FeatureCosts> features;
     for (const auto& entry : ClaudeCostRecorder(ledger, application.clock()).entries()) {
         if (entry.timestamp < cutoff) continue;
         ModelCosts& model = models[entry.model];
         model.model = entry.model;
         model.costIsAtMost = !ClaudePricing::isKnown(entry.model);
         ++(entry.cached ? model.cachedCalls : model.calls);
+        FeatureCosts& feature = features[entry.feature];
+        feature.feature = entry.feature;
+        ++(entry.cached ? feature.cachedCalls : feature.calls);
         if (entry.cached) continue;
+        feature.costUSD += entry.costUSD;
+        feature.costIsAtMost = feature.costIsAtMost || model.costIsAtMost;
         model.inputTokens += entry.inputTokens;
         model.outputTokens += entry.outputTokens;
         model.costUSD += entry.costUSD;
@@ -107,6 +113,8 @@ ShowCosts::Result ShowCosts::perform(Application& application, const Request& re
     }
     for (auto& [name, model] : models)
         result.models.push_back(std::move(model));
+    for (auto& [name, feature] : features)
+        result.features.push_back(std::move(feature));
     return result;
 }
 

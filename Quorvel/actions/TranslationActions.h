@@ -162,12 +162,21 @@ struct ShowCosts {
         QUORVEL_RECORD(ModelCosts, model, calls, cachedCalls, inputTokens, outputTokens, costUSD,
                        costIsAtMost)
     };
+    struct FeatureCosts {
+        std::string feature; // such as "translation"; empty for what was recorded without one
+        std::int64_t calls = 0;
+        std::int64_t cachedCalls = 0;
+        double costUSD = 0;
+        bool costIsAtMost = false;
+        QUORVEL_RECORD(FeatureCosts, feature, calls, cachedCalls, costUSD, costIsAtMost)
+    };
     struct Result {
         std::int64_t days = 0;
         double costUSD = 0;
         bool costIsAtMost = false;
         std::vector<ModelCosts> models;
-        QUORVEL_RECORD(Result, days, costUSD, costIsAtMost, models)
+        std::vector<FeatureCosts> features;
+        QUORVEL_RECORD(Result, days, costUSD, costIsAtMost, models, features)
     };
     [[nodiscard]] static Result perform(Application& application, const Request& request,
                                         const ActionProgress& progress = {});

@@ -1,6 +1,7 @@
 #include "Quorvel/actions/WorkspaceActions.h"
 
 #include "Quorvel/application/Application.h"
+#include "Quorvel/application/AssistantHandoff.h"
 #include "Quorvel/application/Failure.h"
 
 namespace quorvel {
@@ -32,6 +33,7 @@ void choose(Application& application, const std::string& id) {
     if (!application.activeWorkspace().choose(id))
         throw ApplicationError(FailureKind::failed, "the choice of the workspace could not be stored",
                                "Name the workspace with each request instead.");
+    refreshAssistantHandoff(application);
 }
 
 } // namespace
@@ -49,7 +51,10 @@ CreateWorkspace::Result CreateWorkspace::perform(Application& application, const
                                                  const ActionProgress&) {
     const bool isFirst = !AppDirectory(application, {}).workspace();
     const ManagedWorkspace made = application.workspaces().create(request.name);
-    if (isFirst) choose(application, made.id);
+    if (isFirst)
+        choose(application, made.id);
+    else
+        refreshAssistantHandoff(application); // one that was the only one may not be any more
     return {workspaceReportOf(application, made)};
 }
 
@@ -57,6 +62,7 @@ RenameWorkspace::Result RenameWorkspace::perform(Application& application, const
                                                  const ActionProgress&) {
     const ManagedWorkspace workspace = requireNamed(application, request.name);
     application.workspaces().rename(workspace.id, request.newName);
+    refreshAssistantHandoff(application);
     return {workspaceReportOf(application, requireNamed(application, workspace.id)), workspace.name};
 }
 
@@ -77,6 +83,7 @@ DeleteWorkspace::Result DeleteWorkspace::perform(Application& application, const
     const ManagedWorkspace workspace = requireNamed(application, request.workspace.id);
     application.workspaces().remove(workspace.id);
     if (application.activeWorkspace().id() == workspace.id) application.activeWorkspace().choose({});
+    refreshAssistantHandoff(application);
     Result result{request.workspace, application.keychain().removeScope(workspace.id), std::nullopt};
     if (const auto active = AppDirectory(application, {}).workspace()) result.activeWorkspace = active->name;
     return result;

@@ -3,6 +3,7 @@
 #include "Core/records/RecordError.h"
 #include "Platform/text/Spelling.h"
 #include "Platform/text/Text.h"
+#include "Quorvel/application/AssistantHandoff.h"
 #include "Quorvel/application/Failure.h"
 #include "Quorvel/workspace/AppFolder.h"
 
@@ -122,6 +123,7 @@ AppDirectory::Destination AppDirectory::workspaceForImport() const {
         throw ApplicationError(FailureKind::severalWorkspaces, "say into which workspace");
     Destination made{createUnlessMade(workspaces, firstWorkspaceName), true};
     application_.activeWorkspace().choose(made.workspace.id);
+    refreshAssistantHandoff(application_);
     return made;
 }
 

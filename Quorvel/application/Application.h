@@ -32,6 +32,8 @@
 
 namespace quorvel {
 
+struct StoreClients;
+
 /// What a face hands in of its user's choices.
 struct ApplicationOptions {
     Home home;
@@ -100,6 +102,10 @@ class Application {
 
     /// Throws `ClaudeError::MissingAPIKey` when no relay is configured, `EndpointsError`.
     void requireModelAccess();
+
+    /// The clients of the public App Store, which share the searches that it allows in a minute. `tell` in
+    /// place of the options' is told of each wait, from any thread. Throws `EndpointsError`.
+    [[nodiscard]] StoreClients storeClients(std::function<void(const std::string&)> tell = {});
 
     /// The exchange rates that the relay serves. Throws `EndpointsError`.
     [[nodiscard]] FXRateStore& exchangeRates();

@@ -3,6 +3,7 @@
 #include "Core/build/BuildConfigStore.h"
 #include "Core/build/ProjectSearch.h"
 #include "Platform/text/Text.h"
+#include "Quorvel/application/AssistantHandoff.h"
 #include "Quorvel/controllers/build/BuildLog.h"
 #include "Quorvel/controllers/metadata/MetadataController.h"
 
@@ -261,7 +262,9 @@ std::string chooseBuildProject(Application& application, const std::optional<Man
 }
 
 bool saveBuildConfig(Application& application, const ManagedApp& app, const BuildConfig& config) {
-    return BuildConfigStore(application.userDefaults()).save(app.id, config);
+    const bool differed = BuildConfigStore(application.userDefaults()).save(app.id, config);
+    if (differed) refreshAssistantHandoff(application);
+    return differed;
 }
 
 BuildRunPlan planBuildRun(Application& application, const LocatedApp& app, const ChosenBuildConfig& chosen) {

@@ -3,16 +3,20 @@
 #include "Core/ai/ClaudeError.h"
 #include "Core/asc/Endpoints.h"
 #include "Core/asc/KeyFiles.h"
+#include "Core/aso/ASOError.h"
+#include "Core/assistants/MCPClientInstaller.h"
 #include "Core/build/BuildError.h"
 #include "Core/build/XcodeVersionBumper.h"
 #include "Core/build/notes/ReleaseNotesGenerator.h"
 #include "Core/metadata/Locales.h"
 #include "Core/metadata/MetadataError.h"
 #include "Core/screenshots/ScreenshotError.h"
+#include "Platform/http/HTTPMessage.h"
 #include "Platform/task/Task.h"
 #include "Platform/text/Text.h"
 #include "Quorvel/controllers/OperationRefused.h"
 #include "Quorvel/controllers/build/BuildController.h"
+#include "Quorvel/controllers/reviews/ReplySheet.h"
 
 #include <fmt/format.h>
 #include <fmt/ranges.h>
@@ -106,6 +110,20 @@ FailureKind kindOf(const ReleaseNotesError& error) {
                                                                           : FailureKind::failed;
 }
 
+FailureKind kindOf(const ReplyError& error) {
+    switch (error.kind()) {
+    case ReplyError::Kind::reviewGone:
+        return FailureKind::notFound;
+    case ReplyError::Kind::stalePlan:
+        return FailureKind::stalePlan;
+    case ReplyError::Kind::blank:
+    case ReplyError::Kind::tooLong:
+    case ReplyError::Kind::nothingReplaced:
+        break;
+    }
+    return FailureKind::badRequest;
+}
+
 FailureKind kindOf(const ScreenshotError& error) {
     switch (error.kind()) {
     case ScreenshotError::Kind::readOnlyVersion:
@@ -178,6 +196,21 @@ FailureKind kindOf(Refusal refusal) {
     return FailureKind::failed;
 }
 
+Failure failureOf(const ASOError& error) {
+    Failure failure{FailureKind::failed, error.description(), std::nullopt};
+    if (error.as<ASOError::UnsupportedCountry>() || error.as<ASOError::InvalidURL>())
+        failure.kind = FailureKind::badRequest;
+    if (error.as<ASOError::AppNotFound>()) failure.kind = FailureKind::notFound;
+    if (error.as<ASOError::ParseFailure>()) failure.kind = FailureKind::serviceTrouble;
+    if (const auto* answer = error.as<ASOError::HTTPError>()) {
+        failure.kind = answer->status == 404 ? FailureKind::notFound : FailureKind::serviceTrouble;
+        if (answer->status == 403 || answer->status == 429)
+            failure.advice = "The App Store turns away who asks too often. Try again in some minutes.";
+        if (answer->status == 404) failure.advice = "It may not be on sale in this country.";
+    }
+    return failure;
+}
+
 Failure failureOf(const CredentialsError& error) {
     using Kind = CredentialsError::Kind;
     switch (error.kind()) {
@@ -215,6 +248,12 @@ Failure failureOf(const OperationRefused& error) {
     return failure;
 }
 
+Failure failureOf(const MCPClientInstaller::InstallError& error) {
+    using Kind = MCPClientInstaller::InstallError::Kind;
+    return {error.kind() == Kind::parentDirectoryMissing ? FailureKind::notFound : FailureKind::failed,
+            error.what(), error.detail().empty() ? std::nullopt : std::optional(error.detail())};
+}
+
 } // namespace
 
 std::string adviceForLocale(std::string_view code) {
@@ -243,12 +282,17 @@ Failure failureOf(const std::exception& error) {
     if (const auto* refused = dynamic_cast<const OperationRefused*>(&error)) return failureOf(*refused);
     if (const auto* service = dynamic_cast<const ASCError*>(&error))
         return {failureKindOf(service->kind()), service->description(), std::nullopt};
+    if (const auto* store = dynamic_cast<const ASOError*>(&error)) return failureOf(*store);
+    if (dynamic_cast<const TransportError*>(&error))
+        return {FailureKind::serviceTrouble, error.what(), std::nullopt};
     if (const auto* model = dynamic_cast<const ClaudeError*>(&error))
         return {kindOf(*model), model->description(), std::nullopt};
     if (const auto* repository = dynamic_cast<const GitRepoError*>(&error))
         return {kindOf(*repository), repository->what(), std::nullopt};
     if (const auto* notes = dynamic_cast<const ReleaseNotesError*>(&error))
         return {kindOf(*notes), notes->what(), std::nullopt};
+    if (const auto* reply = dynamic_cast<const ReplyError*>(&error))
+        return {kindOf(*reply), reply->what(), std::nullopt};
     if (const auto* pictures = dynamic_cast<const ScreenshotError*>(&error))
         return {kindOf(*pictures), pictures->what(), std::nullopt};
     if (const auto* tree = dynamic_cast<const MetadataError*>(&error)) {
@@ -269,6 +313,8 @@ Failure failureOf(const std::exception& error) {
         return {version->kind() == XcodeVersionError::Kind::projectNotFound ? FailureKind::noProject
                                                                             : FailureKind::failed,
                 version->what(), std::nullopt};
+    if (const auto* assistant = dynamic_cast<const MCPClientInstaller::InstallError*>(&error))
+        return failureOf(*assistant);
     if (dynamic_cast<const EndpointsError*>(&error))
         return {FailureKind::endpoints, error.what(), std::nullopt};
     if (dynamic_cast<const JSONError*>(&error)) return {FailureKind::badRequest, error.what(), std::nullopt};

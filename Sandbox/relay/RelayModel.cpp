@@ -3,11 +3,13 @@
 #include "Platform/json/JSON.h"
 #include "Platform/text/Text.h"
 #include "Sandbox/relay/PseudoLocale.h"
+#include "Sandbox/relay/ReviewModel.h"
 
 #include <fmt/format.h>
 
 #include <algorithm>
 #include <charconv>
+#include <variant>
 
 namespace quorvel::sandbox {
 namespace {
@@ -131,6 +133,41 @@ std::string draftReleaseNotes(std::string_view user, bool tooLong) {
          {"promotionalText", promotionalText}}));
 }
 
+std::string amountText(const JSONValue& figures, std::string_view name) {
+    const JSONValue* amount = figures.find(name);
+    if (!amount) return "0.00";
+    if (const auto* whole = amount->integer()) return fmt::format("{}.00", *whole);
+    const auto* number = std::get_if<double>(&amount->value);
+    return fmt::format("{:.2f}", number ? *number : 0);
+}
+
+std::string textIn(const JSONValue& document, std::string_view name) {
+    const JSONValue* text = document.find(name);
+    return text && text->text() ? *text->text() : "";
+}
+
+// Says what the figures show, and invents nothing.
+std::string commentOnRevenue(std::string_view user) {
+    const std::string_view begun = user.substr(std::min(user.find('{'), user.size()));
+    const JSONValue figures = decodeJSON<JSONValue>(begun.substr(0, begun.rfind('}') + 1));
+    const std::string currency = textIn(figures, "currency");
+    JSONValue::Array observations;
+    const std::string sums = fmt::format("{} {} after {} {}", amountText(figures, "proceeds"), currency,
+                                         amountText(figures, "proceedsOfDaysBefore"), currency);
+    observations.emplace_back(fmt::format("Proceeds were {} in as many days before.", sums));
+    const JSONValue* apps = figures.find("apps");
+    if (apps && apps->items() && !apps->items()->empty()) {
+        const JSONValue& first = apps->items()->front();
+        observations.emplace_back(fmt::format("{} brought the most, {} {}.", textIn(first, "name"),
+                                              amountText(first, "proceeds"), currency));
+    }
+    return encodeJSON(JSONValue::object(
+        {{"headline", fmt::format("From {} to {} you were paid {} {}.", textIn(figures, "firstDay"),
+                                  textIn(figures, "lastDay"), amountText(figures, "proceeds"), currency)},
+         {"observations", JSONValue(std::move(observations))},
+         {"suggestions", JSONValue::array({"Look up on which days a new version came out."})}}));
+}
+
 // The text to translate, between its two lines of hyphens.
 std::string_view sourceIn(std::string_view user) {
     const std::size_t begin = user.find("---\n") + 4;
@@ -234,7 +271,8 @@ std::string RelayModel::generateKeywords(const ModelPrompt& prompt, const std::s
 ModelAnswer RelayModel::answer(const ModelPrompt& prompt) {
     const std::string user = prompt.userTexts.empty() ? "" : prompt.userTexts.back();
     const auto scripted = std::ranges::find(scriptedAnswers, nextOfScript(user), &ScriptedAnswer::name);
-    return scripted->make(usualAnswer(prompt, user), sourceIn(user));
+    const bool isReview = asksForSentiment(prompt.system) || asksForReply(prompt.system);
+    return scripted->make(usualAnswer(prompt, user), isReview ? reviewBodyIn(user) : sourceIn(user));
 }
 
 std::string RelayModel::usualAnswer(const ModelPrompt& prompt, const std::string& user) {
@@ -242,6 +280,9 @@ std::string RelayModel::usualAnswer(const ModelPrompt& prompt, const std::string
         return wrap(expandEnglish(user, exceeds(user)));
     if (prompt.system.starts_with("You write App Store release notes"))
         return wrap(draftReleaseNotes(user, exceeds(user)));
+    if (asksForSentiment(prompt.system)) return wrap(sentimentOf(user));
+    if (asksForReply(prompt.system)) return wrap(replyTo(user));
+    if (prompt.system.starts_with("You read the sales figures")) return wrap(commentOnRevenue(user));
     if (user.starts_with("Translate the following ")) return wrap(translate(prompt, user));
     if (user.starts_with("Generate the optimized keywords field"))
         return wrap(generateKeywords(prompt, user));

@@ -23,8 +23,9 @@ struct ModelAnswer {
 };
 
 /// Translates by pseudo-localisation and keeps the limit that the prompt names, builds keyword lists from the
-/// reference keywords, drafts release notes from the subjects of commits, and answers anything else with a
-/// short text or JSON document. One thread at a time.
+/// reference keywords, drafts release notes from the subjects of commits, comments on sales figures,
+/// classifies and answers customer reviews, and answers anything else with a short text or JSON document. One
+/// thread at a time.
 class RelayModel {
   public:
     void setManner(ModelManner manner);

@@ -1,5 +1,7 @@
 #include "Sandbox/rules/SalesReports.h"
 
+#include "Platform/files/Files.h"
+#include "Platform/text/Text.h"
 #include "Sandbox/resources/Problem.h"
 #include "Sandbox/resources/Schema.h"
 #include "Sandbox/rules/Gzip.h"
@@ -7,6 +9,11 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <cstdint>
+#include <optional>
+#include <stdexcept>
+#include <system_error>
+#include <utility>
 
 namespace quorvel::sandbox {
 namespace {
@@ -145,6 +152,39 @@ Problem noReport(std::string_view detail) {
     return problem;
 }
 
+Problem notAvailableYet() {
+    return noReport("Report is not available yet. Daily reports for the Americas are available by 5 am "
+                    "Pacific Time; Japan, Australia, and New Zealand by 5 am Japan Standard Time; "
+                    "and 5 am Central European Time for all other territories.");
+}
+
+Problem noSales() {
+    return noReport("There were no sales for the date specified.");
+}
+
+std::optional<int> dayOfName(const std::string& name) {
+    const auto date = parseISO8601(name + "T00:00:00Z");
+    if (!date || calendarDate(dayNumber(*date)) != name) return std::nullopt;
+    return dayNumber(*date);
+}
+
+// The newest day that the folder holds a report of.
+int newestReport(const std::filesystem::path& folder) {
+    int newest = 0;
+    std::error_code problem;
+    for (const auto& entry : std::filesystem::directory_iterator(folder, problem))
+        if (entry.path().extension() == ".tsv")
+            newest = std::max(newest, dayOfName(entry.path().stem().string()).value_or(0));
+    return newest;
+}
+
+std::string reportInFolder(const std::filesystem::path& folder, int day) {
+    constexpr std::uint64_t largestReport = 1ULL << 30; // bytes
+    if (auto report = readFile(folder / (calendarDate(day) + ".tsv"), largestReport))
+        return std::move(*report);
+    throw Refusal(day > newestReport(folder) ? notAvailableYet() : noSales());
+}
+
 void checkParameters(const World& world, const Request& request) {
     for (const auto& [name, value] : request.query)
         if (!isChoice("filter[vendorNumber]|filter[reportType]|filter[reportSubType]|filter[frequency]|"
@@ -165,11 +205,32 @@ void checkParameters(const World& world, const Request& request) {
                                        "The version parameter you have specified is invalid. "
                                        "The latest version for this report is 1_0."));
     if (vendor != world.vendorNumber) throw Refusal(problemOfStatus(500));
-    if (type != "SALES" || subType != "SUMMARY" || frequency != "DAILY")
-        throw Refusal(noReport("There were no sales for the date specified."));
+    if (type != "SALES" || subType != "SUMMARY" || frequency != "DAILY") throw Refusal(noSales());
 }
 
 } // namespace
+
+void requireSalesFolder(const std::filesystem::path& folder) {
+    const std::string name = escapeControls(folder.native());
+    std::error_code problem;
+    if (!std::filesystem::is_directory(folder, problem))
+        throw std::runtime_error(fmt::format("{}: there is no such folder of sales reports.", name));
+    std::size_t reports = 0;
+    for (const auto& entry : std::filesystem::directory_iterator(folder, problem)) {
+        if (entry.path().extension() != ".tsv") continue;
+        if (!dayOfName(entry.path().stem().string()))
+            throw std::runtime_error(
+                fmt::format("{}: the report {} is not named after its day, such as 2026-03-01.tsv.", name,
+                            escapeControls(entry.path().filename().native())));
+        ++reports;
+    }
+    if (problem)
+        throw std::runtime_error(fmt::format("{}: it cannot be read ({}).", name, problem.message()));
+    if (reports == 0)
+        throw std::runtime_error(fmt::format(
+            "{}: it holds no sales report. Each is a file named after its day, such as 2026-03-01.tsv.",
+            name));
+}
 
 std::string salesTable(const World& world, int day) {
     std::string table;
@@ -192,13 +253,10 @@ Answer salesReport(const World& world, const Request& request) {
                        .detail = "This resource is available as 'application/a-gzip' only"});
     checkParameters(world, request);
     const int day = requestedDay(world, request);
-    if (day >= dayNumber(world.now()))
-        throw Refusal(
-            noReport("Report is not available yet. Daily reports for the Americas are available by 5 am "
-                     "Pacific Time; Japan, Australia, and New Zealand by 5 am Japan Standard Time; "
-                     "and 5 am Central European Time for all other territories."));
-    if (world.firstSalesDay == 0 || day < static_cast<int>(world.firstSalesDay))
-        throw Refusal(noReport("There were no sales for the date specified."));
+    if (day >= dayNumber(world.now())) throw Refusal(notAvailableYet());
+    if (world.salesFolder)
+        return {.bytes = gzip(reportInFolder(*world.salesFolder, day)), .contentType = "application/a-gzip"};
+    if (world.firstSalesDay == 0 || day < static_cast<int>(world.firstSalesDay)) throw Refusal(noSales());
     return {.bytes = gzip(salesTable(world, day)), .contentType = "application/a-gzip"};
 }
 

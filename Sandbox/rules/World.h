@@ -5,6 +5,7 @@
 #include "Sandbox/resources/Document.h"
 #include "Sandbox/resources/Store.h"
 
+#include <filesystem>
 #include <memory>
 #include <optional>
 #include <string>
@@ -40,6 +41,7 @@ struct World {
     double clockOffset = 0;   // seconds that the virtual clock was advanced
     double clockSkew = 0;     // seconds that the service's clocks differ from this machine's
     double firstSalesDay = 0; // days since 1970
+    std::optional<std::filesystem::path> salesFolder; // whose reports are served instead of made-up ones
     std::vector<Event> events;
     std::optional<double> moment; // that an event takes place at, while it is carried out
 

@@ -6,6 +6,7 @@
 #include <fmt/format.h>
 
 #include <stdexcept>
+#include <utility>
 
 namespace quorvel::sandbox {
 namespace {
@@ -103,6 +104,30 @@ Response generate(Service& service, const JSONValue& body) {
     return done();
 }
 
+Response changeReview(Service& service, const JSONValue& body) {
+    ReviewEdit edit;
+    if (const JSONValue* removed = body.find("deleted")) {
+        if (!removed->boolean()) missing("deleted", "true or false");
+        edit.isDeleted = *removed->boolean();
+    }
+    for (const auto& [name, value] : {std::pair("title", &edit.title), std::pair("body", &edit.body)})
+        if (body.find(name)) *value = text(body, name);
+    if (body.find("rating")) edit.rating = static_cast<int>(number(body, "rating"));
+    service.changeReview(text(body, "review"), edit);
+    return done();
+}
+
+Response addReview(Service& service, const JSONValue& body) {
+    const CustomerOpinion usual;
+    const std::string id = service.addReview(
+        text(body, "app"), {.rating = static_cast<int>(number(body, "rating", usual.rating)),
+                            .title = text(body, "title", usual.title),
+                            .body = text(body, "body", usual.body),
+                            .nickname = text(body, "nickname", usual.nickname),
+                            .territory = text(body, "territory", usual.territory)});
+    return json(201, JSONValue::object({{"id", id}}));
+}
+
 Response setLatency(Service& service, const JSONValue& body) {
     service.setLatency(static_cast<int>(number(body, "milliseconds")));
     return done();
@@ -110,6 +135,11 @@ Response setLatency(Service& service, const JSONValue& body) {
 
 Response setQuota(Service& service, const JSONValue& body) {
     service.setHourlyQuota(static_cast<int>(number(body, "requests")));
+    return done();
+}
+
+Response setStoreSearches(Service& service, const JSONValue& body) {
+    service.setStoreSearches(static_cast<int>(number(body, "searchesPerMinute")));
     return done();
 }
 
@@ -176,10 +206,11 @@ struct Action {
     std::string_view name;
     Response (*carryOut)(Service&, const JSONValue&);
 };
-constexpr Action actions[] = {{"faults", setFaults},   {"advance", advance}, {"states", moveState},
-                              {"keys", changeKey},     {"builds", addBuild}, {"generate", generate},
-                              {"latency", setLatency}, {"quota", setQuota},  {"clock", skewClock},
-                              {"nulls", sendNulls},    {"pace", setPace},    {"relay", setModelManner}};
+constexpr Action actions[] = {{"faults", setFaults},       {"advance", advance},  {"states", moveState},
+                              {"keys", changeKey},         {"builds", addBuild},  {"generate", generate},
+                              {"latency", setLatency},     {"quota", setQuota},   {"clock", skewClock},
+                              {"nulls", sendNulls},        {"pace", setPace},     {"relay", setModelManner},
+                              {"store", setStoreSearches}, {"review", addReview}, {"reviews", changeReview}};
 
 } // namespace
 

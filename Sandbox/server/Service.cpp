@@ -54,7 +54,7 @@ void readHalf(const Request& request) {
 
 bool isService(std::string_view path) {
     return path.starts_with("/v1/") || path.starts_with("/upload/") || path.starts_with("/image/") ||
-           path.starts_with(relayPrefix);
+           path.starts_with(relayPrefix) || path.starts_with(storePrefix::all);
 }
 
 } // namespace
@@ -67,6 +67,7 @@ Service::Service(World& world, const AccountKey& key, TokenRules tokenRules, con
       relay_(std::move(relaySecret)),
       faults_(options.faultSeed),
       quota_(options.hourlyQuota),
+      store_(options.storeSearchesPerMinute),
       latency_(options.latencyMilliseconds) {
     faults_.set(options.faults);
 }
@@ -117,6 +118,11 @@ std::optional<Fault> Service::takeFault(const Request& request) {
 Response Service::work(const Request& request, Delivery delivery) {
     if (request.path.starts_with("/upload/")) return upload(request);
     if (request.path.starts_with(relayPrefix)) return relay_.handle(request, clocks(), delivery);
+    if (request.path.starts_with(storePrefix::all)) {
+        const std::lock_guard lock(mutex_);
+        if (world_.settle()) changed_ = true;
+        return store_.handle(world_, request);
+    }
     if (!request.path.starts_with("/v1/")) {
         const std::lock_guard lock(mutex_);
         return file(world_, request);
@@ -236,7 +242,8 @@ Response Service::faultAnswer(const Fault& fault, const Request& request) const 
     const int status = fault.action == "expireToken" ? 401 : fault.status.value_or(500);
     Response response = request.path.starts_with(relayPrefix)
                             ? Relay::failure(status, "This went wrong on purpose.")
-                            : failure({problemOfStatus(status)});
+                        : request.path.starts_with(storePrefix::all) ? storeFailure(status)
+                                                                     : failure({problemOfStatus(status)});
     if (fault.retryAfter) response.headers.emplace_back("Retry-After", fmt::format("{}", *fault.retryAfter));
     const std::lock_guard lock(mutex_);
     response.headers.emplace_back("Date", formatHTTPDate(world_.now()));

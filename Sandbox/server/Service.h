@@ -11,6 +11,7 @@
 #include "Sandbox/server/AccountKey.h"
 #include "Sandbox/server/HTTPServer.h"
 #include "Sandbox/server/Quota.h"
+#include "Sandbox/store/PublicStore.h"
 
 #include <condition_variable>
 #include <deque>
@@ -41,6 +42,7 @@ class Service {
     /// Also for answers that are being held back: they go out at once.
     void setLatency(int milliseconds);
     void setHourlyQuota(int requests);
+    void setStoreSearches(int perMinute);
     [[nodiscard]] std::vector<RecordedRequest> requests() const;
     bool awaitRequests(std::size_t count, const std::stop_token& token) const;
     void forgetRequests();
@@ -57,6 +59,10 @@ class Service {
     std::string addBuild(const BuildUpload& upload);
     /// Adds `count` reviews to an app. Throws `std::invalid_argument`.
     void generateReviews(std::string_view app, int count);
+    /// Adds one review, the newest; its id. Throws `std::invalid_argument`.
+    std::string addReview(std::string_view app, const CustomerOpinion& opinion);
+    /// Changes or deletes a review as its author would. Throws `std::invalid_argument`.
+    void changeReview(std::string_view id, const ReviewEdit& edit);
     void setModelManner(ModelManner manner) { relay_.setManner(std::move(manner)); }
     [[nodiscard]] RelayAccount relayAccount() const { return relay_.account(); }
     [[nodiscard]] JSONValue state() const;
@@ -87,6 +93,7 @@ class Service {
     mutable std::mutex mutex_; // guards all below, and the world
     FaultTable faults_;
     Quota quota_;
+    PublicStore store_;
     bool revoked_ = false;
     std::string role_ = "ADMIN";
     bool changed_ = true;

@@ -33,6 +33,11 @@ void Service::setHourlyQuota(int requests) {
     quota_.setLimit(requests);
 }
 
+void Service::setStoreSearches(int perMinute) {
+    const std::lock_guard lock(mutex_);
+    store_.setSearchesPerMinute(perMinute);
+}
+
 std::vector<RecordedRequest> Service::requests() const {
     const std::lock_guard lock(mutex_);
     return {requests_.begin(), requests_.end()};
@@ -113,6 +118,38 @@ void Service::generateReviews(std::string_view app, int count) {
     const std::lock_guard lock(mutex_);
     addReviews(world_, findApp(world_, app), count);
     changed_ = true;
+}
+
+std::string Service::addReview(std::string_view app, const CustomerOpinion& opinion) {
+    const std::lock_guard lock(mutex_);
+    const Resource& owner = findApp(world_, app);
+    changed_ = true;
+    return world_.store
+        .add("customerReviews",
+             JSONValue::object({{"rating", opinion.rating},
+                                {"title", opinion.title},
+                                {"body", opinion.body},
+                                {"reviewerNickname", opinion.nickname},
+                                {"createdDate", serviceDate(world_.now())},
+                                {"territory", opinion.territory}}),
+             {{"app", owner.id}})
+        .id;
+}
+
+void Service::changeReview(std::string_view id, const ReviewEdit& edit) {
+    const std::lock_guard lock(mutex_);
+    Resource* review = world_.store.find("customerReviews", id);
+    if (!review) throw std::invalid_argument(fmt::format("There is no review with the id \"{}\".", id));
+    changed_ = true;
+    if (edit.isDeleted) {
+        if (const Resource* response = world_.store.child(id, "customerReviewResponses"))
+            world_.store.remove("customerReviewResponses", std::string(response->id));
+        world_.store.remove("customerReviews", std::string(id));
+        return;
+    }
+    if (edit.rating) review->attributes.set("rating", *edit.rating);
+    if (edit.title) review->attributes.set("title", *edit.title);
+    if (edit.body) review->attributes.set("body", *edit.body);
 }
 
 JSONValue Service::state() const {

@@ -66,5 +66,51 @@ TEST_F(RevenueCommands, exportRowsAndTellWhatIsMissing) {
     EXPECT_EQ(run({"revenue", "--vendor-number", "../x"}).status, 2);
 }
 
+TEST_F(RevenueCommands, analyseSendsSumsOnlyAfterItWasAgreedTo) {
+    const auto analyse = [&](std::vector<std::string> more) {
+        std::vector<std::string> words = {"revenue", "analyse", "--days", "7", "--vendor-number", vendor()};
+        words.insert(words.end(), more.begin(), more.end());
+        return run(words);
+    };
+    const auto asked = [&] {
+        std::vector<std::string> bodies;
+        for (const auto& request : server.requests())
+            if (request.path.ends_with("/completions")) bodies.push_back(request.body);
+        return bodies;
+    };
+    const auto refused = analyse({});
+    EXPECT_EQ(refused.status, 2) << refused.all();
+    EXPECT_THAT(refused.error, HasSubstr("needs --yes where nobody can be asked"));
+    const auto dry = analyse({"--dry-run", "--verbose", "--language", "pt-BR"});
+    EXPECT_EQ(dry.status, 0) << dry.all();
+    EXPECT_THAT(dry.out,
+                AllOf(HasSubstr("Write in Portuguese (Brazil)"), HasSubstr("Mosswick: Garden Journal")));
+    EXPECT_THAT(dry.error, HasSubstr("at an estimated cost of at most $0.0"));
+    EXPECT_THAT(asked(), testing::IsEmpty());
+
+    server.setModelManner({.script = {"badJSON"}});
+    environment["LC_ALL"] = "de_DE.UTF-8";
+    const auto done = analyse({"--yes"});
+    EXPECT_EQ(done.status, 0) << done.all();
+    EXPECT_THAT(done.out, AllOf(ContainsRegex("From [0-9-]+ to [0-9-]+ you were paid [0-9.]+ USD"),
+                                HasSubstr("• Proceeds were"), HasSubstr("Written by an AI model")));
+    EXPECT_THAT(done.error, HasSubstr("The estimated cost is at most $0.0"));
+    ASSERT_EQ(asked().size(), 2U) << "an answer that is no comment is asked for once more";
+    EXPECT_THAT(asked()[0], HasSubstr("Write in German"));
+    for (const std::string& secret : {vendor(), std::string("6700000101"), std::string("SKETCH01")})
+        EXPECT_THAT(asked()[0], Not(HasSubstr(secret)));
+
+    const JSONValue again = onlyDocument(analyse({"--yes", "--json"}).out);
+    EXPECT_NE(again.at("comment", "headline"), nullptr);
+    ASSERT_NE(again.find("costUSD")->integer(), nullptr);
+    EXPECT_EQ(*again.find("costUSD")->integer(), 0) << "kept for a day";
+    EXPECT_THAT(run({"costs"}).out, ContainsRegex("revenue analysis +2 +1 +at most"));
+    EXPECT_EQ(analyse({"--yes", "--language", "xx"}).status, 2);
+    server.setModelManner({.script = {"refusal", "refusal"}});
+    const auto useless = analyse({"--yes", "--fresh"});
+    EXPECT_NE(useless.status, 0);
+    EXPECT_THAT(useless.error, HasSubstr("the answer holds no JSON object"));
+}
+
 } // namespace
 } // namespace quorvel::test

@@ -1,9 +1,12 @@
 #include "Platform/text/Text.h"
+#include "Platform/time/Date.h"
 #include "Tests/Programs/QuorvelFixture.h"
 
 #include <signal.h>
 
 #include <algorithm>
+#include <chrono>
+#include <filesystem>
 #include <sstream>
 
 namespace quorvel::test {
@@ -47,6 +50,53 @@ TEST_F(SandboxCommand, heedsNoHangUpUnderNohupAndLeavesNoCore) {
     const auto limits = readFile("/proc/" + std::to_string(server.process()) + "/limits");
     EXPECT_THAT(limits.value_or("Max core file size 0 0 "), // where there is no such file
                 testing::ContainsRegex("Max core file size +0 +0 "));
+    server.signal(SIGTERM);
+    EXPECT_EQ(server.wait().status, 0);
+}
+
+TEST_F(SandboxCommand, servesTheSalesReportsOfAFolder) {
+    const auto day = [](int back) {
+        return formatISO8601(systemClock()() - std::chrono::hours(24) * back).substr(0, 10);
+    };
+    const auto refusal = [&](const char* folderName) {
+        const auto result = run({"sandbox", "--state", "state", "--sales", folderName});
+        EXPECT_EQ(result.status, 1) << result.all();
+        return result.error;
+    };
+    EXPECT_THAT(refusal("reports"), HasSubstr("there is no such folder of sales reports"));
+    createFolders(folder / "reports");
+    EXPECT_THAT(refusal("reports"), HasSubstr("it holds no sales report"));
+    writeFileAtomically(folder / "reports/2026-02-30.tsv", "x");
+    EXPECT_THAT(refusal("reports"), HasSubstr("2026-02-30.tsv is not named after its day"));
+    std::filesystem::remove(folder / "reports/2026-02-30.tsv");
+    const std::string report =
+        "SKU\tProduct Type Identifier\tUnits\tDeveloper Proceeds\tCurrency of Proceeds\t"
+        "Apple Identifier\tParent Identifier\nmoss\t1F\t7\t0\t \t6700000101\t \n";
+    writeFileAtomically(folder / "reports" / (day(5) + ".tsv"), report);
+    writeFileAtomically(folder / "reports" / (day(3) + ".tsv"), report);
+
+    ChildProgram server(call({"sandbox", "--state", "state", "--sales", "reports"}));
+    const JSONValue ready = onlyDocument(server.readLine());
+    ASSERT_NE(ready.find("url"), nullptr);
+    environment["QUORVEL_ENDPOINTS"] = *ready.find("endpoints")->text();
+    environment["ASC_KEY_ID"] = *ready.find("keyID")->text();
+    environment["ASC_ISSUER_ID"] = *ready.find("issuerID")->text();
+    environment["ASC_PRIVATE_KEY_PATH"] = *ready.find("privateKey")->text();
+    EXPECT_EQ(run({"apps", "import", "6700000101"}).status, 0);
+    const auto statusOf = [&](const std::string& wanted) -> std::string {
+        const JSONValue result = onlyDocument(
+            run({"revenue", "--days", "6", "--vendor-number", *ready.find("vendorNumber")->text(), "--json"})
+                .out);
+        for (const JSONValue& one : *result.find("days")->items())
+            if (*one.find("date")->text() == wanted)
+                return *one.find("status")->text() + " " + std::to_string(*one.find("downloads")->integer());
+        return "not in the window";
+    };
+    EXPECT_EQ(statusOf(day(3)), "ok 7");
+    EXPECT_EQ(statusOf(day(4)), "ok 0") << "no sales";
+    EXPECT_EQ(statusOf(day(2)), "notYetPublished 0");
+    writeFileAtomically(folder / "reports" / (day(2) + ".tsv"), report); // published between two runs
+    EXPECT_EQ(statusOf(day(2)), "ok 7");
     server.signal(SIGTERM);
     EXPECT_EQ(server.wait().status, 0);
 }

@@ -405,6 +405,25 @@ TEST(SandboxRules, aReviewHasOneResponseThatIsReplaced) {
     const Reply read = fixture.get(reviews);
     EXPECT_EQ(*read.list()[0].at("relationships", "response", "data", "id")->text(), first.id());
     EXPECT_EQ(read.body.find("included")->items()->size(), 25U);
+
+    // What its author does.
+    const std::string one = "/v1/customerReviews/" + review + "?include=response";
+    const auto change = [&](JSONValue::Object members) {
+        members.emplace_back("review", review);
+        return fixture.post("/__sandbox/reviews", JSONValue(std::move(members))).status;
+    };
+    EXPECT_EQ(change({{"body", "Better now"}, {"rating", 4}}), 200);
+    const Reply changed = fixture.get(one);
+    EXPECT_EQ(changed.text("body"), "Better now");
+    EXPECT_EQ(*changed.body.find("included")->items()->front().at("attributes", "responseBody")->text(),
+              "Thank you very much!");
+    EXPECT_EQ(change({{"deleted", true}}), 200);
+    EXPECT_EQ(change({{"deleted", true}}), 400);
+    EXPECT_EQ(fixture.get(one).status, 404);
+    EXPECT_EQ(respond("Too late").codes(), "ENTITY_ERROR.RELATIONSHIP.INVALID");
+    EXPECT_EQ(fixture.get(reviews).body.find("included")->items()->size(), 24U);
+    const auto added = JSONValue::object({{"app", fixture.app("studio.fernhollow.tides")}, {"body", "Wet"}});
+    EXPECT_EQ(fixture.post("/__sandbox/review", added).status, 201);
 }
 
 } // namespace

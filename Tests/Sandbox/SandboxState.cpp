@@ -77,7 +77,10 @@ TEST(SandboxState, filesTellHowToReachItAndKeepTheKeyToTheOwner) {
     EXPECT_EQ(modeOf(fixture.folder() / "state"), 0700U);
     const auto endpoints = decodeJSON<JSONValue>(*readFile(access.endpointsFile));
     EXPECT_EQ(*endpoints.find("appStoreConnect")->text(), access.url);
-    EXPECT_EQ(endpoints.members()->size(), 3U) << "only what is served";
+    for (const auto* service : {"storeSearch", "searchHints", "marketingFeeds", "legacyFeeds", "productSite"})
+        EXPECT_TRUE(endpoints.find(service)->text()->starts_with(access.url + "/store/")) << service;
+    EXPECT_EQ(*endpoints.find("storeSearchesPerMinute")->integer(), 0);
+    EXPECT_EQ(endpoints.members()->size(), 9U) << "only what is served";
 }
 
 TEST(SandboxState, aTakenPortAndASpoiltStateAreSaid) {

@@ -141,7 +141,8 @@ EnglishLocaleExpansion::Result EnglishLocaleExpansion::expand(const Input& input
          .maxTokens = maxOutputTokens,
          .system = std::move(words.system),
          .messages = {{"user", std::move(words.user)}},
-         .keptAnswers = input.keptAnswers},
+         .keptAnswers = input.keptAnswers,
+         .feature = "translation"},
         [&](const Reply& answer) {
             result.entries = entriesOf(answer, input);
             if (result.entries.empty())

@@ -135,7 +135,8 @@ TranslationRun::Draft TranslationRun::ask(const PreparedItem& prepared, const Pr
                                 .maxTokens = parts_.maxOutputTokens,
                                 .system = prompt.system,
                                 .messages = {{"user", prompt.user}},
-                                .keptAnswers = keptAnswers_};
+                                .keptAnswers = keptAnswers_,
+                                .feature = "translation"};
     return asker.ask(request, [&](const ClaudeResponse& response) {
         const std::string reply = response.text();
         Draft draft{.text = translationIn(reply, prepared.item.field, prepared.sourceText)};

@@ -1,3 +1,4 @@
+#include "Core/asc/operations/CustomerReviews.h"
 #include "Core/asc/operations/Shapes.h"
 
 namespace quorvel {
@@ -6,23 +7,6 @@ using namespace operations;
 
 // Not in the unnamed namespace: clang takes no record there that holds an optional record.
 namespace operations {
-
-/// A review with the reference that tells whether a response exists.
-struct ReviewWithResponse {
-    struct Relationships {
-        std::optional<OptionalReference> response;
-        QUORVEL_RECORD(Relationships, response)
-    };
-    std::string id;
-    std::string type;
-    CustomerReviewAttributes attributes;
-    std::optional<Relationships> relationships;
-    QUORVEL_RECORD(ReviewWithResponse, id, type, attributes, relationships)
-
-    [[nodiscard]] bool hasResponse() const {
-        return relationships && relationships->response && relationships->response->data;
-    }
-};
 
 /// An item of a submission with the references to what it may be; one of them is set.
 struct ItemOfSubmission {
@@ -157,17 +141,11 @@ void ASCClientProtocol::deleteReviewSubmissionItem(std::string_view itemID) cons
 std::vector<ASCCustomerReview>
 ASCClientProtocol::listCustomerReviews(std::string_view appID, Responses responses,
                                        std::optional<std::string_view> territory, ASCListBound bound) const {
-    const bool withResponses = responses == Responses::include;
-    ASCRequest first = ASCRequest::get(
-        ascPath("apps", appID, "customerReviews"),
-        {{"sort", "-createdDate"},
-         {"include", withResponses ? std::optional<std::string_view>("response") : std::nullopt},
-         {"filter[territory]", territory},
-         {"limit", limitFor(bound)}});
+    ASCRequest first = customerReviewsRequest(appID, responses, territory, bound);
     std::vector<ASCCustomerReview> reviews;
     forEachPage<ReviewPage>(*this, std::move(first), bound, [&](ReviewPage&& page) {
         for (auto& review : page.data) {
-            const bool hasResponse = review.hasResponse();
+            const bool hasResponse = review.responseID().has_value();
             reviews.push_back(
                 {{std::move(review.id), std::move(review.type), std::move(review.attributes)}, hasResponse});
         }

@@ -11,6 +11,7 @@
 #include <algorithm>
 #include <iterator>
 #include <set>
+#include <type_traits>
 
 namespace quorvel::operations {
 
@@ -46,8 +47,11 @@ inline void endEarly(const std::optional<ASCMeta>& meta, std::size_t count) {
     Logger("ASCClient").warning("The link to the next page leads nowhere: the list is taken for whole");
 }
 
+/// What the visitor of a list's pages wants after one; a visitor without a result wants all.
+enum class Paging { goOn, stop };
+
 /// Hands each page of a list to `visit`. Follows `links.next` until it is absent or not a URL, a page brings
-/// nothing new, or the bound is reached.
+/// nothing new, the bound is reached or the visitor stops.
 template <typename Page, typename Visitor>
 void forEachPage(const ASCClientProtocol& client, ASCRequest first, ASCListBound bound, Visitor&& visit) {
     std::set<std::string> known;
@@ -58,7 +62,13 @@ void forEachPage(const ASCClientProtocol& client, ASCRequest first, ASCListBound
         const std::size_t knownBefore = known.size();
         for (const auto& resource : page.data)
             known.insert(resource.id);
-        if (known.size() > knownBefore) visit(std::move(page));
+        if (known.size() > knownBefore) {
+            if constexpr (std::is_same_v<std::invoke_result_t<Visitor&, Page>, Paging>) {
+                if (visit(std::move(page)) == Paging::stop) return;
+            } else {
+                visit(std::move(page));
+            }
+        }
         if (bound.maximum && known.size() >= static_cast<std::size_t>(std::max(*bound.maximum, 0))) return;
         if (!links || !links->next) return;
         if (!links->next->starts_with("http") || known.size() == knownBefore)

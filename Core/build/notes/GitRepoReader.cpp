@@ -1,5 +1,6 @@
 #include "Core/build/notes/GitRepoReader.h"
 
+#include "Core/asc/KeyVariables.h"
 #include "Core/build/notes/GitLogParser.h"
 #include "Platform/text/Text.h"
 
@@ -36,28 +37,32 @@ Arguments safeArguments(const std::filesystem::path& folder) {
             "i18n.logOutputEncoding=UTF-8"};
 }
 
-// Error texts are compared, so they must be in English; what points git elsewhere must not be inherited.
+// Error texts are compared, so they must be in English; what points git elsewhere must not be inherited, nor
+// the text of a key.
 std::map<std::string, std::optional<std::string>> safeEnvironment() {
-    return {{"LC_ALL", "C"},
-            {"GIT_TERMINAL_PROMPT", "0"},
-            {"GIT_OPTIONAL_LOCKS", "0"},
-            {"GIT_NO_LAZY_FETCH", "1"},
-            {"GIT_PAGER", "cat"},
-            {"GIT_FLUSH", "0"}, // else each commit is a write, a wake-up and a read of its own
-            {"GIT_ASKPASS", "true"},
-            {"GIT_DIR", std::nullopt},
-            {"GIT_WORK_TREE", std::nullopt},
-            {"GIT_INDEX_FILE", std::nullopt},
-            {"GIT_COMMON_DIR", std::nullopt},
-            {"GIT_SHALLOW_FILE", std::nullopt},
-            {"GIT_GRAFT_FILE", std::nullopt},
-            {"GIT_REPLACE_REF_BASE", std::nullopt},
-            {"GIT_NAMESPACE", std::nullopt},
-            {"GIT_OBJECT_DIRECTORY", std::nullopt},
-            {"GIT_ALTERNATE_OBJECT_DIRECTORIES", std::nullopt},
-            {"GIT_CONFIG_PARAMETERS", std::nullopt},
-            {"GIT_EXTERNAL_DIFF", std::nullopt},
-            {"GIT_TRACE", std::nullopt}};
+    std::map<std::string, std::optional<std::string>> environment = {
+        {"LC_ALL", "C"},
+        {"GIT_TERMINAL_PROMPT", "0"},
+        {"GIT_OPTIONAL_LOCKS", "0"},
+        {"GIT_NO_LAZY_FETCH", "1"},
+        {"GIT_PAGER", "cat"},
+        {"GIT_FLUSH", "0"}, // else each commit is a write, a wake-up and a read of its own
+        {"GIT_ASKPASS", "true"},
+        {"GIT_DIR", std::nullopt},
+        {"GIT_WORK_TREE", std::nullopt},
+        {"GIT_INDEX_FILE", std::nullopt},
+        {"GIT_COMMON_DIR", std::nullopt},
+        {"GIT_SHALLOW_FILE", std::nullopt},
+        {"GIT_GRAFT_FILE", std::nullopt},
+        {"GIT_REPLACE_REF_BASE", std::nullopt},
+        {"GIT_NAMESPACE", std::nullopt},
+        {"GIT_OBJECT_DIRECTORY", std::nullopt},
+        {"GIT_ALTERNATE_OBJECT_DIRECTORIES", std::nullopt},
+        {"GIT_CONFIG_PARAMETERS", std::nullopt},
+        {"GIT_EXTERNAL_DIFF", std::nullopt},
+        {"GIT_TRACE", std::nullopt}};
+    environment.merge(withoutKeyTexts());
+    return environment;
 }
 
 bool holds(std::string_view text, std::string_view part) {

@@ -179,7 +179,8 @@ ReleaseNotesGenerator::Result ReleaseNotesGenerator::generate(const ReleaseNotes
                               .system = std::string(draftSystemPrompt),
                               .messages = {{"user", *user + objection + std::string(lastLine)}},
                               .responseFormat = "json_object",
-                              .keptAnswers = keptAnswers};
+                              .keptAnswers = keptAnswers,
+                              .feature = "release notes"};
         const bool isLast = attempt >= parts_.maxAttempts;
         ClaudeResponse response = asker.send(request);
         if (isLast && response.fromCache && !isUsable(response, limits)) {

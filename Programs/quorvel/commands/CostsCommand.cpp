@@ -28,6 +28,19 @@ ExitStatus showCosts(Invocation& invocation) {
                               std::to_string(model.inputTokens), std::to_string(model.outputTokens),
                               priceText(model.costUSD, model.costIsAtMost)});
     if (!table.rows.empty()) output.table(table);
+    Table features{.columns = {{"Feature"},
+                               {"Paid calls", Table::Align::right},
+                               {"From the cache", Table::Align::right},
+                               {"Cost", Table::Align::right}},
+                   .rows = {}};
+    for (const ShowCosts::FeatureCosts& feature : result.features)
+        features.rows.push_back({feature.feature.empty() ? "(not recorded)" : feature.feature,
+                                 std::to_string(feature.calls), std::to_string(feature.cachedCalls),
+                                 priceText(feature.costUSD, feature.costIsAtMost)});
+    if (!features.rows.empty()) {
+        output.line();
+        output.table(features);
+    }
     output.line(fmt::format("{} in the last {}.", priceText(result.costUSD, result.costIsAtMost),
                             counted(static_cast<std::size_t>(result.days), "day")));
     return ExitStatus::done;
@@ -41,7 +54,7 @@ std::vector<Command> costsCommands() {
              .arguments = {{"--days", "N", "Of the last N days; 30 without it"}},
              .run = showCosts,
              .details = "Models whose prices are not known are counted at the highest price; their sums are "
-                        "upper bounds and say \"at most\"."}};
+                        "upper bounds and say \"at most\". Example: quorvel costs --days 7"}};
 }
 
 } // namespace quorvel

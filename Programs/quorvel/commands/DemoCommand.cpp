@@ -1,7 +1,11 @@
 #include "Programs/quorvel/Invocation.h"
+#include "Programs/quorvel/commands/DemoAssistant.h"
 #include "Programs/quorvel/commands/DemoEdits.h"
+#include "Programs/quorvel/commands/DemoKeywords.h"
 #include "Programs/quorvel/commands/DemoPictures.h"
 #include "Programs/quorvel/commands/DemoRelease.h"
+#include "Programs/quorvel/commands/DemoRevenue.h"
+#include "Programs/quorvel/commands/DemoReviews.h"
 #include "Programs/quorvel/commands/DemoStage.h"
 #include "Programs/quorvel/commands/DemoTree.h"
 #include "Programs/quorvel/commands/Groups.h"
@@ -32,10 +36,14 @@ struct DemoRecord {
     std::int64_t picturesCommitted = 0; // of those, taken by App Store Connect
     std::string releaseState;           // of the version that was shipped; empty when it was not
     std::int64_t changesTold = 0;       // of its review
-    std::optional<std::string> folder;  // when it was kept
+    std::string reply;                  // to a customer, that App Store Connect has
+    DemoRevenueRecord revenue;
+    std::int64_t rankAlerts = 0;       // raised by the last refresh of keywords
+    std::int64_t assistantTools = 0;   // that the assistants' server offers
+    std::optional<std::string> folder; // when it was kept
     QUORVEL_RECORD(DemoRecord, steps, requestsSent, requestsLeast, requestsRefused, textsCompared,
                    textsDiffering, textsReverted, revertedDiffering, picturesDrawn, picturesCommitted,
-                   releaseState, changesTold, folder)
+                   releaseState, changesTold, reply, revenue, rankAlerts, assistantTools, folder)
 };
 
 class Demo : DemoStage {
@@ -67,6 +75,10 @@ class Demo : DemoStage {
         revert();
         screenshots();
         release();
+        record_.reply = playReviews(*this, std::string(demoSlug));
+        record_.revenue = playRevenue(*this);
+        record_.rankAlerts = playKeywords(*this, demoSlug);
+        record_.assistantTools = static_cast<std::int64_t>(playAssistant(*this, std::string(demoApp)));
         return conclude();
     }
 
@@ -79,7 +91,10 @@ class Demo : DemoStage {
         tell("• every store text of an app as a plain file, in each language: one command");
         tell("• only what changed going up, two new languages included: one command");
         tell("• the whole push taken back: one command");
+        tell("• what the apps earn, per day and app, and a comment on it");
+        tell("• where the store shows the app when people search, and an alert when that moves");
         tell("• a release from its number to Waiting for Review: one command, and its review watched");
+        tell("• what customers write, sorted, and one of them answered");
         say("\n");
         tell(
             "The commands are those that you would type, and what they print is real. To type some yourself:");
@@ -250,9 +265,11 @@ class Demo : DemoStage {
         const bool least = record_.requestsSent == record_.requestsLeast + record_.requestsRefused;
         const bool held = record_.textsDiffering == 0 && least && record_.requestsRefused == 2 &&
                           record_.revertedDiffering == 0 &&
-                          record_.picturesCommitted == record_.picturesDrawn &&
+                          record_.picturesCommitted == record_.picturesDrawn && !record_.reply.empty() &&
+                          record_.rankAlerts == 1 && record_.assistantTools > 0 &&
                           (record_.releaseState.empty() ||
-                           (record_.releaseState == "WAITING_FOR_REVIEW" && record_.changesTold == 2));
+                           (record_.releaseState == "WAITING_FOR_REVIEW" && record_.changesTold == 2)) &&
+                          record_.revenue.held();
         step("What you get", "Measured in what you just saw:");
         say("\n");
         benefit("Less work",
@@ -275,6 +292,16 @@ class Demo : DemoStage {
                     fmt::format("from a version number to {}: made, built, given to testers and submitted. "
                                 "Of its review {} changes were told, each once.",
                                 record_.releaseState, record_.changesTold));
+        benefit(
+            "Customers heard",
+            "their reviews are sorted by sentiment and themes, and one got its reply, which states nothing "
+            "but the review and the note.");
+        benefit("What it earns",
+                fmt::format("{} sales reports were read, and {} of them asked for a second time.",
+                            record_.revenue.reportsAsked, record_.revenue.reportsAskedAgain));
+        benefit("Seen in the store",
+                fmt::format("{} rank alert came of a term that a new version brought into the results.",
+                            record_.rankAlerts));
         if (keeps) {
             folder().keep();
             record_.folder = folder().path().string();

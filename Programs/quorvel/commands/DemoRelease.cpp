@@ -1,11 +1,12 @@
 #include "Programs/quorvel/commands/DemoRelease.h"
 
 #include "Platform/files/Files.h"
+#include "Programs/quorvel/FindProgram.h"
 #include "Programs/quorvel/commands/DemoTree.h"
 
-#include <sstream>
 #include <string>
 #include <string_view>
+#include <system_error>
 
 namespace quorvel {
 
@@ -16,11 +17,6 @@ constexpr std::string_view releasedSlug = "pocket-tides";
 constexpr std::string_view lastVersion = "1.9";
 constexpr std::string_view nextVersion = "2.0";
 constexpr std::string_view standInName = "quorvel-xcrun-stand-in";
-
-bool isProgram(const std::filesystem::path& path) {
-    std::error_code unreachable;
-    return std::filesystem::is_regular_file(path, unreachable);
-}
 
 // The id of a version of the app; empty when there is none.
 std::string versionID(const JSONValue& state, std::string_view version) {
@@ -61,18 +57,11 @@ void placeTools(DemoStage& stage, const std::filesystem::path& standIn) {
 } // namespace
 
 std::optional<std::filesystem::path> standInBeside(const Surroundings& surroundings) {
-    const std::filesystem::path& program = surroundings.program;
-    if (program.has_parent_path()) {
-        const auto beside = surroundings.workingFolder / program.parent_path() / standInName;
-        return isProgram(beside) ? std::optional(beside) : std::nullopt;
-    }
-    std::istringstream folders(surroundings.variable("PATH").value_or(""));
-    for (std::string folder; std::getline(folders, folder, ':');)
-        if (isProgram(std::filesystem::path(folder) / program)) {
-            const auto beside = std::filesystem::path(folder) / standInName;
-            return isProgram(beside) ? std::optional(beside) : std::nullopt;
-        }
-    return std::nullopt;
+    const auto program = findProgram(surroundings.program.native(), surroundings);
+    const auto beside = program.parent_path() / standInName;
+    std::error_code unreachable;
+    const bool isThere = !program.empty() && std::filesystem::is_regular_file(beside, unreachable);
+    return isThere ? std::optional(beside) : std::nullopt;
 }
 
 std::string playRelease(DemoStage& stage, const std::filesystem::path& standIn) {

@@ -21,6 +21,8 @@ namespace quorvel {
 [[nodiscard]] std::vector<Command> treeCommands();
 [[nodiscard]] std::vector<Command> translateCommands();
 [[nodiscard]] std::vector<Command> keywordsCommands();
+[[nodiscard]] std::vector<Command> keywordTrackingCommands(); // after those, which have "keywords"
+[[nodiscard]] std::vector<Command> competitorCommands();
 /// Stands in the group of `keywordsCommands`; it is a kind of translation.
 [[nodiscard]] const Command& generateKeywordsCommand();
 /// --fresh, of the commands that ask the model.
@@ -29,11 +31,15 @@ namespace quorvel {
 [[nodiscard]] std::vector<Command> costsCommands();
 [[nodiscard]] std::vector<Command> screenshotCommands();
 [[nodiscard]] std::vector<Command> revenueCommands();
+[[nodiscard]] std::vector<Command> reviewCommands();
+[[nodiscard]] std::vector<Command> reviewReplyCommands(); // stand in the group of `reviewCommands`
+[[nodiscard]] std::vector<Command> storeCommands();
 [[nodiscard]] std::vector<Command> checklistCommands();
 [[nodiscard]] std::vector<Command> shipCommands();
 [[nodiscard]] std::vector<Command> testFlightCommands();
 [[nodiscard]] std::vector<Command> releaseCommands();
 [[nodiscard]] std::vector<Command> monitorCommands();
+[[nodiscard]] std::vector<Command> assistantCommands();
 [[nodiscard]] std::vector<Command> demoCommands();
 [[nodiscard]] std::vector<Command> sandboxCommands();
 [[nodiscard]] std::vector<Command> shellCommands();
@@ -42,11 +48,12 @@ namespace quorvel {
 [[nodiscard]] const Command& homeCommand();
 
 inline constexpr std::vector<Command> (*commandGroups[])() = {
-    authCommands,   workspaceCommands,  appCommands,        appSettingsCommands, versionCommands,
-    buildCommands,  pullCommands,       compareCommands,    pushCommands,        historyCommands,
-    localeCommands, treeCommands,       translateCommands,  keywordsCommands,    notesCommands,
-    costsCommands,  screenshotCommands, testFlightCommands, releaseCommands,     checklistCommands,
-    shipCommands,   monitorCommands,    revenueCommands,    demoCommands,        sandboxCommands,
+    authCommands,       workspaceCommands, appCommands,       appSettingsCommands, versionCommands,
+    buildCommands,      pullCommands,      compareCommands,   pushCommands,        historyCommands,
+    localeCommands,     treeCommands,      translateCommands, keywordsCommands,    keywordTrackingCommands,
+    competitorCommands, notesCommands,     costsCommands,     screenshotCommands,  testFlightCommands,
+    releaseCommands,    checklistCommands, shipCommands,      monitorCommands,     revenueCommands,
+    storeCommands,      assistantCommands, reviewCommands,    demoCommands,        sandboxCommands,
     shellCommands,
 };
 

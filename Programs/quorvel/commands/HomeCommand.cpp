@@ -6,6 +6,7 @@
 #include "Programs/quorvel/commands/RevenuePlot.h"
 #include "Programs/quorvel/commands/TextReports.h"
 #include "Quorvel/actions/HomeActions.h"
+#include "Quorvel/actions/OpenedReviews.h"
 #include "Quorvel/application/Application.h"
 
 #include <fmt/format.h>
@@ -153,6 +154,11 @@ void printHome(Invocation& invocation, const ShowHome::Result& home) {
             moneyText(summary.proceeds, summary.currency.value_or("")),
             counted(static_cast<std::size_t>(std::max<std::int64_t>(summary.downloads, 0)), "download")));
     }
+    if (!home.reviews.empty()) output.line();
+    for (const auto& each : home.reviews)
+        output.line(fmt::format("{}: {} of the last {} days without a response ({})", each.displayName,
+                                counted(static_cast<std::size_t>(each.unanswered), "review"),
+                                UnansweredReviews::days, relativeTime(each.refreshedAt, now)));
     if (!home.hasKey) output.note(fmt::format("No API key is found: '{}' stores one.", keyStep.command));
     for (const AppOverview& app : home.apps)
         if (app.problem) output.warning(fmt::format("{}: {}", app.displayName, reportOf(*app.problem).text));

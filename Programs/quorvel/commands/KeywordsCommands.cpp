@@ -93,7 +93,8 @@ std::vector<Command> keywordsCommands() {
         "of en-US. Disabled locales are left out.",
         EnglishLocaleExpansion::explanation);
     return {
-        {.name = "keywords", .summary = "Generate keywords for each market"},
+        {.name = "keywords",
+         .summary = "Generate keywords for each market, and follow search terms in the store"},
         generateKeywordsCommand(),
         {.name = "keywords expand-english",
          .summary = "Coordinate the keywords of the four English locales",

@@ -1,6 +1,7 @@
 #include "Platform/text/Counted.h"
 #include "Platform/text/Text.h"
 #include "Programs/quorvel/Errors.h"
+#include "Programs/quorvel/FindProgram.h"
 #include "Programs/quorvel/MonitorView.h"
 #include "Programs/quorvel/Performing.h"
 #include "Programs/quorvel/ServiceFiles.h"
@@ -9,8 +10,6 @@
 
 #include <fmt/format.h>
 
-#include <unistd.h>
-
 #include <algorithm>
 
 namespace quorvel {
@@ -18,28 +17,6 @@ namespace quorvel {
 namespace {
 
 using Check = ReviewStateMonitor::Check;
-
-bool isProgram(const std::filesystem::path& path) {
-    std::error_code ignored;
-    return std::filesystem::is_regular_file(path, ignored) && ::access(path.c_str(), X_OK) == 0;
-}
-
-// The absolute path of a program that is named as in a shell; empty when there is none.
-std::filesystem::path findProgram(const std::string& name, const Surroundings& surroundings) {
-    if (name.find('/') != std::string::npos) {
-        const auto path = (surroundings.workingFolder / name).lexically_normal();
-        return isProgram(path) ? path : std::filesystem::path();
-    }
-    std::string_view folders;
-    const std::string all = surroundings.variable("PATH").value_or("/usr/bin:/bin");
-    for (folders = all; !folders.empty();) {
-        const std::size_t end = std::min(folders.find(':'), folders.size());
-        const auto path = surroundings.workingFolder / folders.substr(0, end) / name;
-        if (!name.empty() && isProgram(path)) return path.lexically_normal();
-        folders.remove_prefix(std::min(end + 1, folders.size()));
-    }
-    return {};
-}
 
 // A program that is not there is found out now, and not with the first change in some days.
 std::optional<std::string> changeProgramOf(const Invocation& invocation) {
@@ -162,11 +139,7 @@ std::vector<std::string> serviceArguments(const Invocation& invocation) {
 ExitStatus printService(Invocation& invocation) {
     const Surroundings& surroundings = invocation.surroundings;
     if (invocation.output.isJSON()) throw UsageError("--print-service prints no JSON");
-    const ServiceCall call{findProgram(surroundings.program.native(), surroundings),
-                           serviceArguments(invocation)};
-    if (call.program.empty())
-        throw CommandError(ExitStatus::failed, "it cannot be told where this program lies",
-                           "Call it by its full path.");
+    const ServiceCall call{runningProgram(surroundings), serviceArguments(invocation)};
     if (invocation.arguments.value("--print-service") == "launchd") {
         const auto home = surroundings.variable("HOME");
         invocation.output.raw(launchdPropertyList(

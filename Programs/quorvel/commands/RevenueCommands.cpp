@@ -1,8 +1,10 @@
 #include "Platform/text/Counted.h"
 #include "Platform/text/Text.h"
+#include "Programs/quorvel/CSV.h"
 #include "Programs/quorvel/Errors.h"
 #include "Programs/quorvel/Performing.h"
 #include "Programs/quorvel/commands/Groups.h"
+#include "Programs/quorvel/commands/RevenueOptions.h"
 #include "Programs/quorvel/commands/RevenuePlot.h"
 #include "Quorvel/actions/RevenueActions.h"
 
@@ -17,18 +19,6 @@ namespace {
 
 using Day = ShowRevenue::Day;
 using Status = DayResult::Status;
-
-ShowRevenue::Request revenueRequest(const Invocation& invocation) {
-    auto request = requestOf<ShowRevenue::Request>(invocation);
-    const Arguments& arguments = invocation.arguments;
-    request.days = arguments.number("--days", 1, ShowRevenue::mostDays).value_or(request.days);
-    request.currency = arguments.value("--currency");
-    request.vendorNumber = arguments.value("--vendor-number");
-    if (invocation.global.app)
-        for (const std::string& app : itemsOf(*invocation.global.app))
-            request.apps.push_back(app);
-    return request;
-}
 
 // The change against the window before; nothing where that had no sales.
 std::string changeText(double now, double before) {
@@ -64,6 +54,19 @@ void printApps(Output& output, const ShowRevenue::Result& result) {
     if (!table.rows.empty()) output.table(table);
 }
 
+// What of the accounts is not in the result; whether anything.
+bool printRefusals(Output& output, const std::vector<RefusedAccount>& refused,
+                   const std::vector<std::string>& appsWithoutVendorNumber) {
+    for (const auto& account : refused)
+        output.warning(
+            fmt::format("No newer reports of vendor number {}: {}", account.vendorNumber, account.reason));
+    for (const std::string& app : appsWithoutVendorNumber)
+        output.warning(fmt::format("No vendor number is stored for {}: its sales are missing. "
+                                   "'quorvel auth set --vendor-number NUMBER' stores one.",
+                                   app));
+    return !refused.empty() || !appsWithoutVendorNumber.empty();
+}
+
 void printRemarks(Output& output, const ShowRevenue::Result& result) {
     if (!result.reported.empty()) output.line(fmt::format("As reported: {}", reportedText(result.reported)));
     if (result.rateDate) output.line(fmt::format("Converted with the rates of {}.", *result.rateDate));
@@ -88,7 +91,7 @@ void printRemarks(Output& output, const ShowRevenue::Result& result) {
 }
 
 ExitStatus showRevenue(Invocation& invocation) {
-    const auto result = perform<ShowRevenue>(invocation, revenueRequest(invocation));
+    const auto result = perform<ShowRevenue>(invocation, revenueRequest<ShowRevenue::Request>(invocation));
     Output& output = invocation.output;
     output.document(result);
     if (!output.isJSON()) {
@@ -97,25 +100,14 @@ ExitStatus showRevenue(Invocation& invocation) {
         printApps(output, result);
     }
     printRemarks(output, result);
-    return result.failedDays == 0 ? ExitStatus::done : ExitStatus::partlyDone;
-}
-
-// A cell that a spreadsheet takes for a text and nothing else.
-std::string csvCell(const std::string& text) {
-    std::string cell = text;
-    if (!cell.empty() && std::string_view("=+-@\t\r").find(cell.front()) != std::string_view::npos)
-        cell.insert(0, "'");
-    if (cell.find_first_of("\",\r\n") == std::string::npos) return cell;
-    std::string quoted = "\"";
-    for (const char letter : cell)
-        quoted += letter == '"' ? "\"\"" : std::string(1, letter);
-    return quoted + "\"";
+    const bool isRefused = printRefusals(output, result.refusedAccounts, result.appsWithoutVendorNumber);
+    return result.failedDays == 0 && !isRefused ? ExitStatus::done : ExitStatus::partlyDone;
 }
 
 ExitStatus exportRevenue(Invocation& invocation) {
     if (invocation.output.isJSON() && invocation.arguments.has("--csv"))
         throw UsageError("--csv and --json exclude each other");
-    const auto result = perform<ExportRevenue>(invocation, revenueRequest(invocation));
+    const auto result = perform<ExportRevenue>(invocation, revenueRequest<ShowRevenue::Request>(invocation));
     Output& output = invocation.output;
     output.document(result);
     if (!output.isJSON()) {
@@ -129,16 +121,8 @@ ExitStatus exportRevenue(Invocation& invocation) {
         output.note(fmt::format("Not published yet: {}.", fmt::join(result.unpublishedDays, ", ")));
     if (!result.failedDays.empty())
         output.warning(fmt::format("Without a report: {}.", fmt::join(result.failedDays, ", ")));
-    return result.failedDays.empty() ? ExitStatus::done : ExitStatus::partlyDone;
-}
-
-std::vector<ArgumentSpec> revenueArguments() {
-    return {{.name = "--days",
-             .value = "N",
-             .description = "The last N whole days; 30 without it",
-             .suggestions = {"7", "30", "90"}},
-            {"--currency", "CODE", "The currency of the sums, such as EUR; kept for the next time"},
-            {"--vendor-number", "NUMBER", "The vendor number, instead of the stored one"}};
+    const bool isRefused = printRefusals(output, result.refusedAccounts, result.appsWithoutVendorNumber);
+    return result.failedDays.empty() && !isRefused ? ExitStatus::done : ExitStatus::partlyDone;
 }
 
 std::vector<ArgumentSpec> exportArguments() {
@@ -148,6 +132,15 @@ std::vector<ArgumentSpec> exportArguments() {
 }
 
 } // namespace
+
+std::vector<ArgumentSpec> revenueArguments() {
+    return {{.name = "--days",
+             .value = "N",
+             .description = "The last N whole days; 30 without it",
+             .suggestions = {"7", "30", "90"}},
+            {"--currency", "CODE", "The currency of the sums, such as EUR; kept for the next time"},
+            {"--vendor-number", "NUMBER", "The vendor number, instead of the stored one"}};
+}
 
 std::vector<Command> revenueCommands() {
     return {{.name = "revenue",
@@ -167,7 +160,8 @@ std::vector<Command> revenueCommands() {
              .heeds = {"--app", "--workspace"},
              .run = exportRevenue,
              .details = "The amounts are those that Apple reports, not converted. Example: quorvel revenue "
-                        "export --days 90 > sales.csv"}};
+                        "export --days 90 > sales.csv"},
+            revenueAnalysisCommand()};
 }
 
 } // namespace quorvel

@@ -2,6 +2,7 @@
 #include "Platform/text/Counted.h"
 #include "Platform/text/Text.h"
 #include "Programs/quorvel/Errors.h"
+#include "Programs/quorvel/PartEnd.h"
 #include "Programs/quorvel/Performing.h"
 #include "Programs/quorvel/commands/BuildOptions.h"
 #include "Programs/quorvel/commands/Groups.h"
@@ -34,34 +35,6 @@ std::vector<ArgumentSpec> withBuildOptions(std::vector<ArgumentSpec> arguments) 
 void noteRemarks(Output& output, const std::vector<std::string>& remarks) {
     for (const std::string& remark : remarks)
         output.note(remark + ".");
-}
-
-// How a command ends some of whose items failed.
-struct PartEnd {
-    std::size_t succeeded = 0;
-    std::vector<ExitStatus> failures;
-
-    [[nodiscard]] ExitStatus status() const {
-        if (failures.empty()) return ExitStatus::done;
-        if (succeeded > 0) return ExitStatus::partlyDone;
-        const bool same = std::ranges::all_of(failures, [&](ExitStatus one) { return one == failures[0]; });
-        return same ? failures[0] : ExitStatus::failed;
-    }
-};
-
-template <typename Outcomes, typename Name>
-PartEnd tellFailures(Output& output, const Outcomes& outcomes, Name&& name) {
-    PartEnd end;
-    for (const auto& outcome : outcomes) {
-        if (!outcome.failure) {
-            ++end.succeeded;
-            continue;
-        }
-        const ErrorReport report = reportOf(*outcome.failure);
-        output.warning(fmt::format("{}: {}", name(outcome), report.text));
-        end.failures.push_back(report.status);
-    }
-    return end;
 }
 
 std::string kindOfGroup(const TestGroup& group) {

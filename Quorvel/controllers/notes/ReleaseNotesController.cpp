@@ -110,7 +110,8 @@ std::filesystem::path ReleaseNotesController::repositoryOf(const ReleaseNotesOrd
 }
 
 ReleaseNotesLimits ReleaseNotesController::limitsOf(const ManagedApp& app) const {
-    const TranslationPipeline::Settings settings{.rules = access_.records().rules(app.id)};
+    TranslationPipeline::Settings settings;
+    settings.rules = access_.records().rules(app.id);
     return {TranslationPipeline::limitFor(FieldType::releaseNotes, settings),
             TranslationPipeline::limitFor(FieldType::promotionalText, settings)};
 }

@@ -4,10 +4,12 @@
 #include "Core/asc/ASCClientProtocol.h"
 #include "Core/revenue/FXRateStore.h"
 #include "Core/revenue/ReportingWindow.h"
+#include "Core/revenue/SalesAttribution.h"
 #include "Core/revenue/SalesReportService.h"
 #include "Core/revenue/WorkspaceRevenueSummary.h"
 
 #include <filesystem>
+#include <functional>
 #include <memory>
 #include <optional>
 #include <string>
@@ -15,15 +17,26 @@
 
 namespace quorvel {
 
+/// An account whose newer reports are not to be had; what is kept of it serves.
+struct RefusedAccount {
+    std::string vendorNumber;
+    std::string reason;
+    QUORVEL_RECORD(RefusedAccount, vendorNumber, reason)
+    bool operator==(const RefusedAccount&) const = default;
+};
+
 /// What was sold in a window of days.
 struct Revenue {
     ReportingWindow window;
+    SalesAttribution attribution;    // to the apps of the wish
     std::vector<DayResult> previous; // the days before the window, as many
     std::vector<DayResult> current;
     WorkspaceRevenueSummary summary;
     WorkspaceRevenueSummary::Converted converted;
     std::optional<FXRates> rates;
     std::optional<std::string> ratesProblem; // why no newer rates are to be had
+    std::vector<RefusedAccount> refusedAccounts;
+    bool hasReports = false; // of any day and account; also of days without sales
 };
 
 /// The last summary, kept in the user's settings for the home.
@@ -43,8 +56,8 @@ class RevenueController {
 
     /// A vendor number with a key that reaches its reports.
     struct Account {
-        std::shared_ptr<const ASCClientProtocol> client;
         std::string vendorNumber;
+        std::function<std::shared_ptr<const ASCClientProtocol>()> connect; // throws when its key is missing
     };
     struct Parts {
         std::vector<Account> accounts; // each vendor number once
@@ -63,7 +76,8 @@ class RevenueController {
 
     explicit RevenueController(Parts parts) : parts_(std::move(parts)) {}
 
-    /// Throws `ReportingWindowError`, and what `SalesReportService::fetch` throws.
+    /// An account that is refused does not keep the others from being read. Throws `ReportingWindowError`,
+    /// what `SalesReportService::fetch` throws where every account is refused, `CancellationError`.
     [[nodiscard]] Revenue fetch(const Wish& wish, const SalesReportService::Progress& onProgress = {});
 
     /// The currency that sums are shown in, as the user chose it last.
@@ -71,8 +85,13 @@ class RevenueController {
     [[nodiscard]] static std::optional<RevenueCache> cached(const UserDefaults& defaults);
 
   private:
-    [[nodiscard]] std::vector<DayResult> days(const std::vector<std::string>& dates,
-                                              const SalesReportService::Progress& onProgress) const;
+    struct Days {
+        std::vector<DayResult> days; // of all accounts together
+        std::vector<RefusedAccount> refused;
+        bool areAny = false; // that did not fail
+    };
+    [[nodiscard]] Days days(const std::vector<std::string>& dates,
+                            const SalesReportService::Progress& onProgress) const;
     void keepForHome(const Wish& wish, const Revenue& revenue) const;
 
     const Parts parts_;

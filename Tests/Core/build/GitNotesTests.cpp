@@ -1,3 +1,4 @@
+#include "Core/asc/KeyVariables.h"
 #include "Core/build/notes/CommitFilter.h"
 #include "Core/build/notes/GitLogParser.h"
 #include "Core/build/notes/VersionRangeResolver.h"
@@ -216,6 +217,21 @@ TEST(GitRepoReader, runsNothingThatTheRepositoryNames) {
     EXPECT_THAT(subjectsOf(reader.commits(reader.findRoot(repository.root()), {})), ElementsAre("one"));
     EXPECT_THAT(reader.listTags(repository.root()), IsEmpty());
     EXPECT_FALSE(std::filesystem::exists(witness));
+}
+
+TEST(GitRepoReader, keepsTheTextOfAKeyFromItsChildren) {
+    const TemporaryFolder folder;
+    const auto program = folder / "git";
+    writeFileAtomically(program, "#!/bin/sh\nenv > '" + (folder / "environment").string() + "'\npwd\n");
+    std::filesystem::permissions(program, std::filesystem::perms::owner_all);
+    for (const char* name : keyTextVariables)
+        ::setenv(name, "KEY-TEXT", 1);
+    (void)GitRepoReader({{program}, "/nowhere/xcrun"}).isShallow(folder.path());
+    for (const char* name : keyTextVariables)
+        ::unsetenv(name);
+    const auto environment = readFile(folder / "environment");
+    EXPECT_THAT(environment.value_or(""),
+                testing::AllOf(HasSubstr("GIT_PAGER=cat"), testing::Not(HasSubstr("KEY-TEXT"))));
 }
 
 TEST(GitRepoReader, readsTheSameWhateverTheConfigurationSaysOfForms) {

@@ -87,8 +87,8 @@ TEST(SalesReportParser, tellsWhatItCannotRead) {
     EXPECT_THAT(problemOf(packed("<html>\x1b[31mbusy</html>\n")), testing::Not(HasSubstr("\x1b")));
     EXPECT_THAT(problemOf(packed("")), HasSubstr("no sales report"));
     EXPECT_EQ(problemOf(packed("Provider\tUnits\tApple Identifier\n")),
-              "The sales report lacks the columns Developer Proceeds, Currency of Proceeds, "
-              "Product Type Identifier.");
+              "This is no daily summary of sales: it lacks the columns Developer Proceeds, "
+              "Currency of Proceeds, Product Type Identifier.");
     EXPECT_THAT(problemOf(packed(std::string(3 << 20, 'x'))), HasSubstr("no sales report"));
 }
 
@@ -119,6 +119,49 @@ TEST(SalesDay, sumsRowsOfOneProductAndCountsDownloadsBeforeItSkips) {
                                                  {"670", "", "garden", "EUR", 3, 3, 10.5},
                                                  {"671", "garden", "garden.pro", "EUR", 4, 0, 8}}));
     EXPECT_EQ(day.unreadableNumbers, 2);
+}
+
+// Their column names as Apple writes them.
+TEST(SalesReportParser, readsAnOldSummaryAndRefusesOtherReports) {
+    constexpr std::string_view oldColumns =
+        "Provider\tProvider Country\tSKU\tDeveloper\tTitle\tVersion\tProduct Type Identifier\tUnits\t"
+        "Developer Proceeds\tBegin Date\tEnd Date\tCustomer Currency\tCountry Code\tCurrency of Proceeds\t"
+        "Apple Identifier\tCustomer Price\tPromo Code\tParent Identifier\tSubscription\tPeriod\n";
+    const std::string old =
+        std::string(oldColumns) +
+        "APPLE\tUS\tgarden\tStudio\tGarden\t1.5\t1F\t3\t0\t12/29/2014\t12/29/2014\tTWD\tTW"
+        "\tTWD\t670\t0\t \t \t\t\n"
+        "APPLE\tUS\tgarden.pro\tStudio\tPro\t \tIA1\t2\t0.7\t12/29/2014\t12/29/2014\tUSD\tUS"
+        "\tUSD\t671\t0.99\t \tgarden\n"; // the last cells are left out
+    const auto day = salesDayOf("2014-12-29", packed(old));
+    ASSERT_EQ(day.lines.size(), 2U);
+    EXPECT_EQ(day.lines[0].downloads, 3);
+    EXPECT_EQ(day.lines[1].parentIdentifier, "garden");
+    EXPECT_NEAR(day.lines[1].proceeds, 1.4, 1e-9);
+    const struct {
+        std::string_view columns, missing;
+    } others[] = {
+        {"Start Date\tEnd Date\tVendor Identifier\tQuantity\tPartner Share\tExtended Partner Share\t"
+         "Partner Share Currency\tApple Identifier\tTitle\tProduct Type Identifier\n",
+         "lacks the column Developer Proceeds."},
+        {"App Name\tApp Apple ID\tSubscription Name\tDeveloper Proceeds\tProceeds Currency\tDevice\n",
+         "lacks the columns Apple Identifier, Product Type Identifier, Units."},
+        {"Event Date\tApp Name\tDeveloper Proceeds\tProceeds Currency\tRefund\tUnits\n",
+         "lacks the columns Apple Identifier, Product Type Identifier."},
+        {"Provider\tTitle\tOrdered\tCanceled\tApple Identifier\n", "lacks the columns Developer Proceeds, "}};
+    for (const auto& [columns, missing] : others)
+        EXPECT_THAT(problemOf(packed(std::string(columns) + "a\tb\tc\n")), HasSubstr(missing));
+}
+
+TEST(SalesDay, boundsWhatAReportMakesItRemember) {
+    std::string many(newestColumns);
+    for (int currency = 0; currency < 5000; ++currency)
+        many += fmt::format("APPLE\tgarden\tIA1\t1\t2\tUSD\tC{}\t670\t \t \n", currency);
+    const auto day = salesDayOf("2026-03-01", packed(many));
+    EXPECT_EQ(day.lines.size(), 5000U);
+    for (int product = 0; product < 130'000; ++product)
+        many += fmt::format("APPLE\tgarden.{}\tIA1\t1\t2\tUSD\tUSD\t{}\tgarden\t \n", product, product);
+    EXPECT_THROW((void)salesDayOf("2026-03-01", packed(many)), SalesReportParserError);
 }
 
 } // namespace

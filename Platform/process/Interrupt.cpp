@@ -1,6 +1,4 @@
-#include "Programs/quorvel/Interrupt.h"
-
-#include "Programs/quorvel/ExitStatus.h"
+#include "Platform/process/Interrupt.h"
 
 #include <pthread.h>
 #include <signal.h>
@@ -29,7 +27,7 @@ sigset_t awaitedSignals() {
 
 } // namespace
 
-Interrupt::Interrupt() : signals_(awaitedSignals()) {
+Interrupt::Interrupt(int status) : status_(status), signals_(awaitedSignals()) {
     pthread_sigmask(SIG_BLOCK, &signals_, nullptr);
     waiter_ = std::thread([this] { awaitSignals(); });
 }
@@ -40,7 +38,7 @@ void Interrupt::awaitSignals() {
         int signal = 0;
         if (sigwait(&signals_, &signal) != 0) continue;
         if (signal == endOfWaiting) return;
-        if (source_.stop_requested()) _exit(static_cast<int>(ExitStatus::interrupted));
+        if (source_.stop_requested()) _exit(status_);
         source_.request_stop();
     }
 }

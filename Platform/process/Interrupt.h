@@ -12,7 +12,8 @@ namespace quorvel {
 /// Made before any other thread, as those inherit the signals' mask.
 class Interrupt {
   public:
-    Interrupt();
+    /// `status` is the exit status of a program that is ended so.
+    explicit Interrupt(int status);
     ~Interrupt();
     Interrupt(const Interrupt&) = delete;
     Interrupt& operator=(const Interrupt&) = delete;
@@ -22,6 +23,7 @@ class Interrupt {
   private:
     void awaitSignals();
 
+    const int status_;
     sigset_t signals_; // that are awaited
     std::stop_source source_;
     std::thread waiter_;

@@ -1,0 +1,110 @@
+#include "Quorvel/assistants/LeanSchema.h"
+
+#include <algorithm>
+
+namespace quorvel {
+
+namespace {
+
+// What the name and the server's instructions tell already is left out; "" leaves out everything.
+struct ShortText {
+    std::string_view member;
+    std::string_view text;
+};
+constexpr ShortText shortTexts[] = {{"app", ""},
+                                    {"context", ""},
+                                    {"locales", ""},
+                                    {"fields", ""},
+                                    {"platform", ""},
+                                    {"version", ""},
+                                    {"displayTypes", ""},
+                                    {"run", "An id of history, or last."},
+                                    {"limit", ""},
+                                    {"days", ""},
+                                    {"apps", ""},
+                                    {"handle", ""},
+                                    {"texts", ""},
+                                    {"groups", "By name or id."},
+                                    {"build", "Number or id; the newest one when left out."},
+                                    {"allowClear", "Also remove texts."},
+                                    {"allowUnreviewed", "Also texts that nobody has read."},
+                                    {"allContexts", ""},
+                                    {"leaveEdits", ""},
+                                    {"mode", "replace: only the local files stay."},
+                                    {"flatten", "Drop unused alpha channels."},
+                                    {"prune", "Empty sets without local files."},
+                                    {"include", "Hashes of commits left out otherwise."},
+                                    {"exclude", "Hashes of commits."},
+                                    {"step", ""},
+                                    {"notify", "Tell testers."},
+                                    {"force", "Though app_status is not clean."}};
+
+// Without the values of an enumeration inside of a list, which are the fields.
+void shorten(std::string_view name, JSONValue& property) {
+    const auto text = std::ranges::find(shortTexts, name, &ShortText::member);
+    if (text != std::end(shortTexts)) {
+        property.erase("description");
+        if (!text->text.empty()) property.set("description", text->text);
+    }
+    JSONValue* const items = property.find("items");
+    if (!items) return;
+    items->erase("enum");
+    items->erase("additionalProperties");
+    if (JSONValue* const members = items->find("properties"))
+        for (auto& [inner, schema] : *members->members()) {
+            schema.erase("description");
+            schema.erase("enum");
+        }
+}
+
+} // namespace
+
+JSONValue memberSchema(const JSONValue& schema, std::string_view member) {
+    const JSONValue* const found = schema.at("properties", member);
+    return found ? *found : JSONValue::object();
+}
+
+JSONValue argumentsSchema(const JSONValue& request, std::span<const std::string_view> shown) {
+    JSONValue::Object properties;
+    for (const std::string_view name : shown) {
+        JSONValue property = memberSchema(request, name);
+        shorten(name, property);
+        properties.emplace_back(std::string(name), std::move(property));
+    }
+    JSONValue schema = JSONValue::object({{"type", "object"}});
+    if (!properties.empty()) schema.set("properties", std::move(properties));
+    JSONValue::Array required;
+    if (const JSONValue* const all = request.find("required"))
+        for (const JSONValue& name : *all->items())
+            if (std::ranges::find(shown, *name.text()) != shown.end()) required.push_back(name);
+    if (!required.empty()) schema.set("required", std::move(required));
+    return schema;
+}
+
+JSONValue leanSchema(const JSONValue& result) {
+    JSONValue schema = JSONValue::object({{"type", "object"}});
+    const JSONValue* const required = result.find("required");
+    if (required) schema.set("required", *required);
+    if (const JSONValue* const members = result.find("properties"))
+        for (const auto& [name, member] : *members->members()) {
+            const bool isRequired = required && std::ranges::find(*required->items(), JSONValue(name)) !=
+                                                    required->items()->end();
+            const JSONValue* const type = member.find("type");
+            if (!isRequired) addOptional(schema, name, type && type->text() ? *type->text() : "");
+        }
+    return schema;
+}
+
+void addRequired(JSONValue& schema, std::string_view member) {
+    if (!schema.find("required")) schema.set("required", JSONValue::array());
+    schema.find("required")->items()->emplace_back(member);
+}
+
+void addOptional(JSONValue& schema, std::string_view member, std::string_view type) {
+    if (!schema.find("properties")) schema.set("properties", JSONValue::object());
+    JSONValue property = JSONValue::object();
+    if (!type.empty()) property.set("type", type);
+    schema.find("properties")->set(member, std::move(property));
+}
+
+} // namespace quorvel

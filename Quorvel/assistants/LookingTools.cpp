@@ -1,0 +1,274 @@
+// Tools that change nothing.
+#include "Quorvel/actions/BuildActions.h"
+#include "Quorvel/actions/ChecklistActions.h"
+#include "Quorvel/actions/CompareActions.h"
+#include "Quorvel/actions/HistoryActions.h"
+#include "Quorvel/actions/HomeActions.h"
+#include "Quorvel/actions/ReleaseActions.h"
+#include "Quorvel/actions/RevenueActions.h"
+#include "Quorvel/actions/ScreenshotActions.h"
+#include "Quorvel/actions/TestFlightActions.h"
+#include "Quorvel/actions/TextActions.h"
+#include "Quorvel/actions/TranslationActions.h"
+#include "Quorvel/actions/VersionActions.h"
+#include "Quorvel/assistants/Tools.h"
+
+#include "Platform/text/Counted.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+
+namespace quorvel {
+
+namespace {
+
+std::string summaryOf(const ShowHome::Result& home) {
+    std::string text =
+        fmt::format("{}{}, {} for attention.", home.workspace ? home.workspace->name + ": " : "",
+                    counted(home.apps.size(), "app"), home.attentionCount);
+    if (home.apps.empty() && !home.hasRecordedApps)
+        text += " No app is recorded yet: call pull with the bundle id of one.";
+    if (!home.hasKey)
+        text +=
+            " No key for App Store Connect is set: the user runs 'quorvel auth set --key-id ID --issuer-id "
+            "ID --p8 FILE', or sets ASC_KEY_ID, ASC_ISSUER_ID and ASC_PRIVATE_KEY_PATH for this server.";
+    return text;
+}
+
+std::string summaryOf(const ShowChecklist::Result& result) {
+    const ReleasePipeline& pipeline = result.checklist.pipeline;
+    std::string text = result.checklist.app.displayName;
+    if (pipeline.context)
+        text += fmt::format(" {} {} ({})", pipeline.context->id(), pipeline.context->versionString,
+                            pipeline.context->appStoreState);
+    text += fmt::format(": next is {}.", rawValue(pipeline.next));
+    for (const ReleasePipeline::Item& item : pipeline.openItems())
+        text += fmt::format("\n- {}: {}", item.title, item.detail);
+    return text;
+}
+
+std::string summaryOf(const DiffTexts::Result& result) {
+    if (!result.wasPulled) return "Nothing was pulled yet, so it is not known what differs: call pull.";
+    return fmt::format("{} of {} would be pushed or wait for a correction.",
+                       counted(result.differences.size(), "change"), result.compared.context);
+}
+
+std::string summaryOf(const ShowTexts::Result& result) {
+    return fmt::format("{} of {} in {}.", counted(result.texts.size(), "text"), result.context,
+                       counted(result.locales.size(), "locale"));
+}
+
+std::string summaryOf(const CompareScreenshots::Result& result) {
+    const ScreenshotStatus& status = result.status;
+    if (!status.hasFolder) return fmt::format("There is no folder of screenshots: {}.", status.folder);
+    return fmt::format("{}, {}.", counted(status.sets.size(), "set"),
+                       counted(status.failures.size(), "problem"));
+}
+
+// The builds of an app, with those whose processing somebody waits for.
+struct BuildsOfApp {
+    AppReference app;
+    std::vector<ASCBuildSummary> builds;
+    std::vector<AwaitedBuildOfApp> awaited;
+    QUORVEL_RECORD(BuildsOfApp, app, builds, awaited)
+};
+
+Tool buildsTool(Tool tool) {
+    using Request = ListBuilds::Request;
+    const JSONValue request = jsonSchema<Request>();
+    tool.input = argumentsSchema(request, std::vector<std::string_view>{"app", "version"});
+    tool.output = leanSchema(jsonSchema<BuildsOfApp>());
+    tool.run = [request](ToolCall& call) {
+        const auto wanted = decodeRequest<Request>(requestOf(call, request));
+        auto listed = ListBuilds::perform(call.application, wanted, call.progress);
+        BuildsOfApp result{std::move(listed.app), std::move(listed.builds), {}};
+        result.awaited = ListAwaitedBuilds::perform(
+                             call.application, {.app = result.app.appStoreId, .workspace = wanted.workspace})
+                             .awaited;
+        std::string text = fmt::format("{}, {} still being processed.",
+                                       counted(result.builds.size(), "build"), result.awaited.size());
+        return ToolOutcome{valueOf(result), std::move(text)};
+    };
+    return tool;
+}
+
+// The runs of an app, or one run with its entries.
+struct PushesOfApp {
+    AppReference app;
+    std::vector<HistoryRun> runs;
+    std::vector<ShowRun::Entry> entries; // of the run that was named
+    QUORVEL_RECORD(PushesOfApp, app, runs, entries)
+};
+
+Tool historyTool(Tool tool, std::string_view list, bool isOfRun) {
+    const JSONValue request = isOfRun ? jsonSchema<ShowRun::Request>() : jsonSchema<ListRuns::Request>();
+    tool.list = list;
+    tool.input = isOfRun ? argumentsSchema(request, std::vector<std::string_view>{"run", "app"})
+                         : argumentsSchema(request, std::vector<std::string_view>{"app", "limit"});
+    tool.output = leanSchema(jsonSchema<PushesOfApp>());
+    tool.run = [request, isOfRun](ToolCall& call) {
+        const JSONValue wanted = requestOf(call, request);
+        PushesOfApp result;
+        if (isOfRun) {
+            auto shown = ShowRun::perform(call.application, decodeRequest<ShowRun::Request>(wanted));
+            result = {std::move(shown.app), {std::move(shown.run)}, std::move(shown.entries)};
+        } else {
+            auto listed = ListRuns::perform(call.application, decodeRequest<ListRuns::Request>(wanted));
+            result = {std::move(listed.app), std::move(listed.runs), {}};
+        }
+        std::string text = isOfRun ? counted(result.entries.size(), "field") + "."
+                                   : counted(result.runs.size(), "run") + ".";
+        return ToolOutcome{valueOf(result), std::move(text)};
+    };
+    return tool;
+}
+
+// The sums of some days.
+struct RevenueOfDays {
+    std::string firstDay;
+    std::string lastDay;
+    std::string currency;
+    double proceeds = 0;
+    double previousProceeds = 0; // of as many days before
+    std::int64_t downloads = 0;
+    std::int64_t previousDownloads = 0;
+    std::vector<ShowRevenue::Day> days;
+    std::vector<ShowRevenue::AppShare> apps;
+    std::optional<std::string> problem; // why not all of it is known
+    QUORVEL_RECORD(RevenueOfDays, firstDay, lastDay, currency, proceeds, previousProceeds, downloads,
+                   previousDownloads, days, apps, problem)
+};
+
+Tool revenueTool(Tool tool) {
+    const JSONValue request = jsonSchema<ShowRevenue::Request>();
+    tool.list = "days";
+    tool.input = argumentsSchema(request, std::vector<std::string_view>{"days", "apps"});
+    tool.output = leanSchema(jsonSchema<RevenueOfDays>());
+    tool.run = [request](ToolCall& call) {
+        auto shown = ShowRevenue::perform(
+            call.application, decodeRequest<ShowRevenue::Request>(requestOf(call, request)), call.progress);
+        RevenueOfDays result{std::move(shown.firstDay),
+                             std::move(shown.lastDay),
+                             std::move(shown.currency),
+                             shown.proceeds,
+                             shown.previousProceeds,
+                             shown.downloads,
+                             shown.previousDownloads,
+                             std::move(shown.days),
+                             std::move(shown.apps),
+                             shown.failure ? std::move(shown.failure) : std::move(shown.ratesProblem)};
+        std::string text = fmt::format(
+            "{} to {}: {:.2f} {} and {}.", result.firstDay, result.lastDay, result.proceeds, result.currency,
+            counted(static_cast<std::size_t>(std::max<std::int64_t>(0, result.downloads)),
+                    "first-time download"));
+        return ToolOutcome{valueOf(result), std::move(text)};
+    };
+    return tool;
+}
+
+} // namespace
+
+std::vector<Tool> lookingTools() {
+    return {
+        actionTool<ShowHome>({.name = "overview",
+                              .title = "Overview",
+                              .description =
+                                  "The workspace and its apps: what needs attention, what is in review, "
+                                  "what is live, what is not pushed. Start here. Reads local records only.",
+                              .asksServices = false,
+                              .list = "apps"},
+                             {"app"}, "", [](const auto& result) { return summaryOf(result); }),
+        actionTool<ShowChecklist>(
+            {.name = "app_status",
+             .title = "App status",
+             .description =
+                 "What the coming version of an app still needs: steps, open checks, next action, and the "
+                 "state of its review.",
+             .holdsForeignTexts = true},
+            {"app", "context"}, "checklist", [](const auto& result) { return summaryOf(result); }),
+        actionTool<ListVersions>(
+            {.name = "review_state",
+             .title = "Versions and review states",
+             .description =
+                 "All versions of an app on App Store Connect with their states, such as IN_REVIEW, REJECTED "
+                 "or PENDING_DEVELOPER_RELEASE.",
+             .holdsForeignTexts = true,
+             .list = "versions"},
+            {"app", "platform"}, "",
+            [](const auto& result) { return counted(result.versions.size(), "version") + "."; }),
+        actionTool<ShowTexts>(
+            {.name = "read_texts",
+             .title = "Read store texts",
+             .description =
+                 "The local store texts (name, subtitle, description, promotionalText, releaseNotes, "
+                 "keywords) with length and limit. Give locales and fields to get less.",
+             .asksServices = false,
+             .holdsForeignTexts = true,
+             .list = "texts"},
+            {"app", "context", "locales", "fields"}, "",
+            [](const auto& result) { return summaryOf(result); }),
+        actionTool<DiffTexts>({.name = "pending_changes",
+                               .title = "Pending changes",
+                               .description =
+                                   "What differs between the local store texts and the last pull, word by "
+                                   "word, and what a push would leave out and why.",
+                               .asksServices = false,
+                               .holdsForeignTexts = true,
+                               .list = "differences"},
+                              {"app", "context"}, "", [](const auto& result) { return summaryOf(result); }),
+        actionTool<CompareScreenshots>(
+            {.name = "screenshots_status",
+             .title = "Screenshots",
+             .description =
+                 "Local screenshots against those of the last pull, with problems of the pictures.",
+             .asksServices = false,
+             .list = "sets"},
+            {"app", "context", "locales", "displayTypes"}, "status",
+            [](const auto& result) { return summaryOf(result); }),
+        buildsTool({.name = "builds",
+                    .title = "Builds",
+                    .description =
+                        "The uploaded builds of an app and their processing, newest first. Call it again "
+                        "while one is processed.",
+                    .holdsForeignTexts = true,
+                    .list = "builds"}),
+        actionTool<ListTestGroups>(
+            {.name = "testflight_groups",
+             .title = "TestFlight groups",
+             .description = "The groups of testers of an app: members, builds, newest build.",
+             .holdsForeignTexts = true,
+             .list = "groups"},
+            {"app"}, "", [](const auto& result) { return counted(result.groups.size(), "group") + "."; }),
+        actionTool<ShowPhasedRelease>(
+            {.name = "phased_release",
+             .title = "Phased release",
+             .description = "How far the phased release of an app's versions is.",
+             .list = "versions"},
+            {"app", "platform"}, "",
+            [](const auto& result) { return counted(result.versions.size(), "version") + "."; }),
+        historyTool({.name = "history",
+                     .title = "Pushes so far",
+                     .description = "What was pushed, the newest run first.",
+                     .asksServices = false},
+                    "runs", false),
+        historyTool({.name = "history_run",
+                     .title = "One push",
+                     .description = "Each text of one push before and after it; run \"last\" is the newest.",
+                     .asksServices = false,
+                     .holdsForeignTexts = true},
+                    "entries", true),
+        revenueTool({.name = "revenue",
+                     .title = "Revenue",
+                     .description = "Proceeds and first-time downloads per day and app, against the days "
+                                    "before."}),
+        actionTool<ShowCosts>(
+            {.name = "costs",
+             .title = "AI costs",
+             .description = "What requests to the AI service (translate, keywords, notes) cost.",
+             .asksServices = false},
+            {"days"}, "", [](const auto& result) { return fmt::format("${:.4f}.", result.costUSD); }),
+    };
+}
+
+} // namespace quorvel
