@@ -1,6 +1,5 @@
 #include "Core/reviews/ReviewReplyLog.h"
 
-#include <algorithm>
 #include <utility>
 
 namespace quorvel {
@@ -21,9 +20,6 @@ std::map<std::string, ReviewReplyLog::Entry> ReviewReplyLog::entries() const {
 void ReviewReplyLog::record(const std::string& reviewID, const std::string& text) const {
     auto all = entries();
     all[reviewID] = {text, clock_(), "PENDING_PUBLISH"};
-    while (all.size() > mostEntries)
-        all.erase(std::ranges::min_element(
-            all, {}, [](const auto& entry) { return std::pair(entry.second.sentAt, entry.first); }));
     defaults_->set(key, encodeJSON(all));
 }
 

@@ -5,7 +5,6 @@
 #include "Platform/json/JSON.h"
 #include "Platform/time/Date.h"
 
-#include <cstddef>
 #include <map>
 #include <memory>
 #include <optional>
@@ -19,7 +18,6 @@ namespace quorvel {
 class ReviewReplyLog {
   public:
     static constexpr std::string_view key = "ReviewReplyLog.v1";
-    static constexpr std::size_t mostEntries = 1000; // the newest
 
     struct Entry {
         std::string text; // as it was sent

@@ -8,6 +8,7 @@
 
 #include <algorithm>
 #include <unordered_map>
+#include <utility>
 
 namespace quorvel {
 
@@ -17,6 +18,12 @@ using Reading = CustomerReviewService::Reading;
 
 bool saysTheSame(const CachedReview& left, const CachedReview& right) {
     return left.rating == right.rating && left.title == right.title && left.body == right.body;
+}
+
+void takeClassification(const CachedReview& source, CachedReview& target) {
+    target.sentiment = source.sentiment;
+    target.themes = source.themes;
+    target.sentimentClassifiedAt = source.sentimentClassifiedAt;
 }
 
 // Puts the pages of one refresh into the records. Pages are kept together, more and more of them, since the
@@ -67,20 +74,18 @@ class ReviewIntake {
             noteResponses(notes);
             notes.unreadBelow = below;
         });
-        context_.records.store(waiting_);
-        waiting_.clear();
+        storeReviews();
         pagesWaiting_ = 0;
     }
 
     /// Keeps what was taken; nothing is left to be read.
     void finish() {
-        context_.records.store(waiting_);
+        storeReviews();
         context_.notes.update([&](ReviewNotes& notes) {
             noteResponses(notes);
             notes.unreadBelow = std::nullopt;
             notes.refreshedAt = now_;
         });
-        waiting_.clear();
         pagesWaiting_ = 0;
     }
 
@@ -100,20 +105,32 @@ class ReviewIntake {
         const auto found = known_.find(review.id);
         if (found == known_.end()) {
             ++outcome_.newRecords;
-            waiting_.push_back(std::move(review));
+            new_.push_back(std::move(review));
             return true;
         }
         const CachedReview& before = found->second;
         if (saysTheSame(before, review)) {
-            review.sentiment = before.sentiment;
-            review.themes = before.themes;
-            review.sentimentClassifiedAt = before.sentimentClassifiedAt;
+            takeClassification(before, review);
             if (review == before) return false;
         } else {
             ++outcome_.updated;
         }
-        waiting_.push_back(std::move(review));
+        changed_.emplace_back(before, std::move(review));
         return true;
+    }
+
+    // Another process may classify meanwhile, which costs money.
+    void storeReviews() {
+        (void)context_.records.addNew(new_);
+        new_.clear();
+        for (auto& [before, review] : changed_) {
+            if (context_.records.replace(before, review)) continue;
+            const auto now = context_.records.find(review.id);
+            if (!now) continue; // somebody removed it
+            if (saysTheSame(*now, review)) takeClassification(*now, review);
+            (void)context_.records.replace(*now, review);
+        }
+        changed_.clear();
     }
 
     bool takeResponse(const CustomerReview& each) {
@@ -141,9 +158,10 @@ class ReviewIntake {
     std::unordered_map<std::string, CachedReview> known_; // before the refresh
     std::map<std::string, CustomerReviewResponseAttributes> responses_;
     std::map<std::string, std::optional<CustomerReviewResponseAttributes>> changedResponses_;
-    std::optional<Date> unreadBelow_; // before the refresh
-    std::optional<Date> oldest_;      // of the reviews taken
-    std::vector<CachedReview> waiting_;
+    std::optional<Date> unreadBelow_;                            // before the refresh
+    std::optional<Date> oldest_;                                 // of the reviews taken
+    std::vector<CachedReview> new_;                              // to be stored
+    std::vector<std::pair<CachedReview, CachedReview>> changed_; // what is kept, and what takes its place
     std::size_t pages_ = 0;
     std::size_t pagesWaiting_ = 0;
 };

@@ -232,6 +232,19 @@ TEST_F(ReviewClassificationRun, isNothingThatAHostileReviewCanChangeButItsOwn) {
     EXPECT_EQ(after, before);
 }
 
+// What it sends arrives, and its answers to that cannot be read.
+class GarblingClient : public ASCClientProtocol {
+  public:
+    explicit GarblingClient(const ASCClientProtocol& client) : client_(client) {}
+    [[nodiscard]] std::string exchange(const ASCRequest& request) const override {
+        std::string answer = client_.exchange(request);
+        return request.method == "GET" ? answer : "{\"data\": 1}";
+    }
+
+  private:
+    const ASCClientProtocol& client_;
+};
+
 TEST_F(ReviewsServiceTest, findsAReplyWhoseAnswerWasLost) {
     fixture.server.addReviews(tides, 1);
     (void)fetch();
@@ -243,6 +256,9 @@ TEST_F(ReviewsServiceTest, findsAReplyWhoseAnswerWasLost) {
     fixture.server.setFaults({{.route = "POST /v1/customerReviewResponses", .action = "reset"}});
     EXPECT_THROW((void)reviews.respond(id, "Other words"), ASCError);
     EXPECT_EQ(reviews.find(id)->response->responseBody, "Thank you!\n");
+    fixture.server.setFaults({});
+    const GarblingClient garbling(fixture.client);
+    EXPECT_EQ(CustomerReviewService(garbling).respond(id, "Garbled").responseBody, "Garbled");
     EXPECT_FALSE(reviews.find("no-such-review"));
 }
 
