@@ -48,6 +48,9 @@ std::string plainLine(std::string_view text, std::size_t longest) {
     std::string plain = withoutInvisibles(repairUTF8(text));
     std::ranges::replace_if(
         plain, [](unsigned char byte) { return byte < 0x20 || byte == 0x7F; }, ' ');
+    // U+0080 to U+009F: terminals know these controls too.
+    for (std::size_t i = 0; i + 1 < plain.size(); ++i)
+        if (plain[i] == '\xC2' && static_cast<unsigned char>(plain[i + 1]) < 0xA0) plain.replace(i, 2, " ");
     return std::string(trim(graphemePrefix(trim(plain), longest)));
 }
 

@@ -38,6 +38,14 @@ void printFigures(Output& output, const RevenueAnalysisPlan& plan) {
         moneyText(figures.proceedsOfDaysBefore, figures.currency), figures.downloadsOfDaysBefore));
 }
 
+// A terminal takes some characters of a foreign name for commands; a file does not.
+void printPrompt(Output& output, const std::string& prompt) {
+    if (output.streams().outIsTerminal)
+        output.verbatim(prompt);
+    else
+        output.raw(prompt + "\n");
+}
+
 void printComment(Output& output, const AnalyseRevenue::Result& result) {
     output.styledLine(output.styled(Style::bold, escapeControls(result.comment.headline)));
     output.line();
@@ -67,7 +75,7 @@ ExitStatus analyseRevenue(Invocation& invocation) {
         output.document(planned);
         printFigures(output, plan);
         if (invocation.global.verbose && !output.isJSON())
-            output.raw(plan.prompt.system + "\n\n" + plan.prompt.user + "\n");
+            printPrompt(output, plan.prompt.system + "\n\n" + plan.prompt.user);
         output.note(
             fmt::format("Dry run: one request would be sent at an estimated cost of {}, nothing was.{}",
                         price, invocation.global.verbose ? "" : " --verbose shows the prompt."));

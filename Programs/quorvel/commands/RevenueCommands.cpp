@@ -79,7 +79,7 @@ void printRemarks(Output& output, const ShowRevenue::Result& result) {
         output.note(fmt::format("No app here for {} ({}): {}, {} downloads.",
                                 product.sku.empty() ? "a product" : product.sku, product.appleIdentifier,
                                 moneyText(product.proceeds, result.currency), product.downloads));
-    if (!result.latestDayPublished)
+    if (!result.days.empty() && result.days.back().status == Status::notYetPublished)
         output.note(fmt::format("Apple has not published {} yet.", result.lastDay));
     if (result.unreadableNumbers > 0)
         output.warning(fmt::format("{} of the reports held something else than a number; it counts as 0.",
@@ -112,9 +112,13 @@ ExitStatus exportRevenue(Invocation& invocation) {
     output.document(result);
     if (!output.isJSON()) {
         output.raw("date,app,name,currency,proceeds,units,downloads\n");
+        // A terminal takes some characters of a foreign name for commands; a file does not.
+        const auto cell = [&](const std::string& text) {
+            return csvCell(output.streams().outIsTerminal ? escapeControls(text) : text);
+        };
         for (const auto& row : result.rows)
-            output.raw(fmt::format("{},{},{},{},{:.2f},{},{}\n", row.date, csvCell(row.app),
-                                   csvCell(row.displayName), csvCell(row.currency), row.proceeds, row.units,
+            output.raw(fmt::format("{},{},{},{},{:.2f},{},{}\n", cell(row.date), cell(row.app),
+                                   cell(row.displayName), cell(row.currency), row.proceeds, row.units,
                                    row.downloads));
     }
     if (!result.unpublishedDays.empty())

@@ -133,7 +133,10 @@ void RevenueController::keepForHome(const Wish& wish, const Revenue& revenue) co
     auto summary = WorkspaceRevenueSummary::of(before, lastOf(revenue.current, homeDays), wish.apps,
                                                revenue.attribution);
     summary.convertTo(wish.currency, revenue.rates.value_or(FXRates()));
-    if (summary.failure || !revenue.refusedAccounts.empty()) return; // what was kept says more
+    const bool isPartial = std::ranges::any_of(
+        before, [](const DayResult& day) { return day.status == DayResult::Status::failed; });
+    // What was kept says more.
+    if (summary.failure || isPartial || !revenue.refusedAccounts.empty()) return;
     const RevenueCache cache{wish.workspace, parts_.clock(), revenue.window.current.back(),
                              std::move(summary)};
     try {
