@@ -1,6 +1,7 @@
 #include "Quorvel/actions/StoreActions.h"
 
 #include "Core/aso/StoreClients.h"
+#include "Core/aso/StoreLink.h"
 #include "Platform/task/Task.h"
 #include "Platform/text/Text.h"
 #include "Quorvel/application/AppDirectory.h"
@@ -78,29 +79,14 @@ struct WantedApp {
     std::string bundleId; // empty otherwise
 };
 
-// "https://apps.apple.com/de/app/name/id123?l=en"
-std::optional<WantedApp> appOfAddress(std::string_view text) {
-    std::size_t start = text.find("://");
-    start = start == std::string_view::npos ? 0 : start + 3;
-    std::string_view rest = text.substr(start);
-    WantedApp app{.named = std::string(text)};
-    while (!rest.empty()) {
-        const std::size_t end = std::min(rest.find_first_of("/?&#"), rest.size());
-        std::string_view piece = rest.substr(0, end);
-        if (isCountryCode(piece) && app.country.empty()) app.country = piece;
-        if (piece.starts_with("id")) piece.remove_prefix(piece.starts_with("id=") ? 3 : 2);
-        if (isNumber(piece) && piece.data() != rest.data()) app.id = piece;
-        rest.remove_prefix(std::min(end + 1, rest.size()));
-    }
-    return app.id.empty() ? std::nullopt : std::optional(app);
-}
-
 WantedApp appNamed(Application& application, const std::string& given) {
     const std::string text(trim(given));
     const std::string_view digits = text.starts_with("id") ? std::string_view(text).substr(2) : text;
     if (isNumber(digits)) return {.named = text, .id = std::string(digits)};
     if (text.find('/') != std::string::npos) {
-        if (const auto app = appOfAddress(text)) return *app;
+        const bool hasScheme = text.find("://") != std::string::npos;
+        if (const auto link = readStoreLink(hasScheme ? text : "https://" + text))
+            return {.named = text, .country = link->country.value_or(""), .id = *link->appStoreId};
     } else if (const auto own = AppDirectory(application, {}).find(text)) {
         return {
             .named = text, .id = own->appStoreId, .bundleId = own->appStoreId.empty() ? own->bundleId : ""};

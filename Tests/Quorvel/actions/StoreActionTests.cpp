@@ -101,6 +101,15 @@ TEST_F(StoreActions, findAppsByAllTheirNames) {
     EXPECT_EQ(kindOf([&] { (void)LookUpStoreApps::perform(application, {.apps = {"org.example.none"}}); }),
               FailureKind::notFound);
 
+    // Only the first piece of an address is a country, in letters of any case.
+    const auto linked =
+        LookUpStoreApps::perform(application, {.apps = {"https://apps.apple.com/app/vk/id6700000102",
+                                                        "apps.apple.com/DE/app/gezeiten/id6710000013"}});
+    ASSERT_THAT(linked.entries, SizeIs(2));
+    EXPECT_EQ(linked.entries[0].country, "us");
+    EXPECT_EQ(linked.entries[1].country, "de");
+    EXPECT_EQ(linked.entries[1].listing.trackId, 6710000013);
+
     const auto pages = ShowStorePages::perform(
         application, {.apps = {"example.fernandfrond.id", "6700000103"}, .countries = {"us", "at"}});
     ASSERT_THAT(pages.entries, SizeIs(2));
