@@ -43,14 +43,45 @@ TypedReply typedReply(const ReplySheet& sheet) {
 
 std::string replyInFile(const Application& application, const std::string& file) {
     const auto path = application.absolutePath(file);
-    const auto bytes = readFile(path, largestReplyText);
+    auto bytes = readFile(path, largestReplyText);
     if (!bytes)
         throw ApplicationError(FailureKind::noFolder,
                                fmt::format("there is no file {}", escapeControls(path.string())));
-    if (!isValidUTF8(*bytes) || bytes->find('\0') != std::string::npos)
-        throw ApplicationError(FailureKind::badRequest,
-                               fmt::format("{} is no text in UTF-8", escapeControls(path.string())));
-    return *bytes;
+    return *std::move(bytes);
+}
+
+// `source` names where the text comes from.
+void requireReplyText(const std::string& text, const std::string& source) {
+    const auto refuse = [&](std::string_view problem) {
+        throw ApplicationError(FailureKind::badRequest, fmt::format("{} {}", source, problem),
+                               "Nothing was sent.");
+    };
+    if (text.size() > largestReplyText) refuse(fmt::format("has more than {} bytes", largestReplyText));
+    if (!isValidUTF8(text) || text.find('\0') != std::string::npos) refuse("is no text in UTF-8");
+    if (isBlank(text)) refuse("is empty");
+}
+
+// The text that a request brings; nothing when it is about the reply that is typed already.
+std::optional<std::string> givenText(const Application& application,
+                                     const PlanReviewReply::Request& request) {
+    if (request.text && request.file)
+        throw ApplicationError(FailureKind::badRequest, "a reply has a text or a file, not both");
+    if (!request.text && !request.file) return std::nullopt;
+    const std::string text = request.file ? replyInFile(application, *request.file) : *request.text;
+    requireReplyText(text, request.file ? escapeControls(application.absolutePath(*request.file).string())
+                                        : "the reply");
+    return std::string(trim(text));
+}
+
+// With the text in its sheet, where one is given.
+OpenedReply openedWithText(Application& application, const PlanReviewReply::Request& request,
+                           const std::optional<std::string>& text) {
+    OpenedReply opened = openReply(application, request);
+    if (!text && !opened.seen.hasDraft)
+        throw ApplicationError(FailureKind::notFound, "there is no typed reply to this review",
+                               "Draft one, or give its text.");
+    if (text) opened.sheet->replaceReplyText(*text);
+    return opened;
 }
 
 } // namespace
@@ -87,19 +118,18 @@ RestoreReviewReply::Result RestoreReviewReply::perform(Application& application,
     return {referenceOf(opened.reviews->app()), opened.seen, typedReply(*opened.sheet)};
 }
 
+PlanReviewReply::Request PlanReviewReply::keep(Application& application, const Request& request) {
+    Request kept = request;
+    kept.text = givenText(application, request);
+    kept.file.reset();
+    (void)openedWithText(application, kept, kept.text);
+    return kept;
+}
+
 PlanReviewReply::Result PlanReviewReply::perform(Application& application, const Request& request,
                                                  const ActionProgress&) {
-    if (request.text && request.file)
-        throw ApplicationError(FailureKind::badRequest, "a reply has a text or a file, not both");
-    std::optional<std::string> text = request.text;
-    if (request.file) text = replyInFile(application, *request.file);
-    if (text && isBlank(*text))
-        throw ApplicationError(FailureKind::badRequest, "the reply is empty", "Nothing was sent.");
-    const OpenedReply opened = openReply(application, request);
-    if (!text && !opened.seen.hasDraft)
-        throw ApplicationError(FailureKind::notFound, "there is no typed reply to this review",
-                               "Draft one, or give its text.");
-    if (text) opened.sheet->replaceReplyText(std::string(trim(*text)));
+    const auto text = givenText(application, request);
+    const OpenedReply opened = openedWithText(application, request, text);
     return {opened.sheet->plan(), opened.sheet->draftFile().string()};
 }
 

@@ -107,6 +107,9 @@ struct PlanReviewReply {
         std::string draftFile; // where the text is kept
         QUORVEL_RECORD(Result, plan, draftFile)
     };
+    /// The first step of it, which asks nobody: keeps the text that is given. The request with the text that
+    /// is kept. Throws `ApplicationError`, `FileError`, `StoreError`; nothing is kept then.
+    [[nodiscard]] static Request keep(Application& application, const Request& request);
     [[nodiscard]] static Result perform(Application& application, const Request& request,
                                         const ActionProgress& progress = {});
 };

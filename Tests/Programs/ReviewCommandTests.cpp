@@ -83,7 +83,13 @@ TEST_F(ReviewCommands, draftAndSendAReplyThatIsNeverLost) {
     EXPECT_EQ(gone.status, 4);
     EXPECT_THAT(gone.error, HasSubstr("App Store Connect doesn't have this review any more"));
     server.setFaults({{.route = "POST /v1/customerReviewResponses", .status = 409}});
-    EXPECT_NE(run({"reviews", "reply", id, "--draft", "--yes"}).status, 0);
+    const auto refused = run({"reviews", "reply", id, "--draft", "--yes"});
+    EXPECT_NE(refused.status, 0);
+    EXPECT_THAT(refused.error, HasSubstr("The text is kept; "));
+    // A folder is no file; nothing is kept of it.
+    const auto unread = run({"reviews", "reply", id, "--file", "/", "--yes"});
+    EXPECT_NE(unread.status, 0);
+    EXPECT_THAT(unread.error, Not(HasSubstr("is kept")));
     EXPECT_THAT(run({"reviews", "show", id}).out, HasSubstr("In my own words."));
     server.setFaults({});
     const auto sent = run({"reviews", "reply", id, "--draft", "--yes"});

@@ -1,3 +1,4 @@
+#include "Core/asc/ASCError.h"
 #include "Platform/text/Text.h"
 #include "Programs/quorvel/Errors.h"
 #include "Programs/quorvel/Performing.h"
@@ -108,15 +109,20 @@ PlanReviewReply::Request replyRequest(Invocation& invocation) {
     return request;
 }
 
-// Runs what may fail once a reply is kept, and says that it is.
+// Whether a reply was asked about or sent, and not merely kept or read, when this happened.
+bool isAboutSending(const std::exception& error) {
+    const ExitStatus status = reportOf(error).status;
+    return dynamic_cast<const ASCError*>(&error) || status == ExitStatus::serviceTrouble ||
+           status == ExitStatus::noCredentials || status == ExitStatus::interrupted;
+}
+
+// Runs what asks App Store Connect once a reply is kept, and says that it is when that fails.
 template <typename Work>
 auto tellingThatItIsKept(Invocation& invocation, Work&& work) {
     try {
         return work();
     } catch (const std::exception& error) {
-        const ExitStatus status = reportOf(error).status;
-        if (status == ExitStatus::serviceTrouble || status == ExitStatus::noCredentials ||
-            status == ExitStatus::interrupted || status == ExitStatus::failed)
+        if (isAboutSending(error))
             invocation.output.note(fmt::format("The text is kept; {} sends it.", sendTypedReply(invocation)));
         throw;
     }
@@ -124,7 +130,7 @@ auto tellingThatItIsKept(Invocation& invocation, Work&& work) {
 
 ExitStatus sendReply(Invocation& invocation) {
     Output& output = invocation.output;
-    const auto request = replyRequest(invocation);
+    const auto request = PlanReviewReply::keep(invocation.application, replyRequest(invocation));
     const auto planned =
         tellingThatItIsKept(invocation, [&] { return perform<PlanReviewReply>(invocation, request); });
     const ReviewReplyPlan& plan = planned.plan;

@@ -1,6 +1,7 @@
 #include "Quorvel/controllers/reviews/ReplyDrafts.h"
 
 #include "Platform/files/Files.h"
+#include "Platform/log/Log.h"
 #include "Platform/text/Text.h"
 
 #include <cerrno>
@@ -13,6 +14,16 @@ namespace {
 constexpr std::string_view textEnding = ".txt";
 constexpr std::uint64_t largestReplyFile = 1 << 20;
 
+// It may hold a text that is nowhere else; the next save would write over it.
+void moveAside(const std::filesystem::path& file) {
+    std::filesystem::path aside = file;
+    aside += ".damaged";
+    std::error_code error;
+    std::filesystem::rename(file, aside, error);
+    if (error) throw FileError(file, file.string() + " is damaged and cannot be moved aside", error.value());
+    Logger("Reviews").warning("A damaged file was moved aside: " + aside.string());
+}
+
 } // namespace
 
 // Not in the unnamed namespace: clang takes no record there that holds an optional record.
@@ -21,7 +32,8 @@ struct ReplyDraftRest {
     std::string developerNote;
     std::optional<std::string> textBeforeDraft;
     std::optional<ReplyDraft::Sending> sending;
-    QUORVEL_RECORD(ReplyDraftRest, developerNote, textBeforeDraft, sending)
+    std::optional<std::string> lastDraft;
+    QUORVEL_RECORD(ReplyDraftRest, developerNote, textBeforeDraft, sending, lastDraft)
 };
 
 std::filesystem::path ReplyDrafts::textFile(const std::string& reviewID) const {
@@ -33,6 +45,10 @@ std::filesystem::path ReplyDrafts::textFile(const std::string& reviewID) const {
 
 std::filesystem::path ReplyDrafts::restFile(const std::string& reviewID) const {
     return textFile(reviewID).replace_extension(".json");
+}
+
+std::filesystem::path ReplyDrafts::earlierFile(const std::string& reviewID) const {
+    return textFile(reviewID).replace_extension(".earlier");
 }
 
 std::optional<ReplyDraft> ReplyDrafts::load(const std::string& reviewID) const {
@@ -50,7 +66,9 @@ std::optional<ReplyDraft> ReplyDrafts::load(const std::string& reviewID) const {
         draft.developerNote = std::move(kept.developerNote);
         draft.textBeforeDraft = std::move(kept.textBeforeDraft);
         draft.sending = std::move(kept.sending);
+        draft.lastDraft = std::move(kept.lastDraft);
     } catch (const JSONError&) { // the text is what counts
+        moveAside(restFile(reviewID));
     }
     return draft;
 }
@@ -59,16 +77,23 @@ void ReplyDrafts::save(const std::string& reviewID, const ReplyDraft& draft) con
     const auto text = textFile(reviewID);
     createFolders(folder_, FolderMode::secret);
     // First what was replaced, so that no text is nowhere.
-    writeFileAtomically(restFile(reviewID),
-                        encodeJSON(ReplyDraftRest{draft.developerNote, draft.textBeforeDraft, draft.sending},
-                                   {JSONLayout::pretty, JSONKeyOrder::declared}),
-                        FileMode::secret);
+    writeFileAtomically(
+        restFile(reviewID),
+        encodeJSON(ReplyDraftRest{draft.developerNote, draft.textBeforeDraft, draft.sending, draft.lastDraft},
+                   {JSONLayout::pretty, JSONKeyOrder::declared}),
+        FileMode::secret);
     writeFileAtomically(text, draft.replyText, FileMode::secret);
+}
+
+void ReplyDrafts::keepEarlier(const std::string& reviewID, std::string_view text) const {
+    createFolders(folder_, FolderMode::secret);
+    appendLine(earlierFile(reviewID), std::string(trim(text)) + "\n", FileMode::secret);
 }
 
 void ReplyDrafts::remove(const std::string& reviewID) const {
     removeFile(textFile(reviewID));
     removeFile(restFile(reviewID));
+    removeFile(earlierFile(reviewID));
 }
 
 std::vector<std::string> ReplyDrafts::reviewIDs() const {

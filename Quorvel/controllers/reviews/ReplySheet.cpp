@@ -62,15 +62,19 @@ void requireUnchanged(const ReviewReplyPlan& plan, const CachedReview& review,
 
 ReplySheet::ReplySheet(Parts parts) : parts_(std::move(parts)) {
     ReplySheetState state;
-    state.isEditingExisting = parts_.seen.response.has_value();
+    if (parts_.seen.response) {
+        answer_ = parts_.seen.response->responseBody.value_or("");
+        state.isEditingExisting = true;
+    }
     if (const auto kept = parts_.drafts.load(parts_.seen.review.id)) {
         state.replyText = kept->replyText;
         state.developerNote = kept->developerNote;
         state.textBeforeDraft = kept->textBeforeDraft;
         unknownSending_ = kept->sending;
+        lastDraft_ = kept->lastDraft;
+        keptText_ = kept->replyText;
     }
-    if (isBlank(state.replyText) && parts_.seen.response)
-        state.replyText = parts_.seen.response->responseBody.value_or("");
+    if (isBlank(state.replyText)) state.replyText = answer_.value_or("");
     state_.publish(std::move(state));
 }
 
@@ -85,22 +89,42 @@ std::string_view ReplySheet::draftButton() const {
 template <typename Change>
 void ReplySheet::change(Change&& change) {
     state_.update([&](ReplySheetState& state) {
+        takeEdits(state);
         change(state);
-        keep(state, unknownSending_);
+        keep(state);
     });
 }
 
-void ReplySheet::keep(const ReplySheetState& state, std::optional<ReplyDraft::Sending> sending) const {
+// The file's name is told, so that it is edited elsewhere; whether it was. Another process may have put texts
+// beside it too.
+bool ReplySheet::takeEdits(ReplySheetState& state) {
+    const auto now = parts_.drafts.load(parts_.seen.review.id);
+    if (!now || isBlank(now->replyText) || isSameReply(now->replyText, keptText_)) return false;
+    state.replyText = now->replyText;
+    state.sent = false;
+    if (now->textBeforeDraft) state.textBeforeDraft = now->textBeforeDraft;
+    if (now->lastDraft) lastDraft_ = now->lastDraft;
+    return true;
+}
+
+bool ReplySheet::isAnswer(std::string_view text) const {
+    return answer_ && isSameReply(*answer_, text);
+}
+
+void ReplySheet::keep(const ReplySheetState& state) {
     // The response that there is is no typed text.
-    const bool isTyped = !isResponse(parts_.seen.response, state.replyText);
-    parts_.drafts.save(parts_.seen.review.id, {isTyped ? state.replyText : "", state.developerNote,
-                                               state.textBeforeDraft, std::move(sending)});
+    const std::string text = isAnswer(state.replyText) ? "" : state.replyText;
+    parts_.drafts.save(parts_.seen.review.id,
+                       {text, state.developerNote, state.textBeforeDraft, unknownSending_, lastDraft_});
+    keptText_ = text;
 }
 
 void ReplySheet::setReplyText(std::string text) {
-    change([&](ReplySheetState& state) {
+    state_.update([&](ReplySheetState& state) {
+        if (takeEdits(state)) parts_.drafts.keepEarlier(parts_.seen.review.id, state.replyText);
         state.replyText = std::move(text);
         state.sent = false;
+        keep(state);
     });
 }
 
@@ -109,12 +133,25 @@ void ReplySheet::setDeveloperNote(std::string note) {
 }
 
 void ReplySheet::replaceReplyText(std::string text) {
-    change([&](ReplySheetState& state) {
-        if (!isBlank(state.replyText) && state.replyText != text) state.textBeforeDraft = state.replyText;
-        state.replyText = std::move(text);
-        state.error.reset();
-        state.sent = false;
-    });
+    change([&](ReplySheetState& state) { replace(state, std::move(text)); });
+}
+
+void ReplySheet::replace(ReplySheetState& state, std::string text) {
+    const auto isDraft = [&](const std::string& some) {
+        return lastDraft_ && isSameReply(*lastDraft_, some);
+    };
+    auto& before = state.textBeforeDraft;
+    // A draft can be had again, what somebody typed cannot.
+    if (!isBlank(state.replyText) && !isSameReply(state.replyText, text) &&
+        !(before && isDraft(state.replyText))) {
+        if (before && !isBlank(*before) && !isSameReply(*before, state.replyText) &&
+            !isSameReply(*before, text) && !isDraft(*before) && !isAnswer(*before))
+            parts_.drafts.keepEarlier(parts_.seen.review.id, *before);
+        before = state.replyText;
+    }
+    state.replyText = std::move(text);
+    state.error.reset();
+    state.sent = false;
 }
 
 AnswerCost ReplySheet::draft(std::shared_ptr<const ClaudeClientProtocol> claude, const std::string& model,
@@ -123,16 +160,20 @@ AnswerCost ReplySheet::draft(std::shared_ptr<const ClaudeClientProtocol> claude,
     const CachedReview& review = parts_.seen.review;
     try {
         const BusyFlag drafting(state_, &ReplySheetState::isDrafting);
-        replaceReplyText(ReviewReplyDrafter({claude, model})
-                             .draft({.appName = parts_.app.displayName,
-                                     .rating = review.rating,
-                                     .title = review.title,
-                                     .body = review.body,
-                                     .territory = review.territory,
-                                     .reviewerNickname = review.reviewerNickname,
-                                     .brandVoice = parts_.app.brandVoice,
-                                     .developerNote = state()->developerNote},
-                                    keptAnswers, asker));
+        const std::string text = ReviewReplyDrafter({claude, model})
+                                     .draft({.appName = parts_.app.displayName,
+                                             .rating = review.rating,
+                                             .title = review.title,
+                                             .body = review.body,
+                                             .territory = review.territory,
+                                             .reviewerNickname = review.reviewerNickname,
+                                             .brandVoice = parts_.app.brandVoice,
+                                             .developerNote = state()->developerNote},
+                                            keptAnswers, asker);
+        change([&](ReplySheetState& state) {
+            replace(state, text);
+            lastDraft_ = text;
+        });
     } catch (const std::exception& error) {
         state_.update([&](ReplySheetState& state) { state.error = error.what(); });
         throw;
@@ -177,8 +218,9 @@ ReviewReplyPlan ReplySheet::plan() const {
 }
 
 void ReplySheet::send(const std::optional<ReviewReplyPlan>& plan) {
+    std::string text;
     try {
-        const std::string text = sendableText();
+        text = sendableText();
         {
             const BusyFlag sending(state_, &ReplySheetState::isSending);
             sendOrFind(text, plan);
@@ -188,7 +230,7 @@ void ReplySheet::send(const std::optional<ReviewReplyPlan>& plan) {
         state_.update([&](ReplySheetState& state) { state.error = error.what(); });
         throw;
     }
-    if (parts_.onSent) parts_.onSent(std::string(trim(state()->replyText)));
+    if (parts_.onSent) parts_.onSent(text);
 }
 
 void ReplySheet::sendOrFind(const std::string& text, const std::optional<ReviewReplyPlan>& plan) {
@@ -212,12 +254,20 @@ void ReplySheet::sendOrFind(const std::string& text, const std::optional<ReviewR
 void ReplySheet::finish(const std::string& text) {
     parts_.record(text);
     state_.update([&](ReplySheetState& state) {
+        takeEdits(state);
         unknownSending_.reset();
-        parts_.drafts.remove(parts_.seen.review.id);
+        answer_ = text;
         state.error.reset();
+        state.isEditingExisting = true;
+        if (!isSameReply(state.replyText, text)) { // typed while the other text was sent
+            keep(state);
+            return;
+        }
+        parts_.drafts.remove(parts_.seen.review.id);
+        keptText_.clear();
+        lastDraft_.reset();
         state.textBeforeDraft.reset();
         state.sent = true;
-        state.isEditingExisting = true;
     });
 }
 

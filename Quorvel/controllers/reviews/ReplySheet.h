@@ -59,7 +59,8 @@ struct ReplySheetState {
     bool isEditingExisting = false;             // the review has a response already
 };
 
-/// Whatever is typed is kept in a file until App Store Connect has it. Thread-safe; one draft or one sending
+/// Whatever is typed is kept in a file until App Store Connect has it; what an editor saves in that file is
+/// taken over with the next change. Thread-safe; one draft or one sending
 /// at a time.
 class ReplySheet {
   public:
@@ -84,7 +85,7 @@ class ReplySheet {
         ReplyDrafts drafts;
         std::function<std::shared_ptr<const ASCClientProtocol>()> client; // asked when something is sent
         std::function<void(const std::string& text)> record;              // a reply that was sent
-        std::function<void(const std::string& text)> onSent = {};
+        std::function<void(const std::string& text)> onSent = {};         // with the text that was sent
         Clock clock = systemClock();
     };
 
@@ -107,10 +108,12 @@ class ReplySheet {
     /// Throws `FileError`.
     void setReplyText(std::string text);
     void setDeveloperNote(std::string note);
-    /// A text from elsewhere in the place of the typed one, which can be restored. Throws `FileError`.
+    /// A text from elsewhere in the place of the typed one, which can be restored; the one that could be
+    /// restored until then goes to the file of earlier texts. Throws `FileError`.
     void replaceReplyText(std::string text);
 
-    /// Lets the AI service write; what it cost. The text is as it was when that fails, with the error in the
+    /// Lets the AI service write; what it cost. A draft that takes the place of a draft as it was leaves the
+    /// text that can be restored alone. The text is as it was when that fails, with the error in the
     /// state. Throws `ClaudeError`, `FileError`.
     AnswerCost draft(std::shared_ptr<const ClaudeClientProtocol> claude, const std::string& model,
                      KeptAnswers keptAnswers = KeptAnswers::taken);
@@ -128,12 +131,19 @@ class ReplySheet {
     [[nodiscard]] CustomerReview lookUp(const ASCClientProtocol& client) const;
     void sendOrFind(const std::string& text, const std::optional<ReviewReplyPlan>& plan);
     void finish(const std::string& text);
-    void keep(const ReplySheetState& state, std::optional<ReplyDraft::Sending> sending) const;
+    bool takeEdits(ReplySheetState& state);
+    void replace(ReplySheetState& state, std::string text);
+    [[nodiscard]] bool isAnswer(std::string_view text) const;
+    void keep(const ReplySheetState& state);
     template <typename Change>
     void change(Change&& change);
 
     const Parts parts_;
-    std::optional<ReplyDraft::Sending> unknownSending_; // guarded by the state's updates
+    // Guarded by the state's updates.
+    std::optional<ReplyDraft::Sending> unknownSending_;
+    std::optional<std::string> answer_;    // that App Store Connect has, as far as is known
+    std::optional<std::string> lastDraft_; // as the AI service wrote it
+    std::string keptText_;                 // that the file held when it was read or written last
     Published<ReplySheetState> state_;
 };
 

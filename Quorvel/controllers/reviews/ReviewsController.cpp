@@ -124,7 +124,8 @@ std::shared_ptr<ReplySheet> ReviewsController::openReply(const SeenReview& seen)
         .seen = seen,
         .drafts = drafts_,
         .client = parts_.client,
-        .record = [this, id = seen.review.id](const std::string& text) { recordReply(id, text); },
+        .record = [parts = parts_, id = seen.review.id](
+                      const std::string& text) { ReviewsController(parts).recordReply(id, text); },
         .onSent = {},
         .clock = parts_.clock});
     state_.update([&](ReviewsState& state) { state.replyingTo = seen.review.id; });

@@ -85,7 +85,7 @@ class ReviewsController {
     /// Replies that wait for reviews that are not kept any more; their text files.
     [[nodiscard]] std::vector<std::string> strandedReplies() const;
 
-    /// The sheet of a review, which is `replyingTo` then. The controller outlives its sheets.
+    /// The sheet of a review, which is `replyingTo` then. It may outlive the controller.
     [[nodiscard]] std::shared_ptr<ReplySheet> openReply(const SeenReview& seen);
     void closeReply();
 

@@ -2,6 +2,7 @@
 #include "Quorvel/actions/AppActions.h"
 #include "Quorvel/actions/ReviewActions.h"
 #include "Quorvel/actions/ReviewReplyActions.h"
+#include "Tests/Core/ai/FakeClaude.h"
 #include "Tests/support/ApplicationSandbox.h"
 #include "Tests/support/FileMode.h"
 
@@ -38,6 +39,13 @@ class ReviewReplies : public testing::Test {
             return error.what();
         }
         return "nothing was thrown";
+    }
+    std::shared_ptr<ReplySheet> opened() const {
+        const auto controller = openReviews(application(), {});
+        return controller->openReply(requireReview(*controller, review.id)); // outlives the controller
+    }
+    std::filesystem::path replies() const {
+        return sandbox.folder / "home/Library/Application Support/Brevant/Reviews/Replies";
     }
     std::size_t posts() const {
         const auto requests = sandbox.server.requests();
@@ -148,7 +156,7 @@ TEST_F(ReviewReplies, whoseOutcomeIsUnknownAreLookedForBeforeTheyAreSentAgain) {
 }
 
 TEST_F(ReviewReplies, thatArrivedBeforeAKillAreSettledByTheNextRefresh) {
-    const ReplyDrafts drafts(sandbox.folder / "home/Library/Application Support/Brevant/Reviews/Replies");
+    const ReplyDrafts drafts(replies());
     drafts.save(review.id, {"Danke!", "", {}, ReplyDraft::Sending{"Danke!", Date{}}});
     (void)application().client()->createReviewResponse(review.id, "Danke!");
     (void)RefreshReviews::perform(application(), {.app = gardenID});
@@ -176,6 +184,78 @@ TEST_F(ReviewReplies, areDraftedFromTheNoteAndGiveTheFormerTextBack) {
     EXPECT_EQ(shown().reply->text, drafted.reply.text);
 }
 
+TEST_F(ReviewReplies, loseNoTypedTextToDraftsAndOtherTexts) {
+    (void)planned("First words");
+    const auto sheet = opened();
+    const auto model = std::make_shared<FakeClaude>(
+        std::vector<FakeClaude::Answer>{[&](const ClaudeRequest&) {
+                                            writeFileAtomically(sheet->draftFile(), "Edited meanwhile\n");
+                                            return FakeClaude::response("A draft");
+                                        },
+                                        FakeClaude::says("Another draft")});
+    (void)sheet->draft(model, "m");
+    EXPECT_EQ(sheet->state()->replyText, "A draft");
+    EXPECT_EQ(sheet->state()->textBeforeDraft, "Edited meanwhile");
+    (void)opened()->draft(model, "m"); // as another process does
+    EXPECT_EQ(shown().reply->text, "Another draft");
+    EXPECT_EQ(shown().reply->textBeforeDraft, "Edited meanwhile") << "a draft was replaced";
+    (void)planned("Second words");
+    EXPECT_EQ(shown().reply->textBeforeDraft, "Edited meanwhile");
+    const auto earlier = ReplyDrafts(replies()).earlierFile(review.id);
+    EXPECT_FALSE(readFile(earlier));
+    const auto last = planned("Third words");
+    EXPECT_EQ(shown().reply->textBeforeDraft, "Second words");
+    EXPECT_EQ(readFile(earlier), "Edited meanwhile\n\n");
+    EXPECT_EQ(modeOf(earlier), 0600u);
+    (void)send(last.plan);
+    EXPECT_FALSE(readFile(earlier));
+    // What cannot be read is not written over.
+    const auto rest = replies() / (review.id + ".json");
+    writeFileAtomically(rest, "{\"textBeforeDraft\": \"Mine");
+    (void)planned("Fourth words");
+    EXPECT_EQ(readFile(rest.string() + ".damaged"), "{\"textBeforeDraft\": \"Mine");
+}
+
+TEST_F(ReviewReplies, typedWhileAnotherIsSentStay) {
+    const auto controller = openReviews(application(), {});
+    std::string told;
+    std::optional<std::string> typed = "Second";
+    std::shared_ptr<ReplySheet> sheet;
+    sheet = std::make_shared<ReplySheet>(
+        ReplySheet::Parts{.app = controller->app(),
+                          .seen = requireReview(*controller, review.id),
+                          .drafts = ReplyDrafts(replies()),
+                          .client =
+                              [&] {
+                                  if (typed) sheet->setReplyText(*typed);
+                                  return application().client();
+                              },
+                          .record = [](const std::string&) {},
+                          .onSent = [&](const std::string& text) { told = text; }});
+    sheet->setReplyText("First");
+    sheet->send();
+    EXPECT_EQ(told, "First");
+    EXPECT_EQ(sheet->state()->replyText, "Second");
+    EXPECT_FALSE(sheet->state()->sent || sheet->outcomeIsUnknown());
+    EXPECT_EQ(shown().reply->text, "Second");
+    typed.reset();
+    sheet->send();
+    EXPECT_EQ(told, "Second");
+    EXPECT_TRUE(sheet->state()->sent);
+    EXPECT_EQ(posts(), 2u);
+    sheet->setDeveloperNote("For the next draft");
+    EXPECT_FALSE(shown().reply) << "what was sent is no draft";
+    sheet->setReplyText("Third");
+    EXPECT_EQ(shown().reply->text, "Third");
+}
+
+TEST_F(ReviewReplies, areRecordedAlsoWhenTheirControllerIsGone) {
+    const auto sheet = opened();
+    sheet->setReplyText("Danke!");
+    sheet->send();
+    EXPECT_EQ(shown().sent->text, "Danke!");
+}
+
 TEST_F(ReviewReplies, thatAreBlankOrTooLongAreRefusedBeforeAnythingIsSent) {
     sandbox.server.forgetRequests();
     EXPECT_EQ(kindOf([&] { (void)planned(" \n"); }), FailureKind::badRequest);
@@ -183,6 +263,9 @@ TEST_F(ReviewReplies, thatAreBlankOrTooLongAreRefusedBeforeAnythingIsSent) {
     const std::string longText(5971, 'x');
     EXPECT_THAT(errorOf([&] { (void)planned(longText); }), HasSubstr("5971 characters"));
     EXPECT_EQ(shown().reply->text, longText) << "it stays to be shortened";
+    for (const std::string& bad : {std::string("a\0b", 3), std::string("a\xFF"), std::string(1'048'577, 'x')})
+        EXPECT_EQ(kindOf([&] { (void)planned(bad); }), FailureKind::badRequest) << bad.size();
+    EXPECT_EQ(shown().reply->text, longText) << "what is refused replaces nothing";
     EXPECT_EQ(sandbox.server.requests().size(), 0u);
     EXPECT_EQ(planned(longText.substr(1)).plan.length, 5970);
     EXPECT_EQ(kindOf([&] { (void)ShowReview::perform(application(), {.review = "-"}); }),
