@@ -8,7 +8,7 @@ namespace quorvel {
 struct ShowChecklist {
     static constexpr ActionInfo info{"show_checklist",
                                      "Show what a release still needs, and what comes next"};
-    using Request = FolderRequest;
+    using Request = FolderChangeRequest; // a dry run leaves a tree of the older layout alone
     struct Result {
         ReleaseChecklist checklist;
         QUORVEL_RECORD(Result, checklist)

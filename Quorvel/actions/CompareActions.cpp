@@ -71,7 +71,7 @@ TextStatus::Result TextStatus::perform(Application& application, const Request& 
 DiffTexts::Result DiffTexts::perform(Application& application, const Request& request,
                                      const ActionProgress&) {
     const OpenedApp opened = openLocal(application, targetOf(request));
-    const auto compared = opened.session->metadata->compare(request.context);
+    const auto compared = opened.session->metadata->compare(request.context, {}, dryRunOf(request));
     Result result{.compared = comparedContextOf(opened, compared),
                   .wasPulled = compared.texts.wasPulled,
                   .differences = {},

@@ -72,7 +72,7 @@ struct TextStatus {
 
 struct DiffTexts {
     static constexpr ActionInfo info{"diff_texts", "Show the pending changes word by word"};
-    using Request = FolderRequest;
+    using Request = FolderChangeRequest; // a dry run leaves a tree of the older layout alone
     struct Segment {
         DiffSegment::Kind kind = DiffSegment::Kind::same;
         std::string text;

@@ -71,7 +71,7 @@ CompareScreenshots::Result CompareScreenshots::perform(Application& application,
                                                        const ActionProgress&) {
     const ScreenshotChoice choice = choiceOf(request, ScreenshotPushMode::replaceSet);
     const OpenedApp opened = openLocal(application, targetOf(request));
-    return {opened.session->screenshots->status(request.context, choice)};
+    return {opened.session->screenshots->status(request.context, choice, dryRunOf(request))};
 }
 
 PlanScreenshotPush::Result PlanScreenshotPush::perform(Application& application, const Request& request,

@@ -40,7 +40,7 @@ void requireWritable(const std::vector<WriteTexts::NewText>& texts) {
 ShowTexts::Result ShowTexts::perform(Application& application, const Request& request,
                                      const ActionProgress&) {
     const OpenedApp opened = openLocal(application, targetOf(request));
-    const auto compared = opened.session->metadata->compare(request.context);
+    const auto compared = opened.session->metadata->compare(request.context, {}, dryRunOf(request));
     const MetadataStore store(compared.folder);
     Result result{.app = knownReferenceOf(opened.app),
                   .context = compared.context.text(),

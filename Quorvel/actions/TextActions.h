@@ -15,13 +15,15 @@ struct ShowTexts {
         std::optional<std::string> folder;
         std::vector<std::string> locales;
         std::vector<FieldType> fields;
-        QUORVEL_RECORD(Request, app, workspace, context, folder, locales, fields)
+        bool dryRun = false;
+        QUORVEL_RECORD(Request, app, workspace, context, folder, locales, fields, dryRun)
         static constexpr JSONMember members[] = {appMember,
                                                  workspaceMember,
                                                  contextMember,
                                                  folderMember,
                                                  {"locales", "Only these locales."},
-                                                 {"fields", "Only these fields."}};
+                                                 {"fields", "Only these fields."},
+                                                 dryRunMember};
     };
     struct Text {
         std::string locale;

@@ -102,10 +102,11 @@ void ReleaseController::addTexts(ReleaseFacts& facts, const ManagedApp& app, con
         });
 }
 
-ReleaseChecklist ReleaseController::checklist(const std::optional<std::string>& context) const {
+ReleaseChecklist ReleaseController::checklist(const std::optional<std::string>& context,
+                                              DryRun dryRun) const {
     const ManagedApp app = access_.record();
     if (isBlank(app.appStoreId)) throw OperationRefused(Refusal::noAppStoreID);
-    const MetadataFolder folder = access_.folderToRead(app, *gate_);
+    const MetadataFolder folder = access_.folderToRead(app, *gate_, dryRun);
     const auto client = access_.client();
     if (context) (void)requireContextID(*context); // refuses a misspelt one before all else
     const Versions versions = client->listVersionSummaries(app.appStoreId);

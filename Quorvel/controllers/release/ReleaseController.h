@@ -43,7 +43,8 @@ class ReleaseController {
     /// review details, then the localizations of the one with their screenshot sets. `context` such as
     /// "ios/next"; the one to work on when empty. A context without a version needs one to be made. Throws
     /// `MetadataError` for what is no context or a folder of another app, `ASCError`.
-    [[nodiscard]] ReleaseChecklist checklist(const std::optional<std::string>& context) const;
+    [[nodiscard]] ReleaseChecklist checklist(const std::optional<std::string>& context,
+                                             DryRun dryRun = DryRun::no) const;
 
   private:
     [[nodiscard]] std::optional<ASCVersionSummary> versionOf(const std::vector<ASCVersionSummary>& versions,

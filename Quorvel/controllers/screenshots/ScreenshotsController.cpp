@@ -130,9 +130,9 @@ ScreenshotImport ScreenshotsController::importPictures(const std::filesystem::pa
 }
 
 ScreenshotStatus ScreenshotsController::status(const std::optional<std::string>& context,
-                                               const ScreenshotChoice& wanted) const {
+                                               const ScreenshotChoice& wanted, DryRun dryRun) const {
     const ManagedApp app = access_.record();
-    const MetadataFolder folder = access_.folderToRead(app, *gate_);
+    const MetadataFolder folder = access_.folderToRead(app, *gate_, dryRun);
     const ContextID id = access_.contexts(folder).known(context).value_or(ContextID{});
     const ScreenshotChoice choice = within(id, app, wanted);
     const ScreenshotPaths paths = screenshotPaths(folder, id);

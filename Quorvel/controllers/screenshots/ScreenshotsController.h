@@ -24,7 +24,7 @@ class ScreenshotsController {
     /// Compares the local pictures with the catalogue of the last pull. Throws `OperationRefused` where there
     /// is none.
     [[nodiscard]] ScreenshotStatus status(const std::optional<std::string>& context,
-                                          const ScreenshotChoice& choice) const;
+                                          const ScreenshotChoice& choice, DryRun dryRun = DryRun::no) const;
 
     /// Takes the pictures of another tool's tree among the local ones of a context. Throws what
     /// `importScreenshots` throws, and `OperationRefused`.
