@@ -1,5 +1,6 @@
 #include "Quorvel/actions/NotesActions.h"
 
+#include "Core/build/BuildConfigStore.h"
 #include "Quorvel/application/Application.h"
 
 #include <algorithm>
@@ -14,6 +15,16 @@ std::filesystem::path folderPath(const Application& application, const std::file
     return path.has_filename() ? path : path.parent_path();
 }
 
+// Where the project of an app lies that is built here.
+std::vector<std::filesystem::path> projectFolders(const Application& application, const ManagedApp& app) {
+    std::vector<std::filesystem::path> folders;
+    const BuildConfigStore store(application.userDefaults());
+    for (const auto& [platform, name] : RawValues<TargetPlatform>::values)
+        if (const auto config = store.load(app.id, platform); config && !config->projectPath.empty())
+            folders.push_back(std::filesystem::path(config->projectPath).parent_path());
+    return folders;
+}
+
 } // namespace
 
 PlanReleaseNotes::Result PlanReleaseNotes::perform(Application& application, const Request& request,
@@ -22,13 +33,20 @@ PlanReleaseNotes::Result PlanReleaseNotes::perform(Application& application, con
     progress.step({"Reading the commits…", {}, 0});
     ReleaseNotesOrder order{.context = request.context,
                             .repository = std::nullopt,
-                            .workingFolder = folderPath(application, "."),
+                            .places = {},
+                            .home = {},
                             .from = request.from,
                             .to = request.to,
                             .include = request.include,
                             .exclude = request.exclude,
                             .mustBeWritable = request.mustBeWritable,
                             .dryRun = dryRunOf(request)};
+    if (request.ownFoldersOnly) {
+        order.places = projectFolders(application, opened.app);
+        order.home = application.home().root;
+    } else {
+        order.places = {folderPath(application, ".")};
+    }
     if (request.repository) order.repository = folderPath(application, *request.repository);
     return {opened.session->notes->plan(order)};
 }

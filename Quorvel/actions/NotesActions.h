@@ -21,8 +21,9 @@ struct PlanReleaseNotes {
         std::vector<std::string> exclude;
         bool mustBeWritable = false;
         bool dryRun = false;
+        bool ownFoldersOnly = false;
         QUORVEL_RECORD(Request, app, workspace, context, folder, repository, from, to, include, exclude,
-                       mustBeWritable, dryRun)
+                       mustBeWritable, dryRun, ownFoldersOnly)
         static constexpr JSONMember members[] = {
             appMember,
             workspaceMember,
@@ -39,7 +40,10 @@ struct PlanReleaseNotes {
              "of them."},
             {"exclude", "Commits that are left out, in the same form."},
             {"mustBeWritable", "Refuse now what could not be written afterwards."},
-            dryRunMember};
+            dryRunMember,
+            {"ownFoldersOnly",
+             "Look for the repository in the project of the app's build configuration and in "
+             "its metadata folder, not in the working folder."}};
     };
     struct Result {
         ReleaseNotesPlan plan;

@@ -9,12 +9,21 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <exception>
+#include <system_error>
 
 namespace quorvel {
 
 namespace {
 
 constexpr FieldType noteFields[] = {FieldType::releaseNotes, FieldType::promotionalText};
+bool isWithin(const std::filesystem::path& path, const std::filesystem::path& folder) {
+    std::error_code ignored;
+    const auto relative = std::filesystem::weakly_canonical(path, ignored)
+                              .lexically_relative(std::filesystem::weakly_canonical(folder, ignored));
+    return !relative.empty() && *relative.begin() != "..";
+}
+
 constexpr std::size_t longestBody = 8 << 10; // bytes; nothing is made of the rest
 
 // The commits of a range, as many as are read, and whether there are more.
@@ -97,16 +106,25 @@ std::optional<std::string> presentText(const MetadataFolder& folder, const std::
 
 std::filesystem::path ReleaseNotesController::repositoryOf(const ReleaseNotesOrder& order) const {
     if (order.repository) return reader_.findRoot(*order.repository);
-    try {
-        return reader_.findRoot(order.workingFolder);
-    } catch (const GitRepoError& error) {
-        if (error.kind() != GitRepoError::Kind::notARepository) throw;
+    std::exception_ptr first; // of the likeliest place
+    for (const auto& place : order.places) {
         try {
-            return reader_.findRoot(metadata_->folder().rootURL);
-        } catch (const GitRepoError&) {
+            return reader_.findRoot(place);
+        } catch (const GitRepoError& error) {
+            if (error.kind() != GitRepoError::Kind::notARepository) throw;
+            if (!first) first = std::current_exception();
         }
-        throw;
     }
+    const auto folder = metadata_->folder().rootURL;
+    try {
+        const auto root = reader_.findRoot(folder);
+        // A home that is kept in a repository, as settings are, says nothing about the app.
+        if (order.home.empty() || !isWithin(folder, order.home) || !isWithin(order.home, root)) return root;
+        if (!first) throw GitRepoError::notARepository(folder.string());
+    } catch (const GitRepoError&) {
+        if (!first) throw;
+    }
+    std::rethrow_exception(first);
 }
 
 ReleaseNotesLimits ReleaseNotesController::limitsOf(const ManagedApp& app) const {

@@ -17,10 +17,11 @@ namespace quorvel {
 struct ReleaseNotesOrder {
     std::optional<std::string> context = {};              // the one to work on when empty
     std::optional<std::filesystem::path> repository = {}; // a folder in it; see `plan` when empty
-    std::filesystem::path workingFolder = {};
-    std::optional<std::string> from = {};  // a tag or commit; the resolver's when empty
-    std::optional<std::string> to = {};    // HEAD when empty
-    std::vector<std::string> include = {}; // hashes or their beginnings
+    std::vector<std::filesystem::path> places = {};       // folders to look in before the app's own
+    std::filesystem::path home = {};                      // a repository around it is no app's
+    std::optional<std::string> from = {};                 // a tag or commit; the resolver's when empty
+    std::optional<std::string> to = {};                   // HEAD when empty
+    std::vector<std::string> include = {};                // hashes or their beginnings
     std::vector<std::string> exclude = {};
     bool mustBeWritable = false; // the texts are to be written, so a context must have been pulled
     DryRun dryRun = DryRun::no;  // leaves a tree of the older layout alone
