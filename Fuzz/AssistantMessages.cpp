@@ -24,7 +24,7 @@ class Echo final : public RequestHandler {
     JSONValue welcome(const ClientTerms& terms) override {
         return JSONValue::object({{"protocolVersion", rawValue(terms.revision)}});
     }
-    JSONValue busy(const ClientTerms&) override { return JSONValue::object(); }
+    JSONValue busy(const IncomingMessage&, const ClientTerms&) override { return JSONValue::object(); }
 };
 
 // What is sent is one message a line, whatever came.

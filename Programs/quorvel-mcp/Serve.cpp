@@ -29,6 +29,9 @@ constexpr std::size_t mostOutput = 8u << 20; // bytes of messages that wait
 constexpr std::size_t safeWrite = 4096;      // what a pipe that is ready takes without blocking
 constexpr int stepInMilliseconds = 100;
 constexpr int stepsUntilStuck = 10;
+constexpr auto timeToEnd = std::chrono::seconds(2); // for all that was read and waits to be written
+
+using Deadline = std::chrono::steady_clock::time_point;
 
 // Ends a wait in poll().
 class Alarm {
@@ -72,7 +75,6 @@ class WaitingLines {
         auto line = std::move(lines_.front());
         lines_.pop_front();
         bytes_ -= line ? line->size() : 0;
-        ++taken_;
         changed_.notify_all();
         return line;
     }
@@ -86,15 +88,11 @@ class WaitingLines {
         isFinished_ = true;
         changed_.notify_all();
     }
-    // Until all lines were handed on, or one does not get on.
-    void awaitEnd() {
+    // Until all lines were handed on, or there is no time left; the others are dropped.
+    void awaitEnd(Deadline deadline) {
         std::unique_lock lock(mutex_);
-        for (int step = 0; step < stepsUntilStuck && !isFinished_; ++step) {
-            const std::size_t before = taken_;
-            (void)changed_.wait_for(lock, std::chrono::milliseconds(stepInMilliseconds),
-                                    [&] { return isFinished_; });
-            if (taken_ != before) step = 0;
-        }
+        (void)changed_.wait_until(lock, deadline, [&] { return isFinished_; });
+        lines_.clear();
     }
 
   private:
@@ -104,7 +102,6 @@ class WaitingLines {
     std::condition_variable changed_;
     std::deque<std::optional<std::string>> lines_;
     std::size_t bytes_ = 0;
-    std::size_t taken_ = 0;
     bool isClosed_ = false;
     bool isFinished_ = false;
 };
@@ -120,15 +117,11 @@ bool isHungUp(int descriptor) {
     return ::poll(&entry, 1, 0) > 0 && (entry.revents & (POLLHUP | POLLERR | POLLNVAL)) != 0;
 }
 
-// Whether all of it was taken. After `isEnding` a reader that takes nothing for a while is given up.
-bool writeMessage(int output, std::string_view bytes, const std::atomic<bool>& isEnding) {
-    int idleSteps = 0;
+// Whether all of it was taken before `deadline`.
+bool writeMessage(int output, std::string_view bytes, const std::atomic<Deadline>& deadline) {
     while (!bytes.empty()) {
-        if (!isReady(output, POLLOUT, stepInMilliseconds)) {
-            if (isEnding && ++idleSteps >= stepsUntilStuck) return false;
-            continue;
-        }
-        idleSteps = 0;
+        if (std::chrono::steady_clock::now() >= deadline.load()) return false;
+        if (!isReady(output, POLLOUT, stepInMilliseconds)) continue;
         const ssize_t written = ::write(output, bytes.data(), std::min(bytes.size(), safeWrite));
         if (written >= 0)
             bytes.remove_prefix(static_cast<std::size_t>(written));
@@ -171,10 +164,10 @@ void serve(RequestHandler& handler, int input, int output, const std::stop_token
     Outbox outbox(mostOutput);
     Connection connection(handler, outbox);
     WaitingLines lines;
-    std::atomic<bool> isEnding = false;
+    std::atomic<Deadline> deadline = Deadline::max();
     std::jthread writing([&] {
         while (auto message = outbox.take())
-            if (!writeMessage(output, *message + "\n", isEnding)) break;
+            if (!writeMessage(output, *message + "\n", deadline)) break;
         outbox.close(); // who sends must not wait for a reader that is gone
         alarm.ring();
     });
@@ -187,10 +180,12 @@ void serve(RequestHandler& handler, int input, int output, const std::stop_token
         lines.finish();
     });
     readLines(input, alarm, lines);
+    const Deadline end = std::chrono::steady_clock::now() + timeToEnd;
+    deadline = end;
+    connection.closeIntake();
     lines.close();
-    if (!stop.stop_requested()) lines.awaitEnd();
-    isEnding = true;
-    outbox.close();
+    lines.awaitEnd(stop.stop_requested() ? std::chrono::steady_clock::now() : end);
+    outbox.close(connection.endSubscriptions());
     connection.end();
 }
 

@@ -11,6 +11,7 @@
 
 #include <algorithm>
 #include <charconv>
+#include <iterator>
 
 namespace quorvel {
 
@@ -92,6 +93,15 @@ std::size_t offsetOf(const JSONValue* cursor) {
     throw ProtocolError(rpc::invalidParams, "\"cursor\" is none of this server's.");
 }
 
+// Whether a failure means that there is no such text to read.
+bool namesNothing(FailureKind kind) {
+    constexpr FailureKind kinds[] = {FailureKind::unknownApp,          FailureKind::noAppRecorded,
+                                     FailureKind::appInOtherWorkspace, FailureKind::notPulled,
+                                     FailureKind::unknownContext,      FailureKind::invalidLocale,
+                                     FailureKind::unknownLocale,       FailureKind::unmanagedLocale};
+    return std::ranges::find(kinds, kind) != std::end(kinds);
+}
+
 std::string argument(const JSONValue* known, std::string_view name) {
     const JSONValue* const value = known ? known->find(name) : nullptr;
     return value && value->text() ? *value->text() : std::string();
@@ -110,7 +120,8 @@ JSONValue TextResources::list(const JSONValue* cursor) {
                 texts = ShowTexts::perform(application_, {.app = app.id,
                                                           .workspace = workspace_,
                                                           .context = context.id(),
-                                                          .fields = {FieldType::name}});
+                                                          .fields = {FieldType::name},
+                                                          .dryRun = true});
             } catch (const CancellationError&) {
                 throw;
             } catch (const std::exception&) { // it was not pulled, or cannot be read: nothing to offer
@@ -151,14 +162,16 @@ std::optional<JSONValue> TextResources::read(std::string_view uri) {
                                .context = address->context,
                                .folder = {},
                                .locales = {address->locale},
-                               .fields = {}};
+                               .fields = {},
+                               .dryRun = true};
     if (address->field) request.fields = {*address->field};
     ShowTexts::Result shown;
     try {
         shown = ShowTexts::perform(application_, request);
     } catch (const CancellationError&) {
         throw;
-    } catch (const std::exception&) { // there is no such app, context or locale
+    } catch (const std::exception& error) {
+        if (!namesNothing(failureOf(error).kind)) throw;
         return std::nullopt;
     }
     JSONValue::Array contents;
@@ -197,6 +210,7 @@ std::vector<std::string> TextResources::values(std::string_view part, const JSON
     if (part != "locale") return {};
     try {
         ShowTexts::Request request;
+        request.dryRun = true;
         if (const auto app = argument(known, "app"); !app.empty()) request.app = app;
         if (const auto platform = argument(known, "platform"), slot = argument(known, "slot");
             !platform.empty() && !slot.empty())

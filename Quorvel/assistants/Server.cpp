@@ -40,6 +40,10 @@ constexpr std::array cacheHints = {
     CacheHint{"prompts/list", hour, "public"},     CacheHint{"resources/templates/list", hour, "public"},
     CacheHint{"resources/list", 5'000, "private"}, CacheHint{"resources/read", 0, "private"}};
 
+// What reads an app's folder takes as long as its disk does.
+constexpr std::array<std::string_view, 4> longMethods = {"tools/call", "resources/list", "resources/read",
+                                                         "completion/complete"};
+
 void refuseCursor(const IncomingMessage& request) {
     if (const JSONValue* const cursor = request.param("cursor"); cursor && !cursor->isNull())
         throw ProtocolError(rpc::invalidParams, "\"cursor\" is none of this server's.");
@@ -87,7 +91,7 @@ AssistantServer::AssistantServer(std::function<std::unique_ptr<Application>()> m
 AssistantServer::~AssistantServer() = default;
 
 bool AssistantServer::takesLong(const IncomingMessage& request) const {
-    return request.method == "tools/call";
+    return std::ranges::find(longMethods, request.method) != longMethods.end();
 }
 
 Application& AssistantServer::application() {
@@ -100,6 +104,15 @@ Application& AssistantServer::application() {
 std::optional<std::string> AssistantServer::workspace() {
     const auto served = AppDirectory(application(), {}).workspace();
     return served ? std::optional(served->id) : std::nullopt;
+}
+
+std::optional<std::string> AssistantServer::chosenWorkspace() {
+    auto served = workspace();
+    if (!served && application().hasRecords() && application().workspaces().all().size() > 1)
+        throw ApplicationError(FailureKind::severalWorkspaces,
+                               "there are several workspaces, and none is active",
+                               "The user chooses the one to serve with 'quorvel workspaces use NAME'.");
+    return served;
 }
 
 JSONValue AssistantServer::identity(Revision revision) const {
@@ -116,11 +129,18 @@ JSONValue AssistantServer::welcome(const ClientTerms& terms) {
                               {"instructions", instructions}});
 }
 
-JSONValue AssistantServer::busy(const ClientTerms& terms) {
-    JSONValue result =
-        toolFailure("The server works on as many calls as it can hold: wait for one of them or cancel "
-                    "it, then call again.");
-    if (isModern(terms.revision)) result.set("resultType", "complete");
+JSONValue AssistantServer::busy(const IncomingMessage& request, const ClientTerms& terms) {
+    constexpr const char* text = "The server works on as many calls as it can hold: wait for one of them or "
+                                 "cancel it, then call again.";
+    if (request.method != "tools/call") throw ProtocolError(rpc::internalError, text);
+    JSONValue result = toolFailure(text);
+    if (!isModern(terms.revision)) return result;
+    result.set("resultType", "complete");
+    return signedBy(std::move(result), terms.revision);
+}
+
+JSONValue AssistantServer::signedBy(JSONValue result, Revision revision) const {
+    result.set("_meta", JSONValue::object({{"io.modelcontextprotocol/serverInfo", identity(revision)}}));
     return result;
 }
 
@@ -130,14 +150,13 @@ JSONValue AssistantServer::answer(const IncomingMessage& request, RequestScope& 
     if (!isModern(revision)) return answer;
     if (!answer.find("resultType")) {
         answer.set("resultType", "complete");
-        const auto* const hint = std::ranges::find(cacheHints, request.method, &CacheHint::method);
+        const auto hint = std::ranges::find(cacheHints, request.method, &CacheHint::method);
         if (hint != cacheHints.end()) {
             answer.set("ttlMs", hint->milliseconds);
             answer.set("cacheScope", hint->scope);
         }
     }
-    answer.set("_meta", JSONValue::object({{"io.modelcontextprotocol/serverInfo", identity(revision)}}));
-    return answer;
+    return signedBy(std::move(answer), revision);
 }
 
 JSONValue AssistantServer::result(const IncomingMessage& request, RequestScope& scope) {
@@ -159,7 +178,7 @@ JSONValue AssistantServer::result(const IncomingMessage& request, RequestScope& 
     }
     try {
         if (method == "resources/list")
-            return TextResources(application(), workspace()).list(request.param("cursor"));
+            return TextResources(application(), chosenWorkspace()).list(request.param("cursor"));
         if (method == "resources/read") return readResource(request, revision);
         if (method == "completion/complete") return complete(request);
     } catch (const ProtocolError&) {
@@ -183,7 +202,7 @@ JSONValue AssistantServer::call(const IncomingMessage& request, RequestScope& sc
         Application& served = application();
         return callTool({.application = served,
                          .handles = handles_,
-                         .workspace = workspace(),
+                         .workspace = chosenWorkspace(),
                          .permission = AssistantPermissionSetting(served.userDefaults()).permission()},
                         request, scope);
     } catch (const ProtocolError&) {
@@ -197,7 +216,8 @@ JSONValue AssistantServer::call(const IncomingMessage& request, RequestScope& sc
 
 JSONValue AssistantServer::readResource(const IncomingMessage& request, Revision revision) {
     const std::string uri = textParam(&request.params, "uri", "params");
-    if (auto contents = TextResources(application(), workspace()).read(uri)) return *std::move(contents);
+    if (auto contents = TextResources(application(), chosenWorkspace()).read(uri))
+        return *std::move(contents);
     throw ProtocolError(isModern(revision) ? rpc::invalidParams : rpc::resourceNotFound, "Resource not found",
                         JSONValue::object({{"uri", uri}}));
 }
@@ -208,7 +228,7 @@ JSONValue AssistantServer::complete(const IncomingMessage& request) {
     const std::string type = textParam(reference, "type", "ref");
     const std::string name = textParam(argument, "name", "argument");
     const std::string begun = textParam(argument, "value", "argument");
-    TextResources resources(application(), workspace());
+    TextResources resources(application(), chosenWorkspace());
     std::vector<std::string> values;
     if (type == "ref/prompt") {
         if (!findPrompt(textParam(reference, "name", "ref")))

@@ -25,13 +25,16 @@ class AssistantServer final : public RequestHandler {
     [[nodiscard]] bool takesLong(const IncomingMessage& request) const override;
     [[nodiscard]] JSONValue answer(const IncomingMessage& request, RequestScope& scope) override;
     [[nodiscard]] JSONValue welcome(const ClientTerms& terms) override;
-    [[nodiscard]] JSONValue busy(const ClientTerms& terms) override;
+    [[nodiscard]] JSONValue busy(const IncomingMessage& request, const ClientTerms& terms) override;
 
   private:
     [[nodiscard]] JSONValue result(const IncomingMessage& request, RequestScope& scope);
     [[nodiscard]] Application& application();
     /// The id of the workspace that is served; nothing while there is none.
     [[nodiscard]] std::optional<std::string> workspace();
+    /// The same. Throws `ApplicationError` while it is open which of several is meant.
+    [[nodiscard]] std::optional<std::string> chosenWorkspace();
+    [[nodiscard]] JSONValue signedBy(JSONValue result, Revision revision) const;
     [[nodiscard]] JSONValue call(const IncomingMessage& request, RequestScope& scope);
     [[nodiscard]] JSONValue readResource(const IncomingMessage& request, Revision revision);
     [[nodiscard]] JSONValue complete(const IncomingMessage& request);

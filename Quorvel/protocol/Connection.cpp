@@ -7,14 +7,16 @@
 #include <fmt/ranges.h>
 
 #include <algorithm>
+#include <atomic>
 
 namespace quorvel {
 
 namespace {
 
-constexpr std::string_view metaPrefix = "io.modelcontextprotocol/";
 constexpr std::string_view versionKey = "io.modelcontextprotocol/protocolVersion";
 constexpr std::string_view capabilitiesKey = "io.modelcontextprotocol/clientCapabilities";
+constexpr std::string_view clientKey = "io.modelcontextprotocol/clientInfo";
+constexpr std::string_view logLevelKey = "io.modelcontextprotocol/logLevel";
 constexpr std::string_view subscriptionKey = "io.modelcontextprotocol/subscriptionId";
 
 // A client that names no kind of question asks by a form.
@@ -29,10 +31,11 @@ bool saysRevision(const IncomingMessage& message) {
     return meta && meta->find(versionKey);
 }
 
-bool hasReservedKeys(const JSONValue* meta) {
-    return meta && meta->members() && std::ranges::any_of(*meta->members(), [](const auto& member) {
-               return member.first.starts_with(metaPrefix);
-           });
+// What only a request says that carries its own terms; other keys with the prefix are older.
+bool hasModernKeys(const JSONValue* meta) {
+    constexpr std::string_view keys[] = {versionKey, capabilitiesKey, clientKey, logLevelKey};
+    return meta && meta->members() &&
+           std::ranges::any_of(keys, [&](std::string_view key) { return meta->find(key) != nullptr; });
 }
 
 // The terms of a request that says them itself.
@@ -50,6 +53,8 @@ ClientTerms modernTermsOf(const JSONValue& meta) {
     if (!capabilities || !capabilities->members())
         throw ProtocolError(rpc::invalidParams,
                             fmt::format("_meta: \"{}\" is missing or no object.", capabilitiesKey));
+    if (const JSONValue* const client = meta.find(clientKey); client && !client->members())
+        throw ProtocolError(rpc::invalidParams, fmt::format("_meta: \"{}\" is no object.", clientKey));
     return {*revision, asksByForm(capabilities)};
 }
 
@@ -110,10 +115,11 @@ class Connection::Request final : public RequestScope {
     void tell(const std::string& text) override {
         if (!token_ || connection_.sink_.isCrowded()) return;
         const std::lock_guard lock(progressMutex_);
-        if (isDone_ || text == lastText_) return;
+        if (text == lastText_) return;
         lastText_ = text;
         JSONValue params = JSONValue::object({{"progressToken", *token_}, {"progress", ++progressCount_}});
         if (namesCompletions(terms_.revision)) params.set("message", text);
+        if (isDone_) return;
         connection_.sink_.send(notificationMessage("notifications/progress", std::move(params)));
     }
 
@@ -121,10 +127,13 @@ class Connection::Request final : public RequestScope {
         return connection_.ask(*this, method, std::move(params));
     }
 
+    /// No progress is begun from now on. Does not wait for a client that does not read.
+    void stopProgress() { isDone_ = true; }
+
     /// No progress is told from now on.
     void endProgress() {
-        const std::lock_guard lock(progressMutex_);
-        isDone_ = true;
+        stopProgress();
+        const std::lock_guard lock(progressMutex_); // until one that is being sent has gone
     }
 
     IncomingMessage message_;
@@ -138,10 +147,10 @@ class Connection::Request final : public RequestScope {
     Connection& connection_;
     ClientTerms terms_;
     std::optional<JSONValue> token_;
+    std::atomic<bool> isDone_ = false;
     std::mutex progressMutex_; // guards all below
     std::int64_t progressCount_ = 0;
     std::string lastText_;
-    bool isDone_ = false;
 };
 
 Connection::Connection(RequestHandler& handler, MessageSink& sink, Options options)
@@ -199,7 +208,9 @@ void Connection::refuse(std::string answer, const std::shared_ptr<Batch>& batch)
 void Connection::handle(JSONValue document, const std::shared_ptr<Batch>& batch) {
     auto read = readMessage(std::move(document));
     if (const auto* const malformed = std::get_if<MalformedMessage>(&read)) {
-        return refuse(errorMessage(malformed->id, malformed->code, malformed->text), batch);
+        if (malformed->isAnswered)
+            refuse(errorMessage(malformed->id, malformed->code, malformed->text), batch);
+        return;
     }
     auto& message = std::get<IncomingMessage>(read);
     switch (message.kind) {
@@ -216,8 +227,11 @@ void Connection::handle(JSONValue document, const std::shared_ptr<Batch>& batch)
 ClientTerms Connection::termsOf(const IncomingMessage& message) const {
     const JSONValue* const meta = message.param("_meta");
     if (saysRevision(message)) return modernTermsOf(*meta);
-    if (message.method == "initialize" || session_) return session_.value_or(ClientTerms());
-    if (message.method == "ping" && !hasReservedKeys(meta)) return {};
+    if (message.method == "initialize") return session_.value_or(ClientTerms());
+    if (!hasModernKeys(meta)) {
+        if (session_) return *session_;
+        if (message.method == "ping") return {};
+    }
     throw ProtocolError(
         rpc::invalidParams,
         fmt::format("The request says no protocol version: put \"{}\" into its _meta (supported: {}), or "
@@ -247,6 +261,10 @@ void Connection::accept(IncomingMessage message, const std::shared_ptr<Batch>& b
     try {
         request->read();
         const bool modern = isModern(request->terms().revision);
+        if (modern && batch) // one that stays open would keep back the answers of all
+            throw ProtocolError(rpc::invalidRequest,
+                                fmt::format("Revision {} has no batches: send one message per line.",
+                                            rawValue(request->terms().revision)));
         if (request->message_.method == "initialize" && !modern) return shakeHands(request);
         if (request->message_.method == "subscriptions/listen" && modern) return subscribe(request);
         if (handler_.takesLong(request->message_)) return enqueue(request);
@@ -314,6 +332,7 @@ void Connection::cancel(const IncomingMessage& notification) {
         }
         changed_.notify_all();
     }
+    request->stopProgress();
     request->stop_.request_stop();
     if (!hasStarted) drop(request);
 }
@@ -330,19 +349,24 @@ void Connection::take(const IncomingMessage& response) {
 JSONValue Connection::ask(Request& request, std::string_view method, JSONValue params) {
     const auto question = std::make_shared<Question>();
     std::unique_lock lock(mutex_);
+    if (questions_.size() >= options_.questions) return {};
     const RequestID id = fmt::format("quorvel-{}", ++questionCount_);
     questions_.emplace(id, question);
     lock.unlock();
     sink_.send(requestMessage(id, method, std::move(params)));
     lock.lock();
-    (void)changed_.wait(lock, request.stop_.get_token(), [&] { return question->isAnswered; });
+    const std::stop_token stop = request.stop_.get_token();
+    (void)changed_.wait_for(lock, stop, options_.answerTime, [&] { return question->isAnswered; });
     questions_.erase(id);
     if (question->isAnswered) return question->result;
     lock.unlock();
-    sink_.send(notificationMessage(
-        "notifications/cancelled",
-        JSONValue::object({{"requestId", jsonOf(id)}, {"reason", "The request was cancelled."}})));
-    throw CancellationError();
+    const bool isCancelled = stop.stop_requested();
+    sink_.send(notificationMessage("notifications/cancelled",
+                                   JSONValue::object({{"requestId", jsonOf(id)},
+                                                      {"reason", isCancelled ? "The request was cancelled."
+                                                                             : "No answer came in time."}})));
+    if (isCancelled) throw CancellationError();
+    return {};
 }
 
 void Connection::enqueue(const SharedRequest& request) {
@@ -355,9 +379,10 @@ void Connection::enqueue(const SharedRequest& request) {
         std::unique_lock lock(mutex_);
         // One that waits behind long ones must not keep a cancellation from being read.
         const auto patience = isStuck_ ? std::chrono::milliseconds(0) : options_.patience;
-        if (changed_.wait_for(lock, patience, [&] { return hasEnded_ || hasRoom(); })) {
+        const auto isOver = [&] { return hasEnded_ || isIntakeClosed_; };
+        if (changed_.wait_for(lock, patience, [&] { return isOver() || hasRoom(); })) {
             isStuck_ = false;
-            if (hasEnded_) return;
+            if (isOver()) return;
             queuedBytes_ += request->size_;
             queue_.push_back(request);
             if (workers_.size() < options_.workers && workers_.size() < active_.size())
@@ -367,7 +392,7 @@ void Connection::enqueue(const SharedRequest& request) {
         }
         isStuck_ = true;
     }
-    finish(request, resultMessage(request->message_.id, handler_.busy(request->terms())));
+    finish(request, resultMessage(request->message_.id, handler_.busy(request->message_, request->terms())));
 }
 
 void Connection::work() {
@@ -375,8 +400,8 @@ void Connection::work() {
         SharedRequest request;
         {
             std::unique_lock lock(mutex_);
-            changed_.wait(lock, [&] { return hasEnded_ || !queue_.empty(); });
-            if (hasEnded_) return;
+            changed_.wait(lock, [&] { return hasEnded_ || isIntakeClosed_ || !queue_.empty(); });
+            if (hasEnded_ || isIntakeClosed_) return;
             request = std::move(queue_.front());
             queue_.pop_front();
             queuedBytes_ -= request->size_;
@@ -439,6 +464,32 @@ void Connection::close(const std::shared_ptr<Batch>& batch, std::optional<std::s
 void Connection::drain() {
     std::unique_lock lock(mutex_);
     changed_.wait(lock, [&] { return hasEnded_ || (active_.size() == openSubscriptions_ && sending_ == 0); });
+}
+
+void Connection::closeIntake() {
+    const std::lock_guard lock(mutex_);
+    isIntakeClosed_ = true;
+    changed_.notify_all();
+}
+
+std::vector<std::string> Connection::endSubscriptions() {
+    std::vector<std::string> messages;
+    const std::lock_guard lock(mutex_);
+    std::erase_if(active_, [&](const auto& one) {
+        const auto& [id, request] = one;
+        if (!request->isSubscription_) return false;
+        messages.push_back(notificationMessage(
+            "notifications/cancelled",
+            JSONValue::object({{"requestId", jsonOf(id)}, {"reason", "The server ends."}})));
+        messages.push_back(resultMessage(
+            id,
+            JSONValue::object({{"resultType", "complete"},
+                               {"_meta", JSONValue::object({{std::string(subscriptionKey), jsonOf(id)}})}})));
+        return true;
+    });
+    openSubscriptions_ = 0;
+    changed_.notify_all();
+    return messages;
 }
 
 void Connection::end() {

@@ -37,7 +37,8 @@ class RequestScope {
     /// Tells the client how the work goes, where it wants to know; from any thread.
     virtual void tell(const std::string& text) = 0;
     /// Asks the client's user, over a connection with a handshake; returns the client's result, null for an
-    /// error of it. Blocks; throws `CancellationError`.
+    /// error of it, for no answer in time, and while too many questions are open. Blocks; throws
+    /// `CancellationError`.
     [[nodiscard]] virtual JSONValue ask(std::string_view method, JSONValue params) = 0;
 };
 
@@ -51,8 +52,8 @@ class RequestHandler {
     [[nodiscard]] virtual JSONValue answer(const IncomingMessage& request, RequestScope& scope) = 0;
     /// The result of a handshake that agreed on these terms.
     [[nodiscard]] virtual JSONValue welcome(const ClientTerms& terms) = 0;
-    /// What a long request is answered while as many wait as may.
-    [[nodiscard]] virtual JSONValue busy(const ClientTerms& terms) = 0;
+    /// What a long request is answered while as many wait as may. Throws `ProtocolError`.
+    [[nodiscard]] virtual JSONValue busy(const IncomingMessage& request, const ClientTerms& terms) = 0;
 };
 
 /// Reads messages and answers them. Short requests are answered on the thread that hands them in, long ones
@@ -67,6 +68,8 @@ class Connection {
         std::size_t batch = 100;        // messages of one batch
         std::chrono::milliseconds patience =
             std::chrono::seconds(1); // with workers before a request is refused
+        std::size_t questions = 4;   // that are open; fewer than workers, so that other work goes on
+        std::chrono::milliseconds answerTime = std::chrono::minutes(10); // for a question
     };
     /// `handler` and `sink` outlive the connection.
     Connection(RequestHandler& handler, MessageSink& sink, Options options);
@@ -82,6 +85,10 @@ class Connection {
     void refuseLongLine(std::size_t limit);
     /// Waits until every request but the open subscriptions is answered.
     void drain();
+    /// Begins nothing that is long any more; what runs goes on. From any thread.
+    void closeIntake();
+    /// What ends the open subscriptions towards the client; they are closed. From any thread.
+    [[nodiscard]] std::vector<std::string> endSubscriptions();
     /// Cancels all that runs and waits for its end. Nothing is sent after that. From any thread.
     void end();
 
@@ -125,6 +132,7 @@ class Connection {
     std::map<RequestID, std::shared_ptr<Question>> questions_;
     std::int64_t questionCount_ = 0;
     bool isStuck_ = false; // the last request found no room in time
+    bool isIntakeClosed_ = false;
     bool hasEnded_ = false;
     std::vector<std::jthread> workers_;
 };

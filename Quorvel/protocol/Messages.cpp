@@ -28,11 +28,15 @@ JSONValue jsonOf(const RequestID& id) {
 
 std::variant<IncomingMessage, MalformedMessage> readMessage(JSONValue document) {
     if (!document.members())
-        return MalformedMessage{rpc::invalidRequest, "A message is one JSON object.", {}};
+        return MalformedMessage{rpc::invalidRequest, "A message is one JSON object.", {}, true};
     const JSONValue* const idMember = document.find("id");
     const auto id = idMember ? requestIDOf(*idMember) : std::nullopt;
+    JSONValue* const method = document.find("method");
+    const JSONValue* const result = document.find("result");
+    const bool isResponse = !method && (result || document.find("error"));
+    const bool isNotification = method && method->text() && !idMember;
     const auto malformed = [&](int code, std::string text) {
-        return MalformedMessage{code, std::move(text), id};
+        return MalformedMessage{code, std::move(text), id, !isResponse && !isNotification};
     };
     const JSONValue* const version = document.find("jsonrpc");
     if (!version || !version->text() || *version->text() != "2.0")
@@ -42,11 +46,8 @@ std::variant<IncomingMessage, MalformedMessage> readMessage(JSONValue document) 
 
     IncomingMessage message;
     if (id) message.id = *id;
-    JSONValue* const method = document.find("method");
     if (!method) {
-        const JSONValue* const result = document.find("result");
-        if (!id || (!result && !document.find("error")))
-            return malformed(rpc::invalidRequest, "\"method\" is missing.");
+        if (!id || !isResponse) return malformed(rpc::invalidRequest, "\"method\" is missing.");
         message.kind = IncomingMessage::Kind::response;
         if (result) message.result = *result;
         return message;

@@ -61,6 +61,7 @@ struct MalformedMessage {
     int code = rpc::invalidRequest;
     std::string text;
     std::optional<RequestID> id;
+    bool isAnswered = true; // no notification and no response is
 };
 
 [[nodiscard]] std::variant<IncomingMessage, MalformedMessage> readMessage(JSONValue document);

@@ -1,5 +1,7 @@
 #include "Quorvel/protocol/Outbox.h"
 
+#include <utility>
+
 namespace quorvel {
 
 void Outbox::send(std::string message) {
@@ -28,8 +30,13 @@ std::optional<std::string> Outbox::take() {
     return message;
 }
 
-void Outbox::close() {
+void Outbox::close(std::vector<std::string> last) {
     const std::lock_guard lock(mutex_);
+    if (!isClosed_)
+        for (std::string& message : last) {
+            bytes_ += message.size();
+            messages_.push_back(std::move(message));
+        }
     isClosed_ = true;
     changed_.notify_all();
 }

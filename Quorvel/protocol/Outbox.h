@@ -7,6 +7,7 @@
 #include <mutex>
 #include <optional>
 #include <string>
+#include <vector>
 
 namespace quorvel {
 
@@ -30,8 +31,9 @@ class Outbox final : public MessageSink {
     [[nodiscard]] bool isCrowded() const override;
     /// The next message; nothing once it is closed and empty. Blocks.
     [[nodiscard]] std::optional<std::string> take();
-    /// Nothing is taken in any more; what waits can still be taken.
-    void close();
+    /// Nothing is taken in any more but these last messages, which wait for no room; what waits can still be
+    /// taken.
+    void close(std::vector<std::string> last = {});
 
   private:
     const std::size_t most_;

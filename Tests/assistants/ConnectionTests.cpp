@@ -29,9 +29,14 @@ class ScriptedHandler final : public RequestHandler {
             scope.tell("holding");
             scope.tell("holding");
             scope.tell("still holding");
-            while (!released) {
-                checkCancellation();
-                std::this_thread::yield();
+            try {
+                while (!released) {
+                    checkCancellation();
+                    std::this_thread::yield();
+                }
+            } catch (const CancellationError&) {
+                scope.tell("cleaning up");
+                throw;
             }
         }
         if (request.method == "ask") return scope.ask("elicitation/create", JSONValue::object());
@@ -42,7 +47,9 @@ class ScriptedHandler final : public RequestHandler {
     JSONValue welcome(const ClientTerms& terms) override {
         return JSONValue::object({{"protocolVersion", rawValue(terms.revision)}});
     }
-    JSONValue busy(const ClientTerms&) override { return JSONValue::object({{"busy", true}}); }
+    JSONValue busy(const IncomingMessage&, const ClientTerms&) override {
+        return JSONValue::object({{"busy", true}});
+    }
 
     std::atomic<bool> released = false;
     std::atomic<int> begun = 0;
@@ -116,6 +123,12 @@ TEST_F(ConnectionTest, answersEachMalformedMessageWithItsErrorAndLives) {
         {"  \r", ""},
         {R"({"jsonrpc":"2.0","method":"notifications/unknown"})", ""},
         {R"({"jsonrpc":"2.0","id":"nobody asked","result":{}})", ""},
+        {R"({"jsonrpc":"2.0","method":"short","params":[1]})", ""},
+        {R"({"jsonrpc":"1.0","method":"notifications/cancelled"})", ""},
+        {R"({"jsonrpc":"2.0","id":1.5,"result":{}})", ""},
+        {R"({"jsonrpc":"2.0","error":{"code":-32700,"message":"x"}})", ""},
+        {R"({"jsonrpc":"2.0","id":1,"method":"short","params":{"_meta":{"io.modelcontextprotocol/protocolVersion":"2026-07-28","io.modelcontextprotocol/clientCapabilities":{},"io.modelcontextprotocol/clientInfo":"me"}}})",
+         R"("id":1,"error":{"code":-32602)"},
         {cancellation("77"), ""},
         {R"({"jsonrpc":"2.0","method":"notifications/cancelled","params":{}})", ""}};
     for (const auto& [line, answer] : answers) {
@@ -148,6 +161,16 @@ TEST_F(ConnectionTest, agreesOnARevisionAndTakesBatchesOfOneAlone) {
     for (const char* part : {R"("id":4,"result")", R"("id":6,"result")", R"("code":-32600)"})
         EXPECT_THAT(answers, HasSubstr(part));
     EXPECT_THAT(answerTo("[]", handshake("2025-03-26")), HasSubstr("-32600"));
+    const std::string listen = modern("8", "subscriptions/listen");
+    EXPECT_THAT(answerTo("[" + request + "," + listen + "]", handshake("2025-03-26")),
+                AllOf(HasSubstr(R"("id":4,"result")"), HasSubstr(R"("id":8,"error":{"code":-32600)")));
+    const auto withMeta = [](std::string_view key) {
+        return fmt::format(
+            R"({{"jsonrpc":"2.0","id":9,"method":"short","params":{{"_meta":{{"io.modelcontextprotocol/{}":{{}}}}}}}})",
+            key);
+    };
+    EXPECT_THAT(answerTo(withMeta("clientCapabilities"), handshake("2025-11-25")), HasSubstr("-32602"));
+    EXPECT_THAT(answerTo(withMeta("related-task"), handshake("2025-11-25")), HasSubstr(R"("result")"));
     EXPECT_THAT(answerTo(batch, handshake("2025-06-18")),
                 HasSubstr("Batches are part of revision 2025-03-26"));
 }
@@ -189,6 +212,35 @@ TEST_F(ConnectionTest, tellsProgressThatGrowsAndEndsBeforeTheAnswer) {
         R"({"jsonrpc":"2.0","method":"notifications/progress","params":{"progressToken":"p","progress":1,"message":"holding"}})");
     EXPECT_EQ(*messages[1].at("params", "progress"), JSONValue(2));
     EXPECT_TRUE(messages[2].find("result"));
+}
+
+TEST_F(ConnectionTest, tellsNothingAfterACancellation) {
+    Connection connection(handler, sink);
+    connection.receive(fmt::format(
+        R"({{"jsonrpc":"2.0","id":1,"method":"hold","params":{{"_meta":{{"progressToken":"p",{}}}}})",
+        terms.substr(9)));
+    (void)sink.await([](const JSONValue& message) {
+        const auto* const text = message.at("params", "message");
+        return text && *text->text() == "still holding";
+    });
+    connection.receive(cancellation("1"));
+    connection.drain();
+    EXPECT_EQ(sink.messages().size(), 2u);
+}
+
+TEST_F(ConnectionTest, beginsNothingLongOnceItsIntakeIsClosed) {
+    Connection connection(handler, sink, {.workers = 1, .waiting = 1, .patience = std::chrono::minutes(5)});
+    connection.receive(modern("1", "hold"));
+    while (handler.begun == 0)
+        std::this_thread::yield();
+    connection.receive(modern("2", "long"));
+    connection.closeIntake();
+    connection.receive(modern("3", "long")); // does not wait for room
+    handler.released = true;
+    EXPECT_TRUE(sink.awaitAnswer(1).find("result"));
+    connection.end();
+    EXPECT_EQ(handler.begun, 1);
+    EXPECT_EQ(sink.messages().size(), 1u);
 }
 
 TEST_F(ConnectionTest, boundsWhatWaitsAndStillHearsCancellations) {
@@ -255,6 +307,27 @@ TEST_F(ConnectionTest, asksTheClientAndTakesItsAnswer) {
     EXPECT_EQ(*taken.at("params", "requestId"), *second.find("id"));
 }
 
+TEST_F(ConnectionTest, waitsForNoAnswerForEverAndNotForManyAtOnce) {
+    const std::string hello = handshake("2025-11-25", R"({"elicitation":{}})");
+    const auto ask = [](int id) { return fmt::format(R"({{"jsonrpc":"2.0","id":{},"method":"ask"}})", id); };
+    {
+        Connection connection(handler, sink, {.answerTime = std::chrono::milliseconds(0)});
+        connection.receive(hello);
+        connection.receive(ask(1));
+        EXPECT_TRUE(sink.awaitAnswer(1).find("result")->isNull());
+        EXPECT_THAT(encodeJSON(sink.messages().at(2)),
+                    AllOf(HasSubstr("notifications/cancelled"), HasSubstr("No answer came in time.")));
+    }
+    CollectingSink other;
+    Connection connection(handler, other, {.questions = 1});
+    connection.receive(hello);
+    connection.receive(ask(1));
+    (void)other.await([](const JSONValue& message) { return message.find("method") != nullptr; });
+    connection.receive(ask(2));
+    EXPECT_TRUE(other.awaitAnswer(2).find("result")->isNull());
+    EXPECT_EQ(other.messages().size(), 3u) << "the second was never asked";
+}
+
 TEST_F(ConnectionTest, holdsSubscriptionsOpenUntilTheyAreCancelled) {
     Connection connection(handler, sink, {.subscriptions = 1});
     const auto listen = [&](int id) {
@@ -271,6 +344,12 @@ TEST_F(ConnectionTest, holdsSubscriptionsOpenUntilTheyAreCancelled) {
     connection.receive(cancellation("1"));
     listen(3);
     EXPECT_EQ(sink.messages().size(), 3u);
+    const auto last = connection.endSubscriptions();
+    ASSERT_EQ(last.size(), 2u);
+    EXPECT_THAT(last[0], AllOf(HasSubstr("notifications/cancelled"), HasSubstr(R"("requestId":3)")));
+    EXPECT_EQ(
+        last[1],
+        R"({"jsonrpc":"2.0","id":3,"result":{"resultType":"complete","_meta":{"io.modelcontextprotocol/subscriptionId":3}}})");
 }
 
 TEST(LineSplitter, keepsNoMoreThanItsBoundOfALine) {

@@ -49,6 +49,18 @@ TEST_F(ServeTest, answersWhatCameBeforeTheEndOfItsInput) {
     EXPECT_FALSE(std::filesystem::exists(folder / "home")) << "nothing needed a home";
 }
 
+TEST_F(ServeTest, endsTheSubscriptionsWithItself) {
+    const auto ended =
+        ChildProgram(
+            callWith(
+                R"({"jsonrpc":"2.0","id":7,"method":"subscriptions/listen","params":{"notifications":{},"_meta":{"io.modelcontextprotocol/protocolVersion":"2026-07-28","io.modelcontextprotocol/clientCapabilities":{}}}})"
+                "\n"))
+            .wait();
+    EXPECT_EQ(ended.status, 0) << ended.error;
+    EXPECT_EQ(std::ranges::count(ended.out, '\n'), 3);
+    EXPECT_THAT(ended.out, HasSubstr(R"("id":7,"result":{"resultType":"complete")"));
+}
+
 TEST_F(ServeTest, endsWhenNobodyReadsItAnyMore) {
     std::string requests = greeting;
     for (int id = 2; id < 1000; ++id)
