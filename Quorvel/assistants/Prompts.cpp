@@ -89,8 +89,8 @@ std::span<const Prompt> allPrompts() {
 }
 
 const Prompt* findPrompt(std::string_view name) {
-    const auto* const found = std::ranges::find(prompts, name, &Prompt::name);
-    return found == prompts.end() ? nullptr : found;
+    const auto found = std::ranges::find(prompts, name, &Prompt::name);
+    return found == prompts.end() ? nullptr : &*found;
 }
 
 JSONValue promptList(bool withTitles) {

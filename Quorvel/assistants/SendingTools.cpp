@@ -74,7 +74,15 @@ JobText plannedScreenshots(const PlanScreenshotPush::Result& result) {
                              static_cast<double>(plan.uploadBytes) / 1e6, plan.deletions,
                              counted(static_cast<std::size_t>(plan.changedSets), "set"),
                              nameOf(plan.app, plan.version)),
-                 plan.failures};
+                 {}};
+    // What goes away first: a question to the user shows the first lines alone.
+    for (const ScreenshotSetStatus& set : plan.sets)
+        for (const std::string& picture : set.toDelete)
+            text.details.push_back(fmt::format("delete {} {}: {}", set.locale, set.displayType, picture));
+    for (const ScreenshotSetStatus& set : plan.sets)
+        for (const std::string& picture : set.toUpload)
+            text.details.push_back(fmt::format("upload {} {}: {}", set.locale, set.displayType, picture));
+    text.details.insert(text.details.end(), plan.failures.begin(), plan.failures.end());
     text.details.insert(text.details.end(), plan.warnings.begin(), plan.warnings.end());
     return text;
 }
@@ -270,7 +278,7 @@ std::vector<Tool> sendingTools() {
                  "answerCompliance", {"app", "platform", "version", "build", "usesNonExemptEncryption"},
                  plannedCompliance, doneCompliance)}));
     auto building = jobVariant<PlanBuild, RunBuild>("build", {"app", "platform"}, plannedBuild, doneBuild);
-    building.mustBeSame = false; // the run itself refuses a plan whose numbers have changed
+    building.compared = {"app", "config", "keyID", "numbers"}; // remarks and awaited builds may differ
     add(tools,
         jobTools({.name = "prepare_build",
                   .title = "Prepare a build",

@@ -7,6 +7,7 @@
 
 #include <algorithm>
 #include <memory>
+#include <tuple>
 
 namespace quorvel {
 
@@ -104,6 +105,10 @@ ToolOutcome prepare(ToolCall& call, const Variants& variants, std::string_view c
         fmt::format("Nothing is sent yet. Planned: {}. When the user agrees, call {} with this "
                     "handle within ten minutes.",
                     plan.summary, performer);
+    if (plan.moreDetails > 0)
+        text += fmt::format(" {} more details are not shown: pending_changes tells all texts, "
+                            "screenshots_status all pictures.",
+                            plan.moreDetails);
     return {valueOf(plan), std::move(text)};
 }
 
@@ -160,19 +165,31 @@ std::optional<ToolOutcome> askFirst(ToolCall& call, const std::string& handle, s
     }
     if (consent == Consent::given) return std::nullopt;
     if (consent == Consent::open)
-        throw ApplicationError(FailureKind::failed, "the client could not ask its user; nothing was sent");
+        throw ApplicationError(FailureKind::failed,
+                               "the user was not asked or did not answer; nothing was sent");
     call.handles.forget(handle);
     throw ApplicationError(FailureKind::failed, "the user did not agree; nothing was sent",
                            "Ask the user what should be otherwise, and prepare that.");
+}
+
+bool isUnchanged(const JobVariant& variant, const JSONValue& before, const JSONValue& now) {
+    if (variant.compared.empty()) return before == now;
+    return std::ranges::all_of(variant.compared, [&](std::string_view name) {
+        const JSONValue* const was = before.find(name);
+        const JSONValue* const is = now.find(name);
+        return was && is ? *was == *is : was == is;
+    });
 }
 
 ToolOutcome performPlan(ToolCall& call, const Variants& variants, std::string_view tool) {
     const auto handle = decodeRequest<HandleRequest>(call.arguments).handle;
     if (auto question = askFirst(call, handle, tool, call.handles.look(handle, tool)))
         return *std::move(question);
+    // The user may have taken the permission back while he was asked.
+    requirePermission(call.reach, AssistantPermissionSetting(call.application.userDefaults()).permission());
     const PreparedJob job = call.handles.take(handle, tool);
     const JobVariant& variant = *std::ranges::find(variants, job.variant, &JobVariant::name);
-    if (variant.mustBeSame && variant.plan(call, job.request).first != job.plan)
+    if (!isUnchanged(variant, job.plan, variant.plan(call, job.request).first))
         throw ApplicationError(FailureKind::stalePlan,
                                "what the plan was made from has changed; nothing was sent",
                                "Prepare it again.");
@@ -193,6 +210,10 @@ void refuseArguments(const JSONError& error) {
 JSONValue requestOf(const ToolCall& call, const JSONValue& schema) {
     JSONValue request = call.arguments;
     if (call.workspace && schema.at("properties", "workspace")) request.set("workspace", *call.workspace);
+    // What only looks moves no texts of an older layout and waits for no folder.
+    if (call.reach == ToolReach::looks && schema.at("properties", "dryRun")) request.set("dryRun", true);
+    // The folder that an assistant was started in says nothing about an app.
+    if (schema.at("properties", "ownFoldersOnly")) request.set("ownFoldersOnly", true);
     return request;
 }
 

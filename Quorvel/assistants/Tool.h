@@ -31,6 +31,7 @@ struct ToolCall {
     JSONValue arguments;                  // an object of members that the tool has
     std::optional<std::string> workspace; // that is served; nothing: the active one
     ActionProgress progress;
+    ToolReach reach = ToolReach::looks;
 };
 
 struct ToolOutcome {
@@ -53,6 +54,9 @@ struct Tool {
     JSONValue output = {};
     std::function<ToolOutcome(ToolCall&)> run = {};
 };
+
+/// Throws `ApplicationError` unless the permission covers what reaches so far.
+void requirePermission(ToolReach reach, AssistantPermission permission);
 
 /// Makes a described record of a call's arguments. Throws `ApplicationError` for what is none.
 [[nodiscard]] JSONValue requestOf(const ToolCall& call, const JSONValue& schema);
@@ -99,7 +103,8 @@ struct JobVariant {
     JSONValue request;                   // its schema
     std::function<std::pair<JSONValue, JobText>(ToolCall&, const JSONValue& request)> plan;
     std::function<JobText(ToolCall&, const JSONValue& plan)> perform;
-    bool mustBeSame = true; // the plan is made again and compared before it is performed
+    std::vector<std::string_view> compared = {}; // members of the plan that must still be what they were;
+                                                 // empty: all
 };
 
 /// A variant over a preparing and a performing action; each text function gets the action's result.

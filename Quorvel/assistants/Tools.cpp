@@ -43,16 +43,6 @@ bool allows(AssistantPermission permission, ToolReach reach) {
     return false;
 }
 
-void requirePermission(const Tool& tool, AssistantPermission permission) {
-    if (allows(permission, tool.reach)) return;
-    const bool sends = tool.reach == ToolReach::sends;
-    throw ApplicationError(
-        FailureKind::failed,
-        fmt::format("assistants may not {} here (allowed: {})",
-                    sends ? "change App Store Connect" : "change files", rawValue(permission)),
-        fmt::format("The user can allow it with 'quorvel assistants allow {}'.", sends ? "all" : "edits"));
-}
-
 // The arguments without what was left open, each of them one that the tool has.
 JSONValue argumentsOf(const Tool& tool, const JSONValue* given) {
     JSONValue arguments = JSONValue::object();
@@ -118,6 +108,16 @@ JSONValue resultOf(const Tool& tool, ToolOutcome outcome, std::size_t offset, Re
 
 } // namespace
 
+void requirePermission(ToolReach reach, AssistantPermission permission) {
+    if (allows(permission, reach)) return;
+    const bool sends = reach == ToolReach::sends;
+    throw ApplicationError(
+        FailureKind::failed,
+        fmt::format("assistants may not {} here (allowed: {})",
+                    sends ? "change App Store Connect" : "change files", rawValue(permission)),
+        fmt::format("The user can allow it with 'quorvel assistants allow {}'.", sends ? "all" : "edits"));
+}
+
 std::span<const Tool> allTools() {
     static const std::vector<Tool> tools = madeTools();
     return tools;
@@ -169,14 +169,15 @@ JSONValue callTool(const ToolSurroundings& surroundings, const IncomingMessage& 
                                         nearest ? fmt::format(" Did you mean {}?", *nearest) : ""));
     }
     try {
-        requirePermission(*tool, surroundings.permission);
+        requirePermission(tool->reach, surroundings.permission);
         ToolCall call{.application = surroundings.application,
                       .handles = surroundings.handles,
                       .scope = scope,
                       .message = message,
                       .arguments = argumentsOf(*tool, message.param("arguments")),
                       .workspace = surroundings.workspace,
-                      .progress = progressTo(scope)};
+                      .progress = progressTo(scope),
+                      .reach = tool->reach};
         const std::size_t offset = tool->list.empty() ? 0 : takeOffset(call.arguments);
         call.application.beginJob();
         return resultOf(*tool, tool->run(call), offset, scope.terms().revision);

@@ -1,15 +1,19 @@
 // The methods and tools of the assistants' server over the sandbox.
+#include "Core/build/BuildConfigStore.h"
 #include "Core/metadata/MetadataStore.h"
 #include "Platform/json/JSON.h"
 #include "Quorvel/actions/ActionCatalogue.h"
 #include "Quorvel/actions/AppActions.h"
 #include "Quorvel/actions/WorkspaceActions.h"
+#include "Quorvel/application/AppDirectory.h"
 #include "Quorvel/application/EnvironmentOptions.h"
 #include "Quorvel/assistants/Prompts.h"
 #include "Quorvel/assistants/Server.h"
 #include "Quorvel/workspace/AppFolder.h"
 #include "Tests/support/ApplicationSandbox.h"
 #include "Tests/support/AssistantClient.h"
+#include "Tests/support/DeveloperTools.h"
+#include "Tests/support/GitRepository.h"
 
 #include <fmt/format.h>
 #include <gmock/gmock.h>
@@ -219,10 +223,12 @@ TEST_F(AssistantServerTest, asksTheUserWhereTheClientCan) {
     AssistantClient legacy(server, Revision::r20250618, true);
     editSketch(legacy, "Skizzenheft");
     std::string action = "decline";
+    std::function<void()> onQuestion = [] {};
     legacy.sink.onMessage = [&](const JSONValue& message) {
         if (!message.find("method") || *message.find("method")->text() != "elicitation/create") return;
         EXPECT_FALSE(message.at("params", "mode")) << "which came later";
         const RequestID id = *requestIDOf(*message.find("id"));
+        onQuestion();
         legacy.connection.receive(resultMessage(id, object({{"action", action}})));
     };
     const auto declined = preparedPush(legacy);
@@ -230,6 +236,12 @@ TEST_F(AssistantServerTest, asksTheUserWhereTheClientCan) {
     EXPECT_THAT(textOf(legacy.call("push", declined)), HasSubstr("no plan with this handle"));
     EXPECT_EQ(changesSent(), 0);
     action = "accept";
+    onQuestion = [&] { allow(AssistantPermission::edits); };
+    EXPECT_THAT(textOf(legacy.call("push", preparedPush(legacy))), HasSubstr("allowed: edits"))
+        << "taken back while the question was open";
+    EXPECT_EQ(changesSent(), 0);
+    onQuestion = [] {};
+    allow(AssistantPermission::all);
     (void)legacy.ask("push", preparedPush(legacy));
     EXPECT_GT(changesSent(), 0);
 }
@@ -245,6 +257,85 @@ TEST_F(AssistantServerTest, noAppOfAnotherWorkspaceIsReached) {
                     HasSubstr("works in one workspace"))
             << tool;
     EXPECT_EQ(client.request("resources/list").at("result", "resources")->items()->size(), 0u);
+}
+
+TEST_F(AssistantServerTest, refusesToWorkInNoneOfSeveralWorkspaces) {
+    AssistantClient client(server, Revision::r20260728);
+    (void)client.ask("pull", object({{"app", sketchID}}));
+    (void)CreateWorkspace::perform(*sandbox.application, {.name = "Other"});
+    ASSERT_TRUE(sandbox.application->activeWorkspace().choose(std::nullopt));
+    constexpr const char* advice = "'quorvel workspaces use NAME'";
+    for (const char* tool : {"overview", "read_texts", "pull"})
+        EXPECT_THAT(textOf(client.call(tool)), HasSubstr(advice)) << tool;
+    const auto reference = object({{"type", "ref/prompt"}, {"name", allPrompts().front().name}});
+    const auto argument = object({{"name", "app"}, {"value", ""}});
+    const std::vector<std::pair<const char*, JSONValue>> requests = {
+        {"resources/list", object({})},
+        {"resources/read", object({{"uri", "quorvel://texts/mosswick-skizzenbuch/ios/next/de-DE"}})},
+        {"completion/complete", object({{"ref", reference}, {"argument", argument}})}};
+    for (const auto& [method, params] : requests) {
+        const auto error = *client.request(method, params).find("error");
+        EXPECT_EQ(*error.find("code"), JSONValue(-32603)) << method;
+        EXPECT_THAT(*error.find("message")->text(), HasSubstr(advice)) << method;
+    }
+}
+
+TEST_F(AssistantServerTest, looksMoveNoTextsOfAnOlderLayout) {
+    AssistantClient client(server, Revision::r20260728);
+    (void)client.ask("pull", object({{"app", sketchID}}));
+    const auto next = sandbox.contextFolder("mosswick-skizzenbuch").rootURL;
+    const auto root = next.parent_path().parent_path();
+    std::filesystem::create_directories(root / ".brevant/asc");
+    std::filesystem::rename(next / "de-DE", root / "de-DE");
+    std::filesystem::rename(next / ".brevant/asc/de-DE", root / ".brevant/asc/de-DE");
+    for (const char* tool : {"read_texts", "pending_changes", "screenshots_status", "app_status"})
+        EXPECT_THAT(textOf(client.call(tool, object({{"app", sketchID}}))), HasSubstr("older layout"))
+            << tool;
+    EXPECT_THAT(textOf(client.call("prepare_push", object({{"what", "texts"}, {"app", sketchID}}))),
+                HasSubstr("older layout"));
+    (void)client.request("resources/list");
+    const auto read = client.request(
+        "resources/read", object({{"uri", "quorvel://texts/mosswick-skizzenbuch/ios/next/de-DE"}}));
+    EXPECT_EQ(*read.at("error", "code"), JSONValue(-32603)) << "it is there, but cannot be read";
+    EXPECT_TRUE(std::filesystem::exists(root / "de-DE"));
+}
+
+TEST_F(AssistantServerTest, draftsFromTheRepositoryOfTheAppAlone) {
+    const test::GitRepository around(sandbox.folder.path()); // as a home that is kept in one
+    AssistantClient client(server, Revision::r20260728);
+    (void)client.ask("pull", object({{"app", sketchID}}));
+    const auto draft = [&] {
+        return textOf(client.call("draft_release_notes", object({{"app", sketchID}})));
+    };
+    EXPECT_THAT(draft(), HasSubstr("No git repository found"));
+    const test::TemporaryFolder elsewhere;
+    const test::GitRepository repository(elsewhere / "project");
+    const BuildConfigStore store(sandbox.application->userDefaults());
+    const auto app = AppDirectory(*sandbox.application, {}).require(sketchID);
+    (void)store.save(app.id, {.projectPath = (repository.root() / "Sketch.xcodeproj").string()});
+    EXPECT_THAT(draft(), Not(HasSubstr("No git repository found")));
+}
+
+TEST_F(AssistantServerTest, aBuildHandleEndsWithItsConfiguration) {
+    const test::DeveloperTools tools(QUORVEL_XCRUN);
+    tools.behave(
+        object({{"sandbox", sandbox.server.access().url}, {"bundleID", std::string(test::gardenApp)}}));
+    auto options = sandbox.options();
+    options.xcrun = tools.xcrun();
+    AssistantServer building([&] { return std::make_unique<Application>(options); }, "1", systemClock());
+    allow(AssistantPermission::all);
+    AssistantClient client(building, Revision::r20260728);
+    (void)client.ask("pull", object({{"app", test::gardenID}}));
+    const BuildConfigStore store(sandbox.application->userDefaults());
+    const auto app = AppDirectory(*sandbox.application, {}).require(test::gardenID);
+    BuildConfig config{.projectPath = tools.project().string(), .scheme = "Garden"};
+    (void)store.save(app.id, config);
+    const auto plan = client.ask("prepare_build", object({{"app", test::gardenID}}));
+    config.configuration = "Beta";
+    (void)store.save(app.id, config);
+    EXPECT_THAT(textOf(client.call("run_build", object({{"handle", *plan.find("handle")}}))),
+                HasSubstr("has changed; nothing was sent"));
+    EXPECT_EQ(store.load(app.id, config.platform)->configuration, "Beta");
 }
 
 TEST_F(AssistantServerTest, longResultsComeInPagesThatMissNothing) {
