@@ -43,7 +43,7 @@ std::vector<WantedCompetitor> wantedOf(const AddCompetitors::Request& request) {
         if (places.empty())
             throw ApplicationError(FailureKind::badRequest,
                                    fmt::format("no storefront is named for {}", quotedWord(given)),
-                                   "Storefronts are named by two letters, such as us or de.");
+                                   "Choose the country of its page, such as us or de.");
         for (const std::string& country : places)
             wanted.push_back({given, *link, country});
     }

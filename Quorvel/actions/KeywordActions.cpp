@@ -77,11 +77,6 @@ std::int64_t waitingSeconds(Application& application, std::int64_t searches) {
     return allowed > 0 && searches > 0 ? (searches - 1) / allowed * 60 : 0;
 }
 
-// A wait for the store is told where the steps are.
-StoreClients storeClientsOf(Application& application, const ActionProgress& progress) {
-    return application.storeClients([step = progress.step](const std::string& text) { step({text, {}, 0}); });
-}
-
 std::vector<RankAlert> rankAlertsOf(const std::vector<KeywordAlert>& alerts) {
     std::vector<RankAlert> result;
     for (const KeywordAlert& one : alerts)
@@ -241,7 +236,7 @@ RefreshKeywords::Result RefreshKeywords::perform(Application& application, const
                                                  const std::shared_ptr<DesktopNotifier>& notifier) {
     const ManagedApp app = trackingApp(application, request);
     requireStoreId(app);
-    const auto clients = storeClientsOf(application, progress);
+    const auto clients = application.storeClients();
     const KeywordRecords keywords = keywordRecords(application);
     const KeywordTracker tracker(
         {.search = clients.search,
@@ -359,7 +354,7 @@ SuggestKeywords::Result SuggestKeywords::perform(Application& application, const
         wish.competitors.push_back({newest ? newest->name : one.name, newest ? newest->subtitle : ""});
     }
     wish.seeds = seedsOf(request, wish.tracked, own);
-    const auto clients = storeClientsOf(application, progress);
+    const auto clients = application.storeClients();
     auto found = KeywordSuggester({clients.search, clients.hints, clients.charts})
                      .suggest(wish, [&](const std::string& text, std::size_t done, std::size_t total) {
                          progress.step({text, done, total});

@@ -188,10 +188,10 @@ ExitStatus printAssistantEntry(Invocation& invocation) {
     Output& output = invocation.output;
     output.document(result);
     output.verbatim(indentedJSON(result.configuration));
-    output.line();
-    output.verbatim(result.commandLine);
-    output.note("The first is for assistants that keep servers as JSON, the second for those that ask for a "
-                "command: it speaks over standard input and output and takes no arguments.");
+    output.note(
+        fmt::format("This is for assistants that keep servers as JSON. Those that ask for a command take {} "
+                    "without arguments: it speaks over standard input and output.",
+                    result.commandLine));
     return ExitStatus::done;
 }
 

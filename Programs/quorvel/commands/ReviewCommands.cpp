@@ -156,7 +156,7 @@ ExitStatus listReviews(Invocation& invocation) {
         printReview(output, seen, ReviewForm::excerpt);
         output.line();
     }
-    if (!output.isJSON() && result.total > 0)
+    if (!output.isJSON() && result.refreshedAt)
         output.line(result.matching > std::ssize(result.reviews)
                         ? fmt::format("{} of {}; --limit shows more.", result.reviews.size(),
                                       reviewCount(result.matching))
