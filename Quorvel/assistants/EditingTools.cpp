@@ -95,9 +95,8 @@ std::vector<Tool> editingTools() {
         actionTool<WriteTexts>(
             {.name = "write_texts",
              .title = "Write store texts",
-             .description =
-                 "Write local store texts, several at once: [{locale, field, text}]. Returns lengths and "
-                 "limits; a text above its limit is not written. What is replaced is backed up.",
+             .description = "Write local store texts, several at once. Returns lengths and "
+                            "limits; a text above its limit is not written. What is replaced is backed up.",
              .reach = ToolReach::edits,
              .asksServices = false,
              .list = "texts"},
@@ -106,8 +105,8 @@ std::vector<Tool> editingTools() {
             {.name = "accept_texts",
              .title = "Accept generated texts",
              .description =
-                 "Mark generated texts as read, so that a push takes them. Only when the user says that he "
-                 "has read them.",
+                 "Mark generated texts as read, so that a push takes them, once the user says that he has read "
+                 "them.",
              .reach = ToolReach::edits,
              .asksServices = false},
             {"app", "context", "locales", "fields"}, "texts",
@@ -118,8 +117,8 @@ std::vector<Tool> editingTools() {
             {.name = "translate",
              .title = "Translate store texts",
              .description =
-                 "Translate missing or outdated local store texts into the app's other locales with the AI "
-                 "service, which costs money (see costs).",
+                 "Translate missing or outdated local store texts into the other locales with the AI service. "
+                 "Costs money.",
              .reach = ToolReach::edits,
              .list = "texts"},
             {"app", "context", "to", "from", "fields", "all"}, "report", translated),

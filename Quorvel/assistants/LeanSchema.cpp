@@ -25,7 +25,7 @@ constexpr ShortText shortTexts[] = {{"app", ""},
                                     {"handle", ""},
                                     {"texts", ""},
                                     {"groups", "By name or id."},
-                                    {"build", "Number or id; the newest one when left out."},
+                                    {"build", "The newest when left out."},
                                     {"allowClear", "Also remove texts."},
                                     {"allowUnreviewed", "Also texts that nobody has read."},
                                     {"allContexts", ""},
@@ -37,7 +37,22 @@ constexpr ShortText shortTexts[] = {{"app", ""},
                                     {"exclude", "Hashes of commits."},
                                     {"step", ""},
                                     {"notify", "Tell testers."},
-                                    {"force", "Though app_status is not clean."}};
+                                    {"force", "Though app_status is not clean."},
+                                    {"all", "Also what is up to date."},
+                                    {"type", ""},
+                                    {"date", "Such as 2026-12-01T09:00:00+01:00."},
+                                    {"usesNonExemptEncryption", ""},
+                                    {"stars", ""},
+                                    {"territories", "Such as USA."},
+                                    {"sentiments", "positive, mixed, neutral or negative."},
+                                    {"theme", ""},
+                                    {"since", "2026-03-01, or 30d."},
+                                    {"unanswered", ""},
+                                    {"review", ""},
+                                    {"text", ""},
+                                    {"note", "Facts that it may state."},
+                                    {"term", ""},
+                                    {"countries", "Such as us."}};
 
 // Without the values of an enumeration inside of a list, which are the fields.
 void shorten(std::string_view name, JSONValue& property) {
@@ -86,11 +101,11 @@ JSONValue leanSchema(const JSONValue& result) {
     const JSONValue* const required = result.find("required");
     if (required) schema.set("required", *required);
     if (const JSONValue* const members = result.find("properties"))
-        for (const auto& [name, member] : *members->members()) {
+        for (const auto& one : *members->members()) {
+            const std::string& name = one.first;
             const bool isRequired = required && std::ranges::find(*required->items(), JSONValue(name)) !=
                                                     required->items()->end();
-            const JSONValue* const type = member.find("type");
-            if (!isRequired) addOptional(schema, name, type && type->text() ? *type->text() : "");
+            if (!isRequired) addOptional(schema, name, "");
         }
     return schema;
 }

@@ -13,9 +13,9 @@ namespace quorvel {
 [[nodiscard]] JSONValue argumentsSchema(const JSONValue& request, std::span<const std::string_view> shown);
 
 /// The schema of a tool's result, which names each member once: those that are always there as required, the
-/// others with their type.
+/// others as properties.
 [[nodiscard]] JSONValue leanSchema(const JSONValue& result);
-/// Adds members to a schema that leanSchema() made.
+/// Adds members to a schema.
 void addRequired(JSONValue& schema, std::string_view member);
 void addOptional(JSONValue& schema, std::string_view member, std::string_view type);
 

@@ -101,25 +101,25 @@ struct PushesOfApp {
     QUORVEL_RECORD(PushesOfApp, app, runs, entries)
 };
 
-Tool historyTool(Tool tool, std::string_view list, bool isOfRun) {
-    const JSONValue request = isOfRun ? jsonSchema<ShowRun::Request>() : jsonSchema<ListRuns::Request>();
-    tool.list = list;
-    tool.input = isOfRun ? argumentsSchema(request, std::vector<std::string_view>{"run", "app"})
-                         : argumentsSchema(request, std::vector<std::string_view>{"app", "limit"});
+Tool historyTool(Tool tool) {
+    const JSONValue ofRun = jsonSchema<ShowRun::Request>();
+    tool.input = argumentsSchema(ofRun, std::vector<std::string_view>{"run", "app"});
+    tool.input.erase("required");
     tool.output = leanSchema(jsonSchema<PushesOfApp>());
-    tool.run = [request, isOfRun](ToolCall& call) {
-        const JSONValue wanted = requestOf(call, request);
-        PushesOfApp result;
-        if (isOfRun) {
-            auto shown = ShowRun::perform(call.application, decodeRequest<ShowRun::Request>(wanted));
-            result = {std::move(shown.app), {std::move(shown.run)}, std::move(shown.entries)};
-        } else {
-            auto listed = ListRuns::perform(call.application, decodeRequest<ListRuns::Request>(wanted));
-            result = {std::move(listed.app), std::move(listed.runs), {}};
+    tool.run = [ofRun](ToolCall& call) {
+        if (call.arguments.find("run")) {
+            auto shown =
+                ShowRun::perform(call.application, decodeRequest<ShowRun::Request>(requestOf(call, ofRun)));
+            const PushesOfApp result{std::move(shown.app), {std::move(shown.run)}, std::move(shown.entries)};
+            ToolOutcome outcome{valueOf(result), counted(result.entries.size(), "field") + "."};
+            outcome.list = "entries";
+            return outcome;
         }
-        std::string text = isOfRun ? counted(result.entries.size(), "field") + "."
-                                   : counted(result.runs.size(), "run") + ".";
-        return ToolOutcome{valueOf(result), std::move(text)};
+        const JSONValue all = jsonSchema<ListRuns::Request>();
+        auto listed =
+            ListRuns::perform(call.application, decodeRequest<ListRuns::Request>(requestOf(call, all)));
+        const PushesOfApp result{std::move(listed.app), std::move(listed.runs), {}};
+        return ToolOutcome{valueOf(result), counted(result.runs.size(), "run") + "."};
     };
     return tool;
 }
@@ -174,8 +174,8 @@ std::vector<Tool> lookingTools() {
         actionTool<ShowHome>({.name = "overview",
                               .title = "Overview",
                               .description =
-                                  "The workspace and its apps: what needs attention, what is in review, "
-                                  "what is live, what is not pushed. Start here. Reads local records only.",
+                                  "The workspace and its apps: what needs attention, is in review, is live, "
+                                  "is not pushed. Start here.",
                               .asksServices = false,
                               .list = "apps"},
                              {"app"}, "", [](const auto& result) { return summaryOf(result); }),
@@ -190,9 +190,7 @@ std::vector<Tool> lookingTools() {
         actionTool<ListVersions>(
             {.name = "review_state",
              .title = "Versions and review states",
-             .description =
-                 "All versions of an app on App Store Connect with their states, such as IN_REVIEW, REJECTED "
-                 "or PENDING_DEVELOPER_RELEASE.",
+             .description = "All versions of an app with their states, such as IN_REVIEW or REJECTED.",
              .holdsForeignTexts = true,
              .list = "versions"},
             {"app", "platform"}, "",
@@ -201,8 +199,7 @@ std::vector<Tool> lookingTools() {
             {.name = "read_texts",
              .title = "Read store texts",
              .description =
-                 "The local store texts (name, subtitle, description, promotionalText, releaseNotes, "
-                 "keywords) with length and limit. Give locales and fields to get less.",
+                 "The local store texts with length and limit. Give locales and fields to get less.",
              .asksServices = false,
              .holdsForeignTexts = true,
              .list = "texts"},
@@ -249,25 +246,21 @@ std::vector<Tool> lookingTools() {
             [](const auto& result) { return counted(result.versions.size(), "version") + "."; }),
         historyTool({.name = "history",
                      .title = "Pushes so far",
-                     .description = "What was pushed, the newest run first.",
-                     .asksServices = false},
-                    "runs", false),
-        historyTool({.name = "history_run",
-                     .title = "One push",
-                     .description = "Each text of one push before and after it; run \"last\" is the newest.",
+                     .description = "What was pushed, the newest run first; with run each text of that push "
+                                    "before and after it.",
                      .asksServices = false,
-                     .holdsForeignTexts = true},
-                    "entries", true),
+                     .holdsForeignTexts = true,
+                     .list = "runs"}),
         revenueTool({.name = "revenue",
                      .title = "Revenue",
                      .description = "Proceeds and first-time downloads per day and app, against the days "
                                     "before."}),
-        actionTool<ShowCosts>(
-            {.name = "costs",
-             .title = "AI costs",
-             .description = "What requests to the AI service (translate, keywords, notes) cost.",
-             .asksServices = false},
-            {"days"}, "", [](const auto& result) { return fmt::format("${:.4f}.", result.costUSD); }),
+        actionTool<ShowCosts>({.name = "costs",
+                               .title = "AI costs",
+                               .description = "What requests to the AI service cost.",
+                               .asksServices = false},
+                              {"days"}, "",
+                              [](const auto& result) { return fmt::format("${:.4f}.", result.costUSD); }),
     };
 }
 

@@ -21,7 +21,7 @@ constexpr std::size_t mostBytesOfOthers = 6'000;
 void addPageMembers(JSONValue& input, JSONValue& output) {
     addOptional(input, "offset", "integer");
     addRequired(output, "total");
-    addOptional(output, "nextOffset", "integer");
+    addRequired(output, "nextOffset");
 }
 
 std::size_t takeOffset(JSONValue& arguments) {
@@ -49,8 +49,8 @@ std::string cutToPage(JSONValue& result, std::string_view list, std::size_t offs
     items = JSONValue::Array(items.begin() + static_cast<std::ptrdiff_t>(offset),
                              items.begin() + static_cast<std::ptrdiff_t>(end));
     result.set("total", static_cast<std::int64_t>(total));
+    result.set("nextOffset", end < total ? JSONValue(static_cast<std::int64_t>(end)) : JSONValue());
     if (end == total && offset == 0) return "";
-    if (end < total) result.set("nextOffset", static_cast<std::int64_t>(end));
     return fmt::format("These are {} {} to {} of {}{}", list, offset + 1, end, total,
                        end < total ? fmt::format("; call again with \"offset\": {} for more.", end) : ".");
 }
@@ -63,7 +63,7 @@ std::string shortenOtherLists(JSONValue& result, std::string_view list) {
         std::size_t end = 0;
         for (std::size_t bytes = 0; end < items->size(); ++end) {
             bytes += encodeJSON((*items)[end]).size();
-            if (bytes > mostBytesOfOthers) break;
+            if (bytes > mostBytesOfOthers && end > 0) break;
         }
         if (end == items->size()) continue;
         text += fmt::format("{}{} shows {} of {}.", text.empty() ? "" : " ", name, end, items->size());

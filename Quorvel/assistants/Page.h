@@ -16,8 +16,8 @@ void addPageMembers(JSONValue& input, JSONValue& output);
 [[nodiscard]] std::size_t takeOffset(JSONValue& arguments);
 
 /// Leaves of the list `result[list]` what begins at `offset`, at most fifty items and 24 kB, though one item
-/// at least; sets "total" and "nextOffset". Returns a sentence about the page. Throws `ApplicationError` for
-/// an offset behind the end.
+/// at least; sets "total", and "nextOffset", which is null at the end. Returns a sentence about the page.
+/// Throws `ApplicationError` for an offset behind the end.
 [[nodiscard]] std::string cutToPage(JSONValue& result, std::string_view list, std::size_t offset);
 
 /// Leaves at most 6 kB of each other list in `result`; returns a sentence about those that were cut.

@@ -28,14 +28,6 @@ std::string nameOf(const AppReference& app, const PlatformContext& version) {
     throw ApplicationError(FailureKind::failed, why);
 }
 
-std::string firstLineOf(const std::string& text) {
-    constexpr std::size_t most = 120; // bytes; cut where a character begins
-    std::size_t end = std::min({text.find('\n'), most, text.size()});
-    while (end > 0 && end < text.size() && (static_cast<unsigned char>(text[end]) & 0xC0) == 0x80)
-        --end;
-    return end < text.size() ? text.substr(0, end) + "…" : text;
-}
-
 JobText plannedPush(const PlanPush::Result& result) {
     const PushPlan& plan = result.plan;
     if (plan.nothing) refuseEmpty(*plan.nothing);
@@ -44,7 +36,7 @@ JobText plannedPush(const PlanPush::Result& result) {
         {}};
     for (const PendingChange& change : plan.changes)
         text.details.push_back(fmt::format("{} {}: {}", change.locale, rawValue(change.field),
-                                           change.clears() ? "cleared" : firstLineOf(change.local)));
+                                           change.clears() ? "cleared" : oneLineOf(change.local)));
     for (const LeftOutChange& left : plan.leftOut)
         text.details.push_back(fmt::format("left out: {} {}: {}", left.change.locale,
                                            rawValue(left.change.field), left.explanation));
@@ -245,10 +237,7 @@ std::vector<Tool> sendingTools() {
         jobTools(
             {.name = "prepare_push",
              .title = "Prepare a push",
-             .description =
-                 "Plan a push of local store texts or screenshots. Changes nothing; returns what would "
-                 "be sent and a handle for push.",
-             .holdsForeignTexts = true},
+             .description = "Plan a push of local store texts or screenshots."},
             {.name = "push",
              .title = "Push",
              .description = "Send a plan of prepare_push to App Store Connect, after the user agreed.",
@@ -265,7 +254,7 @@ std::vector<Tool> sendingTools() {
             {.name = "prepare_version",
              .title = "Prepare a version",
              .description = "Plan to create a version, attach a processed build to it, or answer a build's "
-                            "question on encryption. Returns a handle for change_version."},
+                            "question on encryption."},
             {.name = "change_version",
              .title = "Change a version",
              .description = "Perform a plan of prepare_version, after the user agreed."},
@@ -282,8 +271,7 @@ std::vector<Tool> sendingTools() {
     add(tools,
         jobTools({.name = "prepare_build",
                   .title = "Prepare a build",
-                  .description = "Plan to archive and upload an app as its saved build configuration says. "
-                                 "Returns a handle for run_build."},
+                  .description = "Plan to archive and upload an app as its saved build configuration says."},
                  {.name = "run_build",
                   .title = "Build and upload",
                   .description = "Perform a plan of prepare_build, after the user agreed. Takes minutes and "
@@ -294,7 +282,7 @@ std::vector<Tool> sendingTools() {
                   .title = "Prepare TestFlight",
                   .description =
                       "Plan to give a build to groups of testers, submit it for beta review, or write what "
-                      "to test. Returns a handle for testflight."},
+                      "to test."},
                  {.name = "testflight",
                   .title = "Change TestFlight",
                   .description = "Perform a plan of prepare_testflight, after the user agreed."},
@@ -312,7 +300,7 @@ std::vector<Tool> sendingTools() {
         jobTools({.name = "prepare_submit",
                   .title = "Prepare a submission",
                   .description = "Plan to submit the coming version for App Review; refuses and says what is "
-                                 "missing until app_status is clean. Returns a handle for submit."},
+                                 "missing until app_status is clean."},
                  {.name = "submit",
                   .title = "Submit for review",
                   .description = "Submit a plan of prepare_submit to App Review, after the user agreed.",
@@ -321,27 +309,26 @@ std::vector<Tool> sendingTools() {
                  {jobVariant<PlanSubmission, SubmitVersion>("submit", {"app", "context", "force"},
                                                             plannedSubmission, doneSubmission)}));
     add(tools,
-        jobTools(
-            {.name = "prepare_release",
-             .title = "Prepare a release",
-             .description =
-                 "Plan to release an approved version, set when it comes out (type, date), step a "
-                 "phased release (step), or take a version out of review. Returns a handle for release."},
-            {.name = "release",
-             .title = "Release",
-             .description =
-                 "Perform a plan of prepare_release, after the user agreed. A release cannot be taken "
-                 "back.",
-             .isDestructive = true},
-            "what",
-            {jobVariant<PlanRelease, ReleaseVersion>("release", {"app", "platform"}, plannedRelease,
-                                                     doneRelease),
-             jobVariant<PlanReleaseType, SetReleaseType>("type", {"app", "platform", "type", "date"},
-                                                         plannedReleaseType, doneReleaseType),
-             jobVariant<PlanPhasedRelease, ChangePhasedRelease>("phased", {"app", "platform", "step"},
-                                                                plannedPhases, donePhases),
-             jobVariant<PlanReviewRemoval, RemoveFromReview>("removeFromReview", {"app", "platform"},
-                                                             plannedRemoval, doneRemoval)}));
+        jobTools({.name = "prepare_release",
+                  .title = "Prepare a release",
+                  .description =
+                      "Plan to release an approved version, set when it comes out (type, date), step a "
+                      "phased release (step), or take a version out of review."},
+                 {.name = "release",
+                  .title = "Release",
+                  .description =
+                      "Perform a plan of prepare_release, after the user agreed. A release cannot be taken "
+                      "back.",
+                  .isDestructive = true},
+                 "what",
+                 {jobVariant<PlanRelease, ReleaseVersion>("release", {"app", "platform"}, plannedRelease,
+                                                          doneRelease),
+                  jobVariant<PlanReleaseType, SetReleaseType>("type", {"app", "platform", "type", "date"},
+                                                              plannedReleaseType, doneReleaseType),
+                  jobVariant<PlanPhasedRelease, ChangePhasedRelease>("phased", {"app", "platform", "step"},
+                                                                     plannedPhases, donePhases),
+                  jobVariant<PlanReviewRemoval, RemoveFromReview>("removeFromReview", {"app", "platform"},
+                                                                  plannedRemoval, doneRemoval)}));
     return tools;
 }
 

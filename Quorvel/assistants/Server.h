@@ -30,7 +30,8 @@ class AssistantServer final : public RequestHandler {
   private:
     [[nodiscard]] JSONValue result(const IncomingMessage& request, RequestScope& scope);
     [[nodiscard]] Application& application();
-    /// The id of the workspace that is served; nothing while there is none.
+    /// The id of the workspace that is served: the one that was handed over to the server, else the active
+    /// one; nothing while there is none.
     [[nodiscard]] std::optional<std::string> workspace();
     /// The same. Throws `ApplicationError` while it is open which of several is meant.
     [[nodiscard]] std::optional<std::string> chosenWorkspace();

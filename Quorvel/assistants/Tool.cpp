@@ -1,5 +1,6 @@
 #include "Quorvel/assistants/Tool.h"
 
+#include "Platform/text/Text.h"
 #include "Quorvel/application/Failure.h"
 
 #include <fmt/format.h>
@@ -22,16 +23,14 @@ struct PreparedPlan {
     std::string performWith; // the tool that takes the handle
     std::string summary;
     std::vector<std::string> details;
-    std::int64_t moreDetails = 0; // that are not shown
-    QUORVEL_RECORD(PreparedPlan, handle, expiresAt, performWith, summary, details, moreDetails)
+    QUORVEL_RECORD(PreparedPlan, handle, expiresAt, performWith, summary, details)
 };
 
 struct PerformedPlan {
     std::string summary;
     std::vector<std::string> details;
-    std::int64_t moreDetails = 0;
     std::int64_t failed = 0;
-    QUORVEL_RECORD(PerformedPlan, summary, details, moreDetails, failed)
+    QUORVEL_RECORD(PerformedPlan, summary, details, failed)
 };
 
 struct HandleRequest {
@@ -42,12 +41,13 @@ struct HandleRequest {
 
 using Variants = std::vector<JobVariant>;
 
-template <typename Record>
-void setDetails(Record& record, std::vector<std::string> details) {
-    record.moreDetails = std::max<std::int64_t>(0, static_cast<std::int64_t>(details.size()) -
-                                                       static_cast<std::int64_t>(mostDetails));
-    if (details.size() > mostDetails) details.resize(mostDetails);
-    record.details = std::move(details);
+// At most `mostDetails`, and how many more there are.
+std::vector<std::string> shownDetails(std::vector<std::string> details) {
+    if (details.size() <= mostDetails) return details;
+    const std::size_t more = details.size() - mostDetails;
+    details.resize(mostDetails);
+    details.push_back(fmt::format("and {} more", more));
+    return details;
 }
 
 // The members of all variants; of a single one those that it must have, too.
@@ -99,16 +99,15 @@ ToolOutcome prepare(ToolCall& call, const Variants& variants, std::string_view c
     PreparedPlan plan{.handle = call.handles.keep(job),
                       .expiresAt = job.expiresAt,
                       .performWith = std::string(performer),
-                      .summary = job.text.summary};
-    setDetails(plan, job.text.details);
+                      .summary = job.text.summary,
+                      .details = shownDetails(job.text.details)};
     std::string text =
         fmt::format("Nothing is sent yet. Planned: {}. When the user agrees, call {} with this "
                     "handle within ten minutes.",
                     plan.summary, performer);
-    if (plan.moreDetails > 0)
-        text += fmt::format(" {} more details are not shown: pending_changes tells all texts, "
-                            "screenshots_status all pictures.",
-                            plan.moreDetails);
+    if (job.text.details.size() > mostDetails)
+        text +=
+            " Not all details are shown: pending_changes tells all texts, screenshots_status all pictures.";
     return {valueOf(plan), std::move(text)};
 }
 
@@ -189,18 +188,27 @@ ToolOutcome performPlan(ToolCall& call, const Variants& variants, std::string_vi
     requirePermission(call.reach, AssistantPermissionSetting(call.application.userDefaults()).permission());
     const PreparedJob job = call.handles.take(handle, tool);
     const JobVariant& variant = *std::ranges::find(variants, job.variant, &JobVariant::name);
-    if (!isUnchanged(variant, job.plan, variant.plan(call, job.request).first))
+    if (variant.isPlannedAgain && !isUnchanged(variant, job.plan, variant.plan(call, job.request).first))
         throw ApplicationError(FailureKind::stalePlan,
                                "what the plan was made from has changed; nothing was sent",
                                "Prepare it again.");
     JobText text = variant.perform(call, job.plan);
-    PerformedPlan done{.summary = std::move(text.summary), .details = {}, .failed = text.failed};
-    setDetails(done, std::move(text.details));
+    PerformedPlan done{.summary = std::move(text.summary),
+                       .details = shownDetails(std::move(text.details)),
+                       .failed = text.failed};
     std::string summary = done.summary + ".";
     return {valueOf(done), std::move(summary), done.failed > 0};
 }
 
 } // namespace
+
+std::string oneLineOf(std::string_view text) {
+    constexpr std::size_t most = 120; // bytes; cut where a character begins
+    std::size_t end = std::min({text.find_first_of("\r\n"), most, text.size()});
+    while (end > 0 && end < text.size() && (static_cast<unsigned char>(text[end]) & 0xC0) == 0x80)
+        --end;
+    return escapeControls(text.substr(0, end)) + (end < text.size() ? "…" : "");
+}
 
 void refuseArguments(const JSONError& error) {
     throw ApplicationError(FailureKind::badRequest,
@@ -220,7 +228,10 @@ JSONValue requestOf(const ToolCall& call, const JSONValue& schema) {
 std::pair<Tool, Tool> jobTools(Tool preparing, Tool performing, std::string_view choice,
                                std::vector<JobVariant> variants) {
     const auto shared = std::make_shared<const Variants>(std::move(variants));
-    preparing.reach = ToolReach::looks;
+    preparing.reach =
+        std::ranges::any_of(*shared, &JobVariant::keepsFiles) ? ToolReach::edits : ToolReach::looks;
+    // Plans and failures quote names and texts of App Store Connect.
+    preparing.holdsForeignTexts = performing.holdsForeignTexts = true;
     preparing.input = inputOf(*shared, choice);
     preparing.output = leanSchema(jsonSchema<PreparedPlan>());
     preparing.run = [shared, choice, performer = performing.name](ToolCall& call) {

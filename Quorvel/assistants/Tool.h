@@ -39,6 +39,7 @@ struct ToolOutcome {
     std::string text;                   // for people and models, short
     bool isError = false;               // something of it failed
     std::optional<JSONValue> interim{}; // a result that asks for something first
+    std::string_view list{};            // in place of the tool's
 };
 
 struct Tool {
@@ -57,6 +58,8 @@ struct Tool {
 
 /// Throws `ApplicationError` unless the permission covers what reaches so far.
 void requirePermission(ToolReach reach, AssistantPermission permission);
+/// The first line of a text, shortened, with its control characters escaped.
+[[nodiscard]] std::string oneLineOf(std::string_view text);
 
 /// Makes a described record of a call's arguments. Throws `ApplicationError` for what is none.
 [[nodiscard]] JSONValue requestOf(const ToolCall& call, const JSONValue& schema);
@@ -103,8 +106,9 @@ struct JobVariant {
     JSONValue request;                   // its schema
     std::function<std::pair<JSONValue, JobText>(ToolCall&, const JSONValue& request)> plan;
     std::function<JobText(ToolCall&, const JSONValue& plan)> perform;
-    std::vector<std::string_view> compared = {}; // members of the plan that must still be what they were;
-                                                 // empty: all
+    bool isPlannedAgain = true;                  // before it is performed, to compare the plans
+    std::vector<std::string_view> compared = {}; // members of the plan that must be the same; empty: all
+    bool keepsFiles = false;                     // planning does, on this machine
 };
 
 /// A variant over a preparing and a performing action; each text function gets the action's result.
@@ -112,12 +116,14 @@ template <typename Plan, typename Perform>
 [[nodiscard]] JobVariant jobVariant(std::string_view name, std::vector<std::string_view> shown,
                                     std::function<JobText(const typename Plan::Result&)> planned,
                                     std::function<JobText(const typename Perform::Result&)> performed) {
-    static_assert(Plan::info.effect == Effect::none && Perform::info.effect == Effect::remote);
+    static_assert((Plan::info.effect == Effect::none || Plan::info.effect == Effect::localFiles) &&
+                  Perform::info.effect == Effect::remote);
     JobVariant variant{.name = name,
                        .shown = std::move(shown),
                        .request = jsonSchema<typename Plan::Request>(),
                        .plan = {},
-                       .perform = {}};
+                       .perform = {},
+                       .keepsFiles = Plan::info.effect == Effect::localFiles};
     variant.plan = [planned = std::move(planned)](ToolCall& call, const JSONValue& request) {
         const auto result =
             Plan::perform(call.application, decodeRequest<typename Plan::Request>(request), call.progress);

@@ -45,7 +45,8 @@ constexpr AssistantHint hints[] = {
     {F::readOnly, "Call prepare_version to make one that takes changes."},
     {F::notReady, "Call app_status for what is missing."},
     {F::noModelAccess,
-     "The AI service is not set up on this machine; write the texts yourself with write_texts."},
+     "The AI service is not set up on this machine; write it yourself: store texts with write_texts, replies with "
+     "prepare_reply."},
 };
 
 void addSentence(std::string& text, std::string_view sentence) {

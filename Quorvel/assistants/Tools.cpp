@@ -22,7 +22,7 @@ constexpr std::string_view foreignNotice =
 
 std::vector<Tool> madeTools() {
     std::vector<Tool> tools;
-    for (auto group : {lookingTools(), editingTools(), sendingTools()})
+    for (auto group : {lookingTools(), editingTools(), sendingTools(), marketTools()})
         std::ranges::move(group, std::back_inserter(tools));
     for (Tool& tool : tools) {
         if (tool.holdsForeignTexts) addRequired(tool.output, "notice");
@@ -88,8 +88,9 @@ JSONValue textBlock(std::string text, bool isForModels = false) {
 JSONValue resultOf(const Tool& tool, ToolOutcome outcome, std::size_t offset, Revision revision) {
     if (outcome.interim) return *std::move(outcome.interim);
     std::string text = std::move(outcome.text);
-    const auto page = tool.list.empty() ? std::string() : cutToPage(outcome.structured, tool.list, offset);
-    for (const auto& sentence : {page, shortenOtherLists(outcome.structured, tool.list)})
+    const std::string_view list = outcome.list.empty() ? tool.list : outcome.list;
+    const auto page = list.empty() ? std::string() : cutToPage(outcome.structured, list, offset);
+    for (const auto& sentence : {page, shortenOtherLists(outcome.structured, list)})
         if (!sentence.empty()) text += " " + sentence;
     if (tool.holdsForeignTexts) {
         text += fmt::format("\n{}", foreignNotice);
@@ -136,14 +137,13 @@ JSONValue toolDescription(const Tool& tool, Revision revision) {
     description.set("inputSchema", tool.input);
     if (hasStructuredContent(revision)) description.set("outputSchema", tool.output);
     if (!hasAnnotations(revision)) return description;
-    // What is left out has its default: it changes something and may destroy, is not idempotent, asks
-    // services.
+    // What is left out has its default: it changes something and may destroy, is not idempotent (some cost
+    // money), asks services.
     JSONValue annotations = JSONValue::object();
     if (tool.reach == ToolReach::looks)
         annotations.set("readOnlyHint", true);
     else
         annotations.set("destructiveHint", tool.isDestructive);
-    if (tool.reach == ToolReach::edits) annotations.set("idempotentHint", true);
     if (!tool.asksServices) annotations.set("openWorldHint", false);
     description.set("annotations", std::move(annotations));
     return description;

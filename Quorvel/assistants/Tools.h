@@ -17,6 +17,7 @@ namespace quorvel {
 [[nodiscard]] std::vector<Tool> lookingTools();
 [[nodiscard]] std::vector<Tool> editingTools();
 [[nodiscard]] std::vector<Tool> sendingTools();
+[[nodiscard]] std::vector<Tool> marketTools();
 
 /// What "tools/list" says of a tool.
 [[nodiscard]] JSONValue toolDescription(const Tool& tool, Revision revision);

@@ -1,4 +1,5 @@
 // The methods and tools of the assistants' server over the sandbox.
+#include "Core/assistants/MCPHandoff.h"
 #include "Core/build/BuildConfigStore.h"
 #include "Core/metadata/MetadataStore.h"
 #include "Platform/json/JSON.h"
@@ -22,6 +23,7 @@
 #include <barrier>
 #include <chrono>
 #include <set>
+#include <sstream>
 #include <thread>
 
 namespace quorvel {
@@ -188,6 +190,11 @@ TEST_F(AssistantServerTest, handlesEndWithUseChangeAndTime) {
     const auto sent = changesSent();
     EXPECT_THAT(refusal(wrong), HasSubstr("it was used"));
     EXPECT_EQ(changesSent(), sent);
+    const auto runs = client.ask("history", object({{"app", sketchID}}));
+    EXPECT_EQ(*runs.find("total"), JSONValue(1));
+    const auto run = client.ask("history", object({{"app", sketchID}, {"run", "last"}}));
+    EXPECT_EQ(*run.find("entries")->items()->front().find("field"), JSONValue("name"));
+    EXPECT_EQ(encodeJSON(*run.find("runs")), encodeJSON(*runs.find("runs")));
 }
 
 TEST_F(AssistantServerTest, asksTheUserWhereTheClientCan) {
@@ -338,6 +345,25 @@ TEST_F(AssistantServerTest, aBuildHandleEndsWithItsConfiguration) {
     EXPECT_EQ(store.load(app.id, config.platform)->configuration, "Beta");
 }
 
+TEST_F(AssistantServerTest, servesTheWorkspaceThatWasHandedOver) {
+    AssistantClient client(server, Revision::r20251125);
+    (void)client.ask("pull", object({{"app", sketchID}}));
+    const auto other = CreateWorkspace::perform(*sandbox.application, {.name = "Other"}).workspace;
+    (void)MoveApp::perform(*sandbox.application, {.app = sketchID, .toWorkspace = "Other"});
+    const MCPHandoffStore handoff(mcpFolder(sandbox.application->home()));
+    const auto served = [&] {
+        return client.ask("overview").find("apps")->items()->size() == 1 ? "Other" : "active";
+    };
+    EXPECT_STREQ(served(), "active");
+    handoff.save(MCPHandoff{.workspaceNamespace = other.id, .workspaceName = "Other"});
+    EXPECT_STREQ(served(), "Other");
+    EXPECT_EQ(*client.call("read_texts", object({{"app", sketchID}})).find("isError"), JSONValue(false));
+    handoff.save(MCPHandoff{.workspaceNamespace = "deleted since", .workspaceName = "Gone"});
+    EXPECT_STREQ(served(), "active");
+    handoff.save(MCPHandoff{.version = 2, .workspaceNamespace = other.id, .workspaceName = "Other"});
+    EXPECT_STREQ(served(), "active") << "a newer version's file";
+}
+
 TEST_F(AssistantServerTest, longResultsComeInPagesThatMissNothing) {
     AssistantClient client(server, Revision::r20260728);
     (void)client.ask("pull", object({{"app", test::gardenID}}));
@@ -351,7 +377,7 @@ TEST_F(AssistantServerTest, longResultsComeInPagesThatMissNothing) {
         for (const JSONValue& text : *page.find("texts")->items())
             EXPECT_TRUE(seen.insert(*text.find("locale")->text() + *text.find("field")->text()).second);
         total = *page.find("total")->integer();
-        if (const JSONValue* const next = page.find("nextOffset")) offset = *next->integer();
+        if (const std::int64_t* const next = page.find("nextOffset")->integer()) offset = *next;
     }
     EXPECT_GT(total, 200);
     EXPECT_EQ(static_cast<std::int64_t>(seen.size()), total);
@@ -432,6 +458,13 @@ TEST_F(AssistantServerTest, promptsNameToolsThatThereAre) {
             return *answer.at("result", "messages")->items()->front().at("content", "text")->text();
         };
         EXPECT_THAT(text(object({})), AllOf(HasSubstr("my app"), Not(HasSubstr("{"))));
+        std::istringstream words(text(object({})));
+        for (std::string word; words >> word;) {
+            std::erase_if(word, [](char c) { return c != '_' && (c < 'a' || c > 'z'); });
+            if (word.find('_') < word.size() - 1 && word.find_first_not_of('_') == 0) {
+                EXPECT_TRUE(findTool(word)) << word;
+            }
+        }
         EXPECT_THAT(text(object({{"app", "Garden"}})), AllOf(HasSubstr("Garden"), Not(HasSubstr("my app"))));
     }
     EXPECT_EQ(*client.request("prompts/get", object({{"name", "nothing"}})).at("error", "code"),
