@@ -1,6 +1,7 @@
 #include "Core/metadata/BookmarkResolver.h"
 
 #include "Core/metadata/MetadataError.h"
+#include "Platform/files/BirthTime.h"
 #include "Platform/files/Files.h"
 #include "Platform/json/JSON.h"
 #include "Platform/log/Log.h"
@@ -8,6 +9,8 @@
 
 #include <fmt/format.h>
 
+#include <cstdint>
+#include <optional>
 #include <system_error>
 #include <vector>
 
@@ -22,7 +25,8 @@ struct Record {
     std::string path;
     std::uint64_t device = 0;
     std::uint64_t inode = 0;
-    QUORVEL_RECORD(Record, version, path, device, inode)
+    std::optional<std::int64_t> born = {}; // nanoseconds since 1970, where the file system tells
+    QUORVEL_RECORD(Record, version, path, device, inode, born)
 };
 
 Record parse(std::string_view bookmark) {
@@ -69,17 +73,21 @@ std::string BookmarkResolver::bookmark(const std::filesystem::path& folder) {
     const std::filesystem::path path = std::filesystem::absolute(folder).lexically_normal();
     const auto identity = fileIdentity(path);
     if (!identity || !isFolder(path)) throw MetadataError::notAFolder(path);
-    return encodeJSON(Record{currentVersion, path.native(), identity->device, identity->inode});
+    return encodeJSON(
+        Record{currentVersion, path.native(), identity->device, identity->inode, birthTime(path)});
 }
 
 BookmarkResolver::Resolved BookmarkResolver::resolve(std::string_view bookmark) {
     const Record record = parse(bookmark);
     const std::filesystem::path path = record.path;
     const FileIdentity wanted{record.device, record.inode};
+    // The number of a removed folder is given to a new one, so the number alone proves nothing.
+    const auto isWanted = [&](const std::filesystem::path& folder) {
+        return fileIdentity(folder) == wanted && (!record.born || birthTime(folder) == record.born);
+    };
     if (isFolder(path) && fileIdentity(path) == wanted) return {path, false};
     for (const auto& candidate : nearby(path))
-        // The number of a removed folder is given to a new one, so the number alone proves nothing.
-        if (fileIdentity(candidate) == wanted && isFolder(candidate / ".brevant")) return {candidate, true};
+        if (isWanted(candidate) && isFolder(candidate / ".brevant")) return {candidate, true};
     if (isFolder(path)) return {path, true};
     throw MetadataError::lostFolder(path);
 }

@@ -271,6 +271,7 @@ TEST_F(AssistantServerTest, refusesToWorkInNoneOfSeveralWorkspaces) {
     (void)client.ask("pull", object({{"app", sketchID}}));
     (void)CreateWorkspace::perform(*sandbox.application, {.name = "Other"});
     ASSERT_TRUE(sandbox.application->activeWorkspace().choose(std::nullopt));
+    ASSERT_TRUE(std::filesystem::remove(mcpFolder(sandbox.application->home()) / "mcp-handoff.json"));
     constexpr const char* advice = "'quorvel workspaces use NAME'";
     for (const char* tool : {"overview", "read_texts", "pull"})
         EXPECT_THAT(textOf(client.call(tool)), HasSubstr(advice)) << tool;

@@ -202,6 +202,21 @@ TEST(BookmarkResolver, noticesMovedReplacedAndLostFolders) {
     EXPECT_THROW((void)BookmarkResolver::bookmark(folder / "none"), MetadataError);
 }
 
+// A bookmark whose folder is gone must not lead to a new folder that was given its number.
+TEST(BookmarkResolver, takesNoLaterFolderOfTheSameNumberForALostOne) {
+    const test::TemporaryFolder folder;
+    createFolders(folder / "apps/one/.brevant");
+    auto record = decodeJSON<JSONValue>(BookmarkResolver::bookmark(folder / "apps/one"));
+    const JSONValue* const born = record.find("born");
+    if (!born || !born->integer()) GTEST_SKIP() << "this file system does not keep when a folder was made";
+    std::filesystem::rename(folder / "apps/one", folder / "apps/two");
+    EXPECT_TRUE(BookmarkResolver::resolve(encodeJSON(record)).isStale);
+    record.set("born", JSONValue(*born->integer() - 1));
+    EXPECT_THROW((void)BookmarkResolver::resolve(encodeJSON(record)), MetadataError);
+    record.erase("born"); // as older versions wrote it
+    EXPECT_TRUE(BookmarkResolver::resolve(encodeJSON(record)).isStale);
+}
+
 TEST(MetadataStore, asksAgainWhenAnEditorSavesWhileItReplacesAText) {
     const Tree tree;
     tree.store.write("it", FieldType::name, "read");
