@@ -36,7 +36,6 @@ using test::textOf;
 using testing::HasSubstr;
 using testing::Not;
 
-const std::string tidesID(test::tidesApp);
 const std::string sketchID(test::sketchApp);
 
 JSONValue object(JSONValue::Object members) {
