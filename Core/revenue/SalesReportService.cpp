@@ -9,7 +9,7 @@
 #include <sys/stat.h>
 
 #include <algorithm>
-#include <atomic>
+#include <mutex>
 #include <stdexcept>
 
 namespace quorvel {
@@ -82,11 +82,14 @@ std::vector<DayResult> SalesReportService::fetch(const std::vector<std::string>&
         isKnownVendor = isKnownVendor || known[i];
         if (known[i]) results[i] = std::move(known[i]->day);
     }
-    std::atomic<std::size_t> done = days.size() - wanted.size();
+    std::mutex telling; // one call of `onProgress` at a time
+    std::size_t done = days.size() - wanted.size();
     const auto take = [&](std::size_t index, DayResult answer) {
         const bool isKnown = !results[index].date.empty();
         if (!isKnown || answer.status == DayResult::Status::ok) results[index] = std::move(answer);
-        if (onProgress) onProgress(++done, days.size());
+        if (!onProgress) return;
+        const std::lock_guard lock(telling);
+        onProgress(++done, days.size());
     };
     if (wanted.empty()) return results;
     // One request by itself first: what is refused for the vendor number, or fails for want of a network, is
