@@ -89,6 +89,7 @@ std::vector<Tool> editingTools() {
                  "Copy an app's store texts from App Store Connect into its local folder; records the app "
                  "first where it is new. Local edits are backed up, or kept with leaveEdits.",
              .reach = ToolReach::edits,
+             .holdsForeignTexts = true,
              .list = "pulls"},
             {"app", "context", "allContexts", "leaveEdits"}, "",
             [](const auto& result) { return summaryOf(result); }),
@@ -120,6 +121,7 @@ std::vector<Tool> editingTools() {
                  "Translate missing or outdated local store texts into the other locales with the AI service. "
                  "Costs money.",
              .reach = ToolReach::edits,
+             .holdsForeignTexts = true,
              .list = "texts"},
             {"app", "context", "to", "from", "fields", "all"}, "report", translated),
         actionTool<ExpandEnglishKeywords>(
@@ -128,7 +130,8 @@ std::vector<Tool> editingTools() {
              .description =
                  "Coordinate the keywords of the four English locales with the AI service, so that none "
                  "repeats another. Costs money.",
-             .reach = ToolReach::edits},
+             .reach = ToolReach::edits,
+             .holdsForeignTexts = true},
             {"app", "context", "all"}, "keywords",
             [](const auto& result) {
                 return fmt::format("{} for ${:.4f}.", counted(result.keywords.entries.size(), "locale"),

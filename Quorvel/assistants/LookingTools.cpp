@@ -177,6 +177,7 @@ std::vector<Tool> lookingTools() {
                                   "The workspace and its apps: what needs attention, is in review, is live, "
                                   "is not pushed. Start here.",
                               .asksServices = false,
+                              .holdsForeignTexts = true,
                               .list = "apps"},
                              {"app"}, "", [](const auto& result) { return summaryOf(result); }),
         actionTool<ShowChecklist>(
@@ -241,6 +242,7 @@ std::vector<Tool> lookingTools() {
             {.name = "phased_release",
              .title = "Phased release",
              .description = "How far the phased release of an app's versions is.",
+             .holdsForeignTexts = true,
              .list = "versions"},
             {"app", "platform"}, "",
             [](const auto& result) { return counted(result.versions.size(), "version") + "."; }),
@@ -254,7 +256,8 @@ std::vector<Tool> lookingTools() {
         revenueTool({.name = "revenue",
                      .title = "Revenue",
                      .description = "Proceeds and first-time downloads per day and app, against the days "
-                                    "before."}),
+                                    "before.",
+                     .holdsForeignTexts = true}),
         actionTool<ShowCosts>({.name = "costs",
                                .title = "AI costs",
                                .description = "What requests to the AI service cost.",

@@ -5,6 +5,7 @@
 #include "Quorvel/actions/AppActions.h"
 #include "Quorvel/actions/TextActions.h"
 #include "Quorvel/application/Failure.h"
+#include "Quorvel/assistants/Tool.h"
 #include "Quorvel/protocol/Messages.h"
 
 #include <fmt/format.h>
@@ -180,7 +181,8 @@ std::optional<JSONValue> TextResources::read(std::string_view uri) {
             {{"uri",
               fmt::format("{}/{}", uriOf(address->app, address->context, text.locale), rawValue(text.field))},
              {"mimeType", "text/plain"},
-             {"text", std::move(text.text)}}));
+             {"text", std::move(text.text)},
+             {"_meta", JSONValue::object({{"quorvel/notice", foreignNotice}})}}));
     if (contents.empty()) return std::nullopt;
     return JSONValue::object({{"contents", std::move(contents)}});
 }
