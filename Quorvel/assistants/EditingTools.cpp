@@ -106,8 +106,7 @@ std::vector<Tool> editingTools() {
             {.name = "accept_texts",
              .title = "Accept generated texts",
              .description =
-                 "Mark generated texts as read, so that a push takes them, once the user says that he has read "
-                 "them.",
+                 "Mark generated texts as read, so that a push takes them, once the user has read them.",
              .reach = ToolReach::edits,
              .asksServices = false},
             {"app", "context", "locales", "fields"}, "texts",

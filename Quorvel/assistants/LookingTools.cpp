@@ -218,8 +218,7 @@ std::vector<Tool> lookingTools() {
         actionTool<CompareScreenshots>(
             {.name = "screenshots_status",
              .title = "Screenshots",
-             .description =
-                 "Local screenshots against those of the last pull, with problems of the pictures.",
+             .description = "Local screenshots against the last pull, with problems of the pictures.",
              .asksServices = false,
              .list = "sets"},
             {"app", "context", "locales", "displayTypes"}, "status",
@@ -248,8 +247,8 @@ std::vector<Tool> lookingTools() {
             [](const auto& result) { return counted(result.versions.size(), "version") + "."; }),
         historyTool({.name = "history",
                      .title = "Pushes so far",
-                     .description = "What was pushed, the newest run first; with run each text of that push "
-                                    "before and after it.",
+                     .description = "What was pushed, the newest run first; with run each text before and "
+                                    "after.",
                      .asksServices = false,
                      .holdsForeignTexts = true,
                      .list = "runs"}),

@@ -88,8 +88,8 @@ TEST_F(AssistantServerTest, describesItselfInEveryRevision) {
             const bool isMarked = required && std::ranges::find(*required->items(), JSONValue("notice")) !=
                                                   required->items()->end();
             const bool isLocal =
-                std::set<std::string>{"costs",      "accept_texts", "write_texts", "screenshots_status",
-                                      "revert_run", "builds"}
+                std::set<std::string>{"costs",      "accept_texts",   "write_texts", "screenshots_status",
+                                      "revert_run", "refresh_reviews"}
                     .contains(name);
             EXPECT_TRUE(isMarked || isLocal || !required) << name;
             // Folders and files are the user's to choose.
