@@ -64,7 +64,7 @@ void pushOf240Fields(benchmark::State& state) {
     std::size_t sent = 0, jobs = 0;
     for (auto _ : state) {
         for (const std::string& locale : store.localesOnDisk())
-            for (const FieldType field : allFieldTypes)
+            for (const FieldType field : storeTexts)
                 store.write(locale, field, "Edit " + std::to_string(times.size()) + " of " + locale);
         const auto changes = MetadataDiff::compare(store);
         if (changes.size() < 240) throw std::runtime_error("fewer than 240 changes");
@@ -76,7 +76,7 @@ void pushOf240Fields(benchmark::State& state) {
         }));
         state.SetIterationTime(times.back());
         sent = pulled.fixture.server.requests().size();
-        jobs = changes.size() / allFieldTypes.size() * 2;
+        jobs = changes.size() / storeTexts.size() * 2;
     }
     // Least: one patch per localization, and the three lists that find them.
     const std::size_t least = jobs + 3;

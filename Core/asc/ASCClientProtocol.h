@@ -57,6 +57,8 @@ class ASCClientProtocol {
     ASCList<ASCAppAttributes> listApps(std::optional<std::string_view> bundleID = {},
                                        ASCListBound bound = {}) const;
     ASCList<AppInfoAttributes> listAppInfos(std::string_view appID) const;
+    /// The same with the categories of each.
+    std::vector<ASCAppInfoSummary> listAppInfoSummaries(std::string_view appID) const;
     ASCList<AppInfoLocalizationAttributes> listAppInfoLocalizations(std::string_view appInfoID) const;
     ASCResource<AppInfoLocalizationAttributes>
     createAppInfoLocalization(std::string_view appInfoID,
@@ -69,6 +71,11 @@ class ASCClientProtocol {
                               const AppInfoLocalizationPrivacyPatchAttributes& attributes) const;
     void updateAppInfoCategories(std::string_view appInfoID, std::optional<std::string> primaryCategory,
                                  std::optional<std::string> secondaryCategory) const;
+    void updateAppInfoCategories(std::string_view appInfoID, const AppInfoCategories& categories) const;
+    /// The attributes are an object of those that have a value; Apple adds some with time.
+    std::optional<ASCResource<JSONValue>> getAgeRatingDeclaration(std::string_view appInfoID) const;
+    /// Attributes that are not given stay; null takes a value away.
+    ASCResource<JSONValue> updateAgeRatingDeclaration(std::string_view id, const JSONValue& attributes) const;
 
     // Versions
     ASCList<AppStoreVersionAttributes> listAppStoreVersions(std::string_view appID,
@@ -82,6 +89,9 @@ class ASCClientProtocol {
     createAppStoreVersion(std::string_view appID, const AppStoreVersionCreateAttributes& attributes) const;
     ASCResource<AppStoreVersionAttributes>
     updateAppStoreVersion(std::string_view id, const AppStoreVersionPatchAttributes& attributes) const;
+    /// The same with attributes by their names, for those that null takes a value away from.
+    ASCResource<AppStoreVersionAttributes> updateAppStoreVersion(std::string_view id,
+                                                                 const JSONValue& attributes) const;
     ASCList<AppStoreVersionLocalizationAttributes> listVersionLocalizations(std::string_view versionID) const;
     /// The same with the display types of each one's screenshot sets.
     std::vector<ASCLocalizationSummary> listLocalizationSummaries(std::string_view versionID) const;
@@ -93,6 +103,10 @@ class ASCClientProtocol {
                               const VersionLocalizationPatchAttributes& attributes) const;
     std::optional<ASCResource<AppStoreReviewDetailAttributes>>
     getReviewDetail(std::string_view versionID) const;
+    ASCResource<AppStoreReviewDetailAttributes>
+    createReviewDetail(std::string_view versionID, const AppStoreReviewDetailAttributes& attributes) const;
+    ASCResource<AppStoreReviewDetailAttributes>
+    updateReviewDetail(std::string_view id, const AppStoreReviewDetailAttributes& attributes) const;
     void attachBuild(std::string_view versionID, std::string_view buildID) const;
     void requestVersionRelease(std::string_view versionID) const;
     std::optional<ASCResource<AppStoreVersionPhasedReleaseAttributes>>

@@ -23,8 +23,9 @@ struct RawValues<FinalLineBreak> {
 };
 
 /// The text that a local file stands for beside its pulled copy. With `strip` one final line break is no part
-/// of it, and a text that differs from the copy by that alone is the copy.
-[[nodiscard]] std::string countedText(FinalLineBreak rule, std::string_view local,
+/// of it, and a text that differs from the copy by that alone is the copy. Of a field that is no store text
+/// it is the value, whatever the rule; a value that is the copy's is the copy.
+[[nodiscard]] std::string countedText(FinalLineBreak rule, FieldType field, std::string_view local,
                                       const std::optional<std::string>& pulled);
 /// The same of all texts.
 void countTexts(FinalLineBreak rule, LocaleTexts& local, const LocaleTexts& pulled);

@@ -32,6 +32,8 @@ struct MetadataFolder {
     /// Throws `MetadataError` for a locale that may not become a folder's name.
     [[nodiscard]] std::filesystem::path localeFolder(std::string_view locale,
                                                      TextSide side = TextSide::local) const;
+    /// Of a field of the page, `locale` is `pageLocale`: its file lies beside the locale folders, or in the
+    /// folder of the review's fields there.
     [[nodiscard]] std::filesystem::path fieldFile(std::string_view locale, FieldType field,
                                                   TextSide side = TextSide::local) const;
 

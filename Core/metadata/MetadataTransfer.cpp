@@ -72,7 +72,7 @@ class Importer {
     void importLocale(const std::string& locale) {
         skipOtherFiles(locale);
         const std::size_t before = report_.imported.size();
-        for (const FieldType field : allFieldTypes) {
+        for (const FieldType field : localeFields) {
             try {
                 if (const auto text = source_.read(locale, field)) importField({locale, field}, *text);
             } catch (const MetadataError& error) {
@@ -185,7 +185,7 @@ ExportReport exportTree(const MetadataStore& store, const std::filesystem::path&
     const ReadTexts local = store.readAllUsable();
     std::ranges::transform(local.unreadable, std::back_inserter(report.skipped), skippedEntry);
     for (const auto& [locale, fields] : local.texts)
-        for (const FieldType field : allFieldTypes) {
+        for (const FieldType field : localeFields) {
             if (!fields[field]) continue;
             const FieldKey key{locale, field};
             try {
@@ -206,7 +206,7 @@ TidyReport tidyTree(const MetadataStore& store, DryRun dryRun) {
     for (const auto& [locale, fields] : local.texts) {
         const auto found = pulled.texts.find(locale);
         const FieldTexts copies = found == pulled.texts.end() ? FieldTexts() : found->second;
-        for (const FieldType field : allFieldTypes) {
+        for (const FieldType field : localeFields) {
             if (!tidied(fields[field], copies[field])) continue;
             TidiedField one{.locale = locale, .field = field};
             const auto tidy = [&](const std::optional<std::string>& present) {

@@ -3,6 +3,7 @@
 #include "Core/metadata/TreeReader.h"
 #include "Platform/files/Files.h"
 #include "Platform/task/Task.h"
+#include "Platform/text/Text.h"
 
 #include <fmt/format.h>
 #include <fmt/ranges.h>
@@ -43,7 +44,7 @@ struct Sides {
 };
 
 void merge(FieldTexts& into, const FieldTexts& texts) {
-    for (const FieldType field : allFieldTypes)
+    for (const FieldType field : localeFields)
         if (texts[field]) into[field] = texts[field];
 }
 
@@ -58,7 +59,7 @@ std::vector<LocaleWork> gather(const std::vector<IncomingTexts>& incoming, const
     };
     std::set<FieldKey> copies; // damaged ones too
     for (const auto& [locale, texts] : pulled.texts)
-        for (const FieldType field : allFieldTypes)
+        for (const FieldType field : localeFields)
             if (texts[field]) copies.insert({locale, field});
     for (const UnreadableText& copy : pulled.unreadable)
         if (copy.isFile) copies.insert(copy.key());
@@ -77,12 +78,18 @@ std::vector<LocaleWork> gather(const std::vector<IncomingTexts>& incoming, const
 
 using Decisions = std::array<std::optional<PullDecision>, allFieldTypes.size()>;
 
+bool isBlankOrNone(const std::optional<std::string>& text) {
+    return !text || isBlank(*text);
+}
+
 // What an editor adds at the end is no edit where the user said so.
-PullDecision decideText(const std::optional<std::string>& copy, const std::optional<std::string>& local,
-                        const std::string& incoming, const PullOptions& options) {
+PullDecision decideText(FieldType field, const std::optional<std::string>& copy,
+                        const std::optional<std::string>& local, const std::string& incoming,
+                        const PullOptions& options) {
     if (!local) return decidePull(copy, local, incoming, options.edits);
-    const std::string text = countedText(options.finalLineBreak, *local, incoming);
-    return decidePull(copy, text == incoming ? text : countedText(options.finalLineBreak, *local, copy),
+    const std::string text = countedText(options.finalLineBreak, field, *local, incoming);
+    return decidePull(copy,
+                      text == incoming ? text : countedText(options.finalLineBreak, field, *local, copy),
                       incoming, options.edits);
 }
 
@@ -90,13 +97,18 @@ PullDecision decideText(const std::optional<std::string>& copy, const std::optio
 // copy can be written the local text stays too: without its copy it would look like an edit.
 Decisions decide(const LocaleWork& work, const Sides& sides, const PullOptions& options) {
     Decisions decisions;
-    for (const FieldType field : allFieldTypes) {
+    for (const FieldType field : fieldsOf(work.locale)) {
         const auto& incoming = work.incoming[field];
         if (!incoming || sides.pulled.isBlocked(field)) continue;
         const auto& copy = sides.pulled.texts[field];
+        // Most pages leave most of these fields empty, and a tree needs no file for each that is.
+        if (!isStoreText(field) && isBlank(*incoming) && isBlankOrNone(copy) &&
+            isBlankOrNone(sides.local.texts[field]))
+            continue;
         decisions[static_cast<std::size_t>(field)] =
-            sides.local.isUnreadable(field) ? PullDecision{.writesPulled = copy != incoming}
-                                            : decideText(copy, sides.local.texts[field], *incoming, options);
+            sides.local.isUnreadable(field)
+                ? PullDecision{.writesPulled = copy != incoming}
+                : decideText(field, copy, sides.local.texts[field], *incoming, options);
     }
     return decisions;
 }
@@ -131,7 +143,7 @@ LocaleResult resultOf(const LocaleWork& work, const Decisions& decisions, const 
     for (const UnreadableText& copy : sides.pulled.unreadable)
         if (work.incoming[copy.field] && !copy.isFile) unreadable.add(copy);
     result.warnings = unreadable.of(work.locale);
-    for (const FieldType field : allFieldTypes) {
+    for (const FieldType field : fieldsOf(work.locale)) {
         const auto& decision = decisions[static_cast<std::size_t>(field)];
         if (!decision || sides.local.isUnreadable(field)) continue;
         if (decision->writesLocal) result.updated.push_back({work.locale, field});
@@ -148,7 +160,7 @@ void replaceLocal(const MetadataStore& store, const FieldKey& key, const std::op
                   const std::string& incoming, const PullOptions& options, Date moment,
                   LocaleResult& result) {
     const auto rewrite = [&](const std::optional<std::string>& local) -> std::optional<std::string> {
-        const PullDecision decision = decideText(copy, local, incoming, options);
+        const PullDecision decision = decideText(key.field, copy, local, incoming, options);
         if (decision.keepsBeside)
             result.kept.push_back(
                 {key.locale, key.field, store.keepBeside(key.locale, key.field, *local, moment).native()});
@@ -165,7 +177,7 @@ LocaleResult writeLocale(const MetadataStore& store, const LocaleWork& work, con
     const Sides sides(store, work.locale);
     const Decisions decisions = decide(work, sides, options);
     LocaleResult result = resultOf(work, decisions, sides);
-    for (const FieldType field : allFieldTypes) {
+    for (const FieldType field : fieldsOf(work.locale)) {
         const PullDecision decision = decisions[static_cast<std::size_t>(field)].value_or(PullDecision{});
         if (decision.writesLocal)
             replaceLocal(store, {work.locale, field}, sides.pulled.texts[field], *work.incoming[field],

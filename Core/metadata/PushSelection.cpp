@@ -1,5 +1,6 @@
 #include "Core/metadata/PushSelection.h"
 
+#include "Core/metadata/FieldValue.h"
 #include "Core/metadata/Locales.h"
 #include "Core/metadata/TextRemarks.h"
 #include "Platform/text/Text.h"
@@ -39,6 +40,7 @@ std::optional<LeftOutReason> reasonToLeaveOut(const PendingChange& change, const
     if (filter.release == Release::first && change.field == FieldType::releaseNotes)
         return LeftOutReason::firstVersion;
     if (change.isOverLimit) return LeftOutReason::overLimit;
+    if (valueFault(change.field, change.local)) return LeftOutReason::invalidValue;
     if (change.clears() && change.field == FieldType::name) return LeftOutReason::clearsName;
     if (change.clears() && filter.clearing == Clearing::leaveOut) return LeftOutReason::clearsField;
     if (change.review && filter.unreviewed == Unreviewed::leaveOut) return LeftOutReason::unreviewed;
@@ -121,6 +123,8 @@ std::string explain(const PendingChange& change, LeftOutReason reason) {
         return "The file cannot be taken as a text.";
     case LeftOutReason::firstVersion:
         return std::string(firstVersionText);
+    case LeftOutReason::invalidValue:
+        return valueFault(change.field, change.local).value_or("");
     }
     return {};
 }
@@ -158,6 +162,7 @@ std::string_view explainTogether(LeftOutReason reason) {
                "Read them and accept them, or allow unread texts in the push.";
     case LeftOutReason::unreadableFile:
         return "The files cannot be taken as texts.";
+    case LeftOutReason::invalidValue:
     case LeftOutReason::byteOrderMark:
     case LeftOutReason::onlyFinalLineBreak:
     case LeftOutReason::notAnAppStoreLocale:
@@ -196,6 +201,7 @@ bool waitsForUser(LeftOutReason reason) {
     case LeftOutReason::clearsName:
     case LeftOutReason::unreviewed:
     case LeftOutReason::unreadableFile:
+    case LeftOutReason::invalidValue:
         return true;
     case LeftOutReason::localeDisabled:
     case LeftOutReason::notAnAppStoreLocale:

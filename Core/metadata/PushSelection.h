@@ -37,6 +37,7 @@ enum class LeftOutReason {
     unreviewed,     // generated and not read since
     unreadableFile, // the local file or its pulled copy cannot be taken as a text
     firstVersion,   // takes no release notes
+    invalidValue,   // no address of a web page, or another value that App Store Connect takes nowhere
 };
 
 template <>
@@ -53,6 +54,7 @@ struct RawValues<LeftOutReason> {
         {LeftOutReason::unreviewed, "unreviewed"},
         {LeftOutReason::unreadableFile, "unreadableFile"},
         {LeftOutReason::firstVersion, "firstVersion"},
+        {LeftOutReason::invalidValue, "invalidValue"},
     };
 };
 

@@ -123,13 +123,13 @@ std::optional<std::filesystem::path> nearbyTree(const std::filesystem::path& fol
 } // namespace
 
 bool isFieldFile(std::string_view name) {
-    return std::ranges::find(allFieldTypes, name, fileNameOf) != allFieldTypes.end();
+    return std::ranges::find(localeFields, name, fileNameOf) != localeFields.end();
 }
 
 std::optional<FieldType> fieldMeantBy(std::string_view fileName) {
     if (isFieldFile(fileName)) return std::nullopt;
     const std::string bare = bareName(fileName);
-    if (const auto field = fieldNamed(bare)) return field;
+    if (const auto field = fieldNamed(bare); field && !isPageField(*field)) return field;
     for (const auto& [name, field] : otherNames)
         if (bare == name) return field;
     return std::nullopt;

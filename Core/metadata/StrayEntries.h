@@ -34,10 +34,10 @@ struct RawValues<SkippedEntry::Kind> {
         {K::other, "other"}, {K::misnamed, "misnamed"}, {K::unreadable, "unreadable"}, {K::blank, "blank"}};
 };
 
-/// Whether a file of this name holds a field's text.
+/// Whether a file of this name in a locale's folder holds a field's text.
 [[nodiscard]] bool isFieldFile(std::string_view name);
-/// The field whose text a file of this name probably holds: "whats_new.txt", "Description.txt", "name.md".
-/// Nothing for the field's own file name, and for a name that means none.
+/// The field of a locale whose text a file of this name probably holds: "whats_new.txt", "Description.txt",
+/// "name.md". Nothing for the field's own file name, and for a name that means none.
 [[nodiscard]] std::optional<FieldType> fieldMeantBy(std::string_view fileName);
 
 /// A folder that is no App Store locale, `present` being the folders beside it.

@@ -128,8 +128,8 @@ std::vector<std::string> TreeReader::locales() const {
         const dirent* entry = ::readdir(folder.get());
         if (!entry && errno != 0) throw MetadataError::cannotRead(folder_.textsFolder(side_), errno);
         if (!entry) break;
-        if (isSafeName(entry->d_name) && isFolder(texts_.number(), *entry) &&
-            !(entry->d_type != DT_DIR && isStrayLink(entry->d_name)))
+        if (isSafeName(entry->d_name) && entry->d_name != reviewFolderName &&
+            isFolder(texts_.number(), *entry) && !(entry->d_type != DT_DIR && isStrayLink(entry->d_name)))
             names.emplace_back(entry->d_name);
     }
     std::ranges::sort(names);
@@ -138,10 +138,9 @@ std::vector<std::string> TreeReader::locales() const {
 
 FieldTexts TreeReader::readLocale(std::string_view locale) const {
     FieldTexts texts;
-    const FileDescriptor folder = openLocale(locale);
-    if (!folder.isOpen()) return texts;
-    for (const FieldType field : allFieldTypes)
-        texts[field] = readFieldFile(folder, locale, field);
+    Folders folders;
+    for (const FieldType field : fieldsOf(locale))
+        texts[field] = readFieldFile(folders, locale, field);
     return texts;
 }
 
@@ -151,17 +150,10 @@ TreeReader::Locale TreeReader::readUsable(std::string_view locale) const {
         reading.unreadable.push_back(
             {std::string(locale), field, error.what(), error.kind() == MetadataError::Kind::unusableText});
     };
-    FileDescriptor folder;
-    try {
-        folder = openLocale(locale);
-    } catch (const MetadataError& error) {
-        for (const FieldType field : allFieldTypes)
-            report(field, error);
-    }
-    if (!folder.isOpen()) return reading;
-    for (const FieldType field : allFieldTypes) {
+    Folders folders;
+    for (const FieldType field : fieldsOf(locale)) {
         try {
-            reading.texts[field] = readFieldFile(folder, locale, field);
+            reading.texts[field] = readFieldFile(folders, locale, field);
         } catch (const MetadataError& error) {
             report(field, error);
         }
@@ -176,12 +168,15 @@ ReadTexts TreeReader::readAllUsable() const {
         all.texts.emplace_hint(all.texts.end(), locale, std::move(one.texts));
         all.unreadable.insert(all.unreadable.end(), one.unreadable.begin(), one.unreadable.end());
     }
+    Locale page = readUsable(pageLocale);
+    all.page = std::move(page.texts);
+    all.unreadable.insert(all.unreadable.begin(), page.unreadable.begin(), page.unreadable.end());
     return all;
 }
 
 std::optional<std::string> TreeReader::read(std::string_view locale, FieldType field) const {
-    const FileDescriptor folder = openLocale(locale);
-    return folder.isOpen() ? readFieldFile(folder, locale, field) : std::nullopt;
+    Folders folders;
+    return readFieldFile(folders, locale, field);
 }
 
 bool TreeReader::isStrayLink(const std::string& name) const {
@@ -209,15 +204,27 @@ FileDescriptor TreeReader::openFolder(const FileDescriptor& parent, const std::s
     return folder;
 }
 
+const FileDescriptor& TreeReader::open(Folders& folders, std::string_view locale, FieldType field) const {
+    const bool isOfReview = fileNameOf(field).find('/') != std::string_view::npos;
+    auto& folder = isOfReview ? folders.review : folders.own;
+    if (!folder)
+        folder = isOfReview ? openLocale(reviewFolderName)
+                            : openLocale(locale == pageLocale ? std::string_view(".") : locale);
+    return *folder;
+}
+
 FileDescriptor TreeReader::openLocale(std::string_view locale) const {
-    if (!isSafeName(locale)) throw MetadataError::unsafeLocale(locale);
     if (!texts_.isOpen()) return FileDescriptor();
+    if (locale == ".") return openFolder(texts_, ".", folder_.textsFolder(side_));
     return openFolder(texts_, std::string(locale), folder_.localeFolder(locale, side_));
 }
 
-std::optional<std::string> TreeReader::readFieldFile(const FileDescriptor& folder, std::string_view locale,
+std::optional<std::string> TreeReader::readFieldFile(Folders& folders, std::string_view locale,
                                                      FieldType field) const {
-    const std::string name(fileNameOf(field));
+    if (locale != pageLocale && !isSafeName(locale)) throw MetadataError::unsafeLocale(locale);
+    const FileDescriptor& folder = open(folders, locale, field);
+    if (!folder.isOpen()) return std::nullopt;
+    const std::string name(fileNameOf(field).substr(fileNameOf(field).find('/') + 1));
     const auto path = [&] { return folder_.fieldFile(locale, field, side_); };
     FileDescriptor file = openAt(folder.number(), name.c_str(), fileFlags | O_NOFOLLOW);
     if (!file.isOpen() && errno == ELOOP) {

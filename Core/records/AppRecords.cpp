@@ -35,8 +35,8 @@ std::vector<ManagedApp> inOrderOfNames(std::vector<ManagedApp> apps) {
 
 std::size_t placeOf(const FieldRule& rule) {
     const auto field = rule.fieldTypeValue();
-    return field ? static_cast<std::size_t>(std::ranges::find(allFieldTypes, *field) - allFieldTypes.begin())
-                 : allFieldTypes.size();
+    return field ? static_cast<std::size_t>(std::ranges::find(storeTexts, *field) - storeTexts.begin())
+                 : storeTexts.size();
 }
 
 } // namespace

@@ -168,8 +168,8 @@ void writeFileAtomically(const std::filesystem::path& path, std::string_view byt
 }
 
 bool replaceFile(const std::filesystem::path& path, const std::optional<std::string>& expected,
-                 std::string_view bytes, Durability durability) {
-    return replace(path, bytes, FileMode::shared, durability, [&] { return readFile(path) == expected; });
+                 std::string_view bytes, Durability durability, FileMode mode) {
+    return replace(path, bytes, mode, durability, [&] { return readFile(path) == expected; });
 }
 
 bool replaceFileThrough(std::string_view suffix, const std::filesystem::path& path,

@@ -119,6 +119,10 @@ ListRules::Result ListRules::perform(Application& application, const Request& re
 }
 
 SetRule::Result SetRule::perform(Application& application, const Request& request, const ActionProgress&) {
+    if (!isStoreText(request.field))
+        throw ApplicationError(FailureKind::badRequest,
+                               fmt::format("the {} takes no rule", rawValue(request.field)),
+                               "Rules are for the texts of the store page: name to keywords.");
     const auto standard = static_cast<std::int64_t>(limitOf(request.field));
     if (request.maxLength && (*request.maxLength < 1 || *request.maxLength > standard))
         throw ApplicationError(

@@ -57,7 +57,7 @@ ShowTexts::Result ShowTexts::perform(Application& application, const Request& re
         pending.insert(change.key());
     auto read = store.readAllUsable();
     for (const auto& [locale, texts] : read.texts)
-        for (const FieldType field : allFieldTypes) {
+        for (const FieldType field : localeFields) {
             const FieldKey key{locale, field};
             if (!texts[field] || !filter.takes(key)) continue;
             result.texts.push_back({locale, field, *texts[field], lengthOf(*texts[field]), limitFor(field),

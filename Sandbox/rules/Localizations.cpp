@@ -1,5 +1,6 @@
 // The texts of versions and of the app's information.
 #include "Sandbox/resources/Problem.h"
+#include "Sandbox/resources/Schema.h"
 #include "Sandbox/rules/Rules.h"
 #include "Sandbox/rules/Seeding.h"
 #include "Sandbox/rules/VersionStates.h"
@@ -87,13 +88,18 @@ Answer updateAppInfo(World& world, const Change& change) {
     Resource& info = *change.target;
     requireEditable(info, info.type, info.id);
     Links wanted = info.links;
-    for (const auto& [name, id] : change.foreign)
+    for (const auto& [name, id] : change.foreign) {
+        const bool isSubcategory = name.find("Subcategory") != std::string::npos;
+        if (!id.empty() && !isChoice(isSubcategory ? choices::appSubcategories : choices::appCategories, id))
+            throw Refusal(invalidRelationship(
+                name, fmt::format("There is no resource of type 'appCategories' with id '{}'", id)));
         wanted[name] = id;
+    }
     for (const std::string_view rank : {"primary", "secondary"}) {
         const std::string category = wanted[fmt::format("{}Category", rank)];
         for (const std::string_view place : {"One", "Two"})
             if (const std::string name = fmt::format("{}Subcategory{}", rank, place);
-                !wanted[name].empty() && category.empty())
+                !wanted[name].empty() && (category.empty() || !wanted[name].starts_with(category + "_")))
                 throw Refusal(invalidRelationship(name, "A subcategory needs its category."));
     }
     if (!wanted["secondaryCategory"].empty() && wanted["secondaryCategory"] == wanted["primaryCategory"])

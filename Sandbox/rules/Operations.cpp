@@ -81,6 +81,11 @@ constexpr ReadOperation reads[] = {
      .type = "appInfoLocalizations",
      .filters = localeFilter,
      .includes = "appInfo"},
+    {.pattern = "/v1/appInfos/{id}/ageRatingDeclaration",
+     .owner = "appInfos",
+     .type = "ageRatingDeclarations",
+     .result = Result::oneOrNone,
+     .derive = deriveAgeRating},
     {.pattern = "/v1/appStoreVersions/{id}/appStoreVersionLocalizations",
      .owner = "appStoreVersions",
      .type = "appStoreVersionLocalizations",
@@ -188,8 +193,8 @@ std::span<const WriteOperation> writeOperations() {
     static const std::vector<WriteOperation> all = [] {
         std::vector<WriteOperation> joined;
         for (const auto part :
-             {versionOperations(), localizationOperations(), screenshotOperations(), submissionOperations(),
-              buildOperations(), testerOperations(), customerOperations()})
+             {versionOperations(), localizationOperations(), pageOperations(), screenshotOperations(),
+              submissionOperations(), buildOperations(), testerOperations(), customerOperations()})
             joined.insert(joined.end(), part.begin(), part.end());
         return joined;
     }();

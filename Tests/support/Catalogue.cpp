@@ -95,6 +95,9 @@ class Walk {
         });
         (void)call("updateAppStoreVersion",
                    [&] { return client_.updateAppStoreVersion(made.id, {.releaseType = "AFTER_APPROVAL"}); });
+        (void)call("createReviewDetail", [&] {
+            return client_.createReviewDetail(made.id, {.contactEmail = "review@example.test"});
+        });
         const auto localizations =
             call("listVersionLocalizations", [&] { return client_.listVersionLocalizations(made.id); });
         const auto localization = call("createVersionLocalization", [&] {
@@ -108,7 +111,10 @@ class Walk {
         (void)call("getAppStoreVersion", [&] { return client_.getAppStoreVersion(next_); });
         (void)call("listVersionSummaries", [&] { return client_.listVersionSummaries(app_); });
         (void)call("listLocalizationSummaries", [&] { return client_.listLocalizationSummaries(next_); });
-        (void)call("getReviewDetail", [&] { return client_.getReviewDetail(next_); });
+        const auto detail = call("getReviewDetail", [&] { return client_.getReviewDetail(next_); });
+        (void)call("updateReviewDetail", [&] {
+            return client_.updateReviewDetail(detail.value().id, {.notes = "No account is needed."});
+        });
         (void)call("getPhasedRelease", [&] { return client_.getPhasedRelease(next_); });
         const auto phased =
             call("createPhasedRelease", [&] { return client_.createPhasedRelease(next_, {"INACTIVE"}); });
@@ -139,6 +145,13 @@ class Walk {
         });
         call("updateAppInfoCategories",
              [&] { client_.updateAppInfoCategories(info, "PRODUCTIVITY", "UTILITIES"); });
+        (void)call("listAppInfoSummaries", [&] { return client_.listAppInfoSummaries(app_); });
+        const auto rating =
+            call("getAgeRatingDeclaration", [&] { return client_.getAgeRatingDeclaration(info); });
+        (void)call("updateAgeRatingDeclaration", [&] {
+            return client_.updateAgeRatingDeclaration(rating.value().id,
+                                                      JSONValue::object({{"gambling", false}}));
+        });
     }
 
     void screenshots() {

@@ -52,7 +52,7 @@ void addRendering(SetApp::Request& request, const std::string& given) {
 void printRules(Output& output, const std::vector<FieldRule>& rules) {
     Table table{.columns = {{"Field"}, {"Translate"}, {"Limit", Table::Align::right}, {"Own limit"}},
                 .rows = {}};
-    for (const FieldType field : allFieldTypes) {
+    for (const FieldType field : storeTexts) {
         const auto rule = std::ranges::find(rules, rawValue(field), &FieldRule::fieldType);
         const bool isSet = rule != rules.end();
         table.rows.push_back({rawValue(field), isSet ? rule->translateMode : "–",
@@ -147,7 +147,7 @@ ExitStatus resetRule(Invocation& invocation) {
 std::vector<Command> appSettingsCommands() {
     using Count = ArgumentSpec::Count;
     using Need = ArgumentSpec::Need;
-    const ArgumentSpec field = fieldArgument();
+    const ArgumentSpec field = fieldArgument(Fields::ofStoreTexts);
     return {
         {.name = "apps show",
          .summary = "Show everything that is recorded of an app",

@@ -53,14 +53,14 @@ void printGrid(Output& output, const TextStatus::Result& status) {
     for (const TextChange& change : status.changes)
         changeOf[{change.locale, change.field}] = &change;
     Table table{.columns = {{"Locale"}}, .rows = {}};
-    for (const FieldType field : allFieldTypes)
+    for (const FieldType field : storeTexts)
         table.columns.push_back(
             {fmt::format("{} ", shortLabelOf(field)), Table::Align::right, Table::Fit::cut});
     for (const std::string& locale : status.locales) {
         auto& row = table.rows.emplace_back();
         row.push_back({locale, isAppStoreLocale(locale) ? Style::plain : Style::yellow});
         const auto cells = status.cells.find(locale);
-        for (const FieldType field : allFieldTypes) {
+        for (const FieldType field : storeTexts) {
             const auto change = changeOf.find({locale, field});
             Cell cell;
             if (cells != status.cells.end())
@@ -72,7 +72,7 @@ void printGrid(Output& output, const TextStatus::Result& status) {
     }
     output.table(table);
     std::vector<std::string> limits;
-    for (const FieldType field : allFieldTypes)
+    for (const FieldType field : storeTexts)
         limits.push_back(fmt::format("{} {}", shortLabelOf(field), limitOf(field)));
     output.note(fmt::format("Characters per field; limits: {}.", fmt::join(limits, " · ")));
     output.note("* edited, + new locale, - cleared, ! over the limit, ? has a remark, – empty, · no file");
@@ -93,7 +93,7 @@ void printRemarks(Output& output, const TextStatus::Result& status) {
         pending.insert({change.locale, change.field});
     std::map<std::pair<TextRemark, std::string_view>, std::vector<std::string>> places;
     for (const auto& [locale, cells] : status.cells)
-        for (const FieldType field : allFieldTypes) {
+        for (const FieldType field : storeTexts) {
             const auto cell = cells.find(std::string(rawValue(field)));
             if (cell == cells.end()) continue;
             for (const TextRemark remark : cell->second.remarks)

@@ -195,7 +195,7 @@ std::vector<Command> pushCommands() {
                         {},
                         ArgumentSpec::Need::optional,
                         ArgumentSpec::Count::repeated},
-                       fieldOption(),
+                       fieldOption(Fields::all),
                        {"--allow-clear", "", "Also push changes that remove a text"},
                        {"--allow-unreviewed", "", "Also push texts that were generated and not read since"}},
          .heeds = {"--app", "--workspace", "--context", "--dry-run", "--yes"},

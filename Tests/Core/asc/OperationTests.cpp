@@ -50,6 +50,9 @@ const Row rows[] = {
     {"listApps", [](const Client& c) { c.listApps("com.example.garden", {1}); },
      "GET v1/apps?filter[bundleId]=com.example.garden&limit=1"},
     {"listAppInfos", [](const Client& c) { c.listAppInfos("7"); }, "GET v1/apps/7/appInfos"},
+    {"listAppInfoSummaries", [](const Client& c) { c.listAppInfoSummaries("7"); },
+     "GET v1/apps/7/appInfos?include=primaryCategory,primarySubcategoryOne,primarySubcategoryTwo,"
+     "secondaryCategory,secondarySubcategoryOne,secondarySubcategoryTwo"},
     {"listAppInfoLocalizations", [](const Client& c) { c.listAppInfoLocalizations("7"); },
      "GET v1/appInfos/7/appInfoLocalizations?limit=200"},
     {"createAppInfoLocalization",
@@ -78,6 +81,21 @@ const Row rows[] = {
     {"updateAppInfoCategories", [](const Client& c) { c.updateAppInfoCategories("7", {}, "UTILITIES"); },
      "PATCH v1/appInfos/7",
      R"({"data":{"type":"appInfos","id":"7","relationships":{"secondaryCategory":{"data":{"type":"appCategories","id":"UTILITIES"}}}}})"},
+    {"updateAppInfoCategories",
+     [](const Client& c) {
+         c.updateAppInfoCategories("7", {.primaryCategory = "GAMES", .primarySubcategoryTwo = "GAMES_WORD"});
+     },
+     "PATCH v1/appInfos/7",
+     R"({"data":{"type":"appInfos","id":"7","relationships":{"primaryCategory":{"data":{"type":"appCategories","id":"GAMES"}},"primarySubcategoryTwo":{"data":{"type":"appCategories","id":"GAMES_WORD"}}}}})"},
+    {"getAgeRatingDeclaration", [](const Client& c) { c.getAgeRatingDeclaration("7"); },
+     "GET v1/appInfos/7/ageRatingDeclaration"},
+    {"updateAgeRatingDeclaration",
+     [](const Client& c) {
+         c.updateAgeRatingDeclaration("7",
+                                      JSONValue::object({{"gambling", false}, {"kidsAgeBand", nullptr}}));
+     },
+     "PATCH v1/ageRatingDeclarations/7",
+     R"({"data":{"type":"ageRatingDeclarations","id":"7","attributes":{"gambling":false,"kidsAgeBand":null}}})"},
 
     // Versions
     {"listAppStoreVersions", [](const Client& c) { c.listAppStoreVersions("7"); },
@@ -99,6 +117,13 @@ const Row rows[] = {
      [](const Client& c) { c.updateAppStoreVersion("7", {.releaseType = "AFTER_APPROVAL"}); },
      "PATCH v1/appStoreVersions/7",
      R"({"data":{"type":"appStoreVersions","id":"7","attributes":{"releaseType":"AFTER_APPROVAL"}}})"},
+    {"updateAppStoreVersion",
+     [](const Client& c) {
+         c.updateAppStoreVersion(
+             "7", JSONValue::object({{"releaseType", "MANUAL"}, {"earliestReleaseDate", nullptr}}));
+     },
+     "PATCH v1/appStoreVersions/7",
+     R"({"data":{"type":"appStoreVersions","id":"7","attributes":{"releaseType":"MANUAL","earliestReleaseDate":null}}})"},
     {"listVersionLocalizations", [](const Client& c) { c.listVersionLocalizations("7"); },
      "GET v1/appStoreVersions/7/appStoreVersionLocalizations?limit=200"},
     {"createVersionLocalization",
@@ -119,6 +144,14 @@ const Row rows[] = {
      "GET v1/appStoreVersions/7/appStoreVersionLocalizations?include=appScreenshotSets&limit=200&limit[appScreenshotSets]=50"},
     {"getReviewDetail", [](const Client& c) { c.getReviewDetail("7"); },
      "GET v1/appStoreVersions/7/appStoreReviewDetail"},
+    {"createReviewDetail",
+     [](const Client& c) { c.createReviewDetail("7", {.contactEmail = "a@b.example"}); },
+     "POST v1/appStoreReviewDetails",
+     R"({"data":{"type":"appStoreReviewDetails","attributes":{"contactEmail":"a@b.example"},"relationships":{"appStoreVersion":{"data":{"type":"appStoreVersions","id":"7"}}}}})"},
+    {"updateReviewDetail",
+     [](const Client& c) { c.updateReviewDetail("7", {.demoAccountRequired = false, .notes = ""}); },
+     "PATCH v1/appStoreReviewDetails/7",
+     R"({"data":{"type":"appStoreReviewDetails","id":"7","attributes":{"demoAccountRequired":false,"notes":""}}})"},
     {"attachBuild", [](const Client& c) { c.attachBuild("7", "8"); },
      "PATCH v1/appStoreVersions/7/relationships/build", R"({"data":{"type":"builds","id":"8"}})"},
     {"requestVersionRelease", [](const Client& c) { c.requestVersionRelease("7"); },

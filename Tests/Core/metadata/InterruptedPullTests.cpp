@@ -33,7 +33,7 @@ int pullOf(std::string_view text) {
 std::vector<IncomingTexts> incomingAt(int pull) {
     IncomingTexts version{FieldHome::versionLocalization, {}};
     for (const std::string& locale : locales)
-        for (const FieldType field : allFieldTypes)
+        for (const FieldType field : storeTexts)
             if (homeOf(field) == version.home) version.locales[locale][field] = textOf(pull, locale, field);
     return {version};
 }
@@ -73,7 +73,7 @@ TEST(InterruptedPull, losesNoEditAndLeavesNoHalfFile) {
     std::set<std::string> known;
     const auto learn = [&](int pull) {
         for (const std::string& locale : locales)
-            for (const FieldType field : allFieldTypes)
+            for (const FieldType field : storeTexts)
                 known.insert(textOf(pull, locale, field));
     };
     learn(0);

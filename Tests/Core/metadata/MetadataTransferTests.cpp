@@ -54,16 +54,16 @@ TEST(MetadataTransfer, importsFieldsAndNamesTheRest) {
     EXPECT_EQ(trees.store.read("de-DE", FieldType::name), "Name");
     EXPECT_EQ(trees.store.read("de-DE", FieldType::description), "\uFEFFeins\r\nzwei\r\n");
     EXPECT_THAT(report.locales, ElementsAre("de-DE", "fr-FR"));
-    EXPECT_THAT(report.imported, SizeIs(4));
-    EXPECT_EQ(report.stripped, 2);
+    EXPECT_EQ(trees.store.read("de-DE", FieldType::marketingURL), "https://example.test");
+    EXPECT_THAT(report.imported, SizeIs(5));
+    EXPECT_EQ(report.stripped, 3);
     EXPECT_THAT(report.overLimit, ElementsAre(FieldKey{"de-DE", FieldType::keywords}));
     EXPECT_THAT(trees.skipped(report),
                 ElementsAre("copyright.txt: is no locale folder",
                             HasSubstr("de: is no App Store locale; \"de-DE\" lies beside it"),
-                            "de-DE/marketing_url.txt: is no field of the metadata",
                             HasSubstr("de-DE/subtitle.txt: is not valid UTF-8 at byte 0"),
                             HasSubstr("default: is no App Store locale; other tools take its texts")));
-    EXPECT_EQ(importTree(trees.foreign, trees.store, trees.clock).unchanged, 4);
+    EXPECT_EQ(importTree(trees.foreign, trees.store, trees.clock).unchanged, 5);
     EXPECT_THROW((void)importTree(trees.outer / "none", trees.store, trees.clock), MetadataError);
     EXPECT_THROW((void)importTree(trees.store.folder().rootURL, trees.store, trees.clock), MetadataError);
 }
@@ -98,16 +98,16 @@ TEST(MetadataTransfer, exportsWhatAnImportTakesBack) {
         return all;
     }();
     for (const auto& [locale, fields] : texts)
-        for (const FieldType field : allFieldTypes)
+        for (const FieldType field : localeFields)
             if (fields[field]) trees.store.write(locale, field, *fields[field]);
     trees.put("de-DE/name.txt", "Other\n");
-    trees.put("de-DE/support_url.txt", "stays");
+    trees.put("de-DE/video.txt", "stays");
     const auto report = exportTree(trees.store, trees.foreign);
     EXPECT_EQ(report.written, 3);
     EXPECT_THAT(report.replaced, ElementsAre(FieldKey{"de-DE", FieldType::name}));
     EXPECT_EQ(readFile(trees.foreign / "de-DE/name.txt"), "Name\n");
     EXPECT_EQ(readFile(trees.foreign / "ja/keywords.txt"), "");
-    EXPECT_EQ(readFile(trees.foreign / "de-DE/support_url.txt"), "stays");
+    EXPECT_EQ(readFile(trees.foreign / "de-DE/video.txt"), "stays");
     EXPECT_EQ(exportTree(trees.store, trees.foreign).unchanged, 3);
 
     const MetadataStore back(MetadataFolder{trees.outer / "back"});
