@@ -1,21 +1,23 @@
 #include "Core/metadata/AppInfoTexts.h"
 
+#include "Core/metadata/PageTexts.h"
 #include "Core/metadata/RemoteLocalizations.h"
 #include "Platform/task/Task.h"
 
 #include <exception>
+#include <functional>
 #include <optional>
 #include <utility>
 
 namespace quorvel {
 
-AppInfoTexts::AppInfoTexts(const ASCClientProtocol& client, ASCList<AppInfoAttributes> appInfos)
-    : client_(client), appInfos_(std::move(appInfos)) {}
+AppInfoTexts::AppInfoTexts(const ASCClientProtocol& client, AppDiscovery discovery)
+    : client_(client), discovery_(std::move(discovery)) {}
 
-LocaleTexts AppInfoTexts::of(const std::string& appInfoID) {
+AppInfoTexts::Texts AppInfoTexts::of(const std::string& appInfoID) {
     for (;;) {
-        std::optional<std::promise<LocaleTexts>> mine;
-        std::shared_future<LocaleTexts> texts;
+        std::optional<std::promise<Texts>> mine;
+        std::shared_future<Texts> texts;
         {
             const std::lock_guard lock(mutex_);
             auto& entry = texts_[appInfoID];
@@ -23,21 +25,32 @@ LocaleTexts AppInfoTexts::of(const std::string& appInfoID) {
             texts = entry;
         }
         if (mine) {
-            list(appInfoID, std::move(*mine));
+            fetch(appInfoID, std::move(*mine));
             return texts.get();
         }
         try {
             return texts.get();
         } catch (const CancellationError&) {
-            // What ended the one that listed, a failure of its other requests perhaps, does not concern us.
+            // What ended the one that fetched, a failure of its other requests perhaps, does not concern us.
             checkCancellation();
         }
     }
 }
 
-void AppInfoTexts::list(const std::string& appInfoID, std::promise<LocaleTexts> promise) {
+void AppInfoTexts::fetch(const std::string& appInfoID, std::promise<Texts> promise) {
     try {
-        promise.set_value(textsOf(listLocalizations(client_, FieldHome::appInfoLocalization, appInfoID)));
+        Texts texts;
+        const std::vector<std::function<void()>> requests = {
+            [&] {
+                texts.locales =
+                    textsOf(listLocalizations(client_, FieldHome::appInfoLocalization, appInfoID));
+            },
+            [&] {
+                texts.ageRating =
+                    ifAllowed([&] { return ageRatingTexts(client_.getAgeRatingDeclaration(appInfoID)); });
+            }};
+        parallelForEach(requests, requests.size(), [](const std::function<void()>& request) { request(); });
+        promise.set_value(std::move(texts));
     } catch (...) {
         {
             const std::lock_guard lock(mutex_);

@@ -1,21 +1,58 @@
 #include "Core/metadata/FieldValue.h"
 
+#include "Core/metadata/AgeRating.h"
+#include "Core/metadata/AppCategories.h"
 #include "Core/metadata/TextRemarks.h"
+#include "Platform/text/Spelling.h"
 #include "Platform/text/Text.h"
+#include "Platform/time/Date.h"
 
 #include <fmt/format.h>
+#include <fmt/ranges.h>
 
 #include <algorithm>
+#include <array>
+#include <cmath>
 
 namespace quorvel {
 
 namespace {
+
+constexpr std::array<std::string_view, 3> releaseTypes = {"MANUAL", "AFTER_APPROVAL", "SCHEDULED"};
+
+constexpr std::pair<std::string_view, std::string_view> flagSpellings[] = {
+    {"true", "true"},   {"yes", "true"}, {"1", "true"},  {"on", "true"},
+    {"false", "false"}, {"no", "false"}, {"0", "false"}, {"off", "false"},
+};
 
 // Quotes a value, cut, as a file may hold anything.
 std::string quotedValue(std::string_view value) {
     constexpr std::size_t shown = 60;
     const std::string_view start = graphemePrefix(value, shown);
     return fmt::format("\"{}{}\"", escapeControls(start), start.size() < value.size() ? "…" : "");
+}
+
+CategoryLevel levelOf(FieldType field) {
+    return field == FieldType::primaryCategory || field == FieldType::secondaryCategory
+               ? CategoryLevel::category
+               : CategoryLevel::subcategory;
+}
+
+// "AFTER_APPROVAL" of "after approval".
+std::string choiceSpelling(std::string_view text) {
+    std::string choice(text);
+    std::ranges::transform(choice, choice.begin(), [](char byte) {
+        if (byte >= 'a' && byte <= 'z') return static_cast<char>(byte - 'a' + 'A');
+        return byte == ' ' || byte == '-' ? '_' : byte;
+    });
+    return choice;
+}
+
+std::optional<std::string_view> flagIn(std::string_view text) {
+    const std::string word = asciiLowercase(text);
+    for (const auto& [spelling, flag] : flagSpellings)
+        if (word == spelling) return flag;
+    return std::nullopt;
 }
 
 std::string_view schemeOf(std::string_view address) {
@@ -39,9 +76,43 @@ std::optional<std::string> addressFault(std::string_view address) {
     if (scheme != "https" && scheme != "http")
         return "is no address of a web page. Write it whole, such as https://example.com/support.";
     const std::string_view host = hostOf(address);
-    if (host.find('.') == std::string_view::npos || host.starts_with('.') ||
+    if (host.find('.') == std::string_view::npos || host.starts_with('.') || host.ends_with("..") ||
         host.find("..") != std::string_view::npos)
         return "names no host. Write the address whole, such as https://example.com/support.";
+    return std::nullopt;
+}
+
+std::optional<std::string> lineFault(FieldType field, std::string_view line) {
+    if (line.find_first_of("\r\n") != std::string_view::npos) return "has several lines. Write it in one.";
+    if (field == FieldType::contactEmail &&
+        (line.find('@') == std::string_view::npos || line.find(' ') != std::string_view::npos))
+        return "is no e-mail address.";
+    return std::nullopt;
+}
+
+std::optional<std::string> choiceFault(std::string_view choice) {
+    if (std::ranges::find(releaseTypes, choice) != releaseTypes.end()) return std::nullopt;
+    const auto nearest = nearestSpelling(choice, releaseTypes);
+    return fmt::format("is none of {}{}.", fmt::join(releaseTypes, ", "),
+                       nearest ? fmt::format("; did you mean {}?", *nearest) : "");
+}
+
+std::optional<std::string> categoryFault(std::string_view category, CategoryLevel level) {
+    if (categoryNamed(category, level)) return std::nullopt;
+    const auto nearest = nearestCategory(category, level);
+    return fmt::format(
+        "is no {} of the App Store{}.", level == CategoryLevel::category ? "category" : "subcategory",
+        nearest ? fmt::format("; did you mean {}?", *nearest)
+                : fmt::format(", such as {}",
+                              level == CategoryLevel::category ? "PRODUCTIVITY" : "GAMES_PUZZLE"));
+}
+
+std::optional<std::string> dateFault(std::string_view date) {
+    constexpr std::string_view advice = "Write it with its time zone, such as 2026-12-01T09:00:00+01:00.";
+    const auto moment = parseISO8601(date);
+    if (!moment) return fmt::format("is no date with a time. {}", advice);
+    if (secondsSince1970(*moment) != 3600 * std::floor(secondsSince1970(*moment) / 3600))
+        return "is no whole hour, and App Store Connect takes whole hours only.";
     return std::nullopt;
 }
 
@@ -49,9 +120,22 @@ std::optional<std::string> faultOfValue(FieldType field, std::string_view value)
     switch (kindOf(field)) {
     case FieldKind::address:
         return addressFault(value);
-    default:
+    case FieldKind::line:
+        return lineFault(field, value);
+    case FieldKind::choice:
+        return choiceFault(value);
+    case FieldKind::category:
+        return categoryFault(value, levelOf(field));
+    case FieldKind::date:
+        return dateFault(value);
+    case FieldKind::flag:
+        return flagIn(value) ? std::nullopt : std::optional<std::string>("is neither true nor false.");
+    case FieldKind::text:
+    case FieldKind::json:
+    case FieldKind::secret:
         return std::nullopt;
     }
+    return std::nullopt;
 }
 
 } // namespace
@@ -59,16 +143,50 @@ std::optional<std::string> faultOfValue(FieldType field, std::string_view value)
 std::string canonicalValue(FieldType field, std::string_view text) {
     if (isStoreText(field)) return std::string(text);
     const std::string_view bare = withoutByteOrderMark(text);
-    if (kindOf(field) == FieldKind::text || isSecret(field)) return std::string(withoutFinalLineBreak(bare));
-    return std::string(trim(bare));
+    const std::string_view trimmed = trim(bare);
+    switch (kindOf(field)) {
+    case FieldKind::text:
+    case FieldKind::secret:
+        return std::string(withoutFinalLineBreak(bare));
+    case FieldKind::choice:
+        return choiceSpelling(trimmed);
+    case FieldKind::category:
+        return std::string(categoryNamed(trimmed, levelOf(field)).value_or(trimmed));
+    case FieldKind::date:
+        if (const auto moment = parseISO8601(trimmed)) return formatISO8601(*moment);
+        return std::string(trimmed);
+    case FieldKind::flag:
+        return std::string(flagIn(trimmed).value_or(trimmed));
+    case FieldKind::json:
+        return ageRatingOver({}, trimmed);
+    case FieldKind::line:
+    case FieldKind::address:
+        break;
+    }
+    return std::string(trimmed);
 }
 
-std::optional<std::string> valueFault(FieldType field, std::string_view text) {
-    if (isBlank(text) || isStoreText(field)) return std::nullopt;
+std::optional<std::string> valueFault(FieldType field, std::string_view text, std::string_view copy) {
+    if (isBlank(text) || isStoreText(field) || text == copy) return std::nullopt;
+    if (kindOf(field) == FieldKind::json) {
+        const auto fault = ageRatingFault(text, copy);
+        return fault ? std::optional(fmt::format("{} {}", fileNameOf(field), *fault)) : std::nullopt;
+    }
     const std::string value = canonicalValue(field, text);
     const auto fault = faultOfValue(field, value);
-    if (!fault) return std::nullopt;
-    return fmt::format("{}: {} {}", fileNameOf(field), quotedValue(value), *fault);
+    return fault ? std::optional(fmt::format("{}: {} {}", fileNameOf(field), quotedValue(value), *fault))
+                 : std::nullopt;
+}
+
+bool canBeCleared(FieldType field) {
+    switch (kindOf(field)) {
+    case FieldKind::choice:
+    case FieldKind::category:
+    case FieldKind::flag:
+        return false;
+    default:
+        return field != FieldType::name; // which every localization has
+    }
 }
 
 } // namespace quorvel

@@ -14,7 +14,16 @@ namespace quorvel {
 [[nodiscard]] std::string canonicalValue(FieldType field, std::string_view text);
 
 /// Why App Store Connect would refuse `text` as the value of `field`, and what to do, in sentences that begin
-/// with the file's name; nothing for a blank text and for what can only be told there.
-[[nodiscard]] std::optional<std::string> valueFault(FieldType field, std::string_view text);
+/// with the file's name; nothing for a blank text and for what can only be told there. `copy` is what it held
+/// at the last pull, of which nothing is refused.
+[[nodiscard]] std::optional<std::string> valueFault(FieldType field, std::string_view text,
+                                                    std::string_view copy = {});
+
+/// Whether App Store Connect takes a value of the field away again; the others can only be replaced.
+[[nodiscard]] bool canBeCleared(FieldType field);
+
+/// What stands for the text of a secret wherever changes are shown or kept: that there is one, or another.
+inline constexpr std::string_view setSecretText = "(set)";
+inline constexpr std::string_view changedSecretText = "(changed)";
 
 } // namespace quorvel

@@ -1,5 +1,6 @@
 #include "Core/metadata/FinalLineBreak.h"
 
+#include "Core/metadata/AgeRating.h"
 #include "Core/metadata/FieldValue.h"
 #include "Core/metadata/MetadataError.h"
 #include "Core/metadata/TextRemarks.h"
@@ -27,7 +28,8 @@ std::filesystem::path settingsFile(const MetadataFolder& appFolder) {
 std::string countedText(FinalLineBreak rule, FieldType field, std::string_view local,
                         const std::optional<std::string>& pulled) {
     if (!isStoreText(field)) {
-        std::string value = canonicalValue(field, local);
+        std::string value = kindOf(field) == FieldKind::json ? ageRatingOver(pulled.value_or(""), local)
+                                                             : canonicalValue(field, local);
         return pulled && canonicalValue(field, *pulled) == value ? *pulled : value;
     }
     if (rule == FinalLineBreak::keep) return std::string(local);
@@ -35,14 +37,17 @@ std::string countedText(FinalLineBreak rule, FieldType field, std::string_view l
     return pulled && withoutFinalLineBreak(*pulled) == text ? *pulled : std::string(text);
 }
 
-void countTexts(FinalLineBreak rule, LocaleTexts& local, const LocaleTexts& pulled) {
+void countTexts(FinalLineBreak rule, ReadTexts& local, const ReadTexts& pulled) {
     static const FieldTexts nothing;
-    for (auto& [locale, texts] : local) {
-        const auto found = pulled.find(locale);
-        const FieldTexts& copies = found == pulled.end() ? nothing : found->second;
-        for (const FieldType field : localeFields)
+    const auto count = [&](FieldTexts& texts, const FieldTexts& copies, std::span<const FieldType> fields) {
+        for (const FieldType field : fields)
             if (texts[field]) texts[field] = countedText(rule, field, *texts[field], copies[field]);
+    };
+    for (auto& [locale, texts] : local.texts) {
+        const auto found = pulled.texts.find(locale);
+        count(texts, found == pulled.texts.end() ? nothing : found->second, localeFields);
     }
+    count(local.page, pulled.page, pageFields);
 }
 
 FinalLineBreak finalLineBreakOf(const MetadataFolder& appFolder) {

@@ -24,11 +24,12 @@ struct RawValues<FinalLineBreak> {
 
 /// The text that a local file stands for beside its pulled copy. With `strip` one final line break is no part
 /// of it, and a text that differs from the copy by that alone is the copy. Of a field that is no store text
-/// it is the value, whatever the rule; a value that is the copy's is the copy.
+/// it is the value, whatever the rule; a value that is the copy's is the copy, and answers of the age rating
+/// that the file does not name are those of the copy.
 [[nodiscard]] std::string countedText(FinalLineBreak rule, FieldType field, std::string_view local,
                                       const std::optional<std::string>& pulled);
 /// The same of all texts.
-void countTexts(FinalLineBreak rule, LocaleTexts& local, const LocaleTexts& pulled);
+void countTexts(FinalLineBreak rule, ReadTexts& local, const ReadTexts& pulled);
 
 /// The choice for a tree, kept in <app folder>/.brevant/settings.json: it describes the files, and so lies
 /// with them. Without such a file it is `keep`. Throws `MetadataError` for a file that cannot be understood,

@@ -3,6 +3,7 @@
 #include "Core/asc/services/CreateOrAdopt.h"
 #include "Core/metadata/LocalizationAttributes.h"
 #include "Core/metadata/MetadataError.h"
+#include "Core/metadata/PageTexts.h"
 #include "Core/metadata/PendingChange.h"
 #include "Core/metadata/RemoteLocalizations.h"
 #include "Platform/task/Task.h"
@@ -92,7 +93,7 @@ LocalizationWriter::Result LocalizationWriter::write(std::vector<Value> values) 
     for (;;) {
         leaveOutClosed(values);
         const Refusal refusal = values.empty() ? Refusal::none : attempt(values);
-        if (refusal == Refusal::none || values.size() == 1) break;
+        if (refusal == Refusal::none || groupsThatBelongTogether(values).size() == 1) break;
         std::unique_lock<std::mutex> trials;
         if (refusal == Refusal::ofState) {
             trials = closed_.lockTrials();
@@ -120,8 +121,8 @@ void LocalizationWriter::leaveOutClosed(std::vector<Value>& values) {
 
 void LocalizationWriter::writeOneByOne(const std::vector<Value>& values) {
     std::size_t refusedByState = 0;
-    for (const Value& value : values)
-        refusedByState += attempt({value}) == Refusal::ofState;
+    for (const auto& group : groupsThatBelongTogether(values))
+        if (attempt(group) == Refusal::ofState) refusedByState += group.size();
     if (refusedByState == values.size())
         closed_.noteAll(target_.home, target_.locale, result_.failures.at(values.front().first).text);
 }
@@ -154,13 +155,28 @@ LocalizationWriter::Refusal LocalizationWriter::attempt(const std::vector<Value>
 }
 
 void LocalizationWriter::send(const std::vector<Value>& values) {
-    if (target_.id)
-        patchLocalization(client_, target_.home, *target_.id, values);
-    else
+    if (!target_.id)
         create(values);
+    else if (target_.locale == pageLocale)
+        updatePageResource(client_, target_.home, *target_.id, values);
+    else
+        patchLocalization(client_, target_.home, *target_.id, values);
+}
+
+void LocalizationWriter::createReview(const std::vector<Value>& values) {
+    createOrAdopt([&] { target_.id = createReviewDetail(client_, target_.parentID, values); },
+                  [&] {
+                      const auto found = client_.getReviewDetail(target_.parentID);
+                      return found ? std::optional(found->id) : std::nullopt;
+                  },
+                  [&](const std::string& id) {
+                      target_.id = id;
+                      updatePageResource(client_, target_.home, id, values);
+                  });
 }
 
 void LocalizationWriter::create(std::vector<Value> values) {
+    if (target_.home == FieldHome::reviewDetail) return createReview(values);
     const bool addsName =
         target_.home == FieldHome::appInfoLocalization &&
         (values.empty() || values.front().first != FieldType::name || values.front().second.empty());

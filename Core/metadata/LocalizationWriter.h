@@ -1,4 +1,5 @@
-// Writes the fields of one localization to App Store Connect, making the localization when it is missing.
+// Writes the fields of one localization, or of one resource of the page, to App Store Connect, making what is
+// missing.
 #pragma once
 
 #include "Core/asc/ASCClientProtocol.h"
@@ -25,9 +26,9 @@ class LocalizationWriter {
 
     struct Target {
         FieldHome home = FieldHome::versionLocalization;
-        std::string parentID; // of the version or of the app info
-        std::string locale;
-        std::optional<std::string> id; // none: the localization does not exist yet
+        std::string parentID;          // of the version or of the app info
+        std::string locale;            // `pageLocale` for a resource of the page
+        std::optional<std::string> id; // none: the localization or review detail does not exist yet
         // What an app info localization is created with when its name is not among the values.
         std::optional<std::string> fallbackName;
     };
@@ -43,7 +44,8 @@ class LocalizationWriter {
 
     LocalizationWriter(const ASCClientProtocol& client, Target target, ClosedFields& closed);
 
-    /// Sends all values in one request; when that is refused for what it holds, each in a request of its own.
+    /// Sends all values in one request; when that is refused for what it holds, each in a request of its own,
+    /// but for those that belong together.
     /// Fields that are known to be closed are not sent and say so, and refusals by the state are noted.
     /// To be called once. When the task is cancelled, the values that are left fail and say so.
     [[nodiscard]] Result write(std::vector<Value> values);
@@ -57,6 +59,7 @@ class LocalizationWriter {
     Refusal attempt(const std::vector<Value>& values);
     void send(const std::vector<Value>& values);
     void create(std::vector<Value> values);
+    void createReview(const std::vector<Value>& values);
 
     const ASCClientProtocol& client_;
     Target target_;

@@ -26,7 +26,8 @@ std::filesystem::path MetadataFolder::localeFolder(std::string_view locale, Text
 
 std::filesystem::path MetadataFolder::fieldFile(std::string_view locale, FieldType field,
                                                 TextSide side) const {
-    return (locale == pageLocale ? textsFolder(side) : localeFolder(locale, side)) / fileNameOf(field);
+    return (locale == pageLocale && isPageField(field) ? textsFolder(side) : localeFolder(locale, side)) /
+           fileNameOf(field);
 }
 
 bool isFolder(const MetadataFolder& folder) {

@@ -1,5 +1,6 @@
 #include "Core/metadata/MetadataPuller.h"
 
+#include "Core/metadata/PageTexts.h"
 #include "Core/metadata/PullWriter.h"
 #include "Core/metadata/RemoteLocalizations.h"
 #include "Platform/files/Files.h"
@@ -8,7 +9,9 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <array>
 #include <functional>
+#include <iterator>
 
 namespace quorvel {
 
@@ -28,8 +31,42 @@ int fitness(const AppInfo& info, AppStoreVersionStateClass stateClass) {
     return stateClass == AppStoreVersionStateClass::editable && isEditableState(state) ? 3 : 2;
 }
 
-IncomingTexts listTexts(const ASCClientProtocol& client, FieldHome home, std::string_view parentID) {
-    return {home, textsOf(listLocalizations(client, home, parentID))};
+std::vector<IncomingTexts> listTexts(const ASCClientProtocol& client, FieldHome home,
+                                     std::string_view parentID) {
+    return {{home, textsOf(listLocalizations(client, home, parentID))}};
+}
+
+IncomingTexts ofPage(FieldHome home, FieldTexts texts) {
+    IncomingTexts incoming{home, {}};
+    incoming.locales.emplace(pageLocale, std::move(texts));
+    return incoming;
+}
+
+// What an app info holds of its own, and with its localizations and its age rating.
+std::vector<IncomingTexts> textsOfAppInfo(AppInfoTexts& all, const ASCAppInfoSummary& info) {
+    AppInfoTexts::Texts texts = all.of(info.appInfo.id);
+    std::vector<IncomingTexts> incoming = {{FieldHome::appInfoLocalization, std::move(texts.locales)},
+                                           ofPage(FieldHome::appInfo, categoryTexts(info.categories))};
+    if (texts.ageRating) incoming.push_back(ofPage(FieldHome::ageRating, *texts.ageRating));
+    return incoming;
+}
+
+std::vector<IncomingTexts> textsOfVersion(const ASCClientProtocol& client, const AppDiscovery& discovery,
+                                          const std::string& versionID) {
+    const auto known = discovery.versions.find(versionID);
+    return {ofPage(FieldHome::version, versionTexts(known == discovery.versions.end()
+                                                        ? client.getAppStoreVersion(versionID).attributes
+                                                        : known->second))};
+}
+
+std::vector<IncomingTexts> textsOfReview(const ASCClientProtocol& client, const std::string& versionID) {
+    const auto texts = ifAllowed([&] { return reviewTexts(client.getReviewDetail(versionID)); });
+    if (!texts) return {};
+    return {ofPage(FieldHome::reviewDetail, *texts)};
+}
+
+bool brings(const std::vector<IncomingTexts>& incoming, FieldHome home) {
+    return std::ranges::find(incoming, home, &IncomingTexts::home) != incoming.end();
 }
 
 PullResult write(const PlatformContext& context, const std::optional<AppInfo>& info,
@@ -42,6 +79,12 @@ PullResult write(const PlatformContext& context, const std::optional<AppInfo>& i
                             result.summary.locales.size(), result.updated.size(), result.kept.size()));
     result.summary.versionString = context.versionString;
     result.summary.appStoreState = context.appStoreState;
+    if (!brings(incoming, FieldHome::reviewDetail))
+        result.summary.warnings.emplace_back(
+            "The API key may not see what App Review is told, so that was not pulled.");
+    if (info && !brings(incoming, FieldHome::ageRating))
+        result.summary.warnings.emplace_back(
+            "The API key may not see the age rating, so that was not pulled.");
     if (info)
         result.summary.appInfoState = info->attributes.appStoreState;
     else
@@ -59,6 +102,17 @@ std::optional<AppInfo> chooseAppInfo(const ASCList<AppInfoAttributes>& appInfos,
     return best == appInfos.end() ? std::nullopt : std::optional(*best);
 }
 
+std::optional<ASCAppInfoSummary> chooseAppInfo(const std::vector<ASCAppInfoSummary>& appInfos,
+                                               AppStoreVersionStateClass stateClass) {
+    ASCList<AppInfoAttributes> resources;
+    for (const ASCAppInfoSummary& summary : appInfos)
+        resources.push_back(summary.appInfo);
+    const auto chosen = chooseAppInfo(resources, stateClass);
+    if (!chosen) return std::nullopt;
+    return *std::ranges::find(appInfos, chosen->id,
+                              [](const ASCAppInfoSummary& summary) { return summary.appInfo.id; });
+}
+
 MetadataPuller::MetadataPuller(const ASCClientProtocol& client, Clock clock)
     : client_(client), clock_(std::move(clock)) {}
 
@@ -66,25 +120,31 @@ AppDiscovery MetadataPuller::discover(std::string_view appID) const {
     AppDiscovery discovery;
     ASCList<AppStoreVersionAttributes> versions;
     runTogether({[&] { versions = client_.listAppStoreVersions(appID); },
-                 [&] { discovery.appInfos = client_.listAppInfos(appID); }});
+                 [&] { discovery.appInfos = client_.listAppInfoSummaries(appID); }});
     discovery.contexts = contextsOf(versions);
-    for (auto& version : versions)
+    for (auto& version : versions) {
+        discovery.versions.emplace(version.id, std::move(version.attributes));
         discovery.versionIDs.push_back(std::move(version.id));
+    }
     return discovery;
 }
 
 PullResult MetadataPuller::pull(AppInfoTexts& appInfoTexts, const PlatformContext& context,
                                 const MetadataFolder& contextFolder, const PullOptions& options) const {
-    const auto info = chooseAppInfo(appInfoTexts.appInfos(), context.stateClass);
-    std::vector<IncomingTexts> incoming(info ? 2 : 1);
-    std::vector<std::function<void()>> lists = {
-        [&] { incoming[0] = listTexts(client_, FieldHome::versionLocalization, context.versionId); }};
-    if (info)
-        lists.emplace_back([&] {
-            incoming[1] = {FieldHome::appInfoLocalization, appInfoTexts.of(info->id)};
-        });
-    runTogether(lists);
-    return write(context, info, incoming, contextFolder, options, clock_(), logger_);
+    const AppDiscovery& discovery = appInfoTexts.discovery();
+    const auto info = chooseAppInfo(discovery.appInfos, context.stateClass);
+    std::array<std::vector<IncomingTexts>, 4> parts;
+    std::vector<std::function<void()>> requests = {
+        [&] { parts[0] = listTexts(client_, FieldHome::versionLocalization, context.versionId); },
+        [&] { parts[1] = textsOfReview(client_, context.versionId); },
+        [&] { parts[2] = textsOfVersion(client_, discovery, context.versionId); }};
+    if (info) requests.emplace_back([&] { parts[3] = textsOfAppInfo(appInfoTexts, *info); });
+    runTogether(requests);
+    std::vector<IncomingTexts> incoming;
+    for (auto& part : parts)
+        std::ranges::move(part, std::back_inserter(incoming));
+    return write(context, info ? std::optional(info->appInfo) : std::nullopt, incoming, contextFolder,
+                 options, clock_(), logger_);
 }
 
 } // namespace quorvel

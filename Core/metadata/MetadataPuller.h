@@ -1,4 +1,4 @@
-// Copies an app's store texts from App Store Connect into a metadata tree.
+// Copies the texts and the other fields of an app's store page from App Store Connect into a metadata tree.
 #pragma once
 
 #include "Core/asc/ASCClientProtocol.h"
@@ -44,13 +44,6 @@ struct PullResult {
     QUORVEL_RECORD(PullResult, summary, updated, kept, leftEdits)
 };
 
-/// What App Store Connect has of an app, as far as a pull needs it.
-struct AppDiscovery {
-    std::vector<PlatformContext> contexts; // none: the app has no version
-    std::vector<std::string> versionIDs;   // of all versions, those without a context too
-    ASCList<AppInfoAttributes> appInfos;
-};
-
 /// What a pull writes and spares.
 struct PullOptions {
     // Implicit, as most pulls say only what becomes of local edits.
@@ -67,6 +60,9 @@ struct PullOptions {
 /// `live` the one on sale; the only one when there is one. Nothing when there is none.
 [[nodiscard]] std::optional<ASCResource<AppInfoAttributes>>
 chooseAppInfo(const ASCList<AppInfoAttributes>& appInfos, AppStoreVersionStateClass stateClass);
+/// The same with its categories.
+[[nodiscard]] std::optional<ASCAppInfoSummary> chooseAppInfo(const std::vector<ASCAppInfoSummary>& appInfos,
+                                                             AppStoreVersionStateClass stateClass);
 
 /// Blocking; throws `ASCError`, `CancellationError`, `MetadataError`, `FileError`. Nothing is written before
 /// everything was fetched.
@@ -77,8 +73,9 @@ class MetadataPuller {
     /// Lists the app's versions and app infos, both at once.
     [[nodiscard]] AppDiscovery discover(std::string_view appID) const;
 
-    /// Pulls one context into its folder; lists the localizations of the app info and of the version at once.
-    /// The caller holds the lock of the app's folder. Contexts that are pulled together share `appInfoTexts`.
+    /// Pulls one context into its folder; fetches everything at once. What the key may not see is left out
+    /// and told. The caller holds the lock of the app's folder. Contexts that are pulled together share
+    /// `appInfoTexts`.
     [[nodiscard]] PullResult pull(AppInfoTexts& appInfoTexts, const PlatformContext& context,
                                   const MetadataFolder& contextFolder, const PullOptions& options = {}) const;
 

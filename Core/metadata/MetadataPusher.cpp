@@ -1,7 +1,10 @@
 #include "Core/metadata/MetadataPusher.h"
 
+#include "Core/metadata/AgeRating.h"
+#include "Core/metadata/FieldValue.h"
 #include "Core/metadata/LocalizationWriter.h"
 #include "Core/metadata/MetadataPuller.h"
+#include "Core/metadata/PageTexts.h"
 #include "Core/metadata/RemoteLocalizations.h"
 #include "Platform/task/Task.h"
 #include "Platform/text/Text.h"
@@ -10,7 +13,9 @@
 
 #include <algorithm>
 #include <functional>
+#include <map>
 #include <mutex>
+#include <set>
 
 namespace quorvel {
 
@@ -25,27 +30,42 @@ constexpr std::string_view noAppInfo =
 constexpr std::string_view conflictText =
     "changed on App Store Connect since the last pull; pull to see it, then push again";
 
-// The changes of one localization, by their places in the list given.
+constexpr std::string_view noAgeRatingText =
+    "App Store Connect has no age rating declaration for this app yet. Answer it once on its web page.";
+constexpr std::string_view hiddenRefusalText =
+    "App Store Connect refused it. What it answers quotes the password, so it is not shown.";
+
+bool isOfAppInfo(FieldHome home) {
+    return home == FieldHome::appInfoLocalization || home == FieldHome::appInfo ||
+           home == FieldHome::ageRating;
+}
+
+// The changes of one localization, or of one resource of the page, by their places in the list given.
 struct Job {
     std::string locale;
     FieldHome home = FieldHome::versionLocalization;
     std::vector<std::size_t> changes;
 };
 
-// The localizations that exist; no app info: the app has none.
+// What exists; no app info: the app has none.
 struct Resolution {
     RemoteLocalizations versionLocalizations;
     std::optional<std::string> appInfoID;
     RemoteLocalizations appInfoLocalizations;
+    std::map<FieldHome, RemoteLocalization> page; // a resource that does not exist is missing
 
-    // What the field holds, also when its localization is missing; nothing for an app without app info.
+    // What the field holds, also when its resource is missing; nothing for an app without app info.
     [[nodiscard]] std::optional<std::string> textOf(const Job& job, FieldType field) const {
-        if (job.home == FieldHome::appInfoLocalization && !appInfoID) return std::nullopt;
-        const RemoteLocalization* localization = find(job);
-        return localization ? localization->texts[field].value_or("") : "";
+        if (isOfAppInfo(job.home) && !appInfoID) return std::nullopt;
+        const RemoteLocalization* resource = find(job);
+        return resource ? resource->texts[field].value_or("") : "";
     }
 
     [[nodiscard]] const RemoteLocalization* find(const Job& job) const {
+        if (job.locale == pageLocale) {
+            const auto found = page.find(job.home);
+            return found == page.end() ? nullptr : &found->second;
+        }
         const auto& all =
             job.home == FieldHome::versionLocalization ? versionLocalizations : appInfoLocalizations;
         const auto found = all.find(job.locale);
@@ -65,29 +85,76 @@ std::vector<Job> jobsOf(const std::vector<PendingChange>& changes) {
     return jobs;
 }
 
-Resolution resolve(const ASCClientProtocol& client, std::string_view appID, const PlatformContext& context,
-                   const std::vector<Job>& jobs) {
-    Resolution resolution;
-    std::vector<std::function<void()>> lists;
-    const auto isNeeded = [&](FieldHome home) {
-        return std::ranges::find(jobs, home, &Job::home) != jobs.end();
-    };
-    if (isNeeded(FieldHome::versionLocalization))
-        lists.emplace_back([&] {
-            resolution.versionLocalizations =
-                listLocalizations(client, FieldHome::versionLocalization, context.versionId);
-        });
-    if (isNeeded(FieldHome::appInfoLocalization))
-        lists.emplace_back([&] {
-            const auto info = chooseAppInfo(client.listAppInfos(appID), context.stateClass);
-            if (!info) return;
-            resolution.appInfoID = info->id;
-            resolution.appInfoLocalizations =
-                listLocalizations(client, FieldHome::appInfoLocalization, info->id);
-        });
-    parallelForEach(lists, lists.size(), [](const std::function<void()>& list) { list(); });
-    return resolution;
+using Requests = std::vector<std::function<void()>>;
+
+void runAll(const Requests& requests) {
+    parallelForEach(requests, requests.size(), [](const std::function<void()>& request) { request(); });
 }
+
+// Fetches what the jobs need, as much as possible at once.
+class Resolver {
+  public:
+    Resolver(const ASCClientProtocol& client, std::string_view appID, const PlatformContext& context,
+             const std::vector<Job>& jobs)
+        : client_(client), appID_(appID), context_(context) {
+        for (const Job& job : jobs)
+            homes_.insert(job.home);
+    }
+
+    [[nodiscard]] Resolution resolve() {
+        Requests requests;
+        if (homes_.contains(FieldHome::versionLocalization))
+            requests.emplace_back([&] {
+                found_.versionLocalizations =
+                    listLocalizations(client_, FieldHome::versionLocalization, context_.versionId);
+            });
+        if (homes_.contains(FieldHome::version))
+            requests.emplace_back([&] {
+                add(FieldHome::version, context_.versionId,
+                    versionTexts(client_.getAppStoreVersion(context_.versionId).attributes));
+            });
+        if (homes_.contains(FieldHome::reviewDetail))
+            requests.emplace_back([&] {
+                if (const auto detail = client_.getReviewDetail(context_.versionId))
+                    add(FieldHome::reviewDetail, detail->id, reviewTexts(detail));
+            });
+        if (std::ranges::any_of(homes_, isOfAppInfo)) requests.emplace_back([&] { resolveAppInfo(); });
+        runAll(requests);
+        return std::move(found_);
+    }
+
+  private:
+    void add(FieldHome home, const std::string& id, FieldTexts texts) {
+        const std::lock_guard lock(mutex_);
+        found_.page[home] = {id, std::move(texts)};
+    }
+
+    void resolveAppInfo() {
+        const auto info = chooseAppInfo(client_.listAppInfoSummaries(appID_), context_.stateClass);
+        if (!info) return;
+        const std::string& id = info->appInfo.id;
+        found_.appInfoID = id;
+        add(FieldHome::appInfo, id, categoryTexts(info->categories));
+        Requests requests;
+        if (homes_.contains(FieldHome::appInfoLocalization))
+            requests.emplace_back([&] {
+                found_.appInfoLocalizations = listLocalizations(client_, FieldHome::appInfoLocalization, id);
+            });
+        if (homes_.contains(FieldHome::ageRating))
+            requests.emplace_back([&] {
+                if (const auto declaration = client_.getAgeRatingDeclaration(id))
+                    add(FieldHome::ageRating, declaration->id, ageRatingTexts(declaration));
+            });
+        runAll(requests);
+    }
+
+    const ASCClientProtocol& client_;
+    std::string_view appID_;
+    const PlatformContext& context_;
+    std::set<FieldHome> homes_;
+    Resolution found_;
+    std::mutex mutex_; // over found_.page
+};
 
 enum class RemoteState { asPulled, sameText, conflict };
 
@@ -98,52 +165,85 @@ std::string withoutMargins(std::string_view text) {
     return bare;
 }
 
+// The answers of the age rating that the change makes and that the service does not hold already.
+JSONValue answersToSend(const PendingChange& change, std::string_view onService) {
+    JSONValue answers = ageRatingChanges(change.remote, change.local);
+    const JSONValue held = ageRatingChanges({}, onService);
+    JSONValue::Object& members = *answers.members();
+    std::erase_if(members, [&](const auto& member) {
+        const JSONValue* now = held.find(member.first);
+        return now ? *now == member.second : member.second.isNull();
+    });
+    return answers;
+}
+
+RemoteState ageRatingState(const PendingChange& change, std::string_view onService) {
+    const JSONValue answers = answersToSend(change, onService);
+    const JSONValue held = ageRatingChanges({}, onService);
+    const JSONValue pulled = ageRatingChanges({}, change.remote);
+    if (answers.members()->empty()) return RemoteState::sameText;
+    const auto isAsPulled = [&](const auto& member) {
+        const JSONValue* now = held.find(member.first);
+        const JSONValue* before = pulled.find(member.first);
+        return now && before ? *now == *before : now == before;
+    };
+    return std::ranges::all_of(*answers.members(), isAsPulled) ? RemoteState::asPulled
+                                                               : RemoteState::conflict;
+}
+
 RemoteState remoteStateOf(const PendingChange& change, const FieldTexts& onService) {
     const std::string text = onService[change.field].value_or("");
+    if (kindOf(change.field) == FieldKind::json) return ageRatingState(change, text);
     if (text == change.textToSend() || (isBlank(text) && isBlank(change.local))) return RemoteState::sameText;
-    const std::string bare = withoutMargins(text);
-    const bool isKnown = bare == withoutMargins(change.remote) || bare == withoutMargins(change.local);
+    const std::string bare = withoutMargins(canonicalValue(change.field, text));
+    const bool isKnown = bare == withoutMargins(canonicalValue(change.field, change.remote)) ||
+                         bare == withoutMargins(change.local);
     return isKnown ? RemoteState::asPulled : RemoteState::conflict;
 }
 
 // Sends one job and tells the outcome of each of its changes.
 class JobRunner {
   public:
+    // Whether the texts of secrets are sent, or what stands for them.
+    enum class Secrets { send, mask };
+
     JobRunner(const ASCClientProtocol& client, const MetadataStore& store, const PlatformContext& context,
               const Resolution& resolution, const std::vector<PendingChange>& changes,
-              const std::string& appName, PushRecording::Record begin = {})
+              const std::string& appName, Secrets secrets, PushRecording::Record begin = {})
         : client_(client),
           store_(store),
           context_(context),
           resolution_(resolution),
           changes_(changes),
           appName_(appName),
+          secrets_(secrets),
           begin_(std::move(begin)),
           hasCopies_(!store.localesOnDisk(TextSide::pulled).empty()) {}
 
     [[nodiscard]] LocalizationWriter::Result run(const Job& job) {
         LocalizationWriter::Result result;
-        if (job.home == FieldHome::appInfoLocalization && !resolution_.appInfoID) {
-            for (const std::size_t index : job.changes)
-                result.failures[changes_[index].field].text = noAppInfo;
-            return result;
-        }
+        if (isOfAppInfo(job.home) && !resolution_.appInfoID) return failed(job, noAppInfo);
         std::vector<LocalizationWriter::Value> values;
         std::vector<PushOutcome> begun;
         const RemoteLocalization* existing = resolution_.find(job);
+        if (!existing && job.home == FieldHome::ageRating) return failed(job, noAgeRatingText);
         std::vector<FieldType> conflicts;
+        std::string secret;
         for (const std::size_t index : job.changes) {
             const PendingChange& change = changes_[index];
-            const RemoteState state =
-                existing ? remoteStateOf(change, existing->texts) : RemoteState::asPulled;
+            const RemoteState state = stateOf(change, existing);
             if (state == RemoteState::conflict) conflicts.push_back(change.field);
             if (state != RemoteState::asPulled) continue;
-            values.emplace_back(change.field, change.textToSend());
+            values.emplace_back(change.field, valueToSend(change, existing));
+            if (isSecret(change.field)) secret = values.back().second;
             begun.push_back({.change = change, .previous = textBefore(job, change)});
         }
         if (begin_ && !begun.empty() && !currentStopToken().stop_requested()) begin_(begun);
         if (!values.empty())
             result = LocalizationWriter(client_, targetOf(job), closed_).write(std::move(values));
+        if (!secret.empty())
+            for (auto& [field, failure] : result.failures)
+                if (failure.text.find(secret) != std::string::npos) failure.text = hiddenRefusalText;
         for (const FieldType field : conflicts)
             result.failures[field].text = conflictText;
         return result;
@@ -167,22 +267,60 @@ class JobRunner {
         return outcomes;
     }
 
+    // What the pulled copy of a change is now that App Store Connect took it.
+    [[nodiscard]] std::string copyAfter(const PendingChange& change) const {
+        return isSecret(change.field) ? secretIn(TextSide::local, change.field)
+                                      : std::string(change.textToSend());
+    }
+
   private:
+    [[nodiscard]] LocalizationWriter::Result failed(const Job& job, std::string_view text) const {
+        LocalizationWriter::Result result;
+        for (const std::size_t index : job.changes)
+            result.failures[changes_[index].field].text = text;
+        return result;
+    }
+
+    [[nodiscard]] std::string secretIn(TextSide side, FieldType field) const {
+        return canonicalValue(field, store_.read(pageLocale, field, side).value_or(""));
+    }
+
+    // A change of a secret with its texts, for here alone.
+    [[nodiscard]] PendingChange revealed(PendingChange change) const {
+        if (!isSecret(change.field)) return change;
+        change.remote = secretIn(TextSide::pulled, change.field);
+        change.local = secretIn(TextSide::local, change.field);
+        return change;
+    }
+
+    [[nodiscard]] RemoteState stateOf(const PendingChange& change, const RemoteLocalization* existing) const {
+        return existing ? remoteStateOf(revealed(change), existing->texts) : RemoteState::asPulled;
+    }
+
+    [[nodiscard]] std::string valueToSend(const PendingChange& change,
+                                          const RemoteLocalization* existing) const {
+        if (kindOf(change.field) == FieldKind::json && existing)
+            return encodeJSON(answersToSend(change, existing->texts[change.field].value_or("")));
+        if (isSecret(change.field) && secrets_ == Secrets::send && !change.clears())
+            return secretIn(TextSide::local, change.field);
+        return std::string(change.textToSend());
+    }
+
     // See `PushOutcome::previous`. Without any copy, every text looks new that App Store Connect has.
     [[nodiscard]] std::optional<std::string> textBefore(const Job& job, const PendingChange& change) const {
+        if (isSecret(change.field)) return std::nullopt;
         const RemoteLocalization* existing = resolution_.find(job);
-        if (existing && hasCopies_ && remoteStateOf(change, existing->texts) == RemoteState::sameText)
-            return std::nullopt;
+        if (existing && hasCopies_ && stateOf(change, existing) == RemoteState::sameText) return std::nullopt;
         return resolution_.textOf(job, change.field);
     }
 
     [[nodiscard]] LocalizationWriter::Target targetOf(const Job& job) const {
-        const bool ofVersion = job.home == FieldHome::versionLocalization;
+        const bool ofVersion = !isOfAppInfo(job.home);
         LocalizationWriter::Target target{
             job.home, ofVersion ? context_.versionId : *resolution_.appInfoID, job.locale, {}, {}};
         if (const RemoteLocalization* existing = resolution_.find(job))
             target.id = existing->id;
-        else if (!ofVersion)
+        else if (job.home == FieldHome::appInfoLocalization)
             target.fallbackName = fallbackName(job.locale);
         return target;
     }
@@ -205,6 +343,7 @@ class JobRunner {
     const Resolution& resolution_;
     const std::vector<PendingChange>& changes_;
     const std::string& appName_;
+    Secrets secrets_;
     PushRecording::Record begin_;
     bool hasCopies_;
     ClosedFields closed_;
@@ -266,8 +405,9 @@ std::vector<PushOutcome> MetadataPusher::push(std::string_view appID, const Plat
                                               const PushRecording& record) const {
     requireChangeable(context);
     const std::vector<Job> jobs = jobsOf(changes);
-    const Resolution resolution = resolve(client_, appID, context, jobs);
-    JobRunner runner(client_, store_, context, resolution, changes, appName_, record.begin);
+    const Resolution resolution = Resolver(client_, appID, context, jobs).resolve();
+    JobRunner runner(client_, store_, context, resolution, changes, appName_, JobRunner::Secrets::send,
+                     record.begin);
     std::vector<PushOutcome> outcomes;
     for (const PendingChange& change : changes)
         outcomes.push_back({.change = change, .errorMessage = std::string(notSentText), .notSent = true});
@@ -282,7 +422,7 @@ std::vector<PushOutcome> MetadataPusher::push(std::string_view appID, const Plat
             PushOutcome& outcome = known[place];
             if (outcome.success)
                 outcome.remark =
-                    refreshCopy(store_, job.locale, outcome.change.field, outcome.change.textToSend());
+                    refreshCopy(store_, job.locale, outcome.change.field, runner.copyAfter(outcome.change));
             outcomes[job.changes[place]] = std::move(outcome);
         }
         if (result.sentName)
@@ -318,9 +458,9 @@ PlannedPush MetadataPusher::plan(std::string_view appID, const PlatformContext& 
                                  const std::vector<PendingChange>& changes) const {
     requireChangeable(context);
     const std::vector<Job> jobs = jobsOf(changes);
-    const Resolution resolution = resolve(client_, appID, context, jobs);
+    const Resolution resolution = Resolver(client_, appID, context, jobs).resolve();
     RecordingClient recorder;
-    JobRunner runner(recorder, store_, context, resolution, changes, appName_);
+    JobRunner runner(recorder, store_, context, resolution, changes, appName_, JobRunner::Secrets::mask);
     PlannedPush planned;
     for (const Job& job : jobs)
         for (PushOutcome& outcome : runner.outcomesOf(job, runner.run(job)))

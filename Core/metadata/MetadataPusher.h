@@ -33,8 +33,9 @@ struct PlannedPush {
     std::vector<PushOutcome> failures; // changes that would fail, such as those changed on the service too
 };
 
-/// Writes each localization with one request that holds all of its changed fields, six at a time. Where that
-/// is refused, each field is tried by itself, so that every change has an outcome of its own.
+/// Writes each localization, and each resource of the page, with one request that holds all of its changed
+/// fields, six at a time. Where that is refused, each field is tried by itself, so that every change has an
+/// outcome of its own.
 ///
 /// A field that the version's state does not take (all but the promotional text of a version in review) is
 /// tried until two locales were refused, and not sent for the others.

@@ -53,12 +53,15 @@ class Importer {
         if (!entries) throw MetadataError::notAFolder(tree_);
         const auto folders = source_.locales();
         requireTree(tree_);
+        importFields(std::string(pageLocale));
         for (const FolderEntry& entry : *entries) {
             if (std::ranges::binary_search(folders, entry.name) && isAppStoreLocale(entry.name))
                 importLocale(entry.name);
             else if (std::ranges::binary_search(folders, entry.name))
                 report_.skipped.push_back(strayFolder(entry.name, folders));
-            else if (!entry.name.starts_with('.'))
+            else if (entry.name == reviewFolderName)
+                skipOtherFiles(entry.name);
+            else if (!entry.name.starts_with('.') && !isPageFile(entry.name))
                 skip(entry.name, "is no locale folder");
         }
         return std::move(report_);
@@ -72,14 +75,18 @@ class Importer {
     void importLocale(const std::string& locale) {
         skipOtherFiles(locale);
         const std::size_t before = report_.imported.size();
-        for (const FieldType field : localeFields) {
+        importFields(locale);
+        if (report_.imported.size() > before) report_.locales.push_back(locale);
+    }
+
+    void importFields(const std::string& locale) {
+        for (const FieldType field : fieldsOf(locale)) {
             try {
                 if (const auto text = source_.read(locale, field)) importField({locale, field}, *text);
             } catch (const MetadataError& error) {
                 skip(fileIn({locale, field}), error.what(), SkipKind::unreadable);
             }
         }
-        if (report_.imported.size() > before) report_.locales.push_back(locale);
     }
 
     void skipOtherFiles(const std::string& locale) try {
@@ -87,7 +94,7 @@ class Importer {
         for (const FolderEntry& entry : listFolder(tree_ / locale).value_or(std::vector<FolderEntry>()))
             names.push_back(entry.name);
         for (const std::string& name : names)
-            if (!isFieldFile(name) && !name.starts_with('.'))
+            if (!isFieldFile(name) && !isReviewFile(locale, name) && !name.starts_with('.'))
                 report_.skipped.push_back(strayFile(locale, name, names));
     } catch (const FileError& error) {
         skip(locale, error.what(), SkipKind::unreadable);
@@ -97,6 +104,11 @@ class Importer {
         const std::string text(withoutFinalLineBreak(found));
         const auto pulled = pulled_.read(key.locale, key.field);
         const auto replace = [&](const std::optional<std::string>& local) -> std::optional<std::string> {
+            // Other tools keep a file for each field, also where there is nothing to say.
+            if (!isStoreText(key.field) && isBlank(text) && (!local || isBlank(*local))) {
+                ++report_.unchanged;
+                return std::nullopt;
+            }
             if (local == text || (isBlank(text) && local && !isBlank(*local))) {
                 if (local == text)
                     ++report_.unchanged;
@@ -155,7 +167,9 @@ void exportField(ExportReport& report, const MetadataStore& target, const FieldK
     }
     if (dryRun == DryRun::no) {
         createFolders(file.parent_path());
-        if (!replaceFile(file, present, text)) throw MetadataError::keepsChanging(file);
+        const FileMode mode = isSecret(key.field) ? FileMode::secret : FileMode::shared;
+        if (!replaceFile(file, present, text, Durability::now, mode))
+            throw MetadataError::keepsChanging(file);
     }
     ++report.written;
     if (present) report.replaced.push_back(key);
@@ -184,8 +198,10 @@ ExportReport exportTree(const MetadataStore& store, const std::filesystem::path&
     ExportReport report;
     const ReadTexts local = store.readAllUsable();
     std::ranges::transform(local.unreadable, std::back_inserter(report.skipped), skippedEntry);
-    for (const auto& [locale, fields] : local.texts)
-        for (const FieldType field : localeFields) {
+    LocaleTexts all = local.texts;
+    all.emplace(pageLocale, local.page);
+    for (const auto& [locale, fields] : all)
+        for (const FieldType field : fieldsOf(locale)) {
             if (!fields[field]) continue;
             const FieldKey key{locale, field};
             try {

@@ -12,7 +12,8 @@
 
 namespace quorvel {
 
-/// Locale and field together identify a change.
+/// Locale and field together identify a change; one of the page has no locale. Of a secret the texts are not
+/// those, but what is done to it.
 struct PendingChange {
     std::string locale;
     FieldType field = FieldType::name;

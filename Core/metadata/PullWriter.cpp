@@ -44,7 +44,7 @@ struct Sides {
 };
 
 void merge(FieldTexts& into, const FieldTexts& texts) {
-    for (const FieldType field : localeFields)
+    for (const FieldType field : allFieldTypes)
         if (texts[field]) into[field] = texts[field];
 }
 
@@ -52,7 +52,7 @@ std::vector<LocaleWork> gather(const std::vector<IncomingTexts>& incoming, const
                                const LocaleSet& disabled) {
     std::map<std::string, LocaleWork> work;
     const auto workFor = [&](const std::string& locale) -> LocaleWork& {
-        if (!isSafeName(locale)) throw MetadataError::unsafeLocale(locale);
+        if (locale != pageLocale && !isSafeName(locale)) throw MetadataError::unsafeLocale(locale);
         LocaleWork& found = work[locale];
         found.locale = locale;
         return found;
@@ -127,7 +127,8 @@ class UnreadableWarnings {
         std::vector<std::string> warnings;
         for (const auto& [explanation, fields] : fields_)
             warnings.push_back(fmt::format("The {} of {} {} not replaced: {}", fmt::join(fields, ", "),
-                                           locale, fields.size() == 1 ? "was" : "were", explanation));
+                                           locale == pageLocale ? "the page" : locale,
+                                           fields.size() == 1 ? "was" : "were", explanation));
         return warnings;
     }
 
@@ -219,7 +220,8 @@ PullResult writePulledTexts(const MetadataStore& store, const std::vector<Incomi
     PullResult result;
     std::vector<LocaleWork> toWrite;
     for (LocaleWork& work : gather(incoming, pulled, options.disabledLocales)) {
-        if (!work.incoming.isAbsent()) result.summary.locales.push_back(work.locale);
+        if (work.locale != pageLocale && !work.incoming.isAbsent())
+            result.summary.locales.push_back(work.locale);
         if (!work.vanished.empty()) result.summary.warnings.push_back(explainVanished(work));
         const Sides sides(store, work.locale);
         const Decisions decisions = decide(work, sides, options);

@@ -10,7 +10,7 @@ namespace quorvel {
 /// All localizations of one resource; a field of it that App Store Connect holds nothing of is an empty text.
 struct IncomingTexts {
     FieldHome home = FieldHome::versionLocalization;
-    LocaleTexts locales;
+    LocaleTexts locales; // of a resource of the page, `pageLocale` alone
 };
 
 /// Writes both sides of the tree; the caller holds the lock of the app's folder. Everything is read and

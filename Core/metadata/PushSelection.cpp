@@ -40,8 +40,9 @@ std::optional<LeftOutReason> reasonToLeaveOut(const PendingChange& change, const
     if (filter.release == Release::first && change.field == FieldType::releaseNotes)
         return LeftOutReason::firstVersion;
     if (change.isOverLimit) return LeftOutReason::overLimit;
-    if (valueFault(change.field, change.local)) return LeftOutReason::invalidValue;
+    if (valueFault(change.field, change.local, change.remote)) return LeftOutReason::invalidValue;
     if (change.clears() && change.field == FieldType::name) return LeftOutReason::clearsName;
+    if (change.clears() && !canBeCleared(change.field)) return LeftOutReason::cannotBeCleared;
     if (change.clears() && filter.clearing == Clearing::leaveOut) return LeftOutReason::clearsField;
     if (change.review && filter.unreviewed == Unreviewed::leaveOut) return LeftOutReason::unreviewed;
     return std::nullopt;
@@ -111,9 +112,10 @@ std::string explain(const PendingChange& change, LeftOutReason reason) {
     case LeftOutReason::overLimit:
         return explainOverLimit(change);
     case LeftOutReason::clearsField:
-        return fmt::format("Would remove the {} of {} from App Store Connect. "
+        return fmt::format("Would remove the {}{} from App Store Connect. "
                            "Allow that in the push, or pull to get the text back.",
-                           shortLabelOf(change.field), change.locale);
+                           shortLabelOf(change.field),
+                           isPageField(change.field) ? "" : fmt::format(" of {}", change.locale));
     case LeftOutReason::clearsName:
         return "A name cannot be removed; write one, or pull to get it back.";
     case LeftOutReason::unreviewed:
@@ -123,8 +125,13 @@ std::string explain(const PendingChange& change, LeftOutReason reason) {
         return "The file cannot be taken as a text.";
     case LeftOutReason::firstVersion:
         return std::string(firstVersionText);
+    case LeftOutReason::cannotBeCleared:
+        return fmt::format(
+            "App Store Connect takes no removal of the {}. Write another value, or pull to get it "
+            "back.",
+            shortLabelOf(change.field));
     case LeftOutReason::invalidValue:
-        return valueFault(change.field, change.local).value_or("");
+        return valueFault(change.field, change.local, change.remote).value_or("");
     }
     return {};
 }
@@ -163,6 +170,7 @@ std::string_view explainTogether(LeftOutReason reason) {
     case LeftOutReason::unreadableFile:
         return "The files cannot be taken as texts.";
     case LeftOutReason::invalidValue:
+    case LeftOutReason::cannotBeCleared:
     case LeftOutReason::byteOrderMark:
     case LeftOutReason::onlyFinalLineBreak:
     case LeftOutReason::notAnAppStoreLocale:
@@ -202,6 +210,7 @@ bool waitsForUser(LeftOutReason reason) {
     case LeftOutReason::unreviewed:
     case LeftOutReason::unreadableFile:
     case LeftOutReason::invalidValue:
+    case LeftOutReason::cannotBeCleared:
         return true;
     case LeftOutReason::localeDisabled:
     case LeftOutReason::notAnAppStoreLocale:

@@ -33,11 +33,12 @@ enum class LeftOutReason {
     onlyFinalLineBreak, // chosen when the filter names both its locale and its field
     overLimit,
     clearsField,
-    clearsName,     // which every localization has
-    unreviewed,     // generated and not read since
-    unreadableFile, // the local file or its pulled copy cannot be taken as a text
-    firstVersion,   // takes no release notes
-    invalidValue,   // no address of a web page, or another value that App Store Connect takes nowhere
+    clearsName,      // which every localization has
+    unreviewed,      // generated and not read since
+    unreadableFile,  // the local file or its pulled copy cannot be taken as a text
+    firstVersion,    // takes no release notes
+    cannotBeCleared, // a value that can only be replaced
+    invalidValue,    // no address of a web page, or another value that App Store Connect takes nowhere
 };
 
 template <>
@@ -54,6 +55,7 @@ struct RawValues<LeftOutReason> {
         {LeftOutReason::unreviewed, "unreviewed"},
         {LeftOutReason::unreadableFile, "unreadableFile"},
         {LeftOutReason::firstVersion, "firstVersion"},
+        {LeftOutReason::cannotBeCleared, "cannotBeCleared"},
         {LeftOutReason::invalidValue, "invalidValue"},
     };
 };

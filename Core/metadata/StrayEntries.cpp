@@ -126,6 +126,14 @@ bool isFieldFile(std::string_view name) {
     return std::ranges::find(localeFields, name, fileNameOf) != localeFields.end();
 }
 
+bool isPageFile(std::string_view name) {
+    return std::ranges::find(pageFields, name, fileNameOf) != pageFields.end();
+}
+
+bool isReviewFile(std::string_view folder, std::string_view name) {
+    return folder == reviewFolderName && isPageFile(fmt::format("{}/{}", folder, name));
+}
+
 std::optional<FieldType> fieldMeantBy(std::string_view fileName) {
     if (isFieldFile(fileName)) return std::nullopt;
     const std::string bare = bareName(fileName);
@@ -154,7 +162,12 @@ SkippedEntry strayFolder(std::string_view name, const std::vector<std::string>& 
 SkippedEntry strayFile(std::string_view locale, std::string_view name,
                        const std::vector<std::string>& present) {
     SkippedEntry entry{(std::filesystem::path(locale) / name).native(), "is no field of the metadata"};
-    const auto field = fieldMeantBy(name);
+    if (locale != reviewFolderName && isPageFile(name)) {
+        entry.kind = Kind::misnamed;
+        entry.reason = "is a field of the page, not of a locale; move it beside the locales' folders";
+        return entry;
+    }
+    const auto field = locale == reviewFolderName ? std::nullopt : fieldMeantBy(name);
     if (!field) return entry;
     const std::string_view own = fileNameOf(*field);
     entry.kind = Kind::misnamed;

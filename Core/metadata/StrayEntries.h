@@ -36,6 +36,10 @@ struct RawValues<SkippedEntry::Kind> {
 
 /// Whether a file of this name in a locale's folder holds a field's text.
 [[nodiscard]] bool isFieldFile(std::string_view name);
+/// Whether a file of this name, relative to the folder of the locales, holds a field of the page.
+[[nodiscard]] bool isPageFile(std::string_view name);
+/// Whether a file of this name holds a field of the page in the folder of those that App Review reads.
+[[nodiscard]] bool isReviewFile(std::string_view folder, std::string_view name);
 /// The field of a locale whose text a file of this name probably holds: "whats_new.txt", "Description.txt",
 /// "name.md". Nothing for the field's own file name, and for a name that means none.
 [[nodiscard]] std::optional<FieldType> fieldMeantBy(std::string_view fileName);

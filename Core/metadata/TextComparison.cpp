@@ -23,7 +23,7 @@ UnreadableByKey byKey(const std::vector<UnreadableText>& unreadable) {
 
 std::vector<PendingChange> readableChanges(const ReadTexts& pulled, const ReadTexts& local,
                                            const UnreadableByKey& unreadable) {
-    std::vector<PendingChange> changes = MetadataDiff::compare(pulled.texts, local.texts);
+    std::vector<PendingChange> changes = MetadataDiff::compare(pulled, local);
     std::erase_if(changes, [&](const PendingChange& change) { return unreadable.contains(change.key()); });
     for (PendingChange& change : changes)
         if (std::ranges::find(pulled.unreadable, change.locale, &UnreadableText::locale) !=
@@ -32,15 +32,27 @@ std::vector<PendingChange> readableChanges(const ReadTexts& pulled, const ReadTe
     return changes;
 }
 
-LeftOutChange leftOutFor(const UnreadableText& text, const ReadTexts& pulled, const ReadTexts& local) {
-    const auto textIn = [&](const LocaleTexts& texts) {
-        const auto found = texts.find(text.locale);
-        return found == texts.end() ? std::string() : found->second[text.field].value_or("");
+std::map<FieldType, std::size_t> countFilled(const ReadTexts& local, const LocaleSet& disabled) {
+    std::map<FieldType, std::size_t> filled;
+    const auto count = [&](const FieldTexts& texts, FieldType field) {
+        filled[field] += texts[field] && !isBlank(*texts[field]);
     };
-    return {{.locale = text.locale,
-             .field = text.field,
-             .remote = textIn(pulled.texts),
-             .local = textIn(local.texts)},
+    for (const FieldType field : pageFields)
+        count(local.page, field);
+    for (const FieldType field : localeFields)
+        for (const auto& [locale, texts] : local.texts)
+            if (!isStoreText(field) && !disabled.contains(locale)) count(texts, field);
+    return filled;
+}
+
+LeftOutChange leftOutFor(const UnreadableText& text, const ReadTexts& pulled, const ReadTexts& local) {
+    const auto textIn = [&](const ReadTexts& read) -> std::string {
+        if (isSecret(text.field)) return {};
+        if (text.locale == pageLocale) return read.page[text.field].value_or("");
+        const auto found = read.texts.find(text.locale);
+        return found == read.texts.end() ? std::string() : found->second[text.field].value_or("");
+    };
+    return {{.locale = text.locale, .field = text.field, .remote = textIn(pulled), .local = textIn(local)},
             LeftOutReason::unreadableFile,
             text.explanation};
 }
@@ -51,12 +63,13 @@ TextComparison compareTexts(const MetadataStore& store, const ContextID& context
                             const PushFilter& filter) {
     ReadTexts local = store.readAllUsable();
     const ReadTexts pulled = store.readAllUsable(TextSide::pulled);
-    countTexts(rules.finalLineBreak, local.texts, pulled.texts);
+    countTexts(rules.finalLineBreak, local, pulled);
     const LocaleSet& disabledLocales = rules.disabledLocales;
     TextComparison result;
     result.context = context;
     result.disabledLocales = disabledLocales;
     result.grid = MetadataSnapshot::of(local.texts);
+    result.filled = countFilled(local, disabledLocales);
     result.unreadable = local.unreadable;
     result.unreadable.insert(result.unreadable.end(), pulled.unreadable.begin(), pulled.unreadable.end());
     const UnreadableByKey unreadable = byKey(result.unreadable);

@@ -8,6 +8,7 @@
 #include "Core/metadata/PushSelection.h"
 #include "Core/metadata/StrayEntries.h"
 
+#include <map>
 #include <optional>
 #include <string>
 #include <utility>
@@ -29,6 +30,7 @@ struct TextComparison {
     ContextID context;
     LocaleSet disabledLocales;
     MetadataSnapshot grid;                   // of the local texts
+    std::map<FieldType, std::size_t> filled; // in how many enabled locales; of the page, 1 or 0
     std::vector<PendingChange> changes;      // all that differ, those of disabled locales excepted
     PushSelection selection;                 // what a push with the filter would send and leave out
     std::vector<UnreadableText> unreadable;  // local files and pulled copies

@@ -221,7 +221,8 @@ FileDescriptor TreeReader::openLocale(std::string_view locale) const {
 
 std::optional<std::string> TreeReader::readFieldFile(Folders& folders, std::string_view locale,
                                                      FieldType field) const {
-    if (locale != pageLocale && !isSafeName(locale)) throw MetadataError::unsafeLocale(locale);
+    if ((locale != pageLocale || !isPageField(field)) && !isSafeName(locale))
+        throw MetadataError::unsafeLocale(locale);
     const FileDescriptor& folder = open(folders, locale, field);
     if (!folder.isOpen()) return std::nullopt;
     const std::string name(fileNameOf(field).substr(fileNameOf(field).find('/') + 1));

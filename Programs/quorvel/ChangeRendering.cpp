@@ -19,7 +19,7 @@ DiffMarks marksFor(const Output& output) {
 
 void printTextChange(Output& output, const FieldKey& key, std::string_view explanation,
                      const std::vector<DiffSegment>& segments, std::string_view remark) {
-    output.styledLine(output.styled(Style::bold, fmt::format("{} {}", escapeControls(key.locale),
+    output.styledLine(output.styled(Style::bold, fmt::format("{} {}", escapeControls(shownLocale(key.locale)),
                                                              shortLabelOf(key.field))) +
                       output.styled(Style::dim, fmt::format("  {}", escapeControls(explanation))));
     while (!remark.empty()) {

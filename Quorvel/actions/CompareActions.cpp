@@ -14,6 +14,20 @@ ComparedContext comparedContextOf(const OpenedApp& opened, const MetadataControl
             compared.version, compared.pulledAt};
 }
 
+std::map<std::string, FieldCount> countsOf(const TextComparison& texts) {
+    const auto locales = std::ranges::count_if(texts.grid.locales, [&](const std::string& locale) {
+        return !texts.disabledLocales.contains(locale);
+    });
+    std::map<std::string, FieldCount> counts;
+    for (const auto& [field, filled] : texts.filled) {
+        const auto here = static_cast<std::int64_t>(filled);
+        counts[std::string(rawValue(field))] = {
+            here, (isPageField(field) ? 1 : locales) - here,
+            std::ranges::count(texts.changes, field, &PendingChange::field)};
+    }
+    return counts;
+}
+
 } // namespace
 
 std::vector<TextChange> textChangesOf(const TextComparison& texts) {
@@ -49,6 +63,7 @@ TextStatus::Result TextStatus::perform(Application& application, const Request& 
                   .interruptedPull = texts.interruptedPull,
                   .locales = texts.grid.locales,
                   .cells = {},
+                  .fields = countsOf(texts),
                   .changes = textChangesOf(texts),
                   .leftOut = texts.selection.leftOut,
                   .warnings = texts.selection.warnings,

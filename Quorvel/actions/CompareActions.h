@@ -45,6 +45,14 @@ struct ComparedContext {
     QUORVEL_RECORD(ComparedContext, app, folder, context, version, pulledAt)
 };
 
+/// How a field beside the store texts stands.
+struct FieldCount {
+    std::int64_t filled = 0;  // enabled locales with a value; of the page, 1 or 0
+    std::int64_t missing = 0; // enabled locales without
+    std::int64_t changed = 0; // pending changes
+    QUORVEL_RECORD(FieldCount, filled, missing, changed)
+};
+
 struct TextStatus {
     static constexpr ActionInfo info{
         "text_status", "Show the grid of locales and fields, what changed, and what a push would leave out"};
@@ -55,6 +63,7 @@ struct TextStatus {
         bool interruptedPull = false;
         std::vector<std::string> locales;
         std::map<std::string, std::map<std::string, MetadataSnapshot::Cell>> cells; // locale → field
+        std::map<std::string, FieldCount> fields; // those beside the store texts
         std::vector<TextChange> changes;
         std::vector<LeftOutChange> leftOut;
         std::vector<PushWarning> warnings;
@@ -63,7 +72,7 @@ struct TextStatus {
         std::int64_t overLimit = 0;
         std::vector<UnreadText> unread; // that were generated and not read since
         MetadataChecklist checklist;
-        QUORVEL_RECORD(Result, compared, wasPulled, interruptedPull, locales, cells, changes, leftOut,
+        QUORVEL_RECORD(Result, compared, wasPulled, interruptedPull, locales, cells, fields, changes, leftOut,
                        warnings, notices, waiting, overLimit, unread, checklist)
     };
     [[nodiscard]] static Result perform(Application& application, const Request& request,

@@ -29,6 +29,10 @@ void requireWritable(const std::vector<WriteTexts::NewText>& texts) {
     std::set<FieldKey> keys;
     for (const auto& text : texts) {
         requireAppStoreLocale(text.locale);
+        if (isPageField(text.field))
+            throw ApplicationError(
+                FailureKind::badRequest, fmt::format("the {} is of no locale", rawValue(text.field)),
+                fmt::format("Its file is {} beside the locales' folders.", fileNameOf(text.field)));
         if (!keys.insert({text.locale, text.field}).second)
             throw ApplicationError(FailureKind::badRequest, fmt::format("two texts were given for {} {}",
                                                                         text.locale, rawValue(text.field)));

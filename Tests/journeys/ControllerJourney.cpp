@@ -34,7 +34,7 @@ TEST(ControllerJourney, pullsEditsPushesAndPullsWithNothingPending) {
     ControllerSandbox fixture;
     fixture.pull();
     // The versions, the app infos, the localizations of the version and of one app info.
-    EXPECT_THAT(fixture.requests(), SizeIs(4));
+    EXPECT_THAT(fixture.requests(), SizeIs(6));
     const MetadataStore store = fixture.store();
     edit(store);
     fixture.controller.addLocale("ta-IN");
@@ -209,8 +209,9 @@ TEST(ControllerJourney, pullsAllContextsWithOneDiscoveryAndEachAppInfoOnce) {
         EXPECT_TRUE(pull.result && !pull.failure);
     }
     EXPECT_THAT(ids, ElementsAre("ios/next", "ios/live", "macos/next", "macos/live"));
-    // Eight: the versions, the app infos, four versions' localizations, two app infos' localizations.
-    EXPECT_THAT(fixture.server.requests(), SizeIs(8));
+    // The versions, the app infos, the localizations and review details of four versions, the localizations
+    // and age ratings of two app infos.
+    EXPECT_THAT(fixture.server.requests(), SizeIs(2 + 4 * 2 + 2 * 2));
     for (const auto& pull : pulls)
         EXPECT_THAT(MetadataDiff::compare(fixture.store(pull.context.contextID())), IsEmpty());
     EXPECT_EQ(fixture.store({ASCPlatform::macOS}).localesOnDisk(), fixture.store().localesOnDisk());

@@ -57,16 +57,18 @@ struct ImportJourney {
         requests = fixture.server.requests();
         const MetadataFolder other{fixture.folder / "other"};
         (void)test::pullContext(fixture.client, systemClock(), app, other, "ios/next");
-        arrived = MetadataStore(other.contextFolder(context.contextID())).readAll();
+        const MetadataStore store(other.contextFolder(context.contextID()));
+        arrived = store.readAll();
+        arrived.emplace(pageLocale, store.readLocale(pageLocale));
     }
 
     [[nodiscard]] MetadataFolder folderIn(const char* name, const PlatformContext& context) const {
         return MetadataFolder{fixture.folder / name}.contextFolder(context.contextID());
     }
 
-    // One request per localization with a text of its own, and the lists that find what exists: versions'
-    // localizations, app infos and their localizations. A locale whose name is needed elsewhere costs nothing
-    // more.
+    // One request per localization with a text of its own and per resource of the page, and those that find
+    // what exists: one for each kind of them, of which the app infos bring their categories. A locale whose
+    // name is needed elsewhere costs nothing more.
     [[nodiscard]] std::size_t leastRequests() const {
         std::set<std::pair<std::string, FieldHome>> localizations;
         std::set<FieldHome> homes;
@@ -74,8 +76,10 @@ struct ImportJourney {
             localizations.emplace(change.locale, homeOf(change.field));
             homes.insert(homeOf(change.field));
         }
-        return localizations.size() + (homes.contains(FieldHome::appInfoLocalization) ? 2 : 0) +
-               (homes.contains(FieldHome::versionLocalization) ? 1 : 0);
+        const std::size_t lists = homes.size() - (homes.contains(FieldHome::appInfo) ? 1 : 0);
+        const bool findsAppInfo = homes.contains(FieldHome::appInfoLocalization) ||
+                                  homes.contains(FieldHome::appInfo) || homes.contains(FieldHome::ageRating);
+        return localizations.size() + lists + (findsAppInfo ? 1 : 0);
     }
 
     test::SandboxFixture fixture{{.seed = sandbox::Seed::empty}};
@@ -108,6 +112,8 @@ TEST(ImportJourney, takesATreeOfAnotherToolToTheStoreByteForByte) {
     EXPECT_EQ(journey.selection.leftOut[0].change.locale, "de-DE");
     EXPECT_EQ(journey.selection.leftOut[0].change.field, FieldType::name);
     EXPECT_EQ(journey.selection.leftOut[0].reason, LeftOutReason::overLimit);
+    EXPECT_EQ(journey.arrived.at("")[FieldType::reviewNotes], "none");
+    EXPECT_EQ(journey.arrived.at("en-US")[FieldType::marketingURL], "https://example.test");
     EXPECT_FALSE(journey.arrived.contains("default"));
     EXPECT_EQ(journey.arrived.at("ko")[FieldType::name], "Blank Canvas");
 }

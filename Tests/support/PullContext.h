@@ -9,7 +9,8 @@ namespace quorvel::test {
 inline PullResult pullInto(const MetadataFolder& contextFolder, const ASCClientProtocol& client,
                            const Clock& clock, std::string_view appID, const PlatformContext& context,
                            const PullOptions& options = {}) {
-    AppInfoTexts texts(client, client.listAppInfos(appID));
+    AppInfoTexts texts(client,
+                       {.contexts = {}, .versionIDs = {}, .appInfos = client.listAppInfoSummaries(appID)});
     return MetadataPuller(client, clock).pull(texts, context, contextFolder, options);
 }
 
@@ -20,7 +21,7 @@ inline PullResult pullContext(const ASCClientProtocol& client, const Clock& cloc
     const MetadataPuller puller(client, clock);
     const AppDiscovery found = puller.discover(appID);
     const PlatformContext context = chooseContext(found.contexts, contextID).value();
-    AppInfoTexts texts(client, found.appInfos);
+    AppInfoTexts texts(client, found);
     return puller.pull(texts, context, appFolder.contextFolder(context.contextID()), options);
 }
 

@@ -28,9 +28,22 @@ struct ReferringAppInfo {
     QUORVEL_RECORD(ReferringAppInfo, id, type, attributes, relationships)
 };
 
+/// One whose attributes are any, and left out where none has a value.
+struct LooseResource {
+    std::string id;
+    std::string type;
+    std::optional<JSONValue> attributes;
+    QUORVEL_RECORD(LooseResource, id, type, attributes)
+};
+
 } // namespace operations
 
 namespace {
+
+ASCResource<JSONValue> withAttributes(operations::LooseResource&& resource) {
+    return {std::move(resource.id), std::move(resource.type),
+            resource.attributes ? std::move(*resource.attributes) : JSONValue::object()};
+}
 
 AppInfoCategories categoriesIn(const operations::CategoryReferences& references) {
     const auto idIn = [](const std::optional<OptionalReference>& reference) {
@@ -125,13 +138,23 @@ void ASCClientProtocol::updateAppInfoCategories(std::string_view appInfoID,
 
 std::optional<ASCResource<JSONValue>>
 ASCClientProtocol::getAgeRatingDeclaration(std::string_view appInfoID) const {
-    return findResource<JSONValue>(*this, ascPath("appInfos", appInfoID, "ageRatingDeclaration"),
-                                   [&] { (void)listAppInfoLocalizations(appInfoID); });
+    using Answer = ASCResponse<std::optional<operations::LooseResource>>;
+    try {
+        auto data =
+            send<Answer>(ASCRequest::get(ascPath("appInfos", appInfoID, "ageRatingDeclaration"))).data;
+        if (data) return withAttributes(std::move(*data));
+    } catch (const ASCError& error) {
+        if (error.kind() != ASCError::Kind::notFound) throw;
+        (void)listAppInfoLocalizations(appInfoID); // throws when it is the app info that does not exist
+    }
+    return std::nullopt;
 }
 
 ASCResource<JSONValue> ASCClientProtocol::updateAgeRatingDeclaration(std::string_view id,
                                                                      const JSONValue& attributes) const {
-    return patchResource<JSONValue>(*this, "ageRatingDeclarations", id, attributes);
+    return withAttributes(
+        send<ASCResponse<operations::LooseResource>>(patchRequest("ageRatingDeclarations", id, attributes))
+            .data);
 }
 
 } // namespace quorvel

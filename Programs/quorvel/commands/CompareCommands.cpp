@@ -138,6 +138,33 @@ std::string whatWaits(const TextStatus::Result& status) {
     return fmt::format("{}", fmt::join(parts, " "));
 }
 
+// "Support URL 40, Marketing URL 38", and what is set of the page.
+void printOtherFields(Output& output, const TextStatus::Result& status) {
+    std::vector<std::string> ofLocales, set, missing;
+    std::int64_t changedLocales = 0, changedPage = 0;
+    for (const FieldType field : allFieldTypes) {
+        const auto found = status.fields.find(std::string(rawValue(field)));
+        if (found == status.fields.end()) continue;
+        const FieldCount& count = found->second;
+        (isPageField(field) ? changedPage : changedLocales) += count.changed;
+        if (!isPageField(field))
+            ofLocales.push_back(fmt::format("{} {}", shortLabelOf(field), count.filled));
+        else
+            (count.filled > 0 ? set : missing).emplace_back(shortLabelOf(field));
+    }
+    const auto print = [&](std::string line, std::int64_t changed) {
+        if (changed > 0) line += fmt::format(" {} changed.", changed);
+        output.line(line);
+    };
+    output.line();
+    print(fmt::format("Of {}: {}.", counted(status.locales.size(), "locale"), fmt::join(ofLocales, ", ")),
+          changedLocales);
+    if (set.empty() && changedPage == 0) return output.line("Page: no field is set.");
+    print(fmt::format("Page: {} set{}.", fmt::join(set, ", "),
+                      missing.empty() ? "" : fmt::format("; not {}", fmt::join(missing, ", "))),
+          changedPage);
+}
+
 void printSummary(Output& output, const TextStatus::Result& status) {
     output.line();
     output.line(fmt::format("{} on disk. {} {}", counted(status.locales.size(), "locale"), whatWaits(status),
@@ -179,6 +206,7 @@ ExitStatus showTextStatus(Invocation& invocation) {
         return ExitStatus::done;
     }
     printGrid(output, status);
+    printOtherFields(output, status);
     printSummary(output, status);
     if (const auto changes = listedChangesOf(status.changes); !changes.empty()) {
         output.line();

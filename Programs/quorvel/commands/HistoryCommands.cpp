@@ -86,11 +86,11 @@ void printReport(Output& output, const RevertRun::Result& result, bool dryRun) {
     Table table{.columns = {{"Locale"}, {"Field"}, {"What"}}, .rows = {}};
     for (const FieldKey& key : report.reverted)
         table.rows.push_back(
-            {key.locale, shortLabelOf(key.field),
+            {shownLocale(key.locale), shortLabelOf(key.field),
              Table::Cell{dryRun ? "would take its previous text" : "has its previous text", Style::green}});
     for (const FieldKey& key : report.unchanged)
         table.rows.push_back(
-            {key.locale, shortLabelOf(key.field), Table::Cell{"had it already", Style::dim}});
+            {shownLocale(key.locale), shortLabelOf(key.field), Table::Cell{"had it already", Style::dim}});
     if (!table.rows.empty()) output.table(table);
     printBackups(output, report.kept, dryRun ? Backups::planned : Backups::made);
     for (const std::string& warning : report.warnings)

@@ -27,7 +27,7 @@ void printEdits(Output& output, const PullResult& result, std::string_view lead 
     printBackups(output, result.kept, Backups::made, lead);
     std::vector<std::string> left;
     for (const FieldKey& edit : result.leftEdits)
-        left.push_back(fmt::format("{} {}", edit.locale, shortLabelOf(edit.field)));
+        left.push_back(fmt::format("{} {}", shownLocale(edit.locale), shortLabelOf(edit.field)));
     if (!left.empty())
         output.warning(fmt::format("{}{} edited locally, left in place: {}", lead,
                                    counted(left.size(), "text"), fmt::join(left, ", ")));

@@ -46,8 +46,8 @@ Table::Cell resultCell(const PushOutcome& outcome, const OutcomeWords& words) {
 void printTable(Output& output, const std::vector<PushOutcome>& outcomes, const OutcomeWords& words) {
     Table table{.columns = {{"Locale"}, {"Field"}, {"Result"}}, .rows = {}};
     for (const PushOutcome& outcome : outcomes)
-        table.rows.push_back(
-            {outcome.change.locale, shortLabelOf(outcome.change.field), resultCell(outcome, words)});
+        table.rows.push_back({shownLocale(outcome.change.locale), shortLabelOf(outcome.change.field),
+                              resultCell(outcome, words)});
     output.table(table);
 }
 
@@ -191,7 +191,7 @@ std::vector<Command> pushCommands() {
          .arguments = {folderArgument(),
                        {"--locale",
                         "LOCALE",
-                        "Only this locale",
+                        "Only this locale; page stands for the fields without one",
                         {},
                         ArgumentSpec::Need::optional,
                         ArgumentSpec::Count::repeated},

@@ -41,7 +41,8 @@ void printChanges(Output& output, const std::vector<ListedChange>& changes) {
     for (const ListedChange& change : changes) {
         const Style style = change.clears ? Style::yellow : Style::plain;
         if (!change.isNewLocale)
-            table.rows.push_back({change.locale, shortLabelOf(change.field), {change.explanation, style}});
+            table.rows.push_back(
+                {shownLocale(change.locale), shortLabelOf(change.field), {change.explanation, style}});
         else if (const auto fields = newLocales.extract(change.locale))
             table.rows.push_back({change.locale, counted(fields.mapped().size(), "field"),
                                   fmt::format("New locale — {}", fmt::join(fields.mapped(), ", "))});
@@ -76,7 +77,7 @@ std::string placesOf(const std::vector<FieldKey>& keys) {
     std::map<FieldType, std::vector<std::string>> localesOf;
     std::set<std::string_view> locales;
     for (const FieldKey& key : keys) {
-        localesOf[key.field].push_back(escapeControls(key.locale));
+        localesOf[key.field].push_back(escapeControls(shownLocale(key.locale)));
         locales.insert(key.locale);
     }
     std::vector<std::string> parts;
@@ -84,7 +85,7 @@ std::string placesOf(const std::vector<FieldKey>& keys) {
         parts.push_back(locales.size() == 1 ? std::string(shortLabelOf(field))
                                             : fmt::format("{} of {}", shortLabelOf(field), someOf(names)));
     if (locales.size() != 1) return fmt::format("{}", fmt::join(parts, "; "));
-    return fmt::format("{} {}", escapeControls(*locales.begin()), fmt::join(parts, ", "));
+    return fmt::format("{} {}", escapeControls(shownLocale(*locales.begin())), fmt::join(parts, ", "));
 }
 
 void printRequests(Output& output, const std::vector<PlannedRequest>& requests) {
@@ -100,18 +101,28 @@ void printWarnings(Output& output, const std::vector<PushWarning>& warnings) {
     for (const PushWarning& warning : warnings) {
         auto found = std::ranges::find(places, warning.text, &decltype(places)::value_type::first);
         if (found == places.end()) found = places.insert(found, {warning.text, {}});
-        found->second.push_back(fmt::format(
-            "{}{}", warning.locale, warning.field ? fmt::format(" {}", shortLabelOf(*warning.field)) : ""));
+        found->second.push_back(
+            fmt::format("{}{}", shownLocale(warning.locale),
+                        warning.field ? fmt::format(" {}", shortLabelOf(*warning.field)) : ""));
     }
     for (const auto& [text, where] : places)
         output.warning(fmt::format("{} ({})", text, someOf(where)));
 }
 
+// The folder above the locales' folders and the files of the page.
+std::filesystem::path folderOfBackups(const KeptEdit& edit) {
+    const auto below = std::filesystem::path(edit.locale) / fileNameOf(edit.field);
+    std::filesystem::path folder = edit.path;
+    for (auto part = below.begin(); part != below.end(); ++part)
+        folder = folder.parent_path();
+    return folder;
+}
+
 void printBackups(Output& output, const std::vector<KeptEdit>& kept, Backups backups, std::string_view lead) {
     std::map<std::filesystem::path, std::vector<std::string>> places; // by the folder of the locales
     for (const KeptEdit& edit : kept)
-        places[std::filesystem::path(edit.path).parent_path().parent_path()].push_back(
-            fmt::format("{} {}", edit.locale, shortLabelOf(edit.field)));
+        places[folderOfBackups(edit)].push_back(
+            fmt::format("{} {}", shownLocale(edit.locale), shortLabelOf(edit.field)));
     for (const auto& [folder, names] : places)
         output.warning(fmt::format("{}{} edited locally, {}: {}", lead, counted(names.size(), "text"),
                                    backups == Backups::planned ? "which would be backed up"

@@ -58,7 +58,7 @@ ExitStatus importMetadata(Invocation& invocation) {
     printBackups(output, report.kept, request.dryRun ? Backups::planned : Backups::made);
     for (const FieldKey& over : report.overLimit)
         output.warning(fmt::format("{} {} is over its limit of {} characters and will not be pushed",
-                                   over.locale, shortLabelOf(over.field), limitOf(over.field)));
+                                   shownLocale(over.locale), shortLabelOf(over.field), limitOf(over.field)));
     printSkipped(invocation, report.skipped);
     noteDryRun(invocation);
     return statusFor(report.skipped, !report.imported.empty() || report.unchanged > 0);

@@ -4,6 +4,7 @@
 #include "Core/metadata/AppInfoTexts.h"
 #include "Core/metadata/MetadataPuller.h"
 #include "Platform/task/Task.h"
+#include "Quorvel/controllers/metadata/SecretExposure.h"
 
 #include <fmt/format.h>
 
@@ -71,7 +72,7 @@ std::vector<ContextPull> MetadataController::pull(const PullRequest& request) {
         AutoPullLimiter& limiter = request.limiter ? *request.limiter : own;
         const auto client = access_.client();
         AppDiscovery found = discover(*client, access_.clock(), target.app, limiter);
-        AppInfoTexts texts(*client, found.appInfos);
+        AppInfoTexts texts(*client, found);
         const TextRules rules = access_.textRules(target.app, target.folder);
         Pulling pulling{target,  contexts, {request.edits, rules.disabledLocales, rules.finalLineBreak},
                         limiter, *client,  std::move(found),
@@ -110,6 +111,8 @@ ContextPull MetadataController::pullContext(Pulling& pulling, const PlatformCont
         const AutoPullLimiter::Slot slot = pulling.limiter.acquire();
         pulled.result = MetadataPuller(pulling.client, access_.clock())
                             .pull(pulling.appInfoTexts, context, folder, pulling.options);
+        if (auto exposed = exposedSecretText(folder))
+            pulled.result->summary.warnings.push_back(std::move(*exposed));
     } catch (const CancellationError&) {
         throw;
     } catch (const std::exception&) {

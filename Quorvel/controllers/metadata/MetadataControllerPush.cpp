@@ -5,6 +5,7 @@
 #include "Platform/files/Files.h"
 #include "Platform/text/Text.h"
 #include "Quorvel/controllers/metadata/PushRecorder.h"
+#include "Quorvel/controllers/metadata/SecretExposure.h"
 #include "Quorvel/workspace/AppFolder.h"
 
 #include <fmt/format.h>
@@ -35,7 +36,7 @@ ContextID contextToPush(const AppContexts& contexts, const MetadataFolder& appFo
 void requireLocales(const MetadataStore& store, const std::vector<std::string>& locales) {
     const auto onDisk = store.localesOnDisk();
     for (const std::string& locale : locales)
-        if (!std::ranges::binary_search(onDisk, locale))
+        if (locale != pageLocale && !std::ranges::binary_search(onDisk, locale))
             throw MetadataError::unknownLocale(locale, store.folder().rootURL, onDisk);
 }
 
@@ -66,7 +67,10 @@ PushPlan MetadataController::planPush(const PushFilter& filter, const std::optio
         const AppContexts contexts = access_.contexts(target.folder);
         const ContextID wanted = contextToPush(contexts, target.folder, context);
         const MetadataStore store(target.folder.contextFolder(wanted));
-        requireLocales(store, filter.locales);
+        PushFilter asked = filter;
+        // The fields without a locale go by the name under which they are shown.
+        std::ranges::replace(asked.locales, std::string(shownPageLocale), std::string(pageLocale));
+        requireLocales(store, asked.locales);
         operation.status(std::string(discoveringText));
         const auto client = access_.client();
         const auto versions = client->listAppStoreVersions(app.appStoreId);
@@ -78,9 +82,9 @@ PushPlan MetadataController::planPush(const PushFilter& filter, const std::optio
         if (!plan.version.takesPushes()) refuseReadOnly(plan.version.appStoreState);
         const MetadataPusher pusher(*client, store, app.displayName);
         pusher.requireChangeable(plan.version);
-        PushFilter asked = filter;
         asked.release = releaseOf(wanted, plan.contexts);
         takeComparison(plan, compareTexts(store, wanted, access_.textRules(app, target.folder), asked));
+        if (auto exposed = exposedSecretText(store.folder())) plan.notices.push_back(std::move(*exposed));
         if (requests == Requests::include && !plan.changes.empty()) {
             operation.status("Resolving ASC IDs…");
             auto planned = pusher.plan(app.appStoreId, plan.version, plan.changes);

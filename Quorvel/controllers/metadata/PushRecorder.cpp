@@ -18,11 +18,12 @@ std::optional<std::string> PushRecorder::problem() const {
 }
 
 PushHistoryEntry PushRecorder::entryOf(const PushOutcome& outcome) const {
+    const bool keepsTexts = !isSecret(outcome.change.field);
     return {.timestamp = clock_(),
             .locale = outcome.change.locale,
             .fieldType = std::string(rawValue(outcome.change.field)),
-            .previousValue = outcome.textBefore(),
-            .newValue = std::string(outcome.change.textToSend()),
+            .previousValue = keepsTexts ? outcome.textBefore() : std::string(),
+            .newValue = std::string(keepsTexts ? outcome.change.textToSend() : std::string_view()),
             .success = outcome.success,
             .errorMessage = outcome.errorMessage,
             .sessionId = run_,

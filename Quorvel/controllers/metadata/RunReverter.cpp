@@ -1,5 +1,7 @@
 #include "Quorvel/controllers/metadata/RunReverter.h"
 
+#include "Core/metadata/AgeRating.h"
+#include "Core/metadata/FieldValue.h"
 #include "Core/metadata/MetadataError.h"
 #include "Core/records/Records.h"
 #include "Platform/text/Counted.h"
@@ -21,8 +23,9 @@ struct Change {
     bool isUnknown = false; // App Store Connect may have taken it
 };
 
-bool areEqual(std::string_view left, std::string_view right) {
-    return left == right || (isBlank(left) && isBlank(right));
+bool areEqual(FieldType field, std::string_view left, std::string_view right) {
+    return left == right || (isBlank(left) && isBlank(right)) ||
+           canonicalValue(field, left) == canonicalValue(field, right);
 }
 
 class Reverter {
@@ -39,7 +42,7 @@ class Reverter {
             return warn("{} is disabled for this app, so its texts stay as they are. "
                         "Enable the locale to revert them.",
                         locale);
-        if (!std::ranges::binary_search(onDisk_, locale))
+        if (locale != pageLocale && !std::ranges::binary_search(onDisk_, locale))
             // A folder with the reverted texts alone would say that all the others are to be removed.
             return warn("{} has no folder any more, so nothing of it was reverted. Pull to get it back.",
                         locale);
@@ -47,7 +50,8 @@ class Reverter {
             try {
                 revertField({locale, field}, change);
             } catch (const MetadataError& error) {
-                warn("The {} of {} stays as it is: {}", shortLabelOf(field), locale, error.what());
+                warn("The {} of {} stays as it is: {}", shortLabelOf(field), shownLocale(locale),
+                     error.what());
             }
         }
     }
@@ -70,12 +74,19 @@ class Reverter {
             return warn("The name of {} stays, as App Store Connect has no localization without one. "
                         "Remove the locale on App Store Connect if it should go.",
                         key.locale);
+        if (isSecret(key.field))
+            return warn("The {} is kept in no history, so it stays as it is. Write it into {} again.",
+                        shortLabelOf(key.field), fileNameOf(key.field));
         if (change.isUnknown) expectSent(key, change);
+        // An answer of the age rating that the run added is taken away again.
+        const std::string previous = kindOf(key.field) == FieldKind::json
+                                         ? ageRatingBack(change.previous, change.sent)
+                                         : change.previous;
         const auto takeBack = [&](const std::optional<std::string>& local) -> std::optional<std::string> {
-            if (areEqual(local.value_or(""), change.previous)) return std::nullopt;
-            const bool isNewer = local && !isBlank(*local) && !areEqual(*local, change.sent);
+            if (areEqual(key.field, local.value_or(""), previous)) return std::nullopt;
+            const bool isNewer = local && !isBlank(*local) && !areEqual(key.field, *local, change.sent);
             if (isNewer) keep(key, *local);
-            return change.previous;
+            return previous;
         };
         const bool reverts = dryRun_ == DryRun::no ? store_.update(key.locale, key.field, takeBack)
                                                    : takeBack(store_.read(key.locale, key.field)).has_value();
@@ -86,7 +97,7 @@ class Reverter {
     void expectSent(const FieldKey& key, const Change& change) {
         ++unknown_;
         const std::string copy = store_.read(key.locale, key.field, TextSide::pulled).value_or("");
-        if (dryRun_ == DryRun::no && areEqual(copy, change.previous))
+        if (dryRun_ == DryRun::no && areEqual(key.field, copy, change.previous))
             store_.write(key.locale, key.field, change.sent, TextSide::pulled);
     }
 

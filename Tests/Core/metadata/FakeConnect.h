@@ -68,6 +68,11 @@ class FakeConnect : public ASCClientProtocol {
         const std::string& path = request.path;
         if (request.method == "GET" && path.ends_with("/appStoreVersions")) return JSONValue(versions);
         if (request.method == "GET" && path.ends_with("/appInfos")) return JSONValue(appInfos);
+        for (const JSONValue& version : versions)
+            if (request.method == "GET" && path.ends_with("appStoreVersions/" + *version.find("id")->text()))
+                return version;
+        if (path.ends_with("/appStoreReviewDetail") || path.ends_with("/ageRatingDeclaration"))
+            return nullptr;
         const std::string type = path.find(ofVersion) != std::string::npos ? ofVersion : ofAppInfo;
         auto& all = localizations[type];
         if (request.method == "GET") {

@@ -55,15 +55,15 @@ TEST(MetadataTransfer, importsFieldsAndNamesTheRest) {
     EXPECT_EQ(trees.store.read("de-DE", FieldType::description), "\uFEFFeins\r\nzwei\r\n");
     EXPECT_THAT(report.locales, ElementsAre("de-DE", "fr-FR"));
     EXPECT_EQ(trees.store.read("de-DE", FieldType::marketingURL), "https://example.test");
-    EXPECT_THAT(report.imported, SizeIs(5));
+    EXPECT_EQ(trees.store.read(pageLocale, FieldType::copyright), "me");
+    EXPECT_THAT(report.imported, SizeIs(6));
     EXPECT_EQ(report.stripped, 3);
     EXPECT_THAT(report.overLimit, ElementsAre(FieldKey{"de-DE", FieldType::keywords}));
     EXPECT_THAT(trees.skipped(report),
-                ElementsAre("copyright.txt: is no locale folder",
-                            HasSubstr("de: is no App Store locale; \"de-DE\" lies beside it"),
+                ElementsAre(HasSubstr("de: is no App Store locale; \"de-DE\" lies beside it"),
                             HasSubstr("de-DE/subtitle.txt: is not valid UTF-8 at byte 0"),
                             HasSubstr("default: is no App Store locale; other tools take its texts")));
-    EXPECT_EQ(importTree(trees.foreign, trees.store, trees.clock).unchanged, 5);
+    EXPECT_EQ(importTree(trees.foreign, trees.store, trees.clock).unchanged, 6);
     EXPECT_THROW((void)importTree(trees.outer / "none", trees.store, trees.clock), MetadataError);
     EXPECT_THROW((void)importTree(trees.store.folder().rootURL, trees.store, trees.clock), MetadataError);
 }

@@ -131,7 +131,7 @@ TEST(PlatformContext, findsTheAppInfoOfItsSlot) {
         EXPECT_EQ(chooseAppInfo(one.infos, Class::editable)->id, one.next) << encodeJSON(one.infos);
         EXPECT_EQ(chooseAppInfo(one.infos, Class::live)->id, one.live) << encodeJSON(one.infos);
     }
-    EXPECT_EQ(chooseAppInfo({}, Class::live), std::nullopt);
+    EXPECT_EQ(chooseAppInfo(ASCList<AppInfoAttributes>(), Class::live), std::nullopt);
 }
 
 TEST(ContextsStore, remembersContextsAndForgivesADamagedFile) {

@@ -56,9 +56,9 @@ struct SandboxFixture : test::SandboxFixture {
 TEST(MetadataJourney, pullsEditsPushesAndHasNothingPending) {
     SandboxFixture fixture(gardenApp);
     const auto pulled = fixture.pull();
-    EXPECT_THAT(fixture.server.requests(), SizeIs(4));
+    EXPECT_THAT(fixture.server.requests(), SizeIs(7));
     EXPECT_THAT(pulled.summary.locales, SizeIs(40));
-    EXPECT_EQ(pulled.summary.writtenFields, 40 * (6 + 3)); // three of the addresses are set
+    EXPECT_EQ(pulled.summary.writtenFields, 40 * (6 + 3) + 10); // three addresses, and ten of the page
     EXPECT_THAT(pulled.summary.warnings, IsEmpty());
     EXPECT_THAT(MetadataDiff::compare(fixture.store), IsEmpty());
 

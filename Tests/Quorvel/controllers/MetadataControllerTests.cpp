@@ -105,7 +105,7 @@ TEST(MetadataController, runsOneOperationOfManyThreads) {
         });
     threads.clear();
     EXPECT_EQ(refused, others);
-    EXPECT_THAT(account.connect.requests, SizeIs(4));
+    EXPECT_THAT(account.connect.requests, SizeIs(6));
     EXPECT_EQ(account.controller->gate()->state()->running, std::nullopt);
     EXPECT_EQ(account.controller->gate()->state()->error, std::nullopt);
     EXPECT_EQ(account.controller->state()->texts.pulledLocales.size(), 2u);

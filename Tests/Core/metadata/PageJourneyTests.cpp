@@ -1,0 +1,231 @@
+// The fields of the page through the real client, real files and the sandbox.
+#include "Core/asc/ASCError.h"
+#include "Core/metadata/MetadataDiff.h"
+#include "Core/metadata/MetadataPusher.h"
+#include "Core/metadata/MetadataTransfer.h"
+#include "Core/metadata/PushSelection.h"
+#include "Tests/support/FileMode.h"
+#include "Tests/support/PullContext.h"
+#include "Tests/support/SandboxFixture.h"
+
+#include <gmock/gmock.h>
+
+#include <map>
+
+using namespace quorvel;
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::IsEmpty;
+using testing::UnorderedElementsAre;
+using F = FieldType;
+
+namespace {
+
+struct PageFixture : test::SandboxFixture {
+    explicit PageFixture(std::string_view id = test::gardenApp) : appID(id) { (void)pull(); }
+
+    PullResult pull() {
+        context = contextsOf(client.listAppStoreVersions(appID)).at(0);
+        return test::pullInto(store.folder(), client, clock, appID, context);
+    }
+    [[nodiscard]] PushSelection select(Clearing clearing = Clearing::leaveOut) const {
+        PushFilter filter;
+        filter.clearing = clearing;
+        return selectForPush(MetadataDiff::compare(store), filter);
+    }
+    [[nodiscard]] std::map<F, PushOutcome> push(Clearing clearing = Clearing::leaveOut) const {
+        std::map<F, PushOutcome> outcomes;
+        for (auto& outcome : MetadataPusher(client, store).push(appID, context, select(clearing).chosen))
+            outcomes.emplace(outcome.change.field, outcome);
+        return outcomes;
+    }
+    void put(F field, std::string_view text) const { store.write(pageLocale, field, text); }
+    [[nodiscard]] std::optional<std::string> local(F field) const { return store.read(pageLocale, field); }
+    // The writes that came, such as "PATCH /v1/appInfos".
+    [[nodiscard]] std::vector<std::string> writes() const {
+        std::vector<std::string> list;
+        for (const auto& request : server.requests())
+            if (request.method != "GET")
+                list.push_back(request.method + " " + request.path.substr(0, request.path.find('/', 4)));
+        return list;
+    }
+    [[nodiscard]] ASCAppInfoSummary appInfo() const {
+        return chooseAppInfo(client.listAppInfoSummaries(appID), context.stateClass).value();
+    }
+
+    std::string appID;
+    MetadataFolder app{folder / "app"};
+    MetadataStore store{app.contextFolder({})};
+    PlatformContext context;
+    Clock clock = [] { return dateFromSecondsSince1970(1772368200); };
+};
+
+} // namespace
+
+TEST(PageJourney, takesOneRequestPerResourceAndComesBackEqual) {
+    PageFixture fixture;
+    EXPECT_EQ(fixture.local(F::copyright), "2026 Fernhollow Studio");
+    EXPECT_EQ(fixture.local(F::primaryCategory), "LIFESTYLE");
+    EXPECT_EQ(fixture.local(F::contactEmail), "review@fernhollow.example");
+    EXPECT_EQ(fixture.local(F::demoAccountRequired), "false");
+    EXPECT_EQ(fixture.local(F::earliestReleaseDate), std::nullopt); // no file for what is not set
+    EXPECT_FALSE(std::filesystem::exists(fixture.store.folder().fieldFile("de-DE", F::privacyChoicesURL)));
+    EXPECT_THAT(MetadataDiff::compare(fixture.store), IsEmpty());
+
+    const std::map<F, std::string> edits = {
+        {F::copyright, "2027 Fernhollow\n"},
+        {F::releaseType, "scheduled"},
+        {F::earliestReleaseDate, "2026-12-01T09:00:00+01:00"},
+        {F::primaryCategory, "Games"},
+        {F::primarySubcategoryOne, "MZGenre.Puzzle"},
+        {F::secondaryCategory, "Food & Drink"},
+        {F::ageRating, R"({"gambling": false, "contests": "INFREQUENT"})"},
+        {F::contactFirstName, "Tomás"},
+        {F::demoAccountName, "review"},
+        {F::demoAccountPassword, "moss-4711"},
+        {F::demoAccountRequired, "yes"},
+        {F::reviewNotes, "Line one\nLine two\n"}};
+    for (const auto& [field, text] : edits)
+        fixture.put(field, text);
+    fixture.store.write("de-DE", F::supportURL, "https://fernhollow.example/neu\n");
+    fixture.store.write("de-DE", F::description, "Neu");
+    fixture.store.write("de-DE", F::privacyPolicyURL, "https://fernhollow.example/datenschutz");
+    fixture.store.write("de-DE", F::subtitle, "Neu");
+    fixture.server.forgetRequests();
+    const auto outcomes = fixture.push();
+    EXPECT_EQ(outcomes.size(), edits.size() + 4);
+    for (const auto& [field, outcome] : outcomes)
+        EXPECT_TRUE(outcome.success) << rawValue(field) << outcome.errorMessage.value_or("");
+    EXPECT_THAT(fixture.writes(),
+                UnorderedElementsAre("PATCH /v1/appStoreVersions", "PATCH /v1/appInfos",
+                                     "PATCH /v1/ageRatingDeclarations", "PATCH /v1/appStoreReviewDetails",
+                                     "PATCH /v1/appStoreVersionLocalizations",
+                                     "PATCH /v1/appInfoLocalizations"));
+    EXPECT_THAT(MetadataDiff::compare(fixture.store), IsEmpty());
+    EXPECT_EQ(fixture.client.getReviewDetail(fixture.context.versionId)->attributes.demoAccountPassword,
+              "moss-4711");
+    EXPECT_EQ(fixture.appInfo().categories.primarySubcategoryOne, "GAMES_PUZZLE");
+
+    // What came is what was written, whatever its spelling: no file is touched.
+    const auto again = fixture.pull();
+    EXPECT_THAT(again.updated, IsEmpty());
+    EXPECT_THAT(again.kept, IsEmpty());
+    for (const auto& [field, text] : edits)
+        EXPECT_EQ(fixture.local(field), text);
+
+    // Where the release is not scheduled any more, its date goes with the same request.
+    fixture.put(F::releaseType, "MANUAL");
+    fixture.put(F::earliestReleaseDate, "\n");
+    EXPECT_THAT(fixture.select().leftOut, testing::SizeIs(1));
+    fixture.server.forgetRequests();
+    EXPECT_TRUE(fixture.push(Clearing::allow).at(F::earliestReleaseDate).success);
+    EXPECT_THAT(fixture.writes(), ElementsAre("PATCH /v1/appStoreVersions"));
+    EXPECT_EQ(fixture.client.getAppStoreVersion(fixture.context.versionId).attributes.earliestReleaseDate,
+              std::nullopt);
+}
+
+TEST(PageJourney, overwritesNothingThatSomebodyElseChanged) {
+    PageFixture fixture;
+    const std::string version = fixture.context.versionId;
+    const auto rating = fixture.client.getAgeRatingDeclaration(fixture.appInfo().appInfo.id).value();
+    fixture.put(F::copyright, "mine");
+    fixture.put(F::releaseType, "AFTER_APPROVAL");
+    fixture.put(F::secondaryCategory, "WEATHER");
+    fixture.put(F::ageRating, R"({"gambling": true, "advertising": true})");
+    (void)fixture.client.updateAppStoreVersion(version, JSONValue::object({{"copyright", "theirs"}}));
+    fixture.client.updateAppInfoCategories(fixture.appInfo().appInfo.id, {}, "WEATHER"); // the same
+    (void)fixture.client.updateAgeRatingDeclaration(rating.id, JSONValue::object({{"lootBox", true}}));
+    fixture.server.forgetRequests();
+    auto outcomes = fixture.push();
+    EXPECT_THAT(outcomes.at(F::copyright).errorMessage.value_or(""), HasSubstr("pull to see it"));
+    EXPECT_TRUE(outcomes.at(F::releaseType).success);
+    EXPECT_TRUE(outcomes.at(F::secondaryCategory).success);
+    EXPECT_TRUE(outcomes.at(F::ageRating).success); // another answer was changed there
+    EXPECT_THAT(fixture.writes(),
+                UnorderedElementsAre("PATCH /v1/appStoreVersions", "PATCH /v1/ageRatingDeclarations"));
+    EXPECT_EQ(fixture.client.getAppStoreVersion(version).attributes.copyright, "theirs");
+    const auto answers = fixture.client.getAgeRatingDeclaration(fixture.appInfo().appInfo.id)->attributes;
+    EXPECT_EQ(answers.find("lootBox")->boolean() && *answers.find("lootBox")->boolean(), true);
+
+    fixture.put(F::ageRating, R"({"gambling": false})");
+    (void)fixture.client.updateAgeRatingDeclaration(rating.id, JSONValue::object({{"gambling", nullptr}}));
+    EXPECT_FALSE(fixture.push().at(F::ageRating).success);
+    const auto pulled = fixture.pull();
+    EXPECT_THAT(pulled.kept, testing::SizeIs(2)); // the copyright and the age rating
+    EXPECT_EQ(fixture.local(F::copyright), "theirs");
+    EXPECT_THAT(fixture.local(F::ageRating).value_or(""), HasSubstr("\"lootBox\": true"));
+}
+
+TEST(PageJourney, tellsTheOutcomeOfEachFieldThatIsRefused) {
+    PageFixture fixture;
+    fixture.put(F::contactPhone, std::string(30, '1')); // too long for the service
+    fixture.put(F::contactFirstName, "Tomás");
+    fixture.put(F::primaryCategory, "WEATHER");
+    fixture.put(F::primarySubcategoryOne, "GAMES_WORD"); // of another category
+    fixture.put(F::secondaryCategory, "TRAVEL");
+    fixture.put(F::releaseType, "MANUAL"); // as it is
+    fixture.put(F::earliestReleaseDate, "2026-12-01T09:00:00Z");
+    fixture.put(F::copyright, "2027");
+    const auto outcomes = fixture.push();
+    std::map<F, bool> taken;
+    for (const auto& [field, outcome] : outcomes)
+        taken[field] = outcome.success;
+    EXPECT_EQ(taken, (std::map<F, bool>{{F::contactPhone, false},
+                                        {F::contactFirstName, true},
+                                        {F::primaryCategory, false},
+                                        {F::primarySubcategoryOne, false},
+                                        {F::secondaryCategory, true},
+                                        {F::earliestReleaseDate, false},
+                                        {F::copyright, true}}));
+    // What is no value is not sent at all, and what cannot be removed neither.
+    fixture.put(F::primaryCategory, "WETHER");
+    fixture.put(F::secondaryCategory, "");
+    fixture.put(F::ageRating, R"({"gamblin": false})");
+    std::map<F, std::string> leftOut;
+    for (const LeftOutChange& one : fixture.select(Clearing::allow).leftOut)
+        leftOut[one.change.field] = one.explanation;
+    EXPECT_THAT(leftOut[F::primaryCategory], HasSubstr("did you mean WEATHER?"));
+    EXPECT_THAT(leftOut[F::secondaryCategory], HasSubstr("takes no removal of the Secondary category"));
+    EXPECT_THAT(leftOut[F::ageRating], HasSubstr("did you mean \"gambling\"?"));
+}
+
+TEST(PageJourney, makesTheReviewDetailOfAFirstRelease) {
+    PageFixture fixture(test::sketchApp);
+    EXPECT_EQ(fixture.client.getReviewDetail(fixture.context.versionId), std::nullopt);
+    fixture.put(F::contactFirstName, "Ines");
+    fixture.put(F::demoAccountPassword, "moss-4711");
+    fixture.server.forgetRequests();
+    EXPECT_TRUE(fixture.push().at(F::contactFirstName).success);
+    EXPECT_THAT(fixture.writes(), ElementsAre("POST /v1/appStoreReviewDetails"));
+    for (const TextSide side : {TextSide::local, TextSide::pulled})
+        EXPECT_EQ(test::modeOf(fixture.store.folder().fieldFile(pageLocale, F::demoAccountPassword, side)),
+                  0600U);
+    fixture.put(F::contactLastName, "Okafor");
+    fixture.server.forgetRequests();
+    EXPECT_TRUE(fixture.push().at(F::contactLastName).success);
+    EXPECT_THAT(fixture.writes(), ElementsAre("PATCH /v1/appStoreReviewDetails"));
+}
+
+TEST(PageJourney, goesOutToAnotherToolsTreeAndComesBack) {
+    PageFixture fixture;
+    fixture.put(F::demoAccountPassword, "moss-4711");
+    const auto tree = fixture.folder / "tree";
+    (void)exportTree(fixture.store, tree);
+    EXPECT_EQ(readFile(tree / "copyright.txt"), "2026 Fernhollow Studio\n");
+    EXPECT_EQ(test::modeOf(tree / "review_information/demo_password.txt"), 0600U);
+    createFolders(tree / "review_information");
+    writeFileAtomically(tree / "review_information/fax.txt", "1");
+    writeFileAtomically(tree / "primary_first_sub_category.txt", "\n"); // as other tools write it
+    writeFileAtomically(tree / "de-DE/copyright.txt", "of no locale");
+
+    const MetadataStore other(MetadataFolder{fixture.folder / "other"});
+    const auto report = importTree(tree, other, fixture.clock);
+    EXPECT_EQ(other.readLocale(pageLocale), fixture.store.readLocale(pageLocale));
+    EXPECT_EQ(test::modeOf(other.folder().fieldFile(pageLocale, F::demoAccountPassword)), 0600U);
+    std::vector<std::string> skipped;
+    for (const SkippedEntry& entry : report.skipped)
+        skipped.push_back(entry.path + " " + entry.reason);
+    EXPECT_THAT(skipped, UnorderedElementsAre(HasSubstr("review_information/fax.txt is no field"),
+                                              HasSubstr("de-DE/copyright.txt is a field of the page")));
+    EXPECT_EQ(importTree(tree, other, fixture.clock).imported.size(), 0U);
+}
