@@ -25,14 +25,16 @@ std::string pushReport(const std::vector<PushOutcome>& outcomes) {
     for (const PushOutcome& outcome : outcomes) {
         if (outcome.success) {
             ++fields;
-            locales.insert(outcome.change.locale);
+            if (outcome.change.locale != pageLocale) locales.insert(outcome.change.locale);
         } else if (outcome.wasSent()) {
             ++failed;
             if (!firstFailure) firstFailure = &outcome;
         }
     }
+    const bool isOfPage = fields > 0 && locales.empty();
     std::string report =
-        fmt::format("Pushed {} · {}", counted(fields, "field"), counted(locales.size(), "locale"));
+        fmt::format("Pushed {} · {}", counted(fields, "field"),
+                    isOfPage ? std::string(shownPageLocale) : counted(locales.size(), "locale"));
     if (const std::size_t unsent = outcomes.size() - fields - failed; unsent > 0)
         report += fmt::format(". {} not sent", unsent);
     if (firstFailure)

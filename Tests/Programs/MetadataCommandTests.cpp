@@ -88,10 +88,10 @@ TEST_F(MetadataCommands, pullsEditsComparesAndPushesWithTheFewestRequests) {
     const JSONValue pulled = pulledResult({"pull", "--app", app, "--folder", "texts"});
     EXPECT_EQ(pulled.at("summary", "locales")->items()->size(), 40u);
     // The apps, the locales of the app's two app infos to record it, then two and two lists at once.
-    EXPECT_EQ(server.requests().size(), 4u + 4u);
+    EXPECT_EQ(server.requests().size(), 4u + 6u);
     server.forgetRequests();
     EXPECT_EQ(pulledResult({"pull", "--folder", "texts"}).find("updated")->items()->size(), 0u);
-    EXPECT_EQ(server.requests().size(), 4u);
+    EXPECT_EQ(server.requests().size(), 6u);
 
     write("de-DE", "subtitle.txt", "Beete planen, Ernten feiern");
     write("de-DE", "name.txt", "Mosswick: Gartentagebücher");

@@ -55,6 +55,7 @@ void printEntry(Output& output, const ShowRun::Entry& entry) {
     if (!field) return; // of a field that this version of the program does not know
     const std::string_view outcome = entry.isUnknown                ? unknownText
                                      : !entry.success               ? "FAILED"
+                                     : isSecret(*field)             ? "pushed; its text is kept nowhere"
                                      : entry.previous == entry.sent ? "App Store Connect had it already"
                                                                     : "pushed";
     printTextChange(output, {entry.locale, *field}, outcome, wordDiff(entry.previous, entry.sent),

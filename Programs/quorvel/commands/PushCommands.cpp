@@ -132,10 +132,11 @@ ExitStatus nothingToPush(Invocation& invocation, const PlanPush::Result& planned
 Consent confirmPush(Invocation& invocation, const PushPlan& plan) {
     std::set<std::string_view> locales;
     for (const PendingChange& change : plan.changes)
-        locales.insert(change.locale);
-    const std::string what = fmt::format("{} · {} to {} {} ({})", counted(plan.changes.size(), "field"),
-                                         counted(locales.size(), "locale"), plan.app.displayName,
-                                         plan.version.versionString, plan.context);
+        if (change.locale != pageLocale) locales.insert(change.locale);
+    const std::string what =
+        fmt::format("{} · {} to {} {} ({})", counted(plan.changes.size(), "field"),
+                    locales.empty() ? std::string(shownPageLocale) : counted(locales.size(), "locale"),
+                    plan.app.displayName, plan.version.versionString, plan.context);
     const auto unread = std::ranges::count_if(
         plan.changes, [](const PendingChange& change) { return change.review.has_value(); });
     const std::string question =

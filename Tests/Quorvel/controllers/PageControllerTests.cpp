@@ -47,7 +47,7 @@ TEST(PageController, putsAllFieldsOfAPushBack) {
     sandbox.put(F::demoAccountName, "review");
     sandbox.store().write("de-DE", F::marketingURL, "https://fernhollow.example/neu");
     const auto pushed = sandbox.push();
-    EXPECT_EQ(pushed.report, "Pushed 6 fields · 2 locales");
+    EXPECT_EQ(pushed.report, "Pushed 6 fields · 1 locale");
     sandbox.put(F::copyright, "2028"); // newer, so it is backed up
 
     const auto report = sandbox.controller.revert(pushed.run);
@@ -57,7 +57,7 @@ TEST(PageController, putsAllFieldsOfAPushBack) {
     EXPECT_EQ(sandbox.local(F::copyright), "2026 Fernhollow Studio");
     EXPECT_EQ(sandbox.local(F::ageRating), "{\n  \"contests\": null,\n  \"gambling\": null\n}");
     EXPECT_EQ(sandbox.store().read("de-DE", F::marketingURL), "https://fernhollow.example/mosswick");
-    EXPECT_EQ(sandbox.push().report, "Pushed 6 fields · 2 locales");
+    EXPECT_EQ(sandbox.push().report, "Pushed 6 fields · 1 locale");
     (void)sandbox.pull();
     for (const F field : pageFields)
         EXPECT_EQ(sandbox.store().read(pageLocale, field, TextSide::pulled).value_or(""),
