@@ -194,8 +194,10 @@ JSONValue callTool(const ToolSurroundings& surroundings, const IncomingMessage& 
         throw;
     } catch (const std::exception& error) {
         std::string text = failureText(error);
-        // What a service says of an error, and what a refusal quotes, holds names and texts of others, too.
-        if (hasBegun && (tool->asksServices || tool->holdsForeignTexts))
+        // What a service says of an error, and what a refusal quotes, holds names and texts of others, too;
+        // what is wrong with the arguments does not.
+        if (hasBegun && failureOf(error).kind != FailureKind::badRequest &&
+            (tool->asksServices || tool->holdsForeignTexts))
             text += fmt::format("\n{}", foreignNotice);
         return toolFailure(text);
     }
