@@ -3,6 +3,7 @@
 #include "Core/metadata/LocalizationWriter.h"
 #include "Core/metadata/MetadataPuller.h"
 #include "Core/metadata/RemoteLocalizations.h"
+#include "Core/metadata/merge/FieldMerge.h"
 #include "Platform/task/Task.h"
 #include "Platform/text/Text.h"
 
@@ -91,18 +92,10 @@ Resolution resolve(const ASCClientProtocol& client, std::string_view appID, cons
 
 enum class RemoteState { asPulled, sameText, conflict };
 
-// A service may give back line breaks and white space at the ends otherwise than they were sent.
-std::string withoutMargins(std::string_view text) {
-    std::string bare(trim(text));
-    std::erase(bare, '\r');
-    return bare;
-}
-
 RemoteState remoteStateOf(const PendingChange& change, const FieldTexts& onService) {
     const std::string text = onService[change.field].value_or("");
     if (text == change.textToSend() || (isBlank(text) && isBlank(change.local))) return RemoteState::sameText;
-    const std::string bare = withoutMargins(text);
-    const bool isKnown = bare == withoutMargins(change.remote) || bare == withoutMargins(change.local);
+    const bool isKnown = saysTheSame(text, change.remote) || saysTheSame(text, change.local);
     return isKnown ? RemoteState::asPulled : RemoteState::conflict;
 }
 

@@ -18,7 +18,7 @@ struct IncomingTexts {
 /// cannot be taken as a text stays as it is and is named in the warnings.
 ///
 /// An end at any moment loses no edit and leaves a tree that the next pull puts right:
-/// - an edit is backed up before its file is replaced;
+/// - an edit is backed up, and what a conflict is of is kept, before its file is replaced;
 /// - the local file is replaced before the pulled copy moves: between the two the local file holds what came
 ///   and differs from the old copy, which the next pull recognises as no edit. The other way round the old
 ///   text would look like an edit of the new one, and a push would send it back;

@@ -121,6 +121,8 @@ std::string explain(const PendingChange& change, LeftOutReason reason) {
         return "The file cannot be taken as a text.";
     case LeftOutReason::firstVersion:
         return std::string(firstVersionText);
+    case LeftOutReason::inConflict:
+        return std::string(inConflictText);
     }
     return {};
 }
@@ -163,6 +165,8 @@ std::string_view explainTogether(LeftOutReason reason) {
     case LeftOutReason::notAnAppStoreLocale:
     case LeftOutReason::firstVersion:
         return {};
+    case LeftOutReason::inConflict:
+        return "Changed here and on App Store Connect. Settle the conflicts first.";
     }
     return {};
 }
@@ -196,6 +200,7 @@ bool waitsForUser(LeftOutReason reason) {
     case LeftOutReason::clearsName:
     case LeftOutReason::unreviewed:
     case LeftOutReason::unreadableFile:
+    case LeftOutReason::inConflict:
         return true;
     case LeftOutReason::localeDisabled:
     case LeftOutReason::notAnAppStoreLocale:

@@ -37,6 +37,7 @@ enum class LeftOutReason {
     unreviewed,     // generated and not read since
     unreadableFile, // the local file or its pulled copy cannot be taken as a text
     firstVersion,   // takes no release notes
+    inConflict,     // changed here and on App Store Connect; nobody chose yet
 };
 
 template <>
@@ -53,6 +54,7 @@ struct RawValues<LeftOutReason> {
         {LeftOutReason::unreviewed, "unreviewed"},
         {LeftOutReason::unreadableFile, "unreadableFile"},
         {LeftOutReason::firstVersion, "firstVersion"},
+        {LeftOutReason::inConflict, "inConflict"},
     };
 };
 
@@ -91,6 +93,10 @@ struct LeftOutGroup {
 };
 /// Those first that the user has to do something about.
 [[nodiscard]] std::vector<LeftOutGroup> groupsOf(const std::vector<LeftOutChange>& leftOut);
+
+/// What is said of a text in conflict.
+inline constexpr std::string_view inConflictText =
+    "Changed here and on App Store Connect. Settle the conflict first.";
 
 [[nodiscard]] PushSelection selectForPush(const std::vector<PendingChange>& changes,
                                           const PushFilter& filter = {},

@@ -2,6 +2,7 @@
 
 #include "Core/metadata/MetadataDiff.h"
 #include "Core/metadata/MetadataTexts.h"
+#include "Core/metadata/merge/TextConflicts.h"
 #include "Platform/text/Text.h"
 
 #include <algorithm>
@@ -45,6 +46,33 @@ LeftOutChange leftOutFor(const UnreadableText& text, const ReadTexts& pulled, co
             text.explanation};
 }
 
+// A text in conflict is no change that a push may send, whatever its local file holds.
+void leaveOutConflicts(TextComparison& result, const MetadataStore& store, const LocaleTexts& local,
+                       const FinalLineBreak rule, const PushFilter& filter) {
+    for (const TextConflict& conflict : TextConflicts(store.folder()).all()) {
+        const FieldKey& key = conflict.key;
+        if (result.disabledLocales.contains(key.locale)) continue;
+        result.conflicts.push_back(key);
+        PushSelection& selection = result.selection;
+        std::erase_if(selection.chosen, [&](const PendingChange& change) { return change.key() == key; });
+        std::erase_if(selection.leftOut, [&](const LeftOutChange& one) { return one.change.key() == key; });
+        std::erase_if(selection.warnings, [&](const PushWarning& warning) {
+            return warning.locale == key.locale && warning.field == key.field;
+        });
+        if (!filter.takes(key)) continue;
+        const auto texts = local.find(key.locale);
+        const std::string ours =
+            ourTextOf(conflict, texts == local.end() ? std::nullopt : texts->second[key.field], rule);
+        selection.leftOut.push_back({{.locale = key.locale,
+                                      .field = key.field,
+                                      .remote = conflict.theirs,
+                                      .local = ours,
+                                      .isOverLimit = isOverLimit(ours, key.field)},
+                                     LeftOutReason::inConflict,
+                                     std::string(inConflictText)});
+    }
+}
+
 } // namespace
 
 TextComparison compareTexts(const MetadataStore& store, const ContextID& context, const TextRules& rules,
@@ -73,6 +101,7 @@ TextComparison compareTexts(const MetadataStore& store, const ContextID& context
     for (const auto& [key, text] : unreadable)
         if (filter.takes(key) && !disabledLocales.contains(key.locale))
             result.selection.leftOut.push_back(leftOutFor(*text, pulled, local));
+    leaveOutConflicts(result, store, local.texts, rules.finalLineBreak, filter);
     std::ranges::sort(result.selection.leftOut, {},
                       [](const LeftOutChange& one) { return one.change.key(); });
     std::erase_if(result.changes,
