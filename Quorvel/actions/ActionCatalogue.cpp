@@ -7,6 +7,7 @@
 #include "Quorvel/actions/ChecklistActions.h"
 #include "Quorvel/actions/CompareActions.h"
 #include "Quorvel/actions/CompetitorActions.h"
+#include "Quorvel/actions/ConflictActions.h"
 #include "Quorvel/actions/HistoryActions.h"
 #include "Quorvel/actions/HomeActions.h"
 #include "Quorvel/actions/KeyActions.h"
@@ -55,7 +56,8 @@ std::span<const ActionDescription> allActions() {
                   ListApps, ListAccountApps, ImportApps, PlanAppRemoval, RemoveApps, MoveApp,               //
                   ShowApp, SetApp, ListRules, SetRule, ResetRule,                                           //
                   ListVersions, PlanVersion, CreateVersion, ListBuilds,                                     //
-                  PullTexts, TextStatus, DiffTexts, ShowTexts, WriteTexts, PlanPush, PushTexts,             //
+                  PullTexts, TextStatus, DiffTexts, DiffRemote, ShowTexts, WriteTexts, PlanPush, PushTexts, //
+                  ListConflicts, ResolveConflicts, PrepareConflictEdit, FinishConflictEdit,                 //
                   ListRuns, ShowRun, RevertRun,                                                             //
                   AddLocale, ListLocales, SwitchLocales, SetLocales,                                        //
                   ImportTexts, ExportTexts, TidyTexts,                                                      //

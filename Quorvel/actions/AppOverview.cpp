@@ -5,6 +5,7 @@
 #include "Quorvel/application/Application.h"
 #include "Quorvel/workspace/AppFolder.h"
 
+#include <iterator>
 #include <map>
 
 namespace quorvel {
@@ -17,6 +18,7 @@ void countPending(AppOverview& overview, const LocaleSet& disabledLocales) {
     const MetadataFolder folder{overview.folder};
     try {
         std::int64_t count = 0;
+        std::int64_t conflicts = 0;
         const TextRules rules(disabledLocales, finalLineBreakOf(folder));
         for (const PlatformContext& context : overview.contexts)
             if (context.takesPushes()) {
@@ -24,10 +26,12 @@ void countPending(AppOverview& overview, const LocaleSet& disabledLocales) {
                     MetadataStore(folder.contextFolder(context.contextID())), context.contextID(), rules,
                     {.release = releaseOf(context.contextID(), overview.contexts)});
                 count += static_cast<std::int64_t>(texts.waiting());
+                conflicts += std::ssize(texts.conflicts);
                 if (!texts.unreadable.empty() && !overview.problem)
                     overview.problem = {FailureKind::failed, texts.unreadable.front().explanation, {}};
             }
         overview.pendingChanges = count;
+        overview.openConflicts = conflicts;
     } catch (const CancellationError&) {
         throw;
     } catch (const std::exception& error) {

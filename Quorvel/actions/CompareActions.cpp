@@ -16,6 +16,13 @@ ComparedContext comparedContextOf(const OpenedApp& opened, const MetadataControl
 
 } // namespace
 
+std::vector<DiffTexts::Segment> segmentsOf(std::string_view before, std::string_view after) {
+    std::vector<DiffTexts::Segment> segments;
+    for (DiffSegment& segment : wordDiff(before, after))
+        segments.push_back({segment.kind, std::move(segment.text)});
+    return segments;
+}
+
 std::vector<TextChange> textChangesOf(const TextComparison& texts) {
     std::map<FieldKey, const LeftOutChange*> leftOut;
     for (const LeftOutChange& one : texts.selection.leftOut)
@@ -55,7 +62,8 @@ TextStatus::Result TextStatus::perform(Application& application, const Request& 
                   .notices = texts.notices(),
                   .waiting = static_cast<std::int64_t>(texts.waiting()),
                   .overLimit = static_cast<std::int64_t>(texts.overLimit()),
-                  .unread = texts.unread};
+                  .unread = texts.unread,
+                  .conflicts = texts.conflicts};
     for (const auto& [locale, cells] : texts.grid.cells)
         for (const auto& [field, cell] : cells)
             result.cells[locale][std::string(rawValue(field))] = cell;
@@ -78,10 +86,34 @@ DiffTexts::Result DiffTexts::perform(Application& application, const Request& re
                   .leftOut = compared.texts.selection.leftOut,
                   .notices = compared.texts.notices()};
     for (TextChange& change : textChangesOf(compared.texts)) {
-        Difference difference;
-        for (DiffSegment& segment : wordDiff(change.remote, change.local))
-            difference.segments.push_back({segment.kind, std::move(segment.text)});
-        difference.change = std::move(change);
+        auto segments = segmentsOf(change.remote, change.local);
+        result.differences.push_back({std::move(change), std::move(segments)});
+    }
+    return result;
+}
+
+DiffRemote::Result DiffRemote::perform(Application& application, const Request& request,
+                                       const ActionProgress& progress) {
+    const OpenedApp opened = openUnchanged(application, targetOf(request));
+    progress.step({std::string(discoveringText), {}, 0});
+    auto look = opened.session->metadata->compareRemote(request.context);
+    Result result{.compared = {knownReferenceOf(opened.app), look.folder.rootURL.string(), look.context.id(),
+                               look.context, look.texts.pulledAt},
+                  .wasPulled = look.texts.wasPulled,
+                  .differences = {},
+                  .unreadable = std::move(look.texts.unreadable),
+                  .conflicts = std::move(look.texts.conflicts)};
+    for (RemoteDifference& one : look.texts.differences) {
+        Difference difference{.locale = one.key.locale,
+                              .field = one.key.field,
+                              .changedBy = one.changedBy,
+                              .merges = one.merges};
+        if (one.changedBy != ChangedBy::local) difference.there = segmentsOf(one.base, one.remote);
+        if (one.changedBy == ChangedBy::local || one.changedBy == ChangedBy::bothDifferently)
+            difference.here = segmentsOf(one.base, one.local);
+        difference.base = std::move(one.base);
+        difference.local = std::move(one.local);
+        difference.remote = std::move(one.remote);
         result.differences.push_back(std::move(difference));
     }
     return result;

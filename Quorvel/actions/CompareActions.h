@@ -2,6 +2,7 @@
 #pragma once
 
 #include "Core/metadata/TextComparison.h"
+#include "Core/metadata/merge/FieldMerge.h"
 #include "Platform/text/WordDiff.h"
 #include "Quorvel/actions/Target.h"
 #include "Quorvel/controllers/metadata/MetadataState.h"
@@ -61,10 +62,11 @@ struct TextStatus {
         std::vector<std::string> notices; // about the copies of App Store Connect's texts
         std::int64_t waiting = 0;         // for a push, or for a correction before it
         std::int64_t overLimit = 0;
-        std::vector<UnreadText> unread; // that were generated and not read since
+        std::vector<UnreadText> unread;  // that were generated and not read since
+        std::vector<FieldKey> conflicts; // changed here and on App Store Connect, not settled yet
         MetadataChecklist checklist;
         QUORVEL_RECORD(Result, compared, wasPulled, interruptedPull, locales, cells, changes, leftOut,
-                       warnings, notices, waiting, overLimit, unread, checklist)
+                       warnings, notices, waiting, overLimit, unread, conflicts, checklist)
     };
     [[nodiscard]] static Result perform(Application& application, const Request& request,
                                         const ActionProgress& progress = {});
@@ -90,6 +92,39 @@ struct DiffTexts {
         std::vector<LeftOutChange> leftOut;
         std::vector<std::string> notices;
         QUORVEL_RECORD(Result, compared, wasPulled, differences, leftOut, notices)
+    };
+    [[nodiscard]] static Result perform(Application& application, const Request& request,
+                                        const ActionProgress& progress = {});
+};
+
+/// The segments of a word diff as a result shows them.
+[[nodiscard]] std::vector<DiffTexts::Segment> segmentsOf(std::string_view before, std::string_view after);
+
+/// A text that somebody changed since the last pull, on either side.
+struct DiffRemote {
+    static constexpr ActionInfo info{"diff_remote",
+                                     "Show what changed on App Store Connect since the last pull, and here"};
+    using Request = FolderRequest;
+    using Segment = DiffTexts::Segment;
+    struct Difference {
+        std::string locale;
+        FieldType field = FieldType::name;
+        ChangedBy changedBy = ChangedBy::nobody;
+        bool merges = false;        // a pull merges both changes
+        std::string base;           // at the last pull; empty when there was none
+        std::string local;          // here
+        std::string remote;         // on App Store Connect now
+        std::vector<Segment> there; // base → remote; none where nothing changed there
+        std::vector<Segment> here;  // base → local; none where nothing changed here, or the same
+        QUORVEL_RECORD(Difference, locale, field, changedBy, merges, base, local, remote, there, here)
+    };
+    struct Result {
+        ComparedContext compared;
+        bool wasPulled = false;
+        std::vector<Difference> differences;
+        std::vector<UnreadableText> unreadable; // which were not compared
+        std::vector<FieldKey> conflicts;        // of earlier pulls, not settled yet
+        QUORVEL_RECORD(Result, compared, wasPulled, differences, unreadable, conflicts)
     };
     [[nodiscard]] static Result perform(Application& application, const Request& request,
                                         const ActionProgress& progress = {});

@@ -22,6 +22,9 @@ std::string summaryOf(const PullTexts::Result& result) {
         text += fmt::format("{}{} {}: ", text.empty() ? "" : "\n", pull.app.displayName,
                             pull.context.value_or(""));
         text += pull.failure ? pull.failure->text : "pulled.";
+        if (pull.result && !pull.result->conflicts.empty())
+            text += fmt::format(" In conflict, with the local edits kept aside: {}.",
+                                pull.result->conflicts.size());
     }
     return text;
 }
@@ -87,7 +90,7 @@ std::vector<Tool> editingTools() {
              .title = "Pull store texts",
              .description =
                  "Copy an app's store texts from App Store Connect into its local folder; records the app "
-                 "first where it is new. Local edits are backed up, or kept with leaveEdits.",
+                 "first where it is new. Merges local edits, or leaves them with leaveEdits.",
              .reach = ToolReach::edits,
              .holdsForeignTexts = true,
              .list = "pulls"},

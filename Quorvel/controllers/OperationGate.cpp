@@ -32,6 +32,8 @@ std::string_view describe(OperationKind kind) {
         return "an import";
     case OperationKind::tidy:
         return "a tidy-up";
+    case OperationKind::resolve:
+        return "the settling of conflicts";
     case OperationKind::translate:
         return "a translation";
     case OperationKind::writeNotes:

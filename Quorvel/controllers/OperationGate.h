@@ -24,6 +24,7 @@ enum class OperationKind {
     revert,
     importTexts,
     tidy,
+    resolve, // conflicts
     translate,
     writeNotes,
     pullScreenshots,
@@ -41,6 +42,7 @@ struct RawValues<OperationKind> {
                                                                 {O::revert, "revert"},
                                                                 {O::importTexts, "import"},
                                                                 {O::tidy, "tidy"},
+                                                                {O::resolve, "resolve"},
                                                                 {O::translate, "translate"},
                                                                 {O::writeNotes, "writeNotes"},
                                                                 {O::pullScreenshots, "pullScreenshots"},

@@ -26,6 +26,13 @@ void printNotices(Output& output, const std::vector<std::string>& notices) {
         output.warning(notice);
 }
 
+void printConflictCount(Output& output, const std::vector<FieldKey>& conflicts) {
+    if (conflicts.empty()) return;
+    output.warning(fmt::format("{} in conflict ({}). 'quorvel conflicts' shows both sides, 'quorvel resolve' "
+                               "settles them.",
+                               counted(conflicts.size(), "text"), placesOf(conflicts)));
+}
+
 char markOf(const TextChange* change) {
     if (!change) return ' ';
     if (change->isNewLocale) return '+';
@@ -190,12 +197,71 @@ ExitStatus showTextStatus(Invocation& invocation) {
         output.warning(
             "the last pull was interrupted, so pulled texts may look like local edits; pull again");
     printNotices(output, status.notices);
+    printConflictCount(output, status.conflicts);
     printUnread(output, status.unread);
     printRemarks(output, status);
     return ExitStatus::done;
 }
 
+std::string_view explainRemote(const DiffRemote::Difference& one) {
+    switch (one.changedBy) {
+    case ChangedBy::nobody:
+        break;
+    case ChangedBy::appStoreConnect:
+        return "Changed on App Store Connect only.";
+    case ChangedBy::local:
+        return "Changed here only.";
+    case ChangedBy::bothAlike:
+        return "Changed on both sides alike.";
+    case ChangedBy::bothDifferently:
+        return one.merges ? "Changed on both sides, on App Store Connect so; a pull merges them."
+                          : "Changed on both sides, on App Store Connect so; a pull makes it a conflict.";
+    }
+    return "";
+}
+
+ExitStatus showRemoteDiff(Invocation& invocation) {
+    const auto diff = perform<DiffRemote>(invocation, requestOf<DiffRemote::Request>(invocation));
+    Output& output = invocation.output;
+    output.document(diff);
+    const auto print = [&](const DiffRemote::Difference& one, std::string_view explanation,
+                           const std::vector<DiffRemote::Segment>& segments) {
+        std::vector<DiffSegment> words;
+        for (const auto& [kind, text] : segments)
+            words.push_back({kind, text});
+        printTextChange(output, {one.locale, one.field}, explanation, words);
+    };
+    std::map<ChangedBy, std::size_t> counts;
+    for (const DiffRemote::Difference& one : diff.differences) {
+        ++counts[one.changedBy];
+        const bool onlyHere = one.changedBy == ChangedBy::local;
+        print(one, explainRemote(one), onlyHere ? one.here : one.there);
+        if (one.changedBy == ChangedBy::bothDifferently) print(one, "And here so.", one.here);
+    }
+    output.line(fmt::format(
+        "{} {}, since {}.", diff.compared.context, diff.compared.version->versionString,
+        !diff.wasPulled ? "it was never pulled"
+        : !diff.compared.pulledAt
+            ? "the last push"
+            : fmt::format("the pull of {}, {}", shortTime(*diff.compared.pulledAt),
+                          relativeTime(*diff.compared.pulledAt, invocation.application.clock()()))));
+    output.line(
+        diff.differences.empty()
+            ? "Nothing changed on either side."
+            : fmt::format("{} changed: {} on App Store Connect only, {} here only, {} on both alike, {} "
+                          "on both differently.",
+                          counted(diff.differences.size(), "text"), counts[ChangedBy::appStoreConnect],
+                          counts[ChangedBy::local], counts[ChangedBy::bothAlike],
+                          counts[ChangedBy::bothDifferently]));
+    for (const UnreadableText& text : diff.unreadable)
+        output.warning(fmt::format("{} {} was not compared: {}", text.locale, shortLabelOf(text.field),
+                                   text.explanation));
+    printConflictCount(output, diff.conflicts);
+    return ExitStatus::done;
+}
+
 ExitStatus showDiff(Invocation& invocation) {
+    if (invocation.arguments.has("--remote")) return showRemoteDiff(invocation);
     const auto diff = perform<DiffTexts>(invocation, requestOf<DiffTexts::Request>(invocation));
     Output& output = invocation.output;
     output.document(diff);
@@ -243,11 +309,17 @@ std::vector<Command> compareCommands() {
          .details = "Compares with the copies of the last pull, without asking App Store Connect."},
         {.name = "diff",
          .summary = "Show the pending changes word by word",
-         .arguments = {folderArgument()},
+         .arguments =
+             {folderArgument(),
+              {"--remote", "",
+               "Ask App Store Connect, and show who changed what there and here since the last pull"}},
          .heeds = {"--app", "--workspace", "--context"},
          .run = showDiff,
          .details =
-             "Removed words stand in [-…-] and added ones in {+…+}, or in red and green on a terminal."},
+             "Removed words stand in [-…-] and added ones in {+…+}, or in red and green on a terminal. "
+             "--remote asks what a pull asks and writes nothing: it says of each text whether it was changed on "
+             "App Store Connect only, here only, or on both sides, and whether a pull merges the two. "
+             "App Store Connect does not tell who of a team it was. Example: quorvel diff --remote"},
     };
 }
 

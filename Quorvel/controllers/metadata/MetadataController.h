@@ -3,6 +3,8 @@
 
 #include "Core/metadata/MetadataTransfer.h"
 #include "Core/metadata/TextComparison.h"
+#include "Core/metadata/merge/ConflictSettling.h"
+#include "Core/metadata/merge/RemoteComparison.h"
 #include "Platform/notify/Published.h"
 #include "Quorvel/controllers/AppAccess.h"
 #include "Quorvel/controllers/AutoPullLimiter.h"
@@ -54,6 +56,15 @@ class MetadataController {
     [[nodiscard]] Comparison compare(const std::optional<std::string>& context = {},
                                      const PushFilter& filter = {}, DryRun dryRun = DryRun::no) const;
 
+    /// What somebody changed on either side since the last pull. Asks App Store Connect what a pull asks and
+    /// writes nothing; before the first pull too. Throws as `pull`.
+    struct RemoteLook {
+        PlatformContext context;
+        MetadataFolder folder; // of the context
+        RemoteComparison texts;
+    };
+    [[nodiscard]] RemoteLook compareRemote(const std::optional<std::string>& context = {}) const;
+
     /// A context that was pulled and may take changes; its texts are not read.
     struct Editable {
         ContextID context;
@@ -67,7 +78,8 @@ class MetadataController {
         enum class Contexts { selected, all };
         Contexts contexts = Contexts::selected;
         std::optional<std::string> context = {}; // such as "ios/next"; the selected one when empty
-        LocalEdits edits = LocalEdits::keepBeside;
+        LocalEdits edits = LocalEdits::merge;
+        DryRun dryRun = DryRun::no;         // yes: what a pull would do, of a folder that need not be there
         AutoPullLimiter* limiter = nullptr; // for pulls that the user did not ask for one by one
     };
     struct ContextPull {
@@ -117,6 +129,19 @@ class MetadataController {
                        DryRun dryRun);
     /// See `tidyTree`.
     TidyReport tidy(const std::optional<std::string>& context, DryRun dryRun);
+
+    /// The conflicts of a pulled context that are open, with the local texts.
+    struct OpenConflicts {
+        ContextID context;
+        MetadataFolder folder; // of the context
+        FinalLineBreak finalLineBreak = FinalLineBreak::keep;
+        std::vector<TextConflict> conflicts;
+    };
+    [[nodiscard]] OpenConflicts conflicts(const std::optional<std::string>& context = {}) const;
+    /// Settles conflicts as this app's one operation; `work` is called with what settles them. Throws
+    /// `MetadataError` after an interrupted pull, and what `work` throws.
+    void settle(const std::optional<std::string>& context,
+                const std::function<void(const ConflictSettling&, const TextConflicts&)>& work);
 
     /// Runs `work` over the folder of a pulled context as this app's one operation, then shows what became of
     /// the texts.

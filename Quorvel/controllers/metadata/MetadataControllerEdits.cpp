@@ -94,6 +94,27 @@ void MetadataController::change(
     });
 }
 
+MetadataController::OpenConflicts
+MetadataController::conflicts(const std::optional<std::string>& context) const {
+    const MetadataFolder folder = access_.folderToRead(access_.record(), *gate_);
+    const MetadataStore store = pulledStore(folder, context);
+    return {access_.contexts(folder).known(context).value_or(ContextID{}), store.folder(),
+            finalLineBreakOf(folder), TextConflicts(store.folder()).all()};
+}
+
+void MetadataController::settle(
+    const std::optional<std::string>& context,
+    const std::function<void(const ConflictSettling&, const TextConflicts&)>& work) {
+    gate_->run(OperationKind::resolve, [&](Operation& operation) {
+        const Target target = access_.open(operation);
+        const MetadataStore store = pulledStore(target.folder, context);
+        if (store.hasInterruptedPull()) throw MetadataError::interruptedPull(store.folder().rootURL);
+        work(ConflictSettling(store, finalLineBreakOf(target.folder), access_.clock()()),
+             TextConflicts(store.folder()));
+        showResult(target);
+    });
+}
+
 RevertReport MetadataController::revert(std::string_view run, DryRun dryRun) {
     RevertReport report;
     gate_->run(OperationKind::revert, [&](Operation& operation) {
