@@ -101,8 +101,8 @@ struct ConflictRequest {
     std::optional<std::string> context;
     std::optional<std::string> folder;
     QUORVEL_RECORD(ConflictRequest, locale, field, app, workspace, context, folder)
-    static constexpr JSONMember members[] = {{"locale", "", JSONMember::required},
-                                             {"field", "", JSONMember::required},
+    static constexpr JSONMember members[] = {{"locale", "The text's locale.", JSONMember::required},
+                                             {"field", "The text's field.", JSONMember::required},
                                              appMember,
                                              workspaceMember,
                                              contextMember,
