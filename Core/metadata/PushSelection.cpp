@@ -164,9 +164,8 @@ std::string_view explainTogether(LeftOutReason reason) {
     case LeftOutReason::onlyFinalLineBreak:
     case LeftOutReason::notAnAppStoreLocale:
     case LeftOutReason::firstVersion:
-        return {};
     case LeftOutReason::inConflict:
-        return "Changed here and on App Store Connect. Settle the conflicts first.";
+        return {};
     }
     return {};
 }

@@ -33,7 +33,6 @@ constexpr Wording wordings[] = {
     {"Answer it first; nobody", "Answer it with 'quorvel builds compliance'; nobody"},
     {"Write that first; beta", "Write that with 'quorvel testflight notes set'; beta"},
     {"Settle the conflict first", "Settle it with 'quorvel resolve'"},
-    {"Settle the conflicts first", "Settle them with 'quorvel resolve'"},
     {"Tidying removes", "'quorvel metadata tidy' removes"},
     {"tidying removes", "'quorvel metadata tidy' removes"},
 };

@@ -112,7 +112,7 @@ TEST_F(ConflictCommands, leadFromTwoPeoplesEditsToAPushThatLosesNothing) {
     const auto pushed = push();
     EXPECT_EQ(pushed.status, 7) << pushed.all();
     EXPECT_THAT(pushed.out, AllOf(HasSubstr("Pushed 2 fields · 2 locales"), HasSubstr("2 changes left out:"),
-                                  HasSubstr("Settle them with 'quorvel resolve'")));
+                                  HasSubstr("Settle it with 'quorvel resolve'")));
     const JSONValue conflicts =
         documented({"conflicts", "--folder", "texts", "--locale", "de-DE"}, "conflicts");
     ASSERT_EQ(conflicts.items()->size(), 1u);
