@@ -21,8 +21,8 @@ using testing::SizeIs;
 
 namespace {
 
-constexpr FieldType text = FieldType::description;
-const FieldKey german = {"de-DE", text};
+constexpr FieldType described = FieldType::description;
+const FieldKey german = {"de-DE", described};
 
 // One locale of a tree, and what App Store Connect holds of its description.
 struct ConflictTree {
@@ -32,18 +32,20 @@ struct ConflictTree {
     Date now = dateFromSecondsSince1970(1772368200);
 
     PullResult pull(const std::string& incoming, LocalEdits edits = LocalEdits::merge,
-                    FieldType field = text) {
+                    FieldType field = described) {
         IncomingTexts version{homeOf(field), {}};
         version.locales["de-DE"][field] = incoming;
         now += std::chrono::seconds(1);
         return writePulledTexts(store, {version}, edits, now);
     }
-    void write(const std::string& local, FieldType field = text) const { store.write("de-DE", field, local); }
-    [[nodiscard]] std::string local(FieldType field = text) const {
+    void write(const std::string& local, FieldType field = described) const {
+        store.write("de-DE", field, local);
+    }
+    [[nodiscard]] std::string local(FieldType field = described) const {
         return store.read("de-DE", field).value_or("(none)");
     }
     [[nodiscard]] std::string copy() const {
-        return store.read("de-DE", text, TextSide::pulled).value_or("(none)");
+        return store.read("de-DE", described, TextSide::pulled).value_or("(none)");
     }
     [[nodiscard]] TextConflict conflict() const { return conflicts.find(german).value(); }
     [[nodiscard]] ConflictSettling settling() const { return {store, FinalLineBreak::keep, now}; }
@@ -74,14 +76,14 @@ TEST(PullMerge, tellsForEachEditWhatBecomesOfIt) {
         bool isMerged = false, isConflict = false;
     };
     const std::vector<Case> cases = {
-        {text, "A\n\nB", "A1\n\nB", "A\n\nB", "A1\n\nB"},
-        {text, "A\n\nB", "A1\n\nB", "A\n\nB1\n", "A1\n\nB1", true},
-        {text, "A", "A1", "A2", "A2", false, true},
-        {text, "A", "A1", "A1\n", "A1"}, // the same edit twice, whatever stands at its end
-        {text, "", "mine", "", "mine"},
-        {text, "", "mine", "theirs", "theirs", false, true},
-        {text, "A", "", "A", "A"}, // a text that was only cleared comes back
-        {text, "A", "", "B", "B", false, true},
+        {described, "A\n\nB", "A1\n\nB", "A\n\nB", "A1\n\nB"},
+        {described, "A\n\nB", "A1\n\nB", "A\n\nB1\n", "A1\n\nB1", true},
+        {described, "A", "A1", "A2", "A2", false, true},
+        {described, "A", "A1", "A1\n", "A1"}, // the same edit twice, whatever stands at its end
+        {described, "", "mine", "", "mine"},
+        {described, "", "mine", "theirs", "theirs", false, true},
+        {described, "A", "", "A", "A"}, // a text that was only cleared comes back
+        {described, "A", "", "B", "B", false, true},
         {FieldType::name, "A", "B", "C", "C", false, true},
         {FieldType::keywords, "a,b,c", "a,c,x", "a,b,c,y", "a,c,x,y", true},
         {FieldType::keywords, "a", "a," + std::string(70, 'x'), "a," + std::string(70, 'y'),
@@ -234,20 +236,20 @@ TEST(RemoteComparison, tellsWhoChangedWhat) {
         return list;
     };
     LocaleTexts remote;
-    remote["de-DE"][text] = "A\n\nB";
+    remote["de-DE"][described] = "A\n\nB";
     EXPECT_THAT(changes(remote), ElementsAre(std::pair(german, ChangedBy::appStoreConnect))) << "not pulled";
-    tree.store.write("fr-FR", text, "mien");
-    EXPECT_THAT(changes({}), ElementsAre(std::pair(FieldKey{"fr-FR", text}, ChangedBy::local)));
+    tree.store.write("fr-FR", described, "mien");
+    EXPECT_THAT(changes({}), ElementsAre(std::pair(FieldKey{"fr-FR", described}, ChangedBy::local)));
     std::filesystem::remove_all(tree.store.folder().localeFolder("fr-FR"));
 
     (void)tree.pull("A\n\nB");
     EXPECT_THAT(changes(remote), IsEmpty());
     tree.write("A1\n\nB");
     EXPECT_THAT(changes(remote), ElementsAre(std::pair(german, ChangedBy::local)));
-    remote["de-DE"][text] = "A1\r\n\r\nB\n"; // as a service may give it back
+    remote["de-DE"][described] = "A1\r\n\r\nB\n"; // as a service may give it back
     EXPECT_THAT(changes(remote), ElementsAre(std::pair(german, ChangedBy::bothAlike)));
     for (const auto& [there, merges] : {std::pair("A\n\nB1", true), std::pair("A2\n\nB", false)}) {
-        remote["de-DE"][text] = there;
+        remote["de-DE"][described] = there;
         const auto differences = compareWithRemote(tree.store, {}, remote).differences;
         ASSERT_THAT(differences, SizeIs(1));
         EXPECT_EQ(differences[0].changedBy, ChangedBy::bothDifferently);
@@ -309,7 +311,7 @@ TEST(Conflict, losesNoTextInAnyOrderOfEditsPullsAndPushes) {
                     if (remote == change.remote) {
                         remote = change.local;
                         others.push_back(remote);
-                        tree.store.write("de-DE", text, remote, TextSide::pulled);
+                        tree.store.write("de-DE", described, remote, TextSide::pulled);
                     }
             }
             std::vector<std::string> after = tree.kept();
