@@ -23,6 +23,7 @@ constexpr Filter versionFilters[] = {{"platform", choices::platforms},
                                      {"appVersionState", choices::appVersionStates},
                                      {"id"}};
 constexpr Filter localeFilter[] = {{"locale"}};
+constexpr Filter previewSetFilters[] = {{"previewType", choices::previewTypes}};
 constexpr Filter setFilters[] = {{"screenshotDisplayType", choices::displayTypes}};
 constexpr Filter buildFilters[] = {{"version"},
                                    {"expired", "true|false"},
@@ -104,6 +105,15 @@ constexpr ReadOperation reads[] = {
      .owner = "appScreenshotSets",
      .type = "appScreenshots",
      .includes = "appScreenshotSet"},
+    {.pattern = "/v1/appStoreVersionLocalizations/{id}/appPreviewSets",
+     .owner = "appStoreVersionLocalizations",
+     .type = "appPreviewSets",
+     .filters = previewSetFilters,
+     .includes = "appStoreVersionLocalization|appPreviews"},
+    {.pattern = "/v1/appPreviewSets/{id}/appPreviews",
+     .owner = "appPreviewSets",
+     .type = "appPreviews",
+     .includes = "appPreviewSet"},
     {.pattern = "/v1/builds",
      .owner = "",
      .type = "builds",
@@ -188,8 +198,8 @@ std::span<const WriteOperation> writeOperations() {
     static const std::vector<WriteOperation> all = [] {
         std::vector<WriteOperation> joined;
         for (const auto part :
-             {versionOperations(), localizationOperations(), screenshotOperations(), submissionOperations(),
-              buildOperations(), testerOperations(), customerOperations()})
+             {versionOperations(), localizationOperations(), screenshotOperations(), previewOperations(),
+              submissionOperations(), buildOperations(), testerOperations(), customerOperations()})
             joined.insert(joined.end(), part.begin(), part.end());
         return joined;
     }();

@@ -9,6 +9,7 @@ namespace quorvel::sandbox {
 [[nodiscard]] std::span<const WriteOperation> versionOperations();
 [[nodiscard]] std::span<const WriteOperation> localizationOperations();
 [[nodiscard]] std::span<const WriteOperation> screenshotOperations();
+[[nodiscard]] std::span<const WriteOperation> previewOperations();
 [[nodiscard]] std::span<const WriteOperation> submissionOperations();
 [[nodiscard]] std::span<const WriteOperation> buildOperations();
 [[nodiscard]] std::span<const WriteOperation> testerOperations();

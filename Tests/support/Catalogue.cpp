@@ -48,6 +48,7 @@ class Walk {
         versions();
         appInfos();
         screenshots();
+        previews();
         builds();
         testFlight();
         reviews();
@@ -155,6 +156,25 @@ class Walk {
         (void)call("listScreenshots", [&] { return client_.listScreenshots(set.id); });
         call("reorderScreenshots", [&] { client_.reorderScreenshots(set.id, {shot.id}); });
         call("deleteScreenshot", [&] { client_.deleteScreenshot(shot.id); });
+    }
+
+    void previews() {
+        (void)call("listPreviewSets", [&] { return client_.listPreviewSets(localization_); });
+        const auto set =
+            call("createPreviewSet", [&] { return client_.createPreviewSet(localization_, "APPLE_TV"); });
+        const std::string bytes(70'001, 'x');
+        const auto preview = call("reservePreview", [&] {
+            return client_.reservePreview(
+                set.id, {static_cast<std::int64_t>(bytes.size()), "one.mp4", "00:00:07:15", "video/mp4"});
+        });
+        for (const auto& part :
+             preview.attributes.uploadOperations.value_or(std::vector<ASCUploadOperation>{}))
+            upload(part, bytes);
+        (void)call("commitPreview", [&] {
+            return client_.commitPreview(preview.id, {true, md5Hex(bytes), {}});
+        });
+        (void)call("listPreviews", [&] { return client_.listPreviews(set.id); });
+        call("deletePreview", [&] { client_.deletePreview(preview.id); });
     }
 
     void upload(const ASCUploadOperation& part, const std::string& bytes) {

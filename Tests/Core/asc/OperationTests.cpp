@@ -19,7 +19,7 @@ class RecordingClient : public Client {
     std::string exchange(const ASCRequest& request) const override {
         sent.push_back(request);
         return answersList_ ? R"({"data":[]})" : R"({"data":{"id":"1","type":"any","attributes":{
-            "locale":"ja","screenshotDisplayType":"APP_IPHONE_67"}}})";
+            "locale":"ja","screenshotDisplayType":"APP_IPHONE_67","previewType":"IPHONE_67"}}})";
     }
     mutable std::vector<ASCRequest> sent;
 
@@ -159,6 +159,31 @@ const Row rows[] = {
      },
      "PATCH v1/appScreenshotSets/7/relationships/appScreenshots",
      R"({"data":[{"type":"appScreenshots","id":"b"},{"type":"appScreenshots","id":"a"}]})"},
+
+    // Previews
+    {"listPreviewSets", [](const Client& c) { c.listPreviewSets("7"); },
+     "GET v1/appStoreVersionLocalizations/7/appPreviewSets?limit=200"},
+    {"listPreviews", [](const Client& c) { c.listPreviews("7"); },
+     "GET v1/appPreviewSets/7/appPreviews?limit=200"},
+    {"createPreviewSet", [](const Client& c) { c.createPreviewSet("7", "IPHONE_67"); },
+     "POST v1/appPreviewSets",
+     R"({"data":{"type":"appPreviewSets","attributes":{"previewType":"IPHONE_67"},"relationships":{"appStoreVersionLocalization":{"data":{"type":"appStoreVersionLocalizations","id":"7"}}}}})"},
+    {"reservePreview",
+     [](const Client& c) {
+         c.reservePreview("7", {70001, "one.mp4", {}, "video/mp4"});
+     },
+     "POST v1/appPreviews",
+     R"({"data":{"type":"appPreviews","attributes":{"fileSize":70001,"fileName":"one.mp4","mimeType":"video/mp4"},"relationships":{"appPreviewSet":{"data":{"type":"appPreviewSets","id":"7"}}}}})"},
+    {"commitPreview",
+     [](const Client& c) {
+         c.commitPreview("7", {true, "0cc1", {}});
+     },
+     "PATCH v1/appPreviews/7",
+     R"({"data":{"type":"appPreviews","id":"7","attributes":{"uploaded":true,"sourceFileChecksum":"0cc1"}}})"},
+    {"commitPreview", [](const Client& c) { c.commitPreview("7", {.previewFrameTimeCode = "00:00:07:15"}); },
+     "PATCH v1/appPreviews/7",
+     R"({"data":{"type":"appPreviews","id":"7","attributes":{"previewFrameTimeCode":"00:00:07:15"}}})"},
+    {"deletePreview", [](const Client& c) { c.deletePreview("7"); }, "DELETE v1/appPreviews/7"},
 
     // Builds and TestFlight
     {"listBuilds", [](const Client& c) { c.listBuilds("7"); },
