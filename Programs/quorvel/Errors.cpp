@@ -75,6 +75,8 @@ constexpr Meaning meanings[] = {
     {F::notPulled, E::notFound, "Pull first, or check --folder, --app and --context."},
     {F::screenshotsNotPulled, E::notFound,
      "Pull them with 'quorvel screenshots pull', or check --folder, --app and --context."},
+    {F::previewsNotPulled, E::notFound,
+     "Pull them with 'quorvel previews pull', or check --folder, --app and --context."},
     {F::noVersions, E::notFound, createVersionHint},
     {F::noTargetLocales, E::notFound},
     {F::noBaseKeywords, E::notFound, "Write those first; the other locales are coordinated with them."},

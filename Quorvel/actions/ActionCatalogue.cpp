@@ -14,6 +14,7 @@
 #include "Quorvel/actions/LocaleActions.h"
 #include "Quorvel/actions/MonitorActions.h"
 #include "Quorvel/actions/NotesActions.h"
+#include "Quorvel/actions/PreviewActions.h"
 #include "Quorvel/actions/PullActions.h"
 #include "Quorvel/actions/PushActions.h"
 #include "Quorvel/actions/ReleaseActions.h"
@@ -62,8 +63,9 @@ std::span<const ActionDescription> allActions() {
                   PlanTranslation, TranslateTexts, AcceptTexts, PlanEnglishKeywords, ExpandEnglishKeywords, //
                   PlanReleaseNotes, DraftReleaseNotes, WriteReleaseNotes,                                   //
                   ShowCosts,                                                                                //
-                  PullScreenshots, ImportScreenshots, CompareScreenshots, PlanScreenshotPush,
-                  PushScreenshots, //
+                  PullScreenshots, ImportScreenshots, CompareScreenshots, PlanScreenshotPush, PushScreenshots,
+                  PullPreviews, ImportPreviews, ComparePreviews, PlanPreviewPush,
+                  PushPreviews, //
                   ListSchemes, ShowBuildConfig, SaveBuildConfig, PlanBuild, RunBuild, ListAwaitedBuilds,
                   ResumeBuild, BumpVersion,                                                             //
                   PlanBuildAttachment, AttachBuild, PlanComplianceAnswer, AnswerCompliance,             //

@@ -177,6 +177,8 @@ FailureKind kindOf(Refusal refusal) {
         return FailureKind::readOnly;
     case Refusal::screenshotsNotPulled:
         return FailureKind::screenshotsNotPulled;
+    case Refusal::previewsNotPulled:
+        return FailureKind::previewsNotPulled;
     case Refusal::sourceIsTarget:
         return FailureKind::sourceIsTarget;
     case Refusal::noTargetLocales:
@@ -237,6 +239,7 @@ Failure failureOf(const OperationRefused& error) {
         break;
     case Refusal::noContextSelected: // the detail says the same of what was asked for
     case Refusal::screenshotsNotPulled:
+    case Refusal::previewsNotPulled:
     case Refusal::sourceIsTarget:
     case Refusal::noBaseKeywords:
     case Refusal::unknownCommit:

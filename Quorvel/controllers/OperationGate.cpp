@@ -42,6 +42,12 @@ std::string_view describe(OperationKind kind) {
         return "a push of screenshots";
     case OperationKind::importScreenshots:
         return "an import of screenshots";
+    case OperationKind::pullPreviews:
+        return "a pull of previews";
+    case OperationKind::pushPreviews:
+        return "a push of previews";
+    case OperationKind::importPreviews:
+        return "an import of previews";
     case OperationKind::carryOver:
         return "a change of its layout";
     }

@@ -29,6 +29,9 @@ enum class OperationKind {
     pullScreenshots,
     pushScreenshots,
     importScreenshots,
+    pullPreviews,
+    pushPreviews,
+    importPreviews,
     carryOver, // of a tree of the older layout
 };
 
@@ -46,6 +49,9 @@ struct RawValues<OperationKind> {
                                                                 {O::pullScreenshots, "pullScreenshots"},
                                                                 {O::pushScreenshots, "pushScreenshots"},
                                                                 {O::importScreenshots, "importScreenshots"},
+                                                                {O::pullPreviews, "pullPreviews"},
+                                                                {O::pushPreviews, "pushPreviews"},
+                                                                {O::importPreviews, "importPreviews"},
                                                                 {O::carryOver, "carryOver"}};
 };
 

@@ -7,7 +7,9 @@ std::shared_ptr<AppSession> makeAppSession(AppAccess::Parts parts, std::shared_p
     auto session = std::make_shared<AppSession>();
     session->gate = std::move(gate);
     session->metadata = std::make_shared<MetadataController>(access, session->gate);
-    session->screenshots = std::make_shared<ScreenshotsController>(access, session->gate);
+    session->screenshots =
+        std::make_shared<ScreenshotsController>(access, session->gate, AssetKind::screenshot);
+    session->previews = std::make_shared<ScreenshotsController>(access, session->gate, AssetKind::preview);
     session->release = std::make_shared<ReleaseController>(access, session->gate);
     session->translation = std::make_shared<TranslationController>(access, session->metadata);
     session->notes = std::make_shared<ReleaseNotesController>(access, session->metadata);

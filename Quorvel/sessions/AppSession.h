@@ -26,6 +26,7 @@ struct AppSession {
     std::shared_ptr<OperationGate> gate; // one operation at a time for all of them
     std::shared_ptr<MetadataController> metadata;
     std::shared_ptr<ScreenshotsController> screenshots;
+    std::shared_ptr<ScreenshotsController> previews; // the same work on videos
     std::shared_ptr<TranslationController> translation;
     std::shared_ptr<ReleaseNotesController> notes;
     std::shared_ptr<ReleaseController> release;

@@ -30,6 +30,7 @@ namespace quorvel {
 [[nodiscard]] std::vector<Command> notesCommands();
 [[nodiscard]] std::vector<Command> costsCommands();
 [[nodiscard]] std::vector<Command> screenshotCommands();
+[[nodiscard]] std::vector<Command> previewCommands();
 [[nodiscard]] std::vector<Command> revenueCommands();
 [[nodiscard]] std::vector<Command> reviewCommands();
 [[nodiscard]] std::vector<Command> reviewReplyCommands(); // stand in the group of `reviewCommands`
@@ -51,10 +52,10 @@ inline constexpr std::vector<Command> (*commandGroups[])() = {
     authCommands,       workspaceCommands, appCommands,       appSettingsCommands, versionCommands,
     buildCommands,      pullCommands,      compareCommands,   pushCommands,        historyCommands,
     localeCommands,     treeCommands,      translateCommands, keywordsCommands,    keywordTrackingCommands,
-    competitorCommands, notesCommands,     costsCommands,     screenshotCommands,  testFlightCommands,
-    releaseCommands,    checklistCommands, shipCommands,      monitorCommands,     revenueCommands,
-    storeCommands,      assistantCommands, reviewCommands,    demoCommands,        sandboxCommands,
-    shellCommands,
+    competitorCommands, notesCommands,     costsCommands,     screenshotCommands,  previewCommands,
+    testFlightCommands, releaseCommands,   checklistCommands, shipCommands,        monitorCommands,
+    revenueCommands,    storeCommands,     assistantCommands, reviewCommands,      demoCommands,
+    sandboxCommands,    shellCommands,
 };
 
 } // namespace quorvel
