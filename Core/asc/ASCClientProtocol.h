@@ -67,6 +67,7 @@ class ASCClientProtocol {
     ASCResource<AppInfoLocalizationAttributes>
     updateAppInfoLocalization(std::string_view id,
                               const AppInfoLocalizationPrivacyPatchAttributes& attributes) const;
+    void deleteAppInfoLocalization(std::string_view id) const;
     void updateAppInfoCategories(std::string_view appInfoID, std::optional<std::string> primaryCategory,
                                  std::optional<std::string> secondaryCategory) const;
 
@@ -91,6 +92,7 @@ class ASCClientProtocol {
     ASCResource<AppStoreVersionLocalizationAttributes>
     updateVersionLocalization(std::string_view id,
                               const VersionLocalizationPatchAttributes& attributes) const;
+    void deleteVersionLocalization(std::string_view id) const;
     std::optional<ASCResource<AppStoreReviewDetailAttributes>>
     getReviewDetail(std::string_view versionID) const;
     void attachBuild(std::string_view versionID, std::string_view buildID) const;

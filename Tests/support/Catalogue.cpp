@@ -105,6 +105,9 @@ class Walk {
         (void)call("updateVersionLocalization", [&] {
             return client_.updateVersionLocalization(localization.id, {.description = "Plan the week."});
         });
+        const auto removed = client_.createVersionLocalization(
+            made.id, {.locale = localeNotIn(client_.listVersionLocalizations(made.id))});
+        call("deleteVersionLocalization", [&] { client_.deleteVersionLocalization(removed.id); });
         (void)call("getAppStoreVersion", [&] { return client_.getAppStoreVersion(next_); });
         (void)call("listVersionSummaries", [&] { return client_.listVersionSummaries(app_); });
         (void)call("listLocalizationSummaries", [&] { return client_.listLocalizationSummaries(next_); });
@@ -137,6 +140,7 @@ class Walk {
                                                      AppInfoLocalizationPrivacyPatchAttributes{
                                                          .privacyPolicyUrl = "https://example.test/privacy"});
         });
+        call("deleteAppInfoLocalization", [&] { client_.deleteAppInfoLocalization(made.id); });
         call("updateAppInfoCategories",
              [&] { client_.updateAppInfoCategories(info, "PRODUCTIVITY", "UTILITIES"); });
     }

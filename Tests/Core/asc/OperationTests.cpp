@@ -58,6 +58,8 @@ const Row rows[] = {
      },
      "POST v1/appInfoLocalizations",
      R"({"data":{"type":"appInfoLocalizations","attributes":{"locale":"ja","name":"庭","privacyPolicyUrl":"https://a/b"},"relationships":{"appInfo":{"data":{"type":"appInfos","id":"7"}}}}})"},
+    {"deleteAppInfoLocalization", [](const Client& c) { c.deleteAppInfoLocalization("7"); },
+     "DELETE v1/appInfoLocalizations/7"},
     {"updateAppInfoLocalization",
      [](const Client& c) {
          c.updateAppInfoLocalization("7", AppInfoLocalizationPatchAttributes{.subtitle = "Plan"});
@@ -115,6 +117,8 @@ const Row rows[] = {
      R"({"data":{"type":"appStoreVersionLocalizations","id":"7","attributes":{"promotionalText":""}}})"},
     {"listVersionSummaries", [](const Client& c) { c.listVersionSummaries("7"); },
      "GET v1/apps/7/appStoreVersions?include=build,appStoreReviewDetail&limit=200"},
+    {"deleteVersionLocalization", [](const Client& c) { c.deleteVersionLocalization("7"); },
+     "DELETE v1/appStoreVersionLocalizations/7"},
     {"listLocalizationSummaries", [](const Client& c) { c.listLocalizationSummaries("7"); },
      "GET v1/appStoreVersions/7/appStoreVersionLocalizations?include=appScreenshotSets&limit=200&limit[appScreenshotSets]=50"},
     {"getReviewDetail", [](const Client& c) { c.getReviewDetail("7"); },
