@@ -142,6 +142,14 @@ bool MetadataStore::wasPulled() const {
     return std::filesystem::is_directory(folder_.textsFolder(TextSide::pulled), unreachable);
 }
 
+std::filesystem::path newKeptFolder(const MetadataFolder& folder, Date moment) {
+    std::error_code unreachable;
+    for (int attempt = 1;; ++attempt)
+        if (auto kept = folder.privateFolder() / "kept" / folderNameOf(moment, attempt);
+            !std::filesystem::exists(kept, unreachable))
+            return kept;
+}
+
 std::filesystem::path MetadataStore::keepBeside(std::string_view locale, FieldType field,
                                                 std::string_view text, Date moment) const {
     const std::filesystem::path name = folder_.localeFolder(locale).filename(); // throws for an unsafe one

@@ -1,6 +1,7 @@
 #include "Core/metadata/PushSelection.h"
 
 #include "Core/metadata/Locales.h"
+#include "Core/metadata/PushChoice.h"
 #include "Core/metadata/TextRemarks.h"
 #include "Platform/text/Text.h"
 
@@ -43,17 +44,6 @@ std::optional<LeftOutReason> reasonToLeaveOut(const PendingChange& change, const
     if (change.clears() && filter.clearing == Clearing::leaveOut) return LeftOutReason::clearsField;
     if (change.review && filter.unreviewed == Unreviewed::leaveOut) return LeftOutReason::unreviewed;
     return std::nullopt;
-}
-
-std::string explainOverLimit(const PendingChange& change) {
-    const std::size_t limit = limitOf(change.field);
-    const std::string_view stripped = withoutFinalLineBreak(change.local);
-    if (stripped.size() < change.local.size() && !isOverLimit(stripped, change.field))
-        return fmt::format("{} has {} characters where {} are allowed, only because of its final line break. "
-                           "Tidying removes it; finalLineBreak = strip leaves it out.",
-                           fileNameOf(change.field), graphemeCount(change.local), limit);
-    return fmt::format("{} has {} characters where {} are allowed. Shorten it.", fileNameOf(change.field),
-                       graphemeCount(change.local), limit);
 }
 
 std::string explainFinalLineBreak(const PendingChange& change) {
@@ -107,7 +97,7 @@ std::string explain(const PendingChange& change, LeftOutReason reason) {
     case LeftOutReason::onlyFinalLineBreak:
         return explainFinalLineBreak(change);
     case LeftOutReason::overLimit:
-        return explainOverLimit(change);
+        return explainOverLimit(change.local, change.field);
     case LeftOutReason::clearsField:
         return fmt::format("Would remove the {} of {} from App Store Connect. "
                            "Allow that in the push, or pull to get the text back.",
@@ -226,7 +216,7 @@ std::vector<LeftOutGroup> groupsOf(const std::vector<LeftOutChange>& leftOut) {
     return groups;
 }
 
-PushSelection selectForPush(const std::vector<PendingChange>& changes, const PushFilter& filter,
+PushSelection chooseForPush(const std::vector<PendingChange>& changes, const PushFilter& filter,
                             const LocaleSet& disabledLocales) {
     PushSelection selection;
     for (const PendingChange& change : changes) {
@@ -240,6 +230,14 @@ PushSelection selectForPush(const std::vector<PendingChange>& changes, const Pus
             continue;
         }
         selection.chosen.push_back(change);
+    }
+    return selection;
+}
+
+PushSelection selectForPush(const std::vector<PendingChange>& changes, const PushFilter& filter,
+                            const LocaleSet& disabledLocales) {
+    PushSelection selection = chooseForPush(changes, filter, disabledLocales);
+    for (const PendingChange& change : selection.chosen) {
         if (change.review)
             selection.warnings.push_back({change.locale, change.field, explainUnread(*change.review)});
         for (const TextRemark remark : remarksOn(change.local, change.field))

@@ -3,6 +3,7 @@
 #include "Core/metadata/Locales.h"
 #include "Core/metadata/MetadataError.h"
 #include "Platform/files/Files.h"
+#include "Platform/text/Spelling.h"
 #include "Platform/text/Text.h"
 
 #include <fmt/format.h>
@@ -132,7 +133,11 @@ std::optional<FieldType> fieldMeantBy(std::string_view fileName) {
     if (const auto field = fieldNamed(bare)) return field;
     for (const auto& [name, field] : otherNames)
         if (bare == name) return field;
-    return std::nullopt;
+    constexpr std::size_t shortest = 5; // letters; among shorter words everything is near
+    constexpr auto names = fieldColumn([](const FieldFacts& facts) { return facts.rawName; });
+    if (bare.size() < shortest || std::filesystem::path(fileName).extension() != ".txt") return std::nullopt;
+    const auto nearest = nearestSpelling(bare, names);
+    return nearest ? fieldNamed(*nearest) : std::nullopt;
 }
 
 SkippedEntry strayFolder(std::string_view name, const std::vector<std::string>& present) {
@@ -163,31 +168,37 @@ SkippedEntry strayFile(std::string_view locale, std::string_view name,
     return entry;
 }
 
-std::vector<SkippedEntry> misnamedEntries(const MetadataFolder& context) {
+std::vector<SkippedEntry> strayEntries(const MetadataFolder& context) {
     std::vector<SkippedEntry> entries;
-    const auto add = [&](SkippedEntry entry) {
-        if (entry.kind == Kind::misnamed) entries.push_back(std::move(entry));
-    };
     const Listing top = listingOf(context.rootURL);
     for (const std::string& name : top.files)
         if (isFieldFile(name) || fieldMeantBy(name))
             entries.push_back({name, "lies outside of a locale's folder; move it into one", Kind::misnamed});
         else if (isAppStoreLocale(name))
             entries.push_back({name, "is a file where a locale's folder belongs", Kind::misnamed});
+        else
+            entries.push_back({name, "is no file of the metadata"});
     for (const std::string& name : top.folders) {
         if (isAppStoreLocale(name)) {
             const auto files = tryListing(context.rootURL / name);
             for (const std::string& file : files ? files->files : std::vector<std::string>())
-                if (!isFieldFile(file)) add(strayFile(name, file, files->files));
-        } else if (name == "default" && holdsField(context.rootURL / name)) {
-            SkippedEntry entry = strayFolder(name, top.folders);
-            entry.kind = Kind::misnamed; // its texts go nowhere
-            add(std::move(entry));
+                if (!isFieldFile(file)) entries.push_back(strayFile(name, file, files->files));
+            for (const std::string& folder : files ? files->folders : std::vector<std::string>())
+                if (!isFieldFile(folder)) // one in the place of a field is unreadable
+                    entries.push_back({fmt::format("{}/{}", name, folder), "is no field of the metadata"});
         } else {
-            add(strayFolder(name, top.folders));
+            entries.push_back(strayFolder(name, top.folders));
+            if (name == "default" && holdsField(context.rootURL / name))
+                entries.back().kind = Kind::misnamed; // its texts go nowhere
         }
     }
     std::ranges::sort(entries, {}, &SkippedEntry::path);
+    return entries;
+}
+
+std::vector<SkippedEntry> misnamedEntries(const MetadataFolder& context) {
+    std::vector<SkippedEntry> entries = strayEntries(context);
+    std::erase_if(entries, [](const SkippedEntry& entry) { return entry.kind != Kind::misnamed; });
     return entries;
 }
 

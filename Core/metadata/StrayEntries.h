@@ -46,9 +46,12 @@ struct RawValues<SkippedEntry::Kind> {
 [[nodiscard]] SkippedEntry strayFile(std::string_view locale, std::string_view name,
                                      const std::vector<std::string>& present);
 
-/// The entries of a context's folder that probably are texts under another name or in another place, which
-/// no push takes: misnamed files and folders, and field files beside the locales. Sorted by path. Throws
-/// `FileError` where the folder cannot be listed; a locale's folder that cannot be is left out.
+/// All entries of a context's folder that are neither a locale's folder nor a field's file in one, hidden
+/// ones left out: each folder once, without what is in it. Sorted by path. Throws `FileError` where the
+/// folder cannot be listed; a locale's folder that cannot be is left out.
+[[nodiscard]] std::vector<SkippedEntry> strayEntries(const MetadataFolder& context);
+/// Those of `strayEntries` that probably are texts under another name or in another place, which
+/// no push takes: misnamed files and folders, and field files beside the locales.
 [[nodiscard]] std::vector<SkippedEntry> misnamedEntries(const MetadataFolder& context);
 
 /// Throws `MetadataError` when `folder` is no tree of <locale>/<field>.txt files, and says what to do: name

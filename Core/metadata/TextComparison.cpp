@@ -2,6 +2,7 @@
 
 #include "Core/metadata/MetadataDiff.h"
 #include "Core/metadata/MetadataTexts.h"
+#include "Core/metadata/PushChoice.h"
 #include "Platform/text/Text.h"
 
 #include <algorithm>
@@ -21,17 +22,6 @@ UnreadableByKey byKey(const std::vector<UnreadableText>& unreadable) {
     return found;
 }
 
-std::vector<PendingChange> readableChanges(const ReadTexts& pulled, const ReadTexts& local,
-                                           const UnreadableByKey& unreadable) {
-    std::vector<PendingChange> changes = MetadataDiff::compare(pulled.texts, local.texts);
-    std::erase_if(changes, [&](const PendingChange& change) { return unreadable.contains(change.key()); });
-    for (PendingChange& change : changes)
-        if (std::ranges::find(pulled.unreadable, change.locale, &UnreadableText::locale) !=
-            pulled.unreadable.end())
-            change.isNewLocale = false; // it has copies, though they cannot be read
-    return changes;
-}
-
 LeftOutChange leftOutFor(const UnreadableText& text, const ReadTexts& pulled, const ReadTexts& local) {
     const auto textIn = [&](const LocaleTexts& texts) {
         const auto found = texts.find(text.locale);
@@ -47,11 +37,53 @@ LeftOutChange leftOutFor(const UnreadableText& text, const ReadTexts& pulled, co
 
 } // namespace
 
+std::vector<PendingChange> changesOf(const ReadContext& read, const std::vector<UnreadText>& unread) {
+    const auto& [local, pulled] = read;
+    std::vector<PendingChange> changes = MetadataDiff::compare(pulled.texts, local.texts);
+    const auto isUnreadable = [](const PendingChange& change) {
+        return [&](const UnreadableText& text) {
+            return text.locale == change.locale && text.field == change.field;
+        };
+    };
+    std::erase_if(changes, [&](const PendingChange& change) {
+        return std::ranges::any_of(local.unreadable, isUnreadable(change)) ||
+               std::ranges::any_of(pulled.unreadable, isUnreadable(change));
+    });
+    for (PendingChange& change : changes) {
+        if (std::ranges::find(pulled.unreadable, change.locale, &UnreadableText::locale) !=
+            pulled.unreadable.end())
+            change.isNewLocale = false; // it has copies, though they cannot be read
+        if (const auto found = std::ranges::find(unread, change.key(), &UnreadText::key);
+            found != unread.end())
+            change.review = found->mark;
+    }
+    return changes;
+}
+
+std::vector<std::string> removedLocalesOf(const ReadContext& read, const LocaleSet& disabledLocales) {
+    std::vector<std::string> removed;
+    for (const auto& [locale, texts] : read.pulled.texts)
+        if (!read.local.texts.contains(locale) && !texts.isAbsent() && !disabledLocales.contains(locale))
+            removed.push_back(locale);
+    return removed;
+}
+
+ReadContext readContext(const MetadataStore& store, const TextRules& rules) {
+    ReadContext read{store.readAllUsable(), store.readAllUsable(TextSide::pulled)};
+    countTexts(rules.finalLineBreak, read.local.texts, read.pulled.texts);
+    return read;
+}
+
 TextComparison compareTexts(const MetadataStore& store, const ContextID& context, const TextRules& rules,
                             const PushFilter& filter) {
-    ReadTexts local = store.readAllUsable();
-    const ReadTexts pulled = store.readAllUsable(TextSide::pulled);
-    countTexts(rules.finalLineBreak, local.texts, pulled.texts);
+    TextComparison result = compareTexts(readContext(store, rules), store, context, rules, filter);
+    result.misnamed = misnamedEntries(store.folder());
+    return result;
+}
+
+TextComparison compareTexts(const ReadContext& read, const MetadataStore& store, const ContextID& context,
+                            const TextRules& rules, const PushFilter& filter) {
+    const auto& [local, pulled] = read;
     const LocaleSet& disabledLocales = rules.disabledLocales;
     TextComparison result;
     result.context = context;
@@ -64,11 +96,7 @@ TextComparison compareTexts(const MetadataStore& store, const ContextID& context
     result.unread = ReviewMarks::load(store.folder()).unreadIn(local.texts);
     std::erase_if(result.unread,
                   [&](const UnreadText& text) { return disabledLocales.contains(text.locale); });
-    result.changes = readableChanges(pulled, local, unreadable);
-    for (PendingChange& change : result.changes)
-        if (const auto found = std::ranges::find(result.unread, change.key(), &UnreadText::key);
-            found != result.unread.end())
-            change.review = found->mark;
+    result.changes = changesOf(read, result.unread);
     result.selection = selectForPush(result.changes, filter, disabledLocales);
     for (const auto& [key, text] : unreadable)
         if (filter.takes(key) && !disabledLocales.contains(key.locale))
@@ -78,12 +106,9 @@ TextComparison compareTexts(const MetadataStore& store, const ContextID& context
     std::erase_if(result.changes,
                   [&](const PendingChange& change) { return disabledLocales.contains(change.locale); });
 
-    for (const auto& [locale, texts] : pulled.texts) {
+    for (const auto& [locale, texts] : pulled.texts)
         result.pulledLocales.push_back(locale);
-        if (!local.texts.contains(locale) && !texts.isAbsent() && !disabledLocales.contains(locale))
-            result.removedLocales.push_back(locale);
-    }
-    result.misnamed = misnamedEntries(store.folder());
+    result.removedLocales = removedLocalesOf(read, disabledLocales);
     result.wasPulled = store.wasPulled();
     result.pulledAt = store.pulledAt();
     result.interruptedPull = store.hasInterruptedPull();

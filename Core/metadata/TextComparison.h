@@ -25,6 +25,14 @@ struct TextRules {
         : disabledLocales(std::move(disabled)), finalLineBreak(lineBreak) {}
 };
 
+/// The texts of both sides of a context, read once and as they count.
+struct ReadContext {
+    ReadTexts local;
+    ReadTexts pulled;
+};
+/// Throws what `compareTexts` throws.
+[[nodiscard]] ReadContext readContext(const MetadataStore& store, const TextRules& rules);
+
 struct TextComparison {
     ContextID context;
     LocaleSet disabledLocales;
@@ -55,5 +63,9 @@ struct TextComparison {
 /// for the marks of unread texts.
 [[nodiscard]] TextComparison compareTexts(const MetadataStore& store, const ContextID& context,
                                           const TextRules& rules, const PushFilter& filter = {});
+/// The same of texts that were read, without what lies beside them (`misnamed`).
+[[nodiscard]] TextComparison compareTexts(const ReadContext& read, const MetadataStore& store,
+                                          const ContextID& context, const TextRules& rules,
+                                          const PushFilter& filter = {});
 
 } // namespace quorvel

@@ -105,6 +105,12 @@ std::filesystem::path GitRepoReader::findRoot(const std::filesystem::path& folde
     throw GitRepoError::commandFailed(result.stderrTail);
 }
 
+bool GitRepoReader::takes(const std::filesystem::path& file) const {
+    constexpr int notIgnored = 1;
+    return git(file.parent_path(), {"check-ignore", "--quiet", "--", file.filename().string()}).exitCode ==
+           notIgnored;
+}
+
 std::vector<std::string> GitRepoReader::listTags(const std::filesystem::path& root) const {
     std::vector<std::string> tags;
     // Configured columns would put several tags on a line.

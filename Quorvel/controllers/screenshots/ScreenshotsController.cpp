@@ -62,18 +62,6 @@ std::vector<ScreenshotSetStatus> concernedOf(std::vector<ScreenshotSetStatus> se
     return sets;
 }
 
-// A folder that nothing was kept in yet.
-std::filesystem::path folderForKept(const MetadataFolder& appFolder, Date moment) {
-    std::string name = formatISO8601(moment);
-    std::ranges::replace(name, ':', '-');
-    const auto all = appFolder.privateFolder() / "kept";
-    std::error_code unreachable;
-    for (int number = 1;; ++number)
-        if (const auto folder = all / (number == 1 ? name : fmt::format("{}-{}", name, number));
-            !std::filesystem::exists(folder, unreachable))
-            return folder;
-}
-
 bool arePartlyThere(const ScreenshotPushReport& report, const std::vector<ScreenshotSetStatus>& sets) {
     return report.uploaded > 0 || report.deleted > 0 || !report.uploadedFiles.empty() ||
            std::ranges::any_of(sets, [](const auto& set) { return set.local > 0 && set.unchanged > 0; });
@@ -122,7 +110,7 @@ ScreenshotImport ScreenshotsController::importPictures(const std::filesystem::pa
         imported = {pictures.string(), id.text(),
                     importScreenshots(
                         tree,
-                        {pictures, folderForKept(target.folder, access_.clock()()) / pictures.filename()},
+                        {pictures, newKeptFolder(target.folder, access_.clock()()) / pictures.filename()},
                         {.platform = id.platform}, dryRun)};
         operation.status(fmt::format("Imported {} screenshots", imported.report.imported.size()));
     });

@@ -1,0 +1,23 @@
+// What the comparison of a context and its check have in common.
+#pragma once
+
+#include "Core/metadata/PushSelection.h"
+#include "Core/metadata/TextComparison.h"
+
+#include <vector>
+
+namespace quorvel {
+
+/// The texts that differ and could be read on both sides, with the marks of those that nobody read.
+[[nodiscard]] std::vector<PendingChange> changesOf(const ReadContext& read,
+                                                   const std::vector<UnreadText>& unread);
+
+/// Like `selectForPush`, but looks for nothing to warn of.
+[[nodiscard]] PushSelection chooseForPush(const std::vector<PendingChange>& changes, const PushFilter& filter,
+                                          const LocaleSet& disabledLocales);
+
+/// The locales that were pulled and have no folder, disabled ones left out.
+[[nodiscard]] std::vector<std::string> removedLocalesOf(const ReadContext& read,
+                                                        const LocaleSet& disabledLocales);
+
+} // namespace quorvel
