@@ -4,6 +4,7 @@
 #include "Quorvel/actions/AppSettingsActions.h"
 #include "Quorvel/actions/AssistantActions.h"
 #include "Quorvel/actions/BuildActions.h"
+#include "Quorvel/actions/CheckActions.h"
 #include "Quorvel/actions/ChecklistActions.h"
 #include "Quorvel/actions/CompareActions.h"
 #include "Quorvel/actions/CompetitorActions.h"
@@ -55,9 +56,9 @@ std::span<const ActionDescription> allActions() {
                   ListApps, ListAccountApps, ImportApps, PlanAppRemoval, RemoveApps, MoveApp,               //
                   ShowApp, SetApp, ListRules, SetRule, ResetRule,                                           //
                   ListVersions, PlanVersion, CreateVersion, ListBuilds,                                     //
-                  PullTexts, TextStatus, DiffTexts, ShowTexts, WriteTexts, PlanPush, PushTexts,             //
+                  PullTexts, TextStatus, DiffTexts, CheckTexts, ShowTexts, WriteTexts, PlanPush, PushTexts, //
                   ListRuns, ShowRun, RevertRun,                                                             //
-                  AddLocale, ListLocales, SwitchLocales, SetLocales,                                        //
+                  AddLocale, ListLocales, PlanLocaleRemoval, RemoveLocales, SwitchLocales, SetLocales,      //
                   ImportTexts, ExportTexts, TidyTexts,                                                      //
                   PlanTranslation, TranslateTexts, AcceptTexts, PlanEnglishKeywords, ExpandEnglishKeywords, //
                   PlanReleaseNotes, DraftReleaseNotes, WriteReleaseNotes,                                   //

@@ -26,6 +26,8 @@ std::string_view describe(OperationKind kind) {
         return "a push";
     case OperationKind::addLocale:
         return "the addition of a locale";
+    case OperationKind::removeLocales:
+        return "the removal of a locale";
     case OperationKind::revert:
         return "a revert";
     case OperationKind::importTexts:

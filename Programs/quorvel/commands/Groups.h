@@ -15,6 +15,7 @@ namespace quorvel {
 [[nodiscard]] std::vector<Command> buildCommands(); // after those of versions, which have "builds"
 [[nodiscard]] std::vector<Command> pullCommands();
 [[nodiscard]] std::vector<Command> compareCommands();
+[[nodiscard]] std::vector<Command> checkCommands();
 [[nodiscard]] std::vector<Command> pushCommands();
 [[nodiscard]] std::vector<Command> historyCommands();
 [[nodiscard]] std::vector<Command> localeCommands();
@@ -48,13 +49,14 @@ namespace quorvel {
 [[nodiscard]] const Command& homeCommand();
 
 inline constexpr std::vector<Command> (*commandGroups[])() = {
-    authCommands,       workspaceCommands, appCommands,       appSettingsCommands, versionCommands,
-    buildCommands,      pullCommands,      compareCommands,   pushCommands,        historyCommands,
-    localeCommands,     treeCommands,      translateCommands, keywordsCommands,    keywordTrackingCommands,
-    competitorCommands, notesCommands,     costsCommands,     screenshotCommands,  testFlightCommands,
-    releaseCommands,    checklistCommands, shipCommands,      monitorCommands,     revenueCommands,
-    storeCommands,      assistantCommands, reviewCommands,    demoCommands,        sandboxCommands,
-    shellCommands,
+    authCommands,       workspaceCommands, appCommands,       appSettingsCommands,
+    versionCommands,    buildCommands,     pullCommands,      compareCommands,
+    checkCommands,      pushCommands,      historyCommands,   localeCommands,
+    treeCommands,       translateCommands, keywordsCommands,  keywordTrackingCommands,
+    competitorCommands, notesCommands,     costsCommands,     screenshotCommands,
+    testFlightCommands, releaseCommands,   checklistCommands, shipCommands,
+    monitorCommands,    revenueCommands,   storeCommands,     assistantCommands,
+    reviewCommands,     demoCommands,      sandboxCommands,   shellCommands,
 };
 
 } // namespace quorvel

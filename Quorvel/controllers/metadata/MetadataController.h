@@ -3,11 +3,13 @@
 
 #include "Core/metadata/MetadataTransfer.h"
 #include "Core/metadata/TextComparison.h"
+#include "Core/metadata/check/CheckFinding.h"
 #include "Platform/notify/Published.h"
 #include "Quorvel/controllers/AppAccess.h"
 #include "Quorvel/controllers/AutoPullLimiter.h"
 #include "Quorvel/controllers/OperationGate.h"
 #include "Quorvel/controllers/OperationRefused.h"
+#include "Quorvel/controllers/metadata/LocaleRemoval.h"
 #include "Quorvel/controllers/metadata/MetadataState.h"
 #include "Quorvel/controllers/metadata/PushPlan.h"
 #include "Quorvel/controllers/metadata/RunReverter.h"
@@ -53,6 +55,24 @@ class MetadataController {
     };
     [[nodiscard]] Comparison compare(const std::optional<std::string>& context = {},
                                      const PushFilter& filter = {}, DryRun dryRun = DryRun::no) const;
+
+    /// What App Store Connect or a push would refuse of a context's texts and pictures. Asks nobody. Throws
+    /// as `compare`.
+    struct Check {
+        ContextID context;
+        MetadataFolder folder; // of the context
+        std::optional<PlatformContext> version;
+        std::vector<CheckFinding> findings; // with whole paths
+        std::vector<std::string> locales;   // that have a folder
+        std::size_t texts = 0;
+        std::size_t pictures = 0;
+    };
+    [[nodiscard]] Check check(const std::optional<std::string>& context = {}) const;
+
+    /// Which texts and screenshots the locales of a context have here and on App Store Connect, as far as the
+    /// last pull tells; nothing where there is no folder of it.
+    [[nodiscard]] std::optional<LocaleOverview>
+    overviewOfLocales(const std::optional<std::string>& context = {}) const;
 
     /// A context that was pulled and may take changes; its texts are not read.
     struct Editable {
@@ -101,6 +121,17 @@ class MetadataController {
     AddedLocale addLocale(std::string_view locale, const std::optional<std::string>& context = {},
                           DryRun dryRun = DryRun::no);
 
+    /// What removing locales would lose. Asks App Store Connect unless they are removed here alone. Throws
+    /// `OperationRefused` for a version that takes no changes, or a folder that is not there.
+    [[nodiscard]] LocaleRemovalPlan planRemoval(const std::vector<std::string>& locales, RemovalPlace place,
+                                                const std::optional<std::string>& context = {},
+                                                DryRun dryRun = DryRun::no);
+    /// Removes each locale of the plan, first on App Store Connect and then here, where its folder is moved
+    /// into a backup. What App Store Connect held is in the history before it is deleted. A failure stops
+    /// only its own locale, which stays here then; a removal that was cut off goes on where it was when it is
+    /// repeated. Throws `OperationRefused` for a plan that no longer fits.
+    LocaleRemovalReport removeLocales(const LocaleRemovalPlan& plan);
+
     /// Writes into the local files what App Store Connect held before a push run; a push then sends it.
     /// Pulled copies stay as they are, except of fields whose outcome is not known. Throws `MetadataError`
     /// for an unknown run.
@@ -126,7 +157,8 @@ class MetadataController {
   private:
     using Operation = OperationGate::Operation;
     using Target = AppAccess::Target;
-    struct Pulling; // what the steps of a pull share
+    struct Pulling;      // what the steps of a pull share
+    struct RemovalBasis; // a plan with what App Store Connect holds
 
     [[nodiscard]] Target openForTransfer(Operation& operation, DryRun dryRun = DryRun::no) const;
     void show(const ManagedApp& app, const MetadataFolder& folder);
@@ -139,6 +171,9 @@ class MetadataController {
                                           DryRun dryRun) const;
     [[nodiscard]] MetadataStore pulledStore(const MetadataFolder& folder,
                                             const std::optional<std::string>& context) const;
+    [[nodiscard]] RemovalBasis removalOf(const std::vector<std::string>& locales, RemovalPlace place,
+                                         const std::optional<std::string>& context,
+                                         const Target& target) const;
     void requireCurrent(const PushPlan& plan, const Target& target, const MetadataStore& store) const;
     void saveLostContexts(const Target& target, const PushPlan& plan) const;
 

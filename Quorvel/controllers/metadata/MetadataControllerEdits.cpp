@@ -121,6 +121,10 @@ RevertReport MetadataController::revert(std::string_view run, DryRun dryRun) {
                                    fmt::format("The push was of version {}; {} is now {}.",
                                                ofRun.versionString, ofRun.id(), now->versionString));
         if (dryRun == DryRun::yes) return;
+        std::vector<std::string> locales; // that were removed are the app's again
+        for (const FieldKey& key : report.reverted)
+            locales.push_back(key.locale);
+        access_.records().addMissingLocales(app.id, locales);
         operation.status(fmt::format("Reverted {} fields", report.reverted.size()));
         showResult(target);
     });
