@@ -282,6 +282,10 @@ LocaleRemovalReport MetadataController::removeLocales(const LocaleRemovalPlan& p
                 }
                 if (!removal.refusal && removal.hasFolder)
                     outcome.movedTo = moveAway(store, removal.locale, kept);
+                // What other platforms keep of it is not this context's any more.
+                if (!removal.refusal && plan.place == RemovalPlace::everywhere)
+                    for (const FieldType field : allFieldTypes)
+                        (void)store.remove(removal.locale, field, TextSide::pulled);
                 if (!removal.refusal && plan.place == RemovalPlace::everywhere && !target.app.id.empty())
                     (void)access_.records().removeLocale(target.app.id, removal.locale);
             } catch (const CancellationError&) {
