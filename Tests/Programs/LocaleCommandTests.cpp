@@ -121,8 +121,10 @@ TEST_F(LocaleCommands, removesEachLocaleWithItsOwnOutcomeAndGoesOnWhereItWas) {
     EXPECT_THAT(listed.out, testing::ContainsRegex("\nsv .*store .* no folder here"));
     EXPECT_THAT(listed.out, testing::ContainsRegex("\nfr-FR .*disabled"));
     const JSONValue texts = documented({"locale", "list", "--app", app, "--folder", "texts"}, "texts");
-    for (const JSONValue& one : *texts.find("locales")->items())
-        if (*one.find("locale")->text() == "pl") EXPECT_EQ(*one.at("texts", "keywords")->text(), "local");
+    for (const JSONValue& one : *texts.find("locales")->items()) {
+        if (*one.find("locale")->text() != "pl") continue;
+        EXPECT_EQ(*one.at("texts", "keywords")->text(), "local");
+    }
 }
 
 } // namespace

@@ -19,8 +19,6 @@ using testing::Not;
 namespace {
 
 using Rule = CheckRule;
-constexpr auto error = CheckSeverity::error;
-constexpr auto warning = CheckSeverity::warning;
 
 struct CheckedFolder {
     test::TemporaryFolder outer;
@@ -170,9 +168,10 @@ TEST(TreeCheck, findsWhatIsMissingOrLiesBeside) {
                            "warning unknownFile ja/notes_for_us.md", "warning unknownFile copyright_old.txt",
                            "warning unknownFile name.txt", "warning missingBeside fr-FR/subtitle.txt",
                            "warning missingText fr-FR/description.txt", "warning missingLocale sv"));
-    for (const CheckFinding& finding : tree.check())
-        if (finding.file.ends_with("descripton.txt"))
-            EXPECT_THAT(finding.text, HasSubstr("\"description.txt\" beside it is the one that counts"));
+    for (const CheckFinding& finding : tree.check()) {
+        if (!finding.file.ends_with("descripton.txt")) continue;
+        EXPECT_THAT(finding.text, HasSubstr("\"description.txt\" beside it is the one that counts"));
+    }
     EXPECT_THAT(tree.told(tree.check({{"de", "it", "ja", "fr-FR"}})),
                 Not(Contains(testing::ContainsRegex("it/|ja/|fr-FR|next/de"))));
 }
@@ -240,7 +239,7 @@ TEST(TreeCheck, agreesWithThePush) {
                     .native();
             const bool isFound = std::ranges::any_of(findings, [&](const CheckFinding& finding) {
                 return (finding.file == path || finding.file == inCopies) &&
-                       (!left.isMissed || finding.severity == error);
+                       (!left.isMissed || finding.severity == CheckSeverity::error);
             });
             EXPECT_TRUE(isFound) << "round " << round << ": " << path << " " << rawValue(left.reason);
         }
@@ -290,8 +289,9 @@ TEST(TreeCheck, agreesWithTheService) {
                 ++refusals;
             }
             const auto faults = faultsOf(text, field, {});
-            const bool isError = std::ranges::any_of(
-                faults, [](const TextFault& fault) { return factsOf(fault.rule).severity == error; });
+            const bool isError = std::ranges::any_of(faults, [](const TextFault& fault) {
+                return factsOf(fault.rule).severity == CheckSeverity::error;
+            });
             EXPECT_EQ(isError, isRefused) << rawValue(field) << " " << text.size();
         }
     }
