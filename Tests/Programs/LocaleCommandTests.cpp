@@ -94,7 +94,7 @@ TEST_F(LocaleCommands, removesEachLocaleWithItsOwnOutcomeAndGoesOnWhereItWas) {
     EXPECT_NE(read("ja", "name.txt"), "(no file)");
     EXPECT_EQ(onStore("ja", infoTexts), infos);
     // An answer that is lost costs nothing: what is gone is gone.
-    server.setFaults({{.route = "DELETE *", .action = "resetAfter", .count = 1}});
+    server.setFaults({{.route = "DELETE /v1/appInfoLocalizations/*", .action = "resetAfter", .count = 1}});
     server.forgetRequests();
     const auto again = remove({"ja", "--yes", "--context", "ios/next"});
     EXPECT_EQ(again.status, 0) << again.all();
