@@ -13,7 +13,7 @@ namespace quorvel {
                                                    const std::vector<UnreadText>& unread);
 
 /// Like `selectForPush`, but looks for nothing to warn of.
-[[nodiscard]] PushSelection chooseForPush(const std::vector<PendingChange>& changes, const PushFilter& filter,
+[[nodiscard]] PushSelection chooseForPush(std::vector<PendingChange> changes, const PushFilter& filter,
                                           const LocaleSet& disabledLocales);
 
 /// The locales that were pulled and have no folder, disabled ones left out.

@@ -216,10 +216,10 @@ std::vector<LeftOutGroup> groupsOf(const std::vector<LeftOutChange>& leftOut) {
     return groups;
 }
 
-PushSelection chooseForPush(const std::vector<PendingChange>& changes, const PushFilter& filter,
+PushSelection chooseForPush(std::vector<PendingChange> changes, const PushFilter& filter,
                             const LocaleSet& disabledLocales) {
     PushSelection selection;
-    for (const PendingChange& change : changes) {
+    for (PendingChange& change : changes) {
         if (!filter.takes(change.key())) continue;
         const auto reason = disabledLocales.contains(change.locale)
                                 ? std::optional(LeftOutReason::localeDisabled)
@@ -229,7 +229,7 @@ PushSelection chooseForPush(const std::vector<PendingChange>& changes, const Pus
                 {change, *reason, explain(change, *reason), isMissed(change, *reason, filter)});
             continue;
         }
-        selection.chosen.push_back(change);
+        selection.chosen.push_back(std::move(change));
     }
     return selection;
 }

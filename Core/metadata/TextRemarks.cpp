@@ -7,6 +7,8 @@
 
 #include <algorithm>
 #include <array>
+#include <cstdint>
+#include <cstring>
 #include <set>
 
 namespace quorvel {
@@ -70,12 +72,18 @@ Place findUnusualCharacter(std::string_view text) {
     return std::nullopt;
 }
 
-using Terms = std::vector<KeywordTerm>;
+// The terms of a list, and their folded spellings in order.
+struct Terms {
+    std::vector<KeywordTerm> list;
+    std::vector<std::string_view> folded;
+
+    [[nodiscard]] bool holds(std::string_view term) const { return std::ranges::binary_search(folded, term); }
+};
 
 // The first term that `judge` finds fault with.
 template <typename Judge>
 Place findTerm(TextRemark remark, const Terms& terms, Judge&& judge) {
-    for (const KeywordTerm& term : terms)
+    for (const KeywordTerm& term : terms.list)
         if (judge(term)) return placeAt(remark, term.offset, term.text);
     return std::nullopt;
 }
@@ -86,37 +94,29 @@ Place findEmptyKeyword(const Terms& terms) {
 }
 
 Place findRepeatedKeyword(const Terms& terms) {
+    if (std::ranges::adjacent_find(terms.folded) == terms.folded.end()) return std::nullopt;
     std::set<std::string_view> seen;
     return findTerm(TextRemark::repeatedKeyword, terms, [&](const KeywordTerm& term) {
         return !term.text.empty() && !seen.insert(term.folded).second;
     });
 }
 
-std::set<std::string_view> foldedTerms(const Terms& terms) {
-    std::set<std::string_view> folded;
-    for (const KeywordTerm& term : terms)
-        folded.insert(term.folded);
-    return folded;
-}
-
 Place findSimilarKeyword(const Terms& terms) {
     constexpr std::size_t shortest = 4; // letters of a plural
-    const std::set<std::string_view> known = foldedTerms(terms);
     return findTerm(TextRemark::similarKeyword, terms, [&](const KeywordTerm& term) {
         const std::string_view word = term.folded;
         if (word.size() < shortest || !word.ends_with('s')) return false;
-        return known.contains(word.substr(0, word.size() - 1)) ||
-               (word.ends_with("es") && known.contains(word.substr(0, word.size() - 2)));
+        return terms.holds(word.substr(0, word.size() - 1)) ||
+               (word.ends_with("es") && terms.holds(word.substr(0, word.size() - 2)));
     });
 }
 
 Place findKeywordPhrase(const Terms& terms) {
-    const std::set<std::string_view> known = foldedTerms(terms);
     return findTerm(TextRemark::keywordPhrase, terms, [&](const KeywordTerm& term) {
         std::size_t parts = 0;
         for (std::string_view rest = term.folded; !rest.empty(); ++parts) {
             const std::size_t end = std::min(rest.find(' '), rest.size());
-            if (!known.contains(rest.substr(0, end))) return false;
+            if (end == term.folded.size() || !terms.holds(rest.substr(0, end))) return false;
             rest.remove_prefix(std::min(end + 1, rest.size()));
         }
         return parts > 1;
@@ -169,7 +169,11 @@ Place find(TextRemark remark, std::string_view text, FieldType field, const Term
 std::vector<FoundRemark> findRemarks(std::string_view text, FieldType field) {
     std::vector<FoundRemark> found;
     if (isBlank(text)) return found;
-    const Terms terms = field == FieldType::keywords ? keywordTermsOf(text) : Terms();
+    Terms terms;
+    if (field == FieldType::keywords) terms.list = keywordTermsOf(text);
+    for (const KeywordTerm& term : terms.list)
+        terms.folded.push_back(term.folded);
+    std::ranges::sort(terms.folded);
     for (const auto& [remark, raw] : RawValues<TextRemark>::values)
         if (auto place = find(remark, text, field, terms)) found.push_back(*std::move(place));
     return found;
@@ -258,16 +262,27 @@ std::string explainOverLimit(std::string_view text, FieldType field) {
 }
 
 std::optional<std::size_t> findControlCharacter(std::string_view text) {
-    const auto isRefused = [](char character) {
-        const auto byte = static_cast<unsigned char>(character);
-        return byte == 0x7F || (byte < 0x20 && byte != '\t' && byte != '\n' && byte != '\r');
+    // Eight bytes at a time, as most texts have none: whether one of them is below 0x20 or is 0x7F.
+    const auto mayHold = [](std::uint64_t bytes) {
+        constexpr std::uint64_t each = 0x0101010101010101, highest = 0x80 * each;
+        const std::uint64_t others = bytes ^ (0x7F * each);
+        return ((((bytes - 0x20 * each) & ~bytes) | ((others - each) & ~others)) & highest) != 0;
     };
-    // Most texts have none, which is told without a branch per byte.
-    unsigned found = 0;
-    for (const char character : text)
-        found |= static_cast<unsigned>(isRefused(character));
-    if (found == 0) return std::nullopt;
-    return static_cast<std::size_t>(std::ranges::find_if(text, isRefused) - text.begin());
+    for (std::size_t at = 0; at < text.size();) {
+        std::uint64_t bytes = 0;
+        if (text.size() - at >= sizeof bytes) {
+            std::memcpy(&bytes, text.data() + at, sizeof bytes);
+            if (!mayHold(bytes)) {
+                at += sizeof bytes;
+                continue;
+            }
+        }
+        for (const std::size_t end = std::min(at + sizeof bytes, text.size()); at < end; ++at) {
+            const auto byte = static_cast<unsigned char>(text[at]);
+            if (byte == 0x7F || (byte < 0x20 && byte != '\t' && byte != '\n' && byte != '\r')) return at;
+        }
+    }
+    return std::nullopt;
 }
 
 std::string_view withoutFinalLineBreak(std::string_view text) {

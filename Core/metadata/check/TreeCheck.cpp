@@ -65,8 +65,9 @@ class TreeCheck {
             if (isChecked(locale)) checkTexts(locale, texts);
         takeUnreadable(read_.local, TextSide::local);
         takeUnreadable(read_.pulled, TextSide::pulled);
-        const auto changes = changesOf(read_, ReviewMarks::load(folder_).unreadIn(read_.local.texts));
-        for (const LeftOutChange& left : chooseForPush(changes, {.release = release_}, disabled_).leftOut)
+        auto changes = changesOf(read_, ReviewMarks::load(folder_).unreadIn(read_.local.texts));
+        for (const LeftOutChange& left :
+             chooseForPush(std::move(changes), {.release = release_}, disabled_).leftOut)
             takeLeftOut(left);
         checkMissingTexts();
         checkMissingLocales();
@@ -131,16 +132,19 @@ class TreeCheck {
     }
 
     void checkMissingTexts() {
-        std::vector<std::string> locales;
-        for (const auto& [locale, texts] : read_.local.texts)
-            if (isChecked(locale)) locales.push_back(locale);
-        for (const FieldType field : allFieldTypes) {
-            if (field == FieldType::releaseNotes && release_ == Release::first) continue;
-            const auto having = static_cast<std::size_t>(std::ranges::count_if(
-                locales, [&](const std::string& locale) { return !isMissing(locale, field); }));
-            for (const std::string& locale : locales)
-                if (isMissing(locale, field)) addMissing({locale, field}, having, locales.size() - 1);
+        std::size_t locales = 0;
+        std::map<FieldType, std::vector<std::string>> missing;
+        for (const auto& [locale, texts] : read_.local.texts) {
+            if (!isChecked(locale)) continue;
+            ++locales;
+            for (const FieldType field : allFieldTypes)
+                if ((!texts[field] || isBlank(*texts[field])) && isMissing(locale, field))
+                    missing[field].push_back(locale);
         }
+        for (const auto& [field, lacking] : missing)
+            for (const std::string& locale : lacking)
+                if (field != FieldType::releaseNotes || release_ != Release::first)
+                    addMissing({locale, field}, locales - lacking.size(), locales - 1);
     }
 
     void addMissing(const FieldKey& key, std::size_t having, std::size_t others) {
