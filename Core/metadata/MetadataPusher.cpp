@@ -65,12 +65,14 @@ std::vector<Job> jobsOf(const std::vector<PendingChange>& changes) {
     return jobs;
 }
 
+enum class Lists { needed, all };
+
 Resolution resolve(const ASCClientProtocol& client, std::string_view appID, const PlatformContext& context,
-                   const std::vector<Job>& jobs) {
+                   const std::vector<Job>& jobs, Lists wanted = Lists::needed) {
     Resolution resolution;
     std::vector<std::function<void()>> lists;
     const auto isNeeded = [&](FieldHome home) {
-        return std::ranges::find(jobs, home, &Job::home) != jobs.end();
+        return wanted == Lists::all || std::ranges::find(jobs, home, &Job::home) != jobs.end();
     };
     if (isNeeded(FieldHome::versionLocalization))
         lists.emplace_back([&] {
@@ -87,6 +89,14 @@ Resolution resolve(const ASCClientProtocol& client, std::string_view appID, cons
         });
     parallelForEach(lists, lists.size(), [](const std::function<void()>& list) { list(); });
     return resolution;
+}
+
+LocaleTexts textsOf(const Resolution& resolution) {
+    LocaleTexts all = textsOf(resolution.versionLocalizations);
+    for (const auto& [locale, localization] : resolution.appInfoLocalizations)
+        for (const FieldType field : allFieldTypes)
+            if (localization.texts[field]) all[locale][field] = localization.texts[field];
+    return all;
 }
 
 enum class RemoteState { asPulled, sameText, conflict };
@@ -264,9 +274,11 @@ std::vector<PushOutcome> MetadataPusher::push(std::string_view appID, const Plat
                                               const std::vector<PendingChange>& changes,
                                               const PushProgress& progress,
                                               const PushRecording& record) const {
-    requireChangeable(context);
+    record.resolved ? requireOpen(context) : requireChangeable(context);
     const std::vector<Job> jobs = jobsOf(changes);
-    const Resolution resolution = resolve(client_, appID, context, jobs);
+    const Resolution resolution =
+        resolve(client_, appID, context, jobs, record.resolved ? Lists::all : Lists::needed);
+    if (record.resolved) record.resolved(textsOf(resolution));
     JobRunner runner(client_, store_, context, resolution, changes, appName_, record.begin);
     std::vector<PushOutcome> outcomes;
     for (const PendingChange& change : changes)
@@ -306,8 +318,12 @@ std::vector<PushOutcome> MetadataPusher::push(std::string_view appID, const Plat
     return outcomes;
 }
 
-void MetadataPusher::requireChangeable(const PlatformContext& context) const {
+void MetadataPusher::requireOpen(const PlatformContext& context) const {
     if (!context.takesPushes()) throw MetadataError::readOnlyContext(context.appStoreState);
+}
+
+void MetadataPusher::requireChangeable(const PlatformContext& context) const {
+    requireOpen(context);
     if (store_.hasInterruptedPull()) throw MetadataError::interruptedPull(store_.folder().rootURL);
     const auto pulled = store_.pulledVersionID();
     if (pulled && *pulled != context.versionId)
@@ -315,8 +331,8 @@ void MetadataPusher::requireChangeable(const PlatformContext& context) const {
 }
 
 PlannedPush MetadataPusher::plan(std::string_view appID, const PlatformContext& context,
-                                 const std::vector<PendingChange>& changes) const {
-    requireChangeable(context);
+                                 const std::vector<PendingChange>& changes, Base base) const {
+    base == Base::remoteTexts ? requireOpen(context) : requireChangeable(context);
     const std::vector<Job> jobs = jobsOf(changes);
     const Resolution resolution = resolve(client_, appID, context, jobs);
     RecordingClient recorder;
@@ -327,6 +343,11 @@ PlannedPush MetadataPusher::plan(std::string_view appID, const PlatformContext& 
             if (!outcome.success) planned.failures.push_back(std::move(outcome));
     planned.requests = std::move(recorder.requests);
     return planned;
+}
+
+LocaleTexts MetadataPusher::remoteTexts(std::string_view appID, const PlatformContext& context) const {
+    requireOpen(context);
+    return textsOf(resolve(client_, appID, context, {}, Lists::all));
 }
 
 } // namespace quorvel

@@ -12,6 +12,9 @@ namespace quorvel {
 enum class Clearing { leaveOut, allow };
 /// What becomes of texts that were generated and not read since.
 enum class Unreviewed { leaveOut, allow };
+/// What a push of texts that were never pulled does: it replaces nothing that it does not know, or it reads
+/// first what App Store Connect holds and replaces that.
+enum class Overwriting { no, yes };
 
 /// What the user asked for, and of which version; an empty list stands for all.
 struct PushFilter {
@@ -20,6 +23,7 @@ struct PushFilter {
     Clearing clearing = Clearing::leaveOut;
     Release release = Release::update;
     Unreviewed unreviewed = Unreviewed::leaveOut;
+    Overwriting overwriting = Overwriting::no;
 
     /// Whether the lists take this field.
     [[nodiscard]] bool takes(const FieldKey& key) const;

@@ -45,12 +45,16 @@ LeftOutChange leftOutFor(const UnreadableText& text, const ReadTexts& pulled, co
             text.explanation};
 }
 
-} // namespace
+bool hasFile(const LocaleTexts& local, const FieldKey& key) {
+    const auto found = local.find(key.locale);
+    return found != local.end() && found->second[key.field];
+}
 
-TextComparison compareTexts(const MetadataStore& store, const ContextID& context, const TextRules& rules,
-                            const PushFilter& filter) {
+enum class Base { copies, remote };
+
+TextComparison compare(const MetadataStore& store, const ContextID& context, const TextRules& rules,
+                       const PushFilter& filter, const ReadTexts& pulled, Base base) {
     ReadTexts local = store.readAllUsable();
-    const ReadTexts pulled = store.readAllUsable(TextSide::pulled);
     countTexts(rules.finalLineBreak, local.texts, pulled.texts);
     const LocaleSet& disabledLocales = rules.disabledLocales;
     TextComparison result;
@@ -65,6 +69,9 @@ TextComparison compareTexts(const MetadataStore& store, const ContextID& context
     std::erase_if(result.unread,
                   [&](const UnreadText& text) { return disabledLocales.contains(text.locale); });
     result.changes = readableChanges(pulled, local, unreadable);
+    if (base == Base::remote)
+        std::erase_if(result.changes,
+                      [&](const PendingChange& change) { return !hasFile(local.texts, change.key()); });
     for (PendingChange& change : result.changes)
         if (const auto found = std::ranges::find(result.unread, change.key(), &UnreadText::key);
             found != result.unread.end())
@@ -84,10 +91,22 @@ TextComparison compareTexts(const MetadataStore& store, const ContextID& context
             result.removedLocales.push_back(locale);
     }
     result.misnamed = misnamedEntries(store.folder());
-    result.wasPulled = store.wasPulled();
+    result.wasPulled = base == Base::remote || store.wasPulled();
     result.pulledAt = store.pulledAt();
     result.interruptedPull = store.hasInterruptedPull();
     return result;
+}
+
+} // namespace
+
+TextComparison compareTexts(const MetadataStore& store, const ContextID& context, const TextRules& rules,
+                            const PushFilter& filter) {
+    return compare(store, context, rules, filter, store.readAllUsable(TextSide::pulled), Base::copies);
+}
+
+TextComparison compareWithRemote(const MetadataStore& store, const ContextID& context, const TextRules& rules,
+                                 const PushFilter& filter, const LocaleTexts& remote) {
+    return compare(store, context, rules, filter, {.texts = remote, .unreadable = {}}, Base::remote);
 }
 
 std::size_t TextComparison::waiting() const {

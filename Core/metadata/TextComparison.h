@@ -55,5 +55,10 @@ struct TextComparison {
 /// for the marks of unread texts.
 [[nodiscard]] TextComparison compareTexts(const MetadataStore& store, const ContextID& context,
                                           const TextRules& rules, const PushFilter& filter = {});
+/// The same with `remote`, what App Store Connect holds now, in place of the pulled copies. A field without a
+/// local file is no change then, as nothing tells that somebody removed it.
+[[nodiscard]] TextComparison compareWithRemote(const MetadataStore& store, const ContextID& context,
+                                               const TextRules& rules, const PushFilter& filter,
+                                               const LocaleTexts& remote);
 
 } // namespace quorvel

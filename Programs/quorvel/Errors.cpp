@@ -101,6 +101,14 @@ const Meaning& meaningOf(FailureKind kind) {
 
 } // namespace
 
+ExitStatus worseOf(ExitStatus first, ExitStatus second) {
+    constexpr std::array order = {E::done,           E::partlyDone,    E::failed,
+                                  E::refusedByState, E::notFound,      E::serviceTrouble,
+                                  E::usage,          E::noCredentials, E::interrupted};
+    const auto rank = [&](ExitStatus status) { return std::ranges::find(order, status); };
+    return rank(first) < rank(second) ? second : first;
+}
+
 ExitStatus statusOf(FailureKind kind) {
     return meaningOf(kind).status;
 }

@@ -17,6 +17,7 @@
 #include "Quorvel/actions/PullActions.h"
 #include "Quorvel/actions/PushActions.h"
 #include "Quorvel/actions/ReleaseActions.h"
+#include "Quorvel/actions/RepositoryActions.h"
 #include "Quorvel/actions/RevenueActions.h"
 #include "Quorvel/actions/RevenueAnalysisActions.h"
 #include "Quorvel/actions/ReviewActions.h"
@@ -51,11 +52,13 @@ std::span<const ActionDescription> allActions() {
         described<ShowHome,                                                           //
                   PrepareKey, SetKey, CheckKey, KeyStatus, PlanKeyRemoval, ForgetKey, //
                   ListWorkspaces, CreateWorkspace, RenameWorkspace, UseWorkspace, PlanWorkspaceDeletion,
-                  DeleteWorkspace,                                                                          //
-                  ListApps, ListAccountApps, ImportApps, PlanAppRemoval, RemoveApps, MoveApp,               //
-                  ShowApp, SetApp, ListRules, SetRule, ResetRule,                                           //
-                  ListVersions, PlanVersion, CreateVersion, ListBuilds,                                     //
-                  PullTexts, TextStatus, DiffTexts, ShowTexts, WriteTexts, PlanPush, PushTexts,             //
+                  DeleteWorkspace,                                                            //
+                  ListApps, ListAccountApps, ImportApps, PlanAppRemoval, RemoveApps, MoveApp, //
+                  ShowApp, SetApp, ListRules, SetRule, ResetRule,                             //
+                  ListVersions, PlanVersion, CreateVersion, ListBuilds,                       //
+                  PullTexts, TextStatus, DiffTexts, TextStatusOfAllApps, DiffTextsOfAllApps, ShowTexts,
+                  WriteTexts, PlanPush, PushTexts, PlanPushOfAllApps, PushTextsOfAllApps, PlanRepository,
+                  WriteRepository,                                                                          //
                   ListRuns, ShowRun, RevertRun,                                                             //
                   AddLocale, ListLocales, SwitchLocales, SetLocales,                                        //
                   ImportTexts, ExportTexts, TidyTexts,                                                      //

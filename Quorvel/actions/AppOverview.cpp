@@ -3,6 +3,8 @@
 #include "Core/metadata/TextComparison.h"
 #include "Platform/task/Task.h"
 #include "Quorvel/application/Application.h"
+#include "Quorvel/application/RequestDefaults.h"
+#include "Quorvel/repository/RepositoryFile.h"
 #include "Quorvel/workspace/AppFolder.h"
 
 #include <map>
@@ -54,8 +56,13 @@ std::vector<AppOverview> overviewsOf(Application& application, const std::vector
                              .workspace = app.workspace};
         if (app.workspace) overview.workspaceName = names[*app.workspace];
         if (const auto folder = application.folderOf(app)) overview.folder = folder->rootURL.string();
-        if (const auto found = state->summaries.find(app.id); found != state->summaries.end()) {
-            const WorkspaceIndex::Summary& summary = found->second;
+        const auto found = state->summaries.find(app.id);
+        const RepositoryFile* file = repositoryFor(application, app);
+        if (const auto tree = file ? treeOf(*file) : std::nullopt; tree || found != state->summaries.end()) {
+            // The index knows the app's own folder only.
+            const WorkspaceIndex::Summary summary =
+                tree ? WorkspaceIndex::summarize(app.id, ContextsStore(*tree, application.clock()).load())
+                     : found->second;
             overview.bucket = summary.bucket();
             overview.attentionCount = summary.attentionCount();
             overview.headline = summary.headline;

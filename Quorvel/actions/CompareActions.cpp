@@ -1,7 +1,11 @@
 #include "Quorvel/actions/CompareActions.h"
 
 #include "Core/metadata/MetadataDiff.h"
+#include "Core/metadata/MetadataError.h"
+#include "Platform/text/Text.h"
 #include "Quorvel/application/Application.h"
+#include "Quorvel/application/RequestDefaults.h"
+#include "Quorvel/repository/RepositoryFile.h"
 
 #include <algorithm>
 
@@ -12,6 +16,29 @@ namespace {
 ComparedContext comparedContextOf(const OpenedApp& opened, const MetadataController::Comparison& compared) {
     return {knownReferenceOf(opened.app), compared.folder.rootURL.string(), compared.context.text(),
             compared.version, compared.pulledAt};
+}
+
+void requireKnownLocales(const TextComparison& texts, const std::string& folder,
+                         const std::vector<std::string>& wanted) {
+    for (const std::string& locale : wanted)
+        if (!std::ranges::binary_search(texts.grid.locales, locale))
+            throw MetadataError::unknownLocale(locale, folder, texts.grid.locales);
+}
+
+void leaveChangedLocales(TextStatus::Result& status) {
+    std::erase_if(status.locales, [&](const std::string& locale) {
+        return std::ranges::find(status.changes, locale, &TextChange::locale) == status.changes.end();
+    });
+    std::erase_if(status.cells, [&](const auto& cells) {
+        return !std::ranges::binary_search(status.locales, cells.first);
+    });
+}
+
+std::int64_t charactersOf(const std::vector<DiffSegment>& segments, DiffSegment::Kind kind) {
+    std::size_t count = 0;
+    for (const DiffSegment& segment : segments)
+        if (segment.kind == kind) count += graphemeCount(segment.text);
+    return static_cast<std::int64_t>(count);
 }
 
 } // namespace
@@ -65,26 +92,45 @@ TextStatus::Result TextStatus::perform(Application& application, const Request& 
         return locale.enabled && !std::ranges::binary_search(texts.grid.locales, locale.code);
     });
     result.checklist = MetadataChecklist::of(texts, static_cast<std::size_t>(missing));
+    if (const RepositoryFile* file = repositoryFor(application, opened.app))
+        result.repositoryFile = file->file;
+    if (request.changed) leaveChangedLocales(result);
     return result;
 }
 
 DiffTexts::Result DiffTexts::perform(Application& application, const Request& request,
                                      const ActionProgress&) {
     const OpenedApp opened = openLocal(application, targetOf(request));
-    const auto compared = opened.session->metadata->compare(request.context, {}, dryRunOf(request));
+    const PushFilter filter{.locales = request.locales, .fields = request.fields};
+    const auto compared = opened.session->metadata->compare(request.context, filter, dryRunOf(request));
+    requireKnownLocales(compared.texts, compared.folder.rootURL.string(), request.locales);
     Result result{.compared = comparedContextOf(opened, compared),
                   .wasPulled = compared.texts.wasPulled,
                   .differences = {},
                   .leftOut = compared.texts.selection.leftOut,
                   .notices = compared.texts.notices()};
     for (TextChange& change : textChangesOf(compared.texts)) {
+        if (!filter.takes({change.locale, change.field})) continue;
         Difference difference;
-        for (DiffSegment& segment : wordDiff(change.remote, change.local))
+        std::vector<DiffSegment> words = wordDiff(change.remote, change.local);
+        difference.added = charactersOf(words, DiffSegment::Kind::added);
+        difference.removed = charactersOf(words, DiffSegment::Kind::removed);
+        for (DiffSegment& segment : words)
             difference.segments.push_back({segment.kind, std::move(segment.text)});
         difference.change = std::move(change);
         result.differences.push_back(std::move(difference));
     }
     return result;
+}
+
+TextStatusOfAllApps::Result TextStatusOfAllApps::perform(Application& application, const Request& request,
+                                                         const ActionProgress& progress) {
+    return {performForAllApps<TextStatus>(application, request, progress)};
+}
+
+DiffTextsOfAllApps::Result DiffTextsOfAllApps::perform(Application& application, const Request& request,
+                                                       const ActionProgress& progress) {
+    return {performForAllApps<DiffTexts>(application, request, progress)};
 }
 
 } // namespace quorvel

@@ -3,6 +3,7 @@
 
 #include "Core/metadata/TextComparison.h"
 #include "Platform/text/WordDiff.h"
+#include "Quorvel/actions/AllApps.h"
 #include "Quorvel/actions/Target.h"
 #include "Quorvel/controllers/metadata/MetadataState.h"
 
@@ -48,10 +49,24 @@ struct ComparedContext {
 struct TextStatus {
     static constexpr ActionInfo info{
         "text_status", "Show the grid of locales and fields, what changed, and what a push would leave out"};
-    using Request = FolderRequest;
+    struct Request {
+        std::optional<std::string> app;
+        std::optional<std::string> workspace;
+        std::optional<std::string> context;
+        std::optional<std::string> folder;
+        bool changed = false;
+        QUORVEL_RECORD(Request, app, workspace, context, folder, changed)
+        static constexpr JSONMember members[] = {
+            appMember,
+            workspaceMember,
+            contextMember,
+            folderMember,
+            {"changed", "Leave locales without changes out of the grid."}};
+    };
     struct Result {
         ComparedContext compared;
-        bool wasPulled = false; // else nothing is known of what App Store Connect holds
+        std::optional<std::string> repositoryFile; // the quorvel.toml in force
+        bool wasPulled = false;                    // else nothing is known of what App Store Connect holds
         bool interruptedPull = false;
         std::vector<std::string> locales;
         std::map<std::string, std::map<std::string, MetadataSnapshot::Cell>> cells; // locale → field
@@ -63,8 +78,8 @@ struct TextStatus {
         std::int64_t overLimit = 0;
         std::vector<UnreadText> unread; // that were generated and not read since
         MetadataChecklist checklist;
-        QUORVEL_RECORD(Result, compared, wasPulled, interruptedPull, locales, cells, changes, leftOut,
-                       warnings, notices, waiting, overLimit, unread, checklist)
+        QUORVEL_RECORD(Result, compared, repositoryFile, wasPulled, interruptedPull, locales, cells, changes,
+                       leftOut, warnings, notices, waiting, overLimit, unread, checklist)
     };
     [[nodiscard]] static Result perform(Application& application, const Request& request,
                                         const ActionProgress& progress = {});
@@ -72,7 +87,23 @@ struct TextStatus {
 
 struct DiffTexts {
     static constexpr ActionInfo info{"diff_texts", "Show the pending changes word by word"};
-    using Request = FolderChangeRequest; // a dry run leaves a tree of the older layout alone
+    struct Request {
+        std::optional<std::string> app;
+        std::optional<std::string> workspace;
+        std::optional<std::string> context;
+        std::optional<std::string> folder;
+        std::vector<std::string> locales;
+        std::vector<FieldType> fields;
+        bool dryRun = false; // leaves a tree of the older layout alone
+        QUORVEL_RECORD(Request, app, workspace, context, folder, locales, fields, dryRun)
+        static constexpr JSONMember members[] = {appMember,
+                                                 workspaceMember,
+                                                 contextMember,
+                                                 folderMember,
+                                                 {"locales", "Only these locales."},
+                                                 {"fields", "Only these fields."},
+                                                 dryRunMember};
+    };
     struct Segment {
         DiffSegment::Kind kind = DiffSegment::Kind::same;
         std::string text;
@@ -81,7 +112,9 @@ struct DiffTexts {
     struct Difference {
         TextChange change;
         std::vector<Segment> segments;
-        QUORVEL_RECORD(Difference, change, segments)
+        std::int64_t added = 0; // user-perceived characters
+        std::int64_t removed = 0;
+        QUORVEL_RECORD(Difference, change, segments, added, removed)
     };
     struct Result {
         ComparedContext compared;
@@ -90,6 +123,28 @@ struct DiffTexts {
         std::vector<LeftOutChange> leftOut;
         std::vector<std::string> notices;
         QUORVEL_RECORD(Result, compared, wasPulled, differences, leftOut, notices)
+    };
+    [[nodiscard]] static Result perform(Application& application, const Request& request,
+                                        const ActionProgress& progress = {});
+};
+
+/// The same for every recorded app of the workspace.
+struct TextStatusOfAllApps {
+    static constexpr ActionInfo info{"text_status_of_all_apps", "Show the text status of every app"};
+    using Request = TextStatus::Request; // without an app or a folder
+    struct Result {
+        std::vector<AppOutcome<TextStatus::Result>> apps;
+        QUORVEL_RECORD(Result, apps)
+    };
+    [[nodiscard]] static Result perform(Application& application, const Request& request,
+                                        const ActionProgress& progress = {});
+};
+struct DiffTextsOfAllApps {
+    static constexpr ActionInfo info{"diff_texts_of_all_apps", "Show the pending changes of every app"};
+    using Request = DiffTexts::Request; // without an app or a folder
+    struct Result {
+        std::vector<AppOutcome<DiffTexts::Result>> apps;
+        QUORVEL_RECORD(Result, apps)
     };
     [[nodiscard]] static Result perform(Application& application, const Request& request,
                                         const ActionProgress& progress = {});

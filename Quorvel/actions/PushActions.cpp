@@ -11,7 +11,8 @@ PlanPush::Result PlanPush::perform(Application& application, const Request& requ
     const PushFilter filter{.locales = request.locales,
                             .fields = request.fields,
                             .clearing = request.allowClear ? Clearing::allow : Clearing::leaveOut,
-                            .unreviewed = request.allowUnreviewed ? Unreviewed::allow : Unreviewed::leaveOut};
+                            .unreviewed = request.allowUnreviewed ? Unreviewed::allow : Unreviewed::leaveOut,
+                            .overwriting = request.overwrite ? Overwriting::yes : Overwriting::no};
     using Requests = MetadataController::Requests;
     Result result;
     result.plan =
@@ -30,6 +31,31 @@ PushTexts::Result PushTexts::perform(Application& application, const Request& re
     Result result;
     result.report = opened.session->metadata->push(plan);
     result.imported = std::move(opened.imported);
+    return result;
+}
+
+PlanPushOfAllApps::Result PlanPushOfAllApps::perform(Application& application, const Request& request,
+                                                     const ActionProgress& progress) {
+    return {performForAllApps<PlanPush>(application, request, progress)};
+}
+
+PushTextsOfAllApps::Result PushTextsOfAllApps::perform(Application& application, const Request& request,
+                                                       const ActionProgress& progress) {
+    Result result{outcomesOfApps(
+        request.apps, [](const auto& planned) { return planned.app; },
+        [&](const AppOutcome<PlanPush::Result>& planned) {
+            if (!planned.result) return PushTexts::Result{};
+            const PushPlan& plan = planned.result->plan;
+            if (!plan.nothing) return PushTexts::perform(application, {plan, request.workspace}, progress);
+            return PushTexts::Result{.report = {.app = plan.app,
+                                                .context = plan.context,
+                                                .version = plan.version,
+                                                .leftOut = plan.leftOut,
+                                                .report = *plan.nothing}};
+        })};
+    for (std::size_t place = 0; place < request.apps.size(); ++place)
+        if (const auto& failure = request.apps[place].failure)
+            result.apps[place] = {request.apps[place].app, std::nullopt, failure};
     return result;
 }
 

@@ -4,8 +4,10 @@
 #include "Core/build/ProjectSearch.h"
 #include "Platform/text/Text.h"
 #include "Quorvel/application/AssistantHandoff.h"
+#include "Quorvel/application/RequestDefaults.h"
 #include "Quorvel/controllers/build/BuildLog.h"
 #include "Quorvel/controllers/metadata/MetadataController.h"
+#include "Quorvel/repository/RepositoryFile.h"
 
 #include <fmt/format.h>
 #include <fmt/ranges.h>
@@ -66,6 +68,25 @@ void applyChanges(const Application& application, const BuildConfigChanges& chan
         changes.autoAttachBuildToVersion.value_or(config.autoAttachBuildToVersion);
     config.autoIncrementBuildNumber =
         changes.autoIncrementBuildNumber.value_or(config.autoIncrementBuildNumber);
+}
+
+// The quorvel.toml that is about the app, or about whatever is built where nobody says of which app.
+const RepositoryFile* repositoryOf(Application& application, const std::optional<ManagedApp>& app) {
+    return app ? repositoryFor(application, *app) : application.repository();
+}
+
+std::optional<std::string> usualProject(Application& application, const std::optional<ManagedApp>& app) {
+    const RepositoryFile* file = repositoryOf(application, app);
+    return file ? file->project : std::nullopt;
+}
+
+std::optional<TargetPlatform> usualPlatform(Application& application, const std::optional<ManagedApp>& app) {
+    const RepositoryFile* file = repositoryOf(application, app);
+    const auto context = file && file->context ? parseContextID(*file->context) : std::nullopt;
+    if (context)
+        for (const TargetPlatform platform : allTargetPlatforms)
+            if (namesOf(platform).altoolType == platformFolderName(context->platform)) return platform;
+    return std::nullopt;
 }
 
 // The working folder says more than the app's metadata folder, which mostly lies elsewhere.
@@ -223,7 +244,9 @@ ChosenBuildConfig chooseBuildConfig(Application& application, const std::optiona
     ChosenBuildConfig chosen;
     if (saved) chosen.config = *saved;
     chosen.config.platform = platform;
-    applyChanges(application, changes, chosen.config);
+    BuildConfigChanges wanted = changes;
+    if (!wanted.projectPath) wanted.projectPath = usualProject(application, app);
+    applyChanges(application, wanted, chosen.config);
     if (chosen.config.projectPath.empty()) findProject(application, app, chosen);
     if (chosen.config.scheme.empty() && !chosen.config.projectPath.empty()) findScheme(application, chosen);
     chosen.isSaved = saved == chosen.config;
@@ -239,6 +262,7 @@ TargetPlatform buildPlatformOf(Application& application, const std::optional<Man
                                fmt::format("{} is no platform that is built for", quotedWord(*name)),
                                "Builds are made for ios or macos.");
     }
+    if (const auto usual = usualPlatform(application, app)) return *usual;
     const BuildConfigStore store(application.userDefaults());
     const auto isSaved = [&](TargetPlatform platform) {
         return app && !app->id.empty() && store.load(app->id, platform).has_value();
@@ -249,7 +273,8 @@ TargetPlatform buildPlatformOf(Application& application, const std::optional<Man
 
 std::string chooseBuildProject(Application& application, const std::optional<ManagedApp>& app,
                                TargetPlatform platform, const std::optional<std::string>& named) {
-    if (named) return requireProjectPath(application, *named);
+    if (const auto project = named ? named : usualProject(application, app))
+        return requireProjectPath(application, *project);
     ChosenBuildConfig chosen;
     if (app && !app->id.empty())
         if (const auto saved = BuildConfigStore(application.userDefaults()).load(app->id, platform))

@@ -45,20 +45,21 @@ struct ChosenBuildConfig {
     QUORVEL_RECORD(ChosenBuildConfig, config, isSaved, remarks)
 };
 
-/// The platform of this name ("ios", "macos"); when it is left out the one that the app's only saved
-/// configuration is for, else iOS. Throws `ApplicationError`.
+/// The platform of this name ("ios", "macos"); when it is left out that of the repository, else the one that
+/// the app's only saved configuration is for, else iOS. Throws `ApplicationError`.
 [[nodiscard]] TargetPlatform buildPlatformOf(Application& application, const std::optional<ManagedApp>& app,
                                              const std::optional<std::string>& name);
 
-/// The project that is named, that is saved for the app, or that is found as below. Throws
-/// `ApplicationError`.
+/// The project that is named, by the request or the repository, that is saved for the app, or that is found
+/// as below. Throws `ApplicationError`.
 [[nodiscard]] std::string chooseBuildProject(Application& application, const std::optional<ManagedApp>& app,
                                              TargetPlatform platform,
                                              const std::optional<std::string>& named);
 
-/// The saved configuration of an app's platform with `changes`; where none is saved, first values: the only
-/// project at or above the working folder, else the app's metadata folder, and its only scheme. Asks the
-/// developer tools for the schemes at most. Throws `ApplicationError` for a value that cannot be used.
+/// The saved configuration of an app's platform with `changes` and the repository's project; where none is
+/// saved, first values: the only project at or above the working folder, else the app's metadata folder, and
+/// its only scheme. Asks the developer tools for the schemes at most. Throws `ApplicationError` for a value
+/// that cannot be used.
 [[nodiscard]] ChosenBuildConfig chooseBuildConfig(Application& application,
                                                   const std::optional<ManagedApp>& app,
                                                   TargetPlatform platform, const BuildConfigChanges& changes);

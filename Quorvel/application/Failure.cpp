@@ -17,6 +17,7 @@
 #include "Quorvel/controllers/OperationRefused.h"
 #include "Quorvel/controllers/build/BuildController.h"
 #include "Quorvel/controllers/reviews/ReplySheet.h"
+#include "Quorvel/repository/RepositoryFile.h"
 
 #include <fmt/format.h>
 #include <fmt/ranges.h>
@@ -315,6 +316,9 @@ Failure failureOf(const std::exception& error) {
                 version->what(), std::nullopt};
     if (const auto* assistant = dynamic_cast<const MCPClientInstaller::InstallError*>(&error))
         return failureOf(*assistant);
+    if (const auto* named = dynamic_cast<const RepositoryFileError*>(&error))
+        return {FailureKind::badRequest, named->what(),
+                named->advice().empty() ? std::nullopt : std::optional(named->advice())};
     if (dynamic_cast<const EndpointsError*>(&error))
         return {FailureKind::endpoints, error.what(), std::nullopt};
     if (dynamic_cast<const JSONError*>(&error)) return {FailureKind::badRequest, error.what(), std::nullopt};

@@ -2,6 +2,7 @@
 #include "Core/metadata/MetadataTexts.h"
 #include "Core/metadata/TextRemarks.h"
 #include "Platform/text/Counted.h"
+#include "Programs/quorvel/AllApps.h"
 #include "Programs/quorvel/ChangeRendering.h"
 #include "Programs/quorvel/Performing.h"
 #include "Programs/quorvel/commands/Groups.h"
@@ -138,9 +139,12 @@ std::string whatWaits(const TextStatus::Result& status) {
     return fmt::format("{}", fmt::join(parts, " "));
 }
 
-void printSummary(Output& output, const TextStatus::Result& status) {
+enum class Grid { all, changed };
+
+void printSummary(Output& output, const TextStatus::Result& status, Grid shows) {
     output.line();
-    output.line(fmt::format("{} on disk. {} {}", counted(status.locales.size(), "locale"), whatWaits(status),
+    output.line(fmt::format("{} {}. {} {}", counted(status.locales.size(), "locale"),
+                            shows == Grid::changed ? "with changes" : "on disk", whatWaits(status),
                             status.overLimit == 0
                                 ? "Nothing over a character limit."
                                 : fmt::format("{} to trim before Push.", status.overLimit)));
@@ -159,27 +163,32 @@ std::vector<ListedChange> listedChangesOf(const std::vector<TextChange>& changes
     return listed;
 }
 
-ExitStatus showTextStatus(Invocation& invocation) {
-    const auto status = perform<TextStatus>(invocation, requestOf<TextStatus::Request>(invocation));
+void printStatus(Invocation& invocation, const TextStatus::Result& status) {
     const ComparedContext& compared = status.compared;
     Output& output = invocation.output;
-    output.document(status);
     output.line(fmt::format("{}{} {}", compared.context,
                             compared.version ? fmt::format(" {} ({}),", compared.version->versionString,
                                                            compared.version->appStoreState)
                                              : ",",
                             ageOf(compared, status.wasPulled, invocation.application.clock()())));
     output.line(compared.folder);
+    if (status.repositoryFile) output.note(fmt::format("By {}.", *status.repositoryFile));
     output.line();
+    const Grid shows = invocation.arguments.has("--changed") ? Grid::changed : Grid::all;
+    if (shows == Grid::changed && status.locales.empty()) {
+        output.line(status.wasPulled ? "No locale has changes." : "Nothing was pulled to compare with.");
+        printNotices(output, status.notices);
+        return;
+    }
     if (status.locales.empty()) {
         output.line(status.wasPulled
                         ? "No locales here or on App Store Connect. Add one with 'quorvel locale add'."
                         : "No locales here. Pull, or add one with 'quorvel locale add'.");
         printNotices(output, status.notices);
-        return ExitStatus::done;
+        return;
     }
     printGrid(output, status);
-    printSummary(output, status);
+    printSummary(output, status, shows);
     if (const auto changes = listedChangesOf(status.changes); !changes.empty()) {
         output.line();
         printChanges(output, changes);
@@ -192,25 +201,63 @@ ExitStatus showTextStatus(Invocation& invocation) {
     printNotices(output, status.notices);
     printUnread(output, status.unread);
     printRemarks(output, status);
-    return ExitStatus::done;
 }
 
-ExitStatus showDiff(Invocation& invocation) {
-    const auto diff = perform<DiffTexts>(invocation, requestOf<DiffTexts::Request>(invocation));
+ExitStatus showTextStatus(Invocation& invocation) {
+    auto request = requestOf<TextStatus::Request>(invocation);
+    request.changed = invocation.arguments.has("--changed");
+    if (!invocation.arguments.has("--all-apps")) {
+        const auto status = perform<TextStatus>(invocation, request);
+        invocation.output.document(status);
+        printStatus(invocation, status);
+        return ExitStatus::done;
+    }
+    refuseSingleApp(invocation);
+    const auto all = perform<TextStatusOfAllApps>(invocation, request);
+    invocation.output.document(all);
+    return printOfAllApps(invocation.output, all.apps, [&](const TextStatus::Result& status) {
+        printStatus(invocation, status);
+        return ExitStatus::done;
+    });
+}
+
+// How many characters each change adds and removes.
+void printStatistics(Output& output, const DiffTexts::Result& diff) {
+    Table table{
+        .columns = {{"Locale"}, {"Field"}, {"Added", Table::Align::right}, {"Removed", Table::Align::right}},
+        .rows = {}};
+    std::int64_t added = 0;
+    std::int64_t removed = 0;
+    for (const auto& difference : diff.differences) {
+        table.rows.push_back({difference.change.locale,
+                              shortLabelOf(difference.change.field),
+                              {fmt::format("+{}", difference.added), Style::green},
+                              {fmt::format("-{}", difference.removed), Style::red}});
+        added += difference.added;
+        removed += difference.removed;
+    }
+    if (table.rows.empty()) return;
+    output.table(table);
+    output.line(fmt::format("{} characters added, {} removed.", added, removed));
+}
+
+void printDiff(Invocation& invocation, const DiffTexts::Result& diff) {
     Output& output = invocation.output;
-    output.document(diff);
+    const bool showsWords = !invocation.arguments.has("--stat");
     std::set<FieldKey> shown;
     std::size_t sent = 0; // by a push that names nothing
-    for (const auto& [change, segments] : diff.differences) {
+    if (!showsWords) printStatistics(output, diff);
+    for (const auto& [change, segments, added, removed] : diff.differences) {
         std::vector<DiffSegment> words;
         for (const auto& [kind, text] : segments)
             words.push_back({kind, text});
-        printTextChange(output, {change.locale, change.field},
-                        withReview(change.leftOut ? fmt::format("Left out of a push. {}",
-                                                                change.leftOutBecause.value_or(""))
-                                                  : change.explanation,
-                                   change.review),
-                        words);
+        if (showsWords)
+            printTextChange(output, {change.locale, change.field},
+                            withReview(change.leftOut ? fmt::format("Left out of a push. {}",
+                                                                    change.leftOutBecause.value_or(""))
+                                                      : change.explanation,
+                                       change.review),
+                            words);
         shown.insert({change.locale, change.field});
         sent += !change.leftOut;
     }
@@ -228,7 +275,30 @@ ExitStatus showDiff(Invocation& invocation) {
     std::erase_if(others, [&](const LeftOutChange& one) { return shown.contains(one.change.key()); });
     printLeftOut(output, others);
     printNotices(output, diff.notices);
-    return ExitStatus::done;
+}
+
+ExitStatus showDiff(Invocation& invocation) {
+    auto request = requestOf<DiffTexts::Request>(invocation);
+    request.locales = listOf(invocation.arguments, "--locale");
+    for (const std::string& field : invocation.arguments.values("--field"))
+        request.fields.push_back(*fromRawValue<FieldType>(field));
+    const auto endOf = [&](const DiffTexts::Result& diff) {
+        const bool tells = invocation.arguments.has("--exit-code") && !diff.differences.empty();
+        return tells ? ExitStatus::failed : ExitStatus::done;
+    };
+    if (!invocation.arguments.has("--all-apps")) {
+        const auto diff = perform<DiffTexts>(invocation, request);
+        invocation.output.document(diff);
+        printDiff(invocation, diff);
+        return endOf(diff);
+    }
+    refuseSingleApp(invocation);
+    const auto all = perform<DiffTextsOfAllApps>(invocation, request);
+    invocation.output.document(all);
+    return printOfAllApps(invocation.output, all.apps, [&](const DiffTexts::Result& diff) {
+        printDiff(invocation, diff);
+        return endOf(diff);
+    });
 }
 
 } // namespace
@@ -237,17 +307,32 @@ std::vector<Command> compareCommands() {
     return {
         {.name = "status",
          .summary = "Show the grid of locales and fields, what changed, and what a push would leave out",
-         .arguments = {folderArgument()},
+         .arguments = {folderArgument(), {"--changed", "", "Only locales with changes"}, allAppsOption()},
          .heeds = {"--app", "--workspace", "--context"},
          .run = showTextStatus,
-         .details = "Compares with the copies of the last pull, without asking App Store Connect."},
+         .details = "Compares with the copies of the last pull, without asking App Store Connect. "
+                    "With --all-apps an app that fails does not stop the others, and the worst of their "
+                    "statuses is the command's."},
         {.name = "diff",
          .summary = "Show the pending changes word by word",
-         .arguments = {folderArgument()},
+         .arguments = {folderArgument(),
+                       {"--locale",
+                        "LOCALE",
+                        "Only this locale",
+                        {},
+                        ArgumentSpec::Need::optional,
+                        ArgumentSpec::Count::repeated},
+                       fieldOption(),
+                       {"--stat", "", "Only how many characters each change adds and removes"},
+                       {"--exit-code", "", "End with status 1 when something differs, for scripts"},
+                       allAppsOption()},
          .heeds = {"--app", "--workspace", "--context"},
          .run = showDiff,
          .details =
-             "Removed words stand in [-…-] and added ones in {+…+}, or in red and green on a terminal."},
+             "Removed words stand in [-…-] and added ones in {+…+}, or in red and green on a terminal. "
+             "Compares with the copies of the last pull, without asking App Store Connect: in a fresh "
+             "checkout 'quorvel pull --leave-edits' comes first, and keeps the texts that are there. "
+             "For example: quorvel diff --exit-code --stat --locale de-DE,ja"},
     };
 }
 

@@ -11,6 +11,7 @@ namespace quorvel {
 [[nodiscard]] std::vector<Command> workspaceCommands();
 [[nodiscard]] std::vector<Command> appCommands();
 [[nodiscard]] std::vector<Command> appSettingsCommands();
+[[nodiscard]] std::vector<Command> repositoryCommands();
 [[nodiscard]] std::vector<Command> versionCommands();
 [[nodiscard]] std::vector<Command> buildCommands(); // after those of versions, which have "builds"
 [[nodiscard]] std::vector<Command> pullCommands();
@@ -48,13 +49,14 @@ namespace quorvel {
 [[nodiscard]] const Command& homeCommand();
 
 inline constexpr std::vector<Command> (*commandGroups[])() = {
-    authCommands,       workspaceCommands, appCommands,       appSettingsCommands, versionCommands,
-    buildCommands,      pullCommands,      compareCommands,   pushCommands,        historyCommands,
-    localeCommands,     treeCommands,      translateCommands, keywordsCommands,    keywordTrackingCommands,
-    competitorCommands, notesCommands,     costsCommands,     screenshotCommands,  testFlightCommands,
-    releaseCommands,    checklistCommands, shipCommands,      monitorCommands,     revenueCommands,
-    storeCommands,      assistantCommands, reviewCommands,    demoCommands,        sandboxCommands,
-    shellCommands,
+    authCommands,       workspaceCommands, appCommands,       appSettingsCommands,
+    repositoryCommands, versionCommands,   buildCommands,     pullCommands,
+    compareCommands,    pushCommands,      historyCommands,   localeCommands,
+    treeCommands,       translateCommands, keywordsCommands,  keywordTrackingCommands,
+    competitorCommands, notesCommands,     costsCommands,     screenshotCommands,
+    testFlightCommands, releaseCommands,   checklistCommands, shipCommands,
+    monitorCommands,    revenueCommands,   storeCommands,     assistantCommands,
+    reviewCommands,     demoCommands,      sandboxCommands,   shellCommands,
 };
 
 } // namespace quorvel

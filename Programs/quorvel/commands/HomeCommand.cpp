@@ -169,6 +169,9 @@ ExitStatus showHome(Invocation& invocation) {
     Output& output = invocation.output;
     output.document(home);
     if (output.isJSON()) return ExitStatus::done;
+    if (home.repository)
+        output.note(fmt::format("{} is in force: {}{}.", home.repository->file, home.repository->app,
+                                home.repository->tree ? ", " + *home.repository->tree : ""));
     if (home.hasRecordedApps)
         printHome(invocation, home);
     else

@@ -139,7 +139,10 @@ class MetadataController {
                                           DryRun dryRun) const;
     [[nodiscard]] MetadataStore pulledStore(const MetadataFolder& folder,
                                             const std::optional<std::string>& context) const;
-    void requireCurrent(const PushPlan& plan, const Target& target, const MetadataStore& store) const;
+    TextComparison requireCurrent(const PushPlan& plan, const Target& target, const MetadataStore& store,
+                                  const LocaleTexts* remote = nullptr) const;
+    void takeCopies(const Target& target, const PushPlan& plan, const MetadataStore& store,
+                    const LocaleTexts& remote, const TextComparison& compared) const;
     void saveLostContexts(const Target& target, const PushPlan& plan) const;
 
     AppAccess access_;

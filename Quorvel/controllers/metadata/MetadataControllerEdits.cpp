@@ -14,12 +14,13 @@ namespace quorvel {
 ContextID MetadataController::contextToFill(const Target& target, const std::optional<std::string>& given,
                                             DryRun dryRun) const {
     const AppContexts folder = access_.contexts(target.folder);
+    const auto wanted = folder.wanted(given);
     const auto known = folder.known(given);
-    if (known && (!given || folder.savedContext(*known))) return *known;
+    if (known && (!wanted || folder.savedContext(*known))) return *known;
     if (isBlank(target.app.appStoreId)) throw OperationRefused(Refusal::noAppStoreID);
     const auto contexts = contextsOf(access_.client()->listAppStoreVersions(target.app.appStoreId));
     if (contexts.empty()) throw OperationRefused(Refusal::noVersions);
-    const PlatformContext chosen = AppContexts::choose(contexts, given, std::nullopt);
+    const PlatformContext chosen = AppContexts::choose(contexts, wanted, std::nullopt);
     if (dryRun == DryRun::no) {
         const auto selected = folder.saved() ? folder.saved()->selectedContextId : std::nullopt;
         access_.saveContexts(target.app, target.folder, contexts, selected ? selected : chosen.id());

@@ -65,7 +65,8 @@ std::vector<ContextPull> MetadataController::pull(const PullRequest& request) {
     gate_->run(OperationKind::pull, [&](Operation& operation) {
         const Target target = openForTransfer(operation);
         const AppContexts contexts = access_.contexts(target.folder);
-        if (request.context) (void)contexts.known(request.context); // refuses a misspelt one before all else
+        if (contexts.wanted(request.context))
+            (void)contexts.known(request.context); // refuses a misspelt one before all else
         operation.status(std::string(discoveringText));
         AutoPullLimiter own;
         AutoPullLimiter& limiter = request.limiter ? *request.limiter : own;
@@ -99,7 +100,7 @@ std::vector<PlatformContext> MetadataController::contextsToPull(const Pulling& p
     access_.requireOwnFolder(pulling.target.app, pulling.target.folder, pulling.found.versionIDs);
     if (request.contexts == PullRequest::Contexts::all) return pulling.found.contexts;
     const auto& saved = pulling.contexts.saved();
-    return {AppContexts::choose(pulling.found.contexts, request.context,
+    return {AppContexts::choose(pulling.found.contexts, pulling.contexts.wanted(request.context),
                                 saved ? saved->selectedContextId : std::nullopt)};
 }
 

@@ -87,6 +87,11 @@ PlatformContext ScreenshotsController::currentContext(const ASCClientProtocol& c
     return access_.contexts(target.folder).current(versions, context, target.app.displayName);
 }
 
+std::filesystem::path ScreenshotsController::pictures(const MetadataFolder& folder,
+                                                      const ContextID& context) const {
+    return access_.pictures().value_or(screenshotPaths(folder, context).pictures);
+}
+
 ScreenshotsPull ScreenshotsController::pull(const std::optional<std::string>& context) {
     ScreenshotsPull pulled;
     gate_->run(OperationKind::pullScreenshots, [&](Operation& operation) {
@@ -118,12 +123,12 @@ ScreenshotImport ScreenshotsController::importPictures(const std::filesystem::pa
     gate_->run(OperationKind::importScreenshots, [&](Operation& operation) {
         const Target target = access_.open(operation, dryRun);
         const ContextID id = access_.contexts(target.folder).known(context).value_or(ContextID{});
-        const auto pictures = screenshotPaths(target.folder, id).pictures;
-        imported = {pictures.string(), id.text(),
-                    importScreenshots(
-                        tree,
-                        {pictures, folderForKept(target.folder, access_.clock()()) / pictures.filename()},
-                        {.platform = id.platform}, dryRun)};
+        const auto destination = pictures(target.folder, id);
+        imported = {
+            destination.string(), id.text(),
+            importScreenshots(
+                tree, {destination, folderForKept(target.folder, access_.clock()()) / destination.filename()},
+                {.platform = id.platform}, dryRun)};
         operation.status(fmt::format("Imported {} screenshots", imported.report.imported.size()));
     });
     return imported;
@@ -135,18 +140,17 @@ ScreenshotStatus ScreenshotsController::status(const std::optional<std::string>&
     const MetadataFolder folder = access_.folderToRead(app, *gate_, dryRun);
     const ContextID id = access_.contexts(folder).known(context).value_or(ContextID{});
     const ScreenshotChoice choice = within(id, app, wanted);
-    const ScreenshotPaths paths = screenshotPaths(folder, id);
-    const auto catalog = loadCatalog(paths.catalog);
+    const auto local = pictures(folder, id);
+    const auto catalog = loadCatalog(screenshotPaths(folder, id).catalog);
     if (!catalog)
         throw OperationRefused(Refusal::screenshotsNotPulled,
                                fmt::format("the screenshots of {} have not been pulled into {}", id.text(),
                                            escapeControls(folder.rootURL.native())));
     std::error_code unreachable;
-    const bool hasFolder = std::filesystem::is_directory(paths.pictures, unreachable);
-    auto scan =
-        hasFolder ? scanScreenshots(paths.pictures, choice.selection) : ScreenshotPushScanner::ScanResult();
+    const bool hasFolder = std::filesystem::is_directory(local, unreachable);
+    auto scan = hasFolder ? scanScreenshots(local, choice.selection) : ScreenshotPushScanner::ScanResult();
     auto prepared = prepareScreenshots(std::move(scan), *catalog, choice);
-    return {.folder = paths.pictures.string(),
+    return {.folder = local.string(),
             .hasFolder = hasFolder,
             .context = id.text(),
             .mode = choice.mode,
@@ -179,9 +183,9 @@ PreparedScreenshots ScreenshotsController::compareAgain(const ASCClientProtocol&
     const PlatformContext version = currentContext(client, target, plan.context);
     if (version.versionId != plan.version.versionId) throw OperationRefused(Refusal::stalePlan);
     if (!version.takesPushes()) throw ScreenshotError::readOnlyVersion(version.versionString);
-    const auto pictures = screenshotPaths(target.folder, plan.version.contextID()).pictures;
+    const auto local = pictures(target.folder, plan.version.contextID());
     const ScreenshotChoice choice = within(version.contextID(), target.app, plan.choice());
-    auto found = compare(client, target, plan.version, scanScreenshots(pictures, choice.selection), choice);
+    auto found = compare(client, target, plan.version, scanScreenshots(local, choice.selection), choice);
     if (concernedOf(found.plan.sets) != concernedOf(plan.sets)) throw OperationRefused(Refusal::stalePlan);
     return found;
 }
@@ -202,8 +206,8 @@ ScreenshotPushPlan ScreenshotsController::planPush(const std::optional<std::stri
         plan.context = plan.version.id();
         if (!plan.version.takesPushes()) throw ScreenshotError::readOnlyVersion(plan.version.versionString);
         const ScreenshotChoice choice = within(plan.version.contextID(), app, wanted);
-        auto scan = scanScreenshots(screenshotPaths(access_.folder(app), plan.version.contextID()).pictures,
-                                    choice.selection);
+        auto scan =
+            scanScreenshots(pictures(access_.folder(app), plan.version.contextID()), choice.selection);
         const Target target = access_.open(operation, dryRun);
         plan.folder = target.folder.rootURL.string();
         operation.status("Comparing with App Store Connect…");

@@ -18,6 +18,10 @@ class ScreenshotsController {
     ScreenshotsController(AppAccess access, std::shared_ptr<OperationGate> gate)
         : access_(std::move(access)), gate_(std::move(gate)) {}
 
+    /// The folder that the app's pictures of a context lie in.
+    [[nodiscard]] std::filesystem::path pictures(const MetadataFolder& folder,
+                                                 const ContextID& context) const;
+
     /// Throws what `ScreenshotsStore::pull` throws, and `OperationRefused`.
     [[nodiscard]] ScreenshotsPull pull(const std::optional<std::string>& context);
 
