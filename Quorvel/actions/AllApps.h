@@ -50,20 +50,19 @@ template <typename Item, typename AppOf, typename Work>
     });
 }
 
-/// Performs an action that looks at one app for each recorded app of the workspace. Throws `ApplicationError`
-/// for a request that names an app or a folder, and when no app is recorded.
-template <typename Action>
-[[nodiscard]] auto performForAllApps(Application& application, const typename Action::Request& request,
-                                     const ActionProgress& progress) {
+/// `look` with the request for each recorded app of the workspace. Throws `ApplicationError` for a request
+/// that names an app or a folder, and when no app is recorded.
+template <typename Request, typename Look>
+[[nodiscard]] auto performForAllApps(Application& application, const Request& request, Look&& look) {
     if (request.app)
         throw ApplicationError(FailureKind::badRequest, "all apps and a single one exclude each other");
     if (request.folder) throw ApplicationError(FailureKind::badRequest, "a folder is for a single app");
     return outcomesOfApps(
         allAppsInView(application, request.workspace), [](const ManagedApp& app) { return referenceOf(app); },
         [&](const ManagedApp& app) {
-            auto one = request;
+            Request one = request;
             one.app = app.id;
-            return Action::perform(application, one, progress);
+            return look(one);
         });
 }
 

@@ -125,12 +125,16 @@ DiffTexts::Result DiffTexts::perform(Application& application, const Request& re
 
 TextStatusOfAllApps::Result TextStatusOfAllApps::perform(Application& application, const Request& request,
                                                          const ActionProgress& progress) {
-    return {performForAllApps<TextStatus>(application, request, progress)};
+    return {performForAllApps(application, request, [&](const Request& one) {
+        return TextStatus::perform(application, one, progress);
+    })};
 }
 
 DiffTextsOfAllApps::Result DiffTextsOfAllApps::perform(Application& application, const Request& request,
                                                        const ActionProgress& progress) {
-    return {performForAllApps<DiffTexts>(application, request, progress)};
+    return {performForAllApps(application, request, [&](const Request& one) {
+        return DiffTexts::perform(application, one, progress);
+    })};
 }
 
 } // namespace quorvel

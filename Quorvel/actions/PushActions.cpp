@@ -1,8 +1,34 @@
 #include "Quorvel/actions/PushActions.h"
 
 #include "Quorvel/application/Application.h"
+#include "Quorvel/controllers/OperationRefused.h"
 
 namespace quorvel {
+
+namespace {
+
+// The plan of an app without changes, made without a request: its version may be with Apple, which is no
+// failure of a push of all apps.
+std::optional<PlanPush::Result> planOfUnchanged(Application& application, const PlanPush::Request& request) {
+    const OpenedApp opened = openRecorded(application, targetOf(request));
+    const MetadataController& metadata = *opened.session->metadata;
+    const auto compared = metadata.compare(
+        request.context, {.locales = request.locales, .fields = request.fields}, dryRunOf(request));
+    const TextComparison& texts = compared.texts;
+    if (texts.lacksCopies() || texts.interruptedPull || !texts.changes.empty() ||
+        !texts.selection.leftOut.empty())
+        return std::nullopt;
+    PlanPush::Result result;
+    result.plan.app = referenceOf(opened.app);
+    result.plan.folder = metadata.folder().rootURL.string();
+    result.plan.context = compared.context.text();
+    if (compared.version) result.plan.version = *compared.version;
+    result.plan.notices = texts.notices();
+    result.plan.nothing = textOf(Refusal::noPendingChanges);
+    return result;
+}
+
+} // namespace
 
 PlanPush::Result PlanPush::perform(Application& application, const Request& request,
                                    const ActionProgress& progress) {
@@ -36,7 +62,10 @@ PushTexts::Result PushTexts::perform(Application& application, const Request& re
 
 PlanPushOfAllApps::Result PlanPushOfAllApps::perform(Application& application, const Request& request,
                                                      const ActionProgress& progress) {
-    return {performForAllApps<PlanPush>(application, request, progress)};
+    return {performForAllApps(application, request, [&](const PlanPush::Request& one) {
+        if (auto unchanged = planOfUnchanged(application, one)) return *std::move(unchanged);
+        return PlanPush::perform(application, one, progress);
+    })};
 }
 
 PushTextsOfAllApps::Result PushTextsOfAllApps::perform(Application& application, const Request& request,

@@ -134,7 +134,7 @@ ExitStatus init(Invocation& invocation) {
     }
     if (isDryRun) {
         output.document(plan);
-        output.verbatim(plan.text);
+        if (!output.isJSON()) output.raw(plan.text);
         output.note(fmt::format("Dry run: {} was not written.", plan.content.file));
         return ExitStatus::done;
     }
