@@ -33,6 +33,7 @@ struct Checkout {
         return kindOf([&] { (void)PushTexts::perform(*sandbox.application, {.plan = plan}); });
     }
     void colleaguePushes(std::string_view subtitle) const {
+        (void)PullTexts::perform(*sandbox.application, {.app = gardenID, .folder = "colleague"});
         colleague.write("de-DE", FieldType::subtitle, subtitle);
         const auto planned =
             PlanPush::perform(*sandbox.application, {.app = gardenID, .folder = "colleague"});
@@ -50,7 +51,7 @@ TEST(OverwritingPush, isRefusedAsAWholeOnceATextThatItReplacesChanged) {
     Checkout checkout;
     const MetadataStore& store = checkout.store;
     store.write("de-DE", FieldType::subtitle, "Ernten und feiern");
-    store.write("ja", FieldType::name, "庭");
+    store.write("ja", FieldType::subtitle, "庭の日記");
     const PushPlan plan = checkout.plan();
     EXPECT_TRUE(plan.overwrites);
     EXPECT_THAT(plan.changes, SizeIs(2));
@@ -65,9 +66,9 @@ TEST(OverwritingPush, isRefusedAsAWholeOnceATextThatItReplacesChanged) {
     EXPECT_EQ(checkout.plan().changes.front().remote, "Ihr Garten");
 
     const PushPlan second = checkout.plan();
-    store.write("ja", FieldType::name, "庭園"); // edited while somebody read the plan
+    store.write("ja", FieldType::subtitle, "庭園"); // edited while somebody read the plan
     EXPECT_EQ(checkout.refusalOf(second), FailureKind::stalePlan);
-    store.write("ja", FieldType::name, "庭");
+    store.write("ja", FieldType::subtitle, "庭の日記");
     const auto pushed = PushTexts::perform(*checkout.sandbox.application, {.plan = second});
     EXPECT_EQ(pushed.report.outcomes.at(0).textBefore(), "Ihr Garten");
     EXPECT_TRUE(pushed.report.outcomes.at(1).success);
