@@ -148,7 +148,7 @@ std::filesystem::path MetadataStore::keepBeside(std::string_view locale, FieldTy
     for (int attempt = 1;; ++attempt) {
         const std::filesystem::path file =
             folder_.privateFolder() / "kept" / folderNameOf(moment, attempt) / name / fileNameOf(field);
-        requireInside(file, folder_.rootURL);
+        requireInside(file, folder_.boundary());
         const auto present = readFile(file);
         if (present == text) return file;
         if (present) continue;
@@ -162,7 +162,7 @@ std::filesystem::path MetadataStore::keepBeside(std::string_view locale, FieldTy
 std::filesystem::path MetadataStore::checkedFile(std::string_view locale, FieldType field,
                                                  TextSide side) const {
     const std::filesystem::path file = folder_.fieldFile(locale, field, side);
-    requireInside(file, folder_.rootURL);
+    requireInside(file, folder_.boundary());
     return file;
 }
 
