@@ -1,5 +1,6 @@
 #include "Core/metadata/MetadataPusher.h"
 
+#include "Core/metadata/FallbackTexts.h"
 #include "Core/metadata/LocalizationWriter.h"
 #include "Core/metadata/MetadataPuller.h"
 #include "Core/metadata/RemoteLocalizations.h"
@@ -192,7 +193,8 @@ class JobRunner {
             return !isBlank(name) && !isOverLimit(name, FieldType::name);
         };
         try {
-            if (auto own = store_.read(locale, FieldType::name); own && isUsable(*own)) return own;
+            auto own = readTextThatCounts(store_.folder(), locale, FieldType::name);
+            if (own && isUsable(*own)) return own;
         } catch (const MetadataError&) {
             // Skip files that are not UTF-8.
         }
@@ -241,9 +243,10 @@ std::optional<std::string> adoptName(const MetadataStore& store, const std::stri
     auto remark = refreshCopy(store, locale, FieldType::name, name);
     try {
         bool isSame = false;
+        const FallbackTexts fallbacks(store.folder());
         store.update(locale, FieldType::name, [&](const std::optional<std::string>& local) {
-            isSame = local == name;
-            return !local || isBlank(*local) ? std::optional(name) : std::nullopt;
+            isSame = local == name || fallbacks.standingFor(local, FieldType::name) == name;
+            return isSame ? std::nullopt : !local || isBlank(*local) ? std::optional(name) : std::nullopt;
         });
         if (isSame) return remark;
     } catch (const std::exception& error) {

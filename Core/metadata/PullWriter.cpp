@@ -1,8 +1,11 @@
 #include "Core/metadata/PullWriter.h"
 
+#include "Core/metadata/FallbackTexts.h"
+#include "Core/metadata/TextRemarks.h"
 #include "Core/metadata/TreeReader.h"
 #include "Platform/files/Files.h"
 #include "Platform/task/Task.h"
+#include "Platform/text/Text.h"
 
 #include <fmt/format.h>
 #include <fmt/ranges.h>
@@ -86,17 +89,47 @@ PullDecision decideText(const std::optional<std::string>& copy, const std::optio
                       incoming, options.edits);
 }
 
+// In place a missing file says that there is no text, and a text of all locales stays where it is: a locale
+// gets a file of its own where App Store Connect's text is another one. A blank file would not count beside
+// that text, which is an edit then.
+PullDecision decideField(const std::optional<std::string>& copy, const std::optional<std::string>& local,
+                         const std::string& incoming, const PullOptions& options, bool isPartOfTree,
+                         const std::optional<std::string>& standIn) {
+    PullDecision decision = decideText(copy, standIn ? standIn : local, incoming, options);
+    if (!isPartOfTree || !decision.writesLocal) return decision;
+    if (standIn) {
+        decision.keepsBeside = false;
+        decision.leavesEdit = isBlank(incoming);
+    }
+    if (isBlank(incoming) && (standIn || !local || isBlank(*local))) decision.writesLocal = false;
+    return decision;
+}
+
+// Other tools and editors end each file with a line break, and versions of the file are compared.
+std::string textForFile(const MetadataStore& store, const std::optional<std::string>& local,
+                        const std::string& incoming, const PullOptions& options) {
+    const bool keepsLineBreak = store.folder().isPartOfTree() && local && !isBlank(incoming) &&
+                                options.finalLineBreak == FinalLineBreak::strip &&
+                                withoutFinalLineBreak(*local).size() < local->size() &&
+                                withoutFinalLineBreak(incoming).size() == incoming.size();
+    return keepsLineBreak ? incoming + "\n" : incoming;
+}
+
 // A local file that cannot be read stays as it is; only the pulled copy follows App Store Connect. Where no
 // copy can be written the local text stays too: without its copy it would look like an edit.
-Decisions decide(const LocaleWork& work, const Sides& sides, const PullOptions& options) {
+Decisions decide(const MetadataStore& store, const FallbackTexts& fallbacks, const LocaleWork& work,
+                 const Sides& sides, const PullOptions& options) {
     Decisions decisions;
     for (const FieldType field : allFieldTypes) {
         const auto& incoming = work.incoming[field];
         if (!incoming || sides.pulled.isBlocked(field)) continue;
         const auto& copy = sides.pulled.texts[field];
+        const auto& local = sides.local.texts[field];
         decisions[static_cast<std::size_t>(field)] =
-            sides.local.isUnreadable(field) ? PullDecision{.writesPulled = copy != incoming}
-                                            : decideText(copy, sides.local.texts[field], *incoming, options);
+            sides.local.isUnreadable(field)
+                ? PullDecision{.writesPulled = copy != incoming}
+                : decideField(copy, local, *incoming, options, store.folder().isPartOfTree(),
+                              fallbacks.standingFor(local, field));
     }
     return decisions;
 }
@@ -144,32 +177,35 @@ LocaleResult resultOf(const LocaleWork& work, const Decisions& decisions, const 
 }
 
 // Replaces the local text by the one that came. What an editor saves only now is decided about as well.
-void replaceLocal(const MetadataStore& store, const FieldKey& key, const std::optional<std::string>& copy,
-                  const std::string& incoming, const PullOptions& options, Date moment,
-                  LocaleResult& result) {
+void replaceLocal(const MetadataStore& store, const FallbackTexts& fallbacks, const FieldKey& key,
+                  const std::optional<std::string>& copy, const std::string& incoming,
+                  const PullOptions& options, Date moment, LocaleResult& result) {
     const auto rewrite = [&](const std::optional<std::string>& local) -> std::optional<std::string> {
-        const PullDecision decision = decideText(copy, local, incoming, options);
+        const PullDecision decision =
+            decideField(copy, local, incoming, options, store.folder().isPartOfTree(),
+                        fallbacks.standingFor(local, key.field));
         if (decision.keepsBeside)
             result.kept.push_back(
                 {key.locale, key.field, store.keepBeside(key.locale, key.field, *local, moment).native()});
         if (decision.leavesEdit) result.leftEdits.push_back(key);
-        return decision.writesLocal ? std::optional(incoming) : std::nullopt;
+        if (!decision.writesLocal) return std::nullopt;
+        return textForFile(store, local, incoming, options);
     };
     // The marker of an interrupted pull stays until all of them are synced together.
     if (!store.update(key.locale, key.field, rewrite, Durability::later)) std::erase(result.updated, key);
 }
 
-LocaleResult writeLocale(const MetadataStore& store, const LocaleWork& work, const PullOptions& options,
-                         Date moment) {
+LocaleResult writeLocale(const MetadataStore& store, const FallbackTexts& fallbacks, const LocaleWork& work,
+                         const PullOptions& options, Date moment) {
     // Read again: an editor may have saved while the other locales were written.
     const Sides sides(store, work.locale);
-    const Decisions decisions = decide(work, sides, options);
+    const Decisions decisions = decide(store, fallbacks, work, sides, options);
     LocaleResult result = resultOf(work, decisions, sides);
     for (const FieldType field : allFieldTypes) {
         const PullDecision decision = decisions[static_cast<std::size_t>(field)].value_or(PullDecision{});
         if (decision.writesLocal)
-            replaceLocal(store, {work.locale, field}, sides.pulled.texts[field], *work.incoming[field],
-                         options, moment, result);
+            replaceLocal(store, fallbacks, {work.locale, field}, sides.pulled.texts[field],
+                         *work.incoming[field], options, moment, result);
         if (decision.writesPulled)
             store.write(work.locale, field, *work.incoming[field], TextSide::pulled, Durability::later);
     }
@@ -204,13 +240,14 @@ void add(PullResult& total, const LocaleResult& one) {
 PullResult writePulledTexts(const MetadataStore& store, const std::vector<IncomingTexts>& incoming,
                             const PullOptions& options, Date moment) {
     const ReadTexts pulled = store.readAllUsable(TextSide::pulled);
+    const FallbackTexts fallbacks(store.folder());
     PullResult result;
     std::vector<LocaleWork> toWrite;
     for (LocaleWork& work : gather(incoming, pulled, options.disabledLocales)) {
         if (!work.incoming.isAbsent()) result.summary.locales.push_back(work.locale);
         if (!work.vanished.empty()) result.summary.warnings.push_back(explainVanished(work));
         const Sides sides(store, work.locale);
-        const Decisions decisions = decide(work, sides, options);
+        const Decisions decisions = decide(store, fallbacks, work, sides, options);
         if (needsWriting(work, decisions))
             toWrite.push_back(std::move(work));
         else
@@ -221,7 +258,7 @@ PullResult writePulledTexts(const MetadataStore& store, const std::vector<Incomi
     checkCancellation(); // nothing was begun yet
     store.beginPull();
     for (const LocaleResult& one : parallelMap(toWrite, writers, [&](const LocaleWork& work) {
-             return writeLocale(store, work, options, moment);
+             return writeLocale(store, fallbacks, work, options, moment);
          }))
         add(result, one);
     store.endPull();

@@ -1,11 +1,13 @@
 #include "Core/metadata/TextComparison.h"
 
+#include "Core/metadata/FallbackTexts.h"
 #include "Core/metadata/MetadataDiff.h"
 #include "Core/metadata/MetadataTexts.h"
 #include "Platform/text/Text.h"
 
 #include <algorithm>
 #include <map>
+#include <set>
 
 namespace quorvel {
 
@@ -45,15 +47,28 @@ LeftOutChange leftOutFor(const UnreadableText& text, const ReadTexts& pulled, co
             text.explanation};
 }
 
+std::vector<std::string> enabledWithoutFolder(const ReadTexts& pulled, const ReadTexts& local,
+                                              const LocaleSet& disabled) {
+    std::vector<std::string> locales;
+    for (const auto& [locale, texts] : pulled.texts)
+        if (!local.texts.contains(locale) && !texts.isAbsent() && !disabled.contains(locale))
+            locales.push_back(locale);
+    return locales;
+}
+
 } // namespace
 
 TextComparison compareTexts(const MetadataStore& store, const ContextID& context, const TextRules& rules,
                             const PushFilter& filter) {
     ReadTexts local = store.readAllUsable();
     const ReadTexts pulled = store.readAllUsable(TextSide::pulled);
-    countTexts(rules.finalLineBreak, local.texts, pulled.texts);
     const LocaleSet& disabledLocales = rules.disabledLocales;
     TextComparison result;
+    const std::vector<std::string> withoutFolder = enabledWithoutFolder(pulled, local, disabledLocales);
+    result.removedLocales = withoutFolder;
+    const FallbackTexts fallbacks(store.folder());
+    result.fromDefault = fallbacks.fill(local, withoutFolder);
+    countTexts(rules.finalLineBreak, local.texts, pulled.texts);
     result.context = context;
     result.disabledLocales = disabledLocales;
     result.grid = MetadataSnapshot::of(local.texts);
@@ -65,11 +80,19 @@ TextComparison compareTexts(const MetadataStore& store, const ContextID& context
     std::erase_if(result.unread,
                   [&](const UnreadText& text) { return disabledLocales.contains(text.locale); });
     result.changes = readableChanges(pulled, local, unreadable);
+    const std::set<FieldKey> fromDefault(result.fromDefault.begin(), result.fromDefault.end());
+    std::erase_if(result.changes, [&](const PendingChange& change) { // nothing else is said of such a locale
+        return std::ranges::binary_search(withoutFolder, change.locale) &&
+               !fromDefault.contains(change.key());
+    });
     for (PendingChange& change : result.changes)
         if (const auto found = std::ranges::find(result.unread, change.key(), &UnreadText::key);
             found != result.unread.end())
             change.review = found->mark;
     result.selection = selectForPush(result.changes, filter, disabledLocales);
+    for (const PendingChange& change : result.selection.chosen)
+        if (fromDefault.contains(change.key()))
+            result.selection.warnings.push_back({change.locale, change.field, std::string(fromDefaultText)});
     for (const auto& [key, text] : unreadable)
         if (filter.takes(key) && !disabledLocales.contains(key.locale))
             result.selection.leftOut.push_back(leftOutFor(*text, pulled, local));
@@ -78,12 +101,11 @@ TextComparison compareTexts(const MetadataStore& store, const ContextID& context
     std::erase_if(result.changes,
                   [&](const PendingChange& change) { return disabledLocales.contains(change.locale); });
 
-    for (const auto& [locale, texts] : pulled.texts) {
+    for (const auto& [locale, texts] : pulled.texts)
         result.pulledLocales.push_back(locale);
-        if (!local.texts.contains(locale) && !texts.isAbsent() && !disabledLocales.contains(locale))
-            result.removedLocales.push_back(locale);
-    }
     result.misnamed = misnamedEntries(store.folder());
+    const auto unused = fallbacks.unused(result.fromDefault);
+    result.misnamed.insert(result.misnamed.end(), unused.begin(), unused.end());
     result.wasPulled = store.wasPulled();
     result.pulledAt = store.pulledAt();
     result.interruptedPull = store.hasInterruptedPull();

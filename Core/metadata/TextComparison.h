@@ -32,6 +32,7 @@ struct TextComparison {
     std::vector<PendingChange> changes;      // all that differ, those of disabled locales excepted
     PushSelection selection;                 // what a push with the filter would send and leave out
     std::vector<UnreadableText> unreadable;  // local files and pulled copies
+    std::vector<FieldKey> fromDefault;       // texts of the folder "default" that stand for a locale's own
     std::vector<UnreadText> unread;          // of enabled locales, also those that App Store Connect has
     std::vector<std::string> pulledLocales;  // with a copy of App Store Connect's texts
     std::vector<std::string> removedLocales; // pulled and enabled, without a folder

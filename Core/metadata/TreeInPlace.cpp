@@ -47,7 +47,7 @@ bool holdsLocale(const std::filesystem::path& folder) {
 
 } // namespace
 
-std::optional<ASCPlatform> platformOfFolder(std::string_view name) {
+std::optional<ASCPlatform> platformOfTreeFolder(std::string_view name) {
     const std::string wanted = asciiLowercase(name);
     for (const auto& [known, platform] : platformNames)
         if (known == wanted) return platform;
@@ -55,7 +55,7 @@ std::optional<ASCPlatform> platformOfFolder(std::string_view name) {
 }
 
 bool isLocaleOfTree(std::string_view name) {
-    return looksLikeLocale(name) && !platformOfFolder(name);
+    return looksLikeLocale(name) && !platformOfTreeFolder(name);
 }
 
 std::optional<std::filesystem::path> textsInPlace(const std::filesystem::path& tree,
@@ -64,7 +64,7 @@ std::optional<std::filesystem::path> textsInPlace(const std::filesystem::path& t
         return inPlace.platform == platform ? std::optional(tree) : std::nullopt;
     try {
         for (const std::string& name : foldersAt(tree))
-            if (platformOfFolder(name) == platform) return tree / name;
+            if (platformOfTreeFolder(name) == platform) return tree / name;
     } catch (const FileError&) {
         // who reads the folder says what is wrong with it
     }
@@ -76,7 +76,7 @@ FoundLayout findLayout(const std::filesystem::path& folder) {
     std::map<ASCPlatform, std::string> found;
     const auto folders = foldersAt(folder);
     for (const std::string& name : folders) {
-        const auto platform = platformOfFolder(name);
+        const auto platform = platformOfTreeFolder(name);
         if (!platform || !holdsLocale(folder / name)) continue;
         const auto [known, isNew] = found.emplace(*platform, name);
         if (!isNew)

@@ -12,7 +12,7 @@ namespace quorvel {
 
 /// The platform that a folder of this name is of, as tools name them: "ios", "macos", "mac", "osx", "tvos",
 /// "appletvos", "visionos", "xros", in any case.
-[[nodiscard]] std::optional<ASCPlatform> platformOfFolder(std::string_view name);
+[[nodiscard]] std::optional<ASCPlatform> platformOfTreeFolder(std::string_view name);
 
 /// Whether a folder beside the locales of such a tree may be one of them: "de-DE", and "si" that the App
 /// Store does not know, but neither "default" nor "mac".

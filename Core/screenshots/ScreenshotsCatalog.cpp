@@ -61,9 +61,10 @@ ScreenshotPaths screenshotPaths(const MetadataFolder& appFolder, const ContextID
         suffix = "-" + context.text();
         std::ranges::replace(suffix, '/', '-');
     }
-    return {appFolder.rootURL / ("screenshots" + suffix),
-            appFolder.rootURL / ("screenshots-catalog" + suffix + ".json"),
-            appFolder.rootURL / ("screenshots-cache" + suffix)};
+    // Another tool's tree takes the user's pictures, and no files of this program.
+    const auto own = appFolder.inPlace ? appFolder.privateFolder() : appFolder.rootURL;
+    return {appFolder.rootURL / ("screenshots" + suffix), own / ("screenshots-catalog" + suffix + ".json"),
+            own / ("screenshots-cache" + suffix)};
 }
 
 std::optional<ScreenshotsCatalog> loadCatalog(const std::filesystem::path& file) {

@@ -12,9 +12,10 @@ namespace quorvel {
 namespace {
 
 // An app whose texts cannot be read is still listed.
-void countPending(AppOverview& overview, const LocaleSet& disabledLocales) {
-    if (overview.folder.empty()) return;
-    const MetadataFolder folder{overview.folder};
+void countPending(AppOverview& overview, const std::optional<MetadataFolder>& found,
+                  const LocaleSet& disabledLocales) {
+    if (!found) return;
+    const MetadataFolder& folder = *found;
     try {
         std::int64_t count = 0;
         const TextRules rules(disabledLocales, finalLineBreakOf(folder));
@@ -45,6 +46,7 @@ std::vector<AppOverview> overviewsOf(Application& application, const std::vector
     for (const ManagedWorkspace& workspace : application.workspaces().all())
         names[workspace.id] = workspace.name;
     const auto state = application.index().state();
+    std::map<std::string, std::optional<MetadataFolder>> folders; // by the app's id
     for (const ManagedApp& app : apps) {
         AppOverview overview{.id = app.id,
                              .slug = app.slug,
@@ -53,7 +55,8 @@ std::vector<AppOverview> overviewsOf(Application& application, const std::vector
                              .appStoreId = app.appStoreId,
                              .workspace = app.workspace};
         if (app.workspace) overview.workspaceName = names[*app.workspace];
-        if (const auto folder = application.folderOf(app)) overview.folder = folder->rootURL.string();
+        const auto& folder = folders[app.id] = application.folderOf(app);
+        if (folder) overview.folder = folder->rootURL.string();
         if (const auto found = state->summaries.find(app.id); found != state->summaries.end()) {
             const WorkspaceIndex::Summary& summary = found->second;
             overview.bucket = summary.bucket();
@@ -68,7 +71,7 @@ std::vector<AppOverview> overviewsOf(Application& application, const std::vector
     constexpr std::size_t width = 8;
     const AppRecords records = application.apps();
     return parallelMap(overviews, width, [&](AppOverview overview) {
-        countPending(overview, records.disabledLocales(overview.id));
+        countPending(overview, folders.at(overview.id), records.disabledLocales(overview.id));
         return overview;
     });
 }

@@ -1,9 +1,11 @@
 #include "Quorvel/actions/CompareActions.h"
 
 #include "Core/metadata/MetadataDiff.h"
+#include "Quorvel/actions/GitIgnoreAdvice.h"
 #include "Quorvel/application/Application.h"
 
 #include <algorithm>
+#include <set>
 
 namespace quorvel {
 
@@ -20,6 +22,7 @@ std::vector<TextChange> textChangesOf(const TextComparison& texts) {
     std::map<FieldKey, const LeftOutChange*> leftOut;
     for (const LeftOutChange& one : texts.selection.leftOut)
         leftOut[one.change.key()] = &one;
+    const std::set<FieldKey> fromDefault(texts.fromDefault.begin(), texts.fromDefault.end());
     std::vector<TextChange> changes;
     for (const PendingChange& change : texts.changes) {
         const auto found = leftOut.find(change.key());
@@ -31,7 +34,8 @@ std::vector<TextChange> textChangesOf(const TextComparison& texts) {
                            .isOverLimit = change.isOverLimit,
                            .isNewLocale = change.isNewLocale,
                            .clears = change.clears(),
-                           .explanation = MetadataDiff::explain(change),
+                           .explanation = (fromDefault.contains(change.key()) ? "From default/. " : "") +
+                                          MetadataDiff::explain(change),
                            .leftOut = left ? std::optional(left->reason) : std::nullopt,
                            .leftOutBecause = left ? std::optional(left->explanation) : std::nullopt,
                            .review = change.review});
@@ -55,7 +59,10 @@ TextStatus::Result TextStatus::perform(Application& application, const Request& 
                   .notices = texts.notices(),
                   .waiting = static_cast<std::int64_t>(texts.waiting()),
                   .overLimit = static_cast<std::int64_t>(texts.overLimit()),
-                  .unread = texts.unread};
+                  .unread = texts.unread,
+                  .fromDefault = texts.fromDefault};
+    if (const auto advice = gitIgnoreAdvice(opened.session->metadata->folder()))
+        result.notices.push_back(advice->text());
     for (const auto& [locale, cells] : texts.grid.cells)
         for (const auto& [field, cell] : cells)
             result.cells[locale][std::string(rawValue(field))] = cell;

@@ -61,10 +61,11 @@ struct TextStatus {
         std::vector<std::string> notices; // about the copies of App Store Connect's texts
         std::int64_t waiting = 0;         // for a push, or for a correction before it
         std::int64_t overLimit = 0;
-        std::vector<UnreadText> unread; // that were generated and not read since
+        std::vector<UnreadText> unread;    // that were generated and not read since
+        std::vector<FieldKey> fromDefault; // which have the text of all locales, for want of their own
         MetadataChecklist checklist;
         QUORVEL_RECORD(Result, compared, wasPulled, interruptedPull, locales, cells, changes, leftOut,
-                       warnings, notices, waiting, overLimit, unread, checklist)
+                       warnings, notices, waiting, overLimit, unread, fromDefault, checklist)
     };
     [[nodiscard]] static Result perform(Application& application, const Request& request,
                                         const ActionProgress& progress = {});

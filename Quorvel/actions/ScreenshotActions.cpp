@@ -87,7 +87,8 @@ PushScreenshots::Result PushScreenshots::perform(Application& application, const
     const ScreenshotPushPlan& plan = request.plan;
     OpenedApp opened = openPlanned(application, plan.app, request.workspace, plan.folder);
     const ToldOperations told(*opened.session, progress);
-    const auto pictures = screenshotPaths(MetadataFolder{plan.folder}, plan.version.contextID()).pictures;
+    const auto pictures =
+        screenshotPaths(opened.session->metadata->folder(), plan.version.contextID()).pictures;
     const ScreenshotPusher::Observer observer{
         .progress =
             [&](const ScreenshotPusher::PushProgress& step) {

@@ -1,5 +1,6 @@
 #include "Quorvel/actions/Target.h"
 
+#include "Core/metadata/TreeInPlace.h"
 #include "Quorvel/application/Application.h"
 #include "Quorvel/application/Failure.h"
 #include "Quorvel/workspace/AppFolder.h"
@@ -12,7 +13,7 @@ namespace {
 
 std::optional<MetadataFolder> folderOf(const Application& application, const RequestedTarget& target) {
     if (!target.folder) return std::nullopt;
-    return MetadataFolder{application.absolutePath(*target.folder)};
+    return folderAt(application.absolutePath(*target.folder));
 }
 
 OpenedApp opened(Application& application, ManagedApp app, const RequestedTarget& target) {
@@ -60,7 +61,7 @@ OpenedApp openPlanned(Application& application, const AppReference& app,
                       const std::optional<std::string>& workspace, const std::string& folder) {
     RequestedTarget target{{app.id ? app.id : app.appStoreId, workspace}, std::nullopt};
     OpenedApp result = openOrImport(application, target);
-    if (application.folderOf(result.app) == MetadataFolder{folder}) return result;
+    if (const auto own = application.folderOf(result.app); own && own->rootURL == folder) return result;
     target.folder = folder; // it was named for once
     result.session = opened(application, result.app, target).session;
     return result;

@@ -23,8 +23,8 @@ std::shared_ptr<AppSession> Application::openSession(std::string_view key) {
         .clock = clock(),
         .notifications = notifications_,
     };
-    if (end == key.size()) return makeAppSession(std::move(parts), std::make_shared<OperationGate>());
-    parts.folder = MetadataFolder{std::filesystem::path(key.substr(end + 1))};
+    parts.folder = folderOfKey(key);
+    if (!parts.folder) return makeAppSession(std::move(parts), std::make_shared<OperationGate>());
     return makeAppSession(std::move(parts), sessions_.session(appID)->gate);
 }
 

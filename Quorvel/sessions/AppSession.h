@@ -35,8 +35,9 @@ struct AppSession {
 [[nodiscard]] std::shared_ptr<AppSession> makeAppSession(AppAccess::Parts parts,
                                                          std::shared_ptr<OperationGate> gate);
 
-/// The key of a session of an app over a folder that was named for once.
+/// The key of a session of an app over a folder that was named for once; `folderOfKey` reads that again.
 [[nodiscard]] std::string sessionKey(std::string_view appID, const std::optional<MetadataFolder>& folder);
+[[nodiscard]] std::optional<MetadataFolder> folderOfKey(std::string_view key);
 
 /// App (id of its record, or `sessionKey`) → session. Thread-safe.
 class AppSessionStore {

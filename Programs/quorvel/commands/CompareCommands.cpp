@@ -32,8 +32,8 @@ char markOf(const TextChange* change) {
     return change->clears ? '-' : '*';
 }
 
-Table::Cell gridCell(const Cell& cell, const TextChange* change) {
-    const char mark = markOf(change);
+Table::Cell gridCell(const Cell& cell, const TextChange* change, bool isFromDefault) {
+    const std::string mark = std::string(isFromDefault ? "d" : "") + markOf(change);
     switch (cell.status) {
     case CellStatus::notPulled:
         return {fmt::format("·{}", mark), Style::dim};
@@ -52,6 +52,7 @@ void printGrid(Output& output, const TextStatus::Result& status) {
     std::map<FieldKey, const TextChange*> changeOf;
     for (const TextChange& change : status.changes)
         changeOf[{change.locale, change.field}] = &change;
+    const std::set<FieldKey> fromDefault(status.fromDefault.begin(), status.fromDefault.end());
     Table table{.columns = {{"Locale"}}, .rows = {}};
     for (const FieldType field : allFieldTypes)
         table.columns.push_back(
@@ -67,7 +68,8 @@ void printGrid(Output& output, const TextStatus::Result& status) {
                 if (const auto known = cells->second.find(std::string(rawValue(field)));
                     known != cells->second.end())
                     cell = known->second;
-            row.push_back(gridCell(cell, change == changeOf.end() ? nullptr : change->second));
+            row.push_back(gridCell(cell, change == changeOf.end() ? nullptr : change->second,
+                                   fromDefault.contains({locale, field})));
         }
     }
     output.table(table);
@@ -76,6 +78,7 @@ void printGrid(Output& output, const TextStatus::Result& status) {
         limits.push_back(fmt::format("{} {}", shortLabelOf(field), limitOf(field)));
     output.note(fmt::format("Characters per field; limits: {}.", fmt::join(limits, " · ")));
     output.note("* edited, + new locale, - cleared, ! over the limit, ? has a remark, – empty, · no file");
+    if (!fromDefault.empty()) output.note("d the text of default/, as the locale has none of its own");
 }
 
 // Tidying leaves alone what App Store Connect holds, and so is no advice for it.

@@ -111,10 +111,12 @@ class MetadataController {
         MetadataFolder folder; // of the context
         ImportReport report;
     };
-    /// Takes the texts of another tool's tree into `context`, else the one to work on. Asks App Store Connect
-    /// (one request) when no context is known. Throws what `importTree` throws.
-    Import importTexts(const std::filesystem::path& tree, const std::optional<std::string>& context,
-                       DryRun dryRun);
+    /// Takes the texts of another tool's tree into `context`, else the one to work on. A tree with a folder
+    /// per platform goes into the next version of each, or into `context` alone. Asks App Store Connect (one
+    /// request) when a context is not known. Throws what `findLayout` and `importTree` throw, and
+    /// `MetadataError` for a context that the tree has no folder of.
+    std::vector<Import> importTexts(const std::filesystem::path& tree,
+                                    const std::optional<std::string>& context, DryRun dryRun);
     /// See `tidyTree`.
     TidyReport tidy(const std::optional<std::string>& context, DryRun dryRun);
 

@@ -3,13 +3,42 @@
 #include "Core/metadata/Locales.h"
 #include "Core/metadata/MetadataError.h"
 #include "Core/metadata/MetadataTexts.h"
+#include "Core/metadata/TreeInPlace.h"
 #include "Platform/files/Files.h"
 #include "Platform/text/Text.h"
 #include "Quorvel/workspace/AppFolder.h"
 
 #include <fmt/format.h>
+#include <fmt/ranges.h>
+
+#include <algorithm>
+#include <utility>
 
 namespace quorvel {
+
+namespace {
+
+// Of a tree with a folder per platform.
+std::vector<ContextID> contextsIn(const std::filesystem::path& tree, const FoundLayout& layout,
+                                  const std::optional<std::string>& given) {
+    std::vector<ContextID> contexts;
+    std::vector<std::string> names;
+    for (const ASCPlatform platform : layout.platforms) {
+        contexts.push_back({platform, AppStoreVersionStateClass::editable});
+        names.push_back(contexts.back().text());
+    }
+    if (!given) return contexts;
+    const ContextID wanted = requireContextID(*given);
+    if (std::ranges::find(layout.platforms, wanted.platform) == layout.platforms.end())
+        throw MetadataError(MetadataError::Kind::unknownContext,
+                            fmt::format("{} has no folder for {}. It has the texts for {}.",
+                                        escapeControls(tree.native()), platformLabel(wanted.platform),
+                                        fmt::join(names, ", ")),
+                            {tree, {}, {}});
+    return {wanted};
+}
+
+} // namespace
 
 ContextID MetadataController::contextToFill(const Target& target, const std::optional<std::string>& given,
                                             DryRun dryRun) const {
@@ -57,18 +86,29 @@ MetadataController::AddedLocale MetadataController::addLocale(std::string_view l
     return added;
 }
 
-MetadataController::Import MetadataController::importTexts(const std::filesystem::path& tree,
-                                                           const std::optional<std::string>& context,
-                                                           DryRun dryRun) {
-    Import import;
+std::vector<MetadataController::Import>
+MetadataController::importTexts(const std::filesystem::path& tree, const std::optional<std::string>& context,
+                                DryRun dryRun) {
+    std::vector<Import> imports;
     gate_->run(OperationKind::importTexts, [&](Operation& operation) {
+        const FoundLayout layout = findLayout(tree);
         const Target target = access_.open(operation, dryRun);
-        import.context = contextToFill(target, context, dryRun);
-        import.folder = target.folder.contextFolder(import.context);
-        import.report = importTree(tree, MetadataStore(import.folder), access_.clock(), dryRun);
+        std::vector<std::pair<ContextID, MetadataFolder>> sources;
+        if (layout.layout == TreeLayout::locales)
+            sources.emplace_back(contextToFill(target, context, dryRun), treeToImport(tree));
+        else
+            for (const ContextID& one : contextsIn(tree, layout, context))
+                sources.emplace_back(contextToFill(target, one.text(), dryRun),
+                                     MetadataFolder{tree, TreeInPlace{layout.layout}}.contextFolder(
+                                         {one.platform, AppStoreVersionStateClass::editable}));
+        for (const auto& [into, source] : sources) {
+            const MetadataFolder folder = target.folder.contextFolder(into);
+            imports.push_back(
+                {into, folder, importTree(source, MetadataStore(folder), access_.clock(), dryRun)});
+        }
         if (dryRun == DryRun::no) showResult(target);
     });
-    return import;
+    return imports;
 }
 
 TidyReport MetadataController::tidy(const std::optional<std::string>& context, DryRun dryRun) {

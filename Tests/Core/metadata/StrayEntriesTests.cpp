@@ -96,7 +96,7 @@ TEST(StrayEntries, pointAtTheTreeThatAnImportMeant) {
     for (const auto& [folder, advice] : cases) {
         std::string said = "nothing";
         try {
-            (void)importTree(place.outer / folder, store, systemClock());
+            (void)importTree(treeToImport(place.outer / folder), store, systemClock());
         } catch (const MetadataError& error) {
             EXPECT_EQ(error.kind(), MetadataError::Kind::noLocales);
             said = error.what();
