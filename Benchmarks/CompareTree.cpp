@@ -15,7 +15,7 @@ void compareTree(benchmark::State& state) {
     std::vector<std::string> files;
     for (std::size_t i = 0; i < 40; ++i) {
         const std::string locale(appStoreLocales()[i]);
-        for (const FieldType field : allFieldTypes) {
+        for (const FieldType field : storeTexts) {
             const std::string text(limitOf(field) / 2, 'x');
             store.write(locale, field, i % 8 == 0 ? text + "!" : text);
             store.write(locale, field, text, TextSide::pulled);

@@ -39,7 +39,7 @@ void writeTree(const MetadataFolder& appFolder, const Clock& clock) {
     ContextsStore(appFolder, clock).save({context}, context.id());
     const MetadataStore store(appFolder.contextFolder(context.contextID()));
     for (std::size_t index = 0; index < localeCount; ++index)
-        for (const FieldType field : allFieldTypes) {
+        for (const FieldType field : storeTexts) {
             const std::string_view locale = appStoreLocales()[index];
             const std::string text(limitOf(field) / 2, 'x');
             const bool isEdited = field == FieldType::releaseNotes;

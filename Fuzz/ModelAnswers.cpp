@@ -17,7 +17,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     const auto isControl = [](char character) {
         return static_cast<unsigned char>(character) < 0x20 && character != '\n' && character != '\t';
     };
-    for (const FieldType field : allFieldTypes) {
+    for (const FieldType field : storeTexts) {
         const std::string text = translationIn(answer, field, "A source text");
         if (std::ranges::any_of(text, isControl)) std::abort();
         if (graphemeCount(trimToBoundary(text, limit)) > limit) std::abort();

@@ -6,6 +6,7 @@
 #include "Core/asc/records/AppRecords.h"
 #include "Core/asc/records/BuildRecords.h"
 #include "Core/asc/records/CommerceRecords.h"
+#include "Core/asc/records/PreviewRecords.h"
 #include "Core/asc/records/Reviews.h"
 #include "Core/asc/records/ScreenshotRecords.h"
 #include "Core/asc/records/States.h"
@@ -57,6 +58,8 @@ class ASCClientProtocol {
     ASCList<ASCAppAttributes> listApps(std::optional<std::string_view> bundleID = {},
                                        ASCListBound bound = {}) const;
     ASCList<AppInfoAttributes> listAppInfos(std::string_view appID) const;
+    /// The same with the categories of each.
+    std::vector<ASCAppInfoSummary> listAppInfoSummaries(std::string_view appID) const;
     ASCList<AppInfoLocalizationAttributes> listAppInfoLocalizations(std::string_view appInfoID) const;
     ASCResource<AppInfoLocalizationAttributes>
     createAppInfoLocalization(std::string_view appInfoID,
@@ -67,8 +70,14 @@ class ASCClientProtocol {
     ASCResource<AppInfoLocalizationAttributes>
     updateAppInfoLocalization(std::string_view id,
                               const AppInfoLocalizationPrivacyPatchAttributes& attributes) const;
+    void deleteAppInfoLocalization(std::string_view id) const;
     void updateAppInfoCategories(std::string_view appInfoID, std::optional<std::string> primaryCategory,
                                  std::optional<std::string> secondaryCategory) const;
+    void updateAppInfoCategories(std::string_view appInfoID, const AppInfoCategories& categories) const;
+    /// The attributes are an object of those that have a value; Apple adds some with time.
+    std::optional<ASCResource<JSONValue>> getAgeRatingDeclaration(std::string_view appInfoID) const;
+    /// Attributes that are not given stay; null takes a value away.
+    ASCResource<JSONValue> updateAgeRatingDeclaration(std::string_view id, const JSONValue& attributes) const;
 
     // Versions
     ASCList<AppStoreVersionAttributes> listAppStoreVersions(std::string_view appID,
@@ -82,6 +91,9 @@ class ASCClientProtocol {
     createAppStoreVersion(std::string_view appID, const AppStoreVersionCreateAttributes& attributes) const;
     ASCResource<AppStoreVersionAttributes>
     updateAppStoreVersion(std::string_view id, const AppStoreVersionPatchAttributes& attributes) const;
+    /// The same with attributes by their names, for those that null takes a value away from.
+    ASCResource<AppStoreVersionAttributes> updateAppStoreVersion(std::string_view id,
+                                                                 const JSONValue& attributes) const;
     ASCList<AppStoreVersionLocalizationAttributes> listVersionLocalizations(std::string_view versionID) const;
     /// The same with the display types of each one's screenshot sets.
     std::vector<ASCLocalizationSummary> listLocalizationSummaries(std::string_view versionID) const;
@@ -91,8 +103,13 @@ class ASCClientProtocol {
     ASCResource<AppStoreVersionLocalizationAttributes>
     updateVersionLocalization(std::string_view id,
                               const VersionLocalizationPatchAttributes& attributes) const;
+    void deleteVersionLocalization(std::string_view id) const;
     std::optional<ASCResource<AppStoreReviewDetailAttributes>>
     getReviewDetail(std::string_view versionID) const;
+    ASCResource<AppStoreReviewDetailAttributes>
+    createReviewDetail(std::string_view versionID, const AppStoreReviewDetailAttributes& attributes) const;
+    ASCResource<AppStoreReviewDetailAttributes>
+    updateReviewDetail(std::string_view id, const AppStoreReviewDetailAttributes& attributes) const;
     void attachBuild(std::string_view versionID, std::string_view buildID) const;
     void requestVersionRelease(std::string_view versionID) const;
     std::optional<ASCResource<AppStoreVersionPhasedReleaseAttributes>>
@@ -114,6 +131,18 @@ class ASCClientProtocol {
                                                           std::string_view sourceFileChecksum) const;
     void deleteScreenshot(std::string_view id) const;
     void reorderScreenshots(std::string_view setID, const std::vector<std::string>& screenshotIDs) const;
+
+    // Previews
+    ASCList<AppPreviewSetAttributes> listPreviewSets(std::string_view versionLocalizationID) const;
+    ASCList<AppPreviewAttributes> listPreviews(std::string_view setID) const;
+    ASCResource<AppPreviewSetAttributes> createPreviewSet(std::string_view versionLocalizationID,
+                                                          std::string_view previewType) const;
+    ASCResource<AppPreviewAttributes> reservePreview(std::string_view setID,
+                                                     const AppPreviewCreateAttributes& attributes) const;
+    /// Also changes the poster frame of a preview alone.
+    ASCResource<AppPreviewAttributes> commitPreview(std::string_view id,
+                                                    const AppPreviewPatchAttributes& attributes) const;
+    void deletePreview(std::string_view id) const;
 
     // Builds and TestFlight
     std::vector<ASCBuildSummary> listBuilds(std::string_view appID,

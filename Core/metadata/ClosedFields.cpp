@@ -18,7 +18,7 @@ void ClosedFields::note(FieldType field, const std::string& locale, const std::s
 }
 
 void ClosedFields::noteAll(FieldHome home, const std::string& locale, const std::string& refusal) {
-    for (const FieldType field : allFieldTypes)
+    for (const FieldType field : localeFields)
         if (homeOf(field) == home && field != FieldType::promotionalText) note(field, locale, refusal);
 }
 

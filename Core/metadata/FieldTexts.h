@@ -14,7 +14,7 @@
 
 namespace quorvel {
 
-/// One field of one locale.
+/// One field of one locale, or of the page (`pageLocale`).
 struct FieldKey {
     std::string locale;
     FieldType field = FieldType::name;
@@ -22,7 +22,8 @@ struct FieldKey {
     auto operator<=>(const FieldKey&) const = default;
 };
 
-/// The six texts of one locale; none where there is no file, or where App Store Connect has no localization.
+/// The texts of one locale, or of the page; none where there is no file, or where App Store Connect has no
+/// localization.
 struct FieldTexts {
     std::array<std::optional<std::string>, allFieldTypes.size()> texts;
 
@@ -39,7 +40,7 @@ struct FieldTexts {
     bool operator==(const FieldTexts&) const = default;
 };
 
-/// Locale code → its texts; iterates in sorted order.
+/// Locale code → its texts; iterates in sorted order. The page is not among them unless that is said.
 using LocaleTexts = std::map<std::string, FieldTexts, std::less<>>;
 
 /// Locale codes.
@@ -61,6 +62,7 @@ struct UnreadableText {
 /// The texts that could be read, and the files that could not; in locale order and then in field order.
 struct ReadTexts {
     LocaleTexts texts; // an unreadable text is absent; its locale is there
+    FieldTexts page;
     std::vector<UnreadableText> unreadable;
 };
 

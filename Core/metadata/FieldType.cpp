@@ -13,6 +13,7 @@ constexpr bool rowsFollowTheEnumeration() {
     return true;
 }
 static_assert(rowsFollowTheEnumeration());
+static_assert(storeTexts.back() == FieldType::keywords && pageFields.front() == FieldType::copyright);
 
 // Without the case and the marks in which the spellings of a name differ.
 std::string lettersOf(std::string_view name) {
@@ -33,8 +34,10 @@ std::size_t limitOf(FieldType field, std::span<const FieldRule> rules) {
 
 std::optional<FieldType> fieldNamed(std::string_view name) {
     const std::string wanted = lettersOf(name);
+    if (wanted == "notes") return std::nullopt; // of the release, or for the review?
     for (const FieldFacts& facts : fieldFacts) {
-        const std::string_view stem = facts.fileName.substr(0, facts.fileName.rfind('.'));
+        std::string_view stem = facts.fileName.substr(0, facts.fileName.rfind('.'));
+        stem.remove_prefix(stem.find('/') + 1); // nothing where there is none
         for (const std::string_view known : {facts.rawName, facts.attribute, stem, facts.shortLabel})
             if (lettersOf(known) == wanted) return facts.field;
     }

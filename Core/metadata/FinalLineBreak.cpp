@@ -1,5 +1,6 @@
 #include "Core/metadata/FinalLineBreak.h"
 
+#include "Core/metadata/FieldValue.h"
 #include "Core/metadata/MetadataError.h"
 #include "Core/metadata/TextRemarks.h"
 #include "Platform/files/Files.h"
@@ -23,28 +24,31 @@ std::filesystem::path settingsFile(const MetadataFolder& appFolder) {
 
 } // namespace
 
-std::string countedText(FinalLineBreak rule, std::string_view local,
+std::string countedText(FinalLineBreak rule, FieldType field, std::string_view local,
                         const std::optional<std::string>& pulled) {
+    if (!isStoreText(field)) {
+        std::string value = canonicalValue(field, local);
+        return pulled && canonicalValue(field, *pulled) == value ? *pulled : value;
+    }
     if (rule == FinalLineBreak::keep) return std::string(local);
     const std::string_view text = withoutFinalLineBreak(local);
     return pulled && withoutFinalLineBreak(*pulled) == text ? *pulled : std::string(text);
 }
 
 void countTexts(FinalLineBreak rule, LocaleTexts& local, const LocaleTexts& pulled) {
-    if (rule == FinalLineBreak::keep) return;
     static const FieldTexts nothing;
     for (auto& [locale, texts] : local) {
         const auto found = pulled.find(locale);
         const FieldTexts& copies = found == pulled.end() ? nothing : found->second;
-        for (const FieldType field : allFieldTypes)
-            if (texts[field]) texts[field] = countedText(rule, *texts[field], copies[field]);
+        for (const FieldType field : localeFields)
+            if (texts[field]) texts[field] = countedText(rule, field, *texts[field], copies[field]);
     }
 }
 
 FinalLineBreak finalLineBreakOf(const MetadataFolder& appFolder) {
     const auto file = settingsFile(appFolder);
     const auto text = readFile(file);
-    if (!text) return FinalLineBreak::keep;
+    if (!text) return appFolder.inPlace ? FinalLineBreak::strip : FinalLineBreak::keep;
     try {
         return decodeJSON<TreeSettings>(*text).finalLineBreak;
     } catch (const JSONError& error) {

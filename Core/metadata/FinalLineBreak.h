@@ -23,14 +23,16 @@ struct RawValues<FinalLineBreak> {
 };
 
 /// The text that a local file stands for beside its pulled copy. With `strip` one final line break is no part
-/// of it, and a text that differs from the copy by that alone is the copy.
-[[nodiscard]] std::string countedText(FinalLineBreak rule, std::string_view local,
+/// of it, and a text that differs from the copy by that alone is the copy. Of a field that is no store text
+/// it is the value, whatever the rule; a value that is the copy's is the copy.
+[[nodiscard]] std::string countedText(FinalLineBreak rule, FieldType field, std::string_view local,
                                       const std::optional<std::string>& pulled);
 /// The same of all texts.
 void countTexts(FinalLineBreak rule, LocaleTexts& local, const LocaleTexts& pulled);
 
 /// The choice for a tree, kept in <app folder>/.brevant/settings.json: it describes the files, and so lies
-/// with them. Without such a file it is `keep`. Throws `MetadataError` for a file that cannot be understood,
+/// with them. Without such a file it is `keep`, and `strip` in place, as for an
+/// import of the tree. Throws `MetadataError` for a file that cannot be understood,
 /// `FileError`.
 [[nodiscard]] FinalLineBreak finalLineBreakOf(const MetadataFolder& appFolder);
 /// Keeps the choice, making the folder. Throws `FileError`.

@@ -38,7 +38,7 @@ bool withText(Attributes& attributes, FieldType field, Use use) {
 template <typename Attributes>
 [[nodiscard]] bool holdsAllTexts(FieldHome home) {
     const Attributes attributes{};
-    return std::ranges::all_of(allFieldTypes, [&](FieldType field) {
+    return std::ranges::all_of(localeFields, [&](FieldType field) {
         return homeOf(field) != home || withText(attributes, field, [](const auto&) {});
     });
 }
@@ -47,7 +47,7 @@ template <typename Attributes>
 template <typename Attributes>
 [[nodiscard]] FieldTexts textsIn(const Attributes& attributes) {
     FieldTexts texts;
-    for (const FieldType field : allFieldTypes)
+    for (const FieldType field : localeFields)
         withText(attributes, field,
                  [&](const std::optional<std::string>& text) { texts[field] = text.value_or(""); });
     return texts;

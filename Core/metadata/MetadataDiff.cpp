@@ -22,7 +22,7 @@ std::vector<PendingChange> MetadataDiff::compare(const LocaleTexts& pulled, cons
         const auto found = pulled.find(locale);
         const FieldTexts& copies = found == pulled.end() ? nothing : found->second;
         const bool isNewLocale = copies.isAbsent();
-        for (const FieldType field : allFieldTypes) {
+        for (const FieldType field : localeFields) {
             const std::string_view remote = copies[field] ? std::string_view(*copies[field]) : "";
             const std::string_view text = texts[field] ? std::string_view(*texts[field]) : "";
             if (differ(remote, text))

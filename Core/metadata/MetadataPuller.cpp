@@ -37,7 +37,7 @@ PullResult write(const PlatformContext& context, const std::optional<AppInfo>& i
                  const PullOptions& options, Date moment, const Logger& logger) {
     const MetadataStore store(folder);
     PullResult result = writePulledTexts(store, incoming, options, moment);
-    store.notePulledVersion(context.versionId, moment);
+    if (options.dryRun == DryRun::no) store.notePulledVersion(context.versionId, moment);
     logger.info(fmt::format("Pulled {}: {} locales, {} fields changed, {} edits backed up", context.id(),
                             result.summary.locales.size(), result.updated.size(), result.kept.size()));
     result.summary.versionString = context.versionString;
@@ -73,18 +73,38 @@ AppDiscovery MetadataPuller::discover(std::string_view appID) const {
     return discovery;
 }
 
-PullResult MetadataPuller::pull(AppInfoTexts& appInfoTexts, const PlatformContext& context,
-                                const MetadataFolder& contextFolder, const PullOptions& options) const {
-    const auto info = chooseAppInfo(appInfoTexts.appInfos(), context.stateClass);
-    std::vector<IncomingTexts> incoming(info ? 2 : 1);
+struct MetadataPuller::Incoming {
+    std::optional<AppInfo> info;
+    std::vector<IncomingTexts> texts;
+};
+
+MetadataPuller::Incoming MetadataPuller::list(AppInfoTexts& appInfoTexts,
+                                              const PlatformContext& context) const {
+    Incoming incoming{chooseAppInfo(appInfoTexts.appInfos(), context.stateClass), {}};
+    incoming.texts.resize(incoming.info ? 2 : 1);
     std::vector<std::function<void()>> lists = {
-        [&] { incoming[0] = listTexts(client_, FieldHome::versionLocalization, context.versionId); }};
-    if (info)
+        [&] { incoming.texts[0] = listTexts(client_, FieldHome::versionLocalization, context.versionId); }};
+    if (incoming.info)
         lists.emplace_back([&] {
-            incoming[1] = {FieldHome::appInfoLocalization, appInfoTexts.of(info->id)};
+            incoming.texts[1] = {FieldHome::appInfoLocalization, appInfoTexts.of(incoming.info->id)};
         });
     runTogether(lists);
-    return write(context, info, incoming, contextFolder, options, clock_(), logger_);
+    return incoming;
+}
+
+PullResult MetadataPuller::pull(AppInfoTexts& appInfoTexts, const PlatformContext& context,
+                                const MetadataFolder& contextFolder, const PullOptions& options) const {
+    const Incoming incoming = list(appInfoTexts, context);
+    return write(context, incoming.info, incoming.texts, contextFolder, options, clock_(), logger_);
+}
+
+LocaleTexts MetadataPuller::look(AppInfoTexts& appInfoTexts, const PlatformContext& context) const {
+    LocaleTexts all;
+    for (const IncomingTexts& resource : list(appInfoTexts, context).texts)
+        for (const auto& [locale, texts] : resource.locales)
+            for (const FieldType field : localeFields)
+                if (texts[field]) all[locale][field] = texts[field];
+    return all;
 }
 
 } // namespace quorvel

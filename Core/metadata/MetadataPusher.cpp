@@ -1,8 +1,10 @@
 #include "Core/metadata/MetadataPusher.h"
 
+#include "Core/metadata/FallbackTexts.h"
 #include "Core/metadata/LocalizationWriter.h"
 #include "Core/metadata/MetadataPuller.h"
 #include "Core/metadata/RemoteLocalizations.h"
+#include "Core/metadata/merge/FieldMerge.h"
 #include "Platform/task/Task.h"
 #include "Platform/text/Text.h"
 
@@ -24,6 +26,10 @@ constexpr std::string_view noAppInfo =
 
 constexpr std::string_view conflictText =
     "changed on App Store Connect since the last pull; pull to see it, then push again";
+
+constexpr std::string_view removedText =
+    "its localization was removed on App Store Connect since the last pull; pull, then push again to "
+    "create it with all of its texts";
 
 // The changes of one localization, by their places in the list given.
 struct Job {
@@ -65,12 +71,14 @@ std::vector<Job> jobsOf(const std::vector<PendingChange>& changes) {
     return jobs;
 }
 
+enum class Lists { needed, all };
+
 Resolution resolve(const ASCClientProtocol& client, std::string_view appID, const PlatformContext& context,
-                   const std::vector<Job>& jobs) {
+                   const std::vector<Job>& jobs, Lists wanted = Lists::needed) {
     Resolution resolution;
     std::vector<std::function<void()>> lists;
     const auto isNeeded = [&](FieldHome home) {
-        return std::ranges::find(jobs, home, &Job::home) != jobs.end();
+        return wanted == Lists::all || std::ranges::find(jobs, home, &Job::home) != jobs.end();
     };
     if (isNeeded(FieldHome::versionLocalization))
         lists.emplace_back([&] {
@@ -89,20 +97,20 @@ Resolution resolve(const ASCClientProtocol& client, std::string_view appID, cons
     return resolution;
 }
 
-enum class RemoteState { asPulled, sameText, conflict };
-
-// A service may give back line breaks and white space at the ends otherwise than they were sent.
-std::string withoutMargins(std::string_view text) {
-    std::string bare(trim(text));
-    std::erase(bare, '\r');
-    return bare;
+LocaleTexts textsOf(const Resolution& resolution) {
+    LocaleTexts all = textsOf(resolution.versionLocalizations);
+    for (const auto& [locale, localization] : resolution.appInfoLocalizations)
+        for (const FieldType field : allFieldTypes)
+            if (localization.texts[field]) all[locale][field] = localization.texts[field];
+    return all;
 }
+
+enum class RemoteState { asPulled, sameText, conflict };
 
 RemoteState remoteStateOf(const PendingChange& change, const FieldTexts& onService) {
     const std::string text = onService[change.field].value_or("");
     if (text == change.textToSend() || (isBlank(text) && isBlank(change.local))) return RemoteState::sameText;
-    const std::string bare = withoutMargins(text);
-    const bool isKnown = bare == withoutMargins(change.remote) || bare == withoutMargins(change.local);
+    const bool isKnown = saysTheSame(text, change.remote) || saysTheSame(text, change.local);
     return isKnown ? RemoteState::asPulled : RemoteState::conflict;
 }
 
@@ -134,8 +142,9 @@ class JobRunner {
         std::vector<FieldType> conflicts;
         for (const std::size_t index : job.changes) {
             const PendingChange& change = changes_[index];
-            const RemoteState state =
-                existing ? remoteStateOf(change, existing->texts) : RemoteState::asPulled;
+            const RemoteState state = existing              ? remoteStateOf(change, existing->texts)
+                                      : wouldLoseTexts(job) ? RemoteState::conflict
+                                                            : RemoteState::asPulled;
             if (state == RemoteState::conflict) conflicts.push_back(change.field);
             if (state != RemoteState::asPulled) continue;
             values.emplace_back(change.field, change.textToSend());
@@ -145,7 +154,7 @@ class JobRunner {
         if (!values.empty())
             result = LocalizationWriter(client_, targetOf(job), closed_).write(std::move(values));
         for (const FieldType field : conflicts)
-            result.failures[field].text = conflictText;
+            result.failures[field].text = existing ? conflictText : removedText;
         return result;
     }
 
@@ -168,6 +177,16 @@ class JobRunner {
     }
 
   private:
+    // Whether the localization had other texts at the last pull: made anew with the changes alone it would
+    // lack them.
+    [[nodiscard]] bool wouldLoseTexts(const Job& job) const {
+        return std::ranges::any_of(localeFields, [&](FieldType field) {
+            const bool isSent = std::ranges::any_of(
+                job.changes, [&](std::size_t index) { return changes_[index].field == field; });
+            return homeOf(field) == job.home && !isSent &&
+                   !isBlank(store_.read(job.locale, field, TextSide::pulled).value_or(""));
+        });
+    }
     // See `PushOutcome::previous`. Without any copy, every text looks new that App Store Connect has.
     [[nodiscard]] std::optional<std::string> textBefore(const Job& job, const PendingChange& change) const {
         const RemoteLocalization* existing = resolution_.find(job);
@@ -192,7 +211,8 @@ class JobRunner {
             return !isBlank(name) && !isOverLimit(name, FieldType::name);
         };
         try {
-            if (auto own = store_.read(locale, FieldType::name); own && isUsable(*own)) return own;
+            auto own = readTextThatCounts(store_.folder(), locale, FieldType::name);
+            if (own && isUsable(*own)) return own;
         } catch (const MetadataError&) {
             // Skip files that are not UTF-8.
         }
@@ -241,9 +261,10 @@ std::optional<std::string> adoptName(const MetadataStore& store, const std::stri
     auto remark = refreshCopy(store, locale, FieldType::name, name);
     try {
         bool isSame = false;
+        const FallbackTexts fallbacks(store.folder());
         store.update(locale, FieldType::name, [&](const std::optional<std::string>& local) {
-            isSame = local == name;
-            return !local || isBlank(*local) ? std::optional(name) : std::nullopt;
+            isSame = local == name || fallbacks.standingFor(local, FieldType::name) == name;
+            return isSame ? std::nullopt : !local || isBlank(*local) ? std::optional(name) : std::nullopt;
         });
         if (isSame) return remark;
     } catch (const std::exception& error) {
@@ -264,9 +285,11 @@ std::vector<PushOutcome> MetadataPusher::push(std::string_view appID, const Plat
                                               const std::vector<PendingChange>& changes,
                                               const PushProgress& progress,
                                               const PushRecording& record) const {
-    requireChangeable(context);
+    record.resolved ? requireOpen(context) : requireChangeable(context);
     const std::vector<Job> jobs = jobsOf(changes);
-    const Resolution resolution = resolve(client_, appID, context, jobs);
+    const Resolution resolution =
+        resolve(client_, appID, context, jobs, record.resolved ? Lists::all : Lists::needed);
+    if (record.resolved) record.resolved(textsOf(resolution));
     JobRunner runner(client_, store_, context, resolution, changes, appName_, record.begin);
     std::vector<PushOutcome> outcomes;
     for (const PendingChange& change : changes)
@@ -306,8 +329,12 @@ std::vector<PushOutcome> MetadataPusher::push(std::string_view appID, const Plat
     return outcomes;
 }
 
-void MetadataPusher::requireChangeable(const PlatformContext& context) const {
+void MetadataPusher::requireOpen(const PlatformContext& context) const {
     if (!context.takesPushes()) throw MetadataError::readOnlyContext(context.appStoreState);
+}
+
+void MetadataPusher::requireChangeable(const PlatformContext& context) const {
+    requireOpen(context);
     if (store_.hasInterruptedPull()) throw MetadataError::interruptedPull(store_.folder().rootURL);
     const auto pulled = store_.pulledVersionID();
     if (pulled && *pulled != context.versionId)
@@ -315,8 +342,8 @@ void MetadataPusher::requireChangeable(const PlatformContext& context) const {
 }
 
 PlannedPush MetadataPusher::plan(std::string_view appID, const PlatformContext& context,
-                                 const std::vector<PendingChange>& changes) const {
-    requireChangeable(context);
+                                 const std::vector<PendingChange>& changes, Base base) const {
+    base == Base::remoteTexts ? requireOpen(context) : requireChangeable(context);
     const std::vector<Job> jobs = jobsOf(changes);
     const Resolution resolution = resolve(client_, appID, context, jobs);
     RecordingClient recorder;
@@ -327,6 +354,11 @@ PlannedPush MetadataPusher::plan(std::string_view appID, const PlatformContext& 
             if (!outcome.success) planned.failures.push_back(std::move(outcome));
     planned.requests = std::move(recorder.requests);
     return planned;
+}
+
+LocaleTexts MetadataPusher::remoteTexts(std::string_view appID, const PlatformContext& context) const {
+    requireOpen(context);
+    return textsOf(resolve(client_, appID, context, {}, Lists::all));
 }
 
 } // namespace quorvel

@@ -33,7 +33,7 @@ MetadataSnapshot MetadataSnapshot::of(const LocaleTexts& texts) {
     MetadataSnapshot grid;
     for (const auto& [locale, fields] : texts) {
         grid.locales.push_back(locale);
-        for (const FieldType field : allFieldTypes)
+        for (const FieldType field : storeTexts)
             grid.cells[locale].emplace(field, cellOf(fields[field], field));
     }
     return grid;

@@ -1,4 +1,4 @@
-// A read-only grid of one metadata tree: a cell per locale and field.
+// A read-only grid of one metadata tree: a cell per locale and store text.
 #pragma once
 
 #include "Core/metadata/FieldTexts.h"

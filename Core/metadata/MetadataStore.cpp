@@ -20,6 +20,10 @@ std::filesystem::path versionNote(const MetadataFolder& folder) {
     return folder.privateFolder() / "version";
 }
 
+FileMode modeOf(FieldType field) {
+    return isSecret(field) ? FileMode::secret : FileMode::shared;
+}
+
 // A moment as a folder's name, such as "2026-03-01T12-30-00Z"; a later one of the same second has a number.
 std::string folderNameOf(Date moment, int attempt) {
     std::string name = formatISO8601(moment);
@@ -57,7 +61,7 @@ void MetadataStore::write(std::string_view locale, FieldType field, std::string_
                           Durability durability) const {
     const std::filesystem::path file = checkedFile(locale, field, side);
     createFolders(file.parent_path());
-    writeFileAtomically(file, text, FileMode::shared, durability);
+    writeFileAtomically(file, text, modeOf(field), durability);
 }
 
 bool MetadataStore::update(std::string_view locale, FieldType field, const Rewrite& rewrite,
@@ -69,7 +73,7 @@ bool MetadataStore::update(std::string_view locale, FieldType field, const Rewri
         const auto text = rewrite(present);
         if (!text) return false;
         createFolders(file.parent_path());
-        if (replaceFile(file, present, *text, durability)) return true;
+        if (replaceFile(file, present, *text, durability, modeOf(field))) return true;
     }
     throw MetadataError::keepsChanging(file);
 }
@@ -78,7 +82,8 @@ bool MetadataStore::remove(std::string_view locale, FieldType field, TextSide si
     const std::filesystem::path file = checkedFile(locale, field, side);
     const bool removed = removeFile(file);
     std::error_code notEmpty;
-    if (side == TextSide::pulled) std::filesystem::remove(file.parent_path(), notEmpty);
+    if (side == TextSide::pulled && file.parent_path() != folder_.textsFolder(side))
+        std::filesystem::remove(file.parent_path(), notEmpty);
     return removed;
 }
 
@@ -93,7 +98,7 @@ std::vector<std::string> MetadataStore::localesOnDisk(TextSide side) const {
 
 void MetadataStore::createLocaleLocally(std::string_view locale) const {
     createFolders(folder_.localeFolder(locale));
-    for (const FieldType field : allFieldTypes)
+    for (const FieldType field : storeTexts)
         if (!exists(locale, field))
             update(locale, field, [](const auto& present) {
                 return present ? std::nullopt : std::optional<std::string>("");
@@ -142,19 +147,29 @@ bool MetadataStore::wasPulled() const {
     return std::filesystem::is_directory(folder_.textsFolder(TextSide::pulled), unreachable);
 }
 
+std::filesystem::path newKeptFolder(const MetadataFolder& folder, Date moment) {
+    std::error_code unreachable;
+    for (int attempt = 1;; ++attempt)
+        if (auto kept = folder.privateFolder() / "kept" / folderNameOf(moment, attempt);
+            !std::filesystem::exists(kept, unreachable))
+            return kept;
+}
+
 std::filesystem::path MetadataStore::keepBeside(std::string_view locale, FieldType field,
                                                 std::string_view text, Date moment) const {
-    const std::filesystem::path name = folder_.localeFolder(locale).filename(); // throws for an unsafe one
+    // Throws for an unsafe name.
+    const auto name = folder_.fieldFile(locale, field).lexically_relative(folder_.rootURL);
     for (int attempt = 1;; ++attempt) {
         const std::filesystem::path file =
-            folder_.privateFolder() / "kept" / folderNameOf(moment, attempt) / name / fileNameOf(field);
-        requireInside(file, folder_.rootURL);
+            folder_.privateFolder() / "kept" / folderNameOf(moment, attempt) / name;
+        requireInside(file, folder_.boundary());
         const auto present = readFile(file);
         if (present == text) return file;
         if (present) continue;
         createFolders(file.parent_path());
-        writeFileAtomically(file, text);
-        logger_.info(fmt::format("Kept the local {} of {} before it is replaced", rawValue(field), locale));
+        writeFileAtomically(file, text, modeOf(field));
+        logger_.info(fmt::format("Kept the local {} of {} before it is replaced", rawValue(field),
+                                 shownLocale(locale)));
         return file;
     }
 }
@@ -162,7 +177,7 @@ std::filesystem::path MetadataStore::keepBeside(std::string_view locale, FieldTy
 std::filesystem::path MetadataStore::checkedFile(std::string_view locale, FieldType field,
                                                  TextSide side) const {
     const std::filesystem::path file = folder_.fieldFile(locale, field, side);
-    requireInside(file, folder_.rootURL);
+    requireInside(file, folder_.boundary());
     return file;
 }
 

@@ -18,7 +18,8 @@
 
 namespace quorvel {
 
-/// All reads and writes of field files go through this value. A file holds exactly its field's text in UTF-8.
+/// All reads and writes of field files go through this value. A file holds exactly its field's text in UTF-8;
+/// that of a secret is readable by its owner only. The fields of the page are those of `pageLocale`.
 ///
 /// Everything throws `MetadataError` for a name that may not become a path, a link that leads out of the
 /// tree, a file above `fileLimit` (not read then), and bytes that are no text; `FileError` where the file
@@ -60,10 +61,10 @@ class MetadataStore {
     /// The names of the folders under the root, hidden ones left out, sorted; empty when there is no root.
     [[nodiscard]] std::vector<std::string> localesOnDisk(TextSide side = TextSide::local) const;
 
-    /// Makes the locale's folder and an empty file for each field that has none; existing files stay.
+    /// Makes the locale's folder and an empty file for each store text that has none; existing files stay.
     void createLocaleLocally(std::string_view locale) const;
 
-    /// The grid of all locales on disk.
+    /// The grid of the store texts of all locales on disk.
     [[nodiscard]] MetadataSnapshot snapshot() const;
 
     /// Whether a pull into this tree began to write and did not end: the pulled copies cannot be trusted
@@ -94,5 +95,9 @@ class MetadataStore {
     MetadataFolder folder_;
     Logger logger_;
 };
+
+/// A folder below <root>/.brevant/kept, named after the moment, in which nothing was backed up yet; it is not
+/// made.
+[[nodiscard]] std::filesystem::path newKeptFolder(const MetadataFolder& folder, Date moment);
 
 } // namespace quorvel

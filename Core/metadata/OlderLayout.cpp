@@ -26,7 +26,7 @@ std::vector<FolderEntry> entriesOf(const fs::path& folder) {
 }
 
 bool holdsFieldFile(const fs::path& folder) {
-    return std::ranges::any_of(allFieldTypes, [&](FieldType field) {
+    return std::ranges::any_of(localeFields, [&](FieldType field) {
         std::error_code unreachable;
         return fs::is_regular_file(folder / fileNameOf(field), unreachable);
     });

@@ -1,6 +1,8 @@
 #include "Core/metadata/PushSelection.h"
 
+#include "Core/metadata/FieldValue.h"
 #include "Core/metadata/Locales.h"
+#include "Core/metadata/PushChoice.h"
 #include "Core/metadata/TextRemarks.h"
 #include "Platform/text/Text.h"
 
@@ -39,21 +41,11 @@ std::optional<LeftOutReason> reasonToLeaveOut(const PendingChange& change, const
     if (filter.release == Release::first && change.field == FieldType::releaseNotes)
         return LeftOutReason::firstVersion;
     if (change.isOverLimit) return LeftOutReason::overLimit;
+    if (valueFault(change.field, change.local)) return LeftOutReason::invalidValue;
     if (change.clears() && change.field == FieldType::name) return LeftOutReason::clearsName;
     if (change.clears() && filter.clearing == Clearing::leaveOut) return LeftOutReason::clearsField;
     if (change.review && filter.unreviewed == Unreviewed::leaveOut) return LeftOutReason::unreviewed;
     return std::nullopt;
-}
-
-std::string explainOverLimit(const PendingChange& change) {
-    const std::size_t limit = limitOf(change.field);
-    const std::string_view stripped = withoutFinalLineBreak(change.local);
-    if (stripped.size() < change.local.size() && !isOverLimit(stripped, change.field))
-        return fmt::format("{} has {} characters where {} are allowed, only because of its final line break. "
-                           "Tidying removes it; finalLineBreak = strip leaves it out.",
-                           fileNameOf(change.field), graphemeCount(change.local), limit);
-    return fmt::format("{} has {} characters where {} are allowed. Shorten it.", fileNameOf(change.field),
-                       graphemeCount(change.local), limit);
 }
 
 std::string explainFinalLineBreak(const PendingChange& change) {
@@ -107,7 +99,7 @@ std::string explain(const PendingChange& change, LeftOutReason reason) {
     case LeftOutReason::onlyFinalLineBreak:
         return explainFinalLineBreak(change);
     case LeftOutReason::overLimit:
-        return explainOverLimit(change);
+        return explainOverLimit(change.local, change.field);
     case LeftOutReason::clearsField:
         return fmt::format("Would remove the {} of {} from App Store Connect. "
                            "Allow that in the push, or pull to get the text back.",
@@ -121,6 +113,10 @@ std::string explain(const PendingChange& change, LeftOutReason reason) {
         return "The file cannot be taken as a text.";
     case LeftOutReason::firstVersion:
         return std::string(firstVersionText);
+    case LeftOutReason::invalidValue:
+        return valueFault(change.field, change.local).value_or("");
+    case LeftOutReason::inConflict:
+        return std::string(inConflictText);
     }
     return {};
 }
@@ -158,10 +154,12 @@ std::string_view explainTogether(LeftOutReason reason) {
                "Read them and accept them, or allow unread texts in the push.";
     case LeftOutReason::unreadableFile:
         return "The files cannot be taken as texts.";
+    case LeftOutReason::invalidValue:
     case LeftOutReason::byteOrderMark:
     case LeftOutReason::onlyFinalLineBreak:
     case LeftOutReason::notAnAppStoreLocale:
     case LeftOutReason::firstVersion:
+    case LeftOutReason::inConflict:
         return {};
     }
     return {};
@@ -196,6 +194,8 @@ bool waitsForUser(LeftOutReason reason) {
     case LeftOutReason::clearsName:
     case LeftOutReason::unreviewed:
     case LeftOutReason::unreadableFile:
+    case LeftOutReason::invalidValue:
+    case LeftOutReason::inConflict:
         return true;
     case LeftOutReason::localeDisabled:
     case LeftOutReason::notAnAppStoreLocale:
@@ -226,10 +226,10 @@ std::vector<LeftOutGroup> groupsOf(const std::vector<LeftOutChange>& leftOut) {
     return groups;
 }
 
-PushSelection selectForPush(const std::vector<PendingChange>& changes, const PushFilter& filter,
+PushSelection chooseForPush(std::vector<PendingChange> changes, const PushFilter& filter,
                             const LocaleSet& disabledLocales) {
     PushSelection selection;
-    for (const PendingChange& change : changes) {
+    for (PendingChange& change : changes) {
         if (!filter.takes(change.key())) continue;
         const auto reason = disabledLocales.contains(change.locale)
                                 ? std::optional(LeftOutReason::localeDisabled)
@@ -239,7 +239,15 @@ PushSelection selectForPush(const std::vector<PendingChange>& changes, const Pus
                 {change, *reason, explain(change, *reason), isMissed(change, *reason, filter)});
             continue;
         }
-        selection.chosen.push_back(change);
+        selection.chosen.push_back(std::move(change));
+    }
+    return selection;
+}
+
+PushSelection selectForPush(const std::vector<PendingChange>& changes, const PushFilter& filter,
+                            const LocaleSet& disabledLocales) {
+    PushSelection selection = chooseForPush(changes, filter, disabledLocales);
+    for (const PendingChange& change : selection.chosen) {
         if (change.review)
             selection.warnings.push_back({change.locale, change.field, explainUnread(*change.review)});
         for (const TextRemark remark : remarksOn(change.local, change.field))

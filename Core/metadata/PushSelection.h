@@ -12,6 +12,9 @@ namespace quorvel {
 enum class Clearing { leaveOut, allow };
 /// What becomes of texts that were generated and not read since.
 enum class Unreviewed { leaveOut, allow };
+/// What a push of texts that were never pulled does: it replaces nothing that it does not know, or it reads
+/// first what App Store Connect holds and replaces that.
+enum class Overwriting { no, yes };
 
 /// What the user asked for, and of which version; an empty list stands for all.
 struct PushFilter {
@@ -20,6 +23,7 @@ struct PushFilter {
     Clearing clearing = Clearing::leaveOut;
     Release release = Release::update;
     Unreviewed unreviewed = Unreviewed::leaveOut;
+    Overwriting overwriting = Overwriting::no;
 
     /// Whether the lists take this field.
     [[nodiscard]] bool takes(const FieldKey& key) const;
@@ -37,6 +41,8 @@ enum class LeftOutReason {
     unreviewed,     // generated and not read since
     unreadableFile, // the local file or its pulled copy cannot be taken as a text
     firstVersion,   // takes no release notes
+    invalidValue,   // no address of a web page, or another value that App Store Connect takes nowhere
+    inConflict,     // changed here and on App Store Connect; nobody chose yet
 };
 
 template <>
@@ -53,6 +59,8 @@ struct RawValues<LeftOutReason> {
         {LeftOutReason::unreviewed, "unreviewed"},
         {LeftOutReason::unreadableFile, "unreadableFile"},
         {LeftOutReason::firstVersion, "firstVersion"},
+        {LeftOutReason::invalidValue, "invalidValue"},
+        {LeftOutReason::inConflict, "inConflict"},
     };
 };
 
@@ -91,6 +99,10 @@ struct LeftOutGroup {
 };
 /// Those first that the user has to do something about.
 [[nodiscard]] std::vector<LeftOutGroup> groupsOf(const std::vector<LeftOutChange>& leftOut);
+
+/// What is said of a text in conflict.
+inline constexpr std::string_view inConflictText =
+    "Changed here and on App Store Connect. Settle the conflict first.";
 
 [[nodiscard]] PushSelection selectForPush(const std::vector<PendingChange>& changes,
                                           const PushFilter& filter = {},

@@ -65,7 +65,7 @@ std::vector<UnreadText> ReviewMarks::unreadIn(const LocaleTexts& texts) const {
     std::vector<UnreadText> unread;
     for (const auto& [locale, fields] : entries_)
         if (const auto found = texts.find(locale); found != texts.end())
-            for (const FieldType field : allFieldTypes)
+            for (const FieldType field : localeFields)
                 if (const auto& text = found->second[field])
                     if (const auto mark = find(locale, field, *text))
                         unread.push_back({locale, field, *mark});

@@ -19,8 +19,9 @@ class TreeReader {
   public:
     TreeReader(const MetadataFolder& folder, TextSide side);
 
-    /// The names of the folders, sorted; hidden and unusable ones are left out, and so, with a log line, are
-    /// links out of the tree that nothing marks as locales.
+    /// The names of the folders, sorted; that of the review's fields, hidden and unusable ones are left out,
+    /// and so, with a log line, are links out of the tree that nothing marks as locales. In place
+    /// also what is named like no locale.
     [[nodiscard]] std::vector<std::string> locales() const;
     [[nodiscard]] FieldTexts readLocale(std::string_view locale) const;
     /// Like `readLocale`, but collects the files that cannot be taken as texts instead of throwing.
@@ -42,12 +43,21 @@ class TreeReader {
     [[nodiscard]] std::optional<std::string> read(std::string_view locale, FieldType field) const;
 
   private:
+    [[nodiscard]] bool mayBeLocale(std::string_view name) const;
     [[nodiscard]] bool isStrayLink(const std::string& name) const;
     [[nodiscard]] FileDescriptor openFolder(const FileDescriptor& parent, const std::string& name,
                                             const std::filesystem::path& path) const;
+    // The folders that hold the fields of a locale or of the page, opened when they are needed first; one
+    // that is not there stays closed.
+    struct Folders {
+        std::optional<FileDescriptor> own;
+        std::optional<FileDescriptor> review;
+    };
+    [[nodiscard]] const FileDescriptor& open(Folders& folders, std::string_view locale,
+                                             FieldType field) const;
     [[nodiscard]] FileDescriptor openLocale(std::string_view locale) const;
-    [[nodiscard]] std::optional<std::string> readFieldFile(const FileDescriptor& folder,
-                                                           std::string_view locale, FieldType field) const;
+    [[nodiscard]] std::optional<std::string> readFieldFile(Folders& folders, std::string_view locale,
+                                                           FieldType field) const;
 
     MetadataFolder folder_;
     TextSide side_;

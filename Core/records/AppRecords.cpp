@@ -35,8 +35,8 @@ std::vector<ManagedApp> inOrderOfNames(std::vector<ManagedApp> apps) {
 
 std::size_t placeOf(const FieldRule& rule) {
     const auto field = rule.fieldTypeValue();
-    return field ? static_cast<std::size_t>(std::ranges::find(allFieldTypes, *field) - allFieldTypes.begin())
-                 : allFieldTypes.size();
+    return field ? static_cast<std::size_t>(std::ranges::find(storeTexts, *field) - storeTexts.begin())
+                 : storeTexts.size();
 }
 
 } // namespace
@@ -124,6 +124,10 @@ void AppRecords::addMissingLocales(std::string_view appID, std::span<const std::
         for (const std::string& code : codes)
             insert(database, ManagedLocale{.code = code, .app = std::string(appID)}, Existing::keep);
     });
+}
+
+bool AppRecords::removeLocale(std::string_view appID, std::string_view code) const {
+    return discard<ManagedLocale>(*container_, "WHERE app = ?1 AND code = ?2", {appID, code}) > 0;
 }
 
 std::vector<FieldRule> AppRecords::rules(std::string_view appID) const {

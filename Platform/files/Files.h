@@ -47,7 +47,8 @@ void writeFileAtomically(const std::filesystem::path& path, std::string_view byt
 /// Like `writeFileAtomically`, as long as the file holds `expected` (nothing: there is no file) right before
 /// it is replaced; whether it did. What somebody else saved meanwhile stays. Throws `FileError`.
 [[nodiscard]] bool replaceFile(const std::filesystem::path& path, const std::optional<std::string>& expected,
-                               std::string_view bytes, Durability durability = Durability::now);
+                               std::string_view bytes, Durability durability = Durability::now,
+                               FileMode mode = FileMode::shared);
 
 /// Appends `line` and a line feed in one write, so that lines of several threads and processes never mix;
 /// makes the file with `mode` when missing. Throws `FileError`; the file is as it was then.

@@ -22,8 +22,8 @@ void printImported(Invocation& invocation, const std::optional<ImportedAppReport
                                    *imported->avoidedFolder, imported->app.displayName, imported->folder));
 }
 
-ArgumentSpec fieldOption() {
-    ArgumentSpec field = fieldArgument();
+ArgumentSpec fieldOption(Fields fields) {
+    ArgumentSpec field = fieldArgument(fields);
     field.name = "--field";
     field.description = "Only these fields, by the names here or those of files and of App Store Connect";
     field.need = ArgumentSpec::Need::optional;
@@ -31,14 +31,19 @@ ArgumentSpec fieldOption() {
     return field;
 }
 
-ArgumentSpec fieldArgument() {
+ArgumentSpec fieldArgument(Fields fields) {
     ArgumentSpec field{"FIELD", "FIELD", "The field", {}, ArgumentSpec::Need::required};
-    for (const FieldType type : allFieldTypes)
-        field.choices.push_back(rawValue(type));
+    for (const FieldType type : localeFields)
+        if (fields == Fields::all || isStoreText(type)) field.choices.push_back(rawValue(type));
     field.choiceOf = [](std::string_view name) -> std::optional<std::string_view> {
         const auto meant = fieldNamed(name);
-        return meant ? std::optional(rawValue(*meant)) : std::nullopt;
+        return meant && !isPageField(*meant) ? std::optional(rawValue(*meant)) : std::nullopt;
     };
+    if (fields == Fields::ofStoreTexts)
+        field.choiceOf = [](std::string_view name) -> std::optional<std::string_view> {
+            const auto meant = fieldNamed(name);
+            return meant && isStoreText(*meant) ? std::optional(rawValue(*meant)) : std::nullopt;
+        };
     return field;
 }
 

@@ -60,8 +60,9 @@ requires(needsConsent(Action::info.effect)) typename Action::Result
 }
 
 /// The fields that a command takes, by any of their names: --field, several of them, or FIELD, the only one.
-[[nodiscard]] ArgumentSpec fieldOption();
-[[nodiscard]] ArgumentSpec fieldArgument();
+enum class Fields { all, ofStoreTexts };
+[[nodiscard]] ArgumentSpec fieldOption(Fields fields);
+[[nodiscard]] ArgumentSpec fieldArgument(Fields fields);
 /// The options that name the app's folder.
 [[nodiscard]] ArgumentSpec folderArgument();
 /// Values that were given together or one by one: "--locale de-DE,ja --locale ko".

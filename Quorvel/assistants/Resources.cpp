@@ -205,8 +205,8 @@ std::vector<std::string> TextResources::values(std::string_view part, const JSON
     }
     if (part == "field") {
         std::vector<std::string> names;
-        for (const FieldFacts& facts : fieldFacts)
-            names.emplace_back(facts.rawName);
+        for (const FieldType field : localeFields)
+            names.emplace_back(rawValue(field));
         return names;
     }
     if (part != "locale") return {};

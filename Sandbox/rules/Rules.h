@@ -8,7 +8,9 @@ namespace quorvel::sandbox {
 
 [[nodiscard]] std::span<const WriteOperation> versionOperations();
 [[nodiscard]] std::span<const WriteOperation> localizationOperations();
+[[nodiscard]] std::span<const WriteOperation> pageOperations();
 [[nodiscard]] std::span<const WriteOperation> screenshotOperations();
+[[nodiscard]] std::span<const WriteOperation> previewOperations();
 [[nodiscard]] std::span<const WriteOperation> submissionOperations();
 [[nodiscard]] std::span<const WriteOperation> buildOperations();
 [[nodiscard]] std::span<const WriteOperation> testerOperations();
@@ -16,6 +18,9 @@ namespace quorvel::sandbox {
 
 /// Makes the beta detail of a build what its state, its groups and its beta review say.
 void deriveBetaDetail(World& world, Resource& build);
+/// Makes the age rating declaration that an app's information has from the start: with the answers of the one
+/// before it.
+void deriveAgeRating(World& world, Resource& appInfo);
 /// Takes a submission that was canceled out of review.
 void finishCancellation(World& world, Resource& submission);
 

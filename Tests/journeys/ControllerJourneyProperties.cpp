@@ -25,7 +25,7 @@ using Expected = std::map<FieldKey, std::string>;
 Expected textsOf(const LocaleTexts& locales) {
     Expected texts;
     for (const auto& [locale, fields] : locales)
-        for (const FieldType field : allFieldTypes)
+        for (const FieldType field : storeTexts)
             if (fields[field] && !isBlank(*fields[field])) texts[{locale, field}] = *fields[field];
     return texts;
 }
@@ -38,7 +38,7 @@ class Editor {
 
     void edit() {
         for (const std::string& locale : store_.localesOnDisk())
-            for (const FieldType field : allFieldTypes)
+            for (const FieldType field : storeTexts)
                 if (below(6) == 0) editField({locale, field});
         for (const std::string locale : {"ta-IN", "te-IN", "ur-PK"})
             if (below(2) == 0) addLocale(locale);
@@ -67,7 +67,7 @@ class Editor {
     void addLocale(const std::string& locale) {
         controller_.addLocale(locale);
         store_.write(locale, FieldType::name, text(FieldType::name));
-        for (const FieldType field : allFieldTypes)
+        for (const FieldType field : storeTexts)
             if (field != FieldType::name && below(2) == 0) store_.write(locale, field, text(field));
     }
 

@@ -131,7 +131,7 @@ The previous attempt was {} characters — {} over the hard limit of {}. The lim
 constexpr std::string_view noBrandVoice = "(No brand-voice notes provided.)";
 constexpr std::string_view notLocalized = "(not localized)";
 
-static_assert(std::size(fieldWords) == allFieldTypes.size(), "a row per field");
+static_assert(std::size(fieldWords) == storeTexts.size(), "a row per field");
 
 const FieldWords& wordsOf(FieldType field) {
     return fieldWords[static_cast<std::size_t>(field)];

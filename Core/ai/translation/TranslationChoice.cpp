@@ -52,7 +52,7 @@ std::vector<TranslationItem> chooseItems(const ReadTexts& read, const Translatio
     const LocaleTexts& texts = read.texts;
     std::vector<TranslationItem> items;
     for (const std::string& locale : wish.targetLocales)
-        for (const FieldType field : allFieldTypes) {
+        for (const FieldType field : storeTexts) {
             const std::string source = textOf(texts, wish.sourceLocale, field);
             if (locale == wish.sourceLocale || !isWanted(field, wish) || isBlank(source)) continue;
             // What cannot be read cannot be written over either, and its answer would be paid for in vain.

@@ -55,7 +55,7 @@ void TranslationOrigins::adopt(const std::string& sourceLocale, const LocaleText
         return found == texts.end() ? std::nullopt : found->second[field];
     };
     for (const auto& [locale, texts] : local)
-        for (const FieldType field : allFieldTypes) {
+        for (const FieldType field : storeTexts) {
             const std::string text = texts[field].value_or("");
             const auto source = textOf(local, sourceLocale, field);
             if (locale == sourceLocale || field == FieldType::keywords || isBlank(text) || !source) continue;

@@ -1,8 +1,50 @@
 #include "Core/asc/operations/Shapes.h"
 
+#include <utility>
+
 namespace quorvel {
 
 using namespace operations;
+
+// Not in the unnamed namespace: clang takes no record there that holds an optional record.
+namespace operations {
+
+struct CategoryReferences {
+    std::optional<OptionalReference> primaryCategory;
+    std::optional<OptionalReference> primarySubcategoryOne;
+    std::optional<OptionalReference> primarySubcategoryTwo;
+    std::optional<OptionalReference> secondaryCategory;
+    std::optional<OptionalReference> secondarySubcategoryOne;
+    std::optional<OptionalReference> secondarySubcategoryTwo;
+    QUORVEL_RECORD(CategoryReferences, primaryCategory, primarySubcategoryOne, primarySubcategoryTwo,
+                   secondaryCategory, secondarySubcategoryOne, secondarySubcategoryTwo)
+};
+
+struct ReferringAppInfo {
+    std::string id;
+    std::string type;
+    AppInfoAttributes attributes;
+    std::optional<CategoryReferences> relationships;
+    QUORVEL_RECORD(ReferringAppInfo, id, type, attributes, relationships)
+};
+
+} // namespace operations
+
+namespace {
+
+AppInfoCategories categoriesIn(const operations::CategoryReferences& references) {
+    const auto idIn = [](const std::optional<OptionalReference>& reference) {
+        return reference && reference->data ? std::optional(reference->data->id) : std::nullopt;
+    };
+    return {.primaryCategory = idIn(references.primaryCategory),
+            .primarySubcategoryOne = idIn(references.primarySubcategoryOne),
+            .primarySubcategoryTwo = idIn(references.primarySubcategoryTwo),
+            .secondaryCategory = idIn(references.secondaryCategory),
+            .secondarySubcategoryOne = idIn(references.secondarySubcategoryOne),
+            .secondarySubcategoryTwo = idIn(references.secondarySubcategoryTwo)};
+}
+
+} // namespace
 
 ASCList<ASCAppAttributes> ASCClientProtocol::listApps(std::optional<std::string_view> bundleID,
                                                       ASCListBound bound) const {
@@ -12,6 +54,26 @@ ASCList<ASCAppAttributes> ASCClientProtocol::listApps(std::optional<std::string_
 
 ASCList<AppInfoAttributes> ASCClientProtocol::listAppInfos(std::string_view appID) const {
     return listResources<AppInfoAttributes>(*this, ascPath("apps", appID, "appInfos"));
+}
+
+std::vector<ASCAppInfoSummary> ASCClientProtocol::listAppInfoSummaries(std::string_view appID) const {
+    std::vector<ASCAppInfoSummary> summaries;
+    // A relationship tells what it leads to only where that is included.
+    forEachPage<ASCResponse<std::vector<operations::ReferringAppInfo>>>(
+        *this,
+        ASCRequest::get(
+            ascPath("apps", appID, "appInfos"),
+            {{"include", "primaryCategory,primarySubcategoryOne,primarySubcategoryTwo,secondaryCategory,"
+                         "secondarySubcategoryOne,secondarySubcategoryTwo"}}),
+        {}, [&](auto&& page) {
+            for (auto& info : page.data) {
+                ASCAppInfoSummary summary{
+                    {std::move(info.id), std::move(info.type), std::move(info.attributes)}, {}};
+                if (info.relationships) summary.categories = categoriesIn(*info.relationships);
+                summaries.push_back(std::move(summary));
+            }
+        });
+    return summaries;
 }
 
 ASCList<AppInfoLocalizationAttributes>
@@ -38,15 +100,42 @@ ASCResource<AppInfoLocalizationAttributes> ASCClientProtocol::updateAppInfoLocal
     return patchResource<AppInfoLocalizationAttributes>(*this, "appInfoLocalizations", id, attributes);
 }
 
+void ASCClientProtocol::deleteAppInfoLocalization(std::string_view id) const {
+    (void)exchange(ASCRequest::remove(ascPath("appInfoLocalizations", id)));
+}
+
 void ASCClientProtocol::updateAppInfoCategories(std::string_view appInfoID,
                                                 std::optional<std::string> primaryCategory,
                                                 std::optional<std::string> secondaryCategory) const {
+    updateAppInfoCategories(appInfoID, {.primaryCategory = std::move(primaryCategory),
+                                        .secondaryCategory = std::move(secondaryCategory)});
+}
+
+void ASCClientProtocol::updateAppInfoCategories(std::string_view appInfoID,
+                                                const AppInfoCategories& categories) const {
     AppInfoCategoryPatchEnvelope document{{"appInfos", std::string(appInfoID), {}}};
-    if (primaryCategory)
-        document.data.relationships.primaryCategory = relationTo("appCategories", *primaryCategory);
-    if (secondaryCategory)
-        document.data.relationships.secondaryCategory = relationTo("appCategories", *secondaryCategory);
+    const auto box = [](const std::optional<std::string>& id) {
+        return id ? std::optional(relationTo("appCategories", *id)) : std::nullopt;
+    };
+    auto& relationships = document.data.relationships;
+    relationships.primaryCategory = box(categories.primaryCategory);
+    relationships.primarySubcategoryOne = box(categories.primarySubcategoryOne);
+    relationships.primarySubcategoryTwo = box(categories.primarySubcategoryTwo);
+    relationships.secondaryCategory = box(categories.secondaryCategory);
+    relationships.secondarySubcategoryOne = box(categories.secondarySubcategoryOne);
+    relationships.secondarySubcategoryTwo = box(categories.secondarySubcategoryTwo);
     (void)exchange(ASCRequest::patch(ascPath("appInfos", appInfoID), document));
+}
+
+std::optional<ASCResource<JSONValue>>
+ASCClientProtocol::getAgeRatingDeclaration(std::string_view appInfoID) const {
+    return findResource<JSONValue>(*this, ascPath("appInfos", appInfoID, "ageRatingDeclaration"),
+                                   [&] { (void)listAppInfoLocalizations(appInfoID); });
+}
+
+ASCResource<JSONValue> ASCClientProtocol::updateAgeRatingDeclaration(std::string_view id,
+                                                                     const JSONValue& attributes) const {
+    return patchResource<JSONValue>(*this, "ageRatingDeclarations", id, attributes);
 }
 
 } // namespace quorvel

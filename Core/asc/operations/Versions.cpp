@@ -150,6 +150,11 @@ ASCClientProtocol::updateAppStoreVersion(std::string_view id,
     return patchResource<AppStoreVersionAttributes>(*this, "appStoreVersions", id, attributes);
 }
 
+ASCResource<AppStoreVersionAttributes>
+ASCClientProtocol::updateAppStoreVersion(std::string_view id, const JSONValue& attributes) const {
+    return patchResource<AppStoreVersionAttributes>(*this, "appStoreVersions", id, attributes);
+}
+
 ASCList<AppStoreVersionLocalizationAttributes>
 ASCClientProtocol::listVersionLocalizations(std::string_view versionID) const {
     return listResources<AppStoreVersionLocalizationAttributes>(
@@ -197,11 +202,28 @@ ASCClientProtocol::updateVersionLocalization(std::string_view id,
                                                                 attributes);
 }
 
+void ASCClientProtocol::deleteVersionLocalization(std::string_view id) const {
+    (void)exchange(ASCRequest::remove(ascPath("appStoreVersionLocalizations", id)));
+}
+
 std::optional<ASCResource<AppStoreReviewDetailAttributes>>
 ASCClientProtocol::getReviewDetail(std::string_view versionID) const {
     return findResource<AppStoreReviewDetailAttributes>(
         *this, ascPath("appStoreVersions", versionID, "appStoreReviewDetail"),
         [&] { (void)getAppStoreVersion(versionID); });
+}
+
+ASCResource<AppStoreReviewDetailAttributes>
+ASCClientProtocol::createReviewDetail(std::string_view versionID,
+                                      const AppStoreReviewDetailAttributes& attributes) const {
+    return createResource<AppStoreReviewDetailAttributes>(*this, "appStoreReviewDetails", attributes,
+                                                          toVersion(versionID));
+}
+
+ASCResource<AppStoreReviewDetailAttributes>
+ASCClientProtocol::updateReviewDetail(std::string_view id,
+                                      const AppStoreReviewDetailAttributes& attributes) const {
+    return patchResource<AppStoreReviewDetailAttributes>(*this, "appStoreReviewDetails", id, attributes);
 }
 
 void ASCClientProtocol::attachBuild(std::string_view versionID, std::string_view buildID) const {

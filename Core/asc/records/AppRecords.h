@@ -54,7 +54,11 @@ struct AppInfoLocalizationCreateAttributes {
 struct AppInfoLocalizationPatchAttributes {
     std::optional<std::string> name;
     std::optional<std::string> subtitle;
-    QUORVEL_RECORD(AppInfoLocalizationPatchAttributes, name, subtitle)
+    std::optional<std::string> privacyPolicyUrl;
+    std::optional<std::string> privacyChoicesUrl;
+    std::optional<std::string> privacyPolicyText;
+    QUORVEL_RECORD(AppInfoLocalizationPatchAttributes, name, subtitle, privacyPolicyUrl, privacyChoicesUrl,
+                   privacyPolicyText)
     bool operator==(const AppInfoLocalizationPatchAttributes&) const = default;
 };
 
@@ -67,11 +71,29 @@ struct AppInfoLocalizationPrivacyPatchAttributes {
     bool operator==(const AppInfoLocalizationPrivacyPatchAttributes&) const = default;
 };
 
+/// The ids of an app info's categories, such as "GAMES" and "GAMES_PUZZLE"; in a patch, those to set.
+struct AppInfoCategories {
+    std::optional<std::string> primaryCategory;
+    std::optional<std::string> primarySubcategoryOne;
+    std::optional<std::string> primarySubcategoryTwo;
+    std::optional<std::string> secondaryCategory;
+    std::optional<std::string> secondarySubcategoryOne;
+    std::optional<std::string> secondarySubcategoryTwo;
+    QUORVEL_RECORD(AppInfoCategories, primaryCategory, primarySubcategoryOne, primarySubcategoryTwo,
+                   secondaryCategory, secondarySubcategoryOne, secondarySubcategoryTwo)
+    bool operator==(const AppInfoCategories&) const = default;
+};
+
 struct AppInfoCategoryPatchEnvelope {
     struct Relationships {
         std::optional<ASCRelationshipBox> primaryCategory;
+        std::optional<ASCRelationshipBox> primarySubcategoryOne;
+        std::optional<ASCRelationshipBox> primarySubcategoryTwo;
         std::optional<ASCRelationshipBox> secondaryCategory;
-        QUORVEL_RECORD(Relationships, primaryCategory, secondaryCategory)
+        std::optional<ASCRelationshipBox> secondarySubcategoryOne;
+        std::optional<ASCRelationshipBox> secondarySubcategoryTwo;
+        QUORVEL_RECORD(Relationships, primaryCategory, primarySubcategoryOne, primarySubcategoryTwo,
+                       secondaryCategory, secondarySubcategoryOne, secondarySubcategoryTwo)
     };
     struct Data {
         std::string type;

@@ -1,11 +1,19 @@
-// Versions and localizations together with what belongs to them, from one answer.
+// App infos, versions and localizations together with what belongs to them, from one answer.
 #pragma once
 
+#include "Core/asc/records/AppRecords.h"
 #include "Core/asc/records/BuildRecords.h"
 #include "Core/asc/records/ScreenshotRecords.h"
 #include "Core/asc/records/VersionRecords.h"
 
 namespace quorvel {
+
+struct ASCAppInfoSummary {
+    ASCResource<AppInfoAttributes> appInfo;
+    AppInfoCategories categories;
+    QUORVEL_RECORD(ASCAppInfoSummary, appInfo, categories)
+    bool operator==(const ASCAppInfoSummary&) const = default;
+};
 
 struct ASCVersionSummary {
     ASCResource<AppStoreVersionAttributes> version;

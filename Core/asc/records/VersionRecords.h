@@ -12,8 +12,9 @@ struct AppStoreVersionAttributes {
     std::optional<std::string> releaseType;
     std::optional<std::string> createdDate;
     std::optional<std::string> earliestReleaseDate;
+    std::optional<std::string> copyright;
     QUORVEL_RECORD(AppStoreVersionAttributes, platform, versionString, appStoreState, releaseType,
-                   createdDate, earliestReleaseDate)
+                   createdDate, earliestReleaseDate, copyright)
     bool operator==(const AppStoreVersionAttributes&) const = default;
 };
 

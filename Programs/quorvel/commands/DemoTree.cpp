@@ -21,7 +21,7 @@ DemoTree::Texts DemoTree::readAll() const {
     Texts texts;
     for (const FolderEntry& entry : listFolder(folder_).value_or(std::vector<FolderEntry>()))
         if (entry.kind == FolderEntry::Kind::folder && !entry.name.starts_with('.'))
-            for (const FieldType field : allFieldTypes)
+            for (const FieldType field : localeFields)
                 texts[{entry.name, field}] = read(entry.name, field);
     return texts;
 }

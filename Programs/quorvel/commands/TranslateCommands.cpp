@@ -255,7 +255,7 @@ const Command& generateKeywordsCommand() {
 
 std::vector<Command> translateCommands() {
     std::vector<ArgumentSpec> all = translationArguments();
-    all.push_back(fieldOption());
+    all.push_back(fieldOption(Fields::ofStoreTexts));
     all.push_back({"--accept", "", "Translate nothing; say that the generated texts were read"});
     return {{.name = "translate",
              .summary = "Translate texts into the app's other locales",

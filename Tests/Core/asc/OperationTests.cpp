@@ -19,7 +19,7 @@ class RecordingClient : public Client {
     std::string exchange(const ASCRequest& request) const override {
         sent.push_back(request);
         return answersList_ ? R"({"data":[]})" : R"({"data":{"id":"1","type":"any","attributes":{
-            "locale":"ja","screenshotDisplayType":"APP_IPHONE_67"}}})";
+            "locale":"ja","screenshotDisplayType":"APP_IPHONE_67","previewType":"IPHONE_67"}}})";
     }
     mutable std::vector<ASCRequest> sent;
 
@@ -44,12 +44,17 @@ struct Row {
     std::optional<std::string> body = {};
 };
 
+// clang-format gives up its columns in a table of this length.
+// clang-format off
 const Row rows[] = {
     // Apps and app infos
     {"listApps", [](const Client& c) { c.listApps(); }, "GET v1/apps?limit=200"},
     {"listApps", [](const Client& c) { c.listApps("com.example.garden", {1}); },
      "GET v1/apps?filter[bundleId]=com.example.garden&limit=1"},
     {"listAppInfos", [](const Client& c) { c.listAppInfos("7"); }, "GET v1/apps/7/appInfos"},
+    {"listAppInfoSummaries", [](const Client& c) { c.listAppInfoSummaries("7"); },
+     "GET v1/apps/7/appInfos?include=primaryCategory,primarySubcategoryOne,primarySubcategoryTwo,"
+     "secondaryCategory,secondarySubcategoryOne,secondarySubcategoryTwo"},
     {"listAppInfoLocalizations", [](const Client& c) { c.listAppInfoLocalizations("7"); },
      "GET v1/appInfos/7/appInfoLocalizations?limit=200"},
     {"createAppInfoLocalization",
@@ -58,6 +63,8 @@ const Row rows[] = {
      },
      "POST v1/appInfoLocalizations",
      R"({"data":{"type":"appInfoLocalizations","attributes":{"locale":"ja","name":"庭","privacyPolicyUrl":"https://a/b"},"relationships":{"appInfo":{"data":{"type":"appInfos","id":"7"}}}}})"},
+    {"deleteAppInfoLocalization", [](const Client& c) { c.deleteAppInfoLocalization("7"); },
+     "DELETE v1/appInfoLocalizations/7"},
     {"updateAppInfoLocalization",
      [](const Client& c) {
          c.updateAppInfoLocalization("7", AppInfoLocalizationPatchAttributes{.subtitle = "Plan"});
@@ -78,6 +85,21 @@ const Row rows[] = {
     {"updateAppInfoCategories", [](const Client& c) { c.updateAppInfoCategories("7", {}, "UTILITIES"); },
      "PATCH v1/appInfos/7",
      R"({"data":{"type":"appInfos","id":"7","relationships":{"secondaryCategory":{"data":{"type":"appCategories","id":"UTILITIES"}}}}})"},
+    {"updateAppInfoCategories",
+     [](const Client& c) {
+         c.updateAppInfoCategories("7", {.primaryCategory = "GAMES", .primarySubcategoryTwo = "GAMES_WORD"});
+     },
+     "PATCH v1/appInfos/7",
+     R"({"data":{"type":"appInfos","id":"7","relationships":{"primaryCategory":{"data":{"type":"appCategories","id":"GAMES"}},"primarySubcategoryTwo":{"data":{"type":"appCategories","id":"GAMES_WORD"}}}}})"},
+    {"getAgeRatingDeclaration", [](const Client& c) { c.getAgeRatingDeclaration("7"); },
+     "GET v1/appInfos/7/ageRatingDeclaration"},
+    {"updateAgeRatingDeclaration",
+     [](const Client& c) {
+         c.updateAgeRatingDeclaration("7",
+                                      JSONValue::object({{"gambling", false}, {"kidsAgeBand", nullptr}}));
+     },
+     "PATCH v1/ageRatingDeclarations/7",
+     R"({"data":{"type":"ageRatingDeclarations","id":"7","attributes":{"gambling":false,"kidsAgeBand":null}}})"},
 
     // Versions
     {"listAppStoreVersions", [](const Client& c) { c.listAppStoreVersions("7"); },
@@ -99,6 +121,13 @@ const Row rows[] = {
      [](const Client& c) { c.updateAppStoreVersion("7", {.releaseType = "AFTER_APPROVAL"}); },
      "PATCH v1/appStoreVersions/7",
      R"({"data":{"type":"appStoreVersions","id":"7","attributes":{"releaseType":"AFTER_APPROVAL"}}})"},
+    {"updateAppStoreVersion",
+     [](const Client& c) {
+         c.updateAppStoreVersion(
+             "7", JSONValue::object({{"releaseType", "MANUAL"}, {"earliestReleaseDate", nullptr}}));
+     },
+     "PATCH v1/appStoreVersions/7",
+     R"({"data":{"type":"appStoreVersions","id":"7","attributes":{"releaseType":"MANUAL","earliestReleaseDate":null}}})"},
     {"listVersionLocalizations", [](const Client& c) { c.listVersionLocalizations("7"); },
      "GET v1/appStoreVersions/7/appStoreVersionLocalizations?limit=200"},
     {"createVersionLocalization",
@@ -115,10 +144,20 @@ const Row rows[] = {
      R"({"data":{"type":"appStoreVersionLocalizations","id":"7","attributes":{"promotionalText":""}}})"},
     {"listVersionSummaries", [](const Client& c) { c.listVersionSummaries("7"); },
      "GET v1/apps/7/appStoreVersions?include=build,appStoreReviewDetail&limit=200"},
+    {"deleteVersionLocalization", [](const Client& c) { c.deleteVersionLocalization("7"); },
+     "DELETE v1/appStoreVersionLocalizations/7"},
     {"listLocalizationSummaries", [](const Client& c) { c.listLocalizationSummaries("7"); },
      "GET v1/appStoreVersions/7/appStoreVersionLocalizations?include=appScreenshotSets&limit=200&limit[appScreenshotSets]=50"},
     {"getReviewDetail", [](const Client& c) { c.getReviewDetail("7"); },
      "GET v1/appStoreVersions/7/appStoreReviewDetail"},
+    {"createReviewDetail",
+     [](const Client& c) { c.createReviewDetail("7", {.contactEmail = "a@b.example"}); },
+     "POST v1/appStoreReviewDetails",
+     R"({"data":{"type":"appStoreReviewDetails","attributes":{"contactEmail":"a@b.example"},"relationships":{"appStoreVersion":{"data":{"type":"appStoreVersions","id":"7"}}}}})"},
+    {"updateReviewDetail",
+     [](const Client& c) { c.updateReviewDetail("7", {.demoAccountRequired = false, .notes = ""}); },
+     "PATCH v1/appStoreReviewDetails/7",
+     R"({"data":{"type":"appStoreReviewDetails","id":"7","attributes":{"demoAccountRequired":false,"notes":""}}})"},
     {"attachBuild", [](const Client& c) { c.attachBuild("7", "8"); },
      "PATCH v1/appStoreVersions/7/relationships/build", R"({"data":{"type":"builds","id":"8"}})"},
     {"requestVersionRelease", [](const Client& c) { c.requestVersionRelease("7"); },
@@ -159,6 +198,31 @@ const Row rows[] = {
      },
      "PATCH v1/appScreenshotSets/7/relationships/appScreenshots",
      R"({"data":[{"type":"appScreenshots","id":"b"},{"type":"appScreenshots","id":"a"}]})"},
+
+    // Previews
+    {"listPreviewSets", [](const Client& c) { c.listPreviewSets("7"); },
+     "GET v1/appStoreVersionLocalizations/7/appPreviewSets?limit=200"},
+    {"listPreviews", [](const Client& c) { c.listPreviews("7"); },
+     "GET v1/appPreviewSets/7/appPreviews?limit=200"},
+    {"createPreviewSet", [](const Client& c) { c.createPreviewSet("7", "IPHONE_67"); },
+     "POST v1/appPreviewSets",
+     R"({"data":{"type":"appPreviewSets","attributes":{"previewType":"IPHONE_67"},"relationships":{"appStoreVersionLocalization":{"data":{"type":"appStoreVersionLocalizations","id":"7"}}}}})"},
+    {"reservePreview",
+     [](const Client& c) {
+         c.reservePreview("7", {70001, "one.mp4", {}, "video/mp4"});
+     },
+     "POST v1/appPreviews",
+     R"({"data":{"type":"appPreviews","attributes":{"fileSize":70001,"fileName":"one.mp4","mimeType":"video/mp4"},"relationships":{"appPreviewSet":{"data":{"type":"appPreviewSets","id":"7"}}}}})"},
+    {"commitPreview",
+     [](const Client& c) {
+         c.commitPreview("7", {true, "0cc1", {}});
+     },
+     "PATCH v1/appPreviews/7",
+     R"({"data":{"type":"appPreviews","id":"7","attributes":{"uploaded":true,"sourceFileChecksum":"0cc1"}}})"},
+    {"commitPreview", [](const Client& c) { c.commitPreview("7", {.previewFrameTimeCode = "00:00:07:15"}); },
+     "PATCH v1/appPreviews/7",
+     R"({"data":{"type":"appPreviews","id":"7","attributes":{"previewFrameTimeCode":"00:00:07:15"}}})"},
+    {"deletePreview", [](const Client& c) { c.deletePreview("7"); }, "DELETE v1/appPreviews/7"},
 
     // Builds and TestFlight
     {"listBuilds", [](const Client& c) { c.listBuilds("7"); },
@@ -278,6 +342,7 @@ const Row rows[] = {
      "filter[reportSubType]=SUMMARY&filter[frequency]=DAILY&filter[version]=1_0&"
      "filter[reportDate]=2026-03-01 as application/a-gzip"},
 };
+// clang-format on
 
 } // namespace
 

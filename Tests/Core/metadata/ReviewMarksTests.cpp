@@ -20,7 +20,7 @@ struct GeneratedTree {
         ReviewMarks marks;
         for (const std::string locale : {"de-DE", "ja"}) {
             for (const TextSide side : {TextSide::local, TextSide::pulled})
-                for (const FieldType field : allFieldTypes)
+                for (const FieldType field : storeTexts)
                     store.write(locale, field, "pulled", side);
             store.write(locale, FieldType::name, "Generated");
             store.write(locale, FieldType::subtitle, "Cut");

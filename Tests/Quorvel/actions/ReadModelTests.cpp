@@ -35,7 +35,7 @@ class RandomEdits {
         const auto locales = store_.localesOnDisk();
         const std::string locale =
             locales[static_cast<std::size_t>(pick(static_cast<int>(locales.size()) - 1))];
-        const FieldType field = allFieldTypes[static_cast<std::size_t>(pick(5))];
+        const FieldType field = storeTexts[static_cast<std::size_t>(pick(5))];
         const auto file = store_.folder().fieldFile(locale, field);
         switch (pick(8)) {
         case 0:
