@@ -1,9 +1,10 @@
-// Pull and push at 80 ms latency against what the network alone takes, and the requests against the least
-// possible.
+// Pull, remote diff and push at 80 ms latency against what the network alone takes, and the requests against
+// the least possible.
 #include "Benchmarks/Ratio.h"
 #include "Core/metadata/MetadataDiff.h"
 #include "Core/metadata/MetadataPuller.h"
 #include "Core/metadata/MetadataPusher.h"
+#include "Core/metadata/merge/RemoteComparison.h"
 #include "Tests/support/PullContext.h"
 #include "Tests/support/SandboxFixture.h"
 
@@ -54,6 +55,31 @@ void pullOf40Locales(benchmark::State& state) {
     report(state, benchmarks::median(times), 2 * latency, 1.15);
 }
 
+// Two rounds, as of a pull: the versions with the app infos, then both lists of localizations.
+void remoteDiffOf40Locales(benchmark::State& state) {
+    const Pulled pulled;
+    const MetadataFolder root{pulled.fixture.folder / "tree"};
+    std::vector<double> times;
+    std::size_t requests = 0;
+    for (auto _ : state) {
+        pulled.fixture.server.forgetRequests();
+        times.push_back(benchmarks::secondsOf([&] {
+            const MetadataPuller puller(pulled.fixture.client, systemClock());
+            const AppDiscovery found = puller.discover(pulled.appID);
+            const auto context = chooseContext(found.contexts, "ios/next").value();
+            AppInfoTexts texts(pulled.fixture.client, found.appInfos);
+            const LocaleTexts remote = puller.look(texts, context);
+            const MetadataStore store(root.contextFolder(context.contextID()));
+            if (!compareWithRemote(store, {}, remote).differences.empty())
+                throw std::runtime_error("nothing was changed");
+        }));
+        state.SetIterationTime(times.back());
+        requests = pulled.fixture.server.requests().size();
+    }
+    report(state, benchmarks::median(times), 2 * latency, 1.2);
+    state.counters["requests"] = static_cast<double>(requests);
+}
+
 void pushOf240Fields(benchmark::State& state) {
     Pulled pulled;
     const MetadataFolder root{pulled.fixture.folder / "tree"};
@@ -88,5 +114,6 @@ void pushOf240Fields(benchmark::State& state) {
 } // namespace
 
 BENCHMARK(pullOf40Locales)->UseManualTime()->Iterations(7);
+BENCHMARK(remoteDiffOf40Locales)->UseManualTime()->Iterations(7);
 BENCHMARK(pushOf240Fields)->UseManualTime()->Iterations(3);
 BENCHMARK_MAIN();

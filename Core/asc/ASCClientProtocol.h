@@ -6,6 +6,7 @@
 #include "Core/asc/records/AppRecords.h"
 #include "Core/asc/records/BuildRecords.h"
 #include "Core/asc/records/CommerceRecords.h"
+#include "Core/asc/records/PreviewRecords.h"
 #include "Core/asc/records/Reviews.h"
 #include "Core/asc/records/ScreenshotRecords.h"
 #include "Core/asc/records/States.h"
@@ -69,6 +70,7 @@ class ASCClientProtocol {
     ASCResource<AppInfoLocalizationAttributes>
     updateAppInfoLocalization(std::string_view id,
                               const AppInfoLocalizationPrivacyPatchAttributes& attributes) const;
+    void deleteAppInfoLocalization(std::string_view id) const;
     void updateAppInfoCategories(std::string_view appInfoID, std::optional<std::string> primaryCategory,
                                  std::optional<std::string> secondaryCategory) const;
     void updateAppInfoCategories(std::string_view appInfoID, const AppInfoCategories& categories) const;
@@ -101,6 +103,7 @@ class ASCClientProtocol {
     ASCResource<AppStoreVersionLocalizationAttributes>
     updateVersionLocalization(std::string_view id,
                               const VersionLocalizationPatchAttributes& attributes) const;
+    void deleteVersionLocalization(std::string_view id) const;
     std::optional<ASCResource<AppStoreReviewDetailAttributes>>
     getReviewDetail(std::string_view versionID) const;
     ASCResource<AppStoreReviewDetailAttributes>
@@ -128,6 +131,18 @@ class ASCClientProtocol {
                                                           std::string_view sourceFileChecksum) const;
     void deleteScreenshot(std::string_view id) const;
     void reorderScreenshots(std::string_view setID, const std::vector<std::string>& screenshotIDs) const;
+
+    // Previews
+    ASCList<AppPreviewSetAttributes> listPreviewSets(std::string_view versionLocalizationID) const;
+    ASCList<AppPreviewAttributes> listPreviews(std::string_view setID) const;
+    ASCResource<AppPreviewSetAttributes> createPreviewSet(std::string_view versionLocalizationID,
+                                                          std::string_view previewType) const;
+    ASCResource<AppPreviewAttributes> reservePreview(std::string_view setID,
+                                                     const AppPreviewCreateAttributes& attributes) const;
+    /// Also changes the poster frame of a preview alone.
+    ASCResource<AppPreviewAttributes> commitPreview(std::string_view id,
+                                                    const AppPreviewPatchAttributes& attributes) const;
+    void deletePreview(std::string_view id) const;
 
     // Builds and TestFlight
     std::vector<ASCBuildSummary> listBuilds(std::string_view appID,

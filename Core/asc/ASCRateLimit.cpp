@@ -1,6 +1,7 @@
 #include "Core/asc/ASCRateLimit.h"
 
 #include "Platform/task/Task.h"
+#include "Platform/text/Decimal.h"
 #include "Platform/text/Text.h"
 
 #include <algorithm>
@@ -56,21 +57,7 @@ std::optional<ASCRateLimit> parseRateLimit(std::string_view header) {
 }
 
 std::optional<double> parseRetryAfter(std::string_view header) {
-    const std::string_view text = trim(header);
-    // from_chars for double is missing on some systems: whole and fractional digits are read as counts.
-    const std::size_t point = std::min(text.find('.'), text.size());
-    const auto whole = parseCount(text.substr(0, point));
-    const auto isDigit = [](char character) { return character >= '0' && character <= '9'; };
-    if (!whole || !isDigit(text.front())) return std::nullopt;
-    double seconds = static_cast<double>(*whole);
-    if (point == text.size()) return seconds;
-    double scale = 1;
-    for (const char digit : text.substr(point + 1)) {
-        if (!isDigit(digit)) return std::nullopt;
-        scale /= 10;
-        seconds += scale * (digit - '0');
-    }
-    return seconds;
+    return parseDecimal(trim(header));
 }
 
 double paceFor(const ASCRateLimit& limit) {

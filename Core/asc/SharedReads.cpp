@@ -1,5 +1,6 @@
 #include "Core/asc/SharedReads.h"
 
+#include <exception>
 #include <stdexcept>
 
 namespace quorvel {

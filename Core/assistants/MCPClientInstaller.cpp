@@ -5,11 +5,14 @@
 #include "Platform/files/ReplaceFile.h"
 #include "Platform/text/Text.h"
 
+#include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <system_error>
 #include <utility>
+#include <vector>
 
 namespace quorvel {
 
@@ -48,15 +51,26 @@ MCPConfiguration parse(const std::filesystem::path& file, const std::optional<st
     }
 }
 
-// A file may be renamed over one that must not be written, so its mode has to be asked.
+bool isOwnGroup(gid_t group) {
+    if (group == ::getegid()) return true;
+    std::vector<gid_t> groups(static_cast<std::size_t>(std::max(0, ::getgroups(0, nullptr))));
+    const int count = ::getgroups(static_cast<int>(groups.size()), groups.data());
+    groups.resize(static_cast<std::size_t>(std::max(0, count)));
+    return std::ranges::find(groups, group) != groups.end();
+}
+
+// A file may be renamed over one that must not be written, and the new one is of whoever writes it: what
+// cannot stay as it is has to be asked for.
 void requireWritable(const std::filesystem::path& file, const std::filesystem::path& target) {
-    using std::filesystem::perms;
-    std::error_code error;
-    const perms mode = std::filesystem::status(target, error).permissions();
-    const bool isMarked =
-        (mode & (perms::owner_write | perms::group_write | perms::others_write)) == perms::none;
-    if (!error && (isMarked || ::access(target.c_str(), W_OK) != 0))
+    struct stat status {};
+    if (::stat(target.c_str(), &status) != 0) return; // which the writing says
+    if ((status.st_mode & 0222) == 0 || ::access(target.c_str(), W_OK) != 0)
         throw InstallError::writeFailed(file, "it is read-only");
+    if (::geteuid() == 0) return;
+    if (status.st_uid != ::geteuid())
+        throw InstallError::writeFailed(file, "it belongs to another user, and would be yours after that");
+    if (!isOwnGroup(status.st_gid))
+        throw InstallError::writeFailed(file, "it belongs to a group that you are no member of");
 }
 
 } // namespace

@@ -138,6 +138,27 @@ JSONValue ageRatingChanges(std::string_view from, std::string_view to) {
     return changes;
 }
 
+std::optional<std::string> mergeAgeRatings(std::string_view base, std::string_view ours,
+                                           std::string_view theirs) try {
+    const JSONValue before = answersIn(base);
+    const JSONValue own = answersIn(ours);
+    const JSONValue others = answersIn(theirs);
+    const auto answerIn = [](const JSONValue& answers, const std::string& name) {
+        const JSONValue* const found = answers.find(name);
+        return found ? *found : JSONValue();
+    };
+    JSONValue merged = JSONValue::object();
+    for (const auto& [name, answer] : *own.members()) {
+        const JSONValue was = answerIn(before, name);
+        const JSONValue now = answerIn(others, name);
+        if (answer != was && now != was && answer != now) return std::nullopt;
+        merged.set(name, answer == was ? now : answer);
+    }
+    return encodeJSON(merged, {JSONLayout::pretty, JSONKeyOrder::declared});
+} catch (const JSONError&) {
+    return std::nullopt;
+}
+
 std::string ageRatingBack(std::string_view previous, std::string_view sent) {
     JSONValue answers = answersIn(previous);
     const JSONValue made = answersIn(sent);

@@ -20,6 +20,11 @@ namespace quorvel {
 /// are texts of `ageRatingText` or blank; throws `JSONError` for others.
 [[nodiscard]] JSONValue ageRatingChanges(std::string_view from, std::string_view to);
 
+/// The answers of `ours` with those that `theirs` changed since `base`; an answer that `ours` does not name
+/// stays out of it. Nothing where both changed an answer differently, or a text is no object.
+[[nodiscard]] std::optional<std::string> mergeAgeRatings(std::string_view base, std::string_view ours,
+                                                         std::string_view theirs);
+
 /// The text that brings `previous` back where `sent` was: with null for each answer that `sent` added.
 [[nodiscard]] std::string ageRatingBack(std::string_view previous, std::string_view sent);
 

@@ -26,7 +26,8 @@ struct Record {
     std::uint64_t device = 0;
     std::uint64_t inode = 0;
     std::optional<std::int64_t> born = {}; // nanoseconds since 1970, where the file system tells
-    QUORVEL_RECORD(Record, version, path, device, inode, born)
+    std::optional<TreeInPlace> tree = {};
+    QUORVEL_RECORD(Record, version, path, device, inode, born, tree)
 };
 
 Record parse(std::string_view bookmark) {
@@ -69,12 +70,13 @@ std::vector<std::filesystem::path> nearby(const std::filesystem::path& path) {
 
 } // namespace
 
-std::string BookmarkResolver::bookmark(const std::filesystem::path& folder) {
+std::string BookmarkResolver::bookmark(const std::filesystem::path& folder,
+                                       const std::optional<TreeInPlace>& inPlace) {
     const std::filesystem::path path = std::filesystem::absolute(folder).lexically_normal();
     const auto identity = fileIdentity(path);
     if (!identity || !isFolder(path)) throw MetadataError::notAFolder(path);
     return encodeJSON(
-        Record{currentVersion, path.native(), identity->device, identity->inode, birthTime(path)});
+        Record{currentVersion, path.native(), identity->device, identity->inode, birthTime(path), inPlace});
 }
 
 BookmarkResolver::Resolved BookmarkResolver::resolve(std::string_view bookmark) {
@@ -85,16 +87,16 @@ BookmarkResolver::Resolved BookmarkResolver::resolve(std::string_view bookmark) 
     const auto isWanted = [&](const std::filesystem::path& folder) {
         return fileIdentity(folder) == wanted && (!record.born || birthTime(folder) == record.born);
     };
-    if (isFolder(path) && fileIdentity(path) == wanted) return {path, false};
+    if (isFolder(path) && fileIdentity(path) == wanted) return {path, false, record.tree};
     for (const auto& candidate : nearby(path))
-        if (isWanted(candidate) && isFolder(candidate / ".brevant")) return {candidate, true};
-    if (isFolder(path)) return {path, true};
+        if (isWanted(candidate) && isFolder(candidate / ".brevant")) return {candidate, true, record.tree};
+    if (isFolder(path)) return {path, true, record.tree};
     throw MetadataError::lostFolder(path);
 }
 
 std::optional<std::string> BookmarkResolver::renew(const Resolved& resolved, std::string_view name) {
     if (!resolved.isStale) return std::nullopt;
-    std::string fresh = bookmark(resolved.url);
+    std::string fresh = bookmark(resolved.url, resolved.inPlace);
     Logger("BookmarkResolver")
         .info(fmt::format("Wrote fresh bookmark for {} → {}", name, escapeControls(resolved.url.native())));
     return fresh;

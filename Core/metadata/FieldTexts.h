@@ -33,6 +33,11 @@ struct FieldTexts {
     [[nodiscard]] const std::optional<std::string>& operator[](FieldType field) const {
         return texts[static_cast<std::size_t>(field)];
     }
+    /// Takes over every text that `other` has.
+    void take(const FieldTexts& other) {
+        for (const FieldType field : allFieldTypes)
+            if (other[field]) (*this)[field] = other[field];
+    }
     /// Whether there is no text at all, not even an empty one.
     [[nodiscard]] bool isAbsent() const {
         return std::ranges::none_of(texts, [](const auto& text) { return text.has_value(); });
@@ -64,6 +69,17 @@ struct ReadTexts {
     LocaleTexts texts; // an unreadable text is absent; its locale is there
     FieldTexts page;
     std::vector<UnreadableText> unreadable;
+
+    /// The texts of the locale, or of the page; nothing for a locale that is not there.
+    [[nodiscard]] const FieldTexts* find(std::string_view locale) const {
+        if (locale == pageLocale) return &page;
+        const auto found = texts.find(locale);
+        return found == texts.end() ? nullptr : &found->second;
+    }
+    [[nodiscard]] std::optional<std::string> text(const FieldKey& key) const {
+        const FieldTexts* const of = find(key.locale);
+        return of ? (*of)[key.field] : std::nullopt;
+    }
 };
 
 } // namespace quorvel

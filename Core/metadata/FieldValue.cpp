@@ -3,6 +3,7 @@
 #include "Core/metadata/AgeRating.h"
 #include "Core/metadata/AppCategories.h"
 #include "Core/metadata/TextRemarks.h"
+#include "Core/metadata/WebAddress.h"
 #include "Platform/text/Spelling.h"
 #include "Platform/text/Text.h"
 #include "Platform/time/Date.h"
@@ -55,33 +56,6 @@ std::optional<std::string_view> flagIn(std::string_view text) {
     return std::nullopt;
 }
 
-std::string_view schemeOf(std::string_view address) {
-    const std::size_t end = address.find("://");
-    return end == std::string_view::npos ? std::string_view() : address.substr(0, end);
-}
-
-// "www.example.com" of "https://user@www.example.com:443/path".
-std::string_view hostOf(std::string_view address) {
-    std::string_view host = address.substr(schemeOf(address).size() + 3);
-    host = host.substr(0, host.find_first_of("/?#"));
-    if (const std::size_t user = host.rfind('@'); user != std::string_view::npos)
-        host.remove_prefix(user + 1);
-    return host.substr(0, host.find(':'));
-}
-
-std::optional<std::string> addressFault(std::string_view address) {
-    if (address.find_first_of(" \t\r\n") != std::string_view::npos || findControlCharacter(address))
-        return "has blanks or line breaks inside. Write one address without them.";
-    const std::string scheme = asciiLowercase(schemeOf(address));
-    if (scheme != "https" && scheme != "http")
-        return "is no address of a web page. Write it whole, such as https://example.com/support.";
-    const std::string_view host = hostOf(address);
-    if (host.find('.') == std::string_view::npos || host.starts_with('.') || host.ends_with("..") ||
-        host.find("..") != std::string_view::npos)
-        return "names no host. Write the address whole, such as https://example.com/support.";
-    return std::nullopt;
-}
-
 std::optional<std::string> lineFault(FieldType field, std::string_view line) {
     if (line.find_first_of("\r\n") != std::string_view::npos) return "has several lines. Write it in one.";
     if (field == FieldType::contactEmail &&
@@ -119,7 +93,8 @@ std::optional<std::string> dateFault(std::string_view date) {
 std::optional<std::string> faultOfValue(FieldType field, std::string_view value) {
     switch (kindOf(field)) {
     case FieldKind::address:
-        return addressFault(value);
+        if (auto problem = problemOfAddress(value)) return *problem + ".";
+        return std::nullopt;
     case FieldKind::line:
         return lineFault(field, value);
     case FieldKind::choice:

@@ -53,7 +53,7 @@ void countTexts(FinalLineBreak rule, ReadTexts& local, const ReadTexts& pulled) 
 FinalLineBreak finalLineBreakOf(const MetadataFolder& appFolder) {
     const auto file = settingsFile(appFolder);
     const auto text = readFile(file);
-    if (!text) return FinalLineBreak::keep;
+    if (!text) return appFolder.inPlace ? FinalLineBreak::strip : FinalLineBreak::keep;
     try {
         return decodeJSON<TreeSettings>(*text).finalLineBreak;
     } catch (const JSONError& error) {

@@ -32,7 +32,8 @@ struct RawValues<FinalLineBreak> {
 void countTexts(FinalLineBreak rule, ReadTexts& local, const ReadTexts& pulled);
 
 /// The choice for a tree, kept in <app folder>/.brevant/settings.json: it describes the files, and so lies
-/// with them. Without such a file it is `keep`. Throws `MetadataError` for a file that cannot be understood,
+/// with them. Without such a file it is `keep`, and `strip` in place, as for an
+/// import of the tree. Throws `MetadataError` for a file that cannot be understood,
 /// `FileError`.
 [[nodiscard]] FinalLineBreak finalLineBreakOf(const MetadataFolder& appFolder);
 /// Keeps the choice, making the folder. Throws `FileError`.

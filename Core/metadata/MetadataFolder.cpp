@@ -1,6 +1,7 @@
 #include "Core/metadata/MetadataFolder.h"
 
 #include "Core/metadata/MetadataError.h"
+#include "Core/metadata/TreeInPlace.h"
 #include "Platform/files/Files.h"
 
 #include <system_error>
@@ -8,7 +9,14 @@
 namespace quorvel {
 
 MetadataFolder MetadataFolder::contextFolder(const ContextID& context) const {
-    return {rootURL / platformFolderName(context.platform) / slotName(context.stateClass)};
+    const auto usual =
+        std::filesystem::path(platformFolderName(context.platform)) / slotName(context.stateClass);
+    if (!inPlace) return {rootURL / usual};
+    const auto texts = context.stateClass == AppStoreVersionStateClass::editable
+                           ? textsInPlace(rootURL, *inPlace, context.platform)
+                           : std::nullopt;
+    if (!texts) return {privateFolder() / usual};
+    return {.rootURL = *texts, .treeURL = rootURL, .ownURL = privateFolder() / usual};
 }
 
 MetadataFolder MetadataFolder::platformFolder(ASCPlatform platform) const {
@@ -26,8 +34,8 @@ std::filesystem::path MetadataFolder::localeFolder(std::string_view locale, Text
 
 std::filesystem::path MetadataFolder::fieldFile(std::string_view locale, FieldType field,
                                                 TextSide side) const {
-    return (locale == pageLocale && isPageField(field) ? textsFolder(side) : localeFolder(locale, side)) /
-           fileNameOf(field);
+    const bool isOfPage = locale == pageLocale && isPageField(field);
+    return (isOfPage ? textsFolder(side) : localeFolder(locale, side)) / fileNameOf(field);
 }
 
 bool isFolder(const MetadataFolder& folder) {

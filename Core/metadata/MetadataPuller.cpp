@@ -74,7 +74,7 @@ PullResult write(const PlatformContext& context, const std::optional<AppInfo>& i
                  const PullOptions& options, Date moment, const Logger& logger) {
     const MetadataStore store(folder);
     PullResult result = writePulledTexts(store, incoming, options, moment);
-    store.notePulledVersion(context.versionId, moment);
+    if (options.dryRun == DryRun::no) store.notePulledVersion(context.versionId, moment);
     logger.info(fmt::format("Pulled {}: {} locales, {} fields changed, {} edits backed up", context.id(),
                             result.summary.locales.size(), result.updated.size(), result.kept.size()));
     result.summary.versionString = context.versionString;
@@ -129,8 +129,13 @@ AppDiscovery MetadataPuller::discover(std::string_view appID) const {
     return discovery;
 }
 
-PullResult MetadataPuller::pull(AppInfoTexts& appInfoTexts, const PlatformContext& context,
-                                const MetadataFolder& contextFolder, const PullOptions& options) const {
+struct MetadataPuller::Incoming {
+    std::optional<AppInfo> info;
+    std::vector<IncomingTexts> texts;
+};
+
+MetadataPuller::Incoming MetadataPuller::list(AppInfoTexts& appInfoTexts,
+                                              const PlatformContext& context) const {
     const AppDiscovery& discovery = appInfoTexts.discovery();
     const auto info = chooseAppInfo(discovery.appInfos, context.stateClass);
     std::array<std::vector<IncomingTexts>, 4> parts;
@@ -140,11 +145,24 @@ PullResult MetadataPuller::pull(AppInfoTexts& appInfoTexts, const PlatformContex
         [&] { parts[2] = textsOfVersion(client_, discovery, context.versionId); }};
     if (info) requests.emplace_back([&] { parts[3] = textsOfAppInfo(appInfoTexts, *info); });
     runTogether(requests);
-    std::vector<IncomingTexts> incoming;
+    Incoming incoming{info ? std::optional(info->appInfo) : std::nullopt, {}};
     for (auto& part : parts)
-        std::ranges::move(part, std::back_inserter(incoming));
-    return write(context, info ? std::optional(info->appInfo) : std::nullopt, incoming, contextFolder,
-                 options, clock_(), logger_);
+        std::ranges::move(part, std::back_inserter(incoming.texts));
+    return incoming;
+}
+
+PullResult MetadataPuller::pull(AppInfoTexts& appInfoTexts, const PlatformContext& context,
+                                const MetadataFolder& contextFolder, const PullOptions& options) const {
+    const Incoming incoming = list(appInfoTexts, context);
+    return write(context, incoming.info, incoming.texts, contextFolder, options, clock_(), logger_);
+}
+
+ReadTexts MetadataPuller::look(AppInfoTexts& appInfoTexts, const PlatformContext& context) const {
+    ReadTexts all;
+    for (const IncomingTexts& resource : list(appInfoTexts, context).texts)
+        for (const auto& [locale, texts] : resource.locales)
+            (locale == pageLocale ? all.page : all.texts[locale]).take(texts);
+    return all;
 }
 
 } // namespace quorvel

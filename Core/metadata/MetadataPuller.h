@@ -3,6 +3,7 @@
 
 #include "Core/asc/ASCClientProtocol.h"
 #include "Core/metadata/AppInfoTexts.h"
+#include "Core/metadata/DryRun.h"
 #include "Core/metadata/FinalLineBreak.h"
 #include "Core/metadata/MetadataStore.h"
 #include "Core/metadata/PullDecision.h"
@@ -41,19 +42,22 @@ struct PullResult {
     std::vector<FieldKey> updated;   // local files that a new text was written to
     std::vector<KeptEdit> kept;      // edits backed up
     std::vector<FieldKey> leftEdits; // edits left in place
-    QUORVEL_RECORD(PullResult, summary, updated, kept, leftEdits)
+    std::vector<FieldKey> merged;    // edits that took App Store Connect's changes in
+    std::vector<FieldKey> conflicts; // that are open now
+    QUORVEL_RECORD(PullResult, summary, updated, kept, leftEdits, merged, conflicts)
 };
 
 /// What a pull writes and spares.
 struct PullOptions {
     // Implicit, as most pulls say only what becomes of local edits.
-    PullOptions(LocalEdits localEdits = LocalEdits::keepBeside, LocaleSet disabled = {},
+    PullOptions(LocalEdits localEdits = LocalEdits::merge, LocaleSet disabled = {},
                 FinalLineBreak lineBreak = FinalLineBreak::keep)
         : edits(localEdits), disabledLocales(std::move(disabled)), finalLineBreak(lineBreak) {}
 
     LocalEdits edits;
     LocaleSet disabledLocales; // nothing of them is written or removed
     FinalLineBreak finalLineBreak;
+    DryRun dryRun = DryRun::no; // yes: only what would be done is told
 };
 
 /// The app info whose texts belong to versions of this slot: for `editable` the one that takes changes, for
@@ -79,7 +83,13 @@ class MetadataPuller {
     [[nodiscard]] PullResult pull(AppInfoTexts& appInfoTexts, const PlatformContext& context,
                                   const MetadataFolder& contextFolder, const PullOptions& options = {}) const;
 
+    /// The texts that `pull` would bring, with the same requests; what the key may not see is absent.
+    [[nodiscard]] ReadTexts look(AppInfoTexts& appInfoTexts, const PlatformContext& context) const;
+
   private:
+    struct Incoming;
+    [[nodiscard]] Incoming list(AppInfoTexts& appInfoTexts, const PlatformContext& context) const;
+
     const ASCClientProtocol& client_;
     Clock clock_;
     Logger logger_{"MetadataPuller"};

@@ -1,11 +1,13 @@
 #include "Core/metadata/MetadataPusher.h"
 
 #include "Core/metadata/AgeRating.h"
+#include "Core/metadata/FallbackTexts.h"
 #include "Core/metadata/FieldValue.h"
 #include "Core/metadata/LocalizationWriter.h"
 #include "Core/metadata/MetadataPuller.h"
 #include "Core/metadata/PageTexts.h"
 #include "Core/metadata/RemoteLocalizations.h"
+#include "Core/metadata/merge/FieldMerge.h"
 #include "Platform/task/Task.h"
 #include "Platform/text/Text.h"
 
@@ -39,6 +41,10 @@ bool isOfAppInfo(FieldHome home) {
     return home == FieldHome::appInfoLocalization || home == FieldHome::appInfo ||
            home == FieldHome::ageRating;
 }
+
+constexpr std::string_view removedText =
+    "its localization was removed on App Store Connect since the last pull; pull, then push again to "
+    "create it with all of its texts";
 
 // The changes of one localization, or of one resource of the page, by their places in the list given.
 struct Job {
@@ -85,6 +91,21 @@ std::vector<Job> jobsOf(const std::vector<PendingChange>& changes) {
     return jobs;
 }
 
+std::set<FieldHome> homesOf(const std::vector<Job>& jobs) {
+    std::set<FieldHome> homes;
+    for (const Job& job : jobs)
+        homes.insert(job.home);
+    return homes;
+}
+
+// All that a push of the whole tree looks at: every localization, and what the tree has files for.
+std::set<FieldHome> homesOf(const MetadataStore& store) {
+    std::set<FieldHome> homes = {FieldHome::versionLocalization, FieldHome::appInfoLocalization};
+    for (const FieldType field : pageFields)
+        if (store.exists(std::string(pageLocale), field)) homes.insert(homeOf(field));
+    return homes;
+}
+
 using Requests = std::vector<std::function<void()>>;
 
 void runAll(const Requests& requests) {
@@ -95,11 +116,8 @@ void runAll(const Requests& requests) {
 class Resolver {
   public:
     Resolver(const ASCClientProtocol& client, std::string_view appID, const PlatformContext& context,
-             const std::vector<Job>& jobs)
-        : client_(client), appID_(appID), context_(context) {
-        for (const Job& job : jobs)
-            homes_.insert(job.home);
-    }
+             std::set<FieldHome> homes)
+        : client_(client), appID_(appID), context_(context), homes_(std::move(homes)) {}
 
     [[nodiscard]] Resolution resolve() {
         Requests requests;
@@ -158,13 +176,6 @@ class Resolver {
 
 enum class RemoteState { asPulled, sameText, conflict };
 
-// A service may give back line breaks and white space at the ends otherwise than they were sent.
-std::string withoutMargins(std::string_view text) {
-    std::string bare(trim(text));
-    std::erase(bare, '\r');
-    return bare;
-}
-
 // The answers of the age rating that the change makes and that the service does not hold already.
 JSONValue answersToSend(const PendingChange& change, std::string_view onService) {
     JSONValue answers = ageRatingChanges(change.remote, change.local);
@@ -191,13 +202,22 @@ RemoteState ageRatingState(const PendingChange& change, std::string_view onServi
                                                                : RemoteState::conflict;
 }
 
+ReadTexts textsOf(const Resolution& resolution) {
+    ReadTexts all{.texts = textsOf(resolution.versionLocalizations), .page = {}, .unreadable = {}};
+    for (const auto& [locale, localization] : resolution.appInfoLocalizations)
+        all.texts[locale].take(localization.texts);
+    for (const auto& [home, resource] : resolution.page)
+        all.page.take(resource.texts);
+    return all;
+}
+
 RemoteState remoteStateOf(const PendingChange& change, const FieldTexts& onService) {
     const std::string text = onService[change.field].value_or("");
     if (kindOf(change.field) == FieldKind::json) return ageRatingState(change, text);
     if (text == change.textToSend() || (isBlank(text) && isBlank(change.local))) return RemoteState::sameText;
-    const std::string bare = withoutMargins(canonicalValue(change.field, text));
-    const bool isKnown = bare == withoutMargins(canonicalValue(change.field, change.remote)) ||
-                         bare == withoutMargins(change.local);
+    const bool isKnown =
+        saysTheSame(canonicalValue(change.field, text), canonicalValue(change.field, change.remote)) ||
+        saysTheSame(canonicalValue(change.field, text), change.local);
     return isKnown ? RemoteState::asPulled : RemoteState::conflict;
 }
 
@@ -231,7 +251,7 @@ class JobRunner {
         std::string secret;
         for (const std::size_t index : job.changes) {
             const PendingChange& change = changes_[index];
-            const RemoteState state = stateOf(change, existing);
+            const RemoteState state = stateOf(job, change, existing);
             if (state == RemoteState::conflict) conflicts.push_back(change.field);
             if (state != RemoteState::asPulled) continue;
             values.emplace_back(change.field, valueToSend(change, existing));
@@ -245,7 +265,7 @@ class JobRunner {
             for (auto& [field, failure] : result.failures)
                 if (failure.text.find(secret) != std::string::npos) failure.text = hiddenRefusalText;
         for (const FieldType field : conflicts)
-            result.failures[field].text = conflictText;
+            result.failures[field].text = existing ? conflictText : removedText;
         return result;
     }
 
@@ -293,8 +313,10 @@ class JobRunner {
         return change;
     }
 
-    [[nodiscard]] RemoteState stateOf(const PendingChange& change, const RemoteLocalization* existing) const {
-        return existing ? remoteStateOf(revealed(change), existing->texts) : RemoteState::asPulled;
+    [[nodiscard]] RemoteState stateOf(const Job& job, const PendingChange& change,
+                                      const RemoteLocalization* existing) const {
+        if (existing) return remoteStateOf(revealed(change), existing->texts);
+        return wouldLoseTexts(job) ? RemoteState::conflict : RemoteState::asPulled;
     }
 
     [[nodiscard]] std::string valueToSend(const PendingChange& change,
@@ -306,11 +328,24 @@ class JobRunner {
         return std::string(change.textToSend());
     }
 
+    // Whether the localization had other texts at the last pull: made anew with the changes alone it would
+    // lack them.
+    [[nodiscard]] bool wouldLoseTexts(const Job& job) const {
+        if (job.locale == pageLocale) return false;
+        return std::ranges::any_of(localeFields, [&](FieldType field) {
+            const bool isSent = std::ranges::any_of(
+                job.changes, [&](std::size_t index) { return changes_[index].field == field; });
+            return homeOf(field) == job.home && !isSent &&
+                   !isBlank(store_.read(job.locale, field, TextSide::pulled).value_or(""));
+        });
+    }
     // See `PushOutcome::previous`. Without any copy, every text looks new that App Store Connect has.
     [[nodiscard]] std::optional<std::string> textBefore(const Job& job, const PendingChange& change) const {
         if (isSecret(change.field)) return std::nullopt;
         const RemoteLocalization* existing = resolution_.find(job);
-        if (existing && hasCopies_ && stateOf(change, existing) == RemoteState::sameText) return std::nullopt;
+        if (existing && hasCopies_ &&
+            remoteStateOf(revealed(change), existing->texts) == RemoteState::sameText)
+            return std::nullopt;
         return resolution_.textOf(job, change.field);
     }
 
@@ -330,7 +365,8 @@ class JobRunner {
             return !isBlank(name) && !isOverLimit(name, FieldType::name);
         };
         try {
-            if (auto own = store_.read(locale, FieldType::name); own && isUsable(*own)) return own;
+            auto own = readTextThatCounts(store_.folder(), locale, FieldType::name);
+            if (own && isUsable(*own)) return own;
         } catch (const MetadataError&) {
             // Skip files that are not UTF-8.
         }
@@ -380,9 +416,10 @@ std::optional<std::string> adoptName(const MetadataStore& store, const std::stri
     auto remark = refreshCopy(store, locale, FieldType::name, name);
     try {
         bool isSame = false;
+        const FallbackTexts fallbacks(store.folder());
         store.update(locale, FieldType::name, [&](const std::optional<std::string>& local) {
-            isSame = local == name;
-            return !local || isBlank(*local) ? std::optional(name) : std::nullopt;
+            isSame = local == name || fallbacks.standingFor(local, FieldType::name) == name;
+            return isSame ? std::nullopt : !local || isBlank(*local) ? std::optional(name) : std::nullopt;
         });
         if (isSame) return remark;
     } catch (const std::exception& error) {
@@ -403,9 +440,11 @@ std::vector<PushOutcome> MetadataPusher::push(std::string_view appID, const Plat
                                               const std::vector<PendingChange>& changes,
                                               const PushProgress& progress,
                                               const PushRecording& record) const {
-    requireChangeable(context);
+    record.resolved ? requireOpen(context) : requireChangeable(context);
     const std::vector<Job> jobs = jobsOf(changes);
-    const Resolution resolution = Resolver(client_, appID, context, jobs).resolve();
+    const Resolution resolution =
+        Resolver(client_, appID, context, record.resolved ? homesOf(store_) : homesOf(jobs)).resolve();
+    if (record.resolved) record.resolved(textsOf(resolution));
     JobRunner runner(client_, store_, context, resolution, changes, appName_, JobRunner::Secrets::send,
                      record.begin);
     std::vector<PushOutcome> outcomes;
@@ -446,8 +485,12 @@ std::vector<PushOutcome> MetadataPusher::push(std::string_view appID, const Plat
     return outcomes;
 }
 
-void MetadataPusher::requireChangeable(const PlatformContext& context) const {
+void MetadataPusher::requireOpen(const PlatformContext& context) const {
     if (!context.takesPushes()) throw MetadataError::readOnlyContext(context.appStoreState);
+}
+
+void MetadataPusher::requireChangeable(const PlatformContext& context) const {
+    requireOpen(context);
     if (store_.hasInterruptedPull()) throw MetadataError::interruptedPull(store_.folder().rootURL);
     const auto pulled = store_.pulledVersionID();
     if (pulled && *pulled != context.versionId)
@@ -455,10 +498,10 @@ void MetadataPusher::requireChangeable(const PlatformContext& context) const {
 }
 
 PlannedPush MetadataPusher::plan(std::string_view appID, const PlatformContext& context,
-                                 const std::vector<PendingChange>& changes) const {
-    requireChangeable(context);
+                                 const std::vector<PendingChange>& changes, Base base) const {
+    base == Base::remoteTexts ? requireOpen(context) : requireChangeable(context);
     const std::vector<Job> jobs = jobsOf(changes);
-    const Resolution resolution = Resolver(client_, appID, context, jobs).resolve();
+    const Resolution resolution = Resolver(client_, appID, context, homesOf(jobs)).resolve();
     RecordingClient recorder;
     JobRunner runner(recorder, store_, context, resolution, changes, appName_, JobRunner::Secrets::mask);
     PlannedPush planned;
@@ -467,6 +510,11 @@ PlannedPush MetadataPusher::plan(std::string_view appID, const PlatformContext& 
             if (!outcome.success) planned.failures.push_back(std::move(outcome));
     planned.requests = std::move(recorder.requests);
     return planned;
+}
+
+ReadTexts MetadataPusher::remoteTexts(std::string_view appID, const PlatformContext& context) const {
+    requireOpen(context);
+    return textsOf(Resolver(client_, appID, context, homesOf(store_)).resolve());
 }
 
 } // namespace quorvel

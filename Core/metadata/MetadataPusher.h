@@ -25,6 +25,9 @@ struct PushRecording {
     Record begin = {};
     /// With the outcomes as soon as they are known: before the pulled copies take the texts.
     Record end = {};
+    /// With what `MetadataPusher::remoteTexts` gives, once before anything is sent; what it throws ends the
+    /// push. Where it is set the push lists all of them, and needs no pulled copies before it.
+    std::function<void(const ReadTexts& remote)> resolved = {};
 };
 
 /// What a push would do.
@@ -66,10 +69,20 @@ class MetadataPusher {
                                                 const PushRecording& record = {}) const;
 
     /// What `push` would send after listing the localizations, and what would fail. Throws like `push`.
+    /// Changes that were compared with App Store Connect itself need no copies.
+    enum class Base { pulledCopies, remoteTexts };
     [[nodiscard]] PlannedPush plan(std::string_view appID, const PlatformContext& context,
-                                   const std::vector<PendingChange>& changes) const;
+                                   const std::vector<PendingChange>& changes,
+                                   Base base = Base::pulledCopies) const;
+
+    /// What App Store Connect holds of the version and its app info: the texts of all locales, and of the
+    /// page the resources that the tree has a file for. Throws `ASCError`, `CancellationError`, and
+    /// `MetadataError` for a version that takes no changes.
+    [[nodiscard]] ReadTexts remoteTexts(std::string_view appID, const PlatformContext& context) const;
 
   private:
+    void requireOpen(const PlatformContext& context) const;
+
     const ASCClientProtocol& client_;
     MetadataStore store_;
     std::string appName_;

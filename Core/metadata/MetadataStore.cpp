@@ -147,6 +147,14 @@ bool MetadataStore::wasPulled() const {
     return std::filesystem::is_directory(folder_.textsFolder(TextSide::pulled), unreachable);
 }
 
+std::filesystem::path newKeptFolder(const MetadataFolder& folder, Date moment) {
+    std::error_code unreachable;
+    for (int attempt = 1;; ++attempt)
+        if (auto kept = folder.privateFolder() / "kept" / folderNameOf(moment, attempt);
+            !std::filesystem::exists(kept, unreachable))
+            return kept;
+}
+
 std::filesystem::path MetadataStore::keepBeside(std::string_view locale, FieldType field,
                                                 std::string_view text, Date moment) const {
     // Throws for an unsafe name.
@@ -154,7 +162,7 @@ std::filesystem::path MetadataStore::keepBeside(std::string_view locale, FieldTy
     for (int attempt = 1;; ++attempt) {
         const std::filesystem::path file =
             folder_.privateFolder() / "kept" / folderNameOf(moment, attempt) / name;
-        requireInside(file, folder_.rootURL);
+        requireInside(file, folder_.boundary());
         const auto present = readFile(file);
         if (present == text) return file;
         if (present) continue;
@@ -169,7 +177,7 @@ std::filesystem::path MetadataStore::keepBeside(std::string_view locale, FieldTy
 std::filesystem::path MetadataStore::checkedFile(std::string_view locale, FieldType field,
                                                  TextSide side) const {
     const std::filesystem::path file = folder_.fieldFile(locale, field, side);
-    requireInside(file, folder_.rootURL);
+    requireInside(file, folder_.boundary());
     return file;
 }
 

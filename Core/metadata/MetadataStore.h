@@ -96,4 +96,8 @@ class MetadataStore {
     Logger logger_;
 };
 
+/// A folder below <root>/.brevant/kept, named after the moment, in which nothing was backed up yet; it is not
+/// made.
+[[nodiscard]] std::filesystem::path newKeptFolder(const MetadataFolder& folder, Date moment);
+
 } // namespace quorvel

@@ -12,7 +12,7 @@ std::string notPulledText(std::string_view context) {
         "Nothing is known here of what App Store Connect holds for {}: "
         "it was not pulled yet, or its copies are gone. "
         "So every text counts as changed; a push replaces none that App Store Connect holds otherwise. "
-        "Pull to compare.",
+        "Pull to compare, or have the push overwrite: it shows first what it would replace.",
         context);
 }
 

@@ -16,6 +16,9 @@ inline constexpr std::string_view addLocaleText =
 /// The limits that editors restate; the long texts' are left out.
 inline constexpr std::string_view shortLimitsText = "Name 30 · Subtitle 30 · Promo 170 · Keywords 100";
 
+/// What is said of a text that a locale has of the folder of all locales.
+inline constexpr std::string_view fromDefaultText = "From default/, as the locale has no text of its own.";
+
 /// What is said of a context with texts but without anything pulled.
 [[nodiscard]] std::string notPulledText(std::string_view context);
 

@@ -1,5 +1,6 @@
 #include "Core/metadata/MetadataTransfer.h"
 
+#include "Core/metadata/FallbackTexts.h"
 #include "Core/metadata/Locales.h"
 #include "Core/metadata/TextRemarks.h"
 #include "Core/metadata/TreeReader.h"
@@ -19,7 +20,8 @@ namespace {
 // Into itself, an export would add line breaks to the very texts, and an import replace them.
 void requireOtherTree(const std::filesystem::path& tree, const MetadataStore& store) {
     const auto identity = fileIdentity(tree);
-    if (identity && identity == fileIdentity(store.folder().rootURL))
+    if (identity && (identity == fileIdentity(store.folder().rootURL) ||
+                     identity == fileIdentity(store.folder().boundary())))
         throw MetadataError(MetadataError::Kind::failed,
                             fmt::format("{}: is the metadata folder itself. Name another folder.",
                                         escapeControls(tree.native())),
@@ -39,9 +41,8 @@ SkippedEntry skippedEntry(const UnreadableText& text) {
 
 class Importer {
   public:
-    Importer(const std::filesystem::path& tree, const MetadataStore& store, Date moment, DryRun dryRun)
-        : tree_(tree),
-          source_({tree}, TextSide::local),
+    Importer(const MetadataFolder& source, const MetadataStore& store, Date moment, DryRun dryRun)
+        : source_(source),
           store_(store),
           target_(store.folder(), TextSide::local),
           pulled_(store.folder(), TextSide::pulled),
@@ -49,55 +50,39 @@ class Importer {
           dryRun_(dryRun) {}
 
     [[nodiscard]] ImportReport importAll() {
-        const auto entries = listFolder(tree_);
-        if (!entries) throw MetadataError::notAFolder(tree_);
-        const auto folders = source_.locales();
-        requireTree(tree_);
-        importFields(std::string(pageLocale));
-        for (const FolderEntry& entry : *entries) {
-            if (std::ranges::binary_search(folders, entry.name) && isAppStoreLocale(entry.name))
-                importLocale(entry.name);
-            else if (std::ranges::binary_search(folders, entry.name))
-                report_.skipped.push_back(strayFolder(entry.name, folders));
-            else if (entry.name == reviewFolderName)
-                skipOtherFiles(entry.name);
-            else if (!entry.name.starts_with('.') && !isPageFile(entry.name))
-                skip(entry.name, "is no locale folder");
+        requireTree(source_.rootURL);
+        ReadTexts texts = MetadataStore(source_).readAllUsable();
+        std::erase_if(texts.texts, [](const auto& one) { return !isAppStoreLocale(one.first); });
+        const FallbackTexts fallbacks(source_);
+        report_.fromDefault = fallbacks.fill(texts);
+        report_.skipped = strayEntries(source_);
+        const auto unused = fallbacks.unused(report_.fromDefault);
+        report_.skipped.insert(report_.skipped.end(), unused.begin(), unused.end());
+        for (const UnreadableText& text : texts.unreadable)
+            if (text.locale == pageLocale || isAppStoreLocale(text.locale))
+                skip(text.key(), text.explanation, SkipKind::unreadable);
+        for (const FieldType field : pageFields)
+            if (texts.page[field]) tryToImport({std::string(pageLocale), field}, *texts.page[field]);
+        for (const auto& [locale, fields] : texts.texts) {
+            const std::size_t before = report_.imported.size();
+            for (const FieldType field : localeFields)
+                if (fields[field]) tryToImport({locale, field}, *fields[field]);
+            if (report_.imported.size() > before) report_.locales.push_back(locale);
         }
         return std::move(report_);
     }
 
   private:
-    void skip(const std::filesystem::path& path, std::string reason, SkipKind kind = SkipKind::other) {
-        report_.skipped.push_back({path.native(), std::move(reason), kind});
+    void skip(const FieldKey& key, std::string reason, SkipKind kind) {
+        report_.skipped.push_back({fileIn(key).native(), std::move(reason), kind});
     }
 
-    void importLocale(const std::string& locale) {
-        skipOtherFiles(locale);
-        const std::size_t before = report_.imported.size();
-        importFields(locale);
-        if (report_.imported.size() > before) report_.locales.push_back(locale);
-    }
-
-    void importFields(const std::string& locale) {
-        for (const FieldType field : fieldsOf(locale)) {
-            try {
-                if (const auto text = source_.read(locale, field)) importField({locale, field}, *text);
-            } catch (const MetadataError& error) {
-                skip(fileIn({locale, field}), error.what(), SkipKind::unreadable);
-            }
+    void tryToImport(const FieldKey& key, std::string_view text) {
+        try {
+            importField(key, text);
+        } catch (const MetadataError& error) {
+            skip(key, error.what(), SkipKind::unreadable);
         }
-    }
-
-    void skipOtherFiles(const std::string& locale) try {
-        std::vector<std::string> names;
-        for (const FolderEntry& entry : listFolder(tree_ / locale).value_or(std::vector<FolderEntry>()))
-            names.push_back(entry.name);
-        for (const std::string& name : names)
-            if (!isFieldFile(name) && !isReviewFile(locale, name) && !name.starts_with('.'))
-                report_.skipped.push_back(strayFile(locale, name, names));
-    } catch (const FileError& error) {
-        skip(locale, error.what(), SkipKind::unreadable);
     }
 
     void importField(const FieldKey& key, std::string_view found) {
@@ -113,7 +98,7 @@ class Importer {
                 if (local == text)
                     ++report_.unchanged;
                 else
-                    skip(fileIn(key), "is blank; the local text was left as it is", SkipKind::blank);
+                    skip(key, "is blank; the local text was left as it is", SkipKind::blank);
                 return std::nullopt;
             }
             if (decidePull(pulled, local, text, LocalEdits::keepBeside).keepsBeside) keep(key, *local);
@@ -135,8 +120,7 @@ class Importer {
         report_.kept.push_back({key.locale, key.field, path});
     }
 
-    std::filesystem::path tree_;
-    TreeReader source_;
+    MetadataFolder source_;
     const MetadataStore& store_;
     TreeReader target_;
     TreeReader pulled_;
@@ -186,17 +170,22 @@ std::optional<std::string> tidied(const std::optional<std::string>& local,
 
 } // namespace
 
-ImportReport importTree(const std::filesystem::path& tree, const MetadataStore& store, const Clock& clock,
+MetadataFolder treeToImport(const std::filesystem::path& tree) {
+    return MetadataFolder{tree, TreeInPlace{}}.contextFolder(ContextID{});
+}
+
+ImportReport importTree(const MetadataFolder& source, const MetadataStore& store, const Clock& clock,
                         DryRun dryRun) {
-    requireOtherTree(tree, store);
-    return Importer(tree, store, clock(), dryRun).importAll();
+    if (!isFolder(source)) throw MetadataError::notAFolder(source.rootURL);
+    requireOtherTree(source.rootURL, store);
+    return Importer(source, store, clock(), dryRun).importAll();
 }
 
 ExportReport exportTree(const MetadataStore& store, const std::filesystem::path& tree, DryRun dryRun) {
     requireOtherTree(tree, store);
     const MetadataStore target({tree});
     ExportReport report;
-    const ReadTexts local = store.readAllUsable();
+    const ReadTexts local = readTextsThatCount(store.folder());
     std::ranges::transform(local.unreadable, std::back_inserter(report.skipped), skippedEntry);
     LocaleTexts all = local.texts;
     all.emplace(pageLocale, local.page);

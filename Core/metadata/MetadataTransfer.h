@@ -20,7 +20,9 @@ struct ImportReport {
     std::vector<KeptEdit> kept;
     std::vector<FieldKey> overLimit; // taken, but too long for a push
     std::vector<SkippedEntry> skipped;
-    QUORVEL_RECORD(ImportReport, locales, imported, unchanged, stripped, kept, overLimit, skipped)
+    std::vector<FieldKey> fromDefault; // that took the text of all locales, as theirs is missing or blank
+    QUORVEL_RECORD(ImportReport, locales, imported, unchanged, stripped, kept, overLimit, skipped,
+                   fromDefault)
 };
 
 struct ExportReport {
@@ -46,12 +48,17 @@ struct TidyReport {
     QUORVEL_RECORD(TidyReport, tidied, skipped)
 };
 
-/// Takes the texts of `tree` into the local files of `store`: one final line break is stripped, everything
-/// else stays byte for byte. An edit that would be replaced is kept beside; a blank file replaces no text.
+/// The tree of one platform at `tree`, for an import: its locales lie in it, those of "default" stand for
+/// what they lack.
+[[nodiscard]] MetadataFolder treeToImport(const std::filesystem::path& tree);
+
+/// Takes the texts of `source`, a context's part of another tool's tree, into the local files of `store`: one
+/// final line break is stripped, everything else stays byte for byte; a text of "default" is taken for each
+/// locale that has none. An edit that would be replaced is kept beside; a blank file replaces no text.
 /// Folders that are no App Store locale and files that are no field are skipped and named. Throws
-/// `MetadataError` when `tree` is no folder or holds no locale, and says where one is near; and `FileError`.
-/// Unless it is a dry run, the caller holds the lock of the app's folder.
-[[nodiscard]] ImportReport importTree(const std::filesystem::path& tree, const MetadataStore& store,
+/// `MetadataError` when `source` is no folder or holds no locale, and says where one is near; and
+/// `FileError`. Unless it is a dry run, the caller holds the lock of the app's folder.
+[[nodiscard]] ImportReport importTree(const MetadataFolder& source, const MetadataStore& store,
                                       const Clock& clock, DryRun dryRun = DryRun::no);
 
 /// Writes the local texts of `store` into `tree` with one final line break each, which is what an import

@@ -9,6 +9,7 @@ namespace quorvel {
 
 /// What a pull does with a local text that was edited since the last pull.
 enum class LocalEdits {
+    merge,        // with what App Store Connect changed; what cannot be merged becomes a conflict
     keepBeside,   // backed up, then replaced by App Store Connect's text
     leaveInPlace, // untouched; it stays a pending change
 };
@@ -21,9 +22,9 @@ struct PullDecision {
     bool operator==(const PullDecision&) const = default;
 };
 
-/// The three-way decision about one field: its pulled copy, its local text and the text that comes in.
-/// An edit is a local text that differs from both; a missing file of a field that had text counts as one, but
-/// nothing of it can be kept.
+/// The decision about one field where nothing is merged, from its pulled copy, its local text and the text
+/// that comes in. An edit is a local text that differs from both; a missing file of a field that had text
+/// counts as one, but nothing of it can be kept.
 [[nodiscard]] PullDecision decidePull(const std::optional<std::string>& pulled,
                                       const std::optional<std::string>& local, std::string_view incoming,
                                       LocalEdits edits);

@@ -1,6 +1,9 @@
 #include "Core/metadata/PullWriter.h"
 
+#include "Core/metadata/FallbackTexts.h"
+#include "Core/metadata/TextRemarks.h"
 #include "Core/metadata/TreeReader.h"
+#include "Core/metadata/merge/PullMerge.h"
 #include "Platform/files/Files.h"
 #include "Platform/task/Task.h"
 #include "Platform/text/Text.h"
@@ -30,7 +33,112 @@ struct LocaleResult {
     std::vector<FieldKey> updated;
     std::vector<KeptEdit> kept;
     std::vector<FieldKey> leftEdits;
+    std::vector<FieldKey> merged;
+    std::vector<FieldKey> conflicts;
     std::vector<std::string> warnings;
+};
+
+// The digests of the texts that pulls which did not end were to write, by field, in .brevant/pulling.json. A
+// local file with one of them is no edit, though its pulled copy is older.
+class TextsUnderWay {
+  public:
+    explicit TextsUnderWay(const MetadataStore& store)
+        : file_(store.folder().privateFolder() / "pulling.json") {
+        const auto note = store.hasInterruptedPull() ? readFile(file_) : std::nullopt;
+        if (!note) return;
+        try {
+            digests_ = decodeJSON<decltype(digests_)>(*note);
+        } catch (const JSONError&) { // damaged; such a text counts as an edit then
+        }
+    }
+    void add(const FieldKey& key, const std::string& text) {
+        digests_[nameOf(key)].push_back(contentDigest(text));
+    }
+    [[nodiscard]] bool hold(const FieldKey& key, const std::string& text) const {
+        const auto found = digests_.find(nameOf(key));
+        return found != digests_.end() &&
+               std::ranges::find(found->second, contentDigest(text)) != found->second.end();
+    }
+    // Before the pull begins.
+    void keep() const {
+        createFolders(file_.parent_path());
+        writeFileAtomically(file_, encodeJSON(digests_, JSONFormat::stateFile()) + "\n");
+    }
+    // After it has ended.
+    void forget() const { removeFile(file_); }
+
+  private:
+    static std::string nameOf(const FieldKey& key) {
+        return fmt::format("{}/{}", key.locale, rawValue(key.field));
+    }
+    std::filesystem::path file_;
+    std::map<std::string, std::vector<std::string>> digests_;
+};
+
+bool isBlankOrNone(const std::optional<std::string>& text) {
+    return !text || isBlank(*text);
+}
+
+// What all locales of a pull share.
+struct PullTask {
+    const MetadataStore& store;
+    const PullOptions& options;
+    Date moment;
+    TextConflicts conflicts;
+    std::map<FieldKey, TextConflict> open; // of before
+    TextsUnderWay interrupted;
+    FallbackTexts fallbacks;
+
+    PullTask(const MetadataStore& tree, const PullOptions& pullOptions, Date now)
+        : store(tree),
+          options(pullOptions),
+          moment(now),
+          conflicts(tree.folder()),
+          interrupted(tree),
+          fallbacks(tree.folder()) {
+        for (TextConflict& conflict : conflicts.all())
+            open.emplace(conflict.key, std::move(conflict));
+    }
+    [[nodiscard]] std::optional<TextConflict> openOf(const FieldKey& key) const {
+        const auto found = open.find(key);
+        return found == open.end() ? std::nullopt : std::optional(found->second);
+    }
+    // In place a missing file says that there is no text, and a text of all locales stays where it is: a
+    // locale gets a file of its own where App Store Connect's text is another one. A blank file would not
+    // count beside that text, which is an edit then.
+    [[nodiscard]] TextDecision decide(PulledField field) const {
+        const std::optional<std::string> copy = field.copy;
+        const std::optional<std::string> local = field.local;
+        const std::optional<std::string> standIn = standInOf(field);
+        if (standIn) field.local = standIn;
+        if (field.local && interrupted.hold(field.key, *field.local)) field.copy = field.local;
+        TextDecision decision = decideText(field, options, moment);
+        decision.writes.writesPulled = copy != field.incoming;
+        if (!store.folder().isPartOfTree() || !decision.writes.writesLocal) return decision;
+        if (standIn && isBlank(decision.text))
+            return {.writes = {.writesPulled = decision.writes.writesPulled, .leavesEdit = true}};
+        if (standIn) { // it stays in its own file, so nobody has to choose
+            decision.writes.keepsBeside = false;
+            decision.record.reset();
+            decision.isConflict = false;
+        }
+        if (isBlank(decision.text) && isBlankOrNone(local)) decision.writes.writesLocal = false;
+        if (endsWithLineBreak(local) && !isBlank(decision.text) && !endsWithLineBreak(decision.text))
+            decision.text += "\n";
+        return decision;
+    }
+
+  private:
+    [[nodiscard]] std::optional<std::string> standInOf(const PulledField& field) const {
+        // It is no edit of a text that is in conflict already.
+        if (field.key.locale.empty() || (field.open && !field.open->problem)) return std::nullopt;
+        return fallbacks.standingFor(field.local, field.key.field);
+    }
+    // Other tools and editors end each file with a line break, and versions of the file are compared.
+    [[nodiscard]] bool endsWithLineBreak(const std::optional<std::string>& text) const {
+        return text && options.finalLineBreak == FinalLineBreak::strip &&
+               withoutFinalLineBreak(*text).size() < text->size();
+    }
 };
 
 // Both sides of a locale as they are now.
@@ -42,11 +150,6 @@ struct Sides {
         : local(TreeReader(store.folder(), TextSide::local).readUsable(locale)),
           pulled(TreeReader(store.folder(), TextSide::pulled).readUsable(locale)) {}
 };
-
-void merge(FieldTexts& into, const FieldTexts& texts) {
-    for (const FieldType field : allFieldTypes)
-        if (texts[field]) into[field] = texts[field];
-}
 
 std::vector<LocaleWork> gather(const std::vector<IncomingTexts>& incoming, const ReadTexts& pulled,
                                const LocaleSet& disabled) {
@@ -65,7 +168,7 @@ std::vector<LocaleWork> gather(const std::vector<IncomingTexts>& incoming, const
         if (copy.isFile) copies.insert(copy.key());
     for (const IncomingTexts& resource : incoming) {
         for (const auto& [locale, texts] : resource.locales)
-            merge(workFor(locale).incoming, texts);
+            workFor(locale).incoming.take(texts);
         for (const auto& [locale, field] : copies)
             if (homeOf(field) == resource.home && !resource.locales.contains(locale))
                 workFor(locale).vanished.push_back(field);
@@ -76,26 +179,11 @@ std::vector<LocaleWork> gather(const std::vector<IncomingTexts>& incoming, const
     return list;
 }
 
-using Decisions = std::array<std::optional<PullDecision>, allFieldTypes.size()>;
-
-bool isBlankOrNone(const std::optional<std::string>& text) {
-    return !text || isBlank(*text);
-}
-
-// What an editor adds at the end is no edit where the user said so.
-PullDecision decideText(FieldType field, const std::optional<std::string>& copy,
-                        const std::optional<std::string>& local, const std::string& incoming,
-                        const PullOptions& options) {
-    if (!local) return decidePull(copy, local, incoming, options.edits);
-    const std::string text = countedText(options.finalLineBreak, field, *local, incoming);
-    return decidePull(copy,
-                      text == incoming ? text : countedText(options.finalLineBreak, field, *local, copy),
-                      incoming, options.edits);
-}
+using Decisions = std::array<std::optional<TextDecision>, allFieldTypes.size()>;
 
 // A local file that cannot be read stays as it is; only the pulled copy follows App Store Connect. Where no
 // copy can be written the local text stays too: without its copy it would look like an edit.
-Decisions decide(const LocaleWork& work, const Sides& sides, const PullOptions& options) {
+Decisions decide(const PullTask& task, const LocaleWork& work, const Sides& sides) {
     Decisions decisions;
     for (const FieldType field : fieldsOf(work.locale)) {
         const auto& incoming = work.incoming[field];
@@ -105,17 +193,18 @@ Decisions decide(const LocaleWork& work, const Sides& sides, const PullOptions& 
         if (!isStoreText(field) && isBlank(*incoming) && isBlankOrNone(copy) &&
             isBlankOrNone(sides.local.texts[field]))
             continue;
+        const FieldKey key{work.locale, field};
         decisions[static_cast<std::size_t>(field)] =
             sides.local.isUnreadable(field)
-                ? PullDecision{.writesPulled = copy != incoming}
-                : decideText(field, copy, sides.local.texts[field], *incoming, options);
+                ? TextDecision{.writes = {.writesPulled = copy != incoming}}
+                : task.decide({key, copy, sides.local.texts[field], *incoming, task.openOf(key)});
     }
     return decisions;
 }
 
 bool needsWriting(const LocaleWork& work, const Decisions& decisions) {
     return !work.vanished.empty() || std::ranges::any_of(decisions, [](const auto& decision) {
-        return decision && (decision->writesLocal || decision->writesPulled);
+        return decision && decision->changesAnything();
     });
 }
 
@@ -147,47 +236,97 @@ LocaleResult resultOf(const LocaleWork& work, const Decisions& decisions, const 
     for (const FieldType field : fieldsOf(work.locale)) {
         const auto& decision = decisions[static_cast<std::size_t>(field)];
         if (!decision || sides.local.isUnreadable(field)) continue;
-        if (decision->writesLocal) result.updated.push_back({work.locale, field});
-        if (decision->leavesEdit)
-            result.leftEdits.push_back({work.locale, field});
-        else
-            ++result.writtenFields;
+        if (!decision->writes.leavesEdit) ++result.writtenFields;
     }
     return result;
 }
 
-// Replaces the local text by the one that came. What an editor saves only now is decided about as well.
-void replaceLocal(const MetadataStore& store, const FieldKey& key, const std::optional<std::string>& copy,
-                  const std::string& incoming, const PullOptions& options, Date moment,
-                  LocaleResult& result) {
-    const auto rewrite = [&](const std::optional<std::string>& local) -> std::optional<std::string> {
-        const PullDecision decision = decideText(key.field, copy, local, incoming, options);
-        if (decision.keepsBeside)
-            result.kept.push_back(
-                {key.locale, key.field, store.keepBeside(key.locale, key.field, *local, moment).native()});
-        if (decision.leavesEdit) result.leftEdits.push_back(key);
-        return decision.writesLocal ? std::optional(incoming) : std::nullopt;
-    };
-    // The marker of an interrupted pull stays until all of them are synced together.
-    if (!store.update(key.locale, key.field, rewrite, Durability::later)) std::erase(result.updated, key);
+// What became of a text, or would.
+void note(LocaleResult& result, const FieldKey& key, const TextDecision& decision) {
+    if (decision.writes.writesLocal) result.updated.push_back(key);
+    if (decision.writes.leavesEdit) result.leftEdits.push_back(key);
+    if (decision.isMerged) result.merged.push_back(key);
+    if (decision.isConflict) result.conflicts.push_back(key);
 }
 
-LocaleResult writeLocale(const MetadataStore& store, const LocaleWork& work, const PullOptions& options,
-                         Date moment) {
-    // Read again: an editor may have saved while the other locales were written.
-    const Sides sides(store, work.locale);
-    const Decisions decisions = decide(work, sides, options);
+// All that would be done with a locale, or that is as it is to be.
+LocaleResult toldOf(const PullTask& task, const LocaleWork& work, const Decisions& decisions,
+                    const Sides& sides) {
     LocaleResult result = resultOf(work, decisions, sides);
     for (const FieldType field : fieldsOf(work.locale)) {
-        const PullDecision decision = decisions[static_cast<std::size_t>(field)].value_or(PullDecision{});
-        if (decision.writesLocal)
-            replaceLocal(store, {work.locale, field}, sides.pulled.texts[field], *work.incoming[field],
-                         options, moment, result);
-        if (decision.writesPulled)
-            store.write(work.locale, field, *work.incoming[field], TextSide::pulled, Durability::later);
+        const FieldKey key{work.locale, field};
+        const auto& decision = decisions[static_cast<std::size_t>(field)];
+        if (!decision) continue;
+        note(result, key, *decision);
+        if (decision->writes.keepsBeside)
+            result.kept.push_back(
+                {key.locale, key.field, task.store.folder().fieldFile(key.locale, key.field).native()});
     }
-    for (const FieldType field : work.vanished)
-        store.remove(work.locale, field, TextSide::pulled);
+    return result;
+}
+
+void keepBeside(const PullTask& task, const FieldKey& key, const std::string& text, LocaleResult& result) {
+    result.kept.push_back(
+        {key.locale, key.field, task.store.keepBeside(key.locale, key.field, text, task.moment).native()});
+}
+
+// A text that somebody edits to settle the conflict was made for another one.
+void keepRecord(const PullTask& task, const TextConflict& record, LocaleResult& result) {
+    const auto editFile = task.conflicts.editFile(record.key);
+    if (const auto edited = readFile(editFile)) {
+        keepBeside(task, record.key, *edited, result);
+        removeFile(editFile);
+    }
+    task.conflicts.keep(record);
+}
+
+// Replaces the local text. What an editor saves only now is decided about as well.
+TextDecision replaceLocal(const PullTask& task, PulledField field, LocaleResult& result) {
+    TextDecision last;
+    bool isRecorded = false;
+    const auto rewrite = [&](const std::optional<std::string>& local) -> std::optional<std::string> {
+        field.local = local;
+        last = task.decide(field);
+        if (last.writes.keepsBeside) keepBeside(task, field.key, *local, result);
+        if (last.record) keepRecord(task, *last.record, result);
+        isRecorded |= last.record.has_value();
+        return last.writes.writesLocal ? std::optional(last.text) : std::nullopt;
+    };
+    // The marker of an interrupted pull stays until all of them are synced together.
+    task.store.update(field.key.locale, field.key.field, rewrite, Durability::later);
+    last.settles |= isRecorded && !last.isConflict; // somebody saved another text meanwhile
+    return last;
+}
+
+void writeField(const PullTask& task, const PulledField& field, TextDecision decision, LocaleResult& result) {
+    if (decision.writes.writesLocal)
+        decision = replaceLocal(task, field, result);
+    else if (decision.record)
+        keepRecord(task, *decision.record, result);
+    if (decision.writes.writesPulled)
+        task.store.write(field.key.locale, field.key.field, field.incoming, TextSide::pulled,
+                         Durability::later);
+    if (decision.settles) task.conflicts.remove(field.key);
+    note(result, field.key, decision);
+}
+
+LocaleResult writeLocale(const PullTask& task, const LocaleWork& work) {
+    // Read again: an editor may have saved while the other locales were written.
+    const Sides sides(task.store, work.locale);
+    const Decisions decisions = decide(task, work, sides);
+    LocaleResult result = resultOf(work, decisions, sides);
+    for (const FieldType field : fieldsOf(work.locale))
+        if (const auto& decision = decisions[static_cast<std::size_t>(field)]) {
+            const FieldKey key{work.locale, field};
+            writeField(task,
+                       {key, sides.pulled.texts[field], sides.local.texts[field], *work.incoming[field],
+                        task.openOf(key)},
+                       *decision, result);
+        }
+    for (const FieldType field : work.vanished) {
+        task.store.remove(work.locale, field, TextSide::pulled);
+        task.conflicts.remove({work.locale, field}); // the user's text is backed up since it arose
+    }
     return result;
 }
 
@@ -209,6 +348,8 @@ void add(PullResult& total, const LocaleResult& one) {
     append(total.updated, one.updated);
     append(total.kept, one.kept);
     append(total.leftEdits, one.leftEdits);
+    append(total.merged, one.merged);
+    append(total.conflicts, one.conflicts);
     append(total.summary.warnings, one.warnings);
 }
 
@@ -217,28 +358,37 @@ void add(PullResult& total, const LocaleResult& one) {
 PullResult writePulledTexts(const MetadataStore& store, const std::vector<IncomingTexts>& incoming,
                             const PullOptions& options, Date moment) {
     const ReadTexts pulled = store.readAllUsable(TextSide::pulled);
+    const PullTask task(store, options, moment);
     PullResult result;
     std::vector<LocaleWork> toWrite;
+    TextsUnderWay underWay = task.interrupted;
     for (LocaleWork& work : gather(incoming, pulled, options.disabledLocales)) {
         if (work.locale != pageLocale && !work.incoming.isAbsent())
             result.summary.locales.push_back(work.locale);
         if (!work.vanished.empty()) result.summary.warnings.push_back(explainVanished(work));
         const Sides sides(store, work.locale);
-        const Decisions decisions = decide(work, sides, options);
-        if (needsWriting(work, decisions))
-            toWrite.push_back(std::move(work));
-        else
-            add(result, resultOf(work, decisions, sides));
+        const Decisions decisions = decide(task, work, sides);
+        if (!needsWriting(work, decisions) || options.dryRun == DryRun::yes) {
+            add(result, toldOf(task, work, decisions, sides));
+            continue;
+        }
+        for (const FieldType field : fieldsOf(work.locale))
+            if (const auto& decision = decisions[static_cast<std::size_t>(field)];
+                decision && decision->writes.writesLocal &&
+                withoutFinalLineBreak(decision->text) == withoutFinalLineBreak(*work.incoming[field]))
+                underWay.add({work.locale, field}, decision->text);
+        toWrite.push_back(std::move(work));
     }
-    if (toWrite.empty() && !store.hasInterruptedPull()) return result;
+    if (options.dryRun == DryRun::yes || (toWrite.empty() && !store.hasInterruptedPull())) return result;
 
     checkCancellation(); // nothing was begun yet
+    underWay.keep();
     store.beginPull();
-    for (const LocaleResult& one : parallelMap(toWrite, writers, [&](const LocaleWork& work) {
-             return writeLocale(store, work, options, moment);
-         }))
+    for (const LocaleResult& one :
+         parallelMap(toWrite, writers, [&](const LocaleWork& work) { return writeLocale(task, work); }))
         add(result, one);
     store.endPull();
+    underWay.forget();
     return result;
 }
 

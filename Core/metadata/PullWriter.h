@@ -15,10 +15,11 @@ struct IncomingTexts {
 
 /// Writes both sides of the tree; the caller holds the lock of the app's folder. Everything is read and
 /// decided before the first write; files that hold what came already are not touched. A local file that
-/// cannot be taken as a text stays as it is and is named in the warnings.
+/// cannot be taken as a text stays as it is and is named in the warnings. In place no blank file is made, and
+/// no file for a locale whose text is that of all locales (`FallbackTexts`).
 ///
 /// An end at any moment loses no edit and leaves a tree that the next pull puts right:
-/// - an edit is backed up before its file is replaced;
+/// - an edit is backed up, and what a conflict is of is kept, before its file is replaced;
 /// - the local file is replaced before the pulled copy moves: between the two the local file holds what came
 ///   and differs from the old copy, which the next pull recognises as no edit. The other way round the old
 ///   text would look like an edit of the new one, and a push would send it back;

@@ -2,6 +2,7 @@
 
 #include "Core/metadata/FieldValue.h"
 #include "Core/metadata/Locales.h"
+#include "Core/metadata/PushChoice.h"
 #include "Core/metadata/TextRemarks.h"
 #include "Platform/text/Text.h"
 
@@ -35,7 +36,8 @@ std::optional<LeftOutReason> reasonToLeaveOut(const PendingChange& change, const
     if (change.isNewLocale && !mayBeLocale(change.locale, filter)) return LeftOutReason::notAnAppStoreLocale;
     if (withoutByteOrderMark(change.local).size() < change.local.size()) return LeftOutReason::byteOrderMark;
     if (findControlCharacter(change.local) && !isBlank(change.local)) return LeftOutReason::controlCharacter;
-    const bool isNamed = names(filter.locales, change.locale) && names(filter.fields, change.field);
+    const bool isNamed =
+        names(filter.locales, shownLocale(change.locale)) && names(filter.fields, change.field);
     if (differsInFinalLineBreakOnly(change) && !isNamed) return LeftOutReason::onlyFinalLineBreak;
     if (filter.release == Release::first && change.field == FieldType::releaseNotes)
         return LeftOutReason::firstVersion;
@@ -46,17 +48,6 @@ std::optional<LeftOutReason> reasonToLeaveOut(const PendingChange& change, const
     if (change.clears() && filter.clearing == Clearing::leaveOut) return LeftOutReason::clearsField;
     if (change.review && filter.unreviewed == Unreviewed::leaveOut) return LeftOutReason::unreviewed;
     return std::nullopt;
-}
-
-std::string explainOverLimit(const PendingChange& change) {
-    const std::size_t limit = limitOf(change.field);
-    const std::string_view stripped = withoutFinalLineBreak(change.local);
-    if (stripped.size() < change.local.size() && !isOverLimit(stripped, change.field))
-        return fmt::format("{} has {} characters where {} are allowed, only because of its final line break. "
-                           "Tidying removes it; finalLineBreak = strip leaves it out.",
-                           fileNameOf(change.field), graphemeCount(change.local), limit);
-    return fmt::format("{} has {} characters where {} are allowed. Shorten it.", fileNameOf(change.field),
-                       graphemeCount(change.local), limit);
 }
 
 std::string explainFinalLineBreak(const PendingChange& change) {
@@ -110,7 +101,7 @@ std::string explain(const PendingChange& change, LeftOutReason reason) {
     case LeftOutReason::onlyFinalLineBreak:
         return explainFinalLineBreak(change);
     case LeftOutReason::overLimit:
-        return explainOverLimit(change);
+        return explainOverLimit(change.local, change.field);
     case LeftOutReason::clearsField:
         return fmt::format("Would remove the {}{} from App Store Connect. "
                            "Allow that in the push, or pull to get the text back.",
@@ -132,6 +123,8 @@ std::string explain(const PendingChange& change, LeftOutReason reason) {
             shortLabelOf(change.field));
     case LeftOutReason::invalidValue:
         return valueFault(change.field, change.local, change.remote).value_or("");
+    case LeftOutReason::inConflict:
+        return std::string(inConflictText);
     }
     return {};
 }
@@ -175,6 +168,7 @@ std::string_view explainTogether(LeftOutReason reason) {
     case LeftOutReason::onlyFinalLineBreak:
     case LeftOutReason::notAnAppStoreLocale:
     case LeftOutReason::firstVersion:
+    case LeftOutReason::inConflict:
         return {};
     }
     return {};
@@ -197,7 +191,8 @@ void warnOfBareLocales(PushSelection& selection) {
 } // namespace
 
 bool PushFilter::takes(const FieldKey& key) const {
-    return (locales.empty() || names(locales, key.locale)) && (fields.empty() || names(fields, key.field));
+    return (locales.empty() || names(locales, shownLocale(key.locale))) &&
+           (fields.empty() || names(fields, key.field));
 }
 
 bool waitsForUser(LeftOutReason reason) {
@@ -211,6 +206,7 @@ bool waitsForUser(LeftOutReason reason) {
     case LeftOutReason::unreadableFile:
     case LeftOutReason::invalidValue:
     case LeftOutReason::cannotBeCleared:
+    case LeftOutReason::inConflict:
         return true;
     case LeftOutReason::localeDisabled:
     case LeftOutReason::notAnAppStoreLocale:
@@ -241,10 +237,10 @@ std::vector<LeftOutGroup> groupsOf(const std::vector<LeftOutChange>& leftOut) {
     return groups;
 }
 
-PushSelection selectForPush(const std::vector<PendingChange>& changes, const PushFilter& filter,
+PushSelection chooseForPush(std::vector<PendingChange> changes, const PushFilter& filter,
                             const LocaleSet& disabledLocales) {
     PushSelection selection;
-    for (const PendingChange& change : changes) {
+    for (PendingChange& change : changes) {
         if (!filter.takes(change.key())) continue;
         const auto reason = disabledLocales.contains(change.locale)
                                 ? std::optional(LeftOutReason::localeDisabled)
@@ -254,7 +250,15 @@ PushSelection selectForPush(const std::vector<PendingChange>& changes, const Pus
                 {change, *reason, explain(change, *reason), isMissed(change, *reason, filter)});
             continue;
         }
-        selection.chosen.push_back(change);
+        selection.chosen.push_back(std::move(change));
+    }
+    return selection;
+}
+
+PushSelection selectForPush(const std::vector<PendingChange>& changes, const PushFilter& filter,
+                            const LocaleSet& disabledLocales) {
+    PushSelection selection = chooseForPush(changes, filter, disabledLocales);
+    for (const PendingChange& change : selection.chosen) {
         if (change.review)
             selection.warnings.push_back({change.locale, change.field, explainUnread(*change.review)});
         for (const TextRemark remark : remarksOn(change.local, change.field))

@@ -12,14 +12,19 @@ namespace quorvel {
 enum class Clearing { leaveOut, allow };
 /// What becomes of texts that were generated and not read since.
 enum class Unreviewed { leaveOut, allow };
+/// What a push of texts that were never pulled does: it replaces nothing that it does not know, or it reads
+/// first what App Store Connect holds and replaces that.
+enum class Overwriting { no, yes };
 
-/// What the user asked for, and of which version; an empty list stands for all.
+/// What the user asked for, and of which version; an empty list stands for all. Among the locales the page
+/// goes by the name under which it is shown.
 struct PushFilter {
     std::vector<std::string> locales;
     std::vector<FieldType> fields;
     Clearing clearing = Clearing::leaveOut;
     Release release = Release::update;
     Unreviewed unreviewed = Unreviewed::leaveOut;
+    Overwriting overwriting = Overwriting::no;
 
     /// Whether the lists take this field.
     [[nodiscard]] bool takes(const FieldKey& key) const;
@@ -39,6 +44,7 @@ enum class LeftOutReason {
     firstVersion,    // takes no release notes
     cannotBeCleared, // a value that can only be replaced
     invalidValue,    // no address of a web page, or another value that App Store Connect takes nowhere
+    inConflict,      // changed here and on App Store Connect; nobody chose yet
 };
 
 template <>
@@ -57,6 +63,7 @@ struct RawValues<LeftOutReason> {
         {LeftOutReason::firstVersion, "firstVersion"},
         {LeftOutReason::cannotBeCleared, "cannotBeCleared"},
         {LeftOutReason::invalidValue, "invalidValue"},
+        {LeftOutReason::inConflict, "inConflict"},
     };
 };
 
@@ -95,6 +102,10 @@ struct LeftOutGroup {
 };
 /// Those first that the user has to do something about.
 [[nodiscard]] std::vector<LeftOutGroup> groupsOf(const std::vector<LeftOutChange>& leftOut);
+
+/// What is said of a text in conflict.
+inline constexpr std::string_view inConflictText =
+    "Changed here and on App Store Connect. Settle the conflict first.";
 
 [[nodiscard]] PushSelection selectForPush(const std::vector<PendingChange>& changes,
                                           const PushFilter& filter = {},

@@ -2,12 +2,16 @@
 
 #include "Core/metadata/Locales.h"
 #include "Core/metadata/MetadataError.h"
+#include "Core/metadata/TreeInPlace.h"
 #include "Platform/files/Files.h"
+#include "Platform/text/Spelling.h"
 #include "Platform/text/Text.h"
 
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <iterator>
+#include <utility>
 
 namespace quorvel {
 
@@ -31,6 +35,18 @@ constexpr std::pair<std::string_view, FieldType> otherNames[] = {
     {"changelog", FieldType::releaseNotes},
     {"changes", FieldType::releaseNotes},
     {"keyword", FieldType::keywords},
+};
+
+using NameAndReason = std::pair<std::string_view, std::string_view>;
+
+constexpr std::string_view picturesFolder = "screenshots";
+constexpr std::string_view picturesReason = "holds pictures, which are no texts";
+
+// What other tools keep beside the locales.
+constexpr NameAndReason knownFolders[] = {
+    {"android", "holds the texts for another store"},
+    {picturesFolder, picturesReason},
+    {"trade_representative_contact_information", "holds what App Store Connect's API no longer takes"},
 };
 
 // "What's New.txt" becomes "whatsnew".
@@ -140,16 +156,25 @@ std::optional<FieldType> fieldMeantBy(std::string_view fileName) {
     if (const auto field = fieldNamed(bare); field && !isPageField(*field)) return field;
     for (const auto& [name, field] : otherNames)
         if (bare == name) return field;
-    return std::nullopt;
+    constexpr std::size_t shortest = 5; // letters; among shorter words everything is near
+    constexpr auto names = fieldColumn([](const FieldFacts& facts) { return facts.rawName; });
+    if (bare.size() < shortest || std::filesystem::path(fileName).extension() != ".txt") return std::nullopt;
+    const auto nearest = nearestSpelling(bare, std::span(names).first<localeFields.size()>());
+    return nearest ? fieldNamed(*nearest) : std::nullopt;
 }
 
 SkippedEntry strayFolder(std::string_view name, const std::vector<std::string>& present) {
     SkippedEntry entry{std::string(name), "is no App Store locale"};
-    if (name == "default") {
+    if (name == fallbackFolderName) {
         entry.reason += "; other tools take its texts for every locale without its own, "
                         "here each locale needs its own files";
         return entry;
     }
+    for (const auto& [known, reason] : knownFolders)
+        if (name == known) return {std::string(name), std::string(reason)};
+    if (const auto platform = platformOfTreeFolder(name))
+        return {std::string(name),
+                fmt::format("is a folder for {}, but the locales lie beside it", platformLabel(*platform))};
     const auto nearest = nearestAppStoreLocale(name);
     if (!nearest) return entry;
     entry.kind = Kind::misnamed;
@@ -176,31 +201,72 @@ SkippedEntry strayFile(std::string_view locale, std::string_view name,
     return entry;
 }
 
-std::vector<SkippedEntry> misnamedEntries(const MetadataFolder& context) {
+std::vector<SkippedEntry> strayEntries(const MetadataFolder& context) {
+    const std::filesystem::path place = context.rootURL.lexically_relative(context.boundary());
     std::vector<SkippedEntry> entries;
     const auto add = [&](SkippedEntry entry) {
-        if (entry.kind == Kind::misnamed) entries.push_back(std::move(entry));
+        if (place != ".") entry.path = (place / entry.path).native();
+        entries.push_back(std::move(entry));
     };
     const Listing top = listingOf(context.rootURL);
     for (const std::string& name : top.files)
-        if (isFieldFile(name) || fieldMeantBy(name))
-            entries.push_back({name, "lies outside of a locale's folder; move it into one", Kind::misnamed});
+        if (isPageFile(name))
+            continue;
+        else if (isFieldFile(name) || fieldMeantBy(name))
+            add({name, "lies outside of a locale's folder; move it into one", Kind::misnamed});
         else if (isAppStoreLocale(name))
-            entries.push_back({name, "is a file where a locale's folder belongs", Kind::misnamed});
+            add({name, "is a file where a locale's folder belongs", Kind::misnamed});
+        else
+            add({name, "is no file of the metadata"});
     for (const std::string& name : top.folders) {
-        if (isAppStoreLocale(name)) {
-            const auto files = tryListing(context.rootURL / name);
-            for (const std::string& file : files ? files->files : std::vector<std::string>())
-                if (!isFieldFile(file)) add(strayFile(name, file, files->files));
-        } else if (name == "default" && holdsField(context.rootURL / name)) {
-            SkippedEntry entry = strayFolder(name, top.folders);
-            entry.kind = Kind::misnamed; // its texts go nowhere
-            add(std::move(entry));
-        } else {
+        const bool holdsFields = isAppStoreLocale(name) || name == reviewFolderName ||
+                                 (name == fallbackFolderName && context.isPartOfTree());
+        if (!holdsFields) {
             add(strayFolder(name, top.folders));
+            continue;
         }
+        const auto found = tryListing(context.rootURL / name);
+        if (!found) continue;
+        for (const std::string& file : found->files)
+            if (name == reviewFolderName ? !isReviewFile(name, file) : !isFieldFile(file))
+                add(strayFile(name, file, found->files));
+        for (const std::string& folder : found->folders)
+            if (isFieldFile(folder))
+                continue; // reading it says what is wrong
+            else
+                add({(std::filesystem::path(name) / folder).native(), "is a folder, and no field is one"});
+    }
+    if (place != ".") { // the folders of the platforms have neighbours, too
+        const Listing outer = listingOf(context.boundary());
+        for (const std::string& name : outer.files)
+            entries.push_back({name, "lies outside of a platform's folder"});
+        for (const std::string& name : outer.folders)
+            if (const auto known =
+                    std::ranges::find(knownFolders, std::string_view(name), &NameAndReason::first);
+                known != std::end(knownFolders))
+                entries.push_back({name, std::string(known->second)});
+            else if (!platformOfTreeFolder(name))
+                entries.push_back({name, "is no platform's folder", Kind::misnamed});
     }
     std::ranges::sort(entries, {}, &SkippedEntry::path);
+    return entries;
+}
+
+std::vector<SkippedEntry> misnamedEntries(const MetadataFolder& context) {
+    std::vector<SkippedEntry> entries = strayEntries(context);
+    if (context.isPartOfTree()) { // its pictures are the app's
+        std::erase(entries, SkippedEntry{std::string(picturesFolder), std::string(picturesReason)});
+        return entries;
+    }
+    std::erase_if(entries, [](const SkippedEntry& entry) { return entry.kind != Kind::misnamed; });
+    if (!holdsField(context.rootURL / fallbackFolderName)) return entries;
+    std::erase_if(entries, [](const SkippedEntry& entry) {
+        return std::filesystem::path(entry.path).begin()->native() == fallbackFolderName;
+    });
+    SkippedEntry fallback = strayFolder(fallbackFolderName, {});
+    fallback.kind = Kind::misnamed; // its texts go nowhere
+    entries.insert(std::ranges::upper_bound(entries, fallback.path, {}, &SkippedEntry::path),
+                   std::move(fallback));
     return entries;
 }
 

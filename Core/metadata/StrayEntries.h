@@ -50,9 +50,15 @@ struct RawValues<SkippedEntry::Kind> {
 [[nodiscard]] SkippedEntry strayFile(std::string_view locale, std::string_view name,
                                      const std::vector<std::string>& present);
 
+/// Every entry of a folder of locales that no push takes; the folder "default" of a tree in
+/// place counts as taken. Paths are relative to the tree where the folder is a part of one in place, else to
+/// the folder. Sorted. Throws `FileError` where the folder cannot be listed; a locale's folder that cannot be
+/// is left out.
+[[nodiscard]] std::vector<SkippedEntry> strayEntries(const MetadataFolder& context);
+
 /// The entries of a context's folder that probably are texts under another name or in another place, which
-/// no push takes: misnamed files and folders, and field files beside the locales. Sorted by path. Throws
-/// `FileError` where the folder cannot be listed; a locale's folder that cannot be is left out.
+/// no push takes: misnamed files and folders, and field files beside the locales. In a tree in place it is
+/// every entry that no push takes, as the user brought it there. Sorted by path, throws like `strayEntries`.
 [[nodiscard]] std::vector<SkippedEntry> misnamedEntries(const MetadataFolder& context);
 
 /// Throws `MetadataError` when `folder` is no tree of <locale>/<field>.txt files, and says what to do: name

@@ -1,11 +1,15 @@
 #include "Core/metadata/TextComparison.h"
 
+#include "Core/metadata/FallbackTexts.h"
 #include "Core/metadata/MetadataDiff.h"
 #include "Core/metadata/MetadataTexts.h"
+#include "Core/metadata/PushChoice.h"
+#include "Core/metadata/merge/TextConflicts.h"
 #include "Platform/text/Text.h"
 
 #include <algorithm>
 #include <map>
+#include <set>
 
 namespace quorvel {
 
@@ -19,17 +23,6 @@ UnreadableByKey byKey(const std::vector<UnreadableText>& unreadable) {
     for (const UnreadableText& text : unreadable)
         found.emplace(text.key(), &text);
     return found;
-}
-
-std::vector<PendingChange> readableChanges(const ReadTexts& pulled, const ReadTexts& local,
-                                           const UnreadableByKey& unreadable) {
-    std::vector<PendingChange> changes = MetadataDiff::compare(pulled, local);
-    std::erase_if(changes, [&](const PendingChange& change) { return unreadable.contains(change.key()); });
-    for (PendingChange& change : changes)
-        if (std::ranges::find(pulled.unreadable, change.locale, &UnreadableText::locale) !=
-            pulled.unreadable.end())
-            change.isNewLocale = false; // it has copies, though they cannot be read
-    return changes;
 }
 
 std::map<FieldType, std::size_t> countFilled(const ReadTexts& local, const LocaleSet& disabled) {
@@ -46,26 +39,123 @@ std::map<FieldType, std::size_t> countFilled(const ReadTexts& local, const Local
 }
 
 LeftOutChange leftOutFor(const UnreadableText& text, const ReadTexts& pulled, const ReadTexts& local) {
-    const auto textIn = [&](const ReadTexts& read) -> std::string {
-        if (isSecret(text.field)) return {};
-        if (text.locale == pageLocale) return read.page[text.field].value_or("");
-        const auto found = read.texts.find(text.locale);
-        return found == read.texts.end() ? std::string() : found->second[text.field].value_or("");
+    const auto textIn = [&](const ReadTexts& read) {
+        return isSecret(text.field) ? std::string() : read.text(text.key()).value_or("");
     };
     return {{.locale = text.locale, .field = text.field, .remote = textIn(pulled), .local = textIn(local)},
             LeftOutReason::unreadableFile,
             text.explanation};
 }
 
+// A text in conflict is no change that a push may send, whatever its local file holds.
+void leaveOutConflicts(TextComparison& result, const MetadataStore& store, const ReadTexts& local,
+                       const FinalLineBreak rule, const PushFilter& filter) {
+    for (const TextConflict& conflict : TextConflicts(store.folder()).all()) {
+        const FieldKey& key = conflict.key;
+        if (result.disabledLocales.contains(key.locale)) continue;
+        result.conflicts.push_back(key);
+        PushSelection& selection = result.selection;
+        std::erase_if(selection.chosen, [&](const PendingChange& change) { return change.key() == key; });
+        std::erase_if(selection.leftOut, [&](const LeftOutChange& one) { return one.change.key() == key; });
+        std::erase_if(selection.warnings, [&](const PushWarning& warning) {
+            return warning.locale == key.locale && warning.field == key.field;
+        });
+        if (!filter.takes(key)) continue;
+        const std::string ours = ourTextOf(conflict, local.text(key), rule);
+        selection.leftOut.push_back({{.locale = key.locale,
+                                      .field = key.field,
+                                      .remote = conflict.theirs,
+                                      .local = ours,
+                                      .isOverLimit = isOverLimit(ours, key.field)},
+                                     LeftOutReason::inConflict,
+                                     std::string(inConflictText)});
+    }
+}
+
+std::vector<std::string> localesWithoutFolder(const ReadContext& read, const LocaleSet& disabledLocales) {
+    std::vector<std::string> removed;
+    for (const auto& [locale, texts] : read.pulled.texts)
+        if (!read.local.texts.contains(locale) && !texts.isAbsent() && !disabledLocales.contains(locale))
+            removed.push_back(locale);
+    return removed;
+}
+
+// What both kinds of comparison make of the texts of both sides.
+void complete(ReadContext& read, const MetadataStore& store, const TextRules& rules) {
+    read.withoutFolder = localesWithoutFolder(read, rules.disabledLocales);
+    const FallbackTexts fallbacks(store.folder());
+    read.fromDefault = fallbacks.fill(read.local, read.withoutFolder);
+    read.unusedDefaults = fallbacks.unused(read.fromDefault);
+    countTexts(rules.finalLineBreak, read.local, read.pulled);
+}
+
+TextComparison withMisnamed(const ReadContext& read, const MetadataStore& store, const ContextID& context,
+                            const TextRules& rules, const PushFilter& filter) {
+    TextComparison result = compareTexts(read, store, context, rules, filter);
+    result.misnamed = misnamedEntries(store.folder());
+    result.misnamed.insert(result.misnamed.end(), read.unusedDefaults.begin(), read.unusedDefaults.end());
+    return result;
+}
+
 } // namespace
+
+std::vector<PendingChange> changesOf(const ReadContext& read, const std::vector<UnreadText>& unread) {
+    const ReadTexts& local = read.local;
+    const ReadTexts& pulled = read.pulled;
+    std::vector<PendingChange> changes = MetadataDiff::compare(pulled, local);
+    const auto isUnreadable = [](const PendingChange& change) {
+        return [&](const UnreadableText& text) {
+            return text.locale == change.locale && text.field == change.field;
+        };
+    };
+    std::erase_if(changes, [&](const PendingChange& change) {
+        return std::ranges::any_of(local.unreadable, isUnreadable(change)) ||
+               std::ranges::any_of(pulled.unreadable, isUnreadable(change));
+    });
+    for (PendingChange& change : changes) {
+        if (std::ranges::find(pulled.unreadable, change.locale, &UnreadableText::locale) !=
+            pulled.unreadable.end())
+            change.isNewLocale = false; // it has copies, though they cannot be read
+        if (const auto found = std::ranges::find(unread, change.key(), &UnreadText::key);
+            found != unread.end())
+            change.review = found->mark;
+    }
+    const std::set<FieldKey> fromDefault(read.fromDefault.begin(), read.fromDefault.end());
+    std::erase_if(changes, [&](const PendingChange& change) { // nothing else is said of such a locale
+        return std::ranges::binary_search(read.withoutFolder, change.locale) &&
+               !fromDefault.contains(change.key());
+    });
+    if (read.isRemote) // nothing tells that somebody removed the file
+        std::erase_if(changes, [&](const PendingChange& change) { return !local.text(change.key()); });
+    return changes;
+}
+
+ReadContext readContext(const MetadataStore& store, const TextRules& rules) {
+    ReadContext read{store.readAllUsable(), store.readAllUsable(TextSide::pulled), {}, {}, {}, false};
+    complete(read, store, rules);
+    return read;
+}
 
 TextComparison compareTexts(const MetadataStore& store, const ContextID& context, const TextRules& rules,
                             const PushFilter& filter) {
-    ReadTexts local = store.readAllUsable();
-    const ReadTexts pulled = store.readAllUsable(TextSide::pulled);
-    countTexts(rules.finalLineBreak, local, pulled);
+    return withMisnamed(readContext(store, rules), store, context, rules, filter);
+}
+
+TextComparison compareWithRemote(const MetadataStore& store, const ContextID& context, const TextRules& rules,
+                                 const PushFilter& filter, const ReadTexts& remote) {
+    ReadContext read{store.readAllUsable(), remote, {}, {}, {}, true};
+    complete(read, store, rules);
+    return withMisnamed(read, store, context, rules, filter);
+}
+
+TextComparison compareTexts(const ReadContext& read, const MetadataStore& store, const ContextID& context,
+                            const TextRules& rules, const PushFilter& filter) {
+    const ReadTexts& local = read.local;
+    const ReadTexts& pulled = read.pulled;
     const LocaleSet& disabledLocales = rules.disabledLocales;
     TextComparison result;
+    result.removedLocales = read.withoutFolder;
+    result.fromDefault = read.fromDefault;
     result.context = context;
     result.disabledLocales = disabledLocales;
     result.grid = MetadataSnapshot::of(local.texts);
@@ -77,27 +167,23 @@ TextComparison compareTexts(const MetadataStore& store, const ContextID& context
     result.unread = ReviewMarks::load(store.folder()).unreadIn(local.texts);
     std::erase_if(result.unread,
                   [&](const UnreadText& text) { return disabledLocales.contains(text.locale); });
-    result.changes = readableChanges(pulled, local, unreadable);
-    for (PendingChange& change : result.changes)
-        if (const auto found = std::ranges::find(result.unread, change.key(), &UnreadText::key);
-            found != result.unread.end())
-            change.review = found->mark;
+    result.changes = changesOf(read, result.unread);
     result.selection = selectForPush(result.changes, filter, disabledLocales);
+    for (const PendingChange& change : result.selection.chosen)
+        if (std::ranges::binary_search(read.fromDefault, change.key()))
+            result.selection.warnings.push_back({change.locale, change.field, std::string(fromDefaultText)});
     for (const auto& [key, text] : unreadable)
         if (filter.takes(key) && !disabledLocales.contains(key.locale))
             result.selection.leftOut.push_back(leftOutFor(*text, pulled, local));
+    leaveOutConflicts(result, store, local, rules.finalLineBreak, filter);
     std::ranges::sort(result.selection.leftOut, {},
                       [](const LeftOutChange& one) { return one.change.key(); });
     std::erase_if(result.changes,
                   [&](const PendingChange& change) { return disabledLocales.contains(change.locale); });
 
-    for (const auto& [locale, texts] : pulled.texts) {
+    for (const auto& [locale, texts] : pulled.texts)
         result.pulledLocales.push_back(locale);
-        if (!local.texts.contains(locale) && !texts.isAbsent() && !disabledLocales.contains(locale))
-            result.removedLocales.push_back(locale);
-    }
-    result.misnamed = misnamedEntries(store.folder());
-    result.wasPulled = store.wasPulled();
+    result.wasPulled = read.isRemote || store.wasPulled();
     result.pulledAt = store.pulledAt();
     result.interruptedPull = store.hasInterruptedPull();
     return result;

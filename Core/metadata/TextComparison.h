@@ -26,6 +26,18 @@ struct TextRules {
         : disabledLocales(std::move(disabled)), finalLineBreak(lineBreak) {}
 };
 
+/// The texts of both sides of a context, read once and as they count.
+struct ReadContext {
+    ReadTexts local; // with those that stand in for a locale's own
+    ReadTexts pulled;
+    std::vector<FieldKey> fromDefault;        // texts of the folder "default" that stand in, sorted
+    std::vector<std::string> withoutFolder;   // pulled and enabled locales
+    std::vector<SkippedEntry> unusedDefaults; // that stand in nowhere
+    bool isRemote = false;                    // `pulled` is what App Store Connect holds now
+};
+/// Throws what `compareTexts` throws.
+[[nodiscard]] ReadContext readContext(const MetadataStore& store, const TextRules& rules);
+
 struct TextComparison {
     ContextID context;
     LocaleSet disabledLocales;
@@ -34,6 +46,8 @@ struct TextComparison {
     std::vector<PendingChange> changes;      // all that differ, those of disabled locales excepted
     PushSelection selection;                 // what a push with the filter would send and leave out
     std::vector<UnreadableText> unreadable;  // local files and pulled copies
+    std::vector<FieldKey> conflicts;         // of enabled locales; not settled yet
+    std::vector<FieldKey> fromDefault;       // texts of the folder "default" that stand for a locale's own
     std::vector<UnreadText> unread;          // of enabled locales, also those that App Store Connect has
     std::vector<std::string> pulledLocales;  // with a copy of App Store Connect's texts
     std::vector<std::string> removedLocales; // pulled and enabled, without a folder
@@ -57,5 +71,15 @@ struct TextComparison {
 /// for the marks of unread texts.
 [[nodiscard]] TextComparison compareTexts(const MetadataStore& store, const ContextID& context,
                                           const TextRules& rules, const PushFilter& filter = {});
+/// The same of texts that were read, without what lies beside them (`misnamed`).
+[[nodiscard]] TextComparison compareTexts(const ReadContext& read, const MetadataStore& store,
+                                          const ContextID& context, const TextRules& rules,
+                                          const PushFilter& filter = {});
+/// The same with `remote`, what App Store Connect holds now, in place of the pulled copies; `unreadable` is
+/// empty there. A field without a
+/// local file is no change then, as nothing tells that somebody removed it.
+[[nodiscard]] TextComparison compareWithRemote(const MetadataStore& store, const ContextID& context,
+                                               const TextRules& rules, const PushFilter& filter,
+                                               const ReadTexts& remote);
 
 } // namespace quorvel

@@ -2,6 +2,7 @@
 
 #include "Core/metadata/Locales.h"
 #include "Core/metadata/MetadataStore.h"
+#include "Core/metadata/TreeInPlace.h"
 #include "Platform/files/Files.h"
 #include "Platform/log/Log.h"
 #include "Platform/text/Text.h"
@@ -109,13 +110,14 @@ void requireInside(const std::filesystem::path& path, const std::filesystem::pat
 }
 
 TreeReader::TreeReader(const MetadataFolder& folder, TextSide side) : folder_(folder), side_(side) {
-    FileDescriptor root = openAt(AT_FDCWD, folder.rootURL.c_str(), folderFlags);
-    if (!root.isOpen() && errno != ENOENT) throw MetadataError::cannotRead(folder.rootURL, errno);
-    if (side == TextSide::pulled && root.isOpen()) {
-        const FileDescriptor ours = openFolder(root, ".brevant", folder.privateFolder());
-        root = ours.isOpen() ? openFolder(ours, "asc", folder.textsFolder(side)) : FileDescriptor();
+    std::filesystem::path walked = folder.boundary();
+    texts_ = openAt(AT_FDCWD, walked.c_str(), folderFlags);
+    if (!texts_.isOpen() && errno != ENOENT) throw MetadataError::cannotRead(walked, errno);
+    for (const std::filesystem::path& name : folder.textsFolder(side).lexically_relative(walked)) {
+        if (!texts_.isOpen() || name == ".") break;
+        walked /= name;
+        texts_ = openFolder(texts_, name.native(), walked);
     }
-    texts_ = std::move(root);
 }
 
 std::vector<std::string> TreeReader::locales() const {
@@ -128,7 +130,7 @@ std::vector<std::string> TreeReader::locales() const {
         const dirent* entry = ::readdir(folder.get());
         if (!entry && errno != 0) throw MetadataError::cannotRead(folder_.textsFolder(side_), errno);
         if (!entry) break;
-        if (isSafeName(entry->d_name) && entry->d_name != reviewFolderName &&
+        if (isSafeName(entry->d_name) && entry->d_name != reviewFolderName && mayBeLocale(entry->d_name) &&
             isFolder(texts_.number(), *entry) && !(entry->d_type != DT_DIR && isStrayLink(entry->d_name)))
             names.emplace_back(entry->d_name);
     }
@@ -179,13 +181,17 @@ std::optional<std::string> TreeReader::read(std::string_view locale, FieldType f
     return readFieldFile(folders, locale, field);
 }
 
+bool TreeReader::mayBeLocale(std::string_view name) const {
+    return side_ == TextSide::pulled || !folder_.isPartOfTree() || isLocaleOfTree(name);
+}
+
 bool TreeReader::isStrayLink(const std::string& name) const {
     std::error_code unreachable;
     if (isAppStoreLocale(name) ||
         std::filesystem::exists(folder_.localeFolder(name, TextSide::pulled), unreachable))
         return false; // to be refused by name when it is read
     try {
-        requireInside(folder_.localeFolder(name, side_), folder_.rootURL);
+        requireInside(folder_.localeFolder(name, side_), folder_.boundary());
         return false;
     } catch (const MetadataError& error) {
         Logger("TreeReader").warning(fmt::format("Left out, as it is no locale: {}", error.what()));
@@ -197,7 +203,7 @@ FileDescriptor TreeReader::openFolder(const FileDescriptor& parent, const std::s
                                       const std::filesystem::path& path) const {
     FileDescriptor folder = openAt(parent.number(), name.c_str(), folderFlags | O_NOFOLLOW);
     if (!folder.isOpen() && (errno == ELOOP || errno == ENOTDIR)) { // a link, or no folder at all
-        requireInside(path, folder_.rootURL);
+        requireInside(path, folder_.boundary());
         folder = openAt(parent.number(), name.c_str(), folderFlags);
     }
     if (!folder.isOpen() && errno != ENOENT) throw MetadataError::cannotRead(path, errno);
@@ -221,15 +227,15 @@ FileDescriptor TreeReader::openLocale(std::string_view locale) const {
 
 std::optional<std::string> TreeReader::readFieldFile(Folders& folders, std::string_view locale,
                                                      FieldType field) const {
-    if ((locale != pageLocale || !isPageField(field)) && !isSafeName(locale))
-        throw MetadataError::unsafeLocale(locale);
+    const bool isOfPage = locale == pageLocale && isPageField(field);
+    if (!isOfPage && !isSafeName(locale)) throw MetadataError::unsafeLocale(locale);
     const FileDescriptor& folder = open(folders, locale, field);
     if (!folder.isOpen()) return std::nullopt;
     const std::string name(fileNameOf(field).substr(fileNameOf(field).find('/') + 1));
     const auto path = [&] { return folder_.fieldFile(locale, field, side_); };
     FileDescriptor file = openAt(folder.number(), name.c_str(), fileFlags | O_NOFOLLOW);
     if (!file.isOpen() && errno == ELOOP) {
-        requireInside(path(), folder_.rootURL);
+        requireInside(path(), folder_.boundary());
         file = openAt(folder.number(), name.c_str(), fileFlags);
     }
     if (!file.isOpen() && errno == ENOENT) return std::nullopt;

@@ -20,7 +20,8 @@ class TreeReader {
     TreeReader(const MetadataFolder& folder, TextSide side);
 
     /// The names of the folders, sorted; that of the review's fields, hidden and unusable ones are left out,
-    /// and so, with a log line, are links out of the tree that nothing marks as locales.
+    /// and so, with a log line, are links out of the tree that nothing marks as locales. In place
+    /// also what is named like no locale.
     [[nodiscard]] std::vector<std::string> locales() const;
     [[nodiscard]] FieldTexts readLocale(std::string_view locale) const;
     /// Like `readLocale`, but collects the files that cannot be taken as texts instead of throwing.
@@ -42,6 +43,7 @@ class TreeReader {
     [[nodiscard]] std::optional<std::string> read(std::string_view locale, FieldType field) const;
 
   private:
+    [[nodiscard]] bool mayBeLocale(std::string_view name) const;
     [[nodiscard]] bool isStrayLink(const std::string& name) const;
     [[nodiscard]] FileDescriptor openFolder(const FileDescriptor& parent, const std::string& name,
                                             const std::filesystem::path& path) const;

@@ -126,6 +126,10 @@ void AppRecords::addMissingLocales(std::string_view appID, std::span<const std::
     });
 }
 
+bool AppRecords::removeLocale(std::string_view appID, std::string_view code) const {
+    return discard<ManagedLocale>(*container_, "WHERE app = ?1 AND code = ?2", {appID, code}) > 0;
+}
+
 std::vector<FieldRule> AppRecords::rules(std::string_view appID) const {
     auto rules = fetch<FieldRule>(*container_, "WHERE app = ?1 ORDER BY fieldType", {appID});
     std::ranges::stable_sort(rules, {}, placeOf);

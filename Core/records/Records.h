@@ -63,6 +63,8 @@ class AppRecords {
     void setLocales(std::string_view appID, std::span<const ManagedLocale> locales) const;
     /// Adds those codes that the app does not manage yet, enabled.
     void addMissingLocales(std::string_view appID, std::span<const std::string> codes) const;
+    /// Forgets a locale with what was chosen for it; whether there was one.
+    bool removeLocale(std::string_view appID, std::string_view code) const;
 
     [[nodiscard]] std::vector<FieldRule> rules(std::string_view appID) const; // in the order of the fields
     void setRule(std::string_view appID, const FieldRule& rule) const;

@@ -16,14 +16,13 @@ namespace {
 
 constexpr double longestPause = 30; // seconds
 
-using States = std::map<std::string, ASCAssetDeliveryState>; // by the screenshots' ids
+using States = std::map<std::string, ASCAssetDeliveryState>; // by the assets' ids
 
-States statesOf(const ASCClientProtocol& client, const std::string& setID) {
+States statesOf(const AssetOperations& operations, const std::string& setID) {
     States states;
     try {
-        for (const auto& screenshot : client.listScreenshots(setID))
-            if (screenshot.attributes.assetDeliveryState)
-                states[screenshot.id] = *screenshot.attributes.assetDeliveryState;
+        for (const StoreAsset& asset : operations.list(setID))
+            if (asset.delivery) states[asset.id] = *asset.delivery;
     } catch (const ASCError&) { // the next round asks again
     }
     return states;
@@ -38,7 +37,7 @@ std::vector<std::string> setsOf(const std::vector<PendingAsset>& pending) {
 
 } // namespace
 
-ProcessingOutcome awaitProcessing(const ASCClientProtocol& client, std::vector<PendingAsset> pending,
+ProcessingOutcome awaitProcessing(const AssetOperations& operations, std::vector<PendingAsset> pending,
                                   const ScreenshotPushOptions& options) {
     ProcessingOutcome outcome;
     double waited = 0, pause = 1;
@@ -49,7 +48,7 @@ ProcessingOutcome awaitProcessing(const ASCClientProtocol& client, std::vector<P
         pause = std::min(pause * 2, longestPause);
         States states;
         for (States& some : parallelMap(setsOf(pending), options.width,
-                                        [&](const std::string& set) { return statesOf(client, set); }))
+                                        [&](const std::string& set) { return statesOf(operations, set); }))
             states.merge(some);
         std::erase_if(pending, [&](const PendingAsset& asset) {
             const ASCAssetDeliveryState& state = states[asset.id];
@@ -66,16 +65,6 @@ void noteFailure(ScreenshotPushSummary& summary, const PendingAsset& asset, std:
         fmt::format("{}: App Store Connect could not process it — {}", asset.item.text(), reason));
     std::erase(summary.successfullyUploadedLocalURLs, asset.item.fileURL);
     summary.uploaded -= asset.isCounted ? 1 : 0;
-}
-
-std::string failureReasonOf(const ASCAssetDeliveryState& state) {
-    std::string reason;
-    for (const ASCAssetProblem& problem : state.errors.value_or(std::vector<ASCAssetProblem>())) {
-        if (!reason.empty()) reason += "; ";
-        reason += problem.code.value_or("");
-        if (problem.description) reason += (problem.code ? ": " : "") + *problem.description;
-    }
-    return reason.empty() ? "App Store Connect gave no reason." : escapeControls(reason);
 }
 
 } // namespace quorvel

@@ -1,4 +1,4 @@
-// Waits until App Store Connect has processed uploaded screenshots.
+// Waits until App Store Connect has processed uploaded screenshots and previews.
 #pragma once
 
 #include "Core/screenshots/ScreenshotSetWriter.h"
@@ -21,14 +21,11 @@ struct ProcessingOutcome {
 /// Asks again and again, with growing pauses, only for the sets that hold something pending, until everything
 /// is processed or `options.processingDeadline` is over. An answer that fails counts as none. Throws
 /// `CancellationError`.
-[[nodiscard]] ProcessingOutcome awaitProcessing(const ASCClientProtocol& client,
+[[nodiscard]] ProcessingOutcome awaitProcessing(const AssetOperations& operations,
                                                 std::vector<PendingAsset> pending,
                                                 const ScreenshotPushOptions& options);
 
 /// Turns what counted as sent into a failure.
 void noteFailure(ScreenshotPushSummary& summary, const PendingAsset& asset, std::string_view reason);
-
-/// Why an asset failed, in Apple's words: "IMAGE_UNREADABLE: The picture cannot be read."
-[[nodiscard]] std::string failureReasonOf(const ASCAssetDeliveryState& state);
 
 } // namespace quorvel

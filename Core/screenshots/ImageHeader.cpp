@@ -11,6 +11,7 @@
 
 #include <algorithm>
 #include <array>
+#include <memory>
 #include <optional>
 #include <string_view>
 #include <system_error>
@@ -204,29 +205,31 @@ ImageHeader imageHeaderOf(std::string_view bytes, ImageReading reading) {
                            reading);
 }
 
-ImageHeader readImageHeader(const std::filesystem::path& file, ImageReading reading) {
-    const FileDescriptor descriptor = openPicture(file);
+ImageBytes openImageBytes(const std::filesystem::path& file) {
+    const auto descriptor = std::make_shared<const FileDescriptor>(openPicture(file));
     struct stat status {};
-    if (::fstat(descriptor.number(), &status) != 0 || !S_ISREG(status.st_mode))
+    if (::fstat(descriptor->number(), &status) != 0 || !S_ISREG(status.st_mode))
         throw ImageError("is not a regular file.");
-    return readImageHeader(
-        ImageBytes{static_cast<std::uint64_t>(status.st_size),
-                   [&](std::uint64_t offset, std::span<char> buffer) -> std::size_t {
-                       std::size_t filled = 0;
-                       while (filled < buffer.size()) {
-                           const auto count = uninterrupted([&] {
-                               return ::pread(descriptor.number(), buffer.data() + filled,
-                                              buffer.size() - filled, static_cast<off_t>(offset + filled));
-                           });
-                           if (count < 0)
-                               throw ImageError(
-                                   fmt::format("cannot be read: {}", std::generic_category().message(errno)));
-                           if (count == 0) break;
-                           filled += static_cast<std::size_t>(count);
-                       }
-                       return filled;
-                   }},
-        reading);
+    return {static_cast<std::uint64_t>(status.st_size),
+            [descriptor](std::uint64_t offset, std::span<char> buffer) -> std::size_t {
+                std::size_t filled = 0;
+                while (filled < buffer.size()) {
+                    const auto count = uninterrupted([&] {
+                        return ::pread(descriptor->number(), buffer.data() + filled, buffer.size() - filled,
+                                       static_cast<off_t>(offset + filled));
+                    });
+                    if (count < 0)
+                        throw ImageError(
+                            fmt::format("cannot be read: {}", std::generic_category().message(errno)));
+                    if (count == 0) break;
+                    filled += static_cast<std::size_t>(count);
+                }
+                return filled;
+            }};
+}
+
+ImageHeader readImageHeader(const std::filesystem::path& file, ImageReading reading) {
+    return readImageHeader(openImageBytes(file), reading);
 }
 
 } // namespace quorvel

@@ -35,6 +35,10 @@ struct ImageBytes {
     std::function<std::size_t(std::uint64_t offset, std::span<char> buffer)> read;
 };
 
+/// The bytes of a file, which stays open as long as they are wanted. Throws `ImageError`, also later, when it
+/// cannot be read or is no regular file.
+[[nodiscard]] ImageBytes openImageBytes(const std::filesystem::path& file);
+
 enum class ImageReading {
     header, // a few bytes at a time and a bounded number of times, however large the picture is
     whole,  // also all check sums, which only PNG has

@@ -33,28 +33,40 @@ constexpr PixelSize watchSeries10[] = {{416, 496}};
 constexpr PixelSize watchSeries7[] = {{396, 484}};
 constexpr PixelSize watchSeries4[] = {{368, 448}};
 
+constexpr PixelSize tallVideo[] = {{886, 1920}};
+constexpr PixelSize wideVideo[] = {{1080, 1920}};
+constexpr PixelSize smallVideo[] = {{750, 1334}};
+constexpr PixelSize iPadVideo[] = {{1200, 1600}};
+constexpr PixelSize olderIPadVideo[] = {{1200, 1600}, {900, 1200}};
+constexpr PixelSize iPad97Video[] = {{900, 1200}};
+constexpr PixelSize screenVideo[] = {{1920, 1080}};
+constexpr PixelSize visionVideo[] = {{3840, 2160}};
+
 constexpr auto turnable = DeviceTurning::allowed;
 constexpr auto asListed = DeviceTurning::asListed;
+constexpr auto previews = ShowsPreviews::yes;
 
 constexpr ScreenshotDisplayType displayTypes[] = {
-    {"APP_IPHONE_67", "iPhone 6.7″", ASCPlatform::iOS, turnable, iPhone67},
-    {"APP_IPHONE_65", "iPhone 6.5″", ASCPlatform::iOS, turnable, iPhone65},
-    {"APP_IPHONE_61", "iPhone 6.1″", ASCPlatform::iOS, turnable, iPhone61},
-    {"APP_IPHONE_58", "iPhone 5.8″", ASCPlatform::iOS, turnable, iPhone58},
-    {"APP_IPHONE_55", "iPhone 5.5″", ASCPlatform::iOS, turnable, iPhone55},
-    {"APP_IPHONE_47", "iPhone 4.7″", ASCPlatform::iOS, turnable, iPhone47},
-    {"APP_IPHONE_40", "iPhone 4″", ASCPlatform::iOS, asListed, iPhone40},
-    {"APP_IPHONE_35", "iPhone 3.5″", ASCPlatform::iOS, asListed, iPhone35},
-    {"APP_IPAD_PRO_3GEN_129", "iPad Pro 12.9″", ASCPlatform::iOS, turnable, iPadPro13},
-    {"APP_IPAD_PRO_3GEN_11", "iPad Pro 11″", ASCPlatform::iOS, turnable, iPadPro11},
-    {"APP_IPAD_PRO_129", "iPad Pro 12.9″ (2nd generation)", ASCPlatform::iOS, turnable, iPad129},
+    {"APP_IPHONE_67", "iPhone 6.7″", ASCPlatform::iOS, turnable, iPhone67, previews, tallVideo},
+    {"APP_IPHONE_65", "iPhone 6.5″", ASCPlatform::iOS, turnable, iPhone65, previews, tallVideo},
+    {"APP_IPHONE_61", "iPhone 6.1″", ASCPlatform::iOS, turnable, iPhone61, previews, tallVideo},
+    {"APP_IPHONE_58", "iPhone 5.8″", ASCPlatform::iOS, turnable, iPhone58, previews, tallVideo},
+    {"APP_IPHONE_55", "iPhone 5.5″", ASCPlatform::iOS, turnable, iPhone55, previews, wideVideo},
+    {"APP_IPHONE_47", "iPhone 4.7″", ASCPlatform::iOS, turnable, iPhone47, previews, smallVideo},
+    {"APP_IPHONE_40", "iPhone 4″", ASCPlatform::iOS, asListed, iPhone40, previews, wideVideo},
+    {"APP_IPHONE_35", "iPhone 3.5″", ASCPlatform::iOS, asListed, iPhone35, previews},
+    {"APP_IPAD_PRO_3GEN_129", "iPad Pro 12.9″", ASCPlatform::iOS, turnable, iPadPro13, previews, iPadVideo},
+    {"APP_IPAD_PRO_3GEN_11", "iPad Pro 11″", ASCPlatform::iOS, turnable, iPadPro11, previews, iPadVideo},
+    {"APP_IPAD_PRO_129", "iPad Pro 12.9″ (2nd generation)", ASCPlatform::iOS, turnable, iPad129, previews,
+     olderIPadVideo},
     {"APP_IPAD_PRO_11", "iPad Pro 11″ (older name)", ASCPlatform::iOS, turnable, iPadPro11},
     {"APP_IPAD_129", "iPad 12.9″", ASCPlatform::iOS, turnable, iPad129},
-    {"APP_IPAD_105", "iPad 10.5″", ASCPlatform::iOS, turnable, iPad105},
-    {"APP_IPAD_97", "iPad 9.7″", ASCPlatform::iOS, asListed, iPad97},
-    {"APP_DESKTOP", "Mac", ASCPlatform::macOS, asListed, desktop},
-    {"APP_APPLE_TV", "Apple TV", ASCPlatform::tvOS, asListed, appleTV},
-    {"APP_APPLE_VISION_PRO", "Apple Vision Pro", ASCPlatform::visionOS, asListed, visionPro},
+    {"APP_IPAD_105", "iPad 10.5″", ASCPlatform::iOS, turnable, iPad105, previews, iPadVideo},
+    {"APP_IPAD_97", "iPad 9.7″", ASCPlatform::iOS, asListed, iPad97, previews, iPad97Video},
+    {"APP_DESKTOP", "Mac", ASCPlatform::macOS, asListed, desktop, previews, screenVideo},
+    {"APP_APPLE_TV", "Apple TV", ASCPlatform::tvOS, asListed, appleTV, previews, screenVideo},
+    {"APP_APPLE_VISION_PRO", "Apple Vision Pro", ASCPlatform::visionOS, asListed, visionPro, previews,
+     visionVideo},
     {"APP_WATCH_ULTRA", "Apple Watch Ultra", ASCPlatform::iOS, asListed, watchUltra},
     {"APP_WATCH_SERIES_10", "Apple Watch Series 10", ASCPlatform::iOS, asListed, watchSeries10},
     {"APP_WATCH_SERIES_7", "Apple Watch Series 7", ASCPlatform::iOS, asListed, watchSeries7},
@@ -128,42 +140,71 @@ constexpr PixelSize turned(PixelSize size) {
     return {size.height, size.width};
 }
 
+constexpr std::string_view displayTypePrefix = "APP_";
+
+std::string_view withoutPrefix(std::string_view name) {
+    if (name.starts_with(displayTypePrefix)) name.remove_prefix(displayTypePrefix.size());
+    return name;
+}
+
+bool shows(const ScreenshotDisplayType& type, AssetKind kind) {
+    return kind == AssetKind::screenshot || type.previews == ShowsPreviews::yes;
+}
+
 } // namespace
 
 std::string PixelSize::text() const {
     return fmt::format("{} × {}", width, height);
 }
 
-bool ScreenshotDisplayType::accepts(PixelSize size) const {
-    const auto isListed = [&](PixelSize wanted) { return std::ranges::find(sizes, wanted) != sizes.end(); };
-    return isListed(size) || (turning == DeviceTurning::allowed && isListed(turned(size)));
+bool ScreenshotDisplayType::accepts(PixelSize size, AssetKind kind) const {
+    const bool isVideo = kind == AssetKind::preview;
+    const auto listed = isVideo ? videoSizes : sizes;
+    const auto isListed = [&](PixelSize wanted) { return std::ranges::find(listed, wanted) != listed.end(); };
+    // A video has no status bar to tell its sides apart.
+    const bool turns = isVideo ? platform == ASCPlatform::iOS : turning == DeviceTurning::allowed;
+    return isListed(size) || (turns && isListed(turned(size)));
+}
+
+std::string_view ScreenshotDisplayType::nameFor(AssetKind kind) const {
+    return kind == AssetKind::preview ? withoutPrefix(rawValue) : rawValue;
 }
 
 std::span<const ScreenshotDisplayType> allScreenshotDisplayTypes() {
     return displayTypes;
 }
 
-const ScreenshotDisplayType* findDisplayType(std::string_view rawValue) {
-    const auto* found = std::ranges::find(displayTypes, rawValue, &ScreenshotDisplayType::rawValue);
+const ScreenshotDisplayType* findDisplayType(std::string_view rawValue, AssetKind kind) {
+    const auto* found = std::ranges::find_if(displayTypes, [&](const ScreenshotDisplayType& type) {
+        return shows(type, kind) && type.nameFor(kind) == rawValue;
+    });
     return found == std::end(displayTypes) ? nullptr : found;
 }
 
-std::optional<std::string> displayTypeOfFolder(std::string_view name) {
+std::optional<std::string> displayTypeOfFolder(std::string_view name, AssetKind kind) {
     const std::string lower = asciiLowercase(name);
-    if (const Alias* alias = findAlias(lower)) return std::string(alias->displayType);
+    if (const Alias* alias = findAlias(lower))
+        return std::string(findDisplayType(alias->displayType)->nameFor(kind));
     for (const ScreenshotDisplayType& type : displayTypes)
-        if (asciiLowercase(type.rawValue) == lower) return std::string(type.rawValue);
-    if (name.starts_with("APP_")) return std::string(name);
+        if (asciiLowercase(type.rawValue) == lower ||
+            (shows(type, kind) && asciiLowercase(type.nameFor(kind)) == lower))
+            return std::string(type.nameFor(kind));
+    if (name.starts_with(displayTypePrefix))
+        return std::string(kind == AssetKind::preview ? withoutPrefix(name) : name);
     return std::nullopt;
 }
 
-std::optional<std::string> displayTypeOfFileName(std::string_view stem) {
+std::optional<std::string> displayTypeOfFileName(std::string_view stem, AssetKind kind) {
     const std::string lower = asciiLowercase(stem);
-    if (const Alias* alias = findAlias(lower)) return std::string(alias->displayType);
+    if (const Alias* alias = findAlias(lower))
+        return std::string(findDisplayType(alias->displayType)->nameFor(kind));
     std::string_view longest;
     for (const ScreenshotDisplayType& type : displayTypes)
-        if (type.rawValue.size() > longest.size() && holdsWords(lower, asciiLowercase(type.rawValue)))
-            longest = type.rawValue;
+        // A single word, such as DESKTOP, may stand in any name.
+        if (const std::string_view known = type.nameFor(kind);
+            shows(type, kind) && known.size() > longest.size() && known.find('_') != known.npos &&
+            holdsWords(lower, asciiLowercase(known)))
+            longest = known;
     return longest.empty() ? std::nullopt : std::optional(std::string(longest));
 }
 
@@ -172,10 +213,10 @@ std::optional<ASCPlatform> platformOfFolder(std::string_view name) {
     return found == std::end(platformNames) ? std::nullopt : std::optional(found->platform);
 }
 
-std::vector<std::string_view> displayTypesOfSize(PixelSize size) {
+std::vector<std::string_view> displayTypesOfSize(PixelSize size, AssetKind kind) {
     std::vector<std::string_view> types;
     for (const ScreenshotDisplayType& type : displayTypes)
-        if (type.accepts(size)) types.push_back(type.rawValue);
+        if (shows(type, kind) && type.accepts(size, kind)) types.push_back(type.nameFor(kind));
     return types;
 }
 

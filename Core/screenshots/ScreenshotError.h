@@ -1,6 +1,8 @@
 // What stops work on screenshots as a whole, and the words that more than one face of the program shows.
 #pragma once
 
+#include "Core/screenshots/AssetKind.h"
+
 #include <filesystem>
 #include <stdexcept>
 #include <string>
@@ -8,26 +10,30 @@
 
 namespace quorvel {
 
-/// An operation on screenshots that cannot go on. The text is for users: it names the file or the set, what
-/// is wrong and what to do.
+/// An operation on screenshots or previews that cannot go on. The text is for users: it names the file or the
+/// set, what is wrong and what to do.
 class ScreenshotError : public std::runtime_error {
   public:
     enum class Kind {
         readOnlyVersion, // the version takes no changes
         badCatalog,      // damaged
         newerCatalog,    // written by a newer version of the program
-        noFolder,        // there are no screenshots on disk
-        ownFolder,       // an import of the app's own screenshots
+        noFolder,        // there are none on disk
+        ownFolder,       // an import of the app's own ones
     };
     ScreenshotError(Kind kind, const std::string& text) : std::runtime_error(text), kind_(kind) {}
     [[nodiscard]] Kind kind() const { return kind_; }
 
     [[nodiscard]] static ScreenshotError readOnlyVersion(std::string_view versionString);
     [[nodiscard]] static ScreenshotError badCatalog(const std::filesystem::path& file,
-                                                    std::string_view problem);
-    [[nodiscard]] static ScreenshotError newerCatalog(const std::filesystem::path& file);
-    [[nodiscard]] static ScreenshotError noFolder(const std::filesystem::path& folder);
-    [[nodiscard]] static ScreenshotError ownFolder(const std::filesystem::path& folder);
+                                                    std::string_view problem,
+                                                    AssetKind kind = AssetKind::screenshot);
+    [[nodiscard]] static ScreenshotError newerCatalog(const std::filesystem::path& file,
+                                                      AssetKind kind = AssetKind::screenshot);
+    [[nodiscard]] static ScreenshotError noFolder(const std::filesystem::path& folder,
+                                                  AssetKind kind = AssetKind::screenshot);
+    [[nodiscard]] static ScreenshotError ownFolder(const std::filesystem::path& folder,
+                                                   AssetKind kind = AssetKind::screenshot);
 
   private:
     Kind kind_;

@@ -35,12 +35,6 @@ FileDescriptor openFile(const std::filesystem::path& file) {
     return descriptor;
 }
 
-std::optional<std::string> problemOfName(const std::string& name) {
-    if (!isValidUTF8(name)) return "has a name that is no UTF-8. Rename it.";
-    if (!isSafeName(name)) return "has a name with a control character. Rename it.";
-    return std::nullopt;
-}
-
 ImageFormat formatOfName(const std::filesystem::path& file) {
     return asciiLowercase(file.extension().native()) == ".png" ? ImageFormat::png : ImageFormat::jpeg;
 }
@@ -61,6 +55,17 @@ std::optional<std::string> problemOfPicture(const ImageHeader& header, const Scr
 }
 
 } // namespace
+
+void requireReadable(const std::filesystem::path& file) {
+    (void)openFile(file);
+}
+
+std::optional<std::string> problemOfAssetName(const ScreenshotPushItem& item) {
+    const std::string name = item.fileName();
+    if (!isValidUTF8(name)) return "has a name that is no UTF-8. Rename it.";
+    if (!isSafeName(name)) return "has a name with a control character. Rename it.";
+    return std::nullopt;
+}
 
 std::string fileChecksum(const std::filesystem::path& file) {
     const FileDescriptor descriptor = openFile(file);
@@ -106,10 +111,10 @@ void ScreenshotFile::requireBytes(std::int64_t offset, std::int64_t length) cons
 
 std::optional<PictureProblem> problemOf(const ScreenshotPushItem& item, PictureCheck check,
                                         AlphaChannel alpha) {
-    if (auto problem = problemOfName(item.fileURL.filename().native())) return PictureProblem{*problem};
+    if (auto problem = problemOfAssetName(item)) return PictureProblem{*problem};
     try {
         const ScreenshotFile file(item.fileURL);
-        (void)openFile(item.fileURL);
+        requireReadable(item.fileURL);
         if (check == PictureCheck::none) return std::nullopt;
         const ImageHeader header = readImageHeader(item.fileURL, ImageReading::whole);
         if (auto problem = problemOfPicture(header, item)) return PictureProblem{*problem};

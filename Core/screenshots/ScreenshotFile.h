@@ -48,6 +48,12 @@ class ScreenshotFile {
     Stamp stamp_;
 };
 
+/// Throws `ScreenshotFileError` when a file cannot be opened for reading.
+void requireReadable(const std::filesystem::path& file);
+
+/// Why no file of this name can be sent; nothing when it can.
+[[nodiscard]] std::optional<std::string> problemOfAssetName(const ScreenshotPushItem& item);
+
 enum class PictureCheck { full, none };
 
 /// What becomes of an alpha channel, which App Store Connect takes in no picture.

@@ -1,5 +1,6 @@
 #include "Core/screenshots/ScreenshotPlan.h"
 
+#include "Core/screenshots/previews/PosterFrame.h"
 #include "Platform/text/Counted.h"
 
 #include <fmt/format.h>
@@ -31,8 +32,12 @@ bool isSent(const LocalScreenshot* local) {
 class SetComparison {
   public:
     SetComparison(std::vector<const LocalScreenshot*> locals, const ScreenshotsCatalog::Set& remote,
-                  ScreenshotPushMode mode, SetsWithoutFiles withoutFiles)
-        : locals_(std::move(locals)), remote_(remote), mode_(mode), entries_(locals_.size()) {
+                  ScreenshotPushMode mode, SetsWithoutFiles withoutFiles, AssetKind kind)
+        : traits_(traitsOf(kind)),
+          locals_(std::move(locals)),
+          remote_(remote),
+          mode_(mode),
+          entries_(locals_.size()) {
         // Without a single file to send nobody asked for anything.
         const bool isEmptied = locals_.empty() && withoutFiles == SetsWithoutFiles::empty;
         if (std::ranges::none_of(locals_, isSent) && !isEmptied) mode_ = ScreenshotPushMode::append;
@@ -48,16 +53,25 @@ class SetComparison {
             return isSent(&local) && hasSize(entry, local.size) && entry.sourceFileChecksum &&
                    entry.sourceFileChecksum == local.checksum;
         });
+        if (traits_.order == AssetOrder::asCreated) giveUpMisplaced();
     }
 
     [[nodiscard]] ScreenshotSetEdit edit(const SetKey& key) const {
         ScreenshotSetEdit edit{.locale = key.first, .displayType = key.second};
         for (const Entry& entry : remote_) {
             if (matched_.contains(entry.id)) continue;
-            if (mode_ == ScreenshotPushMode::replaceSet || isLeftover(entry))
+            if (mode_ == ScreenshotPushMode::replaceSet || isLeftover(entry) || misplaced_.contains(entry.id))
                 edit.ascIdsToDelete.push_back(entry.id);
         }
+        choosePosterFrames(edit);
         edit.finalOrder = inOurOrder(kept(edit.ascIdsToDelete));
+        if (traits_.order == AssetOrder::asCreated) {
+            for (std::size_t at = 0; at < locals_.size(); ++at)
+                if (!entries_[at] && isSent(locals_[at]))
+                    edit.finalOrder.push_back(ScreenshotOrderToken::local(locals_[at]->item.fileURL));
+            addUploads(edit);
+            return edit;
+        }
         std::size_t place = edit.finalOrder.size(); // before the next of ours
         for (std::size_t at = locals_.size(); at-- > 0;) {
             const auto begin = edit.finalOrder.begin();
@@ -68,8 +82,7 @@ class SetComparison {
                 edit.finalOrder.insert(begin + static_cast<std::ptrdiff_t>(place),
                                        ScreenshotOrderToken::local(locals_[at]->item.fileURL));
         }
-        for (std::size_t at = 0; at < locals_.size(); ++at)
-            if (!entries_[at] && isSent(locals_[at])) edit.localsToUpload.push_back(locals_[at]->item);
+        addUploads(edit);
         return edit;
     }
 
@@ -82,6 +95,14 @@ class SetComparison {
             status.toDelete.push_back(nameOf(id));
         for (const ScreenshotPushItem& item : edit.localsToUpload)
             status.toUpload.push_back(item.fileName());
+        const auto note = [](std::optional<std::vector<std::string>>& names, std::string name) {
+            if (!names) names.emplace();
+            names->push_back(std::move(name));
+        };
+        for (const Entry& entry : remote_)
+            if (misplaced_.contains(entry.id)) note(status.sentAgain, nameOf(entry.id));
+        for (const auto& poster : edit.posterFrames)
+            note(status.posterFrames, poster.fileName);
         const auto before = kept(edit.ascIdsToDelete);
         auto place = before.begin();
         for (const ScreenshotOrderToken& token : edit.finalOrder)
@@ -96,12 +117,12 @@ class SetComparison {
 
     [[nodiscard]] std::optional<std::string> problemOf(const ScreenshotSetEdit& edit) const {
         const std::size_t count = edit.finalOrder.size();
-        if (count <= mostScreenshotsPerSet) return std::nullopt;
-        const std::size_t excess = count - mostScreenshotsPerSet;
+        if (count <= traits_.mostPerSet) return std::nullopt;
+        const std::size_t excess = count - traits_.mostPerSet;
         const bool others =
             std::ranges::any_of(remote_, [&](const Entry& entry) { return !matched_.contains(entry.id); });
-        return fmt::format("would hold {} screenshots, and App Store Connect takes {} in a set. Remove {}{}.",
-                           count, mostScreenshotsPerSet, counted(excess, "file"),
+        return fmt::format("would hold {} {}, and App Store Connect takes {} in a set. Remove {}{}.", count,
+                           traits_.many, traits_.mostPerSet, counted(excess, "file"),
                            mode_ == ScreenshotPushMode::append && others
                                ? ", or replace the set instead of adding to it"
                                : "");
@@ -125,6 +146,40 @@ class SetComparison {
                     entries_[at] = &entry;
                     matched_.insert(entry.id);
                 }
+    }
+
+    void addUploads(ScreenshotSetEdit& edit) const {
+        for (std::size_t at = 0; at < locals_.size(); ++at)
+            if (!entries_[at] && isSent(locals_[at])) edit.localsToUpload.push_back(locals_[at]->item);
+    }
+
+    // Nothing of what stays can move: our files from the first on whose place is taken are sent anew. What
+    // cannot be sent stays where it is.
+    void giveUpMisplaced() {
+        const Entry* last = nullptr;
+        bool areMisplaced = false;
+        for (std::size_t at = 0; at < locals_.size(); ++at) {
+            if (!isSent(locals_[at])) continue;
+            const Entry*& entry = entries_[at];
+            areMisplaced = areMisplaced || !entry || (last && entry < last);
+            if (!entry) continue;
+            if (areMisplaced) {
+                misplaced_.insert(entry->id);
+                matched_.erase(entry->id);
+                entry = nullptr;
+            } else {
+                last = entry;
+            }
+        }
+    }
+
+    // Where no file chooses one, what is on App Store Connect holds.
+    void choosePosterFrames(ScreenshotSetEdit& edit) const {
+        for (std::size_t at = 0; at < locals_.size(); ++at)
+            if (const std::string& wanted = locals_[at]->item.posterFrame;
+                entries_[at] && isSent(locals_[at]) && !wanted.empty() &&
+                !isSameTimeCode(entries_[at]->posterFrame.value_or(std::string(usualPosterFrame)), wanted))
+                edit.posterFrames.push_back({entries_[at]->id, locals_[at]->item.fileName(), wanted});
     }
 
     // What an upload of one of the local files left behind.
@@ -162,11 +217,13 @@ class SetComparison {
         return entry == remote_.end() ? id : entry->fileName.value_or(id);
     }
 
+    AssetTraits traits_;
     std::vector<const LocalScreenshot*> locals_;
     const ScreenshotsCatalog::Set& remote_;
     ScreenshotPushMode mode_;
     std::vector<const Entry*> entries_; // of each local file; null: not there yet
     std::set<std::string> matched_;     // their ids
+    std::set<std::string> misplaced_;   // of files that are there, but are sent again
 };
 
 } // namespace
@@ -185,7 +242,7 @@ bool isSameScreenshot(const Entry& entry, const LocalScreenshot& local) {
 }
 
 ScreenshotPlan planScreenshots(const std::vector<LocalScreenshot>& locals, const ScreenshotsCatalog& catalog,
-                               ScreenshotPushMode mode, SetsWithoutFiles withoutFiles) {
+                               ScreenshotPushMode mode, SetsWithoutFiles withoutFiles, AssetKind kind) {
     std::map<SetKey, std::vector<const LocalScreenshot*>> sets;
     for (const LocalScreenshot& local : locals)
         sets[{local.item.locale, local.item.displayType}].push_back(&local);
@@ -195,7 +252,7 @@ ScreenshotPlan planScreenshots(const std::vector<LocalScreenshot>& locals, const
     ScreenshotPlan plan;
     for (const auto& [key, files] : sets) {
         const auto& remote = catalog.setOf(key.first, key.second);
-        const SetComparison comparison(files, remote, mode, withoutFiles);
+        const SetComparison comparison(files, remote, mode, withoutFiles, kind);
         ScreenshotSetEdit edit = comparison.edit(key);
         plan.sets.push_back(comparison.status(edit));
         ScreenshotSetStatus& status = plan.sets.back();

@@ -14,9 +14,6 @@
 
 namespace quorvel {
 
-/// App Store Connect takes no more in one set.
-inline constexpr std::size_t mostScreenshotsPerSet = 10;
-
 enum class ScreenshotPushMode {
     append,     // keep what App Store Connect has and add the new files
     replaceSet, // delete the set's remote screenshots first, except for those that are local files already
@@ -45,11 +42,19 @@ struct ScreenshotOrderToken {
 };
 
 struct ScreenshotSetEdit {
+    /// The poster frame of a preview that stays.
+    struct PosterFrame {
+        std::string id;
+        std::string fileName;
+        std::string timeCode;
+        bool operator==(const PosterFrame&) const = default;
+    };
     std::string locale;
     std::string displayType;
     std::vector<std::string> ascIdsToDelete;
     std::vector<ScreenshotPushItem> localsToUpload;
     std::vector<ScreenshotOrderToken> finalOrder;
+    std::vector<PosterFrame> posterFrames = {}; // that are to be chosen
     bool operator==(const ScreenshotSetEdit&) const = default;
 };
 
@@ -65,10 +70,16 @@ struct ScreenshotSetStatus {
     std::int64_t refused = 0;           // files on disk that cannot
     std::int64_t remote = 0;            // screenshots on App Store Connect
     std::optional<std::string> problem; // why nothing of the set is done
+    // Of previews: those of `toDelete` and `toUpload` that are sent again only to stand in their place, and
+    // those that stay and get another poster frame.
+    std::optional<std::vector<std::string>> sentAgain = std::nullopt;
+    std::optional<std::vector<std::string>> posterFrames = std::nullopt;
     QUORVEL_RECORD(ScreenshotSetStatus, locale, displayType, toDelete, toUpload, moved, unchanged, local,
-                   refused, remote, problem)
+                   refused, remote, problem, sentAgain, posterFrames)
 
-    [[nodiscard]] bool differs() const { return !toDelete.empty() || !toUpload.empty() || !moved.empty(); }
+    [[nodiscard]] bool differs() const {
+        return !toDelete.empty() || !toUpload.empty() || !moved.empty() || posterFrames.has_value();
+    }
     /// Whether App Store Connect has screenshots that no file is for.
     [[nodiscard]] bool isWithoutFiles() const { return local == 0 && refused == 0 && remote > 0; }
     bool operator==(const ScreenshotSetStatus&) const = default;
@@ -108,8 +119,12 @@ struct ScreenshotPlan {
 /// the files that was cut off or failed are deleted in both modes. In both modes the files end in their own
 /// order; appending leaves the places of other screenshots. Nothing is done in a set that would hold more
 /// screenshots than App Store Connect takes; its status names the problem.
+///
+/// Previews are shown in the order in which they were sent: from the first of ours on that stands elsewhere,
+/// ours are deleted and sent again, behind those of others.
 [[nodiscard]] ScreenshotPlan planScreenshots(const std::vector<LocalScreenshot>& locals,
                                              const ScreenshotsCatalog& catalog, ScreenshotPushMode mode,
-                                             SetsWithoutFiles withoutFiles = SetsWithoutFiles::leave);
+                                             SetsWithoutFiles withoutFiles = SetsWithoutFiles::leave,
+                                             AssetKind kind = AssetKind::screenshot);
 
 } // namespace quorvel

@@ -3,6 +3,8 @@
 #include "Core/metadata/MetadataTexts.h"
 #include "Core/screenshots/ImageHeader.h"
 #include "Core/screenshots/ScreenshotError.h"
+#include "Core/screenshots/previews/PosterFrame.h"
+#include "Core/screenshots/previews/PreviewFile.h"
 #include "Platform/task/Task.h"
 #include "Platform/text/Counted.h"
 #include "Platform/text/Text.h"
@@ -49,10 +51,19 @@ bool isToBeFlattened(const ScreenshotPushItem& item, const Copies& copies) {
     }
 }
 
+// Reads the poster frame of a preview too, as it belongs to what is checked.
+std::optional<PictureProblem> problemOfAsset(ScreenshotPushItem& item, const ScreenshotChoice& choice) {
+    if (choice.selection.kind == AssetKind::screenshot) return problemOf(item, choice.check, choice.alpha);
+    item.posterFrame = readPosterFrame(item.fileURL);
+    const auto problem = problemOfPreview(item, choice.check);
+    return problem ? std::optional(PictureProblem{*problem}) : std::nullopt;
+}
+
 Inspected inspectChecked(ScreenshotPushItem item, std::size_t number, const ScreenshotsCatalog& remote,
                          const ScreenshotChoice& choice, const Copies& copies) {
-    std::optional<PictureProblem> problem = problemOf(item, choice.check, choice.alpha);
+    std::optional<PictureProblem> problem;
     try {
+        problem = problemOfAsset(item, choice);
         if (!problem && isToBeFlattened(item, copies)) {
             const auto copy = copies->place(number, item.fileURL);
             writeWithoutAlpha(item.fileURL, copy);
@@ -62,6 +73,8 @@ Inspected inspectChecked(ScreenshotPushItem item, std::size_t number, const Scre
     } catch (const ScreenshotFileError& error) {
         problem = PictureProblem{error.what()};
     } catch (const ImageError& error) {
+        problem = PictureProblem{error.what()};
+    } catch (const PosterFrameError& error) {
         problem = PictureProblem{error.what()};
     }
     return {{.item = item, .fate = LocalScreenshot::Fate::refused},
@@ -115,8 +128,9 @@ void tellLeftOut(ScreenshotPushScanner::ScanResult& scan, const std::filesystem:
         for (const auto* one : all)
             paths.push_back(shownPath(one->fileURL.lexically_relative(pictures)));
         std::ranges::sort(paths, naturalLess);
-        std::string text = fmt::format("{} {} {} left out: {}", counted(all.size(), "picture"), reason,
-                                       all.size() == 1 ? "is" : "are", someOf(paths));
+        std::string text =
+            fmt::format("{} {} {} left out: {}", counted(all.size(), traitsOf(selection.kind).file), reason,
+                        all.size() == 1 ? "is" : "are", someOf(paths));
         const auto& first = *all.front();
         if (!selection.locales.empty() && selection.disabledLocales.contains(first.locale))
             scan.failures.push_back({first.fileURL, first.locale, std::move(text)});
@@ -134,7 +148,7 @@ bool ScreenshotSelection::takes(const std::string& locale, const std::string& di
 
 ScreenshotPushScanner::ScanResult scanScreenshots(const std::filesystem::path& pictures,
                                                   const ScreenshotSelection& selection) {
-    auto scan = ScreenshotPushScanner(pictures, selection.platform).scan();
+    auto scan = ScreenshotPushScanner(pictures, selection.platform, selection.kind).scan();
     std::erase_if(scan.leftOut, [&](const ScreenshotPushScanner::LeftOut& one) {
         return selection.disabledLocales.contains(one.locale);
     });
@@ -194,8 +208,9 @@ PreparedScreenshots prepareScreenshots(ScreenshotPushScanner::ScanResult scan,
     std::ranges::stable_sort(
         locals, naturalLess, [](const auto& local) -> auto& { return local.item.fileURL.native(); });
     const bool hasPictures = scan.pictures > 0;
-    prepared.plan = planScreenshots(locals, catalog, choice.mode,
-                                    hasPictures ? choice.withoutFiles : SetsWithoutFiles::leave);
+    prepared.plan =
+        planScreenshots(locals, catalog, choice.mode,
+                        hasPictures ? choice.withoutFiles : SetsWithoutFiles::leave, choice.selection.kind);
     for (const ScreenshotSetStatus& set : prepared.plan.sets)
         if (set.problem)
             failures.push_back(fmt::format("{}: {}", setText(set.locale, set.displayType), *set.problem));

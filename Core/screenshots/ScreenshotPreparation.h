@@ -1,4 +1,4 @@
-// From a folder of pictures to what a push has to do.
+// From a folder of pictures or videos to what a push has to do.
 #pragma once
 
 #include "Core/metadata/FieldTexts.h"
@@ -20,6 +20,7 @@ struct ScreenshotSelection {
     std::vector<std::string> displayTypes = {};
     ASCPlatform platform = ASCPlatform::iOS;
     LocaleSet disabledLocales = {}; // which are left alone, also where `locales` names them
+    AssetKind kind = AssetKind::screenshot;
 
     [[nodiscard]] bool takes(const std::string& locale, const std::string& displayType) const;
 };

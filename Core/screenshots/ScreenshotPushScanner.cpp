@@ -4,6 +4,8 @@
 #include "Core/metadata/PlatformContext.h"
 #include "Core/screenshots/ImageHeader.h"
 #include "Core/screenshots/ScreenshotError.h"
+#include "Core/screenshots/previews/PosterFrame.h"
+#include "Core/screenshots/previews/VideoHeader.h"
 #include "Platform/files/Files.h"
 #include "Platform/task/Task.h"
 #include "Platform/text/Text.h"
@@ -20,12 +22,25 @@ namespace quorvel {
 namespace {
 
 constexpr std::array<std::string_view, 3> imageExtensions = {".png", ".jpg", ".jpeg"};
+constexpr std::array<std::string_view, 3> videoExtensions = {".mov", ".mp4", ".m4v"};
 
 using Components = std::vector<std::string>;
 
-bool isImageName(const std::filesystem::path& file) {
+bool isAssetName(const std::filesystem::path& file, AssetKind kind) {
     const std::string extension = asciiLowercase(file.extension().native());
-    return std::ranges::find(imageExtensions, extension) != imageExtensions.end();
+    const auto& extensions = kind == AssetKind::preview ? videoExtensions : imageExtensions;
+    return std::ranges::find(extensions, extension) != extensions.end();
+}
+
+PixelSize sizeOf(const std::filesystem::path& file, AssetKind kind) {
+    return kind == AssetKind::preview ? readVideoHeader(file).size : readImageHeader(file).size;
+}
+
+// A poster frame whose video has another name, or is gone.
+bool lacksItsVideo(const std::string& posterFile, const std::vector<FolderEntry>& entries) {
+    return std::ranges::none_of(entries, [&](const FolderEntry& entry) {
+        return isAssetName(entry.name, AssetKind::preview) && posterFileOf(entry.name) == posterFile;
+    });
 }
 
 // The folders between the root and the file, and the file's name without its extension; empty when the file
@@ -55,10 +70,10 @@ std::string localeHint(const Components& components) {
     return {};
 }
 
-std::optional<std::string> displayTypeIn(const Components& components) {
+std::optional<std::string> displayTypeIn(const Components& components, AssetKind kind) {
     for (auto at = components.rbegin() + 1; at < components.rend(); ++at)
-        if (auto type = displayTypeOfFolder(*at)) return type;
-    return displayTypeOfFileName(components.back());
+        if (auto type = displayTypeOfFolder(*at, kind)) return type;
+    return displayTypeOfFileName(components.back(), kind);
 }
 
 std::optional<ASCPlatform> platformIn(const Components& components) {
@@ -68,10 +83,10 @@ std::optional<ASCPlatform> platformIn(const Components& components) {
 }
 
 // "of visionOS", "of tvOS or visionOS".
-std::string ofPlatforms(const std::vector<std::string_view>& types) {
+std::string ofPlatforms(const std::vector<std::string_view>& types, AssetKind kind) {
     std::vector<std::string_view> labels;
     for (const std::string_view type : types)
-        if (const auto label = platformLabel(findDisplayType(type)->platform);
+        if (const auto label = platformLabel(findDisplayType(type, kind)->platform);
             std::ranges::find(labels, label) == labels.end())
             labels.push_back(label);
     return fmt::format("of {}", fmt::join(labels, " or "));
@@ -83,7 +98,8 @@ std::string relativeText(const std::filesystem::path& file, const std::filesyste
 }
 
 // Two folders may lead to one display type, such as iphone-67 and iphone-69; a set then shows both.
-void warnOfSharedSets(ScreenshotPushScanner::ScanResult& result, const std::filesystem::path& root) {
+void warnOfSharedSets(ScreenshotPushScanner::ScanResult& result, const std::filesystem::path& root,
+                      AssetKind kind) {
     const auto& items = result.items;
     for (std::size_t at = 0, first = 0; at < items.size(); first = at) {
         std::vector<std::string> folders;
@@ -94,9 +110,9 @@ void warnOfSharedSets(ScreenshotPushScanner::ScanResult& result, const std::file
                 folders.empty() || folders.back() != folder)
                 folders.push_back(folder);
         if (folders.size() > 1)
-            result.warnings.push_back(fmt::format("{} takes the pictures of several folders: {}",
+            result.warnings.push_back(fmt::format("{} takes the {}s of several folders: {}",
                                                   setText(items[first].locale, items[first].displayType),
-                                                  fmt::join(folders, ", ")));
+                                                  traitsOf(kind).file, fmt::join(folders, ", ")));
     }
 }
 
@@ -114,7 +130,7 @@ struct ScreenshotPushScanner::Walk {
 
 ScreenshotPushScanner::ScanResult ScreenshotPushScanner::scan() const {
     std::error_code unreachable;
-    if (!std::filesystem::is_directory(root_, unreachable)) throw ScreenshotError::noFolder(root_);
+    if (!std::filesystem::is_directory(root_, unreachable)) throw ScreenshotError::noFolder(root_, kind_);
     Walk walk;
     visit(root_, walk);
     std::ranges::sort(walk.result.items, [](const ScreenshotPushItem& left, const ScreenshotPushItem& right) {
@@ -124,7 +140,7 @@ ScreenshotPushScanner::ScanResult ScreenshotPushScanner::scan() const {
         if (set(left) != set(right)) return set(left) < set(right);
         return naturalLess(left.fileURL.native(), right.fileURL.native());
     });
-    warnOfSharedSets(walk.result, root_);
+    warnOfSharedSets(walk.result, root_, kind_);
     return std::move(walk.result);
 }
 
@@ -151,7 +167,11 @@ void ScreenshotPushScanner::visit(const std::filesystem::path& folder, Walk& wal
         if (entry.name.starts_with('.')) continue;
         if (std::filesystem::is_directory(path, unknown)) {
             visit(path, walk);
-        } else if (isImageName(path)) {
+        } else if (kind_ == AssetKind::preview && isPosterFileName(entry.name)) {
+            if (lacksItsVideo(entry.name, entries))
+                walk.result.warnings.push_back(
+                    fmt::format("{}: there is no video beside it of that name.", relativeText(path, root_)));
+        } else if (isAssetName(path, kind_)) {
             ++walk.result.pictures;
             ParseResult parsed = parse(path);
             if (auto* found = std::get_if<Parsed>(&parsed)) {
@@ -184,31 +204,35 @@ ScreenshotPushScanner::ParseResult ScreenshotPushScanner::parse(const std::files
     const auto leftOut = [&](std::string type, std::string reason) {
         return LeftOut{file, *locale, std::move(type), std::move(reason)};
     };
-    const auto type = displayTypeIn(components);
-    const ScreenshotDisplayType* known = type ? findDisplayType(*type) : nullptr;
+    const auto type = displayTypeIn(components, kind_);
+    const ScreenshotDisplayType* known = type ? findDisplayType(*type, kind_) : nullptr;
+    if (type && !known && kind_ == AssetKind::preview && findDisplayType("APP_" + *type))
+        return Skipped{fmt::format("{} shows no previews.", *type), locale};
     const auto platform = known ? known->platform : platformIn(components).value_or(platform_);
     if (platform != platform_)
         return leftOut(type.value_or(""), fmt::format("of {}", platformLabel(platform)));
     if (type) return Parsed{{file, std::move(*locale), *type}, {}};
     try {
-        const PixelSize size = readImageHeader(file).size;
-        const auto all = displayTypesOfSize(size);
+        const PixelSize size = sizeOf(file, kind_);
+        const auto all = displayTypesOfSize(size, kind_);
         std::vector<std::string_view> types;
         std::ranges::copy_if(all, std::back_inserter(types), [&](std::string_view one) {
-            return findDisplayType(one)->platform == platform_;
+            return findDisplayType(one, kind_)->platform == platform_;
         });
         if (all.empty())
             return Skipped{fmt::format("No display type found in path, and none has {} pixels. "
                                        "Expected a folder like iphone-67.",
                                        size.text()),
                            locale};
-        if (types.empty()) return leftOut({}, "with a size " + ofPlatforms(all));
+        if (types.empty()) return leftOut({}, "with a size " + ofPlatforms(all, kind_));
         GuessedDisplayType guess{relativeText(file, root_),
                                  std::string(types.front()),
                                  size.text(),
                                  {types.begin() + 1, types.end()}};
         return Parsed{{file, std::move(*locale), guess.displayType}, guess};
     } catch (const ImageError& error) {
+        return Skipped{error.what(), locale};
+    } catch (const VideoError& error) {
         return Skipped{error.what(), locale};
     }
 }

@@ -18,6 +18,7 @@ struct ScreenshotPushItem {
     std::string locale;
     std::string displayType;
     std::filesystem::path copy = {}; // that is sent in the file's place; empty: the file is
+    std::string posterFrame = {};    // time code of a preview; empty: left to App Store Connect
 
     [[nodiscard]] const std::filesystem::path& sentFile() const { return copy.empty() ? fileURL : copy; }
     /// The file's name as App Store Connect shows it.
@@ -37,10 +38,10 @@ struct GuessedDisplayType {
     bool operator==(const GuessedDisplayType&) const = default;
 };
 
-/// Reads the names of files and folders, and of a file the header where no name tells its display type:
-/// <locale>/<display type>/1.png, <display type>/<locale>/1.png, <display type>/<locale>.png, and of other
-/// tools the flat trees <locale>/1.png, <locale>/0_APP_IPHONE_67_0.png and <platform>/<locale>/1.png are all
-/// understood.
+/// Finds screenshots and previews alike. Reads the names of files and folders, and of a file the header where
+/// no name tells its display type: <locale>/<display type>/1.png, <display type>/<locale>/1.png, <display
+/// type>/<locale>.png, and of other tools the flat trees <locale>/1.png, <locale>/0_APP_IPHONE_67_0.png and
+/// <platform>/<locale>/1.png are all understood.
 class ScreenshotPushScanner {
   public:
     struct Failure {
@@ -77,11 +78,12 @@ class ScreenshotPushScanner {
     using ParseResult = std::variant<Parsed, LeftOut, Skipped>;
 
     /// Pictures of other platforms are left out.
-    explicit ScreenshotPushScanner(std::filesystem::path root, ASCPlatform platform = ASCPlatform::iOS)
-        : root_(std::move(root)), platform_(platform) {}
+    explicit ScreenshotPushScanner(std::filesystem::path root, ASCPlatform platform = ASCPlatform::iOS,
+                                   AssetKind kind = AssetKind::screenshot)
+        : root_(std::move(root)), platform_(platform), kind_(kind) {}
 
-    /// All pictures (png, jpg, jpeg) under the root; hidden files are left out and links followed. Throws
-    /// `ScreenshotError` when there is no root.
+    /// All pictures (png, jpg, jpeg) or videos (mov, mp4, m4v) under the root; hidden files are left out and
+    /// links followed. Throws `ScreenshotError` when there is no root.
     [[nodiscard]] ScanResult scan() const;
     /// What one file is for.
     [[nodiscard]] ParseResult parse(const std::filesystem::path& file) const;
@@ -92,6 +94,7 @@ class ScreenshotPushScanner {
 
     std::filesystem::path root_;
     ASCPlatform platform_;
+    AssetKind kind_;
 };
 
 } // namespace quorvel

@@ -26,19 +26,19 @@ struct LocaleSets {
 };
 using AllSets = std::map<std::string, LocaleSets>; // locales that have a localization
 
-LocaleSets setsOf(const ASCClientProtocol& client, const std::string& localizationID,
+LocaleSets setsOf(const AssetOperations& operations, const std::string& localizationID,
                   const ScreenshotPushOptions& options) {
     LocaleSets result{.localizationID = localizationID};
     try {
-        for (const auto& set : retry(options, [&] { return client.listScreenshotSets(localizationID); }))
-            result.sets[set.attributes.screenshotDisplayType] = set.id;
+        for (const auto& set : retry(options, [&] { return operations.listSets(localizationID); }))
+            result.sets[set.displayType] = set.id;
     } catch (const ASCError& error) {
         result.problem = error.description();
     }
     return result;
 }
 
-AllSets setsOfEdits(const ASCClientProtocol& client, const RemoteLocalizations& localizations,
+AllSets setsOfEdits(const AssetOperations& operations, const RemoteLocalizations& localizations,
                     const std::vector<ScreenshotSetEdit>& edits, const ScreenshotPushOptions& options) {
     std::vector<std::pair<std::string, std::string>> wanted; // locale, localization
     for (const ScreenshotSetEdit& edit : edits)
@@ -47,7 +47,7 @@ AllSets setsOfEdits(const ASCClientProtocol& client, const RemoteLocalizations& 
     const auto repeated = std::ranges::unique(wanted); // edits come locale by locale
     wanted.erase(repeated.begin(), repeated.end());
     const auto lists = parallelMap(wanted, options.width,
-                                   [&](const auto& one) { return setsOf(client, one.second, options); });
+                                   [&](const auto& one) { return setsOf(operations, one.second, options); });
     AllSets all;
     for (std::size_t at = 0; at < wanted.size(); ++at)
         all[wanted[at].first] = lists[at];
@@ -62,6 +62,7 @@ void append(ScreenshotPushSummary& summary, const ScreenshotPushSummary& part) {
     summary.uploaded += part.uploaded;
     summary.deleted += part.deleted;
     summary.setsCreated += part.setsCreated;
+    summary.posterFrames += part.posterFrames;
     append(summary.warnings, part.warnings);
     append(summary.failures, part.failures);
     append(summary.successfullyUploadedLocalURLs, part.successfullyUploadedLocalURLs);
@@ -112,20 +113,23 @@ ScreenshotPusher::ScreenshotPusher(const ASCClientProtocol& client, HTTPClient& 
 ScreenshotPushSummary ScreenshotPusher::push(const std::vector<ScreenshotSetEdit>& edits,
                                              const Observer& observer) const {
     if (!context_.takesPushes()) throw ScreenshotError::readOnlyVersion(context_.versionString);
-    logger_.info(fmt::format("App {}: {} screenshot sets to change", appStoreId_, edits.size()));
+    logger_.info(
+        fmt::format("App {}: {} {} sets to change", appStoreId_, edits.size(), traitsOf(options_.kind).one));
+    const AssetOperations operations(client_, options_.kind);
     PushSteps steps(observer, std::transform_reduce(edits.begin(), edits.end(), std::int64_t{0}, std::plus(),
                                                     &ScreenshotSetWriter::stepsOf));
     steps.tell("Loading localizations…");
     const auto localizations = retry(options_, [&] {
         return listLocalizations(client_, FieldHome::versionLocalization, context_.versionId);
     });
-    const AllSets all = setsOfEdits(client_, localizations, edits, options_);
+    const AllSets all = setsOfEdits(operations, localizations, edits, options_);
 
     std::counting_semaphore<> places(static_cast<std::ptrdiff_t>(options_.width));
     const std::size_t setsAtOnce = std::clamp<std::size_t>(edits.size(), 1, options_.width);
-    // One more than needed, as some wait for their reservations.
-    const SetWriterParts parts{client_, uploads_, options_, steps, places, options_.width / setsAtOnce + 1,
-                               logger_};
+    // One more than needed, as some wait for their reservations; one where they are shown as they come.
+    const bool isInOrder = traitsOf(options_.kind).order == AssetOrder::asCreated;
+    const std::size_t filesOfSetAtOnce = isInOrder ? 1 : options_.width / setsAtOnce + 1;
+    const SetWriterParts parts{operations, uploads_, options_, steps, places, filesOfSetAtOnce, logger_};
     ScreenshotPushSummary summary;
     std::vector<PendingAsset> pending;
     for (const SetOutcome& outcome : parallelMap(
@@ -134,8 +138,8 @@ ScreenshotPushSummary ScreenshotPusher::push(const std::vector<ScreenshotSetEdit
         append(pending, outcome.pending);
     }
     if (!pending.empty() && options_.processingDeadline > 0) {
-        steps.tell(std::string(processingStage));
-        noteProcessing(summary, awaitProcessing(client_, std::move(pending), options_));
+        steps.tell(std::string(processingStage(options_.kind)));
+        noteProcessing(summary, awaitProcessing(operations, std::move(pending), options_));
     }
     return summary;
 }

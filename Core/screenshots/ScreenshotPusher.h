@@ -1,4 +1,4 @@
-// Brings local screenshots to App Store Connect, set by set.
+// Brings local screenshots and previews to App Store Connect, set by set.
 #pragma once
 
 #include "Core/asc/ASCClientProtocol.h"
@@ -21,6 +21,7 @@ struct ScreenshotPushSummary {
     std::int64_t uploaded = 0;
     std::int64_t deleted = 0;
     std::int64_t setsCreated = 0;
+    std::int64_t posterFrames = 0; // of previews that stayed
     std::vector<std::string> warnings;
     std::vector<std::string> failures;
     // Also those that a push which was cut off had sent already.
@@ -29,8 +30,10 @@ struct ScreenshotPushSummary {
 };
 
 /// The stage of a push that lasts as long as Apple's servers take.
-inline constexpr std::string_view processingStage =
-    "Waiting for App Store Connect to process the screenshots…";
+[[nodiscard]] constexpr std::string_view processingStage(AssetKind kind) {
+    return kind == AssetKind::preview ? "Waiting for App Store Connect to process the previews…"
+                                      : "Waiting for App Store Connect to process the screenshots…";
+}
 
 /// The bytes of one file on their way.
 struct ScreenshotTransfer {
@@ -43,6 +46,7 @@ struct ScreenshotTransfer {
 
 /// How patient a push is. All times in seconds.
 struct ScreenshotPushOptions : RetryOptions {
+    AssetKind kind = AssetKind::screenshot;
     std::size_t width = 6;           // files and sets at once
     double visibilityDeadline = 30;  // until lists show what was changed
     double processingDeadline = 600; // until an asset is processed; 0: it is not waited for

@@ -14,7 +14,7 @@ namespace quorvel {
 
 void ScreenshotSetWriter::arrange() {
     const auto wanted = wantedOrder();
-    Screenshots listed = listWhole(wanted);
+    StoreAssets listed = listWhole(wanted);
     if (removeLeftovers(listed) > 0) listed = list();
     // The document must name every screenshot of the set, also those that are not ours.
     const auto present = idsOf(listed);
@@ -23,7 +23,8 @@ void ScreenshotSetWriter::arrange() {
                          [&](const auto& id) { return isIn(present, id); });
     std::ranges::copy_if(present, std::back_inserter(order),
                          [&](const auto& id) { return !isIn(wanted, id); });
-    if (order.size() < 2 || reorder(order)) compare(listed, order, wanted.size());
+    const bool isOrdered = traitsOf(parts_.operations.kind()).order == AssetOrder::asCreated;
+    if (isOrdered || order.size() < 2 || reorder(order)) compare(listed, order, wanted.size());
     notePending(listed);
     parts_.steps.tell(fmt::format("{} · {} · ordered", edit_.locale, edit_.displayType), 1);
 }
@@ -40,10 +41,10 @@ std::vector<std::string> ScreenshotSetWriter::wantedOrder() const {
     return wanted;
 }
 
-ScreenshotSetWriter::Screenshots ScreenshotSetWriter::listWhole(const std::vector<std::string>& wanted) {
+StoreAssets ScreenshotSetWriter::listWhole(const std::vector<std::string>& wanted) {
     double waited = 0;
     for (int attempt = 1;; ++attempt) {
-        Screenshots listed = list();
+        StoreAssets listed = list();
         const auto present = idsOf(listed);
         const bool isWhole = std::ranges::all_of(wanted, [&](const auto& id) { return isIn(present, id); });
         if (isWhole || waited >= parts_.options.visibilityDeadline) return listed;
@@ -55,7 +56,7 @@ ScreenshotSetWriter::Screenshots ScreenshotSetWriter::listWhole(const std::vecto
 
 bool ScreenshotSetWriter::reorder(const std::vector<std::string>& order) {
     try {
-        retry(parts_.options, [&] { parts_.client.reorderScreenshots(setID_, order); });
+        retry(parts_.options, [&] { parts_.operations.reorder(setID_, order); });
         return true;
     } catch (const ASCError& error) {
         outcome_.summary.failures.push_back(
@@ -64,9 +65,9 @@ bool ScreenshotSetWriter::reorder(const std::vector<std::string>& order) {
     }
 }
 
-void ScreenshotSetWriter::compare(const Screenshots& listed, const std::vector<std::string>& order,
+void ScreenshotSetWriter::compare(const StoreAssets& listed, const std::vector<std::string>& order,
                                   std::size_t wantedCount) {
-    Screenshots now = order.size() < 2 ? listed : list();
+    StoreAssets now = order.size() < 2 ? listed : list();
     double waited = 0;
     for (int attempt = 1; idsOf(now) != order && waited < parts_.options.visibilityDeadline; ++attempt) {
         const double pause = parts_.options.backoff(attempt);
@@ -74,24 +75,25 @@ void ScreenshotSetWriter::compare(const Screenshots& listed, const std::vector<s
         waited += pause;
         now = list();
     }
+    const AssetTraits traits = traitsOf(parts_.operations.kind());
     if (now.size() != wantedCount)
         outcome_.summary.failures.push_back(
             fmt::format("{}: App Store Connect shows {} instead of {}. Pull, compare and push again.", name_,
-                        counted(now.size(), "screenshot"), wantedCount));
+                        counted(now.size(), traits.one), wantedCount));
     else if (idsOf(now) != order)
-        outcome_.summary.failures.push_back(
-            fmt::format("{}: App Store Connect shows the screenshots in another order. Push again.", name_));
+        outcome_.summary.failures.push_back(fmt::format(
+            "{}: App Store Connect shows the {} in another order. Push again.", name_, traits.many));
 }
 
-void ScreenshotSetWriter::notePending(const Screenshots& listed) {
+void ScreenshotSetWriter::notePending(const StoreAssets& listed) {
     for (const ScreenshotPushItem& item : edit_.localsToUpload) {
         const auto sent = sent_.find(item.fileURL);
         if (sent == sent_.end()) continue;
-        const auto shown = std::ranges::find(listed, sent->second, &ASCResource<AppScreenshotAttributes>::id);
+        const auto shown = std::ranges::find(listed, sent->second, &StoreAsset::id);
         const PendingAsset asset{setID_, sent->second, item, !foundThere_.contains(sent->second)};
-        const std::string state = shown == listed.end() ? "" : stateOf(*shown);
+        const std::string state = shown == listed.end() ? "" : shown->state();
         if (state == assetFailed)
-            noteFailure(outcome_.summary, asset, failureReasonOf(*shown->attributes.assetDeliveryState));
+            noteFailure(outcome_.summary, asset, failureReasonOf(*shown->delivery));
         else if (state != assetComplete)
             outcome_.pending.push_back(asset);
     }

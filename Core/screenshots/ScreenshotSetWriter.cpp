@@ -47,7 +47,9 @@ ScreenshotSetWriter::ScreenshotSetWriter(const SetWriterParts& parts, const Scre
 ScreenshotSetWriter::~ScreenshotSetWriter() = default;
 
 std::int64_t ScreenshotSetWriter::stepsOf(const ScreenshotSetEdit& edit) {
-    return static_cast<std::int64_t>(edit.ascIdsToDelete.size() + edit.localsToUpload.size()) + 1;
+    return static_cast<std::int64_t>(edit.ascIdsToDelete.size() + edit.localsToUpload.size() +
+                                     edit.posterFrames.size()) +
+           1;
 }
 
 SetOutcome ScreenshotSetWriter::write(const std::string& localizationID, std::optional<std::string> setID) {
@@ -55,6 +57,7 @@ SetOutcome ScreenshotSetWriter::write(const std::string& localizationID, std::op
         findOrCreateSet(localizationID, std::move(setID));
         removeLeftovers(before_);
         deleteUnwanted();
+        choosePosterFrames();
         try {
             uploadAll();
         } catch (const CancellationError&) {
@@ -72,13 +75,11 @@ void ScreenshotSetWriter::findOrCreateSet(const std::string& localizationID,
                                           std::optional<std::string> setID) {
     if (!setID) {
         const auto find = [&]() -> std::optional<std::string> {
-            for (const auto& set : parts_.client.listScreenshotSets(localizationID))
-                if (set.attributes.screenshotDisplayType == edit_.displayType) return set.id;
+            for (const StoreAssetSet& set : parts_.operations.listSets(localizationID))
+                if (set.displayType == edit_.displayType) return set.id;
             return std::nullopt;
         };
-        const auto create = [&] {
-            return parts_.client.createScreenshotSet(localizationID, edit_.displayType).id;
-        };
+        const auto create = [&] { return parts_.operations.createSet(localizationID, edit_.displayType); };
         setID_ = retry(parts_.options,
                        [&] { return createOrAdopt(create, find, [](const std::string& id) { return id; }); });
         ++outcome_.summary.setsCreated;
@@ -88,19 +89,19 @@ void ScreenshotSetWriter::findOrCreateSet(const std::string& localizationID,
     before_ = list();
 }
 
-ScreenshotSetWriter::Screenshots ScreenshotSetWriter::list() const {
-    Screenshots listed = retry(parts_.options, [&] { return parts_.client.listScreenshots(setID_); });
+StoreAssets ScreenshotSetWriter::list() const {
+    StoreAssets listed = retry(parts_.options, [&] { return parts_.operations.list(setID_); });
     // A list may still show what was deleted a moment ago.
-    std::erase_if(listed, [&](const auto& screenshot) { return reservations_->wasRemoved(screenshot.id); });
+    std::erase_if(listed, [&](const StoreAsset& asset) { return reservations_->wasRemoved(asset.id); });
     return listed;
 }
 
-std::size_t ScreenshotSetWriter::removeLeftovers(const Screenshots& listed) {
+std::size_t ScreenshotSetWriter::removeLeftovers(const StoreAssets& listed) {
     std::size_t removed = 0;
-    for (const auto& screenshot : listed) {
-        if (stateOf(screenshot) != assetAwaitsUpload || !reservations_->isLeftover(screenshot)) continue;
+    for (const StoreAsset& asset : listed) {
+        if (asset.state() != assetAwaitsUpload || !reservations_->isLeftover(asset)) continue;
         try {
-            remove(screenshot.id);
+            remove(asset.id);
             ++removed;
         } catch (const ASCError& error) {
             parts_.logger.warning(
@@ -116,7 +117,7 @@ std::size_t ScreenshotSetWriter::removeLeftovers(const Screenshots& listed) {
 void ScreenshotSetWriter::clearAway() {
     const TaskScope evenWhenCancelled{std::stop_token()};
     const std::vector<std::function<void()>> either = {
-        [&] { removeLeftovers(parts_.client.listScreenshots(setID_)); }, [&] { sleepFor(clearingPatience); }};
+        [&] { removeLeftovers(parts_.operations.list(setID_)); }, [&] { sleepFor(clearingPatience); }};
     try {
         parallelForEach(either, either.size(), [](const std::function<void()>& work) {
             work();
@@ -129,7 +130,7 @@ void ScreenshotSetWriter::clearAway() {
 
 void ScreenshotSetWriter::remove(const std::string& id) {
     try {
-        parts_.client.deleteScreenshot(id);
+        parts_.operations.remove(id);
     } catch (const ASCError& error) {
         if (error.httpStatus() != 404) throw; // gone, perhaps by an attempt whose answer was lost
     }
@@ -148,10 +149,24 @@ void ScreenshotSetWriter::deleteUnwanted() {
                 ++outcome_.summary.deleted;
             }
         } catch (const ASCError& error) {
-            outcome_.summary.failures.push_back(
-                fmt::format("{}: a screenshot was not removed: {}", name_, error.description()));
+            outcome_.summary.failures.push_back(fmt::format("{}: a {} was not removed: {}", name_,
+                                                            traitsOf(parts_.operations.kind()).one,
+                                                            error.description()));
         }
         parts_.steps.tell(stage(), 1);
+    }
+}
+
+void ScreenshotSetWriter::choosePosterFrames() {
+    for (const auto& [id, fileName, timeCode] : edit_.posterFrames) {
+        try {
+            retry(parts_.options, [&] { parts_.operations.choosePosterFrame(id, timeCode); });
+            ++outcome_.summary.posterFrames;
+        } catch (const ASCError& error) {
+            outcome_.summary.failures.push_back(fmt::format("{} {}: the poster frame was not changed: {}",
+                                                            name_, shownPath(fileName), error.description()));
+        }
+        parts_.steps.tell(fmt::format("{} · {} · poster frame", edit_.locale, edit_.displayType), 1);
     }
 }
 
@@ -214,11 +229,11 @@ std::string ScreenshotSetWriter::sendFile(const ScreenshotPushItem& item, const 
     checkCancellation();
     const auto reserved = reserve(item, file.size());
     try {
-        const auto& operations = reserved.attributes.uploadOperations;
-        if (!operations || operations->empty())
+        const auto& operations = reserved.uploadOperations;
+        if (operations.empty())
             throw ScreenshotFileError("ASC didn't return upload operations for " +
                                       shownPath(item.fileURL.filename()));
-        PartSender(parts_.uploads, parts_.options).send(file, *operations, [&](std::uint64_t sent) {
+        PartSender(parts_.uploads, parts_.options).send(file, operations, [&](std::uint64_t sent) {
             parts_.steps.tell(ScreenshotTransfer{item.fileURL, sent, file.size()});
         });
         file.requireUnchanged();
@@ -234,13 +249,11 @@ std::string ScreenshotSetWriter::sendFile(const ScreenshotPushItem& item, const 
     return reserved.id;
 }
 
-ASCResource<AppScreenshotAttributes> ScreenshotSetWriter::reserve(const ScreenshotPushItem& item,
-                                                                  std::uint64_t size) {
-    const AppScreenshotCreateAttributes attributes{static_cast<std::int64_t>(size), item.fileName()};
+StoreAsset ScreenshotSetWriter::reserve(const ScreenshotPushItem& item, std::uint64_t size) {
     for (int attempt = 1;; ++attempt) {
         try {
-            const SetReservations::Attempt underWay(*reservations_, attributes);
-            auto reserved = parts_.client.reserveScreenshot(setID_, attributes);
+            const SetReservations::Attempt underWay(*reservations_, item.fileName(), size);
+            auto reserved = parts_.operations.reserve(setID_, item, size);
             reservations_->noteOwn(reserved.id);
             return reserved;
         } catch (const ASCError& error) {
@@ -256,16 +269,14 @@ ASCResource<AppScreenshotAttributes> ScreenshotSetWriter::reserve(const Screensh
 void ScreenshotSetWriter::commit(const std::string& id, const std::string& checksum) {
     for (int attempt = 1;; ++attempt) {
         try {
-            (void)parts_.client.commitScreenshot(id, checksum);
+            parts_.operations.commit(id, checksum);
             return;
         } catch (const ASCError& error) {
             const bool isRefusal = !mayHaveBeenDone(error);
             if (isRefusal && error.httpStatus() != 409) throw;
             // A commit whose answer was lost was carried out all the same, and is refused the second time.
-            for (const auto& screenshot : list())
-                if (screenshot.id == id && !stateOf(screenshot).empty() &&
-                    stateOf(screenshot) != assetAwaitsUpload)
-                    return;
+            for (const StoreAsset& asset : list())
+                if (asset.id == id && !asset.state().empty() && asset.state() != assetAwaitsUpload) return;
             if (isRefusal || attempt >= parts_.options.attempts) throw;
         }
         parts_.options.sleepFor(parts_.options.backoff(attempt));
@@ -277,14 +288,13 @@ std::optional<std::string> ScreenshotSetWriter::alreadyThere(const ScreenshotPus
                                                              std::uint64_t size,
                                                              const std::string& checksum) {
     const LocalScreenshot local{item, size, checksum};
-    for (const auto& screenshot : before_) {
-        const bool isToBeDeleted =
-            isIn(edit_.ascIdsToDelete, screenshot.id) ||
-            std::ranges::find(edit_.finalOrder, ScreenshotOrderToken::asc(screenshot.id)) !=
-                edit_.finalOrder.end();
-        if (!isToBeDeleted && isSameScreenshot(catalogEntryOf(screenshot, 0), local) &&
-            reservations_->claim(screenshot.id))
-            return screenshot.id;
+    for (const StoreAsset& asset : before_) {
+        const bool isToBeDeleted = isIn(edit_.ascIdsToDelete, asset.id) ||
+                                   std::ranges::find(edit_.finalOrder, ScreenshotOrderToken::asc(asset.id)) !=
+                                       edit_.finalOrder.end();
+        if (!isToBeDeleted && isSameScreenshot(catalogEntryOf(asset, 0), local) &&
+            reservations_->claim(asset.id))
+            return asset.id;
     }
     return std::nullopt;
 }

@@ -1,6 +1,7 @@
-// Carries out the edit of one screenshot set.
+// Carries out the edit of one set of screenshots or previews.
 #pragma once
 
+#include "Core/screenshots/AssetOperations.h"
 #include "Core/screenshots/ScreenshotPusher.h"
 
 #include <atomic>
@@ -46,7 +47,7 @@ struct SetOutcome {
 
 /// What all sets of a push share.
 struct SetWriterParts {
-    const ASCClientProtocol& client;
+    const AssetOperations& operations;
     HTTPClient& uploads;
     const ScreenshotPushOptions& options;
     PushSteps& steps;
@@ -68,14 +69,14 @@ class ScreenshotSetWriter {
     [[nodiscard]] static std::int64_t stepsOf(const ScreenshotSetEdit& edit);
 
   private:
-    using Screenshots = ASCList<AppScreenshotAttributes>;
     struct Sent;
 
     void findOrCreateSet(const std::string& localizationID, std::optional<std::string> setID);
-    [[nodiscard]] Screenshots list() const;
-    std::size_t removeLeftovers(const Screenshots& listed);
+    [[nodiscard]] StoreAssets list() const;
+    std::size_t removeLeftovers(const StoreAssets& listed);
     void clearAway();
     void deleteUnwanted();
+    void choosePosterFrames();
     void remove(const std::string& id);
 
     void uploadAll();
@@ -83,25 +84,24 @@ class ScreenshotSetWriter {
     [[nodiscard]] Sent upload(const ScreenshotPushItem& item, Pass pass);
     [[nodiscard]] std::string sendFile(const ScreenshotPushItem& item, const ScreenshotFile& file,
                                        const std::string& checksum);
-    [[nodiscard]] ASCResource<AppScreenshotAttributes> reserve(const ScreenshotPushItem& item,
-                                                               std::uint64_t size);
+    [[nodiscard]] StoreAsset reserve(const ScreenshotPushItem& item, std::uint64_t size);
     void commit(const std::string& id, const std::string& checksum);
     [[nodiscard]] std::optional<std::string> alreadyThere(const ScreenshotPushItem& item, std::uint64_t size,
                                                           const std::string& checksum);
 
     void arrange();
     [[nodiscard]] std::vector<std::string> wantedOrder() const;
-    [[nodiscard]] Screenshots listWhole(const std::vector<std::string>& wanted);
+    [[nodiscard]] StoreAssets listWhole(const std::vector<std::string>& wanted);
     [[nodiscard]] bool reorder(const std::vector<std::string>& order);
-    void compare(const Screenshots& listed, const std::vector<std::string>& order, std::size_t wantedCount);
-    void notePending(const Screenshots& listed);
+    void compare(const StoreAssets& listed, const std::vector<std::string>& order, std::size_t wantedCount);
+    void notePending(const StoreAssets& listed);
 
     const SetWriterParts& parts_;
     const ScreenshotSetEdit& edit_;
     std::string name_; // "en-US APP_IPHONE_67"
     std::string setID_;
-    Screenshots before_;                                // what the set held at the beginning
-    std::map<std::filesystem::path, std::string> sent_; // local files → their screenshots
+    StoreAssets before_;                                // what the set held at the beginning
+    std::map<std::filesystem::path, std::string> sent_; // local files → what they became
     std::set<std::string> foundThere_;                  // those of them that were there already
     std::unique_ptr<SetReservations> reservations_;
     SetOutcome outcome_;

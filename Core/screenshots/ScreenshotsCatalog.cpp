@@ -2,6 +2,7 @@
 
 #include "Core/screenshots/ScreenshotError.h"
 #include "Platform/files/Files.h"
+#include "Platform/text/Text.h"
 
 #include <algorithm>
 
@@ -36,45 +37,57 @@ std::size_t ScreenshotsCatalog::screenshotCount() const {
     return count;
 }
 
-ScreenshotsCatalog::Entry catalogEntryOf(const ASCResource<AppScreenshotAttributes>& screenshot,
-                                         std::size_t displayOrder) {
-    const AppScreenshotAttributes& attributes = screenshot.attributes;
-    const ASCImageAsset asset = attributes.imageAsset.value_or(ASCImageAsset{});
+ScreenshotsCatalog::Entry catalogEntryOf(const StoreAsset& asset, std::size_t displayOrder) {
+    const ASCImageAsset image = asset.image.value_or(ASCImageAsset{});
     // The service sends an empty text until it knows the checksum.
-    const bool hasChecksum = attributes.sourceFileChecksum && !attributes.sourceFileChecksum->empty();
-    return {.id = screenshot.id,
-            .fileName = attributes.fileName,
-            .fileSize = attributes.fileSize,
-            .sourceFileChecksum = hasChecksum ? attributes.sourceFileChecksum : std::nullopt,
-            .imageURLTemplate = asset.templateUrl,
-            .width = asset.width,
-            .height = asset.height,
+    const bool hasChecksum = asset.sourceFileChecksum && !asset.sourceFileChecksum->empty();
+    const bool hasFailed = asset.state() == assetFailed;
+    return {.id = asset.id,
+            .fileName = asset.fileName,
+            .fileSize = asset.fileSize,
+            .sourceFileChecksum = hasChecksum ? asset.sourceFileChecksum : std::nullopt,
+            .imageURLTemplate = image.templateUrl,
+            .width = image.width,
+            .height = image.height,
             .displayOrder = static_cast<std::int64_t>(displayOrder),
             .thumbnailFileName = {},
-            .assetState =
-                attributes.assetDeliveryState ? attributes.assetDeliveryState->state : std::nullopt};
+            .assetState = asset.delivery ? asset.delivery->state : std::nullopt,
+            .posterFrame = asset.posterFrame,
+            .problem = hasFailed ? std::optional(failureReasonOf(*asset.delivery)) : std::nullopt};
 }
 
-ScreenshotPaths screenshotPaths(const MetadataFolder& appFolder, const ContextID& context) {
+std::string failureReasonOf(const ASCAssetDeliveryState& state) {
+    std::string reason;
+    for (const ASCAssetProblem& problem : state.errors.value_or(std::vector<ASCAssetProblem>())) {
+        if (!reason.empty()) reason += "; ";
+        reason += problem.code.value_or("");
+        if (problem.description) reason += (problem.code ? ": " : "") + *problem.description;
+    }
+    return reason.empty() ? "App Store Connect gave no reason." : escapeControls(reason);
+}
+
+ScreenshotPaths screenshotPaths(const MetadataFolder& appFolder, const ContextID& context, AssetKind kind) {
     std::string suffix;
     if (context != ContextID{}) {
         suffix = "-" + context.text();
         std::ranges::replace(suffix, '/', '-');
     }
-    return {appFolder.rootURL / ("screenshots" + suffix),
-            appFolder.rootURL / ("screenshots-catalog" + suffix + ".json"),
-            appFolder.rootURL / ("screenshots-cache" + suffix)};
+    const std::string name(traitsOf(kind).many);
+    // Another tool's tree takes the user's pictures, and no files of this program.
+    const auto own = appFolder.inPlace ? appFolder.privateFolder() : appFolder.rootURL;
+    return {appFolder.rootURL / (name + suffix), own / (name + "-catalog" + suffix + ".json"),
+            own / (name + "-cache" + suffix)};
 }
 
-std::optional<ScreenshotsCatalog> loadCatalog(const std::filesystem::path& file) {
+std::optional<ScreenshotsCatalog> loadCatalog(const std::filesystem::path& file, AssetKind kind) {
     const auto text = readFile(file);
     if (!text) return std::nullopt;
     try {
         if (decodeJSON<FormatOnly>(*text).formatVersion.value_or(currentFormat) > currentFormat)
-            throw ScreenshotError::newerCatalog(file);
+            throw ScreenshotError::newerCatalog(file, kind);
         return decodeJSON<ScreenshotsCatalog>(*text);
     } catch (const JSONError& error) {
-        throw ScreenshotError::badCatalog(file, error.what());
+        throw ScreenshotError::badCatalog(file, error.what(), kind);
     }
 }
 

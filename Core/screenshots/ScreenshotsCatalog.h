@@ -3,6 +3,7 @@
 
 #include "Core/asc/ASCClientProtocol.h"
 #include "Core/metadata/MetadataFolder.h"
+#include "Core/screenshots/AssetOperations.h"
 #include "Platform/time/Date.h"
 
 #include <cstdint>
@@ -26,8 +27,10 @@ struct ScreenshotsCatalog {
         std::int64_t displayOrder = 0; // place in its set, from 0
         std::optional<std::string> thumbnailFileName;
         std::optional<std::string> assetState;
+        std::optional<std::string> posterFrame = std::nullopt; // time code of a preview
+        std::optional<std::string> problem = std::nullopt;     // why it could not be processed
         QUORVEL_RECORD(Entry, id, fileName, fileSize, sourceFileChecksum, imageURLTemplate, width, height,
-                       displayOrder, thumbnailFileName, assetState)
+                       displayOrder, thumbnailFileName, assetState, posterFrame, problem)
         bool operator==(const Entry&) const = default;
     };
     using Set = std::vector<Entry>; // in order
@@ -46,9 +49,11 @@ struct ScreenshotsCatalog {
     [[nodiscard]] std::size_t screenshotCount() const;
 };
 
-/// The entry of a screenshot at a place of its set.
-[[nodiscard]] ScreenshotsCatalog::Entry catalogEntryOf(const ASCResource<AppScreenshotAttributes>& screenshot,
-                                                       std::size_t displayOrder);
+/// The entry of a screenshot or preview at a place of its set.
+[[nodiscard]] ScreenshotsCatalog::Entry catalogEntryOf(const StoreAsset& asset, std::size_t displayOrder);
+
+/// Why an asset failed, in Apple's words: "IMAGE_UNREADABLE: The picture cannot be read."
+[[nodiscard]] std::string failureReasonOf(const ASCAssetDeliveryState& state);
 
 // The states of an asset that matter to a push.
 inline constexpr std::string_view assetAwaitsUpload = "AWAITING_UPLOAD";
@@ -63,13 +68,15 @@ struct ScreenshotPaths {
     bool operator==(const ScreenshotPaths&) const = default;
 };
 
-/// "screenshots", "screenshots-catalog.json" and "screenshots-cache" for the default context, iOS's next
-/// version; the others append their platform and slot ("screenshots-catalog-macos-live.json").
-[[nodiscard]] ScreenshotPaths screenshotPaths(const MetadataFolder& appFolder, const ContextID& context);
+/// For screenshots "screenshots", "screenshots-catalog.json" and "screenshots-cache" for the default context,
+/// iOS's next version; the others append their platform and slot ("screenshots-catalog-macos-live.json").
+[[nodiscard]] ScreenshotPaths screenshotPaths(const MetadataFolder& appFolder, const ContextID& context,
+                                              AssetKind kind = AssetKind::screenshot);
 
 /// Reads a catalogue; nothing when there is none. Throws `ScreenshotError` for a damaged one and for one of a
 /// newer version, and `FileError`.
-[[nodiscard]] std::optional<ScreenshotsCatalog> loadCatalog(const std::filesystem::path& file);
+[[nodiscard]] std::optional<ScreenshotsCatalog> loadCatalog(const std::filesystem::path& file,
+                                                            AssetKind kind = AssetKind::screenshot);
 /// Replaces a catalogue in one step. Throws `FileError`.
 void saveCatalog(const std::filesystem::path& file, ScreenshotsCatalog catalog);
 

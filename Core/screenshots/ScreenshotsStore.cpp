@@ -115,12 +115,13 @@ struct ScreenshotsStore::Reading {
 };
 
 ScreenshotsStore::ScreenshotsStore(MetadataFolder folder, PlatformContext context, Clock clock,
-                                   RetryOptions retries)
+                                   RetryOptions retries, AssetKind kind)
     : folder_(std::move(folder)),
       context_(std::move(context)),
       clock_(std::move(clock)),
-      paths_(screenshotPaths(folder_, context_.contextID())),
-      retries_(std::move(retries)) {}
+      paths_(screenshotPaths(folder_, context_.contextID(), kind)),
+      retries_(std::move(retries)),
+      kind_(kind) {}
 
 ScreenshotsStore::Reading ScreenshotsStore::read(const ASCClientProtocol& client,
                                                  const std::vector<std::string>& locales) const {
@@ -131,11 +132,12 @@ ScreenshotsStore::Reading ScreenshotsStore::read(const ASCClientProtocol& client
     auto localizations = retry(
         retries_, [&] { return client.listVersionLocalizations(context_.versionId); }, gotNoAnswer);
     PatientReading patient(retries_);
+    const AssetOperations operations(client, kind_);
     std::erase_if(localizations, [&](const auto& one) {
         return !locales.empty() && std::ranges::find(locales, one.attributes.locale) == locales.end();
     });
     const auto setLists = parallelMap(localizations, requestsAtOnce, [&](const auto& localization) {
-        return patient([&] { return client.listScreenshotSets(localization.id); });
+        return patient([&] { return operations.listSets(localization.id); });
     });
     std::vector<RemoteSet> sets;
     for (std::size_t at = 0; at < localizations.size(); ++at) {
@@ -144,10 +146,10 @@ ScreenshotsStore::Reading ScreenshotsStore::read(const ASCClientProtocol& client
             noteUnread(reading.unread, {locale, {}, *error});
         else
             for (const auto& set : std::get<0>(setLists[at]))
-                sets.push_back({locale, set.attributes.screenshotDisplayType, set.id});
+                sets.push_back({locale, set.displayType, set.id});
     }
     const auto lists = parallelMap(sets, requestsAtOnce, [&](const RemoteSet& set) {
-        return patient([&] { return client.listScreenshots(set.id); });
+        return patient([&] { return operations.list(set.id); });
     });
     for (std::size_t at = 0; at < sets.size(); ++at) {
         const auto& [locale, displayType, id] = sets[at];
@@ -156,8 +158,8 @@ ScreenshotsStore::Reading ScreenshotsStore::read(const ASCClientProtocol& client
             continue;
         }
         auto& entries = reading.catalog.sets[locale][displayType];
-        for (const auto& screenshot : std::get<0>(lists[at]))
-            entries.push_back(catalogEntryOf(screenshot, entries.size()));
+        for (const StoreAsset& asset : std::get<0>(lists[at]))
+            entries.push_back(catalogEntryOf(asset, entries.size()));
     }
     if (!reading.unread.empty() && reading.catalog.sets.empty()) throw reading.unread.front().error;
     return reading;
@@ -177,8 +179,8 @@ ScreenshotsPullSummary ScreenshotsStore::pull(const ASCClientProtocol& client, H
         before = catalog();
     } catch (const ScreenshotError& error) {
         if (error.kind() != ScreenshotError::Kind::badCatalog) throw;
-        summary.warnings.push_back(fmt::format(
-            "{}: the screenshot catalogue was damaged and has been replaced.", shownPath(paths_.catalog)));
+        summary.warnings.push_back(fmt::format("{}: the {} catalogue was damaged and has been replaced.",
+                                               shownPath(paths_.catalog), traitsOf(kind_).one));
     }
     Reading reading = read(client, {});
     ScreenshotsCatalog& catalog = reading.catalog;
@@ -201,8 +203,8 @@ ScreenshotsPullSummary ScreenshotsStore::pull(const ASCClientProtocol& client, H
     summary.totalScreenshots = static_cast<std::int64_t>(catalog.screenshotCount());
     saveCatalog(paths_.catalog, catalog);
     removeOtherThumbnails(catalog);
-    logger_.info(
-        fmt::format("Pulled {} screenshots of {} sets", summary.totalScreenshots, summary.totalSets));
+    logger_.info(fmt::format("Pulled {} {} of {} sets", summary.totalScreenshots, traitsOf(kind_).many,
+                             summary.totalSets));
     return summary;
 }
 

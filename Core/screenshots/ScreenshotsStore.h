@@ -1,4 +1,5 @@
-// Keeps the catalogue and the thumbnails of a version's screenshots in the app's metadata folder.
+// Keeps the catalogue and the thumbnails of a version's screenshots, or previews, in the app's metadata
+// folder.
 #pragma once
 
 #include "Core/asc/ASCClientProtocol.h"
@@ -31,11 +32,14 @@ struct ScreenshotsPullSummary {
 class ScreenshotsStore {
   public:
     /// `folder` is the app's metadata folder.
-    ScreenshotsStore(MetadataFolder folder, PlatformContext context, Clock clock, RetryOptions retries = {});
+    ScreenshotsStore(MetadataFolder folder, PlatformContext context, Clock clock, RetryOptions retries = {},
+                     AssetKind kind = AssetKind::screenshot);
 
     [[nodiscard]] const ScreenshotPaths& paths() const { return paths_; }
     /// The catalogue of the last pull; throws as `loadCatalog`.
-    [[nodiscard]] std::optional<ScreenshotsCatalog> catalog() const { return loadCatalog(paths_.catalog); }
+    [[nodiscard]] std::optional<ScreenshotsCatalog> catalog() const {
+        return loadCatalog(paths_.catalog, kind_);
+    }
 
     /// What App Store Connect holds now of these locales (none given: of all), without thumbnails; sets
     /// without a screenshot are listed as empty. Writes nothing. Throws `ASCError`, `CancellationError`.
@@ -68,6 +72,7 @@ class ScreenshotsStore {
     Clock clock_;
     ScreenshotPaths paths_;
     RetryOptions retries_;
+    AssetKind kind_;
     Logger logger_{"ScreenshotsStore"};
 };
 

@@ -7,8 +7,8 @@ SetReservations::SetReservations(const std::vector<ScreenshotPushItem>& items) {
         names_.insert(item.fileName());
 }
 
-SetReservations::Attempt::Attempt(SetReservations& all, const AppScreenshotCreateAttributes& file)
-    : all_(all), file_(file.fileName, file.fileSize) {
+SetReservations::Attempt::Attempt(SetReservations& all, const std::string& fileName, std::uint64_t size)
+    : all_(all), file_(fileName, static_cast<std::int64_t>(size)) {
     const std::lock_guard lock(all_.mutex_);
     all_.underWay_.insert(file_);
 }
@@ -28,11 +28,11 @@ void SetReservations::giveUp(const std::string& id) {
     own_.erase(id);
 }
 
-bool SetReservations::isLeftover(const ASCResource<AppScreenshotAttributes>& screenshot) const {
-    const std::string name = screenshot.attributes.fileName.value_or("");
+bool SetReservations::isLeftover(const StoreAsset& asset) const {
+    const std::string name = asset.fileName.value_or("");
     const std::lock_guard lock(mutex_);
-    return names_.contains(name) && !own_.contains(screenshot.id) &&
-           !underWay_.contains({name, screenshot.attributes.fileSize.value_or(0)});
+    return names_.contains(name) && !own_.contains(asset.id) &&
+           !underWay_.contains({name, asset.fileSize.value_or(0)});
 }
 
 bool SetReservations::claim(const std::string& id) {

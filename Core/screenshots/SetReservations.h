@@ -1,8 +1,7 @@
 // Which reservations of a set are ours and alive, and which are leftovers of ours.
 #pragma once
 
-#include "Core/asc/records/Documents.h"
-#include "Core/asc/records/ScreenshotRecords.h"
+#include "Core/screenshots/AssetOperations.h"
 #include "Core/screenshots/ScreenshotPushScanner.h"
 
 #include <cstdint>
@@ -22,7 +21,7 @@ class SetReservations {
     /// A reservation that is being asked for: until its answer is there, one like it may be it.
     class [[nodiscard]] Attempt {
       public:
-        Attempt(SetReservations& all, const AppScreenshotCreateAttributes& file);
+        Attempt(SetReservations& all, const std::string& fileName, std::uint64_t size);
         ~Attempt();
         Attempt(const Attempt&) = delete;
         Attempt& operator=(const Attempt&) = delete;
@@ -36,11 +35,11 @@ class SetReservations {
     void noteOwn(const std::string& id);
     /// It is no longer.
     void giveUp(const std::string& id);
-    /// Whether `screenshot`, which awaits its upload, is of one of our files, but of no upload under way: the
+    /// Whether `asset`, which awaits its upload, is of one of our files, but of no upload under way: the
     /// answer to its reservation was lost, or the push that made it was cut off.
-    [[nodiscard]] bool isLeftover(const ASCResource<AppScreenshotAttributes>& screenshot) const;
+    [[nodiscard]] bool isLeftover(const StoreAsset& asset) const;
 
-    /// Takes a screenshot for one file; whether no other file had taken it.
+    /// Takes an asset for one file; whether no other file had taken it.
     [[nodiscard]] bool claim(const std::string& id);
 
     void noteRemoved(const std::string& id);

@@ -118,11 +118,29 @@ bool writeAll(int file, std::string_view bytes) {
     return true;
 }
 
-bool keepAttributes(int file, const struct stat& kept) {
-    // Only an administrator can give a file back to its owner; nothing is lost where even that is refused.
-    if (::geteuid() == 0) [[maybe_unused]]
-        const int refused = ::fchown(file, kept.st_uid, kept.st_gid);
-    return ::fchmod(file, kept.st_mode & 0777) == 0;
+// What has to be as it was for the new file to take the old one's place.
+enum class Ownership {
+    wherePossible, // of files of our own: better another group than no new text
+    required,      // of files of other programs
+};
+
+// Only an administrator can give a file to another owner, and a group is kept by its members alone.
+void keepAttributes(const std::filesystem::path& path, int file, const struct stat& kept,
+                    Ownership ownership) {
+    struct stat made {};
+    if (::fstat(file, &made) != 0) throw FileError(path, cannotBeWritten, errno);
+    mode_t mode = kept.st_mode & 0777;
+    if (made.st_uid != kept.st_uid && ::fchown(file, kept.st_uid, static_cast<gid_t>(-1)) != 0 &&
+        ownership == Ownership::required)
+        throw FileError(path, "cannot be written, as it belongs to another user and would be yours then", 0);
+    if (made.st_gid != kept.st_gid && ::fchown(file, static_cast<uid_t>(-1), kept.st_gid) != 0) {
+        if (ownership == Ownership::required)
+            throw FileError(
+                path,
+                "cannot be written, as it belongs to a group that you are no member of and would lose it", 0);
+        mode &= ~static_cast<mode_t>(070); // which were given to another group
+    }
+    if (::fchmod(file, mode) != 0) throw FileError(path, cannotBeWritten, errno);
 }
 
 // The new file is in place already: a folder that cannot be synced is no reason to call the write failed.
@@ -133,15 +151,16 @@ void syncFolder(const std::filesystem::path& folder) {
 
 // `mayReplace` is asked last, when the new file is whole; whether it took the place of the old one.
 bool replace(const std::filesystem::path& path, std::string_view bytes, FileMode mode, Durability durability,
-             const std::function<bool()>& mayReplace, std::string_view suffix = {}) {
+             const std::function<bool()>& mayReplace, std::string_view suffix = {},
+             Ownership ownership = Ownership::wherePossible) {
     if (path.native().find('\0') != std::string::npos) throw FileError(path, cannotBeWritten, EINVAL);
     if (path.filename().empty()) throw FileError(path, cannotBeWritten, EISDIR);
     const std::filesystem::path target = followLinks(path);
     const Modes modes = chooseModes(path, target, mode);
     TemporaryFile temporary(path, target, modes.made, suffix);
-    if (!writeAll(temporary.number(), bytes) ||
-        (modes.kept && !keepAttributes(temporary.number(), *modes.kept)) ||
-        (durability == Durability::now && uninterrupted([&] { return ::fsync(temporary.number()); }) != 0))
+    if (!writeAll(temporary.number(), bytes)) throw FileError(path, cannotBeWritten, errno);
+    if (modes.kept) keepAttributes(path, temporary.number(), *modes.kept, ownership);
+    if (durability == Durability::now && uninterrupted([&] { return ::fsync(temporary.number()); }) != 0)
         throw FileError(path, cannotBeWritten, errno);
     if (!mayReplace()) return false;
     if (!temporary.moveTo(target)) throw FileError(path, cannotBeWritten, errno);
@@ -176,7 +195,8 @@ bool replaceFileThrough(std::string_view suffix, const std::filesystem::path& pa
                         const std::optional<std::string>& expected, std::string_view bytes) {
     const FileMode mode = expected ? FileMode::shared : FileMode::secret; // `shared` keeps that of the file
     return replace(
-        path, bytes, mode, Durability::now, [&] { return readFile(path) == expected; }, suffix);
+        path, bytes, mode, Durability::now, [&] { return readFile(path) == expected; }, suffix,
+        Ownership::required);
 }
 
 void syncFiles(const std::filesystem::path& path) {

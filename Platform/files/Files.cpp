@@ -115,6 +115,11 @@ std::optional<std::vector<FolderEntry>> listFolder(const std::filesystem::path& 
         if (!entry) break;
         const std::string_view name = entry->d_name;
         if (name == "." || name == "..") continue;
+        // Most file systems tell the kind along with the name.
+        if (entry->d_type != DT_UNKNOWN) {
+            entries.push_back({std::string(name), kindOf(static_cast<mode_t>(DTTOIF(entry->d_type)))});
+            continue;
+        }
         struct stat status {};
         // An entry that vanished meanwhile is none.
         if (::fstatat(::dirfd(folder.get()), entry->d_name, &status, AT_SYMLINK_NOFOLLOW) != 0) {

@@ -13,8 +13,8 @@ namespace quorvel {
 [[nodiscard]] std::filesystem::path followLinks(const std::filesystem::path& path);
 
 /// Like `replaceFile`, through a temporary file that is named as the target and `suffix`, or with "~1" and so
-/// on after that while another process writes the same. A file that is made new is for this user only. Throws
-/// `FileError`.
+/// on after that while another process writes the same. Mode, owner and group stay. A file that is made new
+/// is for this user only. Throws `FileError`, also where owner or group cannot stay.
 [[nodiscard]] bool replaceFileThrough(std::string_view suffix, const std::filesystem::path& path,
                                       const std::optional<std::string>& expected, std::string_view bytes);
 

@@ -321,10 +321,16 @@ std::string JSONText::adding(const JSONObjectSpan& object, std::string_view key,
     if (object.members.empty()) {
         const std::string indentation = indentationAt(object.begin);
         const std::string_view pad = style.isPadded ? " " : "";
-        added = style.isMultiLine ? style.lineEnd + indentation + style.unit : std::string(pad);
+        // The white space that was there stands before the closing bracket, in place of our own, and a blank
+        // tells white space that only looks like ours: `removing` finds out by that what was there.
+        const std::string behind = style.isMultiLine ? style.lineEnd + indentation : std::string(pad);
+        const std::string_view kept =
+            std::string_view(text_).substr(object.begin + 1, object.end - object.begin - 2);
+        if (!kept.empty() && kept == behind) added = " ";
+        added += style.isMultiLine ? style.lineEnd + indentation + style.unit : std::string(pad);
         write(indentation + style.unit);
-        added += style.isMultiLine ? style.lineEnd + indentation : std::string(pad);
-        return text_.substr(0, object.begin + 1) + added + text_.substr(object.end - 1);
+        return text_.substr(0, object.begin + 1) + added + (kept.empty() ? behind : std::string(kept)) +
+               text_.substr(object.end - 1);
     }
     const JSONMemberSpan& last = object.members.back();
     const std::string_view space = spaceBefore(last.begin);
@@ -362,10 +368,26 @@ std::string JSONText::removing(const JSONObjectSpan& object, std::size_t index) 
     } else if (index > 0) {
         begin = members[index - 1].end;
     } else {
-        begin = object.begin + 1;
-        end = object.end - 1;
+        return withoutOnlyMember(object);
     }
     return text_.substr(0, begin) + text_.substr(end);
+}
+
+// The white space that `adding` met is what makes this very text of it; otherwise there is none.
+std::string JSONText::withoutOnlyMember(const JSONObjectSpan& object) const {
+    const JSONMemberSpan& member = object.members.front();
+    const auto with = [&](std::string_view space) {
+        return text_.substr(0, object.begin + 1).append(space) + text_.substr(object.end - 1);
+    };
+    const std::string_view behind = std::string_view(text_).substr(member.end, object.end - 1 - member.end);
+    if (behind.empty()) return with("");
+    try {
+        const auto value = decodeJSON<JSONValue>(valueOf(member));
+        const JSONText before(with(behind));
+        if (before.adding(before.object(object.begin), member.key, value) == text_) return before.text();
+    } catch (const JSONError&) { // a number without bounds, for example, which was not added here
+    }
+    return with("");
 }
 
 } // namespace quorvel

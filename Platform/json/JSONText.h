@@ -53,7 +53,7 @@ class JSONText {
     [[nodiscard]] std::string adding(const JSONObjectSpan& object, std::string_view key,
                                      const JSONValue& value) const;
     [[nodiscard]] std::string replacing(const JSONMemberSpan& member, const JSONValue& value) const;
-    /// Without one member of `object`. What `adding` added to an object with members is gone to the byte.
+    /// Without one member of `object`. What `adding` added is gone to the byte.
     [[nodiscard]] std::string removing(const JSONObjectSpan& object, std::size_t index) const;
 
   private:
@@ -66,6 +66,7 @@ class JSONText {
     [[nodiscard]] std::string indentationAt(std::size_t at) const;
     [[nodiscard]] Style style(const JSONObjectSpan& object) const;
     [[nodiscard]] std::string colonOf(const JSONMemberSpan& member) const;
+    [[nodiscard]] std::string withoutOnlyMember(const JSONObjectSpan& object) const;
 
     std::string text_;
     std::size_t root_ = 0;

@@ -4,6 +4,8 @@
 #include "Platform/task/Task.h"
 
 #include <functional>
+#include <optional>
+#include <vector>
 
 namespace quorvel {
 

@@ -30,6 +30,8 @@ bool isShapedAt(std::string_view text, std::size_t at) {
 } // namespace
 
 std::string caseFolded(std::string_view text) {
+    if (std::ranges::all_of(text, [](char byte) { return static_cast<unsigned char>(byte) < 0x80; }))
+        return asciiLowercase(text); // which no normal form changes
     UErrorCode status = U_ZERO_ERROR;
     const icu::Normalizer2* composing = icu::Normalizer2::getNFCInstance(status);
     if (U_FAILURE(status)) throw std::runtime_error("The normal forms of the text library are missing.");

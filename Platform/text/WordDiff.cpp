@@ -1,9 +1,9 @@
 #include "Platform/text/WordDiff.h"
 
+#include "Platform/text/ShortestEdit.h"
 #include "Platform/text/Text.h"
 
 #include <algorithm>
-#include <optional>
 
 namespace quorvel {
 
@@ -11,86 +11,6 @@ namespace {
 
 using Kind = DiffSegment::Kind;
 using Words = std::vector<std::string_view>;
-
-// Beyond so many single edits a word diff tells less than the two texts, and costs their product in time.
-constexpr int mostEdits = 800;
-
-// The greedy search for the shortest way from one list of words to the other (E. Myers, 1986): per number of
-// edits and diagonal the furthest point reached, remembered to walk back from the end.
-class ShortestEdit {
-  public:
-    ShortestEdit(const Words& before, const Words& after) : before_(before), after_(after) {}
-
-    /// Whether each word is kept, per side; nothing when it takes too many edits.
-    struct Kept {
-        std::vector<bool> before, after;
-    };
-    [[nodiscard]] std::optional<Kept> search() {
-        const int limit = std::min(mostEdits, rows() + columns());
-        std::vector<int> reached(static_cast<std::size_t>(2 * limit + 3), 0);
-        const auto at = [&](int diagonal) -> int& {
-            return reached[static_cast<std::size_t>(diagonal + limit + 1)];
-        };
-        for (int edits = 0; edits <= limit; ++edits) {
-            for (int diagonal = -edits; diagonal <= edits; diagonal += 2) {
-                const bool down =
-                    diagonal == -edits || (diagonal != edits && at(diagonal - 1) < at(diagonal + 1));
-                int row = down ? at(diagonal + 1) : at(diagonal - 1) + 1;
-                while (row < rows() && row - diagonal < columns() && row - diagonal >= 0 &&
-                       word(before_, row) == word(after_, row - diagonal))
-                    ++row;
-                at(diagonal) = row;
-                if (row == rows() && row - diagonal == columns()) return walkBack(edits);
-            }
-            history_.emplace_back(reached.begin() + limit + 1 - edits, reached.begin() + limit + 2 + edits);
-        }
-        return std::nullopt;
-    }
-
-  private:
-    [[nodiscard]] int rows() const { return static_cast<int>(before_.size()); }
-    [[nodiscard]] int columns() const { return static_cast<int>(after_.size()); }
-    static std::string_view word(const Words& words, int index) {
-        return words[static_cast<std::size_t>(index)];
-    }
-
-    [[nodiscard]] Kept walkBack(int edits) const {
-        Kept kept{std::vector<bool>(before_.size()), std::vector<bool>(after_.size())};
-        int row = rows();
-        int column = columns();
-        for (; edits > 0; --edits) {
-            const auto& reached = history_[static_cast<std::size_t>(edits - 1)];
-            // The round before reached the diagonals from -(edits - 1) to edits - 1.
-            const auto at = [&](int diagonal) {
-                const int index = diagonal + edits - 1;
-                const bool wasReached = index >= 0 && index < static_cast<int>(reached.size());
-                return wasReached ? reached[static_cast<std::size_t>(index)] : -1;
-            };
-            const int diagonal = row - column;
-            const bool down =
-                diagonal == -edits || (diagonal != edits && at(diagonal - 1) < at(diagonal + 1));
-            const int from = down ? at(diagonal + 1) : at(diagonal - 1);
-            markKept(kept, row, column, down ? from : from + 1);
-            row = from;
-            column = row - (down ? diagonal + 1 : diagonal - 1);
-        }
-        markKept(kept, row, column, 0);
-        return kept;
-    }
-
-    static void markKept(Kept& kept, int row, int column, int startRow) {
-        while (row > startRow) {
-            --row;
-            --column;
-            kept.before[static_cast<std::size_t>(row)] = true;
-            kept.after[static_cast<std::size_t>(column)] = true;
-        }
-    }
-
-    const Words& before_;
-    const Words& after_;
-    std::vector<std::vector<int>> history_;
-};
 
 void append(std::vector<DiffSegment>& segments, Kind kind, std::string_view text) {
     if (text.empty()) return;
@@ -158,7 +78,7 @@ std::pair<std::ptrdiff_t, std::ptrdiff_t> commonEnds(const Words& before, const 
 }
 
 void collectMiddle(Collector& collector, const Words& before, const Words& after) {
-    const auto kept = ShortestEdit(before, after).search();
+    const auto kept = findKept(before, after);
     std::size_t column = 0;
     for (std::size_t row = 0; row < before.size(); ++row) {
         if (!kept || !kept->before[row]) {

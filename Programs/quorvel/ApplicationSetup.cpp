@@ -60,6 +60,9 @@ ApplicationOptions applicationOptionsOf(const GlobalOptions& global, const Surro
         options.connections.certificateFile = certificateFileOf(*global.certificateFile, surroundings);
     options.connections.proxy = proxyOf(global);
     options.tell = [&output](const std::string& text) { output.warning(text); };
+    options.repositorySearch = RepositorySearch::fromWorkingFolder;
+    options.usualApp = surroundings.variable("QUORVEL_APP");
+    options.usualContext = surroundings.variable("QUORVEL_CONTEXT");
     if (global.maximumWait) options.patience = std::chrono::minutes(*global.maximumWait);
     return options;
 }

@@ -75,6 +75,8 @@ constexpr Meaning meanings[] = {
     {F::notPulled, E::notFound, "Pull first, or check --folder, --app and --context."},
     {F::screenshotsNotPulled, E::notFound,
      "Pull them with 'quorvel screenshots pull', or check --folder, --app and --context."},
+    {F::previewsNotPulled, E::notFound,
+     "Pull them with 'quorvel previews pull', or check --folder, --app and --context."},
     {F::noVersions, E::notFound, createVersionHint},
     {F::noTargetLocales, E::notFound},
     {F::noBaseKeywords, E::notFound, "Write those first; the other locales are coordinated with them."},
@@ -100,6 +102,14 @@ const Meaning& meaningOf(FailureKind kind) {
 }
 
 } // namespace
+
+ExitStatus worseOf(ExitStatus first, ExitStatus second) {
+    constexpr std::array order = {E::done,           E::partlyDone,    E::failed,
+                                  E::refusedByState, E::notFound,      E::serviceTrouble,
+                                  E::usage,          E::noCredentials, E::interrupted};
+    const auto rank = [&](ExitStatus status) { return std::ranges::find(order, status); };
+    return rank(first) < rank(second) ? second : first;
+}
 
 ExitStatus statusOf(FailureKind kind) {
     return meaningOf(kind).status;

@@ -40,5 +40,7 @@ struct ErrorReport {
 [[nodiscard]] ErrorReport reportOf(const std::exception& error);
 [[nodiscard]] ErrorReport reportOf(const Failure& failure);
 [[nodiscard]] ExitStatus statusOf(FailureKind kind);
+/// How a command ends that did several things, by two of their ends: the one that says more of what is wrong.
+[[nodiscard]] ExitStatus worseOf(ExitStatus first, ExitStatus second);
 
 } // namespace quorvel

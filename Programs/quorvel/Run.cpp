@@ -12,6 +12,7 @@
 #include "Programs/quorvel/Invocation.h"
 #include "Programs/quorvel/commands/Groups.h"
 #include "Programs/quorvel/commands/TextReports.h"
+#include "Quorvel/repository/RepositoryFile.h"
 
 #include <fmt/format.h>
 
@@ -77,7 +78,17 @@ std::string comeBackText(const Application& application) {
         shortTime(*moment + std::chrono::seconds(59)));
 }
 
+// The command itself says why one cannot be used.
+void tellRepository(Invocation& invocation) {
+    try {
+        if (const RepositoryFile* file = invocation.application.repository())
+            invocation.output.detail(fmt::format("{} is in force", file->file));
+    } catch (const std::exception&) {
+    }
+}
+
 ExitStatus runCommand(Invocation& invocation) {
+    if (invocation.global.verbose) tellRepository(invocation);
     try {
         requireSomebodyToAsk(invocation);
         const ExitStatus status = invocation.command.run(invocation);

@@ -14,7 +14,7 @@ namespace {
 
 constexpr double redrawPause = 0.1; // seconds
 constexpr std::size_t barCells = 20;
-constexpr std::size_t usualWidth = 79;
+constexpr std::size_t widthOfNoTerminal = 79;
 
 std::string bar(std::uint64_t sent, std::uint64_t total) {
     const double share =
@@ -124,7 +124,7 @@ void TransferBars::redraw(bool now) {
     lastDrawn_ = moment;
     clear();
     std::string text;
-    const auto all = drawn(streams_.width ? streams_.width - 1 : usualWidth);
+    const auto all = drawn(streams_.width ? streams_.width - 1 : widthOfNoTerminal);
     for (const std::string& line : all)
         text += line + "\n";
     shown_ = all.size();

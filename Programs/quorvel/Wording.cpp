@@ -32,6 +32,7 @@ constexpr Wording wordings[] = {
      "'quorvel versions create', or App Store Connect → this app → \"+ Version or Platform\" — create version"},
     {"Answer it first; nobody", "Answer it with 'quorvel builds compliance'; nobody"},
     {"Write that first; beta", "Write that with 'quorvel testflight notes set'; beta"},
+    {"Settle the conflict first", "Settle it with 'quorvel resolve'"},
     {"Tidying removes", "'quorvel metadata tidy' removes"},
     {"tidying removes", "'quorvel metadata tidy' removes"},
 };

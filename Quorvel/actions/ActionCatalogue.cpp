@@ -4,9 +4,11 @@
 #include "Quorvel/actions/AppSettingsActions.h"
 #include "Quorvel/actions/AssistantActions.h"
 #include "Quorvel/actions/BuildActions.h"
+#include "Quorvel/actions/CheckActions.h"
 #include "Quorvel/actions/ChecklistActions.h"
 #include "Quorvel/actions/CompareActions.h"
 #include "Quorvel/actions/CompetitorActions.h"
+#include "Quorvel/actions/ConflictActions.h"
 #include "Quorvel/actions/HistoryActions.h"
 #include "Quorvel/actions/HomeActions.h"
 #include "Quorvel/actions/KeyActions.h"
@@ -14,9 +16,11 @@
 #include "Quorvel/actions/LocaleActions.h"
 #include "Quorvel/actions/MonitorActions.h"
 #include "Quorvel/actions/NotesActions.h"
+#include "Quorvel/actions/PreviewActions.h"
 #include "Quorvel/actions/PullActions.h"
 #include "Quorvel/actions/PushActions.h"
 #include "Quorvel/actions/ReleaseActions.h"
+#include "Quorvel/actions/RepositoryActions.h"
 #include "Quorvel/actions/RevenueActions.h"
 #include "Quorvel/actions/RevenueAnalysisActions.h"
 #include "Quorvel/actions/ReviewActions.h"
@@ -51,19 +55,24 @@ std::span<const ActionDescription> allActions() {
         described<ShowHome,                                                           //
                   PrepareKey, SetKey, CheckKey, KeyStatus, PlanKeyRemoval, ForgetKey, //
                   ListWorkspaces, CreateWorkspace, RenameWorkspace, UseWorkspace, PlanWorkspaceDeletion,
-                  DeleteWorkspace,                                                                          //
-                  ListApps, ListAccountApps, ImportApps, PlanAppRemoval, RemoveApps, MoveApp,               //
-                  ShowApp, SetApp, ListRules, SetRule, ResetRule,                                           //
-                  ListVersions, PlanVersion, CreateVersion, ListBuilds,                                     //
-                  PullTexts, TextStatus, DiffTexts, ShowTexts, WriteTexts, PlanPush, PushTexts,             //
+                  DeleteWorkspace,                                                            //
+                  ListApps, ListAccountApps, ImportApps, PlanAppRemoval, RemoveApps, MoveApp, //
+                  ShowApp, SetApp, ListRules, SetRule, ResetRule,                             //
+                  ListVersions, PlanVersion, CreateVersion, ListBuilds,                       //
+                  PullTexts, TextStatus, DiffTexts, TextStatusOfAllApps, DiffTextsOfAllApps, DiffRemote,
+                  CheckTexts, ShowTexts, WriteTexts, PlanPush, PushTexts, PlanPushOfAllApps,
+                  PushTextsOfAllApps, PlanRepository,
+                  WriteRepository,                                                                          //
+                  ListConflicts, ResolveConflicts, PrepareConflictEdit, FinishConflictEdit,                 //
                   ListRuns, ShowRun, RevertRun,                                                             //
-                  AddLocale, ListLocales, SwitchLocales, SetLocales,                                        //
+                  AddLocale, ListLocales, PlanLocaleRemoval, RemoveLocales, SwitchLocales, SetLocales,      //
                   ImportTexts, ExportTexts, TidyTexts,                                                      //
                   PlanTranslation, TranslateTexts, AcceptTexts, PlanEnglishKeywords, ExpandEnglishKeywords, //
                   PlanReleaseNotes, DraftReleaseNotes, WriteReleaseNotes,                                   //
                   ShowCosts,                                                                                //
-                  PullScreenshots, ImportScreenshots, CompareScreenshots, PlanScreenshotPush,
-                  PushScreenshots, //
+                  PullScreenshots, ImportScreenshots, CompareScreenshots, PlanScreenshotPush, PushScreenshots,
+                  PullPreviews, ImportPreviews, ComparePreviews, PlanPreviewPush,
+                  PushPreviews, //
                   ListSchemes, ShowBuildConfig, SaveBuildConfig, PlanBuild, RunBuild, ListAwaitedBuilds,
                   ResumeBuild, BumpVersion,                                                             //
                   PlanBuildAttachment, AttachBuild, PlanComplianceAnswer, AnswerCompliance,             //

@@ -23,9 +23,11 @@ struct AppOverview {
     std::vector<PlatformContext> contexts;
     std::optional<Date> lastUpdated;
     std::optional<std::int64_t> pendingChanges; // of the contexts that take pushes; nothing when not counted
+    std::optional<std::int64_t> openConflicts;  // of the same, changed here and on App Store Connect
     std::optional<Failure> problem;             // with reading its texts
     QUORVEL_RECORD(AppOverview, id, slug, displayName, bundleId, appStoreId, workspace, workspaceName, folder,
-                   bucket, attentionCount, headline, contexts, lastUpdated, pendingChanges, problem)
+                   bucket, attentionCount, headline, contexts, lastUpdated, pendingChanges, openConflicts,
+                   problem)
 };
 
 enum class PendingChanges { count, leave };

@@ -4,6 +4,7 @@
 #include "Core/metadata/FieldRule.h"
 #include "Core/metadata/FinalLineBreak.h"
 #include "Quorvel/actions/AppOverview.h"
+#include "Quorvel/actions/GitIgnoreAdvice.h"
 
 namespace quorvel {
 
@@ -17,7 +18,9 @@ struct ShowApp {
         std::optional<FinalLineBreak> finalLineBreak; // of the texts there; nothing when it cannot be told
         std::vector<ManagedLocale> locales;
         std::vector<FieldRule> rules;
-        QUORVEL_RECORD(Result, app, workspaceName, folder, finalLineBreak, locales, rules)
+        std::optional<TreeInPlace> tree;          // how the folder lies, where it is another tool's tree
+        std::optional<GitIgnoreAdvice> gitIgnore; // what the tree's repository lacks
+        QUORVEL_RECORD(Result, app, workspaceName, folder, finalLineBreak, locales, rules, tree, gitIgnore)
     };
     [[nodiscard]] static Result perform(Application& application, const Request& request,
                                         const ActionProgress& progress = {});
@@ -41,18 +44,26 @@ struct SetApp {
         std::string app;
         std::optional<std::string> workspace;
         std::optional<std::string> folder;
+        std::optional<std::string> tree;
+        std::optional<std::string> platform;
         std::optional<std::string> sourceLocale;
         std::optional<std::string> brandVoice;
         std::optional<std::vector<std::string>> protectedTerms;
         std::optional<FinalLineBreak> finalLineBreak;
         std::map<std::string, std::map<std::string, std::string>> glossary; // term → locale → rendering
         std::vector<AppSetting> clear;
-        QUORVEL_RECORD(Request, app, workspace, folder, sourceLocale, brandVoice, protectedTerms,
-                       finalLineBreak, glossary, clear)
+        QUORVEL_RECORD(Request, app, workspace, folder, tree, platform, sourceLocale, brandVoice,
+                       protectedTerms, finalLineBreak, glossary, clear)
         static constexpr JSONMember members[] = {
             {"app", "The app.", JSONMember::required},
             workspaceMember,
             {"folder", "Its metadata folder from now on; the texts in the former one stay there."},
+            {"tree",
+             "A tree of another tool that is its metadata folder from now on and is worked on where it is; an "
+             "empty text goes back to its usual folder."},
+            {"platform",
+             "The platform of that tree: ios, macos, tvos or visionos. It is needed where the locales lie "
+             "directly in the tree and the app has versions of several platforms."},
             {"sourceLocale", "The locale from which translations start."},
             {"brandVoice", "The tone of its texts, in the user's words."},
             {"protectedTerms", "Terms that stay untranslated; they replace the former ones."},

@@ -66,9 +66,10 @@ ShowBuildConfig::Result ShowBuildConfig::perform(Application& application, const
 SaveBuildConfig::Result SaveBuildConfig::perform(Application& application, const Request& request,
                                                  const ActionProgress& progress) {
     const ManagedApp app = AppDirectory(application, targetOf(request).choice).requireApp();
-    const auto platform = buildPlatformOf(application, app, request.platform);
+    const auto platform = buildPlatformOf(application, app, request.platform, request.origin());
     progress.step({"Listing schemes…", {}, 0});
-    Result result{referenceOf(app), chooseBuildConfig(application, app, platform, request.config)};
+    Result result{referenceOf(app),
+                  chooseBuildConfig(application, app, platform, request.config, request.origin())};
     saveBuildConfig(application, app, result.chosen.config);
     result.chosen.isSaved = true;
     return result;
@@ -77,10 +78,11 @@ SaveBuildConfig::Result SaveBuildConfig::perform(Application& application, const
 PlanBuild::Result PlanBuild::perform(Application& application, const Request& request,
                                      const ActionProgress& progress) {
     const LocatedApp app = AppDirectory(application, targetOf(request).choice).locate();
-    const auto platform = buildPlatformOf(application, app.app, request.platform);
+    const auto platform = buildPlatformOf(application, app.app, request.platform, request.origin());
     progress.step({"Looking at the project…", {}, 0});
     return {
-        planBuildRun(application, app, chooseBuildConfig(application, app.app, platform, request.config))};
+        planBuildRun(application, app,
+                     chooseBuildConfig(application, app.app, platform, request.config, request.origin()))};
 }
 
 RunBuild::Result RunBuild::perform(Application& application, const Request& request,

@@ -55,12 +55,18 @@ struct BuildConfigRequest {
     BuildConfigChanges config;
     std::optional<std::string> app;
     std::optional<std::string> workspace;
-    QUORVEL_RECORD(BuildConfigRequest, platform, config, app, workspace)
+    bool ownFoldersOnly = false;
+    QUORVEL_RECORD(BuildConfigRequest, platform, config, app, workspace, ownFoldersOnly)
     static constexpr JSONMember members[] = {
         buildPlatformMember,
         {"config", "What is to be otherwise than it is saved.", JSONMember::optional},
         appMember,
-        workspaceMember};
+        workspaceMember,
+        {"ownFoldersOnly",
+         "Take the configuration that was handed over to assistants, and look for no project."}};
+    [[nodiscard]] BuildConfigOrigin origin() const {
+        return ownFoldersOnly ? BuildConfigOrigin::handedOver : BuildConfigOrigin::settings;
+    }
 };
 
 struct SaveBuildConfig {

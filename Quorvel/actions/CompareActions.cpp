@@ -1,9 +1,15 @@
 #include "Quorvel/actions/CompareActions.h"
 
 #include "Core/metadata/MetadataDiff.h"
+#include "Core/metadata/MetadataError.h"
+#include "Platform/text/Text.h"
+#include "Quorvel/actions/GitIgnoreAdvice.h"
 #include "Quorvel/application/Application.h"
+#include "Quorvel/application/RequestDefaults.h"
+#include "Quorvel/repository/RepositoryFile.h"
 
 #include <algorithm>
+#include <set>
 
 namespace quorvel {
 
@@ -28,12 +34,43 @@ std::map<std::string, FieldCount> countsOf(const TextComparison& texts) {
     return counts;
 }
 
+void requireKnownLocales(const TextComparison& texts, const std::string& folder,
+                         const std::vector<std::string>& wanted) {
+    for (const std::string& locale : wanted)
+        if (locale != shownPageLocale && !std::ranges::binary_search(texts.grid.locales, locale))
+            throw MetadataError::unknownLocale(locale, folder, texts.grid.locales);
+}
+
+void leaveChangedLocales(TextStatus::Result& status) {
+    std::erase_if(status.locales, [&](const std::string& locale) {
+        return std::ranges::find(status.changes, locale, &TextChange::locale) == status.changes.end();
+    });
+    std::erase_if(status.cells, [&](const auto& cells) {
+        return !std::ranges::binary_search(status.locales, cells.first);
+    });
+}
+
+std::int64_t charactersOf(const std::vector<DiffTexts::Segment>& segments, DiffSegment::Kind kind) {
+    std::size_t count = 0;
+    for (const DiffTexts::Segment& segment : segments)
+        if (segment.kind == kind) count += graphemeCount(segment.text);
+    return static_cast<std::int64_t>(count);
+}
+
 } // namespace
+
+std::vector<DiffTexts::Segment> segmentsOf(std::string_view before, std::string_view after) {
+    std::vector<DiffTexts::Segment> segments;
+    for (DiffSegment& segment : wordDiff(before, after))
+        segments.push_back({segment.kind, std::move(segment.text)});
+    return segments;
+}
 
 std::vector<TextChange> textChangesOf(const TextComparison& texts) {
     std::map<FieldKey, const LeftOutChange*> leftOut;
     for (const LeftOutChange& one : texts.selection.leftOut)
         leftOut[one.change.key()] = &one;
+    const std::set<FieldKey> fromDefault(texts.fromDefault.begin(), texts.fromDefault.end());
     std::vector<TextChange> changes;
     for (const PendingChange& change : texts.changes) {
         const auto found = leftOut.find(change.key());
@@ -45,7 +82,8 @@ std::vector<TextChange> textChangesOf(const TextComparison& texts) {
                            .isOverLimit = change.isOverLimit,
                            .isNewLocale = change.isNewLocale,
                            .clears = change.clears(),
-                           .explanation = MetadataDiff::explain(change),
+                           .explanation = (fromDefault.contains(change.key()) ? "From default/. " : "") +
+                                          MetadataDiff::explain(change),
                            .leftOut = left ? std::optional(left->reason) : std::nullopt,
                            .leftOutBecause = left ? std::optional(left->explanation) : std::nullopt,
                            .review = change.review});
@@ -70,7 +108,11 @@ TextStatus::Result TextStatus::perform(Application& application, const Request& 
                   .notices = texts.notices(),
                   .waiting = static_cast<std::int64_t>(texts.waiting()),
                   .overLimit = static_cast<std::int64_t>(texts.overLimit()),
-                  .unread = texts.unread};
+                  .unread = texts.unread,
+                  .conflicts = texts.conflicts,
+                  .fromDefault = texts.fromDefault};
+    if (const auto advice = gitIgnoreAdvice(opened.session->metadata->folder()))
+        result.notices.push_back(advice->text());
     for (const auto& [locale, cells] : texts.grid.cells)
         for (const auto& [field, cell] : cells)
             result.cells[locale][std::string(rawValue(field))] = cell;
@@ -80,26 +122,74 @@ TextStatus::Result TextStatus::perform(Application& application, const Request& 
         return locale.enabled && !std::ranges::binary_search(texts.grid.locales, locale.code);
     });
     result.checklist = MetadataChecklist::of(texts, static_cast<std::size_t>(missing));
+    if (const RepositoryFile* file = repositoryFor(application, opened.app))
+        result.repositoryFile = file->file;
+    if (request.changed) leaveChangedLocales(result);
     return result;
 }
 
 DiffTexts::Result DiffTexts::perform(Application& application, const Request& request,
                                      const ActionProgress&) {
     const OpenedApp opened = openLocal(application, targetOf(request));
-    const auto compared = opened.session->metadata->compare(request.context, {}, dryRunOf(request));
+    const PushFilter filter{.locales = request.locales, .fields = request.fields};
+    const auto compared = opened.session->metadata->compare(request.context, filter, dryRunOf(request));
+    requireKnownLocales(compared.texts, compared.folder.rootURL.string(), request.locales);
     Result result{.compared = comparedContextOf(opened, compared),
                   .wasPulled = compared.texts.wasPulled,
                   .differences = {},
                   .leftOut = compared.texts.selection.leftOut,
                   .notices = compared.texts.notices()};
     for (TextChange& change : textChangesOf(compared.texts)) {
+        if (!filter.takes({change.locale, change.field})) continue;
         Difference difference;
-        for (DiffSegment& segment : wordDiff(change.remote, change.local))
-            difference.segments.push_back({segment.kind, std::move(segment.text)});
+        difference.segments = segmentsOf(change.remote, change.local);
+        difference.added = charactersOf(difference.segments, DiffSegment::Kind::added);
+        difference.removed = charactersOf(difference.segments, DiffSegment::Kind::removed);
         difference.change = std::move(change);
         result.differences.push_back(std::move(difference));
     }
     return result;
+}
+
+DiffRemote::Result DiffRemote::perform(Application& application, const Request& request,
+                                       const ActionProgress& progress) {
+    const OpenedApp opened = openUnchanged(application, targetOf(request));
+    progress.step({std::string(discoveringText), {}, 0});
+    auto look = opened.session->metadata->compareRemote(request.context);
+    Result result{.compared = {knownReferenceOf(opened.app), look.folder.rootURL.string(), look.context.id(),
+                               look.context, look.texts.pulledAt},
+                  .wasPulled = look.texts.wasPulled,
+                  .differences = {},
+                  .unreadable = std::move(look.texts.unreadable),
+                  .conflicts = std::move(look.texts.conflicts)};
+    for (RemoteDifference& one : look.texts.differences) {
+        Difference difference{.locale = one.key.locale,
+                              .field = one.key.field,
+                              .changedBy = one.changedBy,
+                              .merges = one.merges};
+        if (one.changedBy != ChangedBy::local) difference.there = segmentsOf(one.base, one.remote);
+        if (one.changedBy == ChangedBy::local || one.changedBy == ChangedBy::bothDifferently)
+            difference.here = segmentsOf(one.base, one.local);
+        difference.base = std::move(one.base);
+        difference.local = std::move(one.local);
+        difference.remote = std::move(one.remote);
+        result.differences.push_back(std::move(difference));
+    }
+    return result;
+}
+
+TextStatusOfAllApps::Result TextStatusOfAllApps::perform(Application& application, const Request& request,
+                                                         const ActionProgress& progress) {
+    return {performForAllApps(application, request, [&](const Request& one) {
+        return TextStatus::perform(application, one, progress);
+    })};
+}
+
+DiffTextsOfAllApps::Result DiffTextsOfAllApps::perform(Application& application, const Request& request,
+                                                       const ActionProgress& progress) {
+    return {performForAllApps(application, request, [&](const Request& one) {
+        return DiffTexts::perform(application, one, progress);
+    })};
 }
 
 } // namespace quorvel

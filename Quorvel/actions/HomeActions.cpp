@@ -22,6 +22,7 @@ bool hasKey(Application& application, const KeyOwner& owner) {
 ShowHome::Result ShowHome::perform(Application& application, const Request& request, const ActionProgress&) {
     const AppDirectory directory(application, targetOf(request).choice);
     Result home;
+    if (const RepositoryFile* file = application.repository()) home.repository = *file;
     std::vector<ManagedApp> apps;
     if (request.app) {
         apps = {directory.require(*request.app)};

@@ -3,6 +3,7 @@
 
 #include "Quorvel/actions/AppOverview.h"
 #include "Quorvel/controllers/revenue/RevenueController.h"
+#include "Quorvel/repository/RepositoryFile.h"
 
 namespace quorvel {
 
@@ -29,9 +30,11 @@ struct ShowHome {
         std::vector<AppOverview> apps;
         bool hasRecordedApps = false; // in any workspace
         bool hasKey = false;          // that requests about one of these apps, or about none, would use
-        std::optional<RevenueCache> revenue; // of the last seven days, as it was shown last
-        std::vector<Reviews> reviews;        // of the apps that have any
-        QUORVEL_RECORD(Result, workspace, attentionCount, apps, hasRecordedApps, hasKey, revenue, reviews)
+        std::optional<RevenueCache> revenue;      // of the last seven days, as it was shown last
+        std::vector<Reviews> reviews;             // of the apps that have any
+        std::optional<RepositoryFile> repository; // the quorvel.toml in force
+        QUORVEL_RECORD(Result, workspace, attentionCount, apps, hasRecordedApps, hasKey, revenue, reviews,
+                       repository)
     };
     [[nodiscard]] static Result perform(Application& application, const Request& request,
                                         const ActionProgress& progress = {});

@@ -15,12 +15,12 @@ namespace {
 
 // Makes the same change to each of the locales, which the app has to manage.
 template <typename Request>
-ListLocales::Result changeLocales(Application& application, const Request& request,
-                                  const std::function<void(ManagedLocale&)>& change) {
+SwitchLocales::Result changeLocales(Application& application, const Request& request,
+                                    const std::function<void(ManagedLocale&)>& change) {
     const ManagedApp app = AppDirectory(application, targetOf(request).choice).requireApp();
     const AppRecords apps = application.apps();
     const auto known = apps.locales(app.id);
-    ListLocales::Result result{referenceOf(app), {}};
+    SwitchLocales::Result result{referenceOf(app), {}};
     for (const std::string& code : request.locales) {
         if (std::ranges::find(result.locales, code, &ManagedLocale::code) != result.locales.end()) continue;
         const auto found = std::ranges::find(known, code, &ManagedLocale::code);
@@ -51,8 +51,35 @@ AddLocale::Result AddLocale::perform(Application& application, const Request& re
 
 ListLocales::Result ListLocales::perform(Application& application, const Request& request,
                                          const ActionProgress&) {
-    const ManagedApp app = AppDirectory(application, targetOf(request).choice).requireApp();
-    return {referenceOf(app), application.apps().locales(app.id)};
+    const OpenedApp opened = openLocal(application, targetOf(request));
+    Result result{
+        knownReferenceOf(opened.app), {}, opened.session->metadata->overviewOfLocales(request.context)};
+    if (!opened.app.id.empty()) result.locales = application.apps().locales(opened.app.id);
+    return result;
+}
+
+PlanLocaleRemoval::Result PlanLocaleRemoval::perform(Application& application, const Request& request,
+                                                     const ActionProgress& progress) {
+    if (request.locales.empty())
+        throw ApplicationError(FailureKind::badRequest, "no locale is named", "Name those to remove.");
+    const OpenedApp opened = request.place == RemovalPlace::local
+                                 ? openLocal(application, targetOf(request))
+                                 : openUnchanged(application, targetOf(request));
+    const ToldOperations told(*opened.session, progress);
+    return {opened.session->metadata->planRemoval(request.locales, request.place, request.context,
+                                                  dryRunOf(request))};
+}
+
+RemoveLocales::Result RemoveLocales::perform(Application& application, const Request& request,
+                                             const ActionProgress& progress) {
+    const LocaleRemovalPlan& plan = request.plan;
+    OpenedApp opened =
+        plan.place == RemovalPlace::local
+            ? openLocal(application,
+                        {{plan.app.id ? plan.app.id : std::nullopt, request.workspace}, plan.folder})
+            : openPlanned(application, plan.app, request.workspace, plan.folder);
+    const ToldOperations told(*opened.session, progress);
+    return {opened.session->metadata->removeLocales(plan), std::move(opened.imported)};
 }
 
 SwitchLocales::Result SwitchLocales::perform(Application& application, const Request& request,

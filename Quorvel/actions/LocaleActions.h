@@ -34,12 +34,13 @@ struct AddLocale {
 };
 
 struct ListLocales {
-    static constexpr ActionInfo info{"list_locales", "List the locales that an app manages"};
-    using Request = AppRequest;
+    static constexpr ActionInfo info{"list_locales", "List an app's locales and what is missing of each"};
+    using Request = FolderRequest;
     struct Result {
-        AppReference app;
-        std::vector<ManagedLocale> locales;
-        QUORVEL_RECORD(Result, app, locales)
+        std::optional<AppReference> app;     // nothing over a named folder of no recorded app
+        std::vector<ManagedLocale> locales;  // by the records
+        std::optional<LocaleOverview> texts; // nothing where the context has no folder
+        QUORVEL_RECORD(Result, app, locales, texts)
     };
     [[nodiscard]] static Result perform(Application& application, const Request& request,
                                         const ActionProgress& progress = {});
@@ -59,7 +60,59 @@ struct SwitchLocales {
                                                  appMember,
                                                  workspaceMember};
     };
-    using Result = ListLocales::Result; // those that were switched
+    struct Result {
+        AppReference app;
+        std::vector<ManagedLocale> locales; // that were switched
+        QUORVEL_RECORD(Result, app, locales)
+    };
+    [[nodiscard]] static Result perform(Application& application, const Request& request,
+                                        const ActionProgress& progress = {});
+};
+
+struct PlanLocaleRemoval {
+    static constexpr ActionInfo info{"plan_locale_removal",
+                                     "Show what removing locales would lose here and on App Store Connect"};
+    struct Request {
+        std::vector<std::string> locales;
+        RemovalPlace place = RemovalPlace::everywhere;
+        std::optional<std::string> app;
+        std::optional<std::string> workspace;
+        std::optional<std::string> context;
+        std::optional<std::string> folder;
+        bool dryRun = false;
+        QUORVEL_RECORD(Request, locales, place, app, workspace, context, folder, dryRun)
+        static constexpr JSONMember members[] = {
+            {"locales", "The locales.", JSONMember::required},
+            {"place", "Where they are removed; everywhere when left out."},
+            appMember,
+            workspaceMember,
+            contextMember,
+            folderMember,
+            dryRunMember};
+    };
+    struct Result {
+        LocaleRemovalPlan plan;
+        QUORVEL_RECORD(Result, plan)
+    };
+    [[nodiscard]] static Result perform(Application& application, const Request& request,
+                                        const ActionProgress& progress = {});
+};
+
+struct RemoveLocales {
+    static constexpr ActionInfo info{
+        "remove_locales", "Remove locales here, into a backup, and on App Store Connect", Effect::remote};
+    struct Request {
+        LocaleRemovalPlan plan;
+        std::optional<std::string> workspace;
+        QUORVEL_RECORD(Request, plan, workspace)
+        static constexpr JSONMember members[] = {
+            {"plan", "The plan, as plan_locale_removal made it.", JSONMember::required}, workspaceMember};
+    };
+    struct Result {
+        LocaleRemovalReport report;
+        std::optional<ImportedAppReport> imported;
+        QUORVEL_RECORD(Result, report, imported)
+    };
     [[nodiscard]] static Result perform(Application& application, const Request& request,
                                         const ActionProgress& progress = {});
 };
@@ -84,7 +137,7 @@ struct SetLocales {
             appMember,
             workspaceMember};
     };
-    using Result = ListLocales::Result; // those that were set
+    using Result = SwitchLocales::Result; // those that were set
     [[nodiscard]] static Result perform(Application& application, const Request& request,
                                         const ActionProgress& progress = {});
 };

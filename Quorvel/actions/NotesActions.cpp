@@ -1,7 +1,7 @@
 #include "Quorvel/actions/NotesActions.h"
 
-#include "Core/build/BuildConfigStore.h"
 #include "Quorvel/application/Application.h"
+#include "Quorvel/application/BuildRuns.h"
 
 #include <algorithm>
 
@@ -15,12 +15,12 @@ std::filesystem::path folderPath(const Application& application, const std::file
     return path.has_filename() ? path : path.parent_path();
 }
 
-// Where the project of an app lies that is built here.
-std::vector<std::filesystem::path> projectFolders(const Application& application, const ManagedApp& app) {
+// Where the project of an app lies that is built here, as assistants were told it.
+std::vector<std::filesystem::path> projectFolders(Application& application, const ManagedApp& app) {
     std::vector<std::filesystem::path> folders;
-    const BuildConfigStore store(application.userDefaults());
-    for (const auto& [platform, name] : RawValues<TargetPlatform>::values)
-        if (const auto config = store.load(app.id, platform); config && !config->projectPath.empty())
+    for (const TargetPlatform platform : allTargetPlatforms)
+        if (const auto config = buildConfigOf(application, app, platform, BuildConfigOrigin::handedOver);
+            config && !config->projectPath.empty())
             folders.push_back(std::filesystem::path(config->projectPath).parent_path());
     return folders;
 }

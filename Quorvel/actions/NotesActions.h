@@ -42,8 +42,8 @@ struct PlanReleaseNotes {
             {"mustBeWritable", "Refuse now what could not be written afterwards."},
             dryRunMember,
             {"ownFoldersOnly",
-             "Look for the repository in the project of the app's build configuration and in "
-             "its metadata folder, not in the working folder."}};
+             "Look for the repository in the project of the build configuration that was handed over to "
+             "assistants and in the app's metadata folder, not in the working folder."}};
     };
     struct Result {
         ReleaseNotesPlan plan;

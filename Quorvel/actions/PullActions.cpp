@@ -20,7 +20,12 @@ PullRequest pullRequestOf(Application& application, const PullTexts::Request& re
     PullRequest wanted;
     if (request.context) wanted.context = requireContextID(*request.context).text();
     if (request.allContexts) wanted.contexts = PullRequest::Contexts::all;
+    if (request.leaveEdits && request.replaceEdits)
+        throw ApplicationError(FailureKind::badRequest,
+                               "leaving edits in place and replacing them exclude each other");
     if (request.leaveEdits) wanted.edits = LocalEdits::leaveInPlace;
+    if (request.replaceEdits) wanted.edits = LocalEdits::keepBeside;
+    wanted.dryRun = dryRunOf(request);
     if (request.allContexts || request.allApps) wanted.limiter = &application.limiter();
     return wanted;
 }
@@ -74,6 +79,7 @@ PullTexts::Result pullSeveral(Application& application, const std::vector<Opened
     PullTexts::Result result;
     for (const auto& pulls : all)
         result.pulls.insert(result.pulls.end(), pulls.begin(), pulls.end());
+    if (request.dryRun == DryRun::yes) return result;
     const auto state = index.state(); // follows the notifications of the pulls
     for (const OpenedApp& opened : apps)
         if (const auto found = state->summaries.find(opened.app.id); found != state->summaries.end())
@@ -88,11 +94,15 @@ PullTexts::Result PullTexts::perform(Application& application, const Request& re
     const PullRequest wanted = pullRequestOf(application, request);
     if (request.allApps) {
         std::vector<OpenedApp> apps;
-        for (const ManagedApp& app : appsToPull(application, request))
-            apps.push_back({app, application.session(app.id), std::nullopt});
+        for (const ManagedApp& app : appsToPull(application, request)) {
+            RequestedTarget target = targetOf(request);
+            target.choice.app = app.id;
+            apps.push_back(openRecorded(application, target));
+        }
         return pullSeveral(application, apps, wanted, progress);
     }
-    OpenedApp opened = openOrImport(application, targetOf(request));
+    OpenedApp opened = request.dryRun ? openUnchanged(application, targetOf(request))
+                                      : openOrImport(application, targetOf(request));
     if (request.allContexts) {
         Result result = pullSeveral(application, {opened}, wanted, progress);
         result.imported = std::move(opened.imported);
@@ -106,7 +116,8 @@ PullTexts::Result PullTexts::perform(Application& application, const Request& re
     result.pulls.front().folder = metadata.folder().rootURL.string();
     std::ranges::transform(metadata.state()->contexts, std::back_inserter(result.contexts),
                            &PlatformContext::id);
-    const LocaleSet disabled = application.apps().disabledLocales(opened.app.id);
+    const LocaleSet disabled =
+        opened.app.id.empty() ? LocaleSet() : application.apps().disabledLocales(opened.app.id);
     result.disabledLocales.assign(disabled.begin(), disabled.end());
     result.imported = std::move(opened.imported);
     return result;

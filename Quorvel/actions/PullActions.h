@@ -18,7 +18,10 @@ struct PullTexts {
         bool allContexts = false;
         bool allApps = false;
         bool leaveEdits = false;
-        QUORVEL_RECORD(Request, app, workspace, context, folder, allContexts, allApps, leaveEdits)
+        bool replaceEdits = false;
+        bool dryRun = false;
+        QUORVEL_RECORD(Request, app, workspace, context, folder, allContexts, allApps, leaveEdits,
+                       replaceEdits, dryRun)
         static constexpr JSONMember members[] = {
             appMember,
             workspaceMember,
@@ -26,8 +29,9 @@ struct PullTexts {
             folderMember,
             {"allContexts", "Every version that can be worked on, each into its own folder."},
             {"allApps", "Every recorded app of the workspace."},
-            {"leaveEdits",
-             "Leave local edits in place instead of replacing them; they are backed up otherwise."}};
+            {"leaveEdits", "Leave local edits in place, also where App Store Connect changed the text."},
+            {"replaceEdits", "Replace local edits by App Store Connect's texts after backing them up."},
+            dryRunMember};
     };
     /// One context of one app, or an app that failed as a whole.
     struct Pull {

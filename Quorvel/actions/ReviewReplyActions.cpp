@@ -142,6 +142,10 @@ SendReviewReply::Result SendReviewReply::perform(Application& application, const
         std::ranges::find(kept, plan.review.id, [](const SeenReview& seen) { return seen.review.id; });
     const SeenReview seen = found == kept.end() ? SeenReview{plan.review, plan.response, false} : *found;
     const auto sheet = reviews->openReply(seen);
+    // What was planned was typed, until App Store Connect had it: who emptied the draft since took it back.
+    if (!seen.hasDraft && found != kept.end() && !plan.isSent)
+        throw ApplicationError(FailureKind::stalePlan,
+                               "The typed reply was emptied since it was shown. Nothing was sent.");
     if (!seen.hasDraft)
         sheet->setReplyText(plan.text);
     else if (!isSameReply(sheet->state()->replyText, plan.text))

@@ -2,6 +2,7 @@
 
 #include "Core/screenshots/ScreenshotDisplayType.h"
 #include "Core/screenshots/ScreenshotError.h"
+#include "Quorvel/actions/PreviewActions.h"
 #include "Quorvel/application/Application.h"
 #include "Quorvel/application/Failure.h"
 
@@ -11,12 +12,21 @@ namespace quorvel {
 
 namespace {
 
+template <typename Request>
+bool flattens(const Request& request) {
+    if constexpr (requires { request.flatten; })
+        return request.flatten;
+    else
+        return false;
+}
+
 // All of it is checked before anything is asked.
-ScreenshotChoice choiceOf(const ScreenshotRequest& request, ScreenshotPushMode usual) {
+template <typename Request>
+ScreenshotChoice choiceOf(const Request& request, ScreenshotPushMode usual) {
     if (request.context) (void)requireContextID(*request.context);
     ScreenshotChoice choice{.mode = request.mode.value_or(usual),
                             .check = request.noCheck ? PictureCheck::none : PictureCheck::full,
-                            .alpha = request.flatten ? AlphaChannel::dropped : AlphaChannel::refused,
+                            .alpha = flattens(request) ? AlphaChannel::dropped : AlphaChannel::refused,
                             .withoutFiles =
                                 request.prune ? SetsWithoutFiles::empty : SetsWithoutFiles::leave};
     if (request.prune && choice.mode != ScreenshotPushMode::replaceSet)
@@ -28,15 +38,20 @@ ScreenshotChoice choiceOf(const ScreenshotRequest& request, ScreenshotPushMode u
         choice.selection.locales.push_back(locale);
     }
     for (const std::string& display : request.displayTypes) {
-        const auto type = displayTypeOfFolder(display);
+        const auto type = displayTypeOfFolder(display, Request::kind);
         if (!type)
             throw ApplicationError(
                 FailureKind::badRequest, fmt::format("{} is no display type", quotedWord(display)),
-                "A display type is named as App Store Connect does (APP_IPHONE_67) or as its folder is "
-                "(iphone-67).");
+                fmt::format("A display type is named as App Store Connect does ({}) or as its folder is "
+                            "(iphone-67).",
+                            findDisplayType("APP_IPHONE_67")->nameFor(Request::kind)));
         choice.selection.displayTypes.push_back(*type);
     }
     return choice;
+}
+
+ScreenshotsController& controllerOf(const OpenedApp& opened, AssetKind kind) {
+    return kind == AssetKind::preview ? *opened.session->previews : *opened.session->screenshots;
 }
 
 ActionProgress::Transfer transferOf(const ScreenshotTransfer& transfer, const std::filesystem::path& folder) {
@@ -49,45 +64,49 @@ ActionProgress::Transfer transferOf(const ScreenshotTransfer& transfer, const st
                                                                              : Stage::failed};
 }
 
-} // namespace
-
-PullScreenshots::Result PullScreenshots::perform(Application& application, const Request& request,
-                                                 const ActionProgress& progress) {
+template <typename Action>
+typename Action::Result pullAssets(AssetKind kind, Application& application,
+                                   const typename Action::Request& request, const ActionProgress& progress) {
     if (request.context) (void)requireContextID(*request.context); // before anything is asked
     OpenedApp opened = openOrImport(application, targetOf(request));
     const ToldOperations told(*opened.session, progress);
-    return {opened.session->screenshots->pull(request.context), std::move(opened.imported)};
+    return {controllerOf(opened, kind).pull(request.context), std::move(opened.imported)};
 }
 
-ImportScreenshots::Result ImportScreenshots::perform(Application& application, const Request& request,
-                                                     const ActionProgress& progress) {
+template <typename Action>
+typename Action::Result importAssets(AssetKind kind, Application& application,
+                                     const typename Action::Request& request,
+                                     const ActionProgress& progress) {
     const OpenedApp opened = openLocal(application, targetOf(request));
     const ToldOperations told(*opened.session, progress);
-    return {opened.session->screenshots->importPictures(application.absolutePath(request.tree),
-                                                        request.context, dryRunOf(request))};
+    return {controllerOf(opened, kind)
+                .importPictures(application.absolutePath(request.tree), request.context, dryRunOf(request))};
 }
 
-CompareScreenshots::Result CompareScreenshots::perform(Application& application, const Request& request,
-                                                       const ActionProgress&) {
+template <typename Action>
+typename Action::Result compareAssets(Application& application, const typename Action::Request& request) {
     const ScreenshotChoice choice = choiceOf(request, ScreenshotPushMode::replaceSet);
     const OpenedApp opened = openLocal(application, targetOf(request));
-    return {opened.session->screenshots->status(request.context, choice, dryRunOf(request))};
+    return {controllerOf(opened, Action::Request::kind).status(request.context, choice, dryRunOf(request))};
 }
 
-PlanScreenshotPush::Result PlanScreenshotPush::perform(Application& application, const Request& request,
-                                                       const ActionProgress& progress) {
+template <typename Action>
+typename Action::Result planAssets(Application& application, const typename Action::Request& request,
+                                   const ActionProgress& progress) {
     const ScreenshotChoice choice = choiceOf(request, ScreenshotPushMode::append);
     const OpenedApp opened = openUnchanged(application, targetOf(request));
     const ToldOperations told(*opened.session, progress);
-    return {opened.session->screenshots->planPush(request.context, choice, dryRunOf(request))};
+    return {controllerOf(opened, Action::Request::kind).planPush(request.context, choice, dryRunOf(request))};
 }
 
-PushScreenshots::Result PushScreenshots::perform(Application& application, const Request& request,
-                                                 const ActionProgress& progress) {
+template <typename Action>
+typename Action::Result pushAssets(AssetKind kind, Application& application,
+                                   const typename Action::Request& request, const ActionProgress& progress) {
     const ScreenshotPushPlan& plan = request.plan;
     OpenedApp opened = openPlanned(application, plan.app, request.workspace, plan.folder);
     const ToldOperations told(*opened.session, progress);
-    const auto pictures = screenshotPaths(MetadataFolder{plan.folder}, plan.version.contextID()).pictures;
+    const auto folder =
+        controllerOf(opened, kind).pictures(opened.session->metadata->folder(), plan.version.contextID());
     const ScreenshotPusher::Observer observer{
         .progress =
             [&](const ScreenshotPusher::PushProgress& step) {
@@ -95,10 +114,62 @@ PushScreenshots::Result PushScreenshots::perform(Application& application, const
                                static_cast<std::size_t>(step.total)});
             },
         .transfer =
-            [&](const ScreenshotTransfer& transfer) { progress.transfer(transferOf(transfer, pictures)); }};
+            [&](const ScreenshotTransfer& transfer) { progress.transfer(transferOf(transfer, folder)); }};
     ScreenshotPushOptions options;
     if (request.noWait) options.processingDeadline = 0;
-    return {opened.session->screenshots->push(plan, observer, options), std::move(opened.imported)};
+    return {controllerOf(opened, kind).push(plan, observer, options), std::move(opened.imported)};
+}
+
+} // namespace
+
+PullScreenshots::Result PullScreenshots::perform(Application& application, const Request& request,
+                                                 const ActionProgress& progress) {
+    return pullAssets<PullScreenshots>(AssetKind::screenshot, application, request, progress);
+}
+
+PullPreviews::Result PullPreviews::perform(Application& application, const Request& request,
+                                           const ActionProgress& progress) {
+    return pullAssets<PullPreviews>(AssetKind::preview, application, request, progress);
+}
+
+ImportScreenshots::Result ImportScreenshots::perform(Application& application, const Request& request,
+                                                     const ActionProgress& progress) {
+    return importAssets<ImportScreenshots>(AssetKind::screenshot, application, request, progress);
+}
+
+ImportPreviews::Result ImportPreviews::perform(Application& application, const Request& request,
+                                               const ActionProgress& progress) {
+    return importAssets<ImportPreviews>(AssetKind::preview, application, request, progress);
+}
+
+CompareScreenshots::Result CompareScreenshots::perform(Application& application, const Request& request,
+                                                       const ActionProgress&) {
+    return compareAssets<CompareScreenshots>(application, request);
+}
+
+ComparePreviews::Result ComparePreviews::perform(Application& application, const Request& request,
+                                                 const ActionProgress&) {
+    return compareAssets<ComparePreviews>(application, request);
+}
+
+PlanScreenshotPush::Result PlanScreenshotPush::perform(Application& application, const Request& request,
+                                                       const ActionProgress& progress) {
+    return planAssets<PlanScreenshotPush>(application, request, progress);
+}
+
+PlanPreviewPush::Result PlanPreviewPush::perform(Application& application, const Request& request,
+                                                 const ActionProgress& progress) {
+    return planAssets<PlanPreviewPush>(application, request, progress);
+}
+
+PushScreenshots::Result PushScreenshots::perform(Application& application, const Request& request,
+                                                 const ActionProgress& progress) {
+    return pushAssets<PushScreenshots>(AssetKind::screenshot, application, request, progress);
+}
+
+PushPreviews::Result PushPreviews::perform(Application& application, const Request& request,
+                                           const ActionProgress& progress) {
+    return pushAssets<PushPreviews>(AssetKind::preview, application, request, progress);
 }
 
 } // namespace quorvel

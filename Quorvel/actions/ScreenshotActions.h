@@ -32,6 +32,7 @@ struct ScreenshotRequest {
     bool flatten = false;
     bool prune = false;
     bool dryRun = false;
+    static constexpr AssetKind kind = AssetKind::screenshot;
     QUORVEL_RECORD(ScreenshotRequest, app, workspace, context, folder, mode, locales, displayTypes, noCheck,
                    flatten, prune, dryRun)
     static constexpr JSONMember members[] = {
@@ -107,7 +108,7 @@ struct PushScreenshots {
         std::optional<std::string> workspace;
         QUORVEL_RECORD(Request, plan, noWait, workspace)
         static constexpr JSONMember members[] = {
-            {"plan", "The plan, as plan_screenshot_push made it.", JSONMember::required},
+            {"plan", "The plan, as the planning action made it.", JSONMember::required},
             {"noWait", "Do not wait until App Store Connect has processed the uploads."},
             workspaceMember};
     };

@@ -88,7 +88,7 @@ Ship::Result Ship::perform(Application& application, const Request& request, con
                                .app = {opened.app, owner, std::nullopt},
                                .session = opened.session,
                                .client = application.client(owner),
-                               .folder = MetadataFolder{request.plan.folder},
+                               .folder = opened.session->metadata->folder(),
                                .options = request.plan.options,
                                .progress = progress})
                          .perform(request.plan);

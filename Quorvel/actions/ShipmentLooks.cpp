@@ -8,6 +8,7 @@
 #include "Quorvel/actions/TestFlightActions.h"
 #include "Quorvel/application/Application.h"
 #include "Quorvel/application/Failure.h"
+#include "Quorvel/controllers/screenshots/ScreenshotsController.h"
 
 #include <fmt/format.h>
 #include <fmt/ranges.h>
@@ -140,7 +141,7 @@ ShipStep Shipment::lookAtTexts() {
 }
 
 ShipStep Shipment::lookAtScreenshots() {
-    const auto pictures = screenshotPaths(parts_.folder, contextID()).pictures;
+    const auto pictures = parts_.session->screenshots->pictures(parts_.folder, contextID());
     std::error_code unreachable;
     const ScreenshotChoice choice{.mode = parts_.options.screenshots,
                                   .selection = {.platform = parts_.options.platform}};

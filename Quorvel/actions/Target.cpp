@@ -1,7 +1,10 @@
 #include "Quorvel/actions/Target.h"
 
+#include "Core/metadata/TreeInPlace.h"
 #include "Quorvel/application/Application.h"
 #include "Quorvel/application/Failure.h"
+#include "Quorvel/application/RequestDefaults.h"
+#include "Quorvel/repository/RepositoryFile.h"
 #include "Quorvel/workspace/AppFolder.h"
 
 #include <fmt/format.h>
@@ -10,13 +13,16 @@ namespace quorvel {
 
 namespace {
 
-std::optional<MetadataFolder> folderOf(const Application& application, const RequestedTarget& target) {
-    if (!target.folder) return std::nullopt;
-    return MetadataFolder{application.absolutePath(*target.folder)};
+// The folder that was named, else the tree of the repository that holds the app's texts.
+std::optional<MetadataFolder> folderOf(Application& application, const ManagedApp& app,
+                                       const RequestedTarget& target) {
+    if (target.folder) return folderAt(application.absolutePath(*target.folder));
+    const RepositoryFile* file = repositoryFor(application, app);
+    return file ? treeOf(*file) : std::nullopt;
 }
 
 OpenedApp opened(Application& application, ManagedApp app, const RequestedTarget& target) {
-    auto session = application.session(app.id, folderOf(application, target));
+    auto session = application.session(app.id, folderOf(application, app, target));
     return {std::move(app), std::move(session), std::nullopt};
 }
 
@@ -31,11 +37,15 @@ OpenedApp openRecorded(Application& application, const RequestedTarget& target) 
 }
 
 OpenedApp openLocal(Application& application, const RequestedTarget& target) {
-    const auto folder = folderOf(application, target);
-    if (!folder) return openRecorded(application, target);
     const AppDirectory directory(application, target.choice);
     if (auto app = directory.findMeant()) return opened(application, *std::move(app), target);
-    return {{}, application.sessionOfUnrecorded({}, directory.keyOwner(), *folder), std::nullopt};
+    ManagedApp app;
+    if (const RepositoryFile* file = application.repository(); file && directory.wanted() == file->app)
+        app.bundleId = file->app;
+    const auto folder = folderOf(application, app, target);
+    if (!folder) return openRecorded(application, target);
+    auto session = application.sessionOfUnrecorded(app, directory.keyOwner(), *folder);
+    return {std::move(app), std::move(session), std::nullopt};
 }
 
 OpenedApp openOrImport(Application& application, const RequestedTarget& target) {
@@ -51,8 +61,8 @@ OpenedApp openOrImport(Application& application, const RequestedTarget& target) 
 OpenedApp openUnchanged(Application& application, const RequestedTarget& target) {
     const LocatedApp located = AppDirectory(application, target.choice).locate();
     if (located.isRecorded()) return opened(application, located.app, target);
-    const auto folder =
-        folderOf(application, target).value_or(defaultAppFolder(application.home(), located.app.slug));
+    const auto folder = folderOf(application, located.app, target)
+                            .value_or(defaultAppFolder(application.home(), located.app.slug));
     return {located.app, application.sessionOfUnrecorded(located.app, located.owner, folder), std::nullopt};
 }
 
@@ -60,7 +70,7 @@ OpenedApp openPlanned(Application& application, const AppReference& app,
                       const std::optional<std::string>& workspace, const std::string& folder) {
     RequestedTarget target{{app.id ? app.id : app.appStoreId, workspace}, std::nullopt};
     OpenedApp result = openOrImport(application, target);
-    if (application.folderOf(result.app) == MetadataFolder{folder}) return result;
+    if (const auto own = application.folderOf(result.app); own && own->rootURL == folder) return result;
     target.folder = folder; // it was named for once
     result.session = opened(application, result.app, target).session;
     return result;

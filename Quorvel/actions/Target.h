@@ -87,8 +87,9 @@ struct OpenedApp {
 
 /// Opens the recorded app that is meant. Throws `ApplicationError`.
 [[nodiscard]] OpenedApp openRecorded(Application& application, const RequestedTarget& target);
-/// The same for a request that is only about local files: over a named folder also where no app is recorded,
-/// or nobody says which of several. The app is a blank one then.
+/// The same for a request that is only about local files: over a named folder, or the tree of a repository,
+/// also where no app is recorded, or nobody says which of several. The app is a blank one then, with the
+/// bundle id that the repository names.
 [[nodiscard]] OpenedApp openLocal(Application& application, const RequestedTarget& target);
 /// Opens the app, importing it where it is only on the account.
 [[nodiscard]] OpenedApp openOrImport(Application& application, const RequestedTarget& target);

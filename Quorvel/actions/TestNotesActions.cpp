@@ -1,5 +1,6 @@
 #include "Quorvel/actions/TestNotesActions.h"
 
+#include "Core/metadata/FallbackTexts.h"
 #include "Core/metadata/Locales.h"
 #include "Core/metadata/MetadataStore.h"
 #include "Platform/files/Files.h"
@@ -69,7 +70,7 @@ NotesByLocale readReleaseNotes(Application& application, const PlanTestNotes::Re
     const OpenedApp opened = openLocal(application, targetOf(request));
     const auto compared = opened.session->metadata->compare(request.context);
     NotesByLocale notes;
-    for (const auto& [locale, texts] : MetadataStore(compared.folder).readAllUsable().texts)
+    for (const auto& [locale, texts] : readTextsThatCount(compared.folder).texts)
         if (texts[FieldType::releaseNotes] && !compared.texts.disabledLocales.contains(locale))
             notes[locale] = withoutFinalBreak(*texts[FieldType::releaseNotes]);
     return notes;

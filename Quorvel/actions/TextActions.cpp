@@ -1,6 +1,7 @@
 #include "Quorvel/actions/TextActions.h"
 
 #include "Core/ai/translation/GeneratedTexts.h"
+#include "Core/metadata/FallbackTexts.h"
 #include "Core/metadata/MetadataStore.h"
 #include "Platform/text/Text.h"
 #include "Quorvel/application/Application.h"
@@ -45,7 +46,6 @@ ShowTexts::Result ShowTexts::perform(Application& application, const Request& re
                                      const ActionProgress&) {
     const OpenedApp opened = openLocal(application, targetOf(request));
     const auto compared = opened.session->metadata->compare(request.context, {}, dryRunOf(request));
-    const MetadataStore store(compared.folder);
     Result result{.app = knownReferenceOf(opened.app),
                   .context = compared.context.text(),
                   .sourceLocale = sourceLocaleOf(opened.app),
@@ -59,7 +59,7 @@ ShowTexts::Result ShowTexts::perform(Application& application, const Request& re
     std::set<FieldKey> pending;
     for (const PendingChange& change : compared.texts.changes)
         pending.insert(change.key());
-    auto read = store.readAllUsable();
+    auto read = readTextsThatCount(compared.folder);
     for (const auto& [locale, texts] : read.texts)
         for (const FieldType field : localeFields) {
             const FieldKey key{locale, field};

@@ -18,9 +18,20 @@ ImportTexts::Result ImportTexts::perform(Application& application, const Request
     OpenedApp opened = request.dryRun ? openUnchanged(application, targetOf(request))
                                       : openOrImport(application, targetOf(request));
     const ToldOperations told(*opened.session, progress);
-    auto import = opened.session->metadata->importTexts(tree, request.context, dryRunOf(request));
-    return {referenceOf(opened.app), import.folder.rootURL.string(), import.context.text(),
-            std::move(import.report), std::move(opened.imported)};
+    Result result{.app = referenceOf(opened.app),
+                  .folder = {},
+                  .context = {},
+                  .report = {},
+                  .imported = std::move(opened.imported)};
+    for (auto& import : opened.session->metadata->importTexts(tree, request.context, dryRunOf(request)))
+        result.others.push_back(
+            {import.folder.rootURL.string(), import.context.text(), std::move(import.report)});
+    Part first = std::move(result.others.front());
+    result.others.erase(result.others.begin());
+    result.folder = std::move(first.folder);
+    result.context = std::move(first.context);
+    result.report = std::move(first.report);
+    return result;
 }
 
 ExportTexts::Result ExportTexts::perform(Application& application, const Request& request,

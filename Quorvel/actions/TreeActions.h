@@ -24,13 +24,21 @@ struct ImportTexts {
                                                  folderMember,
                                                  dryRunMember};
     };
+    /// The texts of a further platform.
+    struct Part {
+        std::string folder; // of the context
+        std::string context;
+        ImportReport report;
+        QUORVEL_RECORD(Part, folder, context, report)
+    };
     struct Result {
         AppReference app;
         std::string folder; // of the context
         std::string context;
         ImportReport report;
         std::optional<ImportedAppReport> imported;
-        QUORVEL_RECORD(Result, app, folder, context, report, imported)
+        std::vector<Part> others; // of a tree with a folder per platform
+        QUORVEL_RECORD(Result, app, folder, context, report, imported, others)
     };
     [[nodiscard]] static Result perform(Application& application, const Request& request,
                                         const ActionProgress& progress = {});

@@ -5,6 +5,7 @@
 #include "Platform/text/Text.h"
 #include "Quorvel/application/AssistantHandoff.h"
 #include "Quorvel/application/Failure.h"
+#include "Quorvel/application/RequestDefaults.h"
 #include "Quorvel/workspace/AppFolder.h"
 
 #include <fmt/format.h>
@@ -173,23 +174,27 @@ ManagedApp AppDirectory::require(std::string_view wanted) const {
                                           : listing(apps));
 }
 
-// The app that was named, or the only one in view.
+std::optional<std::string> AppDirectory::wanted() const {
+    return choice_.app ? choice_.app : usualApp(application_);
+}
+
+// The app that is wanted, or the only one in view.
 std::optional<ManagedApp> AppDirectory::meantApp() const {
-    if (!choice_.app)
+    if (!wanted())
         if (const auto apps = appsInView(); apps.size() > 1)
             throw ApplicationError(FailureKind::severalApps, "say which app", listing(apps));
     return findMeant();
 }
 
 std::optional<ManagedApp> AppDirectory::findMeant() const {
-    if (choice_.app) return find(*choice_.app);
+    if (const auto app = wanted()) return find(*app);
     const auto apps = appsInView();
     return apps.size() == 1 ? std::optional(apps.front()) : std::nullopt;
 }
 
 ManagedApp AppDirectory::requireApp() const {
     if (auto found = meantApp()) return *found;
-    if (choice_.app) return require(*choice_.app);
+    if (const auto app = wanted()) return require(*app);
     throw ApplicationError(FailureKind::noAppRecorded, "no app is recorded here");
 }
 
@@ -197,9 +202,18 @@ std::vector<AccountApp> AppDirectory::accountApps() const {
     return application_.client(keyOwner())->listApps();
 }
 
+// An account may hold hundreds of apps, and what a repository names is a bundle id.
+AccountApp AppDirectory::locateOnAccount() const {
+    const auto app = wanted();
+    if (app && !choice_.app)
+        for (AccountApp& found : application_.client(keyOwner())->listApps(*app))
+            if (found.attributes.bundleId == app) return std::move(found);
+    return locateAmong(accountApps(), app.value_or(""));
+}
+
 LocatedApp AppDirectory::locate() const {
     if (auto found = meantApp()) return {*found, ownerOf(*found), std::nullopt};
-    const AccountApp app = locateAmong(accountApps(), choice_.app.value_or(""));
+    const AccountApp app = locateOnAccount();
     return {unrecorded(app), keyOwner(), app};
 }
 

@@ -60,9 +60,11 @@ class AppDirectory {
     /// The recorded app of this name; asks nobody.
     [[nodiscard]] std::optional<ManagedApp> find(std::string_view wanted) const;
     [[nodiscard]] ManagedApp require(std::string_view wanted) const;
-    /// The recorded app that was named, or the only one in view; nothing where that tells no app.
+    /// The app that was named, else the usual one; nothing where only the records can tell.
+    [[nodiscard]] std::optional<std::string> wanted() const;
+    /// The recorded app that is wanted, or the only one in view; nothing where that tells no app.
     [[nodiscard]] std::optional<ManagedApp> findMeant() const;
-    /// The recorded app that was named, or the only one in view.
+    /// The recorded app that is wanted, or the only one in view.
     [[nodiscard]] ManagedApp requireApp() const;
     /// The same, also where it is only on the account; records nothing.
     [[nodiscard]] LocatedApp locate() const;
@@ -81,6 +83,7 @@ class AppDirectory {
         bool made = false;
     };
     [[nodiscard]] std::optional<ManagedApp> meantApp() const;
+    [[nodiscard]] AccountApp locateOnAccount() const;
     [[nodiscard]] Destination workspaceForImport() const;
     void requireInWorkspace(const ManagedApp& app) const;
 

@@ -6,6 +6,8 @@
 #include "Platform/http/URLRules.h"
 #include "Platform/log/Log.h"
 #include "Platform/task/Task.h"
+#include "Quorvel/application/RequestDefaults.h"
+#include "Quorvel/repository/RepositoryFile.h"
 #include "Quorvel/workspace/AppFolder.h"
 
 #include <fmt/format.h>
@@ -48,6 +50,16 @@ Application::~Application() = default;
 
 std::filesystem::path Application::absolutePath(const std::filesystem::path& path) const {
     return (options_.workingFolder / path).lexically_normal();
+}
+
+const RepositoryFile* Application::repository() {
+    if (options_.repositorySearch == RepositorySearch::none) return nullptr;
+    const std::lock_guard lock(mutex_);
+    if (!repository_) {
+        auto found = loadRepositoryFile(options_.workingFolder, options_.home.root);
+        repository_ = found ? std::make_shared<const RepositoryFile>(*std::move(found)) : nullptr;
+    }
+    return repository_->get();
 }
 
 const Endpoints& Application::endpoints() {
@@ -226,6 +238,8 @@ WorkspaceIndex& Application::index() {
 
 std::optional<MetadataFolder> Application::folderOf(const ManagedApp& app) {
     try {
+        if (const RepositoryFile* file = repositoryFor(*this, app))
+            if (auto tree = treeOf(*file)) return tree;
         return appFolderOf(app, home(), apps());
     } catch (const std::exception&) {
         return std::nullopt;

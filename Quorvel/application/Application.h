@@ -32,7 +32,11 @@
 
 namespace quorvel {
 
+struct RepositoryFile;
 struct StoreClients;
+
+/// Whether the quorvel.toml at or above the working folder says what requests mean that name no app.
+enum class RepositorySearch { none, fromWorkingFolder };
 
 /// What a face hands in of its user's choices.
 struct ApplicationOptions {
@@ -45,6 +49,9 @@ struct ApplicationOptions {
     std::chrono::seconds patience = std::chrono::minutes(15); // with services that ask to wait, in all
     std::filesystem::path xcrun = defaultXcrun;               // starts the developer tools
     std::filesystem::path temporaryFolder = "/tmp";
+    RepositorySearch repositorySearch = RepositorySearch::none;
+    std::optional<std::string> usualApp = {};     // of requests that name none
+    std::optional<std::string> usualContext = {}; // of requests that name none
     std::function<void(double seconds)> sleep = [](double seconds) { sleepFor(seconds); }; // between polls
     /// Called with what a user must be told whatever he asked for; from any thread.
     std::function<void(const std::string&)> tell = [](const std::string&) {};
@@ -62,6 +69,10 @@ class Application {
     [[nodiscard]] const ApplicationOptions& options() const { return options_; }
     /// `path` from the working folder, without "." and "..".
     [[nodiscard]] std::filesystem::path absolutePath(const std::filesystem::path& path) const;
+
+    /// The quorvel.toml in force; null where there is none, or none is looked for. Throws
+    /// `RepositoryFileError`, `FileError`.
+    [[nodiscard]] const RepositoryFile* repository();
 
     /// Throws `EndpointsError`.
     [[nodiscard]] const Endpoints& endpoints();
@@ -117,7 +128,8 @@ class Application {
     [[nodiscard]] SharedContainer container();
     [[nodiscard]] AppRecords apps() { return {container(), clock()}; }
     [[nodiscard]] WorkspaceRecords workspaces() { return {container(), clock()}; }
-    /// The metadata folder of a recorded app; nothing where it is lost or cannot be told.
+    /// The metadata folder of a recorded app, in a repository of its texts the tree there; nothing where it
+    /// is lost or cannot be told.
     [[nodiscard]] std::optional<MetadataFolder> folderOf(const ManagedApp& app);
     [[nodiscard]] PushHistory history() { return PushHistory(container()); }
     [[nodiscard]] ActiveWorkspace activeWorkspace() const { return ActiveWorkspace(userDefaults_); }
@@ -152,6 +164,7 @@ class Application {
     [[nodiscard]] std::shared_ptr<URLSession> session();
     [[nodiscard]] bool mayWait(double seconds);
     [[nodiscard]] std::shared_ptr<AppSession> openSession(std::string_view appID);
+    void takeRepository(AppAccess::Parts& parts, const ManagedApp& app);
     [[nodiscard]] AppAccess::Parts
     partsOver(const ManagedApp& app, const MetadataFolder& folder,
               std::function<std::shared_ptr<const ASCClientProtocol>()> client);
@@ -163,6 +176,7 @@ class Application {
     std::mutex indexing_;      // guards the index
     mutable std::mutex mutex_; // guards all below but the index, the sessions and the limiter
     std::optional<Endpoints> endpoints_;
+    std::optional<std::shared_ptr<const RepositoryFile>> repository_; // nothing: not looked for yet
     Patience patience_;
     std::optional<Date> comeBackAt_;
     std::shared_ptr<URLSession> urlSession_;

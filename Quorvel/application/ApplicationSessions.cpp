@@ -1,6 +1,19 @@
 #include "Quorvel/application/Application.h"
+#include "Quorvel/application/RequestDefaults.h"
+#include "Quorvel/repository/RepositoryFile.h"
 
 namespace quorvel {
+
+// What the repository says of the app, as far as it is about the folder that is worked on.
+void Application::takeRepository(AppAccess::Parts& parts, const ManagedApp& app) {
+    parts.context = options_.usualContext;
+    const RepositoryFile* file = repositoryFor(*this, app);
+    if (!file) return;
+    const auto tree = treeOf(*file);
+    if (tree && (!parts.folder || parts.folder->rootURL != tree->rootURL)) return;
+    if (!parts.context) parts.context = file->context;
+    if (file->screenshots) parts.pictures = *file->screenshots;
+}
 
 std::shared_ptr<AppSession> Application::session(std::string_view appID,
                                                  const std::optional<MetadataFolder>& folder) {
@@ -23,8 +36,11 @@ std::shared_ptr<AppSession> Application::openSession(std::string_view key) {
         .clock = clock(),
         .notifications = notifications_,
     };
-    if (end == key.size()) return makeAppSession(std::move(parts), std::make_shared<OperationGate>());
-    parts.folder = MetadataFolder{std::filesystem::path(key.substr(end + 1))};
+    const ManagedApp app = apps().find(appID).value_or(ManagedApp{});
+    parts.folder = folderOfKey(key);
+    const bool isAppsOwn = !parts.folder;
+    takeRepository(parts, app);
+    if (isAppsOwn) return makeAppSession(std::move(parts), std::make_shared<OperationGate>());
     return makeAppSession(std::move(parts), sessions_.session(appID)->gate);
 }
 
@@ -42,14 +58,16 @@ std::shared_ptr<AppSession> Application::sessionOver(const ManagedApp& app, cons
 
 AppAccess::Parts Application::partsOver(const ManagedApp& app, const MetadataFolder& folder,
                                         std::function<std::shared_ptr<const ASCClientProtocol>()> client) {
-    return {.container = hasRecords() ? container() : nullptr,
-            .app = [app] { return app; },
-            .client = std::move(client),
-            .http = [this] { return transfers(); },
-            .home = home(),
-            .clock = clock(),
-            .notifications = notifications_,
-            .folder = folder};
+    AppAccess::Parts parts{.container = hasRecords() ? container() : nullptr,
+                           .app = [app] { return app; },
+                           .client = std::move(client),
+                           .http = [this] { return transfers(); },
+                           .home = home(),
+                           .clock = clock(),
+                           .notifications = notifications_,
+                           .folder = folder};
+    takeRepository(parts, app);
+    return parts;
 }
 
 void Application::forgetSession(std::string_view appID) {

@@ -1,11 +1,14 @@
 #include "Quorvel/application/BuildRuns.h"
 
+#include "Core/assistants/MCPHandoff.h"
 #include "Core/build/BuildConfigStore.h"
 #include "Core/build/ProjectSearch.h"
 #include "Platform/text/Text.h"
 #include "Quorvel/application/AssistantHandoff.h"
+#include "Quorvel/application/RequestDefaults.h"
 #include "Quorvel/controllers/build/BuildLog.h"
 #include "Quorvel/controllers/metadata/MetadataController.h"
+#include "Quorvel/repository/RepositoryFile.h"
 
 #include <fmt/format.h>
 #include <fmt/ranges.h>
@@ -66,6 +69,25 @@ void applyChanges(const Application& application, const BuildConfigChanges& chan
         changes.autoAttachBuildToVersion.value_or(config.autoAttachBuildToVersion);
     config.autoIncrementBuildNumber =
         changes.autoIncrementBuildNumber.value_or(config.autoIncrementBuildNumber);
+}
+
+// The quorvel.toml that is about the app, or about whatever is built where nobody says of which app.
+const RepositoryFile* repositoryOf(Application& application, const std::optional<ManagedApp>& app) {
+    return app ? repositoryFor(application, *app) : application.repository();
+}
+
+std::optional<std::string> usualProject(Application& application, const std::optional<ManagedApp>& app) {
+    const RepositoryFile* file = repositoryOf(application, app);
+    return file ? file->project : std::nullopt;
+}
+
+std::optional<TargetPlatform> usualPlatform(Application& application, const std::optional<ManagedApp>& app) {
+    const RepositoryFile* file = repositoryOf(application, app);
+    const auto context = file && file->context ? parseContextID(*file->context) : std::nullopt;
+    if (context)
+        for (const TargetPlatform platform : allTargetPlatforms)
+            if (namesOf(platform).altoolType == platformFolderName(context->platform)) return platform;
+    return std::nullopt;
 }
 
 // The working folder says more than the app's metadata folder, which mostly lies elsewhere.
@@ -216,22 +238,41 @@ class LoggedRun {
 
 } // namespace
 
+std::optional<BuildConfig> buildConfigOf(Application& application, const ManagedApp& app,
+                                         TargetPlatform platform, BuildConfigOrigin origin) {
+    if (app.id.empty()) return std::nullopt; // it is not recorded
+    if (origin == BuildConfigOrigin::settings)
+        return BuildConfigStore(application.userDefaults()).load(app.id, platform);
+    auto handedOver = MCPBuildConfigStore(mcpFolder(application.home())).load();
+    if (!handedOver) return std::nullopt;
+    const auto found = handedOver->configs.find(MCPBuildConfigsBlob::keyOf(app.slug, platform));
+    if (found == handedOver->configs.end()) return std::nullopt;
+    found->second.platform = platform;
+    return std::move(found->second);
+}
+
 ChosenBuildConfig chooseBuildConfig(Application& application, const std::optional<ManagedApp>& app,
-                                    TargetPlatform platform, const BuildConfigChanges& changes) {
-    const BuildConfigStore store(application.userDefaults());
-    const auto saved = app && !app->id.empty() ? store.load(app->id, platform) : std::nullopt;
-    ChosenBuildConfig chosen;
+                                    TargetPlatform platform, const BuildConfigChanges& changes,
+                                    BuildConfigOrigin origin) {
+    const auto saved = app ? buildConfigOf(application, *app, platform, origin) : std::nullopt;
+    ChosenBuildConfig chosen{.isHandedOver = origin == BuildConfigOrigin::handedOver};
     if (saved) chosen.config = *saved;
     chosen.config.platform = platform;
-    applyChanges(application, changes, chosen.config);
-    if (chosen.config.projectPath.empty()) findProject(application, app, chosen);
+    BuildConfigChanges wanted = changes;
+    if (!wanted.projectPath && !chosen.isHandedOver) wanted.projectPath = usualProject(application, app);
+    applyChanges(application, wanted, chosen.config);
+    if (chosen.config.projectPath.empty() && chosen.isHandedOver)
+        chosen.remarks.push_back(fmt::format("No build configuration for {} was handed over to assistants.",
+                                             namesOf(platform).altoolType));
+    else if (chosen.config.projectPath.empty())
+        findProject(application, app, chosen);
     if (chosen.config.scheme.empty() && !chosen.config.projectPath.empty()) findScheme(application, chosen);
     chosen.isSaved = saved == chosen.config;
     return chosen;
 }
 
 TargetPlatform buildPlatformOf(Application& application, const std::optional<ManagedApp>& app,
-                               const std::optional<std::string>& name) {
+                               const std::optional<std::string>& name, BuildConfigOrigin origin) {
     if (name) {
         for (const TargetPlatform platform : allTargetPlatforms)
             if (namesOf(platform).altoolType == *name) return platform;
@@ -239,9 +280,9 @@ TargetPlatform buildPlatformOf(Application& application, const std::optional<Man
                                fmt::format("{} is no platform that is built for", quotedWord(*name)),
                                "Builds are made for ios or macos.");
     }
-    const BuildConfigStore store(application.userDefaults());
+    if (const auto usual = usualPlatform(application, app)) return *usual;
     const auto isSaved = [&](TargetPlatform platform) {
-        return app && !app->id.empty() && store.load(app->id, platform).has_value();
+        return app && buildConfigOf(application, *app, platform, origin).has_value();
     };
     const bool isForMac = isSaved(TargetPlatform::macOS) && !isSaved(TargetPlatform::iOS);
     return isForMac ? TargetPlatform::macOS : TargetPlatform::iOS;
@@ -249,10 +290,11 @@ TargetPlatform buildPlatformOf(Application& application, const std::optional<Man
 
 std::string chooseBuildProject(Application& application, const std::optional<ManagedApp>& app,
                                TargetPlatform platform, const std::optional<std::string>& named) {
-    if (named) return requireProjectPath(application, *named);
+    if (const auto project = named ? named : usualProject(application, app))
+        return requireProjectPath(application, *project);
     ChosenBuildConfig chosen;
-    if (app && !app->id.empty())
-        if (const auto saved = BuildConfigStore(application.userDefaults()).load(app->id, platform))
+    if (app)
+        if (const auto saved = buildConfigOf(application, *app, platform, BuildConfigOrigin::settings))
             chosen.config = *saved;
     if (chosen.config.projectPath.empty()) findProject(application, app, chosen);
     if (chosen.config.projectPath.empty())
@@ -263,12 +305,15 @@ std::string chooseBuildProject(Application& application, const std::optional<Man
 
 bool saveBuildConfig(Application& application, const ManagedApp& app, const BuildConfig& config) {
     const bool differed = BuildConfigStore(application.userDefaults()).save(app.id, config);
-    if (differed) refreshAssistantHandoff(application);
+    refreshAssistantHandoff(application); // also where only its file is missing
     return differed;
 }
 
 BuildRunPlan planBuildRun(Application& application, const LocatedApp& app, const ChosenBuildConfig& chosen) {
-    BuildRunPlan plan{.app = referenceOf(app.app), .config = chosen.config, .choices = chosen.remarks};
+    BuildRunPlan plan{.app = referenceOf(app.app),
+                      .config = chosen.config,
+                      .choices = chosen.remarks,
+                      .isHandedOver = chosen.isHandedOver};
     if (plan.config.projectPath.empty() || plan.config.scheme.empty())
         throw ApplicationError(FailureKind::buildNotConfigured,
                                "Build config incomplete — pick project and scheme.",
@@ -293,7 +338,7 @@ BuildRunReport runBuild(Application& application, const ManagedApp& app, const B
     requireBuildName("exportMethod", plan.config.exportMethod);
     const AppReference reference = referenceOf(app);
     LoggedRun run(application, reference, ownerOf(app), plan.config.platform, onLine);
-    const bool isSavedNow = saveBuildConfig(application, app, plan.config);
+    const bool isSavedNow = !plan.isHandedOver && saveBuildConfig(application, app, plan.config);
     BuildRunReport report =
         run.perform([&](BuildController& controller) { return controller.run(plan.config, plan.numbers); });
     report.savedConfig = isSavedNow;

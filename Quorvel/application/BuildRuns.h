@@ -41,27 +41,41 @@ struct BuildConfigChanges {
 struct ChosenBuildConfig {
     BuildConfig config;
     bool isSaved = false;             // as it is here
+    bool isHandedOver = false;        // and not read from the settings
     std::vector<std::string> remarks; // how the first values were found, and what is still to be chosen
-    QUORVEL_RECORD(ChosenBuildConfig, config, isSaved, remarks)
+    QUORVEL_RECORD(ChosenBuildConfig, config, isSaved, isHandedOver, remarks)
 };
 
-/// The platform of this name ("ios", "macos"); when it is left out the one that the app's only saved
-/// configuration is for, else iOS. Throws `ApplicationError`.
-[[nodiscard]] TargetPlatform buildPlatformOf(Application& application, const std::optional<ManagedApp>& app,
-                                             const std::optional<std::string>& name);
+/// Which build configurations count.
+enum class BuildConfigOrigin {
+    settings,   // those that the user saved
+    handedOver, // what assistants were told of them
+};
 
-/// The project that is named, that is saved for the app, or that is found as below. Throws
-/// `ApplicationError`.
+/// The configuration of an app's platform; nothing where there is none.
+[[nodiscard]] std::optional<BuildConfig> buildConfigOf(Application& application, const ManagedApp& app,
+                                                       TargetPlatform platform, BuildConfigOrigin origin);
+
+/// The platform of this name ("ios", "macos"); when it is left out that of the repository, else the one
+/// that the app's only configuration is for, else iOS. Throws `ApplicationError`.
+[[nodiscard]] TargetPlatform buildPlatformOf(Application& application, const std::optional<ManagedApp>& app,
+                                             const std::optional<std::string>& name,
+                                             BuildConfigOrigin origin = BuildConfigOrigin::settings);
+
+/// The project that is named, by the request or the repository, that is saved for the app, or that is found
+/// as below. Throws `ApplicationError`.
 [[nodiscard]] std::string chooseBuildProject(Application& application, const std::optional<ManagedApp>& app,
                                              TargetPlatform platform,
                                              const std::optional<std::string>& named);
 
-/// The saved configuration of an app's platform with `changes`; where none is saved, first values: the only
-/// project at or above the working folder, else the app's metadata folder, and its only scheme. Asks the
-/// developer tools for the schemes at most. Throws `ApplicationError` for a value that cannot be used.
+/// The saved configuration of an app's platform with `changes` and the repository's project; where none is
+/// saved, first values: the only project at or above the working folder, else the app's metadata folder, and
+/// its only scheme. Of what was handed over only the scheme is looked for. Asks the developer tools for the
+/// schemes at most. Throws `ApplicationError` for a value that cannot be used.
 [[nodiscard]] ChosenBuildConfig chooseBuildConfig(Application& application,
                                                   const std::optional<ManagedApp>& app,
-                                                  TargetPlatform platform, const BuildConfigChanges& changes);
+                                                  TargetPlatform platform, const BuildConfigChanges& changes,
+                                                  BuildConfigOrigin origin = BuildConfigOrigin::settings);
 /// Saves the configuration for the app and its platform; whether it differed. Throws `FileError`.
 bool saveBuildConfig(Application& application, const ManagedApp& app, const BuildConfig& config);
 inline constexpr std::string_view buildConfigSavedText =
@@ -77,7 +91,9 @@ struct BuildRunPlan {
     std::vector<std::string> choices;    // what was chosen by itself, as nothing was saved
     std::vector<std::string> remarks;    // what is not known or could go wrong
     std::optional<AwaitedBuild> awaited; // an earlier build that nobody would wait for any more
-    QUORVEL_RECORD(BuildRunPlan, app, config, numbers, workdir, keyID, choices, remarks, awaited)
+    bool isHandedOver = false;           // the configuration was, and the settings stay as they are
+    QUORVEL_RECORD(BuildRunPlan, app, config, numbers, workdir, keyID, choices, remarks, awaited,
+                   isHandedOver)
 };
 
 /// What a build run came to.

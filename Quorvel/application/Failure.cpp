@@ -17,6 +17,7 @@
 #include "Quorvel/controllers/OperationRefused.h"
 #include "Quorvel/controllers/build/BuildController.h"
 #include "Quorvel/controllers/reviews/ReplySheet.h"
+#include "Quorvel/repository/RepositoryFile.h"
 
 #include <fmt/format.h>
 #include <fmt/ranges.h>
@@ -177,6 +178,8 @@ FailureKind kindOf(Refusal refusal) {
         return FailureKind::readOnly;
     case Refusal::screenshotsNotPulled:
         return FailureKind::screenshotsNotPulled;
+    case Refusal::previewsNotPulled:
+        return FailureKind::previewsNotPulled;
     case Refusal::sourceIsTarget:
         return FailureKind::sourceIsTarget;
     case Refusal::noTargetLocales:
@@ -237,6 +240,7 @@ Failure failureOf(const OperationRefused& error) {
         break;
     case Refusal::noContextSelected: // the detail says the same of what was asked for
     case Refusal::screenshotsNotPulled:
+    case Refusal::previewsNotPulled:
     case Refusal::sourceIsTarget:
     case Refusal::noBaseKeywords:
     case Refusal::unknownCommit:
@@ -315,6 +319,9 @@ Failure failureOf(const std::exception& error) {
                 version->what(), std::nullopt};
     if (const auto* assistant = dynamic_cast<const MCPClientInstaller::InstallError*>(&error))
         return failureOf(*assistant);
+    if (const auto* named = dynamic_cast<const RepositoryFileError*>(&error))
+        return {FailureKind::badRequest, named->what(),
+                named->advice().empty() ? std::nullopt : std::optional(named->advice())};
     if (dynamic_cast<const EndpointsError*>(&error))
         return {FailureKind::endpoints, error.what(), std::nullopt};
     if (dynamic_cast<const JSONError*>(&error)) return {FailureKind::badRequest, error.what(), std::nullopt};

@@ -59,6 +59,7 @@ enum class FailureKind {
     folderLost,
     notPulled,
     screenshotsNotPulled,
+    previewsNotPulled,
     noVersions,
     noTargetLocales, // to translate into
     noBaseKeywords,  // to coordinate others with
@@ -125,6 +126,7 @@ struct RawValues<FailureKind> {
         {F::folderLost, "folderLost"},
         {F::notPulled, "notPulled"},
         {F::screenshotsNotPulled, "screenshotsNotPulled"},
+        {F::previewsNotPulled, "previewsNotPulled"},
         {F::noVersions, "noVersions"},
         {F::noTargetLocales, "noTargetLocales"},
         {F::noBaseKeywords, "noBaseKeywords"},

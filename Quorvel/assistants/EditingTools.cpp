@@ -22,6 +22,9 @@ std::string summaryOf(const PullTexts::Result& result) {
         text += fmt::format("{}{} {}: ", text.empty() ? "" : "\n", pull.app.displayName,
                             pull.context.value_or(""));
         text += pull.failure ? pull.failure->text : "pulled.";
+        if (pull.result && !pull.result->conflicts.empty())
+            text += fmt::format(" In conflict, with the local edits kept aside: {}.",
+                                pull.result->conflicts.size());
     }
     return text;
 }
@@ -84,10 +87,10 @@ std::vector<Tool> editingTools() {
     return {
         actionTool<PullTexts>(
             {.name = "pull",
-             .title = "Pull store texts",
+             .title = "Pull",
              .description =
                  "Copy an app's store texts from App Store Connect into its local folder; records the app "
-                 "first where it is new. Local edits are backed up, or kept with leaveEdits.",
+                 "first where it is new. Merges local edits, or leaves them with leaveEdits.",
              .reach = ToolReach::edits,
              .holdsForeignTexts = true,
              .list = "pulls"},
@@ -96,17 +99,16 @@ std::vector<Tool> editingTools() {
         actionTool<WriteTexts>(
             {.name = "write_texts",
              .title = "Write store texts",
-             .description = "Write local store texts, several at once. Returns lengths and "
-                            "limits; a text above its limit is not written. What is replaced is backed up.",
+             .description =
+                 "Write local store texts, several at once; one above its limit is not written. What is replaced is backed up.",
              .reach = ToolReach::edits,
              .asksServices = false,
              .list = "texts"},
             {"texts", "app", "context"}, "", [](const auto& result) { return summaryOf(result); }),
         actionTool<AcceptTexts>(
             {.name = "accept_texts",
-             .title = "Accept generated texts",
-             .description =
-                 "Mark generated texts as read, so that a push takes them, once the user has read them.",
+             .title = "Accept texts",
+             .description = "Mark generated texts as read by the user, so that a push takes them.",
              .reach = ToolReach::edits,
              .asksServices = false},
             {"app", "context", "locales", "fields"}, "texts",
@@ -115,10 +117,9 @@ std::vector<Tool> editingTools() {
             }),
         chainTool<PlanTranslation, TranslateTexts>(
             {.name = "translate",
-             .title = "Translate store texts",
+             .title = "Translate",
              .description =
-                 "Translate missing or outdated local store texts into the other locales with the AI service. "
-                 "Costs money.",
+                 "Translate missing or outdated local store texts from one locale to others with the AI service. Costs money.",
              .reach = ToolReach::edits,
              .holdsForeignTexts = true,
              .list = "texts"},
@@ -127,8 +128,7 @@ std::vector<Tool> editingTools() {
             {.name = "keywords",
              .title = "Coordinate keywords",
              .description =
-                 "Coordinate the keywords of the four English locales with the AI service, so that none "
-                 "repeats another. Costs money.",
+                 "Spread keywords over the four English locales without repeats, with the AI service. Costs money.",
              .reach = ToolReach::edits,
              .holdsForeignTexts = true},
             {"app", "context", "all"}, "keywords",
@@ -140,19 +140,17 @@ std::vector<Tool> editingTools() {
             {.name = "draft_release_notes",
              .title = "Draft release notes",
              .description =
-                 "Draft release notes from the git commits since the last version. Writes nothing; costs "
-                 "money.",
+                 "Draft release notes from git commits (from, to: tags or commits; else since the last version). Writes nothing; costs money.",
              .reach = ToolReach::edits,
              .holdsForeignTexts = true},
             {"app", "context", "from", "to", "include", "exclude"}, "report", drafted),
-        actionTool<RevertRun>({.name = "revert_run",
-                               .title = "Revert a push",
-                               .description =
-                                   "Write back into the local files what a push replaced (see history); "
-                                   "prepare_push then sends it.",
-                               .reach = ToolReach::edits,
-                               .asksServices = false},
-                              {"run", "app"}, "report", [](const auto& result) { return summaryOf(result); }),
+        actionTool<RevertRun>(
+            {.name = "revert_run",
+             .title = "Revert a push",
+             .description = "Write back locally what a push replaced (see history); prepare_push sends it.",
+             .reach = ToolReach::edits,
+             .asksServices = false},
+            {"run", "app"}, "report", [](const auto& result) { return summaryOf(result); }),
     };
 }
 

@@ -18,35 +18,37 @@ constexpr ShortText shortTexts[] = {{"app", ""},
                                     {"platform", ""},
                                     {"version", ""},
                                     {"displayTypes", ""},
-                                    {"run", "An id of history, or last."},
+                                    {"run", "An id, or last."},
                                     {"limit", ""},
                                     {"days", ""},
                                     {"apps", ""},
                                     {"handle", ""},
                                     {"texts", ""},
+                                    {"to", ""},
+                                    {"from", ""},
                                     {"groups", "By name or id."},
-                                    {"build", "The newest when left out."},
+                                    {"build", "Else the newest."},
                                     {"allowClear", "Also remove texts."},
-                                    {"allowUnreviewed", "Also texts that nobody has read."},
+                                    {"allowUnreviewed", "Also unread ones."},
                                     {"allContexts", ""},
                                     {"leaveEdits", ""},
                                     {"mode", "replace: only the local files stay."},
-                                    {"flatten", "Drop unused alpha channels."},
-                                    {"prune", "Empty sets without local files."},
-                                    {"include", "Hashes of commits left out otherwise."},
+                                    {"flatten", "Drop alpha channels."},
+                                    {"prune", "Empty sets without files."},
+                                    {"include", "Hashes of commits."},
                                     {"exclude", "Hashes of commits."},
                                     {"step", ""},
                                     {"notify", "Tell testers."},
-                                    {"force", "Though app_status is not clean."},
+                                    {"force", "Though it is not clean."},
                                     {"all", "Also what is up to date."},
                                     {"type", ""},
-                                    {"date", "Such as 2026-12-01T09:00:00+01:00."},
+                                    {"date", "2026-12-01T09:00:00+01:00."},
                                     {"usesNonExemptEncryption", ""},
                                     {"stars", ""},
                                     {"territories", "Such as USA."},
                                     {"sentiments", "positive, mixed, neutral or negative."},
                                     {"theme", ""},
-                                    {"since", "2026-03-01, or 30d."},
+                                    {"since", "2026-03-01 or 30d."},
                                     {"unanswered", ""},
                                     {"review", ""},
                                     {"text", ""},
@@ -98,28 +100,13 @@ JSONValue argumentsSchema(const JSONValue& request, std::span<const std::string_
 
 JSONValue leanSchema(const JSONValue& result) {
     JSONValue schema = JSONValue::object({{"type", "object"}});
-    const JSONValue* const required = result.find("required");
-    if (required) schema.set("required", *required);
-    if (const JSONValue* const members = result.find("properties"))
-        for (const auto& one : *members->members()) {
-            const std::string& name = one.first;
-            const bool isRequired = required && std::ranges::find(*required->items(), JSONValue(name)) !=
-                                                    required->items()->end();
-            if (!isRequired) addOptional(schema, name, "");
-        }
+    if (const JSONValue* const required = result.find("required")) schema.set("required", *required);
     return schema;
 }
 
-void addRequired(JSONValue& schema, std::string_view member) {
-    if (!schema.find("required")) schema.set("required", JSONValue::array());
-    schema.find("required")->items()->emplace_back(member);
-}
-
-void addOptional(JSONValue& schema, std::string_view member, std::string_view type) {
+void addArgument(JSONValue& schema, std::string_view member, std::string_view type) {
     if (!schema.find("properties")) schema.set("properties", JSONValue::object());
-    JSONValue property = JSONValue::object();
-    if (!type.empty()) property.set("type", type);
-    schema.find("properties")->set(member, std::move(property));
+    schema.find("properties")->set(member, JSONValue::object({{"type", type}}));
 }
 
 } // namespace quorvel

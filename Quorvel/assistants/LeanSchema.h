@@ -12,12 +12,12 @@ namespace quorvel {
 /// with their descriptions.
 [[nodiscard]] JSONValue argumentsSchema(const JSONValue& request, std::span<const std::string_view> shown);
 
-/// The schema of a tool's result, which names each member once: those that are always there as required, the
-/// others as properties.
+/// The schema of a tool's result, which names the members that are always there. What results of all tools
+/// may hold beside them ("notice", "total", "more") is told once, in the server's instructions.
 [[nodiscard]] JSONValue leanSchema(const JSONValue& result);
-/// Adds members to a schema.
-void addRequired(JSONValue& schema, std::string_view member);
-void addOptional(JSONValue& schema, std::string_view member, std::string_view type);
+
+/// Adds an argument to a schema.
+void addArgument(JSONValue& schema, std::string_view member, std::string_view type);
 
 /// The schema of a member of a result; an empty object where there is none.
 [[nodiscard]] JSONValue memberSchema(const JSONValue& schema, std::string_view member);

@@ -184,13 +184,12 @@ std::vector<Tool> lookingTools() {
             {.name = "app_status",
              .title = "App status",
              .description =
-                 "What the coming version of an app still needs: steps, open checks, next action, and the "
-                 "state of its review.",
+                 "What an app's coming version still needs: steps, open checks, next action, review state.",
              .holdsForeignTexts = true},
             {"app", "context"}, "checklist", [](const auto& result) { return summaryOf(result); }),
         actionTool<ListVersions>(
             {.name = "review_state",
-             .title = "Versions and review states",
+             .title = "Review states",
              .description = "All versions of an app with their states, such as IN_REVIEW or REJECTED.",
              .holdsForeignTexts = true,
              .list = "versions"},
@@ -206,15 +205,15 @@ std::vector<Tool> lookingTools() {
              .list = "texts"},
             {"app", "context", "locales", "fields"}, "",
             [](const auto& result) { return summaryOf(result); }),
-        actionTool<DiffTexts>({.name = "pending_changes",
-                               .title = "Pending changes",
-                               .description =
-                                   "What differs between the local store texts and the last pull, word by "
-                                   "word, and what a push would leave out and why.",
-                               .asksServices = false,
-                               .holdsForeignTexts = true,
-                               .list = "differences"},
-                              {"app", "context"}, "", [](const auto& result) { return summaryOf(result); }),
+        actionTool<DiffTexts>(
+            {.name = "pending_changes",
+             .title = "Pending changes",
+             .description =
+                 "Local store texts against the last pull, word by word, and what a push would leave out and why.",
+             .asksServices = false,
+             .holdsForeignTexts = true,
+             .list = "differences"},
+            {"app", "context"}, "", [](const auto& result) { return summaryOf(result); }),
         actionTool<CompareScreenshots>(
             {.name = "screenshots_status",
              .title = "Screenshots",
@@ -225,9 +224,7 @@ std::vector<Tool> lookingTools() {
             [](const auto& result) { return summaryOf(result); }),
         buildsTool({.name = "builds",
                     .title = "Builds",
-                    .description =
-                        "The uploaded builds of an app and their processing, newest first. Call it again "
-                        "while one is processed.",
+                    .description = "An app's uploaded builds and their processing, newest first.",
                     .holdsForeignTexts = true,
                     .list = "builds"}),
         actionTool<ListTestGroups>(

@@ -25,8 +25,6 @@ namespace quorvel {
 
 namespace {
 
-constexpr std::size_t mostThemes = 20;
-
 // Reviews, and what all of their time and territories say together.
 struct ReviewsOfApp {
     AppReference app;
@@ -54,8 +52,7 @@ Tool reviewsTool(Tool tool) {
                                             call.progress);
         ReviewsOfApp result{std::move(listed.app), std::move(listed.reviews), listed.total,
                             std::move(counts.statistics), listed.refreshedAt};
-        ReviewStatistics& statistics = result.statistics;
-        if (statistics.themes.size() > mostThemes) statistics.themes.resize(mostThemes);
+        const ReviewStatistics& statistics = result.statistics;
         if (!result.refreshedAt)
             return ToolOutcome{valueOf(result), "No reviews were read yet: call refresh_reviews."};
         std::string text = fmt::format("{} of {}.", listed.matching,
@@ -190,6 +187,12 @@ Tool ranksTool(Tool tool) {
             ListRankAlerts::perform(call.application, {.app = wanted.app, .workspace = wanted.workspace},
                                     call.progress)
                 .alerts;
+        // Of the countries that were asked for.
+        std::erase_if(result.alerts, [&](const RankAlert& alert) {
+            return std::ranges::find(result.rows, alert.keyword, [](const ShowRanks::Row& row) {
+                       return row.keyword.id;
+                   }) == result.rows.end();
+        });
         std::string text =
             result.rows.empty()
                 ? "No such term is tracked: the user begins with 'quorvel keywords track TERM --country us'."
@@ -218,13 +221,14 @@ std::vector<Tool> marketTools() {
                   .isDestructive = true},
                  "", {std::move(replying)});
     return {
-        reviewsTool({.name = "reviews",
-                     .title = "Customer reviews",
-                     .description = "The reviews that refresh_reviews read, the newest first, and statistics "
-                                    "by stars, sentiment, theme and week.",
-                     .asksServices = false,
-                     .holdsForeignTexts = true,
-                     .list = "reviews"}),
+        reviewsTool(
+            {.name = "reviews",
+             .title = "Customer reviews",
+             .description =
+                 "Reviews as refresh_reviews read them, newest first, with statistics by stars, theme and week.",
+             .asksServices = false,
+             .holdsForeignTexts = true,
+             .list = "reviews"}),
         refreshReviewsTool({.name = "refresh_reviews",
                             .title = "Read new reviews",
                             .description = "Read an app's reviews from App Store Connect into local records.",

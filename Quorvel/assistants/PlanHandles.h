@@ -24,10 +24,12 @@ struct JobText {
 
 /// A plan that may be performed once.
 struct PreparedJob {
-    std::string tool;    // that performs it
-    std::string variant; // of that tool's jobs
-    JSONValue request;   // of the preparing action
-    JSONValue plan;      // of its result
+    std::string tool;                     // that performs it
+    std::string variant;                  // of that tool's jobs
+    std::optional<std::string> workspace; // that was served
+    JSONValue request;                    // of the preparing action
+    JSONValue plan;                       // of its result
+    std::string fingerprint;              // of files that the plan does not tell all of
     JobText text;
     Date expiresAt;
     std::string consent; // what an answer to the question about it has to repeat; empty: nobody was asked

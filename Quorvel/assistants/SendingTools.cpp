@@ -10,11 +10,16 @@
 #include "Quorvel/application/Failure.h"
 #include "Quorvel/assistants/Tools.h"
 
+#include "Core/screenshots/ScreenshotsCatalog.h"
+#include "Platform/files/Files.h"
 #include "Platform/text/Counted.h"
 
 #include <fmt/format.h>
+#include <fmt/ranges.h>
 
 #include <algorithm>
+#include <filesystem>
+#include <system_error>
 
 namespace quorvel {
 
@@ -77,6 +82,26 @@ JobText plannedScreenshots(const PlanScreenshotPush::Result& result) {
     text.details.insert(text.details.end(), plan.failures.begin(), plan.failures.end());
     text.details.insert(text.details.end(), plan.warnings.begin(), plan.warnings.end());
     return text;
+}
+
+// The plan names pictures; that one of them is another picture since shows in its file.
+std::string fingerprintOfPictures(const JSONValue& plan) {
+    const auto planned = decodeJSON<ScreenshotPushPlan>(encodeJSON(plan));
+    const auto folder = screenshotPaths(MetadataFolder{planned.folder}, planned.version.contextID()).pictures;
+    std::vector<std::string> lines;
+    std::error_code error;
+    for (std::filesystem::recursive_directory_iterator entry(folder, error), end; !error && entry != end;
+         entry.increment(error)) {
+        if (entry->path().filename().native().starts_with('.')) continue; // no picture is named so
+        const auto identity = fileIdentity(entry->path());
+        std::error_code unreadable;
+        if (!identity || !entry->is_regular_file(unreadable)) continue;
+        lines.push_back(fmt::format("{} {} {} {}", entry->path().native(), identity->inode,
+                                    entry->file_size(unreadable),
+                                    entry->last_write_time(unreadable).time_since_epoch().count()));
+    }
+    std::ranges::sort(lines);
+    return fmt::format("{}", fmt::join(lines, "\n"));
 }
 
 JobText doneScreenshots(const PushScreenshots::Result& result) {
@@ -233,22 +258,25 @@ void add(std::vector<Tool>& tools, std::pair<Tool, Tool> pair) {
 
 std::vector<Tool> sendingTools() {
     std::vector<Tool> tools;
+    auto pictures = jobVariant<PlanScreenshotPush, PushScreenshots>(
+        "screenshots", {"app", "context", "locales", "displayTypes", "mode", "flatten", "prune"},
+        plannedScreenshots, doneScreenshots);
+    pictures.fingerprint = fingerprintOfPictures;
     add(tools,
-        jobTools(
-            {.name = "prepare_push",
-             .title = "Prepare a push",
-             .description = "Plan a push of local store texts or screenshots."},
-            {.name = "push",
-             .title = "Push",
-             .description = "Send a plan of prepare_push to App Store Connect, after the user agreed.",
-             .isDestructive = true},
-            "what",
-            {jobVariant<PlanPush, PushTexts>(
-                 "texts", {"app", "context", "locales", "fields", "allowClear", "allowUnreviewed"},
-                 plannedPush, donePush),
-             jobVariant<PlanScreenshotPush, PushScreenshots>(
-                 "screenshots", {"app", "context", "locales", "displayTypes", "mode", "flatten", "prune"},
-                 plannedScreenshots, doneScreenshots)}));
+        jobTools({.name = "prepare_push",
+                  .title = "Prepare a push",
+                  .description = "Plan a push of local store texts or screenshots.",
+                  .list = "details"},
+                 {.name = "push",
+                  .title = "Push",
+                  .description = "Send a plan of prepare_push to App Store Connect, after the user agreed.",
+                  .isDestructive = true,
+                  .list = "details"},
+                 "what",
+                 {jobVariant<PlanPush, PushTexts>(
+                      "texts", {"app", "context", "locales", "fields", "allowClear", "allowUnreviewed"},
+                      plannedPush, donePush),
+                  std::move(pictures)}));
     add(tools,
         jobTools(
             {.name = "prepare_version",
@@ -274,8 +302,7 @@ std::vector<Tool> sendingTools() {
                   .description = "Plan to archive and upload an app as its saved build configuration says."},
                  {.name = "run_build",
                   .title = "Build and upload",
-                  .description = "Perform a plan of prepare_build, after the user agreed. Takes minutes and "
-                                 "tells its progress; then see builds."},
+                  .description = "Perform a plan of prepare_build, after the user agreed. Takes minutes."},
                  "", {std::move(building)}));
     add(tools,
         jobTools({.name = "prepare_testflight",
@@ -297,17 +324,18 @@ std::vector<Tool> sendingTools() {
                       "notes", {"app", "platform", "version", "build", "text", "locales"}, plannedTestNotes,
                       doneTestNotes)}));
     add(tools,
-        jobTools({.name = "prepare_submit",
-                  .title = "Prepare a submission",
-                  .description = "Plan to submit the coming version for App Review; refuses and says what is "
-                                 "missing until app_status is clean."},
-                 {.name = "submit",
-                  .title = "Submit for review",
-                  .description = "Submit a plan of prepare_submit to App Review, after the user agreed.",
-                  .isDestructive = true},
-                 "",
-                 {jobVariant<PlanSubmission, SubmitVersion>("submit", {"app", "context", "force"},
-                                                            plannedSubmission, doneSubmission)}));
+        jobTools(
+            {.name = "prepare_submit",
+             .title = "Prepare a submission",
+             .description =
+                 "Plan to submit the coming version for App Review; says what is missing unless app_status is clean."},
+            {.name = "submit",
+             .title = "Submit for review",
+             .description = "Submit a plan of prepare_submit to App Review, after the user agreed.",
+             .isDestructive = true},
+            "",
+            {jobVariant<PlanSubmission, SubmitVersion>("submit", {"app", "context", "force"},
+                                                       plannedSubmission, doneSubmission)}));
     add(tools,
         jobTools({.name = "prepare_release",
                   .title = "Prepare a release",

@@ -44,6 +44,7 @@ class AssistantServer final : public RequestHandler {
     const std::function<std::unique_ptr<Application>()> make_;
     const std::string version_;
     PlanHandles handles_;
+    KeptRests rests_;
     std::mutex making_; // guards the application's making
     std::unique_ptr<Application> application_;
 };

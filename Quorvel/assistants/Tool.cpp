@@ -14,7 +14,6 @@ namespace quorvel {
 
 namespace {
 
-constexpr std::size_t mostDetails = 40;
 constexpr std::string_view consentKey = "consent";
 
 struct PreparedPlan {
@@ -40,15 +39,6 @@ struct HandleRequest {
 };
 
 using Variants = std::vector<JobVariant>;
-
-// At most `mostDetails`, and how many more there are.
-std::vector<std::string> shownDetails(std::vector<std::string> details) {
-    if (details.size() <= mostDetails) return details;
-    const std::size_t more = details.size() - mostDetails;
-    details.resize(mostDetails);
-    details.push_back(fmt::format("and {} more", more));
-    return details;
-}
 
 // The members of all variants; of a single one those that it must have, too.
 JSONValue inputOf(const Variants& variants, std::string_view choice) {
@@ -94,20 +84,19 @@ ToolOutcome prepare(ToolCall& call, const Variants& variants, std::string_view c
                 fmt::format("It takes {}.", fmt::join(variant.shown, ", ")));
     PreparedJob job{.tool = std::string(performer),
                     .variant = std::string(variant.name),
+                    .workspace = call.workspace,
                     .request = requestOf(call, variant.request)};
     std::tie(job.plan, job.text) = variant.plan(call, job.request);
+    if (variant.fingerprint) job.fingerprint = variant.fingerprint(job.plan);
     PreparedPlan plan{.handle = call.handles.keep(job),
                       .expiresAt = job.expiresAt,
                       .performWith = std::string(performer),
                       .summary = job.text.summary,
-                      .details = shownDetails(job.text.details)};
+                      .details = std::move(job.text.details)};
     std::string text =
         fmt::format("Nothing is sent yet. Planned: {}. When the user agrees, call {} with this "
                     "handle within ten minutes.",
                     plan.summary, performer);
-    if (job.text.details.size() > mostDetails)
-        text +=
-            " Not all details are shown: pending_changes tells all texts, screenshots_status all pictures.";
     return {valueOf(plan), std::move(text)};
 }
 
@@ -180,22 +169,35 @@ bool isUnchanged(const JobVariant& variant, const JSONValue& before, const JSONV
     });
 }
 
+[[noreturn]] void refuseStale() {
+    throw ApplicationError(FailureKind::stalePlan,
+                           "what the plan was made from has changed; nothing was sent", "Prepare it again.");
+}
+
+// Throws `ApplicationError` for a plan that was made from something else than there is now.
+void requireCurrent(ToolCall& call, const JobVariant& variant, const PreparedJob& job) {
+    const bool isSame =
+        (!variant.isPlannedAgain || isUnchanged(variant, job.plan, variant.plan(call, job.request).first)) &&
+        (!variant.fingerprint || job.fingerprint == variant.fingerprint(job.plan));
+    if (!isSame) refuseStale();
+}
+
 ToolOutcome performPlan(ToolCall& call, const Variants& variants, std::string_view tool) {
     const auto handle = decodeRequest<HandleRequest>(call.arguments).handle;
-    if (auto question = askFirst(call, handle, tool, call.handles.look(handle, tool)))
-        return *std::move(question);
+    const PreparedJob looked = call.handles.look(handle, tool);
+    if (looked.workspace != call.workspace) { // before anybody is asked about it
+        call.handles.forget(handle);
+        refuseStale();
+    }
+    if (auto question = askFirst(call, handle, tool, looked)) return *std::move(question);
     // The user may have taken the permission back while he was asked.
     requirePermission(call.reach, AssistantPermissionSetting(call.application.userDefaults()).permission());
     const PreparedJob job = call.handles.take(handle, tool);
     const JobVariant& variant = *std::ranges::find(variants, job.variant, &JobVariant::name);
-    if (variant.isPlannedAgain && !isUnchanged(variant, job.plan, variant.plan(call, job.request).first))
-        throw ApplicationError(FailureKind::stalePlan,
-                               "what the plan was made from has changed; nothing was sent",
-                               "Prepare it again.");
+    requireCurrent(call, variant, job);
     JobText text = variant.perform(call, job.plan);
-    PerformedPlan done{.summary = std::move(text.summary),
-                       .details = shownDetails(std::move(text.details)),
-                       .failed = text.failed};
+    PerformedPlan done{
+        .summary = std::move(text.summary), .details = std::move(text.details), .failed = text.failed};
     std::string summary = done.summary + ".";
     return {valueOf(done), std::move(summary), done.failed > 0};
 }

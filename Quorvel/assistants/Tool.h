@@ -50,7 +50,7 @@ struct Tool {
     bool asksServices = true;   // beyond this machine
     bool isDestructive = false; // what it does cannot be taken back
     bool holdsForeignTexts = false;
-    std::string_view list = {}; // the member that is told in pages; empty: none
+    std::string_view list = {}; // the member that is told in pages; the others are short, mostly
     JSONValue input = {};       // schemas
     JSONValue output = {};
     std::function<ToolOutcome(ToolCall&)> run = {};
@@ -114,6 +114,8 @@ struct JobVariant {
     bool isPlannedAgain = true;                  // before it is performed, to compare the plans
     std::vector<std::string_view> compared = {}; // members of the plan that must be the same; empty: all
     bool keepsFiles = false;                     // planning does, on this machine
+    // What tells one state of the planned files from another, where the plan does not.
+    std::function<std::string(const JSONValue& plan)> fingerprint = {};
 };
 
 /// A variant over a preparing and a performing action; each text function gets the action's result.
@@ -128,6 +130,8 @@ template <typename Plan, typename Perform>
                        .request = jsonSchema<typename Plan::Request>(),
                        .plan = {},
                        .perform = {},
+                       .isPlannedAgain = true,
+                       .compared = {},
                        .keepsFiles = Plan::info.effect == Effect::localFiles};
     variant.plan = [planned = std::move(planned)](ToolCall& call, const JSONValue& request) {
         const auto result =

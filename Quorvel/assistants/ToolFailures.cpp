@@ -40,6 +40,7 @@ constexpr AssistantHint hints[] = {
     {F::appInOtherWorkspace, "This server works in one workspace; 'quorvel workspaces use NAME' chooses it."},
     {F::notPulled, "Call pull first."},
     {F::screenshotsNotPulled, "The user runs 'quorvel screenshots pull' first."},
+    {F::previewsNotPulled, "The user runs 'quorvel previews pull' first."},
     {F::noVersions, "Call prepare_version to make one."},
     {F::unknownRun, "Call history for the list."},
     {F::readOnly, "Call prepare_version to make one that takes changes."},

@@ -1,12 +1,8 @@
 #include "Quorvel/assistants/Tools.h"
 
-#include "Core/ai/ClaudeError.h"
-#include "Core/asc/ASCError.h"
-#include "Core/aso/ASOError.h"
 #include "Platform/task/Task.h"
 #include "Platform/text/Spelling.h"
 #include "Quorvel/application/Failure.h"
-#include "Quorvel/assistants/Page.h"
 #include "Quorvel/assistants/ToolFailures.h"
 
 #include <fmt/format.h>
@@ -23,10 +19,8 @@ std::vector<Tool> madeTools() {
     std::vector<Tool> tools;
     for (auto group : {lookingTools(), editingTools(), sendingTools(), marketTools()})
         std::ranges::move(group, std::back_inserter(tools));
-    for (Tool& tool : tools) {
-        if (tool.holdsForeignTexts) addRequired(tool.output, "notice");
-        if (!tool.list.empty()) addPageMembers(tool.input, tool.output);
-    }
+    for (Tool& tool : tools)
+        if (!tool.list.empty()) addArgument(tool.input, moreMember, "string");
     return tools;
 }
 
@@ -49,7 +43,7 @@ JSONValue argumentsOf(const Tool& tool, const JSONValue* given) {
     if (!given->members()) throw ProtocolError(rpc::invalidParams, "\"arguments\" must be an object.");
     const JSONValue* const properties = tool.input.find("properties");
     for (const auto& [name, value] : *given->members()) {
-        if (!properties || !properties->find(name)) {
+        if (name != moreMember && (!properties || !properties->find(name))) {
             std::vector<std::string_view> names;
             if (properties)
                 for (const auto& [known, schema] : *properties->members())
@@ -84,26 +78,35 @@ JSONValue textBlock(std::string text, bool isForModels = false) {
     return block;
 }
 
-JSONValue resultOf(const Tool& tool, ToolOutcome outcome, std::size_t offset, Revision revision) {
-    if (outcome.interim) return *std::move(outcome.interim);
-    std::string text = std::move(outcome.text);
-    const std::string_view list = outcome.list.empty() ? tool.list : outcome.list;
-    const auto page = list.empty() ? std::string() : cutToPage(outcome.structured, list, offset);
-    for (const auto& sentence : {page, shortenOtherLists(outcome.structured, list)})
-        if (!sentence.empty()) text += " " + sentence;
+// A result with its sentences, which many clients show a model alone.
+JSONValue resultOf(const Tool& tool, PagedResult paged, std::string text, bool isError, Revision revision) {
+    if (!paged.text.empty()) text += (text.empty() ? "" : " ") + paged.text;
     if (tool.holdsForeignTexts) {
         text += fmt::format("\n{}", foreignNotice);
         JSONValue::Object members{{"notice", foreignNotice}};
-        std::ranges::move(*outcome.structured.members(), std::back_inserter(members));
-        outcome.structured = std::move(members);
+        std::ranges::move(*paged.structured.members(), std::back_inserter(members));
+        paged.structured = std::move(members);
     }
-    // Many clients show a model the texts alone.
     JSONValue result = JSONValue::object(
         {{"content",
-          JSONValue::array({textBlock(std::move(text)), textBlock(encodeJSON(outcome.structured), true)})}});
-    if (hasStructuredContent(revision)) result.set("structuredContent", std::move(outcome.structured));
-    result.set("isError", outcome.isError);
+          JSONValue::array({textBlock(std::move(text)), textBlock(encodeJSON(paged.structured), true)})}});
+    if (hasStructuredContent(revision)) result.set("structuredContent", std::move(paged.structured));
+    result.set("isError", isError);
     return result;
+}
+
+JSONValue perform(const Tool& tool, ToolCall& call, KeptRests& rests) {
+    const Revision revision = call.scope.terms().revision;
+    call.application.beginJob();
+    ToolOutcome outcome = tool.run(call);
+    if (outcome.interim) return *std::move(outcome.interim);
+    const RestOfList origin{.tool = std::string(tool.name),
+                            .workspace = call.workspace,
+                            .result = {},
+                            .main = std::string(outcome.list.empty() ? tool.list : outcome.list),
+                            .list = {}};
+    return resultOf(tool, cutToPage(std::move(outcome.structured), origin, rests), std::move(outcome.text),
+                    outcome.isError, revision);
 }
 
 } // namespace
@@ -167,6 +170,7 @@ JSONValue callTool(const ToolSurroundings& surroundings, const IncomingMessage& 
                             fmt::format("Unknown tool: {}.{}", quotedWord(*name->text()),
                                         nearest ? fmt::format(" Did you mean {}?", *nearest) : ""));
     }
+    bool hasBegun = false;
     try {
         requirePermission(tool->reach, surroundings.permission);
         ToolCall call{.application = surroundings.application,
@@ -177,20 +181,24 @@ JSONValue callTool(const ToolSurroundings& surroundings, const IncomingMessage& 
                       .workspace = surroundings.workspace,
                       .progress = progressTo(scope),
                       .reach = tool->reach};
-        const std::size_t offset = tool->list.empty() ? 0 : takeOffset(call.arguments);
-        call.application.beginJob();
-        return resultOf(*tool, tool->run(call), offset, scope.terms().revision);
+        if (const auto token = takeMore(call.arguments))
+            return resultOf(*tool,
+                            nextPage(surroundings.rests.find(*token, tool->name, surroundings.workspace),
+                                     surroundings.rests),
+                            {}, false, scope.terms().revision);
+        hasBegun = true;
+        return perform(*tool, call, surroundings.rests);
     } catch (const ProtocolError&) {
         throw;
     } catch (const CancellationError&) {
         throw;
     } catch (const std::exception& error) {
         std::string text = failureText(error);
-        // What a service says of an error holds names and texts, too.
-        const bool quotesService = dynamic_cast<const ASCError*>(&error) ||
-                                   dynamic_cast<const ClaudeError*>(&error) ||
-                                   dynamic_cast<const ASOError*>(&error);
-        if (quotesService) text += fmt::format("\n{}", foreignNotice);
+        // What a service says of an error, and what a refusal quotes, holds names and texts of others, too;
+        // what is wrong with the arguments does not.
+        if (hasBegun && failureOf(error).kind != FailureKind::badRequest &&
+            (tool->asksServices || tool->holdsForeignTexts))
+            text += fmt::format("\n{}", foreignNotice);
         return toolFailure(text);
     }
 }

@@ -1,6 +1,7 @@
 // All tools of the assistants' server, and how a call of one goes.
 #pragma once
 
+#include "Quorvel/assistants/Page.h"
 #include "Quorvel/assistants/Tool.h"
 
 #include <span>
@@ -26,6 +27,7 @@ namespace quorvel {
 struct ToolSurroundings {
     Application& application;
     PlanHandles& handles;
+    KeptRests& rests;
     std::optional<std::string> workspace;
     AssistantPermission permission = AssistantPermission::edits;
 };

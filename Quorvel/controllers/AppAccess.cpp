@@ -1,6 +1,7 @@
 #include "Quorvel/controllers/AppAccess.h"
 
 #include "Core/metadata/MetadataError.h"
+#include "Core/metadata/TreeInPlace.h"
 #include "Quorvel/controllers/OperationRefused.h"
 #include "Quorvel/workspace/AppFolder.h"
 #include "Quorvel/workspace/WorkspaceIndex.h"
@@ -50,6 +51,9 @@ MetadataFolder AppAccess::folderToRead(const ManagedApp& app, OperationGate& gat
 AppAccess::Target AppAccess::open(OperationGate::Operation& operation, DryRun dryRun) const {
     Target target{record(), {}, std::nullopt};
     target.folder = folder(target.app);
+    // Its folder is a user's: one that is gone is not made anew.
+    if (target.folder.inPlace && !isFolder(target.folder))
+        throw MetadataError::lostFolder(target.folder.rootURL);
     if (dryRun == DryRun::yes) {
         target.lock = operation.lockIfUsed(target.folder);
         if (holdsOlderLayout(target.folder)) throw MetadataError::olderLayout(target.folder.rootURL);
@@ -58,6 +62,7 @@ AppAccess::Target AppAccess::open(OperationGate::Operation& operation, DryRun dr
     }
     target.lock = operation.lock(target.folder);
     try {
+        keepTreeNote(target.folder); // a plan of this folder finds it again
         carryOverPulledTree(target.folder);
     } catch (const FileError& error) {
         throw OperationRefused(Refusal::folderUnavailable, error.what());

@@ -11,6 +11,7 @@
 #include "Quorvel/controllers/OperationGate.h"
 #include "Quorvel/controllers/metadata/AppContexts.h"
 
+#include <filesystem>
 #include <functional>
 #include <memory>
 #include <optional>
@@ -30,7 +31,9 @@ class AppAccess {
         Home home;
         Clock clock = systemClock();
         std::shared_ptr<NotificationCenter> notifications = {};
-        std::optional<MetadataFolder> folder = {}; // instead of the app's own
+        std::optional<MetadataFolder> folder = {};          // instead of the app's own
+        std::optional<std::string> context = {};            // of requests that name none, such as "ios/next"
+        std::optional<std::filesystem::path> pictures = {}; // instead of those in the metadata folder
     };
 
     explicit AppAccess(Parts parts) : parts_(std::move(parts)) {}
@@ -68,7 +71,11 @@ class AppAccess {
     /// Throws `OperationRefused`, `MetadataError` for an older layout in a dry run, `CancellationError`.
     [[nodiscard]] Target open(OperationGate::Operation& operation, DryRun dryRun = DryRun::no) const;
 
-    [[nodiscard]] AppContexts contexts(const MetadataFolder& folder) const { return {folder, parts_.clock}; }
+    [[nodiscard]] AppContexts contexts(const MetadataFolder& folder) const {
+        return {folder, parts_.clock, parts_.context};
+    }
+    /// The folder of the app's pictures where it lies elsewhere than in the metadata folder.
+    [[nodiscard]] const std::optional<std::filesystem::path>& pictures() const { return parts_.pictures; }
 
     /// Saves the contexts and posts `metadataContextsPersistedNotification`. Throws `FileError`.
     void saveContexts(const ManagedApp& app, const MetadataFolder& folder,

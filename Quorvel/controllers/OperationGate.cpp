@@ -26,12 +26,16 @@ std::string_view describe(OperationKind kind) {
         return "a push";
     case OperationKind::addLocale:
         return "the addition of a locale";
+    case OperationKind::removeLocales:
+        return "the removal of a locale";
     case OperationKind::revert:
         return "a revert";
     case OperationKind::importTexts:
         return "an import";
     case OperationKind::tidy:
         return "a tidy-up";
+    case OperationKind::resolve:
+        return "the settling of conflicts";
     case OperationKind::translate:
         return "a translation";
     case OperationKind::writeNotes:
@@ -42,6 +46,12 @@ std::string_view describe(OperationKind kind) {
         return "a push of screenshots";
     case OperationKind::importScreenshots:
         return "an import of screenshots";
+    case OperationKind::pullPreviews:
+        return "a pull of previews";
+    case OperationKind::pushPreviews:
+        return "a push of previews";
+    case OperationKind::importPreviews:
+        return "an import of previews";
     case OperationKind::carryOver:
         return "a change of its layout";
     }

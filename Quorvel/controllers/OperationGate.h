@@ -21,14 +21,19 @@ enum class OperationKind {
     pull,
     push,
     addLocale,
+    removeLocales,
     revert,
     importTexts,
     tidy,
+    resolve, // conflicts
     translate,
     writeNotes,
     pullScreenshots,
     pushScreenshots,
     importScreenshots,
+    pullPreviews,
+    pushPreviews,
+    importPreviews,
     carryOver, // of a tree of the older layout
 };
 
@@ -38,14 +43,19 @@ struct RawValues<OperationKind> {
     static constexpr std::pair<O, std::string_view> values[] = {{O::pull, "pull"},
                                                                 {O::push, "push"},
                                                                 {O::addLocale, "addLocale"},
+                                                                {O::removeLocales, "removeLocales"},
                                                                 {O::revert, "revert"},
                                                                 {O::importTexts, "import"},
                                                                 {O::tidy, "tidy"},
+                                                                {O::resolve, "resolve"},
                                                                 {O::translate, "translate"},
                                                                 {O::writeNotes, "writeNotes"},
                                                                 {O::pullScreenshots, "pullScreenshots"},
                                                                 {O::pushScreenshots, "pushScreenshots"},
                                                                 {O::importScreenshots, "importScreenshots"},
+                                                                {O::pullPreviews, "pullPreviews"},
+                                                                {O::pushPreviews, "pushPreviews"},
+                                                                {O::importPreviews, "importPreviews"},
                                                                 {O::carryOver, "carryOver"}};
 };
 

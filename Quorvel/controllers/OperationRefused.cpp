@@ -28,6 +28,8 @@ std::string_view textOf(Refusal refusal) {
         return "No pending changes — local matches the last-pulled ASC snapshot.";
     case Refusal::screenshotsNotPulled:
         return "The screenshots have not been pulled.";
+    case Refusal::previewsNotPulled:
+        return "The previews have not been pulled.";
     case Refusal::stalePlan:
         return "Something changed since this was planned. Plan it again.";
     case Refusal::sourceIsTarget:

@@ -18,6 +18,7 @@ enum class Refusal {
     nothingSelected,
     noPendingChanges,
     screenshotsNotPulled,
+    previewsNotPulled,
     stalePlan,      // what it is of has changed since it was made
     sourceIsTarget, // only the source locale is to be translated
     noTargetLocales,

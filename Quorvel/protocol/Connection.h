@@ -5,7 +5,7 @@
 #include "Platform/task/StopToken.h"
 #include "Quorvel/protocol/Messages.h"
 #include "Quorvel/protocol/Outbox.h"
-#include "Quorvel/protocol/Revision.h"
+#include "Quorvel/protocol/RequestTerms.h"
 
 #include <atomic>
 #include <chrono>
@@ -22,12 +22,6 @@
 #include <vector>
 
 namespace quorvel {
-
-/// What a request may count on.
-struct ClientTerms {
-    Revision revision = newestWithHandshake;
-    bool asksByForm = false; // the client can ask its user to agree
-};
 
 /// A request while it is answered.
 class RequestScope {
@@ -107,7 +101,6 @@ class Connection {
     void subscribe(const SharedRequest& request);
     void cancel(const IncomingMessage& notification);
     void take(const IncomingMessage& response);
-    [[nodiscard]] ClientTerms termsOf(const IncomingMessage& message) const;
     void enqueue(const SharedRequest& request);
     void work();
     void perform(const SharedRequest& request);

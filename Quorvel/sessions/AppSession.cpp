@@ -1,5 +1,7 @@
 #include "Quorvel/sessions/AppSession.h"
 
+#include <fmt/format.h>
+
 namespace quorvel {
 
 std::shared_ptr<AppSession> makeAppSession(AppAccess::Parts parts, std::shared_ptr<OperationGate> gate) {
@@ -7,7 +9,9 @@ std::shared_ptr<AppSession> makeAppSession(AppAccess::Parts parts, std::shared_p
     auto session = std::make_shared<AppSession>();
     session->gate = std::move(gate);
     session->metadata = std::make_shared<MetadataController>(access, session->gate);
-    session->screenshots = std::make_shared<ScreenshotsController>(access, session->gate);
+    session->screenshots =
+        std::make_shared<ScreenshotsController>(access, session->gate, AssetKind::screenshot);
+    session->previews = std::make_shared<ScreenshotsController>(access, session->gate, AssetKind::preview);
     session->release = std::make_shared<ReleaseController>(access, session->gate);
     session->translation = std::make_shared<TranslationController>(access, session->metadata);
     session->notes = std::make_shared<ReleaseNotesController>(access, session->metadata);
@@ -15,7 +19,19 @@ std::shared_ptr<AppSession> makeAppSession(AppAccess::Parts parts, std::shared_p
 }
 
 std::string sessionKey(std::string_view appID, const std::optional<MetadataFolder>& folder) {
-    return std::string(appID) + (folder ? "\n" + folder->rootURL.native() : "");
+    if (!folder) return std::string(appID);
+    const std::string tree = folder->inPlace ? encodeJSON(*folder->inPlace) : "";
+    return fmt::format("{}\n{}\n{}", appID, tree, folder->rootURL.native());
+}
+
+std::optional<MetadataFolder> folderOfKey(std::string_view key) {
+    const std::size_t end = key.find('\n');
+    if (end == key.npos) return std::nullopt;
+    key.remove_prefix(end + 1);
+    const std::string_view tree = key.substr(0, key.find('\n'));
+    MetadataFolder folder{std::filesystem::path(key.substr(tree.size() + 1))};
+    if (!tree.empty()) folder.inPlace = decodeJSON<TreeInPlace>(tree);
+    return folder;
 }
 
 AppSessionStore::AppSessionStore(Factory factory) : factory_(std::move(factory)) {}

@@ -26,6 +26,7 @@ struct AppSession {
     std::shared_ptr<OperationGate> gate; // one operation at a time for all of them
     std::shared_ptr<MetadataController> metadata;
     std::shared_ptr<ScreenshotsController> screenshots;
+    std::shared_ptr<ScreenshotsController> previews; // the same work on videos
     std::shared_ptr<TranslationController> translation;
     std::shared_ptr<ReleaseNotesController> notes;
     std::shared_ptr<ReleaseController> release;
@@ -35,8 +36,9 @@ struct AppSession {
 [[nodiscard]] std::shared_ptr<AppSession> makeAppSession(AppAccess::Parts parts,
                                                          std::shared_ptr<OperationGate> gate);
 
-/// The key of a session of an app over a folder that was named for once.
+/// The key of a session of an app over a folder that was named for once; `folderOfKey` reads that again.
 [[nodiscard]] std::string sessionKey(std::string_view appID, const std::optional<MetadataFolder>& folder);
+[[nodiscard]] std::optional<MetadataFolder> folderOfKey(std::string_view key);
 
 /// App (id of its record, or `sessionKey`) → session. Thread-safe.
 class AppSessionStore {

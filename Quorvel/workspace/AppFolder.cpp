@@ -3,6 +3,7 @@
 #include "Core/metadata/BookmarkResolver.h"
 #include "Core/metadata/MetadataError.h"
 #include "Core/metadata/MetadataTexts.h"
+#include "Core/metadata/TreeInPlace.h"
 #include "Platform/files/Files.h"
 #include "Platform/log/Log.h"
 #include "Platform/text/Text.h"
@@ -82,11 +83,16 @@ void requireFree(const ManagedApp& app, const MetadataFolder& folder, const Home
         if (holds(path, *taken))
             refuse(fmt::format("holds the metadata folder of {}, {}", name, escapeControls(taken->native())));
     }
+    const auto own = folderIfKnown(app, home);
+    for (Path outer = path.parent_path(); outer.has_relative_path(); outer = outer.parent_path())
+        if (folder.inPlace && hasTreeNote(outer) && !isSame(own, outer))
+            refuse(fmt::format("lies in {}, a tree that is worked on in place itself",
+                               escapeControls(outer.native())));
 }
 
 // What was pulled in the older layout has its copies beside it.
 bool wasPulled(const MetadataFolder& folder) {
-    return std::ranges::any_of(allPlatforms, [&](ASCPlatform platform) {
+    return !folder.inPlace && std::ranges::any_of(allPlatforms, [&](ASCPlatform platform) {
         return isFolder({folder.platformFolder(platform).textsFolder(TextSide::pulled)});
     });
 }
@@ -109,7 +115,7 @@ MetadataFolder appFolderOf(const ManagedApp& app, const Home& home, const AppRec
         logger().warning(
             fmt::format("Could not store the new bookmark of {}: {}", app.displayName, error.what()));
     }
-    return {resolved.url};
+    return resolved.inPlace ? MetadataFolder{resolved.url, resolved.inPlace} : folderAt(resolved.url);
 }
 
 ManagedApp chooseAppFolder(const ManagedApp& app, const MetadataFolder& folder, const Home& home,
@@ -141,11 +147,12 @@ void tellOlderLayout(const MetadataFolder& folder) {
 ManagedApp keepAppFolder(const ManagedApp& app, const MetadataFolder& folder, const AppRecords& apps) {
     try {
         createFolders(folder.rootURL);
+        keepTreeNote(folder);
     } catch (const FileError& error) {
         logger().error(metadataFolderFailedText(escapeControls(folder.rootURL.native()), error.what()));
         throw;
     }
-    return storeBookmark(app, BookmarkResolver::bookmark(folder.rootURL), apps);
+    return storeBookmark(app, BookmarkResolver::bookmark(folder.rootURL, folder.inPlace), apps);
 }
 
 } // namespace quorvel

@@ -13,14 +13,14 @@
 
 namespace quorvel {
 
-/// The folder of the app's bookmark, or the default one under its short name while no folder was chosen (it
-/// need not exist). A stale bookmark is made anew and stored. Throws `MetadataError` when the bookmark leads
-/// nowhere.
+/// The folder of the app's bookmark, in place where that says so or the folder itself does, or the default
+/// one under its short name while no folder was chosen (it need not exist). A stale bookmark is made anew and
+/// stored. Throws `MetadataError` when the bookmark leads nowhere.
 [[nodiscard]] MetadataFolder appFolderOf(const ManagedApp& app, const Home& home, const AppRecords& apps);
 
-/// Makes the folder if need be and stores a bookmark of it in the app's record. Throws `MetadataError` for a
-/// folder that another app's texts lie in or under, that lies in one, or that holds the home folder; also
-/// `FileError`, `StoreError`.
+/// Makes the folder if need be and stores a bookmark of it in the app's record; a tree in place is noted in
+/// the tree too. Throws `MetadataError` for a folder that another app's texts lie in or under, that lies in
+/// one, that lies in another tree in place, or that holds the home folder; also `FileError`, `StoreError`.
 ManagedApp chooseAppFolder(const ManagedApp& app, const MetadataFolder& folder, const Home& home,
                            const AppRecords& apps);
 /// Like `chooseAppFolder` for the folder that the app uses already: nothing is refused.
@@ -31,7 +31,7 @@ ManagedApp keepAppFolder(const ManagedApp& app, const MetadataFolder& folder, co
                                                    const Home& home, const AppRecords& apps);
 
 /// Whether the folder holds a tree of the older layout that was pulled: locale folders that the folder
-/// happens to hold, of another tool perhaps, are not ours to move.
+/// happens to hold, of another tool perhaps, are not ours to move, and none of a tree in place are.
 [[nodiscard]] bool holdsOlderLayout(const MetadataFolder& folder);
 
 /// Carries a tree of the older layout over, if it was pulled, and logs what became of it. The caller holds

@@ -62,10 +62,13 @@ JSONValue resourceObject(const Store& store, const Resource& resource, const Sha
     const std::string self = fmt::format("{}/v1/{}/{}", shape.baseURL, resource.type, resource.id);
     JSONValue object = JSONValue::object({{"type", resource.type}, {"id", resource.id}});
     JSONValue::Object attributes;
-    for (const auto& [name, value] : *resource.attributes.members())
-        if (wants(shape, resource, name) && (shape.nulls == NullAttributes::sent || !value.isNull()))
-            attributes.emplace_back(name, value);
-    if (!attributes.empty()) object.set("attributes", std::move(attributes));
+    bool hasAttributes = false;
+    for (const auto& [name, value] : *resource.attributes.members()) {
+        if (!wants(shape, resource, name)) continue;
+        hasAttributes = true;
+        if (shape.nulls == NullAttributes::sent || !value.isNull()) attributes.emplace_back(name, value);
+    }
+    if (hasAttributes) object.set("attributes", std::move(attributes));
     JSONValue::Object relationships;
     for (const Relation& relation : relationsOf(resource.type))
         if (wants(shape, resource, relation.name))

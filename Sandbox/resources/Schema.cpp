@@ -20,10 +20,14 @@ constexpr Relation relations[] = {
     {"appInfos", "secondaryCategory", "appCategories", Reach::foreign},
     {"appInfos", "secondarySubcategoryOne", "appCategories", Reach::foreign},
     {"appInfos", "secondarySubcategoryTwo", "appCategories", Reach::foreign},
+    {"appPreviewSets", "appPreviews", "appPreviews", Reach::children},
+    {"appPreviewSets", "appStoreVersionLocalization", "appStoreVersionLocalizations", Reach::one},
+    {"appPreviews", "appPreviewSet", "appPreviewSets", Reach::one},
     {"appScreenshotSets", "appScreenshots", "appScreenshots", Reach::children},
     {"appScreenshotSets", "appStoreVersionLocalization", "appStoreVersionLocalizations", Reach::one},
     {"appScreenshots", "appScreenshotSet", "appScreenshotSets", Reach::one},
     {"appStoreReviewDetails", "appStoreVersion", "appStoreVersions", Reach::one},
+    {"appStoreVersionLocalizations", "appPreviewSets", "appPreviewSets", Reach::children},
     {"appStoreVersionLocalizations", "appScreenshotSets", "appScreenshotSets", Reach::children},
     {"appStoreVersionLocalizations", "appStoreVersion", "appStoreVersions", Reach::one},
     {"appStoreVersions", "app", "apps", Reach::one},
@@ -180,6 +184,17 @@ constexpr Attribute screenshotFields[] = {
     {.name = "uploaded", .kind = Kind::boolean, .use = Use::updateOnly},
     {.name = "sourceFileChecksum", .use = Use::updateOnly},
 };
+constexpr Attribute previewSetFields[] = {
+    {.name = "previewType", .kind = Kind::choice, .use = Use::identifying, .choices = choices::previewTypes},
+};
+constexpr Attribute previewFields[] = {
+    {.name = "fileName", .use = Use::identifying, .limit = 255, .minimum = 1},
+    {.name = "fileSize", .kind = Kind::integer, .use = Use::identifying},
+    {.name = "previewFrameTimeCode"},
+    {.name = "mimeType"},
+    {.name = "uploaded", .kind = Kind::boolean, .use = Use::updateOnly},
+    {.name = "sourceFileChecksum", .use = Use::updateOnly},
+};
 constexpr Attribute submissionFields[] = {
     {.name = "platform", .kind = Kind::choice, .choices = choices::platforms},
     {.name = "submitted", .kind = Kind::boolean, .use = Use::updateOnly},
@@ -208,6 +223,8 @@ constexpr Written written[] = {
     {"betaGroups", betaGroupFields},
     {"betaTesters", betaTesterFields},
     {"buildBetaDetails", buildBetaDetailFields},
+    {"appPreviewSets", previewSetFields},
+    {"appPreviews", previewFields},
     {"appScreenshotSets", screenshotSetFields},
     {"appScreenshots", screenshotFields},
     {"reviewSubmissions", submissionFields},

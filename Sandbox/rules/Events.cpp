@@ -1,6 +1,7 @@
 #include "Sandbox/rules/Events.h"
 
 #include "Sandbox/rules/Analytics.h"
+#include "Sandbox/rules/Previews.h"
 #include "Sandbox/rules/Rules.h"
 #include "Sandbox/rules/Screenshots.h"
 #include "Sandbox/rules/VersionStates.h"
@@ -48,6 +49,8 @@ constexpr Action actions[] = {
          build.attributes.set("processingState", outcome ? *outcome : JSONValue("VALID"));
      }},
     {event::screenshotProcessed, "appScreenshots", completeScreenshot},
+    {event::previewUploaded, "appPreviews", beginPreviewProcessing},
+    {event::previewProcessed, "appPreviews", completePreview},
     {event::reviewBegins, "appStoreVersions",
      [](World& world, Resource& version) { moveVersion(world, version, "IN_REVIEW"); }},
     {event::reviewEnds, "appStoreVersions", finishReview},

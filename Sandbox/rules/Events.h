@@ -9,6 +9,8 @@ namespace quorvel::sandbox {
 namespace event {
 inline constexpr std::string_view buildProcessed = "buildProcessed";
 inline constexpr std::string_view screenshotProcessed = "screenshotProcessed";
+inline constexpr std::string_view previewUploaded = "previewUploaded";
+inline constexpr std::string_view previewProcessed = "previewProcessed";
 inline constexpr std::string_view reviewBegins = "reviewBegins";
 inline constexpr std::string_view reviewEnds = "reviewEnds";
 inline constexpr std::string_view goesLive = "goesLive";

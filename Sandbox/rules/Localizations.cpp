@@ -3,6 +3,7 @@
 #include "Sandbox/resources/Schema.h"
 #include "Sandbox/rules/Rules.h"
 #include "Sandbox/rules/Seeding.h"
+#include "Sandbox/rules/Uploads.h"
 #include "Sandbox/rules/VersionStates.h"
 
 #include <fmt/format.h>
@@ -68,6 +69,42 @@ Answer updateVersionLocalization(World& world, const Change& change) {
     return {.resource = &localization};
 }
 
+void refusePrimaryLocale(const World& world, const Resource& localization, const Resource& parent) {
+    const Resource* app = world.store.find("apps", parent.link("app"));
+    if (app && app->text("primaryLocale") == localization.text("locale"))
+        throw Refusal(stateConflict(fmt::format(
+            "The localization of the primary locale '{}' cannot be deleted.", localization.text("locale"))));
+}
+
+Answer deleteVersionLocalization(World& world, const Change& change) {
+    const Resource& localization = *change.target;
+    const Resource& version = *world.store.find("appStoreVersions", localization.link("appStoreVersion"));
+    requireEditable(version, localization.type, localization.id);
+    refusePrimaryLocale(world, localization, version);
+    const auto childrenOf = [&](const std::string& id, std::string_view type) {
+        std::vector<std::pair<std::string, std::string>> all; // copies, as removing moves the others
+        for (const Resource* child : world.store.children(id, type))
+            all.emplace_back(child->type, child->id);
+        return all;
+    };
+    for (const auto& [setType, set] : childrenOf(localization.id, "appScreenshotSets")) {
+        for (const auto& [type, screenshot] : childrenOf(set, "appScreenshots")) {
+            world.uploads->forget(screenshot);
+            world.store.remove(type, screenshot);
+        }
+        world.store.remove(setType, set);
+    }
+    world.store.remove(std::string(localization.type), std::string(localization.id));
+    return {.status = 204};
+}
+
+Answer deleteAppInfoLocalization(World& world, const Change& change) {
+    const Resource& localization = *change.target;
+    refusePrimaryLocale(world, localization, editableInfo(world, localization));
+    world.store.remove(std::string(localization.type), std::string(localization.id));
+    return {.status = 204};
+}
+
 Answer createAppInfoLocalization(World& world, const Change& change) {
     const Resource& info = change.relation("appInfo");
     requireEditable(info, info.type, info.id);
@@ -125,6 +162,10 @@ constexpr WriteOperation localizationRows[] = {
      createVersionLocalization, ofVersion},
     {"PATCH", "/v1/appStoreVersionLocalizations/{id}", Form::update, "appStoreVersionLocalizations",
      updateVersionLocalization},
+    {"DELETE", "/v1/appStoreVersionLocalizations/{id}", Form::remove, "appStoreVersionLocalizations",
+     deleteVersionLocalization},
+    {"DELETE", "/v1/appInfoLocalizations/{id}", Form::remove, "appInfoLocalizations",
+     deleteAppInfoLocalization},
     {"POST", "/v1/appInfoLocalizations", Form::create, "appInfoLocalizations", createAppInfoLocalization,
      ofAppInfo},
     {"PATCH", "/v1/appInfoLocalizations/{id}", Form::update, "appInfoLocalizations",

@@ -23,6 +23,7 @@ constexpr Filter versionFilters[] = {{"platform", choices::platforms},
                                      {"appVersionState", choices::appVersionStates},
                                      {"id"}};
 constexpr Filter localeFilter[] = {{"locale"}};
+constexpr Filter previewSetFilters[] = {{"previewType", choices::previewTypes}};
 constexpr Filter setFilters[] = {{"screenshotDisplayType", choices::displayTypes}};
 constexpr Filter buildFilters[] = {{"version"},
                                    {"expired", "true|false"},
@@ -109,6 +110,15 @@ constexpr ReadOperation reads[] = {
      .owner = "appScreenshotSets",
      .type = "appScreenshots",
      .includes = "appScreenshotSet"},
+    {.pattern = "/v1/appStoreVersionLocalizations/{id}/appPreviewSets",
+     .owner = "appStoreVersionLocalizations",
+     .type = "appPreviewSets",
+     .filters = previewSetFilters,
+     .includes = "appStoreVersionLocalization|appPreviews"},
+    {.pattern = "/v1/appPreviewSets/{id}/appPreviews",
+     .owner = "appPreviewSets",
+     .type = "appPreviews",
+     .includes = "appPreviewSet"},
     {.pattern = "/v1/builds",
      .owner = "",
      .type = "builds",
@@ -192,9 +202,9 @@ std::span<const ReadOperation> readOperations() {
 std::span<const WriteOperation> writeOperations() {
     static const std::vector<WriteOperation> all = [] {
         std::vector<WriteOperation> joined;
-        for (const auto part :
-             {versionOperations(), localizationOperations(), pageOperations(), screenshotOperations(),
-              submissionOperations(), buildOperations(), testerOperations(), customerOperations()})
+        for (const auto part : {versionOperations(), localizationOperations(), pageOperations(),
+                                screenshotOperations(), previewOperations(), submissionOperations(),
+                                buildOperations(), testerOperations(), customerOperations()})
             joined.insert(joined.end(), part.begin(), part.end());
         return joined;
     }();

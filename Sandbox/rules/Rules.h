@@ -10,6 +10,7 @@ namespace quorvel::sandbox {
 [[nodiscard]] std::span<const WriteOperation> localizationOperations();
 [[nodiscard]] std::span<const WriteOperation> pageOperations();
 [[nodiscard]] std::span<const WriteOperation> screenshotOperations();
+[[nodiscard]] std::span<const WriteOperation> previewOperations();
 [[nodiscard]] std::span<const WriteOperation> submissionOperations();
 [[nodiscard]] std::span<const WriteOperation> buildOperations();
 [[nodiscard]] std::span<const WriteOperation> testerOperations();

@@ -42,10 +42,11 @@ Response refused(int status, std::string text) {
     return {.status = status, .contentType = "text/plain", .body = std::move(text)};
 }
 
-std::optional<Response> problemOfPart(const Request& request, const UploadPart& part) {
+std::optional<Response> problemOfPart(const Request& request, const UploadPart& part,
+                                      std::string_view contentType) {
     if (request.method != "PUT") return refused(405, "Upload parts are sent with PUT.");
     if (request.header("Authorization")) return refused(400, "Upload parts are sent without a bearer token.");
-    if (request.header("Content-Type").value_or("") != uploadContentType)
+    if (request.header("Content-Type").value_or("") != contentType)
         return refused(400, "The upload part lacks a request header that was asked for: Content-Type.");
     const auto length = request.header("Content-Length");
     if (length && *length != std::to_string(part.length))
@@ -58,8 +59,13 @@ std::optional<Response> problemOfPart(const Request& request, const UploadPart& 
 /// Parts are digested in order: the next one while it arrives, a later one from its file when its turn comes.
 class Uploads::Upload {
   public:
-    Upload(std::vector<UploadPart> parts, std::filesystem::path folder, std::string id)
-        : parts_(std::move(parts)), waiting_(parts_.size()), folder_(std::move(folder)), id_(std::move(id)) {}
+    Upload(std::vector<UploadPart> parts, std::string contentType, std::filesystem::path folder,
+           std::string id)
+        : parts_(std::move(parts)),
+          contentType_(std::move(contentType)),
+          waiting_(parts_.size()),
+          folder_(std::move(folder)),
+          id_(std::move(id)) {}
     ~Upload() {
         std::error_code ignored;
         for (std::size_t i = 0; i < parts_.size(); ++i)
@@ -70,7 +76,7 @@ class Uploads::Upload {
 
     [[nodiscard]] Response receive(std::size_t index, const Request& request) {
         if (index >= parts_.size()) return refused(404, "There is no such upload part.");
-        if (auto problem = problemOfPart(request, parts_[index])) return *problem;
+        if (auto problem = problemOfPart(request, parts_[index], contentType_)) return *problem;
         std::unique_lock lock(mutex_);
         const bool inOrder = index == digested_ && !digesting_;
         const Arrival arrival = inOrder ? digest(index, request, lock) : store(index, request, lock);
@@ -160,6 +166,7 @@ class Uploads::Upload {
 
     std::mutex mutex_;
     std::vector<UploadPart> parts_;
+    std::string contentType_;
     std::vector<bool> waiting_; // whole in their files
     std::size_t digested_ = 0;  // parts in the digest
     bool digesting_ = false;    // a part is being received into the digest
@@ -197,9 +204,9 @@ std::shared_ptr<Uploads::Upload> Uploads::find(const std::string& id) {
     return found == uploads_.end() ? nullptr : found->second;
 }
 
-void Uploads::expect(const std::string& id, std::vector<UploadPart> parts) {
+void Uploads::expect(const std::string& id, std::vector<UploadPart> parts, std::string contentType) {
     const std::lock_guard lock(mutex_);
-    uploads_[id] = std::make_shared<Upload>(std::move(parts), folder_, id);
+    uploads_[id] = std::make_shared<Upload>(std::move(parts), std::move(contentType), folder_, id);
 }
 
 void Uploads::forget(const std::string& id) {

@@ -1,4 +1,4 @@
-// Receives the parts of reserved screenshots and checks them against what was reserved.
+// Receives the parts of reserved files and checks them against what was reserved.
 #pragma once
 
 #include "Sandbox/server/HTTPServer.h"
@@ -15,9 +15,6 @@
 
 namespace quorvel::sandbox {
 
-/// The request header that every upload part is asked to carry.
-inline constexpr std::string_view uploadContentType = "image/png";
-
 struct UploadPart {
     std::int64_t offset = 0;
     std::int64_t length = 0;
@@ -33,8 +30,8 @@ class Uploads {
     explicit Uploads(std::filesystem::path folder);
     ~Uploads();
 
-    /// Expects the parts of an upload; `id` is a screenshot's.
-    void expect(const std::string& id, std::vector<UploadPart> parts);
+    /// Expects the parts of an upload, each with this type; `id` is that of what was reserved.
+    void expect(const std::string& id, std::vector<UploadPart> parts, std::string contentType);
     void forget(const std::string& id);
     /// Takes one part; the answer to give.
     [[nodiscard]] Response receive(const std::string& id, std::size_t part, const Request& request);

@@ -74,18 +74,20 @@ void checkBuild(const World& world, const Resource& version, const Resource& bui
                                                version.text("versionString"))));
 }
 
-void copyScreenshots(World& world, const Resource& from, const Resource& to) {
-    const std::vector<Resource*> sets = world.store.children(from.id, "appScreenshotSets");
+void copySets(World& world, const Resource& from, const Resource& to, std::string_view setType,
+              std::string_view type, const std::string& relation) {
+    const std::vector<Resource*> sets = world.store.children(from.id, setType);
     for (const Resource* set : sets) {
         const Resource& copy =
-            world.store.add("appScreenshotSets", set->attributes, {{"appStoreVersionLocalization", to.id}});
-        const std::vector<Resource*> screenshots = world.store.children(set->id, "appScreenshots");
-        for (const Resource* screenshot : screenshots)
-            world.store.add("appScreenshots", screenshot->attributes, {{"appScreenshotSet", copy.id}});
+            world.store.add(setType, set->attributes, {{"appStoreVersionLocalization", to.id}});
+        const std::vector<Resource*> assets = world.store.children(set->id, type);
+        for (const Resource* asset : assets)
+            world.store.add(type, asset->attributes, {{relation, copy.id}});
     }
 }
 
-/// A new version begins with the texts and screenshots of the one on the store, without its release notes.
+/// A new version begins with the texts, screenshots and previews of the one on the store, without its release
+/// notes.
 void copyLiveTexts(World& world, const Resource& live, const Resource& version) {
     const std::vector<Resource*> localizations =
         world.store.children(live.id, "appStoreVersionLocalizations");
@@ -94,7 +96,8 @@ void copyLiveTexts(World& world, const Resource& live, const Resource& version) 
         attributes.set("whatsNew", nullptr);
         const Resource& copy = world.store.add("appStoreVersionLocalizations", std::move(attributes),
                                                {{"appStoreVersion", version.id}});
-        copyScreenshots(world, *localization, copy);
+        copySets(world, *localization, copy, "appScreenshotSets", "appScreenshots", "appScreenshotSet");
+        copySets(world, *localization, copy, "appPreviewSets", "appPreviews", "appPreviewSet");
     }
 }
 

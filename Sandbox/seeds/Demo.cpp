@@ -1,6 +1,7 @@
 // The demo account: three apps of an invented studio.
 #include "Sandbox/resources/Schema.h"
 #include "Sandbox/rules/Analytics.h"
+#include "Sandbox/rules/Previews.h"
 #include "Sandbox/rules/Screenshots.h"
 #include "Sandbox/rules/Seeding.h"
 #include "Sandbox/rules/VersionStates.h"
@@ -8,6 +9,8 @@
 #include "Sandbox/seeds/Seeds.h"
 
 #include <fmt/format.h>
+
+#include <algorithm>
 
 namespace quorvel::sandbox {
 namespace {
@@ -104,6 +107,23 @@ void addScreenshots(World& world, const Resource& localization, std::string_view
     }
 }
 
+void addPreview(World& world, const Resource& localization, std::string_view previewType) {
+    const Resource& set = world.store.add("appPreviewSets", JSONValue::object({{"previewType", previewType}}),
+                                          {{"appStoreVersionLocalization", localization.id}});
+    Resource& preview = world.store.add("appPreviews", JSONValue::object(), {{"appPreviewSet", set.id}});
+    preview.attributes = JSONValue::object(
+        {{"fileSize", 21'408'113},
+         {"fileName", "01_first_steps.mp4"},
+         {"sourceFileChecksum", fmt::format("{:032x}", std::hash<std::string>()(preview.id))},
+         {"previewFrameTimeCode", nullptr},
+         {"mimeType", "video/mp4"},
+         {"videoUrl", nullptr},
+         {"previewFrameImage", nullptr},
+         {"uploadOperations", nullptr},
+         {"videoDeliveryState", nullptr}});
+    completePreview(world, preview);
+}
+
 /// Texts of a version in every locale; screenshots in some.
 void addAllTexts(World& world, const Resource& version, bool withNotes) {
     const bool mac = version.text("platform") == "MAC_OS";
@@ -112,7 +132,9 @@ void addAllTexts(World& world, const Resource& version, bool withNotes) {
         if (mac && locale == "en-US") addScreenshots(world, localization, "APP_DESKTOP", 2);
         if (mac || !isChoice("en-US|de-DE|ja|fr-FR", locale)) return;
         addScreenshots(world, localization, "APP_IPHONE_67", locale == "en-US" ? 4 : 2);
-        if (locale == "en-US") addScreenshots(world, localization, "APP_IPAD_PRO_3GEN_129", 2);
+        if (locale != "en-US") return;
+        addScreenshots(world, localization, "APP_IPAD_PRO_3GEN_129", 2);
+        addPreview(world, localization, "IPHONE_67");
     });
 }
 

@@ -23,7 +23,9 @@ Response file(const World& world, const Request& request) {
     constexpr std::string_view image = "/image/", report = "/report/";
     if (path.starts_with(image)) {
         const std::string_view rest = path.substr(image.size());
-        if (!world.store.find("appScreenshots", rest.substr(0, rest.find('/')))) return notFound();
+        const std::string_view id = rest.substr(0, rest.find('/'));
+        if (!world.store.find("appScreenshots", id) && !world.store.find("appPreviews", id))
+            return notFound();
         return {.contentType = "image/png", .body = *base64Decode(picture)};
     }
     if (path.starts_with(report)) {

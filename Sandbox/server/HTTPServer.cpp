@@ -5,6 +5,7 @@
 #include <fmt/format.h>
 #include <httplib.h>
 
+#include <algorithm>
 #include <condition_variable>
 #include <deque>
 #include <mutex>

@@ -20,7 +20,8 @@ constexpr Role roles[] = {
      "/v1/builds|/v1/betaBuildLocalizations|/v1/betaGroups|/v1/betaTesters|/v1/buildBetaDetails|"
      "/v1/betaAppReviewSubmissions",
      false},
-    {"MARKETING", "/v1/appStoreVersionLocalizations|/v1/appInfoLocalizations|/v1/appScreenshot", false},
+    {"MARKETING",
+     "/v1/appStoreVersionLocalizations|/v1/appInfoLocalizations|/v1/appScreenshot|/v1/appPreview", false},
     {"CUSTOMER_SUPPORT", "/v1/customerReviewResponses", false},
     {"FINANCE", "", true},
     {"SALES", "", true},

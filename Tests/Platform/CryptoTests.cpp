@@ -9,8 +9,10 @@
 #include <openssl/x509.h>
 
 #include <algorithm>
+#include <atomic>
 #include <set>
 #include <thread>
+#include <vector>
 
 namespace quorvel {
 namespace {

@@ -4,6 +4,8 @@
 
 #include <gtest/gtest.h>
 
+#include <exception>
+
 namespace quorvel {
 
 enum class Speed { slow, fast };

@@ -11,6 +11,7 @@
 #include <latch>
 #include <optional>
 #include <stdexcept>
+#include <vector>
 
 namespace quorvel {
 namespace {

@@ -5,9 +5,11 @@
 
 #include <barrier>
 #include <latch>
+#include <limits>
 #include <memory>
 #include <numeric>
 #include <set>
+#include <stdexcept>
 #include <string>
 
 namespace quorvel::test {

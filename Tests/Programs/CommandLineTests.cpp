@@ -105,7 +105,7 @@ TEST_F(CommandLine, namesWhatIsWrongAndTheNearestSpelling) {
         {{"sandbox", "--state", "s", "--port", "8x"}, "\"8x\" is no value of --port", ""},
         {{"sandbox", "--state", "s", "--fault", "GET /v1/apps"}, "is no value of --fault", "ROUTE"},
         {{"completion", "powershell"}, "\"powershell\" is no value of SHELL", "bash, zsh, fish"},
-        {{"pull", "--dry-run", "--app", "a"}, "\"pull\" has no dry run", ""},
+        {{"costs", "--dry-run"}, "\"costs\" has no dry run", ""},
         {{"apps", "import"}, "needs bundle ids, or --all", "--remote"},
         {{"apps", "--remote", "--all"}, "exclude each other", ""},
         {{"apps", "remove"}, "needs APP", ""},
@@ -152,7 +152,7 @@ TEST_F(CommandLine, helpsForEveryCommandAndAcceptsGlobalOptionsOnBothSides) {
         EXPECT_EQ(*onlyDocument(run(asJSON).out).find("help")->text(), run(words).out);
     }
     EXPECT_THAT(run({"push", "--help"}).out, HasSubstr("--dry-run"));
-    EXPECT_THAT(run({"pull", "--help"}).out, Not(HasSubstr("--dry-run")));
+    EXPECT_THAT(run({"costs", "--help"}).out, Not(HasSubstr("--dry-run")));
     EXPECT_THAT(run({"--help"}).out, HasSubstr("Usage: quorvel COMMAND"));
     EXPECT_EQ(run({"help"}).out, run({"--help"}).out);
     EXPECT_EQ(run({"help", "push"}).out, run({"push", "--help"}).out);

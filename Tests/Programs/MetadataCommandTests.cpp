@@ -167,15 +167,17 @@ TEST_F(MetadataCommands, backsUpAnEditBeforeAPullReplacesIt) {
     const auto left = run({"pull", "--app", app, "--folder", "texts", "--leave-edits"});
     EXPECT_THAT(left.error, HasSubstr("left in place"));
     EXPECT_EQ(read("ja", "subtitle.txt"), "編集");
-    const JSONValue pulled = pulledResult({"pull", "--app", app, "--folder", "texts"});
+    EXPECT_THAT(pull().error, HasSubstr("1 text edited locally, left in place: ja Subtitle"));
+    EXPECT_EQ(read("ja", "subtitle.txt"), "編集");
+    const JSONValue pulled = pulledResult({"pull", "--app", app, "--folder", "texts", "--replace-edits"});
     EXPECT_EQ(read("ja", "subtitle.txt"), before);
     ASSERT_EQ(pulled.find("kept")->items()->size(), 1u);
     EXPECT_EQ(readFile(*pulled.find("kept")->items()->front().find("path")->text()), "編集");
     for (const auto* locale : {"de-DE", "ja"})
         write(locale, "subtitle.txt", "編集");
-    EXPECT_THAT(pull().error,
+    EXPECT_THAT(run({"pull", "--app", app, "--folder", "texts", "--replace-edits"}).error,
                 testing::AllOf(HasSubstr("2 texts edited locally, backed up under "),
-                               HasSubstr(": de-DE Subtitle, ja Subtitle\n"), HasSubstr("--leave-edits")));
+                               HasSubstr(": de-DE Subtitle, ja Subtitle\n"), HasSubstr("then push")));
 }
 
 TEST_F(MetadataCommands, asksOnATerminalBeforeItPushes) {

@@ -2,6 +2,7 @@
 #include "Tests/support/GitRepository.h"
 
 #include <algorithm>
+#include <tuple>
 
 namespace quorvel::test {
 namespace {

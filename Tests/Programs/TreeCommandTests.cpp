@@ -173,8 +173,7 @@ TEST_F(EmptyAccount, takesATreeOfAnotherToolToAnAppWithoutAVersion) {
 
     const auto imported = run(import);
     ASSERT_EQ(imported.status, 0) << imported.error;
-    EXPECT_THAT(imported.error,
-                HasSubstr("skipped default: is no App Store locale; other tools take its texts"));
+    EXPECT_THAT(imported.error, HasSubstr("skipped default/name.txt: stands for no locale"));
     EXPECT_THAT(imported.error, HasSubstr("skipped 7 entries (en-US/other_"));
     EXPECT_THAT(imported.error, HasSubstr(" and 2 more): is no field of the metadata"));
     auto again = import;

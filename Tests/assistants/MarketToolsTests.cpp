@@ -4,9 +4,7 @@
 #include "Quorvel/actions/KeywordActions.h"
 #include "Quorvel/actions/ReviewReplyActions.h"
 #include "Quorvel/actions/WorkspaceActions.h"
-#include "Quorvel/assistants/Server.h"
-#include "Tests/support/ApplicationSandbox.h"
-#include "Tests/support/AssistantClient.h"
+#include "Tests/support/AssistantServerFixture.h"
 
 #include <gmock/gmock.h>
 
@@ -24,20 +22,11 @@ using testing::HasSubstr;
 using testing::Not;
 using testing::StartsWith;
 
-struct MarketToolsTest : testing::Test {
-    test::ApplicationSandbox sandbox;
-    AssistantServer server{[&] { return sandbox.made(); }, "1.2.3", systemClock()};
+struct MarketToolsTest : test::AssistantServerTest {
     AssistantClient client{server, Revision::r20260728};
 
-    static JSONValue with(JSONValue::Object members) { return JSONValue::object(std::move(members)); }
-    void allow(AssistantPermission permission) const {
-        AssistantPermissionSetting(sandbox.application->userDefaults()).choose(permission);
-    }
-    [[nodiscard]] std::ptrdiff_t repliesSent() const {
-        return std::ranges::count_if(sandbox.server.requests(), [](const auto& request) {
-            return request.method != "GET" && request.path.starts_with("/v1/");
-        });
-    }
+    static JSONValue with(JSONValue::Object members) { return test::object(std::move(members)); }
+    [[nodiscard]] std::ptrdiff_t repliesSent() const { return changesSent(); }
     JSONValue unanswered() {
         (void)client.ask("refresh_reviews", with({{"app", test::gardenID}}));
         return client.ask("reviews", with({{"unanswered", true}}));
@@ -93,6 +82,11 @@ TEST_F(MarketToolsTest, sendNoReplyToWhatHasChangedSinceItWasShown) {
     EXPECT_THAT(textOf(client.call("send_reply", typed)), HasSubstr("another one than was shown"));
     const auto shown = ShowReview::perform(*sandbox.application, {.review = review});
     EXPECT_EQ(shown.reply->text, "A person's words");
+    (void)prepared(review, "Danke!");
+    const auto emptied = prepared(review, "Danke!");
+    ASSERT_TRUE(removeFile(shown.reply->file));
+    EXPECT_THAT(textOf(client.call("send_reply", emptied)), HasSubstr("was emptied since it was shown"));
+    EXPECT_FALSE(readFile(shown.reply->file)) << "it stays away";
     const auto rewritten = prepared(review, "Danke!");
     sandbox.server.changeReview(review, {.body = "Something else"});
     EXPECT_THAT(textOf(client.call("send_reply", rewritten)), HasSubstr("Prepare it again"));
@@ -193,8 +187,10 @@ TEST_F(MarketToolsTest, showRanksWithTheirAlerts) {
     ASSERT_EQ(fallen.find("alerts")->items()->size(), 1u);
     EXPECT_EQ(*fallen.find("alerts")->items()->front().at("alert", "summary"),
               JSONValue("Fell out of the top 200"));
-    EXPECT_EQ(*client.ask("keyword_ranks", with({{"countries", JSONValue::array({"de"})}})).find("total"),
-              JSONValue(0));
+    (void)TrackKeywords::perform(*sandbox.application, {.terms = {"garden"}, .countries = {"de"}});
+    const auto german = client.ask("keyword_ranks", with({{"countries", JSONValue::array({"de"})}}));
+    EXPECT_EQ(*german.find("total"), JSONValue(1));
+    EXPECT_EQ(german.find("alerts")->items()->size(), 0u) << "of another country";
 }
 
 } // namespace

@@ -49,6 +49,27 @@ TEST_F(ServeTest, answersWhatCameBeforeTheEndOfItsInput) {
     EXPECT_FALSE(std::filesystem::exists(folder / "home")) << "nothing needed a home";
 }
 
+TEST_F(ServeTest, answersTenThousandRequestsBehindAHugeLineInLittleMemory) {
+    const char* const feeding =
+        "{ printf '%s' \"$GREETING\"; head -c 100000000 /dev/zero | tr '\\0' x; echo; "
+        "awk 'BEGIN { for (i = 2; i <= 10001; ++i) printf \"{\\\"jsonrpc\\\":\\\"2.0\\\",\\\"id\\\":%d,\\\"method\\\":"
+        "\\\"ping\\\"}\\n\", i }'; } | { "
+#if !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__) // which take memory of their own
+        "ulimit -d 200000; " // kB, of which the threads' stacks are half
+#endif
+        "exec \"$0\"; }";
+    auto call = callWith("");
+    call.program = "/bin/sh";
+    call.arguments = {"-c", feeding, QUORVEL_MCP_PROGRAM};
+    call.environment["PATH"] = "/usr/bin:/bin";
+    call.environment["GREETING"] = greeting;
+    const auto ended = ChildProgram(call).wait();
+    EXPECT_EQ(ended.status, 0) << ended.error;
+    EXPECT_EQ(std::ranges::count(ended.out, '\n'), 10'002);
+    EXPECT_THAT(ended.out, HasSubstr("The message is longer than 4194304 bytes"));
+    EXPECT_THAT(ended.out, HasSubstr(R"({"jsonrpc":"2.0","id":10001,"result":{}})"));
+}
+
 TEST_F(ServeTest, endsTheSubscriptionsWithItself) {
     const auto ended =
         ChildProgram(

@@ -34,7 +34,7 @@ struct HostileNetwork : test::ControllerSandbox {
               {.baseURL = proxy.url(), .http = http, .tokens = client.tokens(), .sleepFor = [](double) {}}),
           gate(std::make_shared<OperationGate>()),
           texts(AppAccess(parts()), gate),
-          screenshots(AppAccess(parts()), gate) {}
+          screenshots(AppAccess(parts()), gate, AssetKind::screenshot) {}
 
     [[nodiscard]] AppAccess::Parts parts() const {
         AppAccess::Parts parts = partsOver(through);

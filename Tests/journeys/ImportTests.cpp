@@ -50,7 +50,7 @@ struct ImportJourney {
         const PlatformContext context{ASCPlatform::iOS, AppStoreVersionStateClass::editable, "1.0",
                                       "PREPARE_FOR_SUBMISSION", version.id};
         const MetadataStore local(folderIn("local", context));
-        imported = importTree(tree, local, systemClock());
+        imported = importTree(treeToImport(tree), local, systemClock());
         selection = selectForPush(MetadataDiff::compare(local));
         fixture.server.forgetRequests();
         outcomes = MetadataPusher(fixture.client, local, "Blank Canvas").push(app, context, selection.chosen);

@@ -21,7 +21,59 @@ bool hasType(const JSONValue& value, std::string_view type) {
     return value.integer() || std::holds_alternative<double>(value.value);
 }
 
+// What a server sends beside results of tools, by its method or by what it holds.
+constexpr std::pair<std::string_view, std::string_view> messageSchemas[] = {
+    {"notifications/progress",
+     R"({"type":"object","required":["progressToken","progress"],"properties":{"progress":{"type":"number"},"total":{"type":"number"},"message":{"type":"string"}}})"},
+    {"notifications/cancelled",
+     R"({"type":"object","required":["requestId"],"properties":{"reason":{"type":"string"}}})"},
+    {"notifications/subscriptions/acknowledged", R"({"type":"object","required":["_meta","notifications"]})"},
+    {"elicitation/create",
+     R"({"type":"object","required":["message","requestedSchema"],"properties":{"message":{"type":"string"},"mode":{"enum":["form"]},"requestedSchema":{"type":"object","required":["type","properties"],"properties":{"type":{"enum":["object"]},"properties":{"type":"object"}}}}})"},
+    {"input_required",
+     R"({"type":"object","required":["resultType","inputRequests","requestState"],"properties":{"inputRequests":{"type":"object"},"requestState":{"type":"string"}}})"},
+    {"error",
+     R"({"type":"object","required":["code","message"],"properties":{"code":{"type":"integer"},"message":{"type":"string"}}})"},
+};
+
+std::string problemByKind(std::string_view kind, const JSONValue& value) {
+    for (const auto& [name, schema] : messageSchemas)
+        if (name == kind) return problemOf(value, decodeJSON<JSONValue>(schema));
+    return fmt::format("no server sends {}", kind);
+}
+
+std::string problemOfResult(const JSONValue& result) {
+    if (!result.members()) return "a result is no object";
+    const JSONValue* const type = result.find("resultType");
+    if (!type || *type != JSONValue("input_required")) return {};
+    if (auto problem = problemByKind("input_required", result); !problem.empty()) return problem;
+    for (const auto& [key, request] : *result.find("inputRequests")->members())
+        if (auto problem = problemByKind(*request.find("method")->text(), *request.find("params"));
+            !problem.empty())
+            return key + ": " + problem;
+    return {};
+}
+
 } // namespace
+
+std::string problemOfMessage(const JSONValue& message) {
+    if (const auto* const batch = message.items()) {
+        for (const JSONValue& one : *batch)
+            if (auto problem = problemOfMessage(one); !problem.empty()) return problem;
+        return {};
+    }
+    const JSONValue* const version = message.find("jsonrpc");
+    if (!version || *version != JSONValue("2.0")) return "jsonrpc is not 2.0";
+    if (const JSONValue* const method = message.find("method")) {
+        const bool isNotification = method->text()->starts_with("notifications/");
+        if (isNotification == (message.find("id") != nullptr)) return "it has no id, or one too many";
+        return problemByKind(*method->text(), *message.find("params"));
+    }
+    if (const JSONValue* const error = message.find("error")) return problemByKind("error", *error);
+    const JSONValue* const result = message.find("result");
+    if (!result || !message.find("id")) return "it is no answer";
+    return problemOfResult(*result);
+}
 
 void CollectingSink::send(std::string message) {
     const auto value = decodeJSON<JSONValue>(message);
@@ -67,6 +119,12 @@ AssistantClient::AssistantClient(RequestHandler& handler, Revision revision, boo
                                                                  {"clientInfo", JSONValue::object()}}));
     EXPECT_EQ(*answer.at("result", "protocolVersion"), JSONValue(rawValue(revision)));
     connection.receive(R"({"jsonrpc":"2.0","method":"notifications/initialized"})");
+}
+
+AssistantClient::~AssistantClient() {
+    connection.end();
+    for (const JSONValue& message : sink.messages())
+        EXPECT_EQ(problemOfMessage(message), "") << encodeJSON(message);
 }
 
 JSONValue AssistantClient::withTerms(JSONValue params) const {
@@ -139,17 +197,10 @@ std::string problemOf(const JSONValue& value, const JSONValue& schema) {
     if (const JSONValue* const names = schema.find("required"))
         for (const JSONValue& name : *names->items())
             if (!value.find(*name.text())) return *name.text() + " is missing";
-    const JSONValue* const required = schema.find("required");
-    if (value.members() && (required || schema.find("properties")))
-        for (const auto& [name, member] : *value.members()) {
-            const JSONValue* const inner = schema.at("properties", name);
-            // Our results hold nothing that their schemas do not tell.
-            if (!inner && (!required || std::ranges::find(*required->items(), JSONValue(name)) ==
-                                            required->items()->end()))
-                return name + " is not in the schema";
-            if (!inner) continue;
-            if (auto problem = problemOf(member, *inner); !problem.empty()) return name + ": " + problem;
-        }
+    if (const JSONValue* const properties = schema.find("properties"); properties && value.members())
+        for (const auto& [name, member] : *value.members())
+            if (const JSONValue* const inner = properties->find(name))
+                if (auto problem = problemOf(member, *inner); !problem.empty()) return name + ": " + problem;
     if (const JSONValue* const items = schema.find("items"); items && value.items())
         for (const JSONValue& item : *value.items())
             if (auto problem = problemOf(item, *items); !problem.empty()) return problem;

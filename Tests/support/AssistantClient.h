@@ -32,11 +32,14 @@ class CollectingSink final : public MessageSink {
 };
 
 /// Speaks one revision: with a handshake, or with terms in each request. Checks every tool's result against
-/// that tool's own schema.
+/// that tool's own schema, and at its end the form of all that the server sent.
 class AssistantClient {
   public:
     AssistantClient(RequestHandler& handler, Revision revision, bool asksByForm = false,
                     Connection::Options options = {});
+    ~AssistantClient();
+    AssistantClient(const AssistantClient&) = delete;
+    AssistantClient& operator=(const AssistantClient&) = delete;
 
     /// Sends a request and waits for its answer, which may be an error.
     JSONValue request(std::string_view method, JSONValue params = JSONValue::object());
@@ -63,6 +66,9 @@ class AssistantClient {
 
 /// The first text of a tool's result.
 [[nodiscard]] std::string textOf(const JSONValue& result);
+
+/// What is wrong with a message of a server, by what the protocol says of its kind; empty when nothing is.
+[[nodiscard]] std::string problemOfMessage(const JSONValue& message);
 
 /// What is wrong with `value` by a schema of the words that ours use; empty when nothing is.
 [[nodiscard]] std::string problemOf(const JSONValue& value, const JSONValue& schema);

@@ -48,6 +48,7 @@ class Walk {
         versions();
         appInfos();
         screenshots();
+        previews();
         builds();
         testFlight();
         reviews();
@@ -108,6 +109,9 @@ class Walk {
         (void)call("updateVersionLocalization", [&] {
             return client_.updateVersionLocalization(localization.id, {.description = "Plan the week."});
         });
+        const auto removed = client_.createVersionLocalization(
+            made.id, {.locale = localeNotIn(client_.listVersionLocalizations(made.id))});
+        call("deleteVersionLocalization", [&] { client_.deleteVersionLocalization(removed.id); });
         (void)call("getAppStoreVersion", [&] { return client_.getAppStoreVersion(next_); });
         (void)call("listVersionSummaries", [&] { return client_.listVersionSummaries(app_); });
         (void)call("listLocalizationSummaries", [&] { return client_.listLocalizationSummaries(next_); });
@@ -143,6 +147,7 @@ class Walk {
                                                      AppInfoLocalizationPrivacyPatchAttributes{
                                                          .privacyPolicyUrl = "https://example.test/privacy"});
         });
+        call("deleteAppInfoLocalization", [&] { client_.deleteAppInfoLocalization(made.id); });
         call("updateAppInfoCategories",
              [&] { client_.updateAppInfoCategories(info, "PRODUCTIVITY", "UTILITIES"); });
         (void)call("listAppInfoSummaries", [&] { return client_.listAppInfoSummaries(app_); });
@@ -168,6 +173,25 @@ class Walk {
         (void)call("listScreenshots", [&] { return client_.listScreenshots(set.id); });
         call("reorderScreenshots", [&] { client_.reorderScreenshots(set.id, {shot.id}); });
         call("deleteScreenshot", [&] { client_.deleteScreenshot(shot.id); });
+    }
+
+    void previews() {
+        (void)call("listPreviewSets", [&] { return client_.listPreviewSets(localization_); });
+        const auto set =
+            call("createPreviewSet", [&] { return client_.createPreviewSet(localization_, "APPLE_TV"); });
+        const std::string bytes(70'001, 'x');
+        const auto preview = call("reservePreview", [&] {
+            return client_.reservePreview(
+                set.id, {static_cast<std::int64_t>(bytes.size()), "one.mp4", "00:00:07:15", "video/mp4"});
+        });
+        for (const auto& part :
+             preview.attributes.uploadOperations.value_or(std::vector<ASCUploadOperation>{}))
+            upload(part, bytes);
+        (void)call("commitPreview", [&] {
+            return client_.commitPreview(preview.id, {true, md5Hex(bytes), {}});
+        });
+        (void)call("listPreviews", [&] { return client_.listPreviews(set.id); });
+        call("deletePreview", [&] { client_.deletePreview(preview.id); });
     }
 
     void upload(const ASCUploadOperation& part, const std::string& bytes) {

@@ -3,6 +3,7 @@
 
 #include "Platform/http/HTTPClient.h"
 
+#include <algorithm>
 #include <functional>
 #include <mutex>
 #include <vector>

@@ -14,15 +14,16 @@ namespace quorvel::test {
 
 /// An app, its folder, and pushes whose waits are the sandbox's virtual time.
 struct ScreenshotSandbox : SandboxFixture {
-    explicit ScreenshotSandbox(sandbox::Options options = {.hourlyQuota = 1'000'000})
+    explicit ScreenshotSandbox(sandbox::Options options = {.hourlyQuota = 1'000'000},
+                               AssetKind kind = AssetKind::screenshot)
         : SandboxFixture(std::move(options)),
           app{folder / "app"},
           context(MetadataPuller(client, systemClock()).discover(gardenApp).contexts.at(0)),
           retries{.backoff = [](int) { return 1.0; },
                   .sleepFor = [this](double seconds) { server.advance(seconds); }},
           store(
-              app, context, [] { return dateFromSecondsSince1970(1772368200); }, retries),
-          push{retries} {}
+              app, context, [] { return dateFromSecondsSince1970(1772368200); }, retries, kind),
+          push{retries, kind} {}
 
     [[nodiscard]] std::filesystem::path picture(const std::string& path) const {
         return store.paths().pictures / path;
@@ -32,8 +33,9 @@ struct ScreenshotSandbox : SandboxFixture {
     }
     void drawThirtySixSets() { putThirtySixSets(store.paths().pictures, drawings); }
     [[nodiscard]] PreparedScreenshots prepare(ScreenshotPushMode mode) const {
-        return prepareScreenshots(scanScreenshots(store.paths().pictures), store.readRemote(client),
-                                  {.mode = mode});
+        const ScreenshotSelection selection{.kind = push.kind};
+        return prepareScreenshots(scanScreenshots(store.paths().pictures, selection),
+                                  store.readRemote(client), {.mode = mode, .selection = selection});
     }
     ScreenshotPushSummary pushAll(ScreenshotPushMode mode, const ScreenshotPusher::Observer& observer = {}) {
         auto prepared = prepare(mode);
@@ -42,7 +44,7 @@ struct ScreenshotSandbox : SandboxFixture {
         summary.failures.insert(summary.failures.begin(), prepared.failures.begin(), prepared.failures.end());
         return summary;
     }
-    [[nodiscard]] HeldSets held() const { return heldSets(server, context.versionId); }
+    [[nodiscard]] HeldSets held() const { return heldSets(server, context.versionId, push.kind); }
     /// The sets that have local files, as the sandbox holds them.
     [[nodiscard]] HeldSets heldOf(const HeldSets& wanted) const {
         auto sets = namesAndChecksums(held());

@@ -58,24 +58,29 @@ std::vector<sandbox::Fault> faultsOfABadDay() {
             {.route = "*", .action = "resetAfter", .probability = 0.03}};
 }
 
-HeldSets heldSets(const sandbox::SandboxServer& server, std::string_view versionID) {
+HeldSets heldSets(const sandbox::SandboxServer& server, std::string_view versionID, AssetKind kind) {
+    const bool areVideos = kind == AssetKind::preview;
     const JSONValue state = server.state();
     const auto all = [&](std::string_view type) { return state.find(type)->members(); };
     std::map<std::string, std::string> locales, names; // by localization, by set
     for (const auto& [id, localization] : *all("appStoreVersionLocalizations"))
         if (linkOf(localization, "appStoreVersion") == versionID)
             locales[id] = textOf(localization, "locale");
-    for (const auto& [id, set] : *all("appScreenshotSets"))
+    for (const auto& [id, set] : *all(areVideos ? "appPreviewSets" : "appScreenshotSets"))
         if (const auto locale = locales.find(linkOf(set, "appStoreVersionLocalization"));
             locale != locales.end())
-            names[id] = setText(locale->second, textOf(set, "screenshotDisplayType"));
+            names[id] =
+                setText(locale->second, textOf(set, areVideos ? "previewType" : "screenshotDisplayType"));
     std::map<std::string, std::vector<std::pair<std::int64_t, HeldScreenshot>>> placed;
-    for (const auto& [id, shot] : *all("appScreenshots"))
-        if (const auto set = names.find(linkOf(shot, "appScreenshotSet")); set != names.end())
+    for (const auto& [id, shot] : *all(areVideos ? "appPreviews" : "appScreenshots"))
+        if (const auto set = names.find(linkOf(shot, areVideos ? "appPreviewSet" : "appScreenshotSet"));
+            set != names.end())
             placed[set->second].emplace_back(
                 *shot.find("order")->integer(),
-                HeldScreenshot{id, textOf(shot, "fileName"), textOf(shot, "sourceFileChecksum"),
-                               *shot.at("attributes", "assetDeliveryState", "state")->text()});
+                HeldScreenshot{
+                    id, textOf(shot, "fileName"), textOf(shot, "sourceFileChecksum"),
+                    *shot.at("attributes", areVideos ? "videoDeliveryState" : "assetDeliveryState", "state")
+                         ->text()});
     HeldSets sets;
     for (const auto& [id, name] : names)
         sets[name];

@@ -45,7 +45,7 @@ void putThirtySixSets(const std::filesystem::path& pictures, Drawings& drawings)
 /// part.
 [[nodiscard]] std::vector<sandbox::Fault> faultsOfABadDay();
 
-/// A screenshot as the sandbox holds it.
+/// A screenshot or preview as the sandbox holds it.
 struct HeldScreenshot {
     std::string id;
     std::string fileName;
@@ -54,9 +54,10 @@ struct HeldScreenshot {
     bool operator==(const HeldScreenshot&) const = default;
 };
 
-/// What the sandbox holds of a version: "en-US APP_IPHONE_67" → its screenshots in order.
+/// What the sandbox holds of a version: "en-US APP_IPHONE_67" → what the set shows, in order.
 using HeldSets = std::map<std::string, std::vector<HeldScreenshot>>;
-[[nodiscard]] HeldSets heldSets(const sandbox::SandboxServer& server, std::string_view versionID);
+[[nodiscard]] HeldSets heldSets(const sandbox::SandboxServer& server, std::string_view versionID,
+                                AssetKind kind = AssetKind::screenshot);
 
 /// What it should hold: the files in natural order, by name and checksum; ids and states are left out.
 [[nodiscard]] HeldSets expectedSets(const std::vector<ScreenshotPushItem>& items);

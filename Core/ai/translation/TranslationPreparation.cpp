@@ -1,6 +1,7 @@
 #include "Core/ai/translation/TranslationPreparation.h"
 
 #include "Core/ai/translation/TextTrimming.h"
+#include "Core/metadata/FallbackTexts.h"
 #include "Core/metadata/TextRemarks.h"
 #include "Platform/text/Text.h"
 
@@ -73,7 +74,7 @@ std::optional<std::string> TranslationPreparation::reasonToSkip(const PreparedIt
 
 PreparedItem TranslationPreparation::prepare(const TranslationItem& item) const {
     PreparedItem prepared{.item = item, .limit = TranslationPipeline::limitFor(item.field, settings_)};
-    if (const auto source = store_.read(item.sourceLocale, item.field))
+    if (const auto source = readTextThatCounts(store_.folder(), item.sourceLocale, item.field))
         prepared.sourceText = withoutFinalLineBreak(withoutByteOrderMark(*source));
     static_cast<void>(
         store_.folder().localeFolder(item.targetLocale)); // throws for one that may not become a path

@@ -113,6 +113,10 @@ ASCResource<AppInfoLocalizationAttributes> ASCClientProtocol::updateAppInfoLocal
     return patchResource<AppInfoLocalizationAttributes>(*this, "appInfoLocalizations", id, attributes);
 }
 
+void ASCClientProtocol::deleteAppInfoLocalization(std::string_view id) const {
+    (void)exchange(ASCRequest::remove(ascPath("appInfoLocalizations", id)));
+}
+
 void ASCClientProtocol::updateAppInfoCategories(std::string_view appInfoID,
                                                 std::optional<std::string> primaryCategory,
                                                 std::optional<std::string> secondaryCategory) const {

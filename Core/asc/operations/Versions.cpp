@@ -202,6 +202,10 @@ ASCClientProtocol::updateVersionLocalization(std::string_view id,
                                                                 attributes);
 }
 
+void ASCClientProtocol::deleteVersionLocalization(std::string_view id) const {
+    (void)exchange(ASCRequest::remove(ascPath("appStoreVersionLocalizations", id)));
+}
+
 std::optional<ASCResource<AppStoreReviewDetailAttributes>>
 ASCClientProtocol::getReviewDetail(std::string_view versionID) const {
     return findResource<AppStoreReviewDetailAttributes>(

@@ -78,11 +78,12 @@ struct ASCCreateRelationships {
     std::optional<ASCRelationshipBox> appInfo;
     std::optional<ASCRelationshipBox> appStoreVersionLocalization;
     std::optional<ASCRelationshipBox> appScreenshotSet;
+    std::optional<ASCRelationshipBox> appPreviewSet;
     std::optional<ASCRelationshipBox> app;
     std::optional<ASCRelationshipBox> reviewSubmission;
     std::optional<ASCRelationshipBox> review;
     QUORVEL_RECORD(ASCCreateRelationships, appStoreVersion, appInfo, appStoreVersionLocalization,
-                   appScreenshotSet, app, reviewSubmission, review)
+                   appScreenshotSet, appPreviewSet, app, reviewSubmission, review)
     bool operator==(const ASCCreateRelationships&) const = default;
 };
 

@@ -105,6 +105,20 @@ std::filesystem::path GitRepoReader::findRoot(const std::filesystem::path& folde
     throw GitRepoError::commandFailed(result.stderrTail);
 }
 
+bool GitRepoReader::takes(const std::filesystem::path& file) const {
+    constexpr int notIgnored = 1;
+    return git(file.parent_path(), {"check-ignore", "--quiet", "--", file.filename().string()}).exitCode ==
+           notIgnored;
+}
+
+bool GitRepoReader::ignores(const std::filesystem::path& folder, const std::filesystem::path& path) const {
+    constexpr int noneIsIgnored = 1;
+    const auto result = git(folder, {"check-ignore", "--quiet", "--", path.string()});
+    if (!result.succeeded() && result.exitCode != noneIsIgnored)
+        throw GitRepoError::commandFailed(result.stderrTail);
+    return result.succeeded();
+}
+
 std::vector<std::string> GitRepoReader::listTags(const std::filesystem::path& root) const {
     std::vector<std::string> tags;
     // Configured columns would put several tags on a line.

@@ -80,6 +80,11 @@ class GitRepoReader {
 
     /// The root of the repository that holds `folder`; for a bare repository the folder itself.
     [[nodiscard]] std::filesystem::path findRoot(const std::filesystem::path& folder) const;
+    /// Whether the repository would take `file` with all else that is in the folder: it lies in a working
+    /// tree, which does not ignore it.
+    [[nodiscard]] bool takes(const std::filesystem::path& file) const;
+    /// Whether git leaves `path`, which need not exist, out of the repository that holds `folder`.
+    [[nodiscard]] bool ignores(const std::filesystem::path& folder, const std::filesystem::path& path) const;
     /// All tags, the newest first.
     [[nodiscard]] std::vector<std::string> listTags(const std::filesystem::path& root) const;
     /// Whether the clone lacks older history.

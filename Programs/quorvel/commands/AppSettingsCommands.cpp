@@ -62,6 +62,14 @@ void printRules(Output& output, const std::vector<FieldRule>& rules) {
     output.table(table);
 }
 
+std::string treeText(const ShowApp::Result& record) {
+    if (!record.tree) return "none";
+    return record.tree->layout == TreeLayout::platforms
+               ? "another tool's, in place; a folder per platform"
+               : fmt::format("another tool's, in place; its locales are those of {}/next",
+                             platformFolderName(record.tree->platform));
+}
+
 void printApp(Invocation& invocation, const ShowApp::Result& record) {
     Output& output = invocation.output;
     const ManagedApp& app = record.app;
@@ -72,6 +80,7 @@ void printApp(Invocation& invocation, const ShowApp::Result& record) {
                   {"App Store ID", app.appStoreId},
                   {"Workspace", record.workspaceName.value_or("none")},
                   {"Folder", record.folder.empty() ? "not found" : record.folder},
+                  {"Tree", treeText(record)},
                   {"Final line breaks", record.finalLineBreak ? std::string(rawValue(*record.finalLineBreak))
                                                               : std::string("unknown")},
                   {"Source locale", orNone(app.sourceLocale)},
@@ -85,6 +94,7 @@ void printApp(Invocation& invocation, const ShowApp::Result& record) {
     output.table(table);
     output.line();
     printRules(output, record.rules);
+    if (record.gitIgnore) output.warning(record.gitIgnore->text());
 }
 
 ExitStatus showApp(Invocation& invocation) {
@@ -100,6 +110,8 @@ ExitStatus setApp(Invocation& invocation) {
     const Arguments& arguments = invocation.arguments;
     auto request = requestOf<SetApp::Request>(invocation);
     request.app = *arguments.value("APP");
+    if (const auto tree = arguments.value("--tree")) request.tree = *tree == "none" ? "" : *tree;
+    request.platform = arguments.value("--platform");
     request.sourceLocale = arguments.value("--source-locale");
     request.brandVoice = arguments.value("--brand-voice");
     if (arguments.has("--protected-term")) request.protectedTerms = arguments.values("--protected-term");
@@ -158,6 +170,12 @@ std::vector<Command> appSettingsCommands() {
          .summary = "Change what is recorded of an app",
          .arguments = {{"APP", "APP", "The app", {}, Need::required},
                        {"--folder", "DIR", "Its metadata folder from now on"},
+                       {"--tree", "DIR",
+                        "A tree of another tool, to be worked on where it is; \"none\" goes back"},
+                       {"--platform",
+                        "NAME",
+                        "The platform of the tree's locales, where the app has several",
+                        {"ios", "macos", "tvos", "visionos"}},
                        {"--source-locale",
                         "LOCALE",
                         "The locale from which translations start",
@@ -191,8 +209,10 @@ std::vector<Command> appSettingsCommands() {
          .heeds = {"--workspace"},
          .run = setApp,
          .details =
-             "The texts in the former folder stay where they are. --final-line-break strip is for trees "
-             "that are worked on in place with editors that end each file with a line break."},
+             "The texts in the former folder stay where they are. A tree keeps its files; this program adds "
+             "the folder .brevant to it, which belongs into .gitignore, as in "
+             "'quorvel apps set com.example.app --tree store/metadata'. --final-line-break strip is for "
+             "folders whose editors end each file with a line break; it holds for a tree unless it is set."},
         {.name = "rules",
          .summary = "Show the rules of an app's fields",
          .heeds = {"--app", "--workspace"},

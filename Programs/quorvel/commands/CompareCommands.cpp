@@ -2,6 +2,7 @@
 #include "Core/metadata/MetadataTexts.h"
 #include "Core/metadata/TextRemarks.h"
 #include "Platform/text/Counted.h"
+#include "Programs/quorvel/AllApps.h"
 #include "Programs/quorvel/ChangeRendering.h"
 #include "Programs/quorvel/Performing.h"
 #include "Programs/quorvel/commands/Groups.h"
@@ -26,14 +27,21 @@ void printNotices(Output& output, const std::vector<std::string>& notices) {
         output.warning(notice);
 }
 
+void printConflictCount(Output& output, const std::vector<FieldKey>& conflicts) {
+    if (conflicts.empty()) return;
+    output.warning(fmt::format("{} in conflict ({}). 'quorvel conflicts' shows both sides, 'quorvel resolve' "
+                               "settles them.",
+                               counted(conflicts.size(), "text"), placesOf(conflicts)));
+}
+
 char markOf(const TextChange* change) {
     if (!change) return ' ';
     if (change->isNewLocale) return '+';
     return change->clears ? '-' : '*';
 }
 
-Table::Cell gridCell(const Cell& cell, const TextChange* change) {
-    const char mark = markOf(change);
+Table::Cell gridCell(const Cell& cell, const TextChange* change, bool isFromDefault) {
+    const std::string mark = std::string(isFromDefault ? "d" : "") + markOf(change);
     switch (cell.status) {
     case CellStatus::notPulled:
         return {fmt::format("·{}", mark), Style::dim};
@@ -52,6 +60,7 @@ void printGrid(Output& output, const TextStatus::Result& status) {
     std::map<FieldKey, const TextChange*> changeOf;
     for (const TextChange& change : status.changes)
         changeOf[{change.locale, change.field}] = &change;
+    const std::set<FieldKey> fromDefault(status.fromDefault.begin(), status.fromDefault.end());
     Table table{.columns = {{"Locale"}}, .rows = {}};
     for (const FieldType field : storeTexts)
         table.columns.push_back(
@@ -67,7 +76,8 @@ void printGrid(Output& output, const TextStatus::Result& status) {
                 if (const auto known = cells->second.find(std::string(rawValue(field)));
                     known != cells->second.end())
                     cell = known->second;
-            row.push_back(gridCell(cell, change == changeOf.end() ? nullptr : change->second));
+            row.push_back(gridCell(cell, change == changeOf.end() ? nullptr : change->second,
+                                   fromDefault.contains({locale, field})));
         }
     }
     output.table(table);
@@ -76,6 +86,7 @@ void printGrid(Output& output, const TextStatus::Result& status) {
         limits.push_back(fmt::format("{} {}", shortLabelOf(field), limitOf(field)));
     output.note(fmt::format("Characters per field; limits: {}.", fmt::join(limits, " · ")));
     output.note("* edited, + new locale, - cleared, ! over the limit, ? has a remark, – empty, · no file");
+    if (!fromDefault.empty()) output.note("d the text of default/, as the locale has none of its own");
 }
 
 // Tidying leaves alone what App Store Connect holds, and so is no advice for it.
@@ -138,6 +149,8 @@ std::string whatWaits(const TextStatus::Result& status) {
     return fmt::format("{}", fmt::join(parts, " "));
 }
 
+enum class Grid { all, changed };
+
 // "Support URL 40, Marketing URL 38", and what is set of the page.
 void printOtherFields(Output& output, const TextStatus::Result& status) {
     std::vector<std::string> ofLocales, set, missing;
@@ -165,9 +178,10 @@ void printOtherFields(Output& output, const TextStatus::Result& status) {
           changedPage);
 }
 
-void printSummary(Output& output, const TextStatus::Result& status) {
+void printSummary(Output& output, const TextStatus::Result& status, Grid shows) {
     output.line();
-    output.line(fmt::format("{} on disk. {} {}", counted(status.locales.size(), "locale"), whatWaits(status),
+    output.line(fmt::format("{} {}. {} {}", counted(status.locales.size(), "locale"),
+                            shows == Grid::changed ? "with changes" : "on disk", whatWaits(status),
                             status.overLimit == 0
                                 ? "Nothing over a character limit."
                                 : fmt::format("{} to trim before Push.", status.overLimit)));
@@ -186,28 +200,33 @@ std::vector<ListedChange> listedChangesOf(const std::vector<TextChange>& changes
     return listed;
 }
 
-ExitStatus showTextStatus(Invocation& invocation) {
-    const auto status = perform<TextStatus>(invocation, requestOf<TextStatus::Request>(invocation));
+void printStatus(Invocation& invocation, const TextStatus::Result& status) {
     const ComparedContext& compared = status.compared;
     Output& output = invocation.output;
-    output.document(status);
     output.line(fmt::format("{}{} {}", compared.context,
                             compared.version ? fmt::format(" {} ({}),", compared.version->versionString,
                                                            compared.version->appStoreState)
                                              : ",",
                             ageOf(compared, status.wasPulled, invocation.application.clock()())));
     output.line(compared.folder);
+    if (status.repositoryFile) output.note(fmt::format("By {}.", *status.repositoryFile));
     output.line();
+    const Grid shows = invocation.arguments.has("--changed") ? Grid::changed : Grid::all;
+    if (shows == Grid::changed && status.locales.empty()) {
+        output.line(status.wasPulled ? "No locale has changes." : "Nothing was pulled to compare with.");
+        printNotices(output, status.notices);
+        return;
+    }
     if (status.locales.empty()) {
         output.line(status.wasPulled
                         ? "No locales here or on App Store Connect. Add one with 'quorvel locale add'."
                         : "No locales here. Pull, or add one with 'quorvel locale add'.");
         printNotices(output, status.notices);
-        return ExitStatus::done;
+        return;
     }
     printGrid(output, status);
     printOtherFields(output, status);
-    printSummary(output, status);
+    printSummary(output, status, shows);
     if (const auto changes = listedChangesOf(status.changes); !changes.empty()) {
         output.line();
         printChanges(output, changes);
@@ -218,27 +237,127 @@ ExitStatus showTextStatus(Invocation& invocation) {
         output.warning(
             "the last pull was interrupted, so pulled texts may look like local edits; pull again");
     printNotices(output, status.notices);
+    printConflictCount(output, status.conflicts);
     printUnread(output, status.unread);
     printRemarks(output, status);
-    return ExitStatus::done;
 }
 
-ExitStatus showDiff(Invocation& invocation) {
-    const auto diff = perform<DiffTexts>(invocation, requestOf<DiffTexts::Request>(invocation));
+ExitStatus showTextStatus(Invocation& invocation) {
+    auto request = requestOf<TextStatus::Request>(invocation);
+    request.changed = invocation.arguments.has("--changed");
+    if (!invocation.arguments.has("--all-apps")) {
+        const auto status = perform<TextStatus>(invocation, request);
+        invocation.output.document(status);
+        printStatus(invocation, status);
+        return ExitStatus::done;
+    }
+    refuseSingleApp(invocation);
+    const auto all = perform<TextStatusOfAllApps>(invocation, request);
+    invocation.output.document(all);
+    return printOfAllApps(invocation.output, all.apps, [&](const TextStatus::Result& status) {
+        printStatus(invocation, status);
+        return ExitStatus::done;
+    });
+}
+
+std::string_view explainRemote(const DiffRemote::Difference& one) {
+    switch (one.changedBy) {
+    case ChangedBy::nobody:
+        break;
+    case ChangedBy::appStoreConnect:
+        return "Changed on App Store Connect only.";
+    case ChangedBy::local:
+        return "Changed here only.";
+    case ChangedBy::bothAlike:
+        return "Changed on both sides alike.";
+    case ChangedBy::bothDifferently:
+        return one.merges ? "Changed on both sides, on App Store Connect so; a pull merges them."
+                          : "Changed on both sides, on App Store Connect so; a pull makes it a conflict.";
+    }
+    return "";
+}
+
+ExitStatus showRemoteDiff(Invocation& invocation) {
+    for (const char* option : {"--locale", "--field", "--stat", "--all-apps"})
+        if (invocation.arguments.has(option))
+            throw UsageError(fmt::format("{} does not go with --remote.", option));
+    const auto diff = perform<DiffRemote>(invocation, requestOf<DiffRemote::Request>(invocation));
     Output& output = invocation.output;
     output.document(diff);
-    std::set<FieldKey> shown;
-    std::size_t sent = 0; // by a push that names nothing
-    for (const auto& [change, segments] : diff.differences) {
+    const auto print = [&](const DiffRemote::Difference& one, std::string_view explanation,
+                           const std::vector<DiffRemote::Segment>& segments) {
         std::vector<DiffSegment> words;
         for (const auto& [kind, text] : segments)
             words.push_back({kind, text});
-        printTextChange(output, {change.locale, change.field},
-                        withReview(change.leftOut ? fmt::format("Left out of a push. {}",
-                                                                change.leftOutBecause.value_or(""))
-                                                  : change.explanation,
-                                   change.review),
-                        words);
+        printTextChange(output, {one.locale, one.field}, explanation, words);
+    };
+    std::map<ChangedBy, std::size_t> counts;
+    for (const DiffRemote::Difference& one : diff.differences) {
+        ++counts[one.changedBy];
+        const bool onlyHere = one.changedBy == ChangedBy::local;
+        print(one, explainRemote(one), onlyHere ? one.here : one.there);
+        if (one.changedBy == ChangedBy::bothDifferently) print(one, "And here so.", one.here);
+    }
+    output.line(fmt::format(
+        "{} {}, since {}.", diff.compared.context, diff.compared.version->versionString,
+        !diff.wasPulled ? "it was never pulled"
+        : !diff.compared.pulledAt
+            ? "the last push"
+            : fmt::format("the pull of {}, {}", shortTime(*diff.compared.pulledAt),
+                          relativeTime(*diff.compared.pulledAt, invocation.application.clock()()))));
+    output.line(
+        diff.differences.empty()
+            ? "Nothing changed on either side."
+            : fmt::format("{} changed: {} on App Store Connect only, {} here only, {} on both alike, {} "
+                          "on both differently.",
+                          counted(diff.differences.size(), "text"), counts[ChangedBy::appStoreConnect],
+                          counts[ChangedBy::local], counts[ChangedBy::bothAlike],
+                          counts[ChangedBy::bothDifferently]));
+    for (const UnreadableText& text : diff.unreadable)
+        output.warning(fmt::format("{} {} was not compared: {}", shownLocale(text.locale),
+                                   shortLabelOf(text.field), text.explanation));
+    printConflictCount(output, diff.conflicts);
+    const bool tells = invocation.arguments.has("--exit-code") && !diff.differences.empty();
+    return tells ? ExitStatus::failed : ExitStatus::done;
+}
+
+// How many characters each change adds and removes.
+void printStatistics(Output& output, const DiffTexts::Result& diff) {
+    Table table{
+        .columns = {{"Locale"}, {"Field"}, {"Added", Table::Align::right}, {"Removed", Table::Align::right}},
+        .rows = {}};
+    std::int64_t added = 0;
+    std::int64_t removed = 0;
+    for (const auto& difference : diff.differences) {
+        table.rows.push_back({shownLocale(difference.change.locale),
+                              shortLabelOf(difference.change.field),
+                              {fmt::format("+{}", difference.added), Style::green},
+                              {fmt::format("-{}", difference.removed), Style::red}});
+        added += difference.added;
+        removed += difference.removed;
+    }
+    if (table.rows.empty()) return;
+    output.table(table);
+    output.line(fmt::format("{} characters added, {} removed.", added, removed));
+}
+
+void printDiff(Invocation& invocation, const DiffTexts::Result& diff) {
+    Output& output = invocation.output;
+    const bool showsWords = !invocation.arguments.has("--stat");
+    std::set<FieldKey> shown;
+    std::size_t sent = 0; // by a push that names nothing
+    if (!showsWords) printStatistics(output, diff);
+    for (const auto& [change, segments, added, removed] : diff.differences) {
+        std::vector<DiffSegment> words;
+        for (const auto& [kind, text] : segments)
+            words.push_back({kind, text});
+        if (showsWords)
+            printTextChange(output, {change.locale, change.field},
+                            withReview(change.leftOut ? fmt::format("Left out of a push. {}",
+                                                                    change.leftOutBecause.value_or(""))
+                                                      : change.explanation,
+                                       change.review),
+                            words);
         shown.insert({change.locale, change.field});
         sent += !change.leftOut;
     }
@@ -256,7 +375,31 @@ ExitStatus showDiff(Invocation& invocation) {
     std::erase_if(others, [&](const LeftOutChange& one) { return shown.contains(one.change.key()); });
     printLeftOut(output, others);
     printNotices(output, diff.notices);
-    return ExitStatus::done;
+}
+
+ExitStatus showDiff(Invocation& invocation) {
+    if (invocation.arguments.has("--remote")) return showRemoteDiff(invocation);
+    auto request = requestOf<DiffTexts::Request>(invocation);
+    request.locales = listOf(invocation.arguments, "--locale");
+    for (const std::string& field : invocation.arguments.values("--field"))
+        request.fields.push_back(*fromRawValue<FieldType>(field));
+    const auto endOf = [&](const DiffTexts::Result& diff) {
+        const bool tells = invocation.arguments.has("--exit-code") && !diff.differences.empty();
+        return tells ? ExitStatus::failed : ExitStatus::done;
+    };
+    if (!invocation.arguments.has("--all-apps")) {
+        const auto diff = perform<DiffTexts>(invocation, request);
+        invocation.output.document(diff);
+        printDiff(invocation, diff);
+        return endOf(diff);
+    }
+    refuseSingleApp(invocation);
+    const auto all = perform<DiffTextsOfAllApps>(invocation, request);
+    invocation.output.document(all);
+    return printOfAllApps(invocation.output, all.apps, [&](const DiffTexts::Result& diff) {
+        printDiff(invocation, diff);
+        return endOf(diff);
+    });
 }
 
 } // namespace
@@ -265,17 +408,38 @@ std::vector<Command> compareCommands() {
     return {
         {.name = "status",
          .summary = "Show the grid of locales and fields, what changed, and what a push would leave out",
-         .arguments = {folderArgument()},
+         .arguments = {folderArgument(), {"--changed", "", "Only locales with changes"}, allAppsOption()},
          .heeds = {"--app", "--workspace", "--context"},
          .run = showTextStatus,
-         .details = "Compares with the copies of the last pull, without asking App Store Connect."},
+         .details = "Compares with the copies of the last pull, without asking App Store Connect. "
+                    "With --all-apps an app that fails does not stop the others, and the worst of their "
+                    "statuses is the command's."},
         {.name = "diff",
          .summary = "Show the pending changes word by word",
-         .arguments = {folderArgument()},
+         .arguments =
+             {folderArgument(),
+              {"--remote", "",
+               "Ask App Store Connect, and show who changed what there and here since the last pull"},
+              {"--locale",
+               "LOCALE",
+               "Only this locale",
+               {},
+               ArgumentSpec::Need::optional,
+               ArgumentSpec::Count::repeated},
+              fieldOption(Fields::all),
+              {"--stat", "", "Only how many characters each change adds and removes"},
+              {"--exit-code", "", "End with status 1 when something differs, for scripts"},
+              allAppsOption()},
          .heeds = {"--app", "--workspace", "--context"},
          .run = showDiff,
          .details =
-             "Removed words stand in [-…-] and added ones in {+…+}, or in red and green on a terminal."},
+             "Removed words stand in [-…-] and added ones in {+…+}, or in red and green on a terminal. "
+             "--remote asks what a pull asks and writes nothing: it says of each text whether it was changed on "
+             "App Store Connect only, here only, or on both sides, and whether a pull merges the two. "
+             "App Store Connect does not tell who of a team it was. "
+             "Without it the copies of the last pull are compared, without asking App Store Connect: in a fresh "
+             "checkout 'quorvel pull --leave-edits' comes first, and keeps the texts that are there. "
+             "For example: quorvel diff --exit-code --stat --locale de-DE,ja"},
     };
 }
 

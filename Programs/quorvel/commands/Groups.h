@@ -11,10 +11,13 @@ namespace quorvel {
 [[nodiscard]] std::vector<Command> workspaceCommands();
 [[nodiscard]] std::vector<Command> appCommands();
 [[nodiscard]] std::vector<Command> appSettingsCommands();
+[[nodiscard]] std::vector<Command> repositoryCommands();
 [[nodiscard]] std::vector<Command> versionCommands();
 [[nodiscard]] std::vector<Command> buildCommands(); // after those of versions, which have "builds"
 [[nodiscard]] std::vector<Command> pullCommands();
 [[nodiscard]] std::vector<Command> compareCommands();
+[[nodiscard]] std::vector<Command> conflictCommands();
+[[nodiscard]] std::vector<Command> checkCommands();
 [[nodiscard]] std::vector<Command> pushCommands();
 [[nodiscard]] std::vector<Command> historyCommands();
 [[nodiscard]] std::vector<Command> localeCommands();
@@ -30,6 +33,7 @@ namespace quorvel {
 [[nodiscard]] std::vector<Command> notesCommands();
 [[nodiscard]] std::vector<Command> costsCommands();
 [[nodiscard]] std::vector<Command> screenshotCommands();
+[[nodiscard]] std::vector<Command> previewCommands();
 [[nodiscard]] std::vector<Command> revenueCommands();
 [[nodiscard]] std::vector<Command> reviewCommands();
 [[nodiscard]] std::vector<Command> reviewReplyCommands(); // stand in the group of `reviewCommands`
@@ -48,13 +52,15 @@ namespace quorvel {
 [[nodiscard]] const Command& homeCommand();
 
 inline constexpr std::vector<Command> (*commandGroups[])() = {
-    authCommands,       workspaceCommands, appCommands,       appSettingsCommands, versionCommands,
-    buildCommands,      pullCommands,      compareCommands,   pushCommands,        historyCommands,
-    localeCommands,     treeCommands,      translateCommands, keywordsCommands,    keywordTrackingCommands,
-    competitorCommands, notesCommands,     costsCommands,     screenshotCommands,  testFlightCommands,
-    releaseCommands,    checklistCommands, shipCommands,      monitorCommands,     revenueCommands,
-    storeCommands,      assistantCommands, reviewCommands,    demoCommands,        sandboxCommands,
-    shellCommands,
+    authCommands,       workspaceCommands,       appCommands,        appSettingsCommands,
+    repositoryCommands, versionCommands,         buildCommands,      pullCommands,
+    compareCommands,    checkCommands,           conflictCommands,   pushCommands,
+    historyCommands,    localeCommands,          treeCommands,       translateCommands,
+    keywordsCommands,   keywordTrackingCommands, competitorCommands, notesCommands,
+    costsCommands,      screenshotCommands,      previewCommands,    testFlightCommands,
+    releaseCommands,    checklistCommands,       shipCommands,       monitorCommands,
+    revenueCommands,    storeCommands,           assistantCommands,  reviewCommands,
+    demoCommands,       sandboxCommands,         shellCommands,
 };
 
 } // namespace quorvel

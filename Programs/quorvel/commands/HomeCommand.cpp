@@ -82,6 +82,8 @@ std::string remarksOn(const AppOverview& app, Date now) {
     if (app.lastUpdated) remarks.push_back("pulled " + relativeTime(*app.lastUpdated, now));
     if (const auto edits = app.pendingChanges.value_or(0); edits > 0)
         remarks.push_back(counted(static_cast<std::size_t>(edits), "local edit"));
+    if (const auto conflicts = app.openConflicts.value_or(0); conflicts > 0)
+        remarks.push_back(counted(static_cast<std::size_t>(conflicts), "conflict"));
     return fmt::format("{}", fmt::join(remarks, " · "));
 }
 
@@ -169,6 +171,9 @@ ExitStatus showHome(Invocation& invocation) {
     Output& output = invocation.output;
     output.document(home);
     if (output.isJSON()) return ExitStatus::done;
+    if (home.repository)
+        output.note(fmt::format("{} is in force: {}{}.", home.repository->file, home.repository->app,
+                                home.repository->tree ? ", " + *home.repository->tree : ""));
     if (home.hasRecordedApps)
         printHome(invocation, home);
     else

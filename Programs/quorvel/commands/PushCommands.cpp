@@ -1,6 +1,11 @@
+#include "Core/metadata/MetadataDiff.h"
+#include "Core/metadata/MetadataTexts.h"
 #include "Platform/task/Task.h"
 #include "Platform/text/Counted.h"
 #include "Platform/text/Text.h"
+#include "Platform/text/WordDiff.h"
+#include "Programs/quorvel/AllApps.h"
+#include "Programs/quorvel/ChangeRendering.h"
 #include "Programs/quorvel/Errors.h"
 #include "Programs/quorvel/Performing.h"
 #include "Programs/quorvel/commands/Groups.h"
@@ -8,6 +13,7 @@
 #include "Quorvel/actions/PushActions.h"
 
 #include <fmt/format.h>
+#include <fmt/ranges.h>
 
 #include <algorithm>
 #include <set>
@@ -94,6 +100,13 @@ void printOutcomes(Output& output, const std::vector<PushOutcome>& outcomes) {
     remarks.print(output);
 }
 
+// The texts that a push replaces which were never pulled, word by word.
+void printReplaced(Output& output, const PushPlan& plan) {
+    for (const PendingChange& change : plan.changes)
+        printTextChange(output, change.key(), withReview(MetadataDiff::explain(change), change.review),
+                        wordDiff(change.remote, change.local));
+}
+
 // What a push would do now, told as the push would tell it.
 ExitStatus showPlan(Invocation& invocation, const PlanPush::Result& planned) {
     Output& output = invocation.output;
@@ -107,7 +120,7 @@ ExitStatus showPlan(Invocation& invocation, const PlanPush::Result& planned) {
                                                             : *conflict);
         if (!outcomes.back().success) failures.add(outcomes.back().errorMessage.value_or(""), change.key());
     }
-    output.document(planned);
+    if (plan.overwrites) printReplaced(output, plan);
     printTable(output, outcomes, {"would be pushed", "WOULD FAIL"});
     failures.print(output, " would fail");
     if (invocation.global.verbose) printRequests(output, plan.requests);
@@ -122,65 +135,146 @@ Detail detailOf(const Invocation& invocation) {
 
 ExitStatus nothingToPush(Invocation& invocation, const PlanPush::Result& planned) {
     Output& output = invocation.output;
-    output.document(planned);
     output.line(*planned.plan.nothing);
     if (!planned.plan.leftOut.empty()) output.line();
     printLeftOut(output, planned.plan.leftOut, detailOf(invocation));
     return planned.leavesWaiting ? ExitStatus::failed : ExitStatus::done;
 }
 
-Consent confirmPush(Invocation& invocation, const PushPlan& plan) {
+// What is said of a plan before all else.
+void printPlanRemarks(Invocation& invocation, const PushPlan& plan) {
+    Output& output = invocation.output;
+    for (const std::string& notice : plan.notices) {
+        output.warning(notice);
+        if (notice == notPulledText(plan.context))
+            output.note("'quorvel push --overwrite' is the push of a fresh checkout.");
+    }
+    if (plan.nothing) return;
+    printLeftOut(output, plan.leftOut, detailOf(invocation));
+    if (!plan.leftOut.empty()) output.line();
+    printWarnings(output, plan.warnings);
+}
+
+// "3 fields · 2 locales to Mosswick 3.5 (ios/next)"
+std::string destinationOf(const PushPlan& plan) {
     std::set<std::string_view> locales;
     for (const PendingChange& change : plan.changes)
         if (change.locale != pageLocale) locales.insert(change.locale);
-    const std::string what =
-        fmt::format("{} · {} to {} {} ({})", counted(plan.changes.size(), "field"),
-                    locales.empty() ? std::string(shownPageLocale) : counted(locales.size(), "locale"),
-                    plan.app.displayName, plan.version.versionString, plan.context);
-    const auto unread = std::ranges::count_if(
-        plan.changes, [](const PendingChange& change) { return change.review.has_value(); });
-    const std::string question =
-        unread == 0 ? fmt::format("Push {}?", what)
-                    : fmt::format("Push {}, of which nobody read {}?", what,
-                                  counted(static_cast<std::size_t>(unread), "generated text"));
-    const Consent consent = askConsent(invocation, {question, "Nothing was pushed.", [&](Output& terminal) {
-                                                        printChanges(terminal, listedChangesOf(plan.changes));
-                                                    }});
+    return fmt::format("{} · {} to {} {} ({})", counted(plan.changes.size(), "field"),
+                       locales.empty() ? std::string(shownPageLocale) : counted(locales.size(), "locale"),
+                       plan.app.displayName, plan.version.versionString, plan.context);
+}
+
+// Asks once for all of them.
+Consent confirmPushes(Invocation& invocation, const std::vector<const PushPlan*>& plans) {
+    std::vector<std::string> destinations;
+    std::size_t unread = 0;
+    for (const PushPlan* plan : plans) {
+        destinations.push_back(destinationOf(*plan));
+        unread += static_cast<std::size_t>(std::ranges::count_if(
+            plan->changes, [](const PendingChange& change) { return change.review.has_value(); }));
+    }
+    const auto showChanges = [&](Output& output) {
+        for (const PushPlan* plan : plans) {
+            if (plans.size() > 1) printAppTitle(output, plan->app);
+            plan->overwrites ? printReplaced(output, *plan)
+                             : printChanges(output, listedChangesOf(plan->changes));
+        }
+    };
+    const bool overwrites = std::ranges::any_of(plans, [](const PushPlan* plan) { return plan->overwrites; });
+    const std::string what = fmt::format("{}", fmt::join(destinations, "; "));
+    // Nobody is asked, but the log of a run shows what was replaced.
+    if (overwrites && invocation.global.yes) showChanges(invocation.output);
+    const std::string question = fmt::format(
+        "{} {}{}?", overwrites ? "Replace" : "Push", what,
+        unread == 0 ? "" : fmt::format(", of which nobody read {}", counted(unread, "generated text")));
+    const Consent consent = askConsent(invocation, {question, "Nothing was pushed.", showChanges});
     invocation.output.note(fmt::format("Pushing {}.", what));
     return consent;
 }
 
-ExitStatus push(Invocation& invocation) {
-    Output& output = invocation.output;
+ExitStatus printPushed(Output& output, const PushReport& report, bool leavesWaiting) {
+    printOutcomes(output, report.outcomes);
+    output.line();
+    output.lines(report.report);
+    if (report.historyProblem) output.warning(*report.historyProblem);
+    return exitStatusOf(report.outcomes, leavesWaiting || report.historyProblem.has_value());
+}
+
+PlanPush::Request pushRequestOf(const Invocation& invocation) {
     auto request = requestOf<PlanPush::Request>(invocation);
     request.locales = listOf(invocation.arguments, "--locale");
     for (const std::string& field : invocation.arguments.values("--field"))
         request.fields.push_back(*fromRawValue<FieldType>(field));
     request.allowClear = invocation.arguments.has("--allow-clear");
     // On a terminal the question names them.
-    request.allowUnreviewed =
-        invocation.arguments.has("--allow-unreviewed") || (output.canAsk() && !invocation.global.yes);
+    request.allowUnreviewed = invocation.arguments.has("--allow-unreviewed") ||
+                              (invocation.output.canAsk() && !invocation.global.yes);
+    request.overwrite = invocation.arguments.has("--overwrite");
     request.withRequests = request.dryRun;
+    return request;
+}
+
+ExitStatus pushOneApp(Invocation& invocation, const PlanPush::Request& request) {
+    Output& output = invocation.output;
     const auto planned = perform<PlanPush>(invocation, request);
     const PushPlan& plan = planned.plan;
-    for (const std::string& notice : plan.notices)
-        output.warning(notice);
-    if (plan.nothing) return nothingToPush(invocation, planned);
-    printLeftOut(output, plan.leftOut, detailOf(invocation));
-    if (!plan.leftOut.empty()) output.line();
-    printWarnings(output, plan.warnings);
-    if (request.dryRun) return showPlan(invocation, planned);
-
-    const Consent consent = confirmPush(invocation, plan);
+    printPlanRemarks(invocation, plan);
+    if (plan.nothing || request.dryRun) {
+        output.document(planned);
+        return plan.nothing ? nothingToPush(invocation, planned) : showPlan(invocation, planned);
+    }
+    const Consent consent = confirmPushes(invocation, {&plan});
     const auto pushed = perform<PushTexts>(invocation, {plan, invocation.global.workspace}, consent);
     output.document(pushed);
-    printOutcomes(output, pushed.report.outcomes);
-    output.line();
-    output.lines(pushed.report.report);
-    if (pushed.report.historyProblem) output.warning(*pushed.report.historyProblem);
+    const ExitStatus status = printPushed(output, pushed.report, planned.leavesWaiting);
     checkCancellation();
-    return exitStatusOf(pushed.report.outcomes,
-                        planned.leavesWaiting || pushed.report.historyProblem.has_value());
+    return status;
+}
+
+ExitStatus pushAllApps(Invocation& invocation, const PlanPush::Request& request) {
+    refuseSingleApp(invocation);
+    Output& output = invocation.output;
+    const auto planned = perform<PlanPushOfAllApps>(invocation, request);
+    ExitStatus status = ExitStatus::done;
+    std::vector<const PushPlan*> plans;
+    for (const auto& [app, result, failure] : planned.apps) {
+        printAppTitle(output, app);
+        if (failure) status = worseOf(status, printAppFailure(output, *failure));
+        if (!result) continue;
+        printPlanRemarks(invocation, result->plan);
+        if (result->plan.nothing)
+            status = worseOf(status, nothingToPush(invocation, *result));
+        else if (request.dryRun)
+            status = worseOf(status, showPlan(invocation, *result));
+        else
+            plans.push_back(&result->plan);
+    }
+    if (plans.empty()) {
+        output.document(planned);
+        return status;
+    }
+    const Consent consent = confirmPushes(invocation, plans);
+    const auto pushed =
+        perform<PushTextsOfAllApps>(invocation, {planned.apps, invocation.global.workspace}, consent);
+    output.document(pushed);
+    for (std::size_t place = 0; place < pushed.apps.size(); ++place) {
+        const auto& before = planned.apps[place].result;
+        if (!before || before->plan.nothing) continue; // told above
+        const auto& [app, result, failure] = pushed.apps[place];
+        output.line();
+        printAppTitle(output, app);
+        status = worseOf(status, failure ? printAppFailure(output, *failure)
+                                         : printPushed(output, result->report, before->leavesWaiting));
+    }
+    checkCancellation();
+    return status;
+}
+
+ExitStatus push(Invocation& invocation) {
+    const auto request = pushRequestOf(invocation);
+    return invocation.arguments.has("--all-apps") ? pushAllApps(invocation, request)
+                                                  : pushOneApp(invocation, request);
 }
 
 } // namespace
@@ -198,7 +292,11 @@ std::vector<Command> pushCommands() {
                         ArgumentSpec::Count::repeated},
                        fieldOption(Fields::all),
                        {"--allow-clear", "", "Also push changes that remove a text"},
-                       {"--allow-unreviewed", "", "Also push texts that were generated and not read since"}},
+                       {"--allow-unreviewed", "", "Also push texts that were generated and not read since"},
+                       {"--overwrite", "",
+                        "Where nothing was pulled: read what App Store Connect holds, show what would be "
+                        "replaced, and replace it"},
+                       allAppsOption()},
          .heeds = {"--app", "--workspace", "--context", "--dry-run", "--yes"},
          .run = push,
          .details =
@@ -212,7 +310,14 @@ std::vector<Command> pushCommands() {
              "On a terminal generated texts are asked for instead of being left out. "
              "A failed change does not stop the others, and pushing again sends only what is missing. "
              "A dry run shows what a push would do now and ends as that would; "
-             "with --verbose it shows the requests too.",
+             "with --verbose it shows the requests too. "
+             "In a fresh checkout without pulled copies --overwrite compares with App Store Connect itself, "
+             "sends what differs, and leaves alone what has no file here; the plan is refused when a text "
+             "changed there meanwhile. The copies are there afterwards, so that the next push needs no option, "
+             "and where they are this option changes nothing. "
+             "With --all-apps one question shows the plans of all apps; an app that fails does not stop the "
+             "others, and the worst of their statuses is the command's. "
+             "For example, in CI: quorvel push --overwrite --yes",
          .asksFirst = true},
     };
 }

@@ -45,10 +45,12 @@ struct CompletionValues {
 std::vector<std::string> localesFor(Invocation& invocation) {
     try {
         std::vector<std::string> codes;
-        for (const auto& locale : perform<ListLocales>(invocation, requestOf<AppRequest>(invocation)).locales)
+        for (const auto& locale :
+             perform<ListLocales>(invocation, requestOf<ListLocales::Request>(invocation)).locales)
             codes.push_back(locale.code);
         if (!codes.empty()) return codes;
-    } catch (const ApplicationError&) { // there is no such app, or nobody said which
+    } catch (
+        const std::exception&) { // there is no such app, nobody said which, or its folder is not to be read
     }
     return {appStoreLocales().begin(), appStoreLocales().end()};
 }

@@ -43,25 +43,38 @@ ExitStatus statusFor(const std::vector<SkippedEntry>& skipped, bool didSomething
     return didSomething ? ExitStatus::partlyDone : ExitStatus::failed;
 }
 
-ExitStatus importMetadata(Invocation& invocation) {
-    auto request = requestOf<ImportTexts::Request>(invocation);
-    request.tree = *invocation.arguments.value("DIR");
-    const auto result = perform<ImportTexts>(invocation, request);
-    const ImportReport& report = result.report;
+void printImport(const Invocation& invocation, const std::string& folder, const ImportReport& report) {
+    const bool isDryRun = invocation.global.dryRun;
     Output& output = invocation.output;
-    output.document(result);
     output.line(fmt::format("{} {} of {} into {}; {} unchanged, {} {} a final line break.",
-                            request.dryRun ? "Would import" : "Imported",
-                            counted(report.imported.size(), "field"),
-                            counted(report.locales.size(), "locale"), result.folder, report.unchanged,
-                            report.stripped, request.dryRun ? "would lose" : "lost"));
-    printBackups(output, report.kept, request.dryRun ? Backups::planned : Backups::made);
+                            isDryRun ? "Would import" : "Imported", counted(report.imported.size(), "field"),
+                            counted(report.locales.size(), "locale"), folder, report.unchanged,
+                            report.stripped, isDryRun ? "would lose" : "lost"));
+    if (!report.fromDefault.empty())
+        output.line(fmt::format("{} of them had no text of their own and took that of default/: {}.",
+                                counted(report.fromDefault.size(), "field"), placesOf(report.fromDefault)));
+    printBackups(output, report.kept, isDryRun ? Backups::planned : Backups::made);
     for (const FieldKey& over : report.overLimit)
         output.warning(fmt::format("{} {} is over its limit of {} characters and will not be pushed",
                                    shownLocale(over.locale), shortLabelOf(over.field), limitOf(over.field)));
     printSkipped(invocation, report.skipped);
+}
+
+ExitStatus importMetadata(Invocation& invocation) {
+    auto request = requestOf<ImportTexts::Request>(invocation);
+    request.tree = *invocation.arguments.value("DIR");
+    const auto result = perform<ImportTexts>(invocation, request);
+    invocation.output.document(result);
+    printImport(invocation, result.folder, result.report);
+    std::vector<SkippedEntry> skipped = result.report.skipped;
+    bool didSomething = !result.report.imported.empty() || result.report.unchanged > 0;
+    for (const auto& [folder, context, report] : result.others) {
+        printImport(invocation, folder, report);
+        skipped.insert(skipped.end(), report.skipped.begin(), report.skipped.end());
+        didSomething |= !report.imported.empty() || report.unchanged > 0;
+    }
     noteDryRun(invocation);
-    return statusFor(report.skipped, !report.imported.empty() || report.unchanged > 0);
+    return statusFor(skipped, didSomething);
 }
 
 ExitStatus exportMetadata(Invocation& invocation) {
@@ -118,7 +131,9 @@ std::vector<Command> treeCommands() {
          .heeds = {"--app", "--workspace", "--context", "--dry-run"},
          .run = importMetadata,
          .details =
-             "One final line break of each file is dropped. "
+             "One final line break of each file is dropped. A text of the folder \"default\" is taken for each "
+             "locale without its own, and a folder per platform (ios, macos, …) goes into that platform's "
+             "version. "
              "What is no locale or no field is skipped and named; status 7 tells that texts were left behind. "
              "Push sends the imported texts."},
         {.name = "metadata export",

@@ -33,8 +33,9 @@ ContextID requireContextID(std::string_view name) {
     throw MetadataError::invalidContext(name);
 }
 
-AppContexts::AppContexts(const MetadataFolder& appFolder, const Clock& clock)
-    : folder_(appFolder), saved_(ContextsStore(appFolder, clock).load()) {}
+AppContexts::AppContexts(const MetadataFolder& appFolder, const Clock& clock,
+                         std::optional<std::string> usual)
+    : folder_(appFolder), usual_(std::move(usual)), saved_(ContextsStore(appFolder, clock).load()) {}
 
 std::optional<PlatformContext> AppContexts::savedContext(const ContextID& context) const {
     if (saved_)
@@ -48,7 +49,7 @@ Release AppContexts::releaseOf(const ContextID& context) const {
 }
 
 std::optional<ContextID> AppContexts::known(const std::optional<std::string>& given) const {
-    if (given) return requireContextID(*given);
+    if (const auto context = wanted(given)) return requireContextID(*context);
     if (saved_ && saved_->selectedContextId)
         if (const auto selected = parseContextID(*saved_->selectedContextId)) return selected;
     return firstOnDisk(folder_);
@@ -73,8 +74,8 @@ PlatformContext AppContexts::current(const ASCList<AppStoreVersionAttributes>& v
     for (const auto& version : versions)
         versionIDs.push_back(version.id);
     requireSameApp(versionIDs, appName);
-    const auto wanted = known(given);
-    return choose(contexts, given, wanted ? std::optional(wanted->text()) : std::nullopt);
+    const auto context = known(given);
+    return choose(contexts, wanted(given), context ? std::optional(context->text()) : std::nullopt);
 }
 
 bool AppContexts::areOf(const std::vector<std::string>& versionIDs) const {

@@ -18,7 +18,8 @@ namespace quorvel {
 /// What an app's metadata folder says of the app's contexts, read once.
 class AppContexts {
   public:
-    AppContexts(const MetadataFolder& appFolder, const Clock& clock);
+    /// `usual` is the context of those who name none, such as "ios/next".
+    AppContexts(const MetadataFolder& appFolder, const Clock& clock, std::optional<std::string> usual = {});
 
     [[nodiscard]] const std::optional<PersistedContexts>& saved() const { return saved_; }
     [[nodiscard]] std::optional<PlatformContext> savedContext(const ContextID& context) const;
@@ -26,9 +27,14 @@ class AppContexts {
     /// What the version of a context was when it was saved.
     [[nodiscard]] Release releaseOf(const ContextID& context) const;
 
-    /// The context to work on without asking: `given` (such as "ios/next"), the one selected last, the first
-    /// that has a folder; nothing when there is none of these. Throws `MetadataError` when `given` is no
-    /// context.
+    /// `given`, else the usual context; nothing when there is neither.
+    [[nodiscard]] std::optional<std::string> wanted(const std::optional<std::string>& given) const {
+        return given ? given : usual_;
+    }
+
+    /// The context to work on without asking: the wanted one (such as "ios/next"), the one selected last, the
+    /// first that has a folder; nothing when there is none of these. Throws `MetadataError` when the wanted
+    /// one is no context.
     [[nodiscard]] std::optional<ContextID> known(const std::optional<std::string>& given) const;
 
     /// The context of App Store Connect's that a pull is of: `given`, else the one selected last where it is
@@ -51,6 +57,7 @@ class AppContexts {
 
   private:
     MetadataFolder folder_;
+    std::optional<std::string> usual_;
     std::optional<PersistedContexts> saved_;
 };
 

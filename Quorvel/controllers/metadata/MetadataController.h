@@ -3,11 +3,15 @@
 
 #include "Core/metadata/MetadataTransfer.h"
 #include "Core/metadata/TextComparison.h"
+#include "Core/metadata/check/CheckFinding.h"
+#include "Core/metadata/merge/ConflictSettling.h"
+#include "Core/metadata/merge/RemoteComparison.h"
 #include "Platform/notify/Published.h"
 #include "Quorvel/controllers/AppAccess.h"
 #include "Quorvel/controllers/AutoPullLimiter.h"
 #include "Quorvel/controllers/OperationGate.h"
 #include "Quorvel/controllers/OperationRefused.h"
+#include "Quorvel/controllers/metadata/LocaleRemoval.h"
 #include "Quorvel/controllers/metadata/MetadataState.h"
 #include "Quorvel/controllers/metadata/PushPlan.h"
 #include "Quorvel/controllers/metadata/RunReverter.h"
@@ -54,12 +58,40 @@ class MetadataController {
     [[nodiscard]] Comparison compare(const std::optional<std::string>& context = {},
                                      const PushFilter& filter = {}, DryRun dryRun = DryRun::no) const;
 
+    /// What somebody changed on either side since the last pull. Asks App Store Connect what a pull asks and
+    /// writes nothing; before the first pull too. Throws as `pull`.
+    struct RemoteLook {
+        PlatformContext context;
+        MetadataFolder folder; // of the context
+        RemoteComparison texts;
+    };
+    [[nodiscard]] RemoteLook compareRemote(const std::optional<std::string>& context = {}) const;
+
+    /// What App Store Connect or a push would refuse of a context's texts and pictures. Asks nobody. Throws
+    /// as `compare`.
+    struct Check {
+        ContextID context;
+        MetadataFolder folder; // of the context
+        std::optional<PlatformContext> version;
+        std::vector<CheckFinding> findings; // with whole paths
+        std::vector<std::string> locales;   // that have a folder
+        std::size_t texts = 0;
+        std::size_t pictures = 0;
+    };
+    [[nodiscard]] Check check(const std::optional<std::string>& context = {}) const;
+
+    /// Which texts and screenshots the locales of a context have here and on App Store Connect, as far as
+    /// the last pull tells; nothing where there is no folder of it.
+    [[nodiscard]] std::optional<LocaleOverview>
+    overviewOfLocales(const std::optional<std::string>& context = {}) const;
+
     /// A context that was pulled and may take changes; its texts are not read.
     struct Editable {
         ContextID context;
         MetadataFolder folder; // of the context
     };
-    /// Throws as `compare`, and `OperationRefused` for a live context: what is made there cannot be pushed.
+    /// Throws as `compare`, and `OperationRefused` for a live context: what is made there cannot be
+    /// pushed.
     [[nodiscard]] Editable editable(const std::optional<std::string>& context,
                                     DryRun dryRun = DryRun::no) const;
 
@@ -67,7 +99,8 @@ class MetadataController {
         enum class Contexts { selected, all };
         Contexts contexts = Contexts::selected;
         std::optional<std::string> context = {}; // such as "ios/next"; the selected one when empty
-        LocalEdits edits = LocalEdits::keepBeside;
+        LocalEdits edits = LocalEdits::merge;
+        DryRun dryRun = DryRun::no;         // yes: what a pull would do, of a folder that need not be there
         AutoPullLimiter* limiter = nullptr; // for pulls that the user did not ask for one by one
     };
     struct ContextPull {
@@ -75,8 +108,8 @@ class MetadataController {
         std::optional<PullResult> result;     // nothing: it failed
         std::exception_ptr failure = nullptr; // why
     };
-    /// Pulls one context, or each; a failure of one of several does not stop the others. Throws what prevents
-    /// the pull as a whole, and the error of the only context.
+    /// Pulls one context, or each; a failure of one of several does not stop the others. Throws what
+    /// prevents the pull as a whole, and the error of the only context.
     std::vector<ContextPull> pull(const PullRequest& request);
 
     enum class Requests { leaveOut, include };
@@ -96,14 +129,25 @@ class MetadataController {
         QUORVEL_RECORD(AddedLocale, locale, folder, existed)
     };
     /// Makes a locale's folder and empty files; the next push creates it. Asks App Store Connect for the
-    /// contexts (one request) when `context` is not among those known. Throws `MetadataError` for what is no
-    /// App Store locale or no context of the app, `OperationRefused` for one that takes no changes.
+    /// contexts (one request) when `context` is not among those known. Throws `MetadataError` for what is
+    /// no App Store locale or no context of the app, `OperationRefused` for one that takes no changes.
     AddedLocale addLocale(std::string_view locale, const std::optional<std::string>& context = {},
                           DryRun dryRun = DryRun::no);
 
+    /// What removing locales would lose. Asks App Store Connect unless they are removed here alone.
+    /// Throws `OperationRefused` for a version that takes no changes, or a folder that is not there.
+    [[nodiscard]] LocaleRemovalPlan planRemoval(const std::vector<std::string>& locales, RemovalPlace place,
+                                                const std::optional<std::string>& context = {},
+                                                DryRun dryRun = DryRun::no);
+    /// Removes each locale of the plan, first on App Store Connect and then here, where its folder is
+    /// moved into a backup. What App Store Connect held is in the history before it is deleted. A failure
+    /// stops only its own locale, which stays here then; a removal that was cut off goes on where it was
+    /// when it is repeated. Throws `OperationRefused` for a plan that no longer fits.
+    LocaleRemovalReport removeLocales(const LocaleRemovalPlan& plan);
+
     /// Writes into the local files what App Store Connect held before a push run; a push then sends it.
-    /// Pulled copies stay as they are, except of fields whose outcome is not known. Throws `MetadataError`
-    /// for an unknown run.
+    /// Pulled copies stay as they are, except of fields whose outcome is not known. Throws
+    /// `MetadataError` for an unknown run.
     RevertReport revert(std::string_view run, DryRun dryRun = DryRun::no);
 
     struct Import {
@@ -111,22 +155,38 @@ class MetadataController {
         MetadataFolder folder; // of the context
         ImportReport report;
     };
-    /// Takes the texts of another tool's tree into `context`, else the one to work on. Asks App Store Connect
-    /// (one request) when no context is known. Throws what `importTree` throws.
-    Import importTexts(const std::filesystem::path& tree, const std::optional<std::string>& context,
-                       DryRun dryRun);
+    /// Takes the texts of another tool's tree into `context`, else the one to work on. A tree with a folder
+    /// per platform goes into the next version of each, or into `context` alone. Asks App Store Connect (one
+    /// request) when a context is not known. Throws what `findLayout` and `importTree` throw, and
+    /// `MetadataError` for a context that the tree has no folder of.
+    std::vector<Import> importTexts(const std::filesystem::path& tree,
+                                    const std::optional<std::string>& context, DryRun dryRun);
     /// See `tidyTree`.
     TidyReport tidy(const std::optional<std::string>& context, DryRun dryRun);
 
-    /// Runs `work` over the folder of a pulled context as this app's one operation, then shows what became of
-    /// the texts.
+    /// The conflicts of a pulled context that are open, with the local texts.
+    struct OpenConflicts {
+        ContextID context;
+        MetadataFolder folder; // of the context
+        FinalLineBreak finalLineBreak = FinalLineBreak::keep;
+        std::vector<TextConflict> conflicts;
+    };
+    [[nodiscard]] OpenConflicts conflicts(const std::optional<std::string>& context = {}) const;
+    /// Settles conflicts as this app's one operation; `work` is called with what settles them. Throws
+    /// `MetadataError` after an interrupted pull, and what `work` throws.
+    void settle(const std::optional<std::string>& context,
+                const std::function<void(const ConflictSettling&, const TextConflicts&)>& work);
+
+    /// Runs `work` over the folder of a pulled context as this app's one operation, then shows what
+    /// became of the texts.
     void change(OperationKind kind, const std::optional<std::string>& context,
                 const std::function<void(OperationGate::Operation&, const MetadataStore&)>& work);
 
   private:
     using Operation = OperationGate::Operation;
     using Target = AppAccess::Target;
-    struct Pulling; // what the steps of a pull share
+    struct Pulling;      // what the steps of a pull share
+    struct RemovalBasis; // a plan with what App Store Connect holds
 
     [[nodiscard]] Target openForTransfer(Operation& operation, DryRun dryRun = DryRun::no) const;
     void show(const ManagedApp& app, const MetadataFolder& folder);
@@ -139,7 +199,13 @@ class MetadataController {
                                           DryRun dryRun) const;
     [[nodiscard]] MetadataStore pulledStore(const MetadataFolder& folder,
                                             const std::optional<std::string>& context) const;
-    void requireCurrent(const PushPlan& plan, const Target& target, const MetadataStore& store) const;
+    [[nodiscard]] RemovalBasis removalOf(const std::vector<std::string>& locales, RemovalPlace place,
+                                         const std::optional<std::string>& context,
+                                         const Target& target) const;
+    TextComparison requireCurrent(const PushPlan& plan, const Target& target, const MetadataStore& store,
+                                  const ReadTexts* remote = nullptr) const;
+    void takeCopies(const Target& target, const PushPlan& plan, const MetadataStore& store,
+                    const ReadTexts& remote, const TextComparison& compared) const;
     void saveLostContexts(const Target& target, const PushPlan& plan) const;
 
     AppAccess access_;

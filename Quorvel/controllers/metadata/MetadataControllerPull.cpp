@@ -4,6 +4,7 @@
 #include "Core/metadata/AppInfoTexts.h"
 #include "Core/metadata/MetadataPuller.h"
 #include "Platform/task/Task.h"
+#include "Platform/text/Text.h"
 #include "Quorvel/controllers/metadata/SecretExposure.h"
 
 #include <fmt/format.h>
@@ -64,9 +65,10 @@ std::string reportOf(const std::vector<ContextPull>& pulls) {
 std::vector<ContextPull> MetadataController::pull(const PullRequest& request) {
     std::vector<ContextPull> pulls;
     gate_->run(OperationKind::pull, [&](Operation& operation) {
-        const Target target = openForTransfer(operation);
+        const Target target = openForTransfer(operation, request.dryRun);
         const AppContexts contexts = access_.contexts(target.folder);
-        if (request.context) (void)contexts.known(request.context); // refuses a misspelt one before all else
+        if (contexts.wanted(request.context))
+            (void)contexts.known(request.context); // refuses a misspelt one before all else
         operation.status(std::string(discoveringText));
         AutoPullLimiter own;
         AutoPullLimiter& limiter = request.limiter ? *request.limiter : own;
@@ -74,9 +76,9 @@ std::vector<ContextPull> MetadataController::pull(const PullRequest& request) {
         AppDiscovery found = discover(*client, access_.clock(), target.app, limiter);
         AppInfoTexts texts(*client, found);
         const TextRules rules = access_.textRules(target.app, target.folder);
-        Pulling pulling{target,  contexts, {request.edits, rules.disabledLocales, rules.finalLineBreak},
-                        limiter, *client,  std::move(found),
-                        texts};
+        PullOptions options(request.edits, rules.disabledLocales, rules.finalLineBreak);
+        options.dryRun = request.dryRun;
+        Pulling pulling{target, contexts, std::move(options), limiter, *client, std::move(found), texts};
         const auto wanted = contextsToPull(pulling, request);
         operation.status(wanted.size() > 1 ? fmt::format("Pulling {} contexts…", wanted.size())
                                            : fmt::format("Pulling {}…", wanted.front().id()));
@@ -87,9 +89,10 @@ std::vector<ContextPull> MetadataController::pull(const PullRequest& request) {
             operation.progress(++done, wanted.size());
             return pulled;
         });
-        rememberPull(pulling, pulls);
-        operation.status(reportOf(pulls));
         const auto failed = std::ranges::find_if(pulls, [](const ContextPull& one) { return !one.result; });
+        if (failed != pulls.end() && pulls.size() == 1) std::rethrow_exception(failed->failure);
+        if (request.dryRun == DryRun::no) rememberPull(pulling, pulls);
+        operation.status(request.dryRun == DryRun::no ? reportOf(pulls) : "");
         if (failed != pulls.end()) operation.endWithError("Pull failed: " + textOf(failed->failure));
     });
     return pulls;
@@ -100,7 +103,7 @@ std::vector<PlatformContext> MetadataController::contextsToPull(const Pulling& p
     access_.requireOwnFolder(pulling.target.app, pulling.target.folder, pulling.found.versionIDs);
     if (request.contexts == PullRequest::Contexts::all) return pulling.found.contexts;
     const auto& saved = pulling.contexts.saved();
-    return {AppContexts::choose(pulling.found.contexts, request.context,
+    return {AppContexts::choose(pulling.found.contexts, pulling.contexts.wanted(request.context),
                                 saved ? saved->selectedContextId : std::nullopt)};
 }
 
@@ -111,14 +114,15 @@ ContextPull MetadataController::pullContext(Pulling& pulling, const PlatformCont
         const AutoPullLimiter::Slot slot = pulling.limiter.acquire();
         pulled.result = MetadataPuller(pulling.client, access_.clock())
                             .pull(pulling.appInfoTexts, context, folder, pulling.options);
-        if (auto exposed = exposedSecretText(folder))
-            pulled.result->summary.warnings.push_back(std::move(*exposed));
+        if (auto exposed = exposedSecret(folder))
+            pulled.result->summary.warnings.push_back(std::move(exposed->text));
     } catch (const CancellationError&) {
         throw;
     } catch (const std::exception&) {
         pulled.failure = std::current_exception();
         return pulled;
     }
+    if (pulling.options.dryRun == DryRun::yes) return pulled;
     try {
         // A later change of a source text then shows its translations as out of date.
         TranslationOrigins::learn(MetadataStore(folder), sourceLocaleOf(pulling.target.app));
@@ -131,10 +135,7 @@ ContextPull MetadataController::pullContext(Pulling& pulling, const PlatformCont
 void MetadataController::rememberPull(const Pulling& pulling, const std::vector<ContextPull>& pulls) {
     const auto pulled =
         std::ranges::find_if(pulls, [](const ContextPull& one) { return one.result.has_value(); });
-    if (pulled == pulls.end()) {
-        if (pulls.size() == 1) std::rethrow_exception(pulls.front().failure);
-        return;
-    }
+    if (pulled == pulls.end()) return;
     const Target& target = pulling.target;
     access_.keepFolder(target.app, target.folder);
 
@@ -152,6 +153,27 @@ void MetadataController::rememberPull(const Pulling& pulling, const std::vector<
         });
         state.lastPull = (shown == pulls.end() ? *pulled : *shown).result;
     });
+}
+
+MetadataController::RemoteLook
+MetadataController::compareRemote(const std::optional<std::string>& context) const {
+    const ManagedApp app = access_.record();
+    if (isBlank(app.appStoreId)) throw OperationRefused(Refusal::noAppStoreID);
+    const MetadataFolder folder = access_.folderToRead(app, *gate_, DryRun::yes);
+    const AppContexts contexts = access_.contexts(folder);
+    if (context) (void)contexts.known(context); // refuses a misspelt one before all else
+    const auto client = access_.client();
+    const MetadataPuller puller(*client, access_.clock());
+    const AppDiscovery found = puller.discover(app.appStoreId);
+    if (found.contexts.empty()) throw OperationRefused(Refusal::noVersions);
+    access_.requireOwnFolder(app, folder, found.versionIDs);
+    const PlatformContext chosen = AppContexts::choose(
+        found.contexts, context, contexts.saved() ? contexts.saved()->selectedContextId : std::nullopt);
+    AppInfoTexts texts(*client, found);
+    const ReadTexts remote = puller.look(texts, chosen);
+    const MetadataFolder contextFolder = folder.contextFolder(chosen.contextID());
+    return {chosen, contextFolder,
+            compareWithRemote(MetadataStore(contextFolder), access_.textRules(app, folder), remote)};
 }
 
 } // namespace quorvel

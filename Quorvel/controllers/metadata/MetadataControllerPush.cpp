@@ -1,6 +1,7 @@
 #include "Quorvel/controllers/metadata/MetadataController.h"
 
 #include "Core/metadata/MetadataError.h"
+#include "Core/metadata/PulledCopies.h"
 #include "Platform/crypto/Digest.h"
 #include "Platform/files/Files.h"
 #include "Platform/text/Text.h"
@@ -36,7 +37,7 @@ ContextID contextToPush(const AppContexts& contexts, const MetadataFolder& appFo
 void requireLocales(const MetadataStore& store, const std::vector<std::string>& locales) {
     const auto onDisk = store.localesOnDisk();
     for (const std::string& locale : locales)
-        if (locale != pageLocale && !std::ranges::binary_search(onDisk, locale))
+        if (locale != shownPageLocale && !std::ranges::binary_search(onDisk, locale))
             throw MetadataError::unknownLocale(locale, store.folder().rootURL, onDisk);
 }
 
@@ -68,8 +69,6 @@ PushPlan MetadataController::planPush(const PushFilter& filter, const std::optio
         const ContextID wanted = contextToPush(contexts, target.folder, context);
         const MetadataStore store(target.folder.contextFolder(wanted));
         PushFilter asked = filter;
-        // The fields without a locale go by the name under which they are shown.
-        std::ranges::replace(asked.locales, std::string(shownPageLocale), std::string(pageLocale));
         requireLocales(store, asked.locales);
         operation.status(std::string(discoveringText));
         const auto client = access_.client();
@@ -81,13 +80,28 @@ PushPlan MetadataController::planPush(const PushFilter& filter, const std::optio
         plan.context = plan.version.id();
         if (!plan.version.takesPushes()) refuseReadOnly(plan.version.appStoreState);
         const MetadataPusher pusher(*client, store, app.displayName);
-        pusher.requireChangeable(plan.version);
         asked.release = releaseOf(wanted, plan.contexts);
-        takeComparison(plan, compareTexts(store, wanted, access_.textRules(app, target.folder), asked));
-        if (auto exposed = exposedSecretText(store.folder())) plan.notices.push_back(std::move(*exposed));
+        const TextRules rules = access_.textRules(app, target.folder);
+        plan.overwrites =
+            filter.overwriting == Overwriting::yes && !hasCopiesOf(store, plan.version.versionId);
+        if (plan.overwrites) {
+            operation.status("Reading what App Store Connect holds…");
+            const ReadTexts remote = pusher.remoteTexts(app.appStoreId, plan.version);
+            TextComparison texts = compareWithRemote(store, wanted, rules, asked, remote);
+            // Nothing is sent, so nobody is asked: the copies are all that is missing for the next push.
+            if (texts.selection.chosen.empty() && dryRun == DryRun::no)
+                takeCopies(target, plan, store, remote, texts);
+            takeComparison(plan, std::move(texts));
+        } else {
+            pusher.requireChangeable(plan.version);
+            takeComparison(plan, compareTexts(store, wanted, rules, asked));
+        }
+        if (auto exposed = exposedSecret(store.folder())) plan.notices.push_back(std::move(exposed->text));
         if (requests == Requests::include && !plan.changes.empty()) {
             operation.status("Resolving ASC IDs…");
-            auto planned = pusher.plan(app.appStoreId, plan.version, plan.changes);
+            auto planned = pusher.plan(app.appStoreId, plan.version, plan.changes,
+                                       plan.overwrites ? MetadataPusher::Base::remoteTexts
+                                                       : MetadataPusher::Base::pulledCopies);
             plan.requests = std::move(planned.requests);
             plan.conflicts = std::move(planned.failures);
         }
@@ -103,7 +117,7 @@ PushReport MetadataController::push(const PushPlan& plan) {
         if (plan.changes.empty()) throw OperationRefused(Refusal::nothingSelected);
         const Target target = openForTransfer(operation);
         const MetadataStore store(target.folder.contextFolder(plan.version.contextID()));
-        requireCurrent(plan, target, store);
+        if (!plan.overwrites) requireCurrent(plan, target, store);
         operation.status("Resolving ASC IDs…");
         const auto client = access_.client();
         const auto tellProgress = [&](std::size_t done, std::size_t total) {
@@ -111,9 +125,14 @@ PushReport MetadataController::push(const PushPlan& plan) {
             operation.progress(done, total);
         };
         PushRecorder recorder(access_.history(), access_.clock(), plan, result.run);
+        PushRecording recording = recorder.recording();
+        if (plan.overwrites)
+            recording.resolved = [&](const ReadTexts& remote) {
+                takeCopies(target, plan, store, remote, requireCurrent(plan, target, store, &remote));
+            };
         result.outcomes =
             MetadataPusher(*client, store, target.app.displayName)
-                .push(target.app.appStoreId, plan.version, plan.changes, tellProgress, recorder.recording());
+                .push(target.app.appStoreId, plan.version, plan.changes, tellProgress, recording);
         result.historyProblem = recorder.problem();
         result.report = pushReport(result.outcomes);
         operation.status(result.report);
@@ -124,16 +143,27 @@ PushReport MetadataController::push(const PushPlan& plan) {
     return result;
 }
 
-// A plan may come back later, and from elsewhere: only texts that still are as they were shown are sent.
-void MetadataController::requireCurrent(const PushPlan& plan, const Target& target,
-                                        const MetadataStore& store) const {
-    const auto now =
-        compareTexts(store, plan.version.contextID(), access_.textRules(target.app, target.folder));
+// A plan may come back later, and from elsewhere: only texts that still are as they were shown are sent, and
+// only over those of App Store Connect's that were shown, where they are `remote`.
+TextComparison MetadataController::requireCurrent(const PushPlan& plan, const Target& target,
+                                                  const MetadataStore& store, const ReadTexts* remote) const {
+    const TextRules rules = access_.textRules(target.app, target.folder);
+    const ContextID context = plan.version.contextID();
+    TextComparison now =
+        remote ? compareWithRemote(store, context, rules, {}, *remote) : compareTexts(store, context, rules);
     const auto isCurrent = [&](const PendingChange& change) {
         return std::ranges::find(now.changes, change) != now.changes.end();
     };
     if (plan.app.appStoreId != target.app.appStoreId || !std::ranges::all_of(plan.changes, isCurrent))
         throw OperationRefused(Refusal::stalePlan);
+    return now;
+}
+
+// What App Store Connect holds is known from here on, as after a pull that leaves all local texts in place.
+void MetadataController::takeCopies(const Target& target, const PushPlan& plan, const MetadataStore& store,
+                                    const ReadTexts& remote, const TextComparison& compared) const {
+    writePulledCopies(store, remote, compared, plan.version.versionId, access_.clock()());
+    saveLostContexts(target, plan);
 }
 
 // What a lost or damaged file said is known again once App Store Connect was asked.

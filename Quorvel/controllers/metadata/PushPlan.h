@@ -33,8 +33,9 @@ struct PushPlan {
     std::optional<std::string> nothing;    // why nothing would be sent
     std::vector<PlannedRequest> requests;  // where they were asked for
     std::vector<PushOutcome> conflicts;    // changes that would fail, known with the requests
+    bool overwrites = false; // compared with what App Store Connect holds, for want of pulled copies
     QUORVEL_RECORD(PushPlan, app, folder, context, version, contexts, changes, leftOut, warnings, notices,
-                   nothing, requests, conflicts)
+                   nothing, requests, conflicts, overwrites)
 
     /// Whether something stays behind that was asked for.
     [[nodiscard]] bool leavesWaiting() const;

@@ -34,6 +34,7 @@ class Reverter {
         : store_(store),
           disabled_(disabled),
           onDisk_(store.localesOnDisk()),
+          pulled_(store.localesOnDisk(TextSide::pulled)),
           moment_(moment),
           dryRun_(dryRun) {}
 
@@ -42,10 +43,15 @@ class Reverter {
             return warn("{} is disabled for this app, so its texts stay as they are. "
                         "Enable the locale to revert them.",
                         locale);
-        if (locale != pageLocale && !std::ranges::binary_search(onDisk_, locale))
-            // A folder with the reverted texts alone would say that all the others are to be removed.
-            return warn("{} has no folder any more, so nothing of it was reverted. Pull to get it back.",
-                        locale);
+        if (locale != pageLocale && !std::ranges::binary_search(onDisk_, locale)) {
+            // A folder with the reverted texts alone would say that all the others are to be removed, as long
+            // as there are others.
+            if (std::ranges::binary_search(pulled_, locale))
+                return warn("{} has no folder any more, so nothing of it was reverted. Pull to get it back.",
+                            locale);
+            warn("{} was removed. Its folder {} made anew; the next push creates the locale.", locale,
+                 dryRun_ == DryRun::no ? "was" : "would be");
+        }
         for (const auto& [field, change] : changes) {
             try {
                 revertField({locale, field}, change);
@@ -111,6 +117,7 @@ class Reverter {
     const MetadataStore& store_;
     const LocaleSet& disabled_;
     std::vector<std::string> onDisk_;
+    std::vector<std::string> pulled_;
     Date moment_;
     DryRun dryRun_;
     RevertReport report_;

@@ -8,9 +8,13 @@
 
 namespace quorvel {
 
-/// What to tell the user: that the password's file, or its pulled copy, lies in a git working tree whose
-/// rules do not leave it out, and what to do. Nothing where there is no password, no working tree, or it is
-/// left out. Where git cannot be asked, it counts as taken.
-[[nodiscard]] std::optional<std::string> exposedSecretText(const MetadataFolder& contextFolder);
+struct ExposedSecret {
+    std::string file;
+    std::string text; // what to tell the user, and what to do
+};
+
+/// The password's file, or its pulled copy, that lies in a git working tree whose rules do not leave it out.
+/// Nothing where there is no password, no working tree, no git, or it is left out.
+[[nodiscard]] std::optional<ExposedSecret> exposedSecret(const MetadataFolder& contextFolder);
 
 } // namespace quorvel

@@ -66,7 +66,7 @@ ReleaseController::versionOf(const Versions& versions, const MetadataFolder& fol
     auto wanted = saved.known(context);
     const auto contexts = contextsOf(withoutDetails(versions));
     // The version that is prepared goes before the one on sale that was pulled last.
-    if (wanted && !context && wanted->stateClass == AppStoreVersionStateClass::live) {
+    if (wanted && !saved.wanted(context) && wanted->stateClass == AppStoreVersionStateClass::live) {
         const ContextID next{wanted->platform, AppStoreVersionStateClass::editable};
         if (std::ranges::find(contexts, next.text(), &PlatformContext::id) != contexts.end()) wanted = next;
     }

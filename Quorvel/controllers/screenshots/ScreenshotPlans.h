@@ -106,8 +106,9 @@ struct ScreenshotPushReport {
     std::vector<std::string> failures;
     std::int64_t notDone = 0;      // items of all kinds, each in `warnings` or `failures`
     bool somethingIsThere = false; // of what was to be pushed, on App Store Connect
+    std::optional<std::int64_t> posterFrames = std::nullopt; // that were chosen of previews that stayed
     QUORVEL_RECORD(ScreenshotPushReport, app, context, version, uploaded, deleted, setsCreated, uploadedFiles,
-                   warnings, failures, notDone, somethingIsThere)
+                   warnings, failures, notDone, somethingIsThere, posterFrames)
 };
 
 } // namespace quorvel

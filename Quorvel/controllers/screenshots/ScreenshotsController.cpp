@@ -12,6 +12,8 @@
 
 #include <algorithm>
 #include <filesystem>
+#include <iterator>
+#include <utility>
 
 namespace quorvel {
 
@@ -62,16 +64,30 @@ std::vector<ScreenshotSetStatus> concernedOf(std::vector<ScreenshotSetStatus> se
     return sets;
 }
 
-// A folder that nothing was kept in yet.
-std::filesystem::path folderForKept(const MetadataFolder& appFolder, Date moment) {
-    std::string name = formatISO8601(moment);
-    std::ranges::replace(name, ':', '-');
-    const auto all = appFolder.privateFolder() / "kept";
-    std::error_code unreachable;
-    for (int number = 1;; ++number)
-        if (const auto folder = all / (number == 1 ? name : fmt::format("{}-{}", name, number));
-            !std::filesystem::exists(folder, unreachable))
-            return folder;
+bool isPreview(AssetKind kind) {
+    return kind == AssetKind::preview;
+}
+
+// What was sent and is not shown yet, or never will be.
+std::vector<std::string> unfinishedOf(const ScreenshotsCatalog& catalog,
+                                      const ScreenshotSelection& selection) {
+    std::vector<std::string> texts;
+    for (const auto& [locale, types] : catalog.sets)
+        for (const auto& [type, set] : types)
+            for (const auto& entry : set) {
+                if (!selection.takes(locale, type)) continue;
+                const std::string name = fmt::format("{} {}", setText(locale, type),
+                                                     escapeControls(entry.fileName.value_or(entry.id)));
+                const std::string state = entry.assetState.value_or(std::string(assetComplete));
+                if (state == assetFailed)
+                    texts.push_back(fmt::format("{}: App Store Connect could not process it — {}", name,
+                                                entry.problem.value_or("it gave no reason.")));
+                else if (state == assetAwaitsUpload)
+                    texts.push_back(name + ": its upload was cut off; pushing again takes it up.");
+                else if (state != assetComplete)
+                    texts.push_back(name + ": App Store Connect was still processing it at the last pull.");
+            }
+    return texts;
 }
 
 bool arePartlyThere(const ScreenshotPushReport& report, const std::vector<ScreenshotSetStatus>& sets) {
@@ -87,26 +103,36 @@ PlatformContext ScreenshotsController::currentContext(const ASCClientProtocol& c
     return access_.contexts(target.folder).current(versions, context, target.app.displayName);
 }
 
+std::filesystem::path ScreenshotsController::pictures(const MetadataFolder& folder,
+                                                      const ContextID& context) const {
+    const auto own = screenshotPaths(folder, context, kind_).pictures;
+    return isPreview(kind_) ? own : access_.pictures().value_or(own);
+}
+
 ScreenshotsPull ScreenshotsController::pull(const std::optional<std::string>& context) {
     ScreenshotsPull pulled;
-    gate_->run(OperationKind::pullScreenshots, [&](Operation& operation) {
-        const Target target = access_.open(operation);
-        operation.status(fmt::format("Pulling the screenshots of {}…", target.app.displayName));
-        const auto client = access_.client();
-        pulled.version = currentContext(*client, target, context);
-        const ScreenshotsStore store = storeOf(target, pulled.version);
-        pulled.app = referenceOf(target.app);
-        pulled.context = pulled.version.id();
-        pulled.thumbnails = store.paths().thumbnails.string();
-        pulled.summary = store.pull(*client, *access_.http());
-        operation.status(fmt::format("Pulled {} screenshots", pulled.summary.totalScreenshots));
-    });
+    gate_->run(isPreview(kind_) ? OperationKind::pullPreviews : OperationKind::pullScreenshots,
+               [&](Operation& operation) {
+                   const Target target = access_.open(operation);
+                   operation.status(
+                       fmt::format("Pulling the {} of {}…", traitsOf(kind_).many, target.app.displayName));
+                   const auto client = access_.client();
+                   pulled.version = currentContext(*client, target, context);
+                   const ScreenshotsStore store = storeOf(target, pulled.version);
+                   pulled.app = referenceOf(target.app);
+                   pulled.context = pulled.version.id();
+                   pulled.thumbnails = store.paths().thumbnails.string();
+                   pulled.summary = store.pull(*client, *access_.http());
+                   operation.status(
+                       fmt::format("Pulled {} {}", pulled.summary.totalScreenshots, traitsOf(kind_).many));
+               });
     return pulled;
 }
 
 ScreenshotChoice ScreenshotsController::within(const ContextID& context, const ManagedApp& app,
                                                ScreenshotChoice choice) const {
     choice.selection.platform = context.platform;
+    choice.selection.kind = kind_;
     choice.selection.disabledLocales = access_.disabledLocales(app);
     return choice;
 }
@@ -115,17 +141,20 @@ ScreenshotImport ScreenshotsController::importPictures(const std::filesystem::pa
                                                        const std::optional<std::string>& context,
                                                        DryRun dryRun) {
     ScreenshotImport imported;
-    gate_->run(OperationKind::importScreenshots, [&](Operation& operation) {
-        const Target target = access_.open(operation, dryRun);
-        const ContextID id = access_.contexts(target.folder).known(context).value_or(ContextID{});
-        const auto pictures = screenshotPaths(target.folder, id).pictures;
-        imported = {pictures.string(), id.text(),
-                    importScreenshots(
-                        tree,
-                        {pictures, folderForKept(target.folder, access_.clock()()) / pictures.filename()},
-                        {.platform = id.platform}, dryRun)};
-        operation.status(fmt::format("Imported {} screenshots", imported.report.imported.size()));
-    });
+    gate_->run(isPreview(kind_) ? OperationKind::importPreviews : OperationKind::importScreenshots,
+               [&](Operation& operation) {
+                   const Target target = access_.open(operation, dryRun);
+                   const ContextID id = access_.contexts(target.folder).known(context).value_or(ContextID{});
+                   const auto destination = pictures(target.folder, id);
+                   imported = {
+                       destination.string(), id.text(),
+                       importScreenshots(tree,
+                                         {destination, newKeptFolder(target.folder, access_.clock()()) /
+                                                           destination.filename()},
+                                         {.platform = id.platform, .kind = kind_}, dryRun)};
+                   operation.status(
+                       fmt::format("Imported {} {}", imported.report.imported.size(), traitsOf(kind_).many));
+               });
     return imported;
 }
 
@@ -135,18 +164,19 @@ ScreenshotStatus ScreenshotsController::status(const std::optional<std::string>&
     const MetadataFolder folder = access_.folderToRead(app, *gate_, dryRun);
     const ContextID id = access_.contexts(folder).known(context).value_or(ContextID{});
     const ScreenshotChoice choice = within(id, app, wanted);
-    const ScreenshotPaths paths = screenshotPaths(folder, id);
-    const auto catalog = loadCatalog(paths.catalog);
+    const auto local = pictures(folder, id);
+    const auto catalog = loadCatalog(screenshotPaths(folder, id, kind_).catalog, kind_);
     if (!catalog)
-        throw OperationRefused(Refusal::screenshotsNotPulled,
-                               fmt::format("the screenshots of {} have not been pulled into {}", id.text(),
-                                           escapeControls(folder.rootURL.native())));
+        throw OperationRefused(isPreview(kind_) ? Refusal::previewsNotPulled : Refusal::screenshotsNotPulled,
+                               fmt::format("the {} of {} have not been pulled into {}", traitsOf(kind_).many,
+                                           id.text(), escapeControls(folder.rootURL.native())));
     std::error_code unreachable;
-    const bool hasFolder = std::filesystem::is_directory(paths.pictures, unreachable);
-    auto scan =
-        hasFolder ? scanScreenshots(paths.pictures, choice.selection) : ScreenshotPushScanner::ScanResult();
+    const bool hasFolder = std::filesystem::is_directory(local, unreachable);
+    auto scan = hasFolder ? scanScreenshots(local, choice.selection) : ScreenshotPushScanner::ScanResult();
     auto prepared = prepareScreenshots(std::move(scan), *catalog, choice);
-    return {.folder = paths.pictures.string(),
+    if (isPreview(kind_))
+        std::ranges::move(unfinishedOf(*catalog, choice.selection), std::back_inserter(prepared.warnings));
+    return {.folder = local.string(),
             .hasFolder = hasFolder,
             .context = id.text(),
             .mode = choice.mode,
@@ -179,9 +209,9 @@ PreparedScreenshots ScreenshotsController::compareAgain(const ASCClientProtocol&
     const PlatformContext version = currentContext(client, target, plan.context);
     if (version.versionId != plan.version.versionId) throw OperationRefused(Refusal::stalePlan);
     if (!version.takesPushes()) throw ScreenshotError::readOnlyVersion(version.versionString);
-    const auto pictures = screenshotPaths(target.folder, plan.version.contextID()).pictures;
+    const auto local = pictures(target.folder, plan.version.contextID());
     const ScreenshotChoice choice = within(version.contextID(), target.app, plan.choice());
-    auto found = compare(client, target, plan.version, scanScreenshots(pictures, choice.selection), choice);
+    auto found = compare(client, target, plan.version, scanScreenshots(local, choice.selection), choice);
     if (concernedOf(found.plan.sets) != concernedOf(plan.sets)) throw OperationRefused(Refusal::stalePlan);
     return found;
 }
@@ -194,22 +224,24 @@ ScreenshotPushPlan ScreenshotsController::planPush(const std::optional<std::stri
                             .checked = wanted.check == PictureCheck::full,
                             .flatten = wanted.alpha == AlphaChannel::dropped,
                             .prune = wanted.withoutFiles == SetsWithoutFiles::empty};
-    gate_->run(OperationKind::pushScreenshots, [&](Operation& operation) {
-        const ManagedApp app = access_.record();
-        const auto client = access_.client();
-        plan.app = referenceOf(app);
-        plan.version = currentContext(*client, {app, access_.folder(app), std::nullopt}, context);
-        plan.context = plan.version.id();
-        if (!plan.version.takesPushes()) throw ScreenshotError::readOnlyVersion(plan.version.versionString);
-        const ScreenshotChoice choice = within(plan.version.contextID(), app, wanted);
-        auto scan = scanScreenshots(screenshotPaths(access_.folder(app), plan.version.contextID()).pictures,
-                                    choice.selection);
-        const Target target = access_.open(operation, dryRun);
-        plan.folder = target.folder.rootURL.string();
-        operation.status("Comparing with App Store Connect…");
-        takePrepared(plan, compare(*client, target, plan.version, std::move(scan), choice));
-        operation.status({});
-    });
+    gate_->run(isPreview(kind_) ? OperationKind::pushPreviews : OperationKind::pushScreenshots,
+               [&](Operation& operation) {
+                   const ManagedApp app = access_.record();
+                   const auto client = access_.client();
+                   plan.app = referenceOf(app);
+                   plan.version = currentContext(*client, {app, access_.folder(app), std::nullopt}, context);
+                   plan.context = plan.version.id();
+                   if (!plan.version.takesPushes())
+                       throw ScreenshotError::readOnlyVersion(plan.version.versionString);
+                   const ScreenshotChoice choice = within(plan.version.contextID(), app, wanted);
+                   auto scan = scanScreenshots(pictures(access_.folder(app), plan.version.contextID()),
+                                               choice.selection);
+                   const Target target = access_.open(operation, dryRun);
+                   plan.folder = target.folder.rootURL.string();
+                   operation.status("Comparing with App Store Connect…");
+                   takePrepared(plan, compare(*client, target, plan.version, std::move(scan), choice));
+                   operation.status({});
+               });
     return plan;
 }
 
@@ -222,29 +254,37 @@ ScreenshotPushReport ScreenshotsController::push(const ScreenshotPushPlan& plan,
     report.failures = plan.failures;
     report.notDone = std::ssize(plan.failures) + plan.unreadableFolders;
     if (!prepared || !prepared->plan.edits.empty())
-        gate_->run(OperationKind::pushScreenshots, [&](Operation& operation) {
-            // Another push of this folder would take our reservations for its own leftovers.
-            const Target target = access_.open(operation);
-            const auto client = access_.client();
-            const auto http = access_.http();
-            // Another push since the comparison: what it added is recognised, what it deleted is not.
-            if (!prepared || plan.deletions > 0)
-                prepared = std::make_shared<const PreparedScreenshots>(compareAgain(*client, target, plan));
-            operation.status("Pushing screenshots…");
-            const auto summary =
-                ScreenshotPusher(*client, *http, plan.version, target.app.appStoreId, options)
-                    .push(prepared->plan.edits, observer);
-            report.uploaded = summary.uploaded;
-            report.deleted = summary.deleted;
-            report.setsCreated = summary.setsCreated;
-            for (const auto& file : summary.successfullyUploadedLocalURLs)
-                report.uploadedFiles.push_back(repairUTF8(file.native()));
-            report.notDone += std::ssize(summary.failures) + std::ssize(summary.warnings);
-            report.warnings.insert(report.warnings.end(), summary.warnings.begin(), summary.warnings.end());
-            report.failures.insert(report.failures.end(), summary.failures.begin(), summary.failures.end());
-            remember(*client, storeOf(target, plan.version), *prepared, report.warnings);
-            operation.status(fmt::format("Uploaded {} screenshots", report.uploaded));
-        });
+        gate_->run(isPreview(kind_) ? OperationKind::pushPreviews : OperationKind::pushScreenshots,
+                   [&](Operation& operation) {
+                       // Another push of this folder would take our reservations for its own leftovers.
+                       const Target target = access_.open(operation);
+                       const auto client = access_.client();
+                       const auto http = access_.http();
+                       // Another push since the comparison: what it added is recognised, what it deleted is
+                       // not.
+                       if (!prepared || plan.deletions > 0)
+                           prepared = std::make_shared<const PreparedScreenshots>(
+                               compareAgain(*client, target, plan));
+                       operation.status(fmt::format("Pushing {}…", traitsOf(kind_).many));
+                       ScreenshotPushOptions ofKind = options;
+                       ofKind.kind = kind_;
+                       const auto summary = ScreenshotPusher(*client, *http, plan.version,
+                                                             target.app.appStoreId, std::move(ofKind))
+                                                .push(prepared->plan.edits, observer);
+                       report.uploaded = summary.uploaded;
+                       report.deleted = summary.deleted;
+                       report.setsCreated = summary.setsCreated;
+                       if (isPreview(kind_)) report.posterFrames = summary.posterFrames;
+                       for (const auto& file : summary.successfullyUploadedLocalURLs)
+                           report.uploadedFiles.push_back(repairUTF8(file.native()));
+                       report.notDone += std::ssize(summary.failures) + std::ssize(summary.warnings);
+                       report.warnings.insert(report.warnings.end(), summary.warnings.begin(),
+                                              summary.warnings.end());
+                       report.failures.insert(report.failures.end(), summary.failures.begin(),
+                                              summary.failures.end());
+                       remember(*client, storeOf(target, plan.version), *prepared, report.warnings);
+                       operation.status(fmt::format("Uploaded {} {}", report.uploaded, traitsOf(kind_).many));
+                   });
     for (const ScreenshotPushItem& item : prepared->plan.inProcessing)
         report.warnings.push_back(
             fmt::format("{}: was there, but App Store Connect was still processing it when the push began; "
@@ -260,8 +300,8 @@ void ScreenshotsController::remember(const ASCClientProtocol& client, const Scre
                                      std::vector<std::string>& warnings) const {
     const auto warn = [&](std::string_view problem) {
         warnings.push_back(fmt::format(
-            "The push is done, but the catalogue could not be brought up to date: {} Pull the screenshots.",
-            problem));
+            "The push is done, but the catalogue could not be brought up to date: {} Pull the {}.", problem,
+            traitsOf(kind_).many));
     };
     try {
         const auto locales = localesOf(prepared);

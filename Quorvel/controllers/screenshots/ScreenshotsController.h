@@ -1,4 +1,4 @@
-// Pulls, compares and pushes the screenshots of one app.
+// Pulls, compares and pushes the screenshots, or the previews, of one app.
 #pragma once
 
 #include "Core/screenshots/ScreenshotPusher.h"
@@ -15,8 +15,12 @@ namespace quorvel {
 /// Every operation blocks and goes through the app's gate. Thread-safe.
 class ScreenshotsController {
   public:
-    ScreenshotsController(AppAccess access, std::shared_ptr<OperationGate> gate)
-        : access_(std::move(access)), gate_(std::move(gate)) {}
+    ScreenshotsController(AppAccess access, std::shared_ptr<OperationGate> gate, AssetKind kind)
+        : access_(std::move(access)), gate_(std::move(gate)), kind_(kind) {}
+
+    /// The folder that the app's pictures of a context lie in.
+    [[nodiscard]] std::filesystem::path pictures(const MetadataFolder& folder,
+                                                 const ContextID& context) const;
 
     /// Throws what `ScreenshotsStore::pull` throws, and `OperationRefused`.
     [[nodiscard]] ScreenshotsPull pull(const std::optional<std::string>& context);
@@ -57,13 +61,14 @@ class ScreenshotsController {
     [[nodiscard]] PreparedScreenshots compareAgain(const ASCClientProtocol& client, const Target& target,
                                                    const ScreenshotPushPlan& plan) const;
     [[nodiscard]] ScreenshotsStore storeOf(const Target& target, const PlatformContext& context) const {
-        return {target.folder, context, access_.clock()};
+        return {target.folder, context, access_.clock(), {}, kind_};
     }
     void remember(const ASCClientProtocol& client, const ScreenshotsStore& store,
                   const PreparedScreenshots& prepared, std::vector<std::string>& warnings) const;
 
     AppAccess access_;
     std::shared_ptr<OperationGate> gate_;
+    AssetKind kind_;
 };
 
 } // namespace quorvel

@@ -1,6 +1,7 @@
 #include "Quorvel/controllers/translation/TranslationController.h"
 
 #include "Core/ai/ClaudePricing.h"
+#include "Core/metadata/FallbackTexts.h"
 #include "Core/metadata/Locales.h"
 #include "Core/metadata/MetadataError.h"
 #include "Platform/task/Task.h"
@@ -88,7 +89,13 @@ TranslationPlan TranslationController::plan(const TranslationOrder& order) const
     requireTranslatable(sourceLocale);
     const auto [context, folder] = metadata_->editable(order.context, order.dryRun);
     const MetadataStore store(folder);
-    const ReadTexts read = store.readAllUsable();
+    ReadTexts read = store.readAllUsable();
+    // The text of all locales is one to start from, and none that a locale has of its own.
+    const FallbackTexts fallbacks(folder);
+    if (const auto source = read.texts.find(sourceLocale); source != read.texts.end())
+        for (const FieldType field : localeFields)
+            if (const auto& text = fallbacks.standingFor(source->second[field], field))
+                source->second[field] = text;
     const LocaleTexts& texts = read.texts;
     auto settings = this->settings(app);
     settings.keptAnswers = order.keptAnswers;

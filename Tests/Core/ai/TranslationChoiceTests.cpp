@@ -34,7 +34,7 @@ TranslationOrigins origins() {
 
 std::vector<std::string> chosen(const TranslationWish& wish) {
     std::vector<std::string> names;
-    for (const TranslationItem& item : chooseItems({texts(), {}}, origins(), wish))
+    for (const TranslationItem& item : chooseItems({texts()}, origins(), wish))
         names.push_back(item.targetLocale + " " + std::string(rawValue(item.field)));
     return names;
 }
@@ -61,8 +61,9 @@ TEST(TranslationChoice, takesWhatIsEmptyOrWasTranslatedFromAnOlderSource) {
     saved["de-DE"][FieldType::subtitle] = "Alt\n";
     TranslationWish german = wish;
     german.targetLocales = {"de-DE"};
-    EXPECT_EQ(chooseItems({saved, {}}, origins(), german), chooseItems({texts(), {}}, origins(), german));
+    EXPECT_EQ(chooseItems({saved}, origins(), german), chooseItems({texts()}, origins(), german));
     const ReadTexts damaged{texts(),
+                            {},
                             {{"de-DE", FieldType::subtitle, "broken"},
                              {"de-DE", FieldType::releaseNotes, "broken"},
                              {"it", FieldType::name, "broken"}}};

@@ -19,7 +19,7 @@ class RecordingClient : public Client {
     std::string exchange(const ASCRequest& request) const override {
         sent.push_back(request);
         return answersList_ ? R"({"data":[]})" : R"({"data":{"id":"1","type":"any","attributes":{
-            "locale":"ja","screenshotDisplayType":"APP_IPHONE_67"}}})";
+            "locale":"ja","screenshotDisplayType":"APP_IPHONE_67","previewType":"IPHONE_67"}}})";
     }
     mutable std::vector<ASCRequest> sent;
 
@@ -44,6 +44,8 @@ struct Row {
     std::optional<std::string> body = {};
 };
 
+// clang-format gives up its columns in a table of this length.
+// clang-format off
 const Row rows[] = {
     // Apps and app infos
     {"listApps", [](const Client& c) { c.listApps(); }, "GET v1/apps?limit=200"},
@@ -61,6 +63,8 @@ const Row rows[] = {
      },
      "POST v1/appInfoLocalizations",
      R"({"data":{"type":"appInfoLocalizations","attributes":{"locale":"ja","name":"庭","privacyPolicyUrl":"https://a/b"},"relationships":{"appInfo":{"data":{"type":"appInfos","id":"7"}}}}})"},
+    {"deleteAppInfoLocalization", [](const Client& c) { c.deleteAppInfoLocalization("7"); },
+     "DELETE v1/appInfoLocalizations/7"},
     {"updateAppInfoLocalization",
      [](const Client& c) {
          c.updateAppInfoLocalization("7", AppInfoLocalizationPatchAttributes{.subtitle = "Plan"});
@@ -140,6 +144,8 @@ const Row rows[] = {
      R"({"data":{"type":"appStoreVersionLocalizations","id":"7","attributes":{"promotionalText":""}}})"},
     {"listVersionSummaries", [](const Client& c) { c.listVersionSummaries("7"); },
      "GET v1/apps/7/appStoreVersions?include=build,appStoreReviewDetail&limit=200"},
+    {"deleteVersionLocalization", [](const Client& c) { c.deleteVersionLocalization("7"); },
+     "DELETE v1/appStoreVersionLocalizations/7"},
     {"listLocalizationSummaries", [](const Client& c) { c.listLocalizationSummaries("7"); },
      "GET v1/appStoreVersions/7/appStoreVersionLocalizations?include=appScreenshotSets&limit=200&limit[appScreenshotSets]=50"},
     {"getReviewDetail", [](const Client& c) { c.getReviewDetail("7"); },
@@ -192,6 +198,31 @@ const Row rows[] = {
      },
      "PATCH v1/appScreenshotSets/7/relationships/appScreenshots",
      R"({"data":[{"type":"appScreenshots","id":"b"},{"type":"appScreenshots","id":"a"}]})"},
+
+    // Previews
+    {"listPreviewSets", [](const Client& c) { c.listPreviewSets("7"); },
+     "GET v1/appStoreVersionLocalizations/7/appPreviewSets?limit=200"},
+    {"listPreviews", [](const Client& c) { c.listPreviews("7"); },
+     "GET v1/appPreviewSets/7/appPreviews?limit=200"},
+    {"createPreviewSet", [](const Client& c) { c.createPreviewSet("7", "IPHONE_67"); },
+     "POST v1/appPreviewSets",
+     R"({"data":{"type":"appPreviewSets","attributes":{"previewType":"IPHONE_67"},"relationships":{"appStoreVersionLocalization":{"data":{"type":"appStoreVersionLocalizations","id":"7"}}}}})"},
+    {"reservePreview",
+     [](const Client& c) {
+         c.reservePreview("7", {70001, "one.mp4", {}, "video/mp4"});
+     },
+     "POST v1/appPreviews",
+     R"({"data":{"type":"appPreviews","attributes":{"fileSize":70001,"fileName":"one.mp4","mimeType":"video/mp4"},"relationships":{"appPreviewSet":{"data":{"type":"appPreviewSets","id":"7"}}}}})"},
+    {"commitPreview",
+     [](const Client& c) {
+         c.commitPreview("7", {true, "0cc1", {}});
+     },
+     "PATCH v1/appPreviews/7",
+     R"({"data":{"type":"appPreviews","id":"7","attributes":{"uploaded":true,"sourceFileChecksum":"0cc1"}}})"},
+    {"commitPreview", [](const Client& c) { c.commitPreview("7", {.previewFrameTimeCode = "00:00:07:15"}); },
+     "PATCH v1/appPreviews/7",
+     R"({"data":{"type":"appPreviews","id":"7","attributes":{"previewFrameTimeCode":"00:00:07:15"}}})"},
+    {"deletePreview", [](const Client& c) { c.deletePreview("7"); }, "DELETE v1/appPreviews/7"},
 
     // Builds and TestFlight
     {"listBuilds", [](const Client& c) { c.listBuilds("7"); },
@@ -311,6 +342,7 @@ const Row rows[] = {
      "filter[reportSubType]=SUMMARY&filter[frequency]=DAILY&filter[version]=1_0&"
      "filter[reportDate]=2026-03-01 as application/a-gzip"},
 };
+// clang-format on
 
 } // namespace
 

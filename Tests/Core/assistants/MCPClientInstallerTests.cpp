@@ -6,7 +6,9 @@
 
 #include <gmock/gmock.h>
 
+#include <grp.h>
 #include <signal.h>
+#include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -115,6 +117,53 @@ TEST_F(Installer, refusesWhatItCannotReadOrWrite) {
     std::filesystem::remove(file);
     std::filesystem::create_symlink(file, file);
     EXPECT_THROW((void)installer.install(claude), InstallError);
+}
+
+// As a user who is in the groups 1000 and 2000.
+TEST_F(Installer, keepsOwnerAndGroupOrChangesNothing) {
+    if (::geteuid() != 0) GTEST_SKIP() << "only root can give files away";
+    ::chmod(folder.path().c_str(), 0777);
+    struct Case {
+        uid_t owner;
+        gid_t group;
+        const char* refused; // nullptr: it is not
+    };
+    constexpr const char* foreign = "it belongs to another user, and would be yours after that";
+    for (const auto& [owner, group, refused] :
+         {Case{1000, 2000, nullptr}, Case{1000, 1000, nullptr}, Case{1001, 2000, foreign},
+          Case{1000, 3000, "it belongs to a group that you are no member of"}}) {
+        SCOPED_TRACE(std::to_string(owner) + ":" + std::to_string(group));
+        write("{}");
+        ASSERT_EQ(::chown(file.c_str(), owner, group), 0);
+        ASSERT_EQ(::chmod(file.c_str(), 0666), 0);
+        struct stat before {
+        }, after{};
+        ASSERT_EQ(::stat(file.c_str(), &before), 0);
+        const pid_t child = ::fork();
+        if (child == 0) {
+            const gid_t groups[] = {1000, 2000};
+            if (::setgroups(2, groups) != 0 || ::setgid(1000) != 0 || ::setuid(1000) != 0) ::_exit(2);
+            for (const DryRun dryRun : {DryRun::yes, DryRun::no})
+                try {
+                    (void)installer.install(claude, dryRun);
+                    if (refused) ::_exit(3);
+                } catch (const InstallError& error) {
+                    const std::string expected =
+                        "Could not write " + file.string() + ": " + (refused ? refused : "");
+                    if (!refused || error.what() != expected) ::_exit(4);
+                }
+            ::_exit(0);
+        }
+        int status = -1;
+        ASSERT_EQ(::waitpid(child, &status, 0), child);
+        EXPECT_EQ(WEXITSTATUS(status), 0);
+        ASSERT_EQ(::stat(file.c_str(), &after), 0);
+        EXPECT_EQ(after.st_ino == before.st_ino, refused != nullptr);
+        EXPECT_EQ(after.st_uid, owner);
+        EXPECT_EQ(after.st_gid, group);
+        EXPECT_EQ(after.st_mode, before.st_mode);
+        ASSERT_TRUE(removeFile(file));
+    }
 }
 
 TEST_F(Installer, replacesTheTargetOfLinks) {

@@ -1,5 +1,6 @@
 #include "Core/metadata/MetadataDiff.h"
 #include "Core/metadata/PullWriter.h"
+#include "Core/metadata/merge/TextConflicts.h"
 #include "Platform/files/Files.h"
 #include "Tests/support/TemporaryFolder.h"
 
@@ -39,13 +40,12 @@ std::vector<IncomingTexts> incomingAt(int pull) {
 }
 
 // Pulls in a process of its own that a timer kills; whether it was killed before it was done.
-bool pullAndDie(const MetadataStore& store, int pull, int microseconds) {
+bool pullAndDie(const MetadataStore& store, int pull, int microseconds, LocalEdits mode) {
     const pid_t child = ::fork();
     if (child == 0) {
         const itimerval timer{{0, 0}, {microseconds / 1'000'000, microseconds % 1'000'000}};
         ::setitimer(ITIMER_REAL, &timer, nullptr); // the alarm ends the process as a kill does
-        (void)writePulledTexts(store, incomingAt(pull), LocalEdits::keepBeside,
-                               dateFromSecondsSince1970(1772368200 + pull));
+        (void)writePulledTexts(store, incomingAt(pull), mode, dateFromSecondsSince1970(1772368200 + pull));
         ::_exit(0);
     }
     int status = 0;
@@ -63,9 +63,11 @@ std::set<std::string> keptTexts(const MetadataStore& store) {
     return texts;
 }
 
+class InterruptedPull : public testing::TestWithParam<LocalEdits> {};
+
 } // namespace
 
-TEST(InterruptedPull, losesNoEditAndLeavesNoHalfFile) {
+TEST_P(InterruptedPull, losesNoEditAndLeavesNoHalfFile) {
     const test::TemporaryFolder folder;
     const MetadataStore store(MetadataFolder{folder / "ios/next"});
     (void)writePulledTexts(store, incomingAt(0), LocalEdits::keepBeside, Date());
@@ -90,9 +92,15 @@ TEST(InterruptedPull, losesNoEditAndLeavesNoHalfFile) {
             store.write(edited, FieldType::keywords, edit);
         }
         // Ever later, so that over the rounds each step of a pull is the last one.
-        ++(pullAndDie(store, pull, static_cast<int>(microseconds)) ? kills : ends);
+        ++(pullAndDie(store, pull, static_cast<int>(microseconds), GetParam()) ? kills : ends);
 
         std::set<std::string> present = keptTexts(store);
+        for (const TextConflict& conflict : TextConflicts(store.folder()).all()) {
+            ASSERT_EQ(conflict.problem, std::nullopt);
+            // An edit that is in conflict is in the record, or in the file: it can be settled with.
+            const auto local = store.read(conflict.key.locale, conflict.key.field);
+            ASSERT_TRUE(ourTextOf(conflict, local, FinalLineBreak::keep).starts_with("edit"));
+        }
         for (const TextSide side : {TextSide::local, TextSide::pulled})
             for (const auto& [locale, fields] : store.readAll(side))
                 for (const auto& text : fields.texts) {
@@ -111,7 +119,10 @@ TEST(InterruptedPull, losesNoEditAndLeavesNoHalfFile) {
         }
     }
     EXPECT_GT(kills, 10);
-    (void)writePulledTexts(store, incomingAt(pull), LocalEdits::keepBeside, Date());
-    EXPECT_TRUE(MetadataDiff::compare(store).empty());
+    (void)writePulledTexts(store, incomingAt(pull), GetParam(), Date());
+    EXPECT_TRUE(MetadataDiff::compare(store).empty() || GetParam() == LocalEdits::merge);
     EXPECT_FALSE(store.hasInterruptedPull());
 }
+
+INSTANTIATE_TEST_SUITE_P(whatBecomesOfEdits, InterruptedPull,
+                         testing::Values(LocalEdits::keepBeside, LocalEdits::merge));

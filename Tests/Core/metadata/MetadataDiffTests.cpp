@@ -6,6 +6,8 @@
 
 #include <gmock/gmock.h>
 
+#include <tuple>
+
 using namespace quorvel;
 using Text = std::optional<std::string>;
 using testing::HasSubstr;

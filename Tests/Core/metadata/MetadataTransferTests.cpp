@@ -46,26 +46,30 @@ TEST(MetadataTransfer, importsFieldsAndNamesTheRest) {
     trees.put("copyright.txt", "me");
     trees.put(".hidden/name.txt", "x");
     trees.put("fr-FR/name.txt", "");
-    const auto before = importTree(trees.foreign, trees.store, trees.clock, DryRun::yes);
+    const auto before = importTree(treeToImport(trees.foreign), trees.store, trees.clock, DryRun::yes);
     EXPECT_THAT(trees.store.localesOnDisk(), IsEmpty());
 
-    const auto report = importTree(trees.foreign, trees.store, trees.clock);
+    const auto report = importTree(treeToImport(trees.foreign), trees.store, trees.clock);
     EXPECT_EQ(encodeJSON(before), encodeJSON(report));
     EXPECT_EQ(trees.store.read("de-DE", FieldType::name), "Name");
     EXPECT_EQ(trees.store.read("de-DE", FieldType::description), "\uFEFFeins\r\nzwei\r\n");
     EXPECT_THAT(report.locales, ElementsAre("de-DE", "fr-FR"));
     EXPECT_EQ(trees.store.read("de-DE", FieldType::marketingURL), "https://example.test");
     EXPECT_EQ(trees.store.read(pageLocale, FieldType::copyright), "me");
-    EXPECT_THAT(report.imported, SizeIs(6));
+    EXPECT_THAT(report.imported, SizeIs(8));
+    EXPECT_THAT(report.fromDefault, ElementsAre(FieldKey{"de-DE", FieldType::releaseNotes},
+                                                FieldKey{"fr-FR", FieldType::releaseNotes}));
+    EXPECT_EQ(trees.store.read("fr-FR", FieldType::releaseNotes), "Notes");
     EXPECT_EQ(report.stripped, 3);
     EXPECT_THAT(report.overLimit, ElementsAre(FieldKey{"de-DE", FieldType::keywords}));
     EXPECT_THAT(trees.skipped(report),
                 ElementsAre(HasSubstr("de: is no App Store locale; \"de-DE\" lies beside it"),
-                            HasSubstr("de-DE/subtitle.txt: is not valid UTF-8 at byte 0"),
-                            HasSubstr("default: is no App Store locale; other tools take its texts")));
-    EXPECT_EQ(importTree(trees.foreign, trees.store, trees.clock).unchanged, 6);
-    EXPECT_THROW((void)importTree(trees.outer / "none", trees.store, trees.clock), MetadataError);
-    EXPECT_THROW((void)importTree(trees.store.folder().rootURL, trees.store, trees.clock), MetadataError);
+                            HasSubstr("de-DE/subtitle.txt: is not valid UTF-8 at byte 0")));
+    EXPECT_EQ(importTree(treeToImport(trees.foreign), trees.store, trees.clock).unchanged, 8);
+    EXPECT_THROW((void)importTree(treeToImport(trees.outer / "none"), trees.store, trees.clock),
+                 MetadataError);
+    EXPECT_THROW((void)importTree(treeToImport(trees.store.folder().rootURL), trees.store, trees.clock),
+                 MetadataError);
 }
 
 TEST(MetadataTransfer, importsOverEditsOnlyAfterKeepingThem) {
@@ -78,7 +82,7 @@ TEST(MetadataTransfer, importsOverEditsOnlyAfterKeepingThem) {
     trees.put("de-DE/name.txt", "theirs\n");
     trees.put("de-DE/subtitle.txt", "theirs");
     trees.put("de-DE/keywords.txt", "\n");
-    const auto report = importTree(trees.foreign, trees.store, trees.clock);
+    const auto report = importTree(treeToImport(trees.foreign), trees.store, trees.clock);
     ASSERT_THAT(report.kept, SizeIs(1));
     EXPECT_EQ(readFile(report.kept[0].path), "mine");
     EXPECT_EQ(trees.store.read("de-DE", FieldType::name), "theirs");
@@ -111,7 +115,7 @@ TEST(MetadataTransfer, exportsWhatAnImportTakesBack) {
     EXPECT_EQ(exportTree(trees.store, trees.foreign).unchanged, 3);
 
     const MetadataStore back(MetadataFolder{trees.outer / "back"});
-    (void)importTree(trees.foreign, back, trees.clock);
+    (void)importTree(treeToImport(trees.foreign), back, trees.clock);
     EXPECT_EQ(back.readAll(), texts);
     EXPECT_THROW((void)exportTree(trees.store, trees.store.folder().rootURL), MetadataError);
 }
@@ -148,7 +152,7 @@ TEST(MetadataTransfer, skipsAndNamesLocalFilesThatAreNoTexts) {
     EXPECT_THAT(tidied.skipped, isNamed);
     trees.put("de-DE/subtitle.txt", "Unter");
     trees.put("de-DE/keywords.txt", "a,b");
-    const auto imported = importTree(trees.foreign, trees.store, trees.clock);
+    const auto imported = importTree(treeToImport(trees.foreign), trees.store, trees.clock);
     EXPECT_THAT(imported.skipped, isNamed);
     EXPECT_EQ(trees.store.read("de-DE", FieldType::keywords), "a,b");
     EXPECT_EQ(readFile(broken), "a\xFF\n");

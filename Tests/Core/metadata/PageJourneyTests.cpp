@@ -1,9 +1,13 @@
 // The fields of the page through the real client, real files and the sandbox.
 #include "Core/asc/ASCError.h"
+#include "Core/metadata/AgeRating.h"
 #include "Core/metadata/MetadataDiff.h"
 #include "Core/metadata/MetadataPusher.h"
 #include "Core/metadata/MetadataTransfer.h"
 #include "Core/metadata/PushSelection.h"
+#include "Core/metadata/TextComparison.h"
+#include "Core/metadata/merge/ConflictSettling.h"
+#include "Core/metadata/merge/RemoteComparison.h"
 #include "Tests/support/FileMode.h"
 #include "Tests/support/PullContext.h"
 #include "Tests/support/SandboxFixture.h"
@@ -13,9 +17,11 @@
 #include <map>
 
 using namespace quorvel;
+using testing::AnyOf;
 using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::IsEmpty;
+using testing::Not;
 using testing::UnorderedElementsAre;
 using F = FieldType;
 
@@ -156,6 +162,62 @@ TEST(PageJourney, overwritesNothingThatSomebodyElseChanged) {
     EXPECT_THAT(fixture.local(F::ageRating).value_or(""), HasSubstr("\"lootBox\": true"));
 }
 
+TEST(PageJourney, mergesAnswersAndKeepsOtherValuesAsConflicts) {
+    PageFixture fixture;
+    const std::string version = fixture.context.versionId;
+    const auto rating = fixture.client.getAgeRatingDeclaration(fixture.appInfo().appInfo.id).value();
+    const auto detail = fixture.client.getReviewDetail(version).value();
+    const auto key = [](F field) { return FieldKey{std::string(pageLocale), field}; };
+    fixture.put(F::copyright, "mine");
+    fixture.put(F::ageRating,
+                ageRatingOver(fixture.local(F::ageRating).value_or(""), R"({"gambling": true})"));
+    fixture.put(F::demoAccountPassword, "moss-4711");
+    (void)fixture.client.updateAppStoreVersion(version, JSONValue::object({{"copyright", "theirs"}}));
+    (void)fixture.client.updateAgeRatingDeclaration(rating.id,
+                                                    JSONValue::object({{"violenceRealistic", "FREQUENT"}}));
+    (void)fixture.client.updateReviewDetail(detail.id, {.demoAccountPassword = "fern-0815"});
+
+    const auto remote = MetadataPuller(fixture.client, fixture.clock);
+    AppInfoTexts texts(fixture.client, remote.discover(fixture.appID));
+    std::map<F, std::pair<ChangedBy, bool>> found;
+    const auto differences =
+        compareWithRemote(fixture.store, {}, remote.look(texts, fixture.context)).differences;
+    for (const RemoteDifference& one : differences) {
+        found[one.key.field] = {one.changedBy, one.merges};
+        EXPECT_THAT(one.base + one.local + one.remote,
+                    Not(AnyOf(HasSubstr("moss-4711"), HasSubstr("fern-0815"))));
+    }
+    constexpr ChangedBy both = ChangedBy::bothDifferently;
+    EXPECT_EQ(found, (std::map<F, std::pair<ChangedBy, bool>>{{F::copyright, {both, false}},
+                                                              {F::ageRating, {both, true}},
+                                                              {F::demoAccountPassword, {both, false}}}));
+
+    const auto pulled = fixture.pull();
+    EXPECT_THAT(pulled.merged, ElementsAre(key(F::ageRating)));
+    EXPECT_THAT(pulled.conflicts, ElementsAre(key(F::copyright)));
+    EXPECT_THAT(pulled.leftEdits, ElementsAre(key(F::demoAccountPassword)));
+    EXPECT_EQ(fixture.local(F::copyright), "theirs");
+    EXPECT_EQ(fixture.local(F::demoAccountPassword), "moss-4711");
+    const auto compared = [&] { return compareTexts(fixture.store, {}, {}); };
+    std::map<F, LeftOutReason> leftOut;
+    for (const LeftOutChange& one : compared().selection.leftOut)
+        leftOut[one.change.field] = one.reason;
+    EXPECT_EQ(leftOut, (std::map<F, LeftOutReason>{{F::copyright, LeftOutReason::inConflict}}));
+
+    const TextConflicts conflicts(fixture.store.folder());
+    (void)ConflictSettling(fixture.store, FinalLineBreak::keep, fixture.clock())
+        .settle(conflicts.find(key(F::copyright)).value(), ConflictSide::ours);
+    for (const auto& outcome : MetadataPusher(fixture.client, fixture.store)
+                                   .push(fixture.appID, fixture.context, compared().selection.chosen))
+        EXPECT_TRUE(outcome.success) << rawValue(outcome.change.field) << outcome.errorMessage.value_or("");
+    EXPECT_EQ(fixture.client.getAppStoreVersion(version).attributes.copyright, "mine");
+    EXPECT_EQ(fixture.client.getReviewDetail(version)->attributes.demoAccountPassword, "moss-4711");
+    const auto answers = fixture.client.getAgeRatingDeclaration(fixture.appInfo().appInfo.id)->attributes;
+    EXPECT_EQ(*answers.find("gambling"), JSONValue(true));
+    EXPECT_EQ(*answers.find("violenceRealistic"), JSONValue("FREQUENT"));
+    EXPECT_THAT(compared().changes, IsEmpty());
+}
+
 TEST(PageJourney, tellsTheOutcomeOfEachFieldThatIsRefused) {
     PageFixture fixture;
     fixture.put(F::contactPhone, std::string(30, '1')); // too long for the service
@@ -219,7 +281,7 @@ TEST(PageJourney, goesOutToAnotherToolsTreeAndComesBack) {
     writeFileAtomically(tree / "de-DE/copyright.txt", "of no locale");
 
     const MetadataStore other(MetadataFolder{fixture.folder / "other"});
-    const auto report = importTree(tree, other, fixture.clock);
+    const auto report = importTree(treeToImport(tree), other, fixture.clock);
     EXPECT_EQ(other.readLocale(pageLocale), fixture.store.readLocale(pageLocale));
     EXPECT_EQ(test::modeOf(other.folder().fieldFile(pageLocale, F::demoAccountPassword)), 0600U);
     std::vector<std::string> skipped;
@@ -227,5 +289,5 @@ TEST(PageJourney, goesOutToAnotherToolsTreeAndComesBack) {
         skipped.push_back(entry.path + " " + entry.reason);
     EXPECT_THAT(skipped, UnorderedElementsAre(HasSubstr("review_information/fax.txt is no field"),
                                               HasSubstr("de-DE/copyright.txt is a field of the page")));
-    EXPECT_EQ(importTree(tree, other, fixture.clock).imported.size(), 0U);
+    EXPECT_EQ(importTree(treeToImport(tree), other, fixture.clock).imported.size(), 0U);
 }

@@ -59,10 +59,7 @@ TEST(FieldValue, namesWhatAppStoreConnectWouldRefuse) {
         {F::supportURL, "https://a.example", ""},
         {F::supportURL, "http://münchen.example/hilfe?x=1#y", ""},
         {F::supportURL, "\n", ""},
-        {F::supportURL, "www.example.com", "support_url.txt: \"www.example.com\" is no address"},
-        {F::marketingURL, "https://localhost", "names no host"},
-        {F::marketingURL, "https://a.example https://b.example", "has blanks"},
-        {F::privacyPolicyURL, "mailto:a@b.example", "is no address"},
+        {F::supportURL, "www.example.com", "support_url.txt: \"www.example.com\" has no https:// in front"},
         {F::copyright, "one\ntwo", "several lines"},
         {F::releaseType, "SCHEDULE", "did you mean SCHEDULED?"},
         {F::earliestReleaseDate, "2026-12-01", "is no date with a time"},
@@ -100,6 +97,15 @@ TEST(AgeRating, isComparedByMeaningAndKeepsWhatAFileDoesNotName) {
     EXPECT_EQ(sent(copy, without), R"({"kidsAgeBand":null})");
     EXPECT_EQ(sent(copy, copy), "{}");
     EXPECT_EQ(ageRatingOver(copy, "{"), "{"); // to be refused as it stands
+
+    // Both sides changed answers: those of the other side join what the file names.
+    EXPECT_EQ(mergeAgeRatings(copy, R"({"contests":"FREQUENT","gambling":false})",
+                              ageRatingOver(copy, R"({"gambling":true,"advertising":true})"))
+                  .value_or("none"),
+              "{\n  \"contests\": \"FREQUENT\",\n  \"gambling\": true\n}");
+    EXPECT_EQ(mergeAgeRatings(copy, R"({"contests":"FREQUENT"})", R"({"contests":"INFREQUENT"})"),
+              std::nullopt);
+    EXPECT_EQ(mergeAgeRatings(copy, "{", copy), std::nullopt);
 
     // A way back also from answers that were added.
     const std::string after = ageRatingOver(copy, R"({"advertising":true,"gambling":true})");

@@ -275,6 +275,23 @@ TEST(Push, createsALocaleWhoseNameIsClearedWithTheAppsName) {
     EXPECT_THAT(outcomes[1].remark.value_or(""), HasSubstr("created with the name"));
 }
 
+TEST(Push, makesNoStumpOfALocalizationThatSomebodyRemoved) {
+    PushAccount account;
+    auto& versions = account.connect.localizations[FakeConnect::ofVersion];
+    versions["de-DE"]["description"] = "Lang";
+    versions["de-DE"]["keywords"] = "eins";
+    (void)test::pullInto(
+        account.store.folder(), account.connect, [] { return dateFromSecondsSince1970(1772368200); }, "app1",
+        account.context);
+    versions.erase("de-DE");
+    account.connect.requests.clear();
+    account.store.write("de-DE", FieldType::keywords, "zwei");
+    const auto outcomes = account.pushAll();
+    ASSERT_THAT(successes(outcomes), ElementsAre(false));
+    EXPECT_THAT(*outcomes[0].errorMessage, HasSubstr("was removed on App Store Connect"));
+    EXPECT_THAT(account.writes(), IsEmpty());
+}
+
 TEST(Push, writesToALocalizationThatTurnsOutToExist) {
     struct Case {
         std::string name;

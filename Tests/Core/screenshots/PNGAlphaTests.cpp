@@ -8,6 +8,8 @@
 #include <gmock/gmock.h>
 #include <png.h>
 
+#include <memory>
+
 using namespace quorvel;
 using test::alphaPicture;
 using testing::HasSubstr;

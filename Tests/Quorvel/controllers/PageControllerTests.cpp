@@ -101,7 +101,10 @@ TEST(PageController, showsAndKeepsTheDemoPasswordNowhere) {
 
     // An edit that a pull replaces is backed up, readable by its owner only.
     sandbox.put(F::demoAccountPassword, firstPassword);
-    const auto again = sandbox.pull();
+    const auto merged = sandbox.pull(); // where a choice would need both texts, the edit stays
+    show(merged);
+    EXPECT_EQ(sandbox.local(F::demoAccountPassword), firstPassword);
+    const auto again = sandbox.controller.pull({.edits = LocalEdits::keepBeside}).at(0).result.value();
     show(again);
     ASSERT_THAT(again.kept, testing::SizeIs(2)); // the telephone number too
     EXPECT_THAT(again.kept.back().path, testing::EndsWith("demo_password.txt"));

@@ -1,0 +1,24 @@
+// Checks the pictures of a context without asking App Store Connect.
+#pragma once
+
+#include "Core/metadata/check/CheckFinding.h"
+#include "Core/screenshots/ScreenshotPushScanner.h"
+
+#include <cstddef>
+#include <filesystem>
+#include <vector>
+
+namespace quorvel {
+
+struct CheckedPictures {
+    std::vector<CheckFinding> findings; // with whole paths
+    std::size_t pictures = 0;
+};
+
+/// What a push would refuse of the pictures in a folder and of how many there are, and those that it would
+/// not take; nothing where there is no such folder. Those of disabled locales are left out. Throws
+/// `CancellationError`.
+[[nodiscard]] CheckedPictures checkPictures(const std::filesystem::path& pictures, ASCPlatform platform,
+                                            const LocaleSet& disabledLocales = {});
+
+} // namespace quorvel
