@@ -4,12 +4,13 @@
 #include "Platform/files/Files.h"
 #include "Platform/text/Spelling.h"
 #include "Platform/text/Text.h"
+#include "Quorvel/repository/TomlLibrary.h"
 
 #include <fmt/format.h>
 #include <fmt/ranges.h>
-#include <toml++/toml.h>
 
 #include <algorithm>
+#include <stdexcept>
 #include <sys/stat.h>
 #include <system_error>
 #include <unistd.h>
@@ -192,6 +193,9 @@ RepositoryFile parseRepositoryFile(std::string_view text, const fs::path& file) 
         const auto& where = error.source().begin;
         throw RepositoryFileError(fmt::format("{}:{}:{}: {}", escapeControls(file.native()), where.line,
                                               where.column, escapeControls(error.description())));
+    } catch (const std::logic_error&) { // what the library asserts
+        throw RepositoryFileError(fmt::format("{} is no TOML", escapeControls(file.native())),
+                                  "It needs lines such as app = \"com.example.app\".");
     }
 }
 

@@ -59,6 +59,10 @@ TEST(RepositoryFile, saysWhereItCannotBeUsedAndWhatHelps) {
         {"app = \"a.b\ntree = \"x\"", "quorvel.toml:1:"},
         {"tree = \"x\"", "names no app"},
         {"\xff\xfe", "quorvel.toml:1:"},
+        {"app = \"a.b\"\né = 1", "quorvel.toml:2:"},
+        {"app = \"a.b\"\nü", "quorvel.toml:2:"},
+        {"app = \"a.b\"\n[^x]", "quorvel.toml:2:"},
+        {"app = \"a.b\"\n[[@x]]", "quorvel.toml:2:"},
     };
     for (const auto& [text, problem] : cases)
         EXPECT_THAT(problemOf(text), HasSubstr(std::string(problem))) << text;
