@@ -22,7 +22,7 @@ std::vector<PushRun> fetchRuns(const ModelContainer& container, std::string_view
     const std::string sql = fmt::format(
         "SELECT run.*, entry.versionString, entry.platform, entry.stateClass FROM (SELECT sessionId, "
         "min(timestamp), max(timestamp) AS finished, count(*), sum(NOT success), sum({}), "
-        "count(DISTINCT locale), min(identity) AS first FROM PushHistoryEntry WHERE app = ?1 AND {} "
+        "count(DISTINCT nullif(locale, '')), min(identity) AS first FROM PushHistoryEntry WHERE app = ?1 AND {} "
         "GROUP BY sessionId ORDER BY finished DESC, first DESC LIMIT ?2) AS run "
         "JOIN PushHistoryEntry AS entry ON entry.identity = first ORDER BY finished DESC, first DESC",
         unknownOutcome, filter);

@@ -1,0 +1,93 @@
+// The fields of the page from the command line.
+#include "Tests/Programs/MetadataFixture.h"
+#include "Tests/support/GitRepository.h"
+
+namespace quorvel::test {
+namespace {
+
+using testing::AllOf;
+using testing::Contains;
+using testing::EndsWith;
+using testing::HasSubstr;
+using testing::Not;
+
+class PageCommands : public MetadataCommands {
+  protected:
+    ProgramResult on(std::vector<std::string> words, std::vector<std::string> more = {}) {
+        words.insert(words.end(), {"--app", app, "--folder", "texts"});
+        words.insert(words.end(), more.begin(), more.end());
+        return run(std::move(words));
+    }
+    void put(std::string_view file, std::string_view content) const { write(".", file, content); }
+
+    static constexpr const char* passwordFile = "review_information/demo_password.txt";
+};
+
+TEST_F(PageCommands, goFromAPullToAPushAndBack) {
+    ASSERT_EQ(pull().status, 0);
+    EXPECT_EQ(read(".", "copyright.txt"), "2026 Fernhollow Studio");
+    put("copyright.txt", "2027 Fernhollow Studio\n");
+    put("primary_category.txt", "WETHER\n");
+    put("rating_config.json", "{\"gambling\": false}\n");
+    const auto status = on({"status"});
+    EXPECT_THAT(status.out, AllOf(HasSubstr("Page: Copyright, "), HasSubstr("3 changed.")));
+    EXPECT_THAT(on({"diff", "--field", "copyright"}).out,
+                AllOf(HasSubstr("page Copyright"), Not(HasSubstr("Age rating"))));
+    const auto checked = on({"check"});
+    EXPECT_EQ(checked.status, 1);
+    EXPECT_THAT(checked.out, AllOf(HasSubstr("primary_category.txt"), HasSubstr("did you mean WEATHER?")));
+
+    // What is no value waits, and the rest goes.
+    const auto pushed = on({"push", "--yes", "--locale", "page"});
+    EXPECT_EQ(pushed.status, 7) << pushed.all();
+    EXPECT_THAT(pushed.out, HasSubstr("Pushed 2 fields · page"));
+    put("primary_category.txt", "weather\n");
+    EXPECT_EQ(push().status, 0);
+    EXPECT_THAT(on({"status"}).out, HasSubstr("Local matches App Store Connect"));
+    const auto runs = documented({"history", "--app", app}, "runs");
+    EXPECT_EQ(*runs.items()->back().find("locales"), JSONValue(0)); // the page is none
+    EXPECT_EQ(on({"history", "revert", *runs.items()->back().find("run")->text(), "--yes"}).status, 0);
+    EXPECT_EQ(read(".", "copyright.txt"), "2026 Fernhollow Studio");
+}
+
+TEST_F(PageCommands, tellTheDemoPasswordToNobody) {
+    const std::string password = "xK7-secret-4711";
+    const GitRepository repository(folder / "texts"); // that would take it
+    ASSERT_EQ(pull().status, 0);
+    put(passwordFile, password + "\n");
+    put("review_information/phone_number.txt", std::string(30, '1')); // refused, so each field is sent alone
+
+    std::string shown;
+    const auto show = [&](const std::vector<std::string>& words) {
+        shown += on(words, {"--verbose", "--json"}).all();
+    };
+    shown += on({"diff"}, {"--verbose"}).all();
+    shown += on({"push", "--dry-run"}, {"--verbose"}).all();
+    show({"status"});
+    show({"diff", "--remote"});
+    show({"check"});
+    show({"push", "--dry-run"});
+    EXPECT_THAT(shown, AllOf(HasSubstr("(set)"), HasSubstr(passwordFile)));
+    const auto pushed = on({"push", "--yes", "--verbose", "--json"});
+    EXPECT_THAT(pushed.error, HasSubstr("would take it"));
+    shown += pushed.all();
+    shown += run({"history", "show", "last", "--app", app, "--json"}).all();
+    shown += run({"history", "show", "last", "--app", app, "--verbose"}).all();
+    put(passwordFile, password + "-2");
+    show({"pull"});
+    show({"conflicts"});
+    show({"push", "--yes"});
+    show({"metadata", "export", (folder / "exported").string()});
+    EXPECT_THAT(shown, Not(HasSubstr(password)));
+
+    std::vector<std::string> files;
+    for (const auto& entry : std::filesystem::recursive_directory_iterator(folder.path()))
+        if (entry.is_regular_file() && entry.path().parent_path().filename() != "sandbox" &&
+            readFile(entry.path()).value_or("").find(password) != std::string::npos)
+            files.push_back(entry.path());
+    EXPECT_THAT(files, testing::Each(EndsWith(passwordFile)));
+    EXPECT_THAT(files, Contains(EndsWith(std::string("exported/") + passwordFile)));
+}
+
+} // namespace
+} // namespace quorvel::test
