@@ -174,6 +174,25 @@ std::filesystem::path MetadataStore::keepBeside(std::string_view locale, FieldTy
     }
 }
 
+void MetadataStore::restrictSecrets() const {
+    namespace fs = std::filesystem;
+    for (const FieldType field : pageFields) {
+        if (!isSecret(field)) continue;
+        for (const TextSide side : {TextSide::local, TextSide::pulled}) {
+            const fs::path file = folder_.fieldFile(pageLocale, field, side);
+            std::error_code failure;
+            const fs::file_status status = fs::symlink_status(file, failure);
+            constexpr fs::perms others = fs::perms::group_all | fs::perms::others_all;
+            if (status.type() != fs::file_type::regular || (status.permissions() & others) == fs::perms::none)
+                continue;
+            fs::permissions(file, others, fs::perm_options::remove, failure);
+            if (failure)
+                logger_.warning(fmt::format("{} stays readable by others: {}", escapeControls(file.native()),
+                                            failure.message()));
+        }
+    }
+}
+
 std::filesystem::path MetadataStore::checkedFile(std::string_view locale, FieldType field,
                                                  TextSide side) const {
     const std::filesystem::path file = folder_.fieldFile(locale, field, side);

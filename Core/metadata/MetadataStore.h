@@ -83,6 +83,10 @@ class MetadataStore {
     /// Whether there was a pull, so that a text without a copy is one that App Store Connect does not hold.
     [[nodiscard]] bool wasPulled() const;
 
+    /// Leaves the files of secrets, as an editor or a checkout makes them, to their owner alone; one that
+    /// cannot be changed is logged.
+    void restrictSecrets() const;
+
     /// Backs up a local text under .brevant/kept/<moment>/<locale>/, so that it can be replaced; returns
     /// its new path. A file that is there already is not replaced.
     [[nodiscard]] std::filesystem::path keepBeside(std::string_view locale, FieldType field,

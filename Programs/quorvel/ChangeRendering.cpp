@@ -27,7 +27,9 @@ void printTextChange(Output& output, const FieldKey& key, std::string_view expla
         output.line(fmt::format("    {}", remark.substr(0, end)));
         remark.remove_prefix(std::min(end + 1, remark.size()));
     }
-    for (const std::string& line : renderDiff(segments, marksFor(output)))
+    const bool hasWords = !isSecret(key.field); // its texts are what is done to it, as the explanation says
+    for (const std::string& line :
+         hasWords ? renderDiff(segments, marksFor(output)) : std::vector<std::string>())
         output.styledLine(line.empty() ? line : "    " + line);
     output.line();
 }

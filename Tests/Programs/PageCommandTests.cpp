@@ -1,5 +1,6 @@
 // The fields of the page from the command line.
 #include "Tests/Programs/MetadataFixture.h"
+#include "Tests/support/FileMode.h"
 #include "Tests/support/GitRepository.h"
 
 namespace quorvel::test {
@@ -68,8 +69,10 @@ TEST_F(PageCommands, tellTheDemoPasswordToNobody) {
     show({"check"});
     show({"push", "--dry-run"});
     EXPECT_THAT(shown, AllOf(HasSubstr("(set)"), HasSubstr(passwordFile)));
+    EXPECT_EQ(modeOf(text(".", passwordFile)), 0644U); // as an editor or git makes it
     const auto pushed = on({"push", "--yes", "--verbose", "--json"});
     EXPECT_THAT(pushed.error, HasSubstr("would take it"));
+    EXPECT_EQ(modeOf(text(".", passwordFile)), 0600U);
     shown += pushed.all();
     shown += run({"history", "show", "last", "--app", app, "--json"}).all();
     shown += run({"history", "show", "last", "--app", app, "--verbose"}).all();

@@ -123,6 +123,7 @@ ContextPull MetadataController::pullContext(Pulling& pulling, const PlatformCont
         return pulled;
     }
     if (pulling.options.dryRun == DryRun::yes) return pulled;
+    MetadataStore(folder).restrictSecrets();
     try {
         // A later change of a source text then shows its translations as out of date.
         TranslationOrigins::learn(MetadataStore(folder), sourceLocaleOf(pulling.target.app));

@@ -117,6 +117,7 @@ PushReport MetadataController::push(const PushPlan& plan) {
         if (plan.changes.empty()) throw OperationRefused(Refusal::nothingSelected);
         const Target target = openForTransfer(operation);
         const MetadataStore store(target.folder.contextFolder(plan.version.contextID()));
+        store.restrictSecrets();
         if (!plan.overwrites) requireCurrent(plan, target, store);
         operation.status("Resolving ASC IDs…");
         const auto client = access_.client();
