@@ -34,6 +34,19 @@ function(compile_together TARGET)
     endwhile()
 endfunction()
 
+# Each source by itself reads the headers of the standard library from one file that was compiled before; a test holds
+# the sources to the headers that they use. All targets need the same flags for it.
+option(QUORVEL_PRECOMPILE "Compile the headers of the standard library once" OFF)
+if(QUORVEL_PRECOMPILE)
+    set(headers algorithm array atomic charconv chrono compare concepts condition_variable cstdint cstdlib cstring
+                exception filesystem functional future limits map memory mutex numeric optional set span sstream
+                stdexcept stop_token string string_view system_error thread tuple type_traits utility variant vector)
+    list(TRANSFORM headers REPLACE "(.+)" "<\\1>")
+    file(CONFIGURE OUTPUT ${CMAKE_BINARY_DIR}/precompiled.cpp CONTENT "")
+    add_library(precompiled STATIC ${CMAKE_BINARY_DIR}/precompiled.cpp)
+    target_precompile_headers(precompiled PRIVATE ${headers})
+endif()
+
 function(layer FOLDER)
     cmake_parse_arguments(ARG "" "PROGRAM" "USES;FORBIDS;LIBRARIES" ${ARGN})
     file(GLOB_RECURSE sources CONFIGURE_DEPENDS ${CMAKE_SOURCE_DIR}/${FOLDER}/*.cpp ${CMAKE_SOURCE_DIR}/${FOLDER}/*.h)
@@ -46,6 +59,9 @@ function(layer FOLDER)
     endif()
     set_target_properties(${target} PROPERTIES LINKER_LANGUAGE CXX)
     compile_together(${target})
+    if(QUORVEL_PRECOMPILE)
+        target_precompile_headers(${target} REUSE_FROM precompiled)
+    endif()
     target_include_directories(${target} PUBLIC ${CMAKE_SOURCE_DIR})
     set(allowed ${FOLDER})
     foreach(used IN LISTS ARG_USES)

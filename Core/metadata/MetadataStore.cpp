@@ -2,6 +2,7 @@
 
 #include "Core/metadata/TreeReader.h"
 #include "Platform/files/Files.h"
+#include "Platform/text/Text.h"
 
 #include <fmt/format.h>
 
