@@ -1,6 +1,7 @@
 #include "Core/metadata/PullWriter.h"
 
 #include "Core/metadata/FallbackTexts.h"
+#include "Core/metadata/RemovedLocales.h"
 #include "Core/metadata/TextRemarks.h"
 #include "Core/metadata/TreeReader.h"
 #include "Core/metadata/merge/PullMerge.h"
@@ -152,7 +153,7 @@ struct Sides {
 };
 
 std::vector<LocaleWork> gather(const std::vector<IncomingTexts>& incoming, const ReadTexts& pulled,
-                               const LocaleSet& disabled) {
+                               const LocaleSet& disabled, const RemovedLocales& removed) {
     std::map<std::string, LocaleWork> work;
     const auto workFor = [&](const std::string& locale) -> LocaleWork& {
         if (locale != pageLocale && !isSafeName(locale)) throw MetadataError::unsafeLocale(locale);
@@ -175,7 +176,8 @@ std::vector<LocaleWork> gather(const std::vector<IncomingTexts>& incoming, const
     }
     std::vector<LocaleWork> list;
     for (auto& [locale, one] : work)
-        if (!disabled.contains(locale)) list.push_back(std::move(one));
+        if (!disabled.contains(locale) && !removed.leaveOut(locale, one.incoming))
+            list.push_back(std::move(one));
     return list;
 }
 
@@ -362,7 +364,12 @@ PullResult writePulledTexts(const MetadataStore& store, const std::vector<Incomi
     PullResult result;
     std::vector<LocaleWork> toWrite;
     TextsUnderWay underWay = task.interrupted;
-    for (LocaleWork& work : gather(incoming, pulled, options.disabledLocales)) {
+    RemovedLocales removed(store.folder());
+    LocaleTexts held;
+    for (const IncomingTexts& resource : incoming)
+        for (const auto& [locale, texts] : resource.locales)
+            held[locale].take(texts);
+    for (LocaleWork& work : gather(incoming, pulled, options.disabledLocales, removed)) {
         if (work.locale != pageLocale && !work.incoming.isAbsent())
             result.summary.locales.push_back(work.locale);
         if (!work.vanished.empty()) result.summary.warnings.push_back(explainVanished(work));
@@ -379,7 +386,9 @@ PullResult writePulledTexts(const MetadataStore& store, const std::vector<Incomi
                 underWay.add({work.locale, field}, decision->text);
         toWrite.push_back(std::move(work));
     }
-    if (options.dryRun == DryRun::yes || (toWrite.empty() && !store.hasInterruptedPull())) return result;
+    if (options.dryRun == DryRun::yes) return result;
+    removed.forgetOthers(held);
+    if (toWrite.empty() && !store.hasInterruptedPull()) return result;
 
     checkCancellation(); // nothing was begun yet
     underWay.keep();

@@ -88,6 +88,37 @@ TEST_F(TreeInPlaceCommands, workOnTheTreeWhereItIs) {
     EXPECT_EQ(readFile(folder / "elsewhere/ios/next/de-DE/promotional_text.txt"), "Noch mehr");
 }
 
+TEST_F(TreeInPlaceCommands, keepALocaleAwayThatIsRemovedBesideTheTextsOfAllLocales) {
+    ASSERT_EQ(set({"--tree", "repository/store", "--platform", "ios"}).status, 0);
+    ASSERT_EQ(run({"pull", "--app", app, "--replace-edits"}).status, 0);
+    put("default/promotional_text.txt", "For all\n");
+    const auto remove = [&](const std::string& locale, std::vector<std::string> more) {
+        more.insert(more.begin(), {"locale", "remove", locale, "--app", app, "--yes"});
+        return run(std::move(more));
+    };
+    const auto sends = [&](std::string_view locale) {
+        return run({"push", "--app", app, "--dry-run"}).out.find(locale) != std::string::npos;
+    };
+    const auto refused = remove("de-DE", {"--local"});
+    EXPECT_EQ(refused.status, 5) << refused.all();
+    EXPECT_THAT(refused.out, AllOf(HasSubstr("de-DE stays: it would take the texts of default/"),
+                                   HasSubstr("Disable the locale first")));
+    EXPECT_NE(get("de-DE/name.txt"), "(no file)");
+    ASSERT_EQ(run({"locale", "disable", "de-DE", "--app", app}).status, 0);
+    EXPECT_EQ(remove("de-DE", {"--local"}).status, 0);
+    EXPECT_FALSE(sends("de-DE"));
+
+    // Its name stays for macOS, and is no reason to send it the texts of all locales.
+    ASSERT_EQ(remove("fr-FR", {}).status, 0);
+    ASSERT_EQ(run({"pull", "--app", app}).status, 0);
+    EXPECT_FALSE(sends("fr-FR"));
+    // Nor are the copies of its name where only its files were gone before.
+    std::filesystem::remove_all(tree / "ja");
+    EXPECT_TRUE(sends("ja"));
+    ASSERT_EQ(remove("ja", {"--remote"}).status, 0);
+    EXPECT_FALSE(sends("ja"));
+}
+
 TEST_F(TreeInPlaceCommands, keepToOneAppAndOneTree) {
     ASSERT_EQ(set({"--tree", "repository/store", "--platform", "ios"}).status, 0);
     ASSERT_EQ(run({"apps", "import", "studio.fernhollow.tides"}).status, 0);
