@@ -273,12 +273,16 @@ void keepBeside(const PullTask& task, const FieldKey& key, const std::string& te
 }
 
 // A text that somebody edits to settle the conflict was made for another one.
-void keepRecord(const PullTask& task, const TextConflict& record, LocaleResult& result) {
-    const auto editFile = task.conflicts.editFile(record.key);
+void keepEditFile(const PullTask& task, const FieldKey& key, LocaleResult& result) {
+    const auto editFile = task.conflicts.editFile(key);
     if (const auto edited = readFile(editFile)) {
-        keepBeside(task, record.key, *edited, result);
+        keepBeside(task, key, *edited, result);
         removeFile(editFile);
     }
+}
+
+void keepRecord(const PullTask& task, const TextConflict& record, LocaleResult& result) {
+    keepEditFile(task, record.key, result);
     task.conflicts.keep(record);
 }
 
@@ -308,7 +312,10 @@ void writeField(const PullTask& task, const PulledField& field, TextDecision dec
     if (decision.writes.writesPulled)
         task.store.write(field.key.locale, field.key.field, field.incoming, TextSide::pulled,
                          Durability::later);
-    if (decision.settles) task.conflicts.remove(field.key);
+    if (decision.settles) {
+        keepEditFile(task, field.key, result);
+        task.conflicts.remove(field.key);
+    }
     note(result, field.key, decision);
 }
 
