@@ -164,6 +164,38 @@ TEST_F(ConflictCommands, areSettledInAnEditorThatMayFail) {
     EXPECT_EQ(push().status, 0);
 }
 
+TEST_F(ConflictCommands, areSettledByAPullThatReplacesEditsAndSayWhatAPushDoesWithTheRest) {
+    const auto meet = [&](std::string_view theirs) {
+        onVersion("de-DE", {.promotionalText = std::string(theirs)});
+        onAppInfo("ja", {.subtitle = std::string(theirs)});
+        write("de-DE", "promotional_text.txt", "");
+        write("ja", "subtitle.txt", "私");
+        const auto pulled = on({"pull"});
+        EXPECT_THAT(pulled.error, HasSubstr("2 texts in conflict")) << pulled.all();
+    };
+    meet("Theirs");
+    write("ja", "subtitle.txt", "私たち");
+    onAppInfo("ja", {.subtitle = "Newest"});
+    const auto replaced = on({"pull", "--replace-edits"});
+    EXPECT_EQ(replaced.status, 0) << replaced.all();
+    EXPECT_THAT(replaced.error, AllOf(HasSubstr(".brevant/kept"), Not(HasSubstr("in conflict"))));
+    EXPECT_EQ(read("ja", "subtitle.txt"), "Newest");
+    EXPECT_EQ(read("de-DE", "promotional_text.txt"), "Theirs");
+    EXPECT_THAT(on({"conflicts"}).out, HasSubstr("no conflicts"));
+    EXPECT_THAT(on({"status"}).out, HasSubstr("Local matches App Store Connect."));
+
+    // An emptied text is settled as such, which no push sends by itself.
+    meet("Theirs, too");
+    const auto settled = on({"resolve", "--ours", "--all"});
+    EXPECT_THAT(settled.out, HasSubstr("1 settled, sent by the next push: ja Subtitle."));
+    EXPECT_THAT(settled.error,
+                AllOf(HasSubstr("de-DE Promo text is settled, but a push leaves it out. Would remove"),
+                      HasSubstr("'quorvel push --allow-clear'")));
+    EXPECT_EQ(push().status, 7);
+    EXPECT_EQ(push({"--allow-clear"}).status, 0);
+    EXPECT_THAT(on({"diff", "--remote"}).out, HasSubstr("Nothing changed on either side."));
+}
+
 TEST_F(ConflictCommands, showEverythingBeforeTheFirstPull) {
     const auto looked = run({"diff", "--remote", "--app", app, "--folder", "new"});
     EXPECT_EQ(looked.status, 0) << looked.all();
