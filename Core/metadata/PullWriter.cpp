@@ -1,6 +1,7 @@
 #include "Core/metadata/PullWriter.h"
 
 #include "Core/metadata/FallbackTexts.h"
+#include "Core/metadata/MetadataTexts.h"
 #include "Core/metadata/RemovedLocales.h"
 #include "Core/metadata/TextRemarks.h"
 #include "Core/metadata/TreeReader.h"
@@ -210,6 +211,12 @@ bool needsWriting(const LocaleWork& work, const Decisions& decisions) {
     });
 }
 
+// Whether somebody removed the locale's folder, which a pull makes again.
+bool isBack(const LocaleWork& work, const Sides& sides, const std::vector<std::string>& onDisk) {
+    return work.locale != pageLocale && !work.incoming.isAbsent() && !sides.pulled.texts.isAbsent() &&
+           !std::ranges::binary_search(onDisk, work.locale);
+}
+
 // One warning for all fields that stay for the same reason, such as the locale's folder.
 class UnreadableWarnings {
   public:
@@ -373,6 +380,8 @@ PullResult writePulledTexts(const MetadataStore& store, const std::vector<Incomi
     TextsUnderWay underWay = task.interrupted;
     RemovedLocales removed(store.folder());
     LocaleTexts held;
+    std::vector<std::string> back;
+    const auto onDisk = store.localesOnDisk();
     for (const IncomingTexts& resource : incoming)
         for (const auto& [locale, texts] : resource.locales)
             held[locale].take(texts);
@@ -381,6 +390,7 @@ PullResult writePulledTexts(const MetadataStore& store, const std::vector<Incomi
             result.summary.locales.push_back(work.locale);
         if (!work.vanished.empty()) result.summary.warnings.push_back(explainVanished(work));
         const Sides sides(store, work.locale);
+        if (isBack(work, sides, onDisk)) back.push_back(work.locale);
         const Decisions decisions = decide(task, work, sides);
         if (!needsWriting(work, decisions) || options.dryRun == DryRun::yes) {
             add(result, toldOf(task, work, decisions, sides));
@@ -393,6 +403,9 @@ PullResult writePulledTexts(const MetadataStore& store, const std::vector<Incomi
                 underWay.add({work.locale, field}, decision->text);
         toWrite.push_back(std::move(work));
     }
+    if (!back.empty())
+        result.summary.warnings.push_back(options.dryRun == DryRun::yes ? noFolderText(back)
+                                                                        : backAgainText(back));
     if (options.dryRun == DryRun::yes) return result;
     removed.forgetOthers(held);
     if (toWrite.empty() && !store.hasInterruptedPull()) return result;

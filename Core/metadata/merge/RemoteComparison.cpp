@@ -48,16 +48,18 @@ RemoteComparison compareWithRemote(const MetadataStore& store, const TextRules& 
         if (!rules.disabledLocales.contains(conflict.key.locale))
             comparison.conflicts.push_back(conflict.key);
 
-    std::set<std::string, std::less<>> locales;
+    LocaleSet locales;
     const auto addLocales = [&](const LocaleTexts& side) {
         for (const auto& [locale, texts] : side)
-            if (!rules.disabledLocales.contains(locale)) locales.insert(locale);
+            locales.insert(locale);
     };
     addLocales(local.texts);
     addLocales(pulled.texts);
     addLocales(remote.texts);
+    comparison.locales.assign(locales.begin(), locales.end());
     if (!remote.page.isAbsent()) locales.emplace(pageLocale);
     for (const std::string& locale : locales) {
+        if (rules.disabledLocales.contains(locale)) continue;
         const bool hasFolder = !std::ranges::binary_search(read.withoutFolder, locale);
         const FieldTexts* const here = local.find(locale);
         const FieldTexts* const before = pulled.find(locale);

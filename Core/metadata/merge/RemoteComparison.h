@@ -26,6 +26,7 @@ struct RemoteComparison {
     std::vector<UnreadableText> unreadable;    // which are not compared
     std::vector<FieldKey> conflicts;           // of earlier pulls, not settled yet
     std::vector<std::string> removedLocales; // pulled and enabled, without a folder; a pull brings them back
+    std::vector<std::string> locales;        // of either side, disabled ones included; sorted
     bool wasPulled = false;
     std::optional<Date> pulledAt;
 };
