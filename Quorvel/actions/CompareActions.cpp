@@ -44,7 +44,8 @@ void requireKnownLocales(const std::vector<std::string>& known, const MetadataFo
 
 void leaveChangedLocales(TextStatus::Result& status) {
     std::erase_if(status.locales, [&](const std::string& locale) {
-        return std::ranges::find(status.changes, locale, &TextChange::locale) == status.changes.end();
+        return std::ranges::find(status.changes, locale, &TextChange::locale) == status.changes.end() &&
+               std::ranges::find(status.conflicts, locale, &FieldKey::locale) == status.conflicts.end();
     });
     std::erase_if(status.cells, [&](const auto& cells) {
         return !std::ranges::binary_search(status.locales, cells.first);
