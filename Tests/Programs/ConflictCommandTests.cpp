@@ -98,6 +98,17 @@ TEST_F(ConflictCommands, leadFromTwoPeoplesEditsToAPushThatLosesNothing) {
                                    HasSubstr("conflict: App Store Connect's text, yours would be kept")));
     EXPECT_EQ(tree(), before);
     EXPECT_EQ(server.requests().size(), 12u);
+    const auto stat = on({"diff", "--remote", "--stat", "--locale", "de-DE,fr-FR"});
+    EXPECT_THAT(stat.out, testing::ContainsRegex("de-DE +Description +\\+5 -0 +\\+9 -0"));
+    EXPECT_THAT(stat.out, testing::ContainsRegex("fr-FR +Keywords +– +\\+"));
+    EXPECT_THAT(stat.out, AllOf(HasSubstr("4 texts changed"), Not(HasSubstr("ja ")), Not(HasSubstr("{+"))));
+    for (const auto& [words, status] : {std::pair(std::vector<std::string>{"--locale", "fr-FR"}, 1),
+                                        {{"--field", "name"}, 0},
+                                        {{"--locale", "xx"}, 4}}) {
+        std::vector<std::string> gate = {"diff", "--remote", "--exit-code"};
+        gate.insert(gate.end(), words.begin(), words.end());
+        EXPECT_EQ(on(gate).status, status) << words.back();
+    }
 
     server.forgetRequests();
     const auto pulled = on({"pull"});
@@ -109,6 +120,9 @@ TEST_F(ConflictCommands, leadFromTwoPeoplesEditsToAPushThatLosesNothing) {
     EXPECT_EQ(read("de-DE", "subtitle.txt"), "Deren Untertitel");
 
     EXPECT_THAT(on({"status"}).error, HasSubstr("2 texts in conflict (Subtitle of de-DE, ja)"));
+    const auto changed = on({"status", "--changed"});
+    EXPECT_THAT(changed.out,
+                AllOf(HasSubstr("\nja "), HasSubstr("3 locales with changes"), Not(HasSubstr("\nit "))));
     const auto pushed = push();
     EXPECT_EQ(pushed.status, 7) << pushed.all();
     EXPECT_THAT(pushed.out, AllOf(HasSubstr("Pushed 2 fields · 2 locales"), HasSubstr("2 changes left out:"),
@@ -191,6 +205,13 @@ TEST_F(ConflictCommands, areSettledByAPullThatReplacesEditsAndSayWhatAPushDoesWi
     EXPECT_THAT(settled.error,
                 AllOf(HasSubstr("de-DE Promo text is settled, but a push leaves it out. Would remove"),
                       HasSubstr("'quorvel push --allow-clear'")));
+    const auto fresh = folder / "fresh/ios/next";
+    createFolders(fresh.parent_path());
+    std::filesystem::copy(folder / "texts/ios/next", fresh, std::filesystem::copy_options::recursive);
+    std::filesystem::remove_all(fresh / ".brevant");
+    const auto overwriting = run({"push", "--overwrite", "--dry-run", "--app", app, "--folder", "fresh"});
+    EXPECT_EQ(overwriting.status, 7) << overwriting.all();
+    EXPECT_THAT(overwriting.out, HasSubstr("push --allow-clear'"));
     EXPECT_EQ(push().status, 7);
     EXPECT_EQ(push({"--allow-clear"}).status, 0);
     EXPECT_THAT(on({"diff", "--remote"}).out, HasSubstr("Nothing changed on either side."));

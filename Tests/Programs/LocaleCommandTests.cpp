@@ -80,6 +80,8 @@ TEST_F(LocaleCommands, removesALocaleOnBothSidesAndBringsItBack) {
     }
     EXPECT_FALSE(std::filesystem::exists(folder / "texts/ios/next/de-DE"));
 
+    EXPECT_THAT(run({"history", "show", "last", "--app", app}).out,
+                AllOf(HasSubstr("de-DE Description  removed"), Not(HasSubstr("pushed"))));
     const auto reverted = run({"history", "revert", "last", "--app", app, "--folder", "texts"});
     EXPECT_EQ(reverted.status, 0) << reverted.all();
     EXPECT_THAT(reverted.all(), HasSubstr("de-DE was removed. Its folder was made anew"));
@@ -125,8 +127,17 @@ TEST_F(LocaleCommands, removesEachLocaleWithItsOwnOutcomeAndGoesOnWhereItWas) {
     EXPECT_EQ(local.status, 0) << local.all();
     EXPECT_THAT(local.error, HasSubstr("'quorvel locale disable sv'"));
     EXPECT_EQ(server.requests().size(), 0u);
-    EXPECT_THAT(run({"status", "--app", app, "--folder", "texts"}).error,
-                HasSubstr("sv is on App Store Connect"));
+    // All tell the same of a folder that was removed.
+    for (const std::vector<std::string>& words : {std::vector<std::string>{"status"},
+                                                  {"diff", "--remote"},
+                                                  {"pull", "--dry-run"},
+                                                  {"push", "--dry-run"}}) {
+        auto asked = words;
+        asked.insert(asked.end(), {"--app", app, "--folder", "texts"});
+        EXPECT_THAT(run(asked).error, AllOf(HasSubstr("sv is on App Store Connect but has no folder here"),
+                                            HasSubstr("a pull brings it back")))
+            << words.front();
+    }
 
     write("fr-FR", "promotional_text.txt", "");
     write("pl", "keywords.txt", "ogród");
@@ -142,6 +153,8 @@ TEST_F(LocaleCommands, removesEachLocaleWithItsOwnOutcomeAndGoesOnWhereItWas) {
         if (*one.find("locale")->text() != "pl") continue;
         EXPECT_EQ(*one.at("texts", "keywords")->text(), "local");
     }
+    EXPECT_THAT(pull().error, HasSubstr("sv had no folder here and is back"));
+    EXPECT_NE(read("sv", "name.txt"), "(no file)");
 }
 
 } // namespace
