@@ -37,6 +37,7 @@ struct LocaleResult {
     std::vector<FieldKey> leftEdits;
     std::vector<FieldKey> merged;
     std::vector<FieldKey> conflicts;
+    std::vector<FieldKey> settled; // conflicts of before
     std::vector<std::string> warnings;
 };
 
@@ -256,6 +257,7 @@ void note(LocaleResult& result, const FieldKey& key, const TextDecision& decisio
     if (decision.writes.leavesEdit) result.leftEdits.push_back(key);
     if (decision.isMerged) result.merged.push_back(key);
     if (decision.isConflict) result.conflicts.push_back(key);
+    if (decision.settles) result.settled.push_back(key);
 }
 
 // All that would be done with a locale, or that is as it is to be.
@@ -356,7 +358,18 @@ std::string explainVanished(const LocaleWork& work) {
                        work.locale, work.vanished.size());
 }
 
-void add(PullResult& total, const LocaleResult& one) {
+// Conflicts end without a word of the user where a side took the other's text, or all edits are replaced.
+void tellSettled(PullResult& result, const std::vector<FieldKey>& settled, DryRun dryRun) {
+    if (settled.empty()) return;
+    std::vector<std::string> places;
+    for (const FieldKey& key : settled)
+        places.push_back(fmt::format("{} {}", shownLocale(key.locale), shortLabelOf(key.field)));
+    result.summary.warnings.push_back(fmt::format(
+        "{}: {}.", dryRun == DryRun::yes ? "Would no longer be in conflict" : "No longer in conflict",
+        someOf(places)));
+}
+
+void add(PullResult& total, std::vector<FieldKey>& settled, const LocaleResult& one) {
     const auto append = [](auto& list, const auto& more) {
         list.insert(list.end(), more.begin(), more.end());
     };
@@ -366,6 +379,7 @@ void add(PullResult& total, const LocaleResult& one) {
     append(total.leftEdits, one.leftEdits);
     append(total.merged, one.merged);
     append(total.conflicts, one.conflicts);
+    append(settled, one.settled);
     append(total.summary.warnings, one.warnings);
 }
 
@@ -381,6 +395,7 @@ PullResult writePulledTexts(const MetadataStore& store, const std::vector<Incomi
     RemovedLocales removed(store.folder());
     LocaleTexts held;
     std::vector<std::string> back;
+    std::vector<FieldKey> settled;
     const auto onDisk = store.localesOnDisk();
     for (const IncomingTexts& resource : incoming)
         for (const auto& [locale, texts] : resource.locales)
@@ -393,7 +408,7 @@ PullResult writePulledTexts(const MetadataStore& store, const std::vector<Incomi
         if (isBack(work, sides, onDisk)) back.push_back(work.locale);
         const Decisions decisions = decide(task, work, sides);
         if (!needsWriting(work, decisions) || options.dryRun == DryRun::yes) {
-            add(result, toldOf(task, work, decisions, sides));
+            add(result, settled, toldOf(task, work, decisions, sides));
             continue;
         }
         for (const FieldType field : fieldsOf(work.locale))
@@ -406,7 +421,10 @@ PullResult writePulledTexts(const MetadataStore& store, const std::vector<Incomi
     if (!back.empty())
         result.summary.warnings.push_back(options.dryRun == DryRun::yes ? noFolderText(back)
                                                                         : backAgainText(back));
-    if (options.dryRun == DryRun::yes) return result;
+    if (options.dryRun == DryRun::yes) {
+        tellSettled(result, settled, options.dryRun);
+        return result;
+    }
     removed.forgetOthers(held);
     if (toWrite.empty() && !store.hasInterruptedPull()) return result;
 
@@ -415,7 +433,8 @@ PullResult writePulledTexts(const MetadataStore& store, const std::vector<Incomi
     store.beginPull();
     for (const LocaleResult& one :
          parallelMap(toWrite, writers, [&](const LocaleWork& work) { return writeLocale(task, work); }))
-        add(result, one);
+        add(result, settled, one);
+    tellSettled(result, settled, options.dryRun);
     store.endPull();
     underWay.forget();
     return result;

@@ -96,6 +96,7 @@ TEST_F(ConflictCommands, leadFromTwoPeoplesEditsToAPushThatLosesNothing) {
     const auto planned = on({"pull", "--dry-run"});
     EXPECT_THAT(planned.out, AllOf(HasSubstr("merge of both texts"), HasSubstr("your edit stays"),
                                    HasSubstr("conflict: App Store Connect's text, yours would be kept")));
+    EXPECT_THAT(planned.error, HasSubstr("2 fields would take a new text, 2 texts would be in conflict"));
     EXPECT_EQ(tree(), before);
     EXPECT_EQ(server.requests().size(), 12u);
     const auto stat = on({"diff", "--remote", "--stat", "--locale", "de-DE,fr-FR"});
@@ -192,7 +193,8 @@ TEST_F(ConflictCommands, areSettledByAPullThatReplacesEditsAndSayWhatAPushDoesWi
     onAppInfo("ja", {.subtitle = "Newest"});
     const auto replaced = on({"pull", "--replace-edits"});
     EXPECT_EQ(replaced.status, 0) << replaced.all();
-    EXPECT_THAT(replaced.error, AllOf(HasSubstr(".brevant/kept"), Not(HasSubstr("in conflict"))));
+    EXPECT_THAT(replaced.error, AllOf(HasSubstr(".brevant/kept"), Not(HasSubstr("texts in conflict")),
+                                      HasSubstr("No longer in conflict: de-DE Promo text, ja Subtitle.")));
     EXPECT_EQ(read("ja", "subtitle.txt"), "Newest");
     EXPECT_EQ(read("de-DE", "promotional_text.txt"), "Theirs");
     EXPECT_THAT(on({"conflicts"}).out, HasSubstr("no conflicts"));
@@ -215,6 +217,20 @@ TEST_F(ConflictCommands, areSettledByAPullThatReplacesEditsAndSayWhatAPushDoesWi
     EXPECT_EQ(push().status, 7);
     EXPECT_EQ(push({"--allow-clear"}).status, 0);
     EXPECT_THAT(on({"diff", "--remote"}).out, HasSubstr("Nothing changed on either side."));
+
+    // A removed locale takes its conflicts along; what they were about is backed up.
+    onAppInfo("ja", {.subtitle = "Theirs at last"});
+    onAppInfo("de-DE", {.subtitle = "Theirs at last"});
+    write("ja", "subtitle.txt", "私、最後");
+    write("de-DE", "subtitle.txt", "Mein Letztes");
+    ASSERT_THAT(on({"pull"}).error, HasSubstr("2 texts in conflict"));
+    ASSERT_EQ(on({"locale", "remove", "ja", "--yes"}).status, 0);
+    EXPECT_THAT(on({"conflicts"}).out, AllOf(HasSubstr("ios/next: 1 conflict,"), Not(HasSubstr("ja "))));
+    bool isKept = false;
+    for (const auto& [file, text] : tree())
+        isKept |= file.find("/kept/") != std::string::npos && file.ends_with("ja/subtitle.txt") &&
+                  text == "私、最後";
+    EXPECT_TRUE(isKept);
 }
 
 TEST_F(ConflictCommands, showEverythingBeforeTheFirstPull) {
