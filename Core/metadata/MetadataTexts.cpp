@@ -23,6 +23,13 @@ std::string noFolderText(const std::vector<std::string>& locales) {
                        locales.size() == 1 ? "has" : "have");
 }
 
+std::string backAgainText(const std::vector<std::string>& locales) {
+    return fmt::format("{} had no folder here and {} back, as App Store Connect has {}. "
+                       "Disable a locale to leave it out of pulls.",
+                       someOf(locales), locales.size() == 1 ? "is" : "are",
+                       locales.size() == 1 ? "it" : "them");
+}
+
 std::string misnamedText(const std::vector<std::string>& paths, std::string_view reason) {
     return paths.size() == 1 ? fmt::format("{} {}. No push takes it.", paths.front(), reason)
                              : fmt::format("No push takes these {} entries ({}): each {}.", paths.size(),

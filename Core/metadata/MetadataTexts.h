@@ -24,6 +24,8 @@ inline constexpr std::string_view fromDefaultText = "From default/, as the local
 
 /// What is said of locales that were pulled and whose folders were removed.
 [[nodiscard]] std::string noFolderText(const std::vector<std::string>& locales);
+/// The same once a pull made the folders again.
+[[nodiscard]] std::string backAgainText(const std::vector<std::string>& locales);
 
 /// What is said of files and folders that no push takes; `reason` goes on behind their names.
 [[nodiscard]] std::string misnamedText(const std::vector<std::string>& paths, std::string_view reason);

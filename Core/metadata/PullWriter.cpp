@@ -1,6 +1,8 @@
 #include "Core/metadata/PullWriter.h"
 
 #include "Core/metadata/FallbackTexts.h"
+#include "Core/metadata/MetadataTexts.h"
+#include "Core/metadata/RemovedLocales.h"
 #include "Core/metadata/TextRemarks.h"
 #include "Core/metadata/TreeReader.h"
 #include "Core/metadata/merge/PullMerge.h"
@@ -35,6 +37,7 @@ struct LocaleResult {
     std::vector<FieldKey> leftEdits;
     std::vector<FieldKey> merged;
     std::vector<FieldKey> conflicts;
+    std::vector<FieldKey> settled; // conflicts of before
     std::vector<std::string> warnings;
 };
 
@@ -152,7 +155,7 @@ struct Sides {
 };
 
 std::vector<LocaleWork> gather(const std::vector<IncomingTexts>& incoming, const ReadTexts& pulled,
-                               const LocaleSet& disabled) {
+                               const LocaleSet& disabled, const RemovedLocales& removed) {
     std::map<std::string, LocaleWork> work;
     const auto workFor = [&](const std::string& locale) -> LocaleWork& {
         if (locale != pageLocale && !isSafeName(locale)) throw MetadataError::unsafeLocale(locale);
@@ -175,7 +178,8 @@ std::vector<LocaleWork> gather(const std::vector<IncomingTexts>& incoming, const
     }
     std::vector<LocaleWork> list;
     for (auto& [locale, one] : work)
-        if (!disabled.contains(locale)) list.push_back(std::move(one));
+        if (!disabled.contains(locale) && !removed.leaveOut(locale, one.incoming))
+            list.push_back(std::move(one));
     return list;
 }
 
@@ -206,6 +210,12 @@ bool needsWriting(const LocaleWork& work, const Decisions& decisions) {
     return !work.vanished.empty() || std::ranges::any_of(decisions, [](const auto& decision) {
         return decision && decision->changesAnything();
     });
+}
+
+// Whether somebody removed the locale's folder, which a pull makes again.
+bool isBack(const LocaleWork& work, const Sides& sides, const std::vector<std::string>& onDisk) {
+    return work.locale != pageLocale && !work.incoming.isAbsent() && !sides.pulled.texts.isAbsent() &&
+           !std::ranges::binary_search(onDisk, work.locale);
 }
 
 // One warning for all fields that stay for the same reason, such as the locale's folder.
@@ -247,6 +257,7 @@ void note(LocaleResult& result, const FieldKey& key, const TextDecision& decisio
     if (decision.writes.leavesEdit) result.leftEdits.push_back(key);
     if (decision.isMerged) result.merged.push_back(key);
     if (decision.isConflict) result.conflicts.push_back(key);
+    if (decision.settles) result.settled.push_back(key);
 }
 
 // All that would be done with a locale, or that is as it is to be.
@@ -271,12 +282,16 @@ void keepBeside(const PullTask& task, const FieldKey& key, const std::string& te
 }
 
 // A text that somebody edits to settle the conflict was made for another one.
-void keepRecord(const PullTask& task, const TextConflict& record, LocaleResult& result) {
-    const auto editFile = task.conflicts.editFile(record.key);
+void keepEditFile(const PullTask& task, const FieldKey& key, LocaleResult& result) {
+    const auto editFile = task.conflicts.editFile(key);
     if (const auto edited = readFile(editFile)) {
-        keepBeside(task, record.key, *edited, result);
+        keepBeside(task, key, *edited, result);
         removeFile(editFile);
     }
+}
+
+void keepRecord(const PullTask& task, const TextConflict& record, LocaleResult& result) {
+    keepEditFile(task, record.key, result);
     task.conflicts.keep(record);
 }
 
@@ -306,7 +321,10 @@ void writeField(const PullTask& task, const PulledField& field, TextDecision dec
     if (decision.writes.writesPulled)
         task.store.write(field.key.locale, field.key.field, field.incoming, TextSide::pulled,
                          Durability::later);
-    if (decision.settles) task.conflicts.remove(field.key);
+    if (decision.settles) {
+        keepEditFile(task, field.key, result);
+        task.conflicts.remove(field.key);
+    }
     note(result, field.key, decision);
 }
 
@@ -340,7 +358,18 @@ std::string explainVanished(const LocaleWork& work) {
                        work.locale, work.vanished.size());
 }
 
-void add(PullResult& total, const LocaleResult& one) {
+// Conflicts end without a word of the user where a side took the other's text, or all edits are replaced.
+void tellSettled(PullResult& result, const std::vector<FieldKey>& settled, DryRun dryRun) {
+    if (settled.empty()) return;
+    std::vector<std::string> places;
+    for (const FieldKey& key : settled)
+        places.push_back(fmt::format("{} {}", shownLocale(key.locale), shortLabelOf(key.field)));
+    result.summary.warnings.push_back(fmt::format(
+        "{}: {}.", dryRun == DryRun::yes ? "Would no longer be in conflict" : "No longer in conflict",
+        someOf(places)));
+}
+
+void add(PullResult& total, std::vector<FieldKey>& settled, const LocaleResult& one) {
     const auto append = [](auto& list, const auto& more) {
         list.insert(list.end(), more.begin(), more.end());
     };
@@ -350,6 +379,7 @@ void add(PullResult& total, const LocaleResult& one) {
     append(total.leftEdits, one.leftEdits);
     append(total.merged, one.merged);
     append(total.conflicts, one.conflicts);
+    append(settled, one.settled);
     append(total.summary.warnings, one.warnings);
 }
 
@@ -362,14 +392,23 @@ PullResult writePulledTexts(const MetadataStore& store, const std::vector<Incomi
     PullResult result;
     std::vector<LocaleWork> toWrite;
     TextsUnderWay underWay = task.interrupted;
-    for (LocaleWork& work : gather(incoming, pulled, options.disabledLocales)) {
+    RemovedLocales removed(store.folder());
+    LocaleTexts held;
+    std::vector<std::string> back;
+    std::vector<FieldKey> settled;
+    const auto onDisk = store.localesOnDisk();
+    for (const IncomingTexts& resource : incoming)
+        for (const auto& [locale, texts] : resource.locales)
+            held[locale].take(texts);
+    for (LocaleWork& work : gather(incoming, pulled, options.disabledLocales, removed)) {
         if (work.locale != pageLocale && !work.incoming.isAbsent())
             result.summary.locales.push_back(work.locale);
         if (!work.vanished.empty()) result.summary.warnings.push_back(explainVanished(work));
         const Sides sides(store, work.locale);
+        if (isBack(work, sides, onDisk)) back.push_back(work.locale);
         const Decisions decisions = decide(task, work, sides);
         if (!needsWriting(work, decisions) || options.dryRun == DryRun::yes) {
-            add(result, toldOf(task, work, decisions, sides));
+            add(result, settled, toldOf(task, work, decisions, sides));
             continue;
         }
         for (const FieldType field : fieldsOf(work.locale))
@@ -379,14 +418,23 @@ PullResult writePulledTexts(const MetadataStore& store, const std::vector<Incomi
                 underWay.add({work.locale, field}, decision->text);
         toWrite.push_back(std::move(work));
     }
-    if (options.dryRun == DryRun::yes || (toWrite.empty() && !store.hasInterruptedPull())) return result;
+    if (!back.empty())
+        result.summary.warnings.push_back(options.dryRun == DryRun::yes ? noFolderText(back)
+                                                                        : backAgainText(back));
+    if (options.dryRun == DryRun::yes) {
+        tellSettled(result, settled, options.dryRun);
+        return result;
+    }
+    removed.forgetOthers(held);
+    if (toWrite.empty() && !store.hasInterruptedPull()) return result;
 
     checkCancellation(); // nothing was begun yet
     underWay.keep();
     store.beginPull();
     for (const LocaleResult& one :
          parallelMap(toWrite, writers, [&](const LocaleWork& work) { return writeLocale(task, work); }))
-        add(result, one);
+        add(result, settled, one);
+    tellSettled(result, settled, options.dryRun);
     store.endPull();
     underWay.forget();
     return result;

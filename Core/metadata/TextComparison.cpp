@@ -4,6 +4,7 @@
 #include "Core/metadata/MetadataDiff.h"
 #include "Core/metadata/MetadataTexts.h"
 #include "Core/metadata/PushChoice.h"
+#include "Core/metadata/RemovedLocales.h"
 #include "Core/metadata/merge/TextConflicts.h"
 #include "Platform/text/Text.h"
 
@@ -144,6 +145,7 @@ TextComparison compareTexts(const MetadataStore& store, const ContextID& context
 TextComparison compareWithRemote(const MetadataStore& store, const ContextID& context, const TextRules& rules,
                                  const PushFilter& filter, const ReadTexts& remote) {
     ReadContext read{store.readAllUsable(), remote, {}, {}, {}, true};
+    RemovedLocales(store.folder()).leaveOutOf(read.pulled.texts);
     complete(read, store, rules);
     return withMisnamed(read, store, context, rules, filter);
 }

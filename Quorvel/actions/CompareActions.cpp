@@ -2,6 +2,7 @@
 
 #include "Core/metadata/MetadataDiff.h"
 #include "Core/metadata/MetadataError.h"
+#include "Core/metadata/MetadataTexts.h"
 #include "Platform/text/Text.h"
 #include "Quorvel/actions/GitIgnoreAdvice.h"
 #include "Quorvel/application/Application.h"
@@ -34,16 +35,17 @@ std::map<std::string, FieldCount> countsOf(const TextComparison& texts) {
     return counts;
 }
 
-void requireKnownLocales(const TextComparison& texts, const std::string& folder,
+void requireKnownLocales(const std::vector<std::string>& known, const MetadataFolder& folder,
                          const std::vector<std::string>& wanted) {
     for (const std::string& locale : wanted)
-        if (locale != shownPageLocale && !std::ranges::binary_search(texts.grid.locales, locale))
-            throw MetadataError::unknownLocale(locale, folder, texts.grid.locales);
+        if (locale != shownPageLocale && !std::ranges::binary_search(known, locale))
+            throw MetadataError::unknownLocale(locale, folder.rootURL, known);
 }
 
 void leaveChangedLocales(TextStatus::Result& status) {
     std::erase_if(status.locales, [&](const std::string& locale) {
-        return std::ranges::find(status.changes, locale, &TextChange::locale) == status.changes.end();
+        return std::ranges::find(status.changes, locale, &TextChange::locale) == status.changes.end() &&
+               std::ranges::find(status.conflicts, locale, &FieldKey::locale) == status.conflicts.end();
     });
     std::erase_if(status.cells, [&](const auto& cells) {
         return !std::ranges::binary_search(status.locales, cells.first);
@@ -55,6 +57,11 @@ std::int64_t charactersOf(const std::vector<DiffTexts::Segment>& segments, DiffS
     for (const DiffTexts::Segment& segment : segments)
         if (segment.kind == kind) count += graphemeCount(segment.text);
     return static_cast<std::int64_t>(count);
+}
+
+DiffRemote::Extent extentOf(const std::vector<DiffTexts::Segment>& segments) {
+    return {charactersOf(segments, DiffSegment::Kind::added),
+            charactersOf(segments, DiffSegment::Kind::removed)};
 }
 
 } // namespace
@@ -133,7 +140,7 @@ DiffTexts::Result DiffTexts::perform(Application& application, const Request& re
     const OpenedApp opened = openLocal(application, targetOf(request));
     const PushFilter filter{.locales = request.locales, .fields = request.fields};
     const auto compared = opened.session->metadata->compare(request.context, filter, dryRunOf(request));
-    requireKnownLocales(compared.texts, compared.folder.rootURL.string(), request.locales);
+    requireKnownLocales(compared.texts.grid.locales, compared.folder, request.locales);
     Result result{.compared = comparedContextOf(opened, compared),
                   .wasPulled = compared.texts.wasPulled,
                   .differences = {},
@@ -156,13 +163,24 @@ DiffRemote::Result DiffRemote::perform(Application& application, const Request& 
     const OpenedApp opened = openUnchanged(application, targetOf(request));
     progress.step({std::string(discoveringText), {}, 0});
     auto look = opened.session->metadata->compareRemote(request.context);
+    requireKnownLocales(look.texts.locales, look.folder, request.locales);
+    const PushFilter filter{.locales = request.locales, .fields = request.fields};
+    std::erase_if(look.texts.unreadable,
+                  [&](const UnreadableText& text) { return !filter.takes(text.key()); });
+    std::erase_if(look.texts.conflicts, [&](const FieldKey& key) { return !filter.takes(key); });
+    std::erase_if(look.texts.removedLocales, [&](const std::string& locale) {
+        return !PushFilter{.locales = request.locales}.takes({locale, FieldType::name});
+    });
     Result result{.compared = {knownReferenceOf(opened.app), look.folder.rootURL.string(), look.context.id(),
                                look.context, look.texts.pulledAt},
                   .wasPulled = look.texts.wasPulled,
                   .differences = {},
                   .unreadable = std::move(look.texts.unreadable),
-                  .conflicts = std::move(look.texts.conflicts)};
+                  .conflicts = std::move(look.texts.conflicts),
+                  .notices = {}};
+    if (!look.texts.removedLocales.empty()) result.notices.push_back(noFolderText(look.texts.removedLocales));
     for (RemoteDifference& one : look.texts.differences) {
+        if (!filter.takes(one.key)) continue;
         Difference difference{.locale = one.key.locale,
                               .field = one.key.field,
                               .changedBy = one.changedBy,
@@ -170,6 +188,8 @@ DiffRemote::Result DiffRemote::perform(Application& application, const Request& 
         if (one.changedBy != ChangedBy::local) difference.there = segmentsOf(one.base, one.remote);
         if (one.changedBy == ChangedBy::local || one.changedBy == ChangedBy::bothDifferently)
             difference.here = segmentsOf(one.base, one.local);
+        difference.changedThere = extentOf(difference.there);
+        difference.changedHere = extentOf(difference.here);
         difference.base = std::move(one.base);
         difference.local = std::move(one.local);
         difference.remote = std::move(one.remote);

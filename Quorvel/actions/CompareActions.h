@@ -148,8 +148,28 @@ struct DiffTexts {
 struct DiffRemote {
     static constexpr ActionInfo info{"diff_remote",
                                      "Show what changed on App Store Connect since the last pull, and here"};
-    using Request = FolderRequest;
+    struct Request {
+        std::optional<std::string> app;
+        std::optional<std::string> workspace;
+        std::optional<std::string> context;
+        std::optional<std::string> folder;
+        std::vector<std::string> locales;
+        std::vector<FieldType> fields;
+        QUORVEL_RECORD(Request, app, workspace, context, folder, locales, fields)
+        static constexpr JSONMember members[] = {appMember,
+                                                 workspaceMember,
+                                                 contextMember,
+                                                 folderMember,
+                                                 {"locales", "Only these locales."},
+                                                 {"fields", "Only these fields."}};
+    };
     using Segment = DiffTexts::Segment;
+    /// User-perceived characters.
+    struct Extent {
+        std::int64_t added = 0;
+        std::int64_t removed = 0;
+        QUORVEL_RECORD(Extent, added, removed)
+    };
     struct Difference {
         std::string locale;
         FieldType field = FieldType::name;
@@ -160,7 +180,10 @@ struct DiffRemote {
         std::string remote;         // on App Store Connect now
         std::vector<Segment> there; // base → remote; none where nothing changed there
         std::vector<Segment> here;  // base → local; none where nothing changed here, or the same
-        QUORVEL_RECORD(Difference, locale, field, changedBy, merges, base, local, remote, there, here)
+        Extent changedThere;
+        Extent changedHere;
+        QUORVEL_RECORD(Difference, locale, field, changedBy, merges, base, local, remote, there, here,
+                       changedThere, changedHere)
     };
     struct Result {
         ComparedContext compared;
@@ -168,7 +191,8 @@ struct DiffRemote {
         std::vector<Difference> differences;
         std::vector<UnreadableText> unreadable; // which were not compared
         std::vector<FieldKey> conflicts;        // of earlier pulls, not settled yet
-        QUORVEL_RECORD(Result, compared, wasPulled, differences, unreadable, conflicts)
+        std::vector<std::string> notices;       // about locales whose folder was removed
+        QUORVEL_RECORD(Result, compared, wasPulled, differences, unreadable, conflicts, notices)
     };
     [[nodiscard]] static Result perform(Application& application, const Request& request,
                                         const ActionProgress& progress = {});

@@ -20,8 +20,26 @@ TextConflict requireConflict(const TextConflicts& conflicts, const FieldKey& key
 }
 
 ResolveConflicts::Settled settledOf(const FieldKey& key, const ConflictSettling::Settled& settled) {
-    return {key.locale, key.field, settled.isPending,
-            settled.kept ? std::optional(settled.kept->path) : std::nullopt};
+    return {.locale = key.locale,
+            .field = key.field,
+            .isPending = settled.isPending,
+            .kept = settled.kept ? std::optional(settled.kept->path) : std::nullopt,
+            .leftOut = {},
+            .leftOutBecause = {}};
+}
+
+// A push may leave out what differs: a text that is empty now, or above its limit.
+void tellLeftOut(ResolveConflicts::Result& result, const MetadataController& metadata,
+                 const std::optional<std::string>& context) {
+    const auto leftOut = metadata.compare(context).texts.selection.leftOut;
+    for (ResolveConflicts::Settled& one : result.settled) {
+        const auto found = std::ranges::find(leftOut, FieldKey{one.locale, one.field},
+                                             [](const LeftOutChange& left) { return left.change.key(); });
+        if (found == leftOut.end()) continue;
+        one.isPending = false;
+        one.leftOut = found->reason;
+        one.leftOutBecause = found->explanation;
+    }
 }
 
 std::string contextOf(const OpenedApp& opened, const std::optional<std::string>& context) {
@@ -69,6 +87,7 @@ ResolveConflicts::Result ResolveConflicts::perform(Application& application, con
                 ++result.open;
         }
     });
+    tellLeftOut(result, *opened.session->metadata, request.context);
     return result;
 }
 
@@ -94,6 +113,7 @@ FinishConflictEdit::Result FinishConflictEdit::perform(Application& application,
             result.settled.push_back(settledOf(conflict.key, settling.settleWithEdit(conflict)));
             result.open = static_cast<std::int64_t>(conflicts.all().size());
         });
+    tellLeftOut(result, *opened.session->metadata, request.context);
     return result;
 }
 

@@ -77,9 +77,11 @@ struct ResolveConflicts {
     struct Settled {
         std::string locale;
         FieldType field = FieldType::name;
-        bool isPending = false;          // the next push sends the text
-        std::optional<std::string> kept; // where an edit lies that was replaced
-        QUORVEL_RECORD(Settled, locale, field, isPending, kept)
+        bool isPending = false;                    // the next push sends the text
+        std::optional<std::string> kept;           // where an edit lies that was replaced
+        std::optional<LeftOutReason> leftOut;      // why a push leaves the text out by itself
+        std::optional<std::string> leftOutBecause; // the same for people, and what to do
+        QUORVEL_RECORD(Settled, locale, field, isPending, kept, leftOut, leftOutBecause)
     };
     struct Result {
         std::optional<AppReference> app;

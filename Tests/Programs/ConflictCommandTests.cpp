@@ -96,8 +96,20 @@ TEST_F(ConflictCommands, leadFromTwoPeoplesEditsToAPushThatLosesNothing) {
     const auto planned = on({"pull", "--dry-run"});
     EXPECT_THAT(planned.out, AllOf(HasSubstr("merge of both texts"), HasSubstr("your edit stays"),
                                    HasSubstr("conflict: App Store Connect's text, yours would be kept")));
+    EXPECT_THAT(planned.error, HasSubstr("2 fields would take a new text, 2 texts would be in conflict"));
     EXPECT_EQ(tree(), before);
     EXPECT_EQ(server.requests().size(), 12u);
+    const auto stat = on({"diff", "--remote", "--stat", "--locale", "de-DE,fr-FR"});
+    EXPECT_THAT(stat.out, testing::ContainsRegex("de-DE +Description +\\+5 -0 +\\+9 -0"));
+    EXPECT_THAT(stat.out, testing::ContainsRegex("fr-FR +Keywords +– +\\+"));
+    EXPECT_THAT(stat.out, AllOf(HasSubstr("4 texts changed"), Not(HasSubstr("ja ")), Not(HasSubstr("{+"))));
+    for (const auto& [words, status] : {std::pair(std::vector<std::string>{"--locale", "fr-FR"}, 1),
+                                        {{"--field", "name"}, 0},
+                                        {{"--locale", "xx"}, 4}}) {
+        std::vector<std::string> gate = {"diff", "--remote", "--exit-code"};
+        gate.insert(gate.end(), words.begin(), words.end());
+        EXPECT_EQ(on(gate).status, status) << words.back();
+    }
 
     server.forgetRequests();
     const auto pulled = on({"pull"});
@@ -109,6 +121,9 @@ TEST_F(ConflictCommands, leadFromTwoPeoplesEditsToAPushThatLosesNothing) {
     EXPECT_EQ(read("de-DE", "subtitle.txt"), "Deren Untertitel");
 
     EXPECT_THAT(on({"status"}).error, HasSubstr("2 texts in conflict (Subtitle of de-DE, ja)"));
+    const auto changed = on({"status", "--changed"});
+    EXPECT_THAT(changed.out,
+                AllOf(HasSubstr("\nja "), HasSubstr("3 locales with changes"), Not(HasSubstr("\nit "))));
     const auto pushed = push();
     EXPECT_EQ(pushed.status, 7) << pushed.all();
     EXPECT_THAT(pushed.out, AllOf(HasSubstr("Pushed 2 fields · 2 locales"), HasSubstr("2 changes left out:"),
@@ -162,6 +177,60 @@ TEST_F(ConflictCommands, areSettledInAnEditorThatMayFail) {
     EXPECT_EQ(readFile(folder / "said"), "$(touch pwned)\n") << "no shell had it";
     EXPECT_FALSE(std::filesystem::exists(folder / "pwned"));
     EXPECT_EQ(push().status, 0);
+}
+
+TEST_F(ConflictCommands, areSettledByAPullThatReplacesEditsAndSayWhatAPushDoesWithTheRest) {
+    const auto meet = [&](std::string_view theirs) {
+        onVersion("de-DE", {.promotionalText = std::string(theirs)});
+        onAppInfo("ja", {.subtitle = std::string(theirs)});
+        write("de-DE", "promotional_text.txt", "");
+        write("ja", "subtitle.txt", "私");
+        const auto pulled = on({"pull"});
+        EXPECT_THAT(pulled.error, HasSubstr("2 texts in conflict")) << pulled.all();
+    };
+    meet("Theirs");
+    write("ja", "subtitle.txt", "私たち");
+    onAppInfo("ja", {.subtitle = "Newest"});
+    const auto replaced = on({"pull", "--replace-edits"});
+    EXPECT_EQ(replaced.status, 0) << replaced.all();
+    EXPECT_THAT(replaced.error, AllOf(HasSubstr(".brevant/kept"), Not(HasSubstr("texts in conflict")),
+                                      HasSubstr("No longer in conflict: de-DE Promo text, ja Subtitle.")));
+    EXPECT_EQ(read("ja", "subtitle.txt"), "Newest");
+    EXPECT_EQ(read("de-DE", "promotional_text.txt"), "Theirs");
+    EXPECT_THAT(on({"conflicts"}).out, HasSubstr("no conflicts"));
+    EXPECT_THAT(on({"status"}).out, HasSubstr("Local matches App Store Connect."));
+
+    // An emptied text is settled as such, which no push sends by itself.
+    meet("Theirs, too");
+    const auto settled = on({"resolve", "--ours", "--all"});
+    EXPECT_THAT(settled.out, HasSubstr("1 settled, sent by the next push: ja Subtitle."));
+    EXPECT_THAT(settled.error,
+                AllOf(HasSubstr("de-DE Promo text is settled, but a push leaves it out. Would remove"),
+                      HasSubstr("'quorvel push --allow-clear'")));
+    const auto fresh = folder / "fresh/ios/next";
+    createFolders(fresh.parent_path());
+    std::filesystem::copy(folder / "texts/ios/next", fresh, std::filesystem::copy_options::recursive);
+    std::filesystem::remove_all(fresh / ".brevant");
+    const auto overwriting = run({"push", "--overwrite", "--dry-run", "--app", app, "--folder", "fresh"});
+    EXPECT_EQ(overwriting.status, 7) << overwriting.all();
+    EXPECT_THAT(overwriting.out, HasSubstr("push --allow-clear'"));
+    EXPECT_EQ(push().status, 7);
+    EXPECT_EQ(push({"--allow-clear"}).status, 0);
+    EXPECT_THAT(on({"diff", "--remote"}).out, HasSubstr("Nothing changed on either side."));
+
+    // A removed locale takes its conflicts along; what they were about is backed up.
+    onAppInfo("ja", {.subtitle = "Theirs at last"});
+    onAppInfo("de-DE", {.subtitle = "Theirs at last"});
+    write("ja", "subtitle.txt", "私、最後");
+    write("de-DE", "subtitle.txt", "Mein Letztes");
+    ASSERT_THAT(on({"pull"}).error, HasSubstr("2 texts in conflict"));
+    ASSERT_EQ(on({"locale", "remove", "ja", "--yes"}).status, 0);
+    EXPECT_THAT(on({"conflicts"}).out, AllOf(HasSubstr("ios/next: 1 conflict,"), Not(HasSubstr("ja "))));
+    bool isKept = false;
+    for (const auto& [file, text] : tree())
+        isKept |= file.find("/kept/") != std::string::npos && file.ends_with("ja/subtitle.txt") &&
+                  text == "私、最後";
+    EXPECT_TRUE(isKept);
 }
 
 TEST_F(ConflictCommands, showEverythingBeforeTheFirstPull) {

@@ -67,8 +67,21 @@ TEST_F(LocaleCommands, removesALocaleOnBothSidesAndBringsItBack) {
     const std::filesystem::path kept = line.substr(0, line.find(".\n"));
     EXPECT_EQ(readFile(kept / "subtitle.txt"), "Noch nicht gesendet");
     EXPECT_EQ(readFile(kept / "notes.md"), "ours");
-    EXPECT_THAT(run({"status", "--app", app, "--folder", "texts"}).all(), Not(HasSubstr("de-DE")));
+    // The name that macOS keeps does not bring it back, whoever is asked.
+    for (const std::vector<std::string>& words : {std::vector<std::string>{"status"},
+                                                  {"diff", "--remote"},
+                                                  {"pull", "--dry-run"},
+                                                  {"pull"},
+                                                  {"status"},
+                                                  {"push", "--dry-run"}}) {
+        auto asked = words;
+        asked.insert(asked.end(), {"--app", app, "--folder", "texts"});
+        EXPECT_THAT(run(asked).all(), Not(HasSubstr("de-DE"))) << words.front();
+    }
+    EXPECT_FALSE(std::filesystem::exists(folder / "texts/ios/next/de-DE"));
 
+    EXPECT_THAT(run({"history", "show", "last", "--app", app}).out,
+                AllOf(HasSubstr("de-DE Description  removed"), Not(HasSubstr("pushed"))));
     const auto reverted = run({"history", "revert", "last", "--app", app, "--folder", "texts"});
     EXPECT_EQ(reverted.status, 0) << reverted.all();
     EXPECT_THAT(reverted.all(), HasSubstr("de-DE was removed. Its folder was made anew"));
@@ -76,6 +89,8 @@ TEST_F(LocaleCommands, removesALocaleOnBothSidesAndBringsItBack) {
     const auto pushed = push({"--locale", "de-DE"});
     EXPECT_EQ(pushed.status, 0) << pushed.all();
     EXPECT_EQ(onStore("de-DE", versionTexts), versionsBefore);
+    ASSERT_EQ(pull().status, 0);
+    EXPECT_NE(read("de-DE", "name.txt"), "(no file)"); // it is the version's again
 }
 
 TEST_F(LocaleCommands, removesEachLocaleWithItsOwnOutcomeAndGoesOnWhereItWas) {
@@ -104,12 +119,25 @@ TEST_F(LocaleCommands, removesEachLocaleWithItsOwnOutcomeAndGoesOnWhereItWas) {
     EXPECT_EQ(remove({"ja", "--yes", "--context", "ios/next"}).status, 4);
 
     server.forgetRequests();
+    const auto source = remove({"en-US", "--local", "--yes"});
+    EXPECT_EQ(source.status, 5) << source.all();
+    EXPECT_THAT(source.out, HasSubstr("en-US stays: it is the app's source locale"));
+    EXPECT_NE(read("en-US", "name.txt"), "(no file)");
     const auto local = run({"locale", "remove", "sv", "--local", "--yes", "--folder", "texts"});
     EXPECT_EQ(local.status, 0) << local.all();
     EXPECT_THAT(local.error, HasSubstr("'quorvel locale disable sv'"));
     EXPECT_EQ(server.requests().size(), 0u);
-    EXPECT_THAT(run({"status", "--app", app, "--folder", "texts"}).error,
-                HasSubstr("sv is on App Store Connect"));
+    // All tell the same of a folder that was removed.
+    for (const std::vector<std::string>& words : {std::vector<std::string>{"status"},
+                                                  {"diff", "--remote"},
+                                                  {"pull", "--dry-run"},
+                                                  {"push", "--dry-run"}}) {
+        auto asked = words;
+        asked.insert(asked.end(), {"--app", app, "--folder", "texts"});
+        EXPECT_THAT(run(asked).error, AllOf(HasSubstr("sv is on App Store Connect but has no folder here"),
+                                            HasSubstr("a pull brings it back")))
+            << words.front();
+    }
 
     write("fr-FR", "promotional_text.txt", "");
     write("pl", "keywords.txt", "ogród");
@@ -125,6 +153,8 @@ TEST_F(LocaleCommands, removesEachLocaleWithItsOwnOutcomeAndGoesOnWhereItWas) {
         if (*one.find("locale")->text() != "pl") continue;
         EXPECT_EQ(*one.at("texts", "keywords")->text(), "local");
     }
+    EXPECT_THAT(pull().error, HasSubstr("sv had no folder here and is back"));
+    EXPECT_NE(read("sv", "name.txt"), "(no file)");
 }
 
 } // namespace

@@ -188,6 +188,34 @@ TEST_F(Repository, worksWithoutRecordsAndOnlyForItsOwnApp) {
     EXPECT_EQ(runIn("checkout", {"help"}).status, 0);
 }
 
+TEST_F(Repository, leavesAllAppsToTheRecordsAndItsTreeToItsOwnApp) {
+    put("work/quorvel.toml", std::string("app = \"") + app + "\"\ntree = \"metadata\"\nplatform = \"ios\"\n");
+    for (const auto* each : {app, "studio.fernhollow.tides"})
+        ASSERT_EQ(run({"apps", "import", each}).status, 0);
+    const auto pulled = runIn("work", {"pull", "--all-apps"});
+    EXPECT_EQ(pulled.status, 0) << pulled.all();
+    EXPECT_THAT(pulled.out, AllOf(HasSubstr("Mosswick"), HasSubstr("Tides")));
+    std::map<std::string, std::string> folders; // by bundle id
+    const JSONValue checked = documentIn("work", {"check", "--all-apps", "--field", "name"});
+    for (const JSONValue& one : *checked.find("checks")->items())
+        folders[*one.at("app", "bundleId")->text()] = *one.find("folder")->text();
+    ASSERT_EQ(folders.size(), 2u);
+    EXPECT_EQ(folders.at(app), (folder / "work/metadata").string());
+    EXPECT_THAT(folders.at("studio.fernhollow.tides"), StartsWith((folder / "home").string()));
+    EXPECT_TRUE(std::filesystem::exists(folder / "work/metadata/ios/next/de-DE/name.txt"));
+
+    // What pulls of the program laid out is no tree in place, whatever of it is left.
+    for (const char* left : {"macos/live", "visionos/next", ".brevant/asc"}) {
+        std::filesystem::remove_all(folder / "work/metadata");
+        createFolders(folder / "work/metadata" / left);
+        put("work/metadata/en-US/name.txt", "Mosswick");
+        EXPECT_THAT(runIn("work", {"status"}).all(), HasSubstr("metadata/ios/next")) << left;
+    }
+    std::filesystem::remove_all(folder / "work/metadata");
+    put("work/metadata/en-US/name.txt", "Mosswick");
+    EXPECT_THAT(runIn("work", {"status"}).out, HasSubstr((folder / "work/metadata").string() + "\n"));
+}
+
 TEST_F(Repository, takesPicturesAndProjectFromItsFile) {
     put("work/quorvel.toml",
         std::string("app = \"") + app +

@@ -88,6 +88,79 @@ TEST_F(TreeInPlaceCommands, workOnTheTreeWhereItIs) {
     EXPECT_EQ(readFile(folder / "elsewhere/ios/next/de-DE/promotional_text.txt"), "Noch mehr");
 }
 
+TEST_F(TreeInPlaceCommands, keepALocaleAwayThatIsRemovedBesideTheTextsOfAllLocales) {
+    ASSERT_EQ(set({"--tree", "repository/store", "--platform", "ios"}).status, 0);
+    ASSERT_EQ(run({"pull", "--app", app, "--replace-edits"}).status, 0);
+    put("default/promotional_text.txt", "For all\n");
+    const auto remove = [&](const std::string& locale, std::vector<std::string> more) {
+        more.insert(more.begin(), {"locale", "remove", locale, "--app", app, "--yes"});
+        return run(std::move(more));
+    };
+    const auto sends = [&](std::string_view locale) {
+        return run({"push", "--app", app, "--dry-run"}).out.find(locale) != std::string::npos;
+    };
+    const auto refused = remove("de-DE", {"--local"});
+    EXPECT_EQ(refused.status, 5) << refused.all();
+    EXPECT_THAT(refused.out, AllOf(HasSubstr("de-DE stays: it would take the texts of default/"),
+                                   HasSubstr("Disable the locale first")));
+    EXPECT_NE(get("de-DE/name.txt"), "(no file)");
+    ASSERT_EQ(run({"locale", "disable", "de-DE", "--app", app}).status, 0);
+    EXPECT_EQ(remove("de-DE", {"--local"}).status, 0);
+    EXPECT_FALSE(sends("de-DE"));
+
+    // Its name stays for macOS, and is no reason to send it the texts of all locales.
+    ASSERT_EQ(remove("fr-FR", {}).status, 0);
+    ASSERT_EQ(run({"pull", "--app", app}).status, 0);
+    EXPECT_FALSE(sends("fr-FR"));
+    // A locale that only the texts of all locales stand for is pushed by its name, too.
+    const auto pushOf = [&](const std::string& locale, std::vector<std::string> more) {
+        more.insert(more.begin(), {"push", "--app", app, "--locale", locale});
+        return run(std::move(more));
+    };
+    std::filesystem::remove_all(tree / "sv");
+    const auto pushed = pushOf("sv", {"--yes"});
+    EXPECT_EQ(pushed.status, 0) << pushed.all();
+    EXPECT_THAT(pushed.out, HasSubstr("Pushed 1 field · 1 locale"));
+    EXPECT_EQ(pushOf("fr-FR", {"--dry-run"}).status, 4) << "it was removed";
+    // Nor are the copies of its name where only its files were gone before.
+    std::filesystem::remove_all(tree / "ja");
+    EXPECT_TRUE(sends("ja"));
+    ASSERT_EQ(remove("ja", {"--remote"}).status, 0);
+    EXPECT_FALSE(sends("ja"));
+    std::filesystem::remove_all(tree / ".brevant");
+    put("default/promotional_text.txt", "For all, once more\n");
+    EXPECT_EQ(pushOf("sv", {"--overwrite", "--dry-run"}).status, 0);
+    EXPECT_EQ(pushOf("bn-BD", {"--overwrite", "--dry-run"}).status, 4);
+}
+
+TEST_F(TreeInPlaceCommands, takeARunBackAndLeaveAloneWhatCountsAlike) {
+    ASSERT_EQ(set({"--tree", "repository/store", "--platform", "ios"}).status, 0);
+    ASSERT_EQ(run({"pull", "--app", app, "--replace-edits"}).status, 0);
+    put("default/promotional_text.txt", "For all\n");
+    const auto push = [&](std::string_view german) {
+        put("de-DE/promotional_text.txt", german);
+        EXPECT_EQ(
+            run({"push", "--app", app, "--yes", "--locale", "de-DE", "--field", "promotionalText"}).status,
+            0);
+    };
+    const auto revert = [&] { return run({"history", "revert", "last", "--app", app}).all(); };
+    push("Eins\n");
+    push("Zwei\n");
+    const auto reverted = revert();
+    EXPECT_THAT(reverted, AllOf(HasSubstr("has its previous text"), Not(HasSubstr("kept"))));
+    EXPECT_EQ(get("de-DE/promotional_text.txt"), "Eins\n");
+    EXPECT_THAT(revert(), HasSubstr("had it already"));
+    put("de-DE/promotional_text.txt", "Drei\n"); // newer than what was sent
+    EXPECT_THAT(revert(), HasSubstr("kept"));
+
+    // What stands for a blank file is the previous text, and stays where it is.
+    push("\n");
+    push("Vier\n");
+    put("de-DE/promotional_text.txt", "\n");
+    EXPECT_THAT(revert(), HasSubstr("had it already"));
+    EXPECT_EQ(get("de-DE/promotional_text.txt"), "\n");
+}
+
 TEST_F(TreeInPlaceCommands, keepToOneAppAndOneTree) {
     ASSERT_EQ(set({"--tree", "repository/store", "--platform", "ios"}).status, 0);
     ASSERT_EQ(run({"apps", "import", "studio.fernhollow.tides"}).status, 0);

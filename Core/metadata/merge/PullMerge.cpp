@@ -59,7 +59,21 @@ TextDecision mergeEdit(const PulledField& field, const PullOptions& options, Dat
                         replacing.keepsBeside);
 }
 
+// App Store Connect's text takes the place of both; the one that the first pull met is backed up since.
+TextDecision replaceOpen(const PulledField& field, const PullOptions& options) {
+    const auto& [key, copy, local, incoming, open] = field;
+    const bool holdsIt =
+        local && countedText(options.finalLineBreak, key.field, *local, incoming) == incoming;
+    return {.writes = {.keepsBeside =
+                           isNewerEdit(*open, local, options.finalLineBreak) && !isBlank(*local) && !holdsIt,
+                       .writesLocal = !holdsIt,
+                       .writesPulled = copy != incoming},
+            .text = incoming,
+            .settles = true};
+}
+
 TextDecision decideOpen(const PulledField& field, const PullOptions& options) {
+    if (options.edits == LocalEdits::keepBeside) return replaceOpen(field, options);
     const TextConflict& open = *field.open;
     TextConflict record = open;
     record.theirs = field.incoming;
@@ -109,7 +123,9 @@ TextDecision decideText(const PulledField& field, const PullOptions& options, Da
     TextDecision decision = options.edits == LocalEdits::merge
                                 ? mergeEdit(field, options, moment)
                                 : takeIncoming(field, decideWithoutMerge(field, options, options.edits));
-    decision.isConflict |= field.open.has_value(); // a damaged record waits for the user
+    // A damaged record waits for the user, unless everything is replaced.
+    (options.edits == LocalEdits::keepBeside ? decision.settles : decision.isConflict) |=
+        field.open.has_value();
     return decision;
 }
 

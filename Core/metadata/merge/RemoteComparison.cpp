@@ -1,6 +1,7 @@
 #include "Core/metadata/merge/RemoteComparison.h"
 
 #include "Core/metadata/FieldValue.h"
+#include "Core/metadata/RemovedLocales.h"
 #include "Core/metadata/merge/TextConflicts.h"
 #include "Platform/text/Text.h"
 
@@ -30,13 +31,14 @@ std::string textIn(const FieldTexts* texts, FieldType field) {
 
 } // namespace
 
-RemoteComparison compareWithRemote(const MetadataStore& store, const TextRules& rules,
-                                   const ReadTexts& remote) {
+RemoteComparison compareWithRemote(const MetadataStore& store, const TextRules& rules, ReadTexts remote) {
+    RemovedLocales(store.folder()).leaveOutOf(remote.texts);
     const ReadContext read = readContext(store, rules);
     const ReadTexts& local = read.local;
     const ReadTexts& pulled = read.pulled;
     RemoteComparison comparison{
         .unreadable = local.unreadable, .wasPulled = store.wasPulled(), .pulledAt = store.pulledAt()};
+    comparison.removedLocales = read.withoutFolder;
     comparison.unreadable.insert(comparison.unreadable.end(), pulled.unreadable.begin(),
                                  pulled.unreadable.end());
     std::set<FieldKey> unreadable;
@@ -46,16 +48,18 @@ RemoteComparison compareWithRemote(const MetadataStore& store, const TextRules& 
         if (!rules.disabledLocales.contains(conflict.key.locale))
             comparison.conflicts.push_back(conflict.key);
 
-    std::set<std::string, std::less<>> locales;
+    LocaleSet locales;
     const auto addLocales = [&](const LocaleTexts& side) {
         for (const auto& [locale, texts] : side)
-            if (!rules.disabledLocales.contains(locale)) locales.insert(locale);
+            locales.insert(locale);
     };
     addLocales(local.texts);
     addLocales(pulled.texts);
     addLocales(remote.texts);
+    comparison.locales.assign(locales.begin(), locales.end());
     if (!remote.page.isAbsent()) locales.emplace(pageLocale);
     for (const std::string& locale : locales) {
+        if (rules.disabledLocales.contains(locale)) continue;
         const bool hasFolder = !std::ranges::binary_search(read.withoutFolder, locale);
         const FieldTexts* const here = local.find(locale);
         const FieldTexts* const before = pulled.find(locale);

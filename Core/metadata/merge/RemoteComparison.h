@@ -25,6 +25,8 @@ struct RemoteComparison {
     std::vector<RemoteDifference> differences; // in locale order and then in field order
     std::vector<UnreadableText> unreadable;    // which are not compared
     std::vector<FieldKey> conflicts;           // of earlier pulls, not settled yet
+    std::vector<std::string> removedLocales; // pulled and enabled, without a folder; a pull brings them back
+    std::vector<std::string> locales;        // of either side, disabled ones included; sorted
     bool wasPulled = false;
     std::optional<Date> pulledAt;
 };
@@ -33,6 +35,6 @@ struct RemoteComparison {
 /// local one of a field only where its locale has a folder. Throws `MetadataError` when the folder itself
 /// cannot be read, `FileError`.
 [[nodiscard]] RemoteComparison compareWithRemote(const MetadataStore& store, const TextRules& rules,
-                                                 const ReadTexts& remote);
+                                                 ReadTexts remote);
 
 } // namespace quorvel

@@ -277,11 +277,32 @@ std::string_view explainRemote(const DiffRemote::Difference& one) {
     return "";
 }
 
+// How many characters each side added and removed.
+void printRemoteStatistics(Output& output, const DiffRemote::Result& diff) {
+    const auto cell = [](const DiffRemote::Extent& extent) {
+        return extent.added == 0 && extent.removed == 0
+                   ? Table::Cell{"–", Style::dim}
+                   : Table::Cell{fmt::format("+{} -{}", extent.added, extent.removed)};
+    };
+    Table table{.columns = {{"Locale"},
+                            {"Field"},
+                            {"App Store Connect", Table::Align::right},
+                            {"Here", Table::Align::right}},
+                .rows = {}};
+    for (const DiffRemote::Difference& one : diff.differences)
+        table.rows.push_back({shownLocale(one.locale), shortLabelOf(one.field), cell(one.changedThere),
+                              one.changedBy == ChangedBy::bothAlike ? Table::Cell{"the same", Style::dim}
+                                                                    : cell(one.changedHere)});
+    if (!table.rows.empty()) output.table(table);
+}
+
 ExitStatus showRemoteDiff(Invocation& invocation) {
-    for (const char* option : {"--locale", "--field", "--stat", "--all-apps"})
-        if (invocation.arguments.has(option))
-            throw UsageError(fmt::format("{} does not go with --remote.", option));
-    const auto diff = perform<DiffRemote>(invocation, requestOf<DiffRemote::Request>(invocation));
+    if (invocation.arguments.has("--all-apps")) throw UsageError("--all-apps does not go with --remote.");
+    auto request = requestOf<DiffRemote::Request>(invocation);
+    request.locales = listOf(invocation.arguments, "--locale");
+    for (const std::string& field : invocation.arguments.values("--field"))
+        request.fields.push_back(*fromRawValue<FieldType>(field));
+    const auto diff = perform<DiffRemote>(invocation, request);
     Output& output = invocation.output;
     output.document(diff);
     const auto print = [&](const DiffRemote::Difference& one, std::string_view explanation,
@@ -292,8 +313,12 @@ ExitStatus showRemoteDiff(Invocation& invocation) {
         printTextChange(output, {one.locale, one.field}, explanation, words);
     };
     std::map<ChangedBy, std::size_t> counts;
-    for (const DiffRemote::Difference& one : diff.differences) {
+    for (const DiffRemote::Difference& one : diff.differences)
         ++counts[one.changedBy];
+    const bool showsWords = !invocation.arguments.has("--stat");
+    if (!showsWords) printRemoteStatistics(output, diff);
+    for (const DiffRemote::Difference& one : diff.differences) {
+        if (!showsWords) break;
         const bool onlyHere = one.changedBy == ChangedBy::local;
         print(one, explainRemote(one), onlyHere ? one.here : one.there);
         if (one.changedBy == ChangedBy::bothDifferently) print(one, "And here so.", one.here);
@@ -316,6 +341,7 @@ ExitStatus showRemoteDiff(Invocation& invocation) {
     for (const UnreadableText& text : diff.unreadable)
         output.warning(fmt::format("{} {} was not compared: {}", shownLocale(text.locale),
                                    shortLabelOf(text.field), text.explanation));
+    printNotices(output, diff.notices);
     printConflictCount(output, diff.conflicts);
     const bool tells = invocation.arguments.has("--exit-code") && !diff.differences.empty();
     return tells ? ExitStatus::failed : ExitStatus::done;

@@ -97,8 +97,10 @@ std::vector<Conflict> chosenConflicts(Invocation& invocation) {
 
 void printSettled(Output& output, const Resolved& result) {
     std::vector<FieldKey> sent, equal;
+    bool clears = false;
     for (const ResolveConflicts::Settled& one : result.settled) {
-        (one.isPending ? sent : equal).push_back({one.locale, one.field});
+        if (!one.leftOut) (one.isPending ? sent : equal).push_back({one.locale, one.field});
+        clears |= one.leftOut == LeftOutReason::clearsField;
         if (one.kept)
             output.warning(fmt::format("{} {} was edited since the pull; the edit is backed up as {}",
                                        shownLocale(one.locale), shortLabelOf(one.field), *one.kept));
@@ -108,6 +110,11 @@ void printSettled(Output& output, const Resolved& result) {
     if (!equal.empty())
         output.line(
             fmt::format("{} settled, the same as on App Store Connect: {}.", equal.size(), placesOf(equal)));
+    for (const ResolveConflicts::Settled& one : result.settled)
+        if (one.leftOut)
+            output.warning(fmt::format("{} {} is settled, but a push leaves it out. {}", one.locale,
+                                       shortLabelOf(one.field), one.leftOutBecause.value_or("")));
+    if (clears) output.note("'quorvel push --allow-clear' removes texts from App Store Connect.");
     if (result.open > 0)
         output.note(
             fmt::format("{} still open.", counted(static_cast<std::size_t>(result.open), "conflict")));

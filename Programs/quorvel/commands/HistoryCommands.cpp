@@ -1,4 +1,5 @@
 #include "Platform/text/Counted.h"
+#include "Platform/text/Text.h"
 #include "Platform/text/WordDiff.h"
 #include "Programs/quorvel/ChangeRendering.h"
 #include "Programs/quorvel/Performing.h"
@@ -57,6 +58,7 @@ void printEntry(Output& output, const ShowRun::Entry& entry) {
                                      : !entry.success               ? "FAILED"
                                      : isSecret(*field)             ? "pushed; its text is kept nowhere"
                                      : entry.previous == entry.sent ? "App Store Connect had it already"
+                                     : isBlank(entry.sent)          ? "removed"
                                                                     : "pushed";
     printTextChange(output, {entry.locale, *field}, outcome, wordDiff(entry.previous, entry.sent),
                     entry.error.value_or(""));

@@ -154,8 +154,8 @@ ExitStatus statusOfRemovals(const std::vector<LocaleRemovalOutcome>& outcomes) {
     std::vector<ExitStatus> reasons;
     for (const LocaleRemovalOutcome& outcome : outcomes)
         if (outcome.refusal)
-            reasons.push_back(*outcome.refusal == RemovalRefusal::primaryLocale ? ExitStatus::refusedByState
-                                                                                : ExitStatus::notFound);
+            reasons.push_back(*outcome.refusal == RemovalRefusal::nowhere ? ExitStatus::notFound
+                                                                          : ExitStatus::refusedByState);
         else if (outcome.error)
             reasons.push_back(outcome.failure ? statusOf(failureKindOf(*outcome.failure))
                                               : ExitStatus::failed);
@@ -308,7 +308,8 @@ std::vector<Command> localeCommands() {
                     "subtitle belong to the app's versions of all platforms and stay on App Store Connect as "
                     "long as an open version of another platform has the locale. What App Store Connect held "
                     "is in the history, and 'quorvel history revert' writes it into files again; screenshots "
-                    "there are gone. The primary locale cannot be removed.",
+                    "there are gone. The primary locale cannot be removed; with --local the source "
+                    "locale, as nobody is asked.",
          .asksFirst = true},
         {.name = "locale enable",
          .summary = "Let locales take part in pull and push again",

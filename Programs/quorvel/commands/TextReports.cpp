@@ -69,6 +69,8 @@ void printLeftOut(Output& output, const std::vector<LeftOutChange>& leftOut, Det
                                      : fmt::format("  {} changes ({}): {}", keys.size(), placesOf(keys),
                                                    group.explanation));
     }
+    if (std::ranges::find(leftOut, LeftOutReason::clearsField, &LeftOutChange::reason) != leftOut.end())
+        output.line("  'quorvel push --allow-clear' removes texts from App Store Connect, too.");
     if (std::ranges::find(leftOut, LeftOutReason::localeDisabled, &LeftOutChange::reason) != leftOut.end())
         output.line("  'quorvel locale enable LOCALE' lets a disabled locale take part again.");
 }

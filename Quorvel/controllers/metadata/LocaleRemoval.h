@@ -22,14 +22,18 @@ struct RawValues<RemovalPlace> {
 
 /// Why nothing of a locale is removed.
 enum class RemovalRefusal {
-    primaryLocale, // App Store Connect keeps it as long as the app is there
-    nowhere,       // there is nothing of it
+    primaryLocale,  // App Store Connect keeps it as long as the app is there
+    sourceLocale,   // the other locales start from its files, and nobody is asked which one is primary
+    takesFallbacks, // the texts of all locales stand for it, also without files of its own
+    nowhere,        // there is nothing of it
 };
 
 template <>
 struct RawValues<RemovalRefusal> {
     using R = RemovalRefusal;
     static constexpr std::pair<R, std::string_view> values[] = {{R::primaryLocale, "primaryLocale"},
+                                                                {R::sourceLocale, "sourceLocale"},
+                                                                {R::takesFallbacks, "takesFallbacks"},
                                                                 {R::nowhere, "nowhere"}};
 };
 /// The words for a refusal, as they follow the locale.

@@ -174,7 +174,7 @@ RevertReport MetadataController::revert(std::string_view run, DryRun dryRun) {
         if (!holdsOlderLayout(found)) requireFolder();
         const Target target = access_.open(operation, dryRun);
         requireFolder();
-        report = revertEntries(entries, store, access_.disabledLocales(app), access_.clock()(), dryRun);
+        report = revertEntries(entries, store, access_.textRules(app, found), access_.clock()(), dryRun);
         const auto now = access_.contexts(target.folder).savedContext(ofRun.contextID());
         report.version = now.value_or(ofRun);
         report.context = report.version.id();

@@ -34,11 +34,12 @@ ContextID contextToPush(const AppContexts& contexts, const MetadataFolder& appFo
     return context;
 }
 
-void requireLocales(const MetadataStore& store, const std::vector<std::string>& locales) {
-    const auto onDisk = store.localesOnDisk();
+// `known` are those with a folder, or with texts of the folder "default" in place of one.
+void requireLocales(const MetadataStore& store, const std::vector<std::string>& known,
+                    const std::vector<std::string>& locales) {
     for (const std::string& locale : locales)
-        if (locale != shownPageLocale && !std::ranges::binary_search(onDisk, locale))
-            throw MetadataError::unknownLocale(locale, store.folder().rootURL, onDisk);
+        if (locale != shownPageLocale && !std::ranges::binary_search(known, locale))
+            throw MetadataError::unknownLocale(locale, store.folder().rootURL, known);
 }
 
 void takeComparison(PushPlan& plan, TextComparison texts) {
@@ -69,7 +70,10 @@ PushPlan MetadataController::planPush(const PushFilter& filter, const std::optio
         const ContextID wanted = contextToPush(contexts, target.folder, context);
         const MetadataStore store(target.folder.contextFolder(wanted));
         PushFilter asked = filter;
-        requireLocales(store, asked.locales);
+        const TextRules rules = access_.textRules(app, target.folder);
+        // Before anybody is asked, unless App Store Connect tells which locales there are.
+        if (filter.overwriting == Overwriting::no && !filter.locales.empty())
+            requireLocales(store, compareTexts(store, wanted, rules).grid.locales, filter.locales);
         operation.status(std::string(discoveringText));
         const auto client = access_.client();
         const auto versions = client->listAppStoreVersions(app.appStoreId);
@@ -81,20 +85,22 @@ PushPlan MetadataController::planPush(const PushFilter& filter, const std::optio
         if (!plan.version.takesPushes()) refuseReadOnly(plan.version.appStoreState);
         const MetadataPusher pusher(*client, store, app.displayName);
         asked.release = releaseOf(wanted, plan.contexts);
-        const TextRules rules = access_.textRules(app, target.folder);
         plan.overwrites =
             filter.overwriting == Overwriting::yes && !hasCopiesOf(store, plan.version.versionId);
         if (plan.overwrites) {
             operation.status("Reading what App Store Connect holds…");
             const ReadTexts remote = pusher.remoteTexts(app.appStoreId, plan.version);
             TextComparison texts = compareWithRemote(store, wanted, rules, asked, remote);
+            requireLocales(store, texts.grid.locales, filter.locales);
             // Nothing is sent, so nobody is asked: the copies are all that is missing for the next push.
             if (texts.selection.chosen.empty() && dryRun == DryRun::no)
                 takeCopies(target, plan, store, remote, texts);
             takeComparison(plan, std::move(texts));
         } else {
             pusher.requireChangeable(plan.version);
-            takeComparison(plan, compareTexts(store, wanted, rules, asked));
+            TextComparison texts = compareTexts(store, wanted, rules, asked);
+            requireLocales(store, texts.grid.locales, filter.locales);
+            takeComparison(plan, std::move(texts));
         }
         if (auto exposed = exposedSecret(store.folder())) plan.notices.push_back(std::move(exposed->text));
         if (requests == Requests::include && !plan.changes.empty()) {

@@ -2,10 +2,12 @@
 
 #include "Core/asc/ASCError.h"
 #include "Core/asc/services/CreateOrAdopt.h"
+#include "Core/metadata/FallbackTexts.h"
 #include "Core/metadata/LocalizationAttributes.h"
 #include "Core/metadata/MetadataError.h"
 #include "Core/metadata/MetadataPuller.h"
 #include "Core/metadata/RemoteLocalizations.h"
+#include "Core/metadata/RemovedLocales.h"
 #include "Core/metadata/merge/TextConflicts.h"
 #include "Platform/crypto/Digest.h"
 #include "Platform/files/Files.h"
@@ -150,6 +152,26 @@ class StoreRemover {
     PushRecording recording_;
 };
 
+bool isOnDisk(const MetadataStore& store, const std::string& locale) {
+    return std::ranges::binary_search(store.localesOnDisk(), locale);
+}
+
+// Why the files alone cannot go, as far as is known without asking.
+std::optional<RemovalRefusal> localRefusal(const std::string& locale, const ManagedApp& app,
+                                           const MetadataFolder& folder, const ReadContext& read,
+                                           const TextRules& rules) {
+    if (!app.id.empty() && locale == sourceLocaleOf(app) && read.local.texts.contains(locale))
+        return RemovalRefusal::sourceLocale;
+    const auto copies = read.pulled.texts.find(locale);
+    if (copies == read.pulled.texts.end() || copies->second.isAbsent() ||
+        rules.disabledLocales.contains(locale))
+        return std::nullopt;
+    ReadTexts without;
+    return FallbackTexts(folder).fill(without, {locale}).empty()
+               ? std::nullopt
+               : std::optional(RemovalRefusal::takesFallbacks);
+}
+
 // The folder goes as it is, with whatever else is in it.
 std::string moveAway(const MetadataStore& store, const std::string& locale,
                      const std::filesystem::path& kept) {
@@ -171,6 +193,12 @@ std::string_view textOf(RemovalRefusal refusal) {
     case RemovalRefusal::primaryLocale:
         return "is the app's primary locale, which App Store Connect keeps. "
                "Choose another primary locale there first.";
+    case RemovalRefusal::sourceLocale:
+        return "is the app's source locale, which is its primary one unless another was set. Set another "
+               "source locale first.";
+    case RemovalRefusal::takesFallbacks:
+        return "would take the texts of default/, and the next push would send them. Disable the locale first: "
+               "then it is left out of pulls and pushes.";
     case RemovalRefusal::nowhere:
         return "is neither here nor on App Store Connect.";
     }
@@ -225,7 +253,10 @@ MetadataController::RemovalBasis MetadataController::removalOf(const std::vector
             for (const PendingChange& change : compared.changes)
                 if (change.locale == locale && !isBlank(change.local)) removal.unsent.push_back(change.field);
         }
-        if (place != RemovalPlace::local) takeStore(removal, onStore);
+        if (place != RemovalPlace::local)
+            takeStore(removal, onStore);
+        else
+            removal.refusal = localRefusal(locale, target.app, store.folder(), read, rules);
         if (!removal.refusal && !removal.hasFolder && !removal.hasVersionLocalization &&
             !removal.deletesAppInfo())
             removal.refusal = RemovalRefusal::nowhere;
@@ -284,13 +315,18 @@ LocaleRemovalReport MetadataController::removeLocales(const LocaleRemovalPlan& p
                         removal.hasVersionLocalization || removal.deletesAppInfo();
                     if (outcome.removedFromAppStoreConnect) report.run = run;
                 }
+                // What other platforms keep of it is not this context's any more.
+                const bool leavesContext =
+                    !removal.refusal && onAppStoreConnect &&
+                    (plan.place == RemovalPlace::everywhere || !isOnDisk(store, removal.locale));
+                if (leavesContext && !removal.sharedWith.empty())
+                    RemovedLocales(store.folder()).add(removal.locale);
                 if (!removal.refusal && plan.place != RemovalPlace::appStoreConnect)
                     for (const FieldType field : localeFields)
                         TextConflicts(store.folder()).remove({removal.locale, field}); // each is backed up
                 if (!removal.refusal && removal.hasFolder)
                     outcome.movedTo = moveAway(store, removal.locale, kept);
-                // What other platforms keep of it is not this context's any more.
-                if (!removal.refusal && plan.place == RemovalPlace::everywhere)
+                if (leavesContext)
                     for (const FieldType field : localeFields)
                         (void)store.remove(removal.locale, field, TextSide::pulled);
                 if (!removal.refusal && plan.place == RemovalPlace::everywhere && !target.app.id.empty())

@@ -1,8 +1,10 @@
 #include "Quorvel/controllers/metadata/RunReverter.h"
 
 #include "Core/metadata/AgeRating.h"
+#include "Core/metadata/FallbackTexts.h"
 #include "Core/metadata/FieldValue.h"
 #include "Core/metadata/MetadataError.h"
+#include "Core/metadata/TextRemarks.h"
 #include "Core/records/Records.h"
 #include "Platform/text/Counted.h"
 #include "Platform/text/Text.h"
@@ -30,16 +32,17 @@ bool areEqual(FieldType field, std::string_view left, std::string_view right) {
 
 class Reverter {
   public:
-    Reverter(const MetadataStore& store, const LocaleSet& disabled, Date moment, DryRun dryRun)
+    Reverter(const MetadataStore& store, const TextRules& rules, Date moment, DryRun dryRun)
         : store_(store),
-          disabled_(disabled),
+          rules_(rules),
+          fallbacks_(store.folder()),
           onDisk_(store.localesOnDisk()),
           pulled_(store.localesOnDisk(TextSide::pulled)),
           moment_(moment),
           dryRun_(dryRun) {}
 
     void revertLocale(const std::string& locale, const std::map<FieldType, Change>& changes) {
-        if (disabled_.contains(locale))
+        if (rules_.disabledLocales.contains(locale))
             return warn("{} is disabled for this app, so its texts stay as they are. "
                         "Enable the locale to revert them.",
                         locale);
@@ -89,14 +92,37 @@ class Reverter {
                                          ? ageRatingBack(change.previous, change.sent)
                                          : change.previous;
         const auto takeBack = [&](const std::optional<std::string>& local) -> std::optional<std::string> {
-            if (areEqual(key.field, local.value_or(""), previous)) return std::nullopt;
-            const bool isNewer = local && !isBlank(*local) && !areEqual(key.field, *local, change.sent);
+            if (counts(key.field, local, previous)) return std::nullopt;
+            const bool isNewer = local && !isBlank(*local) && !counts(key.field, local, change.sent);
             if (isNewer) keep(key, *local);
-            return previous;
+            return previous + lineBreakOf(local, previous);
         };
         const bool reverts = dryRun_ == DryRun::no ? store_.update(key.locale, key.field, takeBack)
                                                    : takeBack(store_.read(key.locale, key.field)).has_value();
         (reverts ? report_.reverted : report_.unchanged).push_back(key);
+        if (isBlank(change.previous) && fallbacks_.standingFor(std::nullopt, key.field))
+            warn("The {} of {} was none before, but the text of default/ stands for a blank one.",
+                 shortLabelOf(key.field), key.locale);
+    }
+
+    // Whether the local text counts as `text`; that of all locales counts for a blank one.
+    [[nodiscard]] bool counts(FieldType field, const std::optional<std::string>& local,
+                              const std::string& text) const {
+        const auto& standIn = fallbacks_.standingFor(local, field);
+        const std::string here = standIn ? *standIn : local.value_or("");
+        return areEqual(
+            field, isStoreText(field) ? countedText(rules_.finalLineBreak, field, here, text) : here, text);
+    }
+
+    // Other tools and editors end each file with a line break, and versions of the file are compared.
+    [[nodiscard]] std::string lineBreakOf(const std::optional<std::string>& local,
+                                          const std::string& text) const {
+        const auto hasLineBreak = [](std::string_view one) {
+            return withoutFinalLineBreak(one).size() < one.size();
+        };
+        const bool keepsIt = rules_.finalLineBreak == FinalLineBreak::strip && local &&
+                             hasLineBreak(*local) && !isBlank(text) && !hasLineBreak(text);
+        return keepsIt ? "\n" : "";
     }
 
     // The copy would say that the previous text needs no push.
@@ -115,7 +141,8 @@ class Reverter {
     }
 
     const MetadataStore& store_;
-    const LocaleSet& disabled_;
+    const TextRules& rules_;
+    FallbackTexts fallbacks_;
     std::vector<std::string> onDisk_;
     std::vector<std::string> pulled_;
     Date moment_;
@@ -138,8 +165,8 @@ PlatformContext contextOfRun(const std::vector<PushHistoryEntry>& entries) {
 }
 
 RevertReport revertEntries(const std::vector<PushHistoryEntry>& entries, const MetadataStore& store,
-                           const LocaleSet& disabledLocales, Date moment, DryRun dryRun) {
-    Reverter reverter(store, disabledLocales, moment, dryRun);
+                           const TextRules& rules, Date moment, DryRun dryRun) {
+    Reverter reverter(store, rules, moment, dryRun);
     std::map<std::string, std::map<FieldType, Change>> changes;
     for (const PushHistoryEntry& entry : entries) {
         const bool isUnknown = isOutcomeUnknown(entry);

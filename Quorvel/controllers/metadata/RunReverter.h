@@ -3,6 +3,7 @@
 
 #include "Core/metadata/MetadataStore.h"
 #include "Core/metadata/MetadataTransfer.h"
+#include "Core/metadata/TextComparison.h"
 #include "Core/records/Models.h"
 
 #include <string>
@@ -26,11 +27,12 @@ struct RevertReport {
 /// Writes the previous value of each entry that succeeded, or may have, into its local file, where that does
 /// not hold it already; a text that is neither is kept beside first. Where App Store Connect may have taken
 /// the new text though the pulled copy is the previous one, the copy takes the new one, so that the next push
-/// looks. A field that had no text becomes an empty file. Names are not emptied, and the files of disabled
-/// locales and of those without a folder are left alone; warnings say so. `context` and `version` are filled
-/// in by the caller. Throws what `MetadataStore` throws.
+/// looks. A file keeps its final line break where that counts for nothing, and one that is blank stays so
+/// where the text of all locales is the previous one. A field that had no text becomes an empty file. Names
+/// are not emptied, and the files of disabled locales and of those without a folder are left alone; warnings
+/// say so. `context` and `version` are filled in by the caller. Throws what `MetadataStore` throws.
 [[nodiscard]] RevertReport revertEntries(const std::vector<PushHistoryEntry>& entries,
-                                         const MetadataStore& store, const LocaleSet& disabledLocales,
-                                         Date moment, DryRun dryRun);
+                                         const MetadataStore& store, const TextRules& rules, Date moment,
+                                         DryRun dryRun);
 
 } // namespace quorvel

@@ -1,4 +1,5 @@
 #include "Core/metadata/PullWriter.h"
+#include "Core/metadata/PulledCopies.h"
 #include "Core/metadata/TextComparison.h"
 #include "Core/metadata/merge/ConflictSettling.h"
 #include "Core/metadata/merge/FieldMerge.h"
@@ -149,6 +150,88 @@ TEST(PullMerge, keepsTheFirstBaseAndTakesTheNewestTextOverAnOpenConflict) {
     EXPECT_THAT(tree.pull("edited since").conflicts, IsEmpty()) << "somebody took theirs back";
     EXPECT_EQ(tree.local(), "ours again");
     EXPECT_THAT(tree.compare().changes, SizeIs(1));
+}
+
+TEST(PullMerge, settlesAnOpenConflictOnceNothingIsLeftToChoose) {
+    struct Case {
+        std::string name;
+        std::string edited; // after the pull that met the edit; "-": nothing was
+        std::string incoming;
+        LocalEdits edits;
+        std::string local;
+        bool backsUp = false; // the newer edit
+    };
+    const Case cases[] = {
+        {"App Store Connect took ours", "-", "ours", LocalEdits::merge, "ours"},
+        {"somebody took theirs back", "-", "base", LocalEdits::merge, "ours"},
+        {"App Store Connect took the newer edit", "mine", "mine\n", LocalEdits::merge, "mine"},
+        {"an edit equal to what came while edits are left", "mine", "mine", LocalEdits::leaveInPlace, "mine"},
+        {"replaced as it was pulled", "-", "theirs", LocalEdits::keepBeside, "theirs"},
+        {"replaced by a newer text", "-", "newer", LocalEdits::keepBeside, "newer"},
+        {"a newer edit replaced by the same text again", "mine", "theirs", LocalEdits::keepBeside, "theirs",
+         true},
+        {"a newer edit replaced by a newer text", "mine", "newer", LocalEdits::keepBeside, "newer", true},
+        {"a newer edit that came too", "mine", "mine", LocalEdits::keepBeside, "mine"},
+        {"an emptied text", "", "newer", LocalEdits::keepBeside, "newer"},
+    };
+    for (const Case& one : cases) {
+        SCOPED_TRACE(one.name);
+        ConflictTree tree;
+        tree.open();
+        if (one.edited != "-") tree.write(one.edited);
+        PullOptions dry(one.edits);
+        dry.dryRun = DryRun::yes;
+        IncomingTexts version{FieldHome::versionLocalization, {}};
+        version.locales["de-DE"][described] = one.incoming;
+        const PullResult planned = writePulledTexts(tree.store, {version}, dry, tree.now);
+        EXPECT_THAT(tree.conflicts.all(), SizeIs(1)) << "a dry run settles nothing";
+
+        const PullResult result = tree.pull(one.incoming, one.edits);
+        EXPECT_THAT(result.conflicts, IsEmpty());
+        EXPECT_THAT(tree.conflicts.all(), IsEmpty());
+        EXPECT_EQ(tree.local(), one.local);
+        EXPECT_EQ(tree.copy(), one.incoming);
+        EXPECT_EQ(testing::Value(tree.kept(), testing::Contains("mine")), one.backsUp);
+        EXPECT_THAT(tree.kept(), testing::Contains("ours"));
+        EXPECT_EQ(std::tie(planned.updated, planned.conflicts, planned.leftEdits, planned.merged),
+                  std::tie(result.updated, result.conflicts, result.leftEdits, result.merged));
+        EXPECT_EQ(planned.kept.size(), result.kept.size());
+    }
+    // Also where the record is damaged, and where somebody edits both into one at the moment.
+    ConflictTree tree;
+    tree.open();
+    (void)tree.settling().prepareEdit(tree.conflict());
+    writeFileAtomically(tree.conflicts.editFile(german), "half way");
+    writeFileAtomically(tree.store.folder().privateFolder() / "conflicts/de-DE/description.json", "{");
+    tree.write("mine");
+    EXPECT_THAT(tree.pull("newer").conflicts, SizeIs(1)) << "waits for the user";
+    tree.write("mine, too");
+    EXPECT_THAT(tree.pull("newer", LocalEdits::keepBeside).conflicts, IsEmpty());
+    EXPECT_THAT(tree.conflicts.all(), IsEmpty());
+    EXPECT_THAT(tree.kept(), testing::IsSupersetOf({"half way", "mine, too"}));
+}
+
+TEST(PulledCopies, takeTheirsOfAnOpenConflictFromAppStoreConnect) {
+    ConflictTree tree;
+    tree.open();
+    ReadTexts remote;
+    remote.texts["de-DE"][described] = "newer";
+    writePulledCopies(tree.store, remote, compareWithRemote(tree.store, {}, {}, {}, remote), "9", tree.now);
+    EXPECT_EQ(tree.conflict().theirs, "newer");
+    EXPECT_EQ(tree.conflict().base, "base");
+    EXPECT_EQ(tree.copy(), "newer");
+    // "theirs" is in the file from before, and is nobody's edit.
+    EXPECT_FALSE(isNewerEdit(tree.conflict(), tree.local(), FinalLineBreak::keep));
+    const auto settled = tree.settling().settle(tree.conflict(), ConflictSide::theirs);
+    EXPECT_EQ(tree.local(), "newer");
+    EXPECT_FALSE(settled.isPending || settled.kept);
+
+    tree.write("ours");
+    (void)tree.pull("theirs");
+    (void)tree.pull("theirs");
+    ASSERT_THAT(tree.conflicts.all(), SizeIs(1));
+    writePulledCopies(tree.store, {}, compareWithRemote(tree.store, {}, {}, {}, {}), "10", tree.now);
+    EXPECT_EQ(tree.conflict().theirs, "") << "the version has no such text any more";
 }
 
 TEST(Conflict, isLeftOutOfAPushUntilItIsSettledWithEitherText) {

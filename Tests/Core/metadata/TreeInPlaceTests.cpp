@@ -3,6 +3,7 @@
 #include "Core/metadata/PullWriter.h"
 #include "Core/metadata/TextComparison.h"
 #include "Core/metadata/TreeInPlace.h"
+#include "Core/metadata/merge/RemoteComparison.h"
 #include "Platform/files/Files.h"
 #include "Tests/support/TemporaryFolder.h"
 
@@ -133,6 +134,16 @@ TEST(TreeInPlace, isNotedInTheTreeItselfWithoutAnyPath) {
     EXPECT_THAT(errorOf([&] { (void)folderAt(moved); }), HasSubstr("tree.json: cannot be understood"));
     removeTreeNote(moved);
     EXPECT_EQ(folderAt(moved), MetadataFolder{moved});
+
+    // The folder of a context stands for the app's where that was pulled.
+    EXPECT_EQ(folderAt(moved / "ios/next"), MetadataFolder{moved / "ios/next"});
+    const auto contexts = MetadataFolder{moved}.contextsFile();
+    createFolders(contexts.parent_path());
+    writeFileAtomically(contexts, "{}");
+    for (const char* place : {"ios/next", "macos/live/", "tvos/next"})
+        EXPECT_EQ(folderAt(moved / place), MetadataFolder{moved}) << place;
+    for (const char* place : {"ios", "next", "ios/next/de-DE", "ios/later"})
+        EXPECT_EQ(folderAt(moved / place), MetadataFolder{moved / place}) << place;
 }
 
 TEST(TreeInPlace, namesWhatNoPushTakesOfAnotherToolsFolder) {
@@ -188,6 +199,39 @@ TEST(TreeInPlace, lendsTheTextOfAllLocalesToThoseWithoutOne) {
     for (const PendingChange& change : broken.selection.chosen)
         EXPECT_TRUE(change.locale == "de-DE" || change.field != FieldType::releaseNotes) << change.locale;
     EXPECT_FALSE(MetadataStore(one.folder.contextFolder(iosLive)).exists("default", FieldType::releaseNotes));
+}
+
+TEST(TreeInPlace, comparesTheTextOfAllLocalesWithWhatAppStoreConnectHoldsNow) {
+    const InPlace one;
+    one.put("default/release_notes.txt", "Fixes\n");
+    one.put("de-DE/name.txt", "Name\n");
+    const MetadataStore store = one.store();
+    for (const char* locale : {"de-DE", "pl"}) { // pl has no folder
+        store.write(locale, FieldType::releaseNotes, "Old", TextSide::pulled);
+        store.write(locale, FieldType::name, "Name", TextSide::pulled);
+    }
+    const auto look = [&](const std::string& notes) {
+        ReadTexts remote;
+        for (const char* locale : {"de-DE", "pl"}) {
+            remote.texts[locale][FieldType::releaseNotes] = notes;
+            remote.texts[locale][FieldType::name] = "Name";
+        }
+        std::map<FieldKey, ChangedBy> changed;
+        const auto texts = compareWithRemote(store, {{}, finalLineBreakOf(one.folder)}, remote);
+        EXPECT_THAT(texts.removedLocales, ElementsAre("pl"));
+        for (const RemoteDifference& difference : texts.differences) {
+            changed[difference.key] = difference.changedBy;
+            EXPECT_EQ(difference.local, "Fixes") << difference.key.locale;
+        }
+        return changed;
+    };
+    const FieldKey german{"de-DE", FieldType::releaseNotes}, polish{"pl", FieldType::releaseNotes};
+    for (const auto& [notes, changedBy] :
+         {std::pair("Old", ChangedBy::local), std::pair("Fixes", ChangedBy::bothAlike),
+          std::pair("Other", ChangedBy::bothDifferently)})
+        EXPECT_THAT(look(notes),
+                    UnorderedElementsAre(std::pair(german, changedBy), std::pair(polish, changedBy)))
+            << notes;
 }
 
 TEST(TreeInPlace, pullsWriteNoFileThatTheTreeNeedsNot) {
