@@ -75,6 +75,29 @@ TEST_F(CheckCommand, isAGateWithoutAnAccount) {
     EXPECT_EQ(*finding.find("column")->integer(), 31);
 }
 
+// What another tool laid out, with nothing beside it that says so.
+TEST_F(CheckCommand, findsHowTheLocalesOfABareTreeLie) {
+    const auto putBare = [&](const std::string& path, std::string_view content) {
+        createFolders((folder / path).parent_path());
+        writeFileAtomically(folder / path, content);
+    };
+    putBare("store/de-DE/name.txt", std::string(31, 'n') + "\n");
+    const auto locales = run({"check", "--folder", "store/"});
+    EXPECT_EQ(locales.status, 1) << locales.all();
+    EXPECT_THAT(locales.out, AllOf(HasSubstr("store/de-DE/name.txt:1:31: error: "),
+                                   HasSubstr("ios/next: 1 text and 0 pictures checked.")));
+    EXPECT_THAT(run({"check", "--folder", "store", "--context", "macos/next"}).out,
+                HasSubstr("macos/next: 1 text and"));
+    putBare("platforms/mac/fr-FR/name.txt", std::string(31, 'n'));
+    EXPECT_THAT(
+        run({"check", "--folder", "platforms"}).out,
+        AllOf(HasSubstr("platforms/mac/fr-FR/name.txt:1:31: error: "), HasSubstr("macos/next: 1 text")));
+    EXPECT_THAT(run({"check", "--folder", "platforms/mac"}).out, HasSubstr("macos/next: 1 text and"));
+    EXPECT_FALSE(std::filesystem::exists(folder / "store/.brevant")); // nothing is written
+    putBare("other/readme.md", "x");
+    EXPECT_EQ(run({"check", "--folder", "other"}).status, 4);
+}
+
 TEST_F(CheckCommand, writesWorkflowCommandsThatNoNameBreaks) {
     putWhole("en-US");
     put("en-US/100%,a:b\nc.md", "x");
