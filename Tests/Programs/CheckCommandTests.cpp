@@ -138,9 +138,10 @@ TEST_F(CheckCommand, tellsManyAlikeTogetherAndPicturesBesideTexts) {
 
 TEST_F(CheckCommand, warnsOfAPasswordThatARepositoryWouldTake) {
     putWhole("en-US");
-    put("review_information/demo_password.txt", "sesame");
-    EXPECT_THAT(check().out, Not(HasSubstr("secretInRepository"))); // no repository
+    put("review_information/demo_password.txt", "\n");
     ASSERT_EQ(runProgram({"/usr/bin/git", {"init", "--quiet"}, environment, folder.path(), ""}).status, 0);
+    EXPECT_THAT(check().out, Not(HasSubstr("secretInRepository"))); // there is none to be taken
+    put("review_information/demo_password.txt", "sesame");
     const auto warned = check();
     EXPECT_THAT(warned.out,
                 AllOf(HasSubstr("demo_password.txt: warning: "), HasSubstr("[secretInRepository]")));
