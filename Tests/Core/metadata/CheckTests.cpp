@@ -22,7 +22,10 @@ using Rule = CheckRule;
 
 struct CheckedFolder {
     test::TemporaryFolder outer;
-    MetadataStore store{MetadataFolder{outer / "ios/next"}};
+    MetadataStore store;
+
+    explicit CheckedFolder(const std::optional<TreeInPlace>& inPlace = {})
+        : store(MetadataFolder{outer.path(), inPlace}.contextFolder({})) {}
 
     void put(std::string_view path, std::string_view content) const {
         const auto file = store.folder().rootURL / path;
@@ -42,7 +45,7 @@ struct CheckedFolder {
     [[nodiscard]] std::vector<CheckFinding> check(const TextRules& rules = {},
                                                   Release release = Release::update,
                                                   const LocaleSet& expected = {}) const {
-        return checkTree(store, rules, release, expected).findings;
+        return checkTree(store, rules, {.release = release}, expected).findings;
     }
     /// "error overLimit de-DE/name.txt:1:31" of each finding.
     [[nodiscard]] std::vector<std::string> told(const std::vector<CheckFinding>& findings) const {
@@ -198,6 +201,34 @@ TEST(TreeCheck, judgesByWhatAppStoreConnectHolds) {
                 Contains("warning firstVersion en-US/release_notes.txt"));
     tree.store.write("sv", FieldType::name, "Mossa", TextSide::pulled);
     EXPECT_THAT(tree.told(tree.check()), Contains("warning missingLocale sv"));
+}
+
+// The file is one, whatever many locales it stands for; one that stands for none is told, too.
+TEST(TreeCheck, tellsAFaultOfTheTextOfAllLocalesOnce) {
+    const CheckedFolder tree(TreeInPlace{});
+    for (const auto* locale : {"en-US", "fr-FR", "ja"}) {
+        tree.putWhole(locale);
+        std::filesystem::remove(tree.outer / locale / "name.txt");
+        std::filesystem::remove(tree.outer / locale / "release_notes.txt");
+    }
+    tree.put("default/name.txt", std::string(31, 'n'));
+    tree.put("default/release_notes.txt", "\xFF");
+    tree.put("default/keywords.txt", "beds");
+    tree.put("screenshots/en-US/1.png", "x");
+    tree.put("previews-macos-next/en-US/1.mp4", "x");
+    EXPECT_THAT(tree.told(tree.check()),
+                testing::ElementsAre("error unreadableFile default/release_notes.txt",
+                                     "error overLimit default/name.txt:1:31",
+                                     "warning unknownFile default/keywords.txt"));
+    // App Store Connect took the name for one of them, and would refuse it for the others.
+    tree.store.write("en-US", FieldType::name, std::string(31, 'n'), TextSide::pulled);
+    EXPECT_THAT(tree.told(tree.check()), Contains("error overLimit default/name.txt:1:31"));
+    const auto checked = checkTree(tree.store, {}, {.locales = {"ja"}, .fields = {FieldType::name}});
+    EXPECT_THAT(tree.told(checked.findings), testing::ElementsAre("error overLimit default/name.txt:1:31"));
+    EXPECT_EQ(checked.texts, 1u);
+    EXPECT_EQ(checkTree(tree.store, {}).texts, 13u) << "the file of all locales counts once";
+    tree.put("ja/name.txt", "Moss");
+    EXPECT_TRUE(checkTree(tree.store, {}, {.locales = {"ja"}, .fields = {FieldType::name}}).findings.empty());
 }
 
 // Whatever a push leaves out is found, and as an error where the push waits for somebody to mend it.
