@@ -5,6 +5,7 @@
 #include "Core/metadata/ReviewMarks.h"
 #include "Core/metadata/StrayEntries.h"
 #include "Core/metadata/check/TextCheck.h"
+#include "Core/metadata/merge/TextConflicts.h"
 #include "Platform/text/Text.h"
 
 #include <fmt/format.h>
@@ -72,6 +73,7 @@ class TreeCheck {
             if (isChecked(locale)) checkTexts(locale, texts);
         takeUnreadable(read_.local, TextSide::local);
         takeUnreadable(read_.pulled, TextSide::pulled);
+        takeConflicts();
         auto changes = changesOf(read_, ReviewMarks::load(folder_).unreadIn(read_.local.texts));
         for (const LeftOutChange& left :
              chooseForPush(std::move(changes), {.release = filter_.release}, disabled_).leftOut)
@@ -172,11 +174,23 @@ class TreeCheck {
                !std::filesystem::exists(std::filesystem::symlink_status(fileOf(text.key()), unreachable));
     }
 
+    void takeConflicts() {
+        for (const TextConflict& conflict : TextConflicts(folder_).all())
+            if (!disabled_.contains(conflict.key.locale) &&
+                (conflict.key.locale != pageLocale || isPageField(conflict.key.field)))
+                add(CheckSeverity::error, CheckRule::inConflict, conflict.key,
+                    conflict.problem
+                        ? *conflict.problem
+                        : "Changed here and on App Store Connect, and a push leaves it out. Settle "
+                          "the conflict first; the list of conflicts shows both texts.");
+    }
+
     // What a push leaves out for a reason that no rule above found by itself.
     void takeLeftOut(const LeftOutChange& left) {
         const auto rule = ruleOf(left.reason);
         const FieldKey key = left.change.key();
-        if (rule && !found_.contains({key, *rule}))
+        const bool isKnown = found_.contains({key, CheckRule::inConflict}); // whatever else it is
+        if (rule && !isKnown && !found_.contains({key, *rule}))
             add(left.isMissed ? CheckSeverity::error : CheckSeverity::warning, *rule, key, left.explanation);
     }
 

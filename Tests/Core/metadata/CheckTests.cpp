@@ -2,6 +2,7 @@
 #include "Core/metadata/WebAddress.h"
 #include "Core/metadata/check/TextCheck.h"
 #include "Core/metadata/check/TreeCheck.h"
+#include "Core/metadata/merge/TextConflicts.h"
 #include "Platform/files/Files.h"
 #include "Tests/support/SandboxFixture.h"
 #include "Tests/support/TemporaryFolder.h"
@@ -231,6 +232,17 @@ TEST(TreeCheck, tellsAFaultOfTheTextOfAllLocalesOnce) {
     EXPECT_TRUE(checkTree(tree.store, {}, {.locales = {"ja"}, .fields = {FieldType::name}}).findings.empty());
 }
 
+TEST(TreeCheck, tellsWhatAConflictKeepsFromAPush) {
+    const CheckedFolder tree;
+    tree.putWhole("en-US");
+    tree.putWhole("ja");
+    const TextConflicts conflicts(tree.store.folder());
+    conflicts.keep({.key = {"ja", FieldType::subtitle}, .base = "a", .ours = "b", .theirs = "Plan beds"});
+    EXPECT_THAT(tree.told(tree.check()), testing::ElementsAre("error inConflict ja/subtitle.txt"));
+    EXPECT_TRUE(tree.check({{"ja"}}).empty());
+    EXPECT_TRUE(checkTree(tree.store, {}, {.locales = {"en-US"}}).findings.empty());
+}
+
 // Whatever a push leaves out is found, and as an error where the push waits for somebody to mend it.
 TEST(TreeCheck, agreesWithThePush) {
     std::minstd_rand random(20);
@@ -260,6 +272,9 @@ TEST(TreeCheck, agreesWithThePush) {
                 if (random() % 3 != 0)
                     tree.store.write(locale, field, pick(texts), TextSide::local, Durability::later);
             }
+        if (round % 2)
+            TextConflicts(tree.store.folder())
+                .keep({.key = {"ja", pick(storeTexts)}, .base = "", .ours = "b", .theirs = "c"});
         const TextRules rules{{"sv"}, round % 2 ? FinalLineBreak::strip : FinalLineBreak::keep};
         const Release release = round % 3 ? Release::update : Release::first;
         const auto findings = tree.check(rules, release);
