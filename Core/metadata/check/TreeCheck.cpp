@@ -199,6 +199,14 @@ class TreeCheck {
                !found_.contains({{locale, field}, CheckRule::unreadableFile});
     }
 
+    // A pull leaves a blank copy of a text that App Store Connect lacks; copies that a push made are of the
+    // fields alone that have a file.
+    [[nodiscard]] bool isKnownMissing(const FieldKey& key) const {
+        const auto copies = read_.pulled.texts.find(key.locale);
+        const bool isNewLocale = copies == read_.pulled.texts.end() || copies->second.isAbsent();
+        return wasPulled_ && (isNewLocale || copies->second[key.field]);
+    }
+
     void checkMissingTexts() {
         std::size_t locales = 0;
         std::map<FieldType, std::vector<std::string>> missing;
@@ -216,7 +224,7 @@ class TreeCheck {
     }
 
     void addMissing(const FieldKey& key, std::size_t having, std::size_t others) {
-        const bool isKnown = wasPulled_;
+        const bool isKnown = isKnownMissing(key);
         if (key.field == FieldType::name)
             return add(CheckSeverity::warning, CheckRule::missingText, key,
                        fmt::format("Is missing; App Store Connect takes no locale without a name, so a push "

@@ -193,8 +193,10 @@ TEST(TreeCheck, judgesByWhatAppStoreConnectHolds) {
     EXPECT_THAT(tree.told(tree.check()), Contains("error byteOrderMark en-US/keywords.txt:1:1"));
     tree.store.write("en-US", FieldType::keywords, "\uFEFFbeds", TextSide::pulled);
     EXPECT_THAT(tree.told(tree.check()), Contains("warning byteOrderMark en-US/keywords.txt:1:1"));
-    // A pull brought no description, so nothing of it is there.
+    // What was copied tells nothing of other fields, until a pull finds that there is no description.
     tree.put("en-US/description.txt", "");
+    EXPECT_THAT(tree.told(tree.check()), Contains("warning missingText en-US/description.txt"));
+    tree.store.write("en-US", FieldType::description, "", TextSide::pulled);
     EXPECT_THAT(tree.told(tree.check()), Contains("error missingText en-US/description.txt"));
     tree.store.write("en-US", FieldType::description, "Plans.", TextSide::pulled);
     EXPECT_THAT(tree.told(tree.check()), Contains("error clearsField en-US/description.txt"));
