@@ -60,11 +60,15 @@ TEST_F(Repository, isInitializedFromWhatItHolds) {
     put("work/screenshots/de-DE/1.png", "");
     createFolders(folder / "work/App.xcodeproj");
     createFolders(folder / "work/Other.xcodeproj");
-    const auto several = runIn("work", {"init", "--app", app, "--yes"});
+    const auto several = runIn("work", {"init", "--app", app, "--platform", "ios", "--yes"});
     EXPECT_EQ(several.status, 2) << several.all();
     EXPECT_THAT(several.error, HasSubstr("there are several projects"));
 
-    const std::vector<std::string> words = {"init", "--app", app, "--project", "App.xcodeproj", "--yes"};
+    std::vector<std::string> words = {"init", "--app", app, "--project", "App.xcodeproj", "--yes"};
+    const auto platforms = runIn("work", words);
+    EXPECT_EQ(platforms.status, 2) << platforms.all();
+    EXPECT_THAT(platforms.error, HasSubstr("--platform: ios, macos"));
+    words.insert(words.end(), {"--platform", "ios"});
     auto dry = words;
     dry.emplace_back("--dry-run");
     const auto shown = runIn("work", dry);
@@ -72,7 +76,7 @@ TEST_F(Repository, isInitializedFromWhatItHolds) {
     EXPECT_THAT(shown.out,
                 AllOf(HasSubstr(std::string("\napp = \"") + app + "\"\n"),
                       HasSubstr("\ntree = \"metadata\"\n"), HasSubstr("\nscreenshots = \"screenshots\"\n"),
-                      HasSubstr("\nproject = \"App.xcodeproj\"\n"), HasSubstr("\n# platform = ")));
+                      HasSubstr("\nproject = \"App.xcodeproj\"\n"), HasSubstr("\nplatform = \"ios\"\n")));
     EXPECT_EQ(get("work/quorvel.toml"), "(no file)");
     const auto written = runIn("work", words);
     EXPECT_EQ(written.status, 0) << written.all();
@@ -92,6 +96,41 @@ TEST_F(Repository, isInitializedFromWhatItHolds) {
     EXPECT_THAT(get("work/quorvel.toml"), HasSubstr("\nplatform = \"macos\"\n"));
     EXPECT_THAT(runIn("work", {"--verbose", "auth", "status"}).error,
                 HasSubstr("work/quorvel.toml is in force"));
+}
+
+TEST_F(Repository, namesNothingThatCannotBeMeant) {
+    const auto init = [&](std::vector<std::string> more) {
+        more.insert(more.begin(), {"init", "--yes"});
+        return runIn("work", std::move(more));
+    };
+    put("work/metadata/mac/de-DE/name.txt", "Moos");
+    put("work/notes.txt", "x");
+    for (const auto* name : {"not a bundle", "bundle", "com..", "1234567890"}) {
+        const auto refused = init({"--app", name});
+        EXPECT_EQ(refused.status, 2) << name << refused.all();
+        EXPECT_THAT(refused.error, AllOf(HasSubstr("is no bundle id"), HasSubstr("com.example.app")));
+    }
+    const auto file = init({"--app", "com.example.app", "--tree", "notes.txt"});
+    EXPECT_EQ(file.status, 2) << file.all();
+    EXPECT_THAT(file.error, AllOf(HasSubstr("notes.txt\" is a file"), HasSubstr("Name the folder.")));
+    EXPECT_EQ(init({"--app", "com.example.app", "--screenshots", "notes.txt"}).status, 2);
+    EXPECT_EQ(get("work/quorvel.toml"), "(no file)");
+    EXPECT_THAT(init({"--app", "com.example.app", "--dry-run"}).out, HasSubstr("platform = \"macos\""));
+    put("work/metadata/ios/de-DE/name.txt", "Moos");
+    const auto several = init({"--app", "com.example.app"});
+    EXPECT_EQ(several.status, 2) << several.all();
+    EXPECT_THAT(several.error, HasSubstr("--platform: ios, macos"));
+    EXPECT_EQ(init({"--app", "com.example.app", "--platform", "macos"}).status, 0);
+
+    // A path that leads nowhere is said to be the file's.
+    put("work/quorvel.toml", "app = \"com.example.app\"\ntree = \"metdata\"\n");
+    for (const auto* command : {"status", "check", "diff"}) {
+        const auto missing = runIn("work", {command});
+        EXPECT_EQ(missing.status, 4) << missing.all();
+        EXPECT_THAT(missing.error,
+                    AllOf(HasSubstr("work/metdata, which tree in "),
+                          HasSubstr("work/quorvel.toml names, is no folder. Correct that line")));
+    }
 }
 
 TEST_F(Repository, isCheckedOutPushedChangedOnBothSidesPulledAndPushed) {
