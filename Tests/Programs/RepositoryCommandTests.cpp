@@ -142,6 +142,11 @@ TEST_F(Repository, isCheckedOutPushedChangedOnBothSidesPulledAndPushed) {
     std::filesystem::remove(folder / (german + "keywords.txt"));
     server.forgetRequests();
 
+    const auto checked = runIn("checkout/metadata", {"check"});
+    EXPECT_EQ(checked.status, 0) << checked.all() << "nobody knows yet what is there of the emptied text";
+    EXPECT_THAT(checked.out, HasSubstr("ios/next/de-DE/description.txt: warning: Is missing"));
+    EXPECT_EQ(requestsSent(), 0u);
+
     const auto unknown = runIn("checkout", {"push", "--yes"});
     EXPECT_EQ(unknown.status, 7) << unknown.all();
     EXPECT_THAT(unknown.error, AllOf(HasSubstr("Nothing is known here"), HasSubstr("push --overwrite")));
@@ -163,7 +168,14 @@ TEST_F(Repository, isCheckedOutPushedChangedOnBothSidesPulledAndPushed) {
     EXPECT_EQ(changesSent(), 1u);
     EXPECT_LE(requestsSent(), 14u);
 
+    const auto refusing = runIn("checkout", {"check"});
+    EXPECT_EQ(refusing.status, 1) << refusing.all();
+    EXPECT_THAT(refusing.out, HasSubstr("metadata/ios/next/de-DE/description.txt: error: "));
     put(german + "description.txt", "Neu.");
+    const std::vector<std::string> gate = {"check",    "--locale", "de-DE",      "--field",
+                                           "subtitle", "--field",  "description"};
+    const auto accepting = runIn("checkout", gate);
+    EXPECT_EQ(accepting.status, 0) << accepting.all();
     EXPECT_EQ(runIn("checkout", {"diff", "--exit-code", "--stat"}).status, 1);
     server.forgetRequests();
     const auto second = runIn("checkout", {"push", "--yes"});
@@ -180,8 +192,17 @@ TEST_F(Repository, isCheckedOutPushedChangedOnBothSidesPulledAndPushed) {
     const auto refused = runIn("checkout", {"push", "--yes"});
     EXPECT_NE(refused.status, 0);
     EXPECT_THAT(refused.all(), HasSubstr("changed on App Store Connect since the last pull"));
-    const auto pulled = runIn("checkout", {"pull", "--leave-edits"});
+    const auto pulled = runIn("checkout", {"pull"});
     EXPECT_EQ(pulled.status, 0) << pulled.all();
+    EXPECT_EQ(runIn("checkout", {"push", "--yes"}).status, 1) << "nobody chose";
+    const auto inConflict = runIn("checkout", gate);
+    EXPECT_EQ(inConflict.status, 1) << inConflict.all();
+    EXPECT_THAT(inConflict.out,
+                AllOf(HasSubstr("metadata/ios/next/de-DE/subtitle.txt: error: Changed here and on"),
+                      HasSubstr("'quorvel conflicts'"), HasSubstr("[inConflict]")));
+    EXPECT_EQ(runIn("checkout", {"resolve", "--ours", "--locale", "de-DE"}).status, 0);
+    const auto settled = runIn("checkout", gate);
+    EXPECT_EQ(settled.status, 0) << settled.all();
     EXPECT_EQ(get(german + "subtitle.txt"), "Mein Garten");
     EXPECT_EQ(get(german + "promotional_text.txt"), "Jetzt neu");
     EXPECT_NE(get(german + "keywords.txt"), "(no file)") << "it was never cleared";
