@@ -1,5 +1,6 @@
 #include "Core/metadata/check/TreeCheck.h"
 
+#include "Core/metadata/FieldValue.h"
 #include "Core/metadata/Locales.h"
 #include "Core/metadata/PushChoice.h"
 #include "Core/metadata/ReviewMarks.h"
@@ -79,6 +80,7 @@ class TreeCheck {
              chooseForPush(std::move(changes), {.release = filter_.release}, disabled_).leftOut)
             takeLeftOut(left);
         checkMissingTexts();
+        checkDemoAccount();
         checkMissingLocales();
         checkEntries();
         sortFindings(result_.findings);
@@ -141,8 +143,10 @@ class TreeCheck {
             if (filter_.takes(key) && (!isFromDefault(key) || countedDefaults_.insert(field).second))
                 ++result_.texts;
             // What App Store Connect holds already it did not refuse.
-            const bool isTaken = textIn(read_.pulled, locale, field) == texts[field];
-            for (TextFault& fault : faultsOf(*texts[field], field, texts)) {
+            const auto& copy = textIn(read_.pulled, locale, field);
+            const bool isTaken = copy == texts[field];
+            const std::string_view known = copy ? std::string_view(*copy) : std::string_view();
+            for (TextFault& fault : faultsOf(*texts[field], field, texts, known)) {
                 std::optional<TextPlace> place;
                 if (fault.offset) place = placeOf(*texts[field], *fault.offset);
                 add(isTaken ? CheckSeverity::warning : factsOf(fault.rule).severity, fault.rule, key,
@@ -240,6 +244,20 @@ class TreeCheck {
         if (having > 0 && having * 2 >= others)
             add(CheckSeverity::warning, CheckRule::missingBeside, key,
                 fmt::format("Is missing; {} of the other {} locales have it.", having, others));
+    }
+
+    // App Review signs in with it, so a version that says that it needs one is not submitted without.
+    void checkDemoAccount() {
+        constexpr FieldType flag = FieldType::demoAccountRequired;
+        const ReadTexts& counts = hasText(read_.local, pageLocale, flag) ? read_.local : read_.pulled;
+        if (canonicalValue(flag, counts.page[flag].value_or("")) != "true") return;
+        for (const FieldType field : {FieldType::demoAccountName, FieldType::demoAccountPassword})
+            if (isMissing(std::string(pageLocale), field))
+                add(wasPulled_ ? CheckSeverity::error : CheckSeverity::warning, CheckRule::missingText,
+                    {std::string(pageLocale), field},
+                    fmt::format("Is missing, though {} says that App Review needs an account; without it the "
+                                "version cannot be submitted. Write it, or say false there.",
+                                fileNameOf(flag)));
     }
 
     void checkMissingLocales() {

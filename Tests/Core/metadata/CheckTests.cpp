@@ -234,6 +234,45 @@ TEST(TreeCheck, tellsAFaultOfTheTextOfAllLocalesOnce) {
     EXPECT_TRUE(checkTree(tree.store, {}, {.locales = {"ja"}, .fields = {FieldType::name}}).findings.empty());
 }
 
+TEST(TreeCheck, holdsTheFieldsOfThePageAgainstWhatAPushRefuses) {
+    const CheckedFolder tree;
+    tree.putWhole("en-US");
+    for (const auto& [file, text] : {std::pair{"copyright", "2026 Fernhollow\nStudio"},
+                                     {"release_type", "after aproval"},
+                                     {"earliest_release_date", "tomorrow"},
+                                     {"primary_category", "PRODUCTIVTY"},
+                                     {"review_information/email_address", "help at example.com"},
+                                     {"review_information/phone_number", "call us"},
+                                     {"review_information/demo_required", "perhaps"}})
+        tree.put(std::string(file) + ".txt", text);
+    tree.put("rating_config.json", R"({"gamblin": true})");
+    const auto refused = tree.check();
+    EXPECT_EQ(refused.size(), 8u) << testing::PrintToString(tree.told(refused));
+    for (const CheckFinding& finding : refused)
+        EXPECT_TRUE(finding.rule == Rule::invalidValue && finding.severity == CheckSeverity::error)
+            << finding.file;
+    for (const auto& [file, text] : {std::pair{"copyright", "2026 Fernhollow Studio\n"},
+                                     {"release_type", "After Approval\n"},
+                                     {"earliest_release_date", "2026-12-01T09:00:00+01:00"},
+                                     {"primary_category", "Productivity"},
+                                     {"review_information/email_address", "help@example.com"},
+                                     {"review_information/phone_number", "+44 (0)20 7946-0000\n"},
+                                     {"review_information/demo_required", "yes"}})
+        tree.put(std::string(file) + ".txt", text);
+    // An answer that is new to this program, but not to App Store Connect.
+    tree.put("rating_config.json", R"({"newQuestion": false})");
+    tree.store.write(std::string(pageLocale), FieldType::ageRating, R"({"newQuestion": true})",
+                     TextSide::pulled);
+    const std::string user = "review_information/demo_user.txt",
+                      password = "review_information/demo_password.txt";
+    EXPECT_THAT(tree.told(tree.check()),
+                testing::IsSupersetOf({"error missingText " + user, "error missingText " + password}));
+    EXPECT_THAT(tree.told(tree.check()), Not(Contains(HasSubstr("invalidValue"))));
+    tree.put(user, "reviewer");
+    tree.put(password, "sesame");
+    EXPECT_THAT(tree.told(tree.check()), Not(Contains(HasSubstr("missingText review"))));
+}
+
 TEST(TreeCheck, tellsWhatAConflictKeepsFromAPush) {
     const CheckedFolder tree;
     tree.putWhole("en-US");
