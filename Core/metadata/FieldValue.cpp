@@ -61,6 +61,10 @@ std::optional<std::string> lineFault(FieldType field, std::string_view line) {
     if (field == FieldType::contactEmail &&
         (line.find('@') == std::string_view::npos || line.find(' ') != std::string_view::npos))
         return "is no e-mail address.";
+    constexpr std::string_view ofPhones = "0123456789+-.()/ \u00A0";
+    if (field == FieldType::contactPhone && (line.find_first_not_of(ofPhones) != std::string_view::npos ||
+                                             line.find_first_of("0123456789") == std::string_view::npos))
+        return "is no phone number. Write it with its country, such as +44 20 7946 0000.";
     return std::nullopt;
 }
 

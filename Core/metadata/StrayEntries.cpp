@@ -39,15 +39,25 @@ constexpr std::pair<std::string_view, FieldType> otherNames[] = {
 
 using NameAndReason = std::pair<std::string_view, std::string_view>;
 
-constexpr std::string_view picturesFolder = "screenshots";
+constexpr std::string_view picturesFolders[] = {"screenshots", "previews"};
 constexpr std::string_view picturesReason = "holds pictures, which are no texts";
 
 // What other tools keep beside the locales.
 constexpr NameAndReason knownFolders[] = {
     {"android", "holds the texts for another store"},
-    {picturesFolder, picturesReason},
     {"trade_representative_contact_information", "holds what App Store Connect's API no longer takes"},
 };
+
+// Each context has its own, the usual one without a suffix.
+bool isPicturesFolder(std::string_view name) {
+    return std::ranges::any_of(picturesFolders, [&](std::string_view base) {
+        if (!name.starts_with(base)) return false;
+        std::string context(name.substr(base.size()));
+        if (context.empty()) return true;
+        std::ranges::replace(context, '-', '/');
+        return context.starts_with('/') && parseContextID(context.substr(1));
+    });
+}
 
 // "What's New.txt" becomes "whatsnew".
 std::string bareName(std::string_view fileName) {
@@ -170,6 +180,7 @@ SkippedEntry strayFolder(std::string_view name, const std::vector<std::string>& 
                         "here each locale needs its own files";
         return entry;
     }
+    if (isPicturesFolder(name)) return {std::string(name), std::string(picturesReason)};
     for (const auto& [known, reason] : knownFolders)
         if (name == known) return {std::string(name), std::string(reason)};
     if (const auto platform = platformOfTreeFolder(name))
@@ -241,9 +252,11 @@ std::vector<SkippedEntry> strayEntries(const MetadataFolder& context) {
         for (const std::string& name : outer.files)
             entries.push_back({name, "lies outside of a platform's folder"});
         for (const std::string& name : outer.folders)
-            if (const auto known =
-                    std::ranges::find(knownFolders, std::string_view(name), &NameAndReason::first);
-                known != std::end(knownFolders))
+            if (isPicturesFolder(name))
+                entries.push_back({name, std::string(picturesReason)});
+            else if (const auto known =
+                         std::ranges::find(knownFolders, std::string_view(name), &NameAndReason::first);
+                     known != std::end(knownFolders))
                 entries.push_back({name, std::string(known->second)});
             else if (!platformOfTreeFolder(name))
                 entries.push_back({name, "is no platform's folder", Kind::misnamed});
@@ -252,10 +265,14 @@ std::vector<SkippedEntry> strayEntries(const MetadataFolder& context) {
     return entries;
 }
 
+bool isOfPictures(const SkippedEntry& entry) {
+    return isPicturesFolder(entry.path);
+}
+
 std::vector<SkippedEntry> misnamedEntries(const MetadataFolder& context) {
     std::vector<SkippedEntry> entries = strayEntries(context);
     if (context.isPartOfTree()) { // its pictures are the app's
-        std::erase(entries, SkippedEntry{std::string(picturesFolder), std::string(picturesReason)});
+        std::erase_if(entries, isOfPictures);
         return entries;
     }
     std::erase_if(entries, [](const SkippedEntry& entry) { return entry.kind != Kind::misnamed; });

@@ -56,6 +56,10 @@ struct RawValues<SkippedEntry::Kind> {
 /// is left out.
 [[nodiscard]] std::vector<SkippedEntry> strayEntries(const MetadataFolder& context);
 
+/// Whether an entry of a tree in place is one of the folders beside its locales or platforms that pictures
+/// and videos are pushed from: "screenshots", "previews-macos-next".
+[[nodiscard]] bool isOfPictures(const SkippedEntry& entry);
+
 /// The entries of a context's folder that probably are texts under another name or in another place, which
 /// no push takes: misnamed files and folders, and field files beside the locales. In a tree in place it is
 /// every entry that no push takes, as the user brought it there. Sorted by path, throws like `strayEntries`.

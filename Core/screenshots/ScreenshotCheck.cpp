@@ -45,14 +45,18 @@ void checkSets(const std::vector<ScreenshotPushItem>& items, std::vector<CheckFi
 } // namespace
 
 CheckedPictures checkPictures(const std::filesystem::path& pictures, ASCPlatform platform,
-                              const LocaleSet& disabledLocales) {
+                              const std::function<bool(const std::string& locale)>& isAsked) {
     CheckedPictures checked;
     std::error_code unreachable;
     if (!std::filesystem::is_directory(pictures, unreachable)) return checked;
     auto scan = ScreenshotPushScanner(pictures, platform).scan();
-    std::erase_if(scan.items,
-                  [&](const ScreenshotPushItem& item) { return disabledLocales.contains(item.locale); });
-    checked.pictures = scan.pictures;
+    const auto isOther = [&](const auto& one) { return !isAsked(one.locale); };
+    const std::size_t ofOthers = std::erase_if(scan.items, isOther) + std::erase_if(scan.leftOut, isOther) +
+                                 std::erase_if(scan.failures, isOther);
+    std::erase_if(scan.unreadable, isOther);
+    checked.pictures = scan.pictures - ofOthers;
+    const bool isOfNone = isAsked("");
+    if (!isOfNone) checked.pictures = scan.items.size() + scan.leftOut.size() + scan.failures.size();
     const auto problems = parallelMap(scan.items, picturesAtOnce, [](const ScreenshotPushItem& item) {
         return problemOf(item, PictureCheck::full);
     });
@@ -64,13 +68,13 @@ CheckedPictures checkPictures(const std::filesystem::path& pictures, ASCPlatform
     checkSets(scan.items, checked.findings);
     for (const auto& failures : {scan.failures, scan.unreadable})
         for (const auto& failure : failures)
-            if (!disabledLocales.contains(failure.locale))
-                checked.findings.push_back(pictureFinding(CheckSeverity::error, CheckRule::pictureRefused,
-                                                          failure.locale, failure.fileURL, failure.text));
+            checked.findings.push_back(pictureFinding(CheckSeverity::error, CheckRule::pictureRefused,
+                                                      failure.locale, failure.fileURL, failure.text));
     for (const auto& one : scan.leftOut)
         checked.findings.push_back(
             pictureFinding(CheckSeverity::warning, CheckRule::unusedPicture, one.locale, one.fileURL,
                            fmt::format("The picture is left out of a push: it is {}.", one.reason)));
+    if (!isOfNone) return checked;
     for (const std::string& warning : scan.warnings)
         if (!warning.starts_with("Folder unreadable")) // an error above
             checked.findings.push_back(

@@ -186,8 +186,7 @@ std::optional<std::string> displayTypeOfFolder(std::string_view name, AssetKind 
     if (const Alias* alias = findAlias(lower))
         return std::string(findDisplayType(alias->displayType)->nameFor(kind));
     for (const ScreenshotDisplayType& type : displayTypes)
-        if (asciiLowercase(type.rawValue) == lower ||
-            (shows(type, kind) && asciiLowercase(type.nameFor(kind)) == lower))
+        if (asciiLowercase(type.rawValue) == lower || asciiLowercase(type.nameFor(kind)) == lower)
             return std::string(type.nameFor(kind));
     if (name.starts_with(displayTypePrefix))
         return std::string(kind == AssetKind::preview ? withoutPrefix(name) : name);
@@ -201,9 +200,9 @@ std::optional<std::string> displayTypeOfFileName(std::string_view stem, AssetKin
     std::string_view longest;
     for (const ScreenshotDisplayType& type : displayTypes)
         // A single word, such as DESKTOP, may stand in any name.
-        if (const std::string_view known = type.nameFor(kind);
-            shows(type, kind) && known.size() > longest.size() && known.find('_') != known.npos &&
-            holdsWords(lower, asciiLowercase(known)))
+        if (const std::string_view known = type.nameFor(kind); known.size() > longest.size() &&
+                                                               known.find('_') != known.npos &&
+                                                               holdsWords(lower, asciiLowercase(known)))
             longest = known;
     return longest.empty() ? std::nullopt : std::optional(std::string(longest));
 }
@@ -211,6 +210,12 @@ std::optional<std::string> displayTypeOfFileName(std::string_view stem, AssetKin
 std::optional<ASCPlatform> platformOfFolder(std::string_view name) {
     const auto* found = std::ranges::find(platformNames, asciiLowercase(name), &PlatformName::folder);
     return found == std::end(platformNames) ? std::nullopt : std::optional(found->platform);
+}
+
+bool isOfDeviceWithoutPreviews(std::string_view name) {
+    const std::string lower = asciiLowercase(name);
+    constexpr std::string_view devices[] = {"watch", "watchos", "applewatch", "imessage"};
+    return std::ranges::any_of(devices, [&](std::string_view device) { return holdsWords(lower, device); });
 }
 
 std::vector<std::string_view> displayTypesOfSize(PixelSize size, AssetKind kind) {

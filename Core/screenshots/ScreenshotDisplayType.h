@@ -64,6 +64,9 @@ struct ScreenshotDisplayType {
 /// The platform whose pictures a folder of this name gathers, such as "ios" or "visionOS".
 [[nodiscard]] std::optional<ASCPlatform> platformOfFolder(std::string_view name);
 
+/// Whether a folder of this name is of a device, such as "apple-watch" or "iMessage", that shows no previews.
+[[nodiscard]] bool isOfDeviceWithoutPreviews(std::string_view name);
+
 /// The display types that take pictures, or videos, of this size, the most usual first.
 [[nodiscard]] std::vector<std::string_view> displayTypesOfSize(PixelSize size,
                                                                AssetKind kind = AssetKind::screenshot);

@@ -3,6 +3,7 @@
 #include "Core/screenshots/ScreenshotError.h"
 #include "Core/screenshots/ScreenshotFile.h"
 #include "Core/screenshots/previews/PosterFrame.h"
+#include "Core/screenshots/previews/VideoHeader.h"
 #include "Platform/files/Files.h"
 #include "Platform/task/Task.h"
 #include "Platform/text/Text.h"
@@ -77,6 +78,13 @@ void copyInOneStep(const std::filesystem::path& source, std::filesystem::path ta
     if (error) fail();
 }
 
+// A name says little: what is no video would be refused by every push to come. A picture that is damaged is
+// told by the push, which may be asked to send it all the same.
+void requireContent(const std::filesystem::path& file, AssetKind kind) {
+    if (kind == AssetKind::preview && !isPosterFileName(file.filename().native()))
+        (void)readVideoHeader(file);
+}
+
 std::string relativeTo(const std::filesystem::path& file, const std::filesystem::path& folder) {
     return shownPath(file.lexically_relative(folder));
 }
@@ -128,6 +136,7 @@ ScreenshotImportReport importScreenshots(const std::filesystem::path& tree,
                                                       relativeTo(source, tree)));
                 continue;
             }
+            requireContent(source, selection.kind);
             const bool isPresent = isThere(file);
             if (isPresent && areEqual(source, file)) {
                 ++report.unchanged;
@@ -140,6 +149,8 @@ ScreenshotImportReport importScreenshots(const std::filesystem::path& tree,
             if (dryRun == DryRun::yes) continue;
             if (isPresent) copyInOneStep(file, kept);
             copyInOneStep(source, file);
+        } catch (const VideoError& error) {
+            report.failures.push_back(fmt::format("{}: {}", relativeTo(source, tree), error.what()));
         } catch (const ScreenshotFileError& error) {
             // A picture that cannot be read stops no other; a disk that takes nothing does.
             report.failures.push_back(fmt::format("{}: {}", relativeTo(source, tree), error.what()));

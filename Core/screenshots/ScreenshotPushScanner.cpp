@@ -82,6 +82,19 @@ std::optional<ASCPlatform> platformIn(const Components& components) {
     return std::nullopt;
 }
 
+// The display type, or the folder of a device, for which App Store Connect takes no video.
+std::optional<std::string> placeWithoutPreviews(const Components& components,
+                                                const std::optional<std::string>& type) {
+    if (type) {
+        const bool isWithout = !findDisplayType(*type, AssetKind::preview) &&
+                               (findDisplayType(*type) || findDisplayType("APP_" + *type));
+        return isWithout ? type : std::nullopt;
+    }
+    for (auto at = components.rbegin() + 1; at < components.rend(); ++at)
+        if (isOfDeviceWithoutPreviews(*at)) return *at;
+    return std::nullopt;
+}
+
 // "of visionOS", "of tvOS or visionOS".
 std::string ofPlatforms(const std::vector<std::string_view>& types, AssetKind kind) {
     std::vector<std::string_view> labels;
@@ -206,8 +219,12 @@ ScreenshotPushScanner::ParseResult ScreenshotPushScanner::parse(const std::files
     };
     const auto type = displayTypeIn(components, kind_);
     const ScreenshotDisplayType* known = type ? findDisplayType(*type, kind_) : nullptr;
-    if (type && !known && kind_ == AssetKind::preview && findDisplayType("APP_" + *type))
-        return Skipped{fmt::format("{} shows no previews.", *type), locale};
+    if (kind_ == AssetKind::preview)
+        if (const auto shown = placeWithoutPreviews(components, type))
+            return Skipped{fmt::format("{} shows no previews. Move the video to the folder of a device that "
+                                       "does, such as IPHONE_67, or remove it.",
+                                       escapeControls(*shown)),
+                           locale};
     const auto platform = known ? known->platform : platformIn(components).value_or(platform_);
     if (platform != platform_)
         return leftOut(type.value_or(""), fmt::format("of {}", platformLabel(platform)));

@@ -33,6 +33,7 @@ constexpr Wording wordings[] = {
     {"Answer it first; nobody", "Answer it with 'quorvel builds compliance'; nobody"},
     {"Write that first; beta", "Write that with 'quorvel testflight notes set'; beta"},
     {"Settle the conflict first", "Settle it with 'quorvel resolve'"},
+    {"the list of conflicts shows", "'quorvel conflicts' shows"},
     {"Tidying removes", "'quorvel metadata tidy' removes"},
     {"tidying removes", "'quorvel metadata tidy' removes"},
 };

@@ -3,6 +3,7 @@
 #include "Core/metadata/MetadataError.h"
 #include "Platform/task/Task.h"
 #include "Quorvel/application/Application.h"
+#include "Quorvel/repository/RepositoryFile.h"
 
 #include <fmt/format.h>
 
@@ -14,29 +15,23 @@ namespace {
 
 using Check = CheckTexts::Check;
 
-bool isAsked(const CheckFinding& finding, const CheckTexts::Request& request) {
-    const auto names = [](const auto& list, const auto& item) {
-        return list.empty() || std::ranges::find(list, item) != list.end();
-    };
-    if (!names(request.locales, finding.locale)) return false;
-    return request.fields.empty() || (finding.field && names(request.fields, *finding.field));
-}
-
 Check checkApp(const OpenedApp& opened, const CheckTexts::Request& request) {
-    auto checked = opened.session->metadata->check(request.context);
+    auto checked = opened.session->metadata->check(request.context,
+                                                   {.locales = request.locales, .fields = request.fields});
     for (const std::string& locale : request.locales)
         if (!std::ranges::binary_search(checked.locales, locale) &&
             std::ranges::find(checked.findings, locale, &CheckFinding::locale) == checked.findings.end())
             throw MetadataError::unknownLocale(locale, checked.folder.rootURL, checked.locales);
     Check check{.app = knownReferenceOf(opened.app),
                 .folder = opened.session->metadata->folder().rootURL.string(),
+                .repository = {},
                 .context = checked.context.text(),
                 .version = std::move(checked.version),
                 .findings = std::move(checked.findings),
                 .texts = static_cast<std::int64_t>(checked.texts),
                 .pictures = static_cast<std::int64_t>(checked.pictures),
                 .failure = {}};
-    std::erase_if(check.findings, [&](const CheckFinding& finding) { return !isAsked(finding, request); });
+    if (const auto top = workingTreeOf(check.folder)) check.repository = top->native();
     for (CheckFinding& finding : check.findings)
         finding.file = std::filesystem::path(finding.file).lexically_relative(check.folder).native();
     return check;
@@ -52,6 +47,7 @@ Check tryToCheck(Application& application, const ManagedApp& app, const CheckTex
     } catch (const std::exception& error) {
         return {.app = referenceOf(app),
                 .folder = {},
+                .repository = {},
                 .context = {},
                 .version = {},
                 .findings = {},

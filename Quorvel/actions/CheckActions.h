@@ -29,15 +29,16 @@ struct CheckTexts {
     };
     /// One app's, or why it could not be checked.
     struct Check {
-        std::optional<AppReference> app; // nothing over a named folder of no recorded app
-        std::string folder;              // of the app; the findings' files are relative to it
-        std::string context;             // "ios/next"
+        std::optional<AppReference> app;       // nothing over a named folder of no recorded app
+        std::string folder;                    // of the app; the findings' files are relative to it
+        std::optional<std::string> repository; // of git, that holds the folder: its top
+        std::string context;                   // "ios/next"
         std::optional<PlatformContext> version;
         std::vector<CheckFinding> findings; // errors first
-        std::int64_t texts = 0;             // files that were read
+        std::int64_t texts = 0;             // files that were asked for
         std::int64_t pictures = 0;
         std::optional<Failure> failure;
-        QUORVEL_RECORD(Check, app, folder, context, version, findings, texts, pictures, failure)
+        QUORVEL_RECORD(Check, app, folder, repository, context, version, findings, texts, pictures, failure)
     };
     struct Result {
         std::vector<Check> checks;

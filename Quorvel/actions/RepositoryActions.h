@@ -37,9 +37,12 @@ struct PlanRepository {
         bool ignoresPrivateFolder = false; // a .gitignore beside it says so
         std::vector<AppName> apps;         // recorded, else of the account
         RepositoryParts found;
-        QUORVEL_RECORD(Result, content, text, exists, ignoresPrivateFolder, apps, found)
+        std::vector<std::string> platforms; // whose texts the tree may hold; none where nothing tells
+        QUORVEL_RECORD(Result, content, text, exists, ignoresPrivateFolder, apps, found, platforms)
     };
-    /// Asks App Store Connect (one list) where no app is named or recorded and a key is known.
+    /// Asks App Store Connect, where a key is known, for the apps where none is named or recorded, and for
+    /// the app's versions where the tree does not tell its platform. Throws `ApplicationError` for an app
+    /// that is no bundle id, and for what is named and cannot be what it is named as.
     [[nodiscard]] static Result perform(Application& application, const Request& request,
                                         const ActionProgress& progress = {});
 };

@@ -1,6 +1,5 @@
 #include "Quorvel/actions/Target.h"
 
-#include "Core/metadata/TreeInPlace.h"
 #include "Quorvel/application/Application.h"
 #include "Quorvel/application/Failure.h"
 #include "Quorvel/application/RequestDefaults.h"
@@ -16,7 +15,7 @@ namespace {
 // The folder that was named, else the tree of the repository that holds the app's texts.
 std::optional<MetadataFolder> folderOf(Application& application, const ManagedApp& app,
                                        const RequestedTarget& target) {
-    if (target.folder) return folderAt(application.absolutePath(*target.folder));
+    if (target.folder) return treeAt(application.absolutePath(*target.folder), target.context);
     const RepositoryFile* file = repositoryFor(application, app);
     return file ? treeOf(*file) : std::nullopt;
 }

@@ -59,6 +59,7 @@ struct FolderChangeRequest {
 struct RequestedTarget {
     AppChoice choice;
     std::optional<std::string> folder;
+    std::optional<std::string> context = {};
 };
 
 template <typename Request>
@@ -67,6 +68,7 @@ template <typename Request>
     if constexpr (requires { request.app; }) target.choice.app = request.app;
     if constexpr (requires { request.workspace; }) target.choice.workspace = request.workspace;
     if constexpr (requires { request.folder; }) target.folder = request.folder;
+    if constexpr (requires { target.context = request.context; }) target.context = request.context;
     return target;
 }
 

@@ -2,6 +2,8 @@
 #include "Quorvel/application/RequestDefaults.h"
 #include "Quorvel/repository/RepositoryFile.h"
 
+#include <fmt/format.h>
+
 namespace quorvel {
 
 // What the repository says of the app, as far as it is about the folder that is worked on.
@@ -11,6 +13,7 @@ void Application::takeRepository(AppAccess::Parts& parts, const ManagedApp& app)
     if (!file) return;
     const auto tree = treeOf(*file);
     if (tree && (!parts.folder || parts.folder->rootURL != tree->rootURL)) return;
+    if (tree) parts.folderOrigin = fmt::format("tree in {}", file->file);
     if (!parts.context) parts.context = file->context;
     if (file->screenshots) parts.pictures = *file->screenshots;
 }

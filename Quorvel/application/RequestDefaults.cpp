@@ -21,7 +21,9 @@ std::optional<TreeInPlace> layoutOfTree(const std::filesystem::path& folder,
     const FoundLayout found = findLayout(folder);
     if (found.layout == TreeLayout::platforms) return TreeInPlace{.layout = TreeLayout::platforms};
     requireTree(folder); // an empty folder is none yet
-    return TreeInPlace{.platform = context.value_or(ContextID{}).platform};
+    if (context) return TreeInPlace{.platform = context->platform};
+    const auto name = (folder.has_filename() ? folder : folder.parent_path()).filename();
+    return TreeInPlace{.platform = platformOfTreeFolder(name.native()).value_or(ASCPlatform::iOS)};
 } catch (const MetadataError&) {
     return std::nullopt;
 } catch (const FileError&) {
@@ -55,13 +57,15 @@ const RepositoryFile* repositoryFor(Application& application, const ManagedApp& 
     return isMeant ? file : nullptr;
 }
 
-std::optional<MetadataFolder> treeOf(const RepositoryFile& file) {
-    if (!file.tree) return std::nullopt;
-    MetadataFolder folder = folderAt(*file.tree);
+MetadataFolder treeAt(const std::filesystem::path& path, const std::optional<std::string>& context) {
+    MetadataFolder folder = folderAt(path);
     if (folder.inPlace || holdsOwnLayout(folder)) return folder;
-    folder.inPlace =
-        layoutOfTree(folder.rootURL, file.context ? parseContextID(*file.context) : std::nullopt);
+    folder.inPlace = layoutOfTree(folder.rootURL, context ? parseContextID(*context) : std::nullopt);
     return folder;
+}
+
+std::optional<MetadataFolder> treeOf(const RepositoryFile& file) {
+    return file.tree ? std::optional(treeAt(*file.tree, file.context)) : std::nullopt;
 }
 
 } // namespace quorvel

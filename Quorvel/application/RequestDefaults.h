@@ -3,6 +3,7 @@
 
 #include "Core/metadata/MetadataFolder.h"
 
+#include <filesystem>
 #include <optional>
 #include <string>
 
@@ -19,6 +20,11 @@ struct RepositoryFile;
 /// The quorvel.toml in force when it is about this app, which need not be recorded; else null: what it names
 /// has nothing to do with other apps. Throws as `usualApp`.
 [[nodiscard]] const RepositoryFile* repositoryFor(Application& application, const ManagedApp& app);
+
+/// The app's metadata folder at `folder`: as its note says, else as its locales lie where another tool laid
+/// them out, those of one platform being of `context`'s. Throws what `folderAt` throws.
+[[nodiscard]] MetadataFolder treeAt(const std::filesystem::path& folder,
+                                    const std::optional<std::string>& context);
 
 /// The metadata folder that the file names; nothing where it names none.
 [[nodiscard]] std::optional<MetadataFolder> treeOf(const RepositoryFile& file);

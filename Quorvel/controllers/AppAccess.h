@@ -34,6 +34,7 @@ class AppAccess {
         std::optional<MetadataFolder> folder = {};          // instead of the app's own
         std::optional<std::string> context = {};            // of requests that name none, such as "ios/next"
         std::optional<std::filesystem::path> pictures = {}; // instead of those in the metadata folder
+        std::optional<std::string> folderOrigin = {};       // "tree in /work/quorvel.toml"
     };
 
     explicit AppAccess(Parts parts) : parts_(std::move(parts)) {}
@@ -74,6 +75,8 @@ class AppAccess {
     [[nodiscard]] AppContexts contexts(const MetadataFolder& folder) const {
         return {folder, parts_.clock, parts_.context};
     }
+    /// What names the app's folder where it is no record: "tree in /work/quorvel.toml".
+    [[nodiscard]] const std::optional<std::string>& folderOrigin() const { return parts_.folderOrigin; }
     /// The folder of the app's pictures where it lies elsewhere than in the metadata folder.
     [[nodiscard]] const std::optional<std::filesystem::path>& pictures() const { return parts_.pictures; }
 

@@ -185,6 +185,14 @@ std::optional<fs::path> findRepositoryFile(const fs::path& start, const fs::path
     return std::nullopt;
 }
 
+std::optional<fs::path> workingTreeOf(const fs::path& path) {
+    std::error_code ignored;
+    for (fs::path folder = path.lexically_normal();; folder = folder.parent_path()) {
+        if (fs::exists(folder / ".git", ignored)) return folder;
+        if (folder == folder.parent_path()) return std::nullopt;
+    }
+}
+
 RepositoryFile parseRepositoryFile(std::string_view text, const fs::path& file) {
     try {
         const toml::table table = toml::parse(text);

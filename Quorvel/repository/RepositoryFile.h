@@ -44,6 +44,9 @@ class RepositoryFileError : public std::runtime_error {
 [[nodiscard]] std::optional<std::filesystem::path> findRepositoryFile(const std::filesystem::path& start,
                                                                       const std::filesystem::path& home);
 
+/// The top of the git working tree that `path` lies in; nothing outside of one.
+[[nodiscard]] std::optional<std::filesystem::path> workingTreeOf(const std::filesystem::path& path);
+
 /// Reads the text of `file`, whose folder relative paths start at. Throws `RepositoryFileError`.
 [[nodiscard]] RepositoryFile parseRepositoryFile(std::string_view text, const std::filesystem::path& file);
 

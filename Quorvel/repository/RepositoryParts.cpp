@@ -3,7 +3,7 @@
 #include "Core/build/ProjectSearch.h"
 #include "Core/metadata/FieldType.h"
 #include "Core/metadata/Locales.h"
-#include "Core/metadata/PlatformContext.h"
+#include "Core/metadata/TreeInPlace.h"
 #include "Platform/files/Files.h"
 #include "Platform/text/Text.h"
 
@@ -70,10 +70,7 @@ class PartsSearch {
     static fs::path treeAbove(fs::path folder) {
         const std::string name = folder.filename().string();
         if (name == "next" || name == "live") folder = folder.parent_path();
-        const std::string platform = folder.filename().string();
-        const bool isPlatform = std::ranges::any_of(
-            allPlatforms, [&](ASCPlatform each) { return platformFolderName(each) == platform; });
-        return isPlatform ? folder.parent_path() : folder;
+        return platformOfTreeFolder(folder.filename().native()) ? folder.parent_path() : folder;
     }
 
     static bool holdsPictures(const fs::path& folder, int depth) {

@@ -75,6 +75,29 @@ TEST_F(CheckCommand, isAGateWithoutAnAccount) {
     EXPECT_EQ(*finding.find("column")->integer(), 31);
 }
 
+// What another tool laid out, with nothing beside it that says so.
+TEST_F(CheckCommand, findsHowTheLocalesOfABareTreeLie) {
+    const auto putBare = [&](const std::string& path, std::string_view content) {
+        createFolders((folder / path).parent_path());
+        writeFileAtomically(folder / path, content);
+    };
+    putBare("store/de-DE/name.txt", std::string(31, 'n') + "\n");
+    const auto locales = run({"check", "--folder", "store/"});
+    EXPECT_EQ(locales.status, 1) << locales.all();
+    EXPECT_THAT(locales.out, AllOf(HasSubstr("store/de-DE/name.txt:1:31: error: "),
+                                   HasSubstr("ios/next: 1 text and 0 pictures checked.")));
+    EXPECT_THAT(run({"check", "--folder", "store", "--context", "macos/next"}).out,
+                HasSubstr("macos/next: 1 text and"));
+    putBare("platforms/mac/fr-FR/name.txt", std::string(31, 'n'));
+    EXPECT_THAT(
+        run({"check", "--folder", "platforms"}).out,
+        AllOf(HasSubstr("platforms/mac/fr-FR/name.txt:1:31: error: "), HasSubstr("macos/next: 1 text")));
+    EXPECT_THAT(run({"check", "--folder", "platforms/mac"}).out, HasSubstr("macos/next: 1 text and"));
+    EXPECT_FALSE(std::filesystem::exists(folder / "store/.brevant")); // nothing is written
+    putBare("other/readme.md", "x");
+    EXPECT_EQ(run({"check", "--folder", "other"}).status, 4);
+}
+
 TEST_F(CheckCommand, writesWorkflowCommandsThatNoNameBreaks) {
     putWhole("en-US");
     put("en-US/100%,a:b\nc.md", "x");
@@ -86,8 +109,29 @@ TEST_F(CheckCommand, writesWorkflowCommandsThatNoNameBreaks) {
         shown.out,
         "::error file=texts/ios/next/en-US/name.txt,line=1,col=31,title=overLimit::name.txt has 31 "
         "characters where 30 are allowed. Shorten it.\n"
-        "::warning file=texts/ios/next/en-US/100%25%2Ca%3Ab%0Ac.md,title=unknownFile::\"en-US/100%25,a:b\\nc.md\" "
+        "::warning file=texts/ios/next/en-US/100%25%2Ca%3Ab%0Ac.md,title=unknownFile::\"100%25,a:b\\nc.md\" "
         "is no field of the metadata. No push takes it.\n");
+}
+
+// As the current folder sees the files, and for annotations as the top of the repository does.
+TEST_F(CheckCommand, namesFilesFromWhereItRuns) {
+    putWhole("en-US");
+    put("en-US/name.txt", std::string(31, 'n'));
+    createFolders(folder / "texts/.git");
+    createFolders(folder / "texts/tools/ci");
+    const auto from = [&](const std::string& place, std::vector<std::string> words) {
+        words.insert(words.begin(), "check");
+        ProgramCall typed = call(std::move(words));
+        typed.workingFolder = folder / place;
+        return runProgram(typed).out;
+    };
+    const std::string place = "ios/next/en-US/name.txt";
+    EXPECT_THAT(from("texts/tools", {"--folder", ".."}), testing::StartsWith("../" + place + ":1:31: error"));
+    EXPECT_THAT(from("texts/tools/ci", {"--folder", "../..", "--format", "github"}),
+                HasSubstr("::error file=" + place + ",line=1"));
+    EXPECT_THAT(from("", {"--folder", "texts", "--format", "github"}), HasSubstr("::error file=" + place));
+    EXPECT_THAT(from("texts/ios/next/en-US", {"--folder", "../../.."}),
+                testing::StartsWith("name.txt:1:31: error"));
 }
 
 TEST_F(CheckCommand, tellsManyAlikeTogetherAndPicturesBesideTexts) {
@@ -97,9 +141,24 @@ TEST_F(CheckCommand, tellsManyAlikeTogetherAndPicturesBesideTexts) {
     }
     const auto shown = check();
     EXPECT_THAT(shown.out,
-                HasSubstr("texts/ios/next/de-DE/description.txt and 5 more: warning: A line break at "
-                          "the end, which counts as a character and is sent. [finalLineBreak]\n"));
+                AllOf(HasSubstr("texts/ios/next/de-DE/description.txt:1:7 and 5 more (en-US, fr-FR, it, ja, "
+                                "sv): warning: Ends with a line break, which counts as a character"),
+                      HasSubstr("[finalLineBreak]\n")));
     EXPECT_THAT(check({"--verbose"}).out, HasSubstr("sv/description.txt:1:7: warning: "));
+    // Errors that say the same, too; what tells of different texts stays apart.
+    for (const auto* locale : {"en-US", "de-DE", "fr-FR", "ja", "it", "sv"}) {
+        put(std::string(locale) + "/keywords.txt", "");
+        put(std::string(locale) + "/.keep", "");
+        put(std::string(locale) + "/name.txt", std::string(31 + std::string_view(locale).front() % 7, 'n'));
+    }
+    const auto grouped = check();
+    EXPECT_THAT(grouped.out, HasSubstr("texts/ios/next/de-DE/keywords.txt and 5 more (en-US, fr-FR, it, ja, "
+                                       "sv): warning: Is missing; without this text"));
+    EXPECT_THAT(grouped.out, AllOf(HasSubstr("ja/name.txt:1:31: error: name.txt has 32 characters where 30"),
+                                   HasSubstr("fr-FR/name.txt:1:31: error: name.txt has 35 characters")));
+    EXPECT_THAT(check({"--locale", "ja", "--locale", "it"}).out,
+                HasSubstr("12 texts and 0 pictures checked."));
+    EXPECT_THAT(check({"--field", "name"}).out, HasSubstr("6 texts and 0 pictures checked."));
     for (int number = 1; number <= 11; ++number) {
         const auto file =
             folder / "texts/screenshots/en-US/APP_IPHONE_67" / (std::to_string(number) + ".png");
@@ -111,13 +170,15 @@ TEST_F(CheckCommand, tellsManyAlikeTogetherAndPicturesBesideTexts) {
     EXPECT_THAT(refused.out, AllOf(HasSubstr("texts/screenshots/en-US/APP_IPHONE_67/1.png: error: "),
                                    HasSubstr("[pictureRefused]"), HasSubstr("has 11 pictures"),
                                    HasSubstr("36 texts and 11 pictures checked.")));
+    EXPECT_THAT(check({"--locale", "ja"}).out, HasSubstr("6 texts and 0 pictures checked."));
 }
 
 TEST_F(CheckCommand, warnsOfAPasswordThatARepositoryWouldTake) {
     putWhole("en-US");
-    put("review_information/demo_password.txt", "sesame");
-    EXPECT_THAT(check().out, Not(HasSubstr("secretInRepository"))); // no repository
+    put("review_information/demo_password.txt", "\n");
     ASSERT_EQ(runProgram({"/usr/bin/git", {"init", "--quiet"}, environment, folder.path(), ""}).status, 0);
+    EXPECT_THAT(check().out, Not(HasSubstr("secretInRepository"))); // there is none to be taken
+    put("review_information/demo_password.txt", "sesame");
     const auto warned = check();
     EXPECT_THAT(warned.out,
                 AllOf(HasSubstr("demo_password.txt: warning: "), HasSubstr("[secretInRepository]")));

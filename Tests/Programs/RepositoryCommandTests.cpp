@@ -60,11 +60,15 @@ TEST_F(Repository, isInitializedFromWhatItHolds) {
     put("work/screenshots/de-DE/1.png", "");
     createFolders(folder / "work/App.xcodeproj");
     createFolders(folder / "work/Other.xcodeproj");
-    const auto several = runIn("work", {"init", "--app", app, "--yes"});
+    const auto several = runIn("work", {"init", "--app", app, "--platform", "ios", "--yes"});
     EXPECT_EQ(several.status, 2) << several.all();
     EXPECT_THAT(several.error, HasSubstr("there are several projects"));
 
-    const std::vector<std::string> words = {"init", "--app", app, "--project", "App.xcodeproj", "--yes"};
+    std::vector<std::string> words = {"init", "--app", app, "--project", "App.xcodeproj", "--yes"};
+    const auto platforms = runIn("work", words);
+    EXPECT_EQ(platforms.status, 2) << platforms.all();
+    EXPECT_THAT(platforms.error, HasSubstr("--platform: ios, macos"));
+    words.insert(words.end(), {"--platform", "ios"});
     auto dry = words;
     dry.emplace_back("--dry-run");
     const auto shown = runIn("work", dry);
@@ -72,7 +76,7 @@ TEST_F(Repository, isInitializedFromWhatItHolds) {
     EXPECT_THAT(shown.out,
                 AllOf(HasSubstr(std::string("\napp = \"") + app + "\"\n"),
                       HasSubstr("\ntree = \"metadata\"\n"), HasSubstr("\nscreenshots = \"screenshots\"\n"),
-                      HasSubstr("\nproject = \"App.xcodeproj\"\n"), HasSubstr("\n# platform = ")));
+                      HasSubstr("\nproject = \"App.xcodeproj\"\n"), HasSubstr("\nplatform = \"ios\"\n")));
     EXPECT_EQ(get("work/quorvel.toml"), "(no file)");
     const auto written = runIn("work", words);
     EXPECT_EQ(written.status, 0) << written.all();
@@ -94,6 +98,41 @@ TEST_F(Repository, isInitializedFromWhatItHolds) {
                 HasSubstr("work/quorvel.toml is in force"));
 }
 
+TEST_F(Repository, namesNothingThatCannotBeMeant) {
+    const auto init = [&](std::vector<std::string> more) {
+        more.insert(more.begin(), {"init", "--yes"});
+        return runIn("work", std::move(more));
+    };
+    put("work/metadata/mac/de-DE/name.txt", "Moos");
+    put("work/notes.txt", "x");
+    for (const auto* name : {"not a bundle", "bundle", "com..", "1234567890"}) {
+        const auto refused = init({"--app", name});
+        EXPECT_EQ(refused.status, 2) << name << refused.all();
+        EXPECT_THAT(refused.error, AllOf(HasSubstr("is no bundle id"), HasSubstr("com.example.app")));
+    }
+    const auto file = init({"--app", "com.example.app", "--tree", "notes.txt"});
+    EXPECT_EQ(file.status, 2) << file.all();
+    EXPECT_THAT(file.error, AllOf(HasSubstr("notes.txt\" is a file"), HasSubstr("Name the folder.")));
+    EXPECT_EQ(init({"--app", "com.example.app", "--screenshots", "notes.txt"}).status, 2);
+    EXPECT_EQ(get("work/quorvel.toml"), "(no file)");
+    EXPECT_THAT(init({"--app", "com.example.app", "--dry-run"}).out, HasSubstr("platform = \"macos\""));
+    put("work/metadata/ios/de-DE/name.txt", "Moos");
+    const auto several = init({"--app", "com.example.app"});
+    EXPECT_EQ(several.status, 2) << several.all();
+    EXPECT_THAT(several.error, HasSubstr("--platform: ios, macos"));
+    EXPECT_EQ(init({"--app", "com.example.app", "--platform", "macos"}).status, 0);
+
+    // A path that leads nowhere is said to be the file's.
+    put("work/quorvel.toml", "app = \"com.example.app\"\ntree = \"metdata\"\n");
+    for (const auto* command : {"status", "check", "diff"}) {
+        const auto missing = runIn("work", {command});
+        EXPECT_EQ(missing.status, 4) << missing.all();
+        EXPECT_THAT(missing.error,
+                    AllOf(HasSubstr("work/metdata, which tree in "),
+                          HasSubstr("work/quorvel.toml names, is no folder. Correct that line")));
+    }
+}
+
 TEST_F(Repository, isCheckedOutPushedChangedOnBothSidesPulledAndPushed) {
     makeOrigin();
     clone("checkout");
@@ -102,6 +141,11 @@ TEST_F(Repository, isCheckedOutPushedChangedOnBothSidesPulledAndPushed) {
     put(german + "description.txt", "");
     std::filesystem::remove(folder / (german + "keywords.txt"));
     server.forgetRequests();
+
+    const auto checked = runIn("checkout/metadata", {"check"});
+    EXPECT_EQ(checked.status, 0) << checked.all() << "nobody knows yet what is there of the emptied text";
+    EXPECT_THAT(checked.out, HasSubstr("ios/next/de-DE/description.txt: warning: Is missing"));
+    EXPECT_EQ(requestsSent(), 0u);
 
     const auto unknown = runIn("checkout", {"push", "--yes"});
     EXPECT_EQ(unknown.status, 7) << unknown.all();
@@ -124,7 +168,14 @@ TEST_F(Repository, isCheckedOutPushedChangedOnBothSidesPulledAndPushed) {
     EXPECT_EQ(changesSent(), 1u);
     EXPECT_LE(requestsSent(), 14u);
 
+    const auto refusing = runIn("checkout", {"check"});
+    EXPECT_EQ(refusing.status, 1) << refusing.all();
+    EXPECT_THAT(refusing.out, HasSubstr("metadata/ios/next/de-DE/description.txt: error: "));
     put(german + "description.txt", "Neu.");
+    const std::vector<std::string> gate = {"check",    "--locale", "de-DE",      "--field",
+                                           "subtitle", "--field",  "description"};
+    const auto accepting = runIn("checkout", gate);
+    EXPECT_EQ(accepting.status, 0) << accepting.all();
     EXPECT_EQ(runIn("checkout", {"diff", "--exit-code", "--stat"}).status, 1);
     server.forgetRequests();
     const auto second = runIn("checkout", {"push", "--yes"});
@@ -141,8 +192,17 @@ TEST_F(Repository, isCheckedOutPushedChangedOnBothSidesPulledAndPushed) {
     const auto refused = runIn("checkout", {"push", "--yes"});
     EXPECT_NE(refused.status, 0);
     EXPECT_THAT(refused.all(), HasSubstr("changed on App Store Connect since the last pull"));
-    const auto pulled = runIn("checkout", {"pull", "--leave-edits"});
+    const auto pulled = runIn("checkout", {"pull"});
     EXPECT_EQ(pulled.status, 0) << pulled.all();
+    EXPECT_EQ(runIn("checkout", {"push", "--yes"}).status, 1) << "nobody chose";
+    const auto inConflict = runIn("checkout", gate);
+    EXPECT_EQ(inConflict.status, 1) << inConflict.all();
+    EXPECT_THAT(inConflict.out,
+                AllOf(HasSubstr("metadata/ios/next/de-DE/subtitle.txt: error: Changed here and on"),
+                      HasSubstr("'quorvel conflicts'"), HasSubstr("[inConflict]")));
+    EXPECT_EQ(runIn("checkout", {"resolve", "--ours", "--locale", "de-DE"}).status, 0);
+    const auto settled = runIn("checkout", gate);
+    EXPECT_EQ(settled.status, 0) << settled.all();
     EXPECT_EQ(get(german + "subtitle.txt"), "Mein Garten");
     EXPECT_EQ(get(german + "promotional_text.txt"), "Jetzt neu");
     EXPECT_NE(get(german + "keywords.txt"), "(no file)") << "it was never cleared";

@@ -18,6 +18,7 @@ struct TextUnderCheck {
     std::string_view text;
     FieldType field;
     const FieldTexts& beside;
+    std::string_view copy;
 };
 
 using Faults = std::vector<TextFault>;
@@ -37,7 +38,7 @@ void findRemarked(const TextUnderCheck& checked, Faults& faults) {
 }
 
 void findLength(const TextUnderCheck& checked, Faults& faults) {
-    const auto& [text, field, beside] = checked;
+    const auto& [text, field, beside, copy] = checked;
     if (isOverLimit(text, field))
         faults.push_back({CheckRule::overLimit, graphemePrefix(text, limitOf(field)).size(),
                           explainOverLimit(text, field)});
@@ -75,7 +76,7 @@ void findKeywordsOfName(const TextUnderCheck& checked, Faults& faults) {
 }
 
 void findValue(const TextUnderCheck& checked, Faults& faults) {
-    if (auto fault = valueFault(checked.field, checked.text))
+    if (auto fault = valueFault(checked.field, checked.text, checked.copy))
         faults.push_back({CheckRule::invalidValue, 0, *std::move(fault)});
     else if (kindOf(checked.field) == FieldKind::address && isUnencrypted(checked.text))
         faults.push_back({CheckRule::unencryptedAddress, 0,
@@ -95,11 +96,12 @@ TextPlace placeOf(std::string_view text, std::size_t offset) {
             1 + static_cast<std::int64_t>(graphemeCount(before.substr(lineStart)))};
 }
 
-std::vector<TextFault> faultsOf(std::string_view text, FieldType field, const FieldTexts& beside) {
+std::vector<TextFault> faultsOf(std::string_view text, FieldType field, const FieldTexts& beside,
+                                std::string_view copy) {
     Faults faults;
     if (isBlank(text)) return faults;
     for (const auto rule : textRules)
-        rule({text, field, beside}, faults);
+        rule({text, field, beside, copy}, faults);
     return faults;
 }
 

@@ -28,8 +28,9 @@ struct TextPlace {
 };
 [[nodiscard]] TextPlace placeOf(std::string_view text, std::size_t offset);
 
-/// The faults of the text of `field`, `beside` being all texts of its locale; none of a blank text.
+/// The faults of the text of `field`, `beside` being all texts of its locale and `copy` what App Store
+/// Connect held at the last pull; none of a blank text.
 [[nodiscard]] std::vector<TextFault> faultsOf(std::string_view text, FieldType field,
-                                              const FieldTexts& beside);
+                                              const FieldTexts& beside, std::string_view copy = {});
 
 } // namespace quorvel

@@ -11,7 +11,13 @@
 
 #include <algorithm>
 #include <filesystem>
+#include <map>
+#include <optional>
 #include <span>
+#include <string>
+#include <string_view>
+#include <tuple>
+#include <vector>
 
 namespace quorvel {
 
@@ -20,12 +26,24 @@ namespace {
 using Check = CheckTexts::Check;
 using Findings = std::span<const CheckFinding>;
 
-// As somebody in the current folder, or a service that shows files of it, names the file.
+std::filesystem::path wholePath(const Check& check, const CheckFinding& finding) {
+    return (std::filesystem::path(check.folder) / finding.file).lexically_normal();
+}
+
+// As somebody in the current folder names the file; one that lies far away by its whole path.
 std::string nearestPath(const Invocation& invocation, const Check& check, const CheckFinding& finding) {
-    const std::filesystem::path whole =
-        (std::filesystem::path(check.folder) / finding.file).lexically_normal();
+    const auto whole = wholePath(check, finding);
     const auto relative = whole.lexically_relative(invocation.surroundings.workingFolder);
-    return relative.empty() || *relative.begin() == ".." ? whole.native() : relative.native();
+    return relative.empty() || relative.native().size() > whole.native().size() ? whole.native()
+                                                                                : relative.native();
+}
+
+// As a service that shows the repository names the file.
+std::string pathInRepository(const Invocation& invocation, const Check& check, const CheckFinding& finding) {
+    if (!check.repository) return nearestPath(invocation, check, finding);
+    const auto relative = wholePath(check, finding).lexically_relative(*check.repository);
+    return relative.empty() || *relative.begin() == ".." ? nearestPath(invocation, check, finding)
+                                                         : relative.native();
 }
 
 std::string placeSuffix(const CheckFinding& finding) {
@@ -47,7 +65,7 @@ std::string workflowCommand(const Invocation& invocation, const Check& check, co
     constexpr std::string_view ofProperties = "%\r\n:,";
     std::string command =
         fmt::format("::{} file={}", rawValue(finding.severity),
-                    escapedForWorkflow(nearestPath(invocation, check, finding), ofProperties));
+                    escapedForWorkflow(pathInRepository(invocation, check, finding), ofProperties));
     if (finding.line) command += fmt::format(",line={},col={}", *finding.line, finding.column.value_or(1));
     return fmt::format("{},title={}::{}", command, rawValue(finding.rule),
                        escapedForWorkflow(inCommands(finding.text), "%\r\n"));
@@ -66,20 +84,45 @@ void printFinding(Invocation& invocation, const Check& check, const CheckFinding
                                   escapeControls(inCommands(finding.text)), rawValue(finding.rule)));
 }
 
-// Many warnings of one rule say the same; errors are mended one by one.
-void printRule(Invocation& invocation, const Check& check, Findings findings) {
+// The locales of the findings behind the first, or their files where they are of none.
+std::string placesOf(const Invocation& invocation, const Check& check, Findings alike) {
+    std::vector<std::string> places;
+    for (const CheckFinding& finding : alike.subspan(1)) {
+        const std::string place =
+            finding.locale.empty() ? nearestPath(invocation, check, finding) : finding.locale;
+        if (std::ranges::find(places, place) == places.end()) places.push_back(place);
+    }
+    return fmt::format("{}", fmt::join(places, ", "));
+}
+
+// Findings that say the same of one file of many locales are one line that names all of them.
+void printAlike(Invocation& invocation, const Check& check, Findings alike) {
     constexpr std::size_t eachAtMost = 4;
-    if (findings.size() <= eachAtMost || findings.front().severity == CheckSeverity::error ||
-        invocation.global.verbose) {
-        for (const CheckFinding& finding : findings)
+    if (alike.size() <= eachAtMost || invocation.global.verbose) {
+        for (const CheckFinding& finding : alike)
             printFinding(invocation, check, finding);
         return;
     }
-    const CheckRuleFacts& facts = factsOf(findings.front().rule);
-    invocation.output.styledLine(
-        fmt::format("{} and {} more: {}: {} [{}]",
-                    escapeControls(nearestPath(invocation, check, findings.front())), findings.size() - 1,
-                    styledSeverity(invocation.output, findings.front().severity), facts.summary, facts.name));
+    const CheckFinding& first = alike.front();
+    invocation.output.styledLine(fmt::format(
+        "{}{} and {} more ({}): {}: {} [{}]", escapeControls(nearestPath(invocation, check, first)),
+        placeSuffix(first), alike.size() - 1, escapeControls(placesOf(invocation, check, alike)),
+        styledSeverity(invocation.output, first.severity), escapeControls(inCommands(first.text)),
+        rawValue(first.rule)));
+}
+
+// Puts what says the same side by side, where the first of it stands.
+std::vector<std::vector<CheckFinding>> groupsOfAlike(const std::vector<CheckFinding>& findings) {
+    std::vector<std::vector<CheckFinding>> groups;
+    std::map<std::tuple<CheckSeverity, CheckRule, std::optional<FieldType>, std::string_view>, std::size_t>
+        known;
+    for (const CheckFinding& finding : findings) {
+        const auto [group, isNew] =
+            known.try_emplace({finding.severity, finding.rule, finding.field, finding.text}, groups.size());
+        if (isNew) groups.emplace_back();
+        groups[group->second].push_back(finding);
+    }
+    return groups;
 }
 
 void printCheck(Invocation& invocation, const Check& check) {
@@ -89,16 +132,8 @@ void printCheck(Invocation& invocation, const Check& check) {
             fmt::format("{}: {}", check.app ? check.app->displayName : "", reportOf(*check.failure).text));
         return;
     }
-    const auto sameRule = [](const CheckFinding& left, const CheckFinding& right) {
-        return left.rule == right.rule && left.severity == right.severity;
-    };
-    for (auto first = check.findings.begin(); first != check.findings.end();) {
-        const auto end = std::find_if_not(first, check.findings.end(), [&](const CheckFinding& finding) {
-            return sameRule(*first, finding);
-        });
-        printRule(invocation, check, {first, end});
-        first = end;
-    }
+    for (const auto& alike : groupsOfAlike(check.findings))
+        printAlike(invocation, check, alike);
     output.line(fmt::format("{}{}: {} and {} checked.",
                             check.app ? fmt::format("{} ", check.app->displayName) : "", check.context,
                             counted(static_cast<std::size_t>(check.texts), "text"),

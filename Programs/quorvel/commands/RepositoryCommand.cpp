@@ -82,11 +82,12 @@ PlanRepository::Request askedRequest(Invocation& invocation, PlanRepository::Req
         request.tree =
             askPart(output, {"Where are the store texts? A folder:", shownPaths(plan.found.trees, folder),
                              shown(plan.content.tree)});
+    const std::vector<std::string> everyPlatform = {"ios", "macos", "tvos", "visionos"};
     if (!request.platform)
-        request.platform = askPart(output, {"Whose coming version is worked on? Left out, each command takes "
-                                            "the one that was pulled:",
-                                            {"ios", "macos", "tvos", "visionos"},
-                                            std::nullopt});
+        request.platform =
+            askPart(output, {"Whose coming version is worked on? Left out, each command takes "
+                             "the one that was pulled:",
+                             plan.platforms.empty() ? everyPlatform : plan.platforms, std::nullopt});
     if (!request.screenshots)
         request.screenshots = askPart(
             output, {"Where are the screenshots? A folder:", shownPaths(plan.found.screenshots, folder),
@@ -130,6 +131,8 @@ ExitStatus init(Invocation& invocation) {
         requireAnswer(plan.found.trees, plan.content.tree, "trees of store texts", "--tree");
         requireAnswer(plan.found.screenshots, plan.content.screenshots, "folders of screenshots",
                       "--screenshots");
+        requireAnswer(plan.platforms, plan.content.context, "platforms that the texts may be of",
+                      "--platform");
         requireAnswer(plan.found.projects, plan.content.project, "projects", "--project");
     }
     if (isDryRun) {

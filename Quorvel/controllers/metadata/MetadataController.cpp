@@ -75,6 +75,11 @@ MetadataStore MetadataController::pulledStore(const MetadataFolder& folder,
                                               const std::optional<std::string>& context) const {
     const ContextID wanted = access_.contexts(folder).known(context).value_or(ContextID{});
     const MetadataFolder contextFolder = folder.contextFolder(wanted);
+    if (const auto& origin = access_.folderOrigin(); origin && !isFolder(folder))
+        throw OperationRefused(Refusal::noContextSelected,
+                               fmt::format("{}, which {} names, is no folder. Correct that line, or pull to "
+                                           "have the folder made",
+                                           escapeControls(folder.rootURL.native()), escapeControls(*origin)));
     if (!isFolder(contextFolder))
         throw OperationRefused(
             Refusal::noContextSelected,

@@ -67,8 +67,8 @@ class MetadataController {
     };
     [[nodiscard]] RemoteLook compareRemote(const std::optional<std::string>& context = {}) const;
 
-    /// What App Store Connect or a push would refuse of a context's texts and pictures. Asks nobody. Throws
-    /// as `compare`.
+    /// What App Store Connect or a push would refuse of a context's texts and pictures, as far as the filter
+    /// asks for it: pictures are of no field. Asks nobody. Throws as `compare`.
     struct Check {
         ContextID context;
         MetadataFolder folder; // of the context
@@ -78,7 +78,8 @@ class MetadataController {
         std::size_t texts = 0;
         std::size_t pictures = 0;
     };
-    [[nodiscard]] Check check(const std::optional<std::string>& context = {}) const;
+    [[nodiscard]] Check check(const std::optional<std::string>& context = {},
+                              const PushFilter& filter = {}) const;
 
     /// Which texts and screenshots the locales of a context have here and on App Store Connect, as far as
     /// the last pull tells; nothing where there is no folder of it.

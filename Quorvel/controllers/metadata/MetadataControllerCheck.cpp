@@ -6,6 +6,8 @@
 #include "Platform/text/Text.h"
 #include "Quorvel/controllers/metadata/SecretExposure.h"
 
+#include <fmt/format.h>
+
 #include <algorithm>
 #include <iterator>
 #include <map>
@@ -56,9 +58,28 @@ std::optional<CheckFinding> findSecret(const MetadataFolder& folder) {
                         std::move(exposed->text)};
 }
 
+// Pictures where they would lie if the repository did not name another folder.
+std::optional<CheckFinding> findPassedOver(const std::filesystem::path& own,
+                                           const std::filesystem::path& place) {
+    std::error_code unreachable;
+    if (own == place || !std::filesystem::is_directory(own, unreachable) ||
+        std::filesystem::equivalent(own, place, unreachable))
+        return std::nullopt;
+    return CheckFinding{
+        CheckSeverity::warning,
+        CheckRule::unusedPicture,
+        {},
+        std::nullopt,
+        own.native(),
+        {},
+        {},
+        fmt::format("No push takes these pictures, but those in {}.", escapeControls(place.native()))};
+}
+
 } // namespace
 
-MetadataController::Check MetadataController::check(const std::optional<std::string>& context) const {
+MetadataController::Check MetadataController::check(const std::optional<std::string>& context,
+                                                    const PushFilter& filter) const {
     const ManagedApp app = access_.record();
     const MetadataFolder root = access_.folderToRead(app, *gate_);
     const MetadataStore store = pulledStore(root, context);
@@ -68,9 +89,15 @@ MetadataController::Check MetadataController::check(const std::optional<std::str
     LocaleSet expected;
     for (const ManagedLocale& locale : access_.locales(app))
         expected.insert(locale.code);
-    CheckedTree texts = checkTree(store, rules, contexts.releaseOf(wanted), expected);
-    CheckedPictures pictures =
-        checkPictures(screenshotPaths(root, wanted).pictures, wanted.platform, rules.disabledLocales);
+    PushFilter asked = filter;
+    asked.release = contexts.releaseOf(wanted);
+    CheckedTree texts = checkTree(store, rules, asked, expected);
+    const auto own = screenshotPaths(root, wanted).pictures;
+    const auto place = access_.pictures().value_or(own);
+    const auto isAsked = [&](const std::string& locale) {
+        return filter.fields.empty() && filter.takes({locale, {}}) && !rules.disabledLocales.contains(locale);
+    };
+    CheckedPictures pictures = checkPictures(place, wanted.platform, isAsked);
     Check check{wanted,
                 store.folder(),
                 contexts.savedContext(wanted),
@@ -80,7 +107,10 @@ MetadataController::Check MetadataController::check(const std::optional<std::str
                 pictures.pictures};
     check.findings.insert(check.findings.end(), std::make_move_iterator(pictures.findings.begin()),
                           std::make_move_iterator(pictures.findings.end()));
-    if (auto secret = findSecret(store.folder())) check.findings.push_back(*std::move(secret));
+    if (isAsked("")) {
+        if (auto secret = findSecret(store.folder())) check.findings.push_back(*std::move(secret));
+        if (auto passedOver = findPassedOver(own, place)) check.findings.push_back(*std::move(passedOver));
+    }
     sortFindings(check.findings);
     return check;
 }
@@ -94,7 +124,8 @@ MetadataController::overviewOfLocales(const std::optional<std::string>& context)
     if (!isFolder(store.folder())) return std::nullopt;
     const ReadContext read = readContext(store, access_.textRules(app, root));
     const ScreenshotPaths paths = screenshotPaths(root, wanted);
-    const LocaleSet pictures = localesWithPictures(paths.pictures, wanted.platform);
+    const LocaleSet pictures =
+        localesWithPictures(access_.pictures().value_or(paths.pictures), wanted.platform);
     const LocaleSet screenshots = localesWithScreenshots(paths.catalog);
     std::set<std::string> locales;
     for (const auto* side : {&read.local.texts, &read.pulled.texts})

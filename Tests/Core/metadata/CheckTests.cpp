@@ -2,6 +2,7 @@
 #include "Core/metadata/WebAddress.h"
 #include "Core/metadata/check/TextCheck.h"
 #include "Core/metadata/check/TreeCheck.h"
+#include "Core/metadata/merge/TextConflicts.h"
 #include "Platform/files/Files.h"
 #include "Tests/support/SandboxFixture.h"
 #include "Tests/support/TemporaryFolder.h"
@@ -22,7 +23,10 @@ using Rule = CheckRule;
 
 struct CheckedFolder {
     test::TemporaryFolder outer;
-    MetadataStore store{MetadataFolder{outer / "ios/next"}};
+    MetadataStore store;
+
+    explicit CheckedFolder(const std::optional<TreeInPlace>& inPlace = {})
+        : store(MetadataFolder{outer.path(), inPlace}.contextFolder({})) {}
 
     void put(std::string_view path, std::string_view content) const {
         const auto file = store.folder().rootURL / path;
@@ -42,7 +46,7 @@ struct CheckedFolder {
     [[nodiscard]] std::vector<CheckFinding> check(const TextRules& rules = {},
                                                   Release release = Release::update,
                                                   const LocaleSet& expected = {}) const {
-        return checkTree(store, rules, release, expected).findings;
+        return checkTree(store, rules, {.release = release}, expected).findings;
     }
     /// "error overLimit de-DE/name.txt:1:31" of each finding.
     [[nodiscard]] std::vector<std::string> told(const std::vector<CheckFinding>& findings) const {
@@ -189,8 +193,10 @@ TEST(TreeCheck, judgesByWhatAppStoreConnectHolds) {
     EXPECT_THAT(tree.told(tree.check()), Contains("error byteOrderMark en-US/keywords.txt:1:1"));
     tree.store.write("en-US", FieldType::keywords, "\uFEFFbeds", TextSide::pulled);
     EXPECT_THAT(tree.told(tree.check()), Contains("warning byteOrderMark en-US/keywords.txt:1:1"));
-    // A pull brought no description, so nothing of it is there.
+    // What was copied tells nothing of other fields, until a pull finds that there is no description.
     tree.put("en-US/description.txt", "");
+    EXPECT_THAT(tree.told(tree.check()), Contains("warning missingText en-US/description.txt"));
+    tree.store.write("en-US", FieldType::description, "", TextSide::pulled);
     EXPECT_THAT(tree.told(tree.check()), Contains("error missingText en-US/description.txt"));
     tree.store.write("en-US", FieldType::description, "Plans.", TextSide::pulled);
     EXPECT_THAT(tree.told(tree.check()), Contains("error clearsField en-US/description.txt"));
@@ -198,6 +204,84 @@ TEST(TreeCheck, judgesByWhatAppStoreConnectHolds) {
                 Contains("warning firstVersion en-US/release_notes.txt"));
     tree.store.write("sv", FieldType::name, "Mossa", TextSide::pulled);
     EXPECT_THAT(tree.told(tree.check()), Contains("warning missingLocale sv"));
+}
+
+// The file is one, whatever many locales it stands for; one that stands for none is told, too.
+TEST(TreeCheck, tellsAFaultOfTheTextOfAllLocalesOnce) {
+    const CheckedFolder tree(TreeInPlace{});
+    for (const auto* locale : {"en-US", "fr-FR", "ja"}) {
+        tree.putWhole(locale);
+        std::filesystem::remove(tree.outer / locale / "name.txt");
+        std::filesystem::remove(tree.outer / locale / "release_notes.txt");
+    }
+    tree.put("default/name.txt", std::string(31, 'n'));
+    tree.put("default/release_notes.txt", "\xFF");
+    tree.put("default/keywords.txt", "beds");
+    tree.put("screenshots/en-US/1.png", "x");
+    tree.put("previews-macos-next/en-US/1.mp4", "x");
+    EXPECT_THAT(tree.told(tree.check()),
+                testing::ElementsAre("error unreadableFile default/release_notes.txt",
+                                     "error overLimit default/name.txt:1:31",
+                                     "warning unknownFile default/keywords.txt"));
+    // App Store Connect took the name for one of them, and would refuse it for the others.
+    tree.store.write("en-US", FieldType::name, std::string(31, 'n'), TextSide::pulled);
+    EXPECT_THAT(tree.told(tree.check()), Contains("error overLimit default/name.txt:1:31"));
+    const auto checked = checkTree(tree.store, {}, {.locales = {"ja"}, .fields = {FieldType::name}});
+    EXPECT_THAT(tree.told(checked.findings), testing::ElementsAre("error overLimit default/name.txt:1:31"));
+    EXPECT_EQ(checked.texts, 1u);
+    EXPECT_EQ(checkTree(tree.store, {}).texts, 13u) << "the file of all locales counts once";
+    tree.put("ja/name.txt", "Moss");
+    EXPECT_TRUE(checkTree(tree.store, {}, {.locales = {"ja"}, .fields = {FieldType::name}}).findings.empty());
+}
+
+TEST(TreeCheck, holdsTheFieldsOfThePageAgainstWhatAPushRefuses) {
+    const CheckedFolder tree;
+    tree.putWhole("en-US");
+    for (const auto& [file, text] : {std::pair{"copyright", "2026 Fernhollow\nStudio"},
+                                     {"release_type", "after aproval"},
+                                     {"earliest_release_date", "tomorrow"},
+                                     {"primary_category", "PRODUCTIVTY"},
+                                     {"review_information/email_address", "help at example.com"},
+                                     {"review_information/phone_number", "call us"},
+                                     {"review_information/demo_required", "perhaps"}})
+        tree.put(std::string(file) + ".txt", text);
+    tree.put("rating_config.json", R"({"gamblin": true})");
+    const auto refused = tree.check();
+    EXPECT_EQ(refused.size(), 8u) << testing::PrintToString(tree.told(refused));
+    for (const CheckFinding& finding : refused)
+        EXPECT_TRUE(finding.rule == Rule::invalidValue && finding.severity == CheckSeverity::error)
+            << finding.file;
+    for (const auto& [file, text] : {std::pair{"copyright", "2026 Fernhollow Studio\n"},
+                                     {"release_type", "After Approval\n"},
+                                     {"earliest_release_date", "2026-12-01T09:00:00+01:00"},
+                                     {"primary_category", "Productivity"},
+                                     {"review_information/email_address", "help@example.com"},
+                                     {"review_information/phone_number", "+44 (0)20 7946-0000\n"},
+                                     {"review_information/demo_required", "yes"}})
+        tree.put(std::string(file) + ".txt", text);
+    // An answer that is new to this program, but not to App Store Connect.
+    tree.put("rating_config.json", R"({"newQuestion": false})");
+    tree.store.write(std::string(pageLocale), FieldType::ageRating, R"({"newQuestion": true})",
+                     TextSide::pulled);
+    const std::string user = "review_information/demo_user.txt",
+                      password = "review_information/demo_password.txt";
+    EXPECT_THAT(tree.told(tree.check()),
+                testing::IsSupersetOf({"error missingText " + user, "error missingText " + password}));
+    EXPECT_THAT(tree.told(tree.check()), Not(Contains(HasSubstr("invalidValue"))));
+    tree.put(user, "reviewer");
+    tree.put(password, "sesame");
+    EXPECT_THAT(tree.told(tree.check()), Not(Contains(HasSubstr("missingText review"))));
+}
+
+TEST(TreeCheck, tellsWhatAConflictKeepsFromAPush) {
+    const CheckedFolder tree;
+    tree.putWhole("en-US");
+    tree.putWhole("ja");
+    const TextConflicts conflicts(tree.store.folder());
+    conflicts.keep({.key = {"ja", FieldType::subtitle}, .base = "a", .ours = "b", .theirs = "Plan beds"});
+    EXPECT_THAT(tree.told(tree.check()), testing::ElementsAre("error inConflict ja/subtitle.txt"));
+    EXPECT_TRUE(tree.check({{"ja"}}).empty());
+    EXPECT_TRUE(checkTree(tree.store, {}, {.locales = {"en-US"}}).findings.empty());
 }
 
 // Whatever a push leaves out is found, and as an error where the push waits for somebody to mend it.
@@ -229,6 +313,9 @@ TEST(TreeCheck, agreesWithThePush) {
                 if (random() % 3 != 0)
                     tree.store.write(locale, field, pick(texts), TextSide::local, Durability::later);
             }
+        if (round % 2)
+            TextConflicts(tree.store.folder())
+                .keep({.key = {"ja", pick(storeTexts)}, .base = "", .ours = "b", .theirs = "c"});
         const TextRules rules{{"sv"}, round % 2 ? FinalLineBreak::strip : FinalLineBreak::keep};
         const Release release = round % 3 ? Release::update : Release::first;
         const auto findings = tree.check(rules, release);

@@ -1,3 +1,5 @@
+#include "Core/screenshots/ScreenshotImport.h"
+#include "Core/screenshots/ScreenshotPushScanner.h"
 #include "Core/screenshots/previews/PosterFrame.h"
 #include "Core/screenshots/previews/PreviewFile.h"
 #include "Core/screenshots/previews/VideoHeader.h"
@@ -105,6 +107,38 @@ TEST(PreviewFile, saysWhatAppStoreConnectWouldRefuse) {
     EXPECT_THAT(
         problemOfPreview({folder / "none.mp4", "en-US", "IPHONE_67"}, PictureCheck::none).value_or(""),
         HasSubstr("Could not stat"));
+}
+
+// A video for a device that shows none goes nowhere else, whatever its size fits.
+TEST(PreviewFile, isRefusedInFoldersOfDevicesWithoutPreviews) {
+    const test::TemporaryFolder outer;
+    const std::string video = test::sampleVideo();
+    for (const auto* folder : {"APP_WATCH_ULTRA", "watch_ultra", "Apple-Watch", "watchOS/en-US/big",
+                               "imessage", "IMESSAGE_APP_IPHONE", "APP_IPAD_129", "ipad_129"})
+        test::put(outer / "en-US" / folder / "1.mp4", video);
+    test::put(outer / "en-US/0_APP_WATCH_SERIES_7_0.mp4", video);
+    test::put(outer / "en-US/watch/iphone-67/1.mp4", video); // what is nearer counts
+    test::put(outer / "en-US/birdwatch/2.mp4", video);
+    const auto scan = ScreenshotPushScanner(outer.path(), ASCPlatform::iOS, AssetKind::preview).scan();
+    ASSERT_EQ(scan.items.size(), 2u);
+    EXPECT_EQ(scan.items[0].displayType, "IPHONE_67");
+    EXPECT_EQ(scan.failures.size(), 9u);
+    for (const auto& failure : scan.failures)
+        EXPECT_THAT(failure.text, HasSubstr("shows no previews.")) << failure.fileURL;
+}
+
+TEST(PreviewFile, isNotImportedWhenItIsNone) {
+    const test::TemporaryFolder outer;
+    test::put(outer / "tree/en-US/iphone-67/1.mp4", test::sampleVideo());
+    test::put(outer / "tree/en-US/iphone-67/2.mp4", "This is no video at all, by its bytes.");
+    for (const auto dryRun : {DryRun::yes, DryRun::no}) {
+        const auto report = importScreenshots(outer / "tree", {outer / "previews", outer / "kept"},
+                                              {.kind = AssetKind::preview}, dryRun);
+        EXPECT_EQ(report.imported, std::vector<std::string>{"en-US/IPHONE_67/1.mp4"});
+        ASSERT_EQ(report.failures.size(), 1u);
+        EXPECT_THAT(report.failures[0], HasSubstr("en-US/iphone-67/2.mp4: is "));
+    }
+    EXPECT_FALSE(std::filesystem::exists(outer / "previews/en-US/IPHONE_67/2.mp4"));
 }
 
 TEST(PosterFrame, isATimeCodeOrSecondsBesideItsVideo) {
