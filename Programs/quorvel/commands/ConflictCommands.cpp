@@ -112,8 +112,9 @@ void printSettled(Output& output, const Resolved& result) {
             fmt::format("{} settled, the same as on App Store Connect: {}.", equal.size(), placesOf(equal)));
     for (const ResolveConflicts::Settled& one : result.settled)
         if (one.leftOut)
-            output.warning(fmt::format("{} {} is settled, but a push leaves it out. {}", one.locale,
-                                       shortLabelOf(one.field), one.leftOutBecause.value_or("")));
+            output.warning(fmt::format("{} {} is settled, but a push leaves it out. {}",
+                                       shownLocale(one.locale), shortLabelOf(one.field),
+                                       one.leftOutBecause.value_or("")));
     if (clears) output.note("'quorvel push --allow-clear' removes texts from App Store Connect.");
     if (result.open > 0)
         output.note(
