@@ -25,9 +25,22 @@ std::string withUnknownOutcome(std::string_view error) {
 
 const std::string cutShortText = withUnknownOutcome("Cancelled while it was being sent.");
 
-std::string textOf(const ASCError& error) {
+// What an answer says may quote the request, in whatever spelling: nothing of it is shown where that held a
+// secret.
+std::string withoutAnswer(const ASCError& error) {
+    const bool isAnswer = error.as<ASCError::HTTPStatus>() || error.as<ASCError::APIErrors>() ||
+                          error.as<ASCError::DecodingFailed>();
+    if (!isAnswer) return error.description();
+    return fmt::format(
+        "App Store Connect answered{}. What it says may quote the password, so it is not shown.",
+        error.httpStatus() ? fmt::format(" with HTTP {}", *error.httpStatus()) : "");
+}
+
+std::string textOf(const ASCError& error, const std::vector<Value>& sent) {
     if (error.as<ASCError::Cancelled>()) return cutShortText;
-    return mayHaveBeenDone(error) ? withUnknownOutcome(error.description()) : error.description();
+    const bool holdsSecret = std::ranges::any_of(sent, isSecret, &Value::first);
+    const std::string text = holdsSecret ? withoutAnswer(error) : error.description();
+    return mayHaveBeenDone(error) ? withUnknownOutcome(text) : text;
 }
 
 template <typename Attributes>
@@ -141,7 +154,7 @@ LocalizationWriter::Refusal LocalizationWriter::attempt(const std::vector<Value>
     } catch (const CancellationError&) {
         failure = {cutShortText, ASCError::Kind::cancelled};
     } catch (const ASCError& error) {
-        failure = {textOf(error), error.kind()};
+        failure = {textOf(error, values), error.kind()};
         if (isRefusalOfContent(error))
             refusal = isRefusalByState(error) ? Refusal::ofState : Refusal::ofContent;
     } catch (const MetadataError& error) {

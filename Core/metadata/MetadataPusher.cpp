@@ -32,10 +32,12 @@ constexpr std::string_view noAppInfo =
 constexpr std::string_view conflictText =
     "changed on App Store Connect since the last pull; pull to see it, then push again";
 
+constexpr std::string_view forbiddenAgeRatingText =
+    "The API key may not see the age rating, so it was not sent.";
+constexpr std::string_view forbiddenReviewText =
+    "The API key may not see what App Review is told, so it was not sent.";
 constexpr std::string_view noAgeRatingText =
     "App Store Connect has no age rating declaration for this app yet. Answer it once on its web page.";
-constexpr std::string_view hiddenRefusalText =
-    "App Store Connect refused it. What it answers quotes the password, so it is not shown.";
 
 bool isOfAppInfo(FieldHome home) {
     return home == FieldHome::appInfoLocalization || home == FieldHome::appInfo ||
@@ -59,10 +61,11 @@ struct Resolution {
     std::optional<std::string> appInfoID;
     RemoteLocalizations appInfoLocalizations;
     std::map<FieldHome, RemoteLocalization> page; // a resource that does not exist is missing
+    std::set<FieldHome> forbidden;                // of the page; the key may not see them
 
     // What the field holds, also when its resource is missing; nothing for an app without app info.
     [[nodiscard]] std::optional<std::string> textOf(const Job& job, FieldType field) const {
-        if (isOfAppInfo(job.home) && !appInfoID) return std::nullopt;
+        if ((isOfAppInfo(job.home) && !appInfoID) || forbidden.contains(job.home)) return std::nullopt;
         const RemoteLocalization* resource = find(job);
         return resource ? resource->texts[field].value_or("") : "";
     }
@@ -133,8 +136,11 @@ class Resolver {
             });
         if (homes_.contains(FieldHome::reviewDetail))
             requests.emplace_back([&] {
-                if (const auto detail = client_.getReviewDetail(context_.versionId))
-                    add(FieldHome::reviewDetail, detail->id, reviewTexts(detail));
+                const auto detail = ifAllowed([&] { return client_.getReviewDetail(context_.versionId); });
+                if (!detail)
+                    forbid(FieldHome::reviewDetail);
+                else if (*detail)
+                    add(FieldHome::reviewDetail, (*detail)->id, reviewTexts(*detail));
             });
         if (std::ranges::any_of(homes_, isOfAppInfo)) requests.emplace_back([&] { resolveAppInfo(); });
         runAll(requests);
@@ -145,6 +151,11 @@ class Resolver {
     void add(FieldHome home, const std::string& id, FieldTexts texts) {
         const std::lock_guard lock(mutex_);
         found_.page[home] = {id, std::move(texts)};
+    }
+
+    void forbid(FieldHome home) {
+        const std::lock_guard lock(mutex_);
+        found_.forbidden.insert(home);
     }
 
     void resolveAppInfo() {
@@ -160,8 +171,11 @@ class Resolver {
             });
         if (homes_.contains(FieldHome::ageRating))
             requests.emplace_back([&] {
-                if (const auto declaration = client_.getAgeRatingDeclaration(id))
-                    add(FieldHome::ageRating, declaration->id, ageRatingTexts(declaration));
+                const auto declaration = ifAllowed([&] { return client_.getAgeRatingDeclaration(id); });
+                if (!declaration)
+                    forbid(FieldHome::ageRating);
+                else if (*declaration)
+                    add(FieldHome::ageRating, (*declaration)->id, ageRatingTexts(*declaration));
             });
         runAll(requests);
     }
@@ -171,7 +185,7 @@ class Resolver {
     const PlatformContext& context_;
     std::set<FieldHome> homes_;
     Resolution found_;
-    std::mutex mutex_; // over found_.page
+    std::mutex mutex_; // over the page of found_
 };
 
 enum class RemoteState { asPulled, sameText, conflict };
@@ -229,7 +243,8 @@ class JobRunner {
 
     JobRunner(const ASCClientProtocol& client, const MetadataStore& store, const PlatformContext& context,
               const Resolution& resolution, const std::vector<PendingChange>& changes,
-              const std::string& appName, Secrets secrets, PushRecording::Record begin = {})
+              const std::string& appName, Secrets secrets, MetadataPusher::Base base,
+              PushRecording::Record begin = {})
         : client_(client),
           store_(store),
           context_(context),
@@ -237,33 +252,37 @@ class JobRunner {
           changes_(changes),
           appName_(appName),
           secrets_(secrets),
+          base_(base),
           begin_(std::move(begin)),
-          hasCopies_(!store.localesOnDisk(TextSide::pulled).empty()) {}
+          hasCopies_(!store.localesOnDisk(TextSide::pulled).empty()) {
+        // Read once: what is sent is what the copy holds then, whatever is saved meanwhile.
+        for (const PendingChange& change : changes)
+            if (isSecret(change.field)) secret_ = secretIn(TextSide::local, change.field);
+    }
 
     [[nodiscard]] LocalizationWriter::Result run(const Job& job) {
         LocalizationWriter::Result result;
         if (isOfAppInfo(job.home) && !resolution_.appInfoID) return failed(job, noAppInfo);
+        if (resolution_.forbidden.contains(job.home))
+            return failed(job,
+                          job.home == FieldHome::ageRating ? forbiddenAgeRatingText : forbiddenReviewText,
+                          ASCError::Kind::credentialsRefused);
         std::vector<LocalizationWriter::Value> values;
         std::vector<PushOutcome> begun;
         const RemoteLocalization* existing = resolution_.find(job);
         if (!existing && job.home == FieldHome::ageRating) return failed(job, noAgeRatingText);
         std::vector<FieldType> conflicts;
-        std::string secret;
         for (const std::size_t index : job.changes) {
             const PendingChange& change = changes_[index];
             const RemoteState state = stateOf(job, change, existing);
             if (state == RemoteState::conflict) conflicts.push_back(change.field);
             if (state != RemoteState::asPulled) continue;
             values.emplace_back(change.field, valueToSend(change, existing));
-            if (isSecret(change.field)) secret = values.back().second;
             begun.push_back({.change = change, .previous = textBefore(job, change)});
         }
         if (begin_ && !begun.empty() && !currentStopToken().stop_requested()) begin_(begun);
         if (!values.empty())
             result = LocalizationWriter(client_, targetOf(job), closed_).write(std::move(values));
-        if (!secret.empty())
-            for (auto& [field, failure] : result.failures)
-                if (failure.text.find(secret) != std::string::npos) failure.text = hiddenRefusalText;
         for (const FieldType field : conflicts)
             result.failures[field].text = existing ? conflictText : removedText;
         return result;
@@ -289,15 +308,15 @@ class JobRunner {
 
     // What the pulled copy of a change is now that App Store Connect took it.
     [[nodiscard]] std::string copyAfter(const PendingChange& change) const {
-        return isSecret(change.field) ? secretIn(TextSide::local, change.field)
-                                      : std::string(change.textToSend());
+        return isSecret(change.field) ? secret_ : std::string(change.textToSend());
     }
 
   private:
-    [[nodiscard]] LocalizationWriter::Result failed(const Job& job, std::string_view text) const {
+    [[nodiscard]] LocalizationWriter::Result failed(const Job& job, std::string_view text,
+                                                    std::optional<ASCError::Kind> kind = {}) const {
         LocalizationWriter::Result result;
         for (const std::size_t index : job.changes)
-            result.failures[changes_[index].field].text = text;
+            result.failures[changes_[index].field] = {std::string(text), kind};
         return result;
     }
 
@@ -306,16 +325,17 @@ class JobRunner {
     }
 
     // A change of a secret with its texts, for here alone.
-    [[nodiscard]] PendingChange revealed(PendingChange change) const {
+    [[nodiscard]] PendingChange revealed(PendingChange change, const FieldTexts& onService) const {
         if (!isSecret(change.field)) return change;
-        change.remote = secretIn(TextSide::pulled, change.field);
-        change.local = secretIn(TextSide::local, change.field);
+        change.remote = base_ == MetadataPusher::Base::remoteTexts ? onService[change.field].value_or("")
+                                                                   : secretIn(TextSide::pulled, change.field);
+        change.local = secret_;
         return change;
     }
 
     [[nodiscard]] RemoteState stateOf(const Job& job, const PendingChange& change,
                                       const RemoteLocalization* existing) const {
-        if (existing) return remoteStateOf(revealed(change), existing->texts);
+        if (existing) return remoteStateOf(revealed(change, existing->texts), existing->texts);
         return wouldLoseTexts(job) ? RemoteState::conflict : RemoteState::asPulled;
     }
 
@@ -323,8 +343,7 @@ class JobRunner {
                                           const RemoteLocalization* existing) const {
         if (kindOf(change.field) == FieldKind::json && existing)
             return encodeJSON(answersToSend(change, existing->texts[change.field].value_or("")));
-        if (isSecret(change.field) && secrets_ == Secrets::send && !change.clears())
-            return secretIn(TextSide::local, change.field);
+        if (isSecret(change.field) && secrets_ == Secrets::send && !change.clears()) return secret_;
         return std::string(change.textToSend());
     }
 
@@ -344,7 +363,7 @@ class JobRunner {
         if (isSecret(change.field)) return std::nullopt;
         const RemoteLocalization* existing = resolution_.find(job);
         if (existing && hasCopies_ &&
-            remoteStateOf(revealed(change), existing->texts) == RemoteState::sameText)
+            remoteStateOf(revealed(change, existing->texts), existing->texts) == RemoteState::sameText)
             return std::nullopt;
         return resolution_.textOf(job, change.field);
     }
@@ -380,6 +399,8 @@ class JobRunner {
     const std::vector<PendingChange>& changes_;
     const std::string& appName_;
     Secrets secrets_;
+    MetadataPusher::Base base_; // of the changes
+    std::string secret_;        // the local text of the changed one
     PushRecording::Record begin_;
     bool hasCopies_;
     ClosedFields closed_;
@@ -446,7 +467,7 @@ std::vector<PushOutcome> MetadataPusher::push(std::string_view appID, const Plat
         Resolver(client_, appID, context, record.resolved ? homesOf(store_) : homesOf(jobs)).resolve();
     if (record.resolved) record.resolved(textsOf(resolution));
     JobRunner runner(client_, store_, context, resolution, changes, appName_, JobRunner::Secrets::send,
-                     record.begin);
+                     Base::pulledCopies, record.begin);
     std::vector<PushOutcome> outcomes;
     for (const PendingChange& change : changes)
         outcomes.push_back({.change = change, .errorMessage = std::string(notSentText), .notSent = true});
@@ -503,7 +524,8 @@ PlannedPush MetadataPusher::plan(std::string_view appID, const PlatformContext& 
     const std::vector<Job> jobs = jobsOf(changes);
     const Resolution resolution = Resolver(client_, appID, context, homesOf(jobs)).resolve();
     RecordingClient recorder;
-    JobRunner runner(recorder, store_, context, resolution, changes, appName_, JobRunner::Secrets::mask);
+    JobRunner runner(recorder, store_, context, resolution, changes, appName_, JobRunner::Secrets::mask,
+                     base);
     PlannedPush planned;
     for (const Job& job : jobs)
         for (PushOutcome& outcome : runner.outcomesOf(job, runner.run(job)))

@@ -38,22 +38,6 @@ AppStoreReviewDetailAttributes reviewDetailOf(const PageValues& values) {
     return attributes;
 }
 
-// The first field of those that `field` goes with.
-FieldType leaderOf(FieldType field) {
-    switch (field) {
-    case FieldType::earliestReleaseDate:
-        return FieldType::releaseType;
-    case FieldType::primarySubcategoryOne:
-    case FieldType::primarySubcategoryTwo:
-        return FieldType::primaryCategory;
-    case FieldType::secondarySubcategoryOne:
-    case FieldType::secondarySubcategoryTwo:
-        return FieldType::secondaryCategory;
-    default:
-        return field;
-    }
-}
-
 } // namespace
 
 FieldTexts versionTexts(const AppStoreVersionAttributes& attributes) {
@@ -105,6 +89,21 @@ void updatePageResource(const ASCClientProtocol& client, FieldHome home, std::st
 std::string createReviewDetail(const ASCClientProtocol& client, std::string_view versionID,
                                const PageValues& values) {
     return client.createReviewDetail(versionID, reviewDetailOf(values)).id;
+}
+
+FieldType leaderOf(FieldType field) {
+    switch (field) {
+    case FieldType::earliestReleaseDate:
+        return FieldType::releaseType;
+    case FieldType::primarySubcategoryOne:
+    case FieldType::primarySubcategoryTwo:
+        return FieldType::primaryCategory;
+    case FieldType::secondarySubcategoryOne:
+    case FieldType::secondarySubcategoryTwo:
+        return FieldType::secondaryCategory;
+    default:
+        return field;
+    }
 }
 
 std::vector<PageValues> groupsThatBelongTogether(const PageValues& values) {

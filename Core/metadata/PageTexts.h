@@ -31,6 +31,8 @@ void updatePageResource(const ASCClientProtocol& client, FieldHome home, std::st
 [[nodiscard]] std::string createReviewDetail(const ASCClientProtocol& client, std::string_view versionID,
                                              const PageValues& values);
 
+/// The first of the fields that App Store Connect takes together with this one only; most stand alone.
+[[nodiscard]] FieldType leaderOf(FieldType field);
 /// Values that App Store Connect takes together only: the release type with its date, a category with its
 /// subcategories; all others stand alone. In the order of the first of each.
 [[nodiscard]] std::vector<PageValues> groupsThatBelongTogether(const PageValues& values);

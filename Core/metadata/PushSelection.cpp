@@ -2,6 +2,7 @@
 
 #include "Core/metadata/FieldValue.h"
 #include "Core/metadata/Locales.h"
+#include "Core/metadata/PageTexts.h"
 #include "Core/metadata/PushChoice.h"
 #include "Core/metadata/TextRemarks.h"
 #include "Platform/text/Text.h"
@@ -237,6 +238,26 @@ std::vector<LeftOutGroup> groupsOf(const std::vector<LeftOutChange>& leftOut) {
     return groups;
 }
 
+namespace {
+
+// Of fields that App Store Connect takes together none is sent while one of them waits.
+void leaveOutCompanions(PushSelection& selection) {
+    std::map<FieldType, FieldType> waiting; // by the first of the fields that go together
+    for (const LeftOutChange& one : selection.leftOut)
+        if (isPageField(one.change.field) && waitsForUser(one.reason))
+            waiting.emplace(leaderOf(one.change.field), one.change.field);
+    std::erase_if(selection.chosen, [&](const PendingChange& change) {
+        const auto found = isPageField(change.field) ? waiting.find(leaderOf(change.field)) : waiting.end();
+        if (found == waiting.end()) return false;
+        selection.leftOut.push_back({change, LeftOutReason::invalidValue,
+                                     fmt::format("Goes together with the field {}, which is left out.",
+                                                 shortLabelOf(found->second))});
+        return true;
+    });
+}
+
+} // namespace
+
 PushSelection chooseForPush(std::vector<PendingChange> changes, const PushFilter& filter,
                             const LocaleSet& disabledLocales) {
     PushSelection selection;
@@ -252,6 +273,7 @@ PushSelection chooseForPush(std::vector<PendingChange> changes, const PushFilter
         }
         selection.chosen.push_back(std::move(change));
     }
+    leaveOutCompanions(selection);
     return selection;
 }
 

@@ -66,6 +66,17 @@ struct PageFixture : test::SandboxFixture {
     Clock clock = [] { return dateFromSecondsSince1970(1772368200); };
 };
 
+// Answers the writes of App Review's fields with a page that repeats them.
+struct RepeatingClient : ASCClientProtocol {
+    explicit RepeatingClient(const ASCClientProtocol& behind) : client(behind) {}
+    [[nodiscard]] std::string exchange(const ASCRequest& request) const override {
+        if (request.method == "PATCH" && request.path.find("appStoreReviewDetails") != std::string::npos)
+            throw ASCError(ASCError::HTTPStatus{400, "<html>Bad: " + request.body.value_or("") + "</html>"});
+        return client.exchange(request);
+    }
+    const ASCClientProtocol& client;
+};
+
 } // namespace
 
 TEST(PageJourney, takesOneRequestPerResourceAndComesBackEqual) {
@@ -122,7 +133,7 @@ TEST(PageJourney, takesOneRequestPerResourceAndComesBackEqual) {
     // Where the release is not scheduled any more, its date goes with the same request.
     fixture.put(F::releaseType, "MANUAL");
     fixture.put(F::earliestReleaseDate, "\n");
-    EXPECT_THAT(fixture.select().leftOut, testing::SizeIs(1));
+    EXPECT_THAT(fixture.select().leftOut, testing::SizeIs(2)); // both go together
     fixture.server.forgetRequests();
     EXPECT_TRUE(fixture.push(Clearing::allow).at(F::earliestReleaseDate).success);
     EXPECT_THAT(fixture.writes(), ElementsAre("PATCH /v1/appStoreVersions"));
@@ -249,6 +260,54 @@ TEST(PageJourney, tellsTheOutcomeOfEachFieldThatIsRefused) {
     EXPECT_THAT(leftOut[F::primaryCategory], HasSubstr("did you mean WEATHER?"));
     EXPECT_THAT(leftOut[F::secondaryCategory], HasSubstr("takes no removal of the Secondary category"));
     EXPECT_THAT(leftOut[F::ageRating], HasSubstr("did you mean \"gambling\"?"));
+    EXPECT_THAT(leftOut[F::primarySubcategoryOne], HasSubstr("together with the field Category"));
+}
+
+TEST(PageJourney, showsNothingOfAnAnswerThatMayQuoteThePassword) {
+    PageFixture fixture;
+    fixture.put(F::demoAccountPassword, R"(moss"4711\x)");
+    fixture.put(F::contactFirstName, "Tomás");
+    const RepeatingClient client(fixture.client);
+    const auto outcomes =
+        MetadataPusher(client, fixture.store).push(fixture.appID, fixture.context, fixture.select().chosen);
+    ASSERT_EQ(outcomes.size(), 2U);
+    EXPECT_THAT(outcomes[0].errorMessage.value_or(""),
+                HasSubstr("Bad: ")); // its own request held no password
+    EXPECT_EQ(
+        outcomes[1].errorMessage,
+        "App Store Connect answered with HTTP 400. What it says may quote the password, so it is not shown.");
+    for (const PushOutcome& outcome : outcomes)
+        EXPECT_THAT(outcome.errorMessage.value_or(""), Not(HasSubstr("4711")));
+}
+
+TEST(PageJourney, failsOnlyWhatTheKeyMayNotSee) {
+    PageFixture fixture;
+    fixture.put(F::copyright, "2027");
+    fixture.put(F::reviewNotes, "Notes");
+    fixture.put(F::ageRating, R"({"gambling": true})");
+    fixture.server.setFaults({{.route = "GET /v1/appStoreVersions/*/appStoreReviewDetail", .status = 403},
+                              {.route = "GET /v1/appInfos/*/ageRatingDeclaration", .status = 403}});
+    const auto outcomes = fixture.push();
+    EXPECT_TRUE(outcomes.at(F::copyright).success);
+    EXPECT_THAT(outcomes.at(F::reviewNotes).errorMessage.value_or(""),
+                HasSubstr("may not see what App Review"));
+    EXPECT_THAT(outcomes.at(F::ageRating).errorMessage.value_or(""), HasSubstr("may not see the age rating"));
+}
+
+TEST(PageJourney, plansOverAnotherPasswordThatWasNeverPulled) {
+    PageFixture fixture;
+    const auto detail = fixture.client.getReviewDetail(fixture.context.versionId).value();
+    (void)fixture.client.updateReviewDetail(detail.id, {.demoAccountPassword = "fern-0815"});
+    const MetadataStore checkout(MetadataFolder{fixture.folder / "checkout"});
+    checkout.write(pageLocale, F::demoAccountPassword, "moss-4711");
+    const MetadataPusher pusher(fixture.client, checkout);
+    const auto remote = pusher.remoteTexts(fixture.appID, fixture.context);
+    const auto compared = compareWithRemote(checkout, {}, {}, {}, remote);
+    EXPECT_THAT(compared.selection.chosen, testing::SizeIs(1));
+    const auto plan = pusher.plan(fixture.appID, fixture.context, compared.selection.chosen,
+                                  MetadataPusher::Base::remoteTexts);
+    EXPECT_THAT(plan.failures, IsEmpty());
+    EXPECT_THAT(plan.requests, testing::SizeIs(1));
 }
 
 TEST(PageJourney, makesTheReviewDetailOfAFirstRelease) {
