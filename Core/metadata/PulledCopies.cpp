@@ -39,7 +39,7 @@ void writePulledCopies(const MetadataStore& store, const ReadTexts& remote, cons
     const TextConflicts conflicts(store.folder());
     for (TextConflict conflict : conflicts.all()) {
         std::string now = remote.text(conflict.key).value_or("");
-        if (conflict.problem || now == conflict.theirs) continue;
+        if (!conflict.knowsTexts() || now == conflict.theirs) continue;
         conflict.earlier.push_back(contentDigest(conflict.theirs));
         conflict.theirs = std::move(now);
         conflicts.keep(conflict);

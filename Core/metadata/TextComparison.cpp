@@ -62,7 +62,7 @@ void leaveOutConflicts(TextComparison& result, const MetadataStore& store, const
             return warning.locale == key.locale && warning.field == key.field;
         });
         if (!filter.takes(key)) continue;
-        const std::string ours = ourTextOf(conflict, local.text(key), rule);
+        const std::string ours = shownTextOf(conflict, local.text(key), rule);
         selection.leftOut.push_back({{.locale = key.locale,
                                       .field = key.field,
                                       .remote = conflict.theirs,

@@ -61,7 +61,7 @@ ListConflicts::Result ListConflicts::perform(Application& application, const Req
         Conflict shown{.locale = conflict.key.locale,
                        .field = conflict.key.field,
                        .base = conflict.base,
-                       .ours = ourTextOf(conflict, local, open.finalLineBreak),
+                       .ours = shownTextOf(conflict, local, open.finalLineBreak),
                        .theirs = conflict.theirs,
                        .since = conflict.since,
                        .isEdited = isNewerEdit(conflict, local, open.finalLineBreak),

@@ -92,5 +92,43 @@ TEST_F(PageCommands, tellTheDemoPasswordToNobody) {
     EXPECT_THAT(files, Contains(EndsWith(std::string("exported/") + passwordFile)));
 }
 
+TEST_F(PageCommands, leaveAColleaguesPasswordAloneUntilSomebodyChooses) {
+    const auto at = [&](std::vector<std::string> words) { // the colleague's checkout
+        words.insert(words.end(), {"--app", app, "--folder", "theirs"});
+        return run(std::move(words));
+    };
+    const auto theirs = folder / "theirs/ios/next" / passwordFile;
+    ASSERT_EQ(pull().status, 0);
+    ASSERT_EQ(at({"pull"}).status, 0);
+    createFolders(theirs.parent_path());
+    writeFileAtomically(theirs, "fern-0815");
+    ASSERT_EQ(at({"push", "--yes"}).status, 0);
+    put(passwordFile, "moss-4711");
+    EXPECT_EQ(on({"push", "--yes"}).status, 1); // changed since the last pull
+
+    std::string shown = on({"pull", "--dry-run"}).all();
+    EXPECT_THAT(shown, HasSubstr("yours stays in the file"));
+    const auto pulled = on({"pull"});
+    EXPECT_THAT(pulled.error,
+                HasSubstr("1 text in conflict, with yours left in the file: page Demo password"));
+    EXPECT_EQ(read(".", passwordFile), "moss-4711");
+    shown += pulled.all() + on({"push", "--yes"}).all() + on({"check"}).all() + on({"status"}).all();
+    const auto listed = on({"conflicts"});
+    EXPECT_THAT(listed.out, AllOf(HasSubstr("page Demo password  Ours: another one here"),
+                                  HasSubstr("Theirs: another one on App Store Connect, pulled")));
+    const auto edited = on({"resolve", "--edit"});
+    EXPECT_EQ(edited.status, 1);
+    EXPECT_THAT(edited.error, HasSubstr("no secret is written into a text to be edited"));
+    shown += listed.all() + edited.all() + on({"conflicts", "--json"}).all();
+    EXPECT_THAT(shown, Not(testing::AnyOf(HasSubstr("moss-4711"), HasSubstr("fern-0815"))));
+    ASSERT_EQ(at({"pull"}).status, 0);
+    EXPECT_EQ(readFile(theirs), "fern-0815"); // no push overwrote it
+
+    EXPECT_EQ(on({"resolve", "--ours"}).status, 0);
+    EXPECT_EQ(on({"push", "--yes"}).status, 0);
+    ASSERT_EQ(at({"pull"}).status, 0);
+    EXPECT_EQ(readFile(theirs), "moss-4711");
+}
+
 } // namespace
 } // namespace quorvel::test

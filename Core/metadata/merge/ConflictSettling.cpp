@@ -17,8 +17,8 @@ namespace {
 MetadataError notSettled(const TextConflict& conflict, const std::filesystem::path& file,
                          std::string_view problem) {
     return {MetadataError::Kind::failed,
-            fmt::format("{} {} is not settled: {}", conflict.key.locale, shortLabelOf(conflict.key.field),
-                        problem),
+            fmt::format("{} {} is not settled: {}", shownLocale(conflict.key.locale),
+                        shortLabelOf(conflict.key.field), problem),
             {file, conflict.key.locale, conflict.key.field}};
 }
 
@@ -52,7 +52,7 @@ ConflictSettling::Settled ConflictSettling::finish(const TextConflict& conflict,
     store_.update(key.locale, key.field, [&](const auto& local) -> std::optional<std::string> {
         if (local == text) return std::nullopt;
         const bool isEdit =
-            conflict.problem ? local && !isBlank(*local) : isNewerEdit(conflict, local, rule_);
+            conflict.knowsTexts() ? isNewerEdit(conflict, local, rule_) : local && !isBlank(*local);
         if (replacesNewerEdit && isEdit)
             settled.kept = {key.locale, key.field,
                             store_.keepBeside(key.locale, key.field, *local, moment_).native()};
@@ -61,7 +61,7 @@ ConflictSettling::Settled ConflictSettling::finish(const TextConflict& conflict,
         return text;
     });
     // The next push compares with this.
-    if (!conflict.problem && store_.read(key.locale, key.field, TextSide::pulled) != conflict.theirs)
+    if (conflict.knowsTexts() && store_.read(key.locale, key.field, TextSide::pulled) != conflict.theirs)
         store_.write(key.locale, key.field, conflict.theirs, TextSide::pulled);
     conflicts_.remove(key);
     const auto local = readTextThatCounts(store_.folder(), key.locale, key.field);
@@ -75,8 +75,8 @@ ConflictSettling::Settled ConflictSettling::settle(const TextConflict& conflict,
     if (side == ConflictSide::ours)
         return finish(conflict, ourTextOf(conflict, store_.read(key.locale, key.field), rule_), false);
     return finish(conflict,
-                  conflict.problem ? store_.read(key.locale, key.field, TextSide::pulled).value_or("")
-                                   : conflict.theirs,
+                  conflict.knowsTexts() ? conflict.theirs
+                                        : store_.read(key.locale, key.field, TextSide::pulled).value_or(""),
                   true);
 }
 
@@ -89,13 +89,24 @@ std::string ConflictSettling::preparedText(const TextConflict& conflict) const {
 }
 
 std::filesystem::path ConflictSettling::prepareEdit(const TextConflict& conflict) const {
-    const auto file = conflicts_.editFile(conflict.key);
+    const FieldKey& key = conflict.key;
+    if (isSecret(key.field)) {
+        const auto own = store_.folder().fieldFile(key.locale, key.field);
+        throw notSettled(
+            conflict, own,
+            fmt::format("no secret is written into a text to be edited. Write the one that is to "
+                        "stand into {} and settle the conflict with your text, or take App Store "
+                        "Connect's.",
+                        escapeControls(own.native())));
+    }
+    const auto file = conflicts_.editFile(key);
     if (conflict.problem) throw notSettled(conflict, file, *conflict.problem);
     if (!readFile(file)) writeFileAtomically(file, preparedText(conflict));
     return file;
 }
 
 ConflictSettling::Settled ConflictSettling::settleWithEdit(const TextConflict& conflict) const {
+    if (isSecret(conflict.key.field)) (void)prepareEdit(conflict); // throws
     const auto file = conflicts_.editFile(conflict.key);
     auto edited = readFile(file, MetadataStore::fileLimit);
     if (!edited) throw notSettled(conflict, file, "the edited text is gone.");

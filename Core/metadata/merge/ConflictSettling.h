@@ -37,7 +37,7 @@ class ConflictSettling {
     [[nodiscard]] Settled settle(const TextConflict& conflict, ConflictSide side) const;
 
     /// Writes both texts into a file to be edited, with markers around what is in conflict; one that is there
-    /// already stays. Throws `MetadataError` where the texts are not known.
+    /// already stays. Throws `MetadataError` where the texts are not known, and for a secret.
     [[nodiscard]] std::filesystem::path prepareEdit(const TextConflict& conflict) const;
     /// Gives the local file the text that was edited. Throws `MetadataError` while the file is missing, no
     /// text, as it was prepared, or holds a marker.

@@ -1,6 +1,7 @@
 #include "Core/metadata/merge/FieldMerge.h"
 
 #include "Core/metadata/AgeRating.h"
+#include "Core/metadata/FieldValue.h"
 #include "Core/metadata/merge/KeywordMerge.h"
 #include "Platform/text/Text.h"
 
@@ -31,6 +32,19 @@ std::optional<std::string> mergedText(const FieldSides& sides) {
 }
 
 } // namespace
+
+void hideSecrets(std::string& base, std::string& left, std::string& right) {
+    const bool wasSet = !isBlank(base);
+    const auto hide = [&](std::string& text) {
+        if (isBlank(text))
+            text.clear();
+        else
+            text = !wasSet || text == base ? setSecretText : changedSecretText;
+    };
+    hide(left);
+    hide(right);
+    base = wasSet ? setSecretText : "";
+}
 
 bool saysTheSame(std::string_view left, std::string_view right) {
     return left == right || withoutMargins(left) == withoutMargins(right);

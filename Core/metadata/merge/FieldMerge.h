@@ -52,6 +52,10 @@ struct FieldMerge {
 /// line breaks, and white space at the ends.
 [[nodiscard]] bool saysTheSame(std::string_view left, std::string_view right);
 
+/// Leaves of a secret's texts whether there is one (`setSecretText`), and another one than the first
+/// (`changedSecretText`); texts that were hidden before stay as they are.
+void hideSecrets(std::string& base, std::string& left, std::string& right);
+
 /// What stands around a conflict in a text that is to be edited.
 inline constexpr MergeMarkers conflictMarkers = {"<<<<<<< your text",
                                                  "=======", ">>>>>>> App Store Connect's text"};

@@ -1,5 +1,6 @@
 #include "Core/metadata/merge/PullMerge.h"
 
+#include "Core/metadata/FieldValue.h"
 #include "Core/metadata/TextRemarks.h"
 #include "Core/metadata/merge/FieldMerge.h"
 #include "Platform/text/Text.h"
@@ -27,6 +28,10 @@ TextDecision leaveEdit(const PulledField& field) {
 }
 
 TextDecision makeConflict(const PulledField& field, TextConflict record, bool keepsBeside) {
+    if (isSecret(field.key.field))
+        return {.writes = {.writesPulled = field.copy != field.incoming},
+                .record = std::move(record),
+                .isConflict = true};
     return {.writes = {.keepsBeside = keepsBeside,
                        .writesLocal = field.local != field.incoming,
                        .writesPulled = field.copy != field.incoming},
@@ -38,7 +43,6 @@ TextDecision makeConflict(const PulledField& field, TextConflict record, bool ke
 TextDecision mergeEdit(const PulledField& field, const PullOptions& options, Date moment) {
     const PullDecision replacing = decideWithoutMerge(field, options, LocalEdits::keepBeside);
     if (!replacing.keepsBeside) return takeIncoming(field, replacing); // no edit, or none that has a text
-    if (isSecret(field.key.field)) return leaveEdit(field);            // what is kept of a conflict is shown
     const std::string base = field.copy.value_or("");
     const FieldMerge merge =
         mergeField({field.key.field, base, *field.local, field.incoming}, options.finalLineBreak);
@@ -64,16 +68,34 @@ TextDecision replaceOpen(const PulledField& field, const PullOptions& options) {
     const auto& [key, copy, local, incoming, open] = field;
     const bool holdsIt =
         local && countedText(options.finalLineBreak, key.field, *local, incoming) == incoming;
-    return {.writes = {.keepsBeside =
-                           isNewerEdit(*open, local, options.finalLineBreak) && !isBlank(*local) && !holdsIt,
+    const bool isEdit =
+        isSecret(key.field) ? local.has_value() : isNewerEdit(*open, local, options.finalLineBreak);
+    return {.writes = {.keepsBeside = isEdit && !isBlank(*local) && !holdsIt,
                        .writesLocal = !holdsIt,
                        .writesPulled = copy != incoming},
             .text = incoming,
             .settles = true};
 }
 
+TextDecision decideOpenSecret(const PulledField& field) {
+    const bool movesCopy = field.copy != field.incoming;
+    if (!field.local)
+        return {.writes = {.writesLocal = true, .writesPulled = movesCopy},
+                .text = field.incoming,
+                .settles = true};
+    if (saysTheSame(*field.local, field.incoming))
+        return {.writes = {.writesPulled = movesCopy}, .settles = true};
+    TextConflict record = *field.open;
+    record.theirs = isBlank(field.incoming) ? "" : changedSecretText;
+    hideSecrets(record.base, record.ours, record.theirs);
+    TextDecision decision{.writes = {.writesPulled = movesCopy}, .isConflict = true};
+    if (record.theirs != field.open->theirs) decision.record = std::move(record);
+    return decision;
+}
+
 TextDecision decideOpen(const PulledField& field, const PullOptions& options) {
     if (options.edits == LocalEdits::keepBeside) return replaceOpen(field, options);
+    if (isSecret(field.key.field)) return decideOpenSecret(field);
     const TextConflict& open = *field.open;
     TextConflict record = open;
     record.theirs = field.incoming;

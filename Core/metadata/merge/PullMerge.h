@@ -36,7 +36,8 @@ struct TextDecision {
 
 /// A second pull over an open conflict keeps the text that both sides began with and takes the newer one of
 /// App Store Connect; a text that was edited since the first pull takes the place of the one that it met. One
-/// that replaces edits (`LocalEdits::keepBeside`) settles it with App Store Connect's text.
+/// that replaces edits (`LocalEdits::keepBeside`) settles it with App Store Connect's text. A secret in
+/// conflict stays in its local file, as its text is kept nowhere else.
 [[nodiscard]] TextDecision decideText(const PulledField& field, const PullOptions& options, Date moment);
 
 } // namespace quorvel

@@ -1,9 +1,7 @@
 #include "Core/metadata/merge/RemoteComparison.h"
 
-#include "Core/metadata/FieldValue.h"
 #include "Core/metadata/RemovedLocales.h"
 #include "Core/metadata/merge/TextConflicts.h"
-#include "Platform/text/Text.h"
 
 #include <algorithm>
 #include <set>
@@ -11,19 +9,6 @@
 namespace quorvel {
 
 namespace {
-
-// Leaves of a secret whether there is one, and another one.
-void hide(RemoteDifference& difference) {
-    const std::string base = difference.base;
-    const auto shown = [&](const std::string& text) {
-        return std::string(isBlank(text)                   ? ""
-                           : isBlank(base) || text == base ? setSecretText
-                                                           : changedSecretText);
-    };
-    difference.local = shown(difference.local);
-    difference.remote = shown(difference.remote);
-    difference.base = shown(base);
-}
 
 std::string textIn(const FieldTexts* texts, FieldType field) {
     return texts ? (*texts)[field].value_or("") : "";
@@ -82,7 +67,7 @@ RemoteComparison compareWithRemote(const MetadataStore& store, const TextRules& 
             if (merge.changedBy == ChangedBy::nobody) continue;
             difference.changedBy = merge.changedBy;
             difference.merges = merge.text.has_value();
-            if (isSecret(field)) hide(difference);
+            if (isSecret(field)) hideSecrets(difference.base, difference.local, difference.remote);
             comparison.differences.push_back(std::move(difference));
         }
     }

@@ -1,7 +1,9 @@
 #include "Core/metadata/merge/TextConflicts.h"
 
+#include "Core/metadata/FieldValue.h"
 #include "Core/metadata/TextRemarks.h"
 #include "Core/metadata/TreeReader.h"
+#include "Core/metadata/merge/FieldMerge.h"
 #include "Platform/files/Files.h"
 #include "Platform/json/JSON.h"
 #include "Platform/text/Text.h"
@@ -43,6 +45,11 @@ std::optional<TextConflict> readConflict(const FieldKey& key, const std::filesys
         conflict.since = stored.since;
         conflict.earlier = std::move(stored.earlier);
     } catch (const JSONError& error) {
+        if (isSecret(key.field)) { // that it is there says enough
+            conflict.base = setSecretText;
+            conflict.ours = conflict.theirs = changedSecretText;
+            return conflict;
+        }
         conflict.problem = fmt::format("{} cannot be understood ({}); the text that was replaced lies in "
                                        ".brevant/kept.",
                                        escapeControls(file.native()), error.what());
@@ -93,9 +100,14 @@ std::vector<TextConflict> TextConflicts::all() const {
 void TextConflicts::keep(const TextConflict& conflict) const {
     const auto file = fileOf(conflict.key, recordEnding);
     createFolders(file.parent_path());
-    const StoredConflict stored{conflict.base, conflict.ours, conflict.theirs, conflict.since,
-                                conflict.earlier};
-    writeFileAtomically(file, encodeJSON(stored, JSONFormat::stateFile()) + "\n");
+    StoredConflict stored{conflict.base, conflict.ours, conflict.theirs, conflict.since, conflict.earlier};
+    const bool hides = isSecret(conflict.key.field);
+    if (hides) {
+        hideSecrets(stored.base, stored.ours, stored.theirs);
+        stored.earlier.clear();
+    }
+    writeFileAtomically(file, encodeJSON(stored, JSONFormat::stateFile()) + "\n",
+                        hides ? FileMode::secret : FileMode::shared);
 }
 
 void TextConflicts::remove(const FieldKey& key) const {
@@ -108,7 +120,7 @@ void TextConflicts::remove(const FieldKey& key) const {
 }
 
 bool isNewerEdit(const TextConflict& conflict, const std::optional<std::string>& local, FinalLineBreak rule) {
-    if (!local || conflict.problem) return false;
+    if (!local || !conflict.knowsTexts()) return false;
     return countedText(rule, conflict.key.field, *local, conflict.theirs) != conflict.theirs &&
            *local != conflict.ours &&
            std::ranges::find(conflict.earlier, contentDigest(*local)) == conflict.earlier.end();
@@ -116,8 +128,15 @@ bool isNewerEdit(const TextConflict& conflict, const std::optional<std::string>&
 
 std::string ourTextOf(const TextConflict& conflict, const std::optional<std::string>& local,
                       FinalLineBreak rule) {
-    if (conflict.problem) return local.value_or("");
+    if (!conflict.knowsTexts()) return local.value_or("");
     return isNewerEdit(conflict, local, rule) ? *local : conflict.ours;
+}
+
+std::string shownTextOf(const TextConflict& conflict, const std::optional<std::string>& local,
+                        FinalLineBreak rule) {
+    if (!isSecret(conflict.key.field)) return ourTextOf(conflict, local, rule);
+    if (!local || isBlank(*local)) return "";
+    return std::string(isBlank(conflict.base) ? setSecretText : changedSecretText);
 }
 
 } // namespace quorvel

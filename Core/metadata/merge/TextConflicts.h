@@ -14,7 +14,8 @@
 namespace quorvel {
 
 /// A field in conflict. The local file holds what App Store Connect held, unless it was edited since; the
-/// texts here are what a choice between the two needs.
+/// texts here are what a choice between the two needs. Of a secret no text is kept: its local file keeps the
+/// edit, the pulled copy holds App Store Connect's, and the texts here say what was done (`hideSecrets`).
 struct TextConflict {
     FieldKey key;
     std::string base;   // what both sides began with
@@ -24,6 +25,8 @@ struct TextConflict {
     std::optional<std::string> problem; // why the texts are not known: the record is damaged
     // The digests of what `theirs` was before: a pull that was killed may have left it in the local file.
     std::vector<std::string> earlier = {};
+
+    [[nodiscard]] bool knowsTexts() const { return !problem && !isSecret(key.field); }
 };
 
 /// Keeps each conflict of a context in .brevant/conflicts/<locale>/<field>.json, and the text that is edited
@@ -36,7 +39,8 @@ class TextConflicts {
     /// In locale order and then in field order.
     [[nodiscard]] std::vector<TextConflict> all() const;
     [[nodiscard]] std::optional<TextConflict> find(const FieldKey& key) const;
-    /// Replaces the record in one step; it survives a power failure at once.
+    /// Replaces the record in one step; it survives a power failure at once. The texts of a secret are
+    /// hidden.
     void keep(const TextConflict& conflict) const;
     /// Forgets the conflict and the text that was edited for it.
     void remove(const FieldKey& key) const;
@@ -53,6 +57,9 @@ class TextConflicts {
 /// that the pull met.
 [[nodiscard]] std::string ourTextOf(const TextConflict& conflict, const std::optional<std::string>& local,
                                     FinalLineBreak rule);
+/// The same to be shown: of a secret what was done to it, of the age rating all answers that it stands for.
+[[nodiscard]] std::string shownTextOf(const TextConflict& conflict, const std::optional<std::string>& local,
+                                      FinalLineBreak rule);
 /// Whether `local` is neither the text that the pull met nor one of App Store Connect's.
 [[nodiscard]] bool isNewerEdit(const TextConflict& conflict, const std::optional<std::string>& local,
                                FinalLineBreak rule);

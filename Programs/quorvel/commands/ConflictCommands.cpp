@@ -54,6 +54,15 @@ void printConflict(Output& output, const Conflict& conflict, Date now) {
     }
     const std::string since =
         conflict.since ? fmt::format(", pulled {}", relativeTime(*conflict.since, now)) : "";
+    if (isSecret(conflict.field)) { // there are no words to show
+        printSide(output, conflict,
+                  fmt::format("Ours: {} here", conflict.ours.empty() ? "removed" : "another one"), {});
+        printSide(output, conflict,
+                  fmt::format("Theirs: {} on App Store Connect{}",
+                              conflict.theirs.empty() ? "removed" : "another one", since),
+                  {});
+        return;
+    }
     printSide(output, conflict,
               conflict.isEdited ? "Ours: your text, edited since the pull" : "Ours: your text",
               conflict.here);
@@ -130,16 +139,16 @@ ExitStatus resolveByEditing(Invocation& invocation, const std::vector<Conflict>&
         auto request = requestOf<ConflictRequest>(invocation);
         request.locale = conflict.locale;
         request.field = conflict.field;
-        const auto prepared = perform<PrepareConflictEdit>(invocation, request);
-        if (!editFile(invocation, prepared.file)) {
-            output.warning(
-                fmt::format("{} {} is not settled: the editor ended with an error; what was edited "
-                            "is in {}",
-                            shownLocale(conflict.locale), shortLabelOf(conflict.field), prepared.file));
-            ++failed;
-            continue;
-        }
         try {
+            const auto prepared = perform<PrepareConflictEdit>(invocation, request);
+            if (!editFile(invocation, prepared.file)) {
+                output.warning(
+                    fmt::format("{} {} is not settled: the editor ended with an error; what was edited "
+                                "is in {}",
+                                shownLocale(conflict.locale), shortLabelOf(conflict.field), prepared.file));
+                ++failed;
+                continue;
+            }
             Resolved one = perform<FinishConflictEdit>(invocation, request);
             total.app = std::move(one.app);
             total.settled.push_back(std::move(one.settled.front()));
@@ -187,7 +196,8 @@ std::vector<Command> conflictCommands() {
          .run = showConflicts,
          .details =
              "A pull merges texts that were changed in different paragraphs; what it cannot merge is a "
-             "conflict: the file has App Store Connect's text then, and yours is kept. Each side is shown "
+             "conflict: the file has App Store Connect's text then, and yours is kept; of the demo password, "
+             "whose texts are shown nowhere, the file keeps yours. Each side is shown "
              "word by word against the text that both began with. Asks nobody. "
              "Example: quorvel conflicts --locale de-DE"},
         {.name = "resolve",

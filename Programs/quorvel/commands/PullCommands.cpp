@@ -50,10 +50,16 @@ void printEdits(Output& output, const PullResult& result, std::string_view lead 
     if (!result.merged.empty())
         output.note(fmt::format("{}{} edited here and on App Store Connect, merged: {}", lead,
                                 textsOf(result.merged), placesOf(result.merged)));
-    if (!result.conflicts.empty())
+    std::vector<FieldKey> replaced, secrets;
+    for (const FieldKey& key : result.conflicts)
+        (isSecret(key.field) ? secrets : replaced).push_back(key);
+    if (!replaced.empty())
         output.warning(
             fmt::format("{}{} in conflict, with App Store Connect's text in the file and yours kept: {}",
-                        lead, textsOf(result.conflicts), placesOf(result.conflicts)));
+                        lead, textsOf(replaced), placesOf(replaced)));
+    if (!secrets.empty())
+        output.warning(fmt::format("{}{} in conflict, with yours left in the file: {}", lead,
+                                   textsOf(secrets), placesOf(secrets)));
 }
 
 void printAdvice(Output& output, bool replaced, bool inConflict) {
@@ -65,6 +71,7 @@ std::string_view whatBecomes(const PullResult& result, const FieldKey& key) {
     const auto holds = [&](const std::vector<FieldKey>& keys) {
         return std::ranges::find(keys, key) != keys.end();
     };
+    if (holds(result.conflicts) && isSecret(key.field)) return "conflict: yours stays in the file";
     if (holds(result.conflicts)) return "conflict: App Store Connect's text, yours would be kept";
     if (holds(result.merged)) return "merge of both texts";
     if (holds(result.leftEdits)) return "your edit stays";

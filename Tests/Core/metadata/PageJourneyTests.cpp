@@ -6,6 +6,7 @@
 #include "Core/metadata/MetadataTransfer.h"
 #include "Core/metadata/PushSelection.h"
 #include "Core/metadata/TextComparison.h"
+#include "Core/metadata/TextRemarks.h"
 #include "Core/metadata/merge/ConflictSettling.h"
 #include "Core/metadata/merge/RemoteComparison.h"
 #include "Tests/support/FileMode.h"
@@ -205,19 +206,20 @@ TEST(PageJourney, mergesAnswersAndKeepsOtherValuesAsConflicts) {
 
     const auto pulled = fixture.pull();
     EXPECT_THAT(pulled.merged, ElementsAre(key(F::ageRating)));
-    EXPECT_THAT(pulled.conflicts, ElementsAre(key(F::copyright)));
-    EXPECT_THAT(pulled.leftEdits, ElementsAre(key(F::demoAccountPassword)));
+    EXPECT_THAT(pulled.conflicts, ElementsAre(key(F::copyright), key(F::demoAccountPassword)));
+    EXPECT_THAT(pulled.leftEdits, IsEmpty());
     EXPECT_EQ(fixture.local(F::copyright), "theirs");
     EXPECT_EQ(fixture.local(F::demoAccountPassword), "moss-4711");
     const auto compared = [&] { return compareTexts(fixture.store, {}, {}); };
     std::map<F, LeftOutReason> leftOut;
     for (const LeftOutChange& one : compared().selection.leftOut)
         leftOut[one.change.field] = one.reason;
-    EXPECT_EQ(leftOut, (std::map<F, LeftOutReason>{{F::copyright, LeftOutReason::inConflict}}));
+    constexpr LeftOutReason waits = LeftOutReason::inConflict;
+    EXPECT_EQ(leftOut, (std::map<F, LeftOutReason>{{F::copyright, waits}, {F::demoAccountPassword, waits}}));
 
-    const TextConflicts conflicts(fixture.store.folder());
-    (void)ConflictSettling(fixture.store, FinalLineBreak::keep, fixture.clock())
-        .settle(conflicts.find(key(F::copyright)).value(), ConflictSide::ours);
+    for (const TextConflict& conflict : TextConflicts(fixture.store.folder()).all())
+        (void)ConflictSettling(fixture.store, FinalLineBreak::keep, fixture.clock())
+            .settle(conflict, ConflictSide::ours);
     for (const auto& outcome : MetadataPusher(fixture.client, fixture.store)
                                    .push(fixture.appID, fixture.context, compared().selection.chosen))
         EXPECT_TRUE(outcome.success) << rawValue(outcome.change.field) << outcome.errorMessage.value_or("");
@@ -227,6 +229,80 @@ TEST(PageJourney, mergesAnswersAndKeepsOtherValuesAsConflicts) {
     EXPECT_EQ(*answers.find("gambling"), JSONValue(true));
     EXPECT_EQ(*answers.find("violenceRealistic"), JSONValue("FREQUENT"));
     EXPECT_THAT(compared().changes, IsEmpty());
+}
+
+TEST(PageJourney, keepsAPasswordInConflictWithoutItsTexts) {
+    PageFixture fixture;
+    const FieldKey password{std::string(pageLocale), F::demoAccountPassword};
+    const std::string detail = fixture.client.getReviewDetail(fixture.context.versionId)->id;
+    const auto changeThere = [&](const std::string& text) {
+        (void)fixture.client.updateReviewDetail(detail, {.demoAccountPassword = text});
+    };
+    const auto held = [&] {
+        return fixture.client.getReviewDetail(fixture.context.versionId)->attributes.demoAccountPassword;
+    };
+    const auto pull = [&](LocalEdits edits) {
+        return test::pullInto(fixture.store.folder(), fixture.client, fixture.clock, fixture.appID,
+                              fixture.context, edits);
+    };
+    const auto push = [&] {
+        return MetadataPusher(fixture.client, fixture.store)
+            .push(fixture.appID, fixture.context, compareTexts(fixture.store, {}, {}).selection.chosen);
+    };
+    const TextConflicts conflicts(fixture.store.folder());
+    const ConflictSettling settling(fixture.store, FinalLineBreak::keep, fixture.clock());
+    changeThere("base-1");
+    (void)fixture.pull();
+    fixture.put(F::demoAccountPassword, "ours-1");
+
+    // Each pull over it goes on: App Store Connect's moves, and ours stays.
+    for (const LocalEdits edits : {LocalEdits::merge, LocalEdits::merge, LocalEdits::leaveInPlace}) {
+        changeThere(held().value() + "+theirs");
+        EXPECT_THAT(pull(edits).conflicts, ElementsAre(password));
+        EXPECT_EQ(fixture.local(F::demoAccountPassword), "ours-1");
+        EXPECT_EQ(fixture.store.read(pageLocale, F::demoAccountPassword, TextSide::pulled), held());
+        EXPECT_THAT(push(), IsEmpty());
+        const auto file = fixture.store.folder().privateFolder() / "conflicts/demoAccountPassword.json";
+        const std::string record = readFile(file).value();
+        EXPECT_EQ(test::modeOf(file), 0600U);
+        for (const std::string& secret : {std::string("base-1"), std::string("ours-1"), held().value()})
+            EXPECT_THAT(record, Not(AnyOf(HasSubstr(secret), HasSubstr(contentDigest(secret)))));
+        const auto left = compareTexts(fixture.store, {}, {}).selection.leftOut.at(0);
+        EXPECT_EQ(left.reason, LeftOutReason::inConflict);
+        EXPECT_EQ(left.change.local + left.change.remote, "(changed)(changed)");
+    }
+    try {
+        (void)settling.prepareEdit(conflicts.find(password).value());
+        FAIL() << "a password went into a file to be edited";
+    } catch (const MetadataError& error) {
+        EXPECT_THAT(error.what(),
+                    testing::AllOf(HasSubstr("page Demo password is not settled"), Not(HasSubstr("ours-1"))));
+    }
+    EXPECT_TRUE(settling.settle(conflicts.find(password).value(), ConflictSide::ours).isPending);
+    EXPECT_TRUE(push().at(0).success);
+    EXPECT_EQ(held(), "ours-1");
+
+    const auto disagree = [&](const std::string& ours) {
+        fixture.put(F::demoAccountPassword, ours);
+        changeThere(ours + "+theirs");
+        EXPECT_THAT(fixture.pull().conflicts, ElementsAre(password));
+    };
+    disagree("ours-2");
+    const auto settled = settling.settle(conflicts.find(password).value(), ConflictSide::theirs);
+    EXPECT_EQ(readFile(settled.kept.value().path), "ours-2");
+    EXPECT_EQ(test::modeOf(settled.kept->path), 0600U);
+    EXPECT_EQ(fixture.local(F::demoAccountPassword), held());
+    EXPECT_FALSE(settled.isPending);
+
+    disagree("ours-3");
+    EXPECT_EQ(readFile(pull(LocalEdits::keepBeside).kept.at(0).path), "ours-3");
+    EXPECT_EQ(fixture.local(F::demoAccountPassword), held());
+    EXPECT_THAT(conflicts.all(), IsEmpty());
+
+    disagree("ours-4");
+    changeThere("ours-4"); // they agree by themselves
+    EXPECT_THAT(fixture.pull().conflicts, IsEmpty());
+    EXPECT_THAT(compareTexts(fixture.store, {}, {}).changes, IsEmpty());
 }
 
 TEST(PageJourney, tellsTheOutcomeOfEachFieldThatIsRefused) {
