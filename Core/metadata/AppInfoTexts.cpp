@@ -46,8 +46,12 @@ void AppInfoTexts::fetch(const std::string& appInfoID, std::promise<Texts> promi
                     textsOf(listLocalizations(client_, FieldHome::appInfoLocalization, appInfoID));
             },
             [&] {
-                texts.ageRating =
-                    ifAllowed([&] { return ageRatingTexts(client_.getAgeRatingDeclaration(appInfoID)); });
+                texts.ageRating = ifAllowed([&] {
+                    LocaleTexts page;
+                    if (const auto declaration = client_.getAgeRatingDeclaration(appInfoID))
+                        page.emplace(pageLocale, ageRatingTexts(declaration));
+                    return page;
+                });
             }};
         parallelForEach(requests, requests.size(), [](const std::function<void()>& request) { request(); });
         promise.set_value(std::move(texts));

@@ -29,7 +29,7 @@ class AppInfoTexts {
   public:
     struct Texts {
         LocaleTexts locales;
-        std::optional<FieldTexts> ageRating; // none: the key may not see it
+        std::optional<LocaleTexts> ageRating; // of the page, empty without one; none: the key may not see it
     };
 
     AppInfoTexts(const ASCClientProtocol& client, AppDiscovery discovery);

@@ -47,7 +47,7 @@ std::vector<IncomingTexts> textsOfAppInfo(AppInfoTexts& all, const ASCAppInfoSum
     AppInfoTexts::Texts texts = all.of(info.appInfo.id);
     std::vector<IncomingTexts> incoming = {{FieldHome::appInfoLocalization, std::move(texts.locales)},
                                            ofPage(FieldHome::appInfo, categoryTexts(info.categories))};
-    if (texts.ageRating) incoming.push_back(ofPage(FieldHome::ageRating, *texts.ageRating));
+    if (texts.ageRating) incoming.push_back({FieldHome::ageRating, *std::move(texts.ageRating)});
     return incoming;
 }
 
@@ -60,9 +60,10 @@ std::vector<IncomingTexts> textsOfVersion(const ASCClientProtocol& client, const
 }
 
 std::vector<IncomingTexts> textsOfReview(const ASCClientProtocol& client, const std::string& versionID) {
-    const auto texts = ifAllowed([&] { return reviewTexts(client.getReviewDetail(versionID)); });
-    if (!texts) return {};
-    return {ofPage(FieldHome::reviewDetail, *texts)};
+    const auto detail = ifAllowed([&] { return client.getReviewDetail(versionID); });
+    if (!detail) return {};
+    if (!*detail) return {{FieldHome::reviewDetail, {}}};
+    return {ofPage(FieldHome::reviewDetail, reviewTexts(*detail))};
 }
 
 bool brings(const std::vector<IncomingTexts>& incoming, FieldHome home) {
@@ -159,9 +160,12 @@ PullResult MetadataPuller::pull(AppInfoTexts& appInfoTexts, const PlatformContex
 
 ReadTexts MetadataPuller::look(AppInfoTexts& appInfoTexts, const PlatformContext& context) const {
     ReadTexts all;
-    for (const IncomingTexts& resource : list(appInfoTexts, context).texts)
+    for (const IncomingTexts& resource : list(appInfoTexts, context).texts) {
+        for (const FieldType field : pageFields) // of one that does not exist
+            if (homeOf(field) == resource.home) all.page[field] = "";
         for (const auto& [locale, texts] : resource.locales)
             (locale == pageLocale ? all.page : all.texts[locale]).take(texts);
+    }
     return all;
 }
 

@@ -83,7 +83,8 @@ class MetadataPuller {
     [[nodiscard]] PullResult pull(AppInfoTexts& appInfoTexts, const PlatformContext& context,
                                   const MetadataFolder& contextFolder, const PullOptions& options = {}) const;
 
-    /// The texts that `pull` would bring, with the same requests; what the key may not see is absent.
+    /// The texts that `pull` would bring, with the same requests; what the key may not see is absent, and the
+    /// fields of a resource that does not exist are empty.
     [[nodiscard]] ReadTexts look(AppInfoTexts& appInfoTexts, const PlatformContext& context) const;
 
   private:

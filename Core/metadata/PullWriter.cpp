@@ -167,6 +167,8 @@ std::vector<LocaleWork> gather(const std::vector<IncomingTexts>& incoming, const
     for (const auto& [locale, texts] : pulled.texts)
         for (const FieldType field : localeFields)
             if (texts[field]) copies.insert({locale, field});
+    for (const FieldType field : pageFields)
+        if (pulled.page[field]) copies.insert({std::string(pageLocale), field});
     for (const UnreadableText& copy : pulled.unreadable)
         if (copy.isFile) copies.insert(copy.key());
     for (const IncomingTexts& resource : incoming) {
@@ -349,6 +351,15 @@ LocaleResult writeLocale(const PullTask& task, const LocaleWork& work) {
 }
 
 std::string explainVanished(const LocaleWork& work) {
+    if (work.locale == pageLocale) {
+        std::vector<std::string> fields;
+        for (const FieldType field : work.vanished)
+            fields.emplace_back(shortLabelOf(field));
+        return fmt::format(
+            "App Store Connect has nothing of this version's {} any more. The local files stay, "
+            "and a push sends them.",
+            someOf(fields));
+    }
     if (work.incoming.isAbsent())
         return fmt::format("{} is no longer on App Store Connect. Its local files stay; remove the folder, "
                            "or push to create the locale again.",

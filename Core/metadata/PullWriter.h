@@ -10,13 +10,15 @@ namespace quorvel {
 /// All localizations of one resource; a field of it that App Store Connect holds nothing of is an empty text.
 struct IncomingTexts {
     FieldHome home = FieldHome::versionLocalization;
-    LocaleTexts locales; // of a resource of the page, `pageLocale` alone
+    LocaleTexts locales; // of a resource of the page, `pageLocale` alone; none where it does not exist
 };
 
 /// Writes both sides of the tree; the caller holds the lock of the app's folder. Everything is read and
 /// decided before the first write; files that hold what came already are not touched. A local file that
-/// cannot be taken as a text stays as it is and is named in the warnings. In place no blank file is made, and
-/// no file for a locale whose text is that of all locales (`FallbackTexts`).
+/// cannot be taken as a text stays as it is and is named in the warnings. What App Store Connect has no more,
+/// a localization or a resource of the page, takes its pulled copies along and leaves the local files, which
+/// a push sends then. In place no blank file is made, and no file for a locale whose text is that of all
+/// locales (`FallbackTexts`).
 ///
 /// An end at any moment loses no edit and leaves a tree that the next pull puts right:
 /// - an edit is backed up, and what a conflict is of is kept, before its file is replaced;

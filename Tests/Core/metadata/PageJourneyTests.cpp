@@ -4,11 +4,13 @@
 #include "Core/metadata/MetadataDiff.h"
 #include "Core/metadata/MetadataPusher.h"
 #include "Core/metadata/MetadataTransfer.h"
+#include "Core/metadata/PulledCopies.h"
 #include "Core/metadata/PushSelection.h"
 #include "Core/metadata/TextComparison.h"
 #include "Core/metadata/TextRemarks.h"
 #include "Core/metadata/merge/ConflictSettling.h"
 #include "Core/metadata/merge/RemoteComparison.h"
+#include "Tests/Core/metadata/FakeConnect.h"
 #include "Tests/support/FileMode.h"
 #include "Tests/support/PullContext.h"
 #include "Tests/support/SandboxFixture.h"
@@ -401,6 +403,45 @@ TEST(PageJourney, makesTheReviewDetailOfAFirstRelease) {
     fixture.server.forgetRequests();
     EXPECT_TRUE(fixture.push().at(F::contactLastName).success);
     EXPECT_THAT(fixture.writes(), ElementsAre("PATCH /v1/appStoreReviewDetails"));
+}
+
+TEST(PageJourney, keepsWhatAppReviewIsToldWhereAVersionHasNone) {
+    PageFixture fixture(test::sketchApp);
+    const std::map<F, std::string> told = {
+        {F::contactFirstName, "Ines"}, {F::reviewNotes, "Tap"}, {F::demoAccountPassword, "moss-4711"}};
+    for (const TextSide side : {TextSide::local, TextSide::pulled}) // as the version before left it
+        for (const auto& [field, text] : told)
+            fixture.store.write(pageLocale, field, text, side);
+    EXPECT_THAT(MetadataDiff::compare(fixture.store), IsEmpty());
+
+    const auto pulled = fixture.pull();
+    EXPECT_THAT(pulled.updated, IsEmpty());
+    EXPECT_THAT(
+        pulled.summary.warnings,
+        ElementsAre(HasSubstr("First name, Demo password, Review notes any more. The local files stay")));
+    for (const auto& [field, text] : told)
+        EXPECT_EQ(fixture.local(field), text);
+    EXPECT_THAT(fixture.pull().summary.warnings, IsEmpty());
+    EXPECT_EQ(fixture.push().size(), told.size());
+    const auto detail = fixture.client.getReviewDetail(fixture.context.versionId)->attributes;
+    EXPECT_EQ(detail.contactFirstName, "Ines");
+    EXPECT_EQ(detail.demoAccountPassword, "moss-4711");
+
+    // The same of an age rating, and of an overwriting push, which makes its copies of what is there.
+    test::FakeConnect without;
+    without.addVersion("v", "IOS", "PREPARE_FOR_SUBMISSION");
+    without.addAppInfo("i", "PREPARE_FOR_SUBMISSION");
+    const MetadataStore store(MetadataFolder{fixture.folder / "without"});
+    for (const TextSide side : {TextSide::local, TextSide::pulled})
+        store.write(pageLocale, F::ageRating, R"({"gambling": true})", side);
+    const PlatformContext context = contextsOf(without.listAppStoreVersions("app")).at(0);
+    EXPECT_THAT(test::pullInto(store.folder(), without, fixture.clock, "app", context).updated, IsEmpty());
+    EXPECT_THAT(compareTexts(store, {}, {}).changes, testing::SizeIs(1));
+    store.write(pageLocale, F::contactFirstName, "Ines");
+    store.write(pageLocale, F::contactFirstName, "Ines", TextSide::pulled);
+    const auto remote = MetadataPusher(without, store).remoteTexts("app", context);
+    writePulledCopies(store, remote, compareWithRemote(store, {}, {}, {}, remote), "v", fixture.clock());
+    EXPECT_THAT(compareTexts(store, {}, {}).changes, testing::SizeIs(2));
 }
 
 TEST(PageJourney, goesOutToAnotherToolsTreeAndComesBack) {
