@@ -2,6 +2,7 @@
 
 #include "Core/metadata/TextRemarks.h"
 #include "Core/metadata/merge/TextConflicts.h"
+#include "Platform/text/Text.h"
 
 #include <algorithm>
 
@@ -12,7 +13,8 @@ namespace {
 bool hasLocalText(const MetadataStore& store, const TextComparison& compared, const FieldKey& key) {
     return std::ranges::binary_search(compared.fromDefault, key) ||
            std::ranges::find(compared.unreadable, key, &UnreadableText::key) != compared.unreadable.end() ||
-           store.exists(key.locale, key.field);
+           (isPageField(key.field) ? !isBlank(store.read(key.locale, key.field).value_or(""))
+                                   : store.exists(key.locale, key.field));
 }
 
 } // namespace

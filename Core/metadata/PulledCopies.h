@@ -12,8 +12,8 @@ namespace quorvel {
 [[nodiscard]] bool hasCopiesOf(const MetadataStore& store, std::string_view versionID);
 
 /// Replaces the pulled copies by `remote`, what App Store Connect holds, as far as `compared` has a local
-/// text or file: a field without one would look like a text that somebody removed. The caller holds the lock
-/// of the app's folder. Throws what the store throws.
+/// text or file: a field without one would look like a text that somebody removed, and so would a field of
+/// the page whose file is blank. The caller holds the lock of the app's folder. Throws what the store throws.
 void writePulledCopies(const MetadataStore& store, const ReadTexts& remote, const TextComparison& compared,
                        std::string_view versionID, Date moment);
 

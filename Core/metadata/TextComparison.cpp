@@ -126,8 +126,11 @@ std::vector<PendingChange> changesOf(const ReadContext& read, const std::vector<
         return std::ranges::binary_search(read.withoutFolder, change.locale) &&
                !fromDefault.contains(change.key());
     });
-    if (read.isRemote) // nothing tells that somebody removed the file
-        std::erase_if(changes, [&](const PendingChange& change) { return !local.text(change.key()); });
+    if (read.isRemote) // nothing tells that somebody removed the file, or emptied it: other tools keep empty
+                       // ones
+        std::erase_if(changes, [&](const PendingChange& change) {
+            return !local.text(change.key()) || (isPageField(change.field) && isBlank(change.local));
+        });
     return changes;
 }
 

@@ -77,7 +77,8 @@ struct TextComparison {
                                           const PushFilter& filter = {});
 /// The same with `remote`, what App Store Connect holds now, in place of the pulled copies; `unreadable` is
 /// empty there. A field without a
-/// local file is no change then, as nothing tells that somebody removed it.
+/// local file is no change then, as nothing tells that somebody removed it; nor is a field of the page whose
+/// file is blank.
 [[nodiscard]] TextComparison compareWithRemote(const MetadataStore& store, const ContextID& context,
                                                const TextRules& rules, const PushFilter& filter,
                                                const ReadTexts& remote);
