@@ -42,7 +42,8 @@ struct LocaleResult {
 };
 
 // The digests of the texts that pulls which did not end were to write, by field, in .brevant/pulling.json. A
-// local file with one of them is no edit, though its pulled copy is older.
+// local file with one of them is no edit, though its pulled copy is older. Of a secret there is no digest, as
+// a short one can be guessed from it: such a file counts as an edit, which at worst has to be chosen once.
 class TextsUnderWay {
   public:
     explicit TextsUnderWay(const MetadataStore& store)
@@ -51,11 +52,13 @@ class TextsUnderWay {
         if (!note) return;
         try {
             digests_ = decodeJSON<decltype(digests_)>(*note);
+            for (const FieldType field : pageFields)
+                if (isSecret(field)) digests_.erase(nameOf({std::string(pageLocale), field}));
         } catch (const JSONError&) { // damaged; such a text counts as an edit then
         }
     }
     void add(const FieldKey& key, const std::string& text) {
-        digests_[nameOf(key)].push_back(contentDigest(text));
+        if (!isSecret(key.field)) digests_[nameOf(key)].push_back(contentDigest(text));
     }
     [[nodiscard]] bool hold(const FieldKey& key, const std::string& text) const {
         const auto found = digests_.find(nameOf(key));

@@ -307,6 +307,33 @@ TEST(PageJourney, keepsAPasswordInConflictWithoutItsTexts) {
     EXPECT_THAT(compareTexts(fixture.store, {}, {}).changes, IsEmpty());
 }
 
+TEST(PageJourney, notesNoDigestOfAPasswordForAnInterruptedPull) {
+    PageFixture fixture;
+    const std::string version = fixture.context.versionId;
+    const std::string detail = fixture.client.getReviewDetail(version)->id;
+    const auto changeThere = [&](const std::string& text) {
+        (void)fixture.client.updateReviewDetail(detail, {.demoAccountPassword = text});
+    };
+    fixture.put(F::copyright, "mine");
+    (void)fixture.client.updateAppStoreVersion(version, JSONValue::object({{"copyright", "theirs"}}));
+    changeThere("fern-0815");
+    const auto hidden = fixture.store.folder().privateFolder();
+    writeFileAtomically(hidden / "kept", "in the way of the backup");
+    EXPECT_ANY_THROW((void)fixture.pull());
+    const std::string note = readFile(hidden / "pulling.json").value();
+    EXPECT_THAT(note, testing::AllOf(HasSubstr(contentDigest("theirs")), Not(HasSubstr("demoAccount")),
+                                     Not(HasSubstr(contentDigest("fern-0815")))));
+    removeFile(hidden / "kept");
+
+    // What such a pull wrote may be an edit, so another password from there replaces it only when chosen.
+    fixture.put(F::demoAccountPassword, "fern-0815");
+    changeThere("fern-1");
+    const auto key = [](F field) { return FieldKey{std::string(pageLocale), field}; };
+    EXPECT_THAT(fixture.pull().conflicts, ElementsAre(key(F::copyright), key(F::demoAccountPassword)));
+    EXPECT_EQ(fixture.local(F::demoAccountPassword), "fern-0815");
+    EXPECT_FALSE(std::filesystem::exists(hidden / "pulling.json"));
+}
+
 TEST(PageJourney, tellsTheOutcomeOfEachFieldThatIsRefused) {
     PageFixture fixture;
     fixture.put(F::contactPhone, std::string(30, '1')); // too long for the service
