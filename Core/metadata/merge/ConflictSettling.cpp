@@ -82,7 +82,7 @@ ConflictSettling::Settled ConflictSettling::settle(const TextConflict& conflict,
 
 std::string ConflictSettling::preparedText(const TextConflict& conflict) const {
     const auto local = store_.read(conflict.key.locale, conflict.key.field);
-    const std::string ours = ourTextOf(conflict, local, rule_);
+    const std::string ours = shownTextOf(conflict, local, rule_);
     std::string text = mergeParagraphs(conflict.base, ours, conflict.theirs, conflictMarkers).text;
     if (!text.ends_with('\n')) text += '\n'; // as editors leave it
     return text;

@@ -1,5 +1,6 @@
 #include "Core/metadata/merge/TextConflicts.h"
 
+#include "Core/metadata/AgeRating.h"
 #include "Core/metadata/FieldValue.h"
 #include "Core/metadata/TextRemarks.h"
 #include "Core/metadata/TreeReader.h"
@@ -134,7 +135,10 @@ std::string ourTextOf(const TextConflict& conflict, const std::optional<std::str
 
 std::string shownTextOf(const TextConflict& conflict, const std::optional<std::string>& local,
                         FinalLineBreak rule) {
-    if (!isSecret(conflict.key.field)) return ourTextOf(conflict, local, rule);
+    if (!isSecret(conflict.key.field)) {
+        std::string ours = ourTextOf(conflict, local, rule);
+        return kindOf(conflict.key.field) == FieldKind::json ? ageRatingOver(conflict.base, ours) : ours;
+    }
     if (!local || isBlank(*local)) return "";
     return std::string(isBlank(conflict.base) ? setSecretText : changedSecretText);
 }

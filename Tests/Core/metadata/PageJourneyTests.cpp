@@ -334,6 +334,25 @@ TEST(PageJourney, notesNoDigestOfAPasswordForAnInterruptedPull) {
     EXPECT_FALSE(std::filesystem::exists(hidden / "pulling.json"));
 }
 
+TEST(PageJourney, showsAConflictOfSomeAnswersBesideAllOthers) {
+    PageFixture fixture;
+    const auto rating = fixture.client.getAgeRatingDeclaration(fixture.appInfo().appInfo.id).value();
+    (void)fixture.client.updateAgeRatingDeclaration(rating.id, JSONValue::object({{"contests", "NONE"}}));
+    (void)fixture.pull();
+    const std::string all = fixture.local(F::ageRating).value();
+    fixture.put(F::ageRating, R"({"contests": "INFREQUENT"})");
+    (void)fixture.client.updateAgeRatingDeclaration(rating.id, JSONValue::object({{"contests", "FREQUENT"}}));
+    EXPECT_THAT(fixture.pull().conflicts, testing::SizeIs(1));
+
+    const TextConflict conflict = TextConflicts(fixture.store.folder()).all().at(0);
+    EXPECT_EQ(shownTextOf(conflict, fixture.local(F::ageRating), FinalLineBreak::keep),
+              ageRatingOver(all, R"({"contests": "INFREQUENT"})"));
+    const ConflictSettling settling(fixture.store, FinalLineBreak::keep, fixture.clock());
+    EXPECT_THAT(readFile(settling.prepareEdit(conflict)).value(), HasSubstr("\"gambling\": "));
+    (void)settling.settle(conflict, ConflictSide::ours);
+    EXPECT_EQ(fixture.local(F::ageRating), R"({"contests": "INFREQUENT"})"); // the file stays as it was made
+}
+
 TEST(PageJourney, tellsTheOutcomeOfEachFieldThatIsRefused) {
     PageFixture fixture;
     fixture.put(F::contactPhone, std::string(30, '1')); // too long for the service
