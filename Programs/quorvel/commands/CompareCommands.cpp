@@ -278,7 +278,7 @@ std::string_view explainRemote(const DiffRemote::Difference& one) {
 }
 
 // How many characters each side added and removed.
-void printRemoteStatistics(Output& output, const DiffRemote::Result& diff) {
+void printRemoteStatistics(Output& output, const std::vector<DiffRemote::Difference>& differences) {
     const auto cell = [](const DiffRemote::Extent& extent) {
         return extent.added == 0 && extent.removed == 0
                    ? Table::Cell{"–", Style::dim}
@@ -289,7 +289,7 @@ void printRemoteStatistics(Output& output, const DiffRemote::Result& diff) {
                             {"App Store Connect", Table::Align::right},
                             {"Here", Table::Align::right}},
                 .rows = {}};
-    for (const DiffRemote::Difference& one : diff.differences)
+    for (const DiffRemote::Difference& one : differences)
         table.rows.push_back({shownLocale(one.locale), shortLabelOf(one.field), cell(one.changedThere),
                               one.changedBy == ChangedBy::bothAlike ? Table::Cell{"the same", Style::dim}
                                                                     : cell(one.changedHere)});
@@ -315,9 +315,14 @@ ExitStatus showRemoteDiff(Invocation& invocation) {
     std::map<ChangedBy, std::size_t> counts;
     for (const DiffRemote::Difference& one : diff.differences)
         ++counts[one.changedBy];
+    // In a fresh checkout that is most of them.
+    const bool listsAlike = invocation.global.verbose;
+    auto listed = diff.differences;
+    if (!listsAlike)
+        std::erase_if(listed, [](const auto& one) { return one.changedBy == ChangedBy::bothAlike; });
     const bool showsWords = !invocation.arguments.has("--stat");
-    if (!showsWords) printRemoteStatistics(output, diff);
-    for (const DiffRemote::Difference& one : diff.differences) {
+    if (!showsWords) printRemoteStatistics(output, listed);
+    for (const DiffRemote::Difference& one : listed) {
         if (!showsWords) break;
         const bool onlyHere = one.changedBy == ChangedBy::local;
         print(one, explainRemote(one), onlyHere ? one.here : one.there);
@@ -338,6 +343,8 @@ ExitStatus showRemoteDiff(Invocation& invocation) {
                           counted(diff.differences.size(), "text"), counts[ChangedBy::appStoreConnect],
                           counts[ChangedBy::local], counts[ChangedBy::bothAlike],
                           counts[ChangedBy::bothDifferently]));
+    if (listed.size() < diff.differences.size())
+        output.note("Those that changed on both sides alike are listed with --verbose.");
     for (const UnreadableText& text : diff.unreadable)
         output.warning(fmt::format("{} {} was not compared: {}", shownLocale(text.locale),
                                    shortLabelOf(text.field), text.explanation));
@@ -461,7 +468,8 @@ std::vector<Command> compareCommands() {
          .details =
              "Removed words stand in [-…-] and added ones in {+…+}, or in red and green on a terminal. "
              "--remote asks what a pull asks and writes nothing: it says of each text whether it was changed on "
-             "App Store Connect only, here only, or on both sides, and whether a pull merges the two. "
+             "App Store Connect only, here only, or on both sides, and whether a pull merges the two; "
+             "texts that changed on both alike are counted, and listed with --verbose. "
              "App Store Connect does not tell who of a team it was. "
              "Without it the copies of the last pull are compared, without asking App Store Connect: in a fresh "
              "checkout 'quorvel pull --leave-edits' comes first, and keeps the texts that are there. "
