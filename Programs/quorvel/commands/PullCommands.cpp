@@ -93,8 +93,8 @@ void printDryRun(Output& output, const Pull& pull, std::string_view lead = {}) {
     Table table{.columns = {{"Locale"}, {"Fields", Table::Align::left, Table::Fit::wrap}, {"Would become"}},
                 .rows = {}};
     for (const auto& [place, labels] : fields)
-        table.rows.push_back(
-            {place.first, fmt::format("{}", fmt::join(labels, ", ")), std::string(place.second)});
+        table.rows.push_back({shownLocale(place.first), fmt::format("{}", fmt::join(labels, ", ")),
+                              std::string(place.second)});
     if (!table.rows.empty()) output.table(table);
     for (const std::string& warning : result.summary.warnings)
         output.warning(fmt::format("{}{}", lead, warning));
