@@ -52,16 +52,18 @@ void leaveChangedLocales(TextStatus::Result& status) {
     });
 }
 
-std::int64_t charactersOf(const std::vector<DiffTexts::Segment>& segments, DiffSegment::Kind kind) {
+std::int64_t charactersOf(FieldType field, const std::vector<DiffTexts::Segment>& segments,
+                          DiffSegment::Kind kind) {
     std::size_t count = 0;
+    if (isSecret(field)) return 0; // what stands for it has none of its characters
     for (const DiffTexts::Segment& segment : segments)
         if (segment.kind == kind) count += graphemeCount(segment.text);
     return static_cast<std::int64_t>(count);
 }
 
-DiffRemote::Extent extentOf(const std::vector<DiffTexts::Segment>& segments) {
-    return {charactersOf(segments, DiffSegment::Kind::added),
-            charactersOf(segments, DiffSegment::Kind::removed)};
+DiffRemote::Extent extentOf(FieldType field, const std::vector<DiffTexts::Segment>& segments) {
+    return {charactersOf(field, segments, DiffSegment::Kind::added),
+            charactersOf(field, segments, DiffSegment::Kind::removed)};
 }
 
 } // namespace
@@ -150,8 +152,8 @@ DiffTexts::Result DiffTexts::perform(Application& application, const Request& re
         if (!filter.takes({change.locale, change.field})) continue;
         Difference difference;
         difference.segments = segmentsOf(change.remote, change.local);
-        difference.added = charactersOf(difference.segments, DiffSegment::Kind::added);
-        difference.removed = charactersOf(difference.segments, DiffSegment::Kind::removed);
+        difference.added = charactersOf(change.field, difference.segments, DiffSegment::Kind::added);
+        difference.removed = charactersOf(change.field, difference.segments, DiffSegment::Kind::removed);
         difference.change = std::move(change);
         result.differences.push_back(std::move(difference));
     }
@@ -188,8 +190,8 @@ DiffRemote::Result DiffRemote::perform(Application& application, const Request& 
         if (one.changedBy != ChangedBy::local) difference.there = segmentsOf(one.base, one.remote);
         if (one.changedBy == ChangedBy::local || one.changedBy == ChangedBy::bothDifferently)
             difference.here = segmentsOf(one.base, one.local);
-        difference.changedThere = extentOf(difference.there);
-        difference.changedHere = extentOf(difference.here);
+        difference.changedThere = extentOf(one.key.field, difference.there);
+        difference.changedHere = extentOf(one.key.field, difference.here);
         difference.base = std::move(one.base);
         difference.local = std::move(one.local);
         difference.remote = std::move(one.remote);

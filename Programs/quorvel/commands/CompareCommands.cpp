@@ -279,7 +279,9 @@ std::string_view explainRemote(const DiffRemote::Difference& one) {
 
 // How many characters each side added and removed.
 void printRemoteStatistics(Output& output, const std::vector<DiffRemote::Difference>& differences) {
-    const auto cell = [](const DiffRemote::Extent& extent) {
+    const auto cell = [](const DiffRemote::Difference& one, const DiffRemote::Extent& extent,
+                         ChangedBy otherSide) {
+        if (isSecret(one.field) && one.changedBy != otherSide) return Table::Cell{"changed"};
         return extent.added == 0 && extent.removed == 0
                    ? Table::Cell{"–", Style::dim}
                    : Table::Cell{fmt::format("+{} -{}", extent.added, extent.removed)};
@@ -290,9 +292,10 @@ void printRemoteStatistics(Output& output, const std::vector<DiffRemote::Differe
                             {"Here", Table::Align::right}},
                 .rows = {}};
     for (const DiffRemote::Difference& one : differences)
-        table.rows.push_back({shownLocale(one.locale), shortLabelOf(one.field), cell(one.changedThere),
-                              one.changedBy == ChangedBy::bothAlike ? Table::Cell{"the same", Style::dim}
-                                                                    : cell(one.changedHere)});
+        table.rows.push_back(
+            {shownLocale(one.locale), shortLabelOf(one.field), cell(one, one.changedThere, ChangedBy::local),
+             one.changedBy == ChangedBy::bothAlike ? Table::Cell{"the same", Style::dim}
+                                                   : cell(one, one.changedHere, ChangedBy::appStoreConnect)});
     if (!table.rows.empty()) output.table(table);
 }
 
@@ -362,6 +365,13 @@ void printStatistics(Output& output, const DiffTexts::Result& diff) {
     std::int64_t added = 0;
     std::int64_t removed = 0;
     for (const auto& difference : diff.differences) {
+        if (isSecret(difference.change.field)) {
+            table.rows.push_back({shownLocale(difference.change.locale),
+                                  shortLabelOf(difference.change.field),
+                                  {"changed"},
+                                  {""}});
+            continue;
+        }
         table.rows.push_back({shownLocale(difference.change.locale),
                               shortLabelOf(difference.change.field),
                               {fmt::format("+{}", difference.added), Style::green},
