@@ -81,6 +81,18 @@ JSONValue answersIn(std::string_view text) {
     return answers;
 }
 
+std::optional<JSONValue> answersIfAny(std::string_view text) try {
+    return answersIn(text);
+} catch (const JSONError&) {
+    return std::nullopt;
+}
+
+// Null where there is none.
+JSONValue answerNamed(const JSONValue& answers, std::string_view name) {
+    const JSONValue* const found = answers.find(name);
+    return found ? *found : JSONValue();
+}
+
 std::optional<std::string> answerFault(const Question& question, const JSONValue& answer) {
     if (answer.isNull()) return std::nullopt;
     if (question.choices.empty()) {
@@ -143,14 +155,10 @@ std::optional<std::string> mergeAgeRatings(std::string_view base, std::string_vi
     const JSONValue before = answersIn(base);
     const JSONValue own = answersIn(ours);
     const JSONValue others = answersIn(theirs);
-    const auto answerIn = [](const JSONValue& answers, const std::string& name) {
-        const JSONValue* const found = answers.find(name);
-        return found ? *found : JSONValue();
-    };
     JSONValue merged = JSONValue::object();
     for (const auto& [name, answer] : *own.members()) {
-        const JSONValue was = answerIn(before, name);
-        const JSONValue now = answerIn(others, name);
+        const JSONValue was = answerNamed(before, name);
+        const JSONValue now = answerNamed(others, name);
         if (answer != was && now != was && answer != now) return std::nullopt;
         merged.set(name, answer == was ? now : answer);
     }
@@ -159,15 +167,24 @@ std::optional<std::string> mergeAgeRatings(std::string_view base, std::string_vi
     return std::nullopt;
 }
 
-std::string ageRatingBack(std::string_view previous, std::string_view sent) {
-    JSONValue answers = answersIn(previous);
+std::optional<AgeRatingBack> ageRatingBack(std::string_view local, std::string_view copy,
+                                           std::string_view previous, std::string_view sent) {
+    const JSONValue changes = ageRatingChanges(sent, previous);
     const JSONValue made = answersIn(sent);
-    for (const auto& [name, answer] : *made.members())
-        if (!answers.find(name)) answers.set(name, nullptr);
-    if (answers.members()->empty()) return {};
-    std::ranges::sort(*answers.members(), {},
-                      [](const auto& member) -> const std::string& { return member.first; });
-    return encodeJSON(answers, {JSONLayout::pretty, JSONKeyOrder::declared});
+    const JSONValue pulled = answersIfAny(copy).value_or(JSONValue::object());
+    const auto present = answersIfAny(local);
+    JSONValue answers = present.value_or(JSONValue::object());
+    AgeRatingBack back{.text = {}, .replacesEdit = !present};
+    bool isThere = present.has_value();
+    for (const auto& [name, answer] : *changes.members()) {
+        const JSONValue* const own = answers.find(name);
+        isThere = isThere && (own ? *own : answerNamed(pulled, name)) == answer;
+        if (own && *own != answer && *own != answerNamed(made, name)) back.replacesEdit = true;
+        answers.set(name, answer);
+    }
+    if (isThere || changes.members()->empty()) return std::nullopt;
+    back.text = encodeJSON(answers, {JSONLayout::pretty, JSONKeyOrder::declared});
+    return back;
 }
 
 std::optional<std::string> ageRatingFault(std::string_view text, std::string_view copy) try {

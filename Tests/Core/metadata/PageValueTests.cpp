@@ -106,8 +106,30 @@ TEST(AgeRating, isComparedByMeaningAndKeepsWhatAFileDoesNotName) {
     EXPECT_EQ(mergeAgeRatings(copy, R"({"contests":"FREQUENT"})", R"({"contests":"INFREQUENT"})"),
               std::nullopt);
     EXPECT_EQ(mergeAgeRatings(copy, "{", copy), std::nullopt);
+}
 
-    // A way back also from answers that were added.
-    const std::string after = ageRatingOver(copy, R"({"advertising":true,"gambling":true})");
-    EXPECT_EQ(ageRatingOver(after, ageRatingBack(copy, after)), copy);
+TEST(AgeRating, takesBackTheAnswersOfAPushAlone) {
+    constexpr std::string_view before = R"({"contests":"NONE","gambling":false})";
+    constexpr std::string_view sentText = R"({"advertising":true,"contests":"NONE","gambling":true})";
+    struct Row {
+        std::string_view local, copy, back; // no way back: nothing to do
+        bool replacesEdit = false;
+    };
+    const Row rows[] = {
+        {R"({"gambling":true,"advertising":true})", sentText, R"({"gambling":false,"advertising":null})"},
+        {"", sentText, R"({"gambling":false,"advertising":null})"},
+        // Somebody changed another answer since.
+        {R"({"advertising":true,"contests":"FREQUENT","gambling":true})", sentText,
+         R"({"advertising":null,"contests":"FREQUENT","gambling":false})"},
+        // A newer answer to the same question.
+        {R"({"gambling":"x"})", sentText, R"({"gambling":false,"advertising":null})", true},
+        {R"({"gambling":true)", sentText, R"({"gambling":false,"advertising":null})", true},
+        {R"({"contests":"FREQUENT"})", before, ""},
+        {R"({"gambling":false,"advertising":null})", sentText, ""},
+    };
+    for (const Row& row : rows) {
+        const auto back = ageRatingBack(row.local, row.copy, before, sentText);
+        EXPECT_EQ(back ? encodeJSON(decodeJSON<JSONValue>(back->text)) : "", row.back) << row.local;
+        EXPECT_EQ(back && back->replacesEdit, row.replacesEdit) << row.local;
+    }
 }

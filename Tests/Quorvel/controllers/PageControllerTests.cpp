@@ -55,7 +55,7 @@ TEST(PageController, putsAllFieldsOfAPushBack) {
     ASSERT_EQ(report.kept.size(), 1U);
     EXPECT_EQ(readFile(report.kept.front().path), "2028");
     EXPECT_EQ(sandbox.local(F::copyright), "2026 Fernhollow Studio");
-    EXPECT_EQ(sandbox.local(F::ageRating), "{\n  \"contests\": null,\n  \"gambling\": null\n}");
+    EXPECT_EQ(sandbox.local(F::ageRating), "{\n  \"gambling\": null,\n  \"contests\": null\n}");
     EXPECT_EQ(sandbox.store().read("de-DE", F::marketingURL), "https://fernhollow.example/mosswick");
     EXPECT_EQ(sandbox.push().report, "Pushed 6 fields · 1 locale");
     (void)sandbox.pull();
@@ -64,6 +64,26 @@ TEST(PageController, putsAllFieldsOfAPushBack) {
                   before[field].value_or(""))
             << rawValue(field);
     EXPECT_TRUE(sandbox.controller.planPush({}).nothing.has_value());
+}
+
+TEST(PageController, leavesAnswersAloneThatTheRunDidNotSend) {
+    PageSandbox sandbox;
+    sandbox.put(F::ageRating, R"({"gambling": true})");
+    const std::string run = sandbox.push().run;
+    const auto info = sandbox.client.listAppInfos(test::gardenApp).front().id;
+    const auto declaration = sandbox.client.getAgeRatingDeclaration(info)->id;
+    (void)sandbox.client.updateAgeRatingDeclaration(
+        declaration, JSONValue::object({{"contests", "FREQUENT"}, {"lootBox", true}}));
+    (void)sandbox.pull();
+
+    const auto report = sandbox.controller.revert(run);
+    EXPECT_EQ(report.reverted.size(), 1U);
+    EXPECT_TRUE(report.kept.empty()) << "nobody edited";
+    const auto plan =
+        sandbox.controller.planPush({}, {}, DryRun::yes, MetadataController::Requests::include);
+    ASSERT_EQ(plan.requests.size(), 1U);
+    EXPECT_THAT(encodeJSON(plan.requests.front().body), HasSubstr(R"("attributes":{"gambling":null})"));
+    EXPECT_EQ(sandbox.controller.revert(run).unchanged.size(), 1U);
 }
 
 TEST(PageController, showsAndKeepsTheDemoPasswordNowhere) {
