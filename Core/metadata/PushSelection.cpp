@@ -144,7 +144,7 @@ bool isMissed(const PendingChange& change, LeftOutReason reason, const PushFilte
     }
 }
 
-// The words for several changes at once; none where the first one's own say it all.
+// The words for several changes at once; none where each one's own tell what to do.
 std::string_view explainTogether(LeftOutReason reason) {
     switch (reason) {
     case LeftOutReason::localeDisabled:
@@ -163,12 +163,13 @@ std::string_view explainTogether(LeftOutReason reason) {
                "Read them and accept them, or allow unread texts in the push.";
     case LeftOutReason::unreadableFile:
         return "The files cannot be taken as texts.";
+    case LeftOutReason::firstVersion:
+        return firstVersionText;
     case LeftOutReason::invalidValue:
     case LeftOutReason::cannotBeCleared:
     case LeftOutReason::byteOrderMark:
     case LeftOutReason::onlyFinalLineBreak:
     case LeftOutReason::notAnAppStoreLocale:
-    case LeftOutReason::firstVersion:
     case LeftOutReason::inConflict:
         return {};
     }
@@ -221,10 +222,9 @@ bool waitsForUser(LeftOutReason reason) {
 std::vector<LeftOutGroup> groupsOf(const std::vector<LeftOutChange>& leftOut) {
     std::vector<LeftOutGroup> groups;
     for (const LeftOutChange& one : leftOut) {
-        const bool isOfLocale = one.reason == LeftOutReason::notAnAppStoreLocale;
+        const bool isToldTogether = !explainTogether(one.reason).empty();
         auto group = std::ranges::find_if(groups, [&](const LeftOutGroup& known) {
-            return known.reason == one.reason &&
-                   (!isOfLocale || known.changes.front().change.locale == one.change.locale);
+            return known.reason == one.reason && (isToldTogether || known.explanation == one.explanation);
         });
         if (group == groups.end()) group = groups.insert(group, {one.reason, {}, one.explanation});
         group->changes.push_back(one);

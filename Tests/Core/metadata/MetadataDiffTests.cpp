@@ -219,6 +219,27 @@ TEST(PushSelection, missesWhatWasAskedForByNameAndGroupsByReason) {
                                      std::pair(R::notAnAppStoreLocale, 1u)));
 }
 
+TEST(PushSelection, tellsEveryFaultThatIsOneOfItsOwn) {
+    using F = FieldType;
+    const auto leftOut = selectForPush({change("", F::releaseType, "", "SOON"),
+                                        change("", F::primaryCategory, "", "GARDENS"),
+                                        change("", F::primarySubcategoryOne, "GAMES_WORD", ""),
+                                        change("", F::secondaryCategory, "TRAVEL", ""),
+                                        change("de-DE", F::supportURL, "", "nowhere"),
+                                        change("fr-FR", F::supportURL, "", "nowhere"),
+                                        change("it", F::supportURL, "", "ftp://a.example")})
+                             .leftOut;
+    std::vector<std::string> told;
+    for (const LeftOutGroup& group : groupsOf(leftOut)) {
+        told.push_back(group.explanation);
+        for (const LeftOutChange& one : group.changes)
+            EXPECT_EQ(one.explanation, group.explanation);
+    }
+    EXPECT_THAT(told, testing::ElementsAre(HasSubstr("SOON"), HasSubstr("GARDENS"), HasSubstr("First sub"),
+                                           HasSubstr("Secondary category"), HasSubstr("nowhere"),
+                                           HasSubstr("ftp")));
+}
+
 TEST(PushSelection, warnsOfWhatItSendsAllTheSame) {
     const auto warningsOn = [](const std::vector<PendingChange>& changes) {
         return selectForPush(changes).warnings;
