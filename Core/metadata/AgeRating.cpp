@@ -1,6 +1,7 @@
 #include "Core/metadata/AgeRating.h"
 
 #include "Core/metadata/TextRemarks.h"
+#include "Core/metadata/WebAddress.h"
 #include "Platform/json/JSON.h"
 #include "Platform/text/Spelling.h"
 #include "Platform/text/Text.h"
@@ -9,6 +10,7 @@
 
 #include <algorithm>
 #include <array>
+#include <set>
 #include <vector>
 
 namespace quorvel {
@@ -73,11 +75,30 @@ std::vector<std::string_view> choicesOf(std::string_view joined) {
     return choices;
 }
 
-// The object in a text; an empty one in a blank text.
+// A name that the object in a text, of which nothing else is known, holds more than once; as it is written.
+std::optional<std::string_view> nameGivenTwice(std::string_view text) {
+    std::set<std::string_view> names;
+    int depth = 0;
+    for (std::size_t at = 0; at < text.size(); ++at) {
+        depth += (text[at] == '{' || text[at] == '[') - (text[at] == '}' || text[at] == ']');
+        if (text[at] != '"') continue;
+        const std::size_t start = ++at;
+        while (at < text.size() && text[at] != '"')
+            at += text[at] == '\\' ? 2 : 1;
+        if (at >= text.size()) break;
+        const std::string_view name = text.substr(start, at - start);
+        const bool isName = depth == 1 && trim(text.substr(at + 1)).starts_with(':');
+        if (isName && !names.insert(name).second) return name;
+    }
+    return std::nullopt;
+}
+
+// The object in a text; an empty one in a blank text. One that answers a question twice is none.
 JSONValue answersIn(std::string_view text) {
     if (isBlank(text)) return JSONValue::object();
     JSONValue answers = decodeJSON<JSONValue>(std::string(withoutByteOrderMark(text)));
     if (!answers.members()) throw JSONError("the text", "is no object");
+    if (nameGivenTwice(text)) throw JSONError("the text", "holds a name twice");
     return answers;
 }
 
@@ -101,8 +122,9 @@ std::optional<std::string> answerFault(const Question& question, const JSONValue
     }
     const std::string* const text = answer.text();
     if (question.choices == anyAddress) {
-        if (text && (text->starts_with("https://") || text->starts_with("http://"))) return std::nullopt;
-        return fmt::format("\"{}\" takes the address of a web page in quotes.", question.name);
+        if (!text) return fmt::format("\"{}\" takes the address of a web page in quotes.", question.name);
+        const auto problem = problemOfAddress(*text);
+        return problem ? std::optional(fmt::format("\"{}\" {}.", question.name, *problem)) : std::nullopt;
     }
     const auto choices = choicesOf(question.choices);
     if (text && std::ranges::find(choices, *text) != choices.end()) return std::nullopt;
@@ -204,6 +226,8 @@ std::optional<std::string> ageRatingFault(std::string_view text, std::string_vie
     }
     return std::nullopt;
 } catch (const JSONError& error) {
+    if (const auto name = nameGivenTwice(text))
+        return fmt::format("answers \"{}\" twice. Keep the one that is meant.", escapeControls(*name));
     return fmt::format("is no JSON object with the answers: {}", escapeControls(error.what()));
 }
 

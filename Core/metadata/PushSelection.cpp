@@ -33,6 +33,11 @@ bool mayBeLocale(std::string_view locale, const PushFilter& filter) {
            (names(filter.locales, locale) && looksLikeLocale(locale) && !nearestAppStoreLocale(locale));
 }
 
+std::optional<std::string> faultOf(const PendingChange& change) {
+    return isSecret(change.field) ? change.secretFault
+                                  : valueFault(change.field, change.local, change.remote);
+}
+
 std::optional<LeftOutReason> reasonToLeaveOut(const PendingChange& change, const PushFilter& filter) {
     if (change.isNewLocale && !mayBeLocale(change.locale, filter)) return LeftOutReason::notAnAppStoreLocale;
     if (withoutByteOrderMark(change.local).size() < change.local.size()) return LeftOutReason::byteOrderMark;
@@ -43,7 +48,7 @@ std::optional<LeftOutReason> reasonToLeaveOut(const PendingChange& change, const
     if (filter.release == Release::first && change.field == FieldType::releaseNotes)
         return LeftOutReason::firstVersion;
     if (change.isOverLimit) return LeftOutReason::overLimit;
-    if (valueFault(change.field, change.local, change.remote)) return LeftOutReason::invalidValue;
+    if (faultOf(change)) return LeftOutReason::invalidValue;
     if (change.clears() && change.field == FieldType::name) return LeftOutReason::clearsName;
     if (change.clears() && !canBeCleared(change.field)) return LeftOutReason::cannotBeCleared;
     if (change.clears() && filter.clearing == Clearing::leaveOut) return LeftOutReason::clearsField;
@@ -123,7 +128,7 @@ std::string explain(const PendingChange& change, LeftOutReason reason) {
             "back.",
             shortLabelOf(change.field));
     case LeftOutReason::invalidValue:
-        return valueFault(change.field, change.local, change.remote).value_or("");
+        return faultOf(change).value_or("");
     case LeftOutReason::inConflict:
         return std::string(inConflictText);
     }

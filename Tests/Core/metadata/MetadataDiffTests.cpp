@@ -219,6 +219,16 @@ TEST(PushSelection, missesWhatWasAskedForByNameAndGroupsByReason) {
                                      std::pair(R::notAnAppStoreLocale, 1u)));
 }
 
+TEST(PushSelection, leavesOutAPasswordOfSeveralLinesWithoutTellingIt) {
+    FieldTexts page;
+    page[FieldType::demoAccountPassword] = "sesame\nopen";
+    const auto leftOut = selectForPush(MetadataDiff::comparePage({}, page)).leftOut;
+    ASSERT_THAT(leftOut, SizeIs(1));
+    EXPECT_EQ(leftOut[0].change.local, "(set)");
+    EXPECT_EQ(leftOut[0].explanation,
+              "review_information/demo_password.txt has several lines. Write it in one.");
+}
+
 TEST(PushSelection, tellsEveryFaultThatIsOneOfItsOwn) {
     using F = FieldType;
     const auto leftOut = selectForPush({change("", F::releaseType, "", "SOON"),
