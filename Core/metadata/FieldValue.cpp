@@ -103,9 +103,17 @@ std::optional<std::string> categoryFault(std::string_view category, CategoryLeve
                               level == CategoryLevel::category ? "PRODUCTIVITY" : "GAMES_PUZZLE"));
 }
 
+// The moment of "2026-12-01T09:00:00+01:00", which people also write without seconds.
+std::optional<Date> momentIn(std::string_view date) {
+    constexpr std::size_t ofMinutes = std::string_view("2026-12-01T09:00").size();
+    if (const auto moment = parseISO8601(date)) return moment;
+    if (date.size() <= ofMinutes || date[ofMinutes] == ':') return std::nullopt;
+    return parseISO8601(fmt::format("{}:00{}", date.substr(0, ofMinutes), date.substr(ofMinutes)));
+}
+
 std::optional<std::string> dateFault(std::string_view date) {
     constexpr std::string_view advice = "Write it with its time zone, such as 2026-12-01T09:00:00+01:00.";
-    const auto moment = parseISO8601(date);
+    const auto moment = momentIn(date);
     if (!moment) return fmt::format("is no date with a time. {}", advice);
     if (secondsSince1970(*moment) != 3600 * std::floor(secondsSince1970(*moment) / 3600))
         return "is no whole hour, and App Store Connect takes whole hours only.";
@@ -150,7 +158,7 @@ std::string canonicalValue(FieldType field, std::string_view text) {
     case FieldKind::category:
         return std::string(categoryNamed(trimmed, levelOf(field)).value_or(trimmed));
     case FieldKind::date:
-        if (const auto moment = parseISO8601(trimmed)) return formatISO8601(*moment);
+        if (const auto moment = momentIn(trimmed)) return formatISO8601(*moment);
         return std::string(trimmed);
     case FieldKind::flag:
         return std::string(flagIn(trimmed).value_or(trimmed));
