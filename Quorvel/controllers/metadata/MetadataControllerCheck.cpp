@@ -91,7 +91,7 @@ MetadataController::Check MetadataController::check(const std::optional<std::str
         expected.insert(locale.code);
     PushFilter asked = filter;
     asked.release = contexts.releaseOf(wanted);
-    CheckedTree texts = checkTree(store, rules, asked, expected);
+    CheckedTree texts = checkTree(store, rules, asked, expected, access_.clock()());
     const auto own = screenshotPaths(root, wanted).pictures;
     const auto place = access_.pictures().value_or(own);
     const auto isAsked = [&](const std::string& locale) {
