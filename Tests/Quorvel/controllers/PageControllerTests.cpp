@@ -1,9 +1,11 @@
 // The fields of the page through the controllers: the history, the way back, and a password that nobody sees.
 #include "Platform/log/Log.h"
 #include "Quorvel/actions/CompareActions.h"
+#include "Quorvel/controllers/metadata/SecretExposure.h"
 #include "Tests/support/ControllerSandbox.h"
 #include "Tests/support/FileMode.h"
 #include "Tests/support/GitRepository.h"
+#include "Tests/support/TemporaryFolder.h"
 
 #include <gmock/gmock.h>
 
@@ -154,4 +156,26 @@ TEST(PageController, warnsOfARepositoryThatWouldTakeThePassword) {
     writeFileAtomically(sandbox.appFolder().rootURL / ".gitignore", "demo_password.txt\n");
     EXPECT_THAT(notices(), testing::IsEmpty());
     EXPECT_THAT(warnings(), testing::IsEmpty());
+}
+
+TEST(SecretExposure, looksWhereverAPasswordIsLeft) {
+    const test::TemporaryFolder outer;
+    const test::GitRepository repository(outer.path());
+    const MetadataFolder tree{repository.root(), TreeInPlace{TreeLayout::platforms}};
+    const MetadataFolder context = tree.contextFolder({});
+    const std::filesystem::path places[] = {
+        context.rootURL / "review_information/demo_password.txt",
+        tree.rootURL / "review_information/demo_password.txt",
+        context.privateFolder() / "kept/2026-03-01/review_information/demo_password.txt"};
+    for (const auto& place : places) {
+        createFolders(place.parent_path());
+        writeFileAtomically(place, "\n");
+        EXPECT_FALSE(exposedSecret(context).has_value()) << "no password";
+        writeFileAtomically(place, firstPassword);
+        const auto exposed = exposedSecret(context);
+        ASSERT_TRUE(exposed.has_value()) << place;
+        EXPECT_EQ(exposed->file, place.native());
+        EXPECT_THAT(exposed->text, HasSubstr("a line \"demo_password.txt\""));
+        std::filesystem::remove(place);
+    }
 }
