@@ -1,6 +1,7 @@
 #include "Core/metadata/LocalizationAttributes.h"
 #include "Core/metadata/WebAddress.h"
 #include "Core/metadata/check/PageCheck.h"
+#include "Core/metadata/check/SharedFieldCheck.h"
 #include "Core/metadata/check/TextCheck.h"
 #include "Core/metadata/check/TreeCheck.h"
 #include "Core/metadata/merge/TextConflicts.h"
@@ -303,7 +304,9 @@ TEST(PageCheck, holdsFieldsAgainstEachOther) {
          "error contradiction primarySubcategoryOne",
          "Write GAMES into primary_category.txt"},
         {{{F::primarySubcategoryOne, "GAMES_PUZZLE"}}, {}, "", "", false}, // who knows its category?
-        {{{F::primaryCategory, "GARDENS"}, {F::primarySubcategoryOne, "GAMES_PUZZLE"}}, {}, ""}, // told as such
+        {{{F::primaryCategory, "GARDENS"}, {F::primarySubcategoryOne, "GAMES_PUZZLE"}},
+         {},
+         ""}, // told as such
         {{{F::primarySubcategoryTwo, "GAMES_WORD"}},
          {{F::primaryCategory, "GAMES"}, {F::primarySubcategoryOne, "GAMES_WORD"}},
          "warning contradiction primarySubcategoryTwo",
@@ -357,6 +360,42 @@ TEST(PageCheck, holdsFieldsAgainstEachOther) {
         EXPECT_EQ(told, row.told) << row.local.front().second << texts;
         EXPECT_THAT(texts, HasSubstr(row.part));
     }
+}
+
+TEST(SharedFieldCheck, tellsWhatEachPushWouldUndo) {
+    const CheckedFolder tree(TreeInPlace{TreeLayout::platforms});
+    const MetadataStore mac(
+        MetadataFolder{tree.outer.path(), TreeInPlace{TreeLayout::platforms}}.contextFolder(
+            {ASCPlatform::macOS}));
+    const auto told = [&](const PushFilter& filter = {}) {
+        return tree.told(differencesOfSharedFields(tree.store, mac, {{"sv"}}, filter));
+    };
+    const auto put = [&](const std::string& locale, FieldType field, std::string_view ours,
+                         std::string_view theirs) {
+        tree.store.write(locale, field, ours);
+        mac.write(locale, field, theirs);
+    };
+    const std::string page(pageLocale);
+    put("ja", FieldType::name, "Moss", "Mosswick");
+    put("ja", FieldType::keywords, "a", "b");       // of each version
+    put("ja", FieldType::subtitle, "", "Beds");     // a blank one is none
+    put("sv", FieldType::name, "Moss", "Mosswick"); // disabled
+    put("default", FieldType::privacyPolicyURL, "https://a.example", "https://b.example");
+    put(page, FieldType::primaryCategory, "weather\n", "WEATHER");
+    put(page, FieldType::secondaryCategory, "NEWS", "TRAVEL");
+    put(page, FieldType::ageRating, R"({"gambling":true,"lootBox":true})", R"({"gambling":true})");
+    EXPECT_THAT(told(),
+                testing::UnorderedElementsAre("warning differsBetweenPlatforms ja/name.txt",
+                                              "warning differsBetweenPlatforms default/privacy_url.txt",
+                                              "warning differsBetweenPlatforms secondary_category.txt"));
+    EXPECT_THAT(differencesOfSharedFields(tree.store, mac, {{"sv"}}).back().text,
+                HasSubstr(mac.folder().rootURL.native()));
+    put(page, FieldType::ageRating, R"({"gambling":true})", R"({"gambling":false})");
+    EXPECT_THAT(told({.fields = {FieldType::ageRating}}),
+                testing::ElementsAre("warning differsBetweenPlatforms rating_config.json"));
+    // Where one side is as App Store Connect held it, its push sends nothing.
+    mac.write("ja", FieldType::name, "Mosswick", TextSide::pulled);
+    EXPECT_TRUE(told({.fields = {FieldType::name}}).empty());
 }
 
 TEST(TreeCheck, tellsWhatAConflictKeepsFromAPush) {

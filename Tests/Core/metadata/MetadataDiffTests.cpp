@@ -231,14 +231,14 @@ TEST(PushSelection, leavesOutAPasswordOfSeveralLinesWithoutTellingIt) {
 
 TEST(PushSelection, tellsEveryFaultThatIsOneOfItsOwn) {
     using F = FieldType;
-    const auto leftOut = selectForPush({change("", F::releaseType, "", "SOON"),
-                                        change("", F::primaryCategory, "", "GARDENS"),
-                                        change("", F::primarySubcategoryOne, "GAMES_WORD", ""),
-                                        change("", F::secondaryCategory, "TRAVEL", ""),
-                                        change("de-DE", F::supportURL, "", "nowhere"),
-                                        change("fr-FR", F::supportURL, "", "nowhere"),
-                                        change("it", F::supportURL, "", "ftp://a.example")})
-                             .leftOut;
+    const auto leftOut =
+        selectForPush({change("", F::releaseType, "", "SOON"), change("", F::primaryCategory, "", "GARDENS"),
+                       change("", F::primarySubcategoryOne, "GAMES_WORD", ""),
+                       change("", F::secondaryCategory, "TRAVEL", ""),
+                       change("de-DE", F::supportURL, "", "nowhere"),
+                       change("fr-FR", F::supportURL, "", "nowhere"),
+                       change("it", F::supportURL, "", "ftp://a.example")})
+            .leftOut;
     std::vector<std::string> told;
     for (const LeftOutGroup& group : groupsOf(leftOut)) {
         told.push_back(group.explanation);

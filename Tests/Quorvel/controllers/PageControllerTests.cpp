@@ -81,8 +81,7 @@ TEST(PageController, leavesAnswersAloneThatTheRunDidNotSend) {
     const auto report = sandbox.controller.revert(run);
     EXPECT_EQ(report.reverted.size(), 1U);
     EXPECT_TRUE(report.kept.empty()) << "nobody edited";
-    const auto plan =
-        sandbox.controller.planPush({}, {}, DryRun::yes, MetadataController::Requests::include);
+    const auto plan = sandbox.controller.planPush({}, {}, DryRun::yes, MetadataController::Requests::include);
     ASSERT_EQ(plan.requests.size(), 1U);
     EXPECT_THAT(encodeJSON(plan.requests.front().body), HasSubstr(R"("attributes":{"gambling":null})"));
     EXPECT_EQ(sandbox.controller.revert(run).unchanged.size(), 1U);
@@ -163,10 +162,10 @@ TEST(SecretExposure, looksWhereverAPasswordIsLeft) {
     const test::GitRepository repository(outer.path());
     const MetadataFolder tree{repository.root(), TreeInPlace{TreeLayout::platforms}};
     const MetadataFolder context = tree.contextFolder({});
-    const std::filesystem::path places[] = {
-        context.rootURL / "review_information/demo_password.txt",
-        tree.rootURL / "review_information/demo_password.txt",
-        context.privateFolder() / "kept/2026-03-01/review_information/demo_password.txt"};
+    const std::filesystem::path places[] = {context.rootURL / "review_information/demo_password.txt",
+                                            tree.rootURL / "review_information/demo_password.txt",
+                                            context.privateFolder() /
+                                                "kept/2026-03-01/review_information/demo_password.txt"};
     for (const auto& place : places) {
         createFolders(place.parent_path());
         writeFileAtomically(place, "\n");
