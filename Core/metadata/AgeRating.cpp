@@ -1,6 +1,7 @@
 #include "Core/metadata/AgeRating.h"
 
 #include "Core/metadata/TextRemarks.h"
+#include "Core/metadata/WebAddress.h"
 #include "Platform/json/JSON.h"
 #include "Platform/text/Spelling.h"
 #include "Platform/text/Text.h"
@@ -9,6 +10,7 @@
 
 #include <algorithm>
 #include <array>
+#include <set>
 #include <vector>
 
 namespace quorvel {
@@ -73,12 +75,43 @@ std::vector<std::string_view> choicesOf(std::string_view joined) {
     return choices;
 }
 
-// The object in a text; an empty one in a blank text.
+// A name that the object in a text, of which nothing else is known, holds more than once; as it is written.
+std::optional<std::string_view> nameGivenTwice(std::string_view text) {
+    std::set<std::string_view> names;
+    int depth = 0;
+    for (std::size_t at = 0; at < text.size(); ++at) {
+        depth += (text[at] == '{' || text[at] == '[') - (text[at] == '}' || text[at] == ']');
+        if (text[at] != '"') continue;
+        const std::size_t start = ++at;
+        while (at < text.size() && text[at] != '"')
+            at += text[at] == '\\' ? 2 : 1;
+        if (at >= text.size()) break;
+        const std::string_view name = text.substr(start, at - start);
+        const bool isName = depth == 1 && trim(text.substr(at + 1)).starts_with(':');
+        if (isName && !names.insert(name).second) return name;
+    }
+    return std::nullopt;
+}
+
+// The object in a text; an empty one in a blank text. One that answers a question twice is none.
 JSONValue answersIn(std::string_view text) {
     if (isBlank(text)) return JSONValue::object();
     JSONValue answers = decodeJSON<JSONValue>(std::string(withoutByteOrderMark(text)));
     if (!answers.members()) throw JSONError("the text", "is no object");
+    if (nameGivenTwice(text)) throw JSONError("the text", "holds a name twice");
     return answers;
+}
+
+std::optional<JSONValue> answersIfAny(std::string_view text) try {
+    return answersIn(text);
+} catch (const JSONError&) {
+    return std::nullopt;
+}
+
+// Null where there is none.
+JSONValue answerNamed(const JSONValue& answers, std::string_view name) {
+    const JSONValue* const found = answers.find(name);
+    return found ? *found : JSONValue();
 }
 
 std::optional<std::string> answerFault(const Question& question, const JSONValue& answer) {
@@ -89,8 +122,9 @@ std::optional<std::string> answerFault(const Question& question, const JSONValue
     }
     const std::string* const text = answer.text();
     if (question.choices == anyAddress) {
-        if (text && (text->starts_with("https://") || text->starts_with("http://"))) return std::nullopt;
-        return fmt::format("\"{}\" takes the address of a web page in quotes.", question.name);
+        if (!text) return fmt::format("\"{}\" takes the address of a web page in quotes.", question.name);
+        const auto problem = problemOfAddress(*text);
+        return problem ? std::optional(fmt::format("\"{}\" {}.", question.name, *problem)) : std::nullopt;
     }
     const auto choices = choicesOf(question.choices);
     if (text && std::ranges::find(choices, *text) != choices.end()) return std::nullopt;
@@ -143,14 +177,10 @@ std::optional<std::string> mergeAgeRatings(std::string_view base, std::string_vi
     const JSONValue before = answersIn(base);
     const JSONValue own = answersIn(ours);
     const JSONValue others = answersIn(theirs);
-    const auto answerIn = [](const JSONValue& answers, const std::string& name) {
-        const JSONValue* const found = answers.find(name);
-        return found ? *found : JSONValue();
-    };
     JSONValue merged = JSONValue::object();
     for (const auto& [name, answer] : *own.members()) {
-        const JSONValue was = answerIn(before, name);
-        const JSONValue now = answerIn(others, name);
+        const JSONValue was = answerNamed(before, name);
+        const JSONValue now = answerNamed(others, name);
         if (answer != was && now != was && answer != now) return std::nullopt;
         merged.set(name, answer == was ? now : answer);
     }
@@ -159,15 +189,24 @@ std::optional<std::string> mergeAgeRatings(std::string_view base, std::string_vi
     return std::nullopt;
 }
 
-std::string ageRatingBack(std::string_view previous, std::string_view sent) {
-    JSONValue answers = answersIn(previous);
+std::optional<AgeRatingBack> ageRatingBack(std::string_view local, std::string_view copy,
+                                           std::string_view previous, std::string_view sent) {
+    const JSONValue changes = ageRatingChanges(sent, previous);
     const JSONValue made = answersIn(sent);
-    for (const auto& [name, answer] : *made.members())
-        if (!answers.find(name)) answers.set(name, nullptr);
-    if (answers.members()->empty()) return {};
-    std::ranges::sort(*answers.members(), {},
-                      [](const auto& member) -> const std::string& { return member.first; });
-    return encodeJSON(answers, {JSONLayout::pretty, JSONKeyOrder::declared});
+    const JSONValue pulled = answersIfAny(copy).value_or(JSONValue::object());
+    const auto present = answersIfAny(local);
+    JSONValue answers = present.value_or(JSONValue::object());
+    AgeRatingBack back{.text = {}, .replacesEdit = !present};
+    bool isThere = present.has_value();
+    for (const auto& [name, answer] : *changes.members()) {
+        const JSONValue* const own = answers.find(name);
+        isThere = isThere && (own ? *own : answerNamed(pulled, name)) == answer;
+        if (own && *own != answer && *own != answerNamed(made, name)) back.replacesEdit = true;
+        answers.set(name, answer);
+    }
+    if (isThere || changes.members()->empty()) return std::nullopt;
+    back.text = encodeJSON(answers, {JSONLayout::pretty, JSONKeyOrder::declared});
+    return back;
 }
 
 std::optional<std::string> ageRatingFault(std::string_view text, std::string_view copy) try {
@@ -187,6 +226,8 @@ std::optional<std::string> ageRatingFault(std::string_view text, std::string_vie
     }
     return std::nullopt;
 } catch (const JSONError& error) {
+    if (const auto name = nameGivenTwice(text))
+        return fmt::format("answers \"{}\" twice. Keep the one that is meant.", escapeControls(*name));
     return fmt::format("is no JSON object with the answers: {}", escapeControls(error.what()));
 }
 

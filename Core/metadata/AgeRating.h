@@ -25,8 +25,16 @@ namespace quorvel {
 [[nodiscard]] std::optional<std::string> mergeAgeRatings(std::string_view base, std::string_view ours,
                                                          std::string_view theirs);
 
-/// The text that brings `previous` back where `sent` was: with null for each answer that `sent` added.
-[[nodiscard]] std::string ageRatingBack(std::string_view previous, std::string_view sent);
+/// A file in which the answers of a push are taken back.
+struct AgeRatingBack {
+    std::string text;
+    bool replacesEdit = false; // of an answer newer than the push, or of what is no object
+};
+/// `local` with the answers that made `previous` into `sent` as they were before: null for one that was
+/// added. All other answers stay. Nothing where the file says so already, by itself or over the `copy` of the
+/// last pull. `previous` and `sent` are as for `ageRatingChanges`.
+[[nodiscard]] std::optional<AgeRatingBack> ageRatingBack(std::string_view local, std::string_view copy,
+                                                         std::string_view previous, std::string_view sent);
 
 /// What is wrong with the text, in a sentence without the file's name: no JSON object, a name that is none of
 /// App Store Connect's and not in the copy either, or a value that the answer does not take.

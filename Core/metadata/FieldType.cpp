@@ -34,11 +34,13 @@ std::size_t limitOf(FieldType field, std::span<const FieldRule> rules) {
 
 std::optional<FieldType> fieldNamed(std::string_view name) {
     const std::string wanted = lettersOf(name);
-    if (wanted == "notes") return std::nullopt; // of the release, or for the review?
+    if (wanted == "notes" || wanted == "notes.txt") return std::nullopt; // of the release, or for the review?
     for (const FieldFacts& facts : fieldFacts) {
-        std::string_view stem = facts.fileName.substr(0, facts.fileName.rfind('.'));
-        stem.remove_prefix(stem.find('/') + 1); // nothing where there is none
-        for (const std::string_view known : {facts.rawName, facts.attribute, stem, facts.shortLabel})
+        const std::string_view path = facts.fileName;
+        const std::string_view file = path.substr(path.find('/') + 1); // all where there is no folder
+        const std::string_view stem = file.substr(0, file.rfind('.'));
+        for (const std::string_view known :
+             {facts.rawName, facts.attribute, stem, file, path, facts.shortLabel})
             if (lettersOf(known) == wanted) return facts.field;
     }
     return std::nullopt;

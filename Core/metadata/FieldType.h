@@ -242,8 +242,8 @@ struct RawValues<TranslateMode> {
     return factsOf(field).shortLabel;
 }
 
-/// The field that a person means by any of its names: "releaseNotes", "release_notes", "whatsNew", "What's
-/// new".
+/// The field that a person means by any of its names: "releaseNotes", "release_notes", "release_notes.txt",
+/// "whatsNew", "What's new".
 [[nodiscard]] std::optional<FieldType> fieldNamed(std::string_view name);
 
 /// Whether `text` has more user-perceived characters than the standard limit of `field`.

@@ -56,14 +56,32 @@ std::optional<std::string_view> flagIn(std::string_view text) {
     return std::nullopt;
 }
 
-std::optional<std::string> lineFault(FieldType field, std::string_view line) {
-    if (line.find_first_of("\r\n") != std::string_view::npos) return "has several lines. Write it in one.";
-    if (field == FieldType::contactEmail &&
-        (line.find('@') == std::string_view::npos || line.find(' ') != std::string_view::npos))
-        return "is no e-mail address.";
+bool hasSeveralLines(std::string_view text) {
+    return text.find_first_of("\r\n") != std::string_view::npos;
+}
+
+// Somebody at a host of a domain; what else is allowed only its server knows.
+bool isEMailAddress(std::string_view line) {
+    const std::size_t at = line.find('@');
+    if (at == std::string_view::npos || at == 0 || line.find_first_of(" \t") != std::string_view::npos)
+        return false;
+    const std::string_view host = line.substr(at + 1);
+    return host.find('@') == std::string_view::npos && host.find('.') != std::string_view::npos &&
+           !host.starts_with('.') && !host.ends_with('.') && host.find("..") == std::string_view::npos;
+}
+
+bool isPhoneNumber(std::string_view line) {
     constexpr std::string_view ofPhones = "0123456789+-.()/ \u00A0";
-    if (field == FieldType::contactPhone && (line.find_first_not_of(ofPhones) != std::string_view::npos ||
-                                             line.find_first_of("0123456789") == std::string_view::npos))
+    constexpr std::ptrdiff_t fewestDigits = 5; // of a small country, with its code
+    return line.find_first_not_of(ofPhones) == std::string_view::npos &&
+           std::ranges::count_if(line, [](char byte) { return byte >= '0' && byte <= '9'; }) >= fewestDigits;
+}
+
+std::optional<std::string> lineFault(FieldType field, std::string_view line) {
+    if (hasSeveralLines(line)) return "has several lines. Write it in one.";
+    if (field == FieldType::contactEmail && !isEMailAddress(line))
+        return "is no e-mail address. Write one such as help@example.com.";
+    if (field == FieldType::contactPhone && !isPhoneNumber(line))
         return "is no phone number. Write it with its country, such as +44 20 7946 0000.";
     return std::nullopt;
 }
@@ -85,9 +103,17 @@ std::optional<std::string> categoryFault(std::string_view category, CategoryLeve
                               level == CategoryLevel::category ? "PRODUCTIVITY" : "GAMES_PUZZLE"));
 }
 
+// The moment of "2026-12-01T09:00:00+01:00", which people also write without seconds.
+std::optional<Date> momentIn(std::string_view date) {
+    constexpr std::size_t ofMinutes = std::string_view("2026-12-01T09:00").size();
+    if (const auto moment = parseISO8601(date)) return moment;
+    if (date.size() <= ofMinutes || date[ofMinutes] == ':') return std::nullopt;
+    return parseISO8601(fmt::format("{}:00{}", date.substr(0, ofMinutes), date.substr(ofMinutes)));
+}
+
 std::optional<std::string> dateFault(std::string_view date) {
     constexpr std::string_view advice = "Write it with its time zone, such as 2026-12-01T09:00:00+01:00.";
-    const auto moment = parseISO8601(date);
+    const auto moment = momentIn(date);
     if (!moment) return fmt::format("is no date with a time. {}", advice);
     if (secondsSince1970(*moment) != 3600 * std::floor(secondsSince1970(*moment) / 3600))
         return "is no whole hour, and App Store Connect takes whole hours only.";
@@ -132,7 +158,7 @@ std::string canonicalValue(FieldType field, std::string_view text) {
     case FieldKind::category:
         return std::string(categoryNamed(trimmed, levelOf(field)).value_or(trimmed));
     case FieldKind::date:
-        if (const auto moment = parseISO8601(trimmed)) return formatISO8601(*moment);
+        if (const auto moment = momentIn(trimmed)) return formatISO8601(*moment);
         return std::string(trimmed);
     case FieldKind::flag:
         return std::string(flagIn(trimmed).value_or(trimmed));
@@ -152,6 +178,10 @@ std::optional<std::string> valueFault(FieldType field, std::string_view text, st
         return fault ? std::optional(fmt::format("{} {}", fileNameOf(field), *fault)) : std::nullopt;
     }
     const std::string value = canonicalValue(field, text);
+    if (isSecret(field)) // which no text quotes
+        return hasSeveralLines(value)
+                   ? std::optional(fmt::format("{} has several lines. Write it in one.", fileNameOf(field)))
+                   : std::nullopt;
     const auto fault = faultOfValue(field, value);
     return fault ? std::optional(fmt::format("{}: {} {}", fileNameOf(field), quotedValue(value), *fault))
                  : std::nullopt;

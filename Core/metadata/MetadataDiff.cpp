@@ -53,7 +53,10 @@ std::vector<PendingChange> MetadataDiff::comparePage(const FieldTexts& pulled, c
                              .remote = std::string(remote),
                              .local = *local[field],
                              .isOverLimit = isOverLimit(*local[field], field)};
-        if (isSecret(field)) hide(change);
+        if (isSecret(field)) {
+            change.secretFault = valueFault(field, change.local, change.remote);
+            hide(change);
+        }
         changes.push_back(std::move(change));
     }
     return changes;

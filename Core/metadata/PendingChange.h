@@ -22,7 +22,10 @@ struct PendingChange {
     bool isOverLimit = false;
     bool isNewLocale = false;                        // the locale has no pulled copy at all
     std::optional<ReviewMark> review = std::nullopt; // the local text was generated and not read since
-    QUORVEL_RECORD(PendingChange, locale, field, remote, local, isOverLimit, isNewLocale, review)
+    // Why a secret is no value, as its text is not here.
+    std::optional<std::string> secretFault = std::nullopt;
+    QUORVEL_RECORD_EXCEPT(PendingChange, (secretFault), locale, field, remote, local, isOverLimit,
+                          isNewLocale, review)
 
     [[nodiscard]] FieldKey key() const { return {locale, field}; }
     /// Whether pushing this removes the field's text.

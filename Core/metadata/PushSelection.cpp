@@ -33,6 +33,11 @@ bool mayBeLocale(std::string_view locale, const PushFilter& filter) {
            (names(filter.locales, locale) && looksLikeLocale(locale) && !nearestAppStoreLocale(locale));
 }
 
+std::optional<std::string> faultOf(const PendingChange& change) {
+    return isSecret(change.field) ? change.secretFault
+                                  : valueFault(change.field, change.local, change.remote);
+}
+
 std::optional<LeftOutReason> reasonToLeaveOut(const PendingChange& change, const PushFilter& filter) {
     if (change.isNewLocale && !mayBeLocale(change.locale, filter)) return LeftOutReason::notAnAppStoreLocale;
     if (withoutByteOrderMark(change.local).size() < change.local.size()) return LeftOutReason::byteOrderMark;
@@ -43,7 +48,7 @@ std::optional<LeftOutReason> reasonToLeaveOut(const PendingChange& change, const
     if (filter.release == Release::first && change.field == FieldType::releaseNotes)
         return LeftOutReason::firstVersion;
     if (change.isOverLimit) return LeftOutReason::overLimit;
-    if (valueFault(change.field, change.local, change.remote)) return LeftOutReason::invalidValue;
+    if (faultOf(change)) return LeftOutReason::invalidValue;
     if (change.clears() && change.field == FieldType::name) return LeftOutReason::clearsName;
     if (change.clears() && !canBeCleared(change.field)) return LeftOutReason::cannotBeCleared;
     if (change.clears() && filter.clearing == Clearing::leaveOut) return LeftOutReason::clearsField;
@@ -123,7 +128,7 @@ std::string explain(const PendingChange& change, LeftOutReason reason) {
             "back.",
             shortLabelOf(change.field));
     case LeftOutReason::invalidValue:
-        return valueFault(change.field, change.local, change.remote).value_or("");
+        return faultOf(change).value_or("");
     case LeftOutReason::inConflict:
         return std::string(inConflictText);
     }
@@ -144,7 +149,7 @@ bool isMissed(const PendingChange& change, LeftOutReason reason, const PushFilte
     }
 }
 
-// The words for several changes at once; none where the first one's own say it all.
+// The words for several changes at once; none where each one's own tell what to do.
 std::string_view explainTogether(LeftOutReason reason) {
     switch (reason) {
     case LeftOutReason::localeDisabled:
@@ -163,12 +168,13 @@ std::string_view explainTogether(LeftOutReason reason) {
                "Read them and accept them, or allow unread texts in the push.";
     case LeftOutReason::unreadableFile:
         return "The files cannot be taken as texts.";
+    case LeftOutReason::firstVersion:
+        return firstVersionText;
     case LeftOutReason::invalidValue:
     case LeftOutReason::cannotBeCleared:
     case LeftOutReason::byteOrderMark:
     case LeftOutReason::onlyFinalLineBreak:
     case LeftOutReason::notAnAppStoreLocale:
-    case LeftOutReason::firstVersion:
     case LeftOutReason::inConflict:
         return {};
     }
@@ -221,10 +227,9 @@ bool waitsForUser(LeftOutReason reason) {
 std::vector<LeftOutGroup> groupsOf(const std::vector<LeftOutChange>& leftOut) {
     std::vector<LeftOutGroup> groups;
     for (const LeftOutChange& one : leftOut) {
-        const bool isOfLocale = one.reason == LeftOutReason::notAnAppStoreLocale;
+        const bool isToldTogether = !explainTogether(one.reason).empty();
         auto group = std::ranges::find_if(groups, [&](const LeftOutGroup& known) {
-            return known.reason == one.reason &&
-                   (!isOfLocale || known.changes.front().change.locale == one.change.locale);
+            return known.reason == one.reason && (isToldTogether || known.explanation == one.explanation);
         });
         if (group == groups.end()) group = groups.insert(group, {one.reason, {}, one.explanation});
         group->changes.push_back(one);

@@ -94,11 +94,11 @@ struct PushSelection {
 /// Whether a change that was left out for this reason waits until the user does something about it.
 [[nodiscard]] bool waitsForUser(LeftOutReason reason);
 
-/// Changes that were left out for one reason.
+/// Changes that were left out for one reason, and with one explanation where no common words say it all.
 struct LeftOutGroup {
     LeftOutReason reason = LeftOutReason::overLimit;
-    std::vector<LeftOutChange> changes; // of one locale where the reason is the locale's name
-    std::string explanation;            // of all of them: why, and what to do
+    std::vector<LeftOutChange> changes;
+    std::string explanation; // of all of them: why, and what to do
 };
 /// Those first that the user has to do something about.
 [[nodiscard]] std::vector<LeftOutGroup> groupsOf(const std::vector<LeftOutChange>& leftOut);

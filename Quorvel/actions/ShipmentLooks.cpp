@@ -34,7 +34,7 @@ std::optional<std::string> blockOf(const std::vector<LeftOutChange>& leftOut) {
         if (std::ranges::none_of(group.changes, &LeftOutChange::isMissed)) continue;
         const FieldKey first = group.changes.front().change.key();
         reasons.push_back(
-            fmt::format("{} {}{}: {}", first.locale, shortLabelOf(first.field),
+            fmt::format("{} {}{}: {}", shownLocale(first.locale), shortLabelOf(first.field),
                         group.changes.size() > 1 ? fmt::format(" and {} more", group.changes.size() - 1) : "",
                         group.explanation));
     }
@@ -46,7 +46,7 @@ std::optional<std::string> blockOf(const PushPlan& plan) {
     if (!plan.conflicts.empty()) {
         const PushOutcome& first = plan.conflicts.front();
         return fmt::format("{} cannot be pushed: {} {}: {}", counted(plan.conflicts.size(), "text"),
-                           first.change.locale, shortLabelOf(first.change.field),
+                           shownLocale(first.change.locale), shortLabelOf(first.change.field),
                            first.errorMessage.value_or(""));
     }
     return blockOf(plan.leftOut);

@@ -2,6 +2,7 @@
 
 #include "Quorvel/application/Application.h"
 #include "Quorvel/application/Failure.h"
+#include "Quorvel/controllers/metadata/SecretExposure.h"
 
 #include <fmt/format.h>
 
@@ -40,8 +41,10 @@ ExportTexts::Result ExportTexts::perform(Application& application, const Request
     const DryRun dryRun = dryRunOf(request);
     const auto compared = opened.session->metadata->compare(request.context, {}, dryRun);
     const auto tree = application.absolutePath(request.tree);
-    return {knownReferenceOf(opened.app), tree.string(), compared.context.text(),
-            exportTree(MetadataStore(compared.folder), tree, dryRun)};
+    Result result{knownReferenceOf(opened.app), tree.string(), compared.context.text(),
+                  exportTree(MetadataStore(compared.folder), tree, dryRun), std::nullopt};
+    if (auto exposed = exposedSecret({tree})) result.warning = std::move(exposed->text);
+    return result;
 }
 
 TidyTexts::Result TidyTexts::perform(Application& application, const Request& request,

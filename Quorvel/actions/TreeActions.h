@@ -53,7 +53,8 @@ struct ExportTexts {
         std::string tree;
         std::string context;
         ExportReport report;
-        QUORVEL_RECORD(Result, app, tree, context, report)
+        std::optional<std::string> warning; // of a repository that would take the demo account's password
+        QUORVEL_RECORD(Result, app, tree, context, report, warning)
     };
     [[nodiscard]] static Result perform(Application& application, const Request& request,
                                         const ActionProgress& progress = {});

@@ -70,6 +70,11 @@ TEST_F(PageCommands, tellTheDemoPasswordToNobody) {
     show({"push", "--dry-run"});
     EXPECT_THAT(shown, AllOf(HasSubstr("(set)"), HasSubstr(passwordFile)));
     EXPECT_EQ(modeOf(text(".", passwordFile)), 0644U); // as an editor or git makes it
+    const GitRepository other(folder / "out");
+    const auto exported = on({"metadata", "export", "out"});
+    EXPECT_THAT(exported.error,
+                AllOf(HasSubstr("out/review_information/demo_password.txt"), HasSubstr("would take it")));
+    shown += exported.all();
     const auto pushed = on({"push", "--yes", "--verbose", "--json"});
     EXPECT_THAT(pushed.error, HasSubstr("would take it"));
     EXPECT_EQ(modeOf(text(".", passwordFile)), 0600U);

@@ -5,6 +5,7 @@
 #include "Core/metadata/PushChoice.h"
 #include "Core/metadata/ReviewMarks.h"
 #include "Core/metadata/StrayEntries.h"
+#include "Core/metadata/check/PageCheck.h"
 #include "Core/metadata/check/TextCheck.h"
 #include "Core/metadata/merge/TextConflicts.h"
 #include "Platform/text/Text.h"
@@ -60,13 +61,14 @@ std::optional<CheckRule> ruleOf(LeftOutReason reason) {
 class TreeCheck {
   public:
     TreeCheck(const MetadataStore& store, const TextRules& rules, const PushFilter& filter,
-              const LocaleSet& expected)
+              const LocaleSet& expected, std::optional<Date> now)
         : folder_(store.folder()),
           disabled_(rules.disabledLocales),
           filter_(filter),
           expected_(expected),
           read_(readContext(store, rules)),
-          wasPulled_(store.wasPulled()) {}
+          wasPulled_(store.wasPulled()),
+          now_(now) {}
 
     [[nodiscard]] CheckedTree run() {
         checkTexts(std::string(pageLocale), read_.local.page);
@@ -81,6 +83,8 @@ class TreeCheck {
             takeLeftOut(left);
         checkMissingTexts();
         checkDemoAccount();
+        for (PageFault& fault : faultsBetween(read_.local.page, read_.pulled.page, wasPulled_, now_))
+            takePageFault(std::move(fault));
         checkMissingLocales();
         checkEntries();
         sortFindings(result_.findings);
@@ -260,6 +264,12 @@ class TreeCheck {
                                 fileNameOf(flag)));
     }
 
+    void takePageFault(PageFault fault) {
+        const FieldKey key{std::string(pageLocale), fault.field};
+        if (!found_.contains({key, CheckRule::unreadableFile})) // which hides what there is
+            add(fault.severity, fault.rule, key, std::move(fault.text));
+    }
+
     void checkMissingLocales() {
         const LocaleSet onStore(read_.withoutFolder.begin(), read_.withoutFolder.end());
         LocaleSet missing = onStore;
@@ -315,6 +325,7 @@ class TreeCheck {
     const LocaleSet& expected_;
     ReadContext read_;
     bool wasPulled_; // else nothing is known of what App Store Connect holds
+    std::optional<Date> now_;
     CheckedTree result_;
     std::set<std::pair<FieldKey, CheckRule>> found_;
     std::map<std::tuple<CheckRule, FieldType, std::string>, std::size_t> ofDefault_; // places of findings
@@ -324,8 +335,8 @@ class TreeCheck {
 } // namespace
 
 CheckedTree checkTree(const MetadataStore& store, const TextRules& rules, const PushFilter& filter,
-                      const LocaleSet& expected) {
-    return TreeCheck(store, rules, filter, expected).run();
+                      const LocaleSet& expected, std::optional<Date> now) {
+    return TreeCheck(store, rules, filter, expected, now).run();
 }
 
 void sortFindings(std::vector<CheckFinding>& findings) {

@@ -3,8 +3,10 @@
 
 #include "Core/metadata/TextComparison.h"
 #include "Core/metadata/check/CheckFinding.h"
+#include "Platform/time/Date.h"
 
 #include <cstddef>
+#include <optional>
 #include <vector>
 
 namespace quorvel {
@@ -18,9 +20,10 @@ struct CheckedTree {
 /// meant, as far as the filter asks for it. Disabled locales are left out; `expected` are the locales that
 /// the app has by its records. Each file is read once, and a text that stands for several locales is one
 /// finding. What App Store Connect holds in the very words of a file counts as a warning, as it was
-/// taken. Throws what `compareTexts` throws.
+/// taken. `now` tells the dates that are past. Throws what `compareTexts` throws.
 [[nodiscard]] CheckedTree checkTree(const MetadataStore& store, const TextRules& rules,
-                                    const PushFilter& filter = {}, const LocaleSet& expected = {});
+                                    const PushFilter& filter = {}, const LocaleSet& expected = {},
+                                    std::optional<Date> now = {});
 
 /// Puts findings into the order in which they are told: errors first, then by rule, file and place.
 void sortFindings(std::vector<CheckFinding>& findings);

@@ -88,6 +88,7 @@ ExitStatus exportMetadata(Invocation& invocation) {
                             request.dryRun ? "Would export" : "Exported", result.tree, report.written,
                             request.dryRun ? "to write" : "written", report.replaced.size(),
                             report.unchanged));
+    if (result.warning) output.warning(*result.warning);
     printSkipped(invocation, report.skipped);
     noteDryRun(invocation);
     return statusFor(report.skipped, report.written > 0 || report.unchanged > 0);

@@ -1,5 +1,7 @@
 #include "Quorvel/controllers/metadata/MetadataController.h"
 
+#include "Core/metadata/MetadataError.h"
+#include "Core/metadata/check/SharedFieldCheck.h"
 #include "Core/metadata/check/TreeCheck.h"
 #include "Core/screenshots/ScreenshotCheck.h"
 #include "Core/screenshots/ScreenshotsCatalog.h"
@@ -58,6 +60,25 @@ std::optional<CheckFinding> findSecret(const MetadataFolder& folder) {
                         std::move(exposed->text)};
 }
 
+// Against the next versions of the app's other platforms.
+std::vector<CheckFinding> findDifferences(const MetadataFolder& root, const ContextID& wanted,
+                                          const TextRules& rules, const PushFilter& filter) {
+    std::vector<CheckFinding> findings;
+    if (wanted.stateClass != AppStoreVersionStateClass::editable) return findings;
+    const MetadataStore store(root.contextFolder(wanted));
+    for (const ASCPlatform platform : allPlatforms) {
+        const MetadataFolder other = root.contextFolder({platform, wanted.stateClass});
+        if (platform == wanted.platform || !isFolder(other)) continue;
+        try {
+            auto found = differencesOfSharedFields(store, MetadataStore(other), rules, filter);
+            findings.insert(findings.end(), std::make_move_iterator(found.begin()),
+                            std::make_move_iterator(found.end()));
+        } catch (const MetadataError&) { // which the check of that platform tells
+        }
+    }
+    return findings;
+}
+
 // Pictures where they would lie if the repository did not name another folder.
 std::optional<CheckFinding> findPassedOver(const std::filesystem::path& own,
                                            const std::filesystem::path& place) {
@@ -91,7 +112,7 @@ MetadataController::Check MetadataController::check(const std::optional<std::str
         expected.insert(locale.code);
     PushFilter asked = filter;
     asked.release = contexts.releaseOf(wanted);
-    CheckedTree texts = checkTree(store, rules, asked, expected);
+    CheckedTree texts = checkTree(store, rules, asked, expected, access_.clock()());
     const auto own = screenshotPaths(root, wanted).pictures;
     const auto place = access_.pictures().value_or(own);
     const auto isAsked = [&](const std::string& locale) {
@@ -107,6 +128,9 @@ MetadataController::Check MetadataController::check(const std::optional<std::str
                 pictures.pictures};
     check.findings.insert(check.findings.end(), std::make_move_iterator(pictures.findings.begin()),
                           std::make_move_iterator(pictures.findings.end()));
+    auto differences = findDifferences(root, wanted, rules, filter);
+    check.findings.insert(check.findings.end(), std::make_move_iterator(differences.begin()),
+                          std::make_move_iterator(differences.end()));
     if (isAsked("")) {
         if (auto secret = findSecret(store.folder())) check.findings.push_back(*std::move(secret));
         if (auto passedOver = findPassedOver(own, place)) check.findings.push_back(*std::move(passedOver));

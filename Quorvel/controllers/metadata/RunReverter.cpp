@@ -86,12 +86,14 @@ class Reverter {
         if (isSecret(key.field))
             return warn("The {} is kept in no history, so it stays as it is. Write it into {} again.",
                         shortLabelOf(key.field), fileNameOf(key.field));
-        if (change.isUnknown) expectSent(key, change);
-        // An answer of the age rating that the run added is taken away again.
-        const std::string previous = kindOf(key.field) == FieldKind::json
-                                         ? ageRatingBack(change.previous, change.sent)
-                                         : change.previous;
+        const bool isAgeRating = kindOf(key.field) == FieldKind::json;
+        std::string copy;
+        if (change.isUnknown || isAgeRating)
+            copy = store_.read(key.locale, key.field, TextSide::pulled).value_or("");
+        if (change.isUnknown) expectSent(key, change, copy);
+        const std::string& previous = change.previous;
         const auto takeBack = [&](const std::optional<std::string>& local) -> std::optional<std::string> {
+            if (isAgeRating) return takeAnswersBack(key, change, copy, local);
             if (counts(key.field, local, previous)) return std::nullopt;
             const bool isNewer = local && !isBlank(*local) && !counts(key.field, local, change.sent);
             if (isNewer) keep(key, *local);
@@ -103,6 +105,16 @@ class Reverter {
         if (isBlank(change.previous) && fallbacks_.standingFor(std::nullopt, key.field))
             warn("The {} of {} was none before, but the text of default/ stands for a blank one.",
                  shortLabelOf(key.field), key.locale);
+    }
+
+    // Other answers of the file may be newer than the run.
+    [[nodiscard]] std::optional<std::string> takeAnswersBack(const FieldKey& key, const Change& change,
+                                                             const std::string& copy,
+                                                             const std::optional<std::string>& local) {
+        const auto back = ageRatingBack(local.value_or(""), copy, change.previous, change.sent);
+        if (!back) return std::nullopt;
+        if (back->replacesEdit) keep(key, *local);
+        return back->text + lineBreakOf(local, back->text);
     }
 
     // Whether the local text counts as `text`; that of all locales counts for a blank one.
@@ -126,11 +138,11 @@ class Reverter {
     }
 
     // The copy would say that the previous text needs no push.
-    void expectSent(const FieldKey& key, const Change& change) {
+    void expectSent(const FieldKey& key, const Change& change, std::string& copy) {
         ++unknown_;
-        const std::string copy = store_.read(key.locale, key.field, TextSide::pulled).value_or("");
-        if (dryRun_ == DryRun::no && areEqual(key.field, copy, change.previous))
-            store_.write(key.locale, key.field, change.sent, TextSide::pulled);
+        if (!areEqual(key.field, copy, change.previous)) return;
+        copy = change.sent;
+        if (dryRun_ == DryRun::no) store_.write(key.locale, key.field, copy, TextSide::pulled);
     }
 
     void keep(const FieldKey& key, const std::string& text) {

@@ -28,7 +28,8 @@ struct RevertReport {
 /// not hold it already; a text that is neither is kept beside first. Where App Store Connect may have taken
 /// the new text though the pulled copy is the previous one, the copy takes the new one, so that the next push
 /// looks. A file keeps its final line break where that counts for nothing, and one that is blank stays so
-/// where the text of all locales is the previous one. A field that had no text becomes an empty file. Names
+/// where the text of all locales is the previous one. Of the age rating only the answers of the run go back.
+/// A field that had no text becomes an empty file. Names
 /// are not emptied, and the files of disabled locales and of those without a folder are left alone; warnings
 /// say so. `context` and `version` are filled in by the caller. Throws what `MetadataStore` throws.
 [[nodiscard]] RevertReport revertEntries(const std::vector<PushHistoryEntry>& entries,

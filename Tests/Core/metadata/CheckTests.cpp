@@ -1,5 +1,7 @@
 #include "Core/metadata/LocalizationAttributes.h"
 #include "Core/metadata/WebAddress.h"
+#include "Core/metadata/check/PageCheck.h"
+#include "Core/metadata/check/SharedFieldCheck.h"
 #include "Core/metadata/check/TextCheck.h"
 #include "Core/metadata/check/TreeCheck.h"
 #include "Core/metadata/merge/TextConflicts.h"
@@ -16,6 +18,7 @@ using namespace quorvel;
 using testing::Contains;
 using testing::HasSubstr;
 using testing::Not;
+using namespace std::string_literals;
 
 namespace {
 
@@ -266,11 +269,133 @@ TEST(TreeCheck, holdsTheFieldsOfThePageAgainstWhatAPushRefuses) {
     const std::string user = "review_information/demo_user.txt",
                       password = "review_information/demo_password.txt";
     EXPECT_THAT(tree.told(tree.check()),
-                testing::IsSupersetOf({"error missingText " + user, "error missingText " + password}));
+                testing::IsSupersetOf({"error missingText " + user, "error missingText " + password,
+                                       "error contradiction earliest_release_date.txt"s}));
     EXPECT_THAT(tree.told(tree.check()), Not(Contains(HasSubstr("invalidValue"))));
     tree.put(user, "reviewer");
     tree.put(password, "sesame");
     EXPECT_THAT(tree.told(tree.check()), Not(Contains(HasSubstr("missingText review"))));
+}
+
+TEST(PageCheck, holdsFieldsAgainstEachOther) {
+    using F = FieldType;
+    using Texts = std::vector<std::pair<F, std::string_view>>;
+    struct Row {
+        Texts local, pulled;
+        std::string_view told; // severity, rule, field and a part of the text of the only fault; or nothing
+        std::string_view part = "";
+        bool wasPulled = true;
+    };
+    const Row rows[] = {
+        {{{F::primaryCategory, "games"}, {F::primarySubcategoryOne, "GAMES_PUZZLE"}}, {}, ""},
+        {{{F::primaryCategory, "TRAVEL"}, {F::primarySubcategoryOne, "GAMES_PUZZLE"}},
+         {},
+         "error contradiction primarySubcategoryOne",
+         "belongs to GAMES, and the category is TRAVEL"},
+        {{{F::secondarySubcategoryTwo, "STICKERS_ART"}},
+         {{F::secondaryCategory, "GAMES"}, {F::secondarySubcategoryOne, "GAMES_WORD"}},
+         "error contradiction secondarySubcategoryTwo"},
+        {{{F::primaryCategory, "TRAVEL"}},
+         {{F::primaryCategory, "GAMES"}, {F::primarySubcategoryOne, "GAMES_PUZZLE"}},
+         "error contradiction primaryCategory",
+         "only its web page"},
+        {{{F::primarySubcategoryOne, "GAMES_PUZZLE"}},
+         {},
+         "error contradiction primarySubcategoryOne",
+         "Write GAMES into primary_category.txt"},
+        {{{F::primarySubcategoryOne, "GAMES_PUZZLE"}}, {}, "", "", false}, // who knows its category?
+        {{{F::primaryCategory, "GARDENS"}, {F::primarySubcategoryOne, "GAMES_PUZZLE"}},
+         {},
+         ""}, // told as such
+        {{{F::primarySubcategoryTwo, "GAMES_WORD"}},
+         {{F::primaryCategory, "GAMES"}, {F::primarySubcategoryOne, "GAMES_WORD"}},
+         "warning contradiction primarySubcategoryTwo",
+         "both GAMES_WORD"},
+        {{{F::primarySubcategoryTwo, "GAMES_WORD"}},
+         {{F::primaryCategory, "GAMES"}},
+         "warning contradiction primarySubcategoryTwo",
+         "no first"},
+        {{{F::secondaryCategory, "Travel"}},
+         {{F::primaryCategory, "TRAVEL"}},
+         "error contradiction secondaryCategory",
+         "both TRAVEL"},
+        {{{F::releaseType, "MANUAL"}, {F::earliestReleaseDate, "2026-12-01T09:00Z"}},
+         {},
+         "error contradiction earliestReleaseDate",
+         "the release type is MANUAL"},
+        {{{F::releaseType, "MANUAL"}},
+         {{F::releaseType, "SCHEDULED"}, {F::earliestReleaseDate, "2026-12-01T09:00:00Z"}},
+         ""}, // App Store Connect drops the date
+        {{{F::releaseType, "SCHEDULED"}}, {}, "error missingText earliestReleaseDate", "says SCHEDULED"},
+        {{{F::releaseType, "SCHEDULED"}}, {}, "warning missingText earliestReleaseDate", "", false},
+        {{{F::releaseType, "SCHEDULED"}}, {{F::earliestReleaseDate, "2026-12-01T09:00:00Z"}}, ""},
+        {{{F::releaseType, "SCHEDULED"}, {F::earliestReleaseDate, "2026-03-01T12:00:00Z"}},
+         {},
+         "error invalidValue earliestReleaseDate",
+         "is past"},
+        {{{F::earliestReleaseDate, "2025-03-01T12:00:00Z"}},
+         {{F::releaseType, "SCHEDULED"}, {F::earliestReleaseDate, "2025-03-01T12:00:00Z"}},
+         ""}, // it was released
+        {{{F::demoAccountRequired, "no"}, {F::demoAccountName, "a"}, {F::demoAccountPassword, "b"}},
+         {},
+         "warning contradiction demoAccountName",
+         "does not say true"},
+        {{{F::demoAccountPassword, "b"}}, {}, "warning contradiction demoAccountPassword"},
+        {{{F::demoAccountPassword, "b"}}, {}, "", "", false},
+        {{{F::demoAccountPassword, "b"}}, {{F::demoAccountRequired, "true"}}, ""},
+    };
+    const auto now = parseISO8601("2026-03-01T12:00:00Z");
+    for (const Row& row : rows) {
+        FieldTexts local, pulled;
+        for (const auto& [field, text] : row.local)
+            local[field] = text;
+        for (const auto& [field, text] : row.pulled)
+            pulled[field] = text;
+        std::string told, texts;
+        for (const PageFault& fault : faultsBetween(local, pulled, row.wasPulled, now)) {
+            told += std::string(rawValue(fault.severity)) + " " + std::string(rawValue(fault.rule)) + " " +
+                    std::string(rawValue(fault.field));
+            texts += fault.text;
+        }
+        EXPECT_EQ(told, row.told) << row.local.front().second << texts;
+        EXPECT_THAT(texts, HasSubstr(row.part));
+    }
+}
+
+TEST(SharedFieldCheck, tellsWhatEachPushWouldUndo) {
+    const CheckedFolder tree(TreeInPlace{TreeLayout::platforms});
+    const MetadataStore mac(
+        MetadataFolder{tree.outer.path(), TreeInPlace{TreeLayout::platforms}}.contextFolder(
+            {ASCPlatform::macOS}));
+    const auto told = [&](const PushFilter& filter = {}) {
+        return tree.told(differencesOfSharedFields(tree.store, mac, {{"sv"}}, filter));
+    };
+    const auto put = [&](const std::string& locale, FieldType field, std::string_view ours,
+                         std::string_view theirs) {
+        tree.store.write(locale, field, ours);
+        mac.write(locale, field, theirs);
+    };
+    const std::string page(pageLocale);
+    put("ja", FieldType::name, "Moss", "Mosswick");
+    put("ja", FieldType::keywords, "a", "b");       // of each version
+    put("ja", FieldType::subtitle, "", "Beds");     // a blank one is none
+    put("sv", FieldType::name, "Moss", "Mosswick"); // disabled
+    put("default", FieldType::privacyPolicyURL, "https://a.example", "https://b.example");
+    put(page, FieldType::primaryCategory, "weather\n", "WEATHER");
+    put(page, FieldType::secondaryCategory, "NEWS", "TRAVEL");
+    put(page, FieldType::ageRating, R"({"gambling":true,"lootBox":true})", R"({"gambling":true})");
+    EXPECT_THAT(told(),
+                testing::UnorderedElementsAre("warning differsBetweenPlatforms ja/name.txt",
+                                              "warning differsBetweenPlatforms default/privacy_url.txt",
+                                              "warning differsBetweenPlatforms secondary_category.txt"));
+    EXPECT_THAT(differencesOfSharedFields(tree.store, mac, {{"sv"}}).back().text,
+                HasSubstr(mac.folder().rootURL.native()));
+    put(page, FieldType::ageRating, R"({"gambling":true})", R"({"gambling":false})");
+    EXPECT_THAT(told({.fields = {FieldType::ageRating}}),
+                testing::ElementsAre("warning differsBetweenPlatforms rating_config.json"));
+    // Where one side is as App Store Connect held it, its push sends nothing.
+    mac.write("ja", FieldType::name, "Mosswick", TextSide::pulled);
+    EXPECT_TRUE(told({.fields = {FieldType::name}}).empty());
 }
 
 TEST(TreeCheck, tellsWhatAConflictKeepsFromAPush) {

@@ -145,15 +145,17 @@ TEST(FieldType, goesByEachOfItsNames) {
         std::string file(facts.fileName.substr(0, facts.fileName.find('.')));
         file.erase(0, file.find('/') + 1);
         for (const std::string_view name :
-             {facts.rawName, facts.attribute, facts.shortLabel, std::string_view(file)})
+             {facts.rawName, facts.attribute, facts.shortLabel, std::string_view(file), facts.fileName})
             EXPECT_EQ(fieldNamed(name), // "notes": of the release, or for the review?
                       name == "notes" ? std::nullopt : std::optional(facts.field))
                 << name;
     }
-    for (const auto* name : {"release_notes", "whatsNew", "whats_new", "RELEASENOTES", "What's new"})
+    for (const auto* name :
+         {"release_notes", "whatsNew", "whats_new", "RELEASENOTES", "What's new", "release_notes.txt"})
         EXPECT_EQ(fieldNamed(name), FieldType::releaseNotes) << name;
-    for (const auto* name : {"", "notes", "name.txt", "title"})
+    for (const auto* name : {"", "notes", "notes.txt", "name.json", "rating_config.txt", "title"})
         EXPECT_EQ(fieldNamed(name), std::nullopt) << name;
+    EXPECT_EQ(fieldNamed("phone_number.txt"), FieldType::contactPhone);
 }
 
 TEST(Locales, knowWhatTheAppStoreTakesAndHintAtTheRest) {

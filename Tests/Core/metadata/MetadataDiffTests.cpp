@@ -219,6 +219,37 @@ TEST(PushSelection, missesWhatWasAskedForByNameAndGroupsByReason) {
                                      std::pair(R::notAnAppStoreLocale, 1u)));
 }
 
+TEST(PushSelection, leavesOutAPasswordOfSeveralLinesWithoutTellingIt) {
+    FieldTexts page;
+    page[FieldType::demoAccountPassword] = "sesame\nopen";
+    const auto leftOut = selectForPush(MetadataDiff::comparePage({}, page)).leftOut;
+    ASSERT_THAT(leftOut, SizeIs(1));
+    EXPECT_EQ(leftOut[0].change.local, "(set)");
+    EXPECT_EQ(leftOut[0].explanation,
+              "review_information/demo_password.txt has several lines. Write it in one.");
+}
+
+TEST(PushSelection, tellsEveryFaultThatIsOneOfItsOwn) {
+    using F = FieldType;
+    const auto leftOut =
+        selectForPush({change("", F::releaseType, "", "SOON"), change("", F::primaryCategory, "", "GARDENS"),
+                       change("", F::primarySubcategoryOne, "GAMES_WORD", ""),
+                       change("", F::secondaryCategory, "TRAVEL", ""),
+                       change("de-DE", F::supportURL, "", "nowhere"),
+                       change("fr-FR", F::supportURL, "", "nowhere"),
+                       change("it", F::supportURL, "", "ftp://a.example")})
+            .leftOut;
+    std::vector<std::string> told;
+    for (const LeftOutGroup& group : groupsOf(leftOut)) {
+        told.push_back(group.explanation);
+        for (const LeftOutChange& one : group.changes)
+            EXPECT_EQ(one.explanation, group.explanation);
+    }
+    EXPECT_THAT(told, testing::ElementsAre(HasSubstr("SOON"), HasSubstr("GARDENS"), HasSubstr("First sub"),
+                                           HasSubstr("Secondary category"), HasSubstr("nowhere"),
+                                           HasSubstr("ftp")));
+}
+
 TEST(PushSelection, warnsOfWhatItSendsAllTheSame) {
     const auto warningsOn = [](const std::vector<PendingChange>& changes) {
         return selectForPush(changes).warnings;

@@ -40,6 +40,10 @@ TEST(FieldValue, understandsTheSpellingsOfRealTrees) {
         {F::primaryCategory, "GAMES_PUZZLE", "GAMES_PUZZLE"},
         {F::releaseType, "after approval\n", "AFTER_APPROVAL"},
         {F::earliestReleaseDate, "2026-12-01T09:00:00+01:00", "2026-12-01T08:00:00Z"},
+        {F::earliestReleaseDate, "2026-12-01T09:00+01:00\n", "2026-12-01T08:00:00Z"},
+        {F::earliestReleaseDate, "2026-12-01T09:00Z", "2026-12-01T09:00:00Z"},
+        {F::earliestReleaseDate, "2026-12-01T09:00", "2026-12-01T09:00"}, // where?
+        {F::earliestReleaseDate, "2026-12-01T09+01:00", "2026-12-01T09+01:00"},
         {F::demoAccountRequired, "Yes\n", "true"},
         {F::demoAccountRequired, "0", "false"},
         {F::demoAccountPassword, " pass word \n", " pass word "},
@@ -64,19 +68,38 @@ TEST(FieldValue, namesWhatAppStoreConnectWouldRefuse) {
         {F::releaseType, "SCHEDULE", "did you mean SCHEDULED?"},
         {F::earliestReleaseDate, "2026-12-01", "is no date with a time"},
         {F::earliestReleaseDate, "2026-12-01T09:30:00Z", "is no whole hour"},
+        {F::earliestReleaseDate, "2026-12-01T09:30Z", "is no whole hour"},
+        {F::earliestReleaseDate, "2026-12-01T09:00", "is no date with a time"},
         {F::earliestReleaseDate, "2026-12-01T09:00:00+05:30", "is no whole hour"},
         {F::primaryCategory, "PRODUCTIVTY", "did you mean PRODUCTIVITY?"},
         {F::primaryCategory, "GAMES_PUZZLE", "is no category"},
         {F::primarySubcategoryOne, "GAMES_PUZLE", "did you mean GAMES_PUZZLE?"},
         {F::demoAccountRequired, "maybe", "is neither true nor false"},
         {F::contactEmail, "nobody", "is no e-mail address"},
+        {F::contactEmail, "@", "is no e-mail address"},
+        {F::contactEmail, "@example.com", "is no e-mail address"},
+        {F::contactEmail, "help@example", "is no e-mail address"},
+        {F::contactEmail, "help@example.", "is no e-mail address"},
+        {F::contactEmail, "a@example.com,b@example.com", "is no e-mail address"},
+        {F::contactEmail, "help+apple@mail.example.com", ""},
+        {F::contactPhone, "12", "is no phone number"},
+        {F::contactPhone, "+44 CALL-US-NOW", "is no phone number"},
+        {F::contactPhone, "020 7946 0000", ""},
+        {F::contactPhone, "+290 2000", ""},
+        {F::demoAccountPassword, "one\ntwo", "review_information/demo_password.txt has several lines"},
+        {F::demoAccountPassword, " one two \n", ""},
         {F::ageRating, "{", "is no JSON object"},
         {F::ageRating, "[]", "is no JSON object"},
         {F::ageRating, R"({"gamblin":false})", "did you mean \"gambling\"?"},
         {F::ageRating, R"({"gambling":"false"})", "takes true or false, without quotes"},
         {F::ageRating, R"({"contests":"FREQUENTLY"})", "did you mean FREQUENT?"},
         {F::ageRating, R"({"kidsAgeBand":null,"contests":"NONE"})", ""},
-        {F::ageRating, R"({"developerAgeRatingInfoUrl":"nowhere"})", "takes the address of a web page"},
+        {F::ageRating, R"({"developerAgeRatingInfoUrl":"nowhere"})",
+         "\"developerAgeRatingInfoUrl\" is no address"},
+        {F::ageRating, R"({"developerAgeRatingInfoUrl":true})", "takes the address of a web page"},
+        {F::ageRating, R"({"developerAgeRatingInfoUrl":"https://a b"})", "holds a blank"},
+        {F::ageRating, R"({"developerAgeRatingInfoUrl":"https://a.example/x"})", ""},
+        {F::ageRating, R"({"gambling":true,"gambling":false})", "answers \"gambling\" twice"},
     };
     for (const Row& row : rows) {
         const std::string fault = valueFault(row.field, row.text).value_or("");
@@ -106,8 +129,30 @@ TEST(AgeRating, isComparedByMeaningAndKeepsWhatAFileDoesNotName) {
     EXPECT_EQ(mergeAgeRatings(copy, R"({"contests":"FREQUENT"})", R"({"contests":"INFREQUENT"})"),
               std::nullopt);
     EXPECT_EQ(mergeAgeRatings(copy, "{", copy), std::nullopt);
+}
 
-    // A way back also from answers that were added.
-    const std::string after = ageRatingOver(copy, R"({"advertising":true,"gambling":true})");
-    EXPECT_EQ(ageRatingOver(after, ageRatingBack(copy, after)), copy);
+TEST(AgeRating, takesBackTheAnswersOfAPushAlone) {
+    constexpr std::string_view before = R"({"contests":"NONE","gambling":false})";
+    constexpr std::string_view sentText = R"({"advertising":true,"contests":"NONE","gambling":true})";
+    struct Row {
+        std::string_view local, copy, back; // no way back: nothing to do
+        bool replacesEdit = false;
+    };
+    const Row rows[] = {
+        {R"({"gambling":true,"advertising":true})", sentText, R"({"gambling":false,"advertising":null})"},
+        {"", sentText, R"({"gambling":false,"advertising":null})"},
+        // Somebody changed another answer since.
+        {R"({"advertising":true,"contests":"FREQUENT","gambling":true})", sentText,
+         R"({"advertising":null,"contests":"FREQUENT","gambling":false})"},
+        // A newer answer to the same question.
+        {R"({"gambling":"x"})", sentText, R"({"gambling":false,"advertising":null})", true},
+        {R"({"gambling":true)", sentText, R"({"gambling":false,"advertising":null})", true},
+        {R"({"contests":"FREQUENT"})", before, ""},
+        {R"({"gambling":false,"advertising":null})", sentText, ""},
+    };
+    for (const Row& row : rows) {
+        const auto back = ageRatingBack(row.local, row.copy, before, sentText);
+        EXPECT_EQ(back ? encodeJSON(decodeJSON<JSONValue>(back->text)) : "", row.back) << row.local;
+        EXPECT_EQ(back && back->replacesEdit, row.replacesEdit) << row.local;
+    }
 }

@@ -1,9 +1,11 @@
 // The fields of the page through the controllers: the history, the way back, and a password that nobody sees.
 #include "Platform/log/Log.h"
 #include "Quorvel/actions/CompareActions.h"
+#include "Quorvel/controllers/metadata/SecretExposure.h"
 #include "Tests/support/ControllerSandbox.h"
 #include "Tests/support/FileMode.h"
 #include "Tests/support/GitRepository.h"
+#include "Tests/support/TemporaryFolder.h"
 
 #include <gmock/gmock.h>
 
@@ -55,7 +57,7 @@ TEST(PageController, putsAllFieldsOfAPushBack) {
     ASSERT_EQ(report.kept.size(), 1U);
     EXPECT_EQ(readFile(report.kept.front().path), "2028");
     EXPECT_EQ(sandbox.local(F::copyright), "2026 Fernhollow Studio");
-    EXPECT_EQ(sandbox.local(F::ageRating), "{\n  \"contests\": null,\n  \"gambling\": null\n}");
+    EXPECT_EQ(sandbox.local(F::ageRating), "{\n  \"gambling\": null,\n  \"contests\": null\n}");
     EXPECT_EQ(sandbox.store().read("de-DE", F::marketingURL), "https://fernhollow.example/mosswick");
     EXPECT_EQ(sandbox.push().report, "Pushed 6 fields · 1 locale");
     (void)sandbox.pull();
@@ -64,6 +66,25 @@ TEST(PageController, putsAllFieldsOfAPushBack) {
                   before[field].value_or(""))
             << rawValue(field);
     EXPECT_TRUE(sandbox.controller.planPush({}).nothing.has_value());
+}
+
+TEST(PageController, leavesAnswersAloneThatTheRunDidNotSend) {
+    PageSandbox sandbox;
+    sandbox.put(F::ageRating, R"({"gambling": true})");
+    const std::string run = sandbox.push().run;
+    const auto info = sandbox.client.listAppInfos(test::gardenApp).front().id;
+    const auto declaration = sandbox.client.getAgeRatingDeclaration(info)->id;
+    (void)sandbox.client.updateAgeRatingDeclaration(
+        declaration, JSONValue::object({{"contests", "FREQUENT"}, {"lootBox", true}}));
+    (void)sandbox.pull();
+
+    const auto report = sandbox.controller.revert(run);
+    EXPECT_EQ(report.reverted.size(), 1U);
+    EXPECT_TRUE(report.kept.empty()) << "nobody edited";
+    const auto plan = sandbox.controller.planPush({}, {}, DryRun::yes, MetadataController::Requests::include);
+    ASSERT_EQ(plan.requests.size(), 1U);
+    EXPECT_THAT(encodeJSON(plan.requests.front().body), HasSubstr(R"("attributes":{"gambling":null})"));
+    EXPECT_EQ(sandbox.controller.revert(run).unchanged.size(), 1U);
 }
 
 TEST(PageController, showsAndKeepsTheDemoPasswordNowhere) {
@@ -134,4 +155,26 @@ TEST(PageController, warnsOfARepositoryThatWouldTakeThePassword) {
     writeFileAtomically(sandbox.appFolder().rootURL / ".gitignore", "demo_password.txt\n");
     EXPECT_THAT(notices(), testing::IsEmpty());
     EXPECT_THAT(warnings(), testing::IsEmpty());
+}
+
+TEST(SecretExposure, looksWhereverAPasswordIsLeft) {
+    const test::TemporaryFolder outer;
+    const test::GitRepository repository(outer.path());
+    const MetadataFolder tree{repository.root(), TreeInPlace{TreeLayout::platforms}};
+    const MetadataFolder context = tree.contextFolder({});
+    const std::filesystem::path places[] = {context.rootURL / "review_information/demo_password.txt",
+                                            tree.rootURL / "review_information/demo_password.txt",
+                                            context.privateFolder() /
+                                                "kept/2026-03-01/review_information/demo_password.txt"};
+    for (const auto& place : places) {
+        createFolders(place.parent_path());
+        writeFileAtomically(place, "\n");
+        EXPECT_FALSE(exposedSecret(context).has_value()) << "no password";
+        writeFileAtomically(place, firstPassword);
+        const auto exposed = exposedSecret(context);
+        ASSERT_TRUE(exposed.has_value()) << place;
+        EXPECT_EQ(exposed->file, place.native());
+        EXPECT_THAT(exposed->text, HasSubstr("a line \"demo_password.txt\""));
+        std::filesystem::remove(place);
+    }
 }
