@@ -3,6 +3,8 @@
 #include "Tests/support/FileMode.h"
 #include "Tests/support/GitRepository.h"
 
+#include <fmt/format.h>
+
 namespace quorvel::test {
 namespace {
 

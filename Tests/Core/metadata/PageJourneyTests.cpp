@@ -337,7 +337,8 @@ TEST(PageJourney, notesNoDigestOfAPasswordForAnInterruptedPull) {
 TEST(PageJourney, showsAConflictOfSomeAnswersBesideAllOthers) {
     PageFixture fixture;
     const auto rating = fixture.client.getAgeRatingDeclaration(fixture.appInfo().appInfo.id).value();
-    (void)fixture.client.updateAgeRatingDeclaration(rating.id, JSONValue::object({{"contests", "NONE"}}));
+    (void)fixture.client.updateAgeRatingDeclaration(
+        rating.id, JSONValue::object({{"contests", "NONE"}, {"gambling", false}}));
     (void)fixture.pull();
     const std::string all = fixture.local(F::ageRating).value();
     fixture.put(F::ageRating, R"({"contests": "INFREQUENT"})");
@@ -464,7 +465,7 @@ TEST(PageJourney, keepsWhatAppReviewIsToldWhereAVersionHasNone) {
     EXPECT_THAT(pulled.updated, IsEmpty());
     EXPECT_THAT(
         pulled.summary.warnings,
-        ElementsAre(HasSubstr("First name, Demo password, Review notes any more. The local files stay")));
+        ElementsAre(HasSubstr("first name, Demo password, Review notes any more. The local files stay")));
     for (const auto& [field, text] : told)
         EXPECT_EQ(fixture.local(field), text);
     EXPECT_THAT(fixture.pull().summary.warnings, IsEmpty());
