@@ -462,9 +462,8 @@ TEST(PageJourney, keepsWhatAppReviewIsToldWhereAVersionHasNone) {
 
     const auto pulled = fixture.pull();
     EXPECT_THAT(pulled.updated, IsEmpty());
-    EXPECT_THAT(
-        pulled.summary.warnings,
-        ElementsAre(HasSubstr("First name, Demo password, Review notes any more. The local files stay")));
+    EXPECT_THAT(pulled.summary.warnings,
+                ElementsAre(HasSubstr("first name, Demo password, Review notes. The local files stay")));
     for (const auto& [field, text] : told)
         EXPECT_EQ(fixture.local(field), text);
     EXPECT_THAT(fixture.pull().summary.warnings, IsEmpty());
