@@ -149,5 +149,23 @@ TEST_F(PageCommands, overwriteNothingWithTheEmptyFilesOfOtherTools) {
     EXPECT_EQ(readFile(pulled / "copyright.txt"), "2027 Fernhollow Studio");
 }
 
+TEST_F(PageCommands, areShownOfAFreshCheckoutInAFewLines) {
+    using testing::ContainsRegex;
+    ASSERT_EQ(pull().status, 0);
+    std::filesystem::remove_all(folder / "texts/ios/next/.brevant");
+    put(passwordFile, "moss-4711");
+    const std::string alike = "Changed on both sides alike.";
+    EXPECT_THAT(on({"diff", "--remote"}).all(),
+                AllOf(Not(HasSubstr(alike)), HasSubstr("on both alike"), HasSubstr("listed with --verbose"),
+                      HasSubstr("page Demo password  Changed here only.")));
+    EXPECT_THAT(on({"diff", "--remote", "--verbose"}).out, HasSubstr(alike));
+    EXPECT_THAT(on({"diff", "--remote", "--stat"}).out,
+                AllOf(ContainsRegex("page +Demo password +– +changed\n"), Not(HasSubstr("the same"))));
+    EXPECT_THAT(on({"pull", "--dry-run"}).out, ContainsRegex("page +Demo password +your edit stays"));
+    ASSERT_EQ(on({"pull", "--leave-edits"}).status, 0);
+    EXPECT_THAT(on({"diff", "--stat"}).out, AllOf(ContainsRegex("Demo password +changed *\n"),
+                                                  HasSubstr("0 characters added, 0 removed")));
+}
+
 } // namespace
 } // namespace quorvel::test
