@@ -358,10 +358,9 @@ std::string explainVanished(const LocaleWork& work) {
         std::vector<std::string> fields;
         for (const FieldType field : work.vanished)
             fields.emplace_back(shortLabelOf(field));
-        return fmt::format(
-            "App Store Connect has nothing of this version's {} any more. The local files stay, "
-            "and a push sends them.",
-            someOf(fields));
+        return fmt::format("App Store Connect holds none of these any more: {}. The local files stay, and a "
+                           "push sends them.",
+                           someOf(fields));
     }
     if (work.incoming.isAbsent())
         return fmt::format("{} is no longer on App Store Connect. Its local files stay; remove the folder, "

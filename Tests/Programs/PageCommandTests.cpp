@@ -139,16 +139,34 @@ TEST_F(PageCommands, leaveAColleaguesPasswordAloneUntilSomebodyChooses) {
 
 TEST_F(PageCommands, overwriteNothingWithTheEmptyFilesOfOtherTools) {
     for (const auto* name : {"first_name", "last_name", "phone_number", "email_address", "notes"})
-        put(fmt::format("review_information/{}.txt", name), "\n");
+        put(std::string("review_information/") + name + ".txt", "\n");
     put("copyright.txt", "2027 Fernhollow Studio\n");
     const auto pushed = on({"push", "--overwrite", "--allow-clear", "--yes"});
     EXPECT_THAT(pushed.out, HasSubstr("Pushed 1 field")) << pushed.all();
     // Nor are they something that was emptied since.
-    EXPECT_NE(on({"push", "--allow-clear", "--yes"}).status, 2);
+    EXPECT_THAT(on({"push", "--allow-clear", "--yes"}).all(), Not(HasSubstr("Pushed")));
     ASSERT_EQ(run({"pull", "--app", app, "--folder", "elsewhere"}).status, 0);
     const auto pulled = folder / "elsewhere/ios/next";
     EXPECT_EQ(readFile(pulled / "review_information/email_address.txt"), "review@fernhollow.example");
     EXPECT_EQ(readFile(pulled / "copyright.txt"), "2027 Fernhollow Studio");
+}
+
+TEST_F(PageCommands, areShownOfAFreshCheckoutInAFewLines) {
+    using testing::ContainsRegex;
+    ASSERT_EQ(pull().status, 0);
+    std::filesystem::remove_all(folder / "texts/ios/next/.brevant");
+    put(passwordFile, "moss-4711");
+    const std::string alike = "Changed on both sides alike.";
+    EXPECT_THAT(on({"diff", "--remote"}).all(),
+                AllOf(Not(HasSubstr(alike)), HasSubstr("on both alike"), HasSubstr("listed with --verbose"),
+                      HasSubstr("page Demo password  Changed here only.")));
+    EXPECT_THAT(on({"diff", "--remote", "--verbose"}).out, HasSubstr(alike));
+    EXPECT_THAT(on({"diff", "--remote", "--stat"}).out,
+                AllOf(ContainsRegex("page +Demo password +– +changed\n"), Not(HasSubstr("the same"))));
+    EXPECT_THAT(on({"pull", "--dry-run"}).out, ContainsRegex("page +Demo password +your edit stays"));
+    ASSERT_EQ(on({"pull", "--leave-edits"}).status, 0);
+    EXPECT_THAT(on({"diff", "--stat"}).out, AllOf(ContainsRegex("Demo password +changed *\n"),
+                                                  HasSubstr("0 characters added, 0 removed")));
 }
 
 } // namespace

@@ -338,7 +338,7 @@ TEST(PageJourney, showsAConflictOfSomeAnswersBesideAllOthers) {
     PageFixture fixture;
     const auto rating = fixture.client.getAgeRatingDeclaration(fixture.appInfo().appInfo.id).value();
     (void)fixture.client.updateAgeRatingDeclaration(
-        rating.id, JSONValue::object({{"contests", "NONE"}, {"gambling", false}}));
+        rating.id, JSONValue::object({{"contests", "NONE"}, {"lootBox", true}}));
     (void)fixture.pull();
     const std::string all = fixture.local(F::ageRating).value();
     fixture.put(F::ageRating, R"({"contests": "INFREQUENT"})");
@@ -349,7 +349,7 @@ TEST(PageJourney, showsAConflictOfSomeAnswersBesideAllOthers) {
     EXPECT_EQ(shownTextOf(conflict, fixture.local(F::ageRating), FinalLineBreak::keep),
               ageRatingOver(all, R"({"contests": "INFREQUENT"})"));
     const ConflictSettling settling(fixture.store, FinalLineBreak::keep, fixture.clock());
-    EXPECT_THAT(readFile(settling.prepareEdit(conflict)).value(), HasSubstr("\"gambling\": "));
+    EXPECT_THAT(readFile(settling.prepareEdit(conflict)).value(), HasSubstr("\"lootBox\": true"));
     (void)settling.settle(conflict, ConflictSide::ours);
     EXPECT_EQ(fixture.local(F::ageRating), R"({"contests": "INFREQUENT"})"); // the file stays as it was made
 }
@@ -463,9 +463,8 @@ TEST(PageJourney, keepsWhatAppReviewIsToldWhereAVersionHasNone) {
 
     const auto pulled = fixture.pull();
     EXPECT_THAT(pulled.updated, IsEmpty());
-    EXPECT_THAT(
-        pulled.summary.warnings,
-        ElementsAre(HasSubstr("first name, Demo password, Review notes any more. The local files stay")));
+    EXPECT_THAT(pulled.summary.warnings,
+                ElementsAre(HasSubstr("first name, Demo password, Review notes. The local files stay")));
     for (const auto& [field, text] : told)
         EXPECT_EQ(fixture.local(field), text);
     EXPECT_THAT(fixture.pull().summary.warnings, IsEmpty());
