@@ -72,7 +72,7 @@ TEST(PageController, leavesAnswersAloneThatTheRunDidNotSend) {
     PageSandbox sandbox;
     sandbox.put(F::ageRating, R"({"gambling": true})");
     const std::string run = sandbox.push().run;
-    const auto info = sandbox.client.listAppInfos(test::gardenApp).front().id;
+    const auto info = sandbox.client.listAppInfos(test::gardenApp).back().id; // of the next version
     const auto declaration = sandbox.client.getAgeRatingDeclaration(info)->id;
     (void)sandbox.client.updateAgeRatingDeclaration(
         declaration, JSONValue::object({{"contests", "FREQUENT"}, {"lootBox", true}}));
