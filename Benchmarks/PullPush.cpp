@@ -57,7 +57,7 @@ void pullOf40Locales(benchmark::State& state) {
 
 // Two rounds, as of a pull: the versions with the app infos, then both lists of localizations.
 void remoteDiffOf40Locales(benchmark::State& state) {
-    const Pulled pulled;
+    Pulled pulled;
     const MetadataFolder root{pulled.fixture.folder / "tree"};
     std::vector<double> times;
     std::size_t requests = 0;
@@ -67,8 +67,8 @@ void remoteDiffOf40Locales(benchmark::State& state) {
             const MetadataPuller puller(pulled.fixture.client, systemClock());
             const AppDiscovery found = puller.discover(pulled.appID);
             const auto context = chooseContext(found.contexts, "ios/next").value();
-            AppInfoTexts texts(pulled.fixture.client, found.appInfos);
-            const LocaleTexts remote = puller.look(texts, context);
+            AppInfoTexts texts(pulled.fixture.client, found);
+            const ReadTexts remote = puller.look(texts, context);
             const MetadataStore store(root.contextFolder(context.contextID()));
             if (!compareWithRemote(store, {}, remote).differences.empty())
                 throw std::runtime_error("nothing was changed");

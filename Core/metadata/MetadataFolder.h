@@ -3,13 +3,21 @@
 
 #include "Core/metadata/FieldType.h"
 #include "Core/metadata/PlatformContext.h"
+#include "Platform/files/Files.h"
 #include "Platform/files/Home.h"
 
 #include <filesystem>
+#include <functional>
+#include <map>
 #include <optional>
+#include <string>
 #include <string_view>
+#include <vector>
 
 namespace quorvel {
+
+/// The entries of folders by the folder's name, each sorted by name.
+using FolderListings = std::map<std::string, std::vector<FolderEntry>, std::less<>>;
 
 /// How the locales lie in a tree that another tool keeps.
 enum class TreeLayout {

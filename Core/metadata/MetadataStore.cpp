@@ -54,8 +54,8 @@ LocaleTexts MetadataStore::readAll(TextSide side) const {
     return all;
 }
 
-ReadTexts MetadataStore::readAllUsable(TextSide side) const {
-    return TreeReader(folder_, side).readAllUsable();
+ReadTexts MetadataStore::readAllUsable(TextSide side, FolderListings* listings) const {
+    return TreeReader(folder_, side).readAllUsable(listings);
 }
 
 void MetadataStore::write(std::string_view locale, FieldType field, std::string_view text, TextSide side,

@@ -39,7 +39,8 @@ class MetadataStore {
     /// The texts of all locales that have a folder on that side.
     [[nodiscard]] LocaleTexts readAll(TextSide side = TextSide::local) const;
     /// Like `readAll`, but names the files that cannot be taken as texts instead of throwing.
-    [[nodiscard]] ReadTexts readAllUsable(TextSide side = TextSide::local) const;
+    [[nodiscard]] ReadTexts readAllUsable(TextSide side = TextSide::local,
+                                          FolderListings* listings = nullptr) const;
 
     /// Replaces a text in one step, making the folders, whatever it is.
     void write(std::string_view locale, FieldType field, std::string_view text,

@@ -83,9 +83,9 @@ struct Listing {
 };
 
 // Links count as what they lead to; hidden entries are left out.
-Listing listingOf(const std::filesystem::path& folder) {
+Listing listingOf(const std::filesystem::path& folder, const std::vector<FolderEntry>& entries) {
     Listing listing;
-    for (const FolderEntry& entry : listFolder(folder).value_or(std::vector<FolderEntry>())) {
+    for (const FolderEntry& entry : entries) {
         if (entry.name.starts_with('.')) continue;
         std::error_code unreachable;
         const bool isFolder = entry.kind == FolderEntry::Kind::folder ||
@@ -94,6 +94,10 @@ Listing listingOf(const std::filesystem::path& folder) {
         (isFolder ? listing.folders : listing.files).push_back(entry.name);
     }
     return listing;
+}
+
+Listing listingOf(const std::filesystem::path& folder) {
+    return listingOf(folder, listFolder(folder).value_or(std::vector<FolderEntry>()));
 }
 
 std::optional<Listing> tryListing(const std::filesystem::path& folder) {
@@ -212,7 +216,7 @@ SkippedEntry strayFile(std::string_view locale, std::string_view name,
     return entry;
 }
 
-std::vector<SkippedEntry> strayEntries(const MetadataFolder& context) {
+std::vector<SkippedEntry> strayEntries(const MetadataFolder& context, const FolderListings& listings) {
     const std::filesystem::path place = context.rootURL.lexically_relative(context.boundary());
     std::vector<SkippedEntry> entries;
     const auto add = [&](SkippedEntry entry) {
@@ -236,7 +240,10 @@ std::vector<SkippedEntry> strayEntries(const MetadataFolder& context) {
             add(strayFolder(name, top.folders));
             continue;
         }
-        const auto found = tryListing(context.rootURL / name);
+        const auto listed = listings.find(name);
+        const auto found = listed == listings.end()
+                               ? tryListing(context.rootURL / name)
+                               : std::optional(listingOf(context.rootURL / name, listed->second));
         if (!found) continue;
         for (const std::string& file : found->files)
             if (name == reviewFolderName ? !isReviewFile(name, file) : !isFieldFile(file))
@@ -269,8 +276,8 @@ bool isOfPictures(const SkippedEntry& entry) {
     return isPicturesFolder(entry.path);
 }
 
-std::vector<SkippedEntry> misnamedEntries(const MetadataFolder& context) {
-    std::vector<SkippedEntry> entries = strayEntries(context);
+std::vector<SkippedEntry> misnamedEntries(const MetadataFolder& context, const FolderListings& listings) {
+    std::vector<SkippedEntry> entries = strayEntries(context, listings);
     if (context.isPartOfTree()) { // its pictures are the app's
         std::erase_if(entries, isOfPictures);
         return entries;

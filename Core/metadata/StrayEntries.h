@@ -52,9 +52,10 @@ struct RawValues<SkippedEntry::Kind> {
 
 /// Every entry of a folder of locales that no push takes; the folder "default" of a tree in
 /// place counts as taken. Paths are relative to the tree where the folder is a part of one in place, else to
-/// the folder. Sorted. Throws `FileError` where the folder cannot be listed; a locale's folder that cannot be
-/// is left out.
-[[nodiscard]] std::vector<SkippedEntry> strayEntries(const MetadataFolder& context);
+/// the folder. Sorted. Folders of locales in `listings` are not listed again. Throws `FileError` where the
+/// folder cannot be listed; a locale's folder that cannot be is left out.
+[[nodiscard]] std::vector<SkippedEntry> strayEntries(const MetadataFolder& context,
+                                                     const FolderListings& listings = {});
 
 /// Whether an entry of a tree in place is one of the folders beside its locales or platforms that pictures
 /// and videos are pushed from: "screenshots", "previews-macos-next".
@@ -63,7 +64,8 @@ struct RawValues<SkippedEntry::Kind> {
 /// The entries of a context's folder that probably are texts under another name or in another place, which
 /// no push takes: misnamed files and folders, and field files beside the locales. In a tree in place it is
 /// every entry that no push takes, as the user brought it there. Sorted by path, throws like `strayEntries`.
-[[nodiscard]] std::vector<SkippedEntry> misnamedEntries(const MetadataFolder& context);
+[[nodiscard]] std::vector<SkippedEntry> misnamedEntries(const MetadataFolder& context,
+                                                        const FolderListings& listings = {});
 
 /// Throws `MetadataError` when `folder` is no tree of <locale>/<field>.txt files, and says what to do: name
 /// the tree that lies below it, above it or beside it, or rename a folder. A tree without any text is one as

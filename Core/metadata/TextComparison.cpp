@@ -93,7 +93,7 @@ void complete(ReadContext& read, const MetadataStore& store, const TextRules& ru
 TextComparison withMisnamed(const ReadContext& read, const MetadataStore& store, const ContextID& context,
                             const TextRules& rules, const PushFilter& filter) {
     TextComparison result = compareTexts(read, store, context, rules, filter);
-    result.misnamed = misnamedEntries(store.folder());
+    result.misnamed = misnamedEntries(store.folder(), read.listings);
     result.misnamed.insert(result.misnamed.end(), read.unusedDefaults.begin(), read.unusedDefaults.end());
     return result;
 }
@@ -135,7 +135,10 @@ std::vector<PendingChange> changesOf(const ReadContext& read, const std::vector<
 }
 
 ReadContext readContext(const MetadataStore& store, const TextRules& rules) {
-    ReadContext read{store.readAllUsable(), store.readAllUsable(TextSide::pulled), {}, {}, {}, false};
+    FolderListings listings;
+    ReadTexts local = store.readAllUsable(TextSide::local, &listings);
+    ReadContext read{
+        std::move(local), store.readAllUsable(TextSide::pulled), {}, {}, {}, std::move(listings), false};
     complete(read, store, rules);
     return read;
 }
@@ -147,7 +150,7 @@ TextComparison compareTexts(const MetadataStore& store, const ContextID& context
 
 TextComparison compareWithRemote(const MetadataStore& store, const ContextID& context, const TextRules& rules,
                                  const PushFilter& filter, const ReadTexts& remote) {
-    ReadContext read{store.readAllUsable(), remote, {}, {}, {}, true};
+    ReadContext read{store.readAllUsable(), remote, {}, {}, {}, {}, true};
     RemovedLocales(store.folder()).leaveOutOf(read.pulled.texts);
     complete(read, store, rules);
     return withMisnamed(read, store, context, rules, filter);

@@ -33,6 +33,7 @@ struct ReadContext {
     std::vector<FieldKey> fromDefault;        // texts of the folder "default" that stand in, sorted
     std::vector<std::string> withoutFolder;   // pulled and enabled locales
     std::vector<SkippedEntry> unusedDefaults; // that stand in nowhere
+    FolderListings listings;                  // of the locales here, as far as they were listed
     bool isRemote = false;                    // `pulled` is what App Store Connect holds now
 };
 /// Throws what `compareTexts` throws.

@@ -81,6 +81,46 @@ auto openListing(int folder) {
     return std::unique_ptr<DIR, decltype(close)>(number < 0 ? nullptr : ::fdopendir(number), close);
 }
 
+std::optional<FolderEntry::Kind> kindOf(const dirent& entry) {
+    switch (entry.d_type) {
+    case DT_REG:
+        return FolderEntry::Kind::file;
+    case DT_DIR:
+        return FolderEntry::Kind::folder;
+    case DT_LNK:
+        return FolderEntry::Kind::link;
+    case DT_UNKNOWN:
+        return std::nullopt; // the file system does not tell
+    default:
+        return FolderEntry::Kind::other;
+    }
+}
+
+// The entries of an open folder; nothing where it cannot be listed, or their kinds are not told.
+std::optional<std::vector<FolderEntry>> entriesIn(const FileDescriptor& folder) {
+    if (!folder.isOpen()) return std::nullopt;
+    const auto listing = openListing(folder.number());
+    if (!listing) return std::nullopt;
+    std::vector<FolderEntry> entries;
+    errno = 0;
+    while (const dirent* entry = ::readdir(listing.get())) {
+        const auto kind = kindOf(*entry);
+        if (!kind) return std::nullopt;
+        const std::string_view name = entry->d_name;
+        if (name != "." && name != "..") entries.push_back({std::string(name), *kind});
+    }
+    if (errno != 0) return std::nullopt;
+    std::ranges::sort(entries, {}, &FolderEntry::name);
+    return entries;
+}
+
+// A file system may find a file in any spelling of its name.
+bool mayHold(const std::vector<FolderEntry>& entries, std::string_view name) {
+    return std::ranges::any_of(entries, [&](const FolderEntry& entry) {
+        return entry.name.size() == name.size() && (entry.name == name || asciiLowercase(entry.name) == name);
+    });
+}
+
 // Whether `path`, which begins with `root` as it is written, has no link below it; links above are the user's
 // own way to the tree.
 bool hasNoLinkBelow(const std::filesystem::path& path, const std::filesystem::path& root) {
@@ -140,7 +180,7 @@ std::vector<std::string> TreeReader::locales() const {
 
 FieldTexts TreeReader::readLocale(std::string_view locale) const {
     FieldTexts texts;
-    Folders folders;
+    Folders folders{.lists = true};
     for (const FieldType field : fieldsOf(locale))
         texts[field] = readFieldFile(folders, locale, field);
     return texts;
@@ -152,7 +192,7 @@ TreeReader::Locale TreeReader::readUsable(std::string_view locale) const {
         reading.unreadable.push_back(
             {std::string(locale), field, error.what(), error.kind() == MetadataError::Kind::unusableText});
     };
-    Folders folders;
+    Folders folders{.lists = true};
     for (const FieldType field : fieldsOf(locale)) {
         try {
             reading.texts[field] = readFieldFile(folders, locale, field);
@@ -160,13 +200,15 @@ TreeReader::Locale TreeReader::readUsable(std::string_view locale) const {
             report(field, error);
         }
     }
+    if (folders.own) reading.entries = std::move(folders.own->entries);
     return reading;
 }
 
-ReadTexts TreeReader::readAllUsable() const {
+ReadTexts TreeReader::readAllUsable(FolderListings* listings) const {
     ReadTexts all;
     for (const std::string& locale : locales()) {
         Locale one = readUsable(locale);
+        if (listings && one.entries) listings->emplace(locale, *std::move(one.entries));
         all.texts.emplace_hint(all.texts.end(), locale, std::move(one.texts));
         all.unreadable.insert(all.unreadable.end(), one.unreadable.begin(), one.unreadable.end());
     }
@@ -210,12 +252,14 @@ FileDescriptor TreeReader::openFolder(const FileDescriptor& parent, const std::s
     return folder;
 }
 
-const FileDescriptor& TreeReader::open(Folders& folders, std::string_view locale, FieldType field) const {
+const TreeReader::Folder& TreeReader::open(Folders& folders, std::string_view locale, FieldType field) const {
     const bool isOfReview = fileNameOf(field).find('/') != std::string_view::npos;
     auto& folder = isOfReview ? folders.review : folders.own;
-    if (!folder)
-        folder = isOfReview ? openLocale(reviewFolderName)
-                            : openLocale(locale == pageLocale ? std::string_view(".") : locale);
+    if (folder) return *folder;
+    folder = Folder{isOfReview ? openLocale(reviewFolderName)
+                               : openLocale(locale == pageLocale ? std::string_view(".") : locale),
+                    {}};
+    if (folders.lists) folder->entries = entriesIn(folder->descriptor);
     return *folder;
 }
 
@@ -229,9 +273,10 @@ std::optional<std::string> TreeReader::readFieldFile(Folders& folders, std::stri
                                                      FieldType field) const {
     const bool isOfPage = locale == pageLocale && isPageField(field);
     if (!isOfPage && !isSafeName(locale)) throw MetadataError::unsafeLocale(locale);
-    const FileDescriptor& folder = open(folders, locale, field);
+    const auto& [folder, entries] = open(folders, locale, field);
     if (!folder.isOpen()) return std::nullopt;
     const std::string name(fileNameOf(field).substr(fileNameOf(field).find('/') + 1));
+    if (entries && !mayHold(*entries, name)) return std::nullopt;
     const auto path = [&] { return folder_.fieldFile(locale, field, side_); };
     FileDescriptor file = openAt(folder.number(), name.c_str(), fileFlags | O_NOFOLLOW);
     if (!file.isOpen() && errno == ELOOP) {

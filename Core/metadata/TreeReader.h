@@ -28,6 +28,8 @@ class TreeReader {
     struct Locale {
         FieldTexts texts;
         std::vector<UnreadableText> unreadable;
+        std::optional<std::vector<FolderEntry>>
+            entries; // of its folder, sorted by name, as far as they are known
 
         [[nodiscard]] bool isUnreadable(FieldType field) const {
             return std::ranges::find(unreadable, field, &UnreadableText::field) != unreadable.end();
@@ -39,7 +41,8 @@ class TreeReader {
         }
     };
     [[nodiscard]] Locale readUsable(std::string_view locale) const;
-    [[nodiscard]] ReadTexts readAllUsable() const;
+    /// Adds to `listings` what lies in the folders of locales.
+    [[nodiscard]] ReadTexts readAllUsable(FolderListings* listings = nullptr) const;
     [[nodiscard]] std::optional<std::string> read(std::string_view locale, FieldType field) const;
 
   private:
@@ -49,12 +52,16 @@ class TreeReader {
                                             const std::filesystem::path& path) const;
     // The folders that hold the fields of a locale or of the page, opened when they are needed first; one
     // that is not there stays closed.
-    struct Folders {
-        std::optional<FileDescriptor> own;
-        std::optional<FileDescriptor> review;
+    struct Folder {
+        FileDescriptor descriptor;
+        std::optional<std::vector<FolderEntry>> entries; // when it was opened, as far as it was listed
     };
-    [[nodiscard]] const FileDescriptor& open(Folders& folders, std::string_view locale,
-                                             FieldType field) const;
+    struct Folders {
+        bool lists = false; // most files are missing in most folders, and looking for each takes its time
+        std::optional<Folder> own = {};
+        std::optional<Folder> review = {};
+    };
+    [[nodiscard]] const Folder& open(Folders& folders, std::string_view locale, FieldType field) const;
     [[nodiscard]] FileDescriptor openLocale(std::string_view locale) const;
     [[nodiscard]] std::optional<std::string> readFieldFile(Folders& folders, std::string_view locale,
                                                            FieldType field) const;

@@ -292,7 +292,7 @@ class TreeCheck {
     }
 
     void checkEntries() {
-        std::vector<SkippedEntry> entries = strayEntries(folder_);
+        std::vector<SkippedEntry> entries = strayEntries(folder_, read_.listings);
         entries.insert(entries.end(), read_.unusedDefaults.begin(), read_.unusedDefaults.end());
         for (const SkippedEntry& entry : entries) {
             if (folder_.isPartOfTree() && isOfPictures(entry)) continue;
